@@ -1,0 +1,23 @@
+# What every target of this project has in common.
+
+# Warnings for our own code; never handed to consumers.
+add_library(qor_warnings INTERFACE)
+target_compile_options(qor_warnings INTERFACE
+  -Wall -Wextra -Wshadow -Wconversion $<$<BOOL:${QOR_WERROR}>:-Werror>)
+
+if(QOR_SANITIZE)
+  add_compile_options(-fsanitize=${QOR_SANITIZE} -fno-omit-frame-pointer -fno-sanitize-recover=all)
+  add_link_options(-fsanitize=${QOR_SANITIZE})
+endif()
+
+# Build paths stay out of the binaries.
+add_compile_options(-ffile-prefix-map=${CMAKE_SOURCE_DIR}/=)
+
+# qor_test(NAME SOURCES... ): a GoogleTest executable whose cases ctest lists one by one.
+function(qor_test name)
+  cmake_parse_arguments(arg "" "LABEL;TIMEOUT" "SOURCES;LIBRARIES" ${ARGN})
+  add_executable(${name} ${arg_SOURCES})
+  target_link_libraries(${name} PRIVATE ${arg_LIBRARIES} GTest::gtest_main GTest::gmock qor_warnings)
+  gtest_discover_tests(${name} TEST_PREFIX "${arg_LABEL}." DISCOVERY_TIMEOUT 60
+    PROPERTIES LABELS ${arg_LABEL} TIMEOUT ${arg_TIMEOUT})
+endfunction()

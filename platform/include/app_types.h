@@ -1,0 +1,28 @@
+/* Copyright 2026 The qor-handler-manager authors. SPDX-License-Identifier: Apache-2.0 */
+
+#ifndef PLATFORM_APP_TYPES_H_
+#define PLATFORM_APP_TYPES_H_
+
+/* Error values of the application interfaces. */
+#include <tizen.h>
+
+#ifdef __cplusplus
+extern "C" {
+#endif
+
+typedef enum {
+  APP_ERROR_NONE = TIZEN_ERROR_NONE,
+  APP_ERROR_INVALID_PARAMETER = TIZEN_ERROR_INVALID_PARAMETER,
+  APP_ERROR_OUT_OF_MEMORY = TIZEN_ERROR_OUT_OF_MEMORY,
+  APP_ERROR_INVALID_CONTEXT = TIZEN_ERROR_APPLICATION | 0x01,
+  APP_ERROR_NO_SUCH_FILE = TIZEN_ERROR_NO_SUCH_FILE,
+  APP_ERROR_ALREADY_RUNNING = TIZEN_ERROR_ALREADY_IN_PROGRESS,
+  APP_ERROR_PERMISSION_DENIED = TIZEN_ERROR_PERMISSION_DENIED,
+  APP_ERROR_NOT_SUPPORTED = TIZEN_ERROR_NOT_SUPPORTED
+} app_error_e;
+
+#ifdef __cplusplus
+}
+#endif
+
+#endif

@@ -1,0 +1,82 @@
+/* Copyright 2026 The qor-handler-manager authors. SPDX-License-Identifier: Apache-2.0 */
+
+#ifndef PLATFORM_BUNDLE_H_
+#define PLATFORM_BUNDLE_H_
+
+/* A dictionary of typed values: what travels with launch requests and inside parcels. Values are
+   copied in; getters hand out pointers into the bundle, which die with it. Not safe for concurrent
+   use. */
+#include <stddef.h>
+#include <tizen_error.h>
+
+#ifdef __cplusplus
+extern "C" {
+#endif
+
+typedef struct _bundle_t bundle;
+typedef unsigned char bundle_raw;
+typedef struct keyval_t bundle_keyval_t;
+
+typedef enum {
+  BUNDLE_ERROR_NONE = TIZEN_ERROR_NONE,
+  BUNDLE_ERROR_OUT_OF_MEMORY = TIZEN_ERROR_OUT_OF_MEMORY,
+  BUNDLE_ERROR_INVALID_PARAMETER = TIZEN_ERROR_INVALID_PARAMETER,
+  BUNDLE_ERROR_KEY_NOT_AVAILABLE = TIZEN_ERROR_KEY_NOT_AVAILABLE,
+  BUNDLE_ERROR_KEY_EXISTS = TIZEN_ERROR_BUNDLE | 0x01
+} bundle_error_e;
+
+enum bundle_type_property {
+  BUNDLE_TYPE_ARRAY = 0x0100,
+  BUNDLE_TYPE_PRIMITIVE = 0x0200,
+  BUNDLE_TYPE_MEASURABLE = 0x0400
+};
+
+enum bundle_type {
+  BUNDLE_TYPE_NONE = -1,
+  BUNDLE_TYPE_ANY = 0,
+  BUNDLE_TYPE_STR = 1 | BUNDLE_TYPE_MEASURABLE,
+  BUNDLE_TYPE_STR_ARRAY = BUNDLE_TYPE_STR | BUNDLE_TYPE_ARRAY,
+  BUNDLE_TYPE_BYTE = 2,
+  BUNDLE_TYPE_BYTE_ARRAY = BUNDLE_TYPE_BYTE | BUNDLE_TYPE_ARRAY
+};
+
+typedef void (*bundle_iterator_t)(const char* key, const int type, const bundle_keyval_t* kv,
+                                  void* user_data);
+
+/* NULL on failure, with the reason as the thread's last result. Free with bundle_free(). */
+bundle* bundle_create(void);
+bundle* bundle_dup(bundle* b_from);
+int bundle_free(bundle* b);
+
+/* Adding under a key that exists, of whatever type, is BUNDLE_ERROR_KEY_EXISTS. */
+int bundle_add_str(bundle* b, const char* key, const char* str);
+int bundle_add_str_array(bundle* b, const char* key, const char** str_array, const int len);
+int bundle_add_byte(bundle* b, const char* key, const void* byte, const size_t size);
+
+/* A missing key, or one of another type, is BUNDLE_ERROR_KEY_NOT_AVAILABLE. */
+int bundle_get_str(bundle* b, const char* key, char** str);
+const char** bundle_get_str_array(bundle* b, const char* key, int* len);
+int bundle_get_byte(bundle* b, const char* key, void** byte, size_t* size);
+
+int bundle_del(bundle* b, const char* key);
+int bundle_get_count(bundle* b);
+int bundle_get_type(bundle* b, const char* key);
+
+/* Calls iter for every pair, in no particular order. The bundle must not be changed meanwhile. */
+void bundle_foreach(bundle* b, bundle_iterator_t iter, void* user_data);
+int bundle_keyval_get_type(bundle_keyval_t* kv);
+int bundle_keyval_type_is_array(bundle_keyval_t* kv);
+int bundle_keyval_get_basic_val(bundle_keyval_t* kv, void** val, size_t* size);
+int bundle_keyval_get_array_val(bundle_keyval_t* kv, void*** array_val, unsigned int* array_len,
+                                size_t** array_element_size);
+
+/* Text form (base64) and back. The encoded text is released with free(), the decoded bundle with
+ * bundle_free(). */
+int bundle_encode(bundle* b, bundle_raw** r, int* len);
+bundle* bundle_decode(const bundle_raw* r, const int len);
+
+#ifdef __cplusplus
+}
+#endif
+
+#endif

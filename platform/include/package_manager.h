@@ -1,0 +1,88 @@
+/* Copyright 2026 The qor-handler-manager authors. SPDX-License-Identifier: Apache-2.0 */
+
+#ifndef PLATFORM_PACKAGE_MANAGER_H_
+#define PLATFORM_PACKAGE_MANAGER_H_
+
+/* Packages come and go: queries, events, requests. Event callbacks run on the main loop. */
+#include <package_info.h>
+#include <sys/types.h>
+#include <tizen.h>
+
+#ifdef __cplusplus
+extern "C" {
+#endif
+
+typedef struct package_manager_s* package_manager_h;
+typedef struct package_manager_request_s* package_manager_request_h;
+
+typedef enum {
+  PACKAGE_MANAGER_ERROR_NONE = TIZEN_ERROR_NONE,
+  PACKAGE_MANAGER_ERROR_INVALID_PARAMETER = TIZEN_ERROR_INVALID_PARAMETER,
+  PACKAGE_MANAGER_ERROR_OUT_OF_MEMORY = TIZEN_ERROR_OUT_OF_MEMORY,
+  PACKAGE_MANAGER_ERROR_IO_ERROR = TIZEN_ERROR_IO_ERROR,
+  PACKAGE_MANAGER_ERROR_NO_SUCH_PACKAGE = TIZEN_ERROR_PACKAGE_MANAGER | 0x71,
+  PACKAGE_MANAGER_ERROR_SYSTEM_ERROR = TIZEN_ERROR_PACKAGE_MANAGER | 0x72,
+  PACKAGE_MANAGER_ERROR_PERMISSION_DENIED = TIZEN_ERROR_PERMISSION_DENIED
+} package_manager_error_e;
+
+typedef enum {
+  PACKAGE_MANAGER_EVENT_TYPE_INSTALL = 0,
+  PACKAGE_MANAGER_EVENT_TYPE_UNINSTALL,
+  PACKAGE_MANAGER_EVENT_TYPE_UPDATE
+} package_manager_event_type_e;
+
+typedef enum {
+  PACKAGE_MANAGER_EVENT_STATE_STARTED = 0,
+  PACKAGE_MANAGER_EVENT_STATE_PROCESSING,
+  PACKAGE_MANAGER_EVENT_STATE_COMPLETED,
+  PACKAGE_MANAGER_EVENT_STATE_FAILED
+} package_manager_event_state_e;
+
+typedef enum {
+  PACKAGE_MANAGER_STATUS_TYPE_ALL = 0x00,
+  PACKAGE_MANAGER_STATUS_TYPE_INSTALL = 0x01,
+  PACKAGE_MANAGER_STATUS_TYPE_UNINSTALL = 0x02,
+  PACKAGE_MANAGER_STATUS_TYPE_UPGRADE = 0x04
+} package_manager_status_type_e;
+
+/* `progress` is 0 to 100; `error` means something only in the failed state. */
+typedef void (*package_manager_event_cb)(const char* type, const char* package,
+                                         package_manager_event_type_e event_type,
+                                         package_manager_event_state_e event_state, int progress,
+                                         package_manager_error_e error, void* user_data);
+
+int package_manager_create(package_manager_h* manager);
+int package_manager_destroy(package_manager_h manager);
+/* Which events come: status types or-ed together. Until it is set none does. */
+int package_manager_set_event_status(package_manager_h manager, int status_type);
+int package_manager_set_event_cb(package_manager_h manager, package_manager_event_cb callback,
+                                 void* user_data);
+int package_manager_unset_event_cb(package_manager_h manager);
+
+typedef bool (*package_manager_package_info_cb)(package_info_h package_info, void* user_data);
+int package_manager_foreach_package_info(package_manager_package_info_cb callback, void* user_data);
+/* Release with package_info_destroy(). */
+int package_manager_get_package_info(const char* package_id, package_info_h* package_info);
+
+/* Requests: `path` is a package file or, on an ordinary machine, an unpacked package folder; a
+   package that is installed already is updated. The callback hears of this request's progress; `id`
+   numbers the request. */
+typedef void (*package_manager_request_event_cb)(int id, const char* type, const char* package,
+                                                 package_manager_event_type_e event_type,
+                                                 package_manager_event_state_e event_state,
+                                                 int progress, package_manager_error_e error,
+                                                 void* user_data);
+
+int package_manager_request_create(package_manager_request_h* request);
+int package_manager_request_destroy(package_manager_request_h request);
+int package_manager_request_set_event_cb(package_manager_request_h request,
+                                         package_manager_request_event_cb callback,
+                                         void* user_data);
+int package_manager_request_install(package_manager_request_h request, const char* path, int* id);
+int package_manager_request_uninstall(package_manager_request_h request, const char* name, int* id);
+
+#ifdef __cplusplus
+}
+#endif
+
+#endif

@@ -1,0 +1,31 @@
+// Copyright 2026 The qor-handler-manager authors
+// SPDX-License-Identifier: Apache-2.0
+
+#ifndef PLATFORM_LINUX_COMMON_PROCESS_IDENTITY_H_
+#define PLATFORM_LINUX_COMMON_PROCESS_IDENTITY_H_
+
+#include <sys/types.h>
+
+#include <string>
+
+namespace platform {
+
+// Who a process is, told by the executable behind it and never by what it says of itself.
+struct ProcessIdentity {
+  // Application id from the package database, or "host.<file name of the executable>" for a process
+  // that is no installed application. Empty when the process is gone or its executable is deleted.
+  std::string app_id;
+  bool is_installed_application = false;
+};
+
+ProcessIdentity IdentifyProcess(pid_t pid);
+
+// The calling process itself.
+ProcessIdentity IdentifyThisProcess();
+
+// Whether the package of an installed application declares a privilege in its manifest.
+bool HoldsPrivilege(const std::string& app_id, const std::string& privilege);
+
+}  // namespace platform
+
+#endif

@@ -1,0 +1,50 @@
+// Copyright 2026 The qor-handler-manager authors
+// SPDX-License-Identifier: Apache-2.0
+
+#ifndef PLATFORM_LINUX_COMMON_UNIX_SOCKET_H_
+#define PLATFORM_LINUX_COMMON_UNIX_SOCKET_H_
+
+#include <sys/types.h>
+
+#include <string>
+
+namespace platform {
+
+// An owned file descriptor.
+class UniqueFd {
+ public:
+  UniqueFd() = default;
+  explicit UniqueFd(int fd) : fd_(fd) {}
+  UniqueFd(UniqueFd&& other) noexcept : fd_(other.Release()) {}
+  UniqueFd& operator=(UniqueFd&& other) noexcept;
+  ~UniqueFd() { Reset(); }
+
+  int Get() const { return fd_; }
+  explicit operator bool() const { return fd_ >= 0; }
+  int Release();
+  void Reset(int fd = -1);
+
+ private:
+  int fd_ = -1;
+};
+
+// Unix stream sockets by folder and name, so that the length of the folder's path does not matter
+// (a socket address holds about a hundred characters). All sockets are close-on-exec and
+// non-blocking. On failure the result is empty and errno says why.
+
+// Binds `name` in `folder` and listens. An existing entry of that name is EADDRINUSE.
+UniqueFd ListenAt(const std::string& folder, const std::string& name);
+
+// Connects to `name` in `folder`. ENOENT or ECONNREFUSED when nobody listens there.
+UniqueFd ConnectTo(const std::string& folder, const std::string& name);
+
+// The process at the other end, as the kernel saw it when the connection was made. -1 on failure.
+struct PeerCredentials {
+  pid_t pid = -1;
+  uid_t uid = static_cast<uid_t>(-1);
+};
+PeerCredentials PeerOf(int socket_fd);
+
+}  // namespace platform
+
+#endif
