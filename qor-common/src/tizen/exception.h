@@ -1,0 +1,23 @@
+// Copyright 2026 The qor-handler-manager authors
+// SPDX-License-Identifier: Apache-2.0
+
+#ifndef TIZEN_EXCEPTION_H_
+#define TIZEN_EXCEPTION_H_
+
+#include <stdexcept>
+#include <string>
+
+namespace tizen {
+
+// A platform call failed. The message is the given text with the platform's own text of the error.
+class Exception : public std::runtime_error {
+ public:
+  Exception(const std::string& message, int error);
+};
+
+// Throws Exception unless `result` is 0; `what` names the call.
+void ThrowOnError(int result, const char* what);
+
+}  // namespace tizen
+
+#endif

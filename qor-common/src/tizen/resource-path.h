@@ -1,0 +1,22 @@
+// Copyright 2026 The qor-handler-manager authors
+// SPDX-License-Identifier: Apache-2.0
+
+#ifndef TIZEN_RESOURCE_PATH_H_
+#define TIZEN_RESOURCE_PATH_H_
+
+#include <string>
+
+namespace tizen {
+
+enum class Directory {
+  // The application's own data folder, readable and writable by it alone.
+  kData = 0,
+};
+
+// Path of a file in one of the application's folders; the file need not exist. Throws
+// tizen::Exception when the platform has no such folder.
+std::string GetResourcePath(Directory directory, const std::string& file_name);
+
+}  // namespace tizen
+
+#endif

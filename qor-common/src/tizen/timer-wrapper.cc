@@ -1,0 +1,102 @@
+// Copyright 2026 The qor-handler-manager authors
+// SPDX-License-Identifier: Apache-2.0
+
+#include "tizen/timer-wrapper.h"
+
+#include "tizen/callback-guard.h"
+#include "tizen/thread-utils.h"
+
+// One timer of the main loop, shared by all wrappers that hold its handle. It keeps itself alive
+// for as long as the loop may call it.
+struct EcoreTimerWrapper::Timer {
+  Ecore_Timer* handle = nullptr;
+  std::shared_ptr<TimerPlace> place;
+  std::shared_ptr<Timer> self;
+
+  void Delete() {
+    if (handle == nullptr) return;
+    ecore_timer_del(handle);
+    Forget();
+  }
+
+  void Forget() {
+    handle = nullptr;
+    self.reset();
+  }
+};
+
+namespace {
+
+// Timers of static objects are deleted after main() has returned, so the loop's library must not be
+// shut down before: one reference is held for the life of the process.
+void HoldMainLoop() {
+  static const int references = ecore_init();
+  static_cast<void>(references);
+}
+
+}  // namespace
+
+EcoreTimerWrapper::EcoreTimerWrapper(std::function<bool()> task) : task_(std::move(task)) {}
+
+EcoreTimerWrapper::EcoreTimerWrapper(const EcoreTimerWrapper& other)
+    : task_(other.task_), timer_(other.timer_), expired_(other.expired_) {}
+
+EcoreTimerWrapper& EcoreTimerWrapper::operator=(const EcoreTimerWrapper& other) {
+  task_ = other.task_;
+  timer_ = other.timer_;
+  expired_ = other.expired_;
+  return *this;
+}
+
+EcoreTimerWrapper::~EcoreTimerWrapper() {
+  if (!expired_ && IsRunning()) {
+    tizen::ThreadUtils::InvokeOnMainThreadSync([this] { timer_->Delete(); });
+  }
+  if (place_) place_->occupant = nullptr;
+}
+
+bool EcoreTimerWrapper::Start(double seconds) {
+  HoldMainLoop();
+  Stop();
+  if (!place_) Occupy(std::make_shared<TimerPlace>());
+  auto timer = std::make_shared<Timer>();
+  timer->place = place_;
+  timer->handle = ecore_timer_add(seconds, EcoreTaskCb, timer.get());
+  if (timer->handle == nullptr) return false;
+  timer->self = timer;
+  timer_ = std::move(timer);
+  return true;
+}
+
+void EcoreTimerWrapper::Occupy(std::shared_ptr<TimerPlace> place) {
+  place_ = std::move(place);
+  place_->occupant = this;
+}
+
+void EcoreTimerWrapper::Stop() {
+  if (timer_) timer_->Delete();
+  timer_.reset();
+}
+
+void EcoreTimerWrapper::SetInterval(double seconds) {
+  // The platform ignores a missing timer.
+  Ecore_Timer* handle = timer_ ? timer_->handle : nullptr;
+  ecore_timer_interval_set(handle, seconds);
+  // The new interval alone would count only from the end of the running period.
+  ecore_timer_reset(handle);
+}
+
+bool EcoreTimerWrapper::IsRunning() const { return timer_ && timer_->handle != nullptr; }
+
+Eina_Bool EcoreTimerWrapper::EcoreTaskCb(void* data) {
+  // The task may delete this very timer, or the wrapper and the task itself.
+  const std::shared_ptr<Timer> timer = static_cast<Timer*>(data)->self;
+  const bool keep = tizen::GuardCallback(__FILE__, __FUNCTION__, __LINE__, false, [&timer] {
+    if (timer->place->occupant == nullptr) return false;
+    const std::function<bool()> task = timer->place->occupant->task_;
+    return task();
+  });
+  if (timer->handle == nullptr) return ECORE_CALLBACK_CANCEL;
+  if (!keep) timer->Forget();
+  return keep ? ECORE_CALLBACK_RENEW : ECORE_CALLBACK_CANCEL;
+}

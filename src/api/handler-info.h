@@ -1,0 +1,37 @@
+// Copyright 2026 The qor-handler-manager authors
+// SPDX-License-Identifier: Apache-2.0
+
+#ifndef QOR_SRC_API_HANDLER_INFO_H_
+#define QOR_SRC_API_HANDLER_INFO_H_
+
+#include <set>
+#include <string>
+#include <vector>
+
+#include "qor_handler_manager.h"
+
+// What the client is shown of a handler: a snapshot. Each text is allocated with the array form of
+// new; the vector ends with one null entry.
+struct qor_handler_manager_handler_info_s {
+ public:
+  qor_handler_manager_handler_info_s(const std::string& app_id,
+                                     const std::set<std::string>& request_types);
+  qor_handler_manager_handler_info_s(const qor_handler_manager_handler_info_s& other);
+  qor_handler_manager_handler_info_s& operator=(const qor_handler_manager_handler_info_s&) = delete;
+  ~qor_handler_manager_handler_info_s();
+
+  char* AppId() { return app_id_.data(); }
+  char** RequestTypes() { return request_types_.data(); }
+
+ private:
+  // Holds the terminator alone. The other constructors build on it, so that the destructor releases
+  // what was copied when a later copy fails.
+  explicit qor_handler_manager_handler_info_s(const std::string& app_id);
+
+  void Append(const char* request_type);
+
+  std::string app_id_;
+  std::vector<char*> request_types_;
+};
+
+#endif

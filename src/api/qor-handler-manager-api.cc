@@ -1,0 +1,64 @@
+// Copyright 2026 The qor-handler-manager authors
+// SPDX-License-Identifier: Apache-2.0
+
+#include "api/qor-handler-manager-api.h"
+
+#include <utility>
+
+#include "api/logic.h"
+#include "common/logging.h"
+#include "handlers/installed-apps-source.h"
+#include "handlers/manager.h"
+#include "handlers/repository-backend-file.h"
+#include "handlers/repository.h"
+#include "ipc/service-manager.h"
+#include "ipc/stub.h"
+#include "tizen/resource-path.h"
+
+namespace api {
+
+using rpc_port::stub::stub::CommandHandler;
+
+std::shared_ptr<Logic> QorHandlerManagerApi::instance;
+std::shared_ptr<handlers::Manager> QorHandlerManagerApi::manager;
+std::shared_ptr<ipc::ServiceManager> QorHandlerManagerApi::serviceManager;
+std::shared_ptr<CommandHandler> QorHandlerManagerApi::stub;
+
+ApiInterfacePtr QorHandlerManagerApi::Instance() {
+  if (instance) return instance;
+
+  instance = std::make_shared<Logic>();
+  QOR_DEBUG_AT(54, "Create handlers::FileRepositoryBackend");
+  auto backend = std::make_unique<handlers::FileRepositoryBackend>(
+      tizen::GetResourcePath(tizen::Directory::kData, ".qor-handlers.db"));
+  QOR_DEBUG_AT(59, "Create handlers::Repository");
+  auto repository = std::make_shared<handlers::Repository>(std::move(backend));
+  QOR_DEBUG_AT(62, "Create handlers::Manager");
+  manager = std::make_shared<handlers::Manager>(std::move(repository));
+  auto source = std::make_shared<handlers::InstalledAppsSource>();
+  manager->AddSource(source);
+  manager->Reload();
+  instance->Bind(manager);
+  // After the manager, so that the client hears of a change when it has taken effect.
+  source->AttachToAll(instance);
+  QOR_DEBUG_AT(74, "Create ipc::ServiceManager");
+  serviceManager = std::make_shared<ipc::ServiceManager>();
+  serviceManager->SetRequestTaker(instance);
+  QOR_DEBUG_AT(78, "Create rpc_port::stub::stub::CommandHandler");
+  stub = std::make_shared<CommandHandler>();
+  QOR_DEBUG_AT(80, "rpc_port::stub::stub::CommandHandler Listen start");
+  stub->Listen(serviceManager);
+  return instance;
+}
+
+void QorHandlerManagerApi::ShutDown() {
+  if (!instance) return;
+  // A start that failed may have left no service manager.
+  if (serviceManager) serviceManager->SetRequestTaker(nullptr);
+  instance->UnbindAll();
+  instance->ShutDown();
+  instance.reset();
+  stub.reset();
+}
+
+}  // namespace api

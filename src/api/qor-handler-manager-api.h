@@ -1,0 +1,50 @@
+// Copyright 2026 The qor-handler-manager authors
+// SPDX-License-Identifier: Apache-2.0
+
+#ifndef QOR_SRC_API_QOR_HANDLER_MANAGER_API_H_
+#define QOR_SRC_API_QOR_HANDLER_MANAGER_API_H_
+
+#include <memory>
+
+#include "api/api-interface.h"
+
+namespace handlers {
+class Manager;
+}
+
+namespace ipc {
+class ServiceManager;
+}
+
+namespace rpc_port {
+namespace stub {
+namespace stub {
+class CommandHandler;
+}
+}  // namespace stub
+}  // namespace rpc_port
+
+namespace api {
+
+class Logic;
+
+// Holds the library's object graph for the process. Not to be called from two threads at once.
+class QorHandlerManagerApi {
+ public:
+  // The router; on first use the whole graph is built. What fails is thrown, and what was built by
+  // then stays.
+  static ApiInterfacePtr Instance();
+  // Takes the graph down. The registry's manager stays and keeps the database file up to date until
+  // the next start.
+  static void ShutDown();
+
+ private:
+  static std::shared_ptr<Logic> instance;
+  static std::shared_ptr<handlers::Manager> manager;
+  static std::shared_ptr<ipc::ServiceManager> serviceManager;
+  static std::shared_ptr<rpc_port::stub::stub::CommandHandler> stub;
+};
+
+}  // namespace api
+
+#endif

@@ -1,0 +1,43 @@
+// Copyright 2026 The qor-handler-manager authors
+// SPDX-License-Identifier: Apache-2.0
+
+#ifndef QOR_SRC_HANDLERS_APP_HANDLER_H_
+#define QOR_SRC_HANDLERS_APP_HANDLER_H_
+
+#include <memory>
+#include <string>
+
+#include "handlers/base-handler.h"
+
+namespace ipc {
+class ServiceManager;
+}
+
+namespace handlers {
+
+// An installed application that serves request types.
+class AppHandler : public BaseHandler {
+ public:
+  // Takes request types and priority from the application's manifest. Throws tizen::Exception when
+  // the platform does not know the application.
+  AppHandler(std::string app_id, std::weak_ptr<ipc::ServiceManager> service_manager);
+  // Takes application id and request types from the stored form; the priority stays 0.
+  AppHandler(const rapidjson::Value& json, std::weak_ptr<ipc::ServiceManager> service_manager);
+
+  const HandlerId& Id() override { return app_id_; }
+  void Notify() override;
+  void FromJson(const rapidjson::Value& json) override;
+  void ToJson(rapidjson::Value& out, rapidjson::MemoryPoolAllocator<>& allocator) const override;
+  bool Compare(std::shared_ptr<BaseHandler> other) override;
+
+  // Adds the request types of the handler configuration file and sets the priority.
+  void LoadDataFromManifest();
+
+ private:
+  std::string app_id_;
+  std::weak_ptr<ipc::ServiceManager> service_manager_;
+};
+
+}  // namespace handlers
+
+#endif

@@ -1,0 +1,90 @@
+// Copyright 2026 The qor-handler-manager authors
+// SPDX-License-Identifier: Apache-2.0
+
+#include "handlers/installed-apps-source.h"
+
+#include <cstring>
+#include <exception>
+#include <utility>
+
+#include "common/logging.h"
+#include "handlers/factory.h"
+
+namespace handlers {
+
+namespace {
+
+constexpr char kNativePackage[] = "tpk";
+
+}  // namespace
+
+InstalledAppsSource::InstalledAppsSource() {
+  package_manager_.SetPackageManagerEventCallback(
+      [this](const char* type, const char* package, package_manager_event_type_e event,
+             package_manager_event_state_e state, int, package_manager_error_e) {
+        // An observer may drop the last reference to this source in the middle of an event.
+        const auto self = weak_from_this().lock();
+        OnPackageEvent(type, package, event, state);
+      });
+}
+
+std::vector<std::shared_ptr<BaseHandler>> InstalledAppsSource::Load() {
+  try {
+    std::vector<std::shared_ptr<BaseHandler>> handlers;
+    for (const auto& package : package_manager_.Handlers()) {
+      for (const auto& app_id : package.Apps()) {
+        auto handler = Factory::Instance().CreateAppHandler(app_id);
+        if (handler->IsValid()) handlers.push_back(std::move(handler));
+      }
+    }
+    return handlers;
+  } catch (const std::exception& error) {
+    QOR_ERROR("Unable to load handlers: %s", error.what());
+  } catch (...) {
+    QOR_ERROR("Unable to load handlers");
+  }
+  return {};
+}
+
+void InstalledAppsSource::ForeachHandlerInPackage(
+    const char* package_id, std::function<void(std::shared_ptr<AppHandler>)> fn) {
+  try {
+    for (const auto& app_id : tizen::PackageInfo(package_id).Apps()) {
+      fn(Factory::Instance().CreateAppHandler(app_id));
+    }
+  } catch (const std::exception& error) {
+    QOR_ERROR("Tizen error occurred: %s", error.what());
+  } catch (...) {
+    QOR_ERROR("Unknown error occurred");
+  }
+}
+
+void InstalledAppsSource::OnPackageEvent(const char* type, const char* package,
+                                         package_manager_event_type_e event,
+                                         package_manager_event_state_e state) {
+  if (type == nullptr || std::strcmp(type, kNativePackage) != 0) return;
+
+  if (event == PACKAGE_MANAGER_EVENT_TYPE_INSTALL &&
+      state == PACKAGE_MANAGER_EVENT_STATE_COMPLETED) {
+    QOR_DEBUG("Received package: %s installed event", package);
+    NotifyOfPackage<HandlerAdded>(package);
+  } else if (event == PACKAGE_MANAGER_EVENT_TYPE_UPDATE &&
+             state == PACKAGE_MANAGER_EVENT_STATE_COMPLETED) {
+    QOR_DEBUG("Received package: %s updated event", package);
+    NotifyOfPackage<HandlerUpdated>(package);
+  } else if (event == PACKAGE_MANAGER_EVENT_TYPE_UNINSTALL &&
+             state == PACKAGE_MANAGER_EVENT_STATE_STARTED) {
+    // At its start, because the applications' metadata can still be read then.
+    QOR_DEBUG("Received package: %s uninstalled event", package);
+    NotifyOfPackage<HandlerRemoved>(package);
+  }
+}
+
+template <typename Event>
+void InstalledAppsSource::NotifyOfPackage(const char* package) {
+  ForeachHandlerInPackage(package, [this](std::shared_ptr<AppHandler> handler) {
+    if (handler->IsValid()) common::Subject<const Event&>::Notify(Event{std::move(handler)});
+  });
+}
+
+}  // namespace handlers

@@ -1,0 +1,44 @@
+// Copyright 2026 The qor-handler-manager authors
+// SPDX-License-Identifier: Apache-2.0
+
+#ifndef QOR_SRC_HANDLERS_INSTALLED_APPS_SOURCE_H_
+#define QOR_SRC_HANDLERS_INSTALLED_APPS_SOURCE_H_
+
+#include <functional>
+#include <memory>
+#include <vector>
+
+#include "handlers/app-handler.h"
+#include "handlers/source.h"
+#include "tizen/package-manager.h"
+
+namespace handlers {
+
+// The handlers among the installed applications; follows installs, updates and uninstalls, on the
+// main loop's thread. Failures are logged here and never thrown.
+class InstalledAppsSource : public Source,
+                            public std::enable_shared_from_this<InstalledAppsSource> {
+ public:
+  // Throws tizen::Exception when the platform's package manager is not to be had.
+  InstalledAppsSource();
+
+  // Empty when a single package or application fails.
+  std::vector<std::shared_ptr<BaseHandler>> Load() override;
+
+  // Calls `fn` with the record of each application of a package, in the package's order, until one
+  // fails.
+  void ForeachHandlerInPackage(const char* package_id,
+                               std::function<void(std::shared_ptr<AppHandler>)> fn);
+
+ private:
+  void OnPackageEvent(const char* type, const char* package, package_manager_event_type_e event,
+                      package_manager_event_state_e state);
+  template <typename Event>
+  void NotifyOfPackage(const char* package);
+
+  tizen::PackageManager package_manager_;
+};
+
+}  // namespace handlers
+
+#endif

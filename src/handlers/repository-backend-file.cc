@@ -1,0 +1,82 @@
+// Copyright 2026 The qor-handler-manager authors
+// SPDX-License-Identifier: Apache-2.0
+
+#include "handlers/repository-backend-file.h"
+
+#include "handlers/json.h"
+
+#include <rapidjson/istreamwrapper.h>
+#include <rapidjson/ostreamwrapper.h>
+#include <rapidjson/writer.h>
+
+#include <fstream>
+#include <string_view>
+
+#include "common/exceptions.h"
+#include "common/logging.h"
+#include "handlers/factory.h"
+
+namespace handlers {
+
+namespace {
+
+constexpr std::size_t kParseStackBytes = 1024;
+
+}  // namespace
+
+void FileRepositoryBackend::Store(const std::vector<std::shared_ptr<BaseHandler>>& handlers) {
+  QOR_FRAME();
+  std::ofstream file(path_);
+  if (!file.is_open()) return;
+
+  rapidjson::Document document(rapidjson::kObjectType);
+  auto& allocator = document.GetAllocator();
+  rapidjson::Value entries(rapidjson::kArrayType);
+  for (const auto& handler : handlers) {
+    rapidjson::Value entry;
+    ToJson(handler, entry, allocator);
+    entries.PushBack(entry, allocator);
+  }
+  document.AddMember("handlers", entries, allocator);
+
+  rapidjson::OStreamWrapper stream(file);
+  rapidjson::Writer<rapidjson::OStreamWrapper> writer(stream);
+  document.Accept(writer);
+}
+
+std::vector<std::shared_ptr<BaseHandler>> FileRepositoryBackend::Load() {
+  QOR_FRAME();
+  std::ifstream file(path_);
+  if (file.fail()) throw NotInitialized(__FILE__, __LINE__, "");
+
+  rapidjson::MemoryPoolAllocator<> allocator;
+  rapidjson::Document document(&allocator, kParseStackBytes);
+  rapidjson::IStreamWrapper stream(file);
+  document.ParseStream(stream);
+
+  // operator[] asserts that the member is there; a lookup would not.
+  const rapidjson::Value& entries = static_cast<const rapidjson::Document&>(document)["handlers"];
+  std::vector<std::shared_ptr<BaseHandler>> handlers;
+  if (!entries.IsArray()) return handlers;
+  for (const auto& entry : entries.GetArray()) handlers.push_back(FromJson(entry));
+  return handlers;
+}
+
+void FileRepositoryBackend::ToJson(std::shared_ptr<BaseHandler> handler, rapidjson::Value& out,
+                                   rapidjson::MemoryPoolAllocator<>& allocator) {
+  const std::string type = Factory::Instance().Type(*handler);
+  out.SetObject();
+  out.AddMember("handlerType", rapidjson::Value(type.c_str(), allocator), allocator);
+  rapidjson::Value data;
+  handler->ToJson(data, allocator);
+  out.AddMember("handlerData", data, allocator);
+}
+
+std::shared_ptr<BaseHandler> FileRepositoryBackend::FromJson(const rapidjson::Value& entry) {
+  QOR_FRAME();
+  const rapidjson::Value& type = entry["handlerType"];
+  const std::string_view name(type.GetString(), type.GetStringLength());
+  return Factory::Instance().CreateHandler(name, entry["handlerData"]);
+}
+
+}  // namespace handlers

@@ -1,0 +1,38 @@
+// Copyright 2026 The qor-handler-manager authors
+// SPDX-License-Identifier: Apache-2.0
+
+#ifndef QOR_SRC_HANDLERS_REPOSITORY_BACKEND_FILE_H_
+#define QOR_SRC_HANDLERS_REPOSITORY_BACKEND_FILE_H_
+
+#include <memory>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include "handlers/repository-backend.h"
+
+namespace handlers {
+
+// Keeps the records as one JSON document in one file:
+// {"handlers":[{"handlerType":"AppHandler","handlerData":{...}},...]}
+class FileRepositoryBackend : public RepositoryBackend {
+ public:
+  explicit FileRepositoryBackend(std::string path) : path_(std::move(path)) {}
+
+  // Never reports a failure; an unopenable file leaves what was there.
+  void Store(const std::vector<std::shared_ptr<BaseHandler>>& handlers) override;
+  // Throws NotInitialized when the file cannot be read and InvalidOperation on an unknown handler
+  // type. A file that the library did not write ends the process.
+  std::vector<std::shared_ptr<BaseHandler>> Load() override;
+
+ private:
+  void ToJson(std::shared_ptr<BaseHandler> handler, rapidjson::Value& out,
+              rapidjson::MemoryPoolAllocator<>& allocator);
+  std::shared_ptr<BaseHandler> FromJson(const rapidjson::Value& entry);
+
+  std::string path_;
+};
+
+}  // namespace handlers
+
+#endif

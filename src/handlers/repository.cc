@@ -1,0 +1,97 @@
+// Copyright 2026 The qor-handler-manager authors
+// SPDX-License-Identifier: Apache-2.0
+
+#include "handlers/repository.h"
+
+#include <iomanip>
+#include <sstream>
+#include <utility>
+#include <vector>
+
+#include "common/logging.h"
+
+namespace handlers {
+
+namespace {
+
+constexpr int kKeyWidth = 3;
+constexpr int kTopPriority = 999;
+
+std::string PreferenceKey(BaseHandler& handler) {
+  return ToZeroLeadString(kTopPriority - handler.Priority()) + handler.Id();
+}
+
+void EraseHandler(Repository::HandlersByPreference& handlers,
+                  const Repository::HandlerPtr& handler) {
+  for (auto it = handlers.begin(); it != handlers.end();) {
+    it = it->second == handler ? handlers.erase(it) : std::next(it);
+  }
+}
+
+}  // namespace
+
+std::string ToZeroLeadString(int value) {
+  std::ostringstream text;
+  text << std::setw(kKeyWidth) << std::setfill('0') << value;
+  return text.str();
+}
+
+Repository::Repository(std::unique_ptr<RepositoryBackend> backend) : backend_(std::move(backend)) {
+  QOR_FRAME();
+}
+
+void Repository::Add(std::string request_type, HandlerPtr handler) {
+  handlers_[request_type].emplace(PreferenceKey(*handler), handler);
+  request_types_[handler].insert(std::move(request_type));
+  handlers_by_id_[handler->Id()] = handler;
+}
+
+void Repository::Remove(std::string request_type, HandlerPtr handler) {
+  EraseHandler(handlers_[request_type], handler);
+  request_types_[handler].erase(request_type);
+  handlers_by_id_.erase(handler->Id());
+}
+
+void Repository::RemoveAll(HandlerPtr handler) {
+  for (auto& [request_type, handlers] : handlers_) EraseHandler(handlers, handler);
+  request_types_.erase(handler);
+}
+
+bool Repository::Exists(std::string request_type) {
+  const auto found = handlers_.find(request_type);
+  return found != handlers_.end() && !found->second.empty();
+}
+
+Repository::HandlerPtr Repository::GetHandler(const std::string& request_type) {
+  const auto found = handlers_.find(request_type);
+  if (found == handlers_.end() || found->second.empty()) return nullptr;
+  return found->second.begin()->second;
+}
+
+Repository::HandlerPtr Repository::GetHandlerById(const std::string& id) {
+  const auto found = handlers_by_id_.find(id);
+  return found != handlers_by_id_.end() ? found->second : nullptr;
+}
+
+void Repository::Clear() {
+  handlers_.clear();
+  request_types_.clear();
+  handlers_by_id_.clear();
+}
+
+void Repository::Load() {
+  handlers_.clear();
+  request_types_.clear();
+  for (const auto& handler : backend_->Load()) {
+    for (const auto& request_type : handler->RequestTypes()) Add(request_type, handler);
+  }
+}
+
+void Repository::Sync() {
+  std::vector<HandlerPtr> handlers;
+  handlers.reserve(request_types_.size());
+  for (const auto& [handler, request_types] : request_types_) handlers.push_back(handler);
+  backend_->Store(handlers);
+}
+
+}  // namespace handlers

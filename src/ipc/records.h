@@ -1,0 +1,54 @@
+// Copyright 2026 The qor-handler-manager authors
+// SPDX-License-Identifier: Apache-2.0
+
+#ifndef QOR_SRC_IPC_RECORDS_H_
+#define QOR_SRC_IPC_RECORDS_H_
+
+#include <rpc-port-parcel.h>
+
+#include <cstdint>
+#include <string>
+
+#include "ipc/bundle.h"
+
+namespace rpc_port {
+namespace stub {
+
+// What the library sends to a handler. On the wire: the fields in this order.
+struct Command {
+  Command() = default;
+  Command(std::string uuid, std::string request_type, std::string payload, std::int64_t timestamp,
+          Bundle extra);
+
+  std::string uuid;
+  std::string request_type;
+  std::string payload;
+  std::int64_t timestamp = 0;
+  Bundle extra;
+};
+
+// What a handler sends back. On the wire: the fields in this order.
+struct Result {
+  Result() = default;
+  Result(std::string uuid, std::string result, int status, std::string error, Bundle extra);
+
+  std::string uuid;
+  std::string result;
+  int status = 0;
+  std::string error;
+  Bundle extra;
+};
+
+// Fields missing from a short parcel keep the values they had.
+rpc_port_parcel_h operator<<(rpc_port_parcel_h parcel, const Command& command);
+rpc_port_parcel_h operator>>(rpc_port_parcel_h parcel, Command& command);
+rpc_port_parcel_h operator<<(rpc_port_parcel_h parcel, const Result& result);
+rpc_port_parcel_h operator>>(rpc_port_parcel_h parcel, Result& result);
+
+// Reads a string field into `text`; a missing one leaves it as it was.
+void ReadString(rpc_port_parcel_h parcel, std::string& text);
+
+}  // namespace stub
+}  // namespace rpc_port
+
+#endif
