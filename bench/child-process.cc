@@ -1,0 +1,29 @@
+// Copyright 2026 The qor-handler-manager authors
+// SPDX-License-Identifier: Apache-2.0
+
+#include "child-process.h"
+
+#include <sys/prctl.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <csignal>
+#include <system_error>
+
+namespace bench {
+
+ChildProcess::ChildProcess(const std::function<void()>& body) : pid_(fork()) {
+  if (pid_ < 0) throw std::system_error(errno, std::generic_category(), "fork");
+  if (pid_ > 0) return;
+  prctl(PR_SET_PDEATHSIG, SIGKILL);
+  body();
+  _exit(0);
+}
+
+ChildProcess::~ChildProcess() {
+  kill(pid_, SIGKILL);
+  waitpid(pid_, nullptr, 0);
+}
+
+}  // namespace bench

@@ -1,0 +1,73 @@
+// Copyright 2026 The qor-handler-manager authors
+// SPDX-License-Identifier: Apache-2.0
+
+#include <filesystem>
+#include <fstream>
+
+#include "end-to-end-test.h"
+
+namespace end_to_end {
+namespace {
+
+class Tool : public EndToEndTest {};
+
+TEST_F(Tool, SendsACommandAndPrintsItsResult) {
+  Install("text");
+  const auto run = Qor({"send", "text.echo", R"({"a":1})"});
+  EXPECT_EQ(run.exit_status, 0) << run.errors;
+  EXPECT_EQ(run.output, "{\"a\":1}\n");
+}
+
+TEST_F(Tool, TellsAHandlersErrorApart) {
+  Install("text");
+  const auto run = Qor({"send", "text.reject"});
+  EXPECT_EQ(run.exit_status, 3);
+  EXPECT_NE(run.errors.find("this handler refuses"), std::string::npos) << run.errors;
+}
+
+TEST_F(Tool, TellsATimeoutApart) {
+  Install("text");
+  EXPECT_EQ(Qor({"send", "text.forget", "--execution-timeout", "200"}).exit_status, 4);
+}
+
+TEST_F(Tool, TellsAnUnsupportedTypeApart) {
+  const auto run = Qor({"send", "no.such.type"});
+  EXPECT_EQ(run.exit_status, 5);
+  EXPECT_EQ(run.errors.find("qor: no handler serves no.such.type"), run.errors.rfind("qor: "));
+}
+
+TEST_F(Tool, TellsALaunchThatFailsApart) {
+  Install("text");
+  for (const auto& entry : std::filesystem::recursive_directory_iterator(Root() + "/packages")) {
+    if (entry.path().filename() == "text-handler") std::filesystem::remove(entry.path());
+  }
+  EXPECT_EQ(Qor({"send", "text.echo"}).exit_status, 6);
+}
+
+TEST_F(Tool, ListsPackagesAndHandlers) {
+  Install("silent");
+  EXPECT_EQ(Qor({"package", "list"}).output, "org.example.silent 1.0.0\n");
+  EXPECT_EQ(Qor({"handlers"}).output, "org.example.silent.handler silence.keep\n");
+}
+
+TEST_F(Tool, AnswersWrongWordsWithExitStatusTwo) {
+  for (const std::vector<std::string>& words :
+       {std::vector<std::string>{}, {"nonsense"}, {"package"}, {"package", "install"}, {"send"}}) {
+    const auto run = Qor(words);
+    EXPECT_EQ(run.exit_status, 2) << run.output;
+    EXPECT_FALSE(run.errors.empty());
+  }
+}
+
+TEST_F(Tool, NamesARootFolderThatCannotBeWritten) {
+  const std::string file = Root() + "/a-file";
+  std::ofstream(file) << "in the way";
+  setenv("QOR_PLATFORM_ROOT", (file + "/root").c_str(), 1);
+  const auto run = Qor({"package", "install", Packages() + "/text"});
+  setenv("QOR_PLATFORM_ROOT", Root().c_str(), 1);
+  EXPECT_EQ(run.exit_status, 1);
+  EXPECT_NE(run.errors.find(file + "/root"), std::string::npos) << run.errors;
+}
+
+}  // namespace
+}  // namespace end_to_end

@@ -1,0 +1,145 @@
+// Copyright 2026 The qor-handler-manager authors
+// SPDX-License-Identifier: Apache-2.0
+
+#include "agent/agent.h"
+
+#include <Ecore.h>
+
+#include <algorithm>
+#include <cstdio>
+#include <ctime>
+#include <random>
+#include <stdexcept>
+
+namespace tools {
+
+namespace {
+
+std::vector<std::string> RequestTypesOf(qor_handler_manager_handler_info_h info) {
+  char** types = nullptr;
+  std::vector<std::string> result;
+  if (qor_handler_manager_handler_info_supported_request_types_get(info, &types) != 0)
+    return result;
+  for (; *types != nullptr; ++types) result.emplace_back(*types);
+  return result;
+}
+
+std::string AppIdOf(qor_handler_manager_handler_info_h info) {
+  char* id = nullptr;
+  return qor_handler_manager_handler_info_appid_get(info, &id) == 0 ? id : "";
+}
+
+void ThrowOnError(int result, const char* what) {
+  if (result != 0)
+    throw std::runtime_error(std::string(what) + ": error " + std::to_string(result));
+}
+
+}  // namespace
+
+bool RunUntil(const std::function<bool()>& condition, double limit_seconds) {
+  if (condition()) return true;
+  // Looked at whenever the loop has served what there was and is about to wait.
+  Ecore_Idle_Enterer* watch = ecore_idle_enterer_add(
+      [](void* data) -> Eina_Bool {
+        if ((*static_cast<const std::function<bool()>*>(data))()) ecore_main_loop_quit();
+        return ECORE_CALLBACK_RENEW;
+      },
+      &condition);
+  Ecore_Timer* limit = ecore_timer_add(
+      limit_seconds,
+      [](void*) -> Eina_Bool {
+        ecore_main_loop_quit();
+        return ECORE_CALLBACK_RENEW;
+      },
+      nullptr);
+  ecore_main_loop_begin();
+  ecore_timer_del(limit);
+  ecore_idle_enterer_del(watch);
+  return condition();
+}
+
+std::string NewUuid() {
+  std::random_device random;
+  const auto bits = [&random](unsigned mask) { return static_cast<unsigned>(random()) & mask; };
+  char text[37];
+  std::snprintf(text, sizeof text, "%08x-%04x-4%03x-%04x-%04x%08x", bits(0xffffffff), bits(0xffff),
+                bits(0xfff), 0x8000 | bits(0x3fff), bits(0xffff), bits(0xffffffff));
+  return text;
+}
+
+Agent::Agent(int execution_timeout_ms, int connection_timeout_ms) {
+  ecore_init();
+  qor_handler_manager_configuration_h config = nullptr;
+  ThrowOnError(qor_handler_manager_configuration_create(&config), "configuration");
+  qor_handler_manager_configuration_set_command_execution_timeout(config, execution_timeout_ms);
+  qor_handler_manager_configuration_set_connection_timeout(config, connection_timeout_ms);
+  const int result = qor_handler_manager_initialize(config);
+  qor_handler_manager_configuration_destroy(config);
+  if (result != 0) {
+    qor_handler_manager_shutdown();
+    ecore_shutdown();
+    ThrowOnError(result, "the library does not start");
+  }
+
+  qor_handler_manager_set_response_cb(
+      [](const char* uuid, qor_request_status_e status, const char* text, int length,
+         const char* error, int error_length, void* data) {
+        static_cast<Agent*>(data)->responses_.push_back(
+            {uuid, static_cast<int>(status), std::string(text, static_cast<std::size_t>(length)),
+             std::string(error, static_cast<std::size_t>(error_length))});
+      },
+      this);
+  qor_handler_manager_set_negotiate_request_cb(
+      [](const char* handler, const char* uuid, double seconds, void* data) {
+        const auto& negotiator = static_cast<Agent*>(data)->negotiator_;
+        return negotiator && !negotiator(handler, uuid, seconds) ? 1 : 0;
+      },
+      this);
+  qor_handler_manager_set_handler_update_cb(
+      [](qor_handler_update_type_e type, qor_handler_manager_handler_info_h info, void* data) {
+        static_cast<Agent*>(data)->updates_.push_back({type, AppIdOf(info), RequestTypesOf(info)});
+      },
+      this);
+}
+
+Agent::~Agent() {
+  qor_handler_manager_shutdown();
+  ecore_shutdown();
+}
+
+int Agent::Send(const std::string& uuid, const std::string& request_type,
+                const std::string& payload) {
+  return qor_handler_manager_send_command(uuid.c_str(), request_type.c_str(), payload.c_str(),
+                                          static_cast<int>(payload.size()), std::time(nullptr));
+}
+
+std::vector<Agent::Handler> Agent::Handlers() const {
+  std::vector<Handler> handlers;
+  qor_handler_manager_foreach_handler_info(
+      [](qor_handler_manager_handler_info_h info, void* data) {
+        static_cast<std::vector<Handler>*>(data)->push_back({AppIdOf(info), RequestTypesOf(info)});
+        return true;
+      },
+      &handlers);
+  std::sort(handlers.begin(), handlers.end(),
+            [](const Handler& a, const Handler& b) { return a.app_id < b.app_id; });
+  return handlers;
+}
+
+const Agent::Response* Agent::FindResponse(const std::string& uuid) const {
+  const auto found =
+      std::find_if(responses_.begin(), responses_.end(),
+                   [&uuid](const Response& response) { return response.uuid == uuid; });
+  return found != responses_.end() ? &*found : nullptr;
+}
+
+const Agent::Response* Agent::WaitForResponse(const std::string& uuid, double limit_seconds) const {
+  RunUntil([this, &uuid] { return FindResponse(uuid) != nullptr; }, limit_seconds);
+  return FindResponse(uuid);
+}
+
+bool IsTimeout(const Agent::Response& response) {
+  return response.error.find(R"("ErrorDomain": "QOR-CLIENT")") != std::string::npos;
+}
+
+}  // namespace tools
