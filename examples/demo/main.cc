@@ -117,6 +117,8 @@ class Demo {
                  [this] { Uninstall("org.example.text"); });
     ExpectRefusal("nobody serves it now", "gone", "text.upper",
                   QOR_HANDLER_MANAGER_ERROR_NOT_SUPPORTED_COMMAND);
+    // Ends its process too.
+    Uninstall("org.example.silent");
   }
 
   void ExpectSuccess(const std::string& step, const std::string& uuid, const std::string& type,

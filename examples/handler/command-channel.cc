@@ -60,8 +60,9 @@ int ReadInt(const Parcel& parcel) {
 
 }  // namespace
 
-CommandChannel::CommandChannel(const std::string& agent_id, OnCommand on_command)
-    : on_command_(std::move(on_command)) {
+CommandChannel::CommandChannel(const std::string& agent_id, OnCommand on_command,
+                               std::function<void()> on_closed)
+    : on_command_(std::move(on_command)), on_closed_(std::move(on_closed)) {
   rpc_port_proxy_create(&proxy_);
   rpc_port_proxy_add_connected_event_cb(
       proxy_,
@@ -70,7 +71,7 @@ CommandChannel::CommandChannel(const std::string& agent_id, OnCommand on_command
       },
       this);
   const auto close = [](const char*, const char*, void* data) {
-    static_cast<CommandChannel*>(data)->open_ = false;
+    static_cast<CommandChannel*>(data)->Close();
   };
   rpc_port_proxy_add_rejected_event_cb(proxy_, close, this);
   rpc_port_proxy_add_disconnected_event_cb(proxy_, close, this);
@@ -96,6 +97,12 @@ bool CommandChannel::AskForSeconds(const std::string& uuid, double seconds) {
   rpc_port_parcel_write_string(request.get(), uuid.c_str());
   rpc_port_parcel_write_double(request.get(), seconds);
   return Call(request.get());
+}
+
+void CommandChannel::Close() {
+  open_ = false;
+  const auto on_closed = on_closed_;
+  on_closed();
 }
 
 void CommandChannel::AskForCommands(rpc_port_h main_port) {

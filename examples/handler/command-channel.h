@@ -28,13 +28,15 @@ class CommandChannel : public std::enable_shared_from_this<CommandChannel> {
  public:
   using OnCommand = std::function<void(CommandChannel&, const Command&)>;
 
-  // Connects to the agent with this application id; false from IsOpen() when that fails at once.
-  CommandChannel(const std::string& agent_id, OnCommand on_command);
+  // Connects to the agent with this application id. `on_closed` is called once when the connection
+  // is refused or ends, not when connecting fails at once; it may destroy this object.
+  CommandChannel(const std::string& agent_id, OnCommand on_command,
+                 std::function<void()> on_closed);
   CommandChannel(const CommandChannel&) = delete;
   CommandChannel& operator=(const CommandChannel&) = delete;
   ~CommandChannel();
 
-  // False once the connection was refused or has ended.
+  // False once the connection was refused or has ended, or when connecting failed at once.
   bool IsOpen() const { return open_; }
 
   // Each returns what the agent answered, false when it could not be asked. They wait for that
@@ -44,6 +46,7 @@ class CommandChannel : public std::enable_shared_from_this<CommandChannel> {
   bool AskForSeconds(const std::string& uuid, double seconds);
 
  private:
+  void Close();
   void AskForCommands(rpc_port_h main_port);
   void Receive();
   bool SendResult(const std::string& uuid, const std::string& result, int status,
@@ -52,6 +55,7 @@ class CommandChannel : public std::enable_shared_from_this<CommandChannel> {
 
   rpc_port_proxy_h proxy_ = nullptr;
   OnCommand on_command_;
+  std::function<void()> on_closed_;
   bool open_ = false;
 };
 

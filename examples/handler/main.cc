@@ -95,25 +95,57 @@ void Handle(CommandChannel& channel, const Command& command) {
   }
 }
 
-// One channel for each agent that ever launched this handler.
-using Channels = std::map<std::string, std::shared_ptr<CommandChannel>>;
+// The connections to the agents that ever launched this handler, one each.
+class Agents {
+ public:
+  // The agent has commands for us. Where we seem to be connected, it may have sent this before it
+  // saw us, or it has started anew and the end of the old connection is still to be heard of: then
+  // is the time to connect again.
+  void OnLaunchRequest(const std::string& agent_id) {
+    Link& link = links_[agent_id];
+    if (link.channel && link.channel->IsOpen()) {
+      link.wanted_again = true;
+    } else {
+      Connect(agent_id);
+    }
+  }
 
-// The agent has commands for us: connect to it, unless we are connected.
+  void Clear() { links_.clear(); }
+
+ private:
+  struct Link {
+    std::shared_ptr<CommandChannel> channel;
+    bool wanted_again = false;
+  };
+
+  void Connect(const std::string& agent_id) {
+    Link& link = links_[agent_id];
+    link.wanted_again = false;
+    link.channel = std::make_shared<CommandChannel>(agent_id, Handle,
+                                                    [this, agent_id] { OnClosed(agent_id); });
+  }
+
+  void OnClosed(const std::string& agent_id) {
+    if (links_[agent_id].wanted_again) Connect(agent_id);
+  }
+
+  std::map<std::string, Link> links_;
+};
+
 void OnLaunchRequest(app_control_h request, void* data) {
   char* caller = nullptr;
   if (app_control_get_caller(request, &caller) != APP_CONTROL_ERROR_NONE) return;
   const std::unique_ptr<char, decltype(&std::free)> owned(caller, std::free);
-  auto& channel = (*static_cast<Channels*>(data))[caller];
-  if (!channel || !channel->IsOpen()) channel = std::make_shared<CommandChannel>(caller, Handle);
+  static_cast<Agents*>(data)->OnLaunchRequest(caller);
 }
 
 }  // namespace
 
 int main(int argc, char** argv) {
-  Channels channels;
+  Agents agents;
   service_app_lifecycle_callback_s callbacks = {};
   callbacks.create = [](void*) { return true; };
-  callbacks.terminate = [](void* data) { static_cast<Channels*>(data)->clear(); };
+  callbacks.terminate = [](void* data) { static_cast<Agents*>(data)->Clear(); };
   callbacks.app_control = OnLaunchRequest;
-  return service_app_main(argc, argv, &callbacks, &channels);
+  return service_app_main(argc, argv, &callbacks, &agents);
 }

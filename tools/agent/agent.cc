@@ -6,9 +6,8 @@
 #include <Ecore.h>
 
 #include <algorithm>
-#include <cstdio>
 #include <ctime>
-#include <random>
+#include <fstream>
 #include <stdexcept>
 
 namespace tools {
@@ -59,12 +58,9 @@ bool RunUntil(const std::function<bool()>& condition, double limit_seconds) {
 }
 
 std::string NewUuid() {
-  std::random_device random;
-  const auto bits = [&random](unsigned mask) { return static_cast<unsigned>(random()) & mask; };
-  char text[37];
-  std::snprintf(text, sizeof text, "%08x-%04x-4%03x-%04x-%04x%08x", bits(0xffffffff), bits(0xffff),
-                bits(0xfff), 0x8000 | bits(0x3fff), bits(0xffff), bits(0xffffffff));
-  return text;
+  std::string uuid;
+  std::ifstream("/proc/sys/kernel/random/uuid") >> uuid;
+  return uuid;
 }
 
 Agent::Agent(int execution_timeout_ms, int connection_timeout_ms) {

@@ -16,7 +16,7 @@ namespace tools {
 // time is up. Returns whether it holds. Not to be called from within the loop.
 bool RunUntil(const std::function<bool()>& condition, double limit_seconds);
 
-// A random uuid of version 4.
+// A random uuid, from the kernel.
 std::string NewUuid();
 
 // A client of the library, for tools and tests: sends commands, remembers what came back. One at a
