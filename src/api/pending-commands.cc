@@ -10,11 +10,8 @@ namespace api {
 
 RequestContext& PendingCommands::Append(rpc_port::stub::Command command,
                                         std::function<bool()> action) {
-  const RequestContext* space = contexts_.data();
   contexts_.emplace_back(std::move(command), std::move(action));
-  if (contexts_.data() != space) {
-    vacated_.clear();
-  } else if (const auto place = vacated_.find(contexts_.size() - 1); place != vacated_.end()) {
+  if (const auto place = vacated_.find(contexts_.size() - 1); place != vacated_.end()) {
     contexts_.back().Occupy(std::move(place->second));
     vacated_.erase(place);
   }

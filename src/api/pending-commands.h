@@ -34,8 +34,8 @@ class PendingCommands {
 
  private:
   std::vector<RequestContext> contexts_;
-  // Places of the present space that a removal left, by index: a timer may still be bound there
-  // when the next command comes to occupy it.
+  // Places that a removal left, by index: a timer may still be bound there when the next command
+  // comes to occupy it. Empty whenever the space grows, since only full space does.
   std::map<std::size_t, std::shared_ptr<TimerPlace>> vacated_;
 };
 

@@ -228,9 +228,9 @@ void CommandHandler::Connect(const char* sender, const char* instance) {
 void CommandHandler::Disconnect(const char* instance) {
   const auto service = Find(instance);
   if (!service) return;
-  const std::weak_ptr<const bool> alive = alive_;
+  // Out of the list first, so that its end comes only once, whatever happens in it.
+  services_.remove(service);
   service->OnTerminate();
-  if (!alive.expired()) services_.remove(service);
 }
 
 int CommandHandler::Receive(const char* instance, rpc_port_h port) {

@@ -1,0 +1,176 @@
+// Copyright 2026 The qor-handler-manager authors
+// SPDX-License-Identifier: Apache-2.0
+
+#include <bundle.h>
+#include <tizen.h>
+
+#include <cstdlib>
+#include <cstring>
+#include <set>
+
+#include "traits.h"
+
+namespace {
+
+class Bundle : public conformance::Test {
+ protected:
+  void SetUp() override {
+    Test::SetUp();
+    bundle_ = bundle_create();
+    ASSERT_NE(bundle_, nullptr);
+  }
+
+  void TearDown() override {
+    EXPECT_EQ(bundle_free(bundle_), BUNDLE_ERROR_NONE);
+    Test::TearDown();
+  }
+
+  std::string Text(bundle* b, const char* key) {
+    char* text = nullptr;
+    return bundle_get_str(b, key, &text) == BUNDLE_ERROR_NONE ? text : "(none)";
+  }
+
+  bundle* bundle_ = nullptr;
+};
+
+TEST_F(Bundle, IsEmptyAtFirst) { EXPECT_EQ(bundle_get_count(bundle_), 0); }
+
+TEST_F(Bundle, KeepsATextByItsKey) {
+  ASSERT_EQ(bundle_add_str(bundle_, "key", "value"), BUNDLE_ERROR_NONE);
+  EXPECT_EQ(Text(bundle_, "key"), "value");
+  EXPECT_EQ(bundle_get_count(bundle_), 1);
+  EXPECT_EQ(bundle_get_type(bundle_, "key"), BUNDLE_TYPE_STR);
+}
+
+TEST_F(Bundle, KeepsAnEmptyText) {
+  ASSERT_EQ(bundle_add_str(bundle_, "key", ""), BUNDLE_ERROR_NONE);
+  EXPECT_EQ(Text(bundle_, "key"), "");
+}
+
+TEST_F(Bundle, CopiesWhatIsAdded) {
+  char value[] = "value";
+  ASSERT_EQ(bundle_add_str(bundle_, "key", value), BUNDLE_ERROR_NONE);
+  value[0] = 'X';
+  EXPECT_EQ(Text(bundle_, "key"), "value");
+}
+
+TEST_F(Bundle, KeepsAnArrayOfTexts) {
+  const char* values[] = {"a", "", "c"};
+  ASSERT_EQ(bundle_add_str_array(bundle_, "key", values, 3), BUNDLE_ERROR_NONE);
+  int length = 0;
+  const char** kept = bundle_get_str_array(bundle_, "key", &length);
+  ASSERT_NE(kept, nullptr);
+  ASSERT_EQ(length, 3);
+  EXPECT_STREQ(kept[0], "a");
+  EXPECT_STREQ(kept[1], "");
+  EXPECT_STREQ(kept[2], "c");
+}
+
+TEST_F(Bundle, KeepsBytesWithZerosInThem) {
+  const char bytes[] = {'a', '\0', 'b'};
+  ASSERT_EQ(bundle_add_byte(bundle_, "key", bytes, sizeof(bytes)), BUNDLE_ERROR_NONE);
+  void* kept = nullptr;
+  size_t size = 0;
+  ASSERT_EQ(bundle_get_byte(bundle_, "key", &kept, &size), BUNDLE_ERROR_NONE);
+  ASSERT_EQ(size, sizeof(bytes));
+  EXPECT_EQ(std::memcmp(kept, bytes, sizeof(bytes)), 0);
+}
+
+TEST_F(Bundle, RefusesAKeyThatExists) {
+  ASSERT_EQ(bundle_add_str(bundle_, "key", "first"), BUNDLE_ERROR_NONE);
+  EXPECT_EQ(bundle_add_str(bundle_, "key", "second"), BUNDLE_ERROR_KEY_EXISTS);
+  EXPECT_EQ(bundle_add_byte(bundle_, "key", "b", 1), BUNDLE_ERROR_KEY_EXISTS);
+  EXPECT_EQ(Text(bundle_, "key"), "first");
+}
+
+TEST_F(Bundle, HasNoValueForAnUnknownKey) {
+  char* text = nullptr;
+  EXPECT_EQ(bundle_get_str(bundle_, "key", &text), BUNDLE_ERROR_KEY_NOT_AVAILABLE);
+  EXPECT_EQ(text, nullptr);
+  EXPECT_EQ(bundle_del(bundle_, "key"), BUNDLE_ERROR_KEY_NOT_AVAILABLE);
+}
+
+TEST_F(Bundle, HasNoValueOfAnotherType) {
+  ASSERT_EQ(bundle_add_byte(bundle_, "key", "b", 1), BUNDLE_ERROR_NONE);
+  char* text = nullptr;
+  EXPECT_EQ(bundle_get_str(bundle_, "key", &text), BUNDLE_ERROR_KEY_NOT_AVAILABLE);
+}
+
+TEST_F(Bundle, ForgetsADeletedKey) {
+  ASSERT_EQ(bundle_add_str(bundle_, "key", "value"), BUNDLE_ERROR_NONE);
+  EXPECT_EQ(bundle_del(bundle_, "key"), BUNDLE_ERROR_NONE);
+  EXPECT_EQ(bundle_get_count(bundle_), 0);
+}
+
+TEST_F(Bundle, VisitsEveryPair) {
+  ASSERT_EQ(bundle_add_str(bundle_, "a", "1"), BUNDLE_ERROR_NONE);
+  ASSERT_EQ(bundle_add_str(bundle_, "b", "2"), BUNDLE_ERROR_NONE);
+  std::set<std::string> visited;
+  bundle_foreach(
+      bundle_,
+      [](const char* key, const int, const bundle_keyval_t* pair, void* data) {
+        void* value = nullptr;
+        size_t size = 0;
+        bundle_keyval_get_basic_val(const_cast<bundle_keyval_t*>(pair), &value, &size);
+        static_cast<std::set<std::string>*>(data)->insert(std::string(key) + "=" +
+                                                          static_cast<const char*>(value));
+      },
+      &visited);
+  EXPECT_EQ(visited, (std::set<std::string>{"a=1", "b=2"}));
+}
+
+TEST_F(Bundle, HasCopiesThatStandAlone) {
+  ASSERT_EQ(bundle_add_str(bundle_, "key", "value"), BUNDLE_ERROR_NONE);
+  bundle* copy = bundle_dup(bundle_);
+  ASSERT_NE(copy, nullptr);
+  ASSERT_EQ(bundle_add_str(copy, "more", "value"), BUNDLE_ERROR_NONE);
+  EXPECT_EQ(Text(copy, "key"), "value");
+  EXPECT_EQ(bundle_get_count(bundle_), 1);
+  EXPECT_EQ(bundle_free(copy), BUNDLE_ERROR_NONE);
+}
+
+TEST_F(Bundle, SurvivesItsTextForm) {
+  ASSERT_EQ(bundle_add_str(bundle_, "text", "value"), BUNDLE_ERROR_NONE);
+  ASSERT_EQ(bundle_add_byte(bundle_, "bytes", "\0x", 2), BUNDLE_ERROR_NONE);
+  bundle_raw* encoded = nullptr;
+  int length = 0;
+  ASSERT_EQ(bundle_encode(bundle_, &encoded, &length), BUNDLE_ERROR_NONE);
+  bundle* decoded = bundle_decode(encoded, length);
+  std::free(encoded);
+  ASSERT_NE(decoded, nullptr);
+  EXPECT_EQ(Text(decoded, "text"), "value");
+  EXPECT_EQ(bundle_get_type(decoded, "bytes"), BUNDLE_TYPE_BYTE);
+  EXPECT_EQ(bundle_get_count(decoded), 2);
+  EXPECT_EQ(bundle_free(decoded), BUNDLE_ERROR_NONE);
+}
+
+TEST_F(Bundle, HasATextFormOfPlainLetters) {
+  ASSERT_EQ(bundle_add_byte(bundle_, "bytes", "\0\xff\n", 3), BUNDLE_ERROR_NONE);
+  bundle_raw* encoded = nullptr;
+  int length = 0;
+  ASSERT_EQ(bundle_encode(bundle_, &encoded, &length), BUNDLE_ERROR_NONE);
+  const std::string text(encoded, encoded + length);
+  std::free(encoded);
+  EXPECT_EQ(text.find_first_not_of("ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789"
+                                   "+/=\n"),
+            std::string::npos);
+}
+
+TEST_F(Bundle, IsNotDecodedFromGarbage) {
+  const bundle_raw garbage[] = {'?', '!', '?'};
+  EXPECT_EQ(bundle_decode(garbage, sizeof(garbage)), nullptr);
+  EXPECT_NE(get_last_result(), TIZEN_ERROR_NONE);
+}
+
+TEST_F(Bundle, RefusesNullArguments) {
+  char* text = nullptr;
+  EXPECT_EQ(bundle_free(nullptr), BUNDLE_ERROR_INVALID_PARAMETER);
+  EXPECT_EQ(bundle_dup(nullptr), nullptr);
+  EXPECT_EQ(get_last_result(), BUNDLE_ERROR_INVALID_PARAMETER);
+  EXPECT_EQ(bundle_add_str(nullptr, "key", "value"), BUNDLE_ERROR_INVALID_PARAMETER);
+  EXPECT_EQ(bundle_add_str(bundle_, nullptr, "value"), BUNDLE_ERROR_INVALID_PARAMETER);
+  EXPECT_EQ(bundle_add_str(bundle_, "key", nullptr), BUNDLE_ERROR_INVALID_PARAMETER);
+  EXPECT_EQ(bundle_get_str(bundle_, nullptr, &text), BUNDLE_ERROR_INVALID_PARAMETER);
+}
+
+}  // namespace

@@ -1,0 +1,271 @@
+// Copyright 2026 The qor-handler-manager authors
+// SPDX-License-Identifier: Apache-2.0
+
+#include <bundle.h>
+#include <bundle_internal.h>
+#include <tizen.h>
+
+#include <algorithm>
+#include <cstdlib>
+#include <cstring>
+
+#include "state.h"
+
+using fake::Bytes;
+using fake::internal::Bundle;
+using fake::internal::Enter;
+using fake::internal::GetState;
+
+namespace {
+
+std::shared_ptr<Bundle> FindBundle(const bundle* b, const char* function) {
+  return fake::internal::Find(GetState().bundles, b, function);
+}
+
+bundle* Give(fake::internal::BundleContent content) {
+  auto object = std::make_shared<Bundle>();
+  object->content = std::move(content);
+  set_last_result(BUNDLE_ERROR_NONE);
+  return static_cast<bundle*>(GetState().bundles.Add(object));
+}
+
+bundle* Refuse(int error) {
+  set_last_result(error);
+  return nullptr;
+}
+
+int Add(bundle* b, const char* key, int type, std::vector<std::string> elements,
+        const char* function) {
+  const auto object = FindBundle(b, function);
+  if (!object || !key || !*key) return BUNDLE_ERROR_INVALID_PARAMETER;
+  if (object->content.count(key)) return BUNDLE_ERROR_KEY_EXISTS;
+  object->content.emplace(key, std::make_shared<keyval_t>(type, std::move(elements)));
+  return BUNDLE_ERROR_NONE;
+}
+
+// The value of a key and type; otherwise null with the reason.
+keyval_t* Value(bundle* b, const char* key, int type, int* error, const char* function) {
+  const auto object = FindBundle(b, function);
+  *error = BUNDLE_ERROR_INVALID_PARAMETER;
+  if (!object || !key) return nullptr;
+  const auto found = object->content.find(key);
+  *error = BUNDLE_ERROR_KEY_NOT_AVAILABLE;
+  if (found == object->content.end()) return nullptr;
+  if (type != BUNDLE_TYPE_ANY && found->second->type != type) return nullptr;
+  *error = BUNDLE_ERROR_NONE;
+  return found->second.get();
+}
+
+int GiveBytes(const Bytes& bytes, bundle_raw** r, int* len) {
+  // One byte more, so that the text form is also terminated.
+  *r = static_cast<bundle_raw*>(std::calloc(bytes.size() + 1, 1));
+  if (!*r) return BUNDLE_ERROR_OUT_OF_MEMORY;
+  if (!bytes.empty()) std::memcpy(*r, bytes.data(), bytes.size());
+  *len = static_cast<int>(bytes.size());
+  return BUNDLE_ERROR_NONE;
+}
+
+constexpr char kBase64[] = "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789+/";
+
+Bytes ToText(const Bytes& raw) {
+  Bytes text;
+  for (size_t at = 0; at < raw.size(); at += 3) {
+    const size_t count = std::min<size_t>(3, raw.size() - at);
+    unsigned int bits = 0;
+    for (size_t i = 0; i < 3; ++i) bits = bits << 8 | (i < count ? raw[at + i] : 0u);
+    for (size_t i = 0; i < 4; ++i) {
+      const char letter = i <= count ? kBase64[bits >> (18 - 6 * i) & 63u] : '=';
+      text.push_back(static_cast<unsigned char>(letter));
+    }
+  }
+  return text;
+}
+
+bool FromText(const bundle_raw* text, int len, Bytes* raw) {
+  if (len % 4 != 0) return false;
+  for (int at = 0; at < len; at += 4) {
+    unsigned int bits = 0;
+    int letters = 0;
+    for (; letters < 4 && text[at + letters] != '='; ++letters) {
+      const char* found = std::strchr(kBase64, text[at + letters]);
+      if (!found || !*found) return false;
+      bits |= static_cast<unsigned int>(found - kBase64) << (18 - 6 * letters);
+    }
+    for (int i = 0; i + 1 < letters; ++i) {
+      raw->push_back(static_cast<unsigned char>(bits >> (16 - 8 * i) & 255u));
+    }
+  }
+  return true;
+}
+
+}  // namespace
+
+extern "C" {
+
+bundle* bundle_create(void) {
+  if (const int error = Enter(__func__)) return Refuse(error);
+  return Give({});
+}
+
+bundle* bundle_dup(bundle* b_from) {
+  if (const int error = Enter(__func__)) return Refuse(error);
+  const auto object = FindBundle(b_from, __func__);
+  if (!object) return Refuse(BUNDLE_ERROR_INVALID_PARAMETER);
+  fake::internal::BundleContent copy;
+  for (const auto& [key, value] : object->content) {
+    copy.emplace(key, std::make_shared<keyval_t>(value->type, value->elements));
+  }
+  return Give(std::move(copy));
+}
+
+int bundle_free(bundle* b) {
+  if (const int error = Enter(__func__)) return error;
+  if (!FindBundle(b, __func__)) return BUNDLE_ERROR_INVALID_PARAMETER;
+  GetState().bundles.Remove(b);
+  return BUNDLE_ERROR_NONE;
+}
+
+int bundle_add_str(bundle* b, const char* key, const char* str) {
+  if (const int error = Enter(__func__)) return error;
+  if (!str) return BUNDLE_ERROR_INVALID_PARAMETER;
+  return Add(b, key, BUNDLE_TYPE_STR, {str}, __func__);
+}
+
+int bundle_add_str_array(bundle* b, const char* key, const char** str_array, const int len) {
+  if (const int error = Enter(__func__)) return error;
+  if (!str_array || len <= 0) return BUNDLE_ERROR_INVALID_PARAMETER;
+  return Add(b, key, BUNDLE_TYPE_STR_ARRAY, std::vector<std::string>(str_array, str_array + len),
+             __func__);
+}
+
+int bundle_add_byte(bundle* b, const char* key, const void* byte, const size_t size) {
+  if (const int error = Enter(__func__)) return error;
+  if (!byte || size == 0) return BUNDLE_ERROR_INVALID_PARAMETER;
+  return Add(b, key, BUNDLE_TYPE_BYTE, {std::string(static_cast<const char*>(byte), size)},
+             __func__);
+}
+
+int bundle_get_str(bundle* b, const char* key, char** str) {
+  if (const int error = Enter(__func__)) return error;
+  int error = BUNDLE_ERROR_NONE;
+  if (!str) return BUNDLE_ERROR_INVALID_PARAMETER;
+  keyval_t* value = Value(b, key, BUNDLE_TYPE_STR, &error, __func__);
+  if (value) *str = value->elements[0].data();
+  return error;
+}
+
+const char** bundle_get_str_array(bundle* b, const char* key, int* len) {
+  int error = Enter(__func__);
+  keyval_t* value = error ? nullptr : Value(b, key, BUNDLE_TYPE_STR_ARRAY, &error, __func__);
+  set_last_result(error);
+  if (!value) return nullptr;
+  if (len) *len = static_cast<int>(value->pointers.size());
+  return value->pointers.data();
+}
+
+int bundle_get_byte(bundle* b, const char* key, void** byte, size_t* size) {
+  if (const int error = Enter(__func__)) return error;
+  if (!byte || !size) return BUNDLE_ERROR_INVALID_PARAMETER;
+  int error = BUNDLE_ERROR_NONE;
+  keyval_t* value = Value(b, key, BUNDLE_TYPE_BYTE, &error, __func__);
+  if (!value) return error;
+  *byte = value->elements[0].data();
+  *size = value->sizes[0];
+  return BUNDLE_ERROR_NONE;
+}
+
+int bundle_del(bundle* b, const char* key) {
+  if (const int error = Enter(__func__)) return error;
+  int error = BUNDLE_ERROR_NONE;
+  if (Value(b, key, BUNDLE_TYPE_ANY, &error, __func__)) {
+    FindBundle(b, __func__)->content.erase(key);
+  }
+  return error;
+}
+
+int bundle_get_count(bundle* b) {
+  Enter(__func__);
+  const auto object = FindBundle(b, __func__);
+  set_last_result(object ? BUNDLE_ERROR_NONE : BUNDLE_ERROR_INVALID_PARAMETER);
+  return object ? static_cast<int>(object->content.size()) : 0;
+}
+
+int bundle_get_type(bundle* b, const char* key) {
+  Enter(__func__);
+  int error = BUNDLE_ERROR_NONE;
+  const keyval_t* value = Value(b, key, BUNDLE_TYPE_ANY, &error, __func__);
+  set_last_result(error);
+  return value ? value->type : static_cast<int>(BUNDLE_TYPE_NONE);
+}
+
+void bundle_foreach(bundle* b, bundle_iterator_t iter, void* user_data) {
+  Enter(__func__);
+  const auto object = FindBundle(b, __func__);
+  const bool usable = object && iter;
+  set_last_result(usable ? BUNDLE_ERROR_NONE : BUNDLE_ERROR_INVALID_PARAMETER);
+  if (!usable) return;
+  for (const auto& [key, value] : object->content) {
+    iter(key.c_str(), value->type, value.get(), user_data);
+  }
+}
+
+int bundle_keyval_get_type(bundle_keyval_t* kv) { return kv ? kv->type : -1; }
+
+int bundle_keyval_type_is_array(bundle_keyval_t* kv) {
+  return kv && (kv->type & BUNDLE_TYPE_ARRAY) ? 1 : 0;
+}
+
+int bundle_keyval_get_basic_val(bundle_keyval_t* kv, void** val, size_t* size) {
+  if (!kv || !val || !size || bundle_keyval_type_is_array(kv)) {
+    return BUNDLE_ERROR_INVALID_PARAMETER;
+  }
+  *val = kv->elements[0].data();
+  *size = kv->sizes[0];
+  return BUNDLE_ERROR_NONE;
+}
+
+int bundle_keyval_get_array_val(bundle_keyval_t* kv, void*** array_val, unsigned int* array_len,
+                                size_t** array_element_size) {
+  if (!kv || !array_val || !array_len || !array_element_size || !bundle_keyval_type_is_array(kv)) {
+    return BUNDLE_ERROR_INVALID_PARAMETER;
+  }
+  *array_val = reinterpret_cast<void**>(const_cast<char**>(kv->pointers.data()));
+  *array_len = static_cast<unsigned int>(kv->pointers.size());
+  *array_element_size = kv->sizes.data();
+  return BUNDLE_ERROR_NONE;
+}
+
+int bundle_encode_raw(bundle* b, bundle_raw** r, int* len) {
+  if (const int error = Enter(__func__)) return error;
+  const auto object = FindBundle(b, __func__);
+  if (!object || !r || !len) return BUNDLE_ERROR_INVALID_PARAMETER;
+  return GiveBytes(fake::internal::ToRaw(object->content), r, len);
+}
+
+bundle* bundle_decode_raw(const bundle_raw* r, const int len) {
+  if (const int error = Enter(__func__)) return Refuse(error);
+  fake::internal::BundleContent content;
+  if (!r || len < 0 || !fake::internal::FromRaw(Bytes(r, r + len), &content)) {
+    return Refuse(BUNDLE_ERROR_INVALID_PARAMETER);
+  }
+  return Give(std::move(content));
+}
+
+int bundle_encode(bundle* b, bundle_raw** r, int* len) {
+  if (const int error = Enter(__func__)) return error;
+  const auto object = FindBundle(b, __func__);
+  if (!object || !r || !len) return BUNDLE_ERROR_INVALID_PARAMETER;
+  return GiveBytes(ToText(fake::internal::ToRaw(object->content)), r, len);
+}
+
+bundle* bundle_decode(const bundle_raw* r, const int len) {
+  if (const int error = Enter(__func__)) return Refuse(error);
+  Bytes raw;
+  fake::internal::BundleContent content;
+  if (!r || len < 0 || !FromText(r, len, &raw) || !fake::internal::FromRaw(raw, &content)) {
+    return Refuse(BUNDLE_ERROR_INVALID_PARAMETER);
+  }
+  return Give(std::move(content));
+}
+
+}  // extern "C"

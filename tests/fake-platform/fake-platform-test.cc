@@ -1,0 +1,279 @@
+// Copyright 2026 The qor-handler-manager authors
+// SPDX-License-Identifier: Apache-2.0
+
+#include "fake-platform.h"
+
+#include <app_common.h>
+#include <app_control.h>
+#include <dlog.h>
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+#include <rpc-port-parcel.h>
+#include <tizen.h>
+
+#include <cstdlib>
+#include <filesystem>
+#include <stdexcept>
+
+namespace {
+
+using ::testing::ElementsAre;
+using ::testing::IsEmpty;
+using Texts = std::vector<std::string>;
+
+// What tests are told by the fake; how the fake behaves is the conformance suite's matter.
+class FakePlatform : public ::testing::Test {
+ protected:
+  void SetUp() override { fake::Reset(); }
+};
+
+TEST_F(FakePlatform, FailsTheCallThatTheScriptNames) {
+  app_control_h control = nullptr;
+  fake::Fail("app_control_create", -12, 2);
+  EXPECT_EQ(app_control_create(&control), 0);
+  EXPECT_EQ(app_control_create(&control), -12);
+  EXPECT_EQ(app_control_create(&control), 0);
+}
+
+TEST_F(FakePlatform, FailsEveryCallUntilTold) {
+  app_control_h control = nullptr;
+  fake::FailAlways("app_control_create", -12);
+  EXPECT_EQ(app_control_create(&control), -12);
+  EXPECT_EQ(app_control_create(&control), -12);
+  fake::FailAlways("app_control_create", 0);
+  EXPECT_EQ(app_control_create(&control), 0);
+}
+
+TEST_F(FakePlatform, FailsFunctionsThatReturnPointers) {
+  fake::Fail("bundle_create", -12);
+  fake::Fail("app_get_data_path", -13);
+  fake::Fail("ecore_timer_add", -12);
+  EXPECT_EQ(bundle_create(), nullptr);
+  EXPECT_EQ(get_last_result(), -12);
+  EXPECT_EQ(app_get_data_path(), nullptr);
+  EXPECT_EQ(get_last_result(), -13);
+  EXPECT_EQ(ecore_timer_add(
+                1, [](void*) { return EINA_FALSE; }, nullptr),
+            nullptr);
+}
+
+TEST_F(FakePlatform, RecordsCalls) {
+  app_control_h control = nullptr;
+  app_control_create(&control);
+  app_control_set_app_id(control, "app");
+  const auto calls = fake::Calls();
+  ASSERT_EQ(calls.size(), 2u);
+  EXPECT_EQ(calls[1].function, "app_control_set_app_id");
+  EXPECT_EQ(calls[1].detail, "app");
+  EXPECT_EQ(fake::CallCount("app_control_create"), 1);
+  EXPECT_EQ(fake::CallCount("app_control_destroy"), 0);
+}
+
+TEST_F(FakePlatform, CountsWhatIsHeld) {
+  bundle* first = bundle_create();
+  bundle* second = bundle_create();
+  Ecore_Timer* timer = ecore_timer_add(
+      1, [](void*) { return EINA_FALSE; }, nullptr);
+  EXPECT_EQ(fake::Held(), "2 bundles, 1 timer");
+  EXPECT_EQ(fake::Held("bundle"), 2);
+  EXPECT_THROW(fake::Held("nonsense"), std::logic_error);
+  bundle_free(first);
+  bundle_free(second);
+  ecore_timer_del(timer);
+  EXPECT_EQ(fake::Held(), "");
+}
+
+TEST_F(FakePlatform, TellsOfHandlesUsedAfterTheirEnd) {
+  bundle* freed = bundle_create();
+  bundle_free(freed);
+  Ecore_Timer* deleted = ecore_timer_add(
+      1, [](void*) { return EINA_FALSE; }, nullptr);
+  ecore_timer_del(deleted);
+  EXPECT_THAT(fake::Faults(), IsEmpty());
+  EXPECT_EQ(bundle_free(freed), -22);
+  ecore_timer_interval_set(deleted, 1);
+  EXPECT_THAT(fake::Faults(), ElementsAre("bundle_free: unknown bundle",
+                                          "ecore_timer_interval_set: unknown timer"));
+}
+
+TEST_F(FakePlatform, TellsOfATimerUsedAfterItHasFired) {
+  Ecore_Timer* timer = ecore_timer_add(
+      1, [](void*) { return EINA_FALSE; }, nullptr);
+  fake::Advance(1);
+  ecore_timer_del(timer);
+  EXPECT_THAT(fake::Faults(), ElementsAre("ecore_timer_del: unknown timer"));
+}
+
+TEST_F(FakePlatform, GivesNoHandleTwice) {
+  bundle* first = bundle_create();
+  bundle_free(first);
+  EXPECT_NE(bundle_create(), first);
+}
+
+TEST_F(FakePlatform, ToleratesTheReleaseOfHandlesFromBeforeAReset) {
+  bundle* old = bundle_create();
+  fake::Reset();
+  EXPECT_EQ(bundle_free(old), -22);
+  EXPECT_THAT(fake::Faults(), IsEmpty());
+}
+
+TEST_F(FakePlatform, KeepsTheTimeOfEachTimer) {
+  static std::vector<double> fired;
+  fired.clear();
+  ecore_timer_add(
+      2,
+      [](void*) -> Eina_Bool {
+        fired.push_back(fake::Now());
+        return EINA_TRUE;
+      },
+      nullptr);
+  fake::Advance(5);
+  EXPECT_THAT(fired, ElementsAre(2.0, 4.0));
+  EXPECT_EQ(fake::Now(), 5.0);
+  ASSERT_EQ(fake::Timers().size(), 1u);
+  EXPECT_EQ(fake::Timers()[0].due, 6.0);
+}
+
+TEST_F(FakePlatform, FiresATimerOfNoIntervalOnceAtATime) {
+  static int fired;
+  fired = 0;
+  ecore_timer_add(
+      0,
+      [](void*) -> Eina_Bool {
+        ++fired;
+        return EINA_TRUE;
+      },
+      nullptr);
+  fake::Advance(1);
+  EXPECT_EQ(fired, 1);
+  fake::Advance(1);
+  EXPECT_EQ(fired, 2);
+}
+
+TEST_F(FakePlatform, KeepsLogLines) {
+  EXPECT_EQ(dlog_print(DLOG_WARN, "TAG", "number %d", 7), 8);
+  ASSERT_EQ(fake::Log().size(), 1u);
+  EXPECT_EQ(fake::Log()[0].priority, DLOG_WARN);
+  EXPECT_EQ(fake::Log()[0].tag, "TAG");
+  EXPECT_EQ(fake::Log()[0].text, "number 7");
+}
+
+TEST_F(FakePlatform, FailsTheLogWithoutKeepingTheLine) {
+  fake::Fail("dlog_print", -1);
+  EXPECT_EQ(dlog_print(DLOG_WARN, "TAG", "%s", "lost"), -1);
+  EXPECT_EQ(dlog_print(DLOG_WARN, "TAG", "%s", "kept"), 4);
+  EXPECT_EQ(fake::Log().size(), 1u);
+}
+
+TEST_F(FakePlatform, RemovesItsDataFolder) {
+  char* path = app_get_data_path();
+  const std::string folder = path;
+  std::free(path);
+  EXPECT_EQ(folder.back(), '/');
+  EXPECT_TRUE(std::filesystem::is_directory(folder));
+  fake::Reset();
+  EXPECT_FALSE(std::filesystem::exists(folder));
+}
+
+TEST_F(FakePlatform, RecordsLaunches) {
+  fake::Install({"pkg", "/opt/pkg", false, {{"app", {}}}, {}});
+  app_control_h control = nullptr;
+  app_control_create(&control);
+  app_control_set_app_id(control, "app");
+  app_control_add_extra_data(control, "key", "value");
+  EXPECT_EQ(app_control_send_launch_request(control, nullptr, nullptr), 0);
+  ASSERT_EQ(fake::Launches().size(), 1u);
+  EXPECT_EQ(fake::Launches()[0].app_id, "app");
+  EXPECT_EQ(fake::Launches()[0].extra_data.at("key"), "value");
+}
+
+// A stub that notes its events.
+class FakeStub : public FakePlatform {
+ protected:
+  void SetUp() override {
+    FakePlatform::SetUp();
+    rpc_port_stub_create(&stub_, "port");
+    rpc_port_stub_add_connected_event_cb(
+        stub_,
+        [](const char* sender, const char* instance, void* data) {
+          Note(data, "connected " + std::string(sender) + " " + instance);
+        },
+        this);
+    rpc_port_stub_add_disconnected_event_cb(
+        stub_,
+        [](const char* sender, const char* instance, void* data) {
+          Note(data, "disconnected " + std::string(sender) + " " + instance);
+        },
+        this);
+    rpc_port_stub_add_received_event_cb(stub_, Received, this);
+  }
+
+  static void Note(void* data, const std::string& text) {
+    static_cast<FakeStub*>(data)->events_.push_back(text);
+  }
+
+  static int Received(const char*, const char*, rpc_port_h port, void* data) {
+    auto* test = static_cast<FakeStub*>(data);
+    rpc_port_parcel_h parcel = nullptr;
+    EXPECT_EQ(rpc_port_parcel_create_from_port(&parcel, port), 0);
+    int number = 0;
+    rpc_port_parcel_read_int32(parcel, &number);
+    Note(data, "received " + std::to_string(number));
+    if (test->destroys_) rpc_port_stub_destroy(test->stub_);
+    test->port_ = port;
+    test->send_result_ = rpc_port_parcel_send(parcel, port);
+    rpc_port_parcel_destroy(parcel);
+    return number;
+  }
+
+  rpc_port_stub_h stub_ = nullptr;
+  rpc_port_h port_ = nullptr;
+  bool destroys_ = false;
+  int send_result_ = 0;
+  Texts events_;
+};
+
+TEST_F(FakeStub, IsConnectedToOnlyWhenItListens) {
+  EXPECT_THROW(fake::Connect("app", "one"), std::logic_error);
+  rpc_port_stub_listen(stub_);
+  fake::Connect("app", "one");
+  EXPECT_THROW(fake::Connect("app", "one"), std::logic_error);
+  EXPECT_THROW(fake::Disconnect("two"), std::logic_error);
+  fake::Disconnect("one");
+  EXPECT_EQ(events_, (Texts{"connected app one", "disconnected app one"}));
+}
+
+TEST_F(FakeStub, ReceivesAndSendsParcels) {
+  rpc_port_stub_listen(stub_);
+  fake::Connect("app", "one");
+  EXPECT_EQ(fake::Receive("one", fake::ParcelWriter().SequenceNumber(5).Tag("t").Int32(0)), 0);
+  EXPECT_EQ(events_.back(), "received 0");
+  auto sent = fake::Sent("one", RPC_PORT_PORT_MAIN);
+  ASSERT_EQ(sent.size(), 1u);
+  EXPECT_EQ(sent[0].SequenceNumber(), 5);
+  EXPECT_EQ(sent[0].Tag(), "t");
+  EXPECT_EQ(sent[0].Int32(), 0);
+  EXPECT_TRUE(sent[0].AtEnd());
+  EXPECT_THROW(sent[0].Int32(), std::out_of_range);
+  EXPECT_THAT(fake::Sent("one", RPC_PORT_PORT_CALLBACK), IsEmpty());
+}
+
+TEST_F(FakeStub, LosesAConnectionWhoseParcelItRefuses) {
+  rpc_port_stub_listen(stub_);
+  fake::Connect("app", "one");
+  EXPECT_EQ(fake::Receive("one", fake::ParcelWriter().Int32(-1)), -1);
+  EXPECT_EQ(events_.back(), "disconnected app one");
+  EXPECT_FALSE(fake::IsConnected("one"));
+  EXPECT_EQ(fake::Sent("one", RPC_PORT_PORT_MAIN).size(), 1u);
+}
+
+TEST_F(FakeStub, TellsOfAPortUsedAfterItsEnd) {
+  rpc_port_stub_listen(stub_);
+  fake::Connect("app", "one");
+  destroys_ = true;
+  fake::Receive("one", fake::ParcelWriter().Int32(0));
+  EXPECT_EQ(send_result_, -22);
+  EXPECT_THAT(fake::Faults(), ElementsAre("rpc_port_parcel_send: unknown port"));
+}
+
+}  // namespace

@@ -1,0 +1,172 @@
+// Copyright 2026 The qor-handler-manager authors
+// SPDX-License-Identifier: Apache-2.0
+
+#ifndef TESTS_FAKE_PLATFORM_STATE_H_
+#define TESTS_FAKE_PLATFORM_STATE_H_
+
+#include <Ecore.h>
+#include <app_control.h>
+#include <package_manager.h>
+#include <rpc-port.h>
+
+#include <condition_variable>
+#include <deque>
+#include <functional>
+#include <map>
+#include <memory>
+#include <mutex>
+#include <set>
+#include <string>
+#include <thread>
+#include <vector>
+
+#include "bundle-codec.h"
+#include "fake-platform.h"
+#include "handle-table.h"
+
+namespace fake::internal {
+
+struct Timer {
+  double due = 0;
+  double interval = 0;
+  // Orders timers of one due time, oldest first.
+  long sequence = 0;
+  // A timer that falls due again at the time at which it fired waits for the next Advance().
+  long not_in_advance = 0;
+  bool deleted_while_firing = false;
+  bool firing = false;
+  Ecore_Task_Cb callback = nullptr;
+  void* data = nullptr;
+};
+
+struct Parcel {
+  ParcelContent content;
+  size_t position = 0;
+  // What rpc_port_parcel_get_raw() last handed out.
+  Bytes raw;
+};
+
+struct Port {
+  std::string instance;
+  rpc_port_port_type_e type = RPC_PORT_PORT_MAIN;
+  std::deque<Bytes> incoming;
+};
+
+struct Connection {
+  std::string sender;
+  void* main_port = nullptr;
+  void* callback_port = nullptr;
+};
+
+struct Stub {
+  std::string port_name;
+  std::vector<std::string> privileges;
+  bool listening = false;
+  rpc_port_stub_connected_event_cb connected = nullptr;
+  void* connected_data = nullptr;
+  rpc_port_stub_disconnected_event_cb disconnected = nullptr;
+  void* disconnected_data = nullptr;
+  rpc_port_stub_received_event_cb received = nullptr;
+  void* received_data = nullptr;
+  // By instance.
+  std::map<std::string, Connection> connections;
+};
+
+struct AppControl {
+  std::string app_id;
+  std::map<std::string, std::string> extra_data;
+};
+
+struct PackageManager {
+  // Nothing comes until a status is set.
+  bool has_status = false;
+  int status = 0;
+  package_manager_event_cb callback = nullptr;
+  void* data = nullptr;
+};
+
+struct AppInfo {
+  App app;
+  Package package;
+};
+
+struct MetadataFilter {
+  struct Condition {
+    std::string key;
+    bool any_value = false;
+    std::string value;
+  };
+  std::vector<Condition> conditions;
+};
+
+struct Bundle {
+  BundleContent content;
+};
+
+struct State {
+  std::mutex script_mutex;
+  std::map<std::string, std::vector<std::pair<int, int>>> failures;  // calls to go, error
+  std::map<std::string, int> permanent_failures;
+  std::vector<Call> calls;
+  std::map<std::string, int> call_counts;
+  std::vector<std::string> faults;
+
+  std::mutex log_mutex;
+  std::vector<LogLine> log;
+
+  std::thread::id main_thread = std::this_thread::get_id();
+  double now = 0;
+  long next_sequence = 0;
+  long advance = 0;
+  int ecore_init_count = 0;
+  std::mutex queue_mutex;
+  std::condition_variable queue_changed;
+  std::deque<std::function<void()>> queue;  // calls that other threads handed to the main loop
+
+  std::string data_path;
+  std::string temporary_data_path;
+  std::vector<Launch> launches;
+  std::vector<Package> packages;
+  std::map<std::pair<std::string, int>, std::vector<Bytes>> sent;
+
+  HandleTable<Timer> timers{"timer"};
+  HandleTable<Parcel> parcels{"parcel"};
+  HandleTable<Port> ports{"port"};
+  HandleTable<Stub> stubs{"stub"};
+  HandleTable<AppControl> app_controls{"app control"};
+  HandleTable<PackageManager> package_managers{"package manager"};
+  HandleTable<Package> package_infos{"package info"};
+  HandleTable<AppInfo> app_infos{"app info"};
+  HandleTable<MetadataFilter> metadata_filters{"metadata filter"};
+  HandleTable<Bundle> bundles{"bundle"};
+};
+
+// Lives until the process ends: statics of the code under test may still call the platform then.
+State& GetState();
+
+// The error that the script has for this call of a function, or 0.
+int NextError(const std::string& function);
+
+// Every platform function but the log's begins here: records the call and returns NextError().
+int Enter(const char* function, const std::string& detail = {});
+
+void AddFault(const std::string& text);
+
+// The object of a handle; null, and a fault, when the handle is unknown.
+template <typename T>
+std::shared_ptr<T> Find(const HandleTable<T>& table, const void* handle, const char* function) {
+  auto object = table.Find(handle);
+  if (!object && handle && !table.IsOld(handle)) {
+    AddFault(std::string(function) + ": unknown " + table.Kind());
+  }
+  return object;
+}
+
+// The text in memory that the caller releases with free().
+int GiveText(const std::string& text, char** out);
+
+const Package* FindPackage(const std::string& package_id);
+
+}  // namespace fake::internal
+
+#endif

@@ -1,0 +1,63 @@
+// Copyright 2026 The qor-handler-manager authors
+// SPDX-License-Identifier: Apache-2.0
+
+#include "library-test.h"
+
+namespace support {
+
+void PlatformTest::SetUp() { fake::Reset(); }
+
+void PlatformTest::TearDown() {
+  CheckHeld();
+  EXPECT_THAT(fake::Faults(), ::testing::IsEmpty());
+}
+
+void PlatformTest::CheckHeld() const { EXPECT_EQ(fake::Held(), ""); }
+
+void LibraryTest::TearDown() {
+  EXPECT_EQ(qor_handler_manager_shutdown(), 0);
+  PlatformTest::TearDown();
+}
+
+void LibraryTest::CheckHeld() const {
+  // After a shut-down the registry goes on following the packages.
+  EXPECT_THAT(fake::Held(), ::testing::AnyOf("", "1 package manager"));
+}
+
+void LibraryTest::Start(int execution_timeout, int connection_timeout) {
+  qor_handler_manager_configuration_h config = nullptr;
+  ASSERT_EQ(qor_handler_manager_configuration_create(&config), 0);
+  qor_handler_manager_configuration_set_command_execution_timeout(config, execution_timeout);
+  qor_handler_manager_configuration_set_connection_timeout(config, connection_timeout);
+  EXPECT_EQ(qor_handler_manager_initialize(config), 0);
+  EXPECT_EQ(qor_handler_manager_configuration_destroy(config), 0);
+}
+
+void LibraryTest::StartWithClient() {
+  Start();
+  client_.ListenForResponses();
+  client_.ListenForNegotiations();
+  client_.ListenForUpdates();
+}
+
+int LibraryTest::Send(const std::string& uuid, const std::string& request_type,
+                      const std::string& payload) {
+  return qor_handler_manager_send_command(uuid.c_str(), request_type.c_str(), payload.c_str(),
+                                          static_cast<int>(payload.size()), 1700000000);
+}
+
+// Written out a second time on purpose: clients compare these byte for byte.
+const char kExecutionTimeoutError[] =
+    "\n                    {\n"
+    "                        \"ErrorCode\": 2004,\n"
+    "                        \"ErrorDomain\": \"QOR-CLIENT\",\n"
+    "                        \"ErrorDescription\": \"Execution time out\"\n"
+    "                    }";
+const char kConnectionTimeoutError[] =
+    "\n                    {\n"
+    "                        \"ErrorCode\": 2004,\n"
+    "                        \"ErrorDomain\": \"QOR-CLIENT\",\n"
+    "                        \"ErrorDescription\": \"Connection time out\"\n"
+    "                    }";
+
+}  // namespace support

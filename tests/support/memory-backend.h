@@ -1,0 +1,62 @@
+// Copyright 2026 The qor-handler-manager authors
+// SPDX-License-Identifier: Apache-2.0
+
+#ifndef TESTS_SUPPORT_MEMORY_BACKEND_H_
+#define TESTS_SUPPORT_MEMORY_BACKEND_H_
+
+#include <memory>
+#include <optional>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include "common/exceptions.h"
+#include "handlers/app-handler.h"
+#include "handlers/repository-backend.h"
+
+namespace support {
+
+using HandlerList = std::vector<std::shared_ptr<handlers::BaseHandler>>;
+
+// What a MemoryBackend holds, kept apart because the repository owns the backend.
+struct MemoryStore {
+  // Nothing until the first write, as with a file that does not exist.
+  std::optional<HandlerList> handlers;
+  int writes = 0;
+  int reads = 0;
+};
+
+class MemoryBackend : public handlers::RepositoryBackend {
+ public:
+  explicit MemoryBackend(std::shared_ptr<MemoryStore> store) : store_(std::move(store)) {}
+
+  void Store(const HandlerList& handlers) override {
+    store_->handlers = handlers;
+    ++store_->writes;
+  }
+
+  HandlerList Load() override {
+    ++store_->reads;
+    if (!store_->handlers) throw NotInitialized(__FILE__, __LINE__, "");
+    return *store_->handlers;
+  }
+
+ private:
+  std::shared_ptr<MemoryStore> store_;
+};
+
+// A record that stands for no installed application.
+inline std::shared_ptr<handlers::BaseHandler> MakeHandler(
+    const std::string& id, const std::vector<std::string>& request_types, int priority = 0) {
+  rapidjson::Document json(rapidjson::kObjectType);
+  json.AddMember("appId", rapidjson::Value(id.c_str(), json.GetAllocator()), json.GetAllocator());
+  json.AddMember("requestTypes", rapidjson::Value(rapidjson::kArrayType), json.GetAllocator());
+  auto handler = std::make_shared<handlers::AppHandler>(json, std::weak_ptr<ipc::ServiceManager>());
+  for (const std::string& type : request_types) handler->AddRequestType(type);
+  handler->SetPriority(priority);
+  return handler;
+}
+
+}  // namespace support
+
+#endif

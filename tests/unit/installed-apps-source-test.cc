@@ -1,0 +1,287 @@
+// Copyright 2026 The qor-handler-manager authors
+// SPDX-License-Identifier: Apache-2.0
+
+#include "handlers/installed-apps-source.h"
+
+#include "library-test.h"
+#include "tizen/exception.h"
+
+namespace {
+
+using handlers::InstalledAppsSource;
+using support::InstallHandler;
+using support::InstallPackage;
+using support::kAnyLine;
+using Ids = std::vector<std::string>;
+
+// Notes "+id", "-id" and "*id" for added, removed and updated handlers.
+class Listener : public common::IObserver<const handlers::HandlerAdded&>,
+                 public common::IObserver<const handlers::HandlerRemoved&>,
+                 public common::IObserver<const handlers::HandlerUpdated&> {
+ public:
+  void Update(const handlers::HandlerAdded& event) override { Note("+", event.handler); }
+  void Update(const handlers::HandlerRemoved& event) override { Note("-", event.handler); }
+  void Update(const handlers::HandlerUpdated& event) override { Note("*", event.handler); }
+
+  Ids heard;
+
+ private:
+  void Note(const std::string& sign, const std::shared_ptr<handlers::BaseHandler>& handler) {
+    heard.push_back(sign + handler->Id());
+  }
+};
+
+class InstalledApps : public support::PlatformTest {
+ protected:
+  void SetUp() override {
+    PlatformTest::SetUp();
+    source_ = std::make_shared<InstalledAppsSource>();
+    source_->AttachToAll(listener_);
+  }
+
+  void TearDown() override {
+    source_.reset();
+    PlatformTest::TearDown();
+  }
+
+  Ids Load() {
+    Ids ids;
+    for (const auto& handler : source_->Load()) ids.push_back(handler->Id());
+    return ids;
+  }
+
+  static int Errors(const std::string& function, const std::string& message) {
+    return support::CountLogged(
+        DLOG_ERROR, support::ErrorLine("installed-apps-source.cc", function, kAnyLine, message));
+  }
+
+  static std::string PlatformText(const std::string& call, int error) {
+    return tizen::Exception(call, error).what();
+  }
+
+  std::shared_ptr<InstalledAppsSource> source_;
+  std::shared_ptr<Listener> listener_ = std::make_shared<Listener>();
+};
+
+TEST_F(InstalledApps, AreLoadedWithTheirManifests) {
+  InstallHandler("a", {"x", "y"}, "7");
+  const auto loaded = source_->Load();
+  ASSERT_EQ(loaded.size(), 1u);
+  EXPECT_EQ(loaded[0]->Id(), "a");
+  EXPECT_EQ(loaded[0]->RequestTypes(), (std::set<std::string>{"x", "y"}));
+  EXPECT_EQ(loaded[0]->Priority(), 7);
+}
+
+TEST_F(InstalledApps, AreLoadedInPackageOrder) {
+  InstallPackage("pkg", {{"b", {{"x"}}}, {"a", {{"y"}}}});
+  EXPECT_EQ(Load(), (Ids{"b", "a"}));
+}
+
+TEST_F(InstalledApps, AreLoadedOnceHoweverManyOfAPackageAreHandlers) {
+  InstallPackage("pkg", {{"a", {{"x"}}}, {"b", {{"x"}}}, {"c", {{"x"}}}});
+  EXPECT_EQ(Load().size(), 3u);
+}
+
+TEST_F(InstalledApps, AreLeftOutWithoutRequestTypes) {
+  InstallPackage(
+      "pkg",
+      {{"plain", std::nullopt}, {"empty", {std::vector<std::string>{}}}, {"handler", {{"x"}}}});
+  InstallPackage("other", {{"stranger", std::nullopt}});
+  EXPECT_EQ(Load(), Ids{"handler"});
+}
+
+TEST_F(InstalledApps, AreAllLeftOutWhenOnePackageFails) {
+  InstallHandler("a", {"x"});
+  InstallHandler("b", {"x"});
+  InstallHandler("c", {"x"});
+  fake::Fail("package_info_foreach_app_from_package", -5, 2);
+  EXPECT_EQ(Load(), Ids{});
+  EXPECT_EQ(Errors("Load", "Unable to load handlers: " +
+                               PlatformText("package_info_foreach_app_from_package", -5)),
+            1);
+}
+
+TEST_F(InstalledApps, AreAllLeftOutWhenOneApplicationFails) {
+  InstallHandler("a", {"x"});
+  InstallHandler("b", {"x"});
+  fake::Fail("app_manager_get_app_info", -5, 2);
+  EXPECT_EQ(Load(), Ids{});
+  EXPECT_EQ(support::LoggedTexts(DLOG_ERROR).size(), 1u);
+}
+
+TEST_F(InstalledApps, AreAllLeftOutWhenThePackagesCannotBeListed) {
+  InstallHandler("a", {"x"});
+  for (const char* function : {"app_info_metadata_filter_create", "app_info_metadata_filter_add",
+                               "app_info_metadata_filter_foreach", "app_info_get_package",
+                               "package_manager_get_package_info"}) {
+    fake::ClearLog();
+    fake::Fail(function, -13);
+    EXPECT_EQ(Load(), Ids{}) << function;
+    EXPECT_EQ(Errors("Load", "Unable to load handlers: " + PlatformText(function, -13)), 1)
+        << function;
+  }
+  EXPECT_EQ(Load(), Ids{"a"});
+}
+
+TEST_F(InstalledApps, TellOfAnInstalledHandler) {
+  InstallHandler("a", {"x"});
+  support::RaiseInstalled("package.a");
+  EXPECT_EQ(listener_->heard, Ids{"+a"});
+  EXPECT_EQ(
+      support::CountLogged(
+          DLOG_DEBUG, support::PlainLine("installed-apps-source.cc", "OnPackageEvent", kAnyLine,
+                                         "Received package: package.a installed event")),
+      1);
+}
+
+TEST_F(InstalledApps, TellOfAnUpdatedHandler) {
+  InstallHandler("a", {"x"});
+  support::RaiseUpdated("package.a");
+  EXPECT_EQ(listener_->heard, Ids{"*a"});
+  EXPECT_EQ(
+      support::CountLogged(
+          DLOG_DEBUG, support::PlainLine("installed-apps-source.cc", "OnPackageEvent", kAnyLine,
+                                         "Received package: package.a updated event")),
+      1);
+}
+
+TEST_F(InstalledApps, TellOfAHandlerThatGoesWhileItIsStillThere) {
+  InstallHandler("a", {"x"});
+  support::RaiseUninstalling("package.a");
+  EXPECT_EQ(listener_->heard, Ids{"-a"});
+  EXPECT_EQ(
+      support::CountLogged(
+          DLOG_DEBUG, support::PlainLine("installed-apps-source.cc", "OnPackageEvent", kAnyLine,
+                                         "Received package: package.a uninstalled event")),
+      1);
+}
+
+TEST_F(InstalledApps, IgnorePackagesOfOtherTypes) {
+  InstallHandler("a", {"x"});
+  for (const char* type : {"wgt", "TPK", "tpk ", ""}) {
+    fake::RaisePackageEvent(type, "package.a", PACKAGE_MANAGER_EVENT_TYPE_INSTALL,
+                            PACKAGE_MANAGER_EVENT_STATE_COMPLETED);
+  }
+  fake::RaisePackageEvent(nullptr, "package.a", PACKAGE_MANAGER_EVENT_TYPE_INSTALL,
+                          PACKAGE_MANAGER_EVENT_STATE_COMPLETED);
+  EXPECT_TRUE(listener_->heard.empty());
+  EXPECT_TRUE(fake::Log().empty());
+}
+
+TEST_F(InstalledApps, IgnoreEveryOtherStateOfAnEvent) {
+  InstallHandler("a", {"x"});
+  const auto raise = [](package_manager_event_type_e type, package_manager_event_state_e state) {
+    fake::RaisePackageEvent("tpk", "package.a", type, state);
+  };
+  for (const auto type : {PACKAGE_MANAGER_EVENT_TYPE_INSTALL, PACKAGE_MANAGER_EVENT_TYPE_UPDATE}) {
+    raise(type, PACKAGE_MANAGER_EVENT_STATE_STARTED);
+    raise(type, PACKAGE_MANAGER_EVENT_STATE_PROCESSING);
+    raise(type, PACKAGE_MANAGER_EVENT_STATE_FAILED);
+  }
+  raise(PACKAGE_MANAGER_EVENT_TYPE_UNINSTALL, PACKAGE_MANAGER_EVENT_STATE_PROCESSING);
+  raise(PACKAGE_MANAGER_EVENT_TYPE_UNINSTALL, PACKAGE_MANAGER_EVENT_STATE_COMPLETED);
+  raise(PACKAGE_MANAGER_EVENT_TYPE_UNINSTALL, PACKAGE_MANAGER_EVENT_STATE_FAILED);
+  EXPECT_TRUE(listener_->heard.empty());
+  EXPECT_TRUE(fake::Log().empty());
+}
+
+TEST_F(InstalledApps, DoNotTellOfApplicationsThatAreNoHandlers) {
+  InstallPackage("pkg", {{"plain", std::nullopt}});
+  support::RaiseInstalled("pkg");
+  support::RaiseUpdated("pkg");
+  support::RaiseUninstalling("pkg");
+  EXPECT_TRUE(listener_->heard.empty());
+}
+
+TEST_F(InstalledApps, TellOfEachHandlerInPackageOrder) {
+  InstallPackage("pkg", {{"b", {{"x"}}}, {"plain", std::nullopt}, {"a", {{"x"}}}});
+  support::RaiseInstalled("pkg");
+  EXPECT_EQ(listener_->heard, (Ids{"+b", "+a"}));
+}
+
+TEST_F(InstalledApps, StopAtTheFirstApplicationThatFails) {
+  InstallPackage("pkg", {{"a", {{"x"}}}, {"b", {{"x"}}}, {"c", {{"x"}}}});
+  fake::Fail("app_manager_get_app_info", -5, 2);
+  support::RaiseInstalled("pkg");
+  EXPECT_EQ(listener_->heard, Ids{"+a"});
+  EXPECT_EQ(Errors("ForeachHandlerInPackage",
+                   "Tizen error occurred: " + PlatformText("app_manager_get_app_info", -5)),
+            1);
+}
+
+TEST_F(InstalledApps, LogAnUnknownPackage) {
+  support::RaiseInstalled("missing");
+  EXPECT_TRUE(listener_->heard.empty());
+  EXPECT_EQ(support::LoggedTexts(DLOG_ERROR).size(), 1u);
+}
+
+TEST_F(InstalledApps, ContainAnyExceptionOfACallback) {
+  InstallHandler("a", {"x"});
+  EXPECT_NO_THROW(source_->ForeachHandlerInPackage(
+      "package.a", [](std::shared_ptr<handlers::AppHandler>) { throw 7; }));
+  EXPECT_EQ(Errors("ForeachHandlerInPackage", "Unknown error occurred"), 1);
+}
+
+TEST_F(InstalledApps, ContainTheCallOfAnEmptyFunction) {
+  InstallHandler("a", {"x"});
+  EXPECT_NO_THROW(source_->ForeachHandlerInPackage("package.a", nullptr));
+  EXPECT_EQ(support::LoggedTexts(DLOG_ERROR).size(), 1u);
+}
+
+TEST_F(InstalledApps, VisitInvalidRecordsToo) {
+  InstallPackage("pkg", {{"plain", std::nullopt}, {"a", {{"x"}}}});
+  Ids visited;
+  source_->ForeachHandlerInPackage("pkg", [&](std::shared_ptr<handlers::AppHandler> handler) {
+    visited.push_back(handler->Id());
+  });
+  EXPECT_EQ(visited, (Ids{"plain", "a"}));
+}
+
+TEST_F(InstalledApps, AskForExactlyTheEventsTheyFollow) {
+  const int status = PACKAGE_MANAGER_STATUS_TYPE_INSTALL | PACKAGE_MANAGER_STATUS_TYPE_UNINSTALL |
+                     PACKAGE_MANAGER_STATUS_TYPE_UPGRADE;
+  int calls = 0;
+  for (const auto& call : fake::Calls()) {
+    if (call.function != "package_manager_set_event_status") continue;
+    ++calls;
+    EXPECT_EQ(call.detail, std::to_string(status));
+  }
+  EXPECT_EQ(calls, 1);
+  EXPECT_EQ(fake::CallCount("package_manager_create"), 1);
+}
+
+TEST_F(InstalledApps, ReleaseThePackageManager) {
+  source_.reset();
+  EXPECT_EQ(fake::Held(), "");
+}
+
+TEST_F(InstalledApps, CannotBeFollowedWithoutAPackageManager) {
+  for (const char* function : {"package_manager_create", "package_manager_set_event_status",
+                               "package_manager_set_event_cb"}) {
+    fake::Fail(function, -12);
+    EXPECT_THROW(InstalledAppsSource(), tizen::Exception) << function;
+  }
+  EXPECT_EQ(fake::Held(), "1 package manager");
+}
+
+TEST_F(InstalledApps, MayGoInTheMiddleOfAnEvent) {
+  class Ender : public common::IObserver<const handlers::HandlerAdded&> {
+   public:
+    explicit Ender(std::shared_ptr<InstalledAppsSource>* source) : source_(source) {}
+    void Update(const handlers::HandlerAdded&) override { source_->reset(); }
+
+   private:
+    std::shared_ptr<InstalledAppsSource>* source_;
+  };
+  // Not with make_shared: a block that a weak reference keeps would hide a use after the end.
+  source_ = std::shared_ptr<InstalledAppsSource>(new InstalledAppsSource);
+  const auto ender = std::make_shared<Ender>(&source_);
+  source_->Attach(std::weak_ptr<common::IObserver<const handlers::HandlerAdded&>>(ender));
+  source_->AttachToAll(listener_);
+  InstallPackage("pkg", {{"a", {{"x"}}}, {"b", {{"x"}}}});
+  support::RaiseInstalled("pkg");
+  EXPECT_EQ(source_, nullptr);
+  EXPECT_EQ(listener_->heard, (Ids{"+a", "+b"}));
+}
+
+}  // namespace

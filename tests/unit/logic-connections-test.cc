@@ -1,0 +1,359 @@
+// Copyright 2026 The qor-handler-manager authors
+// SPDX-License-Identifier: Apache-2.0
+
+#include <algorithm>
+
+#include "api/qor-handler-manager-api.h"
+#include "library-test.h"
+
+namespace {
+
+using support::CountLogged;
+using support::HandlerPeer;
+using support::InstallHandler;
+using support::kAnyLine;
+using Texts = std::vector<std::string>;
+
+class LogicConnections : public support::LibraryTest {
+ protected:
+  void SetUp() override {
+    LibraryTest::SetUp();
+    InstallHandler("h", {"type"});
+    StartWithClient();
+    fake::ClearLog();
+  }
+
+  void SendAll(const Texts& uuids) {
+    for (const std::string& uuid : uuids) ASSERT_EQ(Send(uuid, "type"), 0);
+  }
+
+  static int CountWarnings(const std::string& function, const std::string& message) {
+    return CountLogged(DLOG_WARN, support::PlainLine("logic.cc", function, kAnyLine, message));
+  }
+};
+
+TEST_F(LogicConnections, StopTheTimersOfWaitingCommands) {
+  SendAll({"a", "b", "c", "d"});
+  EXPECT_FALSE(fake::Timers().empty());
+  HandlerPeer("h");
+  EXPECT_TRUE(fake::Timers().empty());
+}
+
+TEST_F(LogicConnections, LeaveCommandsUntimedUntilTheHandlerAsks) {
+  SendAll({"a", "b"});
+  HandlerPeer handler("h");
+  fake::Advance(1000);
+  EXPECT_TRUE(client_.responses.empty());
+  SendAll({"c"});
+  EXPECT_EQ(fake::Launches().size(), 2u);
+  fake::Advance(3);
+  EXPECT_EQ(client_.AnsweredUuids(), Texts{"c"});
+  EXPECT_EQ(client_.responses[0].error, support::kExecutionTimeoutError);
+  fake::Advance(1000);
+  EXPECT_EQ(client_.responses.size(), 1u);
+}
+
+TEST_F(LogicConnections, StopTheTimersOfDeliveredCommandsToo) {
+  HandlerPeer first("h", "one");
+  first.Fetch();
+  SendAll({"a"});
+  HandlerPeer second("h", "two");
+  EXPECT_TRUE(fake::Timers().empty());
+}
+
+TEST_F(LogicConnections, DeliverWaitingCommandsInTheOrderOfSending) {
+  SendAll({"c", "a", "b"});
+  HandlerPeer handler("h");
+  EXPECT_EQ(handler.Fetch(), 0);
+  EXPECT_EQ(handler.DeliveredUuids(), (Texts{"c", "a", "b"}));
+  EXPECT_EQ(fake::Timers().size(), 3u);
+  for (const auto& timer : fake::Timers()) EXPECT_DOUBLE_EQ(timer.interval, 3.0);
+}
+
+TEST_F(LogicConnections, DeliverBeforeTheyStartTheExecutionTimer) {
+  SendAll({"a"});
+  HandlerPeer handler("h");
+  const size_t before = fake::Calls().size();
+  handler.Fetch();
+  Texts calls;
+  for (const auto& call : fake::Calls()) calls.push_back(call.function);
+  const auto from = calls.begin() + static_cast<std::ptrdiff_t>(before);
+  const auto sent = std::find(from, calls.end(), "rpc_port_parcel_send");
+  ASSERT_NE(sent, calls.end());
+  EXPECT_EQ(std::count(from, sent, "ecore_timer_add"), 0);
+  EXPECT_EQ(std::count(sent, calls.end(), "ecore_timer_add"), 1);
+}
+
+TEST_F(LogicConnections, DeliverEveryPendingCommandAgainOnASecondRequest) {
+  SendAll({"a", "b"});
+  HandlerPeer handler("h");
+  handler.Fetch();
+  fake::Advance(2);
+  handler.Fetch();
+  EXPECT_EQ(handler.DeliveredUuids(), (Texts{"a", "b", "a", "b"}));
+  const auto timers = fake::Timers();
+  ASSERT_EQ(timers.size(), 2u);
+  EXPECT_DOUBLE_EQ(timers[0].due, 5.0);
+  EXPECT_DOUBLE_EQ(timers[1].due, 5.0);
+}
+
+TEST_F(LogicConnections, DoNotDeliverWhatIsAnswered) {
+  SendAll({"a", "b"});
+  HandlerPeer handler("h");
+  handler.Fetch();
+  handler.Answer("a");
+  handler.Fetch();
+  EXPECT_EQ(handler.DeliveredUuids(), (Texts{"a", "b", "b"}));
+}
+
+TEST_F(LogicConnections, PassAResultOnUnchanged) {
+  SendAll({"a"});
+  HandlerPeer handler("h");
+  handler.Fetch();
+  EXPECT_EQ(handler.Answer("a", "{\"r\":\"\xc3\xa4\"}", 42, "{\"e\":1}"), 0);
+  EXPECT_EQ(handler.LastReply(), true);
+  ASSERT_EQ(client_.responses.size(), 1u);
+  const auto& response = client_.responses[0];
+  EXPECT_EQ(response.uuid, "a");
+  EXPECT_EQ(response.status, 42);
+  EXPECT_EQ(response.result, "{\"r\":\"\xc3\xa4\"}");
+  EXPECT_EQ(response.result_length, 10);
+  EXPECT_EQ(response.error, "{\"e\":1}");
+  EXPECT_EQ(response.error_length, 7);
+}
+
+TEST_F(LogicConnections, PassOnAnyStatusAndEmptyTexts) {
+  HandlerPeer handler("h");
+  handler.Fetch();
+  SendAll({"a", "b"});
+  handler.Answer("a", "", -1, "");
+  handler.Answer("b", "", 2147483647, "");
+  ASSERT_EQ(client_.responses.size(), 2u);
+  EXPECT_EQ(client_.responses[0].status, -1);
+  EXPECT_EQ(client_.responses[0].result_length, 0);
+  EXPECT_EQ(client_.responses[0].error_length, 0);
+  EXPECT_EQ(client_.responses[1].status, 2147483647);
+}
+
+TEST_F(LogicConnections, EndACommandWithItsResult) {
+  HandlerPeer handler("h");
+  handler.Fetch();
+  SendAll({"a"});
+  handler.Answer("a");
+  EXPECT_TRUE(fake::Timers().empty());
+  fake::Advance(1000);
+  EXPECT_EQ(client_.responses.size(), 1u);
+}
+
+TEST_F(LogicConnections, PassOnAResultOfAnUnknownCommand) {
+  HandlerPeer handler("h");
+  SendAll({"a"});
+  EXPECT_EQ(handler.Answer("unknown"), 0);
+  EXPECT_EQ(handler.LastReply(), true);
+  EXPECT_EQ(client_.AnsweredUuids(), Texts{"unknown"});
+  EXPECT_EQ(fake::Timers().size(), 1u);
+}
+
+TEST_F(LogicConnections, PassOnAResultThatComesAfterItsTimeout) {
+  HandlerPeer handler("h");
+  handler.Fetch();
+  SendAll({"a"});
+  fake::Advance(3);
+  handler.Answer("a", "{}", 0);
+  EXPECT_EQ(client_.AnsweredUuids(), (Texts{"a", "a"}));
+  EXPECT_EQ(client_.responses[0].status, 1);
+  EXPECT_EQ(client_.responses[1].status, 0);
+}
+
+TEST_F(LogicConnections, DoNotEndTheCommandOfAnotherHandler) {
+  InstallHandler("other", {"other"});
+  support::RaiseInstalled(support::PackageOf("other"));
+  HandlerPeer handler("h", "one");
+  HandlerPeer other("other", "two");
+  handler.Fetch();
+  SendAll({"a"});
+  other.Answer("a");
+  EXPECT_EQ(client_.responses.size(), 1u);
+  EXPECT_EQ(fake::Timers().size(), 1u);
+}
+
+TEST_F(LogicConnections, IgnoreTheResultOfAnUnregisteredApplication) {
+  HandlerPeer stranger("stranger");
+  EXPECT_EQ(stranger.Answer("a"), 0);
+  EXPECT_EQ(stranger.LastReply(), true);
+  EXPECT_TRUE(client_.responses.empty());
+  EXPECT_EQ(CountWarnings("SendResult",
+                          "Received SendResult request from non-registered handler. Ignoring..."),
+            1);
+}
+
+TEST_F(LogicConnections, IgnoreTheRequestOfAnUnregisteredApplication) {
+  HandlerPeer stranger("stranger");
+  EXPECT_EQ(stranger.Fetch(), 0);
+  EXPECT_EQ(
+      CountWarnings("SetCommandReceivedCb",
+                    "Received FetchCommands request from non-registered handler. Ignoring..."),
+      1);
+  InstallHandler("stranger", {"strange"});
+  support::RaiseInstalled(support::PackageOf("stranger"));
+  ASSERT_EQ(Send("a", "strange"), 0);
+  EXPECT_EQ(fake::Launches().size(), 1u);
+  EXPECT_TRUE(stranger.Deliveries().empty());
+}
+
+TEST_F(LogicConnections, IgnoreAnUnregisteredApplicationSilently) {
+  HandlerPeer("stranger");
+  EXPECT_TRUE(support::LoggedTexts(DLOG_WARN).empty());
+  EXPECT_TRUE(support::LoggedTexts(DLOG_ERROR).empty());
+}
+
+TEST_F(LogicConnections, TakeARequestFromAHandlerThatWasRegisteredAfterItConnected) {
+  HandlerPeer late("late");
+  InstallHandler("late", {"lately"});
+  support::RaiseInstalled(support::PackageOf("late"));
+  EXPECT_EQ(late.Fetch(), 0);
+  ASSERT_EQ(Send("a", "lately"), 0);
+  EXPECT_TRUE(fake::Launches().empty());
+  EXPECT_EQ(late.DeliveredUuids(), Texts{"a"});
+}
+
+TEST_F(LogicConnections, LeaveTheTimersOfDeliveredCommandsWhenTheyEnd) {
+  HandlerPeer handler("h");
+  handler.Fetch();
+  SendAll({"a"});
+  handler.Disconnect();
+  ASSERT_EQ(fake::Timers().size(), 1u);
+  fake::Advance(3);
+  EXPECT_EQ(client_.AnsweredUuids(), Texts{"a"});
+  EXPECT_EQ(client_.responses[0].error, support::kExecutionTimeoutError);
+}
+
+TEST_F(LogicConnections, LeaveUntimedCommandsWaitingWhenTheyEnd) {
+  SendAll({"a"});
+  {
+    HandlerPeer handler("h");
+    handler.Disconnect();
+  }
+  fake::Advance(1000);
+  EXPECT_TRUE(client_.responses.empty());
+  HandlerPeer again("h", "again");
+  again.Fetch();
+  EXPECT_EQ(again.DeliveredUuids(), Texts{"a"});
+}
+
+TEST_F(LogicConnections, MakeTheNextCommandLaunchAgainWhenTheyEnd) {
+  HandlerPeer handler("h");
+  handler.Fetch();
+  handler.Disconnect();
+  SendAll({"a"});
+  EXPECT_EQ(fake::Launches().size(), 1u);
+  ASSERT_EQ(fake::Timers().size(), 1u);
+  EXPECT_DOUBLE_EQ(fake::Timers()[0].interval, 5.0);
+}
+
+TEST_F(LogicConnections, KeepTheCallbackWhenTheApplicationConnectsASecondTime) {
+  HandlerPeer first("h", "one");
+  first.Fetch();
+  HandlerPeer second("h", "two");
+  SendAll({"a"});
+  EXPECT_EQ(first.DeliveredUuids(), Texts{"a"});
+  EXPECT_TRUE(second.Deliveries().empty());
+}
+
+TEST_F(LogicConnections, ReplaceTheCallbackByTheLastOne) {
+  HandlerPeer first("h", "one");
+  HandlerPeer second("h", "two");
+  first.Fetch();
+  second.Fetch();
+  SendAll({"a"});
+  EXPECT_TRUE(first.Deliveries().empty());
+  EXPECT_EQ(second.DeliveredUuids(), Texts{"a"});
+}
+
+TEST_F(LogicConnections, EndTogetherForTheRouter) {
+  HandlerPeer first("h", "one");
+  HandlerPeer second("h", "two");
+  second.Fetch();
+  first.Disconnect();
+  SendAll({"a"});
+  EXPECT_EQ(fake::Launches().size(), 1u);
+  EXPECT_TRUE(second.Deliveries().empty());
+}
+
+TEST_F(LogicConnections, LogTheFramesOfTheirOperations) {
+  HandlerPeer handler("h");
+  handler.Fetch();
+  handler.Answer("a");
+  handler.Disconnect();
+  for (const char* function :
+       {"OnConnected", "SetCommandReceivedCb", "SendResult", "OnDisconnected"}) {
+    EXPECT_EQ(CountLogged(DLOG_DEBUG, support::EnterLine("logic.cc", function, kAnyLine)), 1)
+        << function;
+    EXPECT_EQ(CountLogged(DLOG_DEBUG, support::ExitLine("logic.cc", function)), 1) << function;
+  }
+}
+
+TEST_F(LogicConnections, EndWhenACommandCannotBeDelivered) {
+  SendAll({"a", "b", "c"});
+  HandlerPeer handler("h");
+  EXPECT_EQ(handler.Fetch(7, true), -1);  // the callback was for one command
+  EXPECT_FALSE(fake::IsConnected("instance"));
+  EXPECT_EQ(handler.DeliveredUuids(), Texts{"a"});
+  EXPECT_EQ(fake::Timers().size(), 1u);
+  HandlerPeer again("h", "again");
+  again.Fetch();
+  EXPECT_EQ(again.DeliveredUuids(), (Texts{"a", "b", "c"}));
+}
+
+TEST_F(LogicConnections, StopTheTimersOfUndeliveredCommandsBeforeTheyDeliver) {
+  HandlerPeer handler("h");
+  SendAll({"a", "b", "c", "d"});
+  EXPECT_EQ(fake::Timers().size(), 2u);
+  EXPECT_EQ(handler.Fetch(7, true), -1);  // the callback was for one command
+  EXPECT_EQ(handler.DeliveredUuids(), Texts{"a"});
+  EXPECT_EQ(fake::Timers().size(), 1u);
+}
+
+TEST_F(LogicConnections, LeaveTheTimersOfDeliveredCommandsUntilTheyDeliverAgain) {
+  SendAll({"a", "b", "c"});
+  HandlerPeer first("h", "one");
+  first.Fetch();
+  fake::Advance(1);
+  EXPECT_EQ(first.Fetch(7, true), -1);  // the callback was for one command
+  std::vector<double> due;
+  for (const auto& timer : fake::Timers()) due.push_back(timer.due);
+  EXPECT_EQ(due, (std::vector<double>{3.0, 3.0, 4.0}));
+}
+
+TEST_F(LogicConnections, EndWhenATimerCannotBeMade) {
+  SendAll({"a", "b"});
+  HandlerPeer handler("h");
+  fake::Fail("ecore_timer_add", -12, 2);
+  EXPECT_EQ(handler.Fetch(), -1);
+  EXPECT_EQ(handler.DeliveredUuids(), (Texts{"a", "b"}));
+  EXPECT_EQ(fake::Timers().size(), 1u);
+}
+
+TEST_F(LogicConnections, WorkWithoutAResponseCallback) {
+  api::QorHandlerManagerApi::Instance()->SetResponseCallback(nullptr, nullptr);
+  HandlerPeer handler("h");
+  handler.Fetch();
+  SendAll({"a", "b"});
+  EXPECT_EQ(handler.Answer("a"), 0);
+  EXPECT_EQ(handler.LastReply(), true);
+  EXPECT_EQ(Send("a", "type"), 0);
+  fake::Advance(1000);
+  EXPECT_TRUE(client_.responses.empty());
+}
+
+TEST_F(LogicConnections, EndWhenTheClientsCallbackThrows) {
+  HandlerPeer handler("h");
+  handler.Fetch();
+  SendAll({"a"});
+  client_.on_response = [](const support::Response&) { throw std::runtime_error("refused"); };
+  EXPECT_EQ(handler.Answer("a"), -1);
+  EXPECT_EQ(handler.LastReply(), std::nullopt);
+  EXPECT_FALSE(fake::IsConnected("instance"));
+}
+
+}  // namespace

@@ -1,0 +1,168 @@
+// Copyright 2026 The qor-handler-manager authors
+// SPDX-License-Identifier: Apache-2.0
+
+#include "handlers/repository-backend-file.h"
+
+#include "common/exceptions.h"
+#include "handlers/factory.h"
+#include "library-test.h"
+
+namespace {
+
+using handlers::FileRepositoryBackend;
+using support::ReadFile;
+using support::WriteFile;
+
+class FileBackend : public support::PlatformTest {
+ protected:
+  static std::shared_ptr<handlers::BaseHandler> Handler(const std::string& stored) {
+    rapidjson::Document document;
+    document.Parse(stored.c_str());
+    return handlers::Factory::Instance().CreateHandler("AppHandler", document);
+  }
+
+  std::string Path() const { return fake::DataPath() + "handlers.db"; }
+};
+
+TEST_F(FileBackend, TouchesNoFileWhenMade) {
+  const FileRepositoryBackend backend(Path());
+  EXPECT_FALSE(support::FileExists(Path()));
+}
+
+TEST_F(FileBackend, WritesAnEmptyList) {
+  FileRepositoryBackend(Path()).Store({});
+  EXPECT_EQ(ReadFile(Path()), R"({"handlers":[]})");
+}
+
+TEST_F(FileBackend, WritesRecordsInOrderWithoutWhitespace) {
+  FileRepositoryBackend(Path()).Store({Handler(R"({"appId":"z","requestTypes":["b","a"]})"),
+                                       Handler(R"({"appId":"a","requestTypes":[]})")});
+  EXPECT_EQ(ReadFile(Path()),
+            R"({"handlers":[)"
+            R"({"handlerType":"AppHandler","handlerData":{"appId":"z","requestTypes":["a","b"]}},)"
+            R"({"handlerType":"AppHandler","handlerData":{"appId":"a","requestTypes":[]}}]})");
+}
+
+TEST_F(FileBackend, ReplacesALongerFile) {
+  WriteFile("handlers.db", std::string(1000, 'x'));
+  FileRepositoryBackend(Path()).Store({});
+  EXPECT_EQ(ReadFile(Path()), R"({"handlers":[]})");
+}
+
+TEST_F(FileBackend, DoesNotReportAFileThatCannotBeWritten) {
+  const std::string path = fake::DataPath() + "missing/handlers.db";
+  EXPECT_NO_THROW(FileRepositoryBackend(path).Store({}));
+  EXPECT_FALSE(support::FileExists(path));
+}
+
+TEST_F(FileBackend, TellsThatNothingIsStoredYet) {
+  try {
+    FileRepositoryBackend(Path()).Load();
+    FAIL() << "nothing was thrown";
+  } catch (const NotInitialized& error) {
+    EXPECT_STREQ(error.what(), "");
+  }
+}
+
+TEST_F(FileBackend, ReadsAnEmptyList) {
+  WriteFile("handlers.db", R"({"handlers":[]})");
+  EXPECT_TRUE(FileRepositoryBackend(Path()).Load().empty());
+}
+
+TEST_F(FileBackend, ReadsNothingWhereTheListIsNone) {
+  WriteFile("handlers.db", R"({"handlers":{"a":1}})");
+  EXPECT_TRUE(FileRepositoryBackend(Path()).Load().empty());
+}
+
+TEST_F(FileBackend, ReadsBackWhatItWrote) {
+  const auto first = Handler(R"({"appId":"z \"quoted\" \u00e4","requestTypes":["a","b"]})");
+  const auto second = Handler(R"({"appId":"a","requestTypes":["c"]})");
+  first->SetPriority(50);
+  FileRepositoryBackend backend(Path());
+  backend.Store({first, second});
+  const auto loaded = backend.Load();
+  ASSERT_EQ(loaded.size(), 2u);
+  EXPECT_EQ(loaded[0]->Id(), first->Id());
+  EXPECT_EQ(loaded[0]->RequestTypes(), first->RequestTypes());
+  EXPECT_EQ(loaded[0]->Priority(), 0);
+  EXPECT_EQ(loaded[1]->Id(), "a");
+  EXPECT_EQ(loaded[1]->RequestTypes(), std::set<std::string>{"c"});
+}
+
+TEST_F(FileBackend, ReadsMoreThanAParseStackFull) {
+  std::vector<std::shared_ptr<handlers::BaseHandler>> many;
+  for (int i = 0; i < 500; ++i) {
+    many.push_back(
+        Handler(R"({"appId":"app)" + std::to_string(i) + R"(","requestTypes":["a","b","c"]})"));
+  }
+  FileRepositoryBackend backend(Path());
+  backend.Store(many);
+  EXPECT_EQ(backend.Load().size(), 500u);
+}
+
+TEST_F(FileBackend, RefusesAnUnknownKindOfHandler) {
+  WriteFile("handlers.db",
+            R"({"handlers":[)"
+            R"({"handlerType":"AppHandler","handlerData":{"appId":"a","requestTypes":[]}},)"
+            R"({"handlerType":"Other","handlerData":{}}]})");
+  try {
+    FileRepositoryBackend(Path()).Load();
+    FAIL() << "nothing was thrown";
+  } catch (const InvalidOperation& error) {
+    EXPECT_STREQ(error.what(), "Unsupported handler type");
+  }
+}
+
+TEST_F(FileBackend, LogsTheFramesOfItsFunctions) {
+  FileRepositoryBackend backend(Path());
+  const auto count = [](const std::string& function) {
+    const std::string file = "repository-backend-file.cc";
+    const int enter =
+        support::CountLogged(DLOG_DEBUG, support::EnterLine(file, function, support::kAnyLine));
+    const int exit = support::CountLogged(DLOG_DEBUG, support::ExitLine(file, function));
+    return std::make_pair(enter, exit);
+  };
+  EXPECT_THROW(backend.Load(), NotInitialized);
+  EXPECT_EQ(count("Load"), std::make_pair(1, 1));
+  backend.Store({Handler(R"({"appId":"a","requestTypes":[]})"),
+                 Handler(R"({"appId":"b","requestTypes":[]})")});
+  EXPECT_EQ(count("Store"), std::make_pair(1, 1));
+  backend.Load();
+  EXPECT_EQ(count("FromJson"), std::make_pair(2, 2));
+  EXPECT_EQ(fake::Log().size(), 10u);
+}
+
+class FileBackendDeathTest : public FileBackend {
+ protected:
+  void ExpectDeath(const std::string& text) {
+    ::testing::FLAGS_gtest_death_test_style = "threadsafe";
+    EXPECT_DEATH(
+        {
+          WriteFile("handlers.db", text);
+          FileRepositoryBackend(Path()).Load();
+        },
+        "assertion")
+        << text;
+  }
+};
+
+TEST_F(FileBackendDeathTest, DoesNotReadAnEmptyFile) { ExpectDeath(""); }
+
+TEST_F(FileBackendDeathTest, DoesNotReadWhatIsNoJson) {
+  ExpectDeath("no json");
+  ExpectDeath(R"({"handlers":[)");
+}
+
+TEST_F(FileBackendDeathTest, DoesNotReadAnotherDocument) {
+  ExpectDeath("[]");
+  ExpectDeath("{}");
+}
+
+TEST_F(FileBackendDeathTest, DoesNotReadIncompleteEntries) {
+  ExpectDeath(R"({"handlers":[{"handlerData":{}}]})");
+  ExpectDeath(R"({"handlers":[{"handlerType":"AppHandler"}]})");
+  ExpectDeath(R"({"handlers":[{"handlerType":1,"handlerData":{}}]})");
+  ExpectDeath(R"({"handlers":[1]})");
+}
+
+}  // namespace

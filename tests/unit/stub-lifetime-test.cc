@@ -1,0 +1,107 @@
+// Copyright 2026 The qor-handler-manager authors
+// SPDX-License-Identifier: Apache-2.0
+
+#include <stdexcept>
+
+#include "recording-service.h"
+
+namespace {
+
+using support::CommandHandler;
+using support::HandlerPeer;
+using support::kStubTag;
+using Texts = std::vector<std::string>;
+
+// What services throw, and stubs that go in the middle of a call.
+class StubLifetime : public support::StubTest {};
+
+TEST_F(StubLifetime, EndsTheOtherServicesWhenOneThrows) {
+  HandlerPeer("app", "one");
+  HandlerPeer("app", "two");
+  script_.calls.clear();
+  script_.on_call = [](const std::string& call) {
+    if (call == "terminate one") throw std::runtime_error("refused");
+  };
+  stub_.reset();
+  EXPECT_EQ(script_.calls.at(1), "terminate two");
+  EXPECT_EQ(fake::Held("stub"), 0);
+}
+
+TEST_F(StubLifetime, ContainsWhatAMethodThrows) {
+  const auto expect_contained = [this](const std::string& instance, std::function<void()> action) {
+    HandlerPeer peer("app", instance);
+    script_.on_call = [&action](const std::string& call) {
+      if (call.compare(0, 9, "negotiate") == 0) action();
+    };
+    EXPECT_EQ(peer.Negotiate("uuid", 1.0), -1);
+    EXPECT_EQ(peer.LastReply(), std::nullopt);
+    EXPECT_EQ(fake::Held("parcel"), 0);
+  };
+  expect_contained("one", [] { throw std::runtime_error("refused"); });
+  expect_contained("two", [] { throw rpc_port::stub::stub::InvalidCallbackException(); });
+  EXPECT_EQ(support::LoggedTexts(DLOG_ERROR, kStubTag).size(), 2u);
+}
+
+TEST_F(StubLifetime, ContainsWhatAConnectionsStartThrows) {
+  script_.on_call = [](const std::string& call) {
+    if (call == "create one") throw std::runtime_error("refused");
+    if (call == "create two") throw 7;
+  };
+  EXPECT_NO_THROW(HandlerPeer("app", "one"));
+  EXPECT_NO_THROW(HandlerPeer("app", "two"));
+  EXPECT_EQ(support::LoggedTexts(DLOG_ERROR, kStubTag).size(), 2u);
+}
+
+TEST_F(StubLifetime, ContainsWhatAConnectionsEndThrows) {
+  HandlerPeer peer("app", "one");
+  script_.on_call = [](const std::string&) { throw 7; };
+  EXPECT_NO_THROW(peer.Disconnect());
+  EXPECT_EQ(support::LoggedTexts(DLOG_ERROR, kStubTag).size(), 1u);
+  script_.on_call = nullptr;
+  stub_.reset();
+  EXPECT_EQ(std::count(script_.calls.begin(), script_.calls.end(), "terminate one"), 1);
+}
+
+TEST_F(StubLifetime, MayGoDuringAnyMethod) {
+  for (const std::string method : {"fetch", "result", "negotiate"}) {
+    stub_ = std::make_unique<CommandHandler>();
+    stub_->Listen(factory_);
+    HandlerPeer peer("app", method);
+    script_.on_call = [this, &method](const std::string& call) {
+      if (call.compare(0, method.size(), method) == 0) stub_.reset();
+    };
+    int result = 0;
+    if (method == "fetch") result = peer.Fetch();
+    if (method == "result") result = peer.Answer("uuid");
+    if (method == "negotiate") result = peer.Negotiate("uuid", 1.0);
+    EXPECT_EQ(result, -1) << method;
+    EXPECT_EQ(peer.LastReply(), std::nullopt) << method;
+    EXPECT_EQ(fake::Held("stub"), 0) << method;
+    EXPECT_EQ(fake::Held("parcel"), 0) << method;
+    script_.callback.reset();
+    script_.last_result.extra = rpc_port::stub::Bundle(nullptr);
+  }
+}
+
+TEST_F(StubLifetime, MayGoWhileAConnectionBegins) {
+  script_.on_call = [this](const std::string& call) {
+    if (call == "create one") stub_.reset();
+  };
+  HandlerPeer("app", "one");
+  EXPECT_EQ(script_.calls,
+            (Texts{"service app one", "create one", "terminate one", "destroyed one"}));
+}
+
+TEST_F(StubLifetime, MayGoWhileAConnectionEnds) {
+  HandlerPeer peer("app", "one");
+  script_.calls.clear();
+  bool first = true;
+  script_.on_call = [this, &first](const std::string& call) {
+    if (call != "terminate one" || !std::exchange(first, false)) return;
+    stub_.reset();
+  };
+  peer.Disconnect();
+  EXPECT_EQ(std::count(script_.calls.begin(), script_.calls.end(), "terminate one"), 1);
+}
+
+}  // namespace

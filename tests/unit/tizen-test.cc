@@ -1,0 +1,302 @@
+// Copyright 2026 The qor-handler-manager authors
+// SPDX-License-Identifier: Apache-2.0
+
+#include <tizen.h>
+
+#include <atomic>
+#include <thread>
+
+#include "library-test.h"
+#include "tizen/app-info.h"
+#include "tizen/callback-guard.h"
+#include "tizen/exception.h"
+#include "tizen/package-info.h"
+#include "tizen/package-manager.h"
+#include "tizen/resource-path.h"
+#include "tizen/thread-utils.h"
+#include "tizen/timer-wrapper.h"
+
+namespace {
+
+using Texts = std::vector<std::string>;
+
+class TizenWrappers : public support::PlatformTest {};
+
+TEST_F(TizenWrappers, NameTheCallAndThePlatformsTextInAnException) {
+  const std::string text = tizen::Exception("call", -5).what();
+  EXPECT_NE(text.find("call"), std::string::npos);
+  EXPECT_NE(text.find(get_error_message(-5)), std::string::npos);
+}
+
+TEST_F(TizenWrappers, ThrowOnErrorsOnly) {
+  EXPECT_NO_THROW(tizen::ThrowOnError(0, "call"));
+  EXPECT_THROW(tizen::ThrowOnError(-1, "call"), tizen::Exception);
+}
+
+TEST_F(TizenWrappers, FindTheDataFolder) {
+  fake::SetDataPath("/data/folder/");
+  EXPECT_EQ(tizen::GetResourcePath(static_cast<tizen::Directory>(0), "file"), "/data/folder/file");
+  fake::SetDataPath("");
+}
+
+TEST_F(TizenWrappers, FindNoOtherFolder) {
+  EXPECT_THROW(tizen::GetResourcePath(static_cast<tizen::Directory>(99), "file"), tizen::Exception);
+}
+
+TEST_F(TizenWrappers, ReportAMissingDataFolder) {
+  fake::Fail("app_get_data_path", -17825791);
+  EXPECT_THROW(tizen::GetResourcePath(tizen::Directory::kData, "file"), tizen::Exception);
+}
+
+TEST_F(TizenWrappers, ListEachPackageWithAHandlerOnce) {
+  support::InstallPackage("z", {{"z.one", {{"x"}}}, {"z.two", {{"y"}}}});
+  support::InstallPackage("plain", {{"plain.app", std::nullopt}});
+  support::InstallPackage("a", {{"a.plain", std::nullopt}, {"a.one", {{"x"}}}});
+  const tizen::PackageManager manager;
+  std::vector<Texts> apps;
+  for (const auto& package : manager.Handlers()) apps.push_back(package.Apps());
+  EXPECT_EQ(apps, (std::vector<Texts>{{"a.plain", "a.one"}, {"z.one", "z.two"}}));
+}
+
+TEST_F(TizenWrappers, TellOfAPackage) {
+  fake::Install({"pkg", "/opt/pkg", true, {{"b", {}}, {"a", {}}}, {}});
+  const tizen::PackageInfo package("pkg");
+  EXPECT_EQ(package.Apps(), (Texts{"b", "a"}));
+  EXPECT_EQ(package.RootPath(), "/opt/pkg");
+  EXPECT_TRUE(package.IsPreloaded());
+  EXPECT_THROW(tizen::PackageInfo("missing"), tizen::Exception);
+}
+
+TEST_F(TizenWrappers, TellOfAnApplication) {
+  fake::Install({"pkg", "/opt/pkg", false, {{"app", {{"k", "1"}, {"a", "2"}, {"k", "3"}}}}, {}});
+  const tizen::AppInfo app("app");
+  EXPECT_EQ(app.Metadata(),
+            (std::vector<tizen::AppInfo::MetadataEntry>{{"k", "1"}, {"a", "2"}, {"k", "3"}}));
+  EXPECT_EQ(app.Package().RootPath(), "/opt/pkg");
+  EXPECT_FALSE(app.Package().IsPreloaded());
+}
+
+TEST_F(TizenWrappers, PassOnPackageEvents) {
+  tizen::PackageManager manager;
+  Texts heard;
+  manager.SetPackageManagerEventCallback(
+      [&](const char* type, const char* package, package_manager_event_type_e event,
+          package_manager_event_state_e state, int, package_manager_error_e) {
+        heard.push_back(std::string(type ? type : "(null)") + " " + package + " " +
+                        std::to_string(event) + " " + std::to_string(state));
+      });
+  fake::RaisePackageEvent("tpk", "a", PACKAGE_MANAGER_EVENT_TYPE_INSTALL,
+                          PACKAGE_MANAGER_EVENT_STATE_STARTED);
+  fake::RaisePackageEvent(nullptr, "b", PACKAGE_MANAGER_EVENT_TYPE_UPDATE,
+                          PACKAGE_MANAGER_EVENT_STATE_COMPLETED);
+  EXPECT_EQ(heard, (Texts{"tpk a 0 0", "(null) b 2 2"}));
+}
+
+TEST_F(TizenWrappers, ContainWhatAnEventCallbackThrows) {
+  tizen::PackageManager manager;
+  manager.SetPackageManagerEventCallback(
+      [](const char*, const char*, package_manager_event_type_e, package_manager_event_state_e, int,
+         package_manager_error_e) { throw std::runtime_error("refused"); });
+  EXPECT_NO_THROW(fake::RaisePackageEvent("tpk", "a", PACKAGE_MANAGER_EVENT_TYPE_INSTALL,
+                                          PACKAGE_MANAGER_EVENT_STATE_STARTED));
+  EXPECT_EQ(support::LoggedTexts(DLOG_ERROR).size(), 1u);
+}
+
+TEST_F(TizenWrappers, AllowAnEventCallbackToEndItsOwner) {
+  auto manager = std::make_unique<tizen::PackageManager>();
+  const auto token = std::make_shared<int>(0);
+  manager->SetPackageManagerEventCallback(
+      [&manager, token](const char*, const char*, package_manager_event_type_e,
+                        package_manager_event_state_e, int, package_manager_error_e) {
+        manager.reset();
+        EXPECT_GE(token.use_count(), 2);  // the callback itself still lives
+      });
+  fake::RaisePackageEvent("tpk", "a", PACKAGE_MANAGER_EVENT_TYPE_INSTALL,
+                          PACKAGE_MANAGER_EVENT_STATE_STARTED);
+  EXPECT_EQ(manager, nullptr);
+  EXPECT_EQ(token.use_count(), 1);
+}
+
+TEST_F(TizenWrappers, GuardCallbacksThatReturnAValue) {
+  const auto guard = [](auto body) {
+    return tizen::GuardCallback("/a/file.cc", "Function", 12, -1, body);
+  };
+  EXPECT_EQ(guard([] { return 7; }), 7);
+  EXPECT_EQ(guard([]() -> int { throw std::runtime_error("refused"); }), -1);
+  EXPECT_EQ(guard([]() -> int { throw 7; }), -1);
+  EXPECT_EQ(
+      support::LoggedTexts(DLOG_ERROR),
+      (Texts{support::ErrorLine("file.cc", "Function", 12, "Exception in a callback: refused"),
+             support::ErrorLine("file.cc", "Function", 12, "Exception in a callback: unknown")}));
+}
+
+class ThreadUtils : public support::PlatformTest {};
+
+TEST_F(ThreadUtils, RunAtOnceOnTheMainThread) {
+  bool ran = false;
+  tizen::ThreadUtils::InvokeOnMainThreadSync([&ran] { ran = true; });
+  EXPECT_TRUE(ran);
+}
+
+TEST_F(ThreadUtils, RunOnTheMainThreadForOthers) {
+  std::thread::id ran_on;
+  std::atomic<bool> done{false};
+  std::thread caller([&] {
+    tizen::ThreadUtils::InvokeOnMainThreadSync([&] { ran_on = std::this_thread::get_id(); });
+    done = true;
+  });
+  EXPECT_TRUE(fake::RunUntil([&done] { return done.load(); }));
+  caller.join();
+  EXPECT_EQ(ran_on, std::this_thread::get_id());
+}
+
+TEST_F(ThreadUtils, CarryExceptionsBack) {
+  EXPECT_THROW(tizen::ThreadUtils::InvokeOnMainThreadSync([] { throw std::runtime_error(""); }),
+               std::runtime_error);
+  std::atomic<bool> done{false};
+  std::thread caller([&] {
+    EXPECT_THROW(tizen::ThreadUtils::InvokeOnMainThreadSync([] { throw 7; }), int);
+    done = true;
+  });
+  EXPECT_TRUE(fake::RunUntil([&done] { return done.load(); }));
+  caller.join();
+}
+
+class TimerWrapper : public support::PlatformTest {
+ protected:
+  int fired_ = 0;
+  std::function<bool()> count_ = [this] {
+    ++fired_;
+    return false;
+  };
+};
+
+TEST_F(TimerWrapper, HasNoTimerAtFirst) {
+  EcoreTimerWrapper wrapper(count_);
+  EXPECT_FALSE(wrapper.IsRunning());
+  wrapper.Stop();
+  wrapper.SetInterval(1.0);
+  EXPECT_TRUE(fake::Timers().empty());
+}
+
+TEST_F(TimerWrapper, RunsItsTaskOnce) {
+  EcoreTimerWrapper wrapper(count_);
+  ASSERT_TRUE(wrapper.Start(1.0));
+  EXPECT_TRUE(wrapper.IsRunning());
+  fake::Advance(5);
+  EXPECT_EQ(fired_, 1);
+  EXPECT_FALSE(wrapper.IsRunning());
+}
+
+TEST_F(TimerWrapper, RunsOnWhileItsTaskReturnsTrue) {
+  EcoreTimerWrapper wrapper([this] { return ++fired_ < 3; });
+  ASSERT_TRUE(wrapper.Start(1.0));
+  fake::Advance(10);
+  EXPECT_EQ(fired_, 3);
+}
+
+TEST_F(TimerWrapper, ReplacesItsTimer) {
+  EcoreTimerWrapper wrapper(count_);
+  ASSERT_TRUE(wrapper.Start(1.0));
+  ASSERT_TRUE(wrapper.Start(2.0));
+  ASSERT_EQ(fake::Timers().size(), 1u);
+  EXPECT_DOUBLE_EQ(fake::Timers()[0].interval, 2.0);
+}
+
+TEST_F(TimerWrapper, ReportsThatThePlatformGivesNoTimer) {
+  EcoreTimerWrapper wrapper(count_);
+  ASSERT_TRUE(wrapper.Start(1.0));
+  fake::Fail("ecore_timer_add", -12);
+  EXPECT_FALSE(wrapper.Start(2.0));
+  EXPECT_FALSE(wrapper.IsRunning());
+  EXPECT_TRUE(fake::Timers().empty());
+}
+
+TEST_F(TimerWrapper, TakesItsTimerWithIt) {
+  {
+    EcoreTimerWrapper wrapper(count_);
+    ASSERT_TRUE(wrapper.Start(1.0));
+  }
+  EXPECT_TRUE(fake::Timers().empty());
+}
+
+TEST_F(TimerWrapper, LeavesAnExpiredTimerToTheLoop) {
+  {
+    EcoreTimerWrapper wrapper(count_);
+    ASSERT_TRUE(wrapper.Start(1.0));
+    wrapper.SetExpired();
+  }
+  EXPECT_EQ(fake::CallCount("ecore_timer_del"), 0);
+  fake::Advance(5);
+  EXPECT_EQ(fired_, 0);
+  EXPECT_TRUE(fake::Timers().empty());
+}
+
+TEST_F(TimerWrapper, LosesTheTimerThatACopyDeleted) {
+  EcoreTimerWrapper wrapper(count_);
+  ASSERT_TRUE(wrapper.Start(1.0));
+  {
+    EcoreTimerWrapper copy = wrapper;
+    EXPECT_TRUE(copy.IsRunning());
+  }
+  EXPECT_FALSE(wrapper.IsRunning());
+  wrapper.Stop();
+  wrapper.SetInterval(1.0);
+  EXPECT_EQ(fake::CallCount("ecore_timer_del"), 1);
+}
+
+TEST_F(TimerWrapper, MayEndItselfInItsTask) {
+  auto wrapper = std::make_unique<EcoreTimerWrapper>(nullptr);
+  const auto token = std::make_shared<int>(0);
+  wrapper->SetTask([this, &wrapper, token] {
+    wrapper.reset();
+    ++fired_;
+    EXPECT_GE(token.use_count(), 2);  // the task itself still lives
+    return true;
+  });
+  ASSERT_TRUE(wrapper->Start(1.0));
+  fake::Advance(5);
+  EXPECT_EQ(fired_, 1);
+  EXPECT_TRUE(fake::Timers().empty());
+  EXPECT_EQ(token.use_count(), 1);
+}
+
+TEST_F(TimerWrapper, MayStartAnewInItsTask) {
+  EcoreTimerWrapper wrapper(nullptr);
+  wrapper.SetTask([this, &wrapper] {
+    if (++fired_ == 1) wrapper.Start(2.0);
+    return false;
+  });
+  ASSERT_TRUE(wrapper.Start(1.0));
+  fake::Advance(2);
+  EXPECT_EQ(fired_, 1);
+  EXPECT_TRUE(wrapper.IsRunning());
+  fake::Advance(1);
+  EXPECT_EQ(fired_, 2);
+  EXPECT_FALSE(wrapper.IsRunning());
+}
+
+TEST_F(TimerWrapper, ContainsAnEmptyOrThrowingTask) {
+  EcoreTimerWrapper empty(nullptr);
+  EcoreTimerWrapper throwing([]() -> bool { throw std::runtime_error("refused"); });
+  ASSERT_TRUE(empty.Start(1.0));
+  ASSERT_TRUE(throwing.Start(1.0));
+  EXPECT_NO_THROW(fake::Advance(5));
+  EXPECT_EQ(support::LoggedTexts(DLOG_ERROR).size(), 2u);
+  EXPECT_TRUE(fake::Timers().empty());
+}
+
+TEST_F(TimerWrapper, IsDeletedOnTheMainThread) {
+  auto wrapper = std::make_unique<EcoreTimerWrapper>(count_);
+  ASSERT_TRUE(wrapper->Start(1.0));
+  std::atomic<bool> done{false};
+  std::thread other([&] {
+    wrapper.reset();
+    done = true;
+  });
+  EXPECT_TRUE(fake::RunUntil([&done] { return done.load(); }));
+  other.join();
+  EXPECT_TRUE(fake::Timers().empty());
+}
+
+}  // namespace
