@@ -10,10 +10,14 @@
 extern "C" {
 #endif
 
+/* APP_ERROR_INVALID_CONTEXT for a process that is no installed application. */
 int app_get_id(char** id);
 
-/* Absolute folder path with a trailing slash, or NULL with the reason as the thread's last result.
- */
+/* Absolute folder path with a trailing slash, or NULL with the reason as the thread's last result:
+   APP_ERROR_PERMISSION_DENIED for a data folder that cannot be made or reached (the log names it),
+   APP_ERROR_INVALID_CONTEXT when there is none for this process. On an ordinary Linux machine a
+   process that is no installed application has a data folder too, but no resources. The data folder
+   is made when missing; it outlives updates of the package, but not its uninstallation. */
 char* app_get_data_path(void);
 char* app_get_resource_path(void);
 

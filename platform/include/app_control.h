@@ -57,12 +57,19 @@ int app_control_remove_extra_data(app_control_h app_control, const char* key);
 int app_control_foreach_extra_data(app_control_h app_control, app_control_extra_data_cb callback,
                                    void* user_data);
 
-/* Starts the application unless it runs, then hands it the request. The reply callback may be NULL.
- */
+/* Starts the application unless it runs, then hands it the request; returns before the application
+   has handled it. The reply callback may be NULL; on an ordinary Linux machine it must be. Errors:
+   APP_CONTROL_ERROR_INVALID_PARAMETER  no application id, a reply callback where there are no
+                                        replies, or a request of more than 128 KiB
+   APP_CONTROL_ERROR_APP_NOT_FOUND      no such application is installed
+   APP_CONTROL_ERROR_LAUNCH_FAILED      its executable cannot be started or ends at once
+   APP_CONTROL_ERROR_TIMED_OUT          it runs, but takes no requests
+   APP_CONTROL_ERROR_IO_ERROR           package database or sockets fail; the log says how */
 int app_control_send_launch_request(app_control_h app_control, app_control_reply_cb callback,
                                     void* user_data);
 
-/* Who sent a received request; APP_CONTROL_ERROR_INVALID_PARAMETER for one made here. */
+/* Who sent a received request; APP_CONTROL_ERROR_INVALID_PARAMETER for one made here,
+   APP_CONTROL_ERROR_APP_NOT_FOUND when the sender was gone before the request was taken. */
 int app_control_get_caller(app_control_h app_control, char** id);
 
 #ifdef __cplusplus

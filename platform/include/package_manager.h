@@ -3,7 +3,9 @@
 #ifndef PLATFORM_PACKAGE_MANAGER_H_
 #define PLATFORM_PACKAGE_MANAGER_H_
 
-/* Packages come and go: queries, events, requests. Event callbacks run on the main loop. */
+/* Packages come and go: queries, events, requests. Event callbacks run on the main loop and may
+   release any handle, their own included. From another thread, the functions that change what a
+   manager listens to wait for the main loop. */
 #include <package_info.h>
 #include <sys/types.h>
 #include <tizen.h>
@@ -66,7 +68,16 @@ int package_manager_get_package_info(const char* package_id, package_info_h* pac
 
 /* Requests: `path` is a package file or, on an ordinary machine, an unpacked package folder; a
    package that is installed already is updated. The callback hears of this request's progress; `id`
-   numbers the request. */
+   numbers the request and may be NULL.
+
+   On an ordinary machine a request runs to its end inside the call, and the result is its final
+   error: INVALID_PARAMETER for a package that is refused (the log says where and why; no event is
+   raised), NO_SUCH_PACKAGE, IO_ERROR or PERMISSION_DENIED for files, SYSTEM_ERROR for the package
+   database and for a request from inside a callback of another one. The callback runs in the
+   caller's thread. Every event waits until the listeners of all processes have handled it: an
+   uninstall's started event for up to 5 seconds, any other for up to 1. Processes of a package that
+   is updated or uninstalled are ended: SIGTERM, 2 seconds, SIGKILL. A package holds at most 65536
+   files, folders and links, 1 GiB in all. */
 typedef void (*package_manager_request_event_cb)(int id, const char* type, const char* package,
                                                  package_manager_event_type_e event_type,
                                                  package_manager_event_state_e event_state,

@@ -11,7 +11,7 @@
 extern "C" {
 #endif
 
-/* Returns false to give the launch up. */
+/* Returns false to give the launch up: then neither of the other callbacks runs. */
 typedef bool (*service_app_create_cb)(void* user_data);
 typedef void (*service_app_terminate_cb)(void* user_data);
 /* The request belongs to the platform and dies when the callback returns. */
@@ -23,10 +23,13 @@ typedef struct {
   service_app_control_cb app_control;
 } service_app_lifecycle_callback_s;
 
-/* Runs the application until service_app_exit(). APP_ERROR_INVALID_CONTEXT when it was not launched
-   by the platform, APP_ERROR_ALREADY_RUNNING when it runs already. */
+/* Runs the application until service_app_exit(), SIGTERM or SIGINT, then the terminate callback,
+   and returns APP_ERROR_NONE. All callbacks run in the calling thread. APP_ERROR_INVALID_CONTEXT
+   when it was not launched by the platform, APP_ERROR_ALREADY_RUNNING when it runs already,
+   APP_ERROR_INVALID_PARAMETER without arguments or a create callback; the others may be NULL. */
 int service_app_main(int argc, char** argv, service_app_lifecycle_callback_s* callback,
                      void* user_data);
+/* To be called from a callback of the application. */
 void service_app_exit(void);
 
 #ifdef __cplusplus

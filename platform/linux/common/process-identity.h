@@ -18,6 +18,9 @@ struct ProcessIdentity {
   bool is_installed_application = false;
 };
 
+// These never throw. When the package database cannot be read the reason is logged as an error, the
+// identity is empty and no privilege is held.
+
 ProcessIdentity IdentifyProcess(pid_t pid);
 
 // The calling process itself.

@@ -9,9 +9,12 @@
 namespace platform {
 
 // The folder that holds everything of one platform: $QOR_PLATFORM_ROOT, else
-// $XDG_DATA_HOME/qor-platform, else ~/.local/share/qor-platform. Created with mode 0700 on first
-// use. Absolute, without a trailing slash. Throws std::system_error naming the folder when it
-// cannot be made or written.
+// $XDG_DATA_HOME/qor-platform, else ~/.local/share/qor-platform. Absolute, without a trailing
+// slash. Does not touch the file system: for readers, to whom a missing folder means "nothing yet".
+std::string RootPath();
+
+// The same folder for those who write: created with mode 0700 on first use. Throws
+// std::system_error naming the folder when it cannot be made or written.
 std::string RootFolder();
 
 // A folder below the root, created (with its parents, mode 0700) when missing. `relative` is like

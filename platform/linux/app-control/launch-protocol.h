@@ -1,0 +1,22 @@
+// Copyright 2026 The qor-handler-manager authors
+// SPDX-License-Identifier: Apache-2.0
+
+#ifndef PLATFORM_LINUX_APP_CONTROL_LAUNCH_PROTOCOL_H_
+#define PLATFORM_LINUX_APP_CONTROL_LAUNCH_PROTOCOL_H_
+
+namespace platform {
+
+// Every application has a listening Unix socket, named after its id, below the root. Who launches
+// it first makes the socket and hands it over as an inherited descriptor, so that requests queue up
+// in the kernel while the application starts. As long as connecting works the application runs or
+// starts; each request is one message on a connection of its own. A lock file of the same name lets
+// one launcher at a time decide whether a process must be started.
+inline constexpr char kApplicationSocketFolder[] = "run/apps";
+inline constexpr char kApplicationLockFolder[] = "run/app-locks";
+
+// Holds the number of the inherited descriptor.
+inline constexpr char kLaunchSocketVariable[] = "QOR_PLATFORM_LAUNCH_SOCKET";
+
+}  // namespace platform
+
+#endif

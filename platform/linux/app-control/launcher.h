@@ -1,0 +1,32 @@
+// Copyright 2026 The qor-handler-manager authors
+// SPDX-License-Identifier: Apache-2.0
+
+#ifndef PLATFORM_LINUX_APP_CONTROL_LAUNCHER_H_
+#define PLATFORM_LINUX_APP_CONTROL_LAUNCHER_H_
+
+#include <cstdint>
+#include <stdexcept>
+#include <vector>
+
+#include "platform/linux/common/package-database.h"
+
+namespace platform {
+
+class LaunchFailed : public std::runtime_error {
+ public:
+  using std::runtime_error::runtime_error;
+};
+
+// Starts the application unless it runs already and hands it the request. Returns when the kernel
+// has the whole request, which may be before the application has started. Throws std::system_error
+// when that fails, and LaunchFailed when the executable cannot be started or ends at once.
+//
+// A new process gets the launcher's root in its environment, a session of its own, default signal
+// handling, the package's folder as its working folder, the launcher's standard error, /dev/null
+// for its standard input and output, and no other descriptor but its listening socket. Whoever runs
+// an Ecore main loop gets it reaped by Ecore.
+void LaunchWith(const ApplicationRecord& application, const std::vector<uint8_t>& request);
+
+}  // namespace platform
+
+#endif

@@ -1,0 +1,40 @@
+// Copyright 2026 The qor-handler-manager authors
+// SPDX-License-Identifier: Apache-2.0
+
+#include <app_manager.h>
+
+#include <cstring>
+
+#include "platform/linux/app-manager/errors.h"
+#include "platform/linux/common/package-database.h"
+#include "platform/linux/common/process-list.h"
+
+using platform::WithErrorCode;
+
+EXPORT_API int app_manager_get_app_info(const char* app_id, app_info_h* app_info) {
+  return app_info_create(app_id, app_info);
+}
+
+EXPORT_API int app_manager_get_app_id(pid_t pid, char** app_id) {
+  if (pid <= 0 || app_id == nullptr) return APP_MANAGER_ERROR_INVALID_PARAMETER;
+  return WithErrorCode([=]() -> int {
+    const platform::Executable executable = platform::ExecutableOf(pid);
+    if (executable.path.empty() || executable.is_deleted) return APP_MANAGER_ERROR_NO_SUCH_APP;
+    const auto application = platform::FindApplicationByExecutable(executable.path);
+    if (!application) return APP_MANAGER_ERROR_NO_SUCH_APP;
+    *app_id = strdup(application->id.c_str());
+    return *app_id == nullptr ? APP_MANAGER_ERROR_OUT_OF_MEMORY : APP_MANAGER_ERROR_NONE;
+  });
+}
+
+EXPORT_API int app_manager_is_running(const char* app_id, bool* running) {
+  if (app_id == nullptr || running == nullptr) return APP_MANAGER_ERROR_INVALID_PARAMETER;
+  return WithErrorCode([=]() -> int {
+    const auto application = platform::FindApplication(app_id);
+    if (!application) return APP_MANAGER_ERROR_NO_SUCH_APP;
+    *running = !platform::ProcessesWhere([&](const platform::Executable& executable) {
+                  return executable.path == application->executable && !executable.is_deleted;
+                }).empty();
+    return APP_MANAGER_ERROR_NONE;
+  });
+}

@@ -1,0 +1,65 @@
+// Copyright 2026 The qor-handler-manager authors
+// SPDX-License-Identifier: Apache-2.0
+
+#include <app_common.h>
+#include <dlog.h>
+
+#include <cstring>
+#include <exception>
+#include <string>
+
+#include "platform/linux/common/package-database.h"
+#include "platform/linux/common/process-identity.h"
+#include "platform/linux/common/root-folder.h"
+
+namespace {
+
+constexpr char kLogTag[] = "APPCOM";
+
+// A folder path as the interface hands it out: with a trailing slash, or NULL and the reason.
+char* GivePath(const std::string& path) {
+  char* const copy = strdup((path + "/").c_str());
+  set_last_result(copy == nullptr ? APP_ERROR_OUT_OF_MEMORY : APP_ERROR_NONE);
+  return copy;
+}
+
+char* GiveNothing(int reason) {
+  set_last_result(reason);
+  return nullptr;
+}
+
+}  // namespace
+
+EXPORT_API int app_get_id(char** id) {
+  if (id == nullptr) return APP_ERROR_INVALID_PARAMETER;
+  const platform::ProcessIdentity self = platform::IdentifyThisProcess();
+  if (!self.is_installed_application) return APP_ERROR_INVALID_CONTEXT;
+  *id = strdup(self.app_id.c_str());
+  return *id == nullptr ? APP_ERROR_OUT_OF_MEMORY : APP_ERROR_NONE;
+}
+
+EXPORT_API char* app_get_data_path(void) {
+  try {
+    const platform::ProcessIdentity self = platform::IdentifyThisProcess();
+    if (self.app_id.empty()) {
+      dlog_print(DLOG_ERROR, kLogTag, "no data folder: this process has no identity");
+      return GiveNothing(APP_ERROR_INVALID_CONTEXT);
+    }
+    return GivePath(platform::FolderBelowRoot("data/" + self.app_id));
+  } catch (const std::exception& error) {
+    dlog_print(DLOG_ERROR, kLogTag, "no data folder: %s", error.what());
+    return GiveNothing(APP_ERROR_PERMISSION_DENIED);
+  }
+}
+
+EXPORT_API char* app_get_resource_path(void) {
+  try {
+    const platform::ProcessIdentity self = platform::IdentifyThisProcess();
+    if (self.is_installed_application)
+      if (const auto application = platform::FindApplication(self.app_id))
+        return GivePath(application->package_root + "/res");
+  } catch (const std::exception& error) {
+    dlog_print(DLOG_ERROR, kLogTag, "no resource folder: %s", error.what());
+  }
+  return GiveNothing(APP_ERROR_INVALID_CONTEXT);
+}

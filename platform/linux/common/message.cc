@@ -1,0 +1,87 @@
+// Copyright 2026 The qor-handler-manager authors
+// SPDX-License-Identifier: Apache-2.0
+
+#include "platform/linux/common/message.h"
+
+#include <poll.h>
+#include <sys/socket.h>
+
+#include <algorithm>
+#include <cerrno>
+
+namespace platform {
+namespace {
+
+using Clock = std::chrono::steady_clock;
+
+// Waits until the socket takes bytes; false with errno set when it does not in time.
+bool WaitWritable(int socket_fd, Clock::time_point deadline) {
+  for (;;) {
+    const auto left =
+        std::chrono::duration_cast<std::chrono::milliseconds>(deadline - Clock::now());
+    pollfd entry{socket_fd, POLLOUT, 0};
+    const int ready = poll(&entry, 1, static_cast<int>(std::max<int64_t>(left.count(), 0)));
+    if (ready > 0) return true;
+    if (ready < 0 && errno == EINTR) continue;
+    if (ready == 0) errno = ETIMEDOUT;
+    return false;
+  }
+}
+
+}  // namespace
+
+bool SendMessage(int socket_fd, const std::vector<uint8_t>& message,
+                 std::chrono::milliseconds limit) {
+  if (message.empty() || message.size() > kMaxMessageSize) {
+    errno = EMSGSIZE;
+    return false;
+  }
+  std::vector<uint8_t> frame;
+  frame.reserve(message.size() + 4);
+  for (unsigned shift = 0; shift < 32; shift += 8)
+    frame.push_back(static_cast<uint8_t>(message.size() >> shift));
+  frame.insert(frame.end(), message.begin(), message.end());
+
+  const Clock::time_point deadline = Clock::now() + limit;
+  for (size_t sent = 0; sent < frame.size();) {
+    const ssize_t count =
+        send(socket_fd, frame.data() + sent, frame.size() - sent, MSG_NOSIGNAL | MSG_DONTWAIT);
+    if (count >= 0) {
+      sent += static_cast<size_t>(count);
+    } else if (errno == EAGAIN) {
+      if (!WaitWritable(socket_fd, deadline)) return false;
+    } else if (errno != EINTR) {
+      return false;
+    }
+  }
+  return true;
+}
+
+MessageReader::State MessageReader::Fill(int socket_fd, uint8_t* target, size_t size,
+                                         size_t* done) {
+  while (*done < size) {
+    const ssize_t count = recv(socket_fd, target + *done, size - *done, MSG_DONTWAIT);
+    if (count > 0) {
+      *done += static_cast<size_t>(count);
+    } else if (count == 0 || (errno != EAGAIN && errno != EINTR)) {
+      return State::kBroken;
+    } else if (errno == EAGAIN) {
+      return State::kPartial;
+    }
+  }
+  return State::kComplete;
+}
+
+MessageReader::State MessageReader::ReadFrom(int socket_fd) {
+  if (bytes_.empty()) {
+    const State state = Fill(socket_fd, header_, sizeof header_, &header_size_);
+    if (state != State::kComplete) return state;
+    size_t size = 0;
+    for (size_t i = 0; i < sizeof header_; ++i) size |= static_cast<size_t>(header_[i]) << (8 * i);
+    if (size == 0 || size > kMaxMessageSize) return State::kBroken;
+    bytes_.resize(size);
+  }
+  return Fill(socket_fd, bytes_.data(), bytes_.size(), &size_);
+}
+
+}  // namespace platform

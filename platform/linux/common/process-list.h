@@ -1,0 +1,28 @@
+// Copyright 2026 The qor-handler-manager authors
+// SPDX-License-Identifier: Apache-2.0
+
+#ifndef PLATFORM_LINUX_COMMON_PROCESS_LIST_H_
+#define PLATFORM_LINUX_COMMON_PROCESS_LIST_H_
+
+#include <sys/types.h>
+
+#include <functional>
+#include <string>
+#include <vector>
+
+namespace platform {
+
+// The file a process was started from.
+struct Executable {
+  std::string path;  // empty when the process is gone, or not ours to look at
+  bool is_deleted = false;
+};
+
+Executable ExecutableOf(pid_t pid);
+
+// The processes whose executable meets a condition.
+std::vector<pid_t> ProcessesWhere(const std::function<bool(const Executable&)>& condition);
+
+}  // namespace platform
+
+#endif

@@ -1,0 +1,87 @@
+// Copyright 2026 The qor-handler-manager authors
+// SPDX-License-Identifier: Apache-2.0
+
+#include "platform/linux/common/root-folder.h"
+
+#include <pwd.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <cstdlib>
+#include <filesystem>
+#include <system_error>
+
+namespace platform {
+namespace {
+
+constexpr mode_t kOnlyOwner = 0700;
+
+std::string Environment(const char* name) {
+  const char* value = std::getenv(name);
+  return value == nullptr ? std::string() : std::string(value);
+}
+
+std::string HomeFolder() {
+  std::string home = Environment("HOME");
+  if (!home.empty()) return home;
+  passwd entry{};
+  passwd* found = nullptr;
+  char texts[4096];
+  if (getpwuid_r(getuid(), &entry, texts, sizeof texts, &found) == 0 && found != nullptr)
+    return found->pw_dir;
+  return "/";
+}
+
+// 0 or the errno value that says why there is no such folder.
+int MakeFolder(const std::string& path) {
+  if (mkdir(path.c_str(), kOnlyOwner) == 0) return 0;
+  const int reason = errno;
+  struct stat status {};
+  if (stat(path.c_str(), &status) != 0) return reason;
+  return S_ISDIR(status.st_mode) ? 0 : ENOTDIR;
+}
+
+void RequireFolderAndParents(const std::string& path) {
+  // The usual case, in one system call.
+  struct stat status {};
+  if (stat(path.c_str(), &status) == 0 && S_ISDIR(status.st_mode)) return;
+  size_t end = 0;
+  do {
+    end = path.find('/', end + 1);
+    const std::string part = path.substr(0, end);
+    if (const int reason = MakeFolder(part); reason != 0)
+      throw std::system_error(reason, std::generic_category(),
+                              "cannot create folder " + path + " (at " + part + ")");
+  } while (end != std::string::npos);
+}
+
+}  // namespace
+
+std::string RootPath() {
+  std::filesystem::path path = Environment("QOR_PLATFORM_ROOT");
+  if (path.empty()) {
+    path = Environment("XDG_DATA_HOME");
+    if (path.empty()) path = std::filesystem::path(HomeFolder()) / ".local/share";
+    path /= "qor-platform";
+  }
+  std::string text = std::filesystem::absolute(path).lexically_normal().string();
+  while (text.size() > 1 && text.back() == '/') text.pop_back();
+  return text;
+}
+
+std::string RootFolder() {
+  const std::string root = RootPath();
+  RequireFolderAndParents(root);
+  if (access(root.c_str(), W_OK | X_OK) != 0)
+    throw std::system_error(errno, std::generic_category(), "cannot write to folder " + root);
+  return root;
+}
+
+std::string FolderBelowRoot(const std::string& relative) {
+  std::string path = RootFolder() + "/" + relative;
+  RequireFolderAndParents(path);
+  return path;
+}
+
+}  // namespace platform

@@ -1,0 +1,105 @@
+// Copyright 2026 The qor-handler-manager authors
+// SPDX-License-Identifier: Apache-2.0
+
+#include "platform/linux/common/sqlite.h"
+
+#include <sqlite3.h>
+
+namespace platform {
+namespace {
+
+constexpr int kBusyMilliseconds = 10'000;
+
+[[noreturn]] void Fail(sqlite3* database) {
+  const char* file = sqlite3_db_filename(database, "main");
+  throw DatabaseError(std::string(file == nullptr ? "package database" : file) + ": " +
+                      sqlite3_errmsg(database));
+}
+
+}  // namespace
+
+Query::Query(sqlite3* database, sqlite3_stmt* statement)
+    : database_(database), statement_(statement) {}
+
+Query::~Query() {
+  sqlite3_reset(statement_);
+  sqlite3_clear_bindings(statement_);
+}
+
+Query& Query::Bind(int parameter, const std::string& text) {
+  if (sqlite3_bind_text64(statement_, parameter, text.data(), text.size(), SQLITE_STATIC,
+                          SQLITE_UTF8) != SQLITE_OK)
+    Fail(database_);
+  return *this;
+}
+
+Query& Query::Bind(int parameter, int64_t number) {
+  if (sqlite3_bind_int64(statement_, parameter, number) != SQLITE_OK) Fail(database_);
+  return *this;
+}
+
+bool Query::Step() {
+  const int result = sqlite3_step(statement_);
+  if (result == SQLITE_ROW) return true;
+  if (result != SQLITE_DONE) Fail(database_);
+  return false;
+}
+
+std::string Query::Text(int column) const {
+  const auto* text = reinterpret_cast<const char*>(sqlite3_column_text(statement_, column));
+  if (text == nullptr) return {};
+  return {text, static_cast<size_t>(sqlite3_column_bytes(statement_, column))};
+}
+
+int64_t Query::Number(int column) const { return sqlite3_column_int64(statement_, column); }
+
+void Database::Closer::operator()(sqlite3* database) const { sqlite3_close_v2(database); }
+void Database::Closer::operator()(sqlite3_stmt* statement) const { sqlite3_finalize(statement); }
+
+Database::Database(const std::string& file, Mode mode) {
+  // Readers open for writing too: only then can SQLite finish what a killed writer left half done.
+  const int flags = SQLITE_OPEN_READWRITE | SQLITE_OPEN_NOMUTEX |
+                    (mode == Mode::kCreate ? SQLITE_OPEN_CREATE : 0);
+  sqlite3* opened = nullptr;
+  const int result = sqlite3_open_v2(file.c_str(), &opened, flags, nullptr);
+  database_.reset(opened);
+  if (result != SQLITE_OK) throw DatabaseError(file + ": " + sqlite3_errstr(result));
+  sqlite3_busy_timeout(opened, kBusyMilliseconds);
+}
+
+Query Database::Prepare(const std::string& sql) {
+  auto& statement = statements_[sql];
+  if (statement == nullptr) {
+    sqlite3_stmt* prepared = nullptr;
+    if (sqlite3_prepare_v3(database_.get(), sql.c_str(), static_cast<int>(sql.size()),
+                           SQLITE_PREPARE_PERSISTENT, &prepared, nullptr) != SQLITE_OK)
+      Fail(database_.get());
+    statement.reset(prepared);
+  }
+  return {database_.get(), statement.get()};
+}
+
+void Database::Execute(const char* sql) {
+  if (sqlite3_exec(database_.get(), sql, nullptr, nullptr, nullptr) != SQLITE_OK)
+    Fail(database_.get());
+}
+
+Transaction::Transaction(Database& database, Kind kind) : database_(database) {
+  database_.Execute(kind == Kind::kWrite ? "BEGIN IMMEDIATE" : "BEGIN");
+}
+
+Transaction::~Transaction() {
+  if (!open_) return;
+  try {
+    database_.Execute("ROLLBACK");
+  } catch (const DatabaseError&) {
+    // Already rolled back by the failure that brought us here.
+  }
+}
+
+void Transaction::Commit() {
+  database_.Execute("COMMIT");
+  open_ = false;
+}
+
+}  // namespace platform

@@ -1,0 +1,85 @@
+// Copyright 2026 The qor-handler-manager authors
+// SPDX-License-Identifier: Apache-2.0
+
+#ifndef PLATFORM_LINUX_COMMON_SQLITE_H_
+#define PLATFORM_LINUX_COMMON_SQLITE_H_
+
+#include <cstdint>
+#include <memory>
+#include <stdexcept>
+#include <string>
+#include <unordered_map>
+
+struct sqlite3;
+struct sqlite3_stmt;
+
+namespace platform {
+
+// A database that cannot be opened, read or written. The text names the file.
+class DatabaseError : public std::runtime_error {
+ public:
+  using std::runtime_error::runtime_error;
+};
+
+// One run of a prepared statement. Ends, and gives the statement back, when it goes out of scope.
+// Columns and parameters count as in SQLite: columns from 0, parameters from 1.
+class Query {
+ public:
+  Query(sqlite3* database, sqlite3_stmt* statement);
+  ~Query();
+  Query(const Query&) = delete;
+  Query& operator=(const Query&) = delete;
+
+  // The text must live until the query ends.
+  Query& Bind(int parameter, const std::string& text);
+  Query& Bind(int parameter, int64_t number);
+  // Advances to the next row; false when there is none.
+  bool Step();
+  std::string Text(int column) const;
+  int64_t Number(int column) const;
+
+ private:
+  sqlite3* database_;
+  sqlite3_stmt* statement_;
+};
+
+// An open SQLite database with its prepared statements. Not safe for concurrent use.
+class Database {
+ public:
+  enum class Mode { kExisting, kCreate };
+
+  Database(const std::string& file, Mode mode);
+
+  // Prepares `sql` once and keeps it.
+  Query Prepare(const std::string& sql);
+  // Runs statements that give no rows.
+  void Execute(const char* sql);
+
+ private:
+  struct Closer {
+    void operator()(sqlite3* database) const;
+    void operator()(sqlite3_stmt* statement) const;
+  };
+  std::unique_ptr<sqlite3, Closer> database_;
+  std::unordered_map<std::string, std::unique_ptr<sqlite3_stmt, Closer>> statements_;
+};
+
+// Rolls back unless committed.
+class Transaction {
+ public:
+  enum class Kind { kRead, kWrite };
+
+  Transaction(Database& database, Kind kind);
+  ~Transaction();
+  Transaction(const Transaction&) = delete;
+  Transaction& operator=(const Transaction&) = delete;
+  void Commit();
+
+ private:
+  Database& database_;
+  bool open_ = true;
+};
+
+}  // namespace platform
+
+#endif

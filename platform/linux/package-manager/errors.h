@@ -1,0 +1,55 @@
+// Copyright 2026 The qor-handler-manager authors
+// SPDX-License-Identifier: Apache-2.0
+
+#ifndef PLATFORM_LINUX_PACKAGE_MANAGER_ERRORS_H_
+#define PLATFORM_LINUX_PACKAGE_MANAGER_ERRORS_H_
+
+#include <stdexcept>
+#include <string>
+
+namespace platform {
+
+inline constexpr char kPackageLogTag[] = "PKGMGR";
+
+// A package that must not be installed. The text is "<file>:<place>: <reason>", where the place is
+// a line of the manifest or an entry of the package.
+class PackageRefused : public std::runtime_error {
+ public:
+  PackageRefused(const std::string& file, const std::string& place, const std::string& reason)
+      : std::runtime_error(file + ":" + place + ": " + reason) {}
+};
+
+class NoSuchPackage : public std::runtime_error {
+ public:
+  explicit NoSuchPackage(const std::string& package_id)
+      : std::runtime_error("package " + package_id + " is not installed") {}
+};
+
+// To be called inside a catch block: the package manager's error code for what was caught.
+//   PackageRefused                       PACKAGE_MANAGER_ERROR_INVALID_PARAMETER
+//   NoSuchPackage                        PACKAGE_MANAGER_ERROR_NO_SUCH_PACKAGE
+//   files that may not be touched        PACKAGE_MANAGER_ERROR_PERMISSION_DENIED
+//   other trouble with files             PACKAGE_MANAGER_ERROR_IO_ERROR
+//   no memory                            PACKAGE_MANAGER_ERROR_OUT_OF_MEMORY
+//   package database, anything else      PACKAGE_MANAGER_ERROR_SYSTEM_ERROR
+int ErrorCodeOfCaught();
+
+// Runs what stands behind a C function; a failure is logged as an error and becomes its code.
+template <typename Body>
+int WithErrorCode(Body body);
+
+void LogCaught();
+
+template <typename Body>
+int WithErrorCode(Body body) {
+  try {
+    return body();
+  } catch (...) {
+    LogCaught();
+    return ErrorCodeOfCaught();
+  }
+}
+
+}  // namespace platform
+
+#endif

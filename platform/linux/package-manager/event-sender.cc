@@ -1,0 +1,85 @@
+// Copyright 2026 The qor-handler-manager authors
+// SPDX-License-Identifier: Apache-2.0
+
+#include "platform/linux/package-manager/event-sender.h"
+
+#include <Ecore.h>
+#include <dlog.h>
+#include <poll.h>
+#include <signal.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <cstdlib>
+
+#include "platform/linux/common/message.h"
+#include "platform/linux/common/root-folder.h"
+#include "platform/linux/common/unix-socket.h"
+#include "platform/linux/package-manager/errors.h"
+#include "platform/linux/package-manager/event-listener.h"
+#include "platform/linux/package-manager/files.h"
+
+namespace platform {
+namespace {
+
+using Clock = std::chrono::steady_clock;
+
+// Connecting fails too while a new listener is about to listen, so the process decides.
+void RemoveIfDead(const std::string& folder, const std::string& name) {
+  const pid_t owner = std::atoi(name.c_str());
+  if (owner > 0 && kill(owner, 0) != 0 && errno == ESRCH) unlink((folder + "/" + name).c_str());
+}
+
+}  // namespace
+
+struct EventSender::Delivery {
+  std::string listener;
+  UniqueFd socket;
+};
+
+void EventSender::Send(const PackageEvent& event) {
+  const std::string own_name = EventListener::Instance().OwnName();
+  // On its own main loop a listener could never answer while this waits; it is called directly.
+  const bool deliver_here = !own_name.empty() && eina_main_loop_is();
+  const std::vector<uint8_t> message = EncodeEvent(event);
+  const std::string folder = FolderBelowRoot(kEventSocketFolder);
+  std::vector<Delivery> deliveries;
+  for (const std::string& name : NamesIn(folder)) {
+    if (deliver_here && name == own_name) continue;
+    UniqueFd socket = ConnectTo(folder, name);
+    if (!socket) {
+      if (errno == ECONNREFUSED) RemoveIfDead(folder, name);
+    } else if (SendMessage(socket.Get(), message, kEventPatience) && silent_.count(name) == 0) {
+      deliveries.push_back({name, std::move(socket)});
+    }
+  }
+  if (deliver_here) EventListener::Instance().Deliver(event);
+  const bool clears_the_way = event.type == PACKAGE_MANAGER_EVENT_TYPE_UNINSTALL &&
+                              event.state == PACKAGE_MANAGER_EVENT_STATE_STARTED;
+  Await(&deliveries, clears_the_way ? kUninstallPatience : kEventPatience);
+}
+
+void EventSender::Await(std::vector<Delivery>* deliveries, std::chrono::milliseconds limit) {
+  const Clock::time_point deadline = Clock::now() + limit;
+  while (!deliveries->empty()) {
+    const auto left =
+        std::chrono::duration_cast<std::chrono::milliseconds>(deadline - Clock::now()).count();
+    if (left <= 0) break;
+    std::vector<pollfd> entries;
+    for (const Delivery& delivery : *deliveries)
+      entries.push_back({delivery.socket.Get(), POLLIN, 0});
+    if (poll(entries.data(), entries.size(), static_cast<int>(left)) < 0 && errno != EINTR)
+      throw std::system_error(errno, std::generic_category(), "waiting for event listeners");
+    // An answer, or the end of the listener: both mean that nobody is busy with the event any more.
+    std::vector<Delivery> unanswered;
+    for (size_t i = 0; i < entries.size(); ++i)
+      if (entries[i].revents == 0) unanswered.push_back(std::move((*deliveries)[i]));
+    *deliveries = std::move(unanswered);
+  }
+  for (const Delivery& delivery : *deliveries) {
+    dlog_print(DLOG_WARN, kPackageLogTag, "listener %s does not answer", delivery.listener.c_str());
+    silent_.insert(delivery.listener);
+  }
+}
+
+}  // namespace platform

@@ -1,0 +1,83 @@
+// Copyright 2026 The qor-handler-manager authors
+// SPDX-License-Identifier: Apache-2.0
+
+#include "platform/linux/package-manager/installer.h"
+
+#include <optional>
+#include <utility>
+
+#include "platform/linux/common/package-database.h"
+#include "platform/linux/package-manager/errors.h"
+#include "platform/linux/package-manager/manifest.h"
+#include "platform/linux/package-manager/operation.h"
+#include "platform/linux/package-manager/package-source.h"
+#include "platform/linux/package-manager/stager.h"
+
+namespace platform {
+
+Installer::Installer(Report report) : report_(std::move(report)) {}
+
+void Installer::Send(package_manager_event_state_e state, int progress) {
+  event_.state = state;
+  event_.progress = progress;
+  if (report_) report_(event_);
+  try {
+    sender_.Send(event_);
+  } catch (...) {
+    // Installing does not depend on being heard.
+    LogCaught();
+  }
+}
+
+void Installer::RunWithEvents(const std::function<void()>& steps) {
+  try {
+    Send(PACKAGE_MANAGER_EVENT_STATE_STARTED, 0);
+    steps();
+  } catch (...) {
+    event_.error = static_cast<package_manager_error_e>(ErrorCodeOfCaught());
+    Send(PACKAGE_MANAGER_EVENT_STATE_FAILED, event_.progress);
+    throw;
+  }
+  Send(PACKAGE_MANAGER_EVENT_STATE_COMPLETED, 100);
+}
+
+void Installer::Install(const std::string& path) {
+  const InstallLock lock;
+  std::optional<Operation> operation(std::in_place);
+  Stager stager(operation->ContentFolder(), path, PackageLimits());
+  CopyPackage(path, &stager);
+  stager.Finish();
+  PackageRecord package = ReadManifest(operation->ContentFolder(), path);
+  const std::optional<PackageRecord> installed = FindPackage(package.id);
+  event_.package_id = package.id;
+  event_.type = installed ? PACKAGE_MANAGER_EVENT_TYPE_UPDATE : PACKAGE_MANAGER_EVENT_TYPE_INSTALL;
+  RunWithEvents([&] {
+    operation->Claim(package.id, installed ? &*installed : nullptr);
+    package.root_path = operation->PlaceContent();
+    for (ApplicationRecord& application : package.applications)
+      application.executable = package.root_path + "/" + application.executable;
+    // An updated preloaded package stays one.
+    package.preload = package.preload || (installed && installed->preload);
+    Send(PACKAGE_MANAGER_EVENT_STATE_PROCESSING, 50);
+    StorePackage(package);
+    // Ends the old version's processes and removes its files, before anyone hears of the end.
+    operation.reset();
+  });
+}
+
+void Installer::Uninstall(const std::string& package_id) {
+  const InstallLock lock;
+  const std::optional<PackageRecord> installed = FindPackage(package_id);
+  if (!installed) throw NoSuchPackage(package_id);
+  event_.package_id = package_id;
+  event_.package_type = installed->type;
+  event_.type = PACKAGE_MANAGER_EVENT_TYPE_UNINSTALL;
+  RunWithEvents([&] {
+    Operation operation;
+    operation.Claim(package_id, &*installed);
+    Send(PACKAGE_MANAGER_EVENT_STATE_PROCESSING, 50);
+    RemovePackage(package_id);
+  });
+}
+
+}  // namespace platform

@@ -1,0 +1,201 @@
+// Copyright 2026 The qor-handler-manager authors
+// SPDX-License-Identifier: Apache-2.0
+
+#include "platform/linux/package-manager/manifest.h"
+
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <charconv>
+#include <cstring>
+#include <filesystem>
+#include <fstream>
+#include <pugixml.hpp>
+#include <system_error>
+
+#include "platform/linux/package-manager/errors.h"
+
+namespace platform {
+namespace {
+
+namespace fs = std::filesystem;
+
+constexpr char kFileName[] = "tizen-manifest.xml";
+constexpr size_t kMaxManifestSize = 1024 * 1024;
+constexpr size_t kMaxPackageIdLength = 49;
+// An application's socket is named after it, and socket addresses are short.
+constexpr size_t kMaxAppIdLength = 79;
+
+bool IsId(const std::string& text, size_t max_length) {
+  const auto allowed = [](char c) {
+    return (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z') || (c >= '0' && c <= '9') || c == '.' ||
+           c == '-' || c == '_';
+  };
+  return !text.empty() && text.size() <= max_length && text[0] != '.' &&
+         std::all_of(text.begin(), text.end(), allowed);
+}
+
+// Three numbers, 0-255.0-255.0-65535.
+bool IsVersion(const std::string& text) {
+  constexpr unsigned kMax[] = {255, 255, 65535};
+  const char* next = text.data();
+  const char* const end = text.data() + text.size();
+  for (size_t i = 0; i < 3; ++i) {
+    if (i > 0 && (next == end || *next++ != '.')) return false;
+    unsigned number = 0;
+    const auto parsed = std::from_chars(next, end, number);
+    if (parsed.ec != std::errc() || number > kMax[i]) return false;
+    next = parsed.ptr;
+  }
+  return next == end;
+}
+
+bool KindOf(const char* element, ApplicationKind* kind) {
+  static constexpr struct {
+    const char* element;
+    ApplicationKind kind;
+  } kKinds[] = {{"ui-application", ApplicationKind::kUi},
+                {"service-application", ApplicationKind::kService},
+                {"widget-application", ApplicationKind::kWidget},
+                {"watch-application", ApplicationKind::kWatch}};
+  for (const auto& entry : kKinds) {
+    if (std::strcmp(entry.element, element) != 0) continue;
+    *kind = entry.kind;
+    return true;
+  }
+  return false;
+}
+
+std::string Trimmed(const std::string& text) {
+  constexpr char kBlanks[] = " \t\r\n";
+  const size_t first = text.find_first_not_of(kBlanks);
+  if (first == std::string::npos) return {};
+  return text.substr(first, text.find_last_not_of(kBlanks) - first + 1);
+}
+
+class ManifestReader {
+ public:
+  ManifestReader(const std::string& folder, const std::string& shown_as)
+      : folder_(fs::canonical(folder)), shown_as_(shown_as + "/" + kFileName) {}
+
+  PackageRecord Read() {
+    Load();
+    const pugi::xml_node root = document_.document_element();
+    if (std::strcmp(root.name(), "manifest") != 0)
+      Refuse(root, "the root element is <" + std::string(root.name()) + ">, not <manifest>");
+    ReadPackage(root);
+    for (const pugi::xml_node& element : root.children()) {
+      ApplicationKind kind{};
+      if (KindOf(element.name(), &kind)) ReadApplication(element, kind);
+    }
+    if (package_.applications.empty()) Refuse(root, "the package has no application");
+    for (const pugi::xml_node& list : root.children("privileges")) ReadPrivileges(list);
+    return std::move(package_);
+  }
+
+ private:
+  [[noreturn]] void Refuse(ptrdiff_t offset, const std::string& reason) const {
+    const auto end =
+        text_.begin() + std::clamp<ptrdiff_t>(offset, 0, static_cast<ptrdiff_t>(text_.size()));
+    throw PackageRefused(shown_as_, std::to_string(1 + std::count(text_.begin(), end, '\n')),
+                         reason);
+  }
+
+  [[noreturn]] void Refuse(const pugi::xml_node& where, const std::string& reason) const {
+    Refuse(where.offset_debug(), reason);
+  }
+
+  void Load() {
+    std::ifstream file(folder_ / kFileName, std::ios::binary);
+    if (!fs::is_regular_file(folder_ / kFileName) || !file)
+      Refuse(ptrdiff_t{0}, "the package has no manifest");
+    if (fs::file_size(folder_ / kFileName) > kMaxManifestSize)
+      Refuse(ptrdiff_t{0},
+             "the manifest is longer than " + std::to_string(kMaxManifestSize) + " bytes");
+    text_.assign(std::istreambuf_iterator<char>(file), {});
+    const pugi::xml_parse_result result =
+        document_.load_buffer(text_.data(), text_.size(), pugi::parse_default, pugi::encoding_utf8);
+    if (!result) Refuse(result.offset, result.description());
+  }
+
+  void ReadPackage(const pugi::xml_node& root) {
+    package_.id = root.attribute("package").value();
+    if (!IsId(package_.id, kMaxPackageIdLength))
+      Refuse(root, package_.id.empty() ? "the package id is missing"
+                                       : "\"" + package_.id + "\" is not a package id");
+    package_.version = root.attribute("version").value();
+    if (!IsVersion(package_.version))
+      Refuse(root, package_.version.empty()
+                       ? "the version is missing"
+                       : "\"" + package_.version + "\" is not a version like 1.2.3");
+    package_.preload = root.attribute("preload").as_bool();
+  }
+
+  void ReadApplication(const pugi::xml_node& element, ApplicationKind kind) {
+    ApplicationRecord application;
+    application.kind = kind;
+    application.id = element.attribute("appid").value();
+    if (!IsId(application.id, kMaxAppIdLength))
+      Refuse(element, application.id.empty()
+                          ? "the application id is missing"
+                          : "\"" + application.id + "\" is not an application id");
+    application.executable = ExecutableOf(element);
+    for (const ApplicationRecord& other : package_.applications) {
+      if (other.id == application.id) Refuse(element, "application " + other.id + " appears twice");
+      // The executable is what a running application is known by.
+      if (other.executable == application.executable)
+        Refuse(element, "application " + other.id + " has the same executable");
+    }
+    const auto owner = FindApplication(application.id);
+    if (owner && owner->package_id != package_.id)
+      Refuse(element, "application " + application.id + " belongs to installed package " +
+                          owner->package_id);
+    for (const pugi::xml_node& pair : element.children("metadata")) {
+      if (*pair.attribute("key").value() == '\0') Refuse(pair, "metadata without a key");
+      application.metadata.emplace_back(pair.attribute("key").value(),
+                                        pair.attribute("value").value());
+    }
+    package_.applications.push_back(std::move(application));
+  }
+
+  std::string ExecutableOf(const pugi::xml_node& element) const {
+    const std::string exec = element.attribute("exec").value();
+    if (exec.empty()) Refuse(element, "the application has no exec");
+    const fs::path path(exec);
+    if (path.is_absolute())
+      Refuse(element, "exec \"" + exec + "\" is absolute, not a file below bin/");
+    if (std::find(path.begin(), path.end(), "..") != path.end())
+      Refuse(element, "exec \"" + exec + "\" has a \"..\" in it");
+    std::error_code missing;
+    const fs::path real = fs::canonical(folder_ / "bin" / path, missing);
+    if (missing) Refuse(element, "bin/" + exec + " does not exist");
+    if (!fs::is_regular_file(real)) Refuse(element, "bin/" + exec + " is not a file");
+    struct stat status {};
+    if (stat(real.c_str(), &status) != 0 || (status.st_mode & S_IXUSR) == 0)
+      Refuse(element, "bin/" + exec + " is not executable");
+    return real.lexically_relative(folder_);
+  }
+
+  void ReadPrivileges(const pugi::xml_node& list) {
+    for (const pugi::xml_node& element : list.children("privilege")) {
+      std::string name = Trimmed(element.text().get());
+      if (name.empty()) Refuse(element, "privilege without a name");
+      package_.privileges.push_back(std::move(name));
+    }
+  }
+
+  const fs::path folder_;
+  const std::string shown_as_;
+  std::string text_;
+  pugi::xml_document document_;
+  PackageRecord package_;
+};
+
+}  // namespace
+
+PackageRecord ReadManifest(const std::string& folder, const std::string& shown_as) {
+  return ManifestReader(folder, shown_as).Read();
+}
+
+}  // namespace platform

@@ -1,0 +1,114 @@
+// Copyright 2026 The qor-handler-manager authors
+// SPDX-License-Identifier: Apache-2.0
+
+#include "platform/linux/package-manager/operation.h"
+
+#include <fcntl.h>
+#include <sys/file.h>
+#include <sys/stat.h>
+#include <time.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <filesystem>
+
+#include "platform/linux/common/root-folder.h"
+#include "platform/linux/package-manager/errors.h"
+#include "platform/linux/package-manager/files.h"
+#include "platform/linux/package-manager/process-termination.h"
+
+namespace platform {
+namespace {
+
+constexpr char kApplications[] = "/applications";
+
+std::string StagingFolder() { return FolderBelowRoot("staging"); }
+
+// Free of links, because executables are told by their real paths.
+std::string PackagesFolder() { return std::filesystem::canonical(FolderBelowRoot("packages")); }
+
+// Only one operation runs at a time, so the clock gives every one a number of its own.
+std::string NewGeneration() {
+  timespec now{};
+  clock_gettime(CLOCK_REALTIME, &now);
+  return std::to_string(int64_t{now.tv_sec} * 1'000'000'000 + now.tv_nsec);
+}
+
+void RemoveUninstalledFiles(const std::string& package_id) {
+  const std::string folder = PackagesFolder() + "/" + package_id;
+  const auto installed = FindPackage(package_id);
+  for (const std::string& generation : NamesIn(folder)) {
+    const std::string path = folder + "/" + generation;
+    if (installed && installed->root_path == path) continue;
+    TerminateProcessesIn(path);
+    RemoveTree(path);
+  }
+  if (!installed) RemoveTree(folder);
+}
+
+void RemoveUninstalledData(const std::string& entry) {
+  for (const std::string& app_id : NamesIn(entry + kApplications))
+    if (!FindApplication(app_id)) RemoveTree(RootPath() + "/data/" + app_id);
+}
+
+// The end of every operation, and of every interrupted one: what the database does not know goes.
+void FinishOperation(const std::string& entry) {
+  const size_t mark = entry.rfind('@');
+  if (mark != std::string::npos && mark > entry.rfind('/')) {
+    RemoveUninstalledFiles(entry.substr(mark + 1));
+    RemoveUninstalledData(entry);
+  }
+  RemoveTree(entry);
+}
+
+}  // namespace
+
+InstallLock::InstallLock() {
+  const std::string path = RootFolder() + "/install.lock";
+  file_ = UniqueFd(open(path.c_str(), O_RDWR | O_CREAT | O_CLOEXEC, S_IRUSR | S_IWUSR));
+  if (!file_) throw FileError(path);
+  while (flock(file_.Get(), LOCK_EX) != 0)
+    if (errno != EINTR) throw FileError(path);
+  const std::string staging = StagingFolder();
+  for (const std::string& name : NamesIn(staging)) FinishOperation(staging + "/" + name);
+}
+
+Operation::Operation() : generation_(NewGeneration()), entry_(StagingFolder() + "/" + generation_) {
+  MakeFolder(entry_);
+  MakeFolder(ContentFolder());
+}
+
+Operation::~Operation() {
+  try {
+    FinishOperation(entry_);
+  } catch (...) {
+    // What could not be removed stays listed in the staging folder for the next operation.
+    LogCaught();
+  }
+}
+
+void Operation::Claim(const std::string& package_id, const PackageRecord* installed) {
+  if (installed != nullptr) {
+    MakeFolder(entry_ + kApplications);
+    for (const ApplicationRecord& application : installed->applications)
+      MakeFolder(entry_ + kApplications + "/" + application.id);
+    SyncFolder(entry_ + kApplications);
+  }
+  SyncFolder(entry_);
+  const std::string claimed = entry_ + "@" + package_id;
+  Rename(entry_, claimed);
+  entry_ = claimed;
+  SyncFolder(StagingFolder());
+  package_folder_ = PackagesFolder() + "/" + package_id;
+}
+
+std::string Operation::PlaceContent() {
+  MakeFolder(package_folder_);
+  const std::string place = package_folder_ + "/" + generation_;
+  Rename(ContentFolder(), place);
+  SyncFolder(package_folder_);
+  SyncFolder(PackagesFolder());
+  return place;
+}
+
+}  // namespace platform

@@ -1,0 +1,62 @@
+// Copyright 2026 The qor-handler-manager authors
+// SPDX-License-Identifier: Apache-2.0
+
+#include "platform/linux/package-manager/package-event.h"
+
+#include <algorithm>
+#include <iterator>
+
+namespace platform {
+namespace {
+
+// Type and state as a byte each, progress and error as four bytes (lowest first), then the two
+// texts, each closed by a zero byte.
+constexpr size_t kNumbersSize = 1 + 1 + 4 + 4;
+
+void PutNumber(std::vector<uint8_t>* bytes, int number) {
+  for (unsigned shift = 0; shift < 32; shift += 8)
+    bytes->push_back(static_cast<uint8_t>(static_cast<uint32_t>(number) >> shift));
+}
+
+int TakeNumber(const uint8_t* bytes) {
+  uint32_t number = 0;
+  for (unsigned i = 0; i < 4; ++i) number |= static_cast<uint32_t>(bytes[i]) << (8 * i);
+  return static_cast<int>(number);
+}
+
+void PutText(std::vector<uint8_t>* bytes, const std::string& text) {
+  bytes->insert(bytes->end(), text.begin(), text.end());
+  bytes->push_back(0);
+}
+
+}  // namespace
+
+std::vector<uint8_t> EncodeEvent(const PackageEvent& event) {
+  std::vector<uint8_t> bytes = {static_cast<uint8_t>(event.type),
+                                static_cast<uint8_t>(event.state)};
+  PutNumber(&bytes, event.progress);
+  PutNumber(&bytes, event.error);
+  PutText(&bytes, event.package_type);
+  PutText(&bytes, event.package_id);
+  return bytes;
+}
+
+std::optional<PackageEvent> DecodeEvent(const std::vector<uint8_t>& bytes) {
+  if (bytes.size() < kNumbersSize || bytes[0] > PACKAGE_MANAGER_EVENT_TYPE_UPDATE ||
+      bytes[1] > PACKAGE_MANAGER_EVENT_STATE_FAILED || bytes.back() != 0)
+    return std::nullopt;
+  const auto type_end = std::find(bytes.begin() + kNumbersSize, bytes.end(), uint8_t{0});
+  if (type_end == bytes.end() || std::next(type_end) == bytes.end()) return std::nullopt;
+  const auto id_end = std::find(std::next(type_end), bytes.end(), uint8_t{0});
+  if (std::next(id_end) != bytes.end()) return std::nullopt;
+  PackageEvent event;
+  event.type = static_cast<package_manager_event_type_e>(bytes[0]);
+  event.state = static_cast<package_manager_event_state_e>(bytes[1]);
+  event.progress = TakeNumber(&bytes[2]);
+  event.error = static_cast<package_manager_error_e>(TakeNumber(&bytes[6]));
+  event.package_type.assign(bytes.begin() + kNumbersSize, type_end);
+  event.package_id.assign(std::next(type_end), id_end);
+  return event;
+}
+
+}  // namespace platform

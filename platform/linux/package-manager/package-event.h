@@ -1,0 +1,37 @@
+// Copyright 2026 The qor-handler-manager authors
+// SPDX-License-Identifier: Apache-2.0
+
+#ifndef PLATFORM_LINUX_PACKAGE_MANAGER_PACKAGE_EVENT_H_
+#define PLATFORM_LINUX_PACKAGE_MANAGER_PACKAGE_EVENT_H_
+
+#include <package_manager.h>
+
+#include <cstdint>
+#include <optional>
+#include <string>
+#include <vector>
+
+namespace platform {
+
+// What a listener hears of an install, update or uninstall.
+struct PackageEvent {
+  std::string package_type = "tpk";
+  std::string package_id;
+  package_manager_event_type_e type = PACKAGE_MANAGER_EVENT_TYPE_INSTALL;
+  package_manager_event_state_e state = PACKAGE_MANAGER_EVENT_STATE_STARTED;
+  int progress = 0;
+  package_manager_error_e error = PACKAGE_MANAGER_ERROR_NONE;
+};
+
+// Listeners serve a socket each in this folder below the root. An installer connects, sends the
+// event as one message, and waits for one byte, sent when the callbacks have returned.
+inline constexpr char kEventSocketFolder[] = "run/events";
+
+std::vector<uint8_t> EncodeEvent(const PackageEvent& event);
+
+// Empty for bytes that are no event.
+std::optional<PackageEvent> DecodeEvent(const std::vector<uint8_t>& bytes);
+
+}  // namespace platform
+
+#endif

@@ -1,0 +1,65 @@
+// Copyright 2026 The qor-handler-manager authors
+// SPDX-License-Identifier: Apache-2.0
+
+#ifndef PLATFORM_LINUX_PACKAGE_MANAGER_STAGER_H_
+#define PLATFORM_LINUX_PACKAGE_MANAGER_STAGER_H_
+
+#include <sys/types.h>
+
+#include <cstddef>
+#include <cstdint>
+#include <functional>
+#include <string>
+#include <utility>
+#include <vector>
+
+namespace platform {
+
+// What one package may hold, so that a small archive cannot fill the disk.
+struct PackageLimits {
+  uint64_t bytes = uint64_t{1} << 30;  // all files together, unpacked: 1 GiB
+  size_t entries = 65'536;             // files, folders and links together
+};
+
+// Writes the entries of a package into a folder of its own, and nothing outside it. What would
+// leave the folder, and what is no file, folder or symbolic link, is refused by throwing
+// PackageRefused naming the entry. Trouble with the disk is std::system_error.
+class Stager {
+ public:
+  // Fills the buffer with the next bytes of a file; 0 at its end.
+  using Reader = std::function<size_t(char* buffer, size_t size)>;
+
+  // `folder` exists and is empty; `shown_as` is the name under which the user knows the package.
+  Stager(std::string folder, std::string shown_as, PackageLimits limits);
+
+  void AddFolder(const std::string& entry);
+  // Of the mode only the permissions count, without write permission for others. `size` is what is
+  // announced; what is read is counted too.
+  void AddFile(const std::string& entry, mode_t mode, uint64_t size, const Reader& read);
+  // Links are made last, so that no file is ever written through one.
+  void AddLink(const std::string& entry, const std::string& target);
+  [[noreturn]] void RefuseSpecial(const std::string& entry) const;
+
+  // Makes the links, checks where they lead, and sees to it that all of it is on the disk.
+  void Finish();
+
+ private:
+  [[noreturn]] void Refuse(const std::string& entry, const std::string& reason) const;
+  // The entry's path, relative and clean; counts the entry.
+  std::string Accept(const std::string& entry);
+  void RequireFolder(const std::string& entry, const std::string& path);
+  void RequireParents(const std::string& entry, const std::string& path);
+  void RequireRoom(const std::string& entry, uint64_t count) const;
+
+  const std::string folder_;
+  const std::string shown_as_;
+  const PackageLimits limits_;
+  uint64_t bytes_ = 0;
+  size_t entries_ = 0;
+  std::vector<std::pair<std::string, std::string>> links_;  // path, target
+  std::vector<std::string> folders_;                        // made, parents first
+};
+
+}  // namespace platform
+
+#endif

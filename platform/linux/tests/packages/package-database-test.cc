@@ -1,0 +1,203 @@
+// Copyright 2026 The qor-handler-manager authors
+// SPDX-License-Identifier: Apache-2.0
+
+#include "platform/linux/common/package-database.h"
+
+#include <gtest/gtest.h>
+
+#include <atomic>
+#include <filesystem>
+#include <thread>
+
+#include "platform/linux/tests/packages/support/platform-test.h"
+
+namespace platform {
+namespace {
+
+using test::PlatformTest;
+
+class PackageDatabase : public PlatformTest {};
+
+ApplicationRecord MakeApplication(const std::string& id, const std::string& executable) {
+  ApplicationRecord application;
+  application.id = id;
+  application.executable = executable;
+  return application;
+}
+
+PackageRecord MakePackage(const std::string& id, const std::string& version = "1.0.0") {
+  PackageRecord package;
+  package.id = id;
+  package.version = version;
+  package.root_path = "/packages/" + id + "/1";
+  package.applications = {MakeApplication(id + ".b", package.root_path + "/bin/b"),
+                          MakeApplication(id + ".a", package.root_path + "/bin/a")};
+  return package;
+}
+
+std::vector<std::string> IdsOf(const std::vector<ApplicationRecord>& applications) {
+  std::vector<std::string> ids;
+  for (const ApplicationRecord& application : applications) ids.push_back(application.id);
+  return ids;
+}
+
+TEST_F(PackageDatabase, FindsNothingAndCreatesNothingWhileNothingIsInstalled) {
+  UseRoot(Folder() + "/other");
+  std::filesystem::remove_all(Root());
+  EXPECT_FALSE(FindPackage("p"));
+  EXPECT_FALSE(FindApplication("p.a"));
+  EXPECT_FALSE(FindApplicationByExecutable("/bin/true"));
+  EXPECT_TRUE(AllPackages().empty());
+  EXPECT_TRUE(FindApplicationsWithMetadata({{"key", std::nullopt}}).empty());
+  EXPECT_FALSE(PackageOfApplicationHasPrivilege("p.a", "privilege"));
+  EXPECT_FALSE(std::filesystem::exists(Root()));
+}
+
+TEST_F(PackageDatabase, GivesBackWhatWasStored) {
+  PackageRecord package = MakePackage("p", "1.2.3");
+  package.preload = true;
+  package.privileges = {"z", "a"};
+  package.applications[0].kind = ApplicationKind::kWatch;
+  package.applications[0].metadata = {{"k2", "v"}, {"k1", ""}, {"k2", "w"}};
+  StorePackage(package);
+
+  const auto found = FindPackage("p");
+  ASSERT_TRUE(found);
+  EXPECT_EQ(found->version, "1.2.3");
+  EXPECT_EQ(found->type, "tpk");
+  EXPECT_EQ(found->root_path, "/packages/p/1");
+  EXPECT_TRUE(found->preload);
+  EXPECT_EQ(found->privileges, (std::vector<std::string>{"z", "a"}));
+  EXPECT_EQ(IdsOf(found->applications), (std::vector<std::string>{"p.b", "p.a"}));
+
+  const auto application = FindApplicationByExecutable("/packages/p/1/bin/b");
+  ASSERT_TRUE(application);
+  EXPECT_EQ(application->id, "p.b");
+  EXPECT_EQ(application->package_id, "p");
+  EXPECT_EQ(application->package_root, "/packages/p/1");
+  EXPECT_EQ(application->kind, ApplicationKind::kWatch);
+  EXPECT_TRUE(application->preload);
+  EXPECT_EQ(application->metadata, package.applications[0].metadata);
+}
+
+TEST_F(PackageDatabase, ReplacesAPackageWholly) {
+  PackageRecord package = MakePackage("p");
+  package.privileges = {"privilege"};
+  package.applications[0].metadata = {{"key", "value"}};
+  StorePackage(package);
+  package.applications.erase(package.applications.begin());
+  package.privileges.clear();
+  package.version = "2.0.0";
+  StorePackage(package);
+
+  EXPECT_EQ(FindPackage("p")->version, "2.0.0");
+  EXPECT_FALSE(FindApplication("p.b"));
+  EXPECT_TRUE(FindApplicationsWithMetadata({{"key", std::nullopt}}).empty());
+  EXPECT_FALSE(PackageOfApplicationHasPrivilege("p.a", "privilege"));
+}
+
+TEST_F(PackageDatabase, RemovesEverythingOfAPackage) {
+  StorePackage(MakePackage("p"));
+  StorePackage(MakePackage("q"));
+  RemovePackage("p");
+  RemovePackage("unknown");
+  EXPECT_FALSE(FindPackage("p"));
+  EXPECT_FALSE(FindApplication("p.a"));
+  EXPECT_TRUE(FindApplication("q.a"));
+}
+
+TEST_F(PackageDatabase, KeepsItsStateWhenAnApplicationBelongsToAnotherPackage) {
+  StorePackage(MakePackage("p"));
+  PackageRecord thief = MakePackage("q");
+  thief.applications[1].id = "p.a";
+  EXPECT_THROW(StorePackage(thief), DatabaseError);
+  EXPECT_FALSE(FindPackage("q"));
+  EXPECT_EQ(FindApplication("p.a")->package_id, "p");
+}
+
+TEST_F(PackageDatabase, FindsApplicationsThatMeetEveryMetadataCondition) {
+  for (const char* id : {"q", "p"}) {
+    PackageRecord package = MakePackage(id);
+    package.applications[0].metadata = {{"kind", "handler"}, {"name", id}};
+    package.applications[1].metadata = {{"kind", "other"}};
+    StorePackage(package);
+  }
+  EXPECT_EQ(IdsOf(FindApplicationsWithMetadata({{"kind", std::nullopt}})),
+            (std::vector<std::string>{"p.b", "p.a", "q.b", "q.a"}));
+  EXPECT_EQ(IdsOf(FindApplicationsWithMetadata({{"kind", "handler"}})),
+            (std::vector<std::string>{"p.b", "q.b"}));
+  EXPECT_EQ(IdsOf(FindApplicationsWithMetadata({{"kind", std::nullopt}, {"name", "q"}})),
+            (std::vector<std::string>{"q.b"}));
+  EXPECT_TRUE(FindApplicationsWithMetadata({{"kind", "handler"}, {"name", "x"}}).empty());
+  EXPECT_EQ(FindApplicationsWithMetadata({}).size(), 4U);
+}
+
+TEST_F(PackageDatabase, KnowsThePrivilegesOfAnApplicationsPackage) {
+  PackageRecord package = MakePackage("p");
+  package.privileges = {"one", "two"};
+  StorePackage(package);
+  EXPECT_TRUE(PackageOfApplicationHasPrivilege("p.a", "two"));
+  EXPECT_FALSE(PackageOfApplicationHasPrivilege("p.a", "three"));
+  EXPECT_FALSE(PackageOfApplicationHasPrivilege("p", "two"));
+}
+
+TEST_F(PackageDatabase, FollowsTheRootWhenItChanges) {
+  StorePackage(MakePackage("p"));
+  const std::string first = Root();
+  UseRoot(Folder() + "/other");
+  EXPECT_FALSE(FindPackage("p"));
+  StorePackage(MakePackage("q"));
+  UseRoot(first);
+  EXPECT_TRUE(FindPackage("p"));
+  EXPECT_FALSE(FindPackage("q"));
+}
+
+TEST_F(PackageDatabase, StartsAnewWhenTheRootWasRemoved) {
+  StorePackage(MakePackage("p"));
+  std::filesystem::remove_all(Root());
+  EXPECT_FALSE(FindPackage("p"));
+  StorePackage(MakePackage("q"));
+  EXPECT_TRUE(FindPackage("q"));
+}
+
+TEST_F(PackageDatabase, NamesTheFileThatIsNoDatabase) {
+  const std::string file = Root() + "/packages.db";
+  test::WriteFile(file, std::string(5000, 'x'));
+  try {
+    FindPackage("p");
+    FAIL() << "no error";
+  } catch (const DatabaseError& error) {
+    EXPECT_NE(std::string(error.what()).find(file), std::string::npos) << error.what();
+  }
+}
+
+TEST_F(PackageDatabase, NamesTheFileThatCannotBeReached) {
+  const std::string file = Folder() + "/file";
+  test::WriteFile(file, "");
+  setenv("QOR_PLATFORM_ROOT", (file + "/root").c_str(), 1);
+  try {
+    AllPackages();
+    FAIL() << "no error";
+  } catch (const DatabaseError& error) {
+    EXPECT_NE(std::string(error.what()).find(file + "/root/packages.db"), std::string::npos);
+  }
+}
+
+TEST_F(PackageDatabase, ServesManyThreads) {
+  StorePackage(MakePackage("p"));
+  std::atomic<int> found{0};
+  std::vector<std::thread> threads;
+  for (int i = 0; i < 4; ++i) {
+    threads.emplace_back([&found, i] {
+      StorePackage(MakePackage("q" + std::to_string(i)));
+      for (int j = 0; j < 50; ++j)
+        if (FindApplication("p.a") && FindPackage("q" + std::to_string(i))) ++found;
+    });
+  }
+  for (std::thread& thread : threads) thread.join();
+  EXPECT_EQ(found, 200);
+  EXPECT_EQ(AllPackages().size(), 5U);
+}
+
+}  // namespace
+}  // namespace platform

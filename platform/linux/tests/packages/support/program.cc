@@ -1,0 +1,38 @@
+// Copyright 2026 The qor-handler-manager authors
+// SPDX-License-Identifier: Apache-2.0
+
+#include "platform/linux/tests/packages/support/program.h"
+
+#include <spawn.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <cerrno>
+
+namespace platform::test {
+
+pid_t Start(const std::string& file, const std::vector<std::string>& arguments) {
+  std::vector<std::string> texts = {file};
+  texts.insert(texts.end(), arguments.begin(), arguments.end());
+  std::vector<char*> pointers;
+  for (std::string& text : texts) pointers.push_back(text.data());
+  pointers.push_back(nullptr);
+  pid_t pid = -1;
+  return posix_spawn(&pid, file.c_str(), nullptr, nullptr, pointers.data(), environ) == 0 ? pid
+                                                                                          : -1;
+}
+
+int Await(pid_t pid) {
+  int status = 0;
+  while (waitpid(pid, &status, 0) < 0)
+    if (errno != EINTR) return -1;
+  return WIFSIGNALED(status) ? -WTERMSIG(status) : WEXITSTATUS(status);
+}
+
+std::string ToolPath() { return TEST_TOOL; }
+
+pid_t StartTool(const std::vector<std::string>& arguments) { return Start(TEST_TOOL, arguments); }
+
+int RunTool(const std::vector<std::string>& arguments) { return Await(StartTool(arguments)); }
+
+}  // namespace platform::test

@@ -1,0 +1,27 @@
+// Copyright 2026 The qor-handler-manager authors
+// SPDX-License-Identifier: Apache-2.0
+
+#ifndef PLATFORM_LINUX_TESTS_PACKAGES_SUPPORT_PROGRAM_H_
+#define PLATFORM_LINUX_TESTS_PACKAGES_SUPPORT_PROGRAM_H_
+
+#include <sys/types.h>
+
+#include <string>
+#include <vector>
+
+namespace platform::test {
+
+// Starts a program with this process's environment. -1 on failure.
+pid_t Start(const std::string& file, const std::vector<std::string>& arguments);
+
+// Waits for its end. The exit status, or minus the signal that ended it.
+int Await(pid_t pid);
+
+// What the test tool understands stands in test-tool.cc.
+pid_t StartTool(const std::vector<std::string>& arguments);
+int RunTool(const std::vector<std::string>& arguments);
+std::string ToolPath();
+
+}  // namespace platform::test
+
+#endif
