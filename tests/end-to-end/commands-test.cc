@@ -151,5 +151,13 @@ TEST_F(Commands, CanBeSentByAnAgentInPlainC) {
   EXPECT_EQ(run.output, "command-1: {\"text\":\"PLAIN C\",\"by\":\"org.example.text.handler\"}\n");
 }
 
+TEST_F(Commands, MayBePendingWhenTheAgentExitsWithoutShuttingDown) {
+  Install("text");
+  const auto run =
+      tools::RunProcess({BuildFolder() + "/tests/end-to-end/careless-agent"}, kPatienceSeconds);
+  EXPECT_EQ(run.exit_status, 0) << run.errors;
+  EXPECT_EQ(run.errors, "");
+}
+
 }  // namespace
 }  // namespace end_to_end
