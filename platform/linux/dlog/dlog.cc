@@ -1,0 +1,72 @@
+// Copyright 2026 The qor-handler-manager authors
+// SPDX-License-Identifier: Apache-2.0
+
+#include <dlog.h>
+#include <tizen.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <cstdio>
+#include <cstdlib>
+
+#include "platform/linux/dlog/filter.h"
+#include "platform/linux/dlog/line.h"
+#include "platform/linux/dlog/output.h"
+
+namespace {
+
+using platform::dlog::Filter;
+
+Filter FilterOfEnvironment() {
+  const char* text = std::getenv("DLOG_FILTER");
+  if (text == nullptr) return Filter();
+  if (const auto filter = Filter::Parse(text)) return *filter;
+  dprintf(STDERR_FILENO, "dlog: DLOG_FILTER \"%s\" is no filter (TAG:PRIORITY ...), using *:W\n",
+          text);
+  return Filter();
+}
+
+struct Log {
+  const Filter filter = FilterOfEnvironment();
+  const int output = platform::dlog::OpenOutput();
+};
+
+// Never destroyed: threads and destructors log until the very end.
+const Log& TheLog() {
+  static const Log& log = *new Log;
+  return log;
+}
+
+int Write(int priority, const char* tag, const char* format, va_list arguments) {
+  const int errno_of_caller = errno;
+  platform::dlog::Line line;
+  int result = DLOG_ERROR_INVALID_PARAMETER;
+  if (line.Format(priority, tag, format, arguments)) {
+    result = platform::dlog::WriteOnce(TheLog().output, line.text(), line.size());
+    if (result < 0) result = DLOG_ERROR_NOT_PERMITTED;
+  }
+  errno = errno_of_caller;
+  return result;
+}
+
+bool AreValid(int priority, const char* tag, const char* format) {
+  return tag != nullptr && format != nullptr && priority >= DLOG_VERBOSE && priority < DLOG_SILENT;
+}
+
+}  // namespace
+
+EXPORT_API int dlog_vprint(log_priority prio, const char* tag, const char* fmt, va_list ap) {
+  if (!AreValid(prio, tag, fmt)) return DLOG_ERROR_INVALID_PARAMETER;
+  if (!TheLog().filter.Passes(prio, tag)) return 0;
+  return Write(prio, tag, fmt, ap);
+}
+
+EXPORT_API int dlog_print(log_priority prio, const char* tag, const char* fmt, ...) {
+  if (!AreValid(prio, tag, fmt)) return DLOG_ERROR_INVALID_PARAMETER;
+  if (!TheLog().filter.Passes(prio, tag)) return 0;
+  va_list arguments;
+  va_start(arguments, fmt);
+  const int result = Write(prio, tag, fmt, arguments);
+  va_end(arguments);
+  return result;
+}

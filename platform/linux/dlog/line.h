@@ -1,0 +1,37 @@
+// Copyright 2026 The qor-handler-manager authors
+// SPDX-License-Identifier: Apache-2.0
+
+#ifndef PLATFORM_LINUX_DLOG_LINE_H_
+#define PLATFORM_LINUX_DLOG_LINE_H_
+
+#include <cstdarg>
+#include <cstddef>
+
+namespace platform::dlog {
+
+// A message longer than this many bytes is cut.
+constexpr size_t kMaxMessage = 4096;
+
+// One line of the log in the threadtime format, with its line end, built without allocation:
+//   12-26 07:06:02.084+0000 11097 11097 D MY_APP  : message
+class Line {
+ public:
+  // False when the format cannot be carried out.
+  bool Format(int priority, const char* tag, const char* format, va_list arguments);
+
+  const char* text() const { return text_; }
+  size_t size() const { return size_; }
+
+ private:
+  void FormatPrefix(int priority, const char* tag);
+
+  // Longer tags are cut, so that the prefix cannot eat the message's place.
+  static constexpr size_t kMaxPrefix = 320;
+
+  char text_[kMaxPrefix + kMaxMessage + 1];
+  size_t size_ = 0;
+};
+
+}  // namespace platform::dlog
+
+#endif

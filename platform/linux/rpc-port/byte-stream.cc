@@ -1,0 +1,79 @@
+// Copyright 2026 The qor-handler-manager authors
+// SPDX-License-Identifier: Apache-2.0
+
+#include "platform/linux/rpc-port/byte-stream.h"
+
+#include <sys/socket.h>
+
+#include <cerrno>
+
+namespace platform::rpc {
+
+ssize_t ByteStream::SendSome(const uint8_t* data, size_t size) {
+  size_t done = 0;
+  while (done < size) {
+    const ssize_t count = send(fd(), data + done, size - done, MSG_NOSIGNAL | MSG_DONTWAIT);
+    if (count >= 0) {
+      done += static_cast<size_t>(count);
+    } else if (errno == EAGAIN) {
+      break;
+    } else if (errno != EINTR) {
+      return -1;
+    }
+  }
+  return static_cast<ssize_t>(done);
+}
+
+ByteStream::SendResult ByteStream::Send(ByteView bytes) {
+  if (is_shut_down_) return SendResult::kBroken;
+  const std::lock_guard<std::mutex> lock(mutex_);
+  const bool was_waiting = !queue_.empty();
+  if (was_waiting) {
+    if (queue_.size() - sent_ > kMaxWaiting) return SendResult::kFull;
+    if (sent_ > kMaxWaiting) {
+      queue_.erase(queue_.begin(), queue_.begin() + static_cast<ptrdiff_t>(sent_));
+      sent_ = 0;
+    }
+    queue_.insert(queue_.end(), bytes.data, bytes.data + bytes.size);
+    return SendResult::kWaiting;
+  }
+  const ssize_t done = SendSome(bytes.data, bytes.size);
+  if (done < 0) return SendResult::kBroken;
+  if (static_cast<size_t>(done) == bytes.size) return SendResult::kSent;
+  queue_.assign(bytes.data + done, bytes.data + bytes.size);
+  return SendResult::kStartsWaiting;
+}
+
+ByteStream::SendResult ByteStream::Flush() {
+  const std::lock_guard<std::mutex> lock(mutex_);
+  const ssize_t done = SendSome(queue_.data() + sent_, queue_.size() - sent_);
+  if (done < 0 || is_shut_down_) return SendResult::kBroken;
+  sent_ += static_cast<size_t>(done);
+  if (sent_ < queue_.size()) return SendResult::kWaiting;
+  std::vector<uint8_t>().swap(queue_);
+  sent_ = 0;
+  return SendResult::kSent;
+}
+
+bool ByteStream::HasWaiting() const {
+  const std::lock_guard<std::mutex> lock(mutex_);
+  return !queue_.empty();
+}
+
+ByteStream::ReceiveResult ByteStream::Receive(uint8_t* data, size_t size, int flags,
+                                              size_t* received) {
+  const ssize_t count = recv(fd(), data, size, flags);
+  if (count > 0) {
+    *received = static_cast<size_t>(count);
+    return ReceiveResult::kBytes;
+  }
+  const bool may_come = count < 0 && (errno == EAGAIN || errno == EINTR);
+  return may_come ? ReceiveResult::kNothing : ReceiveResult::kEnded;
+}
+
+void ByteStream::Shutdown() {
+  is_shut_down_ = true;
+  shutdown(fd(), SHUT_RDWR);
+}
+
+}  // namespace platform::rpc

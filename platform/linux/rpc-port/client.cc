@@ -1,0 +1,102 @@
+// Copyright 2026 The qor-handler-manager authors
+// SPDX-License-Identifier: Apache-2.0
+
+#include "platform/linux/rpc-port/client.h"
+
+#include <cstdint>
+#include <utility>
+
+#include "platform/linux/rpc-port/parcel.h"
+
+namespace platform::rpc {
+namespace {
+
+std::string NewInstance(const std::string& sender) {
+  static uint64_t count = 0;
+  return sender + "#" + std::to_string(++count);
+}
+
+}  // namespace
+
+Client::Client(const std::string& sender, const PeerCredentials& peer, std::shared_ptr<Port> main,
+               const std::weak_ptr<ClientHost>& host)
+    : sender_(sender),
+      instance_(NewInstance(sender)),
+      peer_(peer),
+      token_(NewToken()),
+      host_(host),
+      main_(std::move(main)) {
+  main_->SetPeer(sender_);
+}
+
+void Client::Start() {
+  SendAcceptance(main_.get());
+  main_->Watch(weak_from_this());
+  limit_.Start(kGreetingLimit, [weak = weak_from_this()] {
+    if (const auto self = weak.lock()) self->End();
+  });
+}
+
+void Client::SendAcceptance(Port* port) {
+  const auto frame = EncodeAnswer({true, token_, ""});
+  port->Send({frame.data(), frame.size()});
+}
+
+bool Client::Awaits(const Token& token, const PeerCredentials& peer) const {
+  return !IsJoined() && token == token_ && peer.pid == peer_.pid && peer.uid == peer_.uid;
+}
+
+void Client::Join(std::shared_ptr<Port> callback) {
+  limit_.Stop();
+  callback_ = std::move(callback);
+  callback_->SetPeer(sender_);
+  main_->Open(callback_);
+  callback_->Open(main_);
+  // Before anyone can send on the port: the proxy expects it first.
+  SendAcceptance(callback_.get());
+}
+
+void Client::OnReadable(Port* port) {
+  const auto self = shared_from_this();
+  const auto host = host_.lock();
+  if (host == nullptr) return Drop();
+  if (port->Receive() == Port::Received::kEnd) return End();
+  while (port->Front() == FrameReader::State::kComplete) {
+    if (!ServeFrame(host.get())) return End();
+  }
+  if (!is_ended_ && port->Front() == FrameReader::State::kMalformed) {
+    port->EndAsMalformed("a frame of impossible length");
+    End();
+  }
+}
+
+bool Client::ServeFrame(ClientHost* host) {
+  if (!IsJoined()) {
+    main_->EndAsMalformed("a parcel before it was connected");
+    return false;
+  }
+  if (!Parcel::IsWellFormed(main_->Frame())) {
+    main_->EndAsMalformed("a parcel with a broken header");
+    return false;
+  }
+  const uint64_t popped = main_->popped();
+  if (host->OnFrame(*this) != 0 || is_ended_ || main_->IsShutDown()) return false;
+  // A frame that the callback left alone is not offered again.
+  if (main_->popped() == popped) main_->PopFrame();
+  return true;
+}
+
+void Client::Drop() {
+  is_ended_ = true;
+  limit_.Stop();
+  main_->Close();
+  if (callback_ != nullptr) callback_->Close();
+}
+
+void Client::End() {
+  if (is_ended_) return;
+  Drop();
+  if (const auto host = host_.lock()) host->OnClientEnded(shared_from_this());
+}
+
+}  // namespace platform::rpc

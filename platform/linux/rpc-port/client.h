@@ -1,0 +1,74 @@
+// Copyright 2026 The qor-handler-manager authors
+// SPDX-License-Identifier: Apache-2.0
+
+#ifndef PLATFORM_LINUX_RPC_PORT_CLIENT_H_
+#define PLATFORM_LINUX_RPC_PORT_CLIENT_H_
+
+#include <memory>
+#include <string>
+
+#include "platform/linux/common/unix-socket.h"
+#include "platform/linux/rpc-port/greeting.h"
+#include "platform/linux/rpc-port/loop-timer.h"
+#include "platform/linux/rpc-port/port.h"
+
+namespace platform::rpc {
+
+class Client;
+
+class ClientHost {
+ public:
+  // A frame is at the front of the main port. Anything but 0 ends the connection.
+  virtual int OnFrame(const Client& client) = 0;
+  // The connection ended by itself: never called for one that was dropped.
+  virtual void OnClientEnded(const std::shared_ptr<Client>& client) = 0;
+
+ protected:
+  ~ClientHost() = default;
+};
+
+// One proxy as its stub sees it: a main port that was admitted and, from when it has joined, the
+// callback port.
+class Client final : public PortObserver, public std::enable_shared_from_this<Client> {
+ public:
+  Client(const std::string& sender, const PeerCredentials& peer, std::shared_ptr<Port> main,
+         const std::weak_ptr<ClientHost>& host);
+
+  // Tells the proxy that it is admitted; it has a limited time to join.
+  void Start();
+  // Whether a second connection of that process is this one's callback port.
+  bool Awaits(const Token& token, const PeerCredentials& peer) const;
+  void Join(std::shared_ptr<Port> callback);
+  bool IsJoined() const { return callback_ != nullptr; }
+
+  const std::string& sender() const { return sender_; }
+  // Unlike that of any other connection of this process's stubs.
+  const std::string& instance() const { return instance_; }
+  const Port& main() const { return *main_; }
+  // Null before it has joined.
+  const Port* callback() const { return callback_.get(); }
+
+  // Ends the connection without a word to the host.
+  void Drop();
+
+ private:
+  void OnReadable(Port* port) override;
+  // False when the connection is over.
+  bool ServeFrame(ClientHost* host);
+  void End();
+  void SendAcceptance(Port* port);
+
+  const std::string sender_;
+  const std::string instance_;
+  const PeerCredentials peer_;
+  const Token token_;
+  const std::weak_ptr<ClientHost> host_;
+  const std::shared_ptr<Port> main_;
+  std::shared_ptr<Port> callback_;
+  LoopTimer limit_;
+  bool is_ended_ = false;
+};
+
+}  // namespace platform::rpc
+
+#endif

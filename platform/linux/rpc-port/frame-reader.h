@@ -1,0 +1,65 @@
+// Copyright 2026 The qor-handler-manager authors
+// SPDX-License-Identifier: Apache-2.0
+
+#ifndef PLATFORM_LINUX_RPC_PORT_FRAME_READER_H_
+#define PLATFORM_LINUX_RPC_PORT_FRAME_READER_H_
+
+#include <cstddef>
+#include <cstdint>
+#include <memory>
+
+#include "platform/linux/rpc-port/bytes.h"
+
+namespace platform::rpc {
+
+// A frame is its length (32 bits, the machine's byte order, never 0) and that many bytes.
+constexpr size_t kFrameLengthSize = sizeof(uint32_t);
+constexpr size_t kMaxFrame = 16 * 1024 * 1024;
+
+// Cuts a stream of bytes into frames. Knows nothing of sockets: bytes are put into Room() and
+// reported with Added().
+class FrameReader {
+ public:
+  enum class State { kIncomplete, kComplete, kMalformed };
+
+  // Frames longer than `max_frame` are malformed; nothing is allocated for them.
+  explicit FrameReader(size_t max_frame) : max_frame_(max_frame) {}
+  void SetMaxFrame(size_t max_frame) { max_frame_ = max_frame; }
+
+  struct Space {
+    uint8_t* data;
+    size_t size;
+  };
+  // Where the next bytes go: at least as many as Missing(). Ends the life of frames handed out.
+  Space Room();
+  void Added(size_t count) { end_ += count; }
+
+  // What the front of the stream is.
+  State Front() const;
+  // The complete frame at the front, without its length. Valid until Room() is called.
+  ByteView Frame() const;
+  void Pop();
+
+  // How many bytes the length, or then the frame, at the front lacks. Front() must be incomplete.
+  size_t Missing() const;
+  bool IsEmpty() const { return begin_ == end_; }
+  // Frames popped so far.
+  uint64_t popped() const { return popped_; }
+
+ private:
+  size_t Available() const { return end_ - begin_; }
+  size_t Length() const;
+  // Length and bytes of the frame at the front, as far as known.
+  size_t Needed() const;
+
+  size_t max_frame_;
+  std::unique_ptr<uint8_t[]> buffer_;
+  size_t capacity_ = 0;
+  size_t begin_ = 0;
+  size_t end_ = 0;
+  uint64_t popped_ = 0;
+};
+
+}  // namespace platform::rpc
+
+#endif

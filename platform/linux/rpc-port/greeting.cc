@@ -1,0 +1,86 @@
+// Copyright 2026 The qor-handler-manager authors
+// SPDX-License-Identifier: Apache-2.0
+
+#include "platform/linux/rpc-port/greeting.h"
+
+#include <sys/random.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <cstring>
+#include <system_error>
+
+#include "platform/linux/rpc-port/frame-reader.h"
+
+namespace platform::rpc {
+namespace {
+
+// Every greeting begins with these bytes and its kind, then the token. The last byte of the mark
+// changes with the protocol.
+constexpr std::array<uint8_t, 4> kMark = {'R', 'P', 'C', 1};
+constexpr size_t kHeadSize = kMark.size() + 1 + sizeof(Token);
+constexpr size_t kMaxCause = kMaxGreeting - kHeadSize;
+
+enum class Kind : uint8_t { kMainHello = 1, kCallbackHello, kAccept, kReject };
+
+std::vector<uint8_t> Encode(Kind kind, const Token& token, const std::string& text) {
+  const auto length = static_cast<uint32_t>(kHeadSize + text.size());
+  std::vector<uint8_t> frame(kFrameLengthSize);
+  std::memcpy(frame.data(), &length, sizeof(length));
+  frame.insert(frame.end(), kMark.begin(), kMark.end());
+  frame.push_back(static_cast<uint8_t>(kind));
+  frame.insert(frame.end(), token.begin(), token.end());
+  frame.insert(frame.end(), text.begin(), text.end());
+  return frame;
+}
+
+bool HasHead(ByteView frame) {
+  return frame.size >= kHeadSize && std::equal(kMark.begin(), kMark.end(), frame.data);
+}
+
+Kind KindOf(ByteView frame) { return static_cast<Kind>(frame.data[kMark.size()]); }
+
+Token TokenOf(ByteView frame) {
+  Token token;
+  std::memcpy(token.data(), frame.data + kMark.size() + 1, token.size());
+  return token;
+}
+
+std::string TextOf(ByteView frame) {
+  return std::string(frame.data + kHeadSize, frame.data + frame.size);
+}
+
+}  // namespace
+
+Token NewToken() {
+  Token token;
+  if (getrandom(token.data(), token.size(), 0) != static_cast<ssize_t>(token.size())) {
+    throw std::system_error(errno, std::generic_category(), "No random token");
+  }
+  return token;
+}
+
+std::vector<uint8_t> EncodeHello(const Hello& hello) {
+  return Encode(hello.is_callback ? Kind::kCallbackHello : Kind::kMainHello, hello.token, "");
+}
+
+std::vector<uint8_t> EncodeAnswer(const Answer& answer) {
+  return Encode(answer.is_accepted ? Kind::kAccept : Kind::kReject, answer.token,
+                answer.cause.substr(0, kMaxCause));
+}
+
+std::optional<Hello> DecodeHello(ByteView frame) {
+  if (!HasHead(frame) || frame.size != kHeadSize) return std::nullopt;
+  const Kind kind = KindOf(frame);
+  if (kind != Kind::kMainHello && kind != Kind::kCallbackHello) return std::nullopt;
+  return Hello{kind == Kind::kCallbackHello, TokenOf(frame)};
+}
+
+std::optional<Answer> DecodeAnswer(ByteView frame) {
+  if (!HasHead(frame)) return std::nullopt;
+  const Kind kind = KindOf(frame);
+  if (kind != Kind::kAccept && kind != Kind::kReject) return std::nullopt;
+  return Answer{kind == Kind::kAccept, TokenOf(frame), TextOf(frame)};
+}
+
+}  // namespace platform::rpc

@@ -1,0 +1,53 @@
+// Copyright 2026 The qor-handler-manager authors
+// SPDX-License-Identifier: Apache-2.0
+
+#ifndef PLATFORM_LINUX_RPC_PORT_GREETING_H_
+#define PLATFORM_LINUX_RPC_PORT_GREETING_H_
+
+#include <array>
+#include <cstdint>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "platform/linux/rpc-port/bytes.h"
+
+namespace platform::rpc {
+
+// The first frame of each direction of a connection. A proxy says hello on its main connection; the
+// stub accepts it with a token. The proxy then says hello with that token on a second connection,
+// which becomes the callback port of the first.
+
+// Greetings are short; longer frames are refused before anything is allocated for them.
+constexpr size_t kMaxGreeting = 512;
+
+// How long each side waits for the other's part, in seconds.
+constexpr double kGreetingLimit = 10.0;
+
+using Token = std::array<uint8_t, 16>;
+
+// One that nobody can guess. Throws std::system_error when the kernel has no randomness.
+Token NewToken();
+
+struct Hello {
+  bool is_callback = false;
+  Token token{};  // of the main connection; zero for a main connection itself
+};
+
+struct Answer {
+  bool is_accepted = false;
+  Token token{};      // for the callback connection's hello
+  std::string cause;  // why not
+};
+
+// Whole frames, with their length in front.
+std::vector<uint8_t> EncodeHello(const Hello& hello);
+std::vector<uint8_t> EncodeAnswer(const Answer& answer);
+
+// From a frame without its length; empty when it is malformed.
+std::optional<Hello> DecodeHello(ByteView frame);
+std::optional<Answer> DecodeAnswer(ByteView frame);
+
+}  // namespace platform::rpc
+
+#endif

@@ -1,0 +1,50 @@
+// Copyright 2026 The qor-handler-manager authors
+// SPDX-License-Identifier: Apache-2.0
+
+#include "platform/linux/rpc-port/listener.h"
+
+#include <dlog.h>
+#include <sys/socket.h>
+
+#include <cerrno>
+#include <cstring>
+#include <utility>
+
+#include "platform/linux/rpc-port/log.h"
+
+namespace platform::rpc {
+namespace {
+
+constexpr double kPauseSeconds = 1.0;
+
+// Errors of the one connection that was to be accepted, not of the listening socket.
+bool IsPassing(int error) { return error == EAGAIN || error == EINTR || error == ECONNABORTED; }
+
+}  // namespace
+
+Listener::Listener(const std::string& owner, const std::string& port_name, AcceptObserver* observer)
+    : port_name_(port_name),
+      observer_(observer),
+      socket_(owner, port_name),
+      watch_(socket_.fd(), this) {
+  watch_.WatchReading(true);
+}
+
+void Listener::OnReady(bool, bool) {
+  UniqueFd fd(accept4(socket_.fd(), nullptr, nullptr, SOCK_CLOEXEC | SOCK_NONBLOCK));
+  if (fd) {
+    observer_->OnAccepted(std::move(fd));
+  } else if (!IsPassing(errno)) {
+    Pause(errno);
+  }
+}
+
+// The connection that cannot be accepted keeps the socket readable: going on would spin.
+void Listener::Pause(int cause) {
+  dlog_print(DLOG_ERROR, kLogTag, "Port \"%s\" accepts nobody for a second: %s", port_name_.c_str(),
+             strerrordesc_np(cause));
+  watch_.WatchReading(false);
+  pause_.Start(kPauseSeconds, [this] { watch_.WatchReading(true); });
+}
+
+}  // namespace platform::rpc

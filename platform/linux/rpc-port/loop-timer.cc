@@ -1,0 +1,34 @@
+// Copyright 2026 The qor-handler-manager authors
+// SPDX-License-Identifier: Apache-2.0
+
+#include "platform/linux/rpc-port/loop-timer.h"
+
+#include <utility>
+
+#include "platform/linux/rpc-port/guard.h"
+
+namespace platform::rpc {
+
+void LoopTimer::Start(double seconds, std::function<void()> action) {
+  Stop();
+  action_ = std::move(action);
+  timer_ = ecore_timer_add(seconds, &Fired, this);
+}
+
+void LoopTimer::Stop() {
+  if (timer_ != nullptr) ecore_timer_del(timer_);
+  timer_ = nullptr;
+}
+
+Eina_Bool LoopTimer::Fired(void* data) {
+  auto* self = static_cast<LoopTimer*>(data);
+  self->timer_ = nullptr;
+  const std::function<void()> action = std::move(self->action_);
+  Guarded([&] {
+    action();
+    return RPC_PORT_ERROR_NONE;
+  });
+  return ECORE_CALLBACK_CANCEL;
+}
+
+}  // namespace platform::rpc

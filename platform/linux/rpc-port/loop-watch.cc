@@ -1,0 +1,45 @@
+// Copyright 2026 The qor-handler-manager authors
+// SPDX-License-Identifier: Apache-2.0
+
+#include "platform/linux/rpc-port/loop-watch.h"
+
+#include <stdexcept>
+
+#include "platform/linux/rpc-port/guard.h"
+
+namespace platform::rpc {
+
+void LoopWatch::Update(bool reading, bool writing) {
+  const int flags = (reading ? ECORE_FD_READ : 0) | (writing ? ECORE_FD_WRITE : 0);
+  if (flags == flags_) return;
+  if (flags == 0) {
+    Remove();
+    return;
+  }
+  const auto ecore_flags = static_cast<Ecore_Fd_Handler_Flags>(flags);
+  if (handler_ != nullptr) {
+    ecore_main_fd_handler_active_set(handler_, ecore_flags);
+  } else {
+    handler_ = ecore_main_fd_handler_add(fd_, ecore_flags, &Ready, this, nullptr, nullptr);
+    if (handler_ == nullptr) throw std::runtime_error("The main loop takes no more descriptors");
+  }
+  flags_ = flags;
+}
+
+void LoopWatch::Remove() {
+  if (handler_ != nullptr) ecore_main_fd_handler_del(handler_);
+  handler_ = nullptr;
+  flags_ = 0;
+}
+
+Eina_Bool LoopWatch::Ready(void* data, Ecore_Fd_Handler* handler) {
+  const bool readable = ecore_main_fd_handler_active_get(handler, ECORE_FD_READ) != EINA_FALSE;
+  const bool writable = ecore_main_fd_handler_active_get(handler, ECORE_FD_WRITE) != EINA_FALSE;
+  Guarded([&] {
+    static_cast<LoopWatch*>(data)->target_->OnReady(readable, writable);
+    return RPC_PORT_ERROR_NONE;
+  });
+  return ECORE_CALLBACK_RENEW;
+}
+
+}  // namespace platform::rpc

@@ -1,0 +1,47 @@
+// Copyright 2026 The qor-handler-manager authors
+// SPDX-License-Identifier: Apache-2.0
+
+#include "platform/linux/rpc-port/owned-socket.h"
+
+#include <fcntl.h>
+#include <sys/file.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <system_error>
+
+#include "platform/linux/common/root-folder.h"
+
+namespace platform::rpc {
+namespace {
+
+[[noreturn]] void Throw(const std::string& text) {
+  throw std::system_error(errno, std::generic_category(), text);
+}
+
+UniqueFd Lock(const std::string& folder, const std::string& owner, const std::string& port_name) {
+  // No port's name begins with a dot.
+  const std::string file = folder + "/." + port_name + ".lock";
+  UniqueFd lock(open(file.c_str(), O_RDWR | O_CREAT | O_CLOEXEC, 0600));
+  if (!lock) Throw("Cannot open \"" + file + "\"");
+  if (flock(lock.Get(), LOCK_EX | LOCK_NB) == 0) return lock;
+  if (errno != EWOULDBLOCK) Throw("Cannot lock \"" + file + "\"");
+  errno = EADDRINUSE;
+  Throw("Port \"" + port_name + "\" of " + owner + " has an owner already");
+}
+
+}  // namespace
+
+OwnedSocket::OwnedSocket(const std::string& owner, const std::string& port_name)
+    : folder_(FolderBelowRoot(std::string(kPortsFolder) + "/" + owner)),
+      port_name_(port_name),
+      lock_(Lock(folder_, owner, port_name)) {
+  const std::string file = folder_ + "/" + port_name_;
+  if (unlink(file.c_str()) != 0 && errno != ENOENT) Throw("Cannot replace \"" + file + "\"");
+  socket_ = ListenAt(folder_, port_name_);
+  if (!socket_) Throw("Cannot listen at \"" + file + "\"");
+}
+
+OwnedSocket::~OwnedSocket() { unlink((folder_ + "/" + port_name_).c_str()); }
+
+}  // namespace platform::rpc

@@ -1,0 +1,77 @@
+// Copyright 2026 The qor-handler-manager authors
+// SPDX-License-Identifier: Apache-2.0
+
+#ifndef PLATFORM_LINUX_RPC_PORT_PARCEL_H_
+#define PLATFORM_LINUX_RPC_PORT_PARCEL_H_
+
+#include <cstddef>
+#include <cstdint>
+#include <ctime>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "platform/linux/rpc-port/bytes.h"
+
+namespace platform::rpc {
+
+struct ParcelHeader {
+  std::string tag;
+  int32_t sequence = 0;
+  timespec created{};  // monotonic
+};
+
+// A header and a row of bytes that is written at its end and read from its beginning. As bytes, in
+// the machine's byte order: sequence number (32 bits), seconds (64), nanoseconds (32), length of
+// the tag (32), tag, values. Not safe for concurrent use.
+class Parcel {
+ public:
+  static constexpr size_t kMaxTag = 255;
+  // So much that the longest parcel is still a frame that the other side takes.
+  static constexpr size_t kMaxValues = 16 * 1024 * 1024 - 1024;
+
+  // An empty one, created now.
+  Parcel();
+
+  // From the bytes of one; null when they are malformed.
+  static std::unique_ptr<Parcel> FromBytes(ByteView bytes);
+  static bool IsWellFormed(ByteView bytes);
+
+  ParcelHeader& header() { return header_; }
+
+  // False, and nothing is written, when the parcel would become too long.
+  bool Write(const void* data, size_t size);
+
+  // The same with the size (32 bits) in front.
+  bool WriteSized(const void* data, size_t size);
+
+  // False, and nothing is read, when there are fewer bytes.
+  bool Read(void* data, size_t size);
+  // Finds what WriteSized wrote, without stepping over it yet. Valid until the parcel changes.
+  bool PeekSized(ByteView* bytes) const;
+  void SkipSized(ByteView bytes) { read_ += sizeof(uint32_t) + bytes.size; }
+
+  // The whole parcel as bytes, and as a frame. Valid until the parcel changes.
+  ByteView Bytes();
+  ByteView Frame();
+
+ private:
+  struct Uninitialised {};
+  explicit Parcel(Uninitialised) {}
+
+  // Puts frame length and header right in front of the values; returns where they begin.
+  uint8_t* PutHead();
+
+  // In front of the values there is room for the frame's length and the header, so that a parcel is
+  // sent from where it was written. Grows for an unusually long tag.
+  static constexpr size_t kUsualHead = 64;
+
+  ParcelHeader header_;
+  size_t values_ = kUsualHead;  // where the values begin
+  size_t read_ = kUsualHead;
+  std::vector<uint8_t> buffer_;
+};
+
+}  // namespace platform::rpc
+
+#endif

@@ -1,0 +1,180 @@
+// Copyright 2026 The qor-handler-manager authors
+// SPDX-License-Identifier: Apache-2.0
+
+#include "platform/linux/rpc-port/port.h"
+
+#include <dlog.h>
+#include <fcntl.h>
+#include <poll.h>
+#include <sys/socket.h>
+#include <sys/time.h>
+
+#include <algorithm>
+#include <utility>
+
+#include "platform/linux/rpc-port/greeting.h"
+#include "platform/linux/rpc-port/guard.h"
+#include "platform/linux/rpc-port/handle-table.h"
+#include "platform/linux/rpc-port/log.h"
+
+namespace platform::rpc {
+
+using Clock = std::chrono::steady_clock;
+
+Port::Port(UniqueFd fd)
+    : stream_(std::move(fd)), reader_(kMaxGreeting), watch_(stream_.fd(), this) {}
+
+void Port::Open(const std::shared_ptr<Port>& partner) {
+  partner_ = partner;
+  reader_.SetMaxFrame(kMaxFrame);
+  handle_ = HandleTable<Port>::Get().Add(shared_from_this());
+}
+
+void Port::WaitInKernel() {
+  const timeval limit = {kReplyLimit.count(), 0};
+  const int flags = fcntl(stream_.fd(), F_GETFL);
+  waits_in_kernel_ =
+      setsockopt(stream_.fd(), SOL_SOCKET, SO_RCVTIMEO, &limit, sizeof(limit)) == 0 &&
+      fcntl(stream_.fd(), F_SETFL, flags & ~O_NONBLOCK) == 0;
+}
+
+void Port::Watch(const std::weak_ptr<PortObserver>& observer) {
+  observer_ = observer;
+  watch_.WatchReading(true);
+}
+
+void Port::StopWatching() {
+  observer_.reset();
+  watch_.WatchReading(false);
+}
+
+void Port::Close() {
+  is_closed_ = true;
+  watch_.Remove();
+  observer_.reset();
+  stream_.Shutdown();
+  RemoveHandle();
+}
+
+void Port::RemoveHandle() { HandleTable<Port>::Get().Remove(handle_); }
+
+bool Port::Send(ByteView frame) {
+  switch (stream_.Send(frame)) {
+    case ByteStream::SendResult::kSent:
+    case ByteStream::SendResult::kWaiting:
+      return true;
+    case ByteStream::SendResult::kStartsWaiting:
+      AskToFlush();
+      return true;
+    case ByteStream::SendResult::kFull:
+      dlog_print(DLOG_ERROR, kLogTag, "%s takes nothing any more, connection ended", peer_.c_str());
+      break;
+    case ByteStream::SendResult::kBroken:
+      break;
+  }
+  Shutdown();
+  return false;
+}
+
+// Runs at once on the main loop's thread, else as soon as the loop gets to it.
+void Port::AskToFlush() {
+  auto* port = new std::weak_ptr<Port>(weak_from_this());
+  const auto watch_writing = [](void* data) {
+    const std::unique_ptr<std::weak_ptr<Port>> weak(static_cast<std::weak_ptr<Port>*>(data));
+    Guarded([&] {
+      const auto self = weak->lock();
+      if (self != nullptr && !self->is_closed_) self->watch_.WatchWriting(true);
+      return RPC_PORT_ERROR_NONE;
+    });
+  };
+  ecore_main_loop_thread_safe_call_async(watch_writing, port);
+}
+
+void Port::Flush() {
+  const auto result = stream_.Flush();
+  if (result == ByteStream::SendResult::kWaiting) return;
+  watch_.WatchWriting(false);
+  if (result == ByteStream::SendResult::kBroken) Shutdown();
+}
+
+void Port::OnReady(bool readable, bool writable) {
+  const auto self = shared_from_this();
+  if (writable) Flush();
+  const auto observer = observer_.lock();
+  if (readable && observer != nullptr) observer->OnReadable(this);
+}
+
+void Port::Shutdown() {
+  stream_.Shutdown();
+  if (const auto partner = partner_.lock()) partner->stream_.Shutdown();
+}
+
+void Port::Disconnect() {
+  Shutdown();
+  RemoveHandle();
+  if (const auto partner = partner_.lock()) partner->RemoveHandle();
+}
+
+void Port::EndAsMalformed(const char* cause) {
+  dlog_print(DLOG_ERROR, kLogTag, "%s sent %s, connection ended", peer_.c_str(), cause);
+  Shutdown();
+}
+
+Port::Received Port::Receive() { return ReceiveSome(SIZE_MAX, MSG_DONTWAIT); }
+
+Port::Received Port::ReceiveSome(size_t limit, int flags) {
+  if (IsShutDown()) return Received::kEnd;
+  const FrameReader::Space room = reader_.Room();
+  size_t count = 0;
+  switch (stream_.Receive(room.data, std::min(room.size, limit), flags, &count)) {
+    case ByteStream::ReceiveResult::kBytes:
+      reader_.Added(count);
+      return Received::kSomething;
+    case ByteStream::ReceiveResult::kNothing:
+      return Received::kNothing;
+    case ByteStream::ReceiveResult::kEnded:
+      break;
+  }
+  return Received::kEnd;
+}
+
+bool Port::WaitForFrame(ByteView* frame) {
+  if (Front() == FrameReader::State::kIncomplete) {
+    const auto deadline = Clock::now() + kReplyLimit;
+    // The usual case of a reply: it comes whole, and the first call gets it.
+    const bool may_block = waits_in_kernel_ && !stream_.HasWaiting();
+    bool goes_on = !may_block || ReceiveSome(SIZE_MAX, 0) != Received::kEnd;
+    while (goes_on && Front() == FrameReader::State::kIncomplete) goes_on = WaitStep(deadline);
+  }
+  switch (Front()) {
+    case FrameReader::State::kComplete:
+      *frame = Frame();
+      return true;
+    case FrameReader::State::kMalformed:
+      EndAsMalformed("a frame of impossible length");
+      return false;
+    case FrameReader::State::kIncomplete:
+      break;
+  }
+  return false;
+}
+
+bool Port::WaitStep(Clock::time_point deadline) {
+  const auto left = std::chrono::ceil<std::chrono::milliseconds>(deadline - Clock::now());
+  if (left.count() <= 0) {
+    dlog_print(DLOG_ERROR, kLogTag, "Nothing came from %s within %d s", peer_.c_str(),
+               static_cast<int>(kReplyLimit.count()));
+    return false;
+  }
+  const short sending = stream_.HasWaiting() ? POLLOUT : 0;
+  pollfd ready = {stream_.fd(), static_cast<short>(POLLIN | sending), 0};
+  if (poll(&ready, 1, static_cast<int>(left.count())) <= 0) return true;
+  if ((ready.revents & POLLOUT) != 0 && stream_.Flush() == ByteStream::SendResult::kBroken) {
+    return false;
+  }
+  if ((ready.revents & (POLLIN | POLLHUP | POLLERR)) == 0) return true;
+  const size_t limit = watch_.IsReading() ? reader_.Missing() : SIZE_MAX;
+  return ReceiveSome(limit, MSG_DONTWAIT) != Received::kEnd;
+}
+
+}  // namespace platform::rpc

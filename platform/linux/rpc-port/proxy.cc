@@ -1,0 +1,189 @@
+// Copyright 2026 The qor-handler-manager authors
+// SPDX-License-Identifier: Apache-2.0
+
+#include "platform/linux/rpc-port/proxy.h"
+
+#include <dlog.h>
+
+#include <cerrno>
+#include <cstring>
+#include <optional>
+#include <utility>
+
+#include "platform/linux/common/process-identity.h"
+#include "platform/linux/common/root-folder.h"
+#include "platform/linux/common/unix-socket.h"
+#include "platform/linux/rpc-port/log.h"
+#include "platform/linux/rpc-port/owned-socket.h"
+#include "platform/linux/rpc-port/parcel.h"
+
+namespace platform::rpc {
+namespace {
+
+constexpr const char* kNeededPrivileges[] = {"http://tizen.org/privilege/appmanager.launch",
+                                             "http://tizen.org/privilege/datasharing"};
+
+// Applications need the privileges; any other process may try its luck with the stub.
+bool MayConnect() {
+  const ProcessIdentity self = IdentifyThisProcess();
+  if (!self.is_installed_application) return true;
+  for (const char* privilege : kNeededPrivileges) {
+    if (HoldsPrivilege(self.app_id, privilege)) continue;
+    dlog_print(DLOG_ERROR, kLogTag, "%s may not connect to ports without the privilege %s",
+               self.app_id.c_str(), privilege);
+    return false;
+  }
+  return true;
+}
+
+}  // namespace
+
+int Proxy::Connect(const std::string& app_id, const std::string& port_name) {
+  const int result = Begin(app_id, port_name);
+  if (result != RPC_PORT_ERROR_NONE) return result;
+  main_->Watch(weak_from_this());
+  limit_.Start(kGreetingLimit, [weak = weak_from_this()] {
+    const auto self = weak.lock();
+    if (self == nullptr) return;
+    dlog_print(DLOG_ERROR, kLogTag, "Port \"%s\" of %s does not answer",
+               self->target_->port_name.c_str(), self->target_->app_id.c_str());
+    self->End();
+  });
+  return RPC_PORT_ERROR_NONE;
+}
+
+int Proxy::ConnectSync(const std::string& app_id, const std::string& port_name) {
+  const int result = Begin(app_id, port_name);
+  if (result != RPC_PORT_ERROR_NONE) return result;
+  while (state_ != State::kConnected) {
+    ByteView answer;
+    if (Awaited()->WaitForFrame(&answer) && ServeAnswer()) continue;
+    End();
+    return RPC_PORT_ERROR_IO_ERROR;
+  }
+  FinishConnecting();
+  return RPC_PORT_ERROR_NONE;
+}
+
+int Proxy::Begin(const std::string& app_id, const std::string& port_name) {
+  if (state_ != State::kIdle) return RPC_PORT_ERROR_INVALID_PARAMETER;
+  if (!MayConnect()) return RPC_PORT_ERROR_PERMISSION_DENIED;
+  target_ = std::make_shared<const Target>(Target{app_id, port_name});
+  main_ = SayHello(Hello{});
+  if (main_ == nullptr) return RPC_PORT_ERROR_IO_ERROR;
+  state_ = State::kAwaitsMainAnswer;
+  return RPC_PORT_ERROR_NONE;
+}
+
+std::shared_ptr<Port> Proxy::SayHello(const Hello& hello) {
+  const std::string folder = RootPath() + "/" + kPortsFolder + "/" + target_->app_id;
+  UniqueFd fd = ConnectTo(folder, target_->port_name);
+  if (!fd) {
+    dlog_print(DLOG_ERROR, kLogTag, "Cannot connect to port \"%s\" of %s: %s",
+               target_->port_name.c_str(), target_->app_id.c_str(), strerrordesc_np(errno));
+    return nullptr;
+  }
+  const auto port = std::make_shared<Port>(std::move(fd));
+  port->SetPeer(target_->app_id);
+  const auto frame = EncodeHello(hello);
+  port->Send({frame.data(), frame.size()});
+  return port;
+}
+
+Port* Proxy::Awaited() const {
+  if (state_ == State::kIdle) return nullptr;
+  return state_ == State::kAwaitsMainAnswer ? main_.get() : callback_.get();
+}
+
+void Proxy::OnReadable(Port* port) {
+  if (port != Awaited()) return;
+  if (port->Receive() == Port::Received::kEnd) return End();
+  while (port == Awaited() && port->Front() == FrameReader::State::kComplete) {
+    const bool was_connected = state_ == State::kConnected;
+    if (was_connected ? !ServeFrame() : !ServeAnswer()) return End();
+    if (!was_connected && state_ == State::kConnected) FinishConnecting();
+  }
+  if (port == Awaited() && port->Front() == FrameReader::State::kMalformed) {
+    port->EndAsMalformed("a frame of impossible length");
+    End();
+  }
+}
+
+bool Proxy::ServeAnswer() {
+  Port* port = Awaited();
+  const std::optional<Answer> answer = DecodeAnswer(port->Frame());
+  port->PopFrame();
+  if (!answer) {
+    port->EndAsMalformed("no answer to a greeting");
+    return false;
+  }
+  if (!answer->is_accepted) {
+    dlog_print(DLOG_WARN, kLogTag, "Port \"%s\" of %s refuses this process: %s",
+               target_->port_name.c_str(), target_->app_id.c_str(), answer->cause.c_str());
+    return false;
+  }
+  if (state_ == State::kAwaitsMainAnswer) return OpenCallback(answer->token);
+  state_ = State::kConnected;
+  return true;
+}
+
+bool Proxy::OpenCallback(const Token& token) {
+  main_->StopWatching();
+  callback_ = SayHello(Hello{true, token});
+  if (callback_ == nullptr) return false;
+  callback_->Watch(weak_from_this());
+  state_ = State::kAwaitsCallbackAnswer;
+  return true;
+}
+
+void Proxy::FinishConnecting() {
+  limit_.Stop();
+  main_->Open(callback_);
+  callback_->Open(main_);
+  main_->WaitInKernel();
+  const auto target = target_;
+  connected.Call(target->app_id.c_str(), target->port_name.c_str(), main_->handle());
+}
+
+bool Proxy::ServeFrame() {
+  Port* port = Awaited();
+  if (!Parcel::IsWellFormed(port->Frame())) {
+    port->EndAsMalformed("a parcel with a broken header");
+    return false;
+  }
+  const auto target = target_;
+  const uint64_t popped = port->popped();
+  received.Call(target->app_id.c_str(), target->port_name.c_str());
+  if (port != Awaited()) return true;
+  if (port->IsShutDown()) return false;
+  // A frame that the callback left alone is not offered again.
+  if (port->popped() == popped) port->PopFrame();
+  return true;
+}
+
+void Proxy::Reset() {
+  state_ = State::kIdle;
+  limit_.Stop();
+  for (auto* port : {&main_, &callback_}) {
+    if (*port != nullptr) (*port)->Close();
+    port->reset();
+  }
+}
+
+void Proxy::Destroy() {
+  Reset();
+  connected.Clear();
+  disconnected.Clear();
+  rejected.Clear();
+  received.Clear();
+}
+
+void Proxy::End() {
+  const bool was_connected = state_ == State::kConnected;
+  const auto target = target_;
+  Reset();
+  const auto& events = was_connected ? disconnected : rejected;
+  events.Call(target->app_id.c_str(), target->port_name.c_str());
+}
+
+}  // namespace platform::rpc

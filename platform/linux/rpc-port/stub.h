@@ -1,0 +1,67 @@
+// Copyright 2026 The qor-handler-manager authors
+// SPDX-License-Identifier: Apache-2.0
+
+#ifndef PLATFORM_LINUX_RPC_PORT_STUB_H_
+#define PLATFORM_LINUX_RPC_PORT_STUB_H_
+
+#include <rpc-port.h>
+
+#include <map>
+#include <memory>
+#include <set>
+#include <string>
+#include <vector>
+
+#include "platform/linux/rpc-port/callback-list.h"
+#include "platform/linux/rpc-port/client.h"
+#include "platform/linux/rpc-port/ecore-start.h"
+#include "platform/linux/rpc-port/guest.h"
+#include "platform/linux/rpc-port/listener.h"
+
+namespace platform::rpc {
+
+// The serving side of one port: takes guests in, turns them into clients and tells of what these
+// do. For the main loop's thread. Every function may be called from inside every callback.
+class Stub final : public GuestHost,
+                   public ClientHost,
+                   public AcceptObserver,
+                   public std::enable_shared_from_this<Stub> {
+ public:
+  explicit Stub(const std::string& port_name) : port_name_(port_name) {}
+
+  void AddPrivilege(const std::string& privilege) { privileges_.push_back(privilege); }
+  // Throws std::system_error when the port cannot be had.
+  void Listen();
+  // Ends everything without an event.
+  void Destroy();
+
+  // Null unless that connection is complete and not about to end.
+  const Client* FindClient(const std::string& instance) const;
+
+  CallbackList<rpc_port_stub_connected_event_cb> connected;
+  CallbackList<rpc_port_stub_disconnected_event_cb> disconnected;
+  CallbackList<rpc_port_stub_received_event_cb> received;
+
+ private:
+  void OnAccepted(UniqueFd fd) override;
+  void OnHello(const std::shared_ptr<Guest>& guest, const Hello& hello) override;
+  void OnGuestGone(const std::shared_ptr<Guest>& guest) override;
+  int OnFrame(const Client& client) override;
+  void OnClientEnded(const std::shared_ptr<Client>& client) override;
+
+  void Admit(const std::shared_ptr<Guest>& guest);
+  void Join(const std::shared_ptr<Guest>& guest, const Token& token);
+  void Refuse(const std::shared_ptr<Guest>& guest, const std::string& who,
+              const std::string& cause);
+
+  const EcoreReference ecore_;
+  const std::string port_name_;
+  std::vector<std::string> privileges_;
+  std::unique_ptr<Listener> listener_;
+  std::set<std::shared_ptr<Guest>> guests_;
+  std::map<std::string, std::shared_ptr<Client>> clients_;  // by instance
+};
+
+}  // namespace platform::rpc
+
+#endif

@@ -1,0 +1,65 @@
+// Copyright 2026 The qor-handler-manager authors
+// SPDX-License-Identifier: Apache-2.0
+
+#include <gtest/gtest.h>
+
+#include "platform/linux/dlog/filter.h"
+
+using platform::dlog::Filter;
+
+TEST(DlogFilter, LetsWarningsPassByDefault) {
+  const Filter filter;
+  EXPECT_TRUE(filter.Passes(DLOG_WARN, "ANY"));
+  EXPECT_FALSE(filter.Passes(DLOG_INFO, "ANY"));
+}
+
+TEST(DlogFilter, PrefersTheNamedTag) {
+  const auto filter = Filter::Parse("LOUD:D QUIET:F *:W");
+  ASSERT_TRUE(filter);
+  EXPECT_TRUE(filter->Passes(DLOG_DEBUG, "LOUD"));
+  EXPECT_FALSE(filter->Passes(DLOG_VERBOSE, "LOUD"));
+  EXPECT_FALSE(filter->Passes(DLOG_ERROR, "QUIET"));
+  EXPECT_TRUE(filter->Passes(DLOG_FATAL, "QUIET"));
+  EXPECT_TRUE(filter->Passes(DLOG_WARN, "OTHER"));
+  EXPECT_FALSE(filter->Passes(DLOG_DEBUG, "LOUDER"));
+}
+
+TEST(DlogFilter, TakesABareTagAsEverythingOfIt) {
+  const auto filter = Filter::Parse("TAG");
+  ASSERT_TRUE(filter);
+  EXPECT_TRUE(filter->Passes(DLOG_VERBOSE, "TAG"));
+  EXPECT_FALSE(filter->Passes(DLOG_INFO, "OTHER"));
+}
+
+TEST(DlogFilter, TakesABareStarAsDebug) {
+  const auto filter = Filter::Parse("*");
+  ASSERT_TRUE(filter);
+  EXPECT_TRUE(filter->Passes(DLOG_DEBUG, "ANY"));
+  EXPECT_FALSE(filter->Passes(DLOG_VERBOSE, "ANY"));
+}
+
+TEST(DlogFilter, SilencesEverythingWithS) {
+  const auto filter = Filter::Parse("*:s");
+  ASSERT_TRUE(filter);
+  EXPECT_FALSE(filter->Passes(DLOG_FATAL, "ANY"));
+}
+
+TEST(DlogFilter, SplitsATagWithColonsAtTheLast) {
+  const auto filter = Filter::Parse("a::b:E");
+  ASSERT_TRUE(filter);
+  EXPECT_FALSE(filter->Passes(DLOG_WARN, "a::b"));
+  EXPECT_TRUE(filter->Passes(DLOG_WARN, "a"));
+}
+
+TEST(DlogFilter, RefusesWhatIsNone) {
+  for (const char* text : {"TAG:X", "TAG:", ":W", "TAG:WW", "*:W TAG:?"}) {
+    EXPECT_FALSE(Filter::Parse(text)) << text;
+  }
+}
+
+TEST(DlogFilter, KeepsTheDefaultForAnEmptyText) {
+  const auto filter = Filter::Parse("  ");
+  ASSERT_TRUE(filter);
+  EXPECT_TRUE(filter->Passes(DLOG_WARN, "ANY"));
+  EXPECT_FALSE(filter->Passes(DLOG_INFO, "ANY"));
+}

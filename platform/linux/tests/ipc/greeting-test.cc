@@ -1,0 +1,67 @@
+// Copyright 2026 The qor-handler-manager authors
+// SPDX-License-Identifier: Apache-2.0
+
+#include "platform/linux/rpc-port/greeting.h"
+
+#include <gtest/gtest.h>
+
+#include <string>
+#include <vector>
+
+#include "platform/linux/rpc-port/frame-reader.h"
+#include "platform/linux/rpc-port/names.h"
+
+using namespace platform::rpc;
+
+namespace {
+
+ByteView Inside(const std::vector<uint8_t>& frame) {
+  return {frame.data() + kFrameLengthSize, frame.size() - kFrameLengthSize};
+}
+
+}  // namespace
+
+TEST(Greeting, SurvivesTheWire) {
+  const Token token = NewToken();
+  const auto hello = DecodeHello(Inside(EncodeHello({true, token})));
+  ASSERT_TRUE(hello);
+  EXPECT_TRUE(hello->is_callback);
+  EXPECT_EQ(hello->token, token);
+  const auto answer = DecodeAnswer(Inside(EncodeAnswer({false, Token{}, "no"})));
+  ASSERT_TRUE(answer);
+  EXPECT_FALSE(answer->is_accepted);
+  EXPECT_EQ(answer->cause, "no");
+}
+
+TEST(Greeting, NeverRepeatsAToken) { EXPECT_NE(NewToken(), NewToken()); }
+
+TEST(Greeting, CutsALongCause) {
+  const auto frame = EncodeAnswer({false, Token{}, std::string(5000, 'x')});
+  EXPECT_LE(frame.size(), kFrameLengthSize + kMaxGreeting);
+  EXPECT_TRUE(DecodeAnswer(Inside(frame)));
+}
+
+TEST(Greeting, IsRefusedWhenMalformed) {
+  const auto hello = EncodeHello(Hello{});
+  for (size_t size = 0; size + kFrameLengthSize < hello.size(); ++size) {
+    EXPECT_FALSE(DecodeHello({hello.data() + kFrameLengthSize, size})) << size;
+  }
+  EXPECT_FALSE(DecodeAnswer(Inside(hello)));
+  EXPECT_FALSE(DecodeHello(Inside(EncodeAnswer(Answer{}))));
+  auto other_protocol = hello;
+  other_protocol[kFrameLengthSize + 3] = 2;
+  EXPECT_FALSE(DecodeHello(Inside(other_protocol)));
+}
+
+TEST(Names, MustBeFileNames) {
+  EXPECT_TRUE(IsPortName("CommandHandler"));
+  EXPECT_TRUE(IsAppId("org.example.app"));
+  for (const char* name : {"", ".", "..", "a/b", "/", ".hidden"}) {
+    EXPECT_FALSE(IsPortName(name)) << name;
+    EXPECT_FALSE(IsAppId(name)) << name;
+  }
+  EXPECT_FALSE(IsPortName(nullptr));
+  EXPECT_TRUE(IsPortName(std::string(80, 'x').c_str()));
+  EXPECT_FALSE(IsPortName(std::string(81, 'x').c_str()));
+  EXPECT_FALSE(IsAppId(std::string(256, 'x').c_str()));
+}

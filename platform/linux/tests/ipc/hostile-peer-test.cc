@@ -1,0 +1,222 @@
+// Copyright 2026 The qor-handler-manager authors
+// SPDX-License-Identifier: Apache-2.0
+
+// Peers that break the protocol: the connection ends, the others and the loop go on.
+
+#include <fcntl.h>
+#include <gtest/gtest.h>
+#include <sys/resource.h>
+#include <sys/socket.h>
+#include <unistd.h>
+
+#include <functional>
+#include <string>
+#include <vector>
+
+#include "platform/linux/common/unix-socket.h"
+#include "platform/linux/rpc-port/parcel.h"
+#include "platform/linux/tests/ipc/endpoints.h"
+#include "platform/linux/tests/ipc/loop.h"
+#include "platform/linux/tests/ipc/raw-client.h"
+#include "platform/linux/tests/ipc/test-root.h"
+
+using namespace platform::test;
+
+namespace {
+
+std::vector<uint8_t> ParcelFrame(const std::string& text) {
+  platform::rpc::Parcel parcel;
+  parcel.WriteSized("verb", 5);
+  parcel.WriteSized(text.c_str(), text.size() + 1);
+  const auto frame = parcel.Frame();
+  return {frame.data, frame.data + frame.size};
+}
+
+class HostilePeer : public testing::Test {
+ protected:
+  void SetUp() override { ASSERT_EQ(stub_.Listen(), RPC_PORT_ERROR_NONE); }
+
+  // What the log says while an action runs.
+  std::string LogOf(const std::function<void()>& action) {
+    testing::internal::CaptureStderr();
+    action();
+    return testing::internal::GetCapturedStderr();
+  }
+
+  // A client that sends these bytes on its main port loses its connection, and no other does.
+  void ExpectEndedBy(const std::vector<uint8_t>& bytes, const std::string& cause) {
+    JoinedClient good("port");
+    JoinedClient bad("port");
+    const std::string log = LogOf([&] {
+      bad.main.SendBytes(bytes);
+      EXPECT_TRUE(bad.main.IsClosed());
+      EXPECT_TRUE(bad.callback.IsClosed());
+    });
+    EXPECT_NE(log.find(OwnAppId() + " sent " + cause), std::string::npos) << log;
+    EXPECT_EQ(stub_.disconnected, 1);
+    EXPECT_TRUE(stub_.received.empty());
+    good.main.SendBytes(ParcelFrame("still here"));
+    EXPECT_TRUE(RunLoopUntil([&] { return stub_.received.size() == 1; }));
+  }
+
+  TestRoot root_;
+  TestStub stub_{"port"};
+};
+
+}  // namespace
+
+TEST_F(HostilePeer, LosesItsConnectionByAnOversizeFrame) {
+  ExpectEndedBy({0xFF, 0xFF, 0xFF, 0xFF}, "a frame of impossible length");
+}
+
+TEST_F(HostilePeer, LosesItsConnectionByAnEmptyFrame) {
+  ExpectEndedBy({0, 0, 0, 0}, "a frame of impossible length");
+}
+
+TEST_F(HostilePeer, LosesItsConnectionByABrokenParcel) {
+  ExpectEndedBy({3, 0, 0, 0, 1, 2, 3}, "a parcel with a broken header");
+}
+
+TEST_F(HostilePeer, MaySendAByteAtATime) {
+  JoinedClient slow("port");
+  JoinedClient quick("port");
+  const auto frame = ParcelFrame("slow");
+  for (size_t i = 0; i + 1 < frame.size(); ++i) {
+    slow.main.SendBytes({frame[i]});
+    if (i % 10 == 0) RunLoopDry();
+  }
+  quick.main.SendBytes(ParcelFrame("quick"));
+  ASSERT_TRUE(RunLoopUntil([&] { return !stub_.received.empty(); }));
+  slow.main.SendBytes({frame.back()});
+  ASSERT_TRUE(RunLoopUntil([&] { return stub_.received.size() == 2; }));
+  EXPECT_EQ(stub_.received, (std::vector<std::string>{"quick", "slow"}));
+}
+
+TEST_F(HostilePeer, MayDieInsideAFrame) {
+  JoinedClient client("port");
+  auto frame = ParcelFrame("never whole");
+  frame.pop_back();
+  client.main.SendBytes(frame);
+  client.main.Close();
+  ASSERT_TRUE(RunLoopUntil([&] { return stub_.disconnected > 0; }));
+  RunLoopDry();
+  EXPECT_EQ(stub_.disconnected, 1);
+  EXPECT_TRUE(stub_.received.empty());
+}
+
+TEST_F(HostilePeer, IsRefusedWithoutAGreeting) {
+  RawClient client("port");
+  client.SendBytes(ParcelFrame("hello?"));
+  EXPECT_TRUE(client.IsClosed());
+  RawClient eager("port");
+  auto bytes = platform::rpc::EncodeHello(platform::rpc::Hello{});
+  const auto more = ParcelFrame("already");
+  bytes.insert(bytes.end(), more.begin(), more.end());
+  eager.SendBytes(bytes);
+  EXPECT_TRUE(eager.IsClosed());
+  EXPECT_EQ(stub_.connected, 0);
+}
+
+TEST_F(HostilePeer, IsRefusedACallbackPortWithoutItsMainOne) {
+  RawClient main("port");
+  const auto accepted = main.Greet(platform::rpc::Hello{});
+  ASSERT_TRUE(accepted.is_accepted);
+  RawClient guesser("port");
+  const auto guessed = guesser.Greet({true, platform::rpc::NewToken()});
+  EXPECT_FALSE(guessed.is_accepted);
+  EXPECT_FALSE(guessed.cause.empty());
+  EXPECT_EQ(stub_.connected, 0);
+  main.Close();
+  RunLoopDry();
+  RawClient late("port");
+  EXPECT_FALSE(late.Greet({true, accepted.token}).is_accepted);
+  EXPECT_EQ(stub_.connected, 0);
+  EXPECT_EQ(stub_.disconnected, 0);
+}
+
+TEST_F(HostilePeer, CannotJoinTwice) {
+  RawClient main("port");
+  const auto accepted = main.Greet(platform::rpc::Hello{});
+  RawClient first("port");
+  ASSERT_TRUE(first.Greet({true, accepted.token}).is_accepted);
+  RawClient second("port");
+  EXPECT_FALSE(second.Greet({true, accepted.token}).is_accepted);
+  EXPECT_EQ(stub_.connected, 1);
+}
+
+TEST_F(HostilePeer, CannotJoinWithTheTokenOfAnotherProcess) {
+  RawClient main("port");
+  const auto accepted = main.Greet(platform::rpc::Hello{});
+  ASSERT_TRUE(accepted.is_accepted);
+  int ends[2];
+  ASSERT_EQ(pipe2(ends, O_CLOEXEC | O_NONBLOCK), 0);
+  const pid_t thief = fork();
+  if (thief == 0) {
+    const auto answer = RawClient("port").GreetOtherProcess({true, accepted.token});
+    const ssize_t told = write(ends[1], answer.is_accepted ? "y" : "n", 1);
+    _exit(told == 1 ? 0 : 1);
+  }
+  char told = '?';
+  EXPECT_TRUE(RunLoopUntil([&] { return read(ends[0], &told, 1) == 1; }));
+  EXPECT_EQ(told, 'n');
+  EXPECT_EQ(stub_.connected, 0);
+  close(ends[0]);
+  close(ends[1]);
+}
+
+TEST_F(HostilePeer, LosesItsConnectionByAParcelBeforeItHasJoined) {
+  RawClient main("port");
+  ASSERT_TRUE(main.Greet(platform::rpc::Hello{}).is_accepted);
+  main.SendBytes(ParcelFrame("too early"));
+  EXPECT_TRUE(main.IsClosed());
+  EXPECT_TRUE(stub_.received.empty());
+}
+
+TEST_F(HostilePeer, CannotMakeTheLoopSpinByTakingEveryDescriptor) {
+  RawClient client("port");
+  rlimit before;
+  ASSERT_EQ(getrlimit(RLIMIT_NOFILE, &before), 0);
+  const std::string log = LogOf([&] {
+    const int next = dup(STDERR_FILENO);
+    close(next);
+    const rlimit none = {static_cast<rlim_t>(next), before.rlim_max};
+    EXPECT_EQ(setrlimit(RLIMIT_NOFILE, &none), 0);
+    RunLoopDry();
+    EXPECT_EQ(setrlimit(RLIMIT_NOFILE, &before), 0);
+  });
+  const std::string line = "accepts nobody for a second";
+  const size_t told = log.find(line);
+  ASSERT_NE(told, std::string::npos) << log;
+  EXPECT_EQ(log.find(line, told + 1), std::string::npos) << log;
+  EXPECT_TRUE(client.Greet(platform::rpc::Hello{}).is_accepted);
+}
+
+TEST(HostileStub, IsGivenUpWhenItBreaksTheProtocol) {
+  const TestRoot root;
+  TestStub stub("port");
+  ASSERT_EQ(stub.Listen(), RPC_PORT_ERROR_NONE);
+  const std::string folder = root.path() + "/run/ports/" + OwnAppId();
+  const platform::UniqueFd listener = platform::ListenAt(folder, "hostile");
+  ASSERT_TRUE(listener);
+  TestProxy proxy;
+  ASSERT_EQ(proxy.Connect(OwnAppId(), "hostile"), RPC_PORT_ERROR_NONE);
+  const platform::UniqueFd accepted(accept4(listener.Get(), nullptr, nullptr, SOCK_NONBLOCK));
+  ASSERT_TRUE(accepted);
+  ASSERT_EQ(write(accepted.Get(), "\xFF\xFF\xFF\xFF", 4), 4);
+  ASSERT_TRUE(RunLoopUntil([&] { return proxy.rejected > 0; }));
+  RunLoopDry();
+  EXPECT_EQ(proxy.rejected, 1);
+  EXPECT_EQ(proxy.connected, 0);
+}
+
+TEST(HostileStub, IsGivenUpWhenItNeverAnswers) {
+  const TestRoot root;
+  TestStub stub("port");
+  ASSERT_EQ(stub.Listen(), RPC_PORT_ERROR_NONE);
+  const std::string folder = root.path() + "/run/ports/" + OwnAppId();
+  const platform::UniqueFd listener = platform::ListenAt(folder, "silent");
+  TestProxy proxy;
+  ASSERT_EQ(proxy.Connect(OwnAppId(), "silent"), RPC_PORT_ERROR_NONE);
+  ASSERT_TRUE(RunLoopUntil([&] { return proxy.rejected > 0; }));
+  EXPECT_EQ(proxy.rejected, 1);
+}

@@ -1,0 +1,46 @@
+// Copyright 2026 The qor-handler-manager authors
+// SPDX-License-Identifier: Apache-2.0
+
+#ifndef PLATFORM_LINUX_TESTS_IPC_PEER_PROCESS_H_
+#define PLATFORM_LINUX_TESTS_IPC_PEER_PROCESS_H_
+
+#include <sys/types.h>
+
+#include <string>
+
+#include "platform/linux/common/unix-socket.h"
+
+namespace platform::test {
+
+// The peer in a process of its own: takes commands and tells what happens, a line each.
+class PeerProcess {
+ public:
+  explicit PeerProcess(const std::string& executable = PEER_EXECUTABLE);
+  PeerProcess(const PeerProcess&) = delete;
+  PeerProcess& operator=(const PeerProcess&) = delete;
+  ~PeerProcess();
+
+  void Tell(const std::string& command);
+  // The next line that it told, running the main loop until there is one. Empty at its end.
+  std::string NextLine();
+  // Both.
+  std::string Ask(const std::string& command);
+
+  void Signal(int signal) const;
+  // SIGKILL, and waits until the process is gone.
+  void Kill();
+
+ private:
+  void ReadSome();
+
+  pid_t pid_ = -1;
+  UniqueFd commands_;
+  UniqueFd lines_;
+  UniqueFd process_;
+  std::string text_;
+  bool is_at_end_ = false;
+};
+
+}  // namespace platform::test
+
+#endif

@@ -1,0 +1,186 @@
+// Copyright 2026 The qor-handler-manager authors
+// SPDX-License-Identifier: Apache-2.0
+
+#include "platform/linux/rpc-port/port.h"
+
+#include <gtest/gtest.h>
+#include <unistd.h>
+
+#include <memory>
+#include <thread>
+#include <utility>
+#include <vector>
+
+#include "platform/linux/tests/ipc/loop.h"
+#include "platform/linux/tests/ipc/sockets.h"
+
+using namespace platform::rpc;
+using platform::UniqueFd;
+using platform::test::FrameOf;
+using platform::test::RunLoopDry;
+using platform::test::RunLoopUntil;
+using platform::test::SocketPair;
+using platform::test::StartEcore;
+
+namespace {
+
+// Takes every complete frame that comes.
+class Collector final : public PortObserver {
+ public:
+  void OnReadable(Port* port) override {
+    if (port->Receive() == Port::Received::kEnd) {
+      ++ends;
+      port->StopWatching();
+    }
+    for (; port->Front() == FrameReader::State::kComplete; port->PopFrame()) {
+      sizes.push_back(port->Frame().size);
+    }
+  }
+  std::vector<size_t> sizes;
+  int ends = 0;
+};
+
+class PortTest : public testing::Test {
+ protected:
+  PortTest() {
+    StartEcore();
+    auto ends = SocketPair();
+    port_ = std::make_shared<Port>(std::move(ends.first));
+    partner_ = std::make_shared<Port>(std::move(spare_.first));
+    peer_ = std::move(ends.second);
+    port_->Open(partner_);
+    collector_ = std::make_shared<Collector>();
+  }
+  ~PortTest() override {
+    port_->Close();
+    partner_->Close();
+  }
+
+  void PeerSends(const std::vector<uint8_t>& bytes) {
+    ASSERT_EQ(write(peer_.Get(), bytes.data(), bytes.size()), static_cast<ssize_t>(bytes.size()));
+  }
+  bool Send(const std::vector<uint8_t>& frame) { return port_->Send({frame.data(), frame.size()}); }
+
+  std::pair<UniqueFd, UniqueFd> spare_ = SocketPair();
+  std::shared_ptr<Port> port_;
+  std::shared_ptr<Port> partner_;
+  UniqueFd peer_;
+  std::shared_ptr<Collector> collector_;
+};
+
+}  // namespace
+
+TEST_F(PortTest, NeverBlocksTheLoopOnAPartialFrame) {
+  port_->Watch(collector_);
+  const auto frame = FrameOf(3, 'x');
+  for (const uint8_t byte : frame) {
+    EXPECT_TRUE(collector_->sizes.empty());
+    PeerSends({byte});
+    RunLoopDry();
+  }
+  EXPECT_EQ(collector_->sizes, (std::vector<size_t>{3}));
+}
+
+TEST_F(PortTest, ServesABurstWithinOneWakeUp) {
+  port_->Watch(collector_);
+  std::vector<uint8_t> burst;
+  for (uint32_t size = 1; size <= 50; ++size) {
+    const auto frame = FrameOf(size, 'x');
+    burst.insert(burst.end(), frame.begin(), frame.end());
+  }
+  PeerSends(burst);
+  ASSERT_TRUE(RunLoopUntil([&] { return !collector_->sizes.empty(); }));
+  EXPECT_EQ(collector_->sizes.size(), 50u);
+}
+
+TEST_F(PortTest, TellsOnceOfAPeerThatDiesInsideAFrame) {
+  port_->Watch(collector_);
+  PeerSends({9, 0, 0, 0, 'x'});
+  peer_.Reset();
+  ASSERT_TRUE(RunLoopUntil([&] { return collector_->ends > 0; }));
+  RunLoopDry();
+  EXPECT_EQ(collector_->ends, 1);
+  EXPECT_TRUE(collector_->sizes.empty());
+}
+
+TEST_F(PortTest, TellsTheLoopWhenItIsShutDownByItsOwnSide) {
+  port_->Watch(collector_);
+  partner_->Open(port_);
+  partner_->Shutdown();
+  EXPECT_EQ(collector_->ends, 0);
+  EXPECT_TRUE(RunLoopUntil([&] { return collector_->ends == 1; }));
+}
+
+TEST_F(PortTest, WaitsForAFrameThatComesInPieces) {
+  const auto frame = FrameOf(100000, 'x');
+  std::thread peer([&] {
+    for (size_t done = 0; done < frame.size(); done += 50002) {
+      ASSERT_EQ(write(peer_.Get(), frame.data() + done, 50002), 50002);
+    }
+  });
+  port_->WaitInKernel();
+  ByteView received;
+  EXPECT_TRUE(port_->WaitForFrame(&received));
+  EXPECT_EQ(received.size, 100000u);
+  peer.join();
+}
+
+TEST_F(PortTest, LeavesTheNextFrameOfAWatchedSocketToTheLoop) {
+  port_->Watch(collector_);
+  PeerSends(FrameOf(5, 'a'));
+  PeerSends(FrameOf(6, 'b'));
+  ByteView frame;
+  ASSERT_TRUE(port_->WaitForFrame(&frame));
+  EXPECT_EQ(frame.size, 5u);
+  port_->PopFrame();
+  ASSERT_TRUE(RunLoopUntil([&] { return !collector_->sizes.empty(); }));
+  EXPECT_EQ(collector_->sizes, (std::vector<size_t>{6}));
+}
+
+TEST_F(PortTest, FailsToWaitForAPeerThatIsGone) {
+  peer_.Reset();
+  port_->WaitInKernel();
+  ByteView frame;
+  EXPECT_FALSE(port_->WaitForFrame(&frame));
+}
+
+TEST_F(PortTest, FailsToWaitForAFrameOfImpossibleLength) {
+  PeerSends({0, 0, 0, 0});
+  ByteView frame;
+  EXPECT_FALSE(port_->WaitForFrame(&frame));
+  EXPECT_TRUE(port_->IsShutDown());
+}
+
+TEST_F(PortTest, GoesOnSendingWhileItWaitsForTheAnswer) {
+  const auto request = FrameOf(2 * 1024 * 1024, 'q');
+  ASSERT_TRUE(Send(request));
+  std::thread peer([&] {
+    std::vector<uint8_t> bytes(request.size());
+    size_t done = 0;
+    while (done < bytes.size()) {
+      const ssize_t count = read(peer_.Get(), bytes.data() + done, bytes.size() - done);
+      if (count > 0) done += static_cast<size_t>(count);
+    }
+    PeerSends(FrameOf(2, 'a'));
+  });
+  ByteView answer;
+  EXPECT_TRUE(port_->WaitForFrame(&answer));
+  EXPECT_EQ(answer.size, 2u);
+  peer.join();
+}
+
+TEST_F(PortTest, SendsWhatWaitsFromTheLoop) {
+  const auto frame = FrameOf(3 * 1024 * 1024, 'x');
+  ASSERT_TRUE(Send(frame));
+  ASSERT_TRUE(Send(FrameOf(1, 'y')));
+  std::vector<uint8_t> received;
+  std::vector<uint8_t> some(65536);
+  ASSERT_TRUE(RunLoopUntil([&] {
+    ssize_t count;
+    while ((count = read(peer_.Get(), some.data(), some.size())) > 0) {
+      received.insert(received.end(), some.begin(), some.begin() + count);
+    }
+    return received.size() == frame.size() + 5;
+  }));
+  EXPECT_EQ(received.back(), 'y');
+}

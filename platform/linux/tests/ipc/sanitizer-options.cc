@@ -1,0 +1,20 @@
+// Copyright 2026 The qor-handler-manager authors
+// SPDX-License-Identifier: Apache-2.0
+
+// What the sanitizers are to overlook: faults of Ecore that nobody here can help.
+
+extern "C" {
+
+__attribute__((visibility("default"))) const char* __tsan_default_suppressions();
+const char* __tsan_default_suppressions() {
+  // Its signal handlers change errno.
+  return "signal:libecore.so\n";
+}
+
+__attribute__((visibility("default"))) const char* __lsan_default_suppressions();
+const char* __lsan_default_suppressions() {
+  // Its object system loses two of its classes when the process ends.
+  return "leak:libeo.so\n";
+}
+
+}  // extern "C"

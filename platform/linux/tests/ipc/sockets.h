@@ -1,0 +1,34 @@
+// Copyright 2026 The qor-handler-manager authors
+// SPDX-License-Identifier: Apache-2.0
+
+#ifndef PLATFORM_LINUX_TESTS_IPC_SOCKETS_H_
+#define PLATFORM_LINUX_TESTS_IPC_SOCKETS_H_
+
+#include <fcntl.h>
+#include <sys/socket.h>
+
+#include <cstdint>
+#include <cstring>
+#include <utility>
+#include <vector>
+
+#include "platform/linux/common/unix-socket.h"
+
+namespace platform::test {
+
+inline std::pair<UniqueFd, UniqueFd> SocketPair() {
+  int ends[2] = {-1, -1};
+  socketpair(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC | SOCK_NONBLOCK, 0, ends);
+  return {UniqueFd(ends[0]), UniqueFd(ends[1])};
+}
+
+// A frame of `size` bytes of one value.
+inline std::vector<uint8_t> FrameOf(uint32_t size, uint8_t value) {
+  std::vector<uint8_t> frame(sizeof(size) + size, value);
+  std::memcpy(frame.data(), &size, sizeof(size));
+  return frame;
+}
+
+}  // namespace platform::test
+
+#endif
