@@ -14,5 +14,7 @@ int main(void) {
   qor_handler_manager_set_response_cb(on_response, NULL);
   if (qor_handler_manager_send_command("command-1", "text.upper", "\"hello\"", 7, 0) == 0)
     ecore_main_loop_begin();
-  return qor_handler_manager_shutdown();
+  qor_handler_manager_shutdown();
+  ecore_shutdown();
+  return 0;
 }

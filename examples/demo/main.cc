@@ -200,10 +200,12 @@ int main(int argc, char** argv) {
     return 2;
   }
   ecore_init();
+  bool as_expected = false;
   try {
-    return Demo(argv[1], argv[2]).Run() ? 0 : 1;
+    as_expected = Demo(argv[1], argv[2]).Run();
   } catch (const std::exception& error) {
     std::cerr << argv[0] << ": " << error.what() << "\n";
-    return 1;
   }
+  ecore_shutdown();
+  return as_expected ? 0 : 1;
 }

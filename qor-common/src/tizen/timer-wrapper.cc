@@ -6,8 +6,9 @@
 #include "tizen/callback-guard.h"
 #include "tizen/thread-utils.h"
 
-// One timer of the main loop, shared by all wrappers that hold its handle. It keeps itself alive
-// for as long as the loop may call it.
+// One timer of the main loop, shared by all wrappers that hold its handle. While it runs it keeps
+// itself alive, for the loop to call, and the loop's library too: timers of static objects are
+// deleted after main() has returned, when the client may have shut that down.
 struct EcoreTimerWrapper::Timer {
   Ecore_Timer* handle = nullptr;
   std::shared_ptr<TimerPlace> place;
@@ -21,20 +22,10 @@ struct EcoreTimerWrapper::Timer {
 
   void Forget() {
     handle = nullptr;
+    ecore_shutdown();
     self.reset();
   }
 };
-
-namespace {
-
-// Timers of static objects are deleted after main() has returned, so the loop's library must not be
-// shut down before: one reference is held for the life of the process.
-void HoldMainLoop() {
-  static const int references = ecore_init();
-  static_cast<void>(references);
-}
-
-}  // namespace
 
 EcoreTimerWrapper::EcoreTimerWrapper(std::function<bool()> task) : task_(std::move(task)) {}
 
@@ -56,13 +47,13 @@ EcoreTimerWrapper::~EcoreTimerWrapper() {
 }
 
 bool EcoreTimerWrapper::Start(double seconds) {
-  HoldMainLoop();
   Stop();
   if (!place_) Occupy(std::make_shared<TimerPlace>());
   auto timer = std::make_shared<Timer>();
   timer->place = place_;
   timer->handle = ecore_timer_add(seconds, EcoreTaskCb, timer.get());
   if (timer->handle == nullptr) return false;
+  ecore_init();
   timer->self = timer;
   timer_ = std::move(timer);
   return true;
