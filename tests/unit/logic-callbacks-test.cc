@@ -1,7 +1,7 @@
 // Copyright 2026 The qor-handler-manager authors
 // SPDX-License-Identifier: Apache-2.0
 
-#include "library-test.h"
+#include "one-handler-test.h"
 
 namespace {
 
@@ -10,14 +10,7 @@ using support::InstallHandler;
 using Texts = std::vector<std::string>;
 
 // Calls that change what the callback is about.
-class LogicCallbacks : public support::LibraryTest {
- protected:
-  void SetUp() override {
-    LibraryTest::SetUp();
-    InstallHandler("h", {"type"});
-    StartWithClient();
-  }
-};
+class LogicCallbacks : public support::OneHandlerTest {};
 
 TEST_F(LogicCallbacks, MaySendTheNextCommand) {
   HandlerPeer handler("h");

@@ -4,7 +4,7 @@
 #include <algorithm>
 
 #include "api/qor-handler-manager-api.h"
-#include "library-test.h"
+#include "one-handler-test.h"
 
 namespace {
 
@@ -14,19 +14,8 @@ using support::InstallHandler;
 using support::kAnyLine;
 using Texts = std::vector<std::string>;
 
-class LogicConnections : public support::LibraryTest {
+class LogicConnections : public support::OneHandlerTest {
  protected:
-  void SetUp() override {
-    LibraryTest::SetUp();
-    InstallHandler("h", {"type"});
-    StartWithClient();
-    fake::ClearLog();
-  }
-
-  void SendAll(const Texts& uuids) {
-    for (const std::string& uuid : uuids) ASSERT_EQ(Send(uuid, "type"), 0);
-  }
-
   static int CountWarnings(const std::string& function, const std::string& message) {
     return CountLogged(DLOG_WARN, support::PlainLine("logic.cc", function, kAnyLine, message));
   }

@@ -9,7 +9,7 @@
 
 #include "api/qor-handler-manager-api.h"
 #include "common/exceptions.h"
-#include "library-test.h"
+#include "one-handler-test.h"
 
 namespace {
 
@@ -23,15 +23,8 @@ using Texts = std::vector<std::string>;
 constexpr int kUnknown = -1073741824;
 constexpr int kNotSupportedCommand = -1073741826;
 
-class LogicDispatch : public support::LibraryTest {
+class LogicDispatch : public support::OneHandlerTest {
  protected:
-  void SetUp() override {
-    LibraryTest::SetUp();
-    InstallHandler("h", {"type"});
-    StartWithClient();
-    fake::ClearLog();
-  }
-
   // Position of the last call of a platform function.
   static size_t LastCall(const std::string& function) {
     const auto calls = fake::Calls();

@@ -3,7 +3,7 @@
 
 #include <functional>
 
-#include "library-test.h"
+#include "one-handler-test.h"
 
 namespace {
 
@@ -16,14 +16,8 @@ using Texts = std::vector<std::string>;
 enum class Deed { kShutDown, kRestart };
 
 // Every callback of the client shuts the library down, or also starts it anew.
-class LogicReentrancy : public support::LibraryTest, public ::testing::WithParamInterface<Deed> {
+class LogicReentrancy : public support::OneHandlerTest, public ::testing::WithParamInterface<Deed> {
  protected:
-  void SetUp() override {
-    LibraryTest::SetUp();
-    InstallHandler("h", {"type"});
-    StartWithClient();
-  }
-
   // Once: the new router's callbacks are to be heard, too.
   void Do() {
     if (done_) return;

@@ -1,7 +1,7 @@
 // Copyright 2026 The qor-handler-manager authors
 // SPDX-License-Identifier: Apache-2.0
 
-#include "library-test.h"
+#include "one-handler-test.h"
 
 namespace {
 
@@ -10,32 +10,7 @@ using support::InstallHandler;
 using Texts = std::vector<std::string>;
 
 // Which timers come and go with the places in the list of pending commands.
-class LogicTimerPlaces : public support::LibraryTest {
- protected:
-  void SetUp() override {
-    LibraryTest::SetUp();
-    InstallHandler("h", {"type"});
-    StartWithClient();
-    fake::ClearLog();
-  }
-
-  // A handler that takes commands at once.
-  HandlerPeer ConnectAndFetch() {
-    HandlerPeer handler("h");
-    EXPECT_EQ(handler.Fetch(), 0);
-    return handler;
-  }
-
-  void SendAll(const Texts& uuids) {
-    for (const std::string& uuid : uuids) ASSERT_EQ(Send(uuid, "type"), 0);
-  }
-
-  static std::vector<double> DueTimes() {
-    std::vector<double> times;
-    for (const auto& timer : fake::Timers()) times.push_back(timer.due);
-    return times;
-  }
-};
+class LogicTimerPlaces : public support::OneHandlerTest {};
 
 TEST_F(LogicTimerPlaces, StopForTheFirstCommandWhenASecondIsSent) {
   SendAll({"a"});

@@ -2,7 +2,7 @@
 // SPDX-License-Identifier: Apache-2.0
 
 #include "api/qor-handler-manager-api.h"
-#include "library-test.h"
+#include "one-handler-test.h"
 
 namespace {
 
@@ -12,26 +12,8 @@ using support::InstallHandler;
 using support::kAnyLine;
 using Texts = std::vector<std::string>;
 
-class LogicTimers : public support::LibraryTest {
+class LogicTimers : public support::OneHandlerTest {
  protected:
-  void SetUp() override {
-    LibraryTest::SetUp();
-    InstallHandler("h", {"type"});
-    StartWithClient();
-    fake::ClearLog();
-  }
-
-  // A handler that takes commands at once.
-  HandlerPeer ConnectAndFetch() {
-    HandlerPeer handler("h");
-    EXPECT_EQ(handler.Fetch(), 0);
-    return handler;
-  }
-
-  void SendAll(const Texts& uuids) {
-    for (const std::string& uuid : uuids) ASSERT_EQ(Send(uuid, "type"), 0);
-  }
-
   void ExpectTimeout(const support::Response& response, const std::string& uuid,
                      const std::string& error) {
     EXPECT_EQ(response.uuid, uuid);
@@ -40,12 +22,6 @@ class LogicTimers : public support::LibraryTest {
     EXPECT_EQ(response.result_length, 0);
     EXPECT_EQ(response.error, error);
     EXPECT_EQ(response.error_length, static_cast<int>(error.size()));
-  }
-
-  static std::vector<double> DueTimes() {
-    std::vector<double> times;
-    for (const auto& timer : fake::Timers()) times.push_back(timer.due);
-    return times;
   }
 
   static int ExecutionTimeoutLines() {
