@@ -12,6 +12,7 @@
 int main(int argc, char** argv) {
   CLI::App app("Installs handler packages, lists handlers, sends commands.", "qor");
   app.require_subcommand(1);
+  app.failure_message(CLI::FailureMessage::help);
   qor::Chosen chosen;
   qor::AddPackageCommand(app, chosen);
   qor::AddHandlersCommand(app, chosen);
