@@ -91,7 +91,7 @@ void Handle(CommandChannel& channel, const Command& command) {
   if (function != kFunctions.end()) {
     function->second(channel, command);
   } else {
-    channel.Fail(command.uuid, R"({"ErrorDescription":"declared, but not implemented"})");
+    channel.Fail(command.uuid, R"({"ErrorDescription":"this example has no code for it"})");
   }
 }
 
