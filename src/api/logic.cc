@@ -80,8 +80,9 @@ bool Logic::SendResult(const HandlerId& handler_id, rpc_port::stub::Result resul
 void Logic::OnConnected(const HandlerId& handler_id) {
   QOR_FRAME();
   if (!FindHandlerById(handler_id)) return;
-  for (auto& context : pending_commands_[handler_id]) context.StopTimer();
+  auto& commands = pending_commands_[handler_id];
   connected_handlers_.try_emplace(handler_id);
+  for (auto& context : commands) context.StopTimer();
 }
 
 void Logic::OnDisconnected(const HandlerId& handler_id) {
@@ -213,7 +214,7 @@ void Logic::RemoveCommand(const HandlerId& handler_id, const std::string& uuid) 
 }
 
 bool Logic::ExpireCommand(const HandlerId& handler_id, const std::string& uuid,
-                          const std::string& error) {
+                          std::string_view error) {
   const auto found = FindCmdId(handler_id, uuid);
   if (!found) return false;
   // The client may shut the library down from its callback.
@@ -245,10 +246,10 @@ std::shared_ptr<handlers::BaseHandler> Logic::FindHandlerById(const HandlerId& i
 }
 
 void Logic::Respond(const std::string& uuid, int status, const std::string& result,
-                    const std::string& error) const {
+                    std::string_view error) const {
   if (response_cb_ == nullptr) return;
   response_cb_(uuid.c_str(), static_cast<qor_request_status_e>(status), result.c_str(),
-               static_cast<int>(result.size()), error.c_str(), static_cast<int>(error.size()),
+               static_cast<int>(result.size()), error.data(), static_cast<int>(error.size()),
                response_user_data_);
 }
 

@@ -11,6 +11,7 @@
 #include <memory>
 #include <optional>
 #include <string>
+#include <string_view>
 
 #include "api/api-interface.h"
 #include "api/configuration.h"
@@ -76,8 +77,8 @@ class Logic : public ipc::RequestTaker,
   // Forgets a command, if it is still pending.
   void RemoveCommand(const HandlerId& handler_id, const std::string& uuid);
   // Ends a command whose time is up; false when it is no longer pending.
-  bool ExpireCommand(const HandlerId& handler_id, const std::string& uuid,
-                     const std::string& error);
+  // A timeout is told even when memory has run out: nothing here allocates.
+  bool ExpireCommand(const HandlerId& handler_id, const std::string& uuid, std::string_view error);
 
   std::function<bool()> TimeoutAction(TimeoutCb timeout_cb, const HandlerId& handler_id,
                                       const std::string& uuid);
@@ -85,8 +86,9 @@ class Logic : public ipc::RequestTaker,
   double ExecutionSeconds() const;
 
   std::shared_ptr<handlers::BaseHandler> FindHandlerById(const HandlerId& id) const;
+  // `error` ends with a NUL.
   void Respond(const std::string& uuid, int status, const std::string& result,
-               const std::string& error) const;
+               std::string_view error) const;
   void TellClient(qor_handler_update_type_e type, std::shared_ptr<handlers::BaseHandler> handler);
 
   std::shared_ptr<handlers::Manager> manager_;

@@ -10,11 +10,11 @@ namespace api {
 
 RequestContext& PendingCommands::Append(rpc_port::stub::Command command,
                                         std::function<bool()> action) {
-  contexts_.emplace_back(std::move(command), std::move(action));
-  if (const auto place = vacated_.find(contexts_.size() - 1); place != vacated_.end()) {
-    contexts_.back().Occupy(std::move(place->second));
-    vacated_.erase(place);
+  if (contexts_.size() == vacated_.size()) {
+    vacated_.resize(std::max<std::size_t>(1, 2 * contexts_.size()));
   }
+  contexts_.emplace_back(std::move(command), std::move(action));
+  if (auto& place = vacated_[contexts_.size() - 1]) contexts_.back().Occupy(std::move(place));
   return contexts_.back();
 }
 

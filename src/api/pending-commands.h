@@ -5,7 +5,6 @@
 #define QOR_SRC_API_PENDING_COMMANDS_H_
 
 #include <functional>
-#include <map>
 #include <memory>
 #include <string>
 #include <vector>
@@ -35,8 +34,9 @@ class PendingCommands {
  private:
   std::vector<RequestContext> contexts_;
   // Places that a removal left, by index: a timer may still be bound there when the next command
-  // comes to occupy it. Empty whenever the space grows, since only full space does.
-  std::map<std::size_t, std::shared_ptr<TimerPlace>> vacated_;
+  // comes to occupy it. As many as there is space for commands, so that a removal needs no memory;
+  // all empty whenever the space grows, since only full space does.
+  std::vector<std::shared_ptr<TimerPlace>> vacated_;
 };
 
 }  // namespace api

@@ -13,7 +13,8 @@ namespace api {
 using tizen::ThreadUtils;
 
 RequestContext::RequestContext(rpc_port::stub::Command command, std::function<bool()> action)
-    : command_(std::move(command)), timer_(std::move(action)) {}
+    : command_(std::make_shared<const rpc_port::stub::Command>(std::move(command))),
+      timer_(std::move(action)) {}
 
 void RequestContext::StartTimer(double seconds) {
   ThreadUtils::InvokeOnMainThreadSync([this, seconds] {

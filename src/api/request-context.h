@@ -13,9 +13,9 @@
 
 namespace api {
 
-// One pending command. Contexts are copied, never moved: a copy shares the
-// timer of its original, and a destroyed context takes the timer with it. Timer operations run on
-// the main loop's thread, whichever thread calls.
+// One pending command. Contexts are copied, never moved: a copy shares command and timer of its
+// original, without needing memory, and a destroyed context takes the timer with it. Timer
+// operations run on the main loop's thread, whichever thread calls.
 class RequestContext {
  public:
   RequestContext(rpc_port::stub::Command command, std::function<bool()> action);
@@ -39,11 +39,11 @@ class RequestContext {
   void SetExpired() { timer_.SetExpired(); }
   bool IsSent() const { return sent_; }
   void SetSent() { sent_ = true; }
-  const rpc_port::stub::Command& GetCommand() const { return command_; }
+  const rpc_port::stub::Command& GetCommand() const { return *command_; }
 
  private:
   bool sent_ = false;
-  rpc_port::stub::Command command_;
+  std::shared_ptr<const rpc_port::stub::Command> command_;
   EcoreTimerWrapper timer_;
 };
 

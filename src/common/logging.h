@@ -6,8 +6,6 @@
 
 #include <dlog.h>
 
-#include <string>
-
 #include "tizen/log.h"
 
 // Every line goes to the platform log under one tag, led by file, function and line.
@@ -20,22 +18,22 @@ namespace common {
 using tizen::BaseName;
 using tizen::kLogTag;
 
-// Writes the exit line of a scope on every way out, at the priority of its enter line.
+// Writes the exit line of a scope on every way out, at the priority of its enter line. The texts
+// must last as long; nothing is allocated, so that opening a scope cannot fail.
 class ScopeTrace {
  public:
-  ScopeTrace(log_priority priority, const char* file, const char* function)
+  ScopeTrace(log_priority priority, const char* file, const char* function) noexcept
       : priority_(priority), file_(file), function_(function) {}
   ScopeTrace(const ScopeTrace&) = delete;
   ScopeTrace& operator=(const ScopeTrace&) = delete;
   ~ScopeTrace() {
-    dlog_print(priority_, kLogTag, "\033[0;36m%s: %s > Exit\033[0;m", file_.c_str(),
-               function_.c_str());
+    dlog_print(priority_, kLogTag, "\033[0;36m%s: %s > Exit\033[0;m", file_, function_);
   }
 
  private:
   log_priority priority_;
-  std::string file_;
-  std::string function_;
+  const char* file_;
+  const char* function_;
 };
 
 }  // namespace common

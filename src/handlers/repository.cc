@@ -3,8 +3,8 @@
 
 #include "handlers/repository.h"
 
-#include <iomanip>
-#include <sstream>
+#include <cstddef>
+#include <string>
 #include <utility>
 #include <vector>
 
@@ -14,7 +14,7 @@ namespace handlers {
 
 namespace {
 
-constexpr int kKeyWidth = 3;
+constexpr std::size_t kKeyWidth = 3;
 constexpr int kTopPriority = 999;
 
 std::string PreferenceKey(BaseHandler& handler) {
@@ -31,9 +31,10 @@ void EraseHandler(Repository::HandlersByPreference& handlers,
 }  // namespace
 
 std::string ToZeroLeadString(int value) {
-  std::ostringstream text;
-  text << std::setw(kKeyWidth) << std::setfill('0') << value;
-  return text.str();
+  // No stream: one that runs out of memory gives a shorter text instead of an error.
+  std::string text = std::to_string(value);
+  if (text.size() < kKeyWidth) text.insert(0, kKeyWidth - text.size(), '0');
+  return text;
 }
 
 Repository::Repository(std::unique_ptr<RepositoryBackend> backend) : backend_(std::move(backend)) {

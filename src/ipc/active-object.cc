@@ -10,7 +10,7 @@ namespace stub {
 ActiveObject::ActiveObject() : worker_([this] { Work(); }) {}
 
 ActiveObject::~ActiveObject() {
-  Send(std::make_shared<Job>(nullptr, true));
+  queue_.Append(stop_);
   worker_.join();
 }
 

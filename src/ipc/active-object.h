@@ -5,10 +5,11 @@
 #define QOR_SRC_IPC_ACTIVE_OBJECT_H_
 
 #include <condition_variable>
-#include <deque>
+#include <list>
 #include <memory>
 #include <mutex>
 #include <thread>
+#include <utility>
 
 namespace rpc_port {
 namespace stub {
@@ -42,8 +43,15 @@ template <typename T>
 class SharedQueue {
  public:
   void Push(T item) {
+    std::list<T> items;
+    items.push_back(std::move(item));
+    Append(items);
+  }
+
+  // Takes the items over; needs no memory.
+  void Append(std::list<T>& items) {
     const std::lock_guard<std::mutex> lock(mutex_);
-    items_.push_back(std::move(item));
+    items_.splice(items_.end(), items);
     available_.notify_one();
   }
 
@@ -57,7 +65,7 @@ class SharedQueue {
   }
 
  private:
-  std::deque<T> items_;
+  std::list<T> items_;
   std::mutex mutex_;
   std::condition_variable available_;
 };
@@ -77,6 +85,8 @@ class ActiveObject {
   void Work();
 
   SharedQueue<std::shared_ptr<Job>> queue_;
+  // Made beforehand: the destructor must not fail for want of memory.
+  std::list<std::shared_ptr<Job>> stop_{std::make_shared<Job>(nullptr, true)};
   std::thread worker_;
 };
 

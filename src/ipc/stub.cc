@@ -143,20 +143,24 @@ void CommandHandler::OnCommandReceived::Invoke(std::string uuid, Command command
 }
 
 CommandHandler::CommandHandler() {
-  if (rpc_port_stub_create(&stub_, kPortName) != RPC_PORT_ERROR_NONE) {
+  rpc_port_stub_h stub = nullptr;
+  if (rpc_port_stub_create(&stub, kPortName) != RPC_PORT_ERROR_NONE) {
     STUB_ERROR("Failed to create stub handle");
     throw InvalidIOException();
   }
-  rpc_port_stub_add_connected_event_cb(stub_, OnConnectedCB, this);
-  rpc_port_stub_add_disconnected_event_cb(stub_, OnDisconnectedCB, this);
-  rpc_port_stub_add_received_event_cb(stub_, OnReceivedCB, this);
+  stub_.reset(stub);
+  rpc_port_stub_add_connected_event_cb(stub, OnConnectedCB, this);
+  rpc_port_stub_add_disconnected_event_cb(stub, OnDisconnectedCB, this);
+  rpc_port_stub_add_received_event_cb(stub, OnReceivedCB, this);
   const std::string prefix = tizen::kPrivilegeUriPrefix;
-  rpc_port_stub_add_privilege(stub_, (prefix + "/privilege/datasharing").c_str());
-  rpc_port_stub_add_privilege(stub_, (prefix + "/privilege/appmanager.launch").c_str());
+  rpc_port_stub_add_privilege(stub, (prefix + "/privilege/datasharing").c_str());
+  rpc_port_stub_add_privilege(stub, (prefix + "/privilege/appmanager.launch").c_str());
 }
 
 CommandHandler::~CommandHandler() {
-  const auto services = services_;
+  // Away from the events that an end may raise, so that each end comes only once.
+  const auto services = std::move(services_);
+  services_.clear();
   for (const auto& service : services) {
     try {
       service->OnTerminate();
@@ -164,12 +168,12 @@ CommandHandler::~CommandHandler() {
       STUB_ERROR("Exception while terminating the service(%s)", service->GetInstance().c_str());
     }
   }
-  if (stub_ != nullptr) rpc_port_stub_destroy(stub_);
+  stub_.reset();
 }
 
 void CommandHandler::Listen(std::shared_ptr<ServiceBase::Factory> factory) {
   factory_ = std::move(factory);
-  const int result = rpc_port_stub_listen(stub_);
+  const int result = rpc_port_stub_listen(stub_.get());
   if (result == RPC_PORT_ERROR_NONE) return;
   STUB_ERROR("Failed to listen stub");
   if (result == RPC_PORT_ERROR_INVALID_PARAMETER || result == RPC_PORT_ERROR_IO_ERROR) {
@@ -208,21 +212,23 @@ int CommandHandler::OnReceivedCB(const char* sender, const char* instance, rpc_p
 }
 
 void CommandHandler::Connect(const char* sender, const char* instance) {
-  std::shared_ptr<ServiceBase> service = factory_->CreateService(sender, instance);
+  const std::shared_ptr<ServiceBase> service = factory_->CreateService(sender, instance);
   rpc_port_h port = nullptr;
-  const int result = rpc_port_stub_get_port(stub_, RPC_PORT_PORT_CALLBACK, instance, &port);
+  const int result = rpc_port_stub_get_port(stub_.get(), RPC_PORT_PORT_CALLBACK, instance, &port);
   if (result != RPC_PORT_ERROR_NONE) {
     STUB_ERROR("Failed to get the port(%d)", result);
     return;
   }
   service->SetPort(port);
   const std::weak_ptr<const bool> alive = alive_;
+  // Its place is made before it starts: a service that has started can no longer fail to be listed.
+  std::list<std::shared_ptr<ServiceBase>> started{service};
   service->OnCreate();
   if (alive.expired()) {
     service->OnTerminate();
     return;
   }
-  services_.push_back(std::move(service));
+  services_.splice(services_.end(), started);
 }
 
 void CommandHandler::Disconnect(const char* instance) {
@@ -240,7 +246,7 @@ int CommandHandler::Receive(const char* instance, rpc_port_h port) {
     return -1;
   }
   rpc_port_h callback_port = nullptr;
-  if (rpc_port_stub_get_port(stub_, RPC_PORT_PORT_CALLBACK, instance, &callback_port) !=
+  if (rpc_port_stub_get_port(stub_.get(), RPC_PORT_PORT_CALLBACK, instance, &callback_port) !=
       RPC_PORT_ERROR_NONE) {
     STUB_ERROR("Failed to get callback port");
     callback_port = nullptr;

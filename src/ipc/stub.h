@@ -11,6 +11,7 @@
 #include <list>
 #include <memory>
 #include <string>
+#include <type_traits>
 
 #include "ipc/active-object.h"
 #include "ipc/records.h"
@@ -142,7 +143,11 @@ class CommandHandler {
   int Receive(const char* instance, rpc_port_h port);
   std::shared_ptr<ServiceBase> Find(const char* instance) const;
 
-  rpc_port_stub_h stub_ = nullptr;
+  struct Destroyer {
+    void operator()(rpc_port_stub_h stub) const { rpc_port_stub_destroy(stub); }
+  };
+
+  std::unique_ptr<std::remove_pointer_t<rpc_port_stub_h>, Destroyer> stub_;
   std::shared_ptr<ServiceBase::Factory> factory_;
   std::list<std::shared_ptr<ServiceBase>> services_;
   // Expires with this object, for those who have to know after a call that may have destroyed it.

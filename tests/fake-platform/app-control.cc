@@ -6,7 +6,7 @@
 #include "state.h"
 
 using fake::internal::AppControl;
-using fake::internal::Enter;
+using fake::internal::Entry;
 using fake::internal::GetState;
 
 namespace {
@@ -31,7 +31,8 @@ bool IsInstalled(const std::string& app_id) {
 extern "C" {
 
 int app_control_create(app_control_h* app_control) {
-  if (const int error = Enter(__func__)) return error;
+  const Entry entry(__func__);
+  if (entry.error != 0) return entry.error;
   if (!app_control) return APP_CONTROL_ERROR_INVALID_PARAMETER;
   *app_control =
       static_cast<app_control_h>(GetState().app_controls.Add(std::make_shared<AppControl>()));
@@ -39,14 +40,15 @@ int app_control_create(app_control_h* app_control) {
 }
 
 int app_control_destroy(app_control_h app_control) {
-  if (const int error = Enter(__func__)) return error;
+  const Entry entry(__func__);
   if (!FindControl(app_control, __func__)) return APP_CONTROL_ERROR_INVALID_PARAMETER;
   GetState().app_controls.Remove(app_control);
-  return APP_CONTROL_ERROR_NONE;
+  return entry.error;
 }
 
 int app_control_clone(app_control_h* clone, app_control_h app_control) {
-  if (const int error = Enter(__func__)) return error;
+  const Entry entry(__func__);
+  if (entry.error != 0) return entry.error;
   const auto control = FindControl(app_control, __func__);
   if (!clone || !control) return APP_CONTROL_ERROR_INVALID_PARAMETER;
   *clone = static_cast<app_control_h>(
@@ -55,7 +57,8 @@ int app_control_clone(app_control_h* clone, app_control_h app_control) {
 }
 
 int app_control_set_app_id(app_control_h app_control, const char* app_id) {
-  if (const int error = Enter(__func__, app_id ? app_id : "")) return error;
+  const Entry entry(__func__, app_id ? app_id : "");
+  if (entry.error != 0) return entry.error;
   const auto control = FindControl(app_control, __func__);
   if (!control) return APP_CONTROL_ERROR_INVALID_PARAMETER;
   control->app_id = app_id ? app_id : "";
@@ -63,7 +66,8 @@ int app_control_set_app_id(app_control_h app_control, const char* app_id) {
 }
 
 int app_control_get_app_id(app_control_h app_control, char** app_id) {
-  if (const int error = Enter(__func__)) return error;
+  const Entry entry(__func__);
+  if (entry.error != 0) return entry.error;
   const auto control = FindControl(app_control, __func__);
   if (!control || !app_id) return APP_CONTROL_ERROR_INVALID_PARAMETER;
   if (control->app_id.empty()) {
@@ -74,7 +78,8 @@ int app_control_get_app_id(app_control_h app_control, char** app_id) {
 }
 
 int app_control_add_extra_data(app_control_h app_control, const char* key, const char* value) {
-  if (const int error = Enter(__func__, key ? key : "")) return error;
+  const Entry entry(__func__, key ? key : "");
+  if (entry.error != 0) return entry.error;
   const auto control = FindControl(app_control, __func__);
   if (!control || !key || !*key || !value || !*value) return APP_CONTROL_ERROR_INVALID_PARAMETER;
   if (IsReserved(key)) return APP_CONTROL_ERROR_KEY_REJECTED;
@@ -83,7 +88,8 @@ int app_control_add_extra_data(app_control_h app_control, const char* key, const
 }
 
 int app_control_get_extra_data(app_control_h app_control, const char* key, char** value) {
-  if (const int error = Enter(__func__)) return error;
+  const Entry entry(__func__);
+  if (entry.error != 0) return entry.error;
   const auto control = FindControl(app_control, __func__);
   if (!control || !key || !*key || !value) return APP_CONTROL_ERROR_INVALID_PARAMETER;
   if (IsReserved(key)) return APP_CONTROL_ERROR_KEY_REJECTED;
@@ -93,7 +99,8 @@ int app_control_get_extra_data(app_control_h app_control, const char* key, char*
 }
 
 int app_control_remove_extra_data(app_control_h app_control, const char* key) {
-  if (const int error = Enter(__func__)) return error;
+  const Entry entry(__func__);
+  if (entry.error != 0) return entry.error;
   const auto control = FindControl(app_control, __func__);
   if (!control || !key || !*key) return APP_CONTROL_ERROR_INVALID_PARAMETER;
   if (IsReserved(key)) return APP_CONTROL_ERROR_KEY_REJECTED;
@@ -102,18 +109,20 @@ int app_control_remove_extra_data(app_control_h app_control, const char* key) {
 
 int app_control_foreach_extra_data(app_control_h app_control, app_control_extra_data_cb callback,
                                    void* user_data) {
-  if (const int error = Enter(__func__)) return error;
+  const Entry entry(__func__);
+  if (entry.error != 0) return entry.error;
   const auto control = FindControl(app_control, __func__);
   if (!control || !callback) return APP_CONTROL_ERROR_INVALID_PARAMETER;
   for (const auto& [key, value] : std::map(control->extra_data)) {
-    if (!callback(app_control, key.c_str(), user_data)) break;
+    if (!fake::internal::CallBack(callback, app_control, key.c_str(), user_data)) break;
   }
   return APP_CONTROL_ERROR_NONE;
 }
 
 int app_control_send_launch_request(app_control_h app_control, app_control_reply_cb, void*) {
   const auto control = FindControl(app_control, __func__);
-  if (const int error = Enter(__func__, control ? control->app_id : "")) return error;
+  const Entry entry(__func__, control ? control->app_id : "");
+  if (entry.error != 0) return entry.error;
   if (!control || control->app_id.empty()) return APP_CONTROL_ERROR_INVALID_PARAMETER;
   if (!IsInstalled(control->app_id)) return APP_CONTROL_ERROR_APP_NOT_FOUND;
   GetState().launches.push_back({control->app_id, control->extra_data});

@@ -28,8 +28,9 @@ char* get_error_message(int err) {
 }
 
 char* app_get_data_path(void) {
-  if (const int error = fake::internal::Enter(__func__)) {
-    set_last_result(error);
+  const fake::internal::Entry entry(__func__);
+  if (entry.error != 0) {
+    set_last_result(entry.error);
     return nullptr;
   }
   set_last_result(TIZEN_ERROR_NONE);

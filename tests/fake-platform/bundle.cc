@@ -13,7 +13,7 @@
 
 using fake::Bytes;
 using fake::internal::Bundle;
-using fake::internal::Enter;
+using fake::internal::Entry;
 using fake::internal::GetState;
 
 namespace {
@@ -103,12 +103,14 @@ bool FromText(const bundle_raw* text, int len, Bytes* raw) {
 extern "C" {
 
 bundle* bundle_create(void) {
-  if (const int error = Enter(__func__)) return Refuse(error);
+  const Entry entry(__func__);
+  if (entry.error != 0) return Refuse(entry.error);
   return Give({});
 }
 
 bundle* bundle_dup(bundle* b_from) {
-  if (const int error = Enter(__func__)) return Refuse(error);
+  const Entry entry(__func__);
+  if (entry.error != 0) return Refuse(entry.error);
   const auto object = FindBundle(b_from, __func__);
   if (!object) return Refuse(BUNDLE_ERROR_INVALID_PARAMETER);
   fake::internal::BundleContent copy;
@@ -119,34 +121,38 @@ bundle* bundle_dup(bundle* b_from) {
 }
 
 int bundle_free(bundle* b) {
-  if (const int error = Enter(__func__)) return error;
+  const Entry entry(__func__);
   if (!FindBundle(b, __func__)) return BUNDLE_ERROR_INVALID_PARAMETER;
   GetState().bundles.Remove(b);
-  return BUNDLE_ERROR_NONE;
+  return entry.error;
 }
 
 int bundle_add_str(bundle* b, const char* key, const char* str) {
-  if (const int error = Enter(__func__)) return error;
+  const Entry entry(__func__);
+  if (entry.error != 0) return entry.error;
   if (!str) return BUNDLE_ERROR_INVALID_PARAMETER;
   return Add(b, key, BUNDLE_TYPE_STR, {str}, __func__);
 }
 
 int bundle_add_str_array(bundle* b, const char* key, const char** str_array, const int len) {
-  if (const int error = Enter(__func__)) return error;
+  const Entry entry(__func__);
+  if (entry.error != 0) return entry.error;
   if (!str_array || len <= 0) return BUNDLE_ERROR_INVALID_PARAMETER;
   return Add(b, key, BUNDLE_TYPE_STR_ARRAY, std::vector<std::string>(str_array, str_array + len),
              __func__);
 }
 
 int bundle_add_byte(bundle* b, const char* key, const void* byte, const size_t size) {
-  if (const int error = Enter(__func__)) return error;
+  const Entry entry(__func__);
+  if (entry.error != 0) return entry.error;
   if (!byte || size == 0) return BUNDLE_ERROR_INVALID_PARAMETER;
   return Add(b, key, BUNDLE_TYPE_BYTE, {std::string(static_cast<const char*>(byte), size)},
              __func__);
 }
 
 int bundle_get_str(bundle* b, const char* key, char** str) {
-  if (const int error = Enter(__func__)) return error;
+  const Entry entry(__func__);
+  if (entry.error != 0) return entry.error;
   int error = BUNDLE_ERROR_NONE;
   if (!str) return BUNDLE_ERROR_INVALID_PARAMETER;
   keyval_t* value = Value(b, key, BUNDLE_TYPE_STR, &error, __func__);
@@ -155,7 +161,8 @@ int bundle_get_str(bundle* b, const char* key, char** str) {
 }
 
 const char** bundle_get_str_array(bundle* b, const char* key, int* len) {
-  int error = Enter(__func__);
+  const Entry entry(__func__);
+  int error = entry.error;
   keyval_t* value = error ? nullptr : Value(b, key, BUNDLE_TYPE_STR_ARRAY, &error, __func__);
   set_last_result(error);
   if (!value) return nullptr;
@@ -164,7 +171,8 @@ const char** bundle_get_str_array(bundle* b, const char* key, int* len) {
 }
 
 int bundle_get_byte(bundle* b, const char* key, void** byte, size_t* size) {
-  if (const int error = Enter(__func__)) return error;
+  const Entry entry(__func__);
+  if (entry.error != 0) return entry.error;
   if (!byte || !size) return BUNDLE_ERROR_INVALID_PARAMETER;
   int error = BUNDLE_ERROR_NONE;
   keyval_t* value = Value(b, key, BUNDLE_TYPE_BYTE, &error, __func__);
@@ -175,7 +183,8 @@ int bundle_get_byte(bundle* b, const char* key, void** byte, size_t* size) {
 }
 
 int bundle_del(bundle* b, const char* key) {
-  if (const int error = Enter(__func__)) return error;
+  const Entry entry(__func__);
+  if (entry.error != 0) return entry.error;
   int error = BUNDLE_ERROR_NONE;
   if (Value(b, key, BUNDLE_TYPE_ANY, &error, __func__)) {
     FindBundle(b, __func__)->content.erase(key);
@@ -184,14 +193,14 @@ int bundle_del(bundle* b, const char* key) {
 }
 
 int bundle_get_count(bundle* b) {
-  Enter(__func__);
+  const Entry entry(__func__);
   const auto object = FindBundle(b, __func__);
   set_last_result(object ? BUNDLE_ERROR_NONE : BUNDLE_ERROR_INVALID_PARAMETER);
   return object ? static_cast<int>(object->content.size()) : 0;
 }
 
 int bundle_get_type(bundle* b, const char* key) {
-  Enter(__func__);
+  const Entry entry(__func__);
   int error = BUNDLE_ERROR_NONE;
   const keyval_t* value = Value(b, key, BUNDLE_TYPE_ANY, &error, __func__);
   set_last_result(error);
@@ -199,13 +208,13 @@ int bundle_get_type(bundle* b, const char* key) {
 }
 
 void bundle_foreach(bundle* b, bundle_iterator_t iter, void* user_data) {
-  Enter(__func__);
+  const Entry entry(__func__);
   const auto object = FindBundle(b, __func__);
   const bool usable = object && iter;
   set_last_result(usable ? BUNDLE_ERROR_NONE : BUNDLE_ERROR_INVALID_PARAMETER);
   if (!usable) return;
   for (const auto& [key, value] : object->content) {
-    iter(key.c_str(), value->type, value.get(), user_data);
+    fake::internal::CallBack(iter, key.c_str(), value->type, value.get(), user_data);
   }
 }
 
@@ -236,14 +245,16 @@ int bundle_keyval_get_array_val(bundle_keyval_t* kv, void*** array_val, unsigned
 }
 
 int bundle_encode_raw(bundle* b, bundle_raw** r, int* len) {
-  if (const int error = Enter(__func__)) return error;
+  const Entry entry(__func__);
+  if (entry.error != 0) return entry.error;
   const auto object = FindBundle(b, __func__);
   if (!object || !r || !len) return BUNDLE_ERROR_INVALID_PARAMETER;
   return GiveBytes(fake::internal::ToRaw(object->content), r, len);
 }
 
 bundle* bundle_decode_raw(const bundle_raw* r, const int len) {
-  if (const int error = Enter(__func__)) return Refuse(error);
+  const Entry entry(__func__);
+  if (entry.error != 0) return Refuse(entry.error);
   fake::internal::BundleContent content;
   if (!r || len < 0 || !fake::internal::FromRaw(Bytes(r, r + len), &content)) {
     return Refuse(BUNDLE_ERROR_INVALID_PARAMETER);
@@ -252,14 +263,16 @@ bundle* bundle_decode_raw(const bundle_raw* r, const int len) {
 }
 
 int bundle_encode(bundle* b, bundle_raw** r, int* len) {
-  if (const int error = Enter(__func__)) return error;
+  const Entry entry(__func__);
+  if (entry.error != 0) return entry.error;
   const auto object = FindBundle(b, __func__);
   if (!object || !r || !len) return BUNDLE_ERROR_INVALID_PARAMETER;
   return GiveBytes(ToText(fake::internal::ToRaw(object->content)), r, len);
 }
 
 bundle* bundle_decode(const bundle_raw* r, const int len) {
-  if (const int error = Enter(__func__)) return Refuse(error);
+  const Entry entry(__func__);
+  if (entry.error != 0) return Refuse(entry.error);
   Bytes raw;
   fake::internal::BundleContent content;
   if (!r || len < 0 || !FromText(r, len, &raw) || !fake::internal::FromRaw(raw, &content)) {

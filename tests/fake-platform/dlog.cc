@@ -27,6 +27,7 @@ std::string Format(const char* format, va_list arguments) {
 extern "C" {
 
 int dlog_vprint(log_priority prio, const char* tag, const char* fmt, va_list ap) {
+  const fake::SideScope side(fake::Side::kPlatform);
   if (const int error = fake::internal::NextError("dlog_print")) return error;
   if (!tag || !fmt) return DLOG_ERROR_INVALID_PARAMETER;
   const std::string text = Format(fmt, ap);

@@ -57,6 +57,37 @@ TEST_F(FakePlatform, FailsFunctionsThatReturnPointers) {
             nullptr);
 }
 
+TEST_F(FakePlatform, ReleasesThoughTheReleaseFails) {
+  bundle* held = bundle_create();
+  fake::Fail("bundle_free", -22);
+  EXPECT_EQ(bundle_free(held), -22);
+  EXPECT_EQ(fake::Held(), "");
+}
+
+TEST_F(FakePlatform, TellsWhichSideRuns) {
+  static fake::Side in_callback;
+  in_callback = fake::Side::kTest;
+  ecore_timer_add(
+      1,
+      [](void*) -> Eina_Bool {
+        in_callback = fake::CurrentSide();
+        return EINA_FALSE;
+      },
+      nullptr);
+  fake::Advance(1);
+  EXPECT_EQ(in_callback, fake::Side::kCaller);
+  EXPECT_EQ(fake::CurrentSide(), fake::Side::kTest);
+  const fake::SideScope scope(fake::Side::kCaller);
+  EXPECT_EQ(fake::CurrentSide(), fake::Side::kCaller);
+}
+
+TEST_F(FakePlatform, CountsTheUsersOfTheLoop) {
+  EXPECT_EQ(ecore_init(), 1);
+  EXPECT_EQ(fake::LoopUsers(), 1);
+  EXPECT_EQ(ecore_shutdown(), 0);
+  EXPECT_EQ(fake::LoopUsers(), 0);
+}
+
 TEST_F(FakePlatform, RecordsCalls) {
   app_control_h control = nullptr;
   app_control_create(&control);

@@ -26,7 +26,8 @@ namespace fake {
 void Reset();
 
 // Script: the nth call from now of a platform function fails with `error`. A function that returns
-// a pointer returns null and sets the thread's last result.
+// a pointer returns null and sets the thread's last result; one that releases something releases it
+// all the same, since nobody could ask again.
 void Fail(const std::string& function, int error, int nth = 1);
 // Every call from now on fails; 0 ends it.
 void FailAlways(const std::string& function, int error);
@@ -43,6 +44,22 @@ int CallCount(const std::string& function);
 // Misuse of the platform: operations on unknown or released handles, timers touched on another
 // thread. Empty in a correct program.
 std::vector<std::string> Faults();
+
+// Which side of the platform's functions the calling thread is on: the code under test, from within
+// a callback that the platform runs or where a test says so; the platform, from within one of its
+// functions; or the test. What tests do to the code under test only can so be told from the rest.
+enum class Side { kTest, kCaller, kPlatform };
+Side CurrentSide();
+class SideScope {
+ public:
+  explicit SideScope(Side side);
+  SideScope(const SideScope&) = delete;
+  SideScope& operator=(const SideScope&) = delete;
+  ~SideScope();
+
+ private:
+  const Side outer_;
+};
 
 // What is still held, for example "2 bundles, 1 timer"; empty when everything is released.
 std::string Held();
@@ -61,6 +78,8 @@ void ClearLog();
 
 // Clock and main loop.
 double Now();
+// How often the loop was initialised and not shut down.
+int LoopUsers();
 // Moves the clock on and fires what falls due, in due order, each at its own time.
 void Advance(double seconds);
 struct TimerView {

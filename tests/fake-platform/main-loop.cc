@@ -8,6 +8,8 @@
 
 #include "state.h"
 
+using fake::internal::CallBack;
+using fake::internal::Entry;
 using fake::internal::GetState;
 using fake::internal::State;
 
@@ -25,12 +27,14 @@ void Queue(std::function<void()> call) {
 extern "C" {
 
 int ecore_init(void) {
-  if (fake::internal::Enter(__func__)) return 0;
+  const Entry entry(__func__);
+  if (entry.error != 0) return 0;
   return ++GetState().ecore_init_count;
 }
 
 int ecore_shutdown(void) {
-  if (fake::internal::Enter(__func__)) return GetState().ecore_init_count;
+  const Entry entry(__func__);
+  if (entry.error != 0) return GetState().ecore_init_count;
   return --GetState().ecore_init_count;
 }
 
@@ -39,25 +43,27 @@ Eina_Bool eina_main_loop_is(void) {
 }
 
 void* ecore_main_loop_thread_safe_call_sync(Ecore_Data_Cb callback, void* data) {
-  fake::internal::Enter(__func__);
-  if (eina_main_loop_is()) return callback(data);
+  const Entry entry(__func__);
+  if (eina_main_loop_is()) return CallBack(callback, data);
   std::promise<void*> done;
-  Queue([&] { done.set_value(callback(data)); });
+  Queue([&] { done.set_value(CallBack(callback, data)); });
   return done.get_future().get();
 }
 
 void ecore_main_loop_thread_safe_call_async(Ecore_Cb callback, void* data) {
-  fake::internal::Enter(__func__);
+  const Entry entry(__func__);
   if (eina_main_loop_is()) {
-    callback(data);
+    CallBack(callback, data);
   } else {
-    Queue([callback, data] { callback(data); });
+    Queue([callback, data] { CallBack(callback, data); });
   }
 }
 
 }  // extern "C"
 
 namespace fake {
+
+int LoopUsers() { return GetState().ecore_init_count; }
 
 bool RunUntil(const std::function<bool()>& condition) {
   State& state = GetState();

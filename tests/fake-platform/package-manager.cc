@@ -8,7 +8,8 @@
 #include "state.h"
 
 using fake::Package;
-using fake::internal::Enter;
+using fake::internal::CallBack;
+using fake::internal::Entry;
 using fake::internal::FindPackage;
 using fake::internal::GetState;
 using fake::internal::PackageManager;
@@ -38,7 +39,8 @@ int CreateInfo(const char* package_id, package_info_h* out) {
 
 int GetText(package_info_h handle, char** out, std::string (*text)(const Package&),
             const char* function) {
-  if (const int error = Enter(function)) return error;
+  const Entry entry(function);
+  if (entry.error != 0) return entry.error;
   const auto info = FindInfo(handle, function);
   if (!info || !out) return PACKAGE_MANAGER_ERROR_INVALID_PARAMETER;
   return fake::internal::GiveText(text(*info), out);
@@ -63,7 +65,8 @@ bool Wants(const PackageManager& manager, package_manager_event_type_e event_typ
 extern "C" {
 
 int package_manager_create(package_manager_h* manager) {
-  if (const int error = Enter(__func__)) return error;
+  const Entry entry(__func__);
+  if (entry.error != 0) return entry.error;
   if (!manager) return PACKAGE_MANAGER_ERROR_INVALID_PARAMETER;
   *manager = static_cast<package_manager_h>(
       GetState().package_managers.Add(std::make_shared<PackageManager>()));
@@ -71,14 +74,15 @@ int package_manager_create(package_manager_h* manager) {
 }
 
 int package_manager_destroy(package_manager_h manager) {
-  if (const int error = Enter(__func__)) return error;
+  const Entry entry(__func__);
   if (!FindManager(manager, __func__)) return PACKAGE_MANAGER_ERROR_INVALID_PARAMETER;
   GetState().package_managers.Remove(manager);
-  return PACKAGE_MANAGER_ERROR_NONE;
+  return entry.error;
 }
 
 int package_manager_set_event_status(package_manager_h manager, int status_type) {
-  if (const int error = Enter(__func__, std::to_string(status_type))) return error;
+  const Entry entry(__func__, std::to_string(status_type));
+  if (entry.error != 0) return entry.error;
   const auto found = FindManager(manager, __func__);
   if (!found) return PACKAGE_MANAGER_ERROR_INVALID_PARAMETER;
   found->has_status = true;
@@ -88,7 +92,8 @@ int package_manager_set_event_status(package_manager_h manager, int status_type)
 
 int package_manager_set_event_cb(package_manager_h manager, package_manager_event_cb callback,
                                  void* user_data) {
-  if (const int error = Enter(__func__)) return error;
+  const Entry entry(__func__);
+  if (entry.error != 0) return entry.error;
   const auto found = FindManager(manager, __func__);
   if (!found || !callback) return PACKAGE_MANAGER_ERROR_INVALID_PARAMETER;
   found->callback = callback;
@@ -97,7 +102,8 @@ int package_manager_set_event_cb(package_manager_h manager, package_manager_even
 }
 
 int package_manager_unset_event_cb(package_manager_h manager) {
-  if (const int error = Enter(__func__)) return error;
+  const Entry entry(__func__);
+  if (entry.error != 0) return entry.error;
   const auto found = FindManager(manager, __func__);
   if (!found) return PACKAGE_MANAGER_ERROR_INVALID_PARAMETER;
   found->callback = nullptr;
@@ -106,11 +112,12 @@ int package_manager_unset_event_cb(package_manager_h manager) {
 
 int package_manager_foreach_package_info(package_manager_package_info_cb callback,
                                          void* user_data) {
-  if (const int error = Enter(__func__)) return error;
+  const Entry entry(__func__);
+  if (entry.error != 0) return entry.error;
   if (!callback) return PACKAGE_MANAGER_ERROR_INVALID_PARAMETER;
   for (const Package& package : std::vector(GetState().packages)) {
     const package_info_h info = AddInfo(package);
-    const bool go_on = callback(info, user_data);
+    const bool go_on = CallBack(callback, info, user_data);
     GetState().package_infos.Remove(info);
     if (!go_on) break;
   }
@@ -118,20 +125,22 @@ int package_manager_foreach_package_info(package_manager_package_info_cb callbac
 }
 
 int package_manager_get_package_info(const char* package_id, package_info_h* package_info) {
-  if (const int error = Enter(__func__, package_id ? package_id : "")) return error;
+  const Entry entry(__func__, package_id ? package_id : "");
+  if (entry.error != 0) return entry.error;
   return CreateInfo(package_id, package_info);
 }
 
 int package_info_create(const char* package, package_info_h* package_info) {
-  if (const int error = Enter(__func__, package ? package : "")) return error;
+  const Entry entry(__func__, package ? package : "");
+  if (entry.error != 0) return entry.error;
   return CreateInfo(package, package_info);
 }
 
 int package_info_destroy(package_info_h package_info) {
-  if (const int error = Enter(__func__)) return error;
+  const Entry entry(__func__);
   if (!FindInfo(package_info, __func__)) return PACKAGE_MANAGER_ERROR_INVALID_PARAMETER;
   GetState().package_infos.Remove(package_info);
-  return PACKAGE_MANAGER_ERROR_NONE;
+  return entry.error;
 }
 
 int package_info_get_package(package_info_h package_info, char** package) {
@@ -155,7 +164,8 @@ int package_info_get_root_path(package_info_h package_info, char** path) {
 }
 
 int package_info_is_preload_package(package_info_h package_info, bool* preload) {
-  if (const int error = Enter(__func__)) return error;
+  const Entry entry(__func__);
+  if (entry.error != 0) return entry.error;
   const auto info = FindInfo(package_info, __func__);
   if (!info || !preload) return PACKAGE_MANAGER_ERROR_INVALID_PARAMETER;
   *preload = info->preloaded;
@@ -165,25 +175,27 @@ int package_info_is_preload_package(package_info_h package_info, bool* preload) 
 int package_info_foreach_app_from_package(package_info_h package_info,
                                           package_info_app_component_type_e comp_type,
                                           package_info_app_cb callback, void* user_data) {
-  if (const int error = Enter(__func__)) return error;
+  const Entry entry(__func__);
+  if (entry.error != 0) return entry.error;
   const auto info = FindInfo(package_info, __func__);
   if (!info || !callback) return PACKAGE_MANAGER_ERROR_INVALID_PARAMETER;
   if (comp_type != PACKAGE_INFO_ALLAPP && comp_type != PACKAGE_INFO_SERVICEAPP) {
     return PACKAGE_MANAGER_ERROR_NONE;  // every application of the fake is a service
   }
   for (const fake::App& app : info->apps) {
-    if (!callback(PACKAGE_INFO_SERVICEAPP, app.id.c_str(), user_data)) break;
+    if (!CallBack(callback, PACKAGE_INFO_SERVICEAPP, app.id.c_str(), user_data)) break;
   }
   return PACKAGE_MANAGER_ERROR_NONE;
 }
 
 int package_info_foreach_privilege_info(package_info_h package_info,
                                         package_info_privilege_info_cb callback, void* user_data) {
-  if (const int error = Enter(__func__)) return error;
+  const Entry entry(__func__);
+  if (entry.error != 0) return entry.error;
   const auto info = FindInfo(package_info, __func__);
   if (!info || !callback) return PACKAGE_MANAGER_ERROR_INVALID_PARAMETER;
   for (const std::string& privilege : info->privileges) {
-    if (!callback(privilege.c_str(), user_data)) break;
+    if (!CallBack(callback, privilege.c_str(), user_data)) break;
   }
   return PACKAGE_MANAGER_ERROR_NONE;
 }
@@ -217,9 +229,9 @@ void RaisePackageEvent(const char* type, const std::string& package_id,
   // The listeners of this moment; one that a callback destroys hears no more.
   for (const auto& [handle, manager] : GetState().package_managers.All()) {
     if (!GetState().package_managers.Find(handle) || !Wants(*manager, event_type)) continue;
-    manager->callback(type, package_id.c_str(), event_type, state,
-                      state == PACKAGE_MANAGER_EVENT_STATE_COMPLETED ? 100 : 0,
-                      PACKAGE_MANAGER_ERROR_NONE, manager->data);
+    CallBack(manager->callback, type, package_id.c_str(), event_type, state,
+             state == PACKAGE_MANAGER_EVENT_STATE_COMPLETED ? 100 : 0, PACKAGE_MANAGER_ERROR_NONE,
+             manager->data);
   }
 }
 

@@ -135,6 +135,11 @@ ParcelWriter& ParcelWriter::Bundle(const std::map<std::string, std::string>& val
   return *this;
 }
 
+ParcelWriter& ParcelWriter::Truncate(size_t size) {
+  body_.resize(size);
+  return *this;
+}
+
 Bytes ParcelWriter::Raw() const {
   internal::ParcelContent content;
   content.sequence_number = sequence_number_;
@@ -155,7 +160,8 @@ int ParcelReader::Int32() { return internal::TakeValue<int>(body_, &position_); 
 
 long long ParcelReader::Int64() { return internal::TakeValue<long long>(body_, &position_); }
 
-bool ParcelReader::Bool() { return internal::TakeValue<bool>(body_, &position_); }
+// Any byte may stand there, but only two are values of a bool.
+bool ParcelReader::Bool() { return internal::TakeValue<unsigned char>(body_, &position_) != 0; }
 
 double ParcelReader::Double() { return internal::TakeValue<double>(body_, &position_); }
 

@@ -25,6 +25,11 @@ class ParcelWriter {
   ParcelWriter& String(const std::string& value);
   ParcelWriter& Bundle(const std::map<std::string, std::string>& values);
 
+  // Bytes of the values so far.
+  size_t Size() const { return body_.size(); }
+  // Keeps only the first bytes of the values.
+  ParcelWriter& Truncate(size_t size);
+
   Bytes Raw() const;
 
  private:

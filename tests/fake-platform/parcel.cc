@@ -7,7 +7,7 @@
 #include "state.h"
 
 using fake::Bytes;
-using fake::internal::Enter;
+using fake::internal::Entry;
 using fake::internal::GetState;
 using fake::internal::Parcel;
 
@@ -26,7 +26,8 @@ int Give(fake::internal::ParcelContent content, rpc_port_parcel_h* h) {
 
 template <typename T>
 int Write(rpc_port_parcel_h h, T value, const char* function) {
-  if (const int error = Enter(function)) return error;
+  const Entry entry(function);
+  if (entry.error != 0) return entry.error;
   const auto parcel = FindParcel(h, function);
   if (!parcel) return RPC_PORT_ERROR_INVALID_PARAMETER;
   fake::internal::AppendBytes(&parcel->content.body, &value, sizeof(value));
@@ -35,7 +36,8 @@ int Write(rpc_port_parcel_h h, T value, const char* function) {
 
 template <typename T>
 int Read(rpc_port_parcel_h h, T* value, const char* function) {
-  if (const int error = Enter(function)) return error;
+  const Entry entry(function);
+  if (entry.error != 0) return entry.error;
   const auto parcel = FindParcel(h, function);
   if (!parcel || !value ||
       !fake::internal::TakeBytes(parcel->content.body, &parcel->position, value, sizeof(*value))) {
@@ -54,7 +56,8 @@ std::shared_ptr<Parcel> FindHeader(rpc_port_parcel_header_h header, const char* 
 extern "C" {
 
 int rpc_port_parcel_create(rpc_port_parcel_h* h) {
-  if (const int error = Enter(__func__)) return error;
+  const Entry entry(__func__);
+  if (entry.error != 0) return entry.error;
   if (!h) return RPC_PORT_ERROR_INVALID_PARAMETER;
   fake::internal::ParcelContent content;
   struct timespec now {};
@@ -65,7 +68,8 @@ int rpc_port_parcel_create(rpc_port_parcel_h* h) {
 }
 
 int rpc_port_parcel_create_from_port(rpc_port_parcel_h* h, rpc_port_h port) {
-  if (const int error = Enter(__func__)) return error;
+  const Entry entry(__func__);
+  if (entry.error != 0) return entry.error;
   const auto from = fake::internal::Find(GetState().ports, port, __func__);
   if (!h || !from) return RPC_PORT_ERROR_INVALID_PARAMETER;
   fake::internal::ParcelContent content;
@@ -77,7 +81,8 @@ int rpc_port_parcel_create_from_port(rpc_port_parcel_h* h, rpc_port_h port) {
 }
 
 int rpc_port_parcel_create_from_raw(rpc_port_parcel_h* h, const void* raw, unsigned int size) {
-  if (const int error = Enter(__func__)) return error;
+  const Entry entry(__func__);
+  if (entry.error != 0) return entry.error;
   const auto* first = static_cast<const unsigned char*>(raw);
   fake::internal::ParcelContent content;
   if (!h || !raw || !fake::internal::FromRaw(Bytes(first, first + size), &content)) {
@@ -87,7 +92,8 @@ int rpc_port_parcel_create_from_raw(rpc_port_parcel_h* h, const void* raw, unsig
 }
 
 int rpc_port_parcel_send(rpc_port_parcel_h h, rpc_port_h port) {
-  if (const int error = Enter(__func__)) return error;
+  const Entry entry(__func__);
+  if (entry.error != 0) return entry.error;
   const auto parcel = FindParcel(h, __func__);
   const auto to = fake::internal::Find(GetState().ports, port, __func__);
   if (!parcel || !to) return RPC_PORT_ERROR_INVALID_PARAMETER;
@@ -96,10 +102,10 @@ int rpc_port_parcel_send(rpc_port_parcel_h h, rpc_port_h port) {
 }
 
 int rpc_port_parcel_destroy(rpc_port_parcel_h h) {
-  if (const int error = Enter(__func__)) return error;
+  const Entry entry(__func__);
   if (!FindParcel(h, __func__)) return RPC_PORT_ERROR_INVALID_PARAMETER;
   GetState().parcels.Remove(h);
-  return RPC_PORT_ERROR_NONE;
+  return entry.error;
 }
 
 int rpc_port_parcel_write_byte(rpc_port_parcel_h h, char b) { return Write(h, b, __func__); }
@@ -121,7 +127,8 @@ int rpc_port_parcel_write_array_count(rpc_port_parcel_h h, int count) {
 }
 
 int rpc_port_parcel_write_string(rpc_port_parcel_h h, const char* str) {
-  if (const int error = Enter(__func__)) return error;
+  const Entry entry(__func__);
+  if (entry.error != 0) return entry.error;
   const auto parcel = FindParcel(h, __func__);
   if (!parcel || !str) return RPC_PORT_ERROR_INVALID_PARAMETER;
   const std::string text = str;
@@ -130,7 +137,8 @@ int rpc_port_parcel_write_string(rpc_port_parcel_h h, const char* str) {
 }
 
 int rpc_port_parcel_write_bundle(rpc_port_parcel_h h, bundle* b) {
-  if (const int error = Enter(__func__)) return error;
+  const Entry entry(__func__);
+  if (entry.error != 0) return entry.error;
   const auto parcel = FindParcel(h, __func__);
   const auto object = fake::internal::Find(GetState().bundles, b, __func__);
   if (!parcel || !object) return RPC_PORT_ERROR_INVALID_PARAMETER;
@@ -140,7 +148,8 @@ int rpc_port_parcel_write_bundle(rpc_port_parcel_h h, bundle* b) {
 }
 
 int rpc_port_parcel_burst_write(rpc_port_parcel_h h, const unsigned char* buf, unsigned int size) {
-  if (const int error = Enter(__func__)) return error;
+  const Entry entry(__func__);
+  if (entry.error != 0) return entry.error;
   const auto parcel = FindParcel(h, __func__);
   if (!parcel || !buf || size == 0) return RPC_PORT_ERROR_INVALID_PARAMETER;
   fake::internal::AppendBytes(&parcel->content.body, buf, size);
@@ -172,7 +181,8 @@ int rpc_port_parcel_read_array_count(rpc_port_parcel_h h, int* count) {
 }
 
 int rpc_port_parcel_read_string(rpc_port_parcel_h h, char** str) {
-  if (const int error = Enter(__func__)) return error;
+  const Entry entry(__func__);
+  if (entry.error != 0) return entry.error;
   const auto parcel = FindParcel(h, __func__);
   Bytes block;
   if (!parcel || !str ||
@@ -183,7 +193,8 @@ int rpc_port_parcel_read_string(rpc_port_parcel_h h, char** str) {
 }
 
 int rpc_port_parcel_read_bundle(rpc_port_parcel_h h, bundle** b) {
-  if (const int error = Enter(__func__)) return error;
+  const Entry entry(__func__);
+  if (entry.error != 0) return entry.error;
   const auto parcel = FindParcel(h, __func__);
   Bytes block;
   fake::internal::BundleContent content;
@@ -199,7 +210,8 @@ int rpc_port_parcel_read_bundle(rpc_port_parcel_h h, bundle** b) {
 }
 
 int rpc_port_parcel_burst_read(rpc_port_parcel_h h, unsigned char* buf, unsigned int size) {
-  if (const int error = Enter(__func__)) return error;
+  const Entry entry(__func__);
+  if (entry.error != 0) return entry.error;
   const auto parcel = FindParcel(h, __func__);
   if (!parcel || !buf || size == 0 ||
       !fake::internal::TakeBytes(parcel->content.body, &parcel->position, buf, size)) {
@@ -209,14 +221,16 @@ int rpc_port_parcel_burst_read(rpc_port_parcel_h h, unsigned char* buf, unsigned
 }
 
 int rpc_port_parcel_get_header(rpc_port_parcel_h h, rpc_port_parcel_header_h* header) {
-  if (const int error = Enter(__func__)) return error;
+  const Entry entry(__func__);
+  if (entry.error != 0) return entry.error;
   if (!FindParcel(h, __func__) || !header) return RPC_PORT_ERROR_INVALID_PARAMETER;
   *header = h;
   return RPC_PORT_ERROR_NONE;
 }
 
 int rpc_port_parcel_header_set_tag(rpc_port_parcel_header_h header, const char* tag) {
-  if (const int error = Enter(__func__)) return error;
+  const Entry entry(__func__);
+  if (entry.error != 0) return entry.error;
   const auto parcel = FindHeader(header, __func__);
   if (!parcel || !tag) return RPC_PORT_ERROR_INVALID_PARAMETER;
   parcel->content.tag = tag;
@@ -224,14 +238,16 @@ int rpc_port_parcel_header_set_tag(rpc_port_parcel_header_h header, const char* 
 }
 
 int rpc_port_parcel_header_get_tag(rpc_port_parcel_header_h header, char** tag) {
-  if (const int error = Enter(__func__)) return error;
+  const Entry entry(__func__);
+  if (entry.error != 0) return entry.error;
   const auto parcel = FindHeader(header, __func__);
   if (!parcel || !tag) return RPC_PORT_ERROR_INVALID_PARAMETER;
   return fake::internal::GiveText(parcel->content.tag, tag);
 }
 
 int rpc_port_parcel_header_set_seq_num(rpc_port_parcel_header_h header, int seq_num) {
-  if (const int error = Enter(__func__)) return error;
+  const Entry entry(__func__);
+  if (entry.error != 0) return entry.error;
   const auto parcel = FindHeader(header, __func__);
   if (!parcel) return RPC_PORT_ERROR_INVALID_PARAMETER;
   parcel->content.sequence_number = seq_num;
@@ -239,7 +255,8 @@ int rpc_port_parcel_header_set_seq_num(rpc_port_parcel_header_h header, int seq_
 }
 
 int rpc_port_parcel_header_get_seq_num(rpc_port_parcel_header_h header, int* seq_num) {
-  if (const int error = Enter(__func__)) return error;
+  const Entry entry(__func__);
+  if (entry.error != 0) return entry.error;
   const auto parcel = FindHeader(header, __func__);
   if (!parcel || !seq_num) return RPC_PORT_ERROR_INVALID_PARAMETER;
   *seq_num = parcel->content.sequence_number;
@@ -248,7 +265,8 @@ int rpc_port_parcel_header_get_seq_num(rpc_port_parcel_header_h header, int* seq
 
 int rpc_port_parcel_header_get_timestamp(rpc_port_parcel_header_h header,
                                          struct timespec* timestamp) {
-  if (const int error = Enter(__func__)) return error;
+  const Entry entry(__func__);
+  if (entry.error != 0) return entry.error;
   const auto parcel = FindHeader(header, __func__);
   if (!parcel || !timestamp) return RPC_PORT_ERROR_INVALID_PARAMETER;
   timestamp->tv_sec = parcel->content.seconds;
@@ -257,7 +275,8 @@ int rpc_port_parcel_header_get_timestamp(rpc_port_parcel_header_h header,
 }
 
 int rpc_port_parcel_get_raw(rpc_port_parcel_h h, void** raw, unsigned int* size) {
-  if (const int error = Enter(__func__)) return error;
+  const Entry entry(__func__);
+  if (entry.error != 0) return entry.error;
   const auto parcel = FindParcel(h, __func__);
   if (!parcel || !raw || !size) return RPC_PORT_ERROR_INVALID_PARAMETER;
   parcel->raw = fake::internal::ToRaw(parcel->content);

@@ -7,8 +7,9 @@
 
 #include "state.h"
 
+using fake::internal::CallBack;
 using fake::internal::Connection;
-using fake::internal::Enter;
+using fake::internal::Entry;
 using fake::internal::GetState;
 using fake::internal::Port;
 using fake::internal::Stub;
@@ -56,7 +57,8 @@ void End(void* handle, const std::string& instance) {
   if (found == stub->connections.end()) return;
   const Connection connection = found->second;
   if (stub->disconnected) {
-    stub->disconnected(connection.sender.c_str(), instance.c_str(), stub->disconnected_data);
+    CallBack(stub->disconnected, connection.sender.c_str(), instance.c_str(),
+             stub->disconnected_data);
   }
   stub->connections.erase(instance);
   RemovePorts(connection);
@@ -65,7 +67,8 @@ void End(void* handle, const std::string& instance) {
 template <typename Callback>
 int SetCallback(rpc_port_stub_h h, Callback Stub::*callback_field, void* Stub::*data_field,
                 Callback callback, void* data, const char* function) {
-  if (const int error = Enter(function)) return error;
+  const Entry entry(function);
+  if (entry.error != 0) return entry.error;
   const auto stub = FindStub(h, function);
   if (!stub || !callback) return RPC_PORT_ERROR_INVALID_PARAMETER;
   (*stub).*callback_field = callback;
@@ -78,7 +81,8 @@ int SetCallback(rpc_port_stub_h h, Callback Stub::*callback_field, void* Stub::*
 extern "C" {
 
 int rpc_port_disconnect(rpc_port_h port) {
-  if (const int error = Enter(__func__)) return error;
+  const Entry entry(__func__);
+  if (entry.error != 0) return entry.error;
   const auto found = fake::internal::Find(GetState().ports, port, __func__);
   if (!found) return RPC_PORT_ERROR_INVALID_PARAMETER;
   const std::string instance = found->instance;
@@ -87,7 +91,8 @@ int rpc_port_disconnect(rpc_port_h port) {
 }
 
 int rpc_port_stub_create(rpc_port_stub_h* h, const char* port_name) {
-  if (const int error = Enter(__func__, port_name ? port_name : "")) return error;
+  const Entry entry(__func__, port_name ? port_name : "");
+  if (entry.error != 0) return entry.error;
   if (!h || !port_name || !*port_name) return RPC_PORT_ERROR_INVALID_PARAMETER;
   auto stub = std::make_shared<Stub>();
   stub->port_name = port_name;
@@ -96,16 +101,17 @@ int rpc_port_stub_create(rpc_port_stub_h* h, const char* port_name) {
 }
 
 int rpc_port_stub_destroy(rpc_port_stub_h h) {
-  if (const int error = Enter(__func__)) return error;
+  const Entry entry(__func__);
   const auto stub = FindStub(h, __func__);
   if (!stub) return RPC_PORT_ERROR_INVALID_PARAMETER;
   GetState().stubs.Remove(h);
   for (const auto& [instance, connection] : stub->connections) RemovePorts(connection);
-  return RPC_PORT_ERROR_NONE;
+  return entry.error;
 }
 
 int rpc_port_stub_listen(rpc_port_stub_h h) {
-  if (const int error = Enter(__func__)) return error;
+  const Entry entry(__func__);
+  if (entry.error != 0) return entry.error;
   const auto stub = FindStub(h, __func__);
   if (!stub) return RPC_PORT_ERROR_INVALID_PARAMETER;
   const auto owner = Listening(stub->port_name).first;
@@ -115,7 +121,8 @@ int rpc_port_stub_listen(rpc_port_stub_h h) {
 }
 
 int rpc_port_stub_add_privilege(rpc_port_stub_h h, const char* privilege) {
-  if (const int error = Enter(__func__, privilege ? privilege : "")) return error;
+  const Entry entry(__func__, privilege ? privilege : "");
+  if (entry.error != 0) return entry.error;
   const auto stub = FindStub(h, __func__);
   if (!stub || !privilege) return RPC_PORT_ERROR_INVALID_PARAMETER;
   stub->privileges.emplace_back(privilege);
@@ -140,7 +147,8 @@ int rpc_port_stub_add_received_event_cb(rpc_port_stub_h h, rpc_port_stub_receive
 
 int rpc_port_stub_get_port(rpc_port_stub_h h, rpc_port_port_type_e type, const char* instance,
                            rpc_port_h* port) {
-  if (const int error = Enter(__func__, instance ? instance : "")) return error;
+  const Entry entry(__func__, instance ? instance : "");
+  if (entry.error != 0) return entry.error;
   const auto stub = FindStub(h, __func__);
   if (!stub || !instance || !port) return RPC_PORT_ERROR_INVALID_PARAMETER;
   const auto found = stub->connections.find(instance);
@@ -164,7 +172,9 @@ void Connect(const std::string& sender, const std::string& instance) {
   connection.main_port = AddPort(instance, RPC_PORT_PORT_MAIN);
   connection.callback_port = AddPort(instance, RPC_PORT_PORT_CALLBACK);
   stub->connections.emplace(instance, connection);
-  if (stub->connected) stub->connected(sender.c_str(), instance.c_str(), stub->connected_data);
+  if (stub->connected) {
+    CallBack(stub->connected, sender.c_str(), instance.c_str(), stub->connected_data);
+  }
 }
 
 void Disconnect(const std::string& instance) { End(StubOf(instance).first, instance); }
@@ -179,10 +189,11 @@ bool IsConnected(const std::string& instance) {
 int Receive(const std::string& instance, const ParcelWriter& parcel) {
   const auto [handle, stub] = StubOf(instance);
   const Connection connection = stub->connections.at(instance);
-  if (!stub->received) throw std::logic_error("no received callback");
+  // A parcel that nobody takes stays where it is.
+  if (!stub->received) return 0;
   GetState().ports.Find(connection.main_port)->incoming.push_back(parcel.Raw());
-  const int result = stub->received(connection.sender.c_str(), instance.c_str(),
-                                    connection.main_port, stub->received_data);
+  const int result = CallBack(stub->received, connection.sender.c_str(), instance.c_str(),
+                              connection.main_port, stub->received_data);
   if (result != 0) End(handle, instance);
   return result;
 }

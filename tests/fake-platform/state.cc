@@ -11,6 +11,7 @@
 #include <cstring>
 #include <filesystem>
 #include <stdexcept>
+#include <utility>
 
 namespace fake {
 namespace internal {
@@ -39,14 +40,14 @@ int NextError(const std::string& function) {
   return error;
 }
 
-int Enter(const char* function, const std::string& detail) {
+Entry::Entry(const char* function, std::string_view detail) {
   State& state = GetState();
   {
     const std::lock_guard<std::mutex> lock(state.script_mutex);
-    state.calls.push_back({function, detail});
+    state.calls.push_back({function, std::string(detail)});
     ++state.call_counts[function];
   }
-  return NextError(function);
+  error = NextError(function);
 }
 
 void AddFault(const std::string& text) {
@@ -103,6 +104,18 @@ std::string MakeTemporaryFolder() {
 }  // namespace internal
 
 using internal::GetState;
+
+namespace {
+
+thread_local Side current_side = Side::kTest;
+
+}  // namespace
+
+Side CurrentSide() { return current_side; }
+
+SideScope::SideScope(Side side) : outer_(std::exchange(current_side, side)) {}
+
+SideScope::~SideScope() { current_side = outer_; }
 
 void Reset() {
   internal::State& state = GetState();

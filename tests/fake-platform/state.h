@@ -17,6 +17,7 @@
 #include <mutex>
 #include <set>
 #include <string>
+#include <string_view>
 #include <thread>
 #include <vector>
 
@@ -147,8 +148,21 @@ State& GetState();
 // The error that the script has for this call of a function, or 0.
 int NextError(const std::string& function);
 
-// Every platform function but the log's begins here: records the call and returns NextError().
-int Enter(const char* function, const std::string& detail = {});
+// Every platform function but the log's begins with one: records the call and takes NextError().
+struct Entry {
+  explicit Entry(const char* function, std::string_view detail = {});
+
+  // First, so that what the record takes is already the platform's.
+  const SideScope side{Side::kPlatform};
+  int error = 0;
+};
+
+// Every callback into the code under test goes through here.
+template <typename Callback, typename... Arguments>
+auto CallBack(Callback callback, Arguments... arguments) {
+  const SideScope side(Side::kCaller);
+  return callback(arguments...);
+}
 
 void AddFault(const std::string& text);
 

@@ -7,6 +7,7 @@
 
 #include "state.h"
 
+using fake::internal::Entry;
 using fake::internal::GetState;
 using fake::internal::State;
 using fake::internal::Timer;
@@ -54,7 +55,7 @@ void Fire(void* handle, const std::shared_ptr<Timer>& timer) {
   state.now = std::max(state.now, timer->due);
   const double fired_at = timer->due;
   timer->firing = true;
-  const bool keep = timer->callback(timer->data) != EINA_FALSE;
+  const bool keep = fake::internal::CallBack(timer->callback, timer->data) != EINA_FALSE;
   timer->firing = false;
   if (!keep || timer->deleted_while_firing) {
     state.timers.Remove(handle);
@@ -70,7 +71,8 @@ void Fire(void* handle, const std::shared_ptr<Timer>& timer) {
 extern "C" {
 
 Ecore_Timer* ecore_timer_add(double in, Ecore_Task_Cb func, const void* data) {
-  if (fake::internal::Enter(__func__, std::to_string(in)) || !func) return nullptr;
+  const Entry entry(__func__, std::to_string(in));
+  if (entry.error != 0 || !func) return nullptr;
   if (!eina_main_loop_is()) {
     fake::internal::AddFault("ecore_timer_add: not on the main loop's thread");
     return nullptr;
@@ -84,7 +86,8 @@ Ecore_Timer* ecore_timer_add(double in, Ecore_Task_Cb func, const void* data) {
 }
 
 void* ecore_timer_del(Ecore_Timer* handle) {
-  if (fake::internal::Enter(__func__)) return nullptr;
+  const Entry entry(__func__);
+  if (entry.error != 0) return nullptr;
   const auto timer = FindTimer(handle, __func__);
   if (!timer) return nullptr;
   if (timer->firing) {
@@ -96,24 +99,28 @@ void* ecore_timer_del(Ecore_Timer* handle) {
 }
 
 void ecore_timer_interval_set(Ecore_Timer* handle, double in) {
-  if (fake::internal::Enter(__func__, std::to_string(in))) return;
+  const Entry entry(__func__, std::to_string(in));
+  if (entry.error != 0) return;
   if (const auto timer = FindTimer(handle, __func__)) timer->interval = std::max(in, 0.0);
 }
 
 double ecore_timer_interval_get(const Ecore_Timer* handle) {
-  if (fake::internal::Enter(__func__)) return -1.0;
+  const Entry entry(__func__);
+  if (entry.error != 0) return -1.0;
   const auto timer = FindTimer(handle, __func__);
   return timer ? timer->interval : -1.0;
 }
 
 double ecore_timer_pending_get(const Ecore_Timer* handle) {
-  if (fake::internal::Enter(__func__)) return 0.0;
+  const Entry entry(__func__);
+  if (entry.error != 0) return 0.0;
   const auto timer = FindTimer(handle, __func__);
   return timer ? timer->due - GetState().now : 0.0;
 }
 
 void ecore_timer_reset(Ecore_Timer* handle) {
-  if (fake::internal::Enter(__func__)) return;
+  const Entry entry(__func__);
+  if (entry.error != 0) return;
   if (const auto timer = FindTimer(handle, __func__)) Arm(timer.get());
 }
 

@@ -231,6 +231,18 @@ TEST_F(Bootstrap, GoesOnWhenListeningFailsForAnotherReason) {
   EXPECT_FALSE(fake::IsListening());
 }
 
+// In a process of its own: there is nothing left of an earlier start.
+TEST_F(Bootstrap, ShutsDownAfterAFirstStartThatFailed) {
+  ::testing::FLAGS_gtest_death_test_style = "threadsafe";
+  EXPECT_EXIT(
+      {
+        fake::Fail("app_get_data_path", -5);
+        const bool failed = Send("a", "type") == kUnknown;
+        std::exit(failed && qor_handler_manager_shutdown() == 0 ? 0 : 1);
+      },
+      ::testing::ExitedWithCode(0), "");
+}
+
 TEST_F(Bootstrap, AllowsTheProcessToEndWithTheLibraryUp) {
   ::testing::FLAGS_gtest_death_test_style = "threadsafe";
   EXPECT_EXIT(

@@ -3,6 +3,8 @@
 
 #include "handlers/repository-backend-file.h"
 
+#include <csignal>
+
 #include "common/exceptions.h"
 #include "handlers/factory.h"
 #include "library-test.h"
@@ -134,35 +136,73 @@ TEST_F(FileBackend, LogsTheFramesOfItsFunctions) {
 
 class FileBackendDeathTest : public FileBackend {
  protected:
-  void ExpectDeath(const std::string& text) {
+  // The JSON library's assertion ends the process, whatever becomes of the standard ones.
+  void ExpectAbort(const std::string& text, const std::string& condition) {
     ::testing::FLAGS_gtest_death_test_style = "threadsafe";
-    EXPECT_DEATH(
+    EXPECT_EXIT(
         {
           WriteFile("handlers.db", text);
           FileRepositoryBackend(Path()).Load();
         },
-        "assertion")
+        ::testing::KilledBySignal(SIGABRT),
+        "Handler database: assertion failed: " + condition + "\n")
         << text;
   }
+
+  static constexpr char kMissing[] = "false";
+  static constexpr char kNoObject[] = "IsObject\\(\\)";
+  static constexpr char kNoText[] = "IsString\\(\\)";
 };
 
-TEST_F(FileBackendDeathTest, DoesNotReadAnEmptyFile) { ExpectDeath(""); }
+TEST_F(FileBackendDeathTest, DoesNotReadAnEmptyFile) { ExpectAbort("", kNoObject); }
 
-TEST_F(FileBackendDeathTest, DoesNotReadWhatIsNoJson) {
-  ExpectDeath("no json");
-  ExpectDeath(R"({"handlers":[)");
+TEST_F(FileBackendDeathTest, DoesNotReadWhatIsNoJson) { ExpectAbort("no json", kNoObject); }
+
+TEST_F(FileBackendDeathTest, DoesNotReadHalfADocument) {
+  ExpectAbort(R"({"handlers":[)", kNoObject);
 }
 
-TEST_F(FileBackendDeathTest, DoesNotReadAnotherDocument) {
-  ExpectDeath("[]");
-  ExpectDeath("{}");
+TEST_F(FileBackendDeathTest, DoesNotReadADocumentWithSomethingBehind) {
+  ExpectAbort(R"({"handlers":[]} {})", kNoObject);
 }
 
-TEST_F(FileBackendDeathTest, DoesNotReadIncompleteEntries) {
-  ExpectDeath(R"({"handlers":[{"handlerData":{}}]})");
-  ExpectDeath(R"({"handlers":[{"handlerType":"AppHandler"}]})");
-  ExpectDeath(R"({"handlers":[{"handlerType":1,"handlerData":{}}]})");
-  ExpectDeath(R"({"handlers":[1]})");
+TEST_F(FileBackendDeathTest, DoesNotReadADocumentThatIsNoObject) {
+  ExpectAbort("[]", kNoObject);
+  ExpectAbort("null", kNoObject);
+}
+
+TEST_F(FileBackendDeathTest, DoesNotReadADocumentWithoutHandlers) { ExpectAbort("{}", kMissing); }
+
+TEST_F(FileBackendDeathTest, DoesNotReadAnEntryThatIsNoObject) {
+  ExpectAbort(R"({"handlers":[1]})", kNoObject);
+}
+
+TEST_F(FileBackendDeathTest, DoesNotReadAnEntryWithoutAType) {
+  ExpectAbort(R"({"handlers":[{"handlerData":{"appId":"a","requestTypes":[]}}]})", kMissing);
+}
+
+TEST_F(FileBackendDeathTest, DoesNotReadAnEntryWithoutData) {
+  ExpectAbort(R"({"handlers":[{"handlerType":"AppHandler"}]})", kMissing);
+}
+
+TEST_F(FileBackendDeathTest, DoesNotReadAnEntryWithoutDataWhateverItsType) {
+  ExpectAbort(R"({"handlers":[{"handlerType":"Other"}]})", kMissing);
+}
+
+TEST_F(FileBackendDeathTest, DoesNotReadATypeThatIsNoText) {
+  ExpectAbort(R"({"handlers":[{"handlerType":1,"handlerData":{"appId":"a","requestTypes":[]}}]})",
+              kNoText);
+}
+
+TEST_F(FileBackendDeathTest, DoesNotReadDataThatIsNoObject) {
+  ExpectAbort(R"({"handlers":[{"handlerType":"AppHandler","handlerData":"a"}]})", kNoObject);
+}
+
+TEST_F(FileBackendDeathTest, DoesNotReadABadEntryBehindAGoodOne) {
+  ExpectAbort(R"({"handlers":[)"
+              R"({"handlerType":"AppHandler","handlerData":{"appId":"a","requestTypes":[]}},)"
+              R"({"handlerType":"AppHandler","handlerData":{"requestTypes":[]}}]})",
+              kMissing);
 }
 
 }  // namespace

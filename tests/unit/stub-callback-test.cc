@@ -103,6 +103,13 @@ TEST_F(StubCallback, KeepsTheHeaderOfTheProxy) {
   EXPECT_TRUE(peer_->Deliveries()[0].once);
 }
 
+TEST_F(StubCallback, HasAHeaderOfItsOwnWhereTheProxySendsNone) {
+  ASSERT_EQ(fake::Receive("one", fake::ParcelWriter().Int32(support::kMethodSetCommandReceivedCb)),
+            0);
+  EXPECT_EQ(script_.callback->GetId(), 1);
+  EXPECT_FALSE(script_.callback->IsOnce());
+}
+
 TEST_F(StubCallback, DrawsNumbersFromOneCounter) {
   const CommandHandler::CallbackBase first(1, false);
   const CommandHandler::CallbackBase second(2, true);

@@ -4,11 +4,13 @@
 #include <tizen.h>
 
 #include <atomic>
+#include <stdexcept>
 #include <thread>
 
 #include "library-test.h"
 #include "tizen/app-info.h"
 #include "tizen/callback-guard.h"
+#include "tizen/collector.h"
 #include "tizen/exception.h"
 #include "tizen/package-info.h"
 #include "tizen/package-manager.h"
@@ -26,6 +28,7 @@ TEST_F(TizenWrappers, NameTheCallAndThePlatformsTextInAnException) {
   const std::string text = tizen::Exception("call", -5).what();
   EXPECT_NE(text.find("call"), std::string::npos);
   EXPECT_NE(text.find(get_error_message(-5)), std::string::npos);
+  EXPECT_NE(text.find("(-5)"), std::string::npos);
 }
 
 TEST_F(TizenWrappers, ThrowOnErrorsOnly) {
@@ -115,6 +118,18 @@ TEST_F(TizenWrappers, AllowAnEventCallbackToEndItsOwner) {
                           PACKAGE_MANAGER_EVENT_STATE_STARTED);
   EXPECT_EQ(manager, nullptr);
   EXPECT_EQ(token.use_count(), 1);
+}
+
+TEST_F(TizenWrappers, StopAListAtAnExceptionAndPassItOn) {
+  struct Refusing {
+    explicit Refusing(int number) {
+      if (number == 2) throw std::runtime_error("no two");
+    }
+  };
+  tizen::Collector<Refusing> collector;
+  EXPECT_TRUE(collector.Add(1));
+  EXPECT_FALSE(collector.Add(2));
+  EXPECT_THROW(collector.Take(), std::runtime_error);
 }
 
 TEST_F(TizenWrappers, GuardCallbacksThatReturnAValue) {

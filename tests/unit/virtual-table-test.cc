@@ -8,6 +8,7 @@
 #include <cstring>
 
 #include "api/logic.h"
+#include "common/exceptions.h"
 #include "handlers/app-handler.h"
 #include "handlers/repository-backend-file.h"
 #include "handlers/source.h"
@@ -47,6 +48,9 @@ TEST(VirtualTable, OfWhatHandlersReach) {
 TEST(VirtualTable, OfTheRouter) {
   using api::Logic;
   EXPECT_EQ(Slot(&Logic::SetCommandReceivedCb), 2);
+  EXPECT_EQ(Slot(&Logic::SendResult), 3);
+  EXPECT_EQ(Slot(&Logic::OnConnected), 4);
+  EXPECT_EQ(Slot(&Logic::OnDisconnected), 5);
   EXPECT_EQ(Slot(&Logic::NegotiateTimeout), 6);
   EXPECT_EQ(Slot(static_cast<void (Logic::*)(const handlers::HandlerAdded&)>(&Logic::Update)), 7);
   EXPECT_EQ(Slot(static_cast<void (Logic::*)(const handlers::HandlerRemoved&)>(&Logic::Update)), 8);
@@ -66,6 +70,7 @@ TEST(VirtualTable, OfAConnectionsService) {
   EXPECT_EQ(Slot(&Service::SetCommandReceivedCb), 4);
   EXPECT_EQ(Slot(&Service::SendResult), 5);
   EXPECT_EQ(Slot(&Service::NegotiateTimeout), 6);
+  EXPECT_EQ(Slot(&Service::Factory::CreateService), 2);
   EXPECT_EQ(Slot(&ipc::ServiceManager::CreateService), 2);
 }
 
@@ -82,7 +87,21 @@ TEST(VirtualTable, OfTheRegistrysParts) {
   EXPECT_EQ(Slot(&handlers::RepositoryBackend::Store), 2);
   EXPECT_EQ(Slot(&handlers::RepositoryBackend::Load), 3);
   EXPECT_EQ(Slot(&handlers::Source::Load), 2);
-  EXPECT_EQ(Slot(&common::IObserver<const handlers::HandlerAdded&>::Update), 2);
 }
+
+TEST(VirtualTable, OfAnObserver) {
+  EXPECT_EQ(Slot(&common::IObserver<const handlers::HandlerAdded&>::Update), 2);
+  EXPECT_EQ(Slot(&common::IObserver<const handlers::HandlerRemoved&>::Update), 2);
+  EXPECT_EQ(Slot(&common::IObserver<const handlers::HandlerUpdated&>::Update), 2);
+  using handlers::Manager;
+  EXPECT_EQ(Slot(static_cast<void (Manager::*)(const handlers::HandlerAdded&)>(&Manager::Update)),
+            2);
+  EXPECT_EQ(Slot(static_cast<void (Manager::*)(const handlers::HandlerRemoved&)>(&Manager::Update)),
+            3);
+  EXPECT_EQ(Slot(static_cast<void (Manager::*)(const handlers::HandlerUpdated&)>(&Manager::Update)),
+            4);
+}
+
+TEST(VirtualTable, OfAFailure) { EXPECT_EQ(Slot(&QorCommonException::what), 2); }
 
 }  // namespace

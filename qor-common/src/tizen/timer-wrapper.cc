@@ -13,6 +13,7 @@ struct EcoreTimerWrapper::Timer {
   Ecore_Timer* handle = nullptr;
   std::shared_ptr<TimerPlace> place;
   std::shared_ptr<Timer> self;
+  bool keeps_loop = false;
 
   void Delete() {
     if (handle == nullptr) return;
@@ -22,12 +23,12 @@ struct EcoreTimerWrapper::Timer {
 
   void Forget() {
     handle = nullptr;
-    ecore_shutdown();
+    if (keeps_loop) ecore_shutdown();
     self.reset();
   }
 };
 
-EcoreTimerWrapper::EcoreTimerWrapper(std::function<bool()> task) : task_(std::move(task)) {}
+EcoreTimerWrapper::EcoreTimerWrapper(std::function<bool()> task) { SetTask(std::move(task)); }
 
 EcoreTimerWrapper::EcoreTimerWrapper(const EcoreTimerWrapper& other)
     : task_(other.task_), timer_(other.timer_), expired_(other.expired_) {}
@@ -53,7 +54,7 @@ bool EcoreTimerWrapper::Start(double seconds) {
   timer->place = place_;
   timer->handle = ecore_timer_add(seconds, EcoreTaskCb, timer.get());
   if (timer->handle == nullptr) return false;
-  ecore_init();
+  timer->keeps_loop = ecore_init() > 0;
   timer->self = timer;
   timer_ = std::move(timer);
   return true;
@@ -77,6 +78,10 @@ void EcoreTimerWrapper::SetInterval(double seconds) {
   ecore_timer_reset(handle);
 }
 
+void EcoreTimerWrapper::SetTask(std::function<bool()> task) {
+  task_ = std::make_shared<const std::function<bool()>>(std::move(task));
+}
+
 bool EcoreTimerWrapper::IsRunning() const { return timer_ && timer_->handle != nullptr; }
 
 Eina_Bool EcoreTimerWrapper::EcoreTaskCb(void* data) {
@@ -84,8 +89,8 @@ Eina_Bool EcoreTimerWrapper::EcoreTaskCb(void* data) {
   const std::shared_ptr<Timer> timer = static_cast<Timer*>(data)->self;
   const bool keep = tizen::GuardCallback(__FILE__, __FUNCTION__, __LINE__, false, [&timer] {
     if (timer->place->occupant == nullptr) return false;
-    const std::function<bool()> task = timer->place->occupant->task_;
-    return task();
+    const auto task = timer->place->occupant->task_;
+    return (*task)();
   });
   if (timer->handle == nullptr) return ECORE_CALLBACK_CANCEL;
   if (!keep) timer->Forget();

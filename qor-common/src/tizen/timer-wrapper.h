@@ -49,7 +49,7 @@ class EcoreTimerWrapper {
   // The timer has fired and is left to the main loop, which deletes it when its callback says so.
   void SetExpired() { expired_ = true; }
   bool IsRunning() const;
-  void SetTask(std::function<bool()> task) { task_ = std::move(task); }
+  void SetTask(std::function<bool()> task);
 
   // Runs a task for the timer whose record is `data`. Returns what the task returned: true to keep
   // the timer running, false to end it, also when the task threw, which is logged.
@@ -58,7 +58,8 @@ class EcoreTimerWrapper {
  private:
   struct Timer;
 
-  std::function<bool()> task_;
+  // Shared, so that neither copying a wrapper nor running its task needs memory.
+  std::shared_ptr<const std::function<bool()>> task_;
   std::shared_ptr<Timer> timer_;
   bool expired_ = false;
   std::shared_ptr<TimerPlace> place_;

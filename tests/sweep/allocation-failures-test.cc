@@ -1,0 +1,60 @@
+// Copyright 2026 The qor-handler-manager authors
+// SPDX-License-Identifier: Apache-2.0
+
+#include <gtest/gtest.h>
+
+#include <optional>
+
+#include "allocation-failure.h"
+#include "world.h"
+
+namespace {
+
+using sweep::AllocationFailure;
+using sweep::Journal;
+using sweep::Play;
+using sweep::Scenario;
+using sweep::Step;
+
+// The failed allocation's own step. A C function tells of it, unless it starts the library:
+// handlers that cannot be loaded are left out.
+void Check(const Step& step) {
+  const bool starts = step.name == "initialize";
+  const bool is_function = starts || step.name == "configuration_create" ||
+                           step.name == "send_command" || step.name == "foreach_handler_info" ||
+                           step.name == "handler_info_clone" || step.name.substr(0, 4) == "set_";
+  if (is_function && !(starts && step.result == 0)) {
+    EXPECT_EQ(step.result, QOR_HANDLER_MANAGER_ERROR_OUT_OF_MEMORY) << step.name;
+  }
+}
+
+// Each scenario, once for every allocation that the library makes in it.
+class AllocationFailures : public ::testing::TestWithParam<Scenario> {};
+
+INSTANTIATE_TEST_SUITE_P(At, AllocationFailures, ::testing::ValuesIn(sweep::kScenarios),
+                         [](const auto& param_info) { return param_info.param.name; });
+
+TEST_P(AllocationFailures, OfAnyAllocationAreSurvived) {
+  const Journal expected = Play(GetParam());
+  for (long nth = 1;; ++nth) {
+    SCOPED_TRACE("allocation " + std::to_string(nth));
+    {
+      AllocationFailure failure(nth);
+      std::optional<Step> failed;
+      Play(
+          GetParam(), [&failure] { failure.Arm(); },
+          [&](const Step& step) {
+            if (failure.HasFailed() && !failed) failed = step;
+          });
+      if (failed) Check(*failed);
+      if (!failure.HasFailed()) {
+        RecordProperty("allocations", static_cast<int>(nth - 1));
+        break;
+      }
+    }
+    EXPECT_TRUE(Play(GetParam()) == expected);
+    if (HasFailure()) return;
+  }
+}
+
+}  // namespace

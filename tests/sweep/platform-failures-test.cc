@@ -1,0 +1,68 @@
+// Copyright 2026 The qor-handler-manager authors
+// SPDX-License-Identifier: Apache-2.0
+
+#include <gtest/gtest.h>
+
+#include "documented-errors.h"
+#include "world.h"
+
+namespace {
+
+using sweep::Journal;
+using sweep::Play;
+using sweep::Scenario;
+
+// Each scenario, once for every call of a platform function in it and every error of that function.
+class PlatformFailures : public ::testing::TestWithParam<Scenario> {
+ protected:
+  // Plays the scenario as it should go and counts its calls from where it begins.
+  void SetUp() override {
+    size_t first = 0;
+    expected_ = Play(GetParam(), [&first] { first = fake::Calls().size(); });
+    const auto calls = fake::Calls();
+    for (size_t i = first; i < calls.size(); ++i) ++counts_[calls[i].function];
+    ASSERT_FALSE(HasFailure());
+  }
+
+  void Fail(const std::string& function, int error, int nth) {
+    SCOPED_TRACE("call " + std::to_string(nth) + " of " + function + " with " +
+                 std::to_string(error));
+    Play(GetParam(), [&] { fake::Fail(function, error, nth); });
+    // The next time everything is as if nothing had happened.
+    EXPECT_TRUE(Play(GetParam()) == expected_);
+  }
+
+  Journal expected_;
+  std::map<std::string, int> counts_;
+};
+
+INSTANTIATE_TEST_SUITE_P(At, PlatformFailures, ::testing::ValuesIn(sweep::kScenarios),
+                         [](const auto& param_info) { return param_info.param.name; });
+
+TEST_P(PlatformFailures, OfAnyCallAreSurvived) {
+  for (const auto& [function, count] : counts_) {
+    for (const int error : sweep::DocumentedErrors(function)) {
+      for (int nth = 1; nth <= count; ++nth) {
+        Fail(function, error, nth);
+        if (HasFailure()) return;
+      }
+    }
+  }
+}
+
+TEST_P(PlatformFailures, OfAllCallsOfAFunctionAreSurvived) {
+  for (const auto& [function, count] : counts_) {
+    for (const int error : sweep::DocumentedErrors(function)) {
+      SCOPED_TRACE("all calls of " + function + " with " + std::to_string(error));
+      Play(GetParam(), [&, name = function] { fake::FailAlways(name, error); });
+      EXPECT_TRUE(Play(GetParam()) == expected_);
+      if (HasFailure()) return;
+    }
+  }
+}
+
+TEST_P(PlatformFailures, OfTheLogChangeNothing) {
+  EXPECT_TRUE(Play(GetParam(), [] { fake::FailAlways("dlog_print", -1); }) == expected_);
+}
+
+}  // namespace

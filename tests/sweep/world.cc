@@ -1,0 +1,251 @@
+// Copyright 2026 The qor-handler-manager authors
+// SPDX-License-Identifier: Apache-2.0
+
+#include "world.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <cstdlib>
+#include <cstring>
+#include <exception>
+#include <filesystem>
+#include <stdexcept>
+#include <tuple>
+#include <utility>
+
+#include "handler-package.h"
+#include "handler-peer.h"
+
+namespace sweep {
+
+namespace {
+
+// There are thousands of worlds, each with files of its own: these go where they cost least.
+void KeepFilesInMemory() {
+  static const bool possible = std::filesystem::is_directory("/dev/shm");
+  if (possible) setenv("TMPDIR", "/dev/shm", 0);
+}
+
+// Callbacks of the client are the test's own code.
+Journal& JournalOf(void* data) { return *static_cast<Journal*>(data); }
+
+void OnResponse(const char* uuid, qor_request_status_e, const char*, int, const char* error, int,
+                void* data) {
+  const fake::SideScope side(fake::Side::kTest);
+  const bool timeout = std::strstr(error, "QOR-CLIENT") != nullptr;
+  ++(timeout ? JournalOf(data).timeouts : JournalOf(data).results)[uuid];
+}
+
+int OnNegotiation(const char*, const char*, double, void* data) {
+  const fake::SideScope side(fake::Side::kTest);
+  ++JournalOf(data).negotiations;
+  return 0;
+}
+
+void OnUpdate(qor_handler_update_type_e type, qor_handler_manager_handler_info_h info, void* data) {
+  const fake::SideScope side(fake::Side::kTest);
+  char* app_id = nullptr;
+  EXPECT_EQ(qor_handler_manager_handler_info_appid_get(info, &app_id), 0);
+  JournalOf(data).updates.push_back(std::to_string(type) + " " + app_id);
+}
+
+}  // namespace
+
+bool Journal::operator==(const Journal& other) const {
+  const auto all = [](const Journal& journal) {
+    return std::tie(journal.steps, journal.sent, journal.answered, journal.results,
+                    journal.timeouts, journal.updates, journal.negotiations);
+  };
+  return all(*this) == all(other);
+}
+
+World::World() {
+  KeepFilesInMemory();
+  fake::Reset();
+  support::InstallHandler("h", {"type", "other type"});
+  support::InstallHandler("i", {"type"}, "20");
+}
+
+void World::BeginHere() {
+  if (on_begin) on_begin();
+}
+
+void World::Start() {
+  Configure();
+  Call("set_response_cb",
+       [this] { return qor_handler_manager_set_response_cb(OnResponse, &journal_); });
+  Call("set_negotiate_request_cb",
+       [this] { return qor_handler_manager_set_negotiate_request_cb(OnNegotiation, &journal_); });
+  Call("set_handler_update_cb",
+       [this] { return qor_handler_manager_set_handler_update_cb(OnUpdate, &journal_); });
+}
+
+void World::Configure() {
+  qor_handler_manager_configuration_h config = nullptr;
+  if (Call("configuration_create",
+           [&] { return qor_handler_manager_configuration_create(&config); }) != 0) {
+    EXPECT_EQ(config, nullptr);
+    return;
+  }
+  Call("set_connection_timeout",
+       [&] { return qor_handler_manager_configuration_set_connection_timeout(config, 5000); });
+  Call("set_command_execution_timeout", [&] {
+    return qor_handler_manager_configuration_set_command_execution_timeout(config, 3000);
+  });
+  Call("initialize", [&] { return qor_handler_manager_initialize(config); });
+  Call("configuration_destroy", [&] { return qor_handler_manager_configuration_destroy(config); });
+}
+
+void World::ShutDown() {
+  Call("shutdown", [] { return qor_handler_manager_shutdown(); });
+}
+
+int World::Send(const std::string& uuid, const std::string& request_type) {
+  const int result = Call("send_command", [&] {
+    return qor_handler_manager_send_command(uuid.c_str(), request_type.c_str(),
+                                            "{\"what\": \"a payload of some length\"}", 3, 17);
+  });
+  journal_.sent[uuid].push_back(result);
+  return result;
+}
+
+void World::Enumerate() {
+  Call("foreach_handler_info", [this] {
+    return qor_handler_manager_foreach_handler_info(
+        [](qor_handler_manager_handler_info_h info, void* data) {
+          const fake::SideScope side(fake::Side::kTest);
+          auto* world = static_cast<World*>(data);
+          qor_handler_manager_handler_info_h clone = nullptr;
+          const int result = world->Call("handler_info_clone", [&] {
+            return qor_handler_manager_handler_info_clone(info, &clone);
+          });
+          EXPECT_EQ(result == 0, clone != nullptr);
+          if (result == 0) world->clones_.push_back(clone);
+          return true;
+        },
+        this);
+  });
+  for (const auto clone : std::exchange(clones_, {})) {
+    Call("handler_info_destroy", [&] { return qor_handler_manager_handler_info_destroy(clone); });
+  }
+}
+
+void World::Connect(const std::string& instance, const std::string& app_id) {
+  if (!fake::IsListening() || fake::IsConnected(instance)) return;
+  Do("connect", [&] {
+    fake::Connect(app_id, instance);
+    return 0;
+  });
+}
+
+void World::Disconnect(const std::string& instance) {
+  if (!fake::IsConnected(instance)) return;
+  Do("disconnect", [&] {
+    fake::Disconnect(instance);
+    return 0;
+  });
+}
+
+void World::Fetch(const std::string& instance) {
+  if (!fake::IsConnected(instance)) return;
+  Do("fetch", [&] {
+    return fake::Receive(instance, fake::ParcelWriter()
+                                       .Int32(support::kMethodSetCommandReceivedCb)
+                                       .Int32(1)
+                                       .Int32(7)
+                                       .Bool(false));
+  });
+}
+
+void World::Answer(const std::string& instance, const std::string& uuid) {
+  if (!fake::IsConnected(instance) || !WasDelivered(instance, uuid)) return;
+  ++journal_.answered[uuid];
+  Do("answer", [&] {
+    return fake::Receive(instance, fake::ParcelWriter()
+                                       .Int32(support::kMethodSendResult)
+                                       .String(uuid)
+                                       .String("{\"how\": \"a result of some length\"}")
+                                       .Int32(0)
+                                       .String("")
+                                       .Bundle({{"extra", "of the handler"}}));
+  });
+}
+
+void World::Negotiate(const std::string& instance, const std::string& uuid, double seconds) {
+  if (!fake::IsConnected(instance) || !WasDelivered(instance, uuid)) return;
+  Do("negotiate", [&] {
+    return fake::Receive(
+        instance,
+        fake::ParcelWriter().Int32(support::kMethodNegotiateTimeout).String(uuid).Double(seconds));
+  });
+}
+
+void World::Advance(double seconds) {
+  Do("timers", [&] {
+    fake::Advance(seconds);
+    return 0;
+  });
+}
+
+void World::Install(const std::string& package_id) {
+  support::InstallPackage(package_id, {{"one", {{"first"}}}, {"two", {{"second"}}}});
+  Do("installed", [&] {
+    support::RaiseInstalled(package_id);
+    return 0;
+  });
+}
+
+void World::Update(const std::string& package_id) {
+  support::InstallPackage(package_id, {{"one", {{"first", "third"}}}});
+  Do("updated", [&] {
+    support::RaiseUpdated(package_id);
+    return 0;
+  });
+}
+
+void World::Uninstall(const std::string& package_id) {
+  Do("uninstalling", [&] {
+    support::RaiseUninstalling(package_id);
+    return 0;
+  });
+  fake::Uninstall(package_id);
+}
+
+int World::Do(const std::string& name, const std::function<int()>& step) {
+  int result = 0;
+  try {
+    result = step();
+  } catch (const std::exception& error) {
+    ADD_FAILURE() << name << " let out " << error.what();
+  } catch (...) {
+    ADD_FAILURE() << name << " let out something";
+  }
+  journal_.steps.push_back({name, result});
+  if (on_step) on_step(journal_.steps.back());
+  return result;
+}
+
+int World::Call(const std::string& name, const std::function<int()>& function) {
+  return Do(name, [&function] {
+    const fake::SideScope side(fake::Side::kCaller);
+    return function();
+  });
+}
+
+bool World::WasDelivered(const std::string& instance, const std::string& uuid) const {
+  for (fake::ParcelReader parcel : fake::Sent(instance, RPC_PORT_PORT_CALLBACK)) {
+    try {
+      parcel.Int32();
+      parcel.Int32();
+      parcel.Int32();
+      parcel.Bool();
+      if (parcel.String() == uuid) return true;
+    } catch (const std::out_of_range&) {
+      // A field is missing: no handler understands this.
+    }
+  }
+  return false;
+}
+
+}  // namespace sweep

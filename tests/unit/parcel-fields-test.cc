@@ -1,0 +1,160 @@
+// Copyright 2026 The qor-handler-manager authors
+// SPDX-License-Identifier: Apache-2.0
+
+#include <functional>
+
+#include "one-handler-test.h"
+
+namespace {
+
+using fake::ParcelWriter;
+using support::HandlerPeer;
+
+// Writes one value of a parcel.
+using Field = std::function<void(ParcelWriter&)>;
+using Fields = std::vector<Field>;
+
+Field Int32(int value) {
+  return [value](ParcelWriter& parcel) { parcel.Int32(value); };
+}
+
+Field String(const std::string& value) {
+  return [value](ParcelWriter& parcel) { parcel.String(value); };
+}
+
+Field Double(double value) {
+  return [value](ParcelWriter& parcel) { parcel.Double(value); };
+}
+
+Field Bool(bool value) {
+  return [value](ParcelWriter& parcel) { parcel.Bool(value); };
+}
+
+Field Bundle() {
+  return [](ParcelWriter& parcel) { parcel.Bundle({{"key", "value"}}); };
+}
+
+Field Int64(long long value) {
+  return [value](ParcelWriter& parcel) { parcel.Int64(value); };
+}
+
+const std::vector<Fields> kParcels = {
+    {Int32(support::kMethodSetCommandReceivedCb), Int32(1), Int32(7), Bool(false)},
+    {Int32(support::kMethodSendResult), String("a"), String("{}"), Int32(5), String("none"),
+     Bundle()},
+    {Int32(support::kMethodNegotiateTimeout), String("a"), Double(2.0)},
+};
+
+// One value of each type, and the ends of their ranges.
+const Fields kOthers = {Int32(0),          Int32(-1),
+                        Int32(2147483647), Int32(-2147483647 - 1),
+                        Int64(-1),         Bool(true),
+                        Double(1e308),     Double(-1.0),
+                        String(""),        String("another text, longer than what stood there"),
+                        Bundle(),          [](ParcelWriter&) {}};
+
+ParcelWriter Write(const Fields& fields) {
+  ParcelWriter parcel;
+  for (const Field& field : fields) field(parcel);
+  return parcel;
+}
+
+// Parcels that no handler should send, to the stub with the router behind it.
+class ParcelFields : public support::OneHandlerTest {
+ protected:
+  // Delivers one parcel while the command "a" is pending, and tells whether the connection stands.
+  bool Deliver(const ParcelWriter& parcel) {
+    const std::string instance = "instance " + std::to_string(++count_);
+    HandlerPeer handler("h", instance);
+    handler.Fetch();
+    EXPECT_EQ(Send("a", "type"), 0);
+    client_.responses.clear();
+    EXPECT_NO_THROW(fake::Receive(instance, parcel));
+    EXPECT_EQ(fake::Held("parcel"), 0);
+    responses_ = std::exchange(client_.responses, {});
+    const bool stands = fake::IsConnected(instance);
+    if (stands) handler.Disconnect();
+    ExpectSound();
+    return stands;
+  }
+
+  // The next handler gets what is pending, and answers it.
+  void ExpectSound() {
+    HandlerPeer handler("h", "next " + std::to_string(count_));
+    EXPECT_EQ(handler.Fetch(), 0);
+    for (const std::string& uuid : handler.DeliveredUuids()) EXPECT_EQ(handler.Answer(uuid), 0);
+    EXPECT_EQ(Send("next", "type"), 0);
+    EXPECT_EQ(handler.Answer("next"), 0);
+    EXPECT_EQ(client_.AnsweredUuids().back(), "next");
+    handler.Disconnect();
+    EXPECT_TRUE(fake::Timers().empty());
+  }
+
+  std::vector<support::Response> responses_;
+
+ private:
+  int count_ = 0;
+};
+
+TEST_F(ParcelFields, MayEndAtAnyByte) {
+  for (const Fields& fields : kParcels) {
+    const size_t size = Write(fields).Size();
+    for (size_t end = 0; end <= size; ++end) {
+      // Without a whole method number there is no method.
+      EXPECT_EQ(Deliver(Write(fields).Truncate(end)), end >= sizeof(int)) << end;
+    }
+  }
+}
+
+TEST_F(ParcelFields, HaveDefaultsWhenTheyAreMissing) {
+  const Fields& result = kParcels[1];
+  const Fields::const_iterator begin = result.begin();
+  for (int count = 1; count <= 6; ++count) {
+    Deliver(Write(Fields(begin, begin + count)));
+    ASSERT_EQ(responses_.size(), 1u) << count;
+    EXPECT_EQ(responses_[0].uuid, count > 1 ? "a" : "");
+    EXPECT_EQ(responses_[0].result, count > 2 ? "{}" : "");
+    EXPECT_EQ(responses_[0].status, count > 3 ? 5 : 0);
+    EXPECT_EQ(responses_[0].error, count > 4 ? "none" : "");
+  }
+}
+
+TEST_F(ParcelFields, MayBeOfAnyOtherType) {
+  for (const Fields& fields : kParcels) {
+    for (size_t at = 1; at < fields.size(); ++at) {
+      for (const Field& other : kOthers) {
+        Fields changed = fields;
+        changed[at] = other;
+        EXPECT_TRUE(Deliver(Write(changed)));
+      }
+    }
+  }
+}
+
+TEST_F(ParcelFields, MayNameAnyMethod) {
+  for (const Fields& fields : kParcels) {
+    for (const Field& other : kOthers) {
+      Fields changed = fields;
+      changed[0] = other;
+      Deliver(Write(changed));
+      EXPECT_LE(responses_.size(), 1u);
+    }
+  }
+}
+
+TEST_F(ParcelFields, MayBeMoreThanExpected) {
+  for (const Fields& fields : kParcels) {
+    Fields changed = fields;
+    changed.insert(changed.end(), kOthers.begin(), kOthers.end());
+    EXPECT_TRUE(Deliver(Write(changed)));
+  }
+}
+
+TEST_F(ParcelFields, MayPromiseMoreBytesThanThereAre) {
+  for (const unsigned int length : {5u, 0x7fffffffu, 0xffffffffu}) {
+    EXPECT_TRUE(Deliver(
+        ParcelWriter().Int32(support::kMethodSendResult).Int32(static_cast<int>(length)).Int32(0)));
+  }
+}
+
+}  // namespace
