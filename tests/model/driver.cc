@@ -75,7 +75,12 @@ Driver::Driver() {
   };
 }
 
-Driver::~Driver() { qor_handler_manager_shutdown(); }
+Driver::~Driver() {
+  qor_handler_manager_shutdown();
+  // Timers whose place is gone live until they fire.
+  constexpr double kLongerThanAnyTimer = 1e9;
+  fake::Advance(kLongerThanAnyTimer);
+}
 
 Observation Driver::Apply(const Operation& operation) {
   observation_ = Observation();
