@@ -34,12 +34,6 @@ std::multiset<std::string> ReadDatabase(const std::string& path) {
   return entries;
 }
 
-std::string Words(const std::string& instance, const support::Delivery& delivery) {
-  return DeliveryWords(instance, {delivery.callback_id, delivery.callback_sequence, delivery.once,
-                                  delivery.argument, delivery.uuid, delivery.request_type,
-                                  delivery.payload, delivery.timestamp, delivery.extra});
-}
-
 }  // namespace
 
 void Driver::ObserveDeliveries() {
@@ -49,7 +43,7 @@ void Driver::ObserveDeliveries() {
   for (Connection& connection : connections_) {
     const auto deliveries = connection.peer.Deliveries();
     for (size_t i = connection.seen_deliveries; i < deliveries.size(); ++i) {
-      observation_.deliveries.push_back(Words(connection.peer.Instance(), deliveries[i]));
+      observation_.deliveries.push_back(DeliveryWords(connection.peer.Instance(), deliveries[i]));
     }
     connection.seen_deliveries = deliveries.size();
   }

@@ -75,7 +75,7 @@ std::string UpdateWords(int update, const std::string& handler) {
   return "handler update " + std::to_string(update) + " " + handler;
 }
 
-std::string DeliveryWords(const std::string& instance, const DeliveryFields& delivery) {
+std::string DeliveryWords(const std::string& instance, const support::Delivery& delivery) {
   std::ostringstream out;
   out << instance << " callback " << delivery.callback_id << "::" << delivery.callback_sequence
       << (delivery.once ? " once" : "") << " argument " << delivery.argument << ": "

@@ -9,6 +9,8 @@
 #include <string>
 #include <vector>
 
+#include "handler-peer.h"
+
 namespace model {
 
 // What can be seen of one operation, in words: the same words from the library and from the model.
@@ -34,18 +36,7 @@ std::string ResponseWords(const std::string& uuid, int status, const std::string
 std::string NegotiationWords(const std::string& app, const std::string& uuid, double seconds);
 std::string HandlerWords(const std::string& app, const std::vector<std::string>& types);
 std::string UpdateWords(int update, const std::string& handler);
-struct DeliveryFields {
-  int callback_id;
-  int callback_sequence;
-  bool once;
-  std::string argument;
-  std::string uuid;
-  std::string request_type;
-  std::string payload;
-  long long timestamp;
-  std::map<std::string, std::string> extra;
-};
-std::string DeliveryWords(const std::string& instance, const DeliveryFields& delivery);
+std::string DeliveryWords(const std::string& instance, const support::Delivery& delivery);
 std::string LaunchWords(const std::string& app, const std::map<std::string, std::string>& extra);
 
 // The differences in words; empty when there are none.
