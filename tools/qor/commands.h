@@ -12,13 +12,19 @@ class App;
 
 namespace qor {
 
-// Each adds its subcommand to the command line and, when it was chosen, stores what it does in
-// `chosen`, which returns the exit status.
-using Chosen = std::function<int()>;
+// What the command line chose.
+struct Choice {
+  // Does it and returns the exit status. Throws Failure.
+  std::function<int()> run;
+  // Data and failures are printed as JSON.
+  bool json = false;
+};
 
-void AddPackageCommand(CLI::App& app, Chosen& chosen);
-void AddHandlersCommand(CLI::App& app, Chosen& chosen);
-void AddSendCommand(CLI::App& app, Chosen& chosen);
+// Each adds its subcommand to the command line and, when that was chosen, stores what it does in
+// `choice`.
+void AddPackageCommand(CLI::App& app, Choice& choice);
+void AddHandlersCommand(CLI::App& app, Choice& choice);
+void AddSendCommand(CLI::App& app, Choice& choice);
 
 }  // namespace qor
 

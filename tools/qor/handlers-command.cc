@@ -25,9 +25,9 @@ int ListHandlers() {
 
 }  // namespace
 
-void AddHandlersCommand(CLI::App& app, Chosen& chosen) {
+void AddHandlersCommand(CLI::App& app, Choice& choice) {
   app.add_subcommand("handlers", "List the handlers and the request types that they serve")
-      ->callback([&chosen] { chosen = ListHandlers; });
+      ->callback([&choice] { choice.run = ListHandlers; });
 }
 
 }  // namespace qor

@@ -8,25 +8,36 @@
 
 #include "commands.h"
 #include "exit-codes.h"
+#include "failure.h"
+
+namespace {
+
+int Report(const qor::Failure& failure, bool as_json) {
+  std::cerr << (as_json ? qor::ToJson(failure) + "\n" : qor::ToText(failure));
+  return failure.Code();
+}
+
+}  // namespace
 
 int main(int argc, char** argv) {
   CLI::App app("Installs handler packages, lists handlers, sends commands.", "qor");
   app.require_subcommand(1);
   app.failure_message(CLI::FailureMessage::help);
-  qor::Chosen chosen;
-  qor::AddPackageCommand(app, chosen);
-  qor::AddHandlersCommand(app, chosen);
-  qor::AddSendCommand(app, chosen);
+  qor::Choice choice;
+  qor::AddPackageCommand(app, choice);
+  qor::AddHandlersCommand(app, choice);
+  qor::AddSendCommand(app, choice);
   try {
     app.parse(argc, argv);
-    return chosen();
+    return choice.run();
   } catch (const CLI::Success& help) {
     return app.exit(help);
   } catch (const CLI::ParseError& error) {
     app.exit(error);
     return qor::kUsage;
+  } catch (const qor::Failure& failure) {
+    return Report(failure, choice.json);
   } catch (const std::exception& error) {
-    std::cerr << "qor: " << error.what() << "\n";
-    return qor::kError;
+    return Report(qor::Failure(qor::kError, error.what()), choice.json);
   }
 }

@@ -82,7 +82,7 @@ int List() {
 
 }  // namespace
 
-void AddPackageCommand(CLI::App& app, Chosen& chosen) {
+void AddPackageCommand(CLI::App& app, Choice& choice) {
   CLI::App* package = app.add_subcommand("package", "Install, uninstall and list packages");
   package->require_subcommand(1);
   const auto argument = std::make_shared<std::string>();
@@ -90,15 +90,16 @@ void AddPackageCommand(CLI::App& app, Chosen& chosen) {
   CLI::App* install =
       package->add_subcommand("install", "Install a package, or update it when it is installed");
   install->add_option("PATH", *argument, "Package folder or .tpk file")->required();
-  install->callback([argument, &chosen] { chosen = [argument] { return Install(*argument); }; });
+  install->callback(
+      [argument, &choice] { choice.run = [argument] { return Install(*argument); }; });
 
   CLI::App* uninstall = package->add_subcommand("uninstall", "Uninstall a package");
   uninstall->add_option("ID", *argument, "Package id")->required();
   uninstall->callback(
-      [argument, &chosen] { chosen = [argument] { return Uninstall(*argument); }; });
+      [argument, &choice] { choice.run = [argument] { return Uninstall(*argument); }; });
 
-  package->add_subcommand("list", "List the installed packages")->callback([&chosen] {
-    chosen = List;
+  package->add_subcommand("list", "List the installed packages")->callback([&choice] {
+    choice.run = List;
   });
 }
 

@@ -74,7 +74,7 @@ int Send(const Options& options) {
 
 }  // namespace
 
-void AddSendCommand(CLI::App& app, Chosen& chosen) {
+void AddSendCommand(CLI::App& app, Choice& choice) {
   const auto options = std::make_shared<Options>();
   CLI::App* send = app.add_subcommand("send", "Send one command and print its result");
   send->add_option("TYPE", options->type, "Request type")->required();
@@ -86,7 +86,7 @@ void AddSendCommand(CLI::App& app, Chosen& chosen) {
   send->add_option("--connection-timeout", options->connection_timeout_ms,
                    "Milliseconds for a launched handler to connect")
       ->capture_default_str();
-  send->callback([options, &chosen] { chosen = [options] { return Send(*options); }; });
+  send->callback([options, &choice] { choice.run = [options] { return Send(*options); }; });
 }
 
 }  // namespace qor

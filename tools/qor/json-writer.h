@@ -1,0 +1,54 @@
+// Copyright 2026 The qor-handler-manager authors
+// SPDX-License-Identifier: Apache-2.0
+
+#ifndef QOR_TOOLS_QOR_JSON_WRITER_H_
+#define QOR_TOOLS_QOR_JSON_WRITER_H_
+
+#include <rapidjson/stringbuffer.h>
+#include <rapidjson/writer.h>
+
+#include <cstdint>
+#include <string>
+#include <string_view>
+
+namespace qor {
+
+// Writes one JSON value without white space. Bytes that are no UTF-8 are written as they are.
+class JsonWriter {
+ public:
+  JsonWriter& BeginObject() { return Do(writer_.StartObject()); }
+  JsonWriter& EndObject() { return Do(writer_.EndObject()); }
+  JsonWriter& BeginArray() { return Do(writer_.StartArray()); }
+  JsonWriter& EndArray() { return Do(writer_.EndArray()); }
+  JsonWriter& Key(std::string_view key) {
+    return Do(writer_.Key(key.data(), static_cast<rapidjson::SizeType>(key.size())));
+  }
+
+  JsonWriter& Value(std::string_view text) {
+    return Do(writer_.String(text.data(), static_cast<rapidjson::SizeType>(text.size())));
+  }
+  JsonWriter& Value(const char* text) { return Value(std::string_view(text)); }
+  JsonWriter& Value(const std::string& text) { return Value(std::string_view(text)); }
+  JsonWriter& Value(bool value) { return Do(writer_.Bool(value)); }
+  JsonWriter& Value(int value) { return Do(writer_.Int(value)); }
+  JsonWriter& Value(std::int64_t value) { return Do(writer_.Int64(value)); }
+  JsonWriter& Value(double value) { return Do(writer_.Double(value)); }
+  JsonWriter& Null() { return Do(writer_.Null()); }
+
+  template <typename T>
+  JsonWriter& Member(std::string_view key, const T& value) {
+    return Key(key).Value(value);
+  }
+
+  std::string Text() const { return buffer_.GetString(); }
+
+ private:
+  JsonWriter& Do(bool) { return *this; }
+
+  rapidjson::StringBuffer buffer_;
+  rapidjson::Writer<rapidjson::StringBuffer> writer_{buffer_};
+};
+
+}  // namespace qor
+
+#endif
