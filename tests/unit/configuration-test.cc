@@ -101,4 +101,18 @@ TEST_F(Configuration, MayBeDestroyedOnceTheLibraryHasIt) {
   EXPECT_DOUBLE_EQ(fake::Timers()[0].interval, 2.0);
 }
 
+TEST_F(Configuration, CountsInMilliseconds) {
+  support::InstallHandler("handler", {"type"});
+  qor_handler_manager_configuration_set_command_execution_timeout(config_, 1250);
+  qor_handler_manager_configuration_set_connection_timeout(config_, 1);
+  ASSERT_EQ(qor_handler_manager_initialize(config_), 0);
+  ASSERT_EQ(Send("a", "type"), 0);
+  ASSERT_EQ(fake::Timers().size(), 1u);
+  EXPECT_DOUBLE_EQ(fake::Timers()[0].interval, 0.001);
+  support::HandlerPeer handler("handler");
+  handler.Fetch();
+  ASSERT_EQ(fake::Timers().size(), 1u);
+  EXPECT_DOUBLE_EQ(fake::Timers()[0].interval, 1.25);
+}
+
 }  // namespace

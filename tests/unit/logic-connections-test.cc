@@ -303,6 +303,18 @@ TEST_F(LogicConnections, StopTheTimersOfUndeliveredCommandsBeforeTheyDeliver) {
   EXPECT_EQ(fake::Timers().size(), 1u);
 }
 
+TEST_F(LogicConnections, TakeACommandThatWasSentAtOnceForUndelivered) {
+  HandlerPeer first("h", "one");
+  first.Fetch();
+  SendAll({"a", "b", "c"});  // the third has a timer
+  EXPECT_EQ(fake::Timers().size(), 1u);
+  EXPECT_EQ(first.Fetch(7, true), -1);  // the callback was for one command
+  ASSERT_EQ(fake::Timers().size(), 1u);
+  EXPECT_EQ(fake::Timers()[0].due, 3.0);
+  fake::Advance(3);
+  EXPECT_EQ(client_.AnsweredUuids(), Texts{"a"});
+}
+
 TEST_F(LogicConnections, LeaveTheTimersOfDeliveredCommandsUntilTheyDeliverAgain) {
   SendAll({"a", "b", "c"});
   HandlerPeer first("h", "one");

@@ -56,12 +56,14 @@ class LogicLifetime : public support::PlatformTest {
   void TakeDown() {
     if (!logic_) return;
     ++taken_down_;
+    const std::weak_ptr<api::Logic> router = logic_;
     factory_->SetRequestTaker(nullptr);
     logic_->UnbindAll();
     logic_->ShutDown();
     logic_.reset();
     stub_.reset();
     source_.reset();
+    EXPECT_FALSE(router.expired()) << "it is in the middle of an event";
   }
 
   void TearDown() override {

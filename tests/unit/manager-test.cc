@@ -234,4 +234,14 @@ TEST_F(Manager, LogsItsFrames) {
   }
 }
 
+TEST_F(Manager, LogsNoFramesOfRemovalsAndUpdates) {
+  const auto h = MakeHandler("h", {"a"});
+  source_->Notify(HandlerRemoved{h});
+  source_->Notify(handlers::HandlerUpdated{h});
+  EXPECT_EQ(support::CountLogged(DLOG_DEBUG,
+                                 support::EnterLine("manager.cc", "Update", support::kAnyLine)),
+            0);
+  EXPECT_EQ(support::CountLogged(DLOG_DEBUG, support::ExitLine("manager.cc", "Update")), 0);
+}
+
 }  // namespace

@@ -69,6 +69,20 @@ TEST_F(Subject, AllowsAnObserverToAttachOthers) {
   EXPECT_EQ(told_, std::vector<int>{1});
 }
 
+TEST_F(Subject, TellsTheOtherObserversWhenOneAttachesMany) {
+  const auto late = MakeObserver(3);
+  const auto first = std::make_shared<Observer>([&](Event) {
+    told_.push_back(1);
+    for (int i = 0; i < 100; ++i) subject_->Attach(late);
+  });
+  auto second = MakeObserver(2);
+  subject_->Attach(first);
+  subject_->Attach(second);
+  subject_->Attach(late);
+  subject_->Notify("event");
+  EXPECT_EQ(told_, (std::vector<int>{1, 2, 3}));
+}
+
 TEST_F(Subject, AllowsAnObserverToEndIt) {
   const auto first = std::make_shared<Observer>([&](Event) {
     told_.push_back(1);

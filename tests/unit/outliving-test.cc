@@ -8,6 +8,7 @@
 #include <utility>
 
 #include "api/logic.h"
+#include "common/exceptions.h"
 #include "handlers/installed-apps-source.h"
 #include "ipc/service-manager.h"
 #include "library-test.h"
@@ -123,6 +124,22 @@ class Outliving : public support::PlatformTest {
   std::unique_ptr<CommandHandler::ServiceBase> service_;
   int builds_ = 0;
 };
+
+// As after a start that failed half-way.
+TEST_F(Outliving, LeavesARouterThatKnowsNoHandler) {
+  api::Logic router;
+  router.OnConnected("h");
+  router.SetCommandReceivedCb("h", nullptr);
+  EXPECT_TRUE(router.SendResult("h", {}));
+  EXPECT_FALSE(router.NegotiateTimeout("h", "a", 1.0));
+  EXPECT_THROW(router.SendCommand("a", "type", "", 0, 0), NotSupportedCommand);
+  EXPECT_EQ(support::CountLogged(
+                DLOG_WARN,
+                support::PlainLine(
+                    "logic.cc", "SetCommandReceivedCb", support::kAnyLine,
+                    "Received FetchCommands request from non-registered handler. Ignoring...")),
+            1);
+}
 
 TEST_F(Outliving, IsHarmlessInEveryOrder) {
   std::array<int, kParts> order = {0, 1, 2, 3, 4, 5};
