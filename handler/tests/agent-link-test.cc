@@ -4,52 +4,19 @@
 #include "agent-link.h"
 
 #include <gtest/gtest.h>
-#include <rpc-port.h>
 #include <unistd.h>
 
 #include <filesystem>
 #include <memory>
 #include <stdexcept>
 
+#include "agent-port.h"
 #include "agent/agent.h"
 
 namespace qor::internal {
 namespace {
 
 constexpr double kPatienceSeconds = 60;
-
-// Where handlers connect to, as far as that goes without answering them.
-class Port {
- public:
-  Port() {
-    rpc_port_stub_create(&stub_, wire::kPortName);
-    rpc_port_stub_add_connected_event_cb(
-        stub_, [](const char*, const char*, void* self) { ++static_cast<Port*>(self)->connected_; },
-        this);
-    rpc_port_stub_add_received_event_cb(
-        stub_,
-        [](const char*, const char*, rpc_port_h port, void* self) {
-          wire::Take(port);
-          ++static_cast<Port*>(self)->registered_;
-          return 0;
-        },
-        this);
-    EXPECT_EQ(rpc_port_stub_listen(stub_), RPC_PORT_ERROR_NONE);
-  }
-  Port(const Port&) = delete;
-  Port& operator=(const Port&) = delete;
-  ~Port() { rpc_port_stub_destroy(stub_); }
-
-  int Connected() const { return connected_; }
-  bool AwaitRegistration() {
-    return tools::RunUntil([this] { return registered_ > 0; }, kPatienceSeconds);
-  }
-
- private:
-  rpc_port_stub_h stub_ = nullptr;
-  int connected_ = 0;
-  int registered_ = 0;
-};
 
 class AgentLinkTest : public testing::Test, protected AgentLink::Receiver {
  protected:
@@ -59,7 +26,7 @@ class AgentLinkTest : public testing::Test, protected AgentLink::Receiver {
     root_ = root;
     setenv("QOR_PLATFORM_ROOT", root_.c_str(), 1);
     ecore_init();
-    port_ = std::make_unique<Port>();
+    port_ = std::make_unique<test::AgentPort>();
   }
   ~AgentLinkTest() override {
     port_.reset();
@@ -71,64 +38,67 @@ class AgentLinkTest : public testing::Test, protected AgentLink::Receiver {
   std::string AgentId() const {
     return "host." + std::filesystem::read_symlink("/proc/self/exe").filename().string();
   }
+  bool AwaitRegistration() {
+    return tools::RunUntil([this] { return port_->CountReceived() > 0; }, kPatienceSeconds);
+  }
   void OnCommand(ReceivedCommand) override {}
   bool IsWorkingFor(const std::string&) const override { return is_working_; }
 
   bool is_working_ = false;
   std::string root_;
-  std::unique_ptr<Port> port_;
+  std::unique_ptr<test::AgentPort> port_;
 };
 
 TEST_F(AgentLinkTest, ConnectsAndRegistersWhenItIsWanted) {
   AgentLink link(AgentId(), *this, 10, AgentLink::Lifetime::kWhileNeeded);
   link.OnWanted();
-  EXPECT_TRUE(port_->AwaitRegistration());
-  EXPECT_EQ(port_->Connected(), 1);
+  EXPECT_TRUE(AwaitRegistration());
+  EXPECT_EQ(port_->Connected(), AgentId() + " ");
 }
 
 TEST_F(AgentLinkTest, ConnectsOnceHoweverOftenItIsWanted) {
   AgentLink link(AgentId(), *this, 10, AgentLink::Lifetime::kWhileNeeded);
   for (int i = 0; i < 3; ++i) link.OnWanted();
-  EXPECT_TRUE(port_->AwaitRegistration());
+  EXPECT_TRUE(AwaitRegistration());
   link.OnWanted();
-  EXPECT_EQ(port_->Connected(), 1);
+  EXPECT_EQ(port_->Connected(), AgentId() + " ");
 }
 
 TEST_F(AgentLinkTest, ConnectsAgainWhenItWasWantedBeforeTheEndWasHeardOf) {
   AgentLink link(AgentId(), *this, 10, AgentLink::Lifetime::kWhileNeeded);
   link.OnWanted();
-  ASSERT_TRUE(port_->AwaitRegistration());
+  ASSERT_TRUE(AwaitRegistration());
   port_.reset();
-  port_ = std::make_unique<Port>();
+  port_ = std::make_unique<test::AgentPort>();
   link.OnWanted();
-  EXPECT_TRUE(port_->AwaitRegistration());
+  EXPECT_TRUE(AwaitRegistration());
 }
 
 TEST_F(AgentLinkTest, TriesAgainWhenTheAgentIsNotThereYet) {
   port_.reset();
   AgentLink link(AgentId(), *this, 10, AgentLink::Lifetime::kWhileNeeded);
   link.OnWanted();
-  port_ = std::make_unique<Port>();
-  EXPECT_TRUE(port_->AwaitRegistration());
+  port_ = std::make_unique<test::AgentPort>();
+  EXPECT_TRUE(AwaitRegistration());
 }
 
 TEST_F(AgentLinkTest, ConnectsAgainByItselfWhileSomethingIsInWork) {
   is_working_ = true;
   AgentLink link(AgentId(), *this, 10, AgentLink::Lifetime::kWhileNeeded);
   link.OnWanted();
-  ASSERT_TRUE(port_->AwaitRegistration());
+  ASSERT_TRUE(AwaitRegistration());
   port_.reset();
-  port_ = std::make_unique<Port>();
-  EXPECT_TRUE(port_->AwaitRegistration());
+  port_ = std::make_unique<test::AgentPort>();
+  EXPECT_TRUE(AwaitRegistration());
 }
 
 TEST_F(AgentLinkTest, ConnectsAgainByItselfToAnAgentThatWasNamed) {
   AgentLink link(AgentId(), *this, 10, AgentLink::Lifetime::kAlways);
   link.OnWanted();
-  ASSERT_TRUE(port_->AwaitRegistration());
+  ASSERT_TRUE(AwaitRegistration());
   port_.reset();
-  port_ = std::make_unique<Port>();
-  EXPECT_TRUE(port_->AwaitRegistration());
+  port_ = std::make_unique<test::AgentPort>();
+  EXPECT_TRUE(AwaitRegistration());
 }
 
 TEST_F(AgentLinkTest, ConnectsForAnAnswerThatWaits) {
@@ -136,8 +106,8 @@ TEST_F(AgentLinkTest, ConnectsForAnAnswerThatWaits) {
   AgentLink link(AgentId(), *this, 10, AgentLink::Lifetime::kWhileNeeded);
   link.Send("one", {true, "yes"});
   EXPECT_FALSE(link.AskForSeconds("one", 1));
-  port_ = std::make_unique<Port>();
-  EXPECT_TRUE(tools::RunUntil([this] { return port_->Connected() > 0; }, kPatienceSeconds));
+  port_ = std::make_unique<test::AgentPort>();
+  EXPECT_TRUE(tools::RunUntil([this] { return !port_->Connected().empty(); }, kPatienceSeconds));
 }
 
 }  // namespace
