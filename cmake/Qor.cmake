@@ -21,3 +21,18 @@ function(qor_test name)
   gtest_discover_tests(${name} TEST_PREFIX "${arg_LABEL}." DISCOVERY_TIMEOUT 60
     PROPERTIES LABELS ${arg_LABEL} TIMEOUT ${arg_TIMEOUT})
 endfunction()
+
+# qor_package(NAME EXECUTABLE): the package folder <build>/packages/NAME, ready to be installed, from
+# packages/NAME beside the caller and an executable of this project.
+function(qor_package name executable)
+  set(folder ${PROJECT_BINARY_DIR}/packages/${name})
+  set(source ${CMAKE_CURRENT_SOURCE_DIR}/packages/${name})
+  file(GLOB_RECURSE files CONFIGURE_DEPENDS ${source}/*)
+  add_custom_command(OUTPUT ${folder}/bin/${executable}
+    COMMAND ${CMAKE_COMMAND} -E rm -rf ${folder}
+    COMMAND ${CMAKE_COMMAND} -E copy_directory ${source} ${folder}
+    COMMAND ${CMAKE_COMMAND} -E make_directory ${folder}/bin
+    COMMAND ${CMAKE_COMMAND} -E copy $<TARGET_FILE:${executable}> ${folder}/bin/
+    DEPENDS ${executable} ${files} VERBATIM)
+  add_custom_target(package-${name} ALL DEPENDS ${folder}/bin/${executable})
+endfunction()

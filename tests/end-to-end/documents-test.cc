@@ -24,6 +24,18 @@ TEST_F(Documents, ShowAnExampleInTheReadmeThatIsTheOneInTheExamplesFolder) {
   EXPECT_NE(Source("README.md").find("```c\n" + example + "```"), std::string::npos);
 }
 
+TEST_F(Documents, ShowAHandlerInTheReadmeAndInTheHeaderThatIsTheOneInTheExamplesFolder) {
+  const std::string example = Source("examples/greet-handler/main.cc");
+  ASSERT_FALSE(example.empty());
+  EXPECT_NE(Source("README.md").find("```cpp\n" + example + "```"), std::string::npos);
+  std::string comment;
+  std::istringstream lines(example);
+  for (std::string line; std::getline(lines, line);) {
+    comment += line.empty() ? "//\n" : "//   " + line + "\n";
+  }
+  EXPECT_NE(Source("handler/include/qor/handler.h").find(comment), std::string::npos);
+}
+
 TEST_F(Documents, ShowAnExampleInTheReadmeThatWorks) {
   Install("text");
   const auto run = tools::RunProcess({BuildFolder() + "/examples/send"}, kPatienceSeconds);

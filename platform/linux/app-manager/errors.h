@@ -10,7 +10,7 @@
 #include <exception>
 #include <new>
 
-#include "platform/linux/common/sqlite.h"
+#include "sqlite/database.h"
 
 namespace platform {
 
@@ -19,7 +19,7 @@ template <typename Body>
 int WithErrorCode(Body body) {
   try {
     return body();
-  } catch (const DatabaseError& error) {
+  } catch (const sqlite::DatabaseError& error) {
     dlog_print(DLOG_ERROR, "APPMGR", "%s", error.what());
     return APP_MANAGER_ERROR_DB_FAILED;
   } catch (const std::bad_alloc&) {

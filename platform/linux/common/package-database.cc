@@ -15,6 +15,10 @@
 namespace platform {
 namespace {
 
+using sqlite::Database;
+using sqlite::Query;
+using sqlite::Transaction;
+
 constexpr int64_t kSchemaVersion = 1;
 
 constexpr char kSchema[] = R"sql(

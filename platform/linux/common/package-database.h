@@ -9,9 +9,11 @@
 #include <utility>
 #include <vector>
 
-#include "platform/linux/common/sqlite.h"
+#include "sqlite/database.h"
 
 namespace platform {
+
+using sqlite::DatabaseError;
 
 // What is installed below the current root (RootPath()), kept in `packages.db`. All functions are
 // safe from any thread, see what other processes committed, and throw DatabaseError with a text

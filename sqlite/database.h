@@ -1,8 +1,8 @@
 // Copyright 2026 The qor-handler-manager authors
 // SPDX-License-Identifier: Apache-2.0
 
-#ifndef PLATFORM_LINUX_COMMON_SQLITE_H_
-#define PLATFORM_LINUX_COMMON_SQLITE_H_
+#ifndef SQLITE_DATABASE_H_
+#define SQLITE_DATABASE_H_
 
 #include <cstdint>
 #include <memory>
@@ -13,12 +13,18 @@
 struct sqlite3;
 struct sqlite3_stmt;
 
-namespace platform {
+namespace sqlite {
 
 // A database that cannot be opened, read or written. The text names the file.
 class DatabaseError : public std::runtime_error {
  public:
-  using std::runtime_error::runtime_error;
+  explicit DatabaseError(const std::string& text, int code = 0)
+      : std::runtime_error(text), code_(code) {}
+  // SQLite's primary result code, 0 when the failure is not SQLite's.
+  int code() const { return code_; }
+
+ private:
+  int code_;
 };
 
 // One run of a prepared statement. Ends, and gives the statement back, when it goes out of scope.
@@ -80,6 +86,6 @@ class Transaction {
   bool open_ = true;
 };
 
-}  // namespace platform
+}  // namespace sqlite
 
 #endif

@@ -1,19 +1,20 @@
 // Copyright 2026 The qor-handler-manager authors
 // SPDX-License-Identifier: Apache-2.0
 
-#include "platform/linux/common/sqlite.h"
+#include "sqlite/database.h"
 
 #include <sqlite3.h>
 
-namespace platform {
+namespace sqlite {
 namespace {
 
 constexpr int kBusyMilliseconds = 10'000;
 
 [[noreturn]] void Fail(sqlite3* database) {
   const char* file = sqlite3_db_filename(database, "main");
-  throw DatabaseError(std::string(file == nullptr ? "package database" : file) + ": " +
-                      sqlite3_errmsg(database));
+  throw DatabaseError(
+      std::string(file == nullptr ? "database" : file) + ": " + sqlite3_errmsg(database),
+      sqlite3_errcode(database) & 0xff);
 }
 
 }  // namespace
@@ -63,7 +64,7 @@ Database::Database(const std::string& file, Mode mode) {
   sqlite3* opened = nullptr;
   const int result = sqlite3_open_v2(file.c_str(), &opened, flags, nullptr);
   database_.reset(opened);
-  if (result != SQLITE_OK) throw DatabaseError(file + ": " + sqlite3_errstr(result));
+  if (result != SQLITE_OK) throw DatabaseError(file + ": " + sqlite3_errstr(result), result & 0xff);
   sqlite3_busy_timeout(opened, kBusyMilliseconds);
 }
 
@@ -102,4 +103,4 @@ void Transaction::Commit() {
   open_ = false;
 }
 
-}  // namespace platform
+}  // namespace sqlite

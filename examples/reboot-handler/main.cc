@@ -1,0 +1,41 @@
+// Copyright 2026 The qor-handler-manager authors
+// SPDX-License-Identifier: Apache-2.0
+
+// A handler that restarts the device, or would: it gets itself the time to close everything, tells
+// the agent, and only then would the device go down. Nothing is restarted here.
+
+#include <Ecore.h>
+#include <dlog.h>
+#include <qor/handler.h>
+
+#include <memory>
+
+namespace {
+
+constexpr double kSecondsToAskFor = 60;
+constexpr double kSecondsToClose = 0.5;
+
+void Reboot(const qor::Command& command) {
+  if (!command.AskForSeconds(kSecondsToAskFor)) {
+    command.Fail(R"({"ErrorCode":1,"ErrorDescription":"there is no time to reboot"})");
+    return;
+  }
+  ecore_timer_add(
+      kSecondsToClose,
+      [](void* data) -> Eina_Bool {
+        const std::unique_ptr<qor::Command> closed(static_cast<qor::Command*>(data));
+        // Once this returns the answer is on file and with the agent: what comes now may end us.
+        closed->Succeed(R"({"state":"rebooting"})");
+        dlog_print(DLOG_INFO, "REBOOT-HANDLER", "this is where the device would restart");
+        return ECORE_CALLBACK_CANCEL;
+      },
+      new qor::Command(command));
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+  qor::Handler handler;
+  handler.On("device.reboot", Reboot);
+  return handler.Run(argc, argv);
+}

@@ -1,0 +1,136 @@
+// Copyright 2026 The qor-handler-manager authors
+// SPDX-License-Identifier: Apache-2.0
+
+#include "agent-link.h"
+
+#include <algorithm>
+#include <exception>
+
+#include "log.h"
+
+namespace qor::internal {
+
+namespace {
+
+constexpr double kFirstDelaySeconds = 0.2;
+constexpr double kLongestDelaySeconds = 30;
+
+}  // namespace
+
+AgentLink::AgentLink(std::string agent, Receiver& receiver, std::size_t most_kept,
+                     Lifetime lifetime)
+    : agent_(std::move(agent)),
+      receiver_(receiver),
+      most_kept_(most_kept),
+      lifetime_(lifetime),
+      delay_(kFirstDelaySeconds) {}
+
+AgentLink::~AgentLink() { StopTimer(); }
+
+void AgentLink::OnWanted() {
+  is_wanted_ = true;
+  if (connection_ != nullptr && !connection_->IsOver()) return;
+  delay_ = kFirstDelaySeconds;
+  Connect();
+}
+
+void AgentLink::Send(const std::string& uuid, const Answer& answer) {
+  kept_.emplace_back(uuid, answer);
+  if (connection_ != nullptr && !connection_->IsOver()) {
+    // While it is being connected they go when it stands.
+    SendKept();
+  } else if (timer_ == nullptr) {
+    delay_ = kFirstDelaySeconds;
+    ConnectLater();
+  }
+  if (kept_.size() > most_kept_) {
+    dlog_print(DLOG_ERROR, kLogTag, "too many answers wait for %s, that of %s is lost",
+               agent_.c_str(), kept_.front().first.c_str());
+    kept_.pop_front();
+  }
+}
+
+bool AgentLink::AskForSeconds(const std::string& uuid, double seconds) {
+  return connection_ != nullptr && connection_->AskForSeconds(uuid, seconds).value_or(false);
+}
+
+void AgentLink::OnOpened() {
+  delay_ = kFirstDelaySeconds;
+  is_wanted_ = false;
+  was_open_ = true;
+  // First what is done, so that the agent does not deliver it again.
+  SendKept();
+  if (connection_->IsOpen()) connection_->FetchCommands();
+}
+
+void AgentLink::OnCommand(ReceivedCommand command) {
+  // The agent sees us.
+  is_wanted_ = false;
+  receiver_.OnCommand(std::move(command));
+}
+
+void AgentLink::OnClosed() {
+  if (!TriesAgain()) return;
+  if (was_open_ && is_wanted_) {
+    ConnectIn(0);
+  } else {
+    ConnectLater();
+  }
+}
+
+void AgentLink::Connect() {
+  StopTimer();
+  was_open_ = false;
+  connection_ = std::make_unique<Connection>(agent_, static_cast<Connection::Observer&>(*this));
+  if (!connection_->Connect() && TriesAgain()) ConnectLater();
+}
+
+bool AgentLink::TriesAgain() const {
+  if (lifetime_ == Lifetime::kAlways || !kept_.empty()) return true;
+  return (is_wanted_ || receiver_.IsWorkingFor(agent_)) && delay_ < kLongestDelaySeconds;
+}
+
+void AgentLink::ConnectLater() {
+  ConnectIn(delay_);
+  delay_ = std::min(delay_ * 2, kLongestDelaySeconds);
+}
+
+// Also keeps a connection's end from destroying it while it is on the stack.
+void AgentLink::ConnectIn(double seconds) {
+  StopTimer();
+  timer_ = ecore_timer_add(
+      seconds,
+      [](void* data) -> Eina_Bool {
+        auto* self = static_cast<AgentLink*>(data);
+        self->timer_ = nullptr;
+        try {
+          self->Connect();
+        } catch (const std::exception& error) {
+          dlog_print(DLOG_ERROR, kLogTag, "cannot connect again to %s: %s", self->agent_.c_str(),
+                     error.what());
+        }
+        return ECORE_CALLBACK_CANCEL;
+      },
+      this);
+}
+
+void AgentLink::StopTimer() {
+  if (timer_ != nullptr) ecore_timer_del(timer_);
+  timer_ = nullptr;
+}
+
+void AgentLink::SendKept() {
+  while (!kept_.empty() && connection_->IsOpen()) {
+    // Taken out only when it has arrived; more may be added meanwhile.
+    const auto [uuid, answer] = kept_.front();
+    const auto taken = connection_->SendResult(uuid, answer);
+    if (!taken) return;
+    kept_.pop_front();
+    if (!*taken) {
+      dlog_print(DLOG_WARN, kLogTag, "%s does not take the answer of %s", agent_.c_str(),
+                 uuid.c_str());
+    }
+  }
+}
+
+}  // namespace qor::internal

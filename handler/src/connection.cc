@@ -1,0 +1,116 @@
+// Copyright 2026 The qor-handler-manager authors
+// SPDX-License-Identifier: Apache-2.0
+
+#include "connection.h"
+
+#include <tizen.h>
+
+#include <exception>
+#include <new>
+#include <utility>
+
+#include "log.h"
+
+namespace qor::internal {
+
+namespace {
+
+// Nothing may be thrown through the platform.
+template <typename Action>
+void Guard(void* connection, Action action) {
+  try {
+    (static_cast<Connection*>(connection)->*action)();
+  } catch (const std::exception& error) {
+    dlog_print(DLOG_ERROR, kLogTag, "an event of a connection was not served: %s", error.what());
+  }
+}
+
+}  // namespace
+
+Connection::Connection(std::string agent, Observer& observer)
+    : agent_(std::move(agent)), observer_(observer) {
+  if (rpc_port_proxy_create(&proxy_) != RPC_PORT_ERROR_NONE) throw std::bad_alloc();
+  rpc_port_proxy_add_connected_event_cb(
+      proxy_,
+      [](const char*, const char*, rpc_port_h, void* self) { Guard(self, &Connection::Open); },
+      this);
+  const auto close = [](const char*, const char*, void* self) { Guard(self, &Connection::Close); };
+  rpc_port_proxy_add_rejected_event_cb(proxy_, close, this);
+  rpc_port_proxy_add_disconnected_event_cb(proxy_, close, this);
+  rpc_port_proxy_add_received_event_cb(
+      proxy_, [](const char*, const char*, void* self) { Guard(self, &Connection::Receive); },
+      this);
+}
+
+Connection::~Connection() { rpc_port_proxy_destroy(proxy_); }
+
+bool Connection::Connect() {
+  const int error = rpc_port_proxy_connect(proxy_, agent_.c_str(), wire::kPortName);
+  if (error == RPC_PORT_ERROR_NONE) return true;
+  state_ = State::kOver;
+  dlog_print(DLOG_WARN, kLogTag, "cannot connect to %s: %s%s", agent_.c_str(),
+             get_error_message(error),
+             error == RPC_PORT_ERROR_PERMISSION_DENIED
+                 ? "; the manifest needs the privileges http://tizen.org/privilege/datasharing and "
+                   "http://tizen.org/privilege/appmanager.launch"
+                 : "");
+  return false;
+}
+
+void Connection::FetchCommands() {
+  if (rpc_port_parcel_send(wire::Registration().get(), Port(RPC_PORT_PORT_MAIN)) !=
+      RPC_PORT_ERROR_NONE)
+    Close();
+}
+
+std::optional<bool> Connection::SendResult(const std::string& uuid, const Answer& answer) {
+  return Call(wire::Result(uuid, answer));
+}
+
+std::optional<bool> Connection::AskForSeconds(const std::string& uuid, double seconds) {
+  return Call(wire::ExtensionRequest(uuid, seconds));
+}
+
+void Connection::Open() {
+  if (state_ != State::kConnecting) return;
+  state_ = State::kOpen;
+  observer_.OnOpened();
+}
+
+void Connection::Close() {
+  if (state_ == State::kOver) return;
+  state_ = State::kOver;
+  observer_.OnClosed();
+}
+
+void Connection::Receive() {
+  const wire::Parcel parcel = wire::Take(Port(RPC_PORT_PORT_CALLBACK));
+  auto command = parcel ? wire::ReadDelivery(parcel.get()) : std::nullopt;
+  if (!command) {
+    dlog_print(DLOG_ERROR, kLogTag, "%s sent something that is no command", agent_.c_str());
+    return;
+  }
+  command->agent = agent_;
+  observer_.OnCommand(std::move(*command));
+}
+
+rpc_port_h Connection::Port(rpc_port_port_type_e type) const {
+  rpc_port_h port = nullptr;
+  rpc_port_proxy_get_port(proxy_, type, &port);
+  return port;
+}
+
+std::optional<bool> Connection::Call(const wire::Parcel& call) {
+  if (!IsOpen()) return std::nullopt;
+  const rpc_port_h port = Port(RPC_PORT_PORT_MAIN);
+  if (rpc_port_parcel_send(call.get(), port) == RPC_PORT_ERROR_NONE) {
+    const wire::Parcel parcel = wire::Take(port);
+    const auto reply = parcel ? wire::ReadReply(parcel.get()) : std::nullopt;
+    if (reply) return reply;
+  }
+  dlog_print(DLOG_WARN, kLogTag, "%s does not answer, the connection is given up", agent_.c_str());
+  Close();
+  return std::nullopt;
+}
+
+}  // namespace qor::internal

@@ -1,0 +1,146 @@
+// Copyright 2026 The qor-handler-manager authors
+// SPDX-License-Identifier: Apache-2.0
+
+#include <app_common.h>
+#include <app_control.h>
+#include <qor/handler.h>
+#include <service_app.h>
+
+#include <cstdlib>
+#include <cstring>
+#include <exception>
+#include <memory>
+#include <optional>
+#include <utility>
+
+#include "log.h"
+#include "main-loop.h"
+#include "session.h"
+
+namespace qor {
+
+using internal::AgentLink;
+using internal::kLogTag;
+using internal::MainLoop;
+using internal::Session;
+
+namespace {
+
+constexpr char kAnswersFile[] = ".qor-answers.db";
+
+// The extra datum of a launch request that means us.
+constexpr char kNotify[] = "Notify";
+constexpr char kFetchCommand[] = "FetchCommand";
+
+std::string Take(char* text) {
+  const std::unique_ptr<char, decltype(&std::free)> owned(text, std::free);
+  return text != nullptr ? text : "";
+}
+
+// In the application's data folder; empty when there is none.
+std::string AnswersPath() {
+  const std::string folder = Take(app_get_data_path());
+  if (!folder.empty()) return folder + kAnswersFile;
+  dlog_print(DLOG_WARN, kLogTag, "no data folder (%s): answers are kept in memory",
+             get_error_message(get_last_result()));
+  return {};
+}
+
+bool AsksToFetchCommands(app_control_h request) {
+  char* value = nullptr;
+  return app_control_get_extra_data(request, kNotify, &value) == APP_CONTROL_ERROR_NONE &&
+         Take(value) == kFetchCommand;
+}
+
+}  // namespace
+
+struct Handler::Settings {
+  internal::Dispatcher::Functions functions;
+  std::string agent;
+  AnswerLimits limits;
+  bool keeps_answers_on_file = true;
+  // Only while the application runs.
+  std::optional<Session> session;
+
+  void Begin() {
+    MainLoop::Get().Open();
+    session.emplace(functions, keeps_answers_on_file ? AnswersPath() : "", limits);
+    if (!agent.empty()) session->OnWanted(agent, AgentLink::Lifetime::kAlways);
+  }
+
+  void Serve(app_control_h request) {
+    if (!AsksToFetchCommands(request)) {
+      dlog_print(DLOG_INFO, kLogTag, "a launch request that asks for nothing is ignored");
+      return;
+    }
+    char* caller = nullptr;
+    const int error = app_control_get_caller(request, &caller);
+    if (error == APP_CONTROL_ERROR_NONE) {
+      session->OnWanted(Take(caller), AgentLink::Lifetime::kWhileNeeded);
+    } else if (!agent.empty()) {
+      session->OnWanted(agent, AgentLink::Lifetime::kAlways);
+    } else {
+      dlog_print(DLOG_WARN, kLogTag, "a launch request is ignored, its sender is not known: %s",
+                 get_error_message(error));
+    }
+  }
+
+  void End() {
+    MainLoop::Get().Close();
+    session.reset();
+  }
+};
+
+Handler::Handler() : settings_(std::make_unique<Settings>()) {}
+Handler::~Handler() = default;
+
+Handler& Handler::On(const std::string& request_type, Function function) {
+  settings_->functions[request_type] = std::move(function);
+  return *this;
+}
+
+Handler& Handler::SetAgent(const std::string& app_id) {
+  settings_->agent = app_id;
+  return *this;
+}
+
+Handler& Handler::KeepAnswers(const AnswerLimits& limits) {
+  settings_->limits = limits;
+  settings_->keeps_answers_on_file = true;
+  return *this;
+}
+
+Handler& Handler::KeepAnswersInMemory() {
+  settings_->keeps_answers_on_file = false;
+  return *this;
+}
+
+int Handler::Run(int argc, char** argv) {
+  // Nothing may be thrown through the platform.
+  service_app_lifecycle_callback_s callbacks = {};
+  callbacks.create = [](void* data) {
+    try {
+      static_cast<Settings*>(data)->Begin();
+      return true;
+    } catch (const std::exception& error) {
+      dlog_print(DLOG_ERROR, kLogTag, "the handler cannot start: %s", error.what());
+      MainLoop::Get().Close();
+      return false;
+    }
+  };
+  callbacks.app_control = [](app_control_h request, void* data) {
+    try {
+      static_cast<Settings*>(data)->Serve(request);
+    } catch (const std::exception& error) {
+      dlog_print(DLOG_ERROR, kLogTag, "a launch request was not served: %s", error.what());
+    }
+  };
+  callbacks.terminate = [](void* data) { static_cast<Settings*>(data)->End(); };
+  const int result = service_app_main(argc, argv, &callbacks, settings_.get());
+  if (result != APP_ERROR_NONE) {
+    dlog_print(DLOG_ERROR, kLogTag, "the handler does not run: %s", get_error_message(result));
+  }
+  return result;
+}
+
+}  // namespace qor

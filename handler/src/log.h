@@ -1,0 +1,16 @@
+// Copyright 2026 The qor-handler-manager authors
+// SPDX-License-Identifier: Apache-2.0
+
+#ifndef QOR_HANDLER_SRC_LOG_H_
+#define QOR_HANDLER_SRC_LOG_H_
+
+#include <dlog.h>
+
+namespace qor::internal {
+
+// Every line of this library stands under it in the platform's log.
+inline constexpr char kLogTag[] = "QOR-HANDLER";
+
+}  // namespace qor::internal
+
+#endif

@@ -1,0 +1,28 @@
+// Copyright 2026 The qor-handler-manager authors
+// SPDX-License-Identifier: Apache-2.0
+
+#include "session.h"
+
+#include <ctime>
+
+namespace qor::internal {
+
+Session::Session(const Dispatcher::Functions& functions, const std::string& answers_path,
+                 const AnswerLimits& limits)
+    : most_kept_(limits.count),
+      answers_(answers_path, limits, [] { return static_cast<std::int64_t>(std::time(nullptr)); }),
+      dispatcher_(std::make_shared<Dispatcher>(functions, answers_, static_cast<Agents&>(*this))) {}
+
+void Session::OnWanted(const std::string& agent, AgentLink::Lifetime lifetime) {
+  links_.try_emplace(agent, agent, *dispatcher_, most_kept_, lifetime).first->second.OnWanted();
+}
+
+void Session::Send(const std::string& agent, const std::string& uuid, const Answer& answer) {
+  links_.at(agent).Send(uuid, answer);
+}
+
+bool Session::AskForSeconds(const std::string& agent, const std::string& uuid, double seconds) {
+  return links_.at(agent).AskForSeconds(uuid, seconds);
+}
+
+}  // namespace qor::internal

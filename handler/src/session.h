@@ -1,0 +1,44 @@
+// Copyright 2026 The qor-handler-manager authors
+// SPDX-License-Identifier: Apache-2.0
+
+#ifndef QOR_HANDLER_SRC_SESSION_H_
+#define QOR_HANDLER_SRC_SESSION_H_
+
+#include <qor/handler.h>
+
+#include <map>
+#include <memory>
+#include <string>
+
+#include "agent-link.h"
+#include "answer-store.h"
+#include "dispatcher.h"
+
+namespace qor::internal {
+
+// What lives while the application runs: the answers, the commands in work, a link for each agent.
+// Main loop's thread only.
+class Session : private Agents {
+ public:
+  // An empty path keeps the answers in memory. The functions must outlive this object.
+  Session(const Dispatcher::Functions& functions, const std::string& answers_path,
+          const AnswerLimits& limits);
+  Session(const Session&) = delete;
+  Session& operator=(const Session&) = delete;
+
+  // An agent has commands for this handler.
+  void OnWanted(const std::string& agent, AgentLink::Lifetime lifetime);
+
+ private:
+  void Send(const std::string& agent, const std::string& uuid, const Answer& answer) override;
+  bool AskForSeconds(const std::string& agent, const std::string& uuid, double seconds) override;
+
+  const std::size_t most_kept_;
+  AnswerStore answers_;
+  const std::shared_ptr<Dispatcher> dispatcher_;
+  std::map<std::string, AgentLink> links_;
+};
+
+}  // namespace qor::internal
+
+#endif

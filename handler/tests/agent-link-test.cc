@@ -1,0 +1,114 @@
+// Copyright 2026 The qor-handler-manager authors
+// SPDX-License-Identifier: Apache-2.0
+
+#include "agent-link.h"
+
+#include <gtest/gtest.h>
+#include <unistd.h>
+
+#include <filesystem>
+#include <memory>
+#include <stdexcept>
+
+#include "agent-port.h"
+#include "agent/agent.h"
+
+namespace qor::internal {
+namespace {
+
+constexpr double kPatienceSeconds = 60;
+
+class AgentLinkTest : public testing::Test, protected AgentLink::Receiver {
+ protected:
+  AgentLinkTest() {
+    std::string root = std::filesystem::temp_directory_path() / "qor-agent-link-XXXXXX";
+    if (mkdtemp(root.data()) == nullptr) throw std::runtime_error("mkdtemp failed");
+    root_ = root;
+    setenv("QOR_PLATFORM_ROOT", root_.c_str(), 1);
+    ecore_init();
+    port_ = std::make_unique<test::AgentPort>();
+  }
+  ~AgentLinkTest() override {
+    port_.reset();
+    ecore_shutdown();
+    std::filesystem::remove_all(root_);
+  }
+
+  // This process plays both sides.
+  std::string AgentId() const {
+    return "host." + std::filesystem::read_symlink("/proc/self/exe").filename().string();
+  }
+  bool AwaitRegistration() {
+    return tools::RunUntil([this] { return port_->CountReceived() > 0; }, kPatienceSeconds);
+  }
+  void OnCommand(ReceivedCommand) override {}
+  bool IsWorkingFor(const std::string&) const override { return is_working_; }
+
+  bool is_working_ = false;
+  std::string root_;
+  std::unique_ptr<test::AgentPort> port_;
+};
+
+TEST_F(AgentLinkTest, ConnectsAndRegistersWhenItIsWanted) {
+  AgentLink link(AgentId(), *this, 10, AgentLink::Lifetime::kWhileNeeded);
+  link.OnWanted();
+  EXPECT_TRUE(AwaitRegistration());
+  EXPECT_EQ(port_->Connected(), AgentId() + " ");
+}
+
+TEST_F(AgentLinkTest, ConnectsOnceHoweverOftenItIsWanted) {
+  AgentLink link(AgentId(), *this, 10, AgentLink::Lifetime::kWhileNeeded);
+  for (int i = 0; i < 3; ++i) link.OnWanted();
+  EXPECT_TRUE(AwaitRegistration());
+  link.OnWanted();
+  EXPECT_EQ(port_->Connected(), AgentId() + " ");
+}
+
+TEST_F(AgentLinkTest, ConnectsAgainWhenItWasWantedBeforeTheEndWasHeardOf) {
+  AgentLink link(AgentId(), *this, 10, AgentLink::Lifetime::kWhileNeeded);
+  link.OnWanted();
+  ASSERT_TRUE(AwaitRegistration());
+  port_.reset();
+  port_ = std::make_unique<test::AgentPort>();
+  link.OnWanted();
+  EXPECT_TRUE(AwaitRegistration());
+}
+
+TEST_F(AgentLinkTest, TriesAgainWhenTheAgentIsNotThereYet) {
+  port_.reset();
+  AgentLink link(AgentId(), *this, 10, AgentLink::Lifetime::kWhileNeeded);
+  link.OnWanted();
+  port_ = std::make_unique<test::AgentPort>();
+  EXPECT_TRUE(AwaitRegistration());
+}
+
+TEST_F(AgentLinkTest, ConnectsAgainByItselfWhileSomethingIsInWork) {
+  is_working_ = true;
+  AgentLink link(AgentId(), *this, 10, AgentLink::Lifetime::kWhileNeeded);
+  link.OnWanted();
+  ASSERT_TRUE(AwaitRegistration());
+  port_.reset();
+  port_ = std::make_unique<test::AgentPort>();
+  EXPECT_TRUE(AwaitRegistration());
+}
+
+TEST_F(AgentLinkTest, ConnectsAgainByItselfToAnAgentThatWasNamed) {
+  AgentLink link(AgentId(), *this, 10, AgentLink::Lifetime::kAlways);
+  link.OnWanted();
+  ASSERT_TRUE(AwaitRegistration());
+  port_.reset();
+  port_ = std::make_unique<test::AgentPort>();
+  EXPECT_TRUE(AwaitRegistration());
+}
+
+TEST_F(AgentLinkTest, ConnectsForAnAnswerThatWaits) {
+  port_.reset();
+  AgentLink link(AgentId(), *this, 10, AgentLink::Lifetime::kWhileNeeded);
+  link.Send("one", {true, "yes"});
+  EXPECT_FALSE(link.AskForSeconds("one", 1));
+  port_ = std::make_unique<test::AgentPort>();
+  EXPECT_TRUE(tools::RunUntil([this] { return !port_->Connected().empty(); }, kPatienceSeconds));
+}
+
+}  // namespace
+}  // namespace qor::internal

@@ -1,0 +1,163 @@
+// Copyright 2026 The qor-handler-manager authors
+// SPDX-License-Identifier: Apache-2.0
+
+#include "answer-store.h"
+
+#include <gtest/gtest.h>
+
+#include <filesystem>
+#include <fstream>
+#include <stdexcept>
+
+namespace qor::internal {
+namespace {
+
+namespace fs = std::filesystem;
+
+class AnswerStoreTest : public testing::Test {
+ protected:
+  AnswerStoreTest() {
+    std::string folder = fs::temp_directory_path() / "qor-answers-XXXXXX";
+    if (mkdtemp(folder.data()) == nullptr) throw std::runtime_error("mkdtemp failed");
+    folder_ = folder;
+  }
+  ~AnswerStoreTest() override { fs::remove_all(folder_); }
+
+  std::string File() const { return folder_ + "/answers.db"; }
+  AnswerStore Open() { return Open(File()); }
+  AnswerStore Open(const std::string& path) {
+    return AnswerStore(path, limits_, [this] { return now_; });
+  }
+
+  static CommandKey Key(const std::string& uuid, const std::string& payload = "") {
+    return CommandKey({"agent", uuid, "type", payload, 0});
+  }
+  static std::string TextOf(const std::optional<Answer>& answer) {
+    return answer ? answer->text : "(none)";
+  }
+
+  AnswerLimits limits_;
+  std::int64_t now_ = 1'000'000;
+  std::string folder_;
+};
+
+TEST_F(AnswerStoreTest, RemembersAcrossARestart) {
+  Open().Keep(Key("one"), {true, "yes"});
+  auto again = Open();
+  const auto answer = again.Find(Key("one"));
+  ASSERT_TRUE(answer);
+  EXPECT_TRUE(answer->succeeded);
+  EXPECT_EQ(answer->text, "yes");
+}
+
+TEST_F(AnswerStoreTest, RemembersAFailureAsAFailure) {
+  Open().Keep(Key("one"), {false, "no"});
+  auto again = Open();
+  const auto answer = again.Find(Key("one"));
+  ASSERT_TRUE(answer);
+  EXPECT_FALSE(answer->succeeded);
+}
+
+TEST_F(AnswerStoreTest, TellsAgentsUuidsTypesAndPayloadsApart) {
+  auto store = Open();
+  store.Keep(CommandKey({"a", "u", "t", "p", 1}), {true, "yes"});
+  EXPECT_EQ(TextOf(store.Find(CommandKey({"a", "u", "t", "p", 2}))), "yes");
+  EXPECT_FALSE(store.Find(CommandKey({"b", "u", "t", "p", 1})));
+  EXPECT_FALSE(store.Find(CommandKey({"a", "v", "t", "p", 1})));
+  EXPECT_FALSE(store.Find(CommandKey({"a", "u", "s", "p", 1})));
+  EXPECT_FALSE(store.Find(CommandKey({"a", "u", "t", "q", 1})));
+  EXPECT_FALSE(store.Find(CommandKey({"a", "u", "tp", "", 1})));
+}
+
+TEST_F(AnswerStoreTest, ForgetsTheOldestBeyondTheNumber) {
+  limits_.count = 2;
+  auto store = Open();
+  for (const char* uuid : {"one", "two", "three"}) store.Keep(Key(uuid), {true, uuid});
+  EXPECT_FALSE(store.Find(Key("one")));
+  EXPECT_EQ(TextOf(store.Find(Key("two"))), "two");
+  EXPECT_EQ(TextOf(store.Find(Key("three"))), "three");
+}
+
+TEST_F(AnswerStoreTest, ForgetsWhatIsTooOld) {
+  limits_.age = std::chrono::seconds(10);
+  auto store = Open();
+  store.Keep(Key("one"), {true, "yes"});
+  now_ += 10;
+  EXPECT_TRUE(store.Find(Key("one")));
+  now_ += 1;
+  EXPECT_FALSE(store.Find(Key("one")));
+}
+
+TEST_F(AnswerStoreTest, MakesRoomInAFileThatIsFull) {
+  limits_.bytes = 128 * 1024;
+  auto store = Open();
+  for (int i = 0; i < 100; ++i) {
+    store.Keep(Key(std::to_string(i)), {true, std::string(10'000, 'x')});
+    ASSERT_TRUE(store.Find(Key(std::to_string(i)))) << i;
+  }
+  EXPECT_FALSE(store.Find(Key("0")));
+  EXPECT_LE(fs::file_size(File()), limits_.bytes);
+}
+
+TEST_F(AnswerStoreTest, DoesWithoutAnAnswerThatNeverFits) {
+  limits_.bytes = 64 * 1024;
+  auto store = Open();
+  store.Keep(Key("large"), {true, std::string(100'000, 'x')});
+  EXPECT_FALSE(store.Find(Key("large")));
+  store.Keep(Key("small"), {true, "yes"});
+  EXPECT_TRUE(store.Find(Key("small")));
+}
+
+TEST_F(AnswerStoreTest, SetsAFileAsideThatIsNoDatabase) {
+  std::ofstream(File()) << std::string(10'000, 'x');
+  Open().Keep(Key("one"), {true, "yes"});
+  EXPECT_EQ(TextOf(Open().Find(Key("one"))), "yes");
+  EXPECT_EQ(fs::file_size(File() + ".corrupt"), 10'000u);
+}
+
+TEST_F(AnswerStoreTest, SetsAFileAsideWhoseTableIsAnother) {
+  sqlite::Database(File(), sqlite::Database::Mode::kCreate)
+      .Execute("CREATE TABLE answers (something)");
+  Open().Keep(Key("one"), {true, "yes"});
+  EXPECT_EQ(TextOf(Open().Find(Key("one"))), "yes");
+  EXPECT_TRUE(fs::exists(File() + ".corrupt"));
+}
+
+TEST_F(AnswerStoreTest, SetsAFileAsideThatTurnsOutDamagedLater) {
+  limits_.bytes = 1024 * 1024;
+  {
+    auto store = Open();
+    for (int i = 0; i < 50; ++i)
+      store.Keep(Key(std::to_string(i)), {true, std::string(5'000, 'x')});
+  }
+  {
+    // Everything but the first page, which is all that opening looks at.
+    std::fstream file(File(), std::ios::in | std::ios::out | std::ios::binary);
+    const auto size = static_cast<std::streamoff>(fs::file_size(File()));
+    file.seekp(4096);
+    file << std::string(static_cast<std::size_t>(size - 4096), '\xff');
+  }
+  auto store = Open();
+  store.Keep(Key("one"), {true, "yes"});
+  EXPECT_EQ(TextOf(store.Find(Key("one"))), "yes");
+  EXPECT_TRUE(fs::exists(File() + ".corrupt"));
+}
+
+TEST_F(AnswerStoreTest, RemembersInMemoryWhereThereIsNoFile) {
+  for (const std::string& path : {std::string(), folder_ + "/no/such/folder/file", folder_}) {
+    auto store = Open(path);
+    store.Keep(Key("one"), {true, "yes"});
+    EXPECT_EQ(TextOf(store.Find(Key("one"))), "yes") << path;
+  }
+  EXPECT_TRUE(fs::is_empty(folder_));
+}
+
+TEST_F(AnswerStoreTest, KeepsTheLastAnswerOfAKey) {
+  auto store = Open();
+  store.Keep(Key("one"), {true, "first"});
+  store.Keep(Key("one"), {true, "second"});
+  EXPECT_EQ(TextOf(store.Find(Key("one"))), "second");
+}
+
+}  // namespace
+}  // namespace qor::internal

@@ -1,0 +1,185 @@
+// Copyright 2026 The qor-handler-manager authors
+// SPDX-License-Identifier: Apache-2.0
+
+// Handlers made with the SDK as installed applications, beside agents that come and go.
+
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <filesystem>
+#include <fstream>
+#include <iterator>
+
+#include "agent-port.h"
+#include "end-to-end/end-to-end-test.h"
+
+namespace qor {
+namespace {
+
+namespace fs = std::filesystem;
+using end_to_end::kPatienceSeconds;
+
+class HandlerProcess : public end_to_end::EndToEndTest {
+ protected:
+  HandlerProcess() {
+    Install("probe");
+    mkfifo(Pipe().c_str(), 0600);
+  }
+
+  std::string DataFolder() const { return Root() + "/data/org.example.probe.handler"; }
+  // Uuids of the commands that the handler ran, a line each.
+  std::string Runs() const {
+    std::ifstream file(DataFolder() + "/runs");
+    return std::string(std::istreambuf_iterator<char>(file), {});
+  }
+
+  std::string Pipe() const { return Root() + "/pipe"; }
+  // Lets "probe.wait" answer with a text. The handler must have the command.
+  void Release(const std::string& text) const { std::ofstream(Pipe()) << text; }
+
+  // An agent that notes who asked for time.
+  tools::Agent& StartListeningAgent() {
+    auto& agent = StartAgent();
+    agent.SetNegotiator([this](const std::string&, const std::string& uuid, double) {
+      asked_ += uuid + " ";
+      return grants_;
+    });
+    return agent;
+  }
+  // Sends a command that is in work until it is released.
+  void SendWaiting(tools::Agent& agent, const std::string& uuid) {
+    ASSERT_EQ(agent.Send(uuid, "probe.wait", Pipe()), 0);
+    ASSERT_TRUE(tools::RunUntil([&] { return asked_ == uuid + " "; }, kPatienceSeconds));
+  }
+
+  // Another agent, which sends "probe.agent" as command-1.
+  tools::ProcessResult RunSecondAgent() {
+    const std::string second = Root() + "/second-agent";
+    fs::copy_file(BuildFolder() + "/examples/example-agent", second);
+    return tools::RunProcess({second, "probe.agent"}, kPatienceSeconds);
+  }
+
+  std::string asked_;
+  bool grants_ = true;
+};
+
+TEST_F(HandlerProcess, AnswersFromAThread) {
+  auto& agent = StartListeningAgent();
+  SendWaiting(agent, "one");
+  Release("done");
+  EXPECT_EQ(AwaitResponse("one").result, "done");
+}
+
+TEST_F(HandlerProcess, LearnsWhetherTimeIsGranted) {
+  StartListeningAgent();
+  EXPECT_EQ(Execute("one", "probe.ask").result, "granted granted");
+  grants_ = false;
+  EXPECT_EQ(Execute("two", "probe.ask").result, "refused refused");
+  EXPECT_EQ(asked_, "one one two two ");
+}
+
+TEST_F(HandlerProcess, ConnectsAgainToAnAgentThatStartedAnewAndHandsOverWhatItOwes) {
+  SendWaiting(StartListeningAgent(), "one");
+  StopAgent();
+  // Nothing but the handler's own trying brings the two together.
+  StartAgent();
+  Release("late");
+  EXPECT_EQ(AwaitResponse("one").result, "late");
+  EXPECT_EQ(Runs(), "one\n");
+}
+
+TEST_F(HandlerProcess, KeepsAnAnswerUntilTheAgentIsBack) {
+  SendWaiting(StartListeningAgent(), "one");
+  StopAgent();
+  Release("kept");
+  StartAgent();
+  EXPECT_EQ(AwaitResponse("one").result, "kept");
+}
+
+TEST_F(HandlerProcess, IgnoresACommandThatIsDeliveredAgainWhileInWork) {
+  SendWaiting(StartListeningAgent(), "one");
+  StopAgent();
+  auto& agent = StartAgent();
+  ASSERT_EQ(agent.Send("one", "probe.wait", Pipe()), 0);
+  // Delivered after the first, so that has been seen by now.
+  EXPECT_EQ(Execute("two", "probe.run").result, "2");
+  Release("once");
+  EXPECT_EQ(AwaitResponse("one").result, "once");
+  EXPECT_EQ(Runs(), "one\ntwo\n");
+}
+
+TEST_F(HandlerProcess, AnswersTheSameToACommandThatIsSentAgain) {
+  StartAgent();
+  EXPECT_EQ(Execute("one", "probe.run").result, "1");
+  StopAgent();
+  StartAgent();
+  EXPECT_EQ(Execute("one", "probe.run").result, "1");
+  EXPECT_EQ(Runs(), "one\n");
+}
+
+TEST_F(HandlerProcess, AnswersTheSameAfterItWasKilled) {
+  auto& agent = StartAgent();
+  EXPECT_EQ(Execute("one", "probe.run").result, "1");
+  ASSERT_EQ(agent.Send("die", "probe.die", ""), 0);
+  ASSERT_TRUE(tools::RunUntil([this] { return Runs() == "one\ndie\n"; }, kPatienceSeconds));
+  StopAgent();
+  auto& again = StartAgent();
+  again.Send("one", "probe.run", "");
+  EXPECT_EQ(AwaitResponse("one").result, "1");
+  EXPECT_EQ(Runs(), "one\ndie\n");
+}
+
+TEST_F(HandlerProcess, RunsACommandAgainThatItWasKilledIn) {
+  auto& agent = StartAgent();
+  ASSERT_EQ(agent.Send("one", "probe.die-once", ""), 0);
+  ASSERT_TRUE(tools::RunUntil([this] { return Runs() == "one\n"; }, kPatienceSeconds));
+  StopAgent();
+  StartAgent();
+  EXPECT_EQ(Execute("one", "probe.die-once").result, "2");
+  EXPECT_EQ(Runs(), "one\none\n");
+}
+
+TEST_F(HandlerProcess, ServesSeveralAgentsAtOnce) {
+  auto& agent = StartListeningAgent();
+  SendWaiting(agent, "command-1");
+  // The same uuid, from another.
+  const auto run = RunSecondAgent();
+  EXPECT_EQ(run.output, "command-1: host.second-agent\n") << run.errors;
+  Release("first");
+  EXPECT_EQ(AwaitResponse("command-1").result, "first");
+}
+
+TEST_F(HandlerProcess, ConnectsToTheAgentThatItNamesWhoeverLaunchesIt) {
+  setenv("PROBE_AGENT", "host.qor_handler_process_test", 1);
+  const test::AgentPort port;
+  const auto run = RunSecondAgent();
+  unsetenv("PROBE_AGENT");
+  EXPECT_EQ(run.output, "command-1: host.second-agent\n") << run.errors;
+  EXPECT_TRUE(tools::RunUntil([&] { return port.CountReceived() == 1; }, kPatienceSeconds));
+  EXPECT_EQ(port.Connected(), "org.example.probe.handler ");
+}
+
+TEST_F(HandlerProcess, GoesOnWithoutAFileOfAnswersThatIsDamaged) {
+  fs::create_directories(DataFolder());
+  std::ofstream(DataFolder() + "/.qor-answers.db") << std::string(5000, 'x');
+  StartAgent();
+  EXPECT_EQ(Execute("one", "probe.run").result, "1");
+  EXPECT_TRUE(fs::exists(DataFolder() + "/.qor-answers.db.corrupt"));
+}
+
+TEST_F(HandlerProcess, GoesOnWithoutAFileOfAnswersThatCannotBeWritten) {
+  fs::create_directories(DataFolder() + "/.qor-answers.db");
+  StartAgent();
+  EXPECT_EQ(Execute("one", "probe.run").result, "1");
+  EXPECT_EQ(Execute("two", "probe.run").result, "2");
+}
+
+TEST_F(HandlerProcess, IsToldApartFromAProcessThatNobodyLaunched) {
+  const auto run = tools::RunProcess({Packages() + "/probe/bin/probe-handler"}, kPatienceSeconds);
+  EXPECT_NE(run.exit_status, 0);
+  EXPECT_NE(run.errors.find("the handler does not run"), std::string::npos) << run.errors;
+}
+
+}  // namespace
+}  // namespace qor

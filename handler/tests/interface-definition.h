@@ -1,0 +1,41 @@
+// Copyright 2026 The qor-handler-manager authors
+// SPDX-License-Identifier: Apache-2.0
+
+#ifndef QOR_HANDLER_TESTS_INTERFACE_DEFINITION_H_
+#define QOR_HANDLER_TESTS_INTERFACE_DEFINITION_H_
+
+#include <map>
+#include <string>
+#include <vector>
+
+namespace qor::test {
+
+// What an interface-definition file says about its interface's parcels.
+class InterfaceDefinition {
+ public:
+  struct Field {
+    std::string type;
+    std::string name;
+  };
+  struct Method {
+    // Methods are counted from 2, delegates from 1.
+    int id;
+    bool is_delegate;
+    std::string returns;
+    std::vector<Field> parameters;
+  };
+
+  explicit InterfaceDefinition(const std::string& path);
+
+  const Method& Get(const std::string& method) const { return methods_.at(method); }
+  // The plain values that a call of the method carries, in wire order.
+  std::vector<Field> Values(const std::string& method) const;
+
+ private:
+  std::map<std::string, std::vector<Field>> structs_;
+  std::map<std::string, Method> methods_;
+};
+
+}  // namespace qor::test
+
+#endif

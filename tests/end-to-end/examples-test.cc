@@ -1,0 +1,97 @@
+// Copyright 2026 The qor-handler-manager authors
+// SPDX-License-Identifier: Apache-2.0
+
+#include <fstream>
+#include <iterator>
+
+#include "end-to-end-test.h"
+
+namespace end_to_end {
+namespace {
+
+class Examples : public EndToEndTest {};
+
+TEST_F(Examples, GreetInAFewLines) {
+  Install("greet");
+  StartAgent();
+  EXPECT_EQ(Execute("one", "greet").result, R"({"text":"hello"})");
+}
+
+TEST_F(Examples, RebootOnlyWithTheTimeForIt) {
+  Install("reboot");
+  auto& agent = StartAgent();
+  bool grants = true;
+  double asked = 0;
+  agent.SetNegotiator([&](const std::string&, const std::string&, double seconds) {
+    asked = seconds;
+    return grants;
+  });
+  EXPECT_EQ(Execute("one", "device.reboot").result, R"({"state":"rebooting"})");
+  EXPECT_EQ(asked, 60);
+  grants = false;
+  EXPECT_NE(Execute("two", "device.reboot").error.find("no time to reboot"), std::string::npos);
+}
+
+TEST_F(Examples, TakeAConfigurationThatFitsItsSchema) {
+  Install("config");
+  StartAgent();
+  EXPECT_EQ(Execute("one", "config.get").result, "{}");
+  const std::string configuration = R"({"network":{"host":"h","port":80},"intervals":[1,2.5]})";
+  EXPECT_EQ(Execute("two", "config.set", configuration).result, configuration);
+  EXPECT_EQ(Execute("three", "config.get").result, configuration);
+}
+
+TEST_F(Examples, NameThePlaceInAConfigurationThatDoesNotFit) {
+  Install("config");
+  StartAgent();
+  const auto port = Execute("one", "config.set", R"({"network":{"host":"h","port":70000}})");
+  EXPECT_EQ(port.status, QOR_REQUEST_STATUS_FAILED);
+  EXPECT_NE(port.error.find(R"("Pointer":"/network/port","Rule":"maximum")"), std::string::npos)
+      << port.error;
+  const auto interval =
+      Execute("two", "config.set", R"({"network":{"host":"h"},"intervals":[1,"x"]})");
+  EXPECT_NE(interval.error.find(R"("Pointer":"/intervals/1","Rule":"type")"), std::string::npos)
+      << interval.error;
+  const auto text = Execute("three", "config.set", "{");
+  EXPECT_NE(text.error.find("no JSON at byte 1"), std::string::npos) << text.error;
+  EXPECT_EQ(Execute("four", "config.get").result, "{}");
+}
+
+TEST_F(Examples, WorkForLongerThanTheAgentWaitsAndTellHowFarTheyAre) {
+  Install("progress");
+  const std::string log = Root() + "/log";
+  setenv("DLOG_FILE", log.c_str(), 1);
+  setenv("DLOG_FILTER", "PROGRESS-HANDLER:I *:S", 1);
+  const auto run = Qor({"send", "firmware.download", "4", "--execution-timeout", "1000"});
+  unsetenv("DLOG_FILE");
+  unsetenv("DLOG_FILTER");
+  EXPECT_EQ(run.exit_status, 0) << run.errors;
+  EXPECT_EQ(run.output, "{\"parts\":4}\n");
+  std::ifstream file(log);
+  const std::string lines(std::istreambuf_iterator<char>(file), {});
+  for (const char* progress : {": 25 %", ": 50 %", ": 75 %", ": 100 %"}) {
+    EXPECT_NE(lines.find(progress), std::string::npos) << lines;
+  }
+}
+
+TEST_F(Examples, GiveUpWorkThatTheAgentDoesNotWaitFor) {
+  Install("progress");
+  StartAgent().SetNegotiator([](const std::string&, const std::string&, double) { return false; });
+  EXPECT_NE(Execute("one", "firmware.download", "2").error.find("does not wait"),
+            std::string::npos);
+}
+
+TEST_F(Examples, SendManyCommandsFromAnAgentInCpp) {
+  Install("text");
+  const auto run = tools::RunProcess(
+      {BuildFolder() + "/examples/example-agent-cpp", "text.echo", "1", "2"}, kPatienceSeconds);
+  EXPECT_EQ(run.exit_status, 0) << run.errors;
+  EXPECT_EQ(run.output, "1: 1\n2: 2\n");
+  const auto refused = tools::RunProcess(
+      {BuildFolder() + "/examples/example-agent-cpp", "text.reject", "1"}, kPatienceSeconds);
+  EXPECT_EQ(refused.exit_status, 1);
+  EXPECT_NE(refused.output.find("1 failed: {"), std::string::npos) << refused.output;
+}
+
+}  // namespace
+}  // namespace end_to_end
