@@ -8,12 +8,14 @@
 #include "agent/agent.h"
 #include "commands.h"
 #include "exit-codes.h"
+#include "identity.h"
 
 namespace qor {
 
 namespace {
 
 int ListHandlers() {
+  TakeIdentity();
   const tools::Agent agent(0, 0);
   for (const auto& handler : agent.Handlers()) {
     std::cout << handler.app_id;
