@@ -6,25 +6,18 @@
 #include <app_control.h>
 
 #include <algorithm>
-#include <stdexcept>
 #include <utility>
 
 #include "common/exceptions.h"
 #include "common/logging.h"
 #include "handlers/handler-config.h"
+#include "handlers/priority.h"
 #include "tizen/app-info.h"
 #include "tizen/platform-uris.h"
 
 namespace handlers {
 
 namespace {
-
-constexpr char kPriorityPath[] = "/iot/metadata/qor/priority";
-
-constexpr int kLowestPriority = 1;
-constexpr int kHighestPriority = 100;
-// Lifts every handler of the device image above all downloaded ones.
-constexpr int kPreloadedBonus = 101;
 
 const std::string* FindValue(const std::vector<tizen::AppInfo::MetadataEntry>& metadata,
                              const std::string& path) {
@@ -116,19 +109,15 @@ void AppHandler::LoadDataFromManifest() {
     for (const auto& type : config.RequestTypes()) AddRequestType(type);
   }
 
-  int priority = 0;
-  if (const std::string* declared = FindValue(metadata, kPriorityPath)) {
-    try {
-      priority = std::clamp(std::stoi(*declared), kLowestPriority, kHighestPriority);
-    } catch (const std::logic_error&) {
-      QOR_ERROR("Invalid priority value for the app with id: %s, setting priority to 0",
-                app_id_.c_str());
-    }
-  } else {
+  const DeclaredPriority priority = ReadPriority(FindValue(metadata, kPriorityPath));
+  if (priority.source == DeclaredPriority::Source::kInvalid) {
+    QOR_ERROR("Invalid priority value for the app with id: %s, setting priority to 0",
+              app_id_.c_str());
+  } else if (priority.source == DeclaredPriority::Source::kMissing) {
     QOR_WARN("Priority key not found for the app with id: %s, setting priority to 0",
              app_id_.c_str());
   }
-  SetPriority(priority + (package.IsPreloaded() ? kPreloadedBonus : 0));
+  SetPriority(priority.value + (package.IsPreloaded() ? kPreloadedBonus : 0));
 }
 
 }  // namespace handlers

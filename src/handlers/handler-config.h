@@ -14,6 +14,9 @@ namespace handlers {
 // the key "request-types", a list of texts.
 class HandlerConfig {
  public:
+  // Throws YAML::Exception when the file cannot be read or understood.
+  static HandlerConfig Load(const std::string& path);
+
   // Never fails: a file that cannot be read or understood yields no request types and an error line
   // that names it.
   static HandlerConfig FromYaml(const std::string& path);

@@ -153,8 +153,8 @@ CommandHandler::CommandHandler() {
   rpc_port_stub_add_disconnected_event_cb(stub, OnDisconnectedCB, this);
   rpc_port_stub_add_received_event_cb(stub, OnReceivedCB, this);
   const std::string prefix = tizen::kPrivilegeUriPrefix;
-  rpc_port_stub_add_privilege(stub, (prefix + "/privilege/datasharing").c_str());
-  rpc_port_stub_add_privilege(stub, (prefix + "/privilege/appmanager.launch").c_str());
+  for (const char* path : tizen::kHandlerPrivilegePaths)
+    rpc_port_stub_add_privilege(stub, (prefix + path).c_str());
 }
 
 CommandHandler::~CommandHandler() {

@@ -3,32 +3,29 @@
 
 #include "failure.h"
 
+#include "finding-json.h"
 #include "json-writer.h"
 
 namespace qor {
 
+namespace {
+
+inspect::Finding FindingOf(const Failure& failure) {
+  return {failure.what(), failure.Cure(), failure.Where()};
+}
+
+}  // namespace
+
 std::string ToText(const Failure& failure) {
-  const Place& place = failure.Where();
-  std::string text = "qor: ";
-  if (!place.file.empty()) {
-    text += place.file + ":";
-    if (place.line > 0) text += std::to_string(place.line) + ":";
-    text += " ";
-  }
-  if (!place.key.empty()) text += place.key + ": ";
-  text += std::string(failure.what()) + "\n";
+  std::string text = "qor: " + inspect::ToText(FindingOf(failure)) + "\n";
   if (!failure.Cure().empty()) text += "  " + failure.Cure() + "\n";
   return text;
 }
 
 std::string ToJson(const Failure& failure) {
-  const Place& place = failure.Where();
   JsonWriter json;
-  json.BeginObject().Key("error").BeginObject().Member("message", failure.what());
-  if (!place.file.empty()) json.Member("file", place.file);
-  if (place.line > 0) json.Member("line", place.line);
-  if (!place.key.empty()) json.Member("key", place.key);
-  if (!failure.Cure().empty()) json.Member("cure", failure.Cure());
+  json.BeginObject().Key("error").BeginObject();
+  WriteMembers(json, FindingOf(failure));
   json.Member("exitCode", static_cast<int>(failure.Code())).EndObject().EndObject();
   return json.Text();
 }

@@ -9,21 +9,20 @@
 #include <utility>
 
 #include "exit-codes.h"
+#include "inspect/finding.h"
 
 namespace qor {
 
-// Where something is wrong, as far as that is known.
-struct Place {
-  std::string file;
-  int line = 0;
-  std::string key;
-};
+using inspect::Place;
 
 // Ends the tool: what went wrong, where, and what to do about it.
 class Failure : public std::runtime_error {
  public:
   Failure(ExitCode code, const std::string& what, std::string cure = "", Place place = {})
       : std::runtime_error(what), code_(code), cure_(std::move(cure)), place_(std::move(place)) {}
+
+  Failure(ExitCode code, const inspect::Finding& finding)
+      : Failure(code, finding.message, finding.cure, finding.place) {}
 
   ExitCode Code() const { return code_; }
   // Empty when there is nothing to say.

@@ -4,103 +4,239 @@
 #include <package_manager.h>
 #include <CLI/CLI.hpp>
 
-#include <cstdlib>
 #include <filesystem>
 #include <iostream>
 #include <memory>
-#include <stdexcept>
 #include <string>
+#include <vector>
 
 #include "commands.h"
-#include "exit-codes.h"
+#include "failure.h"
+#include "finding-json.h"
+#include "inspect/package-file.h"
+#include "inspect/package.h"
+#include "platform/linux/common/package-database.h"
 
 namespace qor {
 
 namespace {
 
-std::string Text(int (*getter)(package_info_h, char**), package_info_h package) {
-  char* text = nullptr;
-  if (getter(package, &text) != PACKAGE_MANAGER_ERROR_NONE) return "?";
-  const std::unique_ptr<char, decltype(&std::free)> owned(text, std::free);
-  return text;
-}
+struct Options {
+  std::string argument;
+  bool json = false;
+};
 
+// One request to the package manager, and what became of which package.
 class Request {
  public:
   Request() {
     if (package_manager_request_create(&handle_) != PACKAGE_MANAGER_ERROR_NONE) {
-      throw std::runtime_error("the package manager does not take requests");
+      throw Failure(kError, "the package manager does not take requests");
     }
+    package_manager_request_set_event_cb(
+        handle_,
+        [](int, const char*, const char* package, package_manager_event_type_e type,
+           package_manager_event_state_e, int, package_manager_error_e, void* data) {
+          auto* self = static_cast<Request*>(data);
+          self->package_ = package;
+          self->type_ = type;
+        },
+        this);
   }
   Request(const Request&) = delete;
   Request& operator=(const Request&) = delete;
   ~Request() { package_manager_request_destroy(handle_); }
 
   package_manager_request_h Get() const { return handle_; }
+  const std::string& Package() const { return package_; }
+  const char* Outcome() const {
+    switch (type_) {
+      case PACKAGE_MANAGER_EVENT_TYPE_INSTALL:
+        return "installed";
+      case PACKAGE_MANAGER_EVENT_TYPE_UPDATE:
+        return "updated";
+      default:
+        return "uninstalled";
+    }
+  }
 
  private:
   package_manager_request_h handle_ = nullptr;
+  std::string package_;
+  package_manager_event_type_e type_ = PACKAGE_MANAGER_EVENT_TYPE_UNINSTALL;
 };
 
-// The package manager logs the cause itself.
-int Report(int error, const std::string& what, const std::string& package) {
-  if (error == PACKAGE_MANAGER_ERROR_NONE) {
-    std::cout << package << ": " << what << "ed\n";
+void Print(const Request& request, bool as_json) {
+  if (as_json) {
+    JsonWriter json;
+    json.BeginObject().Member("package", request.Package());
+    std::cout << json.Member("outcome", request.Outcome()).EndObject().Text() << "\n";
+  } else {
+    std::cout << request.Package() << ": " << request.Outcome() << "\n";
+  }
+}
+
+void RequireFile(const std::string& path) {
+  if (!std::filesystem::exists(path)) {
+    throw Failure(kError, "no such package file or folder", "name a package folder or a .tpk file",
+                  {path});
+  }
+}
+
+int Install(const Options& options) {
+  RequireFile(options.argument);
+  const Request request;
+  const std::string path = std::filesystem::absolute(options.argument);
+  const int error = package_manager_request_install(request.Get(), path.c_str(), nullptr);
+  if (error == PACKAGE_MANAGER_ERROR_INVALID_PARAMETER) {
+    if (const auto reason = inspect::WhyRefused(options.argument)) throw Failure(kError, *reason);
+  }
+  if (error != PACKAGE_MANAGER_ERROR_NONE) {
+    throw Failure(kError, std::string("cannot be installed: ") + get_error_message(error),
+                  "\"qor doctor\" looks for the cause", {options.argument});
+  }
+  Print(request, options.json);
+  return kSuccess;
+}
+
+std::string IdOf(const std::string& path) {
+  try {
+    return inspect::PackageFile(path).Contents().record.id;
+  } catch (const platform::PackageRefused& refusal) {
+    throw Failure(kError, inspect::FindingOf(refusal));
+  }
+}
+
+int Update(const Options& options) {
+  RequireFile(options.argument);
+  const std::string id = IdOf(options.argument);
+  if (!platform::FindPackage(id)) {
+    throw Failure(kError, "package " + id + " is not installed, so there is nothing to update",
+                  "\"qor package install\" installs it");
+  }
+  return Install(options);
+}
+
+[[noreturn]] void FailForMissing(const std::string& package) {
+  throw Failure(kError, "package " + package + " is not installed",
+                "\"qor package list\" names those that are");
+}
+
+int Uninstall(const Options& options) {
+  const Request request;
+  const int error =
+      package_manager_request_uninstall(request.Get(), options.argument.c_str(), nullptr);
+  if (error == PACKAGE_MANAGER_ERROR_NO_SUCH_PACKAGE) FailForMissing(options.argument);
+  if (error != PACKAGE_MANAGER_ERROR_NONE) {
+    throw Failure(kError, "cannot uninstall " + options.argument + ": " + get_error_message(error),
+                  "\"qor doctor\" looks for the cause");
+  }
+  Print(request, options.json);
+  return kSuccess;
+}
+
+int List(const Options& options) {
+  const auto packages = platform::AllPackages();
+  if (options.json) {
+    JsonWriter json;
+    json.BeginArray();
+    for (const auto& package : packages) {
+      json.BeginObject().Member("package", package.id).Member("version", package.version);
+      json.Member("preloaded", package.preload).Member("rootPath", package.root_path).EndObject();
+    }
+    std::cout << json.EndArray().Text() << "\n";
     return kSuccess;
   }
-  std::cerr << "qor: cannot " << what << " " << package << ": " << get_error_message(error) << "\n";
-  return kError;
+  for (const auto& package : packages) std::cout << package.id << " " << package.version << "\n";
+  return kSuccess;
 }
 
-int Install(const std::string& path) {
-  const Request request;
-  int id = 0;
-  const std::string absolute = std::filesystem::absolute(path);
-  return Report(package_manager_request_install(request.Get(), absolute.c_str(), &id), "install",
-                path);
+std::string Show(const inspect::Package& package) {
+  const auto& record = package.record;
+  std::string text = record.id + " " + record.version + "\n";
+  text += "  root path: " + record.root_path + "\n";
+  text += std::string("  preloaded: ") + (record.preload ? "yes" : "no") + "\n";
+  for (const auto& privilege : record.privileges) text += "  privilege: " + privilege + "\n";
+  for (const auto& application : package.applications) {
+    text += "  application: " + application.record.id + "\n";
+    text += "    executable: " + application.record.executable + "\n";
+    for (const auto& [key, value] : application.record.metadata) {
+      text += "    metadata: " + key + " = " + value + "\n";
+    }
+    for (const auto& type : application.request_types) text += "    request type: " + type + "\n";
+    if (application.is_handler) {
+      text += "    priority: " + std::to_string(application.priority.Value()) + " (" +
+              application.priority.Reason() + ")\n";
+    }
+    for (const auto& problem : application.Problems()) {
+      text += "    problem: " + inspect::ToText(problem) + "\n";
+    }
+  }
+  return text;
 }
 
-int Uninstall(const std::string& package) {
-  const Request request;
-  int id = 0;
-  return Report(package_manager_request_uninstall(request.Get(), package.c_str(), &id), "uninstall",
-                package);
+std::string ShowAsJson(const inspect::Package& package) {
+  const auto& record = package.record;
+  JsonWriter json;
+  json.BeginObject().Member("package", record.id).Member("version", record.version);
+  json.Member("rootPath", record.root_path).Member("preloaded", record.preload);
+  WriteTexts(json.Key("privileges"), record.privileges);
+  json.Key("applications").BeginArray();
+  for (const auto& application : package.applications) {
+    json.BeginObject().Member("appId", application.record.id);
+    json.Member("executable", application.record.executable).Key("metadata").BeginArray();
+    for (const auto& [key, value] : application.record.metadata) {
+      json.BeginObject().Member("key", key).Member("value", value).EndObject();
+    }
+    WriteTexts(json.EndArray().Key("requestTypes"), application.request_types);
+    if (application.is_handler) json.Member("priority", application.priority.Value());
+    WriteFindings(json.Key("problems"), application.Problems());
+    json.EndObject();
+  }
+  return json.EndArray().EndObject().Text() + "\n";
 }
 
-int List() {
-  const int error = package_manager_foreach_package_info(
-      [](package_info_h package, void*) {
-        std::cout << Text(package_info_get_package, package) << " "
-                  << Text(package_info_get_version, package) << "\n";
-        return true;
-      },
-      nullptr);
-  if (error == PACKAGE_MANAGER_ERROR_NONE) return kSuccess;
-  std::cerr << "qor: cannot list the packages: " << get_error_message(error) << "\n";
-  return kError;
+int ShowOne(const Options& options) {
+  const auto record = platform::FindPackage(options.argument);
+  if (!record) FailForMissing(options.argument);
+  const auto package = inspect::InspectPackage(*record, record->root_path);
+  std::cout << (options.json ? ShowAsJson(package) : Show(package));
+  return kSuccess;
 }
 
 }  // namespace
 
 void AddPackageCommand(CLI::App& app, Choice& choice) {
-  CLI::App* package = app.add_subcommand("package", "Install, uninstall and list packages");
+  CLI::App* package = app.add_subcommand("package", "Install, uninstall and look at packages");
   package->require_subcommand(1);
-  const auto argument = std::make_shared<std::string>();
-
-  CLI::App* install =
-      package->add_subcommand("install", "Install a package, or update it when it is installed");
-  install->add_option("PATH", *argument, "Package folder or .tpk file")->required();
-  install->callback(
-      [argument, &choice] { choice.run = [argument] { return Install(*argument); }; });
-
-  CLI::App* uninstall = package->add_subcommand("uninstall", "Uninstall a package");
-  uninstall->add_option("ID", *argument, "Package id")->required();
-  uninstall->callback(
-      [argument, &choice] { choice.run = [argument] { return Uninstall(*argument); }; });
-
-  package->add_subcommand("list", "List the installed packages")->callback([&choice] {
-    choice.run = List;
-  });
+  package->footer(
+      "Example:\n"
+      "  qor package install build/packages/text");
+  const auto add = [package, &choice](const char* name, const char* description,
+                                      const char* example, int (*run)(const Options&)) {
+    CLI::App* command = package->add_subcommand(name, description);
+    command->footer(std::string("Example:\n  qor package ") + example);
+    command->add_flag("--json", choice.json, "Print JSON");
+    const auto argument = std::make_shared<std::string>();
+    command->callback([argument, run, &choice] {
+      choice.run = [argument, run, &choice] { return run({*argument, choice.json}); };
+    });
+    return std::make_pair(command, argument);
+  };
+  const auto add_with = [&add](const char* positional, const char* meaning, auto... description) {
+    const auto [command, argument] = add(description...);
+    command->add_option(positional, *argument, meaning)->required();
+  };
+  add_with("PATH", "Package folder or .tpk file", "install",
+           "Install a package, or update it when it is installed", "install build/packages/text",
+           Install);
+  add_with("PATH", "Package folder or .tpk file", "update",
+           "Update a package, which must be installed", "update build/packages/text-2", Update);
+  add_with("ID", "Package id", "uninstall", "Uninstall a package", "uninstall org.example.text",
+           Uninstall);
+  add("list", "List the installed packages", "list --json", List);
+  add_with("ID", "Package id", "show", "Show what a package declares and what is made of it",
+           "show org.example.text", ShowOne);
 }
 
 }  // namespace qor

@@ -10,6 +10,7 @@
 #include "agent/agent.h"
 #include "commands.h"
 #include "exit-codes.h"
+#include "identity.h"
 
 namespace qor {
 
@@ -47,6 +48,7 @@ int Report(const tools::Agent::Response& response) {
 }
 
 int Send(const Options& options) {
+  TakeIdentity();
   tools::Agent agent(options.execution_timeout_ms, options.connection_timeout_ms);
   const int error = agent.Send(options.uuid, options.type, options.payload);
   if (error != 0) return ReportRefusal(options, error);

@@ -3,8 +3,6 @@
 
 #include "platform/linux/app-control/launcher.h"
 
-#include <fcntl.h>
-#include <sys/file.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -14,6 +12,7 @@
 
 #include "platform/linux/app-control/launch-protocol.h"
 #include "platform/linux/app-control/spawn.h"
+#include "platform/linux/common/file-lock.h"
 #include "platform/linux/common/message.h"
 #include "platform/linux/common/root-folder.h"
 #include "platform/linux/common/unix-socket.h"
@@ -30,10 +29,8 @@ constexpr std::chrono::seconds kSendPatience(5);
 
 UniqueFd LockLaunchOf(const std::string& app_id) {
   const std::string path = FolderBelowRoot(kApplicationLockFolder) + "/" + app_id;
-  UniqueFd file(open(path.c_str(), O_RDWR | O_CREAT | O_CLOEXEC, S_IRUSR | S_IWUSR));
+  UniqueFd file = LockFile(path, Wait::kYes);
   if (!file) Throw(path);
-  while (flock(file.Get(), LOCK_EX) != 0)
-    if (errno != EINTR) Throw(path);
   return file;
 }
 

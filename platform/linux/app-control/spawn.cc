@@ -12,6 +12,7 @@
 #include <vector>
 
 #include "platform/linux/app-control/launch-protocol.h"
+#include "platform/linux/common/process-identity.h"
 #include "platform/linux/common/root-folder.h"
 
 namespace platform {
@@ -60,15 +61,18 @@ class FileActions {
   posix_spawn_file_actions_t value_;
 };
 
-// This process's environment, with the variables of the launch.
+// This process's environment, with the variables of the launch and without a name that is this
+// process's own.
 std::vector<std::string> EnvironmentOfApplication() {
   const std::string socket_variable = std::string(kLaunchSocketVariable) + "=";
   const std::string root_variable = "QOR_PLATFORM_ROOT=";
+  const std::string name_variable = std::string(kHostNameVariable) + "=";
   std::vector<std::string> variables = {socket_variable + std::to_string(kInheritedSocket),
                                         root_variable + RootFolder()};
   for (char** variable = environ; variable != nullptr && *variable != nullptr; ++variable) {
     const std::string text = *variable;
-    if (text.rfind(socket_variable, 0) != 0 && text.rfind(root_variable, 0) != 0)
+    if (text.rfind(socket_variable, 0) != 0 && text.rfind(root_variable, 0) != 0 &&
+        text.rfind(name_variable, 0) != 0)
       variables.push_back(text);
   }
   return variables;

@@ -6,16 +6,39 @@
 #include <dlog.h>
 #include <unistd.h>
 
+#include <algorithm>
+#include <cstring>
 #include <exception>
 
 #include "platform/linux/common/package-database.h"
 #include "platform/linux/common/process-list.h"
+#include "platform/linux/common/start-environment.h"
 
 namespace platform {
 namespace {
 
 constexpr char kLogTag[] = "PLATFORM";
 constexpr char kHostPrefix[] = "host.";
+constexpr size_t kMaxHostName = 64;
+
+// It becomes part of file names.
+bool IsHostName(const std::string& text) {
+  const auto allowed = [](char c) {
+    return (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z') || (c >= '0' && c <= '9') ||
+           (c != '\0' && std::strchr(".-_", c) != nullptr);
+  };
+  return !text.empty() && text.size() <= kMaxHostName && text[0] != '.' &&
+         std::all_of(text.begin(), text.end(), allowed);
+}
+
+std::string HostName(pid_t pid, const std::string& executable) {
+  if (const auto name = StartVariableOf(pid, kHostNameVariable)) {
+    if (IsHostName(*name)) return *name;
+    dlog_print(DLOG_WARN, kLogTag, "process %d: %s=\"%s\" is not a name; its executable's counts",
+               pid, kHostNameVariable, name->c_str());
+  }
+  return executable.substr(executable.rfind('/') + 1);
+}
 
 }  // namespace
 
@@ -25,7 +48,7 @@ ProcessIdentity IdentifyProcess(pid_t pid) {
     if (executable.path.empty() || executable.is_deleted) return {};
     if (auto application = FindApplicationByExecutable(executable.path))
       return {application->id, true};
-    return {kHostPrefix + executable.path.substr(executable.path.rfind('/') + 1), false};
+    return {kHostPrefix + HostName(pid, executable.path), false};
   } catch (const std::exception& error) {
     dlog_print(DLOG_ERROR, kLogTag, "cannot tell who process %d is: %s", pid, error.what());
     return {};

@@ -10,10 +10,15 @@
 
 namespace platform {
 
+// In the environment that a process was started with: its name, when it is no installed
+// application. Letters, digits, '.', '-' and '_', at most 64 of them, not beginning with a dot.
+inline constexpr char kHostNameVariable[] = "QOR_PLATFORM_HOST_NAME";
+
 // Who a process is, told by the executable behind it and never by what it says of itself.
 struct ProcessIdentity {
-  // Application id from the package database, or "host.<file name of the executable>" for a process
-  // that is no installed application. Empty when the process is gone or its executable is deleted.
+  // Application id from the package database, or "host.<name>" for a process that is no installed
+  // application: the name of kHostNameVariable, else the executable's file name. Empty when the
+  // process is gone or its executable is deleted.
   std::string app_id;
   bool is_installed_application = false;
 };

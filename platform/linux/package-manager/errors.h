@@ -6,6 +6,7 @@
 
 #include <stdexcept>
 #include <string>
+#include <utility>
 
 namespace platform {
 
@@ -15,8 +16,24 @@ inline constexpr char kPackageLogTag[] = "PKGMGR";
 // a line of the manifest or an entry of the package.
 class PackageRefused : public std::runtime_error {
  public:
-  PackageRefused(const std::string& file, const std::string& place, const std::string& reason)
-      : std::runtime_error(file + ":" + place + ": " + reason) {}
+  // `key` is the attribute or the like that is wrong, empty when there is none.
+  PackageRefused(std::string file, std::string place, std::string reason, std::string key = "")
+      : std::runtime_error(file + ":" + place + ": " + reason),
+        file_(std::move(file)),
+        place_(std::move(place)),
+        reason_(std::move(reason)),
+        key_(std::move(key)) {}
+
+  const std::string& File() const { return file_; }
+  const std::string& Place() const { return place_; }
+  const std::string& Reason() const { return reason_; }
+  const std::string& Key() const { return key_; }
+
+ private:
+  std::string file_;
+  std::string place_;
+  std::string reason_;
+  std::string key_;
 };
 
 class NoSuchPackage : public std::runtime_error {

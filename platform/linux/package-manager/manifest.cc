@@ -95,15 +95,18 @@ class ManifestReader {
   }
 
  private:
-  [[noreturn]] void Refuse(ptrdiff_t offset, const std::string& reason) const {
+  [[noreturn]] void Refuse(ptrdiff_t offset, const std::string& reason,
+                           const std::string& key = "") const {
     const auto end =
         text_.begin() + std::clamp<ptrdiff_t>(offset, 0, static_cast<ptrdiff_t>(text_.size()));
     throw PackageRefused(shown_as_, std::to_string(1 + std::count(text_.begin(), end, '\n')),
-                         reason);
+                         reason, key);
   }
 
-  [[noreturn]] void Refuse(const pugi::xml_node& where, const std::string& reason) const {
-    Refuse(where.offset_debug(), reason);
+  // `key` is the attribute that is wrong.
+  [[noreturn]] void Refuse(const pugi::xml_node& where, const std::string& reason,
+                           const std::string& key = "") const {
+    Refuse(where.offset_debug(), reason, key);
   }
 
   void Load() {
@@ -122,13 +125,16 @@ class ManifestReader {
   void ReadPackage(const pugi::xml_node& root) {
     package_.id = root.attribute("package").value();
     if (!IsId(package_.id, kMaxPackageIdLength))
-      Refuse(root, package_.id.empty() ? "the package id is missing"
-                                       : "\"" + package_.id + "\" is not a package id");
+      Refuse(root,
+             package_.id.empty() ? "the package id is missing"
+                                 : "\"" + package_.id + "\" is not a package id",
+             "package");
     package_.version = root.attribute("version").value();
     if (!IsVersion(package_.version))
-      Refuse(root, package_.version.empty()
-                       ? "the version is missing"
-                       : "\"" + package_.version + "\" is not a version like 1.2.3");
+      Refuse(root,
+             package_.version.empty() ? "the version is missing"
+                                      : "\"" + package_.version + "\" is not a version like 1.2.3",
+             "version");
     package_.preload = root.attribute("preload").as_bool();
   }
 
@@ -137,22 +143,25 @@ class ManifestReader {
     application.kind = kind;
     application.id = element.attribute("appid").value();
     if (!IsId(application.id, kMaxAppIdLength))
-      Refuse(element, application.id.empty()
-                          ? "the application id is missing"
-                          : "\"" + application.id + "\" is not an application id");
+      Refuse(element,
+             application.id.empty() ? "the application id is missing"
+                                    : "\"" + application.id + "\" is not an application id",
+             "appid");
     application.executable = ExecutableOf(element);
     for (const ApplicationRecord& other : package_.applications) {
-      if (other.id == application.id) Refuse(element, "application " + other.id + " appears twice");
+      if (other.id == application.id)
+        Refuse(element, "application " + other.id + " appears twice", "appid");
       // The executable is what a running application is known by.
       if (other.executable == application.executable)
-        Refuse(element, "application " + other.id + " has the same executable");
+        Refuse(element, "application " + other.id + " has the same executable", "exec");
     }
     const auto owner = FindApplication(application.id);
     if (owner && owner->package_id != package_.id)
-      Refuse(element, "application " + application.id + " belongs to installed package " +
-                          owner->package_id);
+      Refuse(element,
+             "application " + application.id + " belongs to installed package " + owner->package_id,
+             "appid");
     for (const pugi::xml_node& pair : element.children("metadata")) {
-      if (*pair.attribute("key").value() == '\0') Refuse(pair, "metadata without a key");
+      if (*pair.attribute("key").value() == '\0') Refuse(pair, "metadata without a key", "key");
       application.metadata.emplace_back(pair.attribute("key").value(),
                                         pair.attribute("value").value());
     }
@@ -161,19 +170,19 @@ class ManifestReader {
 
   std::string ExecutableOf(const pugi::xml_node& element) const {
     const std::string exec = element.attribute("exec").value();
-    if (exec.empty()) Refuse(element, "the application has no exec");
+    if (exec.empty()) Refuse(element, "the application has no exec", "exec");
     const fs::path path(exec);
     if (path.is_absolute())
-      Refuse(element, "exec \"" + exec + "\" is absolute, not a file below bin/");
+      Refuse(element, "exec \"" + exec + "\" is absolute, not a file below bin/", "exec");
     if (std::find(path.begin(), path.end(), "..") != path.end())
-      Refuse(element, "exec \"" + exec + "\" has a \"..\" in it");
+      Refuse(element, "exec \"" + exec + "\" has a \"..\" in it", "exec");
     std::error_code missing;
     const fs::path real = fs::canonical(folder_ / "bin" / path, missing);
-    if (missing) Refuse(element, "bin/" + exec + " does not exist");
-    if (!fs::is_regular_file(real)) Refuse(element, "bin/" + exec + " is not a file");
+    if (missing) Refuse(element, "bin/" + exec + " does not exist", "exec");
+    if (!fs::is_regular_file(real)) Refuse(element, "bin/" + exec + " is not a file", "exec");
     struct stat status {};
     if (stat(real.c_str(), &status) != 0 || (status.st_mode & S_IXUSR) == 0)
-      Refuse(element, "bin/" + exec + " is not executable");
+      Refuse(element, "bin/" + exec + " is not executable", "exec");
     return real.lexically_relative(folder_);
   }
 

@@ -3,8 +3,6 @@
 
 #include "platform/linux/package-manager/operation.h"
 
-#include <fcntl.h>
-#include <sys/file.h>
 #include <sys/stat.h>
 #include <time.h>
 #include <unistd.h>
@@ -12,6 +10,7 @@
 #include <cerrno>
 #include <filesystem>
 
+#include "platform/linux/common/file-lock.h"
 #include "platform/linux/common/root-folder.h"
 #include "platform/linux/package-manager/errors.h"
 #include "platform/linux/package-manager/files.h"
@@ -65,10 +64,8 @@ void FinishOperation(const std::string& entry) {
 
 InstallLock::InstallLock() {
   const std::string path = RootFolder() + "/install.lock";
-  file_ = UniqueFd(open(path.c_str(), O_RDWR | O_CREAT | O_CLOEXEC, S_IRUSR | S_IWUSR));
+  file_ = LockFile(path, Wait::kYes);
   if (!file_) throw FileError(path);
-  while (flock(file_.Get(), LOCK_EX) != 0)
-    if (errno != EINTR) throw FileError(path);
   const std::string staging = StagingFolder();
   for (const std::string& name : NamesIn(staging)) FinishOperation(staging + "/" + name);
 }

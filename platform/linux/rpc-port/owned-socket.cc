@@ -3,13 +3,12 @@
 
 #include "platform/linux/rpc-port/owned-socket.h"
 
-#include <fcntl.h>
-#include <sys/file.h>
 #include <unistd.h>
 
 #include <cerrno>
 #include <system_error>
 
+#include "platform/linux/common/file-lock.h"
 #include "platform/linux/common/root-folder.h"
 
 namespace platform::rpc {
@@ -22,9 +21,8 @@ namespace {
 UniqueFd Lock(const std::string& folder, const std::string& owner, const std::string& port_name) {
   // No port's name begins with a dot.
   const std::string file = folder + "/." + port_name + ".lock";
-  UniqueFd lock(open(file.c_str(), O_RDWR | O_CREAT | O_CLOEXEC, 0600));
-  if (!lock) Throw("Cannot open \"" + file + "\"");
-  if (flock(lock.Get(), LOCK_EX | LOCK_NB) == 0) return lock;
+  UniqueFd lock = LockFile(file, Wait::kNo);
+  if (lock) return lock;
   if (errno != EWOULDBLOCK) Throw("Cannot lock \"" + file + "\"");
   errno = EADDRINUSE;
   Throw("Port \"" + port_name + "\" of " + owner + " has an owner already");

@@ -14,6 +14,10 @@ inline constexpr char kMetadataUriPrefix[] = "http://tizen.org";
 // the handler's configuration file inside the package.
 inline constexpr char kCommandHandlerPath[] = "/iot/metadata/qor/command-handler";
 
+// What a handler's package must be allowed to, or its connection is rejected.
+inline constexpr const char* kHandlerPrivilegePaths[] = {"/privilege/datasharing",
+                                                         "/privilege/appmanager.launch"};
+
 }  // namespace tizen
 
 #endif

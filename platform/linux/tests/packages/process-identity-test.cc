@@ -4,6 +4,7 @@
 #include "platform/linux/common/process-identity.h"
 
 #include <gtest/gtest.h>
+#include <sched.h>
 #include <signal.h>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -11,6 +12,7 @@
 #include <filesystem>
 
 #include "platform/linux/common/package-database.h"
+#include "platform/linux/common/start-environment.h"
 #include "platform/linux/tests/packages/support/platform-test.h"
 #include "platform/linux/tests/packages/support/program.h"
 
@@ -23,6 +25,8 @@ class Identity : public test::PlatformTest {
   pid_t StartCopy(const std::string& path) {
     std::filesystem::copy_file("/bin/sleep", path);
     pid_ = test::Start(path, {"1000"});
+    // The kernel shows the environment of an executed file a moment after the file itself.
+    while (!StartVariableOf(pid_, "QOR_PLATFORM_ROOT")) sched_yield();
     return pid_;
   }
 
@@ -58,6 +62,45 @@ TEST_F(Identity, IsAHostNamedAfterItsExecutableWhenNotInstalled) {
   const ProcessIdentity identity = IdentifyThisProcess();
   EXPECT_EQ(identity.app_id, "host.packages_process_identity_test");
   EXPECT_FALSE(identity.is_installed_application);
+}
+
+TEST_F(Identity, IsTheNameThatTheProcessWasStartedWith) {
+  setenv(kHostNameVariable, "second-1.a_b", 1);
+  const pid_t pid = StartCopy(Folder() + "/program");
+  unsetenv(kHostNameVariable);
+  const ProcessIdentity identity = IdentifyProcess(pid);
+  EXPECT_EQ(identity.app_id, "host.second-1.a_b");
+  EXPECT_FALSE(identity.is_installed_application);
+  End();
+}
+
+TEST_F(Identity, IsNotChangedByWhatAProcessPutsIntoItsEnvironmentLater) {
+  setenv(kHostNameVariable, "late", 1);
+  EXPECT_EQ(IdentifyThisProcess().app_id, "host.packages_process_identity_test");
+  unsetenv(kHostNameVariable);
+}
+
+TEST_F(Identity, OfAnInstalledApplicationIsNeverAMatterOfItsEnvironment) {
+  StoreApplication(Folder() + "/program");
+  setenv(kHostNameVariable, "somebody", 1);
+  EXPECT_EQ(IdentifyProcess(StartCopy(Folder() + "/program")).app_id, "p.app");
+  unsetenv(kHostNameVariable);
+  End();
+}
+
+TEST_F(Identity, TakesNoNameThatCouldLeaveAFolder) {
+  int number = 0;
+  for (const std::string& name :
+       {std::string(), std::string("../up"), std::string("a/b"), std::string(".hidden"),
+        std::string("a b"), std::string(65, 'x')}) {
+    const std::string program = "program-" + std::to_string(++number);
+    setenv(kHostNameVariable, name.c_str(), 1);
+    const pid_t pid = StartCopy(Folder() + "/" + program);
+    unsetenv(kHostNameVariable);
+    EXPECT_EQ(IdentifyProcess(pid).app_id, "host." + program) << name;
+    EXPECT_NE(Log().find("QOR_PLATFORM_HOST_NAME=\"" + name + "\""), std::string::npos) << name;
+    End();
+  }
 }
 
 TEST_F(Identity, NeedsTheWholePathToMatch) {

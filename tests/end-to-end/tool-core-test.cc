@@ -1,0 +1,62 @@
+// Copyright 2026 The qor-handler-manager authors
+// SPDX-License-Identifier: Apache-2.0
+
+#include <Ecore.h>
+
+#include <algorithm>
+#include <filesystem>
+#include <functional>
+#include <set>
+
+#include "end-to-end-test.h"
+#include "live-process.h"
+#include "platform/linux/common/process-list.h"
+
+namespace end_to_end {
+namespace {
+
+class ToolCore : public EndToEndTest {
+ protected:
+  static std::string QorPath() { return BuildFolder() + "/tools/qor/qor"; }
+
+  // For what the main loop does not hear of: it is looked at again and again.
+  static bool Await(const std::function<bool()>& condition) {
+    Ecore_Timer* tick = ecore_timer_add(
+        0.01, [](void*) -> Eina_Bool { return ECORE_CALLBACK_RENEW; }, nullptr);
+    const bool holds = tools::RunUntil(condition, kPatienceSeconds);
+    ecore_timer_del(tick);
+    return holds;
+  }
+};
+
+TEST_F(ToolCore, LetsTwoSendsRunAtOnceServedByOneHandlerProcess) {
+  Install("text");
+  LiveProcess first({QorPath(), "send", "text.delay", "2", "--execution-timeout", "60000"});
+  LiveProcess second({QorPath(), "send", "text.delay", "2", "--execution-timeout", "60000"});
+  const std::set<std::string> owners = {"host.qor", "host.qor-2"};
+  EXPECT_TRUE(Await([&] {
+    return std::all_of(owners.begin(), owners.end(), [this](const std::string& owner) {
+      return std::filesystem::exists(Root() + "/run/ports/" + owner + "/CommandHandler");
+    });
+  }));
+  EXPECT_EQ(first.AwaitEnd(), 0) << first.Errors();
+  EXPECT_EQ(second.AwaitEnd(), 0) << second.Errors();
+  EXPECT_EQ(first.Output(), "{\"text\":\"done slowly\"}\n");
+  EXPECT_EQ(second.Output(), "{\"text\":\"done slowly\"}\n");
+  EXPECT_EQ(platform::ProcessesWhere([this](const platform::Executable& executable) {
+              return executable.path.rfind(Root() + "/packages/", 0) == 0;
+            }).size(),
+            1u);
+}
+
+TEST_F(ToolCore, UsesItsNamesAgain) {
+  for (int i = 0; i < 3; ++i) ASSERT_EQ(Qor({"handlers"}).exit_status, 0);
+  std::set<std::string> names;
+  for (const auto& entry : std::filesystem::directory_iterator(Root() + "/data")) {
+    names.insert(entry.path().filename());
+  }
+  EXPECT_EQ(names, std::set<std::string>{"host.qor"});
+}
+
+}  // namespace
+}  // namespace end_to_end

@@ -1,0 +1,85 @@
+// Copyright 2026 The qor-handler-manager authors
+// SPDX-License-Identifier: Apache-2.0
+
+#include "inspect/config-file.h"
+
+#include <yaml-cpp/yaml.h>
+
+#include <filesystem>
+
+#include "handlers/handler-config.h"
+#include "inspect/similar.h"
+
+namespace inspect {
+
+namespace {
+
+constexpr char kKey[] = "request-types";
+constexpr char kShape[] =
+    "write it as \"request-types:\" and one line \"  - <type>\" for each type";
+
+int LineOf(const YAML::Node& node) { return node.Mark().line + 1; }
+
+// What is wrong with a file that the library could not take.
+Finding Diagnose(const YAML::Node& root, const std::string& file) {
+  if (!root.IsMap())
+    return {"there is no mapping with the key \"request-types\"", kShape, {file, 1}};
+  const YAML::Node types = root[kKey];
+  if (!types.IsDefined()) {
+    for (const auto& pair : root) {
+      if (!pair.first.IsScalar() || !IsNearMiss(pair.first.Scalar(), kKey)) continue;
+      return {"this key is not \"request-types\"",
+              "rename it to \"request-types\"",
+              {file, LineOf(pair.first), pair.first.Scalar()}};
+    }
+    return {"the key \"request-types\" is missing", kShape, {file, LineOf(root)}};
+  }
+  if (!types.IsSequence()) return {"it is not a list", kShape, {file, LineOf(types), kKey}};
+  for (const YAML::Node& type : types) {
+    if (!type.IsScalar() && !type.IsNull()) {
+      return {"an item of the list is not a text", kShape, {file, LineOf(type), kKey}};
+    }
+  }
+  return {"it cannot be understood", kShape, {file, LineOf(types), kKey}};
+}
+
+Finding DiagnoseFile(const std::string& path, const std::string& file) {
+  try {
+    const YAML::Node root = YAML::LoadFile(path);
+    return Diagnose(root, file);
+  } catch (const YAML::ParserException& error) {
+    return {"not YAML: " + error.msg, "correct it there", {file, error.mark.line + 1}};
+  } catch (const YAML::Exception&) {
+    return {"the file cannot be read", "make it readable", {file}};
+  }
+}
+
+}  // namespace
+
+ConfigFile ReadConfigFile(const std::string& path, const std::string& shown_as) {
+  std::error_code error;
+  if (std::filesystem::is_directory(path, error)) {
+    return {{}, {{"a folder, not a configuration file", "name the file itself", {shown_as}}}};
+  }
+  try {
+    const auto types = handlers::HandlerConfig::Load(path).RequestTypes();
+    if (!types.empty()) return {{types.begin(), types.end()}, {}};
+    return {{}, {{"the list is empty", "add the request types", {shown_as, 0, kKey}}}};
+  } catch (const YAML::Exception&) {
+    return {{}, {DiagnoseFile(path, shown_as)}};
+  }
+}
+
+int LineOfRequestType(const std::string& path, const std::string& type) {
+  try {
+    const YAML::Node root = YAML::LoadFile(path);
+    for (const YAML::Node& item : root[kKey]) {
+      if (item.IsScalar() && item.Scalar() == type) return LineOf(item);
+    }
+  } catch (const YAML::Exception&) {
+    return 0;
+  }
+  return 0;
+}
+
+}  // namespace inspect

@@ -1,0 +1,30 @@
+// Copyright 2026 The qor-handler-manager authors
+// SPDX-License-Identifier: Apache-2.0
+
+#ifndef QOR_TOOLS_INSPECT_CONFIG_FILE_H_
+#define QOR_TOOLS_INSPECT_CONFIG_FILE_H_
+
+#include <set>
+#include <string>
+#include <vector>
+
+#include "inspect/finding.h"
+
+namespace inspect {
+
+// A handler's configuration file as the library takes it.
+struct ConfigFile {
+  std::set<std::string> request_types;
+  // Why there is no request type.
+  std::vector<Finding> obstacles;
+};
+
+// The places in the result name the file as `shown_as`.
+ConfigFile ReadConfigFile(const std::string& path, const std::string& shown_as);
+
+// The line on which a request type stands, 0 when it does not.
+int LineOfRequestType(const std::string& path, const std::string& type);
+
+}  // namespace inspect
+
+#endif

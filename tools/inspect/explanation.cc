@@ -1,0 +1,51 @@
+// Copyright 2026 The qor-handler-manager authors
+// SPDX-License-Identifier: Apache-2.0
+
+#include "inspect/explanation.h"
+
+#include <algorithm>
+#include <tuple>
+
+#include "inspect/config-file.h"
+#include "inspect/similar.h"
+
+namespace inspect {
+
+namespace {
+
+void LeaveOut(const Application& application, const std::string& type, Explanation& explanation) {
+  for (const Finding& obstacle : application.obstacles) {
+    explanation.left_out.push_back({application, obstacle});
+  }
+  for (const std::string& declared : application.request_types) {
+    if (!IsNearMiss(declared, type)) continue;
+    const int line = LineOfRequestType(application.config_file, declared);
+    explanation.left_out.push_back({application,
+                                    {"it declares \"" + declared + "\", not \"" + type + "\"",
+                                     "write \"" + type + "\" there if that was meant",
+                                     {application.config_file, line, "request-types"}}});
+  }
+}
+
+}  // namespace
+
+Explanation Explain(const std::vector<Package>& packages, const std::string& type) {
+  Explanation explanation;
+  for (const Package& package : packages) {
+    for (const Application& application : package.applications) {
+      if (application.request_types.count(type) != 0) {
+        explanation.candidates.push_back(application);
+      } else {
+        LeaveOut(application, type, explanation);
+      }
+    }
+  }
+  std::sort(explanation.candidates.begin(), explanation.candidates.end(),
+            [](const Application& a, const Application& b) {
+              return std::make_tuple(-a.priority.Value(), a.record.id) <
+                     std::make_tuple(-b.priority.Value(), b.record.id);
+            });
+  return explanation;
+}
+
+}  // namespace inspect

@@ -1,0 +1,31 @@
+// Copyright 2026 The qor-handler-manager authors
+// SPDX-License-Identifier: Apache-2.0
+
+#ifndef QOR_TOOLS_INSPECT_EXPLANATION_H_
+#define QOR_TOOLS_INSPECT_EXPLANATION_H_
+
+#include <string>
+#include <vector>
+
+#include "inspect/package.h"
+
+namespace inspect {
+
+// Who serves a request type when the library starts, and why.
+struct Explanation {
+  struct LeftOut {
+    Application application;
+    Finding reason;
+  };
+
+  // In the library's order of preference: the larger priority first, then the smaller id.
+  std::vector<Application> candidates;
+  // Those that may have been meant to serve it.
+  std::vector<LeftOut> left_out;
+};
+
+Explanation Explain(const std::vector<Package>& packages, const std::string& type);
+
+}  // namespace inspect
+
+#endif

@@ -1,0 +1,30 @@
+// Copyright 2026 The qor-handler-manager authors
+// SPDX-License-Identifier: Apache-2.0
+
+#ifndef QOR_TOOLS_INSPECT_FINDING_H_
+#define QOR_TOOLS_INSPECT_FINDING_H_
+
+#include <string>
+
+namespace inspect {
+
+// Where something is wrong, as far as that is known.
+struct Place {
+  std::string file = {};
+  int line = 0;
+  std::string key = {};
+};
+
+// Something wrong: what, where, and what to do about it (empty: nothing to say).
+struct Finding {
+  std::string message;
+  std::string cure = {};
+  Place place = {};
+};
+
+// "<file>:<line>: <key>: <message>", without what is not known and without the cure.
+std::string ToText(const Finding& finding);
+
+}  // namespace inspect
+
+#endif

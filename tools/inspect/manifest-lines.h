@@ -1,0 +1,38 @@
+// Copyright 2026 The qor-handler-manager authors
+// SPDX-License-Identifier: Apache-2.0
+
+#ifndef QOR_TOOLS_INSPECT_MANIFEST_LINES_H_
+#define QOR_TOOLS_INSPECT_MANIFEST_LINES_H_
+
+#include <cstddef>
+#include <map>
+#include <string>
+#include <vector>
+
+namespace inspect {
+
+// Where things stand in a manifest that the platform has accepted. A line is 0 when the file cannot
+// be read (any more).
+class ManifestLines {
+ public:
+  explicit ManifestLines(const std::string& path);
+
+  int OfApplication(const std::string& app_id) const;
+  // `index` counts the application's metadata from 0.
+  int OfMetadata(const std::string& app_id, std::size_t index) const;
+  // Of the list, or of the root element when there is none.
+  int OfPrivileges() const { return privileges_; }
+
+ private:
+  struct Application {
+    int line = 0;
+    std::vector<int> metadata;
+  };
+
+  std::map<std::string, Application> applications_;
+  int privileges_ = 0;
+};
+
+}  // namespace inspect
+
+#endif

@@ -1,0 +1,75 @@
+// Copyright 2026 The qor-handler-manager authors
+// SPDX-License-Identifier: Apache-2.0
+
+#include "inspect/package-file.h"
+
+#include <charconv>
+#include <cstdlib>
+#include <filesystem>
+
+#include "platform/linux/package-manager/files.h"
+#include "platform/linux/package-manager/manifest.h"
+#include "platform/linux/package-manager/package-source.h"
+#include "platform/linux/package-manager/stager.h"
+
+namespace inspect {
+
+namespace {
+
+namespace fs = std::filesystem;
+
+std::string NewFolder() {
+  std::string folder = fs::temp_directory_path() / "qor-package-XXXXXX";
+  if (mkdtemp(folder.data()) == nullptr) throw platform::FileError(folder);
+  return fs::canonical(folder);
+}
+
+Package Read(const std::string& path, const std::string& folder) {
+  platform::Stager stager(folder, path, platform::PackageLimits());
+  platform::CopyPackage(path, &stager);
+  stager.Finish();
+  platform::PackageRecord record = platform::ReadManifest(folder, path);
+  record.root_path = folder;
+  for (auto& application : record.applications) {
+    application.executable = folder + "/" + application.executable;
+  }
+  return InspectPackage(record, path);
+}
+
+}  // namespace
+
+PackageFile::PackageFile(const std::string& path) : folder_(NewFolder()) {
+  try {
+    package_ = Read(path, folder_);
+  } catch (...) {
+    platform::RemoveTree(folder_);
+    throw;
+  }
+}
+
+PackageFile::~PackageFile() {
+  std::error_code ignored;
+  fs::remove_all(folder_, ignored);
+}
+
+Finding FindingOf(const platform::PackageRefused& refusal) {
+  Finding finding{refusal.Reason(), "correct the package", {refusal.File(), 0, refusal.Key()}};
+  const std::string& place = refusal.Place();
+  const char* const end = place.data() + place.size();
+  // A line of the manifest, or else the name of an entry.
+  if (std::from_chars(place.data(), end, finding.place.line).ptr != end) {
+    finding.place = {refusal.File(), 0, place};
+  }
+  return finding;
+}
+
+std::optional<Finding> WhyRefused(const std::string& path) {
+  try {
+    const PackageFile package(path);
+    return std::nullopt;
+  } catch (const platform::PackageRefused& refusal) {
+    return FindingOf(refusal);
+  }
+}
+
+}  // namespace inspect

@@ -1,0 +1,198 @@
+// Copyright 2026 The qor-handler-manager authors
+// SPDX-License-Identifier: Apache-2.0
+
+#include "inspect/package.h"
+
+#include <unistd.h>
+
+#include <algorithm>
+#include <cstddef>
+#include <filesystem>
+#include <utility>
+
+#include "inspect/config-file.h"
+#include "inspect/manifest-lines.h"
+#include "inspect/similar.h"
+#include "tizen/platform-uris.h"
+
+namespace inspect {
+
+namespace {
+
+namespace fs = std::filesystem;
+
+std::string LastPart(const std::string& key) { return key.substr(key.rfind('/') + 1); }
+
+class Inspector {
+ public:
+  Inspector(const platform::PackageRecord& package, const std::string& shown_as)
+      : package_(package),
+        shown_as_(shown_as),
+        manifest_(shown_as + "/tizen-manifest.xml"),
+        lines_(package.root_path + "/tizen-manifest.xml") {}
+
+  Package Inspect() const {
+    Package package{package_, {}};
+    for (const auto& record : package_.applications) {
+      package.applications.push_back(InspectApplication(record));
+    }
+    return package;
+  }
+
+ private:
+  using Metadata = std::vector<std::pair<std::string, std::string>>;
+
+  Application InspectApplication(const platform::ApplicationRecord& record) const {
+    Application application;
+    application.record = record;
+    application.priority.preloaded = package_.preload;
+    ReadPriority(application);
+    ReadRequestTypes(application);
+    if (!application.request_types.empty()) {
+      CheckExecutable(application);
+      CheckPrivileges(application);
+    }
+    return application;
+  }
+
+  // The first entry of a key, which is the one that counts.
+  static Metadata::const_iterator Find(const Metadata& metadata, const std::string& path) {
+    const std::string key = tizen::kMetadataUriPrefix + path;
+    return std::find_if(metadata.begin(), metadata.end(),
+                        [&key](const auto& entry) { return entry.first == key; });
+  }
+
+  Place PlaceOf(const Application& application, Metadata::const_iterator entry) const {
+    const auto index = static_cast<std::size_t>(entry - application.record.metadata.begin());
+    return {manifest_, lines_.OfMetadata(application.record.id, index), entry->first};
+  }
+
+  // An entry whose key was meant to be another.
+  void FindNearMiss(const Application& application, const std::string& path,
+                    std::vector<Finding>& findings) const {
+    const Metadata& metadata = application.record.metadata;
+    const std::string key = tizen::kMetadataUriPrefix + path;
+    for (auto entry = metadata.begin(); entry != metadata.end(); ++entry) {
+      const std::string last = LastPart(entry->first);
+      if (!IsNearMiss(entry->first, key) && !IsNearMiss(last, LastPart(key)) &&
+          last != LastPart(key)) {
+        continue;
+      }
+      findings.push_back({"this key is not \"" + key + "\"", "rename it to \"" + key + "\"",
+                          PlaceOf(application, entry)});
+    }
+  }
+
+  void ReadPriority(Application& application) const {
+    const Metadata& metadata = application.record.metadata;
+    const auto entry = Find(metadata, handlers::kPriorityPath);
+    if (entry == metadata.end()) {
+      application.priority.declared = handlers::ReadPriority(nullptr);
+      FindNearMiss(application, handlers::kPriorityPath, application.doubts);
+      return;
+    }
+    application.priority.text = entry->second;
+    application.priority.declared = handlers::ReadPriority(&entry->second);
+    if (application.priority.declared.source == handlers::DeclaredPriority::Source::kInvalid) {
+      application.doubts.push_back({"\"" + entry->second + "\" is no number and counts as 0",
+                                    "write a number from 1 to 100", PlaceOf(application, entry)});
+    }
+  }
+
+  void ReadRequestTypes(Application& application) const {
+    const Metadata& metadata = application.record.metadata;
+    const auto entry = Find(metadata, tizen::kCommandHandlerPath);
+    if (entry == metadata.end()) {
+      FindNearMiss(application, tizen::kCommandHandlerPath, application.obstacles);
+      return;
+    }
+    application.is_handler = true;
+    if (entry->second.empty()) {
+      application.obstacles.push_back({"the value names no configuration file",
+                                       "name it relative to the package's folder",
+                                       PlaceOf(application, entry)});
+      return;
+    }
+    application.config_file = package_.root_path + "/" + entry->second;
+    if (!fs::exists(application.config_file)) {
+      application.obstacles.push_back(
+          {"the configuration file " + entry->second + " does not exist",
+           "put it into the package, or name the one that is there", PlaceOf(application, entry)});
+      return;
+    }
+    ConfigFile config = ReadConfigFile(application.config_file, shown_as_ + "/" + entry->second);
+    application.request_types = std::move(config.request_types);
+    application.obstacles = std::move(config.obstacles);
+  }
+
+  void CheckExecutable(Application& application) const {
+    const std::string& file = application.record.executable;
+    if (access(file.c_str(), X_OK) == 0) return;
+    application.failures.push_back(
+        {fs::exists(file) ? "it cannot be launched: the executable may not be executed"
+                          : "it cannot be launched: the executable is missing",
+         "install the package again",
+         {shown_as_ + "/" + std::string(fs::path(file).lexically_relative(package_.root_path))}});
+  }
+
+  void CheckPrivileges(Application& application) const {
+    for (const char* path : tizen::kHandlerPrivilegePaths) {
+      const std::string name = std::string(tizen::kPrivilegeUriPrefix) + path;
+      if (std::count(package_.privileges.begin(), package_.privileges.end(), name) != 0) continue;
+      application.failures.push_back({"its connection is rejected: a privilege is missing",
+                                      "add <privilege>" + name + "</privilege> to <privileges>",
+                                      {manifest_, lines_.OfPrivileges(), name}});
+    }
+  }
+
+  const platform::PackageRecord& package_;
+  const std::string shown_as_;
+  const std::string manifest_;
+  const ManifestLines lines_;
+};
+
+}  // namespace
+
+std::string Priority::Reason() const {
+  using Source = handlers::DeclaredPriority::Source;
+  std::string reason;
+  switch (declared.source) {
+    case Source::kDeclared:
+      reason = "declared as " + text;
+      break;
+    case Source::kClamped:
+      reason = "declared as " + text + ", which counts as " + std::to_string(declared.value);
+      break;
+    case Source::kMissing:
+      reason = "none is declared, which counts as 0";
+      break;
+    case Source::kInvalid:
+      reason = "declared as \"" + text + "\", which is no number and counts as 0";
+      break;
+  }
+  if (preloaded) {
+    reason += ", and " + std::to_string(handlers::kPreloadedBonus) + " for a preloaded package";
+  }
+  return reason;
+}
+
+std::vector<Finding> Application::Problems() const {
+  std::vector<Finding> problems = obstacles;
+  problems.insert(problems.end(), failures.begin(), failures.end());
+  problems.insert(problems.end(), doubts.begin(), doubts.end());
+  return problems;
+}
+
+Package InspectPackage(const platform::PackageRecord& record, const std::string& shown_as) {
+  return Inspector(record, shown_as).Inspect();
+}
+
+std::vector<Package> InspectInstalledPackages() {
+  std::vector<Package> packages;
+  for (const auto& record : platform::AllPackages()) {
+    packages.push_back(InspectPackage(record, record.root_path));
+  }
+  return packages;
+}
+
+}  // namespace inspect

@@ -1,0 +1,125 @@
+// Copyright 2026 The qor-handler-manager authors
+// SPDX-License-Identifier: Apache-2.0
+
+#include <signal.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <cstdlib>
+#include <filesystem>
+#include <functional>
+#include <set>
+#include <system_error>
+
+#include "doctor-checks.h"
+#include "file-users.h"
+#include "platform/linux/common/file-lock.h"
+#include "platform/linux/common/root-folder.h"
+#include "platform/linux/package-manager/files.h"
+
+namespace qor {
+
+namespace {
+
+namespace fs = std::filesystem;
+
+class Sweep {
+ public:
+  Sweep(bool fix, Checks& checks) : fix_(fix), checks_(checks) {}
+
+  // A port's socket is somebody's as long as the lock file beside it is.
+  void Ports() {
+    const std::string folder = root_ + "/run/ports";
+    for (const auto& owner : platform::NamesIn(folder)) {
+      for (const auto& name : platform::NamesIn(folder + "/" + owner)) {
+        const std::string path = folder + "/" + owner + "/" + name;
+        if (name[0] == '.') {
+          LockFile(path);
+          continue;
+        }
+        const std::string lock = folder + "/" + owner + "/." + name + ".lock";
+        if (!UserOfFile(lock)) Stale(path, lock);
+      }
+    }
+  }
+
+  // An application's socket is listened to by the process that inherited it; a launcher that is
+  // about to start one holds the lock.
+  void Applications() {
+    const std::set<std::string> listening = ListeningSocketNames();
+    const std::string folder = root_ + "/run/apps";
+    for (const auto& app_id : platform::NamesIn(folder)) {
+      const std::string lock = root_ + "/run/app-locks/" + app_id;
+      if (listening.count(app_id) == 0 && !UserOfFile(lock)) Stale(folder + "/" + app_id, lock);
+    }
+    LockFilesIn("app-locks");
+  }
+
+  // A listener's socket is named after its process.
+  void Events() {
+    const std::string folder = root_ + "/run/events";
+    for (const auto& name : platform::NamesIn(folder)) {
+      const pid_t pid = std::atoi(name.c_str());
+      if (pid > 0 && kill(pid, 0) != 0 && errno == ESRCH) Stale(folder + "/" + name, "");
+    }
+  }
+
+  void LockFilesIn(const std::string& folder) {
+    for (const auto& name : platform::NamesIn(root_ + "/run/" + folder)) {
+      LockFile(root_ + "/run/" + folder + "/" + name);
+    }
+  }
+
+  void Report() {
+    if (stale_ == 0) checks_.push_back({Check::Level::kPass, "no socket is stale"});
+    if (free_locks_ == 0) return;
+    checks_.push_back(
+        {Check::Level::kPass, std::to_string(free_locks_) + " lock files are not in use" +
+                                  (fix_ ? " and were removed" : ", which is harmless")});
+  }
+
+ private:
+  // `lock` is what must be held to remove the socket; empty when nothing must.
+  void Stale(const std::string& path, const std::string& lock) {
+    ++stale_;
+    if (fix_) {
+      platform::UniqueFd held;
+      if (!lock.empty()) held = platform::LockFile(lock, platform::Wait::kNo);
+      std::error_code error;
+      if ((lock.empty() || held) && fs::remove(path, error)) {
+        checks_.push_back({Check::Level::kPass, "stale socket " + path + " was removed"});
+        return;
+      }
+    }
+    checks_.push_back({Check::Level::kWarn, "socket " + path + " is stale: nobody listens",
+                       "\"qor doctor --fix\" removes it"});
+  }
+
+  void LockFile(const std::string& path) {
+    if (UserOfFile(path)) return;
+    ++free_locks_;
+    if (!fix_) return;
+    const platform::UniqueFd held = platform::LockFile(path, platform::Wait::kNo);
+    std::error_code ignored;
+    if (held) fs::remove(path, ignored);
+  }
+
+  const std::string root_ = platform::RootPath();
+  const bool fix_;
+  Checks& checks_;
+  int stale_ = 0;
+  int free_locks_ = 0;
+};
+
+}  // namespace
+
+void CheckSockets(bool fix, Checks& checks) {
+  Sweep sweep(fix, checks);
+  sweep.Ports();
+  sweep.Applications();
+  sweep.Events();
+  sweep.LockFilesIn("host-names");
+  sweep.Report();
+}
+
+}  // namespace qor

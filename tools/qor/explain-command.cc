@@ -1,0 +1,124 @@
+// Copyright 2026 The qor-handler-manager authors
+// SPDX-License-Identifier: Apache-2.0
+
+#include <CLI/CLI.hpp>
+
+#include <iostream>
+#include <memory>
+#include <string>
+
+#include "colour.h"
+#include "commands.h"
+#include "failure.h"
+#include "finding-json.h"
+#include "inspect/explanation.h"
+
+namespace qor {
+
+namespace {
+
+using inspect::Explanation;
+
+std::string Why(const Explanation& explanation, std::size_t position) {
+  const auto& priority = explanation.candidates[position].priority;
+  if (position == 0) {
+    return explanation.candidates.size() == 1 ? "the only one" : "the first in order";
+  }
+  const auto& ahead = explanation.candidates[position - 1];
+  return "behind " + ahead.record.id +
+         (ahead.priority.Value() == priority.Value() ? ": same priority, but that id is smaller"
+                                                     : ": its priority is higher");
+}
+
+std::string ProblemText(const inspect::Finding& finding) {
+  return inspect::ToText(finding) + "\n     " + finding.cure + "\n";
+}
+
+void PrintText(const std::string& type, const Explanation& explanation) {
+  const Colour colour;
+  if (explanation.candidates.empty()) {
+    std::cout << colour.Red("No handler serves " + type) << "\n";
+  } else {
+    std::cout << type << " is served by " << colour.Bold(explanation.candidates.front().record.id)
+              << "\n";
+  }
+  for (std::size_t i = 0; i < explanation.candidates.size(); ++i) {
+    const auto& candidate = explanation.candidates[i];
+    std::cout << "\n" << i + 1 << ". " << candidate.record.id << "\n";
+    std::cout << "   package: " << candidate.record.package_id << "\n";
+    std::cout << "   priority " << candidate.priority.Value() << ": " << candidate.priority.Reason()
+              << "\n";
+    std::cout << "   " << Why(explanation, i) << "\n";
+    for (const auto& problem : candidate.Problems()) {
+      std::cout << "   " << colour.Yellow("problem: ") << ProblemText(problem);
+    }
+  }
+  if (!explanation.left_out.empty()) std::cout << "\nLeft out:\n";
+  for (const auto& left_out : explanation.left_out) {
+    std::cout << "\n-  " << left_out.application.record.id << "\n   "
+              << ProblemText(left_out.reason);
+  }
+}
+
+void PrintJson(const std::string& type, const Explanation& explanation) {
+  JsonWriter json;
+  json.BeginObject().Member("type", type).Key("servedBy");
+  if (explanation.candidates.empty()) {
+    json.Null();
+  } else {
+    json.Value(explanation.candidates.front().record.id);
+  }
+  json.Key("candidates").BeginArray();
+  for (std::size_t i = 0; i < explanation.candidates.size(); ++i) {
+    const auto& candidate = explanation.candidates[i];
+    json.BeginObject().Member("appId", candidate.record.id);
+    json.Member("package", candidate.record.package_id);
+    json.Member("priority", candidate.priority.Value());
+    json.Member("priorityReason", candidate.priority.Reason());
+    json.Member("reason", Why(explanation, i));
+    WriteFindings(json.Key("problems"), candidate.Problems());
+    json.EndObject();
+  }
+  json.EndArray().Key("leftOut").BeginArray();
+  for (const auto& left_out : explanation.left_out) {
+    json.BeginObject().Member("appId", left_out.application.record.id);
+    json.Member("package", left_out.application.record.package_id);
+    WriteMembers(json, left_out.reason);
+    json.EndObject();
+  }
+  std::cout << json.EndArray().EndObject().Text() << "\n";
+}
+
+std::vector<inspect::Package> InstalledPackages() {
+  try {
+    return inspect::InspectInstalledPackages();
+  } catch (const platform::DatabaseError& error) {
+    throw Failure(kError,
+                  std::string(error.what()) +
+                      ": one look-up that fails leaves the library without any handler",
+                  "\"qor doctor\" tells what to do");
+  }
+}
+
+int RunExplain(const std::string& type, bool as_json) {
+  const Explanation explanation = inspect::Explain(InstalledPackages(), type);
+  as_json ? PrintJson(type, explanation) : PrintText(type, explanation);
+  return explanation.candidates.empty() ? kNotSupported : kSuccess;
+}
+
+}  // namespace
+
+void AddExplainCommand(CLI::App& app, Choice& choice) {
+  CLI::App* explain =
+      app.add_subcommand("explain", "Tell who serves a request type, why, and who does not");
+  explain->footer(
+      "Example:\n"
+      "  qor explain text.upper");
+  const auto type = std::make_shared<std::string>();
+  explain->add_option("TYPE", *type, "Request type")->required();
+  explain->add_flag("--json", choice.json, "Print JSON");
+  explain->callback(
+      [type, &choice] { choice.run = [type, &choice] { return RunExplain(*type, choice.json); }; });
+}
+
+}  // namespace qor
