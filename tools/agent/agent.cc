@@ -65,24 +65,20 @@ std::string NewUuid() {
 
 Agent::Agent(int execution_timeout_ms, int connection_timeout_ms) {
   ecore_init();
-  qor_handler_manager_configuration_h config = nullptr;
-  ThrowOnError(qor_handler_manager_configuration_create(&config), "configuration");
-  qor_handler_manager_configuration_set_command_execution_timeout(config, execution_timeout_ms);
-  qor_handler_manager_configuration_set_connection_timeout(config, connection_timeout_ms);
-  const int result = qor_handler_manager_initialize(config);
-  qor_handler_manager_configuration_destroy(config);
-  if (result != 0) {
+  try {
+    Configure(execution_timeout_ms, connection_timeout_ms);
+  } catch (...) {
     qor_handler_manager_shutdown();
     ecore_shutdown();
-    ThrowOnError(result, "the library does not start");
+    throw;
   }
 
   qor_handler_manager_set_response_cb(
       [](const char* uuid, qor_request_status_e status, const char* text, int length,
          const char* error, int error_length, void* data) {
-        static_cast<Agent*>(data)->responses_.push_back(
-            {uuid, static_cast<int>(status), std::string(text, static_cast<std::size_t>(length)),
-             std::string(error, static_cast<std::size_t>(error_length))});
+        static_cast<Agent*>(data)->Hear(Response{
+            uuid, static_cast<int>(status), std::string(text, static_cast<std::size_t>(length)),
+            std::string(error, static_cast<std::size_t>(error_length))});
       },
       this);
   qor_handler_manager_set_negotiate_request_cb(
@@ -93,7 +89,7 @@ Agent::Agent(int execution_timeout_ms, int connection_timeout_ms) {
       this);
   qor_handler_manager_set_handler_update_cb(
       [](qor_handler_update_type_e type, qor_handler_manager_handler_info_h info, void* data) {
-        static_cast<Agent*>(data)->updates_.push_back({type, AppIdOf(info), RequestTypesOf(info)});
+        static_cast<Agent*>(data)->Hear(Update{type, AppIdOf(info), RequestTypesOf(info)});
       },
       this);
 }
@@ -101,6 +97,32 @@ Agent::Agent(int execution_timeout_ms, int connection_timeout_ms) {
 Agent::~Agent() {
   qor_handler_manager_shutdown();
   ecore_shutdown();
+}
+
+void Agent::Configure(int execution_timeout_ms, int connection_timeout_ms) {
+  qor_handler_manager_configuration_h config = nullptr;
+  ThrowOnError(qor_handler_manager_configuration_create(&config), "configuration");
+  qor_handler_manager_configuration_set_command_execution_timeout(config, execution_timeout_ms);
+  qor_handler_manager_configuration_set_connection_timeout(config, connection_timeout_ms);
+  const int result = qor_handler_manager_initialize(config);
+  qor_handler_manager_configuration_destroy(config);
+  ThrowOnError(result, "the library does not start");
+}
+
+void Agent::Hear(Response response) {
+  if (on_response_) {
+    on_response_(response);
+  } else {
+    responses_.push_back(std::move(response));
+  }
+}
+
+void Agent::Hear(Update update) {
+  if (on_update_) {
+    on_update_(update);
+  } else {
+    updates_.push_back(std::move(update));
+  }
 }
 
 int Agent::Send(const std::string& uuid, const std::string& request_type,

@@ -41,18 +41,27 @@ class Agent {
   // Handler, uuid, seconds; returns whether they are granted.
   using Negotiator = std::function<bool(const std::string&, const std::string&, double)>;
 
-  // Starts the library. Throws std::runtime_error when that fails.
+  // Starts the library. Milliseconds. Throws std::runtime_error when that fails.
   Agent(int execution_timeout_ms, int connection_timeout_ms);
   Agent(const Agent&) = delete;
   Agent& operator=(const Agent&) = delete;
   ~Agent();
 
+  // Timeouts of what is sent from now on, in milliseconds. Throws std::runtime_error.
+  void Configure(int execution_timeout_ms, int connection_timeout_ms);
   // Returns the library's code.
   int Send(const std::string& uuid, const std::string& request_type, const std::string& payload);
   std::vector<Handler> Handlers() const;
 
   // Without one every request is granted.
   void SetNegotiator(Negotiator negotiator) { negotiator_ = std::move(negotiator); }
+  // Each hears of them at once, and they are not remembered any more.
+  void SetResponseListener(std::function<void(const Response&)> listener) {
+    on_response_ = std::move(listener);
+  }
+  void SetUpdateListener(std::function<void(const Update&)> listener) {
+    on_update_ = std::move(listener);
+  }
 
   const std::vector<Response>& Responses() const { return responses_; }
   const std::vector<Update>& Updates() const { return updates_; }
@@ -62,9 +71,14 @@ class Agent {
   const Response* WaitForResponse(const std::string& uuid, double limit_seconds) const;
 
  private:
+  void Hear(Response response);
+  void Hear(Update update);
+
   std::vector<Response> responses_;
   std::vector<Update> updates_;
   Negotiator negotiator_;
+  std::function<void(const Response&)> on_response_;
+  std::function<void(const Update&)> on_update_;
 };
 
 // Whether a response is one of the library's own timeouts.

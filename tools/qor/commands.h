@@ -27,6 +27,7 @@ void AddDoctorCommand(CLI::App& app, Choice& choice);
 void AddExplainCommand(CLI::App& app, Choice& choice);
 void AddHandlersCommand(CLI::App& app, Choice& choice);
 void AddSendCommand(CLI::App& app, Choice& choice);
+void AddAgentCommand(CLI::App& app, Choice& choice);
 
 }  // namespace qor
 

@@ -7,6 +7,7 @@
 #include <rapidjson/stringbuffer.h>
 #include <rapidjson/writer.h>
 
+#include <cmath>
 #include <cstdint>
 #include <string>
 #include <string_view>
@@ -32,7 +33,14 @@ class JsonWriter {
   JsonWriter& Value(bool value) { return Do(writer_.Bool(value)); }
   JsonWriter& Value(int value) { return Do(writer_.Int(value)); }
   JsonWriter& Value(std::int64_t value) { return Do(writer_.Int64(value)); }
-  JsonWriter& Value(double value) { return Do(writer_.Double(value)); }
+  // Null for what is no number.
+  JsonWriter& Value(double value) {
+    return std::isfinite(value) ? Do(writer_.Double(value)) : Null();
+  }
+  // A text that is one JSON value already.
+  JsonWriter& Json(std::string_view json) {
+    return Do(writer_.RawValue(json.data(), json.size(), rapidjson::kNullType));
+  }
   JsonWriter& Null() { return Do(writer_.Null()); }
 
   template <typename T>

@@ -29,6 +29,7 @@ int main(int argc, char** argv) {
   qor::AddExplainCommand(app, choice);
   qor::AddHandlersCommand(app, choice);
   qor::AddSendCommand(app, choice);
+  qor::AddAgentCommand(app, choice);
   try {
     app.parse(argc, argv);
     return choice.run();

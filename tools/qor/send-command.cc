@@ -1,94 +1,188 @@
 // Copyright 2026 The qor-handler-manager authors
 // SPDX-License-Identifier: Apache-2.0
 
+#include <unistd.h>
 #include <CLI/CLI.hpp>
 
+#include <algorithm>
 #include <iostream>
 #include <memory>
 #include <string>
+#include <utility>
 
-#include "agent/agent.h"
 #include "commands.h"
+#include "courier.h"
 #include "exit-codes.h"
 #include "identity.h"
+#include "payload.h"
+#include "progress-bar.h"
+#include "stop-signals.h"
+#include "summary.h"
 
 namespace qor {
 
 namespace {
 
+constexpr char kFooter[] =
+    R"(A payload is taken as it is; @FILE stands for the file's content and - for standard input.
+One that is not JSON is warned of, unless --strict.
+
+Results go to standard output; errors, and for more than one command a summary,
+to standard error. With --json every command gives one line on standard output:
+  {"uuid":...,"outcome":...,"status":...,"result" or "error":...,"latencyMs":...}
+and, for more than one, the last line is {"summary":...}. Outcomes are success, failed,
+timeout, no-answer, not-supported, launch-refused and not-accepted; a result that is
+a JSON object, array, number, true, false or null stands there as such, any other as
+a string. Latencies are those of the commands that a handler answered.
+
+Exit status: 0 success, 2 wrong words or a payload that cannot be read or sent,
+3 the handler failed the command, 4 timeout or no answer, 5 nobody serves the type,
+6 the handler could not be launched, 1 anything else; for more than one command that
+of the first that was no success. 130 after Ctrl-C, 143 after SIGTERM.)";
+
+// A wait without a limit is made of these.
+constexpr double kHourSeconds = 3600;
+
 struct Options {
   std::string type;
   std::string payload;
-  std::string uuid = tools::NewUuid();
-  int execution_timeout_ms = 3000;
-  int connection_timeout_ms = 5000;
+  std::string uuid;
+  Timeouts timeouts;
+  std::size_t count = 1;
+  std::size_t parallel = 1;
+  double repeat_seconds = 0;
+  bool strict = false;
+  bool json = false;
+
+  bool IsMany() const { return count > 1 || repeat_seconds > 0; }
 };
 
-int ReportRefusal(const Options& options, int error) {
-  switch (error) {
-    case QOR_HANDLER_MANAGER_ERROR_NOT_SUPPORTED_COMMAND:
-      std::cerr << "qor: no handler serves " << options.type << "\n";
-      return kNotSupported;
-    case QOR_HANDLER_MANAGER_ERROR_FAIL_TO_SEND_APP_CONTROL:
-      std::cerr << "qor: the handler of " << options.type << " could not be launched\n";
-      return kLaunchRefused;
-    default:
-      std::cerr << "qor: " << options.type << " was not accepted: error " << error << "\n";
-      return kError;
-  }
-}
+class Sending {
+ public:
+  Sending(const Options& options, std::string payload)
+      : options_(options),
+        payload_(std::move(payload)),
+        bar_(options.count, options.IsMany() && !options.json),
+        courier_(options.timeouts, [this](const Outcome& outcome) { OnOutcome(outcome); }) {}
 
-int Report(const tools::Agent::Response& response) {
-  if (response.status == QOR_REQUEST_STATUS_SUCCESS) {
-    std::cout << response.result << "\n";
-    return kSuccess;
+  int Run() {
+    SendRound();
+    while (options_.repeat_seconds > 0 && !IsStopped()) {
+      const double now = ecore_time_get();
+      const double next = std::max(now, round_start_ + options_.repeat_seconds);
+      if (!tools::RunUntil([this] { return IsStopped(); }, next - now)) SendRound();
+    }
+    summary_.AddInterrupted(courier_.Pending());
+    bar_.Clear();
+    if (options_.IsMany() || stop_.Caught() != 0) PrintSummary();
+    if (!std::cout) throw Failure(kError, "standard output cannot be written");
+    return stop_.Caught() != 0 ? stop_.ExitStatus() : summary_.Code();
   }
-  std::cerr << "qor: status " << response.status << ": " << response.error << "\n";
-  return tools::IsTimeout(response) ? kTimeout : kHandlerFailed;
-}
+
+ private:
+  bool IsStopped() const { return stop_.Caught() != 0 || !std::cout; }
+
+  void SendRound() {
+    round_start_ = ecore_time_get();
+    done_ = 0;
+    for (std::size_t sent = 0; sent < options_.count && !IsStopped();) {
+      if (courier_.Pending() < options_.parallel) {
+        ++sent;
+        courier_.Send(options_.uuid.empty() ? tools::NewUuid() : options_.uuid, options_.type,
+                      payload_);
+        // Answers and signals get their turn, also when every command is refused at once.
+        ecore_main_loop_iterate();
+      } else {
+        Await(options_.parallel);
+      }
+    }
+    Await(1);
+  }
+
+  // Until fewer than so many are pending.
+  void Await(std::size_t pending) {
+    const auto enough = [this, pending] { return IsStopped() || courier_.Pending() < pending; };
+    while (!tools::RunUntil(enough, kHourSeconds)) {
+    }
+  }
+
+  void OnOutcome(const Outcome& outcome) {
+    summary_.Add(outcome);
+    const bool is_result = options_.json || outcome.ending == Ending::kSuccess;
+    if (!is_result || isatty(STDOUT_FILENO) != 0) bar_.Clear();
+    if (options_.json) {
+      JsonWriter json;
+      json.BeginObject();
+      WriteMembers(json, outcome);
+      std::cout << json.EndObject().Text() << std::endl;
+    } else if (outcome.ending == Ending::kSuccess) {
+      std::cout << outcome.result << std::endl;
+    } else {
+      std::cerr << ToText(FailureOf(outcome));
+    }
+    bar_.Show(++done_);
+  }
+
+  void PrintSummary() const {
+    if (options_.json) {
+      std::cout << summary_.ToJson() << std::endl;
+    } else {
+      std::cerr << summary_.ToText();
+    }
+  }
+
+  const Options& options_;
+  const std::string payload_;
+  Summary summary_;
+  ProgressBar bar_;
+  std::size_t done_ = 0;
+  double round_start_ = 0;
+  Courier courier_;
+  StopSignals stop_;
+};
 
 int Send(const Options& options) {
+  if (!options.uuid.empty() && options.IsMany()) {
+    throw Failure(kUsage, "--uuid names one command, and there would be several of that name",
+                  "Leave it out; every command then gets a random one.");
+  }
   TakeIdentity();
-  tools::Agent agent(options.execution_timeout_ms, options.connection_timeout_ms);
-  const int error = agent.Send(options.uuid, options.type, options.payload);
-  if (error != 0) return ReportRefusal(options, error);
-  // A handler that connects and never asks for its commands has no timeout of its own.
-  constexpr double kMillisecondsPerSecond = 1000;
-  constexpr double kGraceSeconds = 2;
-  double limit = kGraceSeconds + (options.execution_timeout_ms + options.connection_timeout_ms) /
-                                     kMillisecondsPerSecond;
-  agent.SetNegotiator([&limit](const std::string&, const std::string&, double seconds) {
-    limit += seconds;
-    return true;
-  });
-  const tools::Agent::Response* response = nullptr;
-  for (double waited = 0; response == nullptr && waited < limit;) {
-    const double step = limit - waited;
-    response = agent.WaitForResponse(options.uuid, step);
-    waited += step;
-  }
-  if (response == nullptr) {
-    std::cerr << "qor: no answer: the handler connected, but did not ask for its commands\n";
-    return kTimeout;
-  }
-  return Report(*response);
+  const std::string payload = ReadPayload(options.payload, options.strict);
+  return Sending(options, payload).Run();
 }
 
 }  // namespace
 
 void AddSendCommand(CLI::App& app, Choice& choice) {
   const auto options = std::make_shared<Options>();
-  CLI::App* send = app.add_subcommand("send", "Send one command and print its result");
+  CLI::App* send = app.add_subcommand("send", "Send commands and print their results");
+  send->footer(kFooter);
   send->add_option("TYPE", options->type, "Request type")->required();
-  send->add_option("PAYLOAD", options->payload, "JSON payload");
+  send->add_option("PAYLOAD", options->payload, "JSON payload, @FILE or -");
   send->add_option("--uuid", options->uuid, "Command uuid (default: a random one)");
-  send->add_option("--execution-timeout", options->execution_timeout_ms,
+  send->add_option("--execution-timeout", options->timeouts.execution_ms,
                    "Milliseconds for the handler to answer")
+      ->check(CLI::NonNegativeNumber)
       ->capture_default_str();
-  send->add_option("--connection-timeout", options->connection_timeout_ms,
+  send->add_option("--connection-timeout", options->timeouts.connection_ms,
                    "Milliseconds for a launched handler to connect")
+      ->check(CLI::NonNegativeNumber)
       ->capture_default_str();
-  send->callback([options, &choice] { choice.run = [options] { return Send(*options); }; });
+  send->add_option("--count", options->count, "How many commands to send in all")
+      ->check(CLI::PositiveNumber)
+      ->capture_default_str();
+  send->add_option("--parallel", options->parallel, "How many may be pending at once")
+      ->check(CLI::PositiveNumber)
+      ->capture_default_str();
+  send->add_option("--repeat", options->repeat_seconds,
+                   "Send all of it again every so many seconds, until interrupted")
+      ->check(CLI::PositiveNumber);
+  send->add_flag("--strict", options->strict, "Refuse a payload that is not JSON");
+  send->add_flag("--json", options->json, "Print results as JSON lines");
+  send->callback([options, &choice] {
+    choice.json = options->json;
+    choice.run = [options] { return Send(*options); };
+  });
 }
 
 }  // namespace qor

@@ -134,6 +134,7 @@ void CopyPackage(const std::string& path, Stager* stager) {
   if (S_ISDIR(status.st_mode)) {
     CopyFolder(path, stager);
   } else if (S_ISREG(status.st_mode)) {
+    stager->SetPackedSize(static_cast<uint64_t>(status.st_size));
     ArchiveReader(path).CopyTo(stager);
   } else {
     throw PackageRefused(path, "start", "neither a package file nor a folder");

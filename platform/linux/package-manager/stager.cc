@@ -31,7 +31,17 @@ bool IsInside(const fs::path& path, const fs::path& folder) {
 }  // namespace
 
 Stager::Stager(std::string folder, std::string shown_as, PackageLimits limits)
-    : folder_(std::move(folder)), shown_as_(std::move(shown_as)), limits_(limits) {}
+    : folder_(std::move(folder)),
+      shown_as_(std::move(shown_as)),
+      limits_(limits),
+      most_bytes_unpacked_(limits.bytes) {}
+
+void Stager::SetPackedSize(uint64_t bytes) {
+  // Of an archive larger than this the limit of all packages is the lower one.
+  const uint64_t rated = std::min(bytes, limits_.bytes / limits_.ratio);
+  most_bytes_unpacked_ =
+      std::min(limits_.bytes, limits_.bytes_at_any_ratio + rated * limits_.ratio);
+}
 
 void Stager::Refuse(const std::string& entry, const std::string& reason) const {
   throw PackageRefused(shown_as_, entry, reason);
@@ -51,6 +61,7 @@ std::string Stager::Accept(const std::string& entry) {
     Refuse(entry, "a path with \"..\" leaves the package");
   std::string clean = path.lexically_normal().string();
   while (!clean.empty() && clean.back() == '/') clean.pop_back();
+  if (!paths_.insert(clean).second) Refuse(entry, "the entry appears twice");
   return clean;
 }
 
@@ -72,8 +83,11 @@ void Stager::RequireParents(const std::string& entry, const std::string& path) {
 }
 
 void Stager::RequireRoom(const std::string& entry, uint64_t count) const {
-  if (count > limits_.bytes - bytes_)
-    Refuse(entry, "the package is larger than " + std::to_string(limits_.bytes) + " bytes");
+  if (count <= most_bytes_unpacked_ - bytes_) return;
+  if (most_bytes_unpacked_ < limits_.bytes)
+    Refuse(entry,
+           "the package unpacks to more than " + std::to_string(limits_.ratio) + " times its size");
+  Refuse(entry, "the package is larger than " + std::to_string(limits_.bytes) + " bytes");
 }
 
 void Stager::AddFolder(const std::string& entry) {
@@ -91,7 +105,7 @@ void Stager::AddFile(const std::string& entry, mode_t mode, uint64_t size, const
   UniqueFd file(
       open(full.c_str(), O_CREAT | O_EXCL | O_WRONLY | O_NOFOLLOW | O_CLOEXEC, S_IRUSR | S_IWUSR));
   if (!file) {
-    if (errno == EEXIST) Refuse(entry, "the entry appears twice");
+    if (errno == EEXIST) Refuse(entry, "other entries need a folder of this name");
     throw FileError(full);
   }
   char buffer[64 * 1024];
@@ -115,7 +129,7 @@ void Stager::Finish() {
     RequireParents(path, path);
     const std::string full = folder_ + "/" + path;
     if (symlink(target.c_str(), full.c_str()) == 0) continue;
-    if (errno == EEXIST) Refuse(path, "the entry appears twice");
+    if (errno == EEXIST) Refuse(path, "other entries need a folder of this name");
     throw FileError(full);
   }
   const fs::path root = fs::canonical(folder_);

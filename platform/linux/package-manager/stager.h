@@ -9,6 +9,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <functional>
+#include <set>
 #include <string>
 #include <utility>
 #include <vector>
@@ -19,6 +20,10 @@ namespace platform {
 struct PackageLimits {
   uint64_t bytes = uint64_t{1} << 30;  // all files together, unpacked: 1 GiB
   size_t entries = 65'536;             // files, folders and links together
+  // Of an archive, all files together, unpacked: so many times its own size, beyond what any may
+  // unpack to (1 MiB).
+  uint64_t ratio = 200;
+  uint64_t bytes_at_any_ratio = uint64_t{1} << 20;
 };
 
 // Writes the entries of a package into a folder of its own, and nothing outside it. What would
@@ -32,6 +37,10 @@ class Stager {
   // `folder` exists and is empty; `shown_as` is the name under which the user knows the package.
   Stager(std::string folder, std::string shown_as, PackageLimits limits);
 
+  // The entries come out of an archive of so many bytes. To be called before the first of them.
+  void SetPackedSize(uint64_t bytes);
+
+  // The three below refuse a path that was added before.
   void AddFolder(const std::string& entry);
   // Of the mode only the permissions count, without write permission for others. `size` is what is
   // announced; what is read is counted too.
@@ -45,7 +54,7 @@ class Stager {
 
  private:
   [[noreturn]] void Refuse(const std::string& entry, const std::string& reason) const;
-  // The entry's path, relative and clean; counts the entry.
+  // The entry's path, relative and clean; counts the entry and remembers the path.
   std::string Accept(const std::string& entry);
   void RequireFolder(const std::string& entry, const std::string& path);
   void RequireParents(const std::string& entry, const std::string& path);
@@ -54,8 +63,11 @@ class Stager {
   const std::string folder_;
   const std::string shown_as_;
   const PackageLimits limits_;
+  // No more than these, or the package is refused.
+  uint64_t most_bytes_unpacked_;
   uint64_t bytes_ = 0;
   size_t entries_ = 0;
+  std::set<std::string> paths_;                             // of the entries so far
   std::vector<std::pair<std::string, std::string>> links_;  // path, target
   std::vector<std::string> folders_;                        // made, parents first
 };

@@ -143,6 +143,24 @@ TEST_F(Source, RefusesAnEntryThatAppearsTwice) {
   EXPECT_EQ(RefusalOf(archive_), archive_ + ":bin/app: the entry appears twice");
 }
 
+TEST_F(Source, RefusesAFolderOrALinkThatAppearsTwice) {
+  ArchiveWriter(archive_).Folder("bin/").File("bin/app", "one").Folder("./bin/");
+  EXPECT_EQ(RefusalOf(archive_), archive_ + ":./bin/: the entry appears twice");
+  fs::remove_all(staged_);
+  fs::create_directories(staged_);
+  ArchiveWriter(archive_).Link("link", "one").Link("link", "two");
+  EXPECT_EQ(RefusalOf(archive_), archive_ + ":link: the entry appears twice");
+}
+
+TEST_F(Source, RefusesAFileOrALinkThatOthersNeedAsAFolder) {
+  ArchiveWriter(archive_).File("bin/app", "program").File("bin", "a file");
+  EXPECT_EQ(RefusalOf(archive_), archive_ + ":bin: other entries need a folder of this name");
+  fs::remove_all(staged_);
+  fs::create_directories(staged_);
+  ArchiveWriter(archive_).Link("lib", "bin").File("lib/text", "text");
+  EXPECT_EQ(RefusalOf(archive_), archive_ + ":lib: other entries need a folder of this name");
+}
+
 TEST_F(Source, RefusesAFileWhereAFolderIsNeeded) {
   ArchiveWriter(archive_).File("bin", "a file").File("bin/app", "program");
   EXPECT_EQ(RefusalOf(archive_), archive_ + ":bin/app: bin is not a folder");
@@ -168,6 +186,45 @@ TEST_F(Source, RefusesMoreBytesThanTheLimit) {
   EXPECT_EQ(RefusalOf(archive_, {1000, 10}),
             archive_ + ":two: the package is larger than 1000 bytes");
   EXPECT_FALSE(fs::exists(staged_ + "/two"));
+}
+
+TEST_F(Source, TakesWhatUnpacksToMuchMoreThanItsSizeAsLongAsItIsSmall) {
+  ArchiveWriter(archive_).File("zeros", std::string(1 << 20, '\0'));
+  ASSERT_LT(fs::file_size(archive_) * 200, 1U << 20);
+  EXPECT_EQ(RefusalOf(archive_), "");
+}
+
+TEST_F(Source, RefusesWhatUnpacksToMuchMoreThanItsSize) {
+  ArchiveWriter(archive_).File("text", "text").File("zeros", std::string(3 << 20, '\0'));
+  EXPECT_EQ(RefusalOf(archive_),
+            archive_ + ":zeros: the package unpacks to more than 200 times its size");
+  EXPECT_FALSE(fs::exists(staged_ + "/zeros"));
+}
+
+TEST_F(Source, MeasuresTheRatioOverAllFilesTogether) {
+  {
+    ArchiveWriter writer(archive_);
+    for (int i = 0; i < 30; ++i) writer.File(std::to_string(i), std::string(100'000, '\0'));
+  }
+  EXPECT_NE(RefusalOf(archive_).find("200 times its size"), std::string::npos);
+}
+
+TEST_F(Source, NeverMeasuresTheRatioOfAFolder) {
+  WriteFile(source_ + "/zeros", std::string(3 << 20, '\0'));
+  EXPECT_EQ(RefusalOf(source_), "");
+}
+
+TEST_F(Source, LetsALargeArchiveReachTheLimitOfBytes) {
+  Stager stager(staged_, "package", {2'000'000, 10});
+  stager.SetPackedSize(UINT64_MAX);
+  uint64_t left = 2'000'000;
+  const auto zeros = [&left](char* buffer, size_t size) {
+    const size_t count = std::min<uint64_t>(size, left);
+    std::fill(buffer, buffer + count, '\0');
+    left -= count;
+    return count;
+  };
+  EXPECT_NO_THROW(stager.AddFile("zeros", 0644, 2'000'000, zeros));
 }
 
 TEST_F(Source, CountsBytesThatWereNotAnnounced) {

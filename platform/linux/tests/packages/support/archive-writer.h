@@ -10,17 +10,22 @@
 #include <string>
 
 struct archive;
+struct archive_entry;
 
 namespace platform::test {
 
 // Writes a package archive, sound or not. Complete when the writer goes out of scope.
 class ArchiveWriter {
  public:
-  explicit ArchiveWriter(const std::string& path);
+  enum class Format { kZip, kTar };
+
+  explicit ArchiveWriter(const std::string& path, Format format = Format::kZip);
 
   ArchiveWriter& File(const std::string& name, const std::string& content, mode_t mode = 0644);
   ArchiveWriter& Folder(const std::string& name);
   ArchiveWriter& Link(const std::string& name, const std::string& target);
+  // Only in a tar archive.
+  ArchiveWriter& HardLink(const std::string& name, const std::string& target);
   // Everything below a folder.
   ArchiveWriter& Tree(const std::string& folder);
 
@@ -30,9 +35,13 @@ class ArchiveWriter {
   };
   void Add(const std::string& name, mode_t type_and_mode, const std::string& content,
            const std::string& target);
+  void Add(archive_entry* entry, const std::string& content);
 
   std::unique_ptr<archive, Closer> archive_;
 };
+
+// Makes the last entry of a finished zip archive something of another type, such as S_IFIFO.
+void SetTypeOfLastEntry(const std::string& path, mode_t type_and_mode);
 
 }  // namespace platform::test
 

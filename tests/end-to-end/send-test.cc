@@ -1,0 +1,248 @@
+// Copyright 2026 The qor-handler-manager authors
+// SPDX-License-Identifier: Apache-2.0
+
+#include <algorithm>
+#include <csignal>
+#include <fstream>
+
+#include "end-to-end-test.h"
+#include "live-process.h"
+
+namespace end_to_end {
+namespace {
+
+class Send : public EndToEndTest {
+ protected:
+  static std::string Tool() { return BuildFolder() + "/tools/qor/qor"; }
+
+  // Words for a shell, in which $qor is the tool.
+  static tools::ProcessResult Shell(const std::string& words) {
+    return tools::RunProcess({"bash", "-c", "qor='" + Tool() + "'; " + words}, kPatienceSeconds);
+  }
+
+  std::string WriteFile(const std::string& name, const std::string& content) const {
+    const std::string path = Root() + "/" + name;
+    std::ofstream(path, std::ios::binary) << content;
+    return path;
+  }
+
+  // While its command is pending.
+  static void Interrupt(LiveProcess& tool, int signal) {
+    ASSERT_TRUE(tool.AwaitErrors("SendCommand [")) << tool.Errors();
+    tool.Signal(signal);
+  }
+
+  // Its command is never answered; its log tells of every command.
+  static std::vector<std::string> EndlessSend() {
+    return {"env",         "DLOG_FILTER=QOR-HANDLER-MANAGER-API:I",
+            Tool(),        "send",
+            "text.forget", "--execution-timeout",
+            "100000"};
+  }
+};
+
+bool Holds(const std::string& text, const std::string& part) {
+  return text.find(part) != std::string::npos;
+}
+
+long CountLines(const std::string& text) { return std::count(text.begin(), text.end(), '\n'); }
+
+TEST_F(Send, TakesThePayloadFromAFile) {
+  Install("text");
+  const std::string file = WriteFile("payload.json", "{\"a\":\n [1, 2]}\n");
+  const auto run = Qor({"send", "text.echo", "@" + file});
+  EXPECT_EQ(run.exit_status, 0) << run.errors;
+  EXPECT_EQ(run.output, "{\"a\":\n [1, 2]}\n\n");
+  EXPECT_EQ(run.errors, "");
+}
+
+TEST_F(Send, TakesThePayloadFromStandardInput) {
+  Install("text");
+  const auto run = Shell("printf '{\"a\":1}' | $qor send text.echo -");
+  EXPECT_EQ(run.exit_status, 0) << run.errors;
+  EXPECT_EQ(run.output, "{\"a\":1}\n");
+}
+
+TEST_F(Send, WarnsOfAPayloadThatIsNoJsonAndSendsItAsItIs) {
+  Install("text");
+  const auto run = Qor({"send", "text.echo", "{\"\xC3\xA4\":x}"});
+  EXPECT_EQ(run.exit_status, 0);
+  EXPECT_EQ(run.output, "{\"\xC3\xA4\":x}\n");
+  EXPECT_EQ(run.errors,
+            "qor: warning: the payload is not JSON: Invalid value (line 1, column 6)\n");
+}
+
+TEST_F(Send, RefusesAPayloadThatIsNoJsonWhenStrict) {
+  Install("text");
+  const std::string file = WriteFile("payload.json", "{\n  \"a\": 1,\n  b: 2\n}");
+  const auto run = Qor({"send", "--strict", "text.echo", "@" + file});
+  EXPECT_EQ(run.exit_status, 2);
+  EXPECT_EQ(run.output, "");
+  EXPECT_TRUE(Holds(run.errors, "qor: " + file + ":3: the payload is not JSON: ")) << run.errors;
+  EXPECT_TRUE(Holds(run.errors, "(line 3, column 3)")) << run.errors;
+  EXPECT_EQ(Qor({"send", "--strict", "text.echo", "{}"}).exit_status, 0);
+}
+
+TEST_F(Send, NamesAPayloadFileThatCannotBeRead) {
+  for (const std::string& file : {Root() + "/nothing.json", Root()}) {
+    const auto run = Qor({"send", "text.echo", "@" + file});
+    EXPECT_EQ(run.exit_status, 2);
+    EXPECT_EQ(run.errors.find("qor: " + file + ": cannot be read: "), 0U) << run.errors;
+  }
+}
+
+TEST_F(Send, RefusesAPayloadThatANulByteWouldEnd) {
+  const auto run = Shell("printf '{}\\0{}' | $qor send text.echo -");
+  EXPECT_EQ(run.exit_status, 2);
+  EXPECT_TRUE(Holds(run.errors, "standard input: the payload holds a NUL byte, at byte 3"))
+      << run.errors;
+}
+
+TEST_F(Send, ManyCommandsGiveTheirResultsAndASummary) {
+  Install("text");
+  const auto run = Qor({"send", "text.echo", "7", "--count", "50", "--parallel", "8"});
+  EXPECT_EQ(run.exit_status, 0);
+  EXPECT_EQ(CountLines(run.output), 50);
+  EXPECT_EQ(run.errors.find("50 commands: 50 success\nlatency in ms: min "), 0U) << run.errors;
+  for (const char* figure : {"median ", "p90 ", "p99 ", "max "})
+    EXPECT_TRUE(Holds(run.errors, figure)) << run.errors;
+}
+
+TEST_F(Send, KeepsNoMoreThanSoManyPending) {
+  Install("text");
+  // Each of them would be a timeout, were the others served first.
+  const auto run = Qor({"send", "text.delay", "0.2", "--count", "5", "--execution-timeout", "900"});
+  EXPECT_EQ(run.exit_status, 0) << run.errors;
+  const auto min = run.errors.find("min ");
+  ASSERT_NE(min, std::string::npos) << run.errors;
+  EXPECT_GE(std::stod(run.errors.substr(min + 4)), 190);
+}
+
+TEST_F(Send, PrintsJsonLinesAndASummaryObject) {
+  Install("text");
+  const auto run = Qor({"send", "text.echo", "{ \"a\": [1, \"b c\"] }", "--count", "2", "--json"});
+  EXPECT_EQ(run.exit_status, 0) << run.errors;
+  EXPECT_EQ(run.errors, "");
+  ASSERT_EQ(CountLines(run.output), 3) << run.output;
+  EXPECT_TRUE(
+      Holds(run.output, R"("outcome":"success","status":0,"result":{"a":[1,"b c"]},"latencyMs":)"))
+      << run.output;
+  const auto summary = run.output.find(R"({"summary":{"commands":2,"outcomes":{"success":2},)"
+                                       R"("latencyMs":{"answers":2,"min":)");
+  EXPECT_NE(summary, std::string::npos) << run.output;
+  EXPECT_EQ(CountLines(run.output.substr(summary)), 1);
+}
+
+TEST_F(Send, PrintsFailuresAsJsonOnStandardOutput) {
+  Install("text");
+  const auto failed = Qor({"send", "text.reject", "--json", "--uuid", "mine"});
+  EXPECT_EQ(failed.exit_status, 3);
+  EXPECT_EQ(failed.output.find(R"({"uuid":"mine","outcome":"failed","status":1,"error":)"
+                               R"({"ErrorCode":42,"ErrorDescription":"this handler refuses"},)"),
+            0U)
+      << failed.output;
+  const auto unknown = Qor({"send", "no.such.type", "--json", "--uuid", "mine"});
+  EXPECT_EQ(unknown.exit_status, 5);
+  EXPECT_EQ(unknown.output.find(R"({"uuid":"mine","outcome":"not-supported",)"
+                                R"("error":"no handler serves no.such.type")"),
+            0U)
+      << unknown.output;
+}
+
+TEST_F(Send, PrintsTheErrorOfACommandLineAsJson) {
+  const auto run = Qor({"send", "--json", "text.echo", "@" + Root() + "/nothing.json"});
+  EXPECT_EQ(run.exit_status, 2);
+  EXPECT_EQ(run.errors.find(R"({"error":{"message":"cannot be read: )"), 0U) << run.errors;
+}
+
+TEST_F(Send, RefusesOneUuidForSeveralCommands) {
+  for (const std::vector<std::string>& many :
+       {std::vector<std::string>{"--count", "2"}, {"--repeat", "1"}}) {
+    std::vector<std::string> words = {"send", "text.echo", "1", "--uuid", "mine"};
+    words.insert(words.end(), many.begin(), many.end());
+    const auto run = Qor(words);
+    EXPECT_EQ(run.exit_status, 2);
+    EXPECT_TRUE(Holds(run.errors, "--uuid")) << run.errors;
+  }
+}
+
+TEST_F(Send, RefusesNumbersThatMeanNothing) {
+  for (const std::vector<std::string>& wrong : {std::vector<std::string>{"--count", "0"},
+                                                {"--parallel", "0"},
+                                                {"--repeat", "0"},
+                                                {"--execution-timeout", "-1"},
+                                                {"--count", "x"}}) {
+    std::vector<std::string> words = {"send", "text.echo", "1"};
+    words.insert(words.end(), wrong.begin(), wrong.end());
+    EXPECT_EQ(Qor(words).exit_status, 2) << wrong[0];
+  }
+}
+
+TEST_F(Send, EndsAlthoughCommandsPendingTogetherLostTheirTimeouts) {
+  Install("text");
+  const auto run = Qor({"send", "text.forget", "--count", "5", "--parallel", "5",
+                        "--execution-timeout", "200", "--connection-timeout", "500"});
+  EXPECT_EQ(run.exit_status, 4);
+  EXPECT_TRUE(Holds(run.errors, "5 commands: ")) << run.errors;
+  EXPECT_TRUE(Holds(run.errors, " no-answer\n")) << run.errors;
+}
+
+TEST_F(Send, WaitsAsLongAsAHandlerWasGranted) {
+  Install("text");
+  // Longer than both timeouts and the grace.
+  const auto run =
+      Qor({"send", "text.slow", "4", "--execution-timeout", "500", "--connection-timeout", "500"});
+  EXPECT_EQ(run.exit_status, 0) << run.errors;
+}
+
+TEST_F(Send, RepeatsUntilInterruptedAndSumsUp) {
+  Install("text");
+  LiveProcess tool(
+      {Tool(), "send", "text.echo", "1", "--count", "2", "--repeat", "0.01", "--json"});
+  ASSERT_TRUE(tools::RunUntil([&] { return CountLines(tool.Output()) >= 6; }, kPatienceSeconds));
+  tool.Signal(SIGINT);
+  EXPECT_EQ(tool.AwaitEnd(), 130);
+  EXPECT_TRUE(Holds(tool.Output(), R"({"summary":{"commands":)")) << tool.Output();
+}
+
+TEST_F(Send, CountsWhatItDidNotWaitForWhenInterrupted) {
+  Install("text");
+  LiveProcess tool(EndlessSend());
+  Interrupt(tool, SIGINT);
+  EXPECT_EQ(tool.AwaitEnd(), 130);
+  EXPECT_TRUE(Holds(tool.Errors(), "1 command: 1 interrupted\n")) << tool.Errors();
+}
+
+TEST_F(Send, EndsCleanlyWhenTerminated) {
+  Install("text");
+  std::vector<std::string> words = EndlessSend();
+  words.emplace_back("--json");
+  LiveProcess tool(words);
+  Interrupt(tool, SIGTERM);
+  EXPECT_EQ(tool.AwaitEnd(), 143);
+  EXPECT_EQ(tool.Output(), "{\"summary\":{\"commands\":1,\"outcomes\":{\"interrupted\":1}}}\n");
+}
+
+TEST_F(Send, ShowsABarOnATerminalOnly) {
+  Install("text");
+  const std::string words = " send text.echo 1 --count 3";
+  const auto on = Shell("script -qec \"$qor" + words + " >/dev/null\" /dev/null");
+  EXPECT_EQ(on.exit_status, 0);
+  EXPECT_TRUE(Holds(on.output, "] 1/3")) << on.output;
+  EXPECT_TRUE(Holds(on.output, "\x1b[K3 commands: 3 success")) << on.output;
+  const auto json = Shell("script -qec \"$qor" + words + " --json\" /dev/null");
+  EXPECT_FALSE(Holds(json.output, "1/3")) << json.output;
+  const auto off = Shell("$qor" + words);
+  EXPECT_FALSE(Holds(off.errors, "1/3")) << off.errors;
+}
+
+TEST_F(Send, EndsWithAnErrorWhenNobodyReadsTheResults) {
+  Install("text");
+  const auto run =
+      Shell("$qor send text.echo 1 --repeat 0.01 | head -n 1 >/dev/null; exit ${PIPESTATUS[0]}");
+  EXPECT_EQ(run.exit_status, 1);
+  EXPECT_TRUE(Holds(run.errors, "standard output cannot be written")) << run.errors;
+}
+
+}  // namespace
+}  // namespace end_to_end
