@@ -25,6 +25,7 @@ struct Choice {
 void AddPackageCommand(CLI::App& app, Choice& choice);
 void AddHandlersCommand(CLI::App& app, Choice& choice);
 void AddSendCommand(CLI::App& app, Choice& choice);
+void AddRecordCommand(CLI::App& app, Choice& choice);
 
 }  // namespace qor
 

@@ -27,6 +27,7 @@ int main(int argc, char** argv) {
   qor::AddPackageCommand(app, choice);
   qor::AddHandlersCommand(app, choice);
   qor::AddSendCommand(app, choice);
+  qor::AddRecordCommand(app, choice);
   try {
     app.parse(argc, argv);
     return choice.run();

@@ -6,6 +6,7 @@
 #include <qor_handler_manager.h>
 
 #include <atomic>
+#include <cmath>
 #include <string_view>
 
 #include "recorder/real.h"
@@ -57,7 +58,7 @@ int OnNegotiation(const char* handler, const char* uuid, double seconds, void* u
   Recorder::Get().Write(asked, "extension", [&](qor::JsonWriter& json) {
     json.Member("uuid", Text(uuid))
         .Member("handler", Text(handler))
-        .Member("seconds", seconds)
+        .Member("seconds", std::isfinite(seconds) ? seconds : 0)  // JSON has no infinity.
         .Member("granted", answer != kRefused);
   });
   return answer;
