@@ -3,6 +3,8 @@
 
 #include "record/record.h"
 
+#include <qor_handler_manager.h>
+
 #include <algorithm>
 #include <map>
 #include <utility>
@@ -265,6 +267,18 @@ const char* NameOf(Phase phase) {
       return "executing";
   }
   return "";
+}
+
+std::string ReasonOf(std::int64_t code) {
+  const char* meaning = "the library did not take it";
+  if (code == QOR_HANDLER_MANAGER_ERROR_NOT_SUPPORTED_COMMAND) {
+    meaning = "no handler serves its type";
+  } else if (code == QOR_HANDLER_MANAGER_ERROR_FAIL_TO_SEND_APP_CONTROL) {
+    meaning = "its handler could not be launched";
+  } else if (code == QOR_HANDLER_MANAGER_ERROR_INVALID_PARAMETER) {
+    meaning = "an argument is invalid";
+  }
+  return std::string(meaning) + " (" + std::to_string(code) + ")";
 }
 
 Record MakeRecord(std::vector<Event> events) { return Maker(std::move(events)).Make(); }

@@ -82,7 +82,7 @@ struct Command {
   std::vector<Extension> extensions;
   // The end of the record for one that has none of its own.
   std::int64_t end = 0;
-  // Why it was refused; 0 otherwise.
+  // What the library said when it did not take it; 0 when it did.
   std::int64_t code = 0;
   // Only for a success or a failure.
   std::optional<Answer> answer;
@@ -130,6 +130,8 @@ struct Record {
 // For people and for machines: "success", "connection timeout"...
 const char* NameOf(Outcome outcome);
 const char* NameOf(Phase phase);
+// Why a command was refused: what the library's code means, and the code.
+std::string ReasonOf(std::int64_t code);
 
 // Joins the events, which are in the order of their times, to the lives of commands.
 Record MakeRecord(std::vector<Event> events);

@@ -38,8 +38,8 @@ void WriteCommand(const Command& command, JsonWriter& json) {
       .Member("handler", command.handler)
       .Member("outcome", NameOf(command.outcome))
       .Member("begin", command.begin)
-      .Member("end", command.end)
-      .Member("code", command.code);
+      .Member("end", command.end);
+  if (command.outcome == Outcome::kRefused) json.Member("reason", ReasonOf(command.code));
   WriteOptional("accepted", command.accepted, json);
   WriteOptional("launched", command.launched, json);
   WriteOptional("connected", command.connected, json);

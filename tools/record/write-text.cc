@@ -35,10 +35,9 @@ std::string Count(std::size_t count, const std::string& what) {
 std::string Shown(const std::string& text) {
   std::string shown;
   for (const char c : text) {
-    const bool is_space = c == '\n' || c == '\t';
-    if (is_space && !shown.empty() && shown.back() == ' ') continue;
     const auto byte = static_cast<unsigned char>(c);
-    shown += byte < ' ' || byte == 0x7F ? ' ' : c;
+    const char printed = byte < ' ' || byte == 0x7F ? ' ' : c;
+    if (printed != ' ' || shown.empty() || shown.back() != ' ') shown += printed;
   }
   if (shown.size() <= kLongestText) return shown;
   std::size_t end = kLongestText;
@@ -59,9 +58,7 @@ std::string OfAnswer(const Answer& answer) {
 
 std::string NameOfEnd(const Command& command) {
   if (command.answer) return OfAnswer(*command.answer);
-  if (command.outcome == Outcome::kRefused) {
-    return "refused with code " + std::to_string(command.code);
-  }
+  if (command.outcome == Outcome::kRefused) return "refused: " + ReasonOf(command.code);
   return NameOf(command.outcome);
 }
 
@@ -86,6 +83,11 @@ std::vector<Step> StepsOf(const Command& command) {
   return steps;
 }
 
+std::string WordOfBegin(const Command& command) {
+  if (command.outcome == Outcome::kUnasked) return "first heard of";
+  return command.payload.empty() ? "sent" : "sent " + Shown(command.payload);
+}
+
 void WriteCommand(const Command& command, std::ostream& out) {
   out << "\n"
       << Shown(command.uuid) << "  " << (command.type.empty() ? "?" : Shown(command.type)) << "  "
@@ -96,9 +98,7 @@ void WriteCommand(const Command& command, std::ostream& out) {
     out << separator << NameOf(segment.phase) << " " << FormatDuration(segment.end - segment.begin);
     separator = ", ";
   }
-  out << "\n  " << std::setw(12) << FormatDuration(command.begin) << "  "
-      << (command.outcome == Outcome::kUnasked ? "first heard of"
-                                               : "sent " + Shown(command.payload))
+  out << "\n  " << std::setw(12) << FormatDuration(command.begin) << "  " << WordOfBegin(command)
       << "\n";
   for (const Step& step : StepsOf(command)) {
     out << "  " << std::setw(12) << "+" + FormatDuration(step.time - command.begin) << "  "

@@ -20,7 +20,7 @@ function stepsOf(command) {
     add(time, `asked for ${seconds} s: ${granted ? "granted" : "refused"}`);
   }
   steps.sort((a, b) => a[0] - b[0]);
-  if (command.outcome === "refused") add(command.end, `refused with code ${command.code}`);
+  if (command.outcome === "refused") add(command.end, `refused: ${command.reason}`);
   else if (command.answer) add(command.end, `answered: ${describeAnswer(command.answer)}`);
   else if (command.outcome !== "unasked") add(command.end, command.outcome);
   for (const answer of command.lateAnswers) {

@@ -3,7 +3,11 @@
 
 const record = JSON.parse(document.getElementById("record").textContent);
 
-// How many commands have each value of a member, in the order in which the values appear.
+const OUTCOMES = [
+  "success", "failure", "connection timeout", "execution timeout", "refused", "dropped", "unfinished", "unasked",
+];
+
+// How many commands have each value of a member.
 function countBy(member) {
   const counts = new Map();
   for (const command of record.commands) {
@@ -33,11 +37,12 @@ function addFilters() {
   for (const [type, count] of [...countBy("type")].sort()) {
     if (type) document.getElementById("type").append(element("option", { value: type }, `${type} (${count})`));
   }
-  for (const [outcome, count] of countBy("outcome")) {
+  const outcomes = countBy("outcome");
+  for (const outcome of OUTCOMES.filter((name) => outcomes.has(name))) {
     const mark = element("span", { class: "mark" });
     mark.style.setProperty("--outcome", `var(${colourName(outcome)})`);
     const box = element("input", { type: "checkbox", value: outcome, checked: "" });
-    document.getElementById("outcomes").append(element("label", {}, box, mark, `${outcome} ${count}`));
+    document.getElementById("outcomes").append(element("label", {}, box, mark, `${outcome} ${outcomes.get(outcome)}`));
   }
 }
 
@@ -67,7 +72,9 @@ function main() {
       tip.style.top = `${place.clientY + 14}px`;
     },
     onView(begin, end) {
-      document.getElementById("range").textContent = `${formatDuration(begin)} to ${formatDuration(end)}`;
+      const from = formatDuration(Math.max(begin, 0));
+      const to = formatDuration(Math.min(end, record.duration));
+      document.getElementById("range").textContent = `${from} to ${to}`;
     },
   });
   const table = new Table(record.commands, select);
