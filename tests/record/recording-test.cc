@@ -239,6 +239,13 @@ TEST_F(Recording, PassesWordsOnAsTheyAreAndGivesTheExitStatusBack) {
   EXPECT_EQ(Qor({"record", "--", "sh", "-c", "kill -KILL $$"}).exit_status, 128 + 9);
 }
 
+TEST_F(Recording, OutlivesAnInterruptAndPassesATerminationOn) {
+  EXPECT_EQ(Qor({"record", "--", "sh", "-c", "kill -INT $PPID; exit 5"}).exit_status, 5);
+  const auto run =
+      Qor({"record", "--", "sh", "-c", "kill -TERM $PPID; for i in $(seq 1000000); do :; done"});
+  EXPECT_EQ(run.exit_status, 128 + 15);
+}
+
 TEST_F(Recording, NamesAProgramThatCannotBeRun) {
   const auto run = Qor({"record", "--", "/no/such/program"});
   EXPECT_EQ(run.exit_status, 1);

@@ -71,7 +71,12 @@ void PassOn(int signal) {
 // sent to this process alone is passed on.
 class Signals {
  public:
+  // What is to be passed on waits until there is a program; see BeginPassingOn().
   Signals() {
+    sigset_t waiting;
+    sigemptyset(&waiting);
+    for (const int signal : {SIGTERM, SIGHUP}) sigaddset(&waiting, signal);
+    pthread_sigmask(SIG_BLOCK, &waiting, &mask_before_);
     for (const int signal : {SIGINT, SIGQUIT}) Set(signal, SIG_IGN);
     for (const int signal : {SIGTERM, SIGHUP}) Set(signal, PassOn);
   }
@@ -79,14 +84,21 @@ class Signals {
   Signals& operator=(const Signals&) = delete;
   ~Signals() {
     running_process = 0;
-    for (const auto& [signal, action] : before_) sigaction(signal, &action, nullptr);
+    for (const auto& [signal, action] : actions_before_) sigaction(signal, &action, nullptr);
+    Unblock();
   }
 
-  // Those that this process does not ignore by inheritance, so that the program does not either.
-  sigset_t Changed() const {
+  void BeginPassingOn(pid_t process) const {
+    running_process = process;
+    Unblock();
+  }
+
+  // The program's signals are as this process's were.
+  sigset_t MaskBefore() const { return mask_before_; }
+  sigset_t NotIgnoredBefore() const {
     sigset_t signals;
     sigemptyset(&signals);
-    for (const auto& [signal, action] : before_) {
+    for (const auto& [signal, action] : actions_before_) {
       if (action.sa_handler != SIG_IGN) sigaddset(&signals, signal);
     }
     return signals;
@@ -98,18 +110,24 @@ class Signals {
     action.sa_handler = handler;
     struct sigaction before {};
     sigaction(signal, &action, &before);
-    before_.emplace_back(signal, before);
+    actions_before_.emplace_back(signal, before);
   }
 
-  std::vector<std::pair<int, struct sigaction>> before_;
+  void Unblock() const { pthread_sigmask(SIG_SETMASK, &mask_before_, nullptr); }
+
+  sigset_t mask_before_{};
+  std::vector<std::pair<int, struct sigaction>> actions_before_;
 };
 
 class SpawnAttributes {
  public:
-  explicit SpawnAttributes(sigset_t default_signals) {
+  explicit SpawnAttributes(const Signals& signals) {
+    const sigset_t mask = signals.MaskBefore();
+    const sigset_t defaults = signals.NotIgnoredBefore();
     posix_spawnattr_init(&value_);
-    posix_spawnattr_setsigdefault(&value_, &default_signals);
-    posix_spawnattr_setflags(&value_, POSIX_SPAWN_SETSIGDEF);
+    posix_spawnattr_setsigmask(&value_, &mask);
+    posix_spawnattr_setsigdefault(&value_, &defaults);
+    posix_spawnattr_setflags(&value_, POSIX_SPAWN_SETSIGMASK | POSIX_SPAWN_SETSIGDEF);
   }
   SpawnAttributes(const SpawnAttributes&) = delete;
   SpawnAttributes& operator=(const SpawnAttributes&) = delete;
@@ -126,7 +144,7 @@ int RunRecorded(const std::vector<std::string>& words, const std::string& file) 
   std::vector<std::string> arguments = words;
   std::vector<std::string> environment = EnvironmentWith(RecorderLibrary(), file);
   const Signals signals;
-  const SpawnAttributes attributes(signals.Changed());
+  const SpawnAttributes attributes(signals);
   pid_t process = 0;
   const int reason = posix_spawnp(&process, words[0].c_str(), nullptr, attributes.Get(),
                                   Pointers(arguments).data(), Pointers(environment).data());
@@ -134,7 +152,7 @@ int RunRecorded(const std::vector<std::string>& words, const std::string& file) 
     throw Failure(kError, "cannot run " + words[0] + ": " + std::generic_category().message(reason),
                   "Put the program and its arguments after --.");
   }
-  running_process = process;
+  signals.BeginPassingOn(process);
   int status = 0;
   while (waitpid(process, &status, 0) < 0 && errno == EINTR) {
   }

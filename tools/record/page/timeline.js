@@ -180,7 +180,7 @@ class Timeline {
     context.font = "11px system-ui, sans-serif";
     context.textBaseline = "middle";
     context.lineWidth = 1;
-    for (let tick = Math.ceil(this.view.begin / step); tick * step <= this.view.end; ++tick) {
+    for (let tick = Math.ceil(Math.max(this.view.begin, 0) / step); tick * step <= this.view.end; ++tick) {
       const x = Math.round(this.xAt(tick * step)) + 0.5;
       context.strokeStyle = this.colours["--line"];
       context.beginPath();
@@ -256,9 +256,11 @@ class Timeline {
     if (!visible || visible.room < 30) return;
     context.font = "11px system-ui, sans-serif";
     const text = command.type || command.uuid;
-    if (context.measureText(text).width + 10 > visible.room) return;
+    const isMarked = command.extensions.some(({ time }) => Math.abs(this.xAt(time) - visible.from) < 12);
+    const indent = isMarked ? 18 : 5;
+    if (context.measureText(text).width + indent + 5 > visible.room) return;
     context.fillStyle = this.colours[visible.phase === "executing" ? "--on-outcome" : "--text"];
-    context.fillText(text, visible.from + 5, top + BAR / 2 + 0.5);
+    context.fillText(text, visible.from + indent, top + BAR / 2 + 0.5);
   }
 
   drawMarks(command, colour, top) {
