@@ -5,7 +5,7 @@
 
 #include <gmock/gmock.h>
 
-#include <cstdlib>
+#include <filesystem>
 #include <fstream>
 #include <sstream>
 
@@ -220,6 +220,22 @@ TEST_F(Recording, LeavesOtherPreloadedLibrariesInTheEnvironment) {
   const auto run = Run({"env", "LD_PRELOAD=" + Recorder() + " libpthread.so.0",
                         "QOR_RECORD_FILE=" + File(), ScriptedAgent()});
   EXPECT_EQ(run.output, "environment: libpthread.so.0 not recorded\n") << run.errors;
+}
+
+TEST_F(Recording, FindsTheRecorderWhereTheToolIsInstalled) {
+  namespace fs = std::filesystem;
+  const std::string tool = Root() + "/bin/qor";
+  const std::string folder = Root() + "/" QOR_INSTALL_LIBDIR "/qor";
+  fs::create_directories(Root() + "/bin");
+  fs::create_directories(folder);
+  fs::copy_file(BuildFolder() + "/tools/qor/qor", tool);
+  const std::vector<std::string> words = {tool, "record", "--", ScriptedAgent()};
+  const auto without = Run(words);
+  EXPECT_EQ(without.exit_status, 1);
+  EXPECT_THAT(without.errors, HasSubstr("qor: libqor-recorder.so is not there\n  Install it as " +
+                                        folder + "/libqor-recorder.so.\n"));
+  fs::copy_file(Recorder(), folder + "/libqor-recorder.so");
+  EXPECT_EQ(Run(words).exit_status, 7);
 }
 
 TEST_F(Recording, WritesTextToStandardErrorWithoutAFile) {
