@@ -28,6 +28,7 @@ void AddExplainCommand(CLI::App& app, Choice& choice);
 void AddHandlersCommand(CLI::App& app, Choice& choice);
 void AddSendCommand(CLI::App& app, Choice& choice);
 void AddAgentCommand(CLI::App& app, Choice& choice);
+void AddRecordCommand(CLI::App& app, Choice& choice);
 
 }  // namespace qor
 

@@ -30,6 +30,7 @@ int main(int argc, char** argv) {
   qor::AddHandlersCommand(app, choice);
   qor::AddSendCommand(app, choice);
   qor::AddAgentCommand(app, choice);
+  qor::AddRecordCommand(app, choice);
   try {
     app.parse(argc, argv);
     return choice.run();

@@ -1,0 +1,204 @@
+// Copyright 2026 The qor-handler-manager authors
+// SPDX-License-Identifier: Apache-2.0
+
+#include "record/record.h"
+
+#include <gmock/gmock.h>
+
+#include "lines.h"
+
+namespace qor {
+
+bool operator==(const Segment& a, const Segment& b) {
+  return a.phase == b.phase && a.begin == b.begin && a.end == b.end;
+}
+
+void PrintTo(const Segment& segment, std::ostream* out) {
+  *out << NameOf(segment.phase) << " " << segment.begin << " to " << segment.end;
+}
+
+namespace {
+
+using testing::ElementsAre;
+using testing::IsEmpty;
+
+Command OnlyCommandOf(const std::string& lines) {
+  const Record record = RecordOf(lines);
+  EXPECT_EQ(record.commands.size(), 1u);
+  return record.commands.empty() ? Command() : record.commands.front();
+}
+
+std::vector<Outcome> OutcomesOf(const std::string& lines) {
+  std::vector<Outcome> outcomes;
+  for (const Command& command : RecordOf(lines).commands) outcomes.push_back(command.outcome);
+  return outcomes;
+}
+
+TEST(RecordOfCommands, IsEmptyWithoutEvents) {
+  const Record record = RecordOf("");
+  EXPECT_TRUE(record.commands.empty());
+  EXPECT_EQ(record.duration, 0);
+}
+
+TEST(RecordOfCommands, FollowsACommandThroughALaunch) {
+  const Command command = OnlyCommandOf(
+      Sent(100, "u") + Routed(101, "u", "h") + Launched(102, "u", "h") + Accepted(110, "u") +
+      Connected(150, "h") + Delivered(160, "u", "h") + Answered(200, "u", "h"));
+  EXPECT_EQ(command.uuid, "u");
+  EXPECT_EQ(command.type, "type");
+  EXPECT_EQ(command.payload, "{}");
+  EXPECT_EQ(command.handler, "h");
+  EXPECT_EQ(command.outcome, Outcome::kSuccess);
+  EXPECT_EQ(command.begin, 0);
+  EXPECT_EQ(command.launched, 2);
+  EXPECT_EQ(command.accepted, 10);
+  EXPECT_EQ(command.connected, 50);
+  EXPECT_THAT(command.delivered, ElementsAre(60));
+  EXPECT_EQ(command.end, 100);
+  ASSERT_TRUE(command.answer);
+  EXPECT_EQ(command.answer->result, "the result");
+  EXPECT_THAT(command.segments,
+              ElementsAre(Segment{Phase::kConnecting, 0, 50}, Segment{Phase::kWaiting, 50, 60},
+                          Segment{Phase::kExecuting, 60, 100}));
+}
+
+TEST(RecordOfCommands, KnowsThatAConnectedHandlerIsNotLaunched) {
+  const Command command =
+      OnlyCommandOf(Connected(0, "h") + Sent(10, "u") + Routed(10, "u", "h") +
+                    Delivered(12, "u", "h") + Accepted(13, "u") + Answered(20, "u", "h", 7));
+  EXPECT_EQ(command.outcome, Outcome::kFailure);
+  EXPECT_EQ(command.answer->status, 7);
+  EXPECT_FALSE(command.launched);
+  EXPECT_FALSE(command.connected);
+  EXPECT_THAT(command.segments,
+              ElementsAre(Segment{Phase::kWaiting, 10, 12}, Segment{Phase::kExecuting, 12, 20}));
+}
+
+TEST(RecordOfCommands, TellsTheTimeoutsApartAndWhereTheTimeWent) {
+  const Command connecting =
+      OnlyCommandOf(Sent(0, "u") + Launched(1, "u", "h") + TimedOut(50, "u", "connection"));
+  EXPECT_EQ(connecting.outcome, Outcome::kConnectionTimeout);
+  EXPECT_THAT(connecting.segments, ElementsAre(Segment{Phase::kConnecting, 0, 50}));
+
+  const Command waiting = OnlyCommandOf(Sent(0, "u") + Launched(1, "u", "h") + Connected(9, "h") +
+                                        TimedOut(50, "u", "execution"));
+  EXPECT_EQ(waiting.outcome, Outcome::kExecutionTimeout);
+  EXPECT_THAT(waiting.segments,
+              ElementsAre(Segment{Phase::kConnecting, 0, 9}, Segment{Phase::kWaiting, 9, 50}));
+}
+
+TEST(RecordOfCommands, KeepsEachDeliveryButNotOneThatFailed) {
+  const Command command = OnlyCommandOf(Sent(0, "u") + Delivered(1, "u", "h", -5) +
+                                        Delivered(2, "u", "h") + Delivered(3, "u", "h"));
+  EXPECT_THAT(command.delivered, ElementsAre(2, 3));
+}
+
+TEST(RecordOfCommands, KeepsExtensions) {
+  const Command command =
+      OnlyCommandOf(Sent(0, "u") + Delivered(1, "u", "h") + Extended(5, "u", 2.5, true) +
+                    Extended(9, "u", 1, false) + Answered(20, "u", "h"));
+  ASSERT_EQ(command.extensions.size(), 2u);
+  EXPECT_EQ(command.extensions[0].time, 5);
+  EXPECT_EQ(command.extensions[0].seconds, 2.5);
+  EXPECT_TRUE(command.extensions[0].granted);
+  EXPECT_FALSE(command.extensions[1].granted);
+}
+
+TEST(RecordOfCommands, KeepsAResultThatComesAfterTheEndApart) {
+  const Command command = OnlyCommandOf(Sent(0, "u") + Delivered(1, "u", "h") +
+                                        TimedOut(10, "u", "execution") + Answered(15, "u", "h"));
+  EXPECT_EQ(command.outcome, Outcome::kExecutionTimeout);
+  EXPECT_EQ(command.end, 10);
+  EXPECT_FALSE(command.answer);
+  ASSERT_EQ(command.late_answers.size(), 1u);
+  EXPECT_EQ(command.late_answers[0].time, 15);
+}
+
+TEST(RecordOfCommands, HoldsRefusalsWithTheirReason) {
+  const Command command = OnlyCommandOf(Sent(0, "u") + Refused(4, "u", -1073741826));
+  EXPECT_EQ(command.outcome, Outcome::kRefused);
+  EXPECT_EQ(command.code, -1073741826);
+  EXPECT_EQ(command.end, 4);
+  EXPECT_EQ(command.handler, "");
+  EXPECT_THAT(command.segments, IsEmpty());
+  EXPECT_EQ(ReasonOf(command.code), "no handler serves its type (-1073741826)");
+  EXPECT_EQ(ReasonOf(-1073741825), "its handler could not be launched (-1073741825)");
+}
+
+TEST(RecordOfCommands, DoesNotCountALaunchThatFailed) {
+  const Command command =
+      OnlyCommandOf(Sent(0, "u") + Launched(1, "u", "h", -4) + Refused(4, "u", -1073741825));
+  EXPECT_FALSE(command.launched);
+  EXPECT_EQ(command.handler, "h");
+}
+
+TEST(RecordOfCommands, DropsWhatIsPendingWhenTheLibraryStopsOrTheAgentEnds) {
+  const auto sent = Sent(0, "u") + Routed(0, "u", "h");
+  EXPECT_THAT(OutcomesOf(sent + Line(9, "stopped")), ElementsAre(Outcome::kDropped));
+  EXPECT_THAT(OutcomesOf(sent + Line(9, "end")), ElementsAre(Outcome::kDropped));
+  EXPECT_THAT(OutcomesOf(sent + Line(9, "end", "", 2)), ElementsAre(Outcome::kUnfinished));
+}
+
+TEST(RecordOfCommands, LetsWhatIsUnfinishedEndWithTheRecord) {
+  const Command command = OnlyCommandOf(Sent(0, "u") + Delivered(1, "u", "h") + Connected(30, "x"));
+  EXPECT_EQ(command.outcome, Outcome::kUnfinished);
+  EXPECT_EQ(command.end, 30);
+}
+
+TEST(RecordOfCommands, TakesAUuidThatIsUsedAgainForANewCommand) {
+  EXPECT_THAT(
+      OutcomesOf(Sent(0, "u") + Answered(5, "u", "h") + Sent(6, "u") + Answered(9, "u", "h", 1)),
+      ElementsAre(Outcome::kSuccess, Outcome::kFailure));
+}
+
+TEST(RecordOfCommands, LeavesTheFirstAloneWhenItsUuidIsRefusedAsADuplicate) {
+  EXPECT_THAT(OutcomesOf(Sent(0, "u") + Routed(0, "u", "h") + Sent(5, "u") +
+                         Refused(6, "u", -1073741824) + Answered(9, "u", "h")),
+              ElementsAre(Outcome::kSuccess, Outcome::kRefused));
+}
+
+TEST(RecordOfCommands, TellsEqualUuidsAtTwoHandlersApart) {
+  EXPECT_THAT(OutcomesOf(Sent(0, "u") + Routed(0, "u", "h1") + Sent(1, "u") + Routed(1, "u", "h2") +
+                         Answered(5, "u", "h1") + Answered(6, "u", "h2", 1)),
+              ElementsAre(Outcome::kSuccess, Outcome::kFailure));
+}
+
+TEST(RecordOfCommands, TellsEqualUuidsOfTwoAgentsApart) {
+  EXPECT_THAT(OutcomesOf(Sent(0, "u", "type", 1) + Sent(1, "u", "type", 2) +
+                         Answered(5, "u", "h", 0, 1) + Answered(6, "u", "h", 1, 2)),
+              ElementsAre(Outcome::kSuccess, Outcome::kFailure));
+}
+
+TEST(RecordOfCommands, KeepsAnAnswerThatNobodyAskedFor) {
+  const Command command = OnlyCommandOf(Answered(5, "u", "h"));
+  EXPECT_EQ(command.outcome, Outcome::kUnasked);
+  EXPECT_EQ(command.handler, "h");
+  EXPECT_EQ(command.late_answers.size(), 1u);
+}
+
+TEST(RecordOfCommands, KnowsWhenHandlersWereConnected) {
+  const Record record =
+      RecordOf(Connected(10, "h", "1") + Connected(20, "h", "1", false) + Connected(30, "h", "2") +
+               Connected(35, "other", "3") + Line(40, "stopped") + Line(50, "end"));
+  ASSERT_EQ(record.handlers.size(), 2u);
+  ASSERT_EQ(record.handlers[0].connections.size(), 2u);
+  EXPECT_EQ(record.handlers[0].connections[0].begin, 0);
+  EXPECT_EQ(record.handlers[0].connections[0].end, 10);
+  EXPECT_EQ(record.handlers[0].connections[1].begin, 20);
+  EXPECT_EQ(record.handlers[0].connections[1].end, 30);
+  EXPECT_EQ(record.handlers[1].id, "other");
+  EXPECT_EQ(record.duration, 40);
+}
+
+TEST(RecordOfCommands, TellsWhichAgentsRanAndWhenTheFirstBegan) {
+  const Record record =
+      RecordOf(Line(1, "start", R"(,"program":"one","wall":1700000000000000)", 11) +
+               Line(2, "start", R"(,"program":"two","wall":1700000000000001)", 12));
+  ASSERT_EQ(record.agents.size(), 2u);
+  EXPECT_EQ(record.agents[0].program, "one");
+  EXPECT_EQ(record.agents[1].process, 12);
+  EXPECT_EQ(record.wall, 1700000000000000);
+}
+
+}  // namespace
+}  // namespace qor

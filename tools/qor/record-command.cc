@@ -1,0 +1,165 @@
+// Copyright 2026 The qor-handler-manager authors
+// SPDX-License-Identifier: Apache-2.0
+
+#include <unistd.h>
+#include <CLI/CLI.hpp>
+
+#include <cerrno>
+#include <cstdlib>
+#include <filesystem>
+#include <fstream>
+#include <functional>
+#include <iostream>
+#include <map>
+#include <memory>
+#include <string>
+#include <system_error>
+#include <utility>
+#include <vector>
+
+#include "commands.h"
+#include "exit-codes.h"
+#include "failure.h"
+#include "record/event-reader.h"
+#include "record/record.h"
+#include "record/writers.h"
+#include "recorded-run.h"
+
+namespace qor {
+
+namespace {
+
+namespace fs = std::filesystem;
+
+const std::map<std::string, std::function<void(const Record&, std::ostream&)>> kWriters = {
+    {"text", WriteText}, {"json", WriteJson}, {"trace", WriteTrace}, {"html", WriteHtml}};
+
+struct Options {
+  std::string format = "text";
+  // Empty for none.
+  std::string output;
+  std::string from;
+  std::vector<std::string> words;
+};
+
+std::string LastError() { return std::generic_category().message(errno); }
+
+// Where the recorder of a running program writes; removed at the end.
+class TemporaryFile {
+ public:
+  TemporaryFile() : path_(fs::temp_directory_path() / "qor-record-XXXXXX") {
+    const int file = mkstemp(path_.data());
+    if (file < 0) throw Failure(kError, "cannot record: " + LastError(), "", {path_, 0, ""});
+    close(file);
+  }
+  TemporaryFile(const TemporaryFile&) = delete;
+  TemporaryFile& operator=(const TemporaryFile&) = delete;
+  ~TemporaryFile() {
+    std::error_code ignored;
+    fs::remove(path_, ignored);
+  }
+
+  const std::string& Path() const { return path_; }
+
+ private:
+  std::string path_;
+};
+
+// Lines that cannot be used are told and left out.
+Record ReadRecord(const std::string& path, const std::string& name) {
+  std::ifstream file(path);
+  if (!file || fs::is_directory(path)) {
+    throw Failure(kError, "cannot be read: " + LastError(), "", {name, 0, ""});
+  }
+  ReadEvents read = ReadJsonLines(file);
+  for (const BadLine& line : read.bad_lines) {
+    std::cerr << "qor: " << name << ":" << line.number << ": left out: " << line.reason << "\n";
+  }
+  return MakeRecord(std::move(read.events));
+}
+
+// Opened before anything is run, so that nothing is recorded in vain.
+class Output {
+ public:
+  Output(const std::string& path, std::ostream& otherwise) : path_(path), stream_(otherwise) {
+    if (path.empty()) return;
+    file_.open(path, std::ios::binary | std::ios::trunc);
+    Check(file_);
+  }
+
+  void Write(const Options& options, const Record& record) {
+    std::ostream& out = path_.empty() ? stream_ : file_;
+    kWriters.at(options.format)(record, out);
+    out.flush();
+    Check(out);
+  }
+
+ private:
+  void Check(const std::ostream& stream) const {
+    if (stream) return;
+    throw Failure(kError, "cannot be written: " + LastError(), "",
+                  {path_.empty() ? "output" : path_, 0, ""});
+  }
+
+  std::string path_;
+  std::ostream& stream_;
+  std::ofstream file_;
+};
+
+int Convert(const Options& options) {
+  const Record record = ReadRecord(options.from, options.from);
+  if (record.events.empty()) {
+    throw Failure(kError, "no event in it",
+                  "Name a file that qor record --format json has written.", {options.from, 0, ""});
+  }
+  Output(options.output, std::cout).Write(options, record);
+  return kSuccess;
+}
+
+int RunAndRecord(const Options& options) {
+  const TemporaryFile file;
+  // The standard output is the program's.
+  Output output(options.output, std::cerr);
+  const int status = RunRecorded(options.words, file.Path());
+  const Record record = ReadRecord(file.Path(), file.Path());
+  if (record.events.empty()) {
+    std::cerr << "qor: " << options.words[0]
+              << " has not used the library: nothing is recorded. Programs that are linked with it "
+                 "can be recorded.\n";
+  }
+  output.Write(options, record);
+  return status;
+}
+
+int DoRecord(const Options& options) {
+  if (options.from.empty() == options.words.empty()) {
+    throw Failure(kUsage, "a program to run or a stored record is needed, one of them",
+                  "qor record -- PROGRAM [ARGUMENT...], or qor record --from FILE");
+  }
+  return options.from.empty() ? RunAndRecord(options) : Convert(options);
+}
+
+std::vector<std::string> Formats() {
+  std::vector<std::string> names;
+  for (const auto& writer : kWriters) names.push_back(writer.first);
+  return names;
+}
+
+}  // namespace
+
+void AddRecordCommand(CLI::App& app, Choice& choice) {
+  const auto options = std::make_shared<Options>();
+  CLI::App* record = app.add_subcommand(
+      "record", "Run an agent and show what became of every command that it sent");
+  record->add_option("--format", options->format, "text, json (lines), trace or html")
+      ->check(CLI::IsMember(Formats()))
+      ->capture_default_str();
+  record->add_option("-o,--output", options->output,
+                     "File to write to (default: standard error; with --from standard output)");
+  record->add_option("--from", options->from, "Convert a record stored with --format json");
+  record->add_option("PROGRAM", options->words,
+                     "Program and arguments, after --; its exit status becomes this tool's");
+  record->callback([options, &choice] { choice.run = [options] { return DoRecord(*options); }; });
+}
+
+}  // namespace qor

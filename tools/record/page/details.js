@@ -1,0 +1,74 @@
+// Copyright 2026 The qor-handler-manager authors
+// SPDX-License-Identifier: Apache-2.0
+
+function describeAnswer(answer) {
+  return answer.status === 0 ? "success" : `failure with status ${answer.status}`;
+}
+
+// What happened to a command, in order: pairs of a time and a text.
+function stepsOf(command) {
+  const steps = [];
+  const add = (time, text) => {
+    if (time !== undefined) steps.push([time, text]);
+  };
+  add(command.outcome === "unasked" ? undefined : command.begin, "sent");
+  add(command.accepted, "accepted");
+  add(command.launched, "launch of the handler");
+  add(command.connected, "handler connected");
+  command.delivered.forEach((time, i) => add(time, i === 0 ? "delivered" : "delivered again"));
+  for (const { time, seconds, granted } of command.extensions) {
+    add(time, `asked for ${seconds} s: ${granted ? "granted" : "refused"}`);
+  }
+  steps.sort((a, b) => a[0] - b[0]);
+  if (command.outcome === "refused") add(command.end, `refused: ${command.reason}`);
+  else if (command.answer) add(command.end, `answered: ${describeAnswer(command.answer)}`);
+  else if (command.outcome !== "unasked") add(command.end, command.outcome);
+  for (const answer of command.lateAnswers) {
+    add(answer.time, `late result: ${describeAnswer(answer)}`);
+  }
+  return steps;
+}
+
+// Indented where it is JSON.
+function textBlock(title, text) {
+  if (!text) return [];
+  let shown = text;
+  try {
+    shown = JSON.stringify(JSON.parse(text), null, 2);
+  } catch {
+    // Shown as it came.
+  }
+  return [element("h3", {}, title), element("pre", { tabindex: "0" }, shown)];
+}
+
+function outcomeElement(command) {
+  const outcome = element("span", { class: "outcome" }, command.outcome);
+  outcome.style.setProperty("--outcome", `var(${colourName(command.outcome)})`);
+  return outcome;
+}
+
+function showDetails(command) {
+  const values = element("dl", {});
+  const add = (name, ...value) => values.append(element("dt", {}, name), element("dd", {}, ...value));
+  add("Uuid", command.uuid);
+  add("Type", command.type || "unknown");
+  add("Handler", command.handler || "none");
+  add("Agent", String(command.process));
+  add("Outcome", outcomeElement(command));
+  add("Total", formatDuration(durationOf(command)));
+  for (const { phase, begin, end } of command.segments) {
+    add(phase[0].toUpperCase() + phase.slice(1), formatDuration(end - begin));
+  }
+  const steps = element("ol", {}, ...stepsOf(command).map(([time, text]) =>
+    element("li", {}, element("span", {}, `+${formatDuration(time - command.begin)}`), element("span", {}, text))));
+  const answers = [command.answer, ...command.lateAnswers].filter(Boolean);
+  document.getElementById("details-body").replaceChildren(
+    values,
+    steps,
+    ...textBlock("Payload", command.payload),
+    ...answers.flatMap((answer) => [
+      ...textBlock("Result", answer.result),
+      ...textBlock("Error", answer.error),
+    ]),
+  );
+}

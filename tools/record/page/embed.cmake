@@ -1,0 +1,21 @@
+# Copyright 2026 The qor-handler-manager authors
+# SPDX-License-Identifier: Apache-2.0
+
+cmake_minimum_required(VERSION 3.21)
+
+# cmake -D FOLDER=... -D OUTPUT=... -P embed.cmake: writes the page, its style and scripts put in
+# their places, as a C++ text. The place of the record stays open.
+file(READ ${FOLDER}/page.html html)
+file(READ ${FOLDER}/page.css style)
+set(script "")
+foreach(part format lanes timeline details table page)
+  file(READ ${FOLDER}/${part}.js text)
+  string(APPEND script "${text}")
+endforeach()
+string(REPLACE "@style@" "${style}" html "${html}")
+string(REPLACE "@script@" "${script}" html "${html}")
+file(WRITE ${OUTPUT} "namespace qor {
+extern const char kPage[];
+const char kPage[] = R\"--page--(${html})--page--\";
+}
+")

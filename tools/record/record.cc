@@ -1,0 +1,286 @@
+// Copyright 2026 The qor-handler-manager authors
+// SPDX-License-Identifier: Apache-2.0
+
+#include "record/record.h"
+
+#include <qor_handler_manager.h>
+
+#include <algorithm>
+#include <map>
+#include <utility>
+
+namespace qor {
+
+namespace {
+
+class Maker {
+ public:
+  explicit Maker(std::vector<Event> events) {
+    record_.events = std::move(events);
+    if (record_.events.empty()) return;
+    record_.origin = record_.events.front().time;
+    record_.duration = record_.events.back().time - record_.origin;
+  }
+
+  Record Make() {
+    for (const Event& event : record_.events) record_.command_of_event.push_back(Take(event));
+    for (Life& life : lives_) {
+      if (life.open) life.command.end = record_.duration;
+      life.command.segments = SegmentsOf(life);
+      record_.commands.push_back(std::move(life.command));
+    }
+    return std::move(record_);
+  }
+
+ private:
+  struct Life {
+    Command command;
+    bool open = true;
+  };
+
+  using Index = std::optional<std::size_t>;
+
+  std::int64_t Time(const Event& event) const { return event.time - record_.origin; }
+
+  // The command that the event belongs to.
+  Index Take(const Event& event) {
+    switch (event.kind) {
+      case EventKind::kStart:
+        if (record_.agents.empty()) record_.wall = event.wall;
+        record_.agents.push_back({event.process, event.program});
+        return std::nullopt;
+      case EventKind::kSent:
+        return Begin(event);
+      case EventKind::kConnected:
+        Connect(event);
+        return std::nullopt;
+      case EventKind::kDisconnected:
+        Disconnect(event.process, event.instance, Time(event));
+        return std::nullopt;
+      case EventKind::kStopped:
+      case EventKind::kEnd:
+        Stop(event);
+        return std::nullopt;
+      case EventKind::kAnswered:
+        return TakeAnswer(event);
+      default:
+        return TakeStep(event);
+    }
+  }
+
+  std::size_t Begin(const Event& event) {
+    Life life;
+    life.command.process = event.process;
+    life.command.uuid = event.uuid;
+    life.command.type = event.type;
+    life.command.payload = event.payload;
+    life.command.begin = Time(event);
+    lives_.push_back(std::move(life));
+    const std::size_t index = lives_.size() - 1;
+    lives_by_uuid_[{event.process, event.uuid}].push_back(index);
+    return index;
+  }
+
+  // The last sent of the commands with this uuid that the event can be about.
+  Index Find(const Event& event, bool open) const {
+    const auto found = lives_by_uuid_.find({event.process, event.uuid});
+    if (found == lives_by_uuid_.end()) return std::nullopt;
+    for (auto index = found->second.rbegin(); index != found->second.rend(); ++index) {
+      const Life& life = lives_[*index];
+      const bool same_handler = event.handler.empty() || life.command.handler.empty() ||
+                                event.handler == life.command.handler;
+      if (life.open == open && same_handler) return *index;
+    }
+    return std::nullopt;
+  }
+
+  Index TakeStep(const Event& event) {
+    const Index index = Find(event, true);
+    if (!index) return std::nullopt;
+    Command& command = lives_[*index].command;
+    switch (event.kind) {
+      case EventKind::kRouted:
+        SetHandler(command, event.handler);
+        break;
+      case EventKind::kLaunched:
+        SetHandler(command, event.handler);
+        if (event.code == 0) command.launched = Time(event);
+        break;
+      case EventKind::kAccepted:
+        command.accepted = Time(event);
+        break;
+      case EventKind::kRefused:
+        command.code = event.code;
+        Finish(*index, Outcome::kRefused, Time(event));
+        break;
+      case EventKind::kDelivered:
+        SetHandler(command, event.handler);
+        if (event.code == 0) command.delivered.push_back(Time(event));
+        break;
+      case EventKind::kExtension:
+        command.extensions.push_back({Time(event), event.seconds, event.granted});
+        break;
+      case EventKind::kTimedOut:
+        Finish(
+            *index,
+            event.limit == "connection" ? Outcome::kConnectionTimeout : Outcome::kExecutionTimeout,
+            Time(event));
+        break;
+      default:
+        break;
+    }
+    return index;
+  }
+
+  Index TakeAnswer(const Event& event) {
+    const Answer answer{Time(event), event.status, event.result, event.error};
+    if (const Index index = Find(event, true)) {
+      SetHandler(lives_[*index].command, event.handler);
+      lives_[*index].command.answer = answer;
+      Finish(*index, event.status == 0 ? Outcome::kSuccess : Outcome::kFailure, Time(event));
+      return index;
+    }
+    Index index = Find(event, false);
+    if (!index) {
+      index = Begin(event);
+      SetHandler(lives_[*index].command, event.handler);
+      Finish(*index, Outcome::kUnasked, Time(event));
+    }
+    lives_[*index].command.late_answers.push_back(answer);
+    return index;
+  }
+
+  void Finish(std::size_t index, Outcome outcome, std::int64_t time) {
+    lives_[index].open = false;
+    lives_[index].command.outcome = outcome;
+    lives_[index].command.end = time;
+  }
+
+  void SetHandler(Command& command, const std::string& handler) {
+    if (handler.empty()) return;
+    command.handler = handler;
+    HandlerOf(handler);
+  }
+
+  Handler& HandlerOf(const std::string& id) {
+    auto& handlers = record_.handlers;
+    const auto found = std::find_if(handlers.begin(), handlers.end(),
+                                    [&id](const Handler& handler) { return handler.id == id; });
+    if (found != handlers.end()) return *found;
+    handlers.push_back({id, {}});
+    return handlers.back();
+  }
+
+  void Connect(const Event& event) {
+    HandlerOf(event.handler)
+        .connections.push_back({event.process, event.instance, Time(event), record_.duration});
+    for (Life& life : lives_) {
+      Command& command = life.command;
+      const bool waits = life.open && command.launched && !command.connected &&
+                         command.delivered.empty() && command.process == event.process &&
+                         command.handler == event.handler;
+      if (waits) command.connected = Time(event);
+    }
+  }
+
+  // The last connection of that name has ended.
+  void Disconnect(std::int64_t process, const std::string& instance, std::int64_t time) {
+    for (Handler& handler : record_.handlers) {
+      for (auto connection = handler.connections.rbegin(); connection != handler.connections.rend();
+           ++connection) {
+        if (connection->process != process || connection->instance != instance) continue;
+        connection->end = std::min(connection->end, time);
+        break;
+      }
+    }
+  }
+
+  // The library was shut down, or the whole agent has ended.
+  void Stop(const Event& event) {
+    for (std::size_t index = 0; index < lives_.size(); ++index) {
+      if (lives_[index].open && lives_[index].command.process == event.process) {
+        Finish(index, Outcome::kDropped, Time(event));
+      }
+    }
+    for (Handler& handler : record_.handlers) {
+      for (Connection& connection : handler.connections) {
+        if (connection.process == event.process) {
+          connection.end = std::min(connection.end, Time(event));
+        }
+      }
+    }
+  }
+
+  static std::vector<Segment> SegmentsOf(const Life& life) {
+    const Command& command = life.command;
+    std::vector<Segment> segments;
+    std::int64_t begin = command.begin;
+    const auto add = [&](Phase phase, std::int64_t end) {
+      if (end > begin) segments.push_back({phase, begin, end});
+      begin = std::max(begin, end);
+    };
+    if (command.outcome == Outcome::kRefused) return segments;
+    const std::int64_t delivered =
+        command.delivered.empty() ? command.end : command.delivered.front();
+    if (command.launched) add(Phase::kConnecting, command.connected.value_or(delivered));
+    add(Phase::kWaiting, delivered);
+    add(Phase::kExecuting, command.end);
+    return segments;
+  }
+
+  Record record_;
+  std::vector<Life> lives_;
+  std::map<std::pair<std::int64_t, std::string>, std::vector<std::size_t>> lives_by_uuid_;
+};
+
+}  // namespace
+
+const char* NameOf(Outcome outcome) {
+  switch (outcome) {
+    case Outcome::kSuccess:
+      return "success";
+    case Outcome::kFailure:
+      return "failure";
+    case Outcome::kConnectionTimeout:
+      return "connection timeout";
+    case Outcome::kExecutionTimeout:
+      return "execution timeout";
+    case Outcome::kRefused:
+      return "refused";
+    case Outcome::kDropped:
+      return "dropped";
+    case Outcome::kUnfinished:
+      return "unfinished";
+    case Outcome::kUnasked:
+      return "unasked";
+  }
+  return "";
+}
+
+const char* NameOf(Phase phase) {
+  switch (phase) {
+    case Phase::kConnecting:
+      return "connecting";
+    case Phase::kWaiting:
+      return "waiting";
+    case Phase::kExecuting:
+      return "executing";
+  }
+  return "";
+}
+
+std::string ReasonOf(std::int64_t code) {
+  const char* meaning = "the library did not take it";
+  if (code == QOR_HANDLER_MANAGER_ERROR_NOT_SUPPORTED_COMMAND) {
+    meaning = "no handler serves its type";
+  } else if (code == QOR_HANDLER_MANAGER_ERROR_FAIL_TO_SEND_APP_CONTROL) {
+    meaning = "its handler could not be launched";
+  } else if (code == QOR_HANDLER_MANAGER_ERROR_INVALID_PARAMETER) {
+    meaning = "an argument is invalid";
+  }
+  return std::string(meaning) + " (" + std::to_string(code) + ")";
+}
+
+Record MakeRecord(std::vector<Event> events) { return Maker(std::move(events)).Make(); }
+
+}  // namespace qor

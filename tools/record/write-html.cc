@@ -1,0 +1,132 @@
+// Copyright 2026 The qor-handler-manager authors
+// SPDX-License-Identifier: Apache-2.0
+
+#include <string>
+#include <string_view>
+
+#include "qor/json-writer.h"
+#include "record/writers.h"
+
+namespace qor {
+
+// The page, with a place for the record.
+extern const char kPage[];
+
+namespace {
+
+constexpr std::string_view kPlaceOfRecord = "@record@";
+
+void WriteAnswer(const Answer& answer, JsonWriter& json) {
+  json.BeginObject()
+      .Member("time", answer.time)
+      .Member("status", answer.status)
+      .Member("result", answer.result)
+      .Member("error", answer.error)
+      .EndObject();
+}
+
+void WriteOptional(const char* key, const std::optional<std::int64_t>& time, JsonWriter& json) {
+  if (time) json.Member(key, *time);
+}
+
+void WriteCommand(const Command& command, JsonWriter& json) {
+  json.BeginObject()
+      .Member("process", command.process)
+      .Member("uuid", command.uuid)
+      .Member("type", command.type)
+      .Member("payload", command.payload)
+      .Member("handler", command.handler)
+      .Member("outcome", NameOf(command.outcome))
+      .Member("begin", command.begin)
+      .Member("end", command.end);
+  if (command.outcome == Outcome::kRefused) json.Member("reason", ReasonOf(command.code));
+  WriteOptional("accepted", command.accepted, json);
+  WriteOptional("launched", command.launched, json);
+  WriteOptional("connected", command.connected, json);
+  json.Key("delivered").BeginArray();
+  for (const std::int64_t time : command.delivered) json.Value(time);
+  json.EndArray().Key("extensions").BeginArray();
+  for (const Extension& extension : command.extensions) {
+    json.BeginObject()
+        .Member("time", extension.time)
+        .Member("seconds", extension.seconds)
+        .Member("granted", extension.granted)
+        .EndObject();
+  }
+  json.EndArray();
+  if (command.answer) WriteAnswer(*command.answer, json.Key("answer"));
+  json.Key("lateAnswers").BeginArray();
+  for (const Answer& answer : command.late_answers) WriteAnswer(answer, json);
+  json.EndArray().Key("segments").BeginArray();
+  for (const Segment& segment : command.segments) {
+    json.BeginObject()
+        .Member("phase", NameOf(segment.phase))
+        .Member("begin", segment.begin)
+        .Member("end", segment.end)
+        .EndObject();
+  }
+  json.EndArray().EndObject();
+}
+
+std::string ToJson(const Record& record) {
+  JsonWriter json;
+  json.BeginObject()
+      .Member("begin", FormatWallTime(record.wall))
+      .Member("duration", record.duration)
+      .Key("agents")
+      .BeginArray();
+  for (const Agent& agent : record.agents) {
+    json.BeginObject()
+        .Member("process", agent.process)
+        .Member("program", agent.program)
+        .EndObject();
+  }
+  json.EndArray().Key("handlers").BeginArray();
+  for (const Handler& handler : record.handlers) {
+    json.BeginObject().Member("id", handler.id).Key("connections").BeginArray();
+    for (const Connection& connection : handler.connections) {
+      json.BeginObject()
+          .Member("begin", connection.begin)
+          .Member("end", connection.end)
+          .EndObject();
+    }
+    json.EndArray().EndObject();
+  }
+  json.EndArray().Key("commands").BeginArray();
+  for (const Command& command : record.commands) WriteCommand(command, json);
+  json.EndArray().EndObject();
+  return json.Text();
+}
+
+// JSON that stands inside a script element: nothing in it can end the element or begin another, and
+// it is the same JSON.
+std::string SafeInScript(const std::string& json) {
+  std::string safe;
+  for (const char c : json) {
+    switch (c) {
+      case '<':
+        safe += "\\u003c";
+        break;
+      case '>':
+        safe += "\\u003e";
+        break;
+      case '&':
+        safe += "\\u0026";
+        break;
+      default:
+        safe += c;
+    }
+  }
+  return safe;
+}
+
+}  // namespace
+
+void WriteHtml(const Record& record, std::ostream& out) {
+  const std::string_view page = kPage;
+  const std::size_t place = page.find(kPlaceOfRecord);
+  out << page.substr(0, place) << SafeInScript(ToJson(record))
+      << page.substr(place + kPlaceOfRecord.size());
+}
+
+}  // namespace qor

@@ -1,0 +1,148 @@
+// Copyright 2026 The qor-handler-manager authors
+// SPDX-License-Identifier: Apache-2.0
+
+#include <algorithm>
+#include <array>
+#include <ctime>
+#include <iomanip>
+#include <map>
+#include <sstream>
+#include <vector>
+
+#include "record/writers.h"
+
+namespace qor {
+
+namespace {
+
+constexpr std::int64_t kPerMillisecond = 1'000;
+constexpr std::int64_t kPerSecond = 1'000'000;
+
+// Longer texts are cut; the other formats hold the whole.
+constexpr std::size_t kLongestText = 120;
+
+std::string Fixed(double value, int digits) {
+  std::ostringstream text;
+  text << std::fixed << std::setprecision(digits) << value;
+  return text.str();
+}
+
+std::string Count(std::size_t count, const std::string& what) {
+  return std::to_string(count) + " " + what + (count == 1 ? "" : "s");
+}
+
+// On one line, without characters that would act on a terminal.
+std::string Shown(const std::string& text) {
+  std::string shown;
+  for (const char c : text) {
+    const auto byte = static_cast<unsigned char>(c);
+    const char printed = byte < ' ' || byte == 0x7F ? ' ' : c;
+    if (printed != ' ' || shown.empty() || shown.back() != ' ') shown += printed;
+  }
+  if (shown.size() <= kLongestText) return shown;
+  std::size_t end = kLongestText;
+  // Not in the middle of a character.
+  while (end > 0 && (static_cast<unsigned char>(shown[end]) & 0xC0u) == 0x80u) --end;
+  return shown.substr(0, end) + "...";
+}
+
+struct Step {
+  std::int64_t time;
+  std::string what;
+};
+
+std::string OfAnswer(const Answer& answer) {
+  if (answer.status == 0) return "success " + Shown(answer.result);
+  return "failure with status " + std::to_string(answer.status) + " " + Shown(answer.error);
+}
+
+std::string NameOfEnd(const Command& command) {
+  if (command.answer) return OfAnswer(*command.answer);
+  if (command.outcome == Outcome::kRefused) return "refused: " + ReasonOf(command.code);
+  return NameOf(command.outcome);
+}
+
+std::vector<Step> StepsOf(const Command& command) {
+  std::vector<Step> steps;
+  if (command.accepted) steps.push_back({*command.accepted, "accepted"});
+  if (command.launched) steps.push_back({*command.launched, "launch of the handler"});
+  if (command.connected) steps.push_back({*command.connected, "handler connected"});
+  for (std::size_t i = 0; i < command.delivered.size(); ++i) {
+    steps.push_back({command.delivered[i], i == 0 ? "delivered" : "delivered again"});
+  }
+  for (const Extension& extension : command.extensions) {
+    steps.push_back({extension.time, "asked for " + Fixed(extension.seconds, 3) +
+                                         " s: " + (extension.granted ? "granted" : "refused")});
+  }
+  std::stable_sort(steps.begin(), steps.end(),
+                   [](const Step& a, const Step& b) { return a.time < b.time; });
+  if (command.outcome != Outcome::kUnasked) steps.push_back({command.end, NameOfEnd(command)});
+  for (const Answer& answer : command.late_answers) {
+    steps.push_back({answer.time, "late result: " + OfAnswer(answer)});
+  }
+  return steps;
+}
+
+std::string WordOfBegin(const Command& command) {
+  if (command.outcome == Outcome::kUnasked) return "first heard of";
+  return command.payload.empty() ? "sent" : "sent " + Shown(command.payload);
+}
+
+void WriteCommand(const Command& command, std::ostream& out) {
+  out << "\n"
+      << Shown(command.uuid) << "  " << (command.type.empty() ? "?" : Shown(command.type)) << "  "
+      << (command.handler.empty() ? "no handler" : Shown(command.handler)) << "  "
+      << NameOf(command.outcome) << " after " << FormatDuration(command.Duration());
+  const char* separator = ": ";
+  for (const Segment& segment : command.segments) {
+    out << separator << NameOf(segment.phase) << " " << FormatDuration(segment.end - segment.begin);
+    separator = ", ";
+  }
+  out << "\n  " << std::setw(12) << FormatDuration(command.begin) << "  " << WordOfBegin(command)
+      << "\n";
+  for (const Step& step : StepsOf(command)) {
+    out << "  " << std::setw(12) << "+" + FormatDuration(step.time - command.begin) << "  "
+        << step.what << "\n";
+  }
+}
+
+}  // namespace
+
+std::string FormatDuration(std::int64_t microseconds) {
+  if (microseconds < kPerMillisecond) return std::to_string(microseconds) + " us";
+  if (microseconds < kPerSecond) {
+    return Fixed(static_cast<double>(microseconds) / kPerMillisecond, 1) + " ms";
+  }
+  return Fixed(static_cast<double>(microseconds) / kPerSecond, 3) + " s";
+}
+
+std::string FormatWallTime(std::int64_t microseconds) {
+  if (microseconds == 0) return {};
+  const std::time_t seconds = microseconds / kPerSecond;
+  std::tm parts{};
+  gmtime_r(&seconds, &parts);
+  std::ostringstream text;
+  text << std::put_time(&parts, "%Y-%m-%d %H:%M:%S") << "." << std::setfill('0') << std::setw(3)
+       << microseconds % kPerSecond / kPerMillisecond << " UTC";
+  return text.str();
+}
+
+void WriteText(const Record& record, std::ostream& out) {
+  if (record.wall != 0) out << FormatWallTime(record.wall) << ", ";
+  out << FormatDuration(record.duration) << ": " << Count(record.commands.size(), "command") << ", "
+      << Count(record.handlers.size(), "handler") << "\n";
+  std::map<Outcome, std::size_t> counts;
+  std::size_t late = 0;
+  for (const Command& command : record.commands) {
+    ++counts[command.outcome];
+    late += command.late_answers.size();
+    WriteCommand(command, out);
+  }
+  if (!counts.empty()) out << "\n";
+  for (const auto& [outcome, count] : counts) {
+    out << std::setw(6) << count << "  " << NameOf(outcome) << "\n";
+  }
+  if (late > 0) out << std::setw(6) << late << "  late result" << (late == 1 ? "" : "s") << "\n";
+}
+
+}  // namespace qor

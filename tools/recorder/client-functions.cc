@@ -1,0 +1,131 @@
+// Copyright 2026 The qor-handler-manager authors
+// SPDX-License-Identifier: Apache-2.0
+
+// The functions of the library's C interface that the recorder stands in front of.
+
+#include <qor_handler_manager.h>
+
+#include <atomic>
+#include <cmath>
+#include <string_view>
+
+#include "recorder/real.h"
+#include "recorder/recorder.h"
+#include "recorder/scope.h"
+#include "recorder/target.h"
+
+namespace recorder {
+
+namespace {
+
+constexpr int kGranted = 0;
+constexpr int kRefused = 1;
+
+// Whether the library that is up has a callback that leads here.
+std::atomic<bool> response_cb_set{false};
+std::atomic<bool> negotiation_cb_set{false};
+
+bool Contains(std::string_view text, std::string_view part) {
+  return text.find(part) != std::string_view::npos;
+}
+
+void OnResponse(const char* uuid, qor_request_status_e status, const char* result, int result_len,
+                const char* error, int error_len, void* user_data) {
+  // Handlers answer from within a call of theirs; the library's own timeouts come from the loop.
+  const char* handler = ReceiveScope::Current();
+  if (handler == nullptr && Contains(Text(error), "QOR-CLIENT")) {
+    Record("timed-out", [&](qor::JsonWriter& json) {
+      json.Member("uuid", Text(uuid))
+          .Member("limit", Contains(Text(error), "Connection") ? "connection" : "execution");
+    });
+  } else {
+    Record("answered", [&](qor::JsonWriter& json) {
+      json.Member("uuid", Text(uuid))
+          .Member("handler", Text(handler))
+          .Member("status", static_cast<int>(status))
+          .Member("result", Text(result))
+          .Member("error", Text(error));
+    });
+  }
+  const auto& [callback, data] = Kept<qor_handler_manager_response_cb>(user_data);
+  if (callback != nullptr) callback(uuid, status, result, result_len, error, error_len, data);
+}
+
+int OnNegotiation(const char* handler, const char* uuid, double seconds, void* user_data) {
+  const auto& [callback, data] = Kept<qor_handler_manager_negotiate_request_cb>(user_data);
+  const std::int64_t asked = Now();
+  const int answer = callback != nullptr ? callback(handler, uuid, seconds, data) : kGranted;
+  Recorder::Get().Write(asked, "extension", [&](qor::JsonWriter& json) {
+    json.Member("uuid", Text(uuid))
+        .Member("handler", Text(handler))
+        .Member("seconds", std::isfinite(seconds) ? seconds : 0)  // JSON has no infinity.
+        .Member("granted", answer != kRefused);
+  });
+  return answer;
+}
+
+// Without callbacks of the client's own the library would end commands and grant time unseen. It is
+// up when this is called: setting a callback would start it.
+void SetMissingCallbacks() {
+  if (!response_cb_set.exchange(true)) {
+    QOR_REAL(kClientLibrary, qor_handler_manager_set_response_cb)
+    (OnResponse, Keep<qor_handler_manager_response_cb>(nullptr, nullptr));
+  }
+  if (!negotiation_cb_set.exchange(true)) {
+    QOR_REAL(kClientLibrary, qor_handler_manager_set_negotiate_request_cb)
+    (OnNegotiation, Keep<qor_handler_manager_negotiate_request_cb>(nullptr, nullptr));
+  }
+}
+
+}  // namespace
+
+}  // namespace recorder
+
+using namespace recorder;
+
+int qor_handler_manager_send_command(const char* uuid, const char* request_type,
+                                     const char* payload, int payload_len, time_t timestamp) {
+  const SendScope scope(uuid);
+  Record("sent", [&](qor::JsonWriter& json) {
+    json.Member("uuid", Text(uuid))
+        .Member("type", Text(request_type))
+        .Member("payload", Text(payload));
+  });
+  const int code = QOR_REAL(kClientLibrary, qor_handler_manager_send_command)(
+      uuid, request_type, payload, payload_len, timestamp);
+  if (code == QOR_HANDLER_MANAGER_ERROR_NONE) {
+    Record("accepted", [&](qor::JsonWriter& json) { json.Member("uuid", Text(uuid)); });
+    SetMissingCallbacks();
+  } else {
+    Record("refused",
+           [&](qor::JsonWriter& json) { json.Member("uuid", Text(uuid)).Member("code", code); });
+  }
+  return code;
+}
+
+int qor_handler_manager_set_response_cb(qor_handler_manager_response_cb callback, void* user_data) {
+  const auto real = QOR_REAL(kClientLibrary, qor_handler_manager_set_response_cb);
+  if (callback == nullptr) return real(callback, user_data);
+  const int code = real(OnResponse, Keep(callback, user_data));
+  if (code == QOR_HANDLER_MANAGER_ERROR_NONE) response_cb_set = true;
+  return code;
+}
+
+int qor_handler_manager_set_negotiate_request_cb(qor_handler_manager_negotiate_request_cb callback,
+                                                 void* user_data) {
+  const auto real = QOR_REAL(kClientLibrary, qor_handler_manager_set_negotiate_request_cb);
+  if (callback == nullptr) return real(callback, user_data);
+  const int code = real(OnNegotiation, Keep(callback, user_data));
+  if (code == QOR_HANDLER_MANAGER_ERROR_NONE) negotiation_cb_set = true;
+  return code;
+}
+
+int qor_handler_manager_shutdown() {
+  const int code = QOR_REAL(kClientLibrary, qor_handler_manager_shutdown)();
+  if (code == QOR_HANDLER_MANAGER_ERROR_NONE) {
+    response_cb_set = false;
+    negotiation_cb_set = false;
+    Record("stopped", [](qor::JsonWriter&) {});
+  }
+  return code;
+}

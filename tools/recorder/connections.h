@@ -1,0 +1,51 @@
+// Copyright 2026 The qor-handler-manager authors
+// SPDX-License-Identifier: Apache-2.0
+
+#ifndef QOR_TOOLS_RECORDER_CONNECTIONS_H_
+#define QOR_TOOLS_RECORDER_CONNECTIONS_H_
+
+#include <rpc-port.h>
+
+#include <map>
+#include <mutex>
+#include <optional>
+#include <set>
+#include <string>
+
+namespace recorder {
+
+// One connection of a handler application.
+struct Peer {
+  std::string handler;
+  std::string instance;
+};
+
+// The connections to the library's port, and who is behind which callback port. Any thread may
+// call.
+class Connections {
+ public:
+  // Never destroyed: destructors call the library too.
+  static Connections& Get();
+
+  // From here on the handle is the stub of the port with this name.
+  void SetStub(rpc_port_stub_h stub, const std::string& port_name);
+  bool IsTheLibrarys(rpc_port_stub_h stub);
+
+  void Add(const Peer& peer);
+  void Remove(const std::string& instance);
+  void SetCallbackPort(rpc_port_h port, const std::string& instance);
+  // Nothing for a port that is no handler's callback port.
+  std::optional<Peer> OfCallbackPort(rpc_port_h port);
+
+ private:
+  Connections() = default;
+
+  std::mutex mutex_;
+  std::set<rpc_port_stub_h> stubs_;
+  std::map<std::string, std::string> handlers_by_instance_;
+  std::map<rpc_port_h, Peer> peers_by_port_;
+};
+
+}  // namespace recorder
+
+#endif

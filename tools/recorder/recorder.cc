@@ -1,0 +1,141 @@
+// Copyright 2026 The qor-handler-manager authors
+// SPDX-License-Identifier: Apache-2.0
+
+#include "recorder/recorder.h"
+
+#include <dlfcn.h>
+#include <fcntl.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <ctime>
+#include <system_error>
+
+namespace recorder {
+
+namespace {
+
+constexpr char kFileVariable[] = "QOR_RECORD_FILE";
+constexpr char kPreloadVariable[] = "LD_PRELOAD";
+constexpr std::int64_t kMicrosecondsPerSecond = 1'000'000;
+constexpr std::int64_t kNanosecondsPerMicrosecond = 1'000;
+
+std::int64_t Microseconds(const timespec& time) {
+  return time.tv_sec * kMicrosecondsPerSecond + time.tv_nsec / kNanosecondsPerMicrosecond;
+}
+
+std::int64_t WallTime() {
+  timespec time{};
+  clock_gettime(CLOCK_REALTIME, &time);
+  return Microseconds(time);
+}
+
+std::string OwnPath() {
+  static const char here = 0;
+  Dl_info info{};
+  return dladdr(&here, &info) != 0 && info.dli_fname != nullptr ? info.dli_fname : "";
+}
+
+// `list` without `path`; the linker separates by colons and spaces.
+std::string Without(const std::string& list, const std::string& path) {
+  std::string rest;
+  std::size_t begin = 0;
+  while (begin <= list.size()) {
+    const std::size_t end = std::min(list.find_first_of(": ", begin), list.size());
+    const std::string entry = list.substr(begin, end - begin);
+    if (!entry.empty() && entry != path) rest += (rest.empty() ? "" : ":") + entry;
+    begin = end + 1;
+  }
+  return rest;
+}
+
+void LeaveEnvironment() {
+  unsetenv(kFileVariable);
+  const char* preloaded = std::getenv(kPreloadVariable);
+  if (preloaded == nullptr) return;
+  const std::string others = Without(preloaded, OwnPath());
+  if (others.empty()) {
+    unsetenv(kPreloadVariable);
+  } else {
+    setenv(kPreloadVariable, others.c_str(), 1);
+  }
+}
+
+}  // namespace
+
+std::int64_t Now() {
+  timespec time{};
+  clock_gettime(CLOCK_MONOTONIC, &time);
+  return Microseconds(time);
+}
+
+Recorder& Recorder::Get() noexcept {
+  static Recorder& recorder = *new Recorder;
+  return recorder;
+}
+
+Recorder::Recorder() noexcept {
+  try {
+    const char* path = std::getenv(kFileVariable);
+    if (path == nullptr) return;
+    path_ = path;
+    LeaveEnvironment();
+    file_ = open(path_.c_str(), O_WRONLY | O_CREAT | O_APPEND | O_CLOEXEC, S_IRUSR | S_IWUSR);
+    if (file_ < 0) throw std::system_error(errno, std::generic_category(), "open");
+  } catch (const std::exception& error) {
+    GiveUp(error.what());
+    return;
+  }
+  first_process_ = Process();
+  Write(Now(), "start", [](qor::JsonWriter& json) {
+    json.Member("program", Text(program_invocation_name)).Member("wall", WallTime());
+  });
+}
+
+void Recorder::WriteEnd() noexcept {
+  if (Process() == first_process_) Write(Now(), "end", [](qor::JsonWriter&) {});
+}
+
+std::int64_t Recorder::Process() { return getpid(); }
+
+void Recorder::Append(const std::string& line) {
+  const std::lock_guard<std::mutex> lock(mutex_);
+  if (file_ < 0) return;
+  for (std::size_t written = 0; written < line.size();) {
+    const ssize_t result = write(file_, line.data() + written, line.size() - written);
+    if (result >= 0) {
+      written += static_cast<std::size_t>(result);
+    } else if (errno != EINTR) {
+      const int reason = errno;
+      close(file_);
+      file_ = -1;
+      throw std::system_error(reason, std::generic_category(), "write");
+    }
+  }
+}
+
+void Recorder::GiveUp(const char* reason) noexcept {
+  const std::lock_guard<std::mutex> lock(mutex_);
+  if (told_) return;
+  told_ = true;
+  std::fprintf(stderr, "qor-recorder: nothing more is recorded in %s: %s\n", path_.c_str(), reason);
+}
+
+namespace {
+
+// A program that is linked with the library is recorded from its first moment. Any other may still
+// start or become one that is, a shell script for instance, so the environment is left to it.
+__attribute__((constructor)) void OnLoad() {
+  if (dlsym(RTLD_NEXT, "qor_handler_manager_send_command") != nullptr) Recorder::Get();
+}
+
+__attribute__((destructor)) void OnUnload() {
+  if (std::getenv(kFileVariable) == nullptr) Recorder::Get().WriteEnd();
+}
+
+}  // namespace
+
+}  // namespace recorder

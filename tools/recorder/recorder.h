@@ -1,0 +1,75 @@
+// Copyright 2026 The qor-handler-manager authors
+// SPDX-License-Identifier: Apache-2.0
+
+#ifndef QOR_TOOLS_RECORDER_RECORDER_H_
+#define QOR_TOOLS_RECORDER_RECORDER_H_
+
+#include <cerrno>
+#include <cstdint>
+#include <exception>
+#include <mutex>
+#include <string>
+
+#include "qor/json-writer.h"
+
+namespace recorder {
+
+// Microseconds of the monotonic clock, which is the same in every process.
+std::int64_t Now();
+
+// Writes what happens in this process, one JSON object a line, to the end of the file that the
+// environment names; nothing when it names none. What cannot be written is told once, on standard
+// error, and ends the recording; the program notices nothing. Any thread may call.
+class Recorder {
+ public:
+  // The first call opens the file and takes the recorder out of the environment, so that the
+  // programs that this one starts run without it. Never destroyed: destructors call the library
+  // too.
+  static Recorder& Get() noexcept;
+
+  Recorder(const Recorder&) = delete;
+  Recorder& operator=(const Recorder&) = delete;
+
+  // One event; `fill` adds its members to the open object.
+  template <typename Fill>
+  void Write(std::int64_t time, const char* event, Fill fill) noexcept {
+    const int errno_of_caller = errno;
+    try {
+      qor::JsonWriter json;
+      json.BeginObject().Member("t", time).Member("pid", Process()).Member("event", event);
+      fill(json);
+      Append(json.EndObject().Text() + "\n");
+    } catch (const std::exception& error) {
+      GiveUp(error.what());
+    }
+    errno = errno_of_caller;
+  }
+
+  // The last event, of the process that the first was of.
+  void WriteEnd() noexcept;
+
+ private:
+  Recorder() noexcept;
+
+  static std::int64_t Process();
+  void Append(const std::string& line);
+  void GiveUp(const char* reason) noexcept;
+
+  std::mutex mutex_;
+  std::string path_;
+  int file_ = -1;
+  bool told_ = false;
+  std::int64_t first_process_ = 0;
+};
+
+template <typename Fill>
+void Record(const char* event, Fill fill) noexcept {
+  Recorder::Get().Write(Now(), event, fill);
+}
+
+// A text as the C interface takes them.
+inline std::string Text(const char* text) { return text != nullptr ? text : ""; }
+
+}  // namespace recorder
+
+#endif
