@@ -11,7 +11,8 @@ if(QOR_SANITIZE)
 endif()
 
 # Build paths stay out of the binaries.
-add_compile_options(-ffile-prefix-map=${CMAKE_SOURCE_DIR}/=)
+add_compile_options(-ffile-prefix-map=${CMAKE_SOURCE_DIR}/=
+  -ffile-prefix-map=${CMAKE_BINARY_DIR}=build)
 
 # qor_test(NAME SOURCES... ): a GoogleTest executable whose cases ctest lists one by one.
 function(qor_test name)

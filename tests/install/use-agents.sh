@@ -1,0 +1,21 @@
+# Copyright 2026 The qor-handler-manager authors
+# SPDX-License-Identifier: Apache-2.0
+
+# use_agents PREFIX PACKAGE FOLDER: installs the package with the installed tool and lets FOLDER/agent
+# and FOLDER/send, the two examples, send it commands.
+use_agents() {
+  local prefix=$1 package=$2 folder=$3
+  export QOR_PLATFORM_ROOT
+  QOR_PLATFORM_ROOT=$(mktemp -d)
+  "$prefix/bin/qor" package install "$package" >/dev/null
+  "$prefix/bin/qor" handlers | grep -q text.upper
+  same 'command-1: {"text":"MOVED","by":"org.example.text.handler"}' \
+    "$("$folder/agent" text.upper '"moved"')"
+  same 'command-1: 0 {"text":"HELLO","by":"org.example.text.handler"}' "$("$folder/send")"
+  "$prefix/bin/qor" package uninstall org.example.text >/dev/null
+  rm -rf "$QOR_PLATFORM_ROOT"
+}
+
+same() {
+  [ "$1" = "$2" ] || { printf 'expected: %s\nbut:      %s\n' "$1" "$2"; exit 1; }
+}
