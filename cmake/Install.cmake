@@ -69,8 +69,8 @@ if(TARGET qor)
   install(DIRECTORY ${PROJECT_BINARY_DIR}/share/ DESTINATION ${CMAKE_INSTALL_DATAROOTDIR}
     COMPONENT tools OPTIONAL)
 endif()
-if(TARGET qor_recorder)
-  install(TARGETS qor_recorder LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR}/qor COMPONENT tools)
+if(TARGET qor-recorder)
+  install(TARGETS qor-recorder LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR}/qor COMPONENT tools)
 endif()
 
 if(QOR_PLATFORM STREQUAL linux)

@@ -1,3 +1,6 @@
+# Copyright 2026 The qor-handler-manager authors
+# SPDX-License-Identifier: Apache-2.0
+
 # What every target of this project has in common.
 
 # Warnings for our own code; never handed to consumers.

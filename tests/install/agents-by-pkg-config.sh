@@ -2,8 +2,8 @@
 # Copyright 2026 The qor-handler-manager authors
 # SPDX-License-Identifier: Apache-2.0
 #
-# agents-by-pkg-config.sh PREFIX SOURCES PACKAGE FOLDER: the example agents, built with the compiler
-# and pkg-config alone against what is installed, work.
+# agents-by-pkg-config.sh PREFIX SOURCES PACKAGE FOLDER: the example agents and a handler, built with the
+# compiler and pkg-config alone against what is installed, work.
 set -euo pipefail
 prefix=$1 sources=$2 package=$3 folder=$4
 . "$(dirname "$0")/use-agents.sh"
@@ -16,7 +16,12 @@ for agent in agent send; do
     $(pkg-config --cflags --libs capi-qor-handler-manager ecore) \
     -Wl,-rpath,"$(dirname "$library")" -o "$folder/$agent"
 done
-use_agents "$prefix" "$package" "$folder"
+if pkg-config --exists qor-handler; then
+  $CXX $CXXFLAGS -std=c++17 "$sources/examples/greet-handler/main.cc" \
+    $(pkg-config --cflags --libs qor-handler) \
+    -Wl,-rpath,"$(dirname "$library")" -o "$folder/greet-handler"
+fi
+use_agents "$prefix" "$sources/examples" "$package" "$folder"
 # The platform's modules bear a device's names: only who asks for their folder finds them.
 if pkg-config --exists rpc-port; then
   echo "the platform's modules are found beside the library's"

@@ -1,10 +1,11 @@
 # Copyright 2026 The qor-handler-manager authors
 # SPDX-License-Identifier: Apache-2.0
 
-# use_agents PREFIX PACKAGE FOLDER: installs the package with the installed tool and lets FOLDER/agent
-# and FOLDER/send, the two examples, send it commands.
+# use_agents PREFIX EXAMPLES PACKAGE FOLDER: installs the package with the installed tool and lets
+# FOLDER/agent and FOLDER/send, two of the examples, send it commands. The same for FOLDER/greet-handler,
+# where it was built.
 use_agents() {
-  local prefix=$1 package=$2 folder=$3
+  local prefix=$1 examples=$2 package=$3 folder=$4
   export QOR_PLATFORM_ROOT
   QOR_PLATFORM_ROOT=$(mktemp -d)
   "$prefix/bin/qor" package install "$package" >/dev/null
@@ -13,6 +14,12 @@ use_agents() {
     "$("$folder/agent" text.upper '"moved"')"
   same 'command-1: 0 {"text":"HELLO","by":"org.example.text.handler"}' "$("$folder/send")"
   "$prefix/bin/qor" package uninstall org.example.text >/dev/null
+  if [ -e "$folder/greet-handler" ]; then
+    cp -r "$examples/packages/greet" "$folder/greet"
+    install -D "$folder/greet-handler" "$folder/greet/bin/greet-handler"
+    "$prefix/bin/qor" package install "$folder/greet" >/dev/null
+    same 'command-1: {"text":"hello"}' "$("$folder/agent" greet)"
+  fi
   rm -rf "$QOR_PLATFORM_ROOT"
 }
 
