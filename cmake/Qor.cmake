@@ -1,3 +1,6 @@
+# Copyright 2026 The qor-handler-manager authors
+# SPDX-License-Identifier: Apache-2.0
+
 # What every target of this project has in common.
 
 # Warnings for our own code; never handed to consumers.
@@ -11,7 +14,8 @@ if(QOR_SANITIZE)
 endif()
 
 # Build paths stay out of the binaries.
-add_compile_options(-ffile-prefix-map=${CMAKE_SOURCE_DIR}/=)
+add_compile_options(-ffile-prefix-map=${CMAKE_SOURCE_DIR}/=
+  -ffile-prefix-map=${CMAKE_BINARY_DIR}=build)
 
 # qor_test(NAME SOURCES... ): a GoogleTest executable whose cases ctest lists one by one.
 function(qor_test name)

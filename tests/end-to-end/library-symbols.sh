@@ -1,4 +1,7 @@
 #!/usr/bin/env bash
+# Copyright 2026 The qor-handler-manager authors
+# SPDX-License-Identifier: Apache-2.0
+#
 # library-symbols.sh LIBRARY HEADER SANITIZERS: the library exports the functions of its header and
 # nothing else, needs the platform, the language run-time and the YAML library and nothing else, and
 # has its soname.

@@ -126,12 +126,7 @@ void Recorder::GiveUp(const char* reason) noexcept {
 
 namespace {
 
-// A program that is linked with the library is recorded from its first moment. Any other may still
-// start or become one that is, a shell script for instance, so the environment is left to it.
-__attribute__((constructor)) void OnLoad() {
-  if (dlsym(RTLD_NEXT, "qor_handler_manager_send_command") != nullptr) Recorder::Get();
-}
-
+// Where nothing has been recorded, the environment still names the file.
 __attribute__((destructor)) void OnUnload() {
   if (std::getenv(kFileVariable) == nullptr) Recorder::Get().WriteEnd();
 }

@@ -1,0 +1,40 @@
+# Copyright 2026 The qor-handler-manager authors
+# SPDX-License-Identifier: Apache-2.0
+
+# The Linux platform bears the names of a device's libraries, headers and pkg-config modules. It
+# stands in folders of its own, which only those search who ask for them: nothing on the machine
+# takes it for the device's.
+get_property(platform_libraries GLOBAL PROPERTY QOR_PLATFORM_LIBRARIES)
+set(platform_folder ${CMAKE_INSTALL_LIBDIR}/qor-platform)
+
+install(TARGETS ${platform_libraries}
+  LIBRARY DESTINATION ${platform_folder} COMPONENT runtime NAMELINK_COMPONENT dev)
+install(DIRECTORY ${PROJECT_SOURCE_DIR}/platform/include/
+  DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/qor-platform COMPONENT dev FILES_MATCHING PATTERN *.h)
+# A device's modules are called as their libraries are, but for this one.
+set(module_of_appcore-agent capi-appfw-service-application)
+foreach(library IN LISTS platform_libraries)
+  set(module ${library})
+  if(DEFINED module_of_${library})
+    set(module ${module_of_${library}})
+  endif()
+  # Who links one of them needs it when it runs, too.
+  pkgconfig_file(${platform_folder} ${module} "The device's ${module}, on Linux" ${library}
+    ${platform_folder} ${CMAKE_INSTALL_INCLUDEDIR}/qor-platform " -Wl,-rpath,\${libdir}")
+endforeach()
+
+# What is installed finds it beside itself, and holds no folder of the build: the same sources give
+# the same bytes wherever they are built.
+cmake_path(RELATIVE_PATH CMAKE_INSTALL_FULL_LIBDIR BASE_DIRECTORY ${CMAKE_INSTALL_FULL_BINDIR}
+  OUTPUT_VARIABLE to_libraries)
+set(run_path_of_capi-qor-handler-manager "$ORIGIN/qor-platform")
+set(run_path_of_qor_handler "$ORIGIN/qor-platform")
+set(run_path_of_qor "$ORIGIN/${to_libraries};$ORIGIN/${to_libraries}/qor-platform")
+set(installed_binaries ${platform_libraries})
+foreach(target IN ITEMS capi-qor-handler-manager qor_handler qor-recorder qor)
+  if(TARGET ${target})
+    list(APPEND installed_binaries ${target})
+    set_target_properties(${target} PROPERTIES INSTALL_RPATH "${run_path_of_${target}}")
+  endif()
+endforeach()
+set_target_properties(${installed_binaries} PROPERTIES BUILD_RPATH_USE_ORIGIN ON)

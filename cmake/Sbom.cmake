@@ -1,0 +1,24 @@
+# Copyright 2026 The qor-handler-manager authors
+# SPDX-License-Identifier: Apache-2.0
+
+# The software bill of materials of what is installed, where dpkg knows what it is made of.
+find_package(Python3 COMPONENTS Interpreter)
+find_program(DPKG_QUERY dpkg-query)
+if(NOT Python3_FOUND OR NOT DPKG_QUERY)
+  message(STATUS "No software bill of materials: it takes python3 and dpkg-query")
+  return()
+endif()
+
+set(sbom ${PROJECT_BINARY_DIR}/sbom.spdx.json)
+# Libraries that are headers alone, by Debian's package.
+set(headers_of_capi-qor-handler-manager ,rapidjson-dev)
+set(headers_of_qor ,rapidjson-dev,libcli11-dev)
+foreach(target IN LISTS installed_binaries)
+  list(APPEND binaries $<TARGET_FILE:${target}>${headers_of_${target}})
+endforeach()
+add_custom_command(OUTPUT ${sbom}
+  COMMAND ${Python3_EXECUTABLE} -B ${PROJECT_SOURCE_DIR}/packaging/sbom.py ${sbom}
+    ${PROJECT_VERSION} ${QOR_SOURCE_DATE} ${CMAKE_LIBRARY_ARCHITECTURE} ${binaries}
+  DEPENDS ${PROJECT_SOURCE_DIR}/packaging/sbom.py ${installed_binaries} VERBATIM)
+add_custom_target(sbom ALL DEPENDS ${sbom})
+install(FILES ${sbom} DESTINATION ${CMAKE_INSTALL_DOCDIR} COMPONENT runtime)

@@ -1,0 +1,14 @@
+# Copyright 2026 The qor-handler-manager authors
+# SPDX-License-Identifier: Apache-2.0
+
+# QOR_SOURCE_DATE: the date that packages bear, in seconds since 1970. It belongs to the sources, so
+# that the same sources give the same bytes whenever they are built.
+if(DEFINED ENV{SOURCE_DATE_EPOCH})
+  set(QOR_SOURCE_DATE $ENV{SOURCE_DATE_EPOCH})
+else()
+  execute_process(COMMAND git log -1 --format=%ct WORKING_DIRECTORY ${PROJECT_SOURCE_DIR}
+    OUTPUT_VARIABLE QOR_SOURCE_DATE OUTPUT_STRIP_TRAILING_WHITESPACE ERROR_QUIET)
+  if(NOT QOR_SOURCE_DATE)
+    file(TIMESTAMP ${PROJECT_SOURCE_DIR}/CHANGELOG.md QOR_SOURCE_DATE %s UTC)
+  endif()
+endif()

@@ -1,0 +1,31 @@
+# Copyright 2026 The qor-handler-manager authors
+# SPDX-License-Identifier: Apache-2.0
+
+# cmake -D BUILD_FOLDER=... -P uninstall.cmake: removes what was last installed from that build
+# folder, and the folders that this leaves empty.
+file(GLOB manifests ${BUILD_FOLDER}/install_manifest*.txt)
+if(NOT manifests)
+  message(FATAL_ERROR "Nothing was installed from ${BUILD_FOLDER}: it holds no install_manifest.txt.")
+endif()
+file(READ ${BUILD_FOLDER}/install_prefix.txt prefix)
+foreach(manifest IN LISTS manifests)
+  file(STRINGS ${manifest} files)
+  foreach(file IN LISTS files)
+    set(path $ENV{DESTDIR}${file})
+    file(REMOVE ${path})
+    cmake_path(GET path PARENT_PATH folder)
+    cmake_path(IS_PREFIX prefix ${folder} below)
+    while(below AND IS_DIRECTORY ${folder})
+      file(GLOB entries ${folder}/*  ${folder}/.*)
+      if(entries)
+        break()
+      endif()
+      file(REMOVE_RECURSE ${folder})
+      cmake_path(GET folder PARENT_PATH folder)
+      cmake_path(IS_PREFIX prefix ${folder} below)
+    endwhile()
+  endforeach()
+  file(REMOVE ${manifest})
+endforeach()
+file(REMOVE ${BUILD_FOLDER}/install_prefix.txt)
+message(STATUS "Uninstalled from ${prefix}")
