@@ -81,12 +81,13 @@ class Check : public EndToEndTest {
   }
   std::string InPackage(const std::string& file) const { return Root() + "/pkg/" + file; }
 
+  // Handlers have all the time that they need to connect.
   tools::ProcessResult RunHandlers(const std::string& package,
-                                   const std::vector<std::string>& options = {}) {
-    std::vector<std::string> arguments = {"check", "--run", "--connection-timeout", "60000",
-                                          package};
-    arguments.insert(arguments.end(), options.begin(), options.end());
-    return Qor(arguments);
+                                   std::vector<std::string> options = {},
+                                   const std::string& connection_ms = "60000") {
+    options.insert(options.begin(),
+                   {"check", "--run", package, "--connection-timeout", connection_ms});
+    return Qor(options);
   }
 };
 
@@ -114,7 +115,7 @@ TEST_F(Check, NamesWhatThePackageManagerWouldRefuse) {
                  "      write three numbers, such as version=\"1.2.3\"\n");
   EXPECT_HAS(ReportWith(kManifest, "package=\"org", "package=\"an id", 1),
              manifest + ":4: package: \"an id.example.text\" is not a package id\n      write an");
-  EXPECT_HAS(ReportWith(kManifest, "<service-application", "<service", 1), manifest + ":14: ");
+  EXPECT_HAS(ReportWith(kManifest, "<service-application", "<service", 1), manifest + ":10: ");
 }
 
 TEST_F(Check, NamesAnApplicationWithoutAnExecutableFile) {
@@ -199,12 +200,15 @@ TEST_F(Check, NamesTheLineOfAConfigurationFileThatIsNoListOfTypes) {
 }
 
 TEST_F(Check, WarnsOfItemsThatWereHardlyMeantSo) {
-  const std::string report =
-      ReportWithConfiguration("request-types:\n  - a\n  -\n  - b\n  - a\n  - \"\"\n", 0);
+  const std::string report = ReportWithConfiguration(
+      "request-types:\n  - a\n  -\n  - b\n  - a\n  - \"\"\n  - ~\n  - # none\n", 0);
   const std::string file = "warn  configuration: " + InPackage(kConfiguration);
   EXPECT_HAS(report, file +
                          ":3: request-types: an item without a text counts as the request type "
                          "\"null\"\n      write the type after the dash, or remove the line\n");
+  for (const char* line : {":7: ", ":8: "}) {
+    EXPECT_HAS(report, file + line + "request-types: an item without a text counts");
+  }
   EXPECT_HAS(report, file + ":5: request-types: \"a\" is in the list twice\n      remove one\n");
   EXPECT_HAS(report, file + ":6: request-types: an item is an empty text\n      write the type");
   EXPECT_HAS_NOT(report, "pass  configuration");
@@ -332,7 +336,7 @@ INSTANTIATE_TEST_SUITE_P(Good, CheckOfExample,
                          });
 
 TEST_F(Check, NamesAHandlerThatNeverConnects) {
-  const auto run = RunHandlers(Packages() + "/silent", {"--connection-timeout", "500"});
+  const auto run = RunHandlers(Packages() + "/silent", {}, "500");
   EXPECT_EQ(run.exit_status, 1);
   EXPECT_HAS(run.output,
              "fail  connection: it runs, but does not connect within 500 ms\n"
@@ -343,7 +347,7 @@ TEST_F(Check, NamesAHandlerThatNeverConnects) {
 TEST_F(Check, NamesAHandlerThatEndsBeforeItConnects) {
   const std::string package = Copy("text");
   Write(package + "/bin/text-handler", "#!/bin/true\n");
-  const auto run = RunHandlers(package, {"--connection-timeout", "500"});
+  const auto run = RunHandlers(package, {}, "500");
   EXPECT_EQ(run.exit_status, 1);
   EXPECT_HAS(run.output, "fail  connection: it ended and did not connect within 500 ms\n");
 }
@@ -360,8 +364,7 @@ TEST_F(Check, NamesAHandlerThatDoesNotFetchItsCommands) {
   const std::string package = Copy("careless");
   fs::rename(package + "/bin/careless-handler", package + "/bin/deaf-handler");
   Replace(package + "/" + kManifest, "careless-handler\" type", "deaf-handler\" type");
-  const auto run =
-      RunHandlers(package, {"--connection-timeout", "2000", "--execution-timeout", "500"});
+  const auto run = RunHandlers(package, {"--execution-timeout", "500"}, "2000");
   EXPECT_EQ(run.exit_status, 1);
   EXPECT_HAS(run.output,
              "fail  connection: it connects, but does not fetch its commands\n      set");

@@ -87,13 +87,13 @@ class Trial {
 
   // The one before has ended when the next begins.
   void StartAgent() {
-    NoteAnsweredTwice();
     agent_.reset();
     agent_ = std::make_unique<AgentProcess>(options_.timeouts, is_interrupted_);
   }
 
+  // A second answer comes before those to commands that were sent later.
   void NoteAnsweredTwice() {
-    if (agent_ == nullptr) return;
+    Execute(NewCommand(sample_->command.type));
     answered_twice_.insert(agent_->AnsweredTwice().begin(), agent_->AnsweredTwice().end());
   }
 
@@ -214,6 +214,7 @@ class Trial {
   // The new agent sends two commands at once, so that the handler is asked twice to fetch.
   void TryAgentRestart() {
     constexpr char kName[] = "agent restart";
+    NoteAnsweredTwice();
     StartAgent();
     const Command fresh = NewCommand(sample_->command.type);
     agent_->Send(sample_->command);

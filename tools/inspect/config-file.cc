@@ -5,7 +5,11 @@
 
 #include <yaml-cpp/yaml.h>
 
+#include <algorithm>
+#include <cstddef>
 #include <filesystem>
+#include <fstream>
+#include <regex>
 
 #include "handlers/handler-config.h"
 #include "inspect/similar.h"
@@ -43,13 +47,37 @@ Finding Diagnose(const YAML::Node& root, const std::string& file) {
   return {"it cannot be understood", kShape, {file, LineOf(types), kKey}};
 }
 
+std::vector<std::string> ReadLines(const std::string& path) {
+  std::vector<std::string> lines;
+  std::ifstream file(path);
+  for (std::string line; std::getline(file, line);) lines.push_back(line);
+  return lines;
+}
+
+// The parser says where the next thing stands when there is nothing behind a dash.
+int LineOfNull(const YAML::Node& item, const std::vector<std::string>& lines) {
+  static const std::regex bare_dash(R"(\s*-\s*(#.*)?)");
+  const int last = std::min(item.Mark().line, static_cast<int>(lines.size()) - 1);
+  const bool is_written =
+      last == item.Mark().line && lines[static_cast<std::size_t>(last)].find_first_of(
+                                      "~nN", static_cast<std::size_t>(item.Mark().column)) ==
+                                      static_cast<std::size_t>(item.Mark().column);
+  for (int line = last; line >= 0 && !is_written; --line) {
+    if (std::regex_match(lines[static_cast<std::size_t>(line)], bare_dash)) return line + 1;
+  }
+  return LineOf(item);
+}
+
 // Items that the library takes, but hardly as they were meant.
-std::vector<Finding> Doubts(const YAML::Node& types, const std::string& file) {
+std::vector<Finding> Doubts(const YAML::Node& types, const std::string& path,
+                            const std::string& file) {
   std::vector<Finding> doubts;
   std::set<std::string> seen;
+  const std::vector<std::string> lines = ReadLines(path);
   for (const YAML::Node& item : types) {
-    const Place place{file, LineOf(item), kKey};
+    Place place{file, LineOf(item), kKey};
     if (item.IsNull()) {
+      place.line = LineOfNull(item, lines);
       doubts.push_back({"an item without a text counts as the request type \"null\"",
                         "write the type after the dash, or remove the line", place});
     } else if (item.Scalar().empty()) {
@@ -97,7 +125,7 @@ ConfigFile ReadConfigFile(const std::string& path, const std::string& shown_as) 
            {{"the list is empty", "add the request types", {shown_as, LineOf(list), kKey}}},
            {}});
     }
-    return OfConfiguration({{types.begin(), types.end()}, {}, Doubts(list, shown_as)});
+    return OfConfiguration({{types.begin(), types.end()}, {}, Doubts(list, path, shown_as)});
   } catch (const YAML::Exception&) {
     return OfConfiguration({{}, {DiagnoseFile(path, shown_as)}, {}});
   }
