@@ -2,14 +2,16 @@
 // SPDX-License-Identifier: Apache-2.0
 
 // A handler that connects to whoever launches it and makes what mistakes a handler can make. Under
-// a name that begins with "deaf" it does not even ask for its commands.
+// the name "deaf-handler" it does not ask for its commands, as "brief-handler" it ends instead.
 
 #include <app_control.h>
 #include <service_app.h>
 
 #include <cstdlib>
 #include <memory>
+#include <set>
 #include <string>
+#include <utility>
 
 #include "connection.h"
 
@@ -20,22 +22,25 @@ using qor::internal::ReceivedCommand;
 
 class Careless : public Connection::Observer {
  public:
-  explicit Careless(bool is_deaf) : is_deaf_(is_deaf) {}
+  explicit Careless(std::string name) : name_(std::move(name)) {}
 
   void Connect(const std::string& agent) {
+    if (name_ == "brief-handler") return service_app_exit();
     if (connection_ != nullptr && !connection_->IsOver()) return;
     connection_ = std::make_unique<Connection>(agent, *this);
     connection_->Connect();
   }
 
   void OnOpened() override {
-    if (!is_deaf_) connection_->FetchCommands();
+    if (name_ != "deaf-handler") connection_->FetchCommands();
   }
   void OnCommand(ReceivedCommand command) override {
     if (command.type == "careless.text") {
       connection_->SendResult(command.uuid, {true, "hello there"});
     } else if (command.type == "careless.count") {
       connection_->SendResult(command.uuid, {true, std::to_string(++count_)});
+    } else if (command.type == "careless.once") {
+      if (answered_.insert(command.uuid).second) connection_->SendResult(command.uuid, {true, "1"});
     } else {
       connection_->SendResult(command.uuid, {true, "2"});
       connection_->SendResult(command.uuid, {true, "2"});
@@ -44,8 +49,9 @@ class Careless : public Connection::Observer {
   void OnClosed() override {}
 
  private:
-  const bool is_deaf_;
+  const std::string name_;
   int count_ = 0;
+  std::set<std::string> answered_;
   std::unique_ptr<Connection> connection_;
 };
 
@@ -53,7 +59,7 @@ class Careless : public Connection::Observer {
 
 int main(int argc, char** argv) {
   const std::string file = argv[0];
-  Careless careless(file.compare(file.rfind('/') + 1, 4, "deaf") == 0);
+  Careless careless(file.substr(file.rfind('/') + 1));
   service_app_lifecycle_callback_s callbacks = {};
   callbacks.create = [](void*) { return true; };
   callbacks.app_control = [](app_control_h request, void* data) {

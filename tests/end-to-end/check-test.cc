@@ -51,6 +51,14 @@ class Check : public EndToEndTest {
     return copy;
   }
 
+  // The handler behaves as its executable is called.
+  std::string CopyOfCarelessAs(const std::string& executable) const {
+    const std::string package = Copy("careless");
+    fs::rename(package + "/bin/careless-handler", package + "/bin/" + executable);
+    Replace(package + "/" + kManifest, "exec=\"careless-handler\"", "exec=\"" + executable + "\"");
+    return package;
+  }
+
   static void Write(const std::string& path, const std::string& text) {
     std::ofstream(path, std::ios::binary) << text;
   }
@@ -345,11 +353,9 @@ TEST_F(Check, NamesAHandlerThatNeverConnects) {
 }
 
 TEST_F(Check, NamesAHandlerThatEndsBeforeItConnects) {
-  const std::string package = Copy("text");
-  Write(package + "/bin/text-handler", "#!/bin/true\n");
-  const auto run = RunHandlers(package, {}, "500");
+  const auto run = RunHandlers(CopyOfCarelessAs("brief-handler"), {}, "2000");
   EXPECT_EQ(run.exit_status, 1);
-  EXPECT_HAS(run.output, "fail  connection: it ended and did not connect within 500 ms\n");
+  EXPECT_HAS(run.output, "fail  connection: it ended and did not connect within 2000 ms\n");
 }
 
 TEST_F(Check, NamesAHandlerThatCannotBeLaunched) {
@@ -361,10 +367,8 @@ TEST_F(Check, NamesAHandlerThatCannotBeLaunched) {
 }
 
 TEST_F(Check, NamesAHandlerThatDoesNotFetchItsCommands) {
-  const std::string package = Copy("careless");
-  fs::rename(package + "/bin/careless-handler", package + "/bin/deaf-handler");
-  Replace(package + "/" + kManifest, "careless-handler\" type", "deaf-handler\" type");
-  const auto run = RunHandlers(package, {"--execution-timeout", "500"}, "2000");
+  const auto run =
+      RunHandlers(CopyOfCarelessAs("deaf-handler"), {"--execution-timeout", "500"}, "2000");
   EXPECT_EQ(run.exit_status, 1);
   EXPECT_HAS(run.output,
              "fail  connection: it connects, but does not fetch its commands\n      set");
@@ -374,7 +378,7 @@ TEST_F(Check, NamesTypesThatKillTheHandlerOrAreNotAnswered) {
   const auto run = RunHandlers(Packages() + "/text");
   EXPECT_EQ(run.exit_status, 1);
   EXPECT_HAS(run.output,
-             "fail  text.crash: it ended while it worked on the command\n      see its log lines");
+             "fail  text.crash: it ended while it worked on the command\n      see the log lines");
   EXPECT_HAS(
       run.output,
       "warn  text.forget: no answer within 3000 ms\n      ask for more time before it is up");
@@ -417,6 +421,9 @@ TEST_F(Check, NamesWhatACarelessHandlerDoes) {
   EXPECT_HAS(run.output,
              "fail  careless.count again: a command that comes again is answered with 2, before "
              "with 1\n      keep the answers by uuid");
+  EXPECT_HAS(
+      run.output,
+      "warn  careless.once again: a command that comes again is not answered\n      keep the");
   EXPECT_HAS(run.output,
              "fail  careless.text: its result is not JSON: hello there\n      answer with a JSON");
   EXPECT_HAS(run.output, "fail  agent restart: after it: a command that comes again is answered");

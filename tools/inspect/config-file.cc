@@ -56,14 +56,15 @@ std::vector<std::string> ReadLines(const std::string& path) {
 
 // The parser says where the next thing stands when there is nothing behind a dash.
 int LineOfNull(const YAML::Node& item, const std::vector<std::string>& lines) {
+  const auto line = static_cast<std::size_t>(item.Mark().line);
+  const auto column = static_cast<std::size_t>(item.Mark().column);
+  if (line < lines.size()) {
+    const std::string before = lines[line].substr(0, column);
+    if (before.find_last_not_of(" \t") != std::string::npos) return LineOf(item);
+  }
   static const std::regex bare_dash(R"(\s*-\s*(#.*)?)");
-  const int last = std::min(item.Mark().line, static_cast<int>(lines.size()) - 1);
-  const bool is_written =
-      last == item.Mark().line && lines[static_cast<std::size_t>(last)].find_first_of(
-                                      "~nN", static_cast<std::size_t>(item.Mark().column)) ==
-                                      static_cast<std::size_t>(item.Mark().column);
-  for (int line = last; line >= 0 && !is_written; --line) {
-    if (std::regex_match(lines[static_cast<std::size_t>(line)], bare_dash)) return line + 1;
+  for (std::size_t i = std::min(line + 1, lines.size()); i > 0; --i) {
+    if (std::regex_match(lines[i - 1], bare_dash)) return static_cast<int>(i);
   }
   return LineOf(item);
 }
