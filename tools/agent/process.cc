@@ -65,14 +65,18 @@ class Listener {
 
 }  // namespace
 
-ProcessResult RunProcess(const std::vector<std::string>& arguments, double limit_seconds) {
+std::string CommandLine(const std::vector<std::string>& arguments) {
   std::string command = "exec";
   for (const auto& argument : arguments) command += " " + Quote(argument);
+  return command;
+}
+
+ProcessResult RunProcess(const std::vector<std::string>& arguments, double limit_seconds) {
   Run run;
   const Listener listener(run);
   run.process = ecore_exe_pipe_run(
-      command.c_str(), static_cast<Ecore_Exe_Flags>(ECORE_EXE_PIPE_READ | ECORE_EXE_PIPE_ERROR),
-      nullptr);
+      CommandLine(arguments).c_str(),
+      static_cast<Ecore_Exe_Flags>(ECORE_EXE_PIPE_READ | ECORE_EXE_PIPE_ERROR), nullptr);
   if (run.process == nullptr) return run.result;
   if (!RunUntil([&run] { return run.ended; }, limit_seconds)) ecore_exe_kill(run.process);
   return run.result;

@@ -16,6 +16,9 @@ struct ProcessResult {
   std::string errors;
 };
 
+// A program and its arguments as a shell takes them, which the program replaces.
+std::string CommandLine(const std::vector<std::string>& arguments);
+
 // Runs a program to its end while the main loop goes on. `arguments` begin with the program.
 ProcessResult RunProcess(const std::vector<std::string>& arguments, double limit_seconds);
 
