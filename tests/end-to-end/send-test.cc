@@ -179,6 +179,15 @@ TEST_F(Send, EndsAlthoughCommandsPendingTogetherLostTheirTimeouts) {
   EXPECT_TRUE(Holds(run.errors, " no-answer\n")) << run.errors;
 }
 
+TEST_F(Send, TellsOfATimeoutOnOneLine) {
+  Install("text");
+  const auto run = Qor({"send", "text.forget", "--execution-timeout", "100"});
+  EXPECT_EQ(run.exit_status, 4);
+  EXPECT_TRUE(Holds(run.errors, R"(qor: status 1: {"ErrorCode":2004,"ErrorDomain":"QOR-CLIENT",)"
+                                R"("ErrorDescription":"Execution time out"})"))
+      << run.errors;
+}
+
 TEST_F(Send, WaitsAsLongAsAHandlerWasGranted) {
   Install("text");
   // Longer than both timeouts and the grace.
