@@ -79,6 +79,9 @@ int Send(const Options& options) {
 void AddSendCommand(CLI::App& app, Choice& choice) {
   const auto options = std::make_shared<Options>();
   CLI::App* send = app.add_subcommand("send", "Send one command and print its result");
+  send->footer(
+      "Example:\n"
+      "  qor send text.upper '\"hello\"'");
   send->add_option("TYPE", options->type, "Request type")->required();
   send->add_option("PAYLOAD", options->payload, "JSON payload");
   send->add_option("--uuid", options->uuid, "Command uuid (default: a random one)");
