@@ -178,7 +178,7 @@ TEST_F(ToolHelp, RunsNothingThatAHandlerCallsAType) {
 
 TEST_F(ToolHelp, CompletesInZsh) {
   Install("text");
-  EXPECT_THAT(Zsh("qor ''"), HasSubstr("doctor:Look for what is wrong below the root folder\n"));
+  EXPECT_THAT(Zsh("qor ''"), HasSubstr("doctor:Look for what is wrong below the root folder;"));
   EXPECT_THAT(Zsh("qor package ''"),
               HasSubstr("install:Install a package, or update it when it is installed\n"));
   EXPECT_THAT(Zsh("qor package install ''"), HasSubstr("files\n"));
