@@ -18,7 +18,7 @@ int Report(const qor::Failure& failure, bool as_json) {
   return failure.Code();
 }
 
-std::string ExitStatuses() {
+std::string Footer() {
   std::string text = "Example:\n  qor send text.upper '\"hello\"'\n\nExit status:";
   for (const auto& entry : qor::kExitCodeMeanings) {
     text += "\n  " + std::to_string(entry.code) + "  " + entry.meaning;
@@ -32,7 +32,7 @@ int main(int argc, char** argv) {
   CLI::App app("Installs handler packages, lists and explains handlers, sends commands", "qor");
   app.require_subcommand(1);
   app.failure_message(CLI::FailureMessage::help);
-  app.footer(ExitStatuses());
+  app.footer(Footer());
   qor::Choice choice;
   qor::AddPackageCommand(app, choice);
   qor::AddCompletionCommand(app, choice);
