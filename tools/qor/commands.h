@@ -23,6 +23,9 @@ struct Choice {
 // Each adds its subcommand to the command line and, when that was chosen, stores what it does in
 // `choice`.
 void AddPackageCommand(CLI::App& app, Choice& choice);
+// Hidden: made from the whole command line, however it looks in the end.
+void AddCompletionCommand(CLI::App& app, Choice& choice);
+void AddManCommand(CLI::App& app, Choice& choice);
 void AddDoctorCommand(CLI::App& app, Choice& choice);
 void AddExplainCommand(CLI::App& app, Choice& choice);
 void AddHandlersCommand(CLI::App& app, Choice& choice);

@@ -5,6 +5,7 @@
 
 #include <exception>
 #include <iostream>
+#include <string>
 
 #include "commands.h"
 #include "exit-codes.h"
@@ -17,14 +18,25 @@ int Report(const qor::Failure& failure, bool as_json) {
   return failure.Code();
 }
 
+std::string Footer() {
+  std::string text = "Example:\n  qor send text.upper '\"hello\"'\n\nExit status:";
+  for (const auto& entry : qor::kExitCodeMeanings) {
+    text += "\n  " + std::to_string(entry.code) + "  " + entry.meaning;
+  }
+  return text;
+}
+
 }  // namespace
 
 int main(int argc, char** argv) {
-  CLI::App app("Installs handler packages, lists handlers, sends commands.", "qor");
+  CLI::App app("Installs handler packages, lists and explains handlers, sends commands", "qor");
   app.require_subcommand(1);
   app.failure_message(CLI::FailureMessage::help);
+  app.footer(Footer());
   qor::Choice choice;
   qor::AddPackageCommand(app, choice);
+  qor::AddCompletionCommand(app, choice);
+  qor::AddManCommand(app, choice);
   qor::AddDoctorCommand(app, choice);
   qor::AddExplainCommand(app, choice);
   qor::AddHandlersCommand(app, choice);
