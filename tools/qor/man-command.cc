@@ -67,13 +67,11 @@ std::string OptionTerm(const CLI::Option& option) {
   return TakesValue(option) ? term + " " + Italic(option.get_type_name()) : term;
 }
 
-// The lines below "Example:", as they are.
-std::string ExamplesOf(const CLI::App& app) {
+// Examples and whatever else the help ends with, as it is.
+std::string FooterOf(const CLI::App& app) {
   std::istringstream footer(app.get_footer());
   std::string text;
-  for (std::string line; std::getline(footer, line);) {
-    if (line.rfind("  ", 0) == 0) text += Escaped(line.substr(2)) + "\n";
-  }
+  for (std::string line; std::getline(footer, line);) text += Escaped(line) + "\n";
   return text.empty() ? "" : ".PP\n.EX\n" + text + ".EE\n";
 }
 
@@ -94,7 +92,7 @@ std::string Section(const Command& command) {
     if (!option->get_default_str().empty()) meaning += " (" + option->get_default_str() + ")";
     text += Item(OptionTerm(*option), meaning);
   }
-  return text + ExamplesOf(*command.app);
+  return text + FooterOf(*command.app);
 }
 
 std::string ManualPage(const CLI::App& tool) {

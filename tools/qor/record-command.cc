@@ -151,6 +151,9 @@ void AddRecordCommand(CLI::App& app, Choice& choice) {
   const auto options = std::make_shared<Options>();
   CLI::App* record = app.add_subcommand(
       "record", "Run an agent and show what became of every command that it sent");
+  record->footer(
+      "Example:\n"
+      "  qor record --format html -o record.html -- qor send text.upper '\"hello\"'");
   record->add_option("--format", options->format, "text, json (lines), trace or html")
       ->check(CLI::IsMember(Formats()))
       ->capture_default_str();
