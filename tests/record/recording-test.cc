@@ -308,6 +308,7 @@ TEST_F(Recording, RefusesARecordWithNothingInIt) {
   const auto missing = Qor({"record", "--from", Root() + "/none"});
   EXPECT_EQ(missing.exit_status, 1);
   EXPECT_THAT(missing.errors, HasSubstr(Root() + "/none: cannot be read: No such file"));
+  EXPECT_THAT(Qor({"record", "--from", Root()}).errors, HasSubstr(Root() + ": is a folder\n"));
 }
 
 TEST_F(Recording, WritesEveryFormatToAFile) {
