@@ -207,13 +207,16 @@ TEST_F(Recording, DoesNotHarmAnAgentThatLoadsTheLibraryByItself) {
 
 TEST_F(Recording, SaysOnceThatItCannotWriteAndLetsTheAgentGoOn) {
   Install("text");
-  const auto run = Run({"env", "LD_PRELOAD=" + Recorder(), "QOR_RECORD_FILE=" + Root() + "/no/file",
-                        BuildFolder() + "/examples/example-agent", "text.upper", "\"a\""});
-  EXPECT_EQ(run.exit_status, 0);
-  EXPECT_THAT(run.output, HasSubstr("command-1: "));
-  const std::string message = "qor-recorder: nothing more is recorded in " + Root() + "/no/file: ";
-  EXPECT_EQ(run.errors.find(message), run.errors.rfind("qor-recorder")) << run.errors;
-  EXPECT_THAT(run.errors, HasSubstr(message));
+  for (const auto& [file, reason] : {std::pair{Root() + "/no/file", "open: No such file"},
+                                     {std::string("/dev/full"), "write: No space left"}}) {
+    const auto run = Run({"env", "LD_PRELOAD=" + Recorder(), "QOR_RECORD_FILE=" + file,
+                          BuildFolder() + "/examples/example-agent", "text.upper", "\"a\""});
+    EXPECT_EQ(run.exit_status, 0);
+    EXPECT_THAT(run.output, HasSubstr("command-1: "));
+    const std::string message = "qor-recorder: nothing more is recorded in " + file + ": " + reason;
+    EXPECT_THAT(run.errors, HasSubstr(message));
+    EXPECT_EQ(run.errors.find("qor-recorder"), run.errors.rfind("qor-recorder")) << run.errors;
+  }
 }
 
 TEST_F(Recording, LeavesOtherPreloadedLibrariesInTheEnvironment) {
