@@ -123,6 +123,12 @@ TEST_F(Recording, HoldsTheLifeOfEveryCommand) {
   EXPECT_EQ(unconnected.handler, kSilent);
   EXPECT_GE(unconnected.Duration(), 1'500'000);
 
+  for (const qor::Event& event : record.events) {
+    if (event.kind == qor::EventKind::kAnswered) {
+      EXPECT_EQ(event.handler, kText);
+    }
+  }
+
   EXPECT_EQ(Find(record, "unknown").outcome, Outcome::kRefused);
   EXPECT_EQ(Find(record, "unknown").code, QOR_HANDLER_MANAGER_ERROR_NOT_SUPPORTED_COMMAND);
   EXPECT_EQ(Find(record, "dropped").outcome, Outcome::kDropped);

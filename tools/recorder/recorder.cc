@@ -12,6 +12,7 @@
 #include <cstdlib>
 #include <cstring>
 #include <ctime>
+#include <stdexcept>
 #include <system_error>
 
 namespace recorder {
@@ -102,16 +103,14 @@ void Recorder::WriteEnd() noexcept {
 
 std::int64_t Recorder::Process() { return getpid(); }
 
-void Recorder::Append(const std::string& line) {
-  const std::lock_guard<std::mutex> lock(mutex_);
-  for (std::size_t written = 0; written < line.size();) {
-    const ssize_t result = write(file_, line.data() + written, line.size() - written);
-    if (result >= 0) {
-      written += static_cast<std::size_t>(result);
-    } else if (errno != EINTR) {
-      throw std::system_error(errno, std::generic_category(), "write");
-    }
-  }
+// The kernel appends a line in one piece, whoever else writes.
+void Recorder::Append(const std::string& line) const {
+  ssize_t written = 0;
+  do {
+    written = write(file_, line.data(), line.size());
+  } while (written < 0 && errno == EINTR);
+  if (written < 0) throw std::system_error(errno, std::generic_category(), "write");
+  if (static_cast<std::size_t>(written) < line.size()) throw std::runtime_error("no space left");
 }
 
 void Recorder::GiveUp(const char* reason) noexcept {

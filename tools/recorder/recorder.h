@@ -8,7 +8,6 @@
 #include <cerrno>
 #include <cstdint>
 #include <exception>
-#include <mutex>
 #include <string>
 
 #include "qor/json-writer.h"
@@ -54,13 +53,11 @@ class Recorder {
   Recorder() noexcept;
 
   static std::int64_t Process();
-  void Append(const std::string& line);
+  void Append(const std::string& line) const;
   void GiveUp(const char* reason) noexcept;
 
   std::string path_;
   std::atomic<bool> recording_{false};
-  // One line at a time.
-  std::mutex mutex_;
   int file_ = -1;
   std::int64_t first_process_ = 0;
 };
