@@ -123,11 +123,16 @@ TEST_F(Recording, HoldsTheLifeOfEveryCommand) {
   EXPECT_EQ(unconnected.handler, kSilent);
   EXPECT_GE(unconnected.Duration(), 1'500'000);
 
+  int routed = 0;
   for (const qor::Event& event : record.events) {
     if (event.kind == qor::EventKind::kAnswered) {
       EXPECT_EQ(event.handler, kText);
+    } else if (event.kind == qor::EventKind::kRouted) {
+      EXPECT_EQ(event.handler, event.uuid == "unconnected" ? kSilent : kText);
+      ++routed;
     }
   }
+  EXPECT_EQ(routed, 6);
 
   EXPECT_EQ(Find(record, "unknown").outcome, Outcome::kRefused);
   EXPECT_EQ(Find(record, "unknown").code, QOR_HANDLER_MANAGER_ERROR_NOT_SUPPORTED_COMMAND);
