@@ -123,6 +123,17 @@ TEST_F(Recording, HoldsTheLifeOfEveryCommand) {
   EXPECT_EQ(unconnected.handler, kSilent);
   EXPECT_GE(unconnected.Duration(), 1'500'000);
 
+  int routed = 0;
+  for (const qor::Event& event : record.events) {
+    if (event.kind == qor::EventKind::kAnswered) {
+      EXPECT_EQ(event.handler, kText);
+    } else if (event.kind == qor::EventKind::kRouted) {
+      EXPECT_EQ(event.handler, event.uuid == "unconnected" ? kSilent : kText);
+      ++routed;
+    }
+  }
+  EXPECT_EQ(routed, 6);
+
   EXPECT_EQ(Find(record, "unknown").outcome, Outcome::kRefused);
   EXPECT_EQ(Find(record, "unknown").code, QOR_HANDLER_MANAGER_ERROR_NOT_SUPPORTED_COMMAND);
   EXPECT_EQ(Find(record, "dropped").outcome, Outcome::kDropped);
@@ -207,13 +218,16 @@ TEST_F(Recording, DoesNotHarmAnAgentThatLoadsTheLibraryByItself) {
 
 TEST_F(Recording, SaysOnceThatItCannotWriteAndLetsTheAgentGoOn) {
   Install("text");
-  const auto run = Run({"env", "LD_PRELOAD=" + Recorder(), "QOR_RECORD_FILE=" + Root() + "/no/file",
-                        BuildFolder() + "/examples/example-agent", "text.upper", "\"a\""});
-  EXPECT_EQ(run.exit_status, 0);
-  EXPECT_THAT(run.output, HasSubstr("command-1: "));
-  const std::string message = "qor-recorder: nothing more is recorded in " + Root() + "/no/file: ";
-  EXPECT_EQ(run.errors.find(message), run.errors.rfind("qor-recorder")) << run.errors;
-  EXPECT_THAT(run.errors, HasSubstr(message));
+  for (const auto& [file, reason] : {std::pair{Root() + "/no/file", "open: No such file"},
+                                     {std::string("/dev/full"), "write: No space left"}}) {
+    const auto run = Run({"env", "LD_PRELOAD=" + Recorder(), "QOR_RECORD_FILE=" + file,
+                          BuildFolder() + "/examples/example-agent", "text.upper", "\"a\""});
+    EXPECT_EQ(run.exit_status, 0);
+    EXPECT_THAT(run.output, HasSubstr("command-1: "));
+    const std::string message = "qor-recorder: nothing more is recorded in " + file + ": " + reason;
+    EXPECT_THAT(run.errors, HasSubstr(message));
+    EXPECT_EQ(run.errors.find("qor-recorder"), run.errors.rfind("qor-recorder")) << run.errors;
+  }
 }
 
 TEST_F(Recording, LeavesOtherPreloadedLibrariesInTheEnvironment) {
@@ -308,6 +322,7 @@ TEST_F(Recording, RefusesARecordWithNothingInIt) {
   const auto missing = Qor({"record", "--from", Root() + "/none"});
   EXPECT_EQ(missing.exit_status, 1);
   EXPECT_THAT(missing.errors, HasSubstr(Root() + "/none: cannot be read: No such file"));
+  EXPECT_THAT(Qor({"record", "--from", Root()}).errors, HasSubstr(Root() + ": is a folder\n"));
 }
 
 TEST_F(Recording, WritesEveryFormatToAFile) {

@@ -67,10 +67,9 @@ class TemporaryFile {
 
 // Lines that cannot be used are told and left out.
 Record ReadRecord(const std::string& path, const std::string& name) {
+  if (fs::is_directory(path)) throw Failure(kError, "is a folder", "", {name, 0, ""});
   std::ifstream file(path);
-  if (!file || fs::is_directory(path)) {
-    throw Failure(kError, "cannot be read: " + LastError(), "", {name, 0, ""});
-  }
+  if (!file) throw Failure(kError, "cannot be read: " + LastError(), "", {name, 0, ""});
   ReadEvents read = ReadJsonLines(file);
   for (const BadLine& line : read.bad_lines) {
     std::cerr << "qor: " << name << ":" << line.number << ": left out: " << line.reason << "\n";
