@@ -46,6 +46,7 @@ bool CommandKey::operator<(const CommandKey& other) const {
 
 AnswerStore::AnswerStore(std::string path, const AnswerLimits& limits, Clock clock)
     : path_(path.empty() ? kInMemory : std::move(path)), limits_(limits), clock_(std::move(clock)) {
+  if (limits_.count == 0) return;
   try {
     Open(path_);
   } catch (const sqlite::DatabaseError& error) {
@@ -59,12 +60,12 @@ AnswerStore::AnswerStore(std::string path, const AnswerLimits& limits, Clock clo
 }
 
 void AnswerStore::Keep(const CommandKey& key, const Answer& answer) {
-  Guard([&] { Store(key, answer); });
+  if (database_) Guard([&] { Store(key, answer); });
 }
 
 std::optional<Answer> AnswerStore::Find(const CommandKey& key) {
   std::optional<Answer> answer;
-  Guard([&] { answer = Load(key); });
+  if (database_) Guard([&] { answer = Load(key); });
   return answer;
 }
 
