@@ -95,7 +95,8 @@ class QOR_HANDLER_API Command {
   std::shared_ptr<internal::CommandState> state_;
 };
 
-// What is kept of the answers. The oldest go first.
+// What is kept of the answers. The oldest go first. A count of 0 keeps none, on file or elsewhere:
+// a command that is delivered again after its answer then runs again.
 struct AnswerLimits {
   std::size_t count = 1000;
   std::chrono::seconds age = std::chrono::hours(7 * 24);
@@ -137,8 +138,6 @@ class QOR_HANDLER_API Handler {
   // Connects to this agent from the start and as long as Run() lasts, whoever launches the handler.
   Handler& SetAgent(const std::string& app_id);
   Handler& KeepAnswers(const AnswerLimits& limits);
-  // Keeps answers in memory only, within the limits: "never twice" ends with the process.
-  Handler& KeepAnswersInMemory();
 
   // Runs the application until the platform ends it, or service_app_exit(). Returns 0, or a
   // negative platform error (app_error_e) when the application cannot run, for example because it
