@@ -31,7 +31,7 @@ TEST_F(Documents, ShowAHandlerInTheReadmeAndInTheHeaderThatIsTheOneInTheExamples
   std::string comment;
   std::istringstream lines(example);
   for (std::string line; std::getline(lines, line);) {
-    comment += line.empty() ? "//\n" : "//   " + line + "\n";
+    comment += line.empty() ? "///\n" : "///   " + line + "\n";
   }
   EXPECT_NE(Source("handler/include/qor/handler.h").find(comment), std::string::npos);
 }
