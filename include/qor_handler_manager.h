@@ -185,7 +185,7 @@ EXPORT_API int qor_handler_manager_shutdown(void);
 
 /** Sends a command to the preferred handler of `request_type`, which is launched when it is not
  * connected. Starts the library. When it succeeds, the response callback tells how the command
- * ended; when it fails, no response comes.
+ * ended; when it fails, no response is to be expected.
  *
  * \param uuid          names the command; not empty, and not pending at that handler
  * \param request_type  what is asked for; not empty
