@@ -98,7 +98,8 @@ class Shell:
         self.environment = dict(
             os.environ, HOME=str(self.folder), PATH=f"{tools}:{prefix}/bin:{os.environ['PATH']}",
             PKG_CONFIG_PATH=f"{library}/pkgconfig", CMAKE_PREFIX_PATH=str(prefix),
-            LD_LIBRARY_PATH=str(library), QOR_PLATFORM_ROOT=str(self.folder / "build/root"))
+            LD_LIBRARY_PATH=str(library), TMPDIR=str(tools.parent),
+            QOR_PLATFORM_ROOT=str(self.folder / "build/root"))
         for name in ("CC", "CXX", "CFLAGS", "CXXFLAGS", "DLOG_FILTER", "DLOG_FILE"):
             self.environment.pop(name, None)
         self.output = open(self.folder / "build/output", "w+", encoding="utf-8")
@@ -130,14 +131,14 @@ class Shell:
         except OSError:
             pass
         self.bash.wait()
-        root = self.environment["QOR_PLATFORM_ROOT"]
         tool = [shutil.which("qor", path=self.environment["PATH"]), "package"]
-        if pathlib.Path(root).exists():
-            listed = subprocess.run([*tool, "list"], env=self.environment, text=True, check=False,
+        for database in self.folder.glob("build/*/packages.db"):
+            environment = dict(self.environment, QOR_PLATFORM_ROOT=str(database.parent))
+            listed = subprocess.run([*tool, "list"], env=environment, text=True, check=False,
                                     stdout=subprocess.PIPE).stdout
             for line in listed.splitlines():
-                subprocess.run([*tool, "uninstall", line.split()[0]], env=self.environment,
-                               check=False, stdout=subprocess.DEVNULL)
+                subprocess.run([*tool, "uninstall", line.split()[0]], env=environment, check=False,
+                               stdout=subprocess.DEVNULL)
         self.output.close()
         shutil.rmtree(self.folder)
 
@@ -150,6 +151,8 @@ class Checker:
     def check(self, block):
         if block.file:
             path = self.shell.folder / block.file
+            if self.shell.folder.joinpath(pathlib.Path(block.file).parts[0]).is_symlink():
+                raise Fault(f"{block.file} would be written to the sources")
             path.parent.mkdir(parents=True, exist_ok=True)
             path.write_text(block.text)
         elif block.language == "console":
