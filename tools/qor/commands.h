@@ -26,6 +26,7 @@ void AddPackageCommand(CLI::App& app, Choice& choice);
 // Hidden: made from the whole command line, however it looks in the end.
 void AddCompletionCommand(CLI::App& app, Choice& choice);
 void AddManCommand(CLI::App& app, Choice& choice);
+void AddCheckCommand(CLI::App& app, Choice& choice);
 void AddDoctorCommand(CLI::App& app, Choice& choice);
 void AddExplainCommand(CLI::App& app, Choice& choice);
 void AddHandlersCommand(CLI::App& app, Choice& choice);

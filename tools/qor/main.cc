@@ -37,6 +37,7 @@ int main(int argc, char** argv) {
   qor::AddPackageCommand(app, choice);
   qor::AddCompletionCommand(app, choice);
   qor::AddManCommand(app, choice);
+  qor::AddCheckCommand(app, choice);
   qor::AddDoctorCommand(app, choice);
   qor::AddExplainCommand(app, choice);
   qor::AddHandlersCommand(app, choice);
