@@ -23,9 +23,6 @@ struct Choice {
 // Each adds its subcommand to the command line and, when that was chosen, stores what it does in
 // `choice`.
 void AddPackageCommand(CLI::App& app, Choice& choice);
-// Hidden: made from the whole command line, however it looks in the end.
-void AddCompletionCommand(CLI::App& app, Choice& choice);
-void AddManCommand(CLI::App& app, Choice& choice);
 void AddCheckCommand(CLI::App& app, Choice& choice);
 void AddDoctorCommand(CLI::App& app, Choice& choice);
 void AddExplainCommand(CLI::App& app, Choice& choice);
@@ -33,6 +30,9 @@ void AddHandlersCommand(CLI::App& app, Choice& choice);
 void AddSendCommand(CLI::App& app, Choice& choice);
 void AddAgentCommand(CLI::App& app, Choice& choice);
 void AddRecordCommand(CLI::App& app, Choice& choice);
+// Hidden: made from the whole command line, however it looks in the end.
+void AddCompletionCommand(CLI::App& app, Choice& choice);
+void AddManCommand(CLI::App& app, Choice& choice);
 
 }  // namespace qor
 

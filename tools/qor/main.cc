@@ -35,8 +35,6 @@ int main(int argc, char** argv) {
   app.footer(Footer());
   qor::Choice choice;
   qor::AddPackageCommand(app, choice);
-  qor::AddCompletionCommand(app, choice);
-  qor::AddManCommand(app, choice);
   qor::AddCheckCommand(app, choice);
   qor::AddDoctorCommand(app, choice);
   qor::AddExplainCommand(app, choice);
@@ -44,6 +42,8 @@ int main(int argc, char** argv) {
   qor::AddSendCommand(app, choice);
   qor::AddAgentCommand(app, choice);
   qor::AddRecordCommand(app, choice);
+  qor::AddCompletionCommand(app, choice);
+  qor::AddManCommand(app, choice);
   try {
     app.parse(argc, argv);
     return choice.run();
