@@ -3,19 +3,25 @@
 #ifndef QOR_HANDLER_MANAGER_H_
 #define QOR_HANDLER_MANAGER_H_
 
-/* Command routing between a device-management agent and handler applications.
+/** \file
+ * Command routing between a device-management agent and handler applications.
  *
  * Conventions. Every function returns 0 or one of the errors below, and writes its outputs only on
  * success. Texts are UTF-8, NUL terminated; texts in are copied. There is nothing to open: the
  * first call that needs the library starts it. Call from the thread that runs the platform's main
  * loop; callbacks come on that thread. A callback may call any function here, shutdown included.
  * Arguments of a callback are valid only during the call. `user_data` is handed back as it was
- * given and may be NULL. */
+ * given and may be NULL.
+ *
+ * "Starts the library" below means: when it is not running, the call finds the installed handlers
+ * and opens the port that they connect to. What fails there is returned by that call, as
+ * #QOR_HANDLER_MANAGER_ERROR_OUT_OF_MEMORY or #QOR_HANDLER_MANAGER_ERROR_UNKNOWN. */
 
 #include <stdbool.h>
 #include <time.h>
 
 #ifndef EXPORT_API
+/** Marks what the library shows. */
 #define EXPORT_API __attribute__((visibility("default")))
 #endif
 
@@ -23,116 +29,258 @@
 extern "C" {
 #endif
 
+/** What the functions return. */
 typedef enum {
+  /** Success. */
   QOR_HANDLER_MANAGER_ERROR_NONE = 0,
+  /** Reading or writing failed. */
   QOR_HANDLER_MANAGER_ERROR_IO_ERROR = -5,
+  /** There is not enough memory. */
   QOR_HANDLER_MANAGER_ERROR_OUT_OF_MEMORY = -12,
+  /** The platform does not allow it. */
   QOR_HANDLER_MANAGER_ERROR_PERMISSION_DENIED = -13,
+  /** An argument is not what the function takes; nothing was done. */
   QOR_HANDLER_MANAGER_ERROR_INVALID_PARAMETER = -22,
+  /** There is no room left on the device. */
   QOR_HANDLER_MANAGER_ERROR_NO_SPACE_ON_DEVICE = -28,
+  /** The operation does not fit the state. */
   QOR_HANDLER_MANAGER_ERROR_INVALID_OPERATION = -38,
+  /** Something was started that runs already. */
   QOR_HANDLER_MANAGER_ERROR_ALREADY_INITIALIZED = -106,
+  /** Something was used that has not been started. */
   QOR_HANDLER_MANAGER_ERROR_NOT_INITIALIZED = -107,
+  /** The platform does not have it. */
   QOR_HANDLER_MANAGER_ERROR_NOT_SUPPORTED = -1073741822,
-  /* Everything else, a command uuid that is already pending among it. */
+  /** Everything else, a command uuid that is already pending among it. */
   QOR_HANDLER_MANAGER_ERROR_UNKNOWN = -1073741824,
-  /* The handler application could not be launched. */
+  /** The handler application could not be launched. */
   QOR_HANDLER_MANAGER_ERROR_FAIL_TO_SEND_APP_CONTROL = -1073741825,
-  /* No installed handler serves the request type. */
+  /** No installed handler serves the request type. */
   QOR_HANDLER_MANAGER_ERROR_NOT_SUPPORTED_COMMAND = -1073741826
 } qor_handler_manager_error_e;
 
-/* How a command ended. Values of a handler's own are passed on unchanged. */
+/** How a command ended. Values of a handler's own are passed on unchanged. */
 typedef enum {
+  /** The handler carried the command out. */
   QOR_REQUEST_STATUS_SUCCESS = 0,
-  /* Also the status of the library's own timeout results. */
+  /** The handler failed the command. Also the status of the library's own timeout results. */
   QOR_REQUEST_STATUS_FAILED = 1,
-  /* Never passed; makes the type wide enough for any int. */
+  /** Never passed; makes the type wide enough for any int. */
   QOR_REQUEST_STATUS_ANY_INT = -2147483647 - 1
 } qor_request_status_e;
 
+/** What happened to a handler. */
 typedef enum {
+  /** Its package was installed. */
   QOR_HANDLER_UPDATE_ADDED = 0,
+  /** Its package is being uninstalled. */
   QOR_HANDLER_UPDATE_REMOVED = 1,
+  /** Its package was updated. */
   QOR_HANDLER_UPDATE_UPDATED = 2
 } qor_handler_update_type_e;
 
+/** Timeouts, to be handed to qor_handler_manager_initialize(). */
 typedef struct qor_handler_manager_configuration_s qor_handler_manager_configuration_s;
+/** A configuration: made by qor_handler_manager_configuration_create(), released by
+ * qor_handler_manager_configuration_destroy(). */
 typedef qor_handler_manager_configuration_s* qor_handler_manager_configuration_h;
 
+/** What is known of a handler: its application id and its request types. */
 typedef struct qor_handler_manager_handler_info_s qor_handler_manager_handler_info_s;
+/** A record of a handler. One that a callback gets belongs to the library; a clone belongs to who
+ * made it. */
 typedef qor_handler_manager_handler_info_s* qor_handler_manager_handler_info_h;
 
-/* The end of a command: a handler's result, or an error of the library's own when the handler did
- * not connect or did not answer in time. Lengths are in bytes, without the NUL. A handler that
- * answers after its time is heard too: the same uuid then comes twice. */
+/** The end of a command: a handler's result, or an error of the library's own when the handler did
+ * not connect or did not answer in time. A handler that answers after its time is heard too: the
+ * same uuid then comes twice.
+ *
+ * \param uuid        the command's
+ * \param status      how it ended
+ * \param result      the handler's result, a JSON text by convention; empty when there is none
+ * \param result_len  bytes of `result`, without the NUL
+ * \param error       the error, a JSON text by convention; empty when there is none
+ * \param error_len   bytes of `error`, without the NUL
+ * \param user_data   as given to qor_handler_manager_set_response_cb() */
 typedef void (*qor_handler_manager_response_cb)(const char* uuid, qor_request_status_e status,
                                                 const char* result, int result_len,
                                                 const char* error, int error_len, void* user_data);
 
-/* A handler asks for `seconds` for a command, counted from now. Return 1 to refuse; anything else
- * grants it, as does having no callback. */
+/** A handler asks for more time for a command.
+ *
+ * \param handler_id  the handler's application id
+ * \param uuid        the command's
+ * \param seconds     how many it asks for, counted from now
+ * \param user_data   as given to qor_handler_manager_set_negotiate_request_cb()
+ * \return 1 to refuse; anything else grants it, as does having no callback */
 typedef int (*qor_handler_manager_negotiate_request_cb)(const char* handler_id, const char* uuid,
                                                         double seconds, void* user_data);
 
-/* A handler was installed, removed or updated. `info` dies with the call: clone it to keep it. */
+/** A handler was installed, removed or updated.
+ *
+ * \param type       which of them
+ * \param info       the handler; dies with the call: clone it to keep it
+ * \param user_data  as given to qor_handler_manager_set_handler_update_cb() */
 typedef void (*qor_handler_manager_handler_update_cb)(qor_handler_update_type_e type,
                                                       qor_handler_manager_handler_info_h info,
                                                       void* user_data);
 
-/* One handler of an enumeration. `info` dies with the call. Return true to go on. */
+/** One handler of an enumeration.
+ *
+ * \param info       the handler; dies with the call: clone it to keep it
+ * \param user_data  as given to qor_handler_manager_foreach_handler_info()
+ * \return true to go on, false to end the enumeration */
 typedef bool (*qor_handler_manager_handler_info_cb)(qor_handler_manager_handler_info_h info,
                                                     void* user_data);
 
-/* Timeouts, in milliseconds, to be handed to qor_handler_manager_initialize(). Any value is taken.
- * A fresh configuration allows 3000 ms for an answer and 5000 ms for a launched handler to connect.
- */
+/** Makes a configuration, which allows 3000 ms for an answer and 5000 ms for a launched handler to
+ * connect. Does not start the library.
+ *
+ * \param[out] config  the configuration, to be destroyed by the caller
+ * \return #QOR_HANDLER_MANAGER_ERROR_NONE,
+ *         #QOR_HANDLER_MANAGER_ERROR_INVALID_PARAMETER when `config` is NULL,
+ *         #QOR_HANDLER_MANAGER_ERROR_OUT_OF_MEMORY */
 EXPORT_API int qor_handler_manager_configuration_create(
     qor_handler_manager_configuration_h* config);
+
+/** Sets how long a handler that was launched may take to connect.
+ *
+ * \param config        the configuration
+ * \param milliseconds  any value is taken; 0 and less end a command at once
+ * \return #QOR_HANDLER_MANAGER_ERROR_NONE,
+ *         #QOR_HANDLER_MANAGER_ERROR_INVALID_PARAMETER when `config` is NULL */
 EXPORT_API int qor_handler_manager_configuration_set_connection_timeout(
     qor_handler_manager_configuration_h config, int milliseconds);
+
+/** Sets how long a handler may take to answer a command once it has it.
+ *
+ * \param config        the configuration
+ * \param milliseconds  any value is taken; 0 and less end a command at once
+ * \return #QOR_HANDLER_MANAGER_ERROR_NONE,
+ *         #QOR_HANDLER_MANAGER_ERROR_INVALID_PARAMETER when `config` is NULL */
 EXPORT_API int qor_handler_manager_configuration_set_command_execution_timeout(
     qor_handler_manager_configuration_h config, int milliseconds);
+
+/** Releases a configuration. The library keeps none: it may be one that was handed over.
+ *
+ * \param config  the configuration
+ * \return #QOR_HANDLER_MANAGER_ERROR_NONE,
+ *         #QOR_HANDLER_MANAGER_ERROR_INVALID_PARAMETER when `config` is NULL */
 EXPORT_API int qor_handler_manager_configuration_destroy(
     qor_handler_manager_configuration_h config);
 
-/* Starts the library and applies the configuration to the timers started from now on; it may be
- * destroyed afterwards. With NULL nothing is started: the first call that needs the library will.
- */
+/** Starts the library and applies the configuration to the timers started from now on. May be
+ * called again, to apply another one.
+ *
+ * \param config  the values to copy; stays the caller's. With NULL nothing is started or changed:
+ *                the first call that needs the library will start it
+ * \return #QOR_HANDLER_MANAGER_ERROR_NONE or what keeps the library from starting */
 EXPORT_API int qor_handler_manager_initialize(qor_handler_manager_configuration_h config);
 
-/* Stops the library. Pending commands are dropped without a response. */
+/** Stops the library. Pending commands are dropped without a response, callbacks and configuration
+ * forgotten. The next call that needs the library starts it anew.
+ *
+ * \return #QOR_HANDLER_MANAGER_ERROR_NONE, also when it was not running */
 EXPORT_API int qor_handler_manager_shutdown(void);
 
-/* Sends a command to the preferred handler of `request_type`, which is launched when it is not
- * connected. `payload` is a JSON text or NULL; a `payload_len` beyond the text's length, or a
- * length without a text, is an invalid parameter; otherwise the whole text is sent. `timestamp`,
- * not negative, is only passed on. The uuid must not be pending at that handler. */
+/** Sends a command to the preferred handler of `request_type`, which is launched when it is not
+ * connected. Starts the library. When it succeeds, the response callback tells how the command
+ * ended; when it fails, no response is to be expected.
+ *
+ * \param uuid          names the command; not empty, and not pending at that handler
+ * \param request_type  what is asked for; not empty
+ * \param payload       a JSON text or NULL; passed on as it is
+ * \param payload_len   bytes of `payload`: not more than it has, and not below 0 with a text; not
+ *                      above 0 without one. Whatever it says, the whole text is sent
+ * \param timestamp     not negative; is only passed on
+ * \return #QOR_HANDLER_MANAGER_ERROR_NONE: the command is pending;
+ *         #QOR_HANDLER_MANAGER_ERROR_INVALID_PARAMETER for the above;
+ *         #QOR_HANDLER_MANAGER_ERROR_NOT_SUPPORTED_COMMAND when nobody serves the type;
+ *         #QOR_HANDLER_MANAGER_ERROR_FAIL_TO_SEND_APP_CONTROL when the handler cannot be launched;
+ *         #QOR_HANDLER_MANAGER_ERROR_OUT_OF_MEMORY;
+ *         #QOR_HANDLER_MANAGER_ERROR_UNKNOWN for everything else: the uuid is pending, there is no
+ *         timer, or what keeps the library from starting */
 EXPORT_API int qor_handler_manager_send_command(const char* uuid, const char* request_type,
                                                 const char* payload, int payload_len,
                                                 time_t timestamp);
 
-/* Each replaces the callback set before. */
+/** Names the function that is told how commands end, in place of the one before. Starts the
+ * library.
+ *
+ * \param callback   called on the main loop's thread
+ * \param user_data  handed to `callback`
+ * \return #QOR_HANDLER_MANAGER_ERROR_NONE,
+ *         #QOR_HANDLER_MANAGER_ERROR_INVALID_PARAMETER when `callback` is NULL, or what keeps the
+ *         library from starting */
 EXPORT_API int qor_handler_manager_set_response_cb(qor_handler_manager_response_cb callback,
                                                    void* user_data);
+
+/** Names the function that decides whether a handler gets more time, in place of the one before.
+ * Starts the library.
+ *
+ * \param callback   called on the main loop's thread
+ * \param user_data  handed to `callback`
+ * \return #QOR_HANDLER_MANAGER_ERROR_NONE,
+ *         #QOR_HANDLER_MANAGER_ERROR_INVALID_PARAMETER when `callback` is NULL, or what keeps the
+ *         library from starting */
 EXPORT_API int qor_handler_manager_set_negotiate_request_cb(
     qor_handler_manager_negotiate_request_cb callback, void* user_data);
+
+/** Names the function that is told of installed, removed and updated handlers, in place of the one
+ * before. When it is called the change has taken effect. Starts the library.
+ *
+ * \param callback   called on the main loop's thread
+ * \param user_data  handed to `callback`
+ * \return #QOR_HANDLER_MANAGER_ERROR_NONE,
+ *         #QOR_HANDLER_MANAGER_ERROR_INVALID_PARAMETER when `callback` is NULL, or what keeps the
+ *         library from starting */
 EXPORT_API int qor_handler_manager_set_handler_update_cb(
     qor_handler_manager_handler_update_cb callback, void* user_data);
 
-/* Calls `callback` for every registered handler, within this call, until it returns false. */
+/** Calls `callback` for every registered handler, within this call, in no particular order, until
+ * it returns false. Starts the library.
+ *
+ * \param callback   called on the caller's thread
+ * \param user_data  handed to `callback`
+ * \return #QOR_HANDLER_MANAGER_ERROR_NONE, also when `callback` ended it,
+ *         #QOR_HANDLER_MANAGER_ERROR_INVALID_PARAMETER when `callback` is NULL,
+ *         #QOR_HANDLER_MANAGER_ERROR_OUT_OF_MEMORY, or what keeps the library from starting */
 EXPORT_API int qor_handler_manager_foreach_handler_info(
     qor_handler_manager_handler_info_cb callback, void* user_data);
 
-/* A clone is independent of its source and must be destroyed. */
+/** Copies a record. The copy is independent of its source.
+ *
+ * \param handle      the record to copy
+ * \param[out] clone  the copy, to be destroyed by the caller
+ * \return #QOR_HANDLER_MANAGER_ERROR_NONE,
+ *         #QOR_HANDLER_MANAGER_ERROR_INVALID_PARAMETER when one of them is NULL,
+ *         #QOR_HANDLER_MANAGER_ERROR_OUT_OF_MEMORY */
 EXPORT_API int qor_handler_manager_handler_info_clone(qor_handler_manager_handler_info_h handle,
                                                       qor_handler_manager_handler_info_h* clone);
+
+/** Releases a clone. Never for the record that a callback gets.
+ *
+ * \param handle  the clone
+ * \return #QOR_HANDLER_MANAGER_ERROR_NONE,
+ *         #QOR_HANDLER_MANAGER_ERROR_INVALID_PARAMETER when it is NULL */
 EXPORT_API int qor_handler_manager_handler_info_destroy(qor_handler_manager_handler_info_h handle);
 
-/* Both give pointers into the record, valid while it lives, not to be freed. */
+/** Tells a handler's application id.
+ *
+ * \param handle      the record
+ * \param[out] appid  a text in the record, valid while it lives; not to be changed or freed
+ * \return #QOR_HANDLER_MANAGER_ERROR_NONE,
+ *         #QOR_HANDLER_MANAGER_ERROR_INVALID_PARAMETER when one of them is NULL */
 EXPORT_API int qor_handler_manager_handler_info_appid_get(qor_handler_manager_handler_info_h handle,
                                                           char** appid);
-/* An array of texts that ends with NULL. */
+
+/** Tells a handler's request types.
+ *
+ * \param handle                the record
+ * \param[out] supported_types  an array of texts in the record that ends with NULL, valid while it
+ *                              lives; not to be changed or freed
+ * \return #QOR_HANDLER_MANAGER_ERROR_NONE,
+ *         #QOR_HANDLER_MANAGER_ERROR_INVALID_PARAMETER when one of them is NULL */
 EXPORT_API int qor_handler_manager_handler_info_supported_request_types_get(
     qor_handler_manager_handler_info_h handle, char*** supported_types);
 

@@ -444,7 +444,7 @@ TEST_F(Check, LeavesNothingBehindWhenItIsInterrupted) {
   LiveProcess run({BuildFolder() + "/tools/qor/qor", "check", "--run", "--execution-timeout",
                    "60000", "--skip", "text.crash", Packages() + "/text"});
   ASSERT_TRUE(run.AwaitOutput("text.echo: "));
-  run.Signal(SIGTERM);
+  run.Terminate();
   EXPECT_EQ(run.AwaitEnd(), 128 + SIGTERM);
 }
 

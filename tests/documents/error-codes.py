@@ -1,0 +1,61 @@
+#!/usr/bin/env python3
+# Copyright 2026 The qor-handler-manager authors
+# SPDX-License-Identifier: Apache-2.0
+"""The document names every error code, status and error text of the sources, and no other.
+
+usage: error-codes.py DOCUMENT SOURCES
+"""
+
+import pathlib
+import re
+import sys
+
+import markdown
+
+
+def values(text, prefix):
+    """The names and numbers of enumerators that begin with the prefix."""
+    return {(name, int(number))
+            for name, number in re.findall(rf"\b({prefix}\w+) = (-?\d+)\b", text)}
+
+
+def main(document, sources):
+    rows = markdown.rows(document.read_text())
+    header = (sources / "include/qor_handler_manager.h").read_text()
+    sdk = (sources / "handler/include/qor/handler.h").read_text()
+    faults = []
+
+    def same(what, expected, actual):
+        faults.extend(f"{what}: {item} is missing" for item in sorted(expected - actual))
+        faults.extend(f"{what}: {item} is nothing of ours" for item in sorted(actual - expected))
+        if not expected:
+            faults.append(f"{what}: the sources hold none")
+
+    named = {(row[1].strip("`"), int(row[0])) for row in rows if row[1].startswith("`QOR_")}
+    same("codes", values(header, "QOR_HANDLER_MANAGER_ERROR_")
+         | {value for value in values(header, "QOR_REQUEST_STATUS_") if value[1] in (0, 1)}, named)
+
+    texts = {tuple(cell.strip("`") for cell in row[:3]) for row in rows if len(row) == 4}
+    texts = {row for row in texts if row[0].isdigit()}
+    library = re.findall(r'"ErrorCode": (\d+),\s*"ErrorDomain": "([^"]*)",\s*'
+                         r'"ErrorDescription": "([^"]*)"',
+                         (sources / "src/api/logic.cc").read_text())
+    same("the library's errors", set(library), {row for row in texts if row[1] == "QOR-CLIENT"})
+    own = {row for row in texts if row[1] == "QOR-HANDLER"}
+    same("the SDK's errors", {str(number) for _, number in values(sdk, "k")},
+         {row[0] for row in own})
+    said = "".join(path.read_text() for path in (sources / "handler/src").glob("*.cc"))
+    faults.extend(f"the SDK does not say: {row[2]}" for row in own
+                  if row[0] != "3001" and f'"{row[2].replace("TYPE", "")}"' not in said)
+
+    statuses = {int(row[0]) for row in rows if len(row) == 2 and row[0].isdigit()}
+    codes = values((sources / "tools/qor/exit-codes.h").read_text(), "k")
+    same("exit statuses", {number for _, number in codes}, statuses)
+    if faults:
+        sys.exit("\n".join(f"{document}: {fault}" for fault in faults))
+
+
+if __name__ == "__main__":
+    if len(sys.argv) != 3:
+        sys.exit(__doc__.strip())
+    main(pathlib.Path(sys.argv[1]), pathlib.Path(sys.argv[2]))
