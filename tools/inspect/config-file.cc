@@ -43,6 +43,31 @@ Finding Diagnose(const YAML::Node& root, const std::string& file) {
   return {"it cannot be understood", kShape, {file, LineOf(types), kKey}};
 }
 
+// Items that the library takes, but hardly as they were meant.
+std::vector<Finding> Doubts(const YAML::Node& types, const std::string& file) {
+  std::vector<Finding> doubts;
+  std::set<std::string> seen;
+  for (const YAML::Node& item : types) {
+    const Place place{file, LineOf(item), kKey};
+    if (item.IsNull()) {
+      doubts.push_back({"an item without a text counts as the request type \"null\"",
+                        "write the type after the dash, or remove the line", place});
+    } else if (item.Scalar().empty()) {
+      doubts.push_back({"an item is an empty text", "write the type, or remove the line", place});
+    } else if (!seen.insert(item.Scalar()).second) {
+      doubts.push_back({"\"" + item.Scalar() + "\" is in the list twice", "remove one", place});
+    }
+  }
+  return doubts;
+}
+
+ConfigFile OfConfiguration(ConfigFile config) {
+  for (auto* findings : {&config.obstacles, &config.doubts}) {
+    for (Finding& finding : *findings) finding.topic = Topic::kConfiguration;
+  }
+  return config;
+}
+
 Finding DiagnoseFile(const std::string& path, const std::string& file) {
   try {
     const YAML::Node root = YAML::LoadFile(path);
@@ -59,14 +84,22 @@ Finding DiagnoseFile(const std::string& path, const std::string& file) {
 ConfigFile ReadConfigFile(const std::string& path, const std::string& shown_as) {
   std::error_code error;
   if (std::filesystem::is_directory(path, error)) {
-    return {{}, {{"a folder, not a configuration file", "name the file itself", {shown_as}}}};
+    return OfConfiguration(
+        {{}, {{"a folder, not a configuration file", "name the file itself", {shown_as}}}, {}});
   }
   try {
     const auto types = handlers::HandlerConfig::Load(path).RequestTypes();
-    if (!types.empty()) return {{types.begin(), types.end()}, {}};
-    return {{}, {{"the list is empty", "add the request types", {shown_as, 0, kKey}}}};
+    const YAML::Node root = YAML::LoadFile(path);
+    const YAML::Node list = root[kKey];
+    if (types.empty()) {
+      return OfConfiguration(
+          {{},
+           {{"the list is empty", "add the request types", {shown_as, LineOf(list), kKey}}},
+           {}});
+    }
+    return OfConfiguration({{types.begin(), types.end()}, {}, Doubts(list, shown_as)});
   } catch (const YAML::Exception&) {
-    return {{}, {DiagnoseFile(path, shown_as)}};
+    return OfConfiguration({{}, {DiagnoseFile(path, shown_as)}, {}});
   }
 }
 

@@ -17,6 +17,8 @@ struct ConfigFile {
   std::set<std::string> request_types;
   // Why there is no request type.
   std::vector<Finding> obstacles;
+  // Items that were probably meant otherwise.
+  std::vector<Finding> doubts;
 };
 
 // The places in the result name the file as `shown_as`.

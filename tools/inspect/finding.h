@@ -15,11 +15,23 @@ struct Place {
   std::string key = {};
 };
 
+// What of a package a finding is about.
+enum class Topic {
+  kManifest,
+  kApplication,
+  kExecutable,
+  kMetadata,
+  kConfiguration,
+  kPriority,
+  kPrivileges
+};
+
 // Something wrong: what, where, and what to do about it (empty: nothing to say).
 struct Finding {
   std::string message;
   std::string cure = {};
   Place place = {};
+  Topic topic = Topic::kManifest;
 };
 
 // "<file>:<line>: <key>: <message>", without what is not known and without the cure.

@@ -36,6 +36,16 @@ Package Read(const std::string& path, const std::string& folder) {
   return InspectPackage(record, path);
 }
 
+// By the manifest's attribute that is wrong.
+std::string CureOf(const std::string& key) {
+  if (key == "exec") return "name an executable file in bin/, one of its own for each application";
+  if (key == "version") return "write three numbers, such as version=\"1.2.3\"";
+  if (key == "package" || key == "appid") {
+    return "write an id of its own, such as org.example.text: letters, digits, '.', '-' and '_'";
+  }
+  return "correct the package";
+}
+
 }  // namespace
 
 PackageFile::PackageFile(const std::string& path) : folder_(NewFolder()) {
@@ -53,7 +63,7 @@ PackageFile::~PackageFile() {
 }
 
 Finding FindingOf(const platform::PackageRefused& refusal) {
-  Finding finding{refusal.Reason(), "correct the package", {refusal.File(), 0, refusal.Key()}};
+  Finding finding{refusal.Reason(), CureOf(refusal.Key()), {refusal.File(), 0, refusal.Key()}};
   const std::string& place = refusal.Place();
   const char* const end = place.data() + place.size();
   // A line of the manifest, or else the name of an entry.

@@ -8,6 +8,7 @@
 #include <algorithm>
 #include <cstddef>
 #include <filesystem>
+#include <iterator>
 #include <utility>
 
 #include "inspect/config-file.h"
@@ -22,6 +23,12 @@ namespace {
 namespace fs = std::filesystem;
 
 std::string LastPart(const std::string& key) { return key.substr(key.rfind('/') + 1); }
+
+bool LeavesPackage(const std::string& file) {
+  // The library puts it behind the package's folder, whether it begins with a slash or not.
+  const fs::path path = fs::path(file).relative_path().lexically_normal();
+  return !path.empty() && *path.begin() == "..";
+}
 
 class Inspector {
  public:
@@ -48,7 +55,8 @@ class Inspector {
     application.priority.preloaded = package_.preload;
     ReadPriority(application);
     ReadRequestTypes(application);
-    if (!application.request_types.empty()) {
+    if (application.is_handler) {
+      CheckKind(application);
       CheckExecutable(application);
       CheckPrivileges(application);
     }
@@ -68,7 +76,7 @@ class Inspector {
   }
 
   // An entry whose key was meant to be another.
-  void FindNearMiss(const Application& application, const std::string& path,
+  void FindNearMiss(const Application& application, const std::string& path, Topic topic,
                     std::vector<Finding>& findings) const {
     const Metadata& metadata = application.record.metadata;
     const std::string key = tizen::kMetadataUriPrefix + path;
@@ -79,7 +87,7 @@ class Inspector {
         continue;
       }
       findings.push_back({"this key is not \"" + key + "\"", "rename it to \"" + key + "\"",
-                          PlaceOf(application, entry)});
+                          PlaceOf(application, entry), topic});
     }
   }
 
@@ -88,41 +96,66 @@ class Inspector {
     const auto entry = Find(metadata, handlers::kPriorityPath);
     if (entry == metadata.end()) {
       application.priority.declared = handlers::ReadPriority(nullptr);
-      FindNearMiss(application, handlers::kPriorityPath, application.doubts);
+      FindNearMiss(application, handlers::kPriorityPath, Topic::kPriority, application.doubts);
       return;
     }
+    using Source = handlers::DeclaredPriority::Source;
     application.priority.text = entry->second;
     application.priority.declared = handlers::ReadPriority(&entry->second);
-    if (application.priority.declared.source == handlers::DeclaredPriority::Source::kInvalid) {
-      application.doubts.push_back({"\"" + entry->second + "\" is no number and counts as 0",
-                                    "write a number from 1 to 100", PlaceOf(application, entry)});
-    }
+    const auto& [source, value] = application.priority.declared;
+    if (source != Source::kInvalid && source != Source::kClamped) return;
+    const std::string fault = source == Source::kInvalid
+                                  ? "is no number and counts as 0"
+                                  : "is out of range and counts as " + std::to_string(value);
+    application.doubts.push_back({"\"" + entry->second + "\" " + fault,
+                                  "write a number from " +
+                                      std::to_string(handlers::kLowestPriority) + " to " +
+                                      std::to_string(handlers::kHighestPriority),
+                                  PlaceOf(application, entry), Topic::kPriority});
   }
 
   void ReadRequestTypes(Application& application) const {
     const Metadata& metadata = application.record.metadata;
     const auto entry = Find(metadata, tizen::kCommandHandlerPath);
     if (entry == metadata.end()) {
-      FindNearMiss(application, tizen::kCommandHandlerPath, application.obstacles);
+      FindNearMiss(application, tizen::kCommandHandlerPath, Topic::kMetadata,
+                   application.obstacles);
       return;
     }
     application.is_handler = true;
+    const Place place = PlaceOf(application, entry);
     if (entry->second.empty()) {
       application.obstacles.push_back({"the value names no configuration file",
-                                       "name it relative to the package's folder",
-                                       PlaceOf(application, entry)});
+                                       "name it relative to the package's folder", place,
+                                       Topic::kMetadata});
       return;
     }
     application.config_file = package_.root_path + "/" + entry->second;
-    if (!fs::exists(application.config_file)) {
+    const bool exists = fs::exists(application.config_file);
+    if (LeavesPackage(entry->second)) {
+      (exists ? application.failures : application.obstacles)
+          .push_back({"the configuration file " + entry->second + " is outside the package",
+                      "put it into the package, and name it relative to the package's folder",
+                      place, Topic::kMetadata});
+    } else if (!exists) {
       application.obstacles.push_back(
           {"the configuration file " + entry->second + " does not exist",
-           "put it into the package, or name the one that is there", PlaceOf(application, entry)});
-      return;
+           "put it into the package, or name the one that is there", place, Topic::kMetadata});
     }
+    if (!exists) return;
     ConfigFile config = ReadConfigFile(application.config_file, shown_as_ + "/" + entry->second);
     application.request_types = std::move(config.request_types);
     application.obstacles = std::move(config.obstacles);
+    std::move(config.doubts.begin(), config.doubts.end(), std::back_inserter(application.doubts));
+  }
+
+  // An agent launches a handler behind the user's back.
+  void CheckKind(Application& application) const {
+    if (application.record.kind == platform::ApplicationKind::kService) return;
+    application.doubts.push_back({"a handler that is not a service application shows itself",
+                                  "declare it as a <service-application>",
+                                  {manifest_, lines_.OfApplication(application.record.id)},
+                                  Topic::kApplication});
   }
 
   void CheckExecutable(Application& application) const {
@@ -132,7 +165,8 @@ class Inspector {
         {fs::exists(file) ? "it cannot be launched: the executable may not be executed"
                           : "it cannot be launched: the executable is missing",
          "install the package again",
-         {shown_as_ + "/" + std::string(fs::path(file).lexically_relative(package_.root_path))}});
+         {shown_as_ + "/" + std::string(fs::path(file).lexically_relative(package_.root_path))},
+         Topic::kExecutable});
   }
 
   void CheckPrivileges(Application& application) const {
@@ -141,7 +175,8 @@ class Inspector {
       if (std::count(package_.privileges.begin(), package_.privileges.end(), name) != 0) continue;
       application.failures.push_back({"its connection is rejected: a privilege is missing",
                                       "add <privilege>" + name + "</privilege> to <privileges>",
-                                      {manifest_, lines_.OfPrivileges(), name}});
+                                      {manifest_, lines_.OfPrivileges(), name},
+                                      Topic::kPrivileges});
     }
   }
 

@@ -23,6 +23,7 @@ struct Choice {
 // Each adds its subcommand to the command line and, when that was chosen, stores what it does in
 // `choice`.
 void AddPackageCommand(CLI::App& app, Choice& choice);
+void AddCheckCommand(CLI::App& app, Choice& choice);
 void AddDoctorCommand(CLI::App& app, Choice& choice);
 void AddExplainCommand(CLI::App& app, Choice& choice);
 void AddHandlersCommand(CLI::App& app, Choice& choice);

@@ -4,19 +4,12 @@
 #ifndef QOR_TOOLS_QOR_DOCTOR_CHECKS_H_
 #define QOR_TOOLS_QOR_DOCTOR_CHECKS_H_
 
-#include <string>
-#include <vector>
+#include "check/check.h"
 
 namespace qor {
 
-// One line of the doctor's report.
-struct Check {
-  enum class Level { kPass, kWarn, kFail };
-  Level level;
-  std::string message;
-  std::string cure = {};  // empty when all is well
-};
-using Checks = std::vector<Check>;
+using check::Check;
+using check::Checks;
 
 // Each adds what it finds below the platform's root folder.
 

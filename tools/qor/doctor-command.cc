@@ -3,61 +3,16 @@
 
 #include <CLI/CLI.hpp>
 
-#include <algorithm>
 #include <iostream>
 #include <memory>
-#include <string>
 
-#include "colour.h"
+#include "check-report.h"
 #include "commands.h"
 #include "doctor-checks.h"
-#include "exit-codes.h"
-#include "json-writer.h"
 
 namespace qor {
 
 namespace {
-
-const char* NameOf(Check::Level level) {
-  switch (level) {
-    case Check::Level::kPass:
-      return "pass";
-    case Check::Level::kWarn:
-      return "warn";
-    default:
-      return "fail";
-  }
-}
-
-std::string Coloured(Check::Level level) {
-  const Colour colour;
-  switch (level) {
-    case Check::Level::kPass:
-      return colour.Green(NameOf(level));
-    case Check::Level::kWarn:
-      return colour.Yellow(NameOf(level));
-    default:
-      return colour.Red(NameOf(level));
-  }
-}
-
-void PrintText(const Checks& checks) {
-  for (const Check& check : checks) {
-    std::cout << Coloured(check.level) << "  " << check.message << "\n";
-    if (!check.cure.empty()) std::cout << "      " << check.cure << "\n";
-  }
-}
-
-void PrintJson(const Checks& checks) {
-  JsonWriter json;
-  json.BeginArray();
-  for (const Check& check : checks) {
-    json.BeginObject().Member("level", NameOf(check.level)).Member("message", check.message);
-    if (!check.cure.empty()) json.Member("cure", check.cure);
-    json.EndObject();
-  }
-  std::cout << json.EndArray().Text() << "\n";
-}
 
 int RunDoctor(bool fix, bool as_json) {
   Checks checks;
@@ -67,11 +22,14 @@ int RunDoctor(bool fix, bool as_json) {
     CheckAgents(checks);
     CheckSockets(fix, checks);
   }
-  as_json ? PrintJson(checks) : PrintText(checks);
-  const bool failed = std::any_of(checks.begin(), checks.end(), [](const Check& check) {
-    return check.level == Check::Level::kFail;
-  });
-  return failed ? kError : kSuccess;
+  if (as_json) {
+    JsonWriter json;
+    WriteChecks(json, checks);
+    std::cout << json.Text() << "\n";
+  } else {
+    for (const Check& check : checks) std::cout << ToText(check);
+  }
+  return ExitCodeOf(checks);
 }
 
 }  // namespace

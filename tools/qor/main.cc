@@ -25,6 +25,7 @@ int main(int argc, char** argv) {
   app.failure_message(CLI::FailureMessage::help);
   qor::Choice choice;
   qor::AddPackageCommand(app, choice);
+  qor::AddCheckCommand(app, choice);
   qor::AddDoctorCommand(app, choice);
   qor::AddExplainCommand(app, choice);
   qor::AddHandlersCommand(app, choice);

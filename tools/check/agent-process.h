@@ -1,0 +1,85 @@
+// Copyright 2026 The qor-handler-manager authors
+// SPDX-License-Identifier: Apache-2.0
+
+#ifndef QOR_TOOLS_CHECK_AGENT_PROCESS_H_
+#define QOR_TOOLS_CHECK_AGENT_PROCESS_H_
+
+#include <Ecore.h>
+
+#include <functional>
+#include <map>
+#include <set>
+#include <stdexcept>
+#include <string>
+
+namespace check {
+
+struct Command {
+  std::string uuid;
+  std::string type;
+  std::string payload;  // JSON
+};
+
+// How a command ended, as `qor agent` tells it.
+struct Answer {
+  std::string outcome;
+  int status = 0;
+  std::string text;  // result or error; JSON without white space where it is JSON but no string
+  bool is_json = false;
+  double milliseconds = 0;
+
+  // Whether a handler gave it.
+  bool IsHandlers() const { return outcome == "success" || outcome == "failed"; }
+};
+
+// Milliseconds.
+struct Timeouts {
+  int execution_ms;
+  int connection_ms;
+};
+
+// Thrown where a wait was interrupted.
+struct Interrupted : std::runtime_error {
+  Interrupted() : std::runtime_error("interrupted") {}
+};
+
+// A `qor agent` in a process of its own, always under the same identity, so two do not run at the
+// same time. Ends with this object. Ecore has been started. Every wait throws Interrupted when
+// `is_interrupted` holds after an event, and std::runtime_error when the process ends by itself.
+class AgentProcess {
+ public:
+  AgentProcess(const Timeouts& timeouts, std::function<bool()> is_interrupted);
+  AgentProcess(const AgentProcess&) = delete;
+  AgentProcess& operator=(const AgentProcess&) = delete;
+  ~AgentProcess();
+
+  // Returns when the library has the command.
+  void Send(const Command& command);
+  // The end of a command that was sent. Its outcome is "working" when there is none long after all
+  // timeouts, which means that the handler was granted more time.
+  Answer Await(const std::string& uuid);
+
+  // The commands that a handler answered more than once.
+  const std::set<std::string>& AnsweredTwice() const { return answered_twice_; }
+
+ private:
+  static Eina_Bool OnLines(void* self, int, void* event);
+  static Eina_Bool OnEnd(void* self, int, void* event);
+  void OnLine(const std::string& line);
+  void Write(const std::string& line);
+  bool WaitUntil(const std::function<bool()>& condition, double limit_seconds) const;
+
+  const Timeouts timeouts_;
+  const std::function<bool()> is_interrupted_;
+  Ecore_Event_Handler* handlers_[2];
+  Ecore_Exe* process_;
+  bool ended_ = false;
+  int echoes_ = 0;  // of lines that only ask for an echo
+  std::map<std::string, Answer> answers_;
+  std::set<std::string> answered_;
+  std::set<std::string> answered_twice_;
+};
+
+}  // namespace check
+
+#endif

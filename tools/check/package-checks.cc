@@ -1,0 +1,129 @@
+// Copyright 2026 The qor-handler-manager authors
+// SPDX-License-Identifier: Apache-2.0
+
+#include "check/package-checks.h"
+
+#include <algorithm>
+#include <filesystem>
+
+#include "inspect/package-file.h"
+#include "tizen/platform-uris.h"
+
+namespace check {
+
+namespace {
+
+using inspect::Topic;
+
+constexpr Check::Level kPass = Check::Level::kPass;
+constexpr Check::Level kWarn = Check::Level::kWarn;
+constexpr Check::Level kFail = Check::Level::kFail;
+
+const char* NameOf(Topic topic) {
+  switch (topic) {
+    case Topic::kApplication:
+      return "application";
+    case Topic::kExecutable:
+      return "executable";
+    case Topic::kMetadata:
+      return "metadata";
+    case Topic::kConfiguration:
+      return "configuration";
+    case Topic::kPriority:
+      return "priority";
+    case Topic::kPrivileges:
+      return "privileges";
+    default:
+      return "manifest";
+  }
+}
+
+std::string Joined(const std::set<std::string>& texts) {
+  std::string joined;
+  for (const auto& text : texts) joined += (joined.empty() ? "" : ", ") + text;
+  return joined;
+}
+
+class ApplicationChecks {
+ public:
+  // `prefix` tells the applications of a package apart.
+  ApplicationChecks(const inspect::Application& application, const std::string& package_root,
+                    const std::string& prefix, const Reporter& report)
+      : application_(application), package_root_(package_root), prefix_(prefix), report_(report) {}
+
+  void Run() const {
+    const bool is_handler = application_.is_handler;
+    Report(Topic::kApplication, is_handler, application_.record.id + " is a service application");
+    Report(Topic::kExecutable, is_handler, Relative(application_.record.executable) + " is there");
+    Report(Topic::kMetadata, is_handler, "names " + Relative(application_.config_file));
+    Report(Topic::kConfiguration, !application_.request_types.empty(),
+           "serves " + Joined(application_.request_types));
+    Report(Topic::kPriority, is_handler,
+           std::to_string(application_.priority.Value()) + ": " + application_.priority.Reason());
+    Report(Topic::kPrivileges, is_handler, "holds what a handler needs");
+  }
+
+ private:
+  std::string Relative(const std::string& path) const {
+    return std::filesystem::path(path).lexically_relative(package_root_);
+  }
+
+  // The problems of the topic, or `all_is_well` when it was looked at and there are none.
+  void Report(Topic topic, bool was_looked_at, const std::string& all_is_well) const {
+    const std::string name = prefix_ + NameOf(topic);
+    bool is_sound = true;
+    const auto report_those = [&](Check::Level level, const auto& findings) {
+      for (const auto& finding : findings) {
+        if (finding.topic != topic) continue;
+        is_sound = false;
+        report_({level, finding.message, finding.cure, finding.place, name});
+      }
+    };
+    report_those(kFail, application_.obstacles);
+    report_those(kFail, application_.failures);
+    report_those(kWarn, application_.doubts);
+    if (is_sound && was_looked_at) report_({kPass, all_is_well, "", {}, name});
+  }
+
+  const inspect::Application& application_;
+  const std::string package_root_;
+  const std::string prefix_;
+  const Reporter& report_;
+};
+
+void CheckContents(const inspect::Package& package, const std::string& path,
+                   const Reporter& report) {
+  const auto& applications = package.applications;
+  report({kPass, package.record.id + " " + package.record.version, "", {}, "manifest"});
+  for (const auto& application : applications) {
+    const std::string prefix = applications.size() > 1 ? application.record.id + " " : "";
+    ApplicationChecks(application, package.record.root_path, prefix, report).Run();
+  }
+  const bool is_meant_to_serve =
+      std::any_of(applications.begin(), applications.end(), [](const auto& application) {
+        return application.is_handler || !application.obstacles.empty();
+      });
+  if (is_meant_to_serve) return;
+  const std::string key = std::string(tizen::kMetadataUriPrefix) + tizen::kCommandHandlerPath;
+  report({kFail,
+          "no application names a configuration file, so none is a command handler",
+          "add <metadata key=\"" + key + "\" value=\"res/handler.yaml\"/> to the application",
+          {path + "/tizen-manifest.xml", 0, key},
+          NameOf(Topic::kMetadata)});
+}
+
+}  // namespace
+
+std::optional<inspect::Package> CheckPackage(const std::string& path, const Reporter& report) {
+  try {
+    const inspect::PackageFile file(path);
+    CheckContents(file.Contents(), path, report);
+    return file.Contents();
+  } catch (const platform::PackageRefused& refusal) {
+    const inspect::Finding finding = inspect::FindingOf(refusal);
+    report({kFail, finding.message, finding.cure, finding.place, "manifest"});
+    return std::nullopt;
+  }
+}
+
+}  // namespace check
