@@ -18,7 +18,7 @@ int InstallExample(const std::string& packages) {
   package_manager_request_h request = nullptr;
   int id = 0;
   package_manager_request_create(&request);
-  const int result = package_manager_request_install(request, (packages + "/text").c_str(), &id);
+  const int result = package_manager_request_install(request, (packages + "/echo").c_str(), &id);
   package_manager_request_destroy(request);
   if (result != 0) throw std::runtime_error("the example package could not be installed");
   return kTimeoutMs;

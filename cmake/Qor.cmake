@@ -13,8 +13,10 @@ if(QOR_SANITIZE)
   add_link_options(-fsanitize=${QOR_SANITIZE})
 endif()
 
-# Build paths stay out of the binaries.
-add_compile_options(-ffile-prefix-map=${CMAKE_SOURCE_DIR}/=
+# Build paths stay out of the binaries, the ones too that a compiler cache has made relative.
+cmake_path(RELATIVE_PATH CMAKE_SOURCE_DIR BASE_DIRECTORY ${CMAKE_BINARY_DIR}
+  OUTPUT_VARIABLE way_to_sources)
+add_compile_options(-ffile-prefix-map=${CMAKE_SOURCE_DIR}/= -ffile-prefix-map=${way_to_sources}/=
   -ffile-prefix-map=${CMAKE_BINARY_DIR}=build)
 
 # qor_test(NAME SOURCES... ): a GoogleTest executable whose cases ctest lists one by one.

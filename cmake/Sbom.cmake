@@ -12,6 +12,8 @@ endif()
 set(sbom ${PROJECT_BINARY_DIR}/sbom.spdx.json)
 # Libraries that are headers alone, by Debian's package.
 set(headers_of_capi-qor-handler-manager ,rapidjson-dev)
+set(headers_of_qor_handler ,rapidjson-dev)
+set(headers_of_qor-recorder ,rapidjson-dev)
 set(headers_of_qor ,rapidjson-dev,libcli11-dev)
 foreach(target IN LISTS installed_binaries)
   list(APPEND binaries $<TARGET_FILE:${target}>${headers_of_${target}})

@@ -121,15 +121,15 @@ void AgentLink::StopTimer() {
 
 void AgentLink::SendKept() {
   while (!kept_.empty() && connection_->IsOpen()) {
-    // Taken out only when it has arrived; more may be added meanwhile.
-    const auto [uuid, answer] = kept_.front();
+    // Taken out only when it has arrived.
+    const auto& [uuid, answer] = kept_.front();
     const auto taken = connection_->SendResult(uuid, answer);
     if (!taken) return;
-    kept_.pop_front();
     if (!*taken) {
       dlog_print(DLOG_WARN, kLogTag, "%s does not take the answer of %s", agent_.c_str(),
                  uuid.c_str());
     }
+    kept_.pop_front();
   }
 }
 

@@ -34,7 +34,8 @@ class AnswerStore {
  public:
   using Clock = std::function<std::int64_t()>;
 
-  // An empty path keeps the answers in memory. The clock tells seconds since the epoch.
+  // An empty path keeps the answers in memory, a limit of no answers keeps none. The clock tells
+  // seconds since the epoch.
   AnswerStore(std::string path, const AnswerLimits& limits, Clock clock);
 
   void Keep(const CommandKey& key, const Answer& answer);

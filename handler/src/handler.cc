@@ -58,13 +58,12 @@ struct Handler::Settings {
   internal::Dispatcher::Functions functions;
   std::string agent;
   AnswerLimits limits;
-  bool keeps_answers_on_file = true;
   // Only while the application runs.
   std::optional<Session> session;
 
   void Begin() {
     MainLoop::Get().Open();
-    session.emplace(functions, keeps_answers_on_file ? AnswersPath() : "", limits);
+    session.emplace(functions, limits.count != 0 ? AnswersPath() : "", limits);
     if (!agent.empty()) session->OnWanted(agent, AgentLink::Lifetime::kAlways);
   }
 
@@ -106,12 +105,6 @@ Handler& Handler::SetAgent(const std::string& app_id) {
 
 Handler& Handler::KeepAnswers(const AnswerLimits& limits) {
   settings_->limits = limits;
-  settings_->keeps_answers_on_file = true;
-  return *this;
-}
-
-Handler& Handler::KeepAnswersInMemory() {
-  settings_->keeps_answers_on_file = false;
   return *this;
 }
 

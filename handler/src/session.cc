@@ -7,14 +7,20 @@
 
 namespace qor::internal {
 
+namespace {
+
+// Answers of one agent that wait for it.
+constexpr std::size_t kMostKept = 1000;
+
+}  // namespace
+
 Session::Session(const Dispatcher::Functions& functions, const std::string& answers_path,
                  const AnswerLimits& limits)
-    : most_kept_(limits.count),
-      answers_(answers_path, limits, [] { return static_cast<std::int64_t>(std::time(nullptr)); }),
+    : answers_(answers_path, limits, [] { return static_cast<std::int64_t>(std::time(nullptr)); }),
       dispatcher_(std::make_shared<Dispatcher>(functions, answers_, static_cast<Agents&>(*this))) {}
 
 void Session::OnWanted(const std::string& agent, AgentLink::Lifetime lifetime) {
-  links_.try_emplace(agent, agent, *dispatcher_, most_kept_, lifetime).first->second.OnWanted();
+  links_.try_emplace(agent, agent, *dispatcher_, kMostKept, lifetime).first->second.OnWanted();
 }
 
 void Session::Send(const std::string& agent, const std::string& uuid, const Answer& answer) {

@@ -33,7 +33,6 @@ class Session : private Agents {
   void Send(const std::string& agent, const std::string& uuid, const Answer& answer) override;
   bool AskForSeconds(const std::string& agent, const std::string& uuid, double seconds) override;
 
-  const std::size_t most_kept_;
   AnswerStore answers_;
   const std::shared_ptr<Dispatcher> dispatcher_;
   std::map<std::string, AgentLink> links_;

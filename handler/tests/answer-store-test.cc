@@ -152,6 +152,14 @@ TEST_F(AnswerStoreTest, RemembersInMemoryWhereThereIsNoFile) {
   EXPECT_TRUE(fs::is_empty(folder_));
 }
 
+TEST_F(AnswerStoreTest, KeepsNothingWhenNothingIsToBeKept) {
+  limits_.count = 0;
+  auto store = Open();
+  store.Keep(Key("one"), {true, "yes"});
+  EXPECT_FALSE(store.Find(Key("one")));
+  EXPECT_TRUE(fs::is_empty(folder_));
+}
+
 TEST_F(AnswerStoreTest, KeepsTheLastAnswerOfAKey) {
   auto store = Open();
   store.Keep(Key("one"), {true, "first"});

@@ -15,7 +15,7 @@ word=$1 library=$2 headers=$3 baseline=$4
 describe() {
   abidw --exported-interfaces-only --headers-dir "$headers" --drop-private-types --no-corpus-path \
     --no-comp-dir-path --no-show-locs --no-elf-needed --no-parameter-names --type-id-style hash \
-    "$library" | sed "s# path='[./]*# path='#"
+    "$library"
 }
 
 case $word in

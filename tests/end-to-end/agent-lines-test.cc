@@ -3,7 +3,6 @@
 
 #include <rapidjson/document.h>
 
-#include <csignal>
 #include <fstream>
 #include <random>
 #include <set>
@@ -236,13 +235,14 @@ TEST_F(AgentLines, SetTheTimeoutsAndTellOfAnswersThatComeLate) {
 
 TEST_F(AgentLines, EndCleanlyWithASignal) {
   Install("text");
-  for (const auto& [signal, status] : {std::pair{SIGINT, 130}, std::pair{SIGTERM, 143}}) {
+  for (const auto& [stop, status] :
+       {std::pair{&LiveProcess::Interrupt, 130}, std::pair{&LiveProcess::Terminate, 143}}) {
     LiveProcess agent({Tool(), "agent"});
     agent.Write("{\"type\":\"text.echo\"}\n");
     ASSERT_TRUE(agent.AwaitOutput("\"success\""));
     agent.Write("{\"type\":\"text.delay\",\"payload\":\"2\"}\n{\"handlers\":true}\n");
     ASSERT_TRUE(agent.AwaitOutput("\"handlers\""));
-    agent.Signal(signal);
+    (agent.*stop)();
     EXPECT_EQ(agent.AwaitEnd(), status);
     EXPECT_TRUE(Holds(agent.Output(), "{\"event\":\"end\",\"pending\":1}\n")) << agent.Output();
   }

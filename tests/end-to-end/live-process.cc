@@ -3,45 +3,18 @@
 
 #include "live-process.h"
 
-#include <csignal>
-
+#include "agent/agent.h"
+#include "agent/process.h"
 #include "end-to-end-test.h"
 
 namespace end_to_end {
 
-Eina_Bool LiveProcess::Append(void* self, void* event, std::string LiveProcess::*text) {
-  auto* process = static_cast<LiveProcess*>(self);
-  const auto* bytes = static_cast<Ecore_Exe_Event_Data*>(event);
-  if (bytes->exe != process->process_) return ECORE_CALLBACK_PASS_ON;
-  (process->*text)
-      .append(static_cast<const char*>(bytes->data), static_cast<std::size_t>(bytes->size));
-  return ECORE_CALLBACK_DONE;
-}
-
-LiveProcess::LiveProcess(const std::vector<std::string>& arguments) {
-  handlers_[0] = ecore_event_handler_add(
-      ECORE_EXE_EVENT_DATA,
-      [](void* self, int, void* event) { return Append(self, event, &LiveProcess::output_); },
-      this);
-  handlers_[1] = ecore_event_handler_add(
-      ECORE_EXE_EVENT_ERROR,
-      [](void* self, int, void* event) { return Append(self, event, &LiveProcess::errors_); },
-      this);
-  handlers_[2] = ecore_event_handler_add(
-      ECORE_EXE_EVENT_DEL,
-      [](void* data, int, void* event) -> Eina_Bool {
-        auto* self = static_cast<LiveProcess*>(data);
-        const auto* end = static_cast<Ecore_Exe_Event_Del*>(event);
-        if (end->exe != self->process_) return ECORE_CALLBACK_PASS_ON;
-        self->ended_ = true;
-        if (end->exited) self->exit_status_ = end->exit_code;
-        return ECORE_CALLBACK_DONE;
-      },
-      this);
-  std::string command = "exec";
-  for (const auto& argument : arguments) command += " '" + argument + "'";
+LiveProcess::LiveProcess(const std::vector<std::string>& arguments)
+    : handlers_{ecore_event_handler_add(ECORE_EXE_EVENT_DATA, OnData, this),
+                ecore_event_handler_add(ECORE_EXE_EVENT_ERROR, OnData, this),
+                ecore_event_handler_add(ECORE_EXE_EVENT_DEL, OnEnd, this)} {
   process_ =
-      ecore_exe_pipe_run(command.c_str(),
+      ecore_exe_pipe_run(tools::CommandLine(arguments).c_str(),
                          static_cast<Ecore_Exe_Flags>(ECORE_EXE_PIPE_READ | ECORE_EXE_PIPE_ERROR |
                                                       ECORE_EXE_PIPE_WRITE),
                          nullptr);
@@ -49,7 +22,7 @@ LiveProcess::LiveProcess(const std::vector<std::string>& arguments) {
 
 LiveProcess::~LiveProcess() {
   if (!ended_) {
-    Signal(SIGKILL);
+    ecore_exe_kill(process_);
     AwaitEnd();
   }
   for (auto* handler : handlers_) ecore_event_handler_del(handler);
@@ -65,15 +38,36 @@ void LiveProcess::CloseInput() {
   ecore_exe_close_stdin(process_);
 }
 
-void LiveProcess::Signal(int signal) { kill(ecore_exe_pid_get(process_), signal); }
-
 bool LiveProcess::AwaitText(const std::string& where, const std::string& text) {
-  return tools::RunUntil([&] { return where.find(text) != std::string::npos; }, kPatienceSeconds);
+  const auto printed = [&] { return where.find(text) != std::string::npos; };
+  return tools::RunUntil([&] { return ended_ || printed(); }, kPatienceSeconds) && printed();
 }
+
+void LiveProcess::Interrupt() { ecore_exe_interrupt(process_); }
+
+void LiveProcess::Terminate() { ecore_exe_terminate(process_); }
 
 int LiveProcess::AwaitEnd() {
   tools::RunUntil([this] { return ended_; }, kPatienceSeconds);
   return exit_status_;
+}
+
+Eina_Bool LiveProcess::OnData(void* data, int type, void* event) {
+  auto* self = static_cast<LiveProcess*>(data);
+  const auto* bytes = static_cast<Ecore_Exe_Event_Data*>(event);
+  if (bytes->exe != self->process_) return ECORE_CALLBACK_PASS_ON;
+  std::string& text = type == ECORE_EXE_EVENT_DATA ? self->output_ : self->errors_;
+  text.append(static_cast<const char*>(bytes->data), static_cast<std::size_t>(bytes->size));
+  return ECORE_CALLBACK_DONE;
+}
+
+Eina_Bool LiveProcess::OnEnd(void* data, int, void* event) {
+  auto* self = static_cast<LiveProcess*>(data);
+  const auto* end = static_cast<Ecore_Exe_Event_Del*>(event);
+  if (end->exe != self->process_) return ECORE_CALLBACK_PASS_ON;
+  self->ended_ = true;
+  if (end->exited) self->exit_status_ = end->exit_code;
+  return ECORE_CALLBACK_DONE;
 }
 
 }  // namespace end_to_end

@@ -97,7 +97,7 @@ TEST_F(Registry, LetsAPackageWithABrokenConfigurationFileHandleNothing) {
   ASSERT_EQ(Qor({"package", "install", broken}).exit_status, 0);
   Install("silent");
   const auto run = Qor({"handlers"});
-  EXPECT_EQ(run.output, "org.example.silent.handler silence.keep\n");
+  EXPECT_EQ(run.output, "org.example.silent.handler 10 silence.keep\n");
   const std::string line = "Unable to parse config file";
   const auto first = run.errors.find(line);
   ASSERT_NE(first, std::string::npos) << run.errors;

@@ -6,11 +6,14 @@
 #include <algorithm>
 #include <filesystem>
 #include <functional>
+#include <optional>
 #include <set>
 
 #include "end-to-end-test.h"
 #include "live-process.h"
+#include "platform/linux/common/process-identity.h"
 #include "platform/linux/common/process-list.h"
+#include "platform/linux/common/start-environment.h"
 
 namespace end_to_end {
 namespace {
@@ -18,6 +21,12 @@ namespace {
 class ToolCore : public EndToEndTest {
  protected:
   static std::string QorPath() { return BuildFolder() + "/tools/qor/qor"; }
+
+  std::vector<pid_t> HandlerProcesses() const {
+    return platform::ProcessesWhere([this](const platform::Executable& executable) {
+      return executable.path.rfind(Root() + "/packages/", 0) == 0;
+    });
+  }
 
   // For what the main loop does not hear of: it is looked at again and again.
   static bool Await(const std::function<bool()>& condition) {
@@ -43,10 +52,19 @@ TEST_F(ToolCore, LetsTwoSendsRunAtOnceServedByOneHandlerProcess) {
   EXPECT_EQ(second.AwaitEnd(), 0) << second.Errors();
   EXPECT_EQ(first.Output(), "{\"text\":\"done slowly\"}\n");
   EXPECT_EQ(second.Output(), "{\"text\":\"done slowly\"}\n");
-  EXPECT_EQ(platform::ProcessesWhere([this](const platform::Executable& executable) {
-              return executable.path.rfind(Root() + "/packages/", 0) == 0;
-            }).size(),
-            1u);
+  EXPECT_EQ(HandlerProcesses().size(), 1u);
+}
+
+TEST_F(ToolCore, KeepsItsNameFromTheApplicationsThatItLaunches) {
+  Install("text");
+  setenv(platform::kHostNameVariable, "somebody", 1);
+  StartAgent();
+  EXPECT_EQ(Execute("one", "text.echo", "x").result, "x");
+  unsetenv(platform::kHostNameVariable);
+  const auto handlers = HandlerProcesses();
+  ASSERT_EQ(handlers.size(), 1u);
+  EXPECT_EQ(platform::StartVariableOf(handlers[0], platform::kHostNameVariable), std::nullopt);
+  EXPECT_EQ(platform::StartVariableOf(handlers[0], "QOR_PLATFORM_ROOT"), Root());
 }
 
 TEST_F(ToolCore, UsesItsNamesAgain) {

@@ -47,7 +47,7 @@ TEST_F(Tool, TellsALaunchThatFailsApart) {
 TEST_F(Tool, ListsPackagesAndHandlers) {
   Install("silent");
   EXPECT_EQ(Qor({"package", "list"}).output, "org.example.silent 1.0.0\n");
-  EXPECT_EQ(Qor({"handlers"}).output, "org.example.silent.handler silence.keep\n");
+  EXPECT_EQ(Qor({"handlers"}).output, "org.example.silent.handler 10 silence.keep\n");
 }
 
 TEST_F(Tool, AnswersWrongWordsWithExitStatusTwo) {

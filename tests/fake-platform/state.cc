@@ -7,6 +7,7 @@
 
 #include <algorithm>
 #include <atomic>
+#include <csignal>
 #include <cstdlib>
 #include <cstring>
 #include <filesystem>
@@ -92,7 +93,10 @@ void RemoveTemporaryFolder() {
 }
 
 std::string MakeTemporaryFolder() {
-  static const bool removed_at_exit = std::atexit(RemoveTemporaryFolder) == 0;
+  // Death tests end by an abort.
+  static const bool removed_at_exit =
+      std::atexit(RemoveTemporaryFolder) == 0 &&
+      std::signal(SIGABRT, [](int) { RemoveTemporaryFolder(); }) != SIG_ERR;
   std::string path = (std::filesystem::temp_directory_path() / "fake-platform-XXXXXX").string();
   if (!removed_at_exit || !mkdtemp(path.data())) {
     throw std::runtime_error("no temporary folder: " + path);

@@ -45,11 +45,20 @@ needs qor-handler-manager 'libc6 (>=' 'libstdc++6 (>=' 'libecore1 (>=' 'libyaml-
 needs qor-handler-manager-dev "qor-handler-manager (= $version)"
 needs qor-handler-manager-tools "qor-handler-manager (= $version)" 'libstdc++6 (>='
 
-# Unpacked by hand, the tool runs from there.
+# Unpacked by hand, the tool runs from there, and the bill of materials names all that dpkg found to be
+# needed, each with a licence.
 for name in qor-handler-manager qor-handler-manager-tools; do
   dpkg-deb -x "$(package $name)" "$folder/unpacked"
 done
 QOR_PLATFORM_ROOT=$folder/root "$folder/unpacked/usr/bin/qor" package list >/dev/null
+for name in qor-handler-manager qor-handler-manager-tools; do
+  dpkg-deb -f "$(package $name)" Depends | tr ',' '\n' | awk '{ print $1 }'
+done | sort -u | python3 -c '
+import json, sys
+parts = {part["name"]: part for part in json.load(open(sys.argv[1]))["packages"]}
+for name in sys.stdin.read().split():
+    assert parts[name]["versionInfo"] and parts[name]["licenseConcluded"], name
+' "$folder/unpacked/usr/share/doc/qor-handler-manager/sbom.spdx.json"
 
 # Installed beside this machine's other packages, but below a folder, so that the machine stays as it
 # is, and purged again. Only root may.

@@ -2,16 +2,18 @@
 # Copyright 2026 The qor-handler-manager authors
 # SPDX-License-Identifier: Apache-2.0
 #
-# same-bytes.sh SOURCES PACKAGES FOLDER BUILD_TYPE SECONDS: the same sources, built and
-# packaged once more in FOLDER, later and without a compiler cache, give the packages of PACKAGES
-# byte by byte. SECONDS is the date of the sources.
+# same-bytes.sh SOURCES BUILD FOLDER BUILD_TYPE: the same sources, built and packaged once more in
+# FOLDER, later and without a compiler cache, give the packages in BUILD/debian byte by byte.
 set -euo pipefail
-sources=$1 packages=$2 folder=$3 build_type=$4 seconds=$5
+sources=$1 build=$2 folder=$3 build_type=$4
+packages=$build/debian
 rm -rf "$folder"
 copy=$folder/a-place-whose-name-is-of-another-length
 mkdir -p "$copy/sources"
 (cd "$sources" && tar -c --exclude=./build --exclude=./.git .) | tar -xm -C "$copy/sources"
-export SOURCE_DATE_EPOCH=$seconds CCACHE_DISABLE=1
+# The copy has no history to take the sources' date from.
+SOURCE_DATE_EPOCH=$(sed -nE 's/.*SOURCE_DATE_EPOCH\} ([0-9]+)\).*/\1/p' "$build/cpack-settings.cmake")
+export SOURCE_DATE_EPOCH CCACHE_DISABLE=1
 run() { "$@" >"$folder/build.log" 2>&1 || { cat "$folder/build.log"; exit 1; }; }
 run cmake -G Ninja -S "$copy/sources" -B "$copy/made" -DCMAKE_BUILD_TYPE="$build_type" \
   -DQOR_BUILD_TESTS=OFF

@@ -13,6 +13,10 @@ use_agents() {
   same 'command-1: {"text":"MOVED","by":"org.example.text.handler"}' \
     "$("$folder/agent" text.upper '"moved"')"
   same 'command-1: 0 {"text":"HELLO","by":"org.example.text.handler"}' "$("$folder/send")"
+  # A sanitizer's run-time wants to be loaded first, where a recorder is.
+  ASAN_OPTIONS=verify_asan_link_order=0 "$prefix/bin/qor" record --format json \
+    -o "$QOR_PLATFORM_ROOT/record" -- "$folder/agent" text.upper '"recorded"' >/dev/null
+  grep -q '"event":"answered"' "$QOR_PLATFORM_ROOT/record"
   "$prefix/bin/qor" package uninstall org.example.text >/dev/null
   if [ -e "$folder/greet-handler" ]; then
     cp -r "$examples/packages/greet" "$folder/greet"

@@ -82,6 +82,11 @@ class Tree:
 
     def prepare(self):
         self.copy_sources()
+        # A fault that ends the tests leaves their files behind.
+        temporary = self.folder / "tmp"
+        shutil.rmtree(temporary, ignore_errors=True)
+        temporary.mkdir()
+        self.environment["TMPDIR"] = str(temporary)
         launcher = []
         if shutil.which("ccache"):
             launcher = ["-DCMAKE_C_COMPILER_LAUNCHER=ccache", "-DCMAKE_CXX_COMPILER_LAUNCHER=ccache"]

@@ -75,8 +75,8 @@ TEST(RecordOfCommands, KnowsThatAConnectedHandlerIsNotLaunched) {
 }
 
 TEST(RecordOfCommands, TellsTheTimeoutsApartAndWhereTheTimeWent) {
-  const Command connecting =
-      OnlyCommandOf(Sent(0, "u") + Launched(1, "u", "h") + TimedOut(50, "u", "connection"));
+  const Command connecting = OnlyCommandOf(Sent(0, "u") + Launched(1, "u", "h") +
+                                           Connected(9, "other") + TimedOut(50, "u", "connection"));
   EXPECT_EQ(connecting.outcome, Outcome::kConnectionTimeout);
   EXPECT_THAT(connecting.segments, ElementsAre(Segment{Phase::kConnecting, 0, 50}));
 

@@ -45,6 +45,12 @@ class Recording : public EndToEndTest {
     return tools::RunProcess(words, kPatienceSeconds);
   }
 
+  // So that the next run meets a handler that has answered nothing yet.
+  void ReinstallText() {
+    Uninstall("org.example.text");
+    Install("text");
+  }
+
   // Runs a program recorded, in JSON lines, into File().
   tools::ProcessResult RunRecorded(const std::vector<std::string>& words) {
     std::vector<std::string> all = {"record", "--format", "json", "-o", File(), "--"};
@@ -75,6 +81,7 @@ TEST_F(Recording, ChangesNeitherOutputNorExitStatusNorEnvironment) {
   const auto plain = Run({ScriptedAgent(), "lives"});
   ASSERT_EQ(plain.exit_status, 7) << plain.errors;
   ASSERT_THAT(plain.output, HasSubstr("environment: no preload not recorded\n"));
+  ReinstallText();
   const auto recorded = RunRecorded({ScriptedAgent(), "lives"});
   EXPECT_EQ(recorded.exit_status, 7) << recorded.errors;
   EXPECT_EQ(recorded.output, plain.output);
@@ -123,6 +130,17 @@ TEST_F(Recording, HoldsTheLifeOfEveryCommand) {
   EXPECT_EQ(unconnected.handler, kSilent);
   EXPECT_GE(unconnected.Duration(), 1'500'000);
 
+  int routed = 0;
+  for (const qor::Event& event : record.events) {
+    if (event.kind == qor::EventKind::kAnswered) {
+      EXPECT_EQ(event.handler, kText);
+    } else if (event.kind == qor::EventKind::kRouted) {
+      EXPECT_EQ(event.handler, event.uuid == "unconnected" ? kSilent : kText);
+      ++routed;
+    }
+  }
+  EXPECT_EQ(routed, 6);
+
   EXPECT_EQ(Find(record, "unknown").outcome, Outcome::kRefused);
   EXPECT_EQ(Find(record, "unknown").code, QOR_HANDLER_MANAGER_ERROR_NOT_SUPPORTED_COMMAND);
   EXPECT_EQ(Find(record, "dropped").outcome, Outcome::kDropped);
@@ -133,6 +151,7 @@ TEST_F(Recording, LetsTheAgentRefuseExtensions) {
   Install("text");
   const auto plain = Run({ScriptedAgent(), "refuse"});
   EXPECT_THAT(plain.output, HasSubstr(kText + " asks agent for 1.2 s for extended\n"));
+  ReinstallText();
   EXPECT_EQ(RunRecorded({ScriptedAgent(), "refuse"}).output, plain.output);
   const qor::Record record = Recorded();
   const Command& extended = Find(record, "extended");
@@ -155,9 +174,10 @@ TEST_F(Recording, HearsWhatAnAgentWithoutCallbacksDoesNot) {
 TEST_F(Recording, GoesOnWhenTheLibraryIsStartedAgain) {
   Install("text");
   const auto plain = Run({ScriptedAgent(), "again"});
+  ReinstallText();
   const auto recorded = RunRecorded({ScriptedAgent(), "again"});
   EXPECT_EQ(recorded.output, plain.output);
-  EXPECT_THAT(recorded.output, HasSubstr("second again: 0"));
+  EXPECT_THAT(recorded.output, HasSubstr("agent second: 0"));
   const qor::Record record = Recorded();
   ASSERT_THAT(record.commands, SizeIs(2));
   for (const Command& command : record.commands) {
@@ -207,13 +227,16 @@ TEST_F(Recording, DoesNotHarmAnAgentThatLoadsTheLibraryByItself) {
 
 TEST_F(Recording, SaysOnceThatItCannotWriteAndLetsTheAgentGoOn) {
   Install("text");
-  const auto run = Run({"env", "LD_PRELOAD=" + Recorder(), "QOR_RECORD_FILE=" + Root() + "/no/file",
-                        BuildFolder() + "/examples/example-agent", "text.upper", "\"a\""});
-  EXPECT_EQ(run.exit_status, 0);
-  EXPECT_THAT(run.output, HasSubstr("command-1: "));
-  const std::string message = "qor-recorder: nothing more is recorded in " + Root() + "/no/file: ";
-  EXPECT_EQ(run.errors.find(message), run.errors.rfind("qor-recorder")) << run.errors;
-  EXPECT_THAT(run.errors, HasSubstr(message));
+  for (const auto& [file, reason] : {std::pair{Root() + "/no/file", "open: No such file"},
+                                     {std::string("/dev/full"), "write: No space left"}}) {
+    const auto run = Run({"env", "LD_PRELOAD=" + Recorder(), "QOR_RECORD_FILE=" + file,
+                          BuildFolder() + "/examples/example-agent", "text.upper", "\"a\""});
+    EXPECT_EQ(run.exit_status, 0);
+    EXPECT_THAT(run.output, HasSubstr("command-1: "));
+    const std::string message = "qor-recorder: nothing more is recorded in " + file + ": " + reason;
+    EXPECT_THAT(run.errors, HasSubstr(message));
+    EXPECT_EQ(run.errors.find("qor-recorder"), run.errors.rfind("qor-recorder")) << run.errors;
+  }
 }
 
 TEST_F(Recording, LeavesOtherPreloadedLibrariesInTheEnvironment) {
@@ -229,7 +252,16 @@ TEST_F(Recording, FindsTheRecorderWhereTheToolIsInstalled) {
   fs::create_directories(Root() + "/bin");
   fs::create_directories(folder);
   fs::copy_file(BuildFolder() + "/tools/qor/qor", tool);
-  const std::vector<std::string> words = {tool, "record", "--", ScriptedAgent()};
+  // The libraries stay where they were built.
+  const std::string libraries =
+      Run({"sh", "-c",
+           "ldd " + BuildFolder() +
+               "/tools/qor/qor | sed -nE 's|.*=> (/.*)/[^/]+ .*|\\1|p' | sort -u | paste -sd:"})
+          .output;
+  const std::vector<std::string> words = {
+      "env", "LD_LIBRARY_PATH=" + libraries.substr(0, libraries.find('\n')),
+      tool,  "record",
+      "--",  ScriptedAgent()};
   const auto without = Run(words);
   EXPECT_EQ(without.exit_status, 1);
   EXPECT_THAT(without.errors, HasSubstr("qor: libqor-recorder.so is not there\n  Install it as " +
@@ -308,6 +340,7 @@ TEST_F(Recording, RefusesARecordWithNothingInIt) {
   const auto missing = Qor({"record", "--from", Root() + "/none"});
   EXPECT_EQ(missing.exit_status, 1);
   EXPECT_THAT(missing.errors, HasSubstr(Root() + "/none: cannot be read: No such file"));
+  EXPECT_THAT(Qor({"record", "--from", Root()}).errors, HasSubstr(Root() + ": is a folder\n"));
 }
 
 TEST_F(Recording, WritesEveryFormatToAFile) {

@@ -76,10 +76,6 @@ static void threads(void) {
 
 int main(int argc, char** argv) {
   const char* what = argc == 2 ? argv[1] : "";
-  const char* preload = getenv("LD_PRELOAD");
-  /* What a handler would inherit. */
-  printf("environment: %s %s\n", preload != NULL ? preload : "no preload",
-         getenv("QOR_RECORD_FILE") != NULL ? "recorded" : "not recorded");
   ecore_init();
   configure();
   if (strcmp(what, "lives") == 0) {
@@ -96,8 +92,8 @@ int main(int argc, char** argv) {
     ecore_main_loop_begin();
   } else if (strcmp(what, "again") == 0) {
     for (int i = 0; i < 2; ++i) {
-      qor_handler_manager_set_response_cb(on_response, i == 0 ? "first" : "second");
-      send("again", "text.slow", "0.1", 1);
+      qor_handler_manager_set_response_cb(on_response, "agent");
+      send(i == 0 ? "first" : "second", "text.slow", "0.1", 1);
       qor_handler_manager_shutdown();
     }
   } else if (strcmp(what, "threads") == 0) {
@@ -105,5 +101,9 @@ int main(int argc, char** argv) {
   }
   qor_handler_manager_shutdown();
   ecore_shutdown();
+  /* What a handler inherited. */
+  const char* preload = getenv("LD_PRELOAD");
+  printf("environment: %s %s\n", preload != NULL ? preload : "no preload",
+         getenv("QOR_RECORD_FILE") != NULL ? "recorded" : "not recorded");
   return 7;
 }

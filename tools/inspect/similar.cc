@@ -49,7 +49,7 @@ bool IsNearMiss(const std::string& text, const std::string& expected) {
   const std::string letters = LettersOnly(text);
   if (!letters.empty() && letters == LettersOnly(expected)) return true;
   const std::size_t allowed = expected.size() < kLongText ? 1 : 2;
-  const auto [shorter, longer] = std::minmax(text.size(), expected.size());
+  const auto [shorter, longer] = std::minmax({text.size(), expected.size()});
   return longer - shorter <= allowed && Distance(text, expected) <= allowed;
 }
 

@@ -15,7 +15,10 @@ namespace qor {
 namespace {
 
 constexpr char kFooter[] =
-    R"(One JSON object a line, in and out.
+    R"(Example:
+  echo '{"type":"text.upper","payload":"\"hello\""}' | qor agent
+
+One JSON object a line, in and out.
 
 Lines in:
   {"type":TYPE, "payload":ANY, "uuid":TEXT}   send a command; payload and uuid may be left out;

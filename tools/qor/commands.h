@@ -30,6 +30,9 @@ void AddHandlersCommand(CLI::App& app, Choice& choice);
 void AddSendCommand(CLI::App& app, Choice& choice);
 void AddAgentCommand(CLI::App& app, Choice& choice);
 void AddRecordCommand(CLI::App& app, Choice& choice);
+// Hidden: made from the whole command line, however it looks in the end.
+void AddCompletionCommand(CLI::App& app, Choice& choice);
+void AddManCommand(CLI::App& app, Choice& choice);
 
 }  // namespace qor
 

@@ -35,7 +35,8 @@ int RunDoctor(bool fix, bool as_json) {
 }  // namespace
 
 void AddDoctorCommand(CLI::App& app, Choice& choice) {
-  CLI::App* doctor = app.add_subcommand("doctor", "Look for what is wrong below the root folder");
+  CLI::App* doctor = app.add_subcommand(
+      "doctor", "Look for what is wrong below the root folder; exits with 1 when something is");
   doctor->footer(
       "Example:\n"
       "  qor doctor --fix");

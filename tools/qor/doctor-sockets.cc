@@ -84,8 +84,11 @@ class Sweep {
     ++stale_;
     if (fix_) {
       platform::UniqueFd held;
-      if (!lock.empty()) held = platform::LockFile(lock, platform::Wait::kNo);
       std::error_code error;
+      if (!lock.empty()) {
+        fs::create_directories(fs::path(lock).parent_path(), error);
+        held = platform::LockFile(lock, platform::Wait::kNo);
+      }
       if ((lock.empty() || held) && fs::remove(path, error)) {
         checks_.push_back({Check::Level::kPass, "stale socket " + path + " was removed"});
         return;

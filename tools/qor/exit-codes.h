@@ -17,6 +17,22 @@ enum ExitCode {
   kLaunchRefused = 6,
 };
 
+struct ExitCodeMeaning {
+  ExitCode code;
+  const char* meaning;
+};
+
+// For the help and the manual page.
+inline constexpr ExitCodeMeaning kExitCodeMeanings[] = {
+    {kSuccess, "success"},
+    {kError, "anything that is not one of the others"},
+    {kUsage, "words that the tool does not understand"},
+    {kHandlerFailed, "the handler failed the command"},
+    {kTimeout, "the handler did not answer in time"},
+    {kNotSupported, "no handler serves the request type"},
+    {kLaunchRefused, "the handler could not be launched"},
+};
+
 }  // namespace qor
 
 #endif

@@ -6,6 +6,7 @@
 #include <unistd.h>
 
 #include <cstdint>
+#include <exception>
 #include <variant>
 #include <vector>
 
@@ -76,6 +77,9 @@ void LineAgent::OnLine(int number, std::string_view line) {
     std::visit([this, number](const auto& request) { Do(number, request); }, ParseAgentLine(line));
   } catch (const LineFault& fault) {
     OnFault(number, fault);
+  } catch (const std::exception& error) {
+    // The main loop, which called, is C.
+    OnFault(number, LineFault(error.what(), ""));
   }
 }
 

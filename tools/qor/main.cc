@@ -5,6 +5,7 @@
 
 #include <exception>
 #include <iostream>
+#include <string>
 
 #include "commands.h"
 #include "exit-codes.h"
@@ -17,12 +18,21 @@ int Report(const qor::Failure& failure, bool as_json) {
   return failure.Code();
 }
 
+std::string Footer() {
+  std::string text = "Example:\n  qor send text.upper '\"hello\"'\n\nExit status:";
+  for (const auto& entry : qor::kExitCodeMeanings) {
+    text += "\n  " + std::to_string(entry.code) + "  " + entry.meaning;
+  }
+  return text;
+}
+
 }  // namespace
 
 int main(int argc, char** argv) {
-  CLI::App app("Installs handler packages, lists handlers, sends commands.", "qor");
+  CLI::App app("Installs handler packages, lists and explains handlers, sends commands", "qor");
   app.require_subcommand(1);
   app.failure_message(CLI::FailureMessage::help);
+  app.footer(Footer());
   qor::Choice choice;
   qor::AddPackageCommand(app, choice);
   qor::AddCheckCommand(app, choice);
@@ -32,6 +42,8 @@ int main(int argc, char** argv) {
   qor::AddSendCommand(app, choice);
   qor::AddAgentCommand(app, choice);
   qor::AddRecordCommand(app, choice);
+  qor::AddCompletionCommand(app, choice);
+  qor::AddManCommand(app, choice);
   try {
     app.parse(argc, argv);
     return choice.run();

@@ -54,6 +54,7 @@ bool IsAnswered(Ending ending) {
 Failure FailureOf(const Outcome& outcome) {
   std::string what = outcome.error;
   if (IsAnswered(outcome.ending)) {
+    if (!FindJsonFault(what)) what = Compact(what);
     what = "status " + std::to_string(outcome.status) + ": " + what;
   }
   std::string cure;

@@ -16,6 +16,7 @@
 #include "inspect/package-file.h"
 #include "inspect/package.h"
 #include "platform/linux/common/package-database.h"
+#include "platform/linux/common/root-folder.h"
 
 namespace qor {
 
@@ -85,6 +86,8 @@ void RequireFile(const std::string& path) {
 
 int Install(const Options& options) {
   RequireFile(options.argument);
+  // A root folder that cannot be written has a cause to tell, which the request's error has not.
+  platform::RootFolder();
   const Request request;
   const std::string path = std::filesystem::absolute(options.argument);
   const int error = package_manager_request_install(request.Get(), path.c_str(), nullptr);

@@ -67,10 +67,9 @@ class TemporaryFile {
 
 // Lines that cannot be used are told and left out.
 Record ReadRecord(const std::string& path, const std::string& name) {
+  if (fs::is_directory(path)) throw Failure(kError, "is a folder", "", {name, 0, ""});
   std::ifstream file(path);
-  if (!file || fs::is_directory(path)) {
-    throw Failure(kError, "cannot be read: " + LastError(), "", {name, 0, ""});
-  }
+  if (!file) throw Failure(kError, "cannot be read: " + LastError(), "", {name, 0, ""});
   ReadEvents read = ReadJsonLines(file);
   for (const BadLine& line : read.bad_lines) {
     std::cerr << "qor: " << name << ":" << line.number << ": left out: " << line.reason << "\n";
@@ -151,6 +150,9 @@ void AddRecordCommand(CLI::App& app, Choice& choice) {
   const auto options = std::make_shared<Options>();
   CLI::App* record = app.add_subcommand(
       "record", "Run an agent and show what became of every command that it sent");
+  record->footer(
+      "Example:\n"
+      "  qor record --format html -o record.html -- qor send text.upper '\"hello\"'");
   record->add_option("--format", options->format, "text, json (lines), trace or html")
       ->check(CLI::IsMember(Formats()))
       ->capture_default_str();

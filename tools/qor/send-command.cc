@@ -24,7 +24,12 @@ namespace qor {
 namespace {
 
 constexpr char kFooter[] =
-    R"(A payload is taken as it is; @FILE stands for the file's content and - for standard input.
+    R"(Examples:
+  qor send text.upper '"hello"'
+  qor send text.echo '{"n":1}' --count 100 --parallel 8
+  echo '{"n":1}' | qor send text.echo -
+
+A payload is taken as it is; @FILE stands for the file's content and - for standard input.
 One that is not JSON is warned of, unless --strict.
 
 Results go to standard output; errors, and for more than one command a summary,

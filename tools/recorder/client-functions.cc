@@ -81,7 +81,15 @@ void SetMissingCallbacks() {
 
 }  // namespace recorder
 
-using namespace recorder;
+using recorder::Keep;
+using recorder::negotiation_cb_set;
+using recorder::OnNegotiation;
+using recorder::OnResponse;
+using recorder::Record;
+using recorder::response_cb_set;
+using recorder::SendScope;
+using recorder::SetMissingCallbacks;
+using recorder::Text;
 
 int qor_handler_manager_send_command(const char* uuid, const char* request_type,
                                      const char* payload, int payload_len, time_t timestamp) {

@@ -45,6 +45,8 @@ void Connections::Remove(const std::string& instance) {
 
 void Connections::SetCallbackPort(rpc_port_h port, const std::string& instance) {
   const std::lock_guard<std::mutex> lock(mutex_);
+  // Ports of the past may come again, as somebody else's.
+  peers_by_port_.erase(port);
   const auto found = handlers_by_instance_.find(instance);
   if (found != handlers_by_instance_.end()) peers_by_port_[port] = {found->second, instance};
 }

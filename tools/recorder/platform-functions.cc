@@ -130,7 +130,18 @@ int AddCallback(int (*real)(rpc_port_stub_h, Callback, void*), rpc_port_stub_h s
 
 }  // namespace recorder
 
-using namespace recorder;
+using recorder::AddCallback;
+using recorder::Connections;
+using recorder::Now;
+using recorder::OnConnected;
+using recorder::OnDisconnected;
+using recorder::OnReceived;
+using recorder::Recorder;
+using recorder::RecordHandlerOf;
+using recorder::SendScope;
+using recorder::TargetOf;
+using recorder::Text;
+using recorder::UuidOfCommandIn;
 
 EXPORT_API int rpc_port_stub_create(rpc_port_stub_h* h, const char* port_name) {
   const int code = QOR_REAL(kRpcPortLibrary, rpc_port_stub_create)(h, port_name);

@@ -12,6 +12,7 @@
 #include <cstdlib>
 #include <cstring>
 #include <ctime>
+#include <stdexcept>
 #include <system_error>
 
 namespace recorder {
@@ -82,6 +83,7 @@ Recorder::Recorder() noexcept {
     const char* path = std::getenv(kFileVariable);
     if (path == nullptr) return;
     path_ = path;
+    recording_ = true;
     LeaveEnvironment();
     file_ = open(path_.c_str(), O_WRONLY | O_CREAT | O_APPEND | O_CLOEXEC, S_IRUSR | S_IWUSR);
     if (file_ < 0) throw std::system_error(errno, std::generic_category(), "open");
@@ -101,26 +103,18 @@ void Recorder::WriteEnd() noexcept {
 
 std::int64_t Recorder::Process() { return getpid(); }
 
-void Recorder::Append(const std::string& line) {
-  const std::lock_guard<std::mutex> lock(mutex_);
-  if (file_ < 0) return;
-  for (std::size_t written = 0; written < line.size();) {
-    const ssize_t result = write(file_, line.data() + written, line.size() - written);
-    if (result >= 0) {
-      written += static_cast<std::size_t>(result);
-    } else if (errno != EINTR) {
-      const int reason = errno;
-      close(file_);
-      file_ = -1;
-      throw std::system_error(reason, std::generic_category(), "write");
-    }
-  }
+// The kernel appends a line in one piece, whoever else writes.
+void Recorder::Append(const std::string& line) const {
+  ssize_t written = 0;
+  do {
+    written = write(file_, line.data(), line.size());
+  } while (written < 0 && errno == EINTR);
+  if (written < 0) throw std::system_error(errno, std::generic_category(), "write");
+  if (static_cast<std::size_t>(written) < line.size()) throw std::runtime_error("no space left");
 }
 
 void Recorder::GiveUp(const char* reason) noexcept {
-  const std::lock_guard<std::mutex> lock(mutex_);
-  if (told_) return;
-  told_ = true;
+  if (!recording_.exchange(false)) return;
   std::fprintf(stderr, "qor-recorder: nothing more is recorded in %s: %s\n", path_.c_str(), reason);
 }
 

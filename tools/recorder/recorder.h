@@ -4,10 +4,10 @@
 #ifndef QOR_TOOLS_RECORDER_RECORDER_H_
 #define QOR_TOOLS_RECORDER_RECORDER_H_
 
+#include <atomic>
 #include <cerrno>
 #include <cstdint>
 #include <exception>
-#include <mutex>
 #include <string>
 
 #include "qor/json-writer.h"
@@ -34,6 +34,7 @@ class Recorder {
   // One event; `fill` adds its members to the open object.
   template <typename Fill>
   void Write(std::int64_t time, const char* event, Fill fill) noexcept {
+    if (!recording_) return;
     const int errno_of_caller = errno;
     try {
       qor::JsonWriter json;
@@ -53,13 +54,12 @@ class Recorder {
   Recorder() noexcept;
 
   static std::int64_t Process();
-  void Append(const std::string& line);
+  void Append(const std::string& line) const;
   void GiveUp(const char* reason) noexcept;
 
-  std::mutex mutex_;
   std::string path_;
+  std::atomic<bool> recording_{false};
   int file_ = -1;
-  bool told_ = false;
   std::int64_t first_process_ = 0;
 };
 

@@ -118,7 +118,8 @@ class QOR_HANDLER_API Command {
   std::shared_ptr<internal::CommandState> state_;
 };
 
-/// What is kept of the answers. The oldest go first.
+/// What is kept of the answers. The oldest go first. A count of 0 keeps none, on file or elsewhere:
+/// a command that is delivered again after its answer then runs again.
 struct AnswerLimits {
   /// Number of answers.
   std::size_t count = 1000;
@@ -172,11 +173,6 @@ class QOR_HANDLER_API Handler {
   /// \param limits  how many, how long, how large
   /// \return the handler itself
   Handler& KeepAnswers(const AnswerLimits& limits);
-  /// Keeps answers in memory only, within the limits: "never twice" ends with the process. Before
-  /// Run().
-  ///
-  /// \return the handler itself
-  Handler& KeepAnswersInMemory();
 
   /// Runs the application until the platform ends it, or service_app_exit().
   ///

@@ -34,43 +34,46 @@ UniqueFd LockLaunchOf(const std::string& app_id) {
   return file;
 }
 
-struct Connection {
-  UniqueFd socket;
-  bool started_process = false;
-};
-
-// A connection to the application, which is started when nobody has its listening socket.
-Connection ConnectOrStart(const ApplicationRecord& application) {
-  const std::string folder = FolderBelowRoot(kApplicationSocketFolder);
-  const UniqueFd lock = LockLaunchOf(application.id);
-  UniqueFd connection = ConnectTo(folder, application.id);
-  if (connection) return {std::move(connection), false};
-  if (errno != ENOENT && errno != ECONNREFUSED) Throw("cannot reach " + application.id);
-
-  unlink((folder + "/" + application.id).c_str());
+// Makes the application's listening socket, puts the request into it and starts the process. The
+// request is there before the process is, so that even one that ends at once cannot refuse it.
+void StartWith(const ApplicationRecord& application, const std::string& folder,
+               const std::vector<uint8_t>& request) {
+  const std::string path = folder + "/" + application.id;
+  unlink(path.c_str());
   const UniqueFd socket = ListenAt(folder, application.id);
-  if (!socket) Throw("cannot listen at " + folder + "/" + application.id);
-  // Connected before the process exists, so that even one that ends at once cannot refuse.
-  connection = ConnectTo(folder, application.id);
+  if (!socket) Throw("cannot listen at " + path);
+  const UniqueFd connection = ConnectTo(folder, application.id);
   if (!connection) Throw("cannot reach " + application.id);
+  if (!SendMessage(connection.Get(), request, kSendPatience)) {
+    Throw("cannot send a request to " + application.id);
+  }
   if (const int reason = SpawnApplication(application, socket); reason != 0) {
-    unlink((folder + "/" + application.id).c_str());
+    unlink(path.c_str());
     throw LaunchFailed("cannot start " + application.executable + ": " +
                        std::generic_category().message(reason));
   }
-  return {std::move(connection), true};
+}
+
+// A connection to the application; none when it did not run and was started with the request.
+UniqueFd ConnectOrStartWith(const ApplicationRecord& application,
+                            const std::vector<uint8_t>& request) {
+  const std::string folder = FolderBelowRoot(kApplicationSocketFolder);
+  const UniqueFd lock = LockLaunchOf(application.id);
+  UniqueFd connection = ConnectTo(folder, application.id);
+  if (connection) return connection;
+  if (errno != ENOENT && errno != ECONNREFUSED) Throw("cannot reach " + application.id);
+  StartWith(application, folder, request);
+  return {};
 }
 
 }  // namespace
 
 void LaunchWith(const ApplicationRecord& application, const std::vector<uint8_t>& request) {
   for (;;) {
-    const Connection connection = ConnectOrStart(application);
-    if (SendMessage(connection.socket.Get(), request, kSendPatience)) return;
+    const UniqueFd connection = ConnectOrStartWith(application, request);
+    if (!connection || SendMessage(connection.Get(), request, kSendPatience)) return;
+    // The process ended between the two steps and makes room for a new one.
     if (errno != EPIPE && errno != ECONNRESET) Throw("cannot send a request to " + application.id);
-    // The process ended between the two steps. One that was there before makes room for a new one.
-    if (connection.started_process)
-      throw LaunchFailed(application.executable + " ended before it took its request");
   }
 }
 

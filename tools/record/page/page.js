@@ -77,7 +77,7 @@ function main() {
       document.getElementById("range").textContent = `${from} to ${to}`;
     },
   });
-  const table = new Table(record.commands, select);
+  const table = new Table(select);
   const show = () => {
     const commands = matching();
     timeline.setLanes(makeLanes(record, commands));
@@ -86,10 +86,17 @@ function main() {
   };
 
   const filters = document.getElementById("filters");
-  filters.addEventListener("input", show);
+  // Once a frame however fast somebody types; and a reset's fields are empty only after the event.
+  let frame = null;
+  const showSoon = () => {
+    frame ??= requestAnimationFrame(() => {
+      frame = null;
+      show();
+    });
+  };
+  filters.addEventListener("input", showSoon);
+  filters.addEventListener("reset", showSoon);
   filters.addEventListener("submit", (event) => event.preventDefault());
-  // The fields are empty only after the event.
-  filters.addEventListener("reset", () => requestAnimationFrame(show));
   const onClick = (id, action) => document.getElementById(id).addEventListener("click", action);
   onClick("zoom-in", () => timeline.zoom(1.5));
   onClick("zoom-out", () => timeline.zoom(1 / 1.5));

@@ -1,15 +1,46 @@
 // Copyright 2026 The qor-handler-manager authors
 // SPDX-License-Identifier: Apache-2.0
 
+// More at once would take too long to lay out.
+const ROWS_AT_ONCE = 1000;
+
 // The same commands as the timeline, for those who would rather read.
 class Table {
-  constructor(commands, onSelect) {
-    const titles = [...document.querySelectorAll("#table th")].map((title) => title.textContent);
-    this.rows = new Map(commands.map((command) => [command, this.makeRow(command, titles, onSelect)]));
-    document.getElementById("rows").append(...this.rows.values());
+  constructor(onSelect) {
+    this.body = document.getElementById("rows");
+    this.button = document.getElementById("more");
+    this.titles = [...document.querySelectorAll("#table th")].map((title) => title.textContent);
+    this.onSelect = onSelect;
+    this.rows = new Map();
+    this.button.addEventListener("click", () => this.showMore());
   }
 
-  makeRow(command, titles, onSelect) {
+  show(commands) {
+    this.waiting = commands;
+    this.body.replaceChildren();
+    this.showMore();
+    document.getElementById("none").hidden = commands.length > 0;
+  }
+
+  select(command) {
+    this.rows.get(this.selected)?.removeAttribute("aria-current");
+    this.selected = command;
+    this.rowOf(command).setAttribute("aria-current", "true");
+  }
+
+  showMore() {
+    this.body.append(...this.waiting.slice(0, ROWS_AT_ONCE).map((command) => this.rowOf(command)));
+    this.waiting = this.waiting.slice(ROWS_AT_ONCE);
+    this.button.hidden = this.waiting.length === 0;
+    this.button.textContent = `Show more of the other ${this.waiting.length}`;
+  }
+
+  rowOf(command) {
+    if (!this.rows.has(command)) this.rows.set(command, this.makeRow(command));
+    return this.rows.get(command);
+  }
+
+  makeRow(command) {
     const inPhase = (name) => {
       const segment = command.segments.find(({ phase }) => phase === name);
       return segment ? formatDuration(segment.end - segment.begin) : "";
@@ -25,22 +56,10 @@ class Table {
       inPhase("connecting"),
       inPhase("waiting"),
       inPhase("executing"),
-    ].map((content, i) => element("td", { "data-label": titles[i] }, content));
+    ].map((content, i) => element("td", { "data-label": this.titles[i] }, content));
     cells[4].append(late);
     const row = element("tr", {}, ...cells);
-    row.addEventListener("click", () => onSelect(command));
+    row.addEventListener("click", () => this.onSelect(command));
     return row;
-  }
-
-  show(commands) {
-    const shown = new Set(commands);
-    for (const [command, row] of this.rows) row.hidden = !shown.has(command);
-    document.getElementById("none").hidden = shown.size > 0;
-  }
-
-  select(command) {
-    this.rows.get(this.selected)?.removeAttribute("aria-current");
-    this.selected = command;
-    this.rows.get(command).setAttribute("aria-current", "true");
   }
 }

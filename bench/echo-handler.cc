@@ -1,0 +1,15 @@
+// Copyright 2026 The qor-handler-manager authors
+// SPDX-License-Identifier: Apache-2.0
+
+// The other end of the library's round trips. Its peers keep nothing on file, so neither does it.
+
+#include <qor/handler.h>
+
+int main(int argc, char** argv) {
+  qor::AnswerLimits none;
+  none.count = 0;
+  qor::Handler handler;
+  handler.KeepAnswers(none).On(
+      "text.echo", [](const qor::Command& command) { command.Succeed(command.Payload()); });
+  return handler.Run(argc, argv);
+}

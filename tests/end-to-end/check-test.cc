@@ -1,0 +1,442 @@
+// Copyright 2026 The qor-handler-manager authors
+// SPDX-License-Identifier: Apache-2.0
+
+#include <algorithm>
+#include <csignal>
+#include <cstdlib>
+#include <filesystem>
+#include <fstream>
+#include <iterator>
+
+#include "end-to-end-test.h"
+#include "live-process.h"
+#include "platform/linux/common/process-list.h"
+
+namespace end_to_end {
+namespace {
+
+namespace fs = std::filesystem;
+
+constexpr char kHandlerKey[] = "http://tizen.org/iot/metadata/qor/command-handler";
+constexpr char kPriorityKey[] = "http://tizen.org/iot/metadata/qor/priority";
+constexpr char kManifest[] = "tizen-manifest.xml";
+constexpr char kConfiguration[] = "res/handler.yaml";
+
+class Check : public EndToEndTest {
+ protected:
+  // What the tool makes for the time of its run stands below a folder of this test's.
+  Check() {
+    fs::create_directory(Temporary());
+    setenv("TMPDIR", Temporary().c_str(), 1);
+  }
+  ~Check() override {
+    unsetenv("TMPDIR");
+    EXPECT_TRUE(fs::is_empty(Temporary()));
+    EXPECT_EQ(Processes().size(), 0u);
+    EXPECT_FALSE(fs::exists(Root() + "/packages.db"));
+  }
+
+  std::string Temporary() const { return Root() + "/tmp"; }
+  std::vector<pid_t> Processes() const {
+    return platform::ProcessesWhere([this](const platform::Executable& executable) {
+      return executable.path.rfind(Temporary() + "/", 0) == 0;
+    });
+  }
+
+  // A copy of a package that the test may spoil.
+  std::string Copy(const std::string& package) const {
+    const std::string copy = Root() + "/pkg";
+    fs::remove_all(copy);
+    fs::copy(Packages() + "/" + package, copy, fs::copy_options::recursive);
+    return copy;
+  }
+
+  static void Write(const std::string& path, const std::string& text) {
+    std::ofstream(path, std::ios::binary) << text;
+  }
+  static void Replace(const std::string& path, const std::string& from, const std::string& to) {
+    std::ifstream file(path, std::ios::binary);
+    std::string text(std::istreambuf_iterator<char>(file), {});
+    const auto at = text.find(from);
+    ASSERT_NE(at, std::string::npos) << path << ": " << from;
+    Write(path, text.replace(at, from.size(), to));
+  }
+
+  // The report of a copy of the package "text", one of whose files is changed so.
+  std::string ReportWith(const std::string& file, const std::string& from, const std::string& to,
+                         int exit_status) {
+    const std::string package = Copy("text");
+    Replace(package + "/" + file, from, to);
+    return ReportOf(package, exit_status);
+  }
+  std::string ReportWithConfiguration(const std::string& text, int exit_status) {
+    const std::string package = Copy("text");
+    Write(package + "/" + kConfiguration, text);
+    return ReportOf(package, exit_status);
+  }
+  std::string ReportOf(const std::string& package, int exit_status) {
+    const auto run = Qor({"check", package});
+    EXPECT_EQ(run.exit_status, exit_status) << run.output << run.errors;
+    return run.output;
+  }
+  std::string InPackage(const std::string& file) const { return Root() + "/pkg/" + file; }
+
+  tools::ProcessResult RunHandlers(const std::string& package,
+                                   const std::vector<std::string>& options = {}) {
+    std::vector<std::string> arguments = {"check", "--run", "--connection-timeout", "60000",
+                                          package};
+    arguments.insert(arguments.end(), options.begin(), options.end());
+    return Qor(arguments);
+  }
+};
+
+#define EXPECT_HAS(text, part) EXPECT_NE((text).find(part), std::string::npos) << (text)
+#define EXPECT_HAS_NOT(text, part) EXPECT_EQ((text).find(part), std::string::npos) << (text)
+
+TEST_F(Check, PassesASoundPackageAndTellsWhatItDeclares) {
+  EXPECT_EQ(ReportOf(Packages() + "/greet", 0),
+            "pass  manifest: org.example.greet 1.0.0\n"
+            "pass  application: org.example.greet.handler is a service application\n"
+            "pass  executable: bin/greet-handler is there\n"
+            "pass  metadata: names res/handler.yaml\n"
+            "pass  configuration: serves greet\n"
+            "pass  priority: 10: declared as 10\n"
+            "pass  privileges: holds what a handler needs\n"
+            "7 passed, 0 warned, 0 failed\n");
+}
+
+TEST_F(Check, NamesWhatThePackageManagerWouldRefuse) {
+  const std::string manifest = "fail  manifest: " + InPackage(kManifest);
+  EXPECT_HAS(ReportWith(kManifest, "</manifest>", "", 1), manifest + ":15: ");
+  EXPECT_HAS(ReportWith(kManifest, "version=\"1.0.0\"", "version=\"1\"", 1),
+             manifest +
+                 ":4: version: \"1\" is not a version like 1.2.3\n"
+                 "      write three numbers, such as version=\"1.2.3\"\n");
+  EXPECT_HAS(ReportWith(kManifest, "package=\"org", "package=\"an id", 1),
+             manifest + ":4: package: \"an id.example.text\" is not a package id\n      write an");
+  EXPECT_HAS(ReportWith(kManifest, "<service-application", "<service", 1), manifest + ":14: ");
+}
+
+TEST_F(Check, NamesAnApplicationWithoutAnExecutableFile) {
+  const std::string exec = "fail  manifest: " + InPackage(kManifest) + ":6: exec: ";
+  const std::string cure = "\n      name an executable file in bin/";
+  EXPECT_HAS(ReportWith(kManifest, "exec=\"text-handler\"", "", 1),
+             exec + "the application has no exec" + cure);
+  EXPECT_HAS(ReportWith(kManifest, "exec=\"text", "exec=\"test", 1),
+             exec + "bin/test-handler does not exist" + cure);
+  const std::string package = Copy("text");
+  fs::permissions(package + "/bin/text-handler", fs::perms::owner_read | fs::perms::owner_write);
+  EXPECT_HAS(ReportOf(package, 1), exec + "bin/text-handler is not executable" + cure);
+}
+
+TEST_F(Check, WarnsOfAHandlerThatShowsItself) {
+  const std::string package = Copy("text");
+  Replace(package + "/" + kManifest, "<service-application", "<ui-application");
+  Replace(package + "/" + kManifest, "</service-application", "</ui-application");
+  EXPECT_HAS(ReportOf(package, 0),
+             "warn  application: " + InPackage(kManifest) +
+                 ":6: a handler that is not a service application shows itself\n"
+                 "      declare it as a <service-application>\n");
+}
+
+TEST_F(Check, NamesAKeyThatIsNearlyTheRightOne) {
+  for (const std::string& slip :
+       {std::string("http://tizen.org/metadata/qor/command-handler"),
+        std::string("command-handler"),
+        std::string("http://tizen.org/iot/metadata/qor/Command-Handler"),
+        std::string("http://tizen.org/iot/metadata/qor/comand-handler")}) {
+    EXPECT_HAS(ReportWith(kManifest, kHandlerKey, slip, 1),
+               "fail  metadata: " + InPackage(kManifest) + ":8: " + slip + ": this key is not \"" +
+                   kHandlerKey + "\"\n      rename it to \"" + kHandlerKey + "\"\n");
+  }
+  EXPECT_HAS(ReportWith(kManifest, kPriorityKey, "http://tizen.org/iot/metadata/qor/prority", 0),
+             "warn  priority: " + InPackage(kManifest) +
+                 ":9: http://tizen.org/iot/metadata/qor/prority: this key is not \"" +
+                 kPriorityKey + "\"\n      rename it");
+}
+
+TEST_F(Check, NamesAPackageWithoutAnyHandler) {
+  EXPECT_HAS(ReportWith(kManifest, kHandlerKey, "http://example.org/other", 1),
+             "fail  metadata: " + InPackage(kManifest) + ": " + kHandlerKey +
+                 ": no application names a configuration file, so none is a command handler\n"
+                 "      add <metadata key=\"" +
+                 kHandlerKey + "\"");
+}
+
+TEST_F(Check, NamesAPathThatLeadsToNoConfigurationFile) {
+  const std::string place = "fail  metadata: " + InPackage(kManifest) + ":8: " + kHandlerKey + ": ";
+  EXPECT_HAS(ReportWith(kManifest, "res/handler.yaml", "res/handlers.yaml", 1),
+             place + "the configuration file res/handlers.yaml does not exist\n      put it into");
+  EXPECT_HAS(ReportWith(kManifest, "res/handler.yaml", "", 1),
+             place + "the value names no configuration file\n      name it relative");
+  EXPECT_HAS(ReportWith(kManifest, "res/handler.yaml", "res/../../handler.yaml", 1),
+             place +
+                 "the configuration file res/../../handler.yaml is outside the package\n"
+                 "      put it into the package");
+  // Where the tool reads the package, a file may happen to be there.
+  Write(Temporary() + "/handler.yaml", "request-types: [a]\n");
+  EXPECT_HAS(ReportWith(kManifest, "res/handler.yaml", "../handler.yaml", 1),
+             place + "the configuration file ../handler.yaml is outside the package\n");
+  fs::remove(Temporary() + "/handler.yaml");
+}
+
+TEST_F(Check, NamesTheLineOfAConfigurationFileThatIsNoListOfTypes) {
+  const std::string file = "fail  configuration: " + InPackage(kConfiguration);
+  const std::string shape = "\n      write it as \"request-types:\" and one line";
+  EXPECT_HAS(ReportWithConfiguration("- a\n", 1),
+             file + ":1: there is no mapping with the key \"request-types\"" + shape);
+  EXPECT_HAS(ReportWithConfiguration("version: 1\nrequest_types: [a]\n", 1),
+             file +
+                 ":2: request_types: this key is not \"request-types\"\n"
+                 "      rename it to \"request-types\"\n");
+  EXPECT_HAS(ReportWithConfiguration("version: 1\nrequest-types: a\n", 1),
+             file + ":2: request-types: it is not a list" + shape);
+  EXPECT_HAS(ReportWithConfiguration("request-types:\n  - a\n  - {b: c}\n", 1),
+             file + ":3: request-types: an item of the list is not a text" + shape);
+  EXPECT_HAS(ReportWithConfiguration("version: 1\nrequest-types: []\n", 1),
+             file + ":2: request-types: the list is empty\n      add the request types\n");
+  EXPECT_HAS(ReportWithConfiguration("request-types:\n  - [a\n", 1), file + ":3: not YAML: ");
+}
+
+TEST_F(Check, WarnsOfItemsThatWereHardlyMeantSo) {
+  const std::string report =
+      ReportWithConfiguration("request-types:\n  - a\n  -\n  - b\n  - a\n  - \"\"\n", 0);
+  const std::string file = "warn  configuration: " + InPackage(kConfiguration);
+  EXPECT_HAS(report, file +
+                         ":3: request-types: an item without a text counts as the request type "
+                         "\"null\"\n      write the type after the dash, or remove the line\n");
+  EXPECT_HAS(report, file + ":5: request-types: \"a\" is in the list twice\n      remove one\n");
+  EXPECT_HAS(report, file + ":6: request-types: an item is an empty text\n      write the type");
+  EXPECT_HAS_NOT(report, "pass  configuration");
+}
+
+TEST_F(Check, TellsWhatAPriorityCountsAs) {
+  const std::string place =
+      "warn  priority: " + InPackage(kManifest) + ":9: " + kPriorityKey + ": ";
+  const std::string cure = "\n      write a number from 1 to 100\n";
+  EXPECT_HAS(ReportWith(kManifest, "value=\"10\"", "value=\"high\"", 0),
+             place + "\"high\" is no number and counts as 0" + cure);
+  EXPECT_HAS(ReportWith(kManifest, "value=\"10\"", "value=\"250\"", 0),
+             place + "\"250\" is out of range and counts as 100" + cure);
+  EXPECT_HAS(ReportWith(kManifest, "value=\"10\"", "value=\"0\"", 0),
+             place + "\"0\" is out of range and counts as 1" + cure);
+  EXPECT_HAS(ReportWith(kManifest, kPriorityKey, "http://example.org/other", 0),
+             "pass  priority: 0: none is declared, which counts as 0\n");
+}
+
+TEST_F(Check, NamesEachMissingPrivilege) {
+  for (const std::string& name : {std::string("http://tizen.org/privilege/datasharing"),
+                                  std::string("http://tizen.org/privilege/appmanager.launch")}) {
+    EXPECT_HAS(ReportWith(kManifest, name, "http://tizen.org/privilege/internet", 1),
+               "fail  privileges: " + InPackage(kManifest) + ":11: " + name +
+                   ": its connection is rejected: a privilege is missing\n      add <privilege>" +
+                   name + "</privilege> to <privileges>\n");
+  }
+  // Also of a handler whose configuration file is of no use.
+  const std::string package = Copy("text");
+  Write(package + "/" + kConfiguration, "request-types: []\n");
+  Replace(package + "/" + kManifest, "privilege/datasharing", "privilege/internet");
+  EXPECT_HAS(ReportOf(package, 1), "fail  privileges: ");
+}
+
+TEST_F(Check, TellsTheApplicationsOfAPackageApart) {
+  const std::string package = Copy("text");
+  fs::copy(package + "/bin/text-handler", package + "/bin/other");
+  Replace(package + "/" + kManifest, "  <privileges>",
+          "<service-application appid=\"other\" exec=\"other\"><metadata key=\"" +
+              std::string(kHandlerKey) + "\" value=\"none\"/></service-application><privileges>");
+  const std::string report = ReportOf(package, 1);
+  EXPECT_HAS(report, "pass  org.example.text.handler metadata: names res/handler.yaml\n");
+  EXPECT_HAS(report, "fail  other metadata: " + InPackage(kManifest) + ":11: ");
+}
+
+TEST_F(Check, ReadsArchives) {
+  const std::string package = Copy("text");
+  Replace(package + "/" + kManifest, "value=\"10\"", "value=\"250\"");
+  const std::string archive = Root() + "/text.tpk";
+  const auto zip = tools::RunProcess(
+      {"sh", "-c", "cd '" + package + "' && cmake -E tar cf '" + archive + "' --format=zip ."},
+      kPatienceSeconds);
+  ASSERT_EQ(zip.exit_status, 0) << zip.errors;
+  const std::string report = ReportOf(archive, 0);
+  EXPECT_HAS(report, "warn  priority: " + archive + "/tizen-manifest.xml:9: ");
+  EXPECT_HAS(report, "6 passed, 1 warned, 0 failed\n");
+  Write(archive, "no archive");
+  EXPECT_HAS(ReportOf(archive, 1), "fail  manifest: ");
+}
+
+TEST_F(Check, PrintsJson) {
+  const std::string package = Copy("text");
+  Replace(package + "/" + kManifest, "value=\"10\"", "value=\"high\"");
+  Write(package + "/" + kConfiguration, "request-types: []\n");
+  const auto run = Qor({"check", "--json", package});
+  EXPECT_EQ(run.exit_status, 1) << run.errors;
+  EXPECT_EQ(run.output,
+            "{\"package\":\"" + package +
+                "\",\"checks\":["
+                R"({"name":"manifest","level":"pass","message":"org.example.text 1.0.0"},)"
+                R"({"name":"application","level":"pass","message":)"
+                R"("org.example.text.handler is a service application"},)"
+                R"({"name":"executable","level":"pass","message":"bin/text-handler is there"},)"
+                R"({"name":"metadata","level":"pass","message":"names res/handler.yaml"},)"
+                R"({"name":"configuration","level":"fail","message":"the list is empty","file":")" +
+                InPackage(kConfiguration) +
+                R"(","line":1,"key":"request-types","cure":"add the request types"},)"
+                R"({"name":"priority","level":"warn","message":)"
+                R"("\"high\" is no number and counts as 0","file":")" +
+                InPackage(kManifest) + R"(","line":9,"key":")" + kPriorityKey +
+                R"(","cure":"write a number from 1 to 100"},)"
+                R"({"name":"privileges","level":"pass","message":"holds what a handler needs"}],)"
+                R"("summary":{"pass":5,"warn":1,"fail":1}})"
+                "\n");
+}
+
+TEST_F(Check, AnswersWrongWordsWithExitStatusTwo) {
+  const std::string package = Packages() + "/text";
+  for (const std::vector<std::string>& words : {std::vector<std::string>{"check"},
+                                                {"check", Root() + "/missing"},
+                                                {"check", package, "--skip", "text.echo"},
+                                                {"check", package, "--run", "--skip", "no.type"},
+                                                {"check", package, "--run", "--payload", "no=1"},
+                                                {"check", package, "--run", "--payload", "1"}}) {
+    EXPECT_EQ(Qor(words).exit_status, 2);
+  }
+  const auto help = Qor({"check", "--help"});
+  EXPECT_EQ(help.exit_status, 0);
+  EXPECT_HAS(help.output, "Examples:\n  qor check ");
+}
+
+class CheckOfExample : public Check, public testing::WithParamInterface<const char*> {};
+
+TEST_P(CheckOfExample, FailsNothingWhenItsHandlerIsRun) {
+  std::vector<std::string> options;
+  if (std::string(GetParam()) == "text") {
+    options = {"--skip", "text.crash", "--skip", "text.forget"};
+  }
+  const auto run = RunHandlers(Packages() + "/" + GetParam(), options);
+  EXPECT_EQ(run.exit_status, 0) << run.output << run.errors;
+  EXPECT_HAS(run.output, "pass  connection: it connects and fetches its commands\n");
+  EXPECT_HAS(run.output, "pass  again: ");
+  EXPECT_HAS(run.output, "pass  agent restart: it connects again after ");
+  EXPECT_HAS(run.output, "pass  handler killed: the agent gets a timeout, and the next command");
+  EXPECT_HAS(run.output, "pass  once: ");
+}
+
+INSTANTIATE_TEST_SUITE_P(Good, CheckOfExample,
+                         testing::Values("text", "text-2", "text-preferred", "greet", "reboot",
+                                         "config", "progress"),
+                         [](const auto& package) {
+                           std::string name = package.param;
+                           name.erase(std::remove(name.begin(), name.end(), '-'), name.end());
+                           return name;
+                         });
+
+TEST_F(Check, NamesAHandlerThatNeverConnects) {
+  const auto run = RunHandlers(Packages() + "/silent", {"--connection-timeout", "500"});
+  EXPECT_EQ(run.exit_status, 1);
+  EXPECT_HAS(run.output,
+             "fail  connection: it runs, but does not connect within 500 ms\n"
+             "      connect to the port CommandHandler");
+  EXPECT_HAS_NOT(run.output, "agent restart");
+}
+
+TEST_F(Check, NamesAHandlerThatEndsBeforeItConnects) {
+  const std::string package = Copy("text");
+  Write(package + "/bin/text-handler", "#!/bin/true\n");
+  const auto run = RunHandlers(package, {"--connection-timeout", "500"});
+  EXPECT_EQ(run.exit_status, 1);
+  EXPECT_HAS(run.output, "fail  connection: it ended and did not connect within 500 ms\n");
+}
+
+TEST_F(Check, NamesAHandlerThatCannotBeLaunched) {
+  const std::string package = Copy("text");
+  Write(package + "/bin/text-handler", "no program");
+  const auto run = RunHandlers(package);
+  EXPECT_EQ(run.exit_status, 1);
+  EXPECT_HAS(run.output, "fail  connection: the handler of text.crash could not be launched\n");
+}
+
+TEST_F(Check, NamesAHandlerThatDoesNotFetchItsCommands) {
+  const std::string package = Copy("careless");
+  fs::rename(package + "/bin/careless-handler", package + "/bin/deaf-handler");
+  Replace(package + "/" + kManifest, "careless-handler\" type", "deaf-handler\" type");
+  const auto run =
+      RunHandlers(package, {"--connection-timeout", "2000", "--execution-timeout", "500"});
+  EXPECT_EQ(run.exit_status, 1);
+  EXPECT_HAS(run.output,
+             "fail  connection: it connects, but does not fetch its commands\n      set");
+}
+
+TEST_F(Check, NamesTypesThatKillTheHandlerOrAreNotAnswered) {
+  const auto run = RunHandlers(Packages() + "/text");
+  EXPECT_EQ(run.exit_status, 1);
+  EXPECT_HAS(run.output,
+             "fail  text.crash: it ended while it worked on the command\n      see its log lines");
+  EXPECT_HAS(
+      run.output,
+      "warn  text.forget: no answer within 3000 ms\n      ask for more time before it is up");
+  EXPECT_HAS(run.output, "pass  text.echo: succeeds after ");
+  EXPECT_HAS(run.output, " ms: {\"ErrorCode\":42,\"ErrorDescription\":\"this handler refuses\"}\n");
+  EXPECT_HAS(run.output, "pass  handler killed: ");
+}
+
+TEST_F(Check, WarnsWhenNothingIsAnsweredInTime) {
+  const std::string package = Copy("text");
+  Write(package + "/" + kConfiguration, "request-types: [text.forget]\n");
+  const auto run = RunHandlers(package, {"--execution-timeout", "500"});
+  EXPECT_EQ(run.exit_status, 0) << run.output << run.errors;
+  EXPECT_HAS(run.output, "warn  text.forget: no answer within 500 ms\n");
+  EXPECT_HAS(run.output, "warn  agent restart: not tried");
+}
+
+TEST_F(Check, WarnsOfATypeWithoutAFunction) {
+  const auto run = RunHandlers(Packages() + "/text-2", {"--skip", "text.slow"});
+  EXPECT_EQ(run.exit_status, 0) << run.output << run.errors;
+  EXPECT_HAS(run.output, "warn  text.translate: nobody answers it but the SDK: ");
+  EXPECT_HAS_NOT(run.output, "text.slow: ");
+}
+
+TEST_F(Check, SendsThePayloadsThatItIsTold) {
+  const std::string file = Root() + "/payload";
+  Write(file, R"({"a":[1,2]})");
+  const auto run = RunHandlers(Packages() + "/text",
+                               {"--skip", "text.crash", "--skip", "text.forget", "--payload",
+                                "text.echo=@" + file, "--payload", R"(text.upper="a=b")"});
+  EXPECT_EQ(run.exit_status, 0) << run.output << run.errors;
+  EXPECT_HAS(run.output, " ms: {\"a\":[1,2]}\n");
+  EXPECT_HAS(run.output, " ms: {\"text\":\"A=B\",\"by\":");
+}
+
+TEST_F(Check, NamesWhatACarelessHandlerDoes) {
+  const auto run = RunHandlers(Packages() + "/careless");
+  EXPECT_EQ(run.exit_status, 1);
+  EXPECT_HAS(run.output, "pass  careless.count: succeeds after ");
+  EXPECT_HAS(run.output,
+             "fail  careless.count again: a command that comes again is answered with 2, before "
+             "with 1\n      keep the answers by uuid");
+  EXPECT_HAS(run.output,
+             "fail  careless.text: its result is not JSON: hello there\n      answer with a JSON");
+  EXPECT_HAS(run.output, "fail  agent restart: after it: a command that comes again is answered");
+  EXPECT_HAS(run.output, "fail  once: ");
+  EXPECT_HAS(run.output, " commands were answered more than once\n      pass over");
+}
+
+TEST_F(Check, RunsNothingThatFailsAlready) {
+  const std::string package = Copy("text");
+  Replace(package + "/" + kManifest, "privilege/datasharing", "privilege/internet");
+  const auto run = RunHandlers(package);
+  EXPECT_EQ(run.exit_status, 1);
+  EXPECT_HAS(run.output, "warn  run: not tried, because of what failed\n");
+  EXPECT_HAS_NOT(run.output, "connection: ");
+}
+
+TEST_F(Check, LeavesNothingBehindWhenItIsInterrupted) {
+  LiveProcess run({BuildFolder() + "/tools/qor/qor", "check", "--run", "--execution-timeout",
+                   "60000", "--skip", "text.crash", Packages() + "/text"});
+  ASSERT_TRUE(run.AwaitOutput("text.echo: "));
+  run.Terminate();
+  EXPECT_EQ(run.AwaitEnd(), 128 + SIGTERM);
+}
+
+}  // namespace
+}  // namespace end_to_end

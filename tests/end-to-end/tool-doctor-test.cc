@@ -1,0 +1,148 @@
+// Copyright 2026 The qor-handler-manager authors
+// SPDX-License-Identifier: Apache-2.0
+
+#include <gmock/gmock.h>
+#include <unistd.h>
+
+#include <filesystem>
+
+#include "end-to-end-test.h"
+#include "example-copy.h"
+#include "platform/linux/common/unix-socket.h"
+
+namespace end_to_end {
+namespace {
+
+namespace fs = std::filesystem;
+using testing::HasSubstr;
+using testing::Not;
+
+class ToolDoctor : public EndToEndTest {
+ protected:
+  // The whole report; fails the test when the exit status is another.
+  std::string Report(int exit_status, std::vector<std::string> options = {}) {
+    options.insert(options.begin(), "doctor");
+    const auto run = Qor(options);
+    EXPECT_EQ(run.exit_status, exit_status) << run.output << run.errors;
+    return run.output;
+  }
+
+  std::string PackageRoot(const std::string& package) {
+    return fs::directory_iterator(Root() + "/packages/" + package)->path();
+  }
+
+  // What a process that was killed leaves.
+  std::string LeaveSocket(const std::string& folder, const std::string& name) {
+    fs::create_directories(Root() + "/" + folder);
+    EXPECT_TRUE(platform::ListenAt(Root() + "/" + folder, name));
+    return Root() + "/" + folder + "/" + name;
+  }
+};
+
+TEST_F(ToolDoctor, FindsNothingWhereNothingIsWrong) {
+  Install("text");
+  ASSERT_EQ(Qor({"send", "text.echo", "1"}).exit_status, 0);
+  const std::string report = Report(0);
+  EXPECT_THAT(report, Not(HasSubstr("warn")));
+  EXPECT_THAT(report, HasSubstr("pass  handler org.example.text.handler: serves 7 request types "
+                                "with priority 10\n"));
+  EXPECT_THAT(report, HasSubstr("pass  no socket is stale\n"));
+}
+
+TEST_F(ToolDoctor, LooksAtTheRootFolder) {
+  EXPECT_THAT(Report(0), HasSubstr("pass  the root folder " + Root() + " is yours alone\n"));
+  fs::permissions(Root(), fs::perms(0755));
+  EXPECT_THAT(Report(0), HasSubstr("warn  the root folder " + Root() +
+                                   " is open to other users\n      chmod 700 " + Root() + "\n"));
+  fs::permissions(Root(), fs::perms(0700));
+  setenv("QOR_PLATFORM_ROOT", (Root() + "/missing").c_str(), 1);
+  EXPECT_THAT(Report(0), HasSubstr("does not exist: nothing was installed yet"));
+  EXPECT_FALSE(fs::exists(Root() + "/missing"));
+  std::ofstream(Root() + "/file") << "in the way";
+  setenv("QOR_PLATFORM_ROOT", (Root() + "/file").c_str(), 1);
+  EXPECT_THAT(Report(1), HasSubstr("fail  the root " + Root() + "/file is not a folder\n"));
+  setenv("QOR_PLATFORM_ROOT", Root().c_str(), 1);
+}
+
+TEST_F(ToolDoctor, FindsStaleSocketsAndRemovesThemWhenAsked) {
+  const std::vector<std::string> sockets = {
+      LeaveSocket("run/ports/host.gone", "CommandHandler"),
+      LeaveSocket("run/apps", "org.example.gone-" + std::to_string(getpid())),
+      // No process has such a number.
+      LeaveSocket("run/events", "99999999")};
+  const std::string report = Report(0);
+  for (const auto& socket : sockets) {
+    EXPECT_THAT(report, HasSubstr("warn  socket " + socket + " is stale: nobody listens\n"));
+    EXPECT_TRUE(fs::exists(socket));
+  }
+  const std::string fixed = Report(0, {"--fix"});
+  for (const auto& socket : sockets) {
+    EXPECT_THAT(fixed, HasSubstr("pass  stale socket " + socket + " was removed\n"));
+    EXPECT_FALSE(fs::exists(socket));
+  }
+  EXPECT_THAT(Report(0), HasSubstr("pass  no socket is stale\n"));
+}
+
+TEST_F(ToolDoctor, RemovesLockFilesThatNobodyUsesAndNoOthers) {
+  ASSERT_EQ(Qor({"handlers"}).exit_status, 0);
+  StartAgent();
+  const std::string unused = Root() + "/run/ports/host.qor/.CommandHandler.lock";
+  const std::string used = Root() + "/run/ports/host.end-to-end-test/.CommandHandler.lock";
+  ASSERT_TRUE(fs::exists(unused));
+  EXPECT_THAT(Report(0), HasSubstr("pass  2 lock files are not in use, which is harmless\n"));
+  EXPECT_TRUE(fs::exists(unused));
+  EXPECT_THAT(Report(0, {"--fix"}),
+              HasSubstr("pass  2 lock files are not in use and were removed\n"));
+  EXPECT_FALSE(fs::exists(unused));
+  EXPECT_TRUE(fs::exists(used));
+  EXPECT_TRUE(fs::exists(Root() + "/run/ports/host.end-to-end-test/CommandHandler"));
+}
+
+TEST_F(ToolDoctor, NamesTheAgentsThatRun) {
+  StartAgent();
+  EXPECT_THAT(Report(0), HasSubstr("pass  the port CommandHandler of host.end-to-end-test belongs "
+                                   "to process " +
+                                   std::to_string(getpid()) + ", "));
+}
+
+TEST_F(ToolDoctor, FindsAPackageWhoseFolderIsMissingAndItsCureHelps) {
+  Install("text");
+  fs::remove_all(PackageRoot("org.example.text"));
+  EXPECT_THAT(Report(1),
+              HasSubstr("      qor package uninstall org.example.text, then install it again\n"));
+  Uninstall("org.example.text");
+  Report(0);
+}
+
+TEST_F(ToolDoctor, FindsWhatAnInterruptedInstallLeftAndItsCureHelps) {
+  Install("silent");
+  const std::string staged = Root() + "/staging/123@org.example.gone";
+  const std::string unknown = Root() + "/packages/org.example.gone/123";
+  fs::create_directories(staged);
+  fs::create_directories(unknown);
+  const std::string report = Report(0);
+  EXPECT_THAT(report, HasSubstr("warn  " + staged + " is left of an interrupted operation\n"));
+  EXPECT_THAT(report, HasSubstr("warn  " + unknown + " belongs to no installed package\n"));
+  Install("text");
+  EXPECT_THAT(Report(0), Not(HasSubstr("warn")));
+}
+
+TEST_F(ToolDoctor, FindsHandlersThatServeNothing) {
+  const ExampleCopy copy(Packages() + "/text", Root() + "/copy");
+  copy.Write("res/handler.yaml", "request-types:\n  - a\n  - [b\n");
+  ASSERT_EQ(Qor({"package", "install", copy.Path()}).exit_status, 0);
+  EXPECT_THAT(Report(1),
+              testing::ContainsRegex(
+                  "fail  handler org.example.text.handler: .*/res/handler.yaml:4: not YAML"));
+}
+
+TEST_F(ToolDoctor, FindsADatabaseThatCannotBeRead) {
+  std::ofstream(Root() + "/packages.db") << std::string(5000, 'x');
+  const std::string json = Report(1, {"--json"});
+  EXPECT_THAT(json, HasSubstr("{\"level\":\"fail\",\"message\":\"" + Root() + "/packages.db"));
+  EXPECT_THAT(json, HasSubstr("\"cure\":\"move the file away and install the packages again\""));
+  fs::remove(Root() + "/packages.db");
+}
+
+}  // namespace
+}  // namespace end_to_end

@@ -1,0 +1,75 @@
+// Copyright 2026 The qor-handler-manager authors
+// SPDX-License-Identifier: Apache-2.0
+
+#include "inspect/config-file.h"
+
+#include <filesystem>
+
+#include "scratch.h"
+
+namespace inspect {
+namespace {
+
+class ConfigFiles : public ScratchTest {
+ protected:
+  ConfigFile Read(const std::string& text) const {
+    return ReadConfigFile(Write("handler.yaml", text), "pkg/handler.yaml");
+  }
+  // The one obstacle of a file that has no request type, as text.
+  std::string Obstacle(const std::string& text) const {
+    const ConfigFile config = Read(text);
+    EXPECT_TRUE(config.request_types.empty());
+    EXPECT_EQ(config.obstacles.size(), 1u);
+    if (config.obstacles.empty()) return "";
+    EXPECT_NE(config.obstacles[0].cure, "");
+    return ToText(config.obstacles[0]);
+  }
+};
+
+TEST_F(ConfigFiles, GiveTheTypesEachOnce) {
+  const ConfigFile config = Read("request-types:\n  - b\n  - a\n  - b\n  -\n");
+  EXPECT_EQ(config.request_types, (std::set<std::string>{"a", "b", "null"}));
+  EXPECT_TRUE(config.obstacles.empty());
+}
+
+TEST_F(ConfigFiles, NameTheKeyThatWasMeant) {
+  EXPECT_EQ(Obstacle("version: 1\nrequest_types:\n  - a\n"),
+            "pkg/handler.yaml:2: request_types: this key is not \"request-types\"");
+}
+
+TEST_F(ConfigFiles, NameAMissingKey) {
+  EXPECT_EQ(Obstacle("types: [a]\n"), "pkg/handler.yaml:1: the key \"request-types\" is missing");
+  EXPECT_EQ(Obstacle("- a\n"),
+            "pkg/handler.yaml:1: there is no mapping with the key \"request-types\"");
+  EXPECT_EQ(Obstacle(""), "pkg/handler.yaml:1: there is no mapping with the key \"request-types\"");
+}
+
+TEST_F(ConfigFiles, NameTheLineOfMalformedYaml) {
+  EXPECT_EQ(Obstacle("request-types:\n  - a\n  - [b\n").rfind("pkg/handler.yaml:4: not YAML: ", 0),
+            0u);
+}
+
+TEST_F(ConfigFiles, NameAValueThatIsNoList) {
+  EXPECT_EQ(Obstacle("# types\nrequest-types: a\n"),
+            "pkg/handler.yaml:2: request-types: it is not a list");
+  EXPECT_EQ(Obstacle("request-types:\n  - a\n  - {b: c}\n"),
+            "pkg/handler.yaml:3: request-types: an item of the list is not a text");
+  EXPECT_EQ(Obstacle("request-types: []\n"), "pkg/handler.yaml: request-types: the list is empty");
+}
+
+TEST_F(ConfigFiles, NameAFolder) {
+  std::filesystem::create_directory(Folder() + "/folder");
+  const auto config = ReadConfigFile(Folder() + "/folder", "folder");
+  ASSERT_EQ(config.obstacles.size(), 1u);
+  EXPECT_EQ(ToText(config.obstacles[0]), "folder: a folder, not a configuration file");
+}
+
+TEST_F(ConfigFiles, KnowTheLineOfAType) {
+  const std::string path = Write("handler.yaml", "request-types:\n  - a\n  - b\n");
+  EXPECT_EQ(LineOfRequestType(path, "b"), 3);
+  EXPECT_EQ(LineOfRequestType(path, "c"), 0);
+  EXPECT_EQ(LineOfRequestType(path + ".missing", "a"), 0);
+}
+
+}  // namespace
+}  // namespace inspect

@@ -1,0 +1,62 @@
+// Copyright 2026 The qor-handler-manager authors
+// SPDX-License-Identifier: Apache-2.0
+
+#include "inspect/package-file.h"
+
+#include <filesystem>
+
+#include "scratch.h"
+
+namespace inspect {
+namespace {
+
+class PackageFiles : public ScratchTest {
+ protected:
+  std::string WritePackage(const std::string& version) {
+    Write("pkg/tizen-manifest.xml",
+          "<?xml version=\"1.0\"?>\n<manifest package=\"p\" version=\"" + version +
+              "\">\n<service-application appid=\"p.app\" exec=\"app\"/>\n</manifest>\n");
+    Write("pkg/bin/app", "#!/bin/sh\n", true);
+    return Folder() + "/pkg";
+  }
+};
+
+TEST_F(PackageFiles, AreReadWithoutBeingInstalled) {
+  const PackageFile file(WritePackage("1.2.3"));
+  EXPECT_EQ(file.Contents().record.id, "p");
+  EXPECT_EQ(file.Contents().record.version, "1.2.3");
+  EXPECT_FALSE(platform::FindPackage("p"));
+}
+
+TEST_F(PackageFiles, AreNotRefusedWhenSound) { EXPECT_FALSE(WhyRefused(WritePackage("1.2.3"))); }
+
+TEST_F(PackageFiles, AreRefusedWithFileLineAndKey) {
+  const auto reason = WhyRefused(WritePackage("1.2"));
+  ASSERT_TRUE(reason);
+  EXPECT_EQ(reason->place.file, Folder() + "/pkg/tizen-manifest.xml");
+  EXPECT_EQ(reason->place.line, 2);
+  EXPECT_EQ(reason->place.key, "version");
+  EXPECT_EQ(reason->message, "\"1.2\" is not a version like 1.2.3");
+}
+
+TEST_F(PackageFiles, AreRefusedWithTheEntryThatLeavesThem) {
+  const std::string package = WritePackage("1.2.3");
+  std::filesystem::create_symlink("/etc", package + "/out");
+  const auto reason = WhyRefused(package);
+  ASSERT_TRUE(reason);
+  EXPECT_EQ(ToText(*reason), package + ": out: a link to \"/etc\" leaves the package");
+}
+
+TEST_F(PackageFiles, LeaveNothingBehind) {
+  setenv("TMPDIR", Folder().c_str(), 1);
+  WhyRefused(WritePackage("1.2"));
+  WhyRefused(WritePackage("1.2.3"));
+  unsetenv("TMPDIR");
+  for (const auto& entry : std::filesystem::directory_iterator(Folder())) {
+    EXPECT_EQ(entry.path().filename().string().rfind("qor-package-", 0), std::string::npos)
+        << entry;
+  }
+}
+
+}  // namespace
+}  // namespace inspect

@@ -1,0 +1,33 @@
+// Copyright 2026 The qor-handler-manager authors
+// SPDX-License-Identifier: Apache-2.0
+
+#ifndef TESTS_INSPECT_SCRATCH_H_
+#define TESTS_INSPECT_SCRATCH_H_
+
+#include <gtest/gtest.h>
+
+#include <string>
+
+#include "inspect/package.h"
+
+namespace inspect {
+
+// A test with a folder and a platform root of its own.
+class ScratchTest : public testing::Test {
+ protected:
+  ScratchTest();
+  ~ScratchTest() override;
+
+  const std::string& Folder() const { return folder_; }
+
+  // Writes a file below the folder, and the folders that lead to it. Returns its path.
+  std::string Write(const std::string& relative_path, const std::string& text,
+                    bool executable = false) const;
+
+ private:
+  std::string folder_;
+};
+
+}  // namespace inspect
+
+#endif

@@ -1,0 +1,33 @@
+// Copyright 2026 The qor-handler-manager authors
+// SPDX-License-Identifier: Apache-2.0
+
+#include "inspect/similar.h"
+
+#include <gtest/gtest.h>
+
+namespace inspect {
+namespace {
+
+TEST(Similar, SlipsAreNearMisses) {
+  for (const char* slip : {"request_types", "requestTypes", "Request-Types", "request-type",
+                           "requst-types", "request types", "requesttypess"}) {
+    EXPECT_TRUE(IsNearMiss(slip, "request-types")) << slip;
+  }
+}
+
+TEST(Similar, TheTextItselfIsNone) { EXPECT_FALSE(IsNearMiss("request-types", "request-types")); }
+
+TEST(Similar, OtherWordsAreNone) {
+  for (const char* other : {"", "types", "request", "response-types", "a-request-types-b"}) {
+    EXPECT_FALSE(IsNearMiss(other, "request-types")) << other;
+  }
+  EXPECT_FALSE(IsNearMiss("text.lower", "text.upper"));
+}
+
+TEST(Similar, InAShortTextOneLetterMayDiffer) {
+  EXPECT_TRUE(IsNearMiss("a.lon", "a.lot"));
+  EXPECT_FALSE(IsNearMiss("a.lin", "a.lot"));
+}
+
+}  // namespace
+}  // namespace inspect

@@ -1,0 +1,51 @@
+// Copyright 2026 The qor-handler-manager authors
+// SPDX-License-Identifier: Apache-2.0
+
+#include "recorder/connections.h"
+
+#include <gtest/gtest.h>
+
+namespace recorder {
+namespace {
+
+int places[2];
+rpc_port_h const kPort = &places[0];
+rpc_port_h const kOtherPort = &places[1];
+
+TEST(Connections, TellWhoIsBehindACallbackPortAsLongAsItIsThere) {
+  auto& connections = Connections::Get();
+  connections.Add({"handler", "one"});
+  connections.Add({"handler", "two"});
+  connections.SetCallbackPort(kPort, "one");
+  connections.SetCallbackPort(kOtherPort, "two");
+  const auto peer = connections.OfCallbackPort(kPort);
+  ASSERT_TRUE(peer);
+  EXPECT_EQ(peer->handler, "handler");
+  EXPECT_EQ(peer->instance, "one");
+  connections.Remove("one");
+  EXPECT_FALSE(connections.OfCallbackPort(kPort));
+  EXPECT_TRUE(connections.OfCallbackPort(kOtherPort));
+  connections.Remove("two");
+}
+
+TEST(Connections, ForgetAPortThatIsNowOfSomebodyElse) {
+  auto& connections = Connections::Get();
+  connections.Add({"handler", "one"});
+  connections.SetCallbackPort(kPort, "one");
+  connections.SetCallbackPort(kPort, "of another stub");
+  EXPECT_FALSE(connections.OfCallbackPort(kPort));
+  connections.Remove("one");
+}
+
+TEST(Connections, KnowTheLibrarysStubAmongOthers) {
+  auto& connections = Connections::Get();
+  connections.SetStub(kPort, "CommandHandler");
+  connections.SetStub(kOtherPort, "another");
+  EXPECT_TRUE(connections.IsTheLibrarys(kPort));
+  EXPECT_FALSE(connections.IsTheLibrarys(kOtherPort));
+  connections.SetStub(kPort, "another");
+  EXPECT_FALSE(connections.IsTheLibrarys(kPort));
+}
+
+}  // namespace
+}  // namespace recorder

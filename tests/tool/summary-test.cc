@@ -1,0 +1,75 @@
+// Copyright 2026 The qor-handler-manager authors
+// SPDX-License-Identifier: Apache-2.0
+
+#include "summary.h"
+
+#include <gtest/gtest.h>
+
+namespace qor {
+namespace {
+
+Outcome Ended(Ending ending, double milliseconds = 1) {
+  Outcome outcome;
+  outcome.ending = ending;
+  outcome.milliseconds = milliseconds;
+  return outcome;
+}
+
+TEST(Summary, TellsLatenciesThatCommandsReallyHad) {
+  Summary summary;
+  for (int i = 200; i > 0; --i) summary.Add(Ended(Ending::kSuccess, i));
+  EXPECT_EQ(summary.ToText(),
+            "200 commands: 200 success\n"
+            "latency in ms: min 1.000, median 100.000, p90 180.000, p99 198.000, max 200.000\n");
+  EXPECT_EQ(summary.ToJson(),
+            R"({"summary":{"commands":200,"outcomes":{"success":200},"latencyMs":{"answers":200,)"
+            R"("min":1.0,"median":100.0,"p90":180.0,"p99":198.0,"max":200.0}}})");
+}
+
+TEST(Summary, OfOneCommandHasOneLatency) {
+  Summary summary;
+  summary.Add(Ended(Ending::kHandlerFailed, 2.5));
+  EXPECT_EQ(summary.ToText(),
+            "1 command: 1 failed\n"
+            "latency in ms: min 2.500, median 2.500, p90 2.500, p99 2.500, max 2.500\n");
+}
+
+TEST(Summary, TakesTheLatencyOfAnswersOnly) {
+  Summary summary;
+  for (const Ending ending : {Ending::kTimeout, Ending::kNoAnswer, Ending::kNotSupported,
+                              Ending::kLaunchRefused, Ending::kNotAccepted})
+    summary.Add(Ended(ending));
+  summary.AddInterrupted(2);
+  EXPECT_EQ(summary.ToText(),
+            "7 commands: 1 timeout, 1 no-answer, 1 not-supported, 1 launch-refused, "
+            "1 not-accepted, 2 interrupted\n");
+}
+
+TEST(Summary, HasTheExitStatusOfTheFirstThatWasNoSuccess) {
+  Summary summary;
+  EXPECT_EQ(summary.Code(), kSuccess);
+  summary.Add(Ended(Ending::kSuccess));
+  EXPECT_EQ(summary.Code(), kSuccess);
+  summary.Add(Ended(Ending::kTimeout));
+  summary.Add(Ended(Ending::kHandlerFailed));
+  EXPECT_EQ(summary.Code(), kTimeout);
+}
+
+TEST(Summary, GivesEveryEndingItsExitStatus) {
+  const std::pair<Ending, ExitCode> statuses[] = {
+      {Ending::kHandlerFailed, kHandlerFailed},
+      {Ending::kTimeout, kTimeout},
+      {Ending::kNoAnswer, kTimeout},
+      {Ending::kNotSupported, kNotSupported},
+      {Ending::kLaunchRefused, kLaunchRefused},
+      {Ending::kNotAccepted, kError},
+  };
+  for (const auto& [ending, status] : statuses) {
+    Summary summary;
+    summary.Add(Ended(ending));
+    EXPECT_EQ(summary.Code(), status) << NameOf(ending);
+  }
+}
+
+}  // namespace
+}  // namespace qor
