@@ -54,7 +54,8 @@ TEST_F(ConfigFiles, NameAValueThatIsNoList) {
             "pkg/handler.yaml:2: request-types: it is not a list");
   EXPECT_EQ(Obstacle("request-types:\n  - a\n  - {b: c}\n"),
             "pkg/handler.yaml:3: request-types: an item of the list is not a text");
-  EXPECT_EQ(Obstacle("request-types: []\n"), "pkg/handler.yaml: request-types: the list is empty");
+  EXPECT_EQ(Obstacle("request-types: []\n"),
+            "pkg/handler.yaml:1: request-types: the list is empty");
 }
 
 TEST_F(ConfigFiles, NameAFolder) {
