@@ -69,7 +69,7 @@ def commands_of(block):
         if line.startswith("$ "):
             commands.append([line[2:], ""])
         elif not commands:
-            raise Fault("a session begins with a command after \"$ \"")
+            raise Fault("a console block begins with a command after \"$ \"")
         elif commands[-1][0].endswith("\\"):
             commands[-1][0] += "\n" + line
         else:
@@ -156,7 +156,7 @@ class Checker:
             path.parent.mkdir(parents=True, exist_ok=True)
             path.write_text(block.text)
         elif block.language == "console":
-            self.run_session(block)
+            self.run_console(block)
         elif block.language == "sh":
             self.run_words(block)
         elif block.language == "json":
@@ -166,7 +166,7 @@ class Checker:
         else:
             raise Fault(f"no test knows what to do with a block of \"{block.language}\"")
 
-    def run_session(self, block):
+    def run_console(self, block):
         commands = commands_of(block)
         for index, (command, expected) in enumerate(commands):
             output, status = self.shell.run(command)

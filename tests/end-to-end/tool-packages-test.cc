@@ -48,9 +48,9 @@ TEST_F(ToolPackages, ARefusedPackageComesWithFileLineAndKey) {
     const auto text = Qor({"package", verb, copy.Path()});
     EXPECT_EQ(text.exit_status, 1);
     EXPECT_THAT(text.errors,
-                HasSubstr("qor: " + file + ":2: version: \"one\" is not a version like 1.2.3\n"));
+                HasSubstr("qor: " + file + ":4: version: \"one\" is not a version like 1.2.3\n"));
     const auto json = Qor({"package", verb, copy.Path(), "--json"});
-    EXPECT_THAT(json.errors, HasSubstr("\"file\":\"" + file + "\",\"line\":2,\"key\":\"version\""));
+    EXPECT_THAT(json.errors, HasSubstr("\"file\":\"" + file + "\",\"line\":4,\"key\":\"version\""));
   }
 }
 

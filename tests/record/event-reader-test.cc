@@ -5,7 +5,7 @@
 
 #include "lines.h"
 
-namespace qor {
+namespace qor::record {
 namespace {
 
 std::string ReasonFor(const std::string& line) {
@@ -82,4 +82,4 @@ TEST(EventReader, ReplacesBytesThatAreNoUtf8AndKeepsWhatIs) {
 }
 
 }  // namespace
-}  // namespace qor
+}  // namespace qor::record

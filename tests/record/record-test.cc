@@ -7,7 +7,7 @@
 
 #include "lines.h"
 
-namespace qor {
+namespace qor::record {
 
 bool operator==(const Segment& a, const Segment& b) {
   return a.phase == b.phase && a.begin == b.begin && a.end == b.end;
@@ -201,4 +201,4 @@ TEST(RecordOfCommands, TellsWhichAgentsRanAndWhenTheFirstBegan) {
 }
 
 }  // namespace
-}  // namespace qor
+}  // namespace qor::record

@@ -16,8 +16,8 @@
 namespace end_to_end {
 namespace {
 
-using qor::Command;
-using qor::Outcome;
+using qor::record::Command;
+using qor::record::Outcome;
 using testing::ElementsAre;
 using testing::HasSubstr;
 using testing::Not;
@@ -58,15 +58,15 @@ class Recording : public EndToEndTest {
     return Qor(all);
   }
 
-  qor::Record Recorded() const {
+  qor::record::Record Recorded() const {
     std::ifstream file(File());
-    auto read = qor::ReadJsonLines(file);
+    auto read = qor::record::ReadJsonLines(file);
     for (const auto& line : read.bad_lines) ADD_FAILURE() << line.number << ": " << line.reason;
-    return qor::MakeRecord(std::move(read.events));
+    return qor::record::MakeRecord(std::move(read.events));
   }
 };
 
-const Command& Find(const qor::Record& record, const std::string& uuid) {
+const Command& Find(const qor::record::Record& record, const std::string& uuid) {
   for (const Command& command : record.commands) {
     if (command.uuid == uuid) return command;
   }
@@ -91,7 +91,7 @@ TEST_F(Recording, HoldsTheLifeOfEveryCommand) {
   Install("text");
   Install("silent");
   ASSERT_EQ(RunRecorded({ScriptedAgent(), "lives"}).exit_status, 7);
-  const qor::Record record = Recorded();
+  const qor::record::Record record = Recorded();
   ASSERT_THAT(record.commands, SizeIs(7));
   ASSERT_THAT(record.agents, SizeIs(1));
   EXPECT_EQ(record.agents[0].program, ScriptedAgent());
@@ -131,10 +131,10 @@ TEST_F(Recording, HoldsTheLifeOfEveryCommand) {
   EXPECT_GE(unconnected.Duration(), 1'500'000);
 
   int routed = 0;
-  for (const qor::Event& event : record.events) {
-    if (event.kind == qor::EventKind::kAnswered) {
+  for (const qor::record::Event& event : record.events) {
+    if (event.kind == qor::record::EventKind::kAnswered) {
       EXPECT_EQ(event.handler, kText);
-    } else if (event.kind == qor::EventKind::kRouted) {
+    } else if (event.kind == qor::record::EventKind::kRouted) {
       EXPECT_EQ(event.handler, event.uuid == "unconnected" ? kSilent : kText);
       ++routed;
     }
@@ -153,7 +153,7 @@ TEST_F(Recording, LetsTheAgentRefuseExtensions) {
   EXPECT_THAT(plain.output, HasSubstr(kText + " asks agent for 1.2 s for extended\n"));
   ReinstallText();
   EXPECT_EQ(RunRecorded({ScriptedAgent(), "refuse"}).output, plain.output);
-  const qor::Record record = Recorded();
+  const qor::record::Record record = Recorded();
   const Command& extended = Find(record, "extended");
   EXPECT_EQ(extended.outcome, Outcome::kFailure);
   ASSERT_THAT(extended.extensions, SizeIs(1));
@@ -163,7 +163,7 @@ TEST_F(Recording, LetsTheAgentRefuseExtensions) {
 TEST_F(Recording, HearsWhatAnAgentWithoutCallbacksDoesNot) {
   Install("text");
   ASSERT_EQ(RunRecorded({ScriptedAgent(), "no-callbacks"}).exit_status, 7);
-  const qor::Record record = Recorded();
+  const qor::record::Record record = Recorded();
   EXPECT_EQ(Find(record, "unheard").outcome, Outcome::kSuccess);
   EXPECT_THAT(Find(record, "crash").delivered, SizeIs(1));
   ASSERT_THAT(record.handlers, SizeIs(1));
@@ -178,7 +178,7 @@ TEST_F(Recording, GoesOnWhenTheLibraryIsStartedAgain) {
   const auto recorded = RunRecorded({ScriptedAgent(), "again"});
   EXPECT_EQ(recorded.output, plain.output);
   EXPECT_THAT(recorded.output, HasSubstr("agent second: 0"));
-  const qor::Record record = Recorded();
+  const qor::record::Record record = Recorded();
   ASSERT_THAT(record.commands, SizeIs(2));
   for (const Command& command : record.commands) {
     EXPECT_EQ(command.outcome, Outcome::kSuccess);
@@ -189,7 +189,7 @@ TEST_F(Recording, GoesOnWhenTheLibraryIsStartedAgain) {
 
 TEST_F(Recording, TakesCallsFromSeveralThreads) {
   ASSERT_EQ(RunRecorded({ScriptedAgent(), "threads"}).exit_status, 7);
-  const qor::Record record = Recorded();
+  const qor::record::Record record = Recorded();
   EXPECT_THAT(record.commands, SizeIs(800));
   for (const Command& command : record.commands) EXPECT_EQ(command.outcome, Outcome::kRefused);
 }
@@ -200,7 +200,7 @@ TEST_F(Recording, FindsAgentsBehindAShell) {
   const auto run =
       RunRecorded({"sh", "-c", agent + " text.upper '\"a\"'; exec " + agent + " text.reject"});
   EXPECT_EQ(run.exit_status, 1) << run.errors;
-  const qor::Record record = Recorded();
+  const qor::record::Record record = Recorded();
   EXPECT_THAT(record.agents, SizeIs(2));
   ASSERT_THAT(record.commands, SizeIs(2));
   EXPECT_EQ(record.commands[0].outcome, Outcome::kSuccess);
@@ -212,7 +212,7 @@ TEST_F(Recording, RecordsTheToolsOwnSend) {
   const auto run = RunRecorded(
       {BuildFolder() + "/tools/qor/qor", "send", "text.forget", "--execution-timeout", "200"});
   EXPECT_EQ(run.exit_status, 4) << run.errors;
-  const qor::Record record = Recorded();
+  const qor::record::Record record = Recorded();
   ASSERT_THAT(record.commands, SizeIs(1));
   EXPECT_EQ(record.commands[0].outcome, Outcome::kExecutionTimeout);
 }

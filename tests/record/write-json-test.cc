@@ -8,7 +8,7 @@
 #include "lines.h"
 #include "record/writers.h"
 
-namespace qor {
+namespace qor::record {
 namespace {
 
 using testing::HasSubstr;
@@ -62,4 +62,4 @@ TEST(JsonLines, TellTheOutcomeAtTheEndAndLateResults) {
 }
 
 }  // namespace
-}  // namespace qor
+}  // namespace qor::record

@@ -6,7 +6,7 @@
 #include "lines.h"
 #include "record/writers.h"
 
-namespace qor {
+namespace qor::record {
 namespace {
 
 using testing::HasSubstr;
@@ -71,4 +71,4 @@ TEST(TextOfARecord, ShowsDurationsInAFittingUnit) {
 }
 
 }  // namespace
-}  // namespace qor
+}  // namespace qor::record

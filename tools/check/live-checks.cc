@@ -82,7 +82,9 @@ class Trial {
 
   void Report(const std::string& name, Check::Level level, const std::string& message,
               const std::string& cure = "") const {
-    report_({level, message, cure, {}, prefix_ + name});
+    Check check{level, message, cure};
+    check.name = prefix_ + name;
+    report_(check);
   }
 
   // The one before has ended when the next begins.

@@ -31,8 +31,11 @@ namespace {
 
 namespace fs = std::filesystem;
 
-const std::map<std::string, std::function<void(const Record&, std::ostream&)>> kWriters = {
-    {"text", WriteText}, {"json", WriteJson}, {"trace", WriteTrace}, {"html", WriteHtml}};
+const std::map<std::string, std::function<void(const record::Record&, std::ostream&)>> kWriters = {
+    {"text", record::WriteText},
+    {"json", record::WriteJson},
+    {"trace", record::WriteTrace},
+    {"html", record::WriteHtml}};
 
 struct Options {
   std::string format = "text";
@@ -66,15 +69,15 @@ class TemporaryFile {
 };
 
 // Lines that cannot be used are told and left out.
-Record ReadRecord(const std::string& path, const std::string& name) {
+record::Record ReadRecord(const std::string& path, const std::string& name) {
   if (fs::is_directory(path)) throw Failure(kError, "is a folder", "", {name, 0, ""});
   std::ifstream file(path);
   if (!file) throw Failure(kError, "cannot be read: " + LastError(), "", {name, 0, ""});
-  ReadEvents read = ReadJsonLines(file);
-  for (const BadLine& line : read.bad_lines) {
+  record::ReadEvents read = record::ReadJsonLines(file);
+  for (const record::BadLine& line : read.bad_lines) {
     std::cerr << "qor: " << name << ":" << line.number << ": left out: " << line.reason << "\n";
   }
-  return MakeRecord(std::move(read.events));
+  return record::MakeRecord(std::move(read.events));
 }
 
 // Opened before anything is run, so that nothing is recorded in vain.
@@ -86,7 +89,7 @@ class Output {
     Check(file_);
   }
 
-  void Write(const Options& options, const Record& record) {
+  void Write(const Options& options, const record::Record& record) {
     std::ostream& out = path_.empty() ? stream_ : file_;
     kWriters.at(options.format)(record, out);
     out.flush();
@@ -106,7 +109,7 @@ class Output {
 };
 
 int Convert(const Options& options) {
-  const Record record = ReadRecord(options.from, options.from);
+  const record::Record record = ReadRecord(options.from, options.from);
   if (record.events.empty()) {
     throw Failure(kError, "no event in it",
                   "Name a file that qor record --format json has written.", {options.from, 0, ""});
@@ -120,7 +123,7 @@ int RunAndRecord(const Options& options) {
   // The standard output is the program's.
   Output output(options.output, std::cerr);
   const int status = RunRecorded(options.words, file.Path());
-  const Record record = ReadRecord(file.Path(), file.Path());
+  const record::Record record = ReadRecord(file.Path(), file.Path());
   if (record.events.empty()) {
     std::cerr << "qor: " << options.words[0]
               << " has not used the library: nothing is recorded. Programs that are linked with it "

@@ -11,7 +11,7 @@
 #include <algorithm>
 #include <stdexcept>
 
-namespace qor {
+namespace qor::record {
 
 namespace {
 
@@ -120,4 +120,4 @@ ReadEvents ReadJsonLines(std::istream& lines) {
   return read;
 }
 
-}  // namespace qor
+}  // namespace qor::record

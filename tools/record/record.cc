@@ -9,7 +9,7 @@
 #include <map>
 #include <utility>
 
-namespace qor {
+namespace qor::record {
 
 namespace {
 
@@ -283,4 +283,4 @@ std::string ReasonOf(std::int64_t code) {
 
 Record MakeRecord(std::vector<Event> events) { return Maker(std::move(events)).Make(); }
 
-}  // namespace qor
+}  // namespace qor::record

@@ -11,7 +11,7 @@
 
 #include "record/event.h"
 
-namespace qor {
+namespace qor::record {
 
 // All times in here are microseconds since the beginning of the record.
 
@@ -136,6 +136,6 @@ std::string ReasonOf(std::int64_t code);
 // Joins the events, which are in the order of their times, to the lives of commands.
 Record MakeRecord(std::vector<Event> events);
 
-}  // namespace qor
+}  // namespace qor::record
 
 #endif

@@ -7,7 +7,7 @@
 #include "qor/json-writer.h"
 #include "record/writers.h"
 
-namespace qor {
+namespace qor::record {
 
 // The page, with a place for the record.
 extern const char kPage[];
@@ -129,4 +129,4 @@ void WriteHtml(const Record& record, std::ostream& out) {
       << page.substr(place + kPlaceOfRecord.size());
 }
 
-}  // namespace qor
+}  // namespace qor::record

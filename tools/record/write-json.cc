@@ -6,7 +6,7 @@
 #include "qor/json-writer.h"
 #include "record/writers.h"
 
-namespace qor {
+namespace qor::record {
 
 namespace {
 
@@ -52,4 +52,4 @@ void WriteJson(const Record& record, std::ostream& out) {
   }
 }
 
-}  // namespace qor
+}  // namespace qor::record

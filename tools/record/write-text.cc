@@ -11,7 +11,7 @@
 
 #include "record/writers.h"
 
-namespace qor {
+namespace qor::record {
 
 namespace {
 
@@ -145,4 +145,4 @@ void WriteText(const Record& record, std::ostream& out) {
   if (late > 0) out << std::setw(6) << late << "  late result" << (late == 1 ? "" : "s") << "\n";
 }
 
-}  // namespace qor
+}  // namespace qor::record

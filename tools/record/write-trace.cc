@@ -6,7 +6,7 @@
 #include "qor/json-writer.h"
 #include "record/writers.h"
 
-namespace qor {
+namespace qor::record {
 
 namespace {
 
@@ -129,4 +129,4 @@ void WriteTrace(const Record& record, std::ostream& out) {
   out << TraceWriter(record).Write() << "\n";
 }
 
-}  // namespace qor
+}  // namespace qor::record
