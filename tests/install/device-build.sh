@@ -31,5 +31,5 @@ if nm -C "$library" | grep -E ' [A-Za-z] platform::'; then
   echo "the device's library holds parts of the Linux platform"
   exit 1
 fi
-found=$(find "$folder/installed" -name '*qor-platform*' -o -name qor)
+found=$(find "$folder/installed" -name '*qor-platform*' -o -path '*/bin/qor')
 [ -z "$found" ] || { echo "no device has: $found"; exit 1; }
