@@ -48,18 +48,18 @@ void Logic::SetCommandReceivedCb(const HandlerId& handler_id, ipc::OnCommandRece
     return;
   }
   auto& commands = pending_commands_[handler_id];
-  for (auto& context : commands) {
+  commands.ForEach([](RequestContext& context) {
     if (!context.IsSent()) context.StopTimer();
-  }
+  });
   auto& callback = connected_handlers_[handler_id];
   callback = std::move(cb);
-  for (auto& context : commands) {
+  commands.ForEach([&](RequestContext& context) {
     const std::string& uuid = context.GetCommand().uuid;
     callback->Invoke(uuid, context.GetCommand());
     context.SetSent();
     context.StartTimer(ExecutionSeconds(),
                        TimeoutAction(&Logic::ExecutionTimeoutCb, handler_id, uuid));
-  }
+  });
 }
 
 bool Logic::SendResult(const HandlerId& handler_id, rpc_port::stub::Result result) {
@@ -82,7 +82,7 @@ void Logic::OnConnected(const HandlerId& handler_id) {
   if (!FindHandlerById(handler_id)) return;
   auto& commands = pending_commands_[handler_id];
   connected_handlers_.try_emplace(handler_id);
-  for (auto& context : commands) context.StopTimer();
+  commands.ForEach([](RequestContext& context) { context.StopTimer(); });
 }
 
 void Logic::OnDisconnected(const HandlerId& handler_id) {

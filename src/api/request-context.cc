@@ -12,13 +12,18 @@ namespace api {
 
 using tizen::ThreadUtils;
 
-RequestContext::RequestContext(rpc_port::stub::Command command, std::function<bool()> action)
+RequestContext::RequestContext(rpc_port::stub::Command command, std::function<bool()> action,
+                               ContextPlaces* places)
     : command_(std::make_shared<const rpc_port::stub::Command>(std::move(command))),
-      timer_(std::move(action)) {}
+      timer_(std::move(action)),
+      places_(places) {}
+
+RequestContext::RequestContext(const RequestContext& other)
+    : sent_(other.sent_), command_(other.command_), timer_(other.timer_), places_(nullptr) {}
 
 void RequestContext::StartTimer(double seconds) {
   ThreadUtils::InvokeOnMainThreadSync([this, seconds] {
-    if (!timer_.Start(seconds)) {
+    if (!timer_.Start(seconds, places_ != nullptr ? places_->PlaceOf(*this) : nullptr)) {
       throw OperationFailed(__FILE__, __LINE__, "Could not initialize a timer.");
     }
   });
@@ -36,5 +41,7 @@ void RequestContext::StopTimer() {
 void RequestContext::SetTimeout(double seconds) {
   ThreadUtils::InvokeOnMainThreadSync([this, seconds] { timer_.SetInterval(seconds); });
 }
+
+void RequestContext::EndTimer() { timer_.End(); }
 
 }  // namespace api

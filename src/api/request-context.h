@@ -13,18 +13,27 @@
 
 namespace api {
 
-// One pending command. Contexts are copied, never moved: a copy shares command and timer of its
-// original, without needing memory, and a destroyed context takes the timer with it. Timer
-// operations run on the main loop's thread, whichever thread calls.
+class RequestContext;
+
+// Knows at which place a context stands.
+class ContextPlaces {
+ public:
+  virtual std::shared_ptr<const TimerPlace> PlaceOf(const RequestContext& context) = 0;
+
+ protected:
+  ~ContextPlaces() = default;
+};
+
+// One pending command. A copy shares command and timer of its original, without needing memory, and
+// stands nowhere; a destroyed context takes the timer with it. Timer operations run on the main
+// loop's thread, whichever thread calls.
 class RequestContext {
  public:
-  RequestContext(rpc_port::stub::Command command, std::function<bool()> action);
-  RequestContext(const RequestContext&) = default;
-  RequestContext& operator=(const RequestContext&) = default;
-
-  // Where this command's timers are bound to.
-  const std::shared_ptr<TimerPlace>& Place() const { return timer_.Place(); }
-  void Occupy(std::shared_ptr<TimerPlace> place) { timer_.Occupy(std::move(place)); }
+  // Its timers are bound to its place among `places`, or to itself where there are none.
+  RequestContext(rpc_port::stub::Command command, std::function<bool()> action,
+                 ContextPlaces* places = nullptr);
+  RequestContext(const RequestContext& other);
+  RequestContext& operator=(const RequestContext&) = delete;
 
   // Starts the timer, or starts it anew. Throws OperationFailed, without a timer, when the platform
   // gives none.
@@ -34,17 +43,21 @@ class RequestContext {
   void StopTimer();
   // Gives the running timer this many seconds from now.
   void SetTimeout(double seconds);
+  // Deletes the timer as the end of a context does: unless it is marked as expired.
+  void EndTimer();
 
   // The timer has fired: the main loop deletes it.
   void SetExpired() { timer_.SetExpired(); }
   bool IsSent() const { return sent_; }
   void SetSent() { sent_ = true; }
   const rpc_port::stub::Command& GetCommand() const { return *command_; }
+  const EcoreTimerWrapper& Timer() const { return timer_; }
 
  private:
   bool sent_ = false;
   std::shared_ptr<const rpc_port::stub::Command> command_;
   EcoreTimerWrapper timer_;
+  ContextPlaces* places_;
 };
 
 }  // namespace api

@@ -11,7 +11,7 @@
 // deleted after main() has returned, when the client may have shut that down.
 struct EcoreTimerWrapper::Timer {
   Ecore_Timer* handle = nullptr;
-  std::shared_ptr<TimerPlace> place;
+  std::shared_ptr<const TimerPlace> place;
   std::shared_ptr<Timer> self;
   bool keeps_loop = false;
 
@@ -28,30 +28,33 @@ struct EcoreTimerWrapper::Timer {
   }
 };
 
+// Where a wrapper itself is, for as long as it lives.
+class EcoreTimerWrapper::OwnPlace : public TimerPlace {
+ public:
+  explicit OwnPlace(const EcoreTimerWrapper* wrapper) : wrapper_(wrapper) {}
+
+  const EcoreTimerWrapper* Occupant() const override { return wrapper_; }
+  void Leave() { wrapper_ = nullptr; }
+
+ private:
+  const EcoreTimerWrapper* wrapper_;
+};
+
 EcoreTimerWrapper::EcoreTimerWrapper(std::function<bool()> task) { SetTask(std::move(task)); }
 
 EcoreTimerWrapper::EcoreTimerWrapper(const EcoreTimerWrapper& other)
     : task_(other.task_), timer_(other.timer_), expired_(other.expired_) {}
 
-EcoreTimerWrapper& EcoreTimerWrapper::operator=(const EcoreTimerWrapper& other) {
-  task_ = other.task_;
-  timer_ = other.timer_;
-  expired_ = other.expired_;
-  return *this;
-}
-
 EcoreTimerWrapper::~EcoreTimerWrapper() {
-  if (!expired_ && IsRunning()) {
-    tizen::ThreadUtils::InvokeOnMainThreadSync([this] { timer_->Delete(); });
-  }
-  if (place_) place_->occupant = nullptr;
+  End();
+  if (own_place_) own_place_->Leave();
 }
 
-bool EcoreTimerWrapper::Start(double seconds) {
+bool EcoreTimerWrapper::Start(double seconds, std::shared_ptr<const TimerPlace> place) {
   Stop();
-  if (!place_) Occupy(std::make_shared<TimerPlace>());
+  if (!place && !own_place_) own_place_ = std::make_shared<OwnPlace>(this);
   auto timer = std::make_shared<Timer>();
-  timer->place = place_;
+  timer->place = place ? std::move(place) : own_place_;
   timer->handle = ecore_timer_add(seconds, EcoreTaskCb, timer.get());
   if (timer->handle == nullptr) return false;
   timer->keeps_loop = ecore_init() > 0;
@@ -60,9 +63,9 @@ bool EcoreTimerWrapper::Start(double seconds) {
   return true;
 }
 
-void EcoreTimerWrapper::Occupy(std::shared_ptr<TimerPlace> place) {
-  place_ = std::move(place);
-  place_->occupant = this;
+void EcoreTimerWrapper::End() {
+  if (expired_ || !IsRunning()) return;
+  tizen::ThreadUtils::InvokeOnMainThreadSync([this] { timer_->Delete(); });
 }
 
 void EcoreTimerWrapper::Stop() {
@@ -88,8 +91,9 @@ Eina_Bool EcoreTimerWrapper::EcoreTaskCb(void* data) {
   // The task may delete this very timer, or the wrapper and the task itself.
   const std::shared_ptr<Timer> timer = static_cast<Timer*>(data)->self;
   const bool keep = tizen::GuardCallback(__FILE__, __FUNCTION__, __LINE__, false, [&timer] {
-    if (timer->place->occupant == nullptr) return false;
-    const auto task = timer->place->occupant->task_;
+    const EcoreTimerWrapper* occupant = timer->place->Occupant();
+    if (occupant == nullptr) return false;
+    const auto task = occupant->task_;
     return (*task)();
   });
   if (timer->handle == nullptr) return ECORE_CALLBACK_CANCEL;

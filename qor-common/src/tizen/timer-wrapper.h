@@ -11,11 +11,12 @@
 
 class EcoreTimerWrapper;
 
-// Where timers are bound to: a place in memory, which wrappers may come to occupy one after
-// another.
-struct TimerPlace {
-  // Null while nobody is there.
-  EcoreTimerWrapper* occupant = nullptr;
+// Where a timer is bound to: a place which wrappers may come to occupy one after another.
+class TimerPlace {
+ public:
+  virtual ~TimerPlace() = default;
+  // Who is there now; null while nobody is.
+  virtual const EcoreTimerWrapper* Occupant() const = 0;
 };
 
 // A timer on the main loop together with what it does when it fires.
@@ -23,26 +24,23 @@ struct TimerPlace {
 // Copies share one timer. Whoever deletes it deletes it for all of them: their handles become empty
 // at once, so a handle that the loop may have given to a newer timer never reaches it. A timer is
 // bound to the place from which it was started, not to the wrapper: when it fires, it runs the task
-// of whichever wrapper then occupies that place, and nothing while nobody does. A copy has a place
-// of its own.
+// of whichever wrapper then occupies that place, and nothing while nobody does.
 //
 // Start(), Stop() and SetInterval() are called on the main loop's thread.
 class EcoreTimerWrapper {
  public:
   explicit EcoreTimerWrapper(std::function<bool()> task);
   EcoreTimerWrapper(const EcoreTimerWrapper& other);
-  EcoreTimerWrapper& operator=(const EcoreTimerWrapper& other);
+  EcoreTimerWrapper& operator=(const EcoreTimerWrapper&) = delete;
   // Deletes the timer, on the main loop's thread, unless it is marked as expired.
   ~EcoreTimerWrapper();
 
-  // This wrapper's place; none before the first timer, unless it was told one.
-  const std::shared_ptr<TimerPlace>& Place() const { return place_; }
-  // Tells a wrapper that has not had a timer yet where it is.
-  void Occupy(std::shared_ptr<TimerPlace> place);
-
-  // Replaces the timer by a new one. False, without a timer, when the platform gives none.
-  bool Start(double seconds);
+  // Replaces the timer by a new one, bound to `place`, or to this very wrapper where that is null.
+  // False, without a timer, when the platform gives none.
+  bool Start(double seconds, std::shared_ptr<const TimerPlace> place = nullptr);
   void Stop();
+  // What the destructor does to the timer; from any thread.
+  void End();
   // Changes the period and counts it from now. Without a timer nothing happens.
   void SetInterval(double seconds);
 
@@ -57,12 +55,14 @@ class EcoreTimerWrapper {
 
  private:
   struct Timer;
+  class OwnPlace;
 
   // Shared, so that neither copying a wrapper nor running its task needs memory.
   std::shared_ptr<const std::function<bool()>> task_;
   std::shared_ptr<Timer> timer_;
   bool expired_ = false;
-  std::shared_ptr<TimerPlace> place_;
+  // None before the first timer that is bound to it.
+  std::shared_ptr<OwnPlace> own_place_;
 };
 
 #endif
