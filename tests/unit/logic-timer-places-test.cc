@@ -111,6 +111,54 @@ TEST_F(LogicTimerPlaces, AreNotTouchedByAShutDownOnceNobodyOwnsThem) {
   EXPECT_TRUE(fake::Timers().empty());
 }
 
+TEST_F(LogicTimerPlaces, DoNotReachTheCommandsOfAFreshStart) {
+  {
+    HandlerPeer handler = ConnectAndFetch();
+    SendAll({"a", "b", "c", "d"});
+    handler.Answer("a");
+    handler.Answer("b");
+    fake::Advance(1);
+    SendAll({"e"});
+    fake::Advance(2);  // the timer of "c" has ended "e", whose own is left at the third place
+    EXPECT_EQ(DueTimes(), std::vector<double>{4.0});
+  }
+  qor_handler_manager_shutdown();
+  StartWithClient();
+  client_.responses.clear();
+  SendAll({"x", "y", "z", "w"});
+  fake::Advance(4.9);
+  EXPECT_TRUE(client_.responses.empty());
+  fake::Advance(0.1);  // its own
+  EXPECT_EQ(client_.AnsweredUuids(), Texts{"z"});
+}
+
+TEST_F(LogicTimerPlaces, AreWhereTheirCommandStandsWhenTheyStart) {
+  HandlerPeer handler = ConnectAndFetch();
+  SendAll({"a", "b", "c", "d"});
+  handler.Answer("a");
+  handler.Fetch();
+  fake::Advance(3);  // the first ends "b", the next, at whose place "d" is then, "d"
+  EXPECT_EQ(client_.AnsweredUuids(), (Texts{"a", "b", "d"}));
+}
+
+TEST_F(LogicTimerPlaces, DoNothingOnceTheListHasGrown) {
+  HandlerPeer handler = ConnectAndFetch();
+  SendAll({"a", "b", "c", "d"});
+  handler.Answer("a");
+  SendAll({"e"});
+  handler.Fetch();
+  handler.Answer("b");
+  SendAll({"f"});
+  client_.on_response = [this](const support::Response& response) {
+    if (response.uuid == "d") SendAll({"g"});
+  };
+  // The timer of "c" ends "d", while the list grows. That of "d" is left, for a place that is gone.
+  fake::Advance(3);
+  EXPECT_EQ(client_.AnsweredUuids(), (Texts{"a", "b", "d"}));
+  fake::Advance(1000);
+  EXPECT_EQ(client_.responses.size(), 3u);
+}
+
 TEST_F(LogicTimerPlaces, StopForTheLastCommandWhenAnEarlierOneTimesOut) {
   HandlerPeer handler = ConnectAndFetch();
   SendAll({"a", "b", "c", "d"});

@@ -1,0 +1,78 @@
+// Copyright 2026 The qor-handler-manager authors
+// SPDX-License-Identifier: Apache-2.0
+
+#include "api/pending-commands.h"
+
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "library-test.h"
+
+namespace {
+
+class PendingCommands : public support::PlatformTest {
+ protected:
+  void TearDown() override {
+    list_.reset();
+    PlatformTest::TearDown();
+  }
+
+  api::RequestContext& Append(const std::string& uuid) {
+    return list_->Append(rpc_port::stub::Command(uuid, "type", "", 0, {}), [this, uuid] {
+      fired_.push_back(uuid);
+      return false;
+    });
+  }
+
+  std::vector<std::string> Uuids() {
+    std::vector<std::string> uuids;
+    list_->ForEach(
+        [&uuids](api::RequestContext& context) { uuids.push_back(context.GetCommand().uuid); });
+    return uuids;
+  }
+
+  // Made anew it stands where the old one stood.
+  std::optional<api::PendingCommands> list_ = std::make_optional<api::PendingCommands>();
+  std::vector<std::string> fired_;
+};
+
+TEST_F(PendingCommands, StayInTheOrderInWhichTheyWereSent) {
+  std::vector<std::string> expected;
+  for (int i = 0; i < 300; ++i) {
+    const std::string uuid = std::to_string(i);
+    Append(uuid);
+    expected.push_back(uuid);
+    if (i % 3 == 2) {
+      const auto removed = expected.begin() + i % static_cast<int>(expected.size());
+      list_->Remove(*removed);
+      EXPECT_EQ(list_->Find(*removed), nullptr);
+      expected.erase(removed);
+    }
+    ASSERT_EQ(Uuids(), expected);
+  }
+  for (const auto& uuid : expected) {
+    ASSERT_NE(list_->Find(uuid), nullptr);
+    EXPECT_EQ(list_->Find(uuid)->GetCommand().uuid, uuid);
+  }
+}
+
+TEST_F(PendingCommands, AreNotTouchedWhenOneIsRemovedThatIsNotThere) {
+  Append("a").StartTimer(2);
+  list_->Remove("b");
+  EXPECT_EQ(Uuids(), std::vector<std::string>{"a"});
+  EXPECT_EQ(fake::Timers().size(), 1u);
+}
+
+TEST_F(PendingCommands, AreNotReachedByTimersOfAListThatIsGone) {
+  Append("a").StartTimer(2);
+  list_->Find("a")->SetExpired();
+  list_.emplace();
+  Append("b");
+  EXPECT_EQ(fake::Timers().size(), 1u);
+  fake::Advance(2);
+  EXPECT_TRUE(fake::Timers().empty());
+  EXPECT_TRUE(fired_.empty());
+}
+
+}  // namespace
