@@ -24,8 +24,8 @@ class Recorder {
  public:
   // The first call opens the file and takes the recorder out of the environment, so that the
   // programs that this one starts run without it. Until then it is left there: a shell script, or a
-  // program that executes itself again, still becomes the agent. Never destroyed: destructors call the library
-  // too.
+  // program that executes itself again, still becomes the agent. Never destroyed: destructors call
+  // the library too.
   static Recorder& Get() noexcept;
 
   Recorder(const Recorder&) = delete;
