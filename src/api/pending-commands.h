@@ -26,7 +26,7 @@ namespace api {
 // its place by then.
 //
 // Nothing is moved for that: a command stays in its slot, and its place is the number of commands
-// in the slots before. So no operation gets slower, but by a logarithm, however many commands wait.
+// in the slots before. To find, append or remove one takes the time of a hash and of a logarithm.
 class PendingCommands : private ContextPlaces {
  public:
   PendingCommands() = default;

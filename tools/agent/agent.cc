@@ -156,6 +156,17 @@ const Agent::Response* Agent::WaitForResponse(const std::string& uuid, double li
   return FindResponse(uuid);
 }
 
+const char* NameOf(qor_handler_update_type_e type) {
+  switch (type) {
+    case QOR_HANDLER_UPDATE_ADDED:
+      return "added";
+    case QOR_HANDLER_UPDATE_REMOVED:
+      return "removed";
+    default:
+      return "updated";
+  }
+}
+
 bool IsTimeout(const Agent::Response& response) {
   return response.error.find(R"("ErrorDomain": "QOR-CLIENT")") != std::string::npos;
 }

@@ -81,6 +81,9 @@ class Agent {
   std::function<void(const Update&)> on_update_;
 };
 
+// "added", "removed" or "updated".
+const char* NameOf(qor_handler_update_type_e type);
+
 // Whether a response is one of the library's own timeouts.
 bool IsTimeout(const Agent::Response& response);
 

@@ -86,17 +86,6 @@ void PrintList(const tools::Agent& agent, bool as_json) {
   if (as_json) std::cout << json.EndArray().Text() << "\n";
 }
 
-const char* NameOf(qor_handler_update_type_e type) {
-  switch (type) {
-    case QOR_HANDLER_UPDATE_ADDED:
-      return "added";
-    case QOR_HANDLER_UPDATE_REMOVED:
-      return "removed";
-    default:
-      return "updated";
-  }
-}
-
 // Notes that the user, or the system, wants the program to end.
 class Interruption {
  public:
@@ -133,7 +122,7 @@ void Watch(const tools::Agent& agent, bool as_json) {
     for (; printed < agent.Updates().size(); ++printed) {
       const auto& update = agent.Updates()[printed];
       const bool is_gone = update.type == QOR_HANDLER_UPDATE_REMOVED;
-      Print({NameOf(update.type), update.app_id, update.request_types,
+      Print({tools::NameOf(update.type), update.app_id, update.request_types,
              is_gone ? nullptr : now.Of(update.app_id)},
             as_json);
     }

@@ -29,18 +29,6 @@ void WriteTypes(JsonWriter& json, const std::vector<std::string>& types) {
   json.EndArray();
 }
 
-const char* NameOf(qor_handler_update_type_e type) {
-  switch (type) {
-    case QOR_HANDLER_UPDATE_ADDED:
-      return "added";
-    case QOR_HANDLER_UPDATE_REMOVED:
-      return "removed";
-    case QOR_HANDLER_UPDATE_UPDATED:
-      return "updated";
-  }
-  return "";
-}
-
 }  // namespace
 
 LineAgent::LineAgent()
@@ -132,7 +120,7 @@ void LineAgent::OnOutcome(const char* event, const Outcome& outcome) {
 
 void LineAgent::OnUpdate(const tools::Agent::Update& update) {
   JsonWriter json;
-  Begin(json, NameOf(update.type)).Member("handler", update.app_id);
+  Begin(json, tools::NameOf(update.type)).Member("handler", update.app_id);
   WriteTypes(json, update.request_types);
   output_.Write(json.EndObject().Text());
 }
