@@ -13,6 +13,9 @@
 
 #include "agent-port.h"
 #include "end-to-end/end-to-end-test.h"
+#include "platform/linux/app-control/launch-protocol.h"
+#include "platform/linux/common/root-folder.h"
+#include "platform/linux/common/unix-socket.h"
 
 namespace qor {
 namespace {
@@ -28,6 +31,12 @@ class HandlerProcess : public end_to_end::EndToEndTest {
   }
 
   std::string DataFolder() const { return Root() + "/data/org.example.probe.handler"; }
+  // Whether nothing takes launch requests for the handler any more. A process that dies does so
+  // for a moment after its last deed, and they are lost with it.
+  bool IsGone() const {
+    return !platform::ConnectTo(platform::FolderBelowRoot(platform::kApplicationSocketFolder),
+                                "org.example.probe.handler");
+  }
   // Uuids of the commands that the handler ran, a line each.
   std::string Runs() const {
     std::ifstream file(DataFolder() + "/runs");
@@ -123,6 +132,7 @@ TEST_F(HandlerProcess, AnswersTheSameAfterItWasKilled) {
   EXPECT_EQ(Execute("one", "probe.run").result, "1");
   ASSERT_EQ(agent.Send("die", "probe.die", ""), 0);
   ASSERT_TRUE(tools::RunUntil([this] { return Runs() == "one\ndie\n"; }, kPatienceSeconds));
+  ASSERT_TRUE(tools::RunUntil([this] { return IsGone(); }, kPatienceSeconds));
   StopAgent();
   auto& again = StartAgent();
   again.Send("one", "probe.run", "");
@@ -134,6 +144,7 @@ TEST_F(HandlerProcess, RunsACommandAgainThatItWasKilledIn) {
   auto& agent = StartAgent();
   ASSERT_EQ(agent.Send("one", "probe.die-once", ""), 0);
   ASSERT_TRUE(tools::RunUntil([this] { return Runs() == "one\n"; }, kPatienceSeconds));
+  ASSERT_TRUE(tools::RunUntil([this] { return IsGone(); }, kPatienceSeconds));
   StopAgent();
   StartAgent();
   EXPECT_EQ(Execute("one", "probe.die-once").result, "2");
