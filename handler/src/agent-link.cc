@@ -5,6 +5,7 @@
 
 #include <algorithm>
 #include <exception>
+#include <utility>
 
 #include "log.h"
 
@@ -34,8 +35,8 @@ void AgentLink::OnWanted() {
   Connect();
 }
 
-void AgentLink::Send(const std::string& uuid, const Answer& answer) {
-  kept_.emplace_back(uuid, answer);
+void AgentLink::Send(const std::string& uuid, Answer answer) {
+  kept_.emplace_back(uuid, std::move(answer));
   if (connection_ != nullptr && !connection_->IsOver()) {
     // While it is being connected they go when it stands.
     SendKept();

@@ -47,7 +47,7 @@ class AgentLink : private Connection::Observer {
 
   // Sends an answer; keeps it for later when there is no connection. Of more than `most_kept` the
   // oldest goes.
-  void Send(const std::string& uuid, const Answer& answer);
+  void Send(const std::string& uuid, Answer answer);
   bool AskForSeconds(const std::string& uuid, double seconds);
 
  private:

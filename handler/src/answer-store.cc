@@ -6,6 +6,7 @@
 #include <sqlite3.h>
 
 #include <algorithm>
+#include <array>
 #include <cstdio>
 #include <cstring>
 #include <tuple>
@@ -21,22 +22,31 @@ constexpr char kInMemory[] = ":memory:";
 constexpr std::size_t kPageBytes = 4096;
 
 // In the manner of FNV-1a, eight bytes at a time: payloads may be long.
-std::int64_t Digest(const std::string& type, const std::string& payload) {
+std::uint64_t Mix(std::uint64_t digest, std::uint64_t word) {
   constexpr std::uint64_t kPrime = 0x100000001b3;
-  std::uint64_t digest = 0xcbf29ce484222325;
-  const auto add = [&digest](std::uint64_t word) {
-    digest = (digest ^ word) * kPrime;
-    digest ^= digest >> 32;
-  };
+  digest = (digest ^ word) * kPrime;
+  return digest ^ digest >> 32;
+}
+
+// Several digests side by side: each step waits for the one before it only in its own lane.
+std::int64_t Digest(const std::string& type, const std::string& payload) {
+  using Word = std::uint64_t;
+  std::array<Word, 4> lanes = {0xcbf29ce484222325, 1, 2, 3};
   for (const std::string* text : {&type, &payload}) {
-    for (std::size_t at = 0; at < text->size(); at += sizeof(std::uint64_t)) {
-      std::uint64_t word = 0;
-      std::memcpy(&word, text->data() + at, std::min(sizeof word, text->size() - at));
-      add(word);
+    std::array<Word, 4> words;
+    std::size_t at = 0;
+    for (; text->size() - at >= sizeof words; at += sizeof words) {
+      std::memcpy(words.data(), text->data() + at, sizeof words);
+      for (std::size_t i = 0; i < lanes.size(); ++i) lanes[i] = Mix(lanes[i], words[i]);
     }
+    words = {};
+    std::memcpy(words.data(), text->data() + at, text->size() - at);
+    for (const Word word : words) lanes[0] = Mix(lanes[0], word);
     // Where the type ends and the payload begins counts too.
-    add(text->size());
+    lanes[0] = Mix(lanes[0], text->size());
   }
+  Word digest = 0;
+  for (const Word lane : lanes) digest = Mix(digest, lane);
   return static_cast<std::int64_t>(digest);
 }
 

@@ -12,20 +12,20 @@
 namespace qor::internal {
 
 void Dispatcher::OnCommand(ReceivedCommand command) {
-  const CommandKey key(command);
+  CommandKey key(command);
   if (in_work_.count(key) != 0) {
     dlog_print(DLOG_INFO, kLogTag, "%s of %s is in work already", command.uuid.c_str(),
                command.agent.c_str());
     return;
   }
-  if (const auto answer = answers_.Find(key)) {
+  if (auto answer = answers_.Find(key)) {
     dlog_print(DLOG_INFO, kLogTag, "%s of %s gets the answer it had", command.uuid.c_str(),
                command.agent.c_str());
-    agents_.Send(command.agent, command.uuid, *answer);
+    agents_.Send(command.agent, command.uuid, std::move(*answer));
     return;
   }
   in_work_.insert(key);
-  Run(std::make_shared<CommandState>(std::move(command), weak_from_this()));
+  Run(std::make_shared<CommandState>(std::move(command), std::move(key), weak_from_this()));
 }
 
 bool Dispatcher::IsWorkingFor(const std::string& agent) const {
@@ -34,15 +34,14 @@ bool Dispatcher::IsWorkingFor(const std::string& agent) const {
   return false;
 }
 
-void Dispatcher::OnAnswer(const ReceivedCommand& command, const Answer& answer) {
-  const CommandKey key(command);
+void Dispatcher::OnAnswer(const CommandKey& key, Answer answer) {
   in_work_.erase(key);
   answers_.Keep(key, answer);
-  agents_.Send(command.agent, command.uuid, answer);
+  agents_.Send(key.agent, key.uuid, std::move(answer));
 }
 
-bool Dispatcher::AskForSeconds(const ReceivedCommand& command, double seconds) {
-  return agents_.AskForSeconds(command.agent, command.uuid, seconds);
+bool Dispatcher::AskForSeconds(const CommandKey& key, double seconds) {
+  return agents_.AskForSeconds(key.agent, key.uuid, seconds);
 }
 
 void Dispatcher::Run(const std::shared_ptr<CommandState>& state) {

@@ -21,7 +21,7 @@ namespace qor::internal {
 // Where answers and questions go.
 class Agents {
  public:
-  virtual void Send(const std::string& agent, const std::string& uuid, const Answer& answer) = 0;
+  virtual void Send(const std::string& agent, const std::string& uuid, Answer answer) = 0;
   virtual bool AskForSeconds(const std::string& agent, const std::string& uuid, double seconds) = 0;
 
  protected:
@@ -42,8 +42,8 @@ class Dispatcher : public AgentLink::Receiver,
   void OnCommand(ReceivedCommand command) override;
   bool IsWorkingFor(const std::string& agent) const override;
 
-  void OnAnswer(const ReceivedCommand& command, const Answer& answer) override;
-  bool AskForSeconds(const ReceivedCommand& command, double seconds) override;
+  void OnAnswer(const CommandKey& key, Answer answer) override;
+  bool AskForSeconds(const CommandKey& key, double seconds) override;
 
  private:
   void Run(const std::shared_ptr<CommandState>& state);

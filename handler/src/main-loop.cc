@@ -34,20 +34,19 @@ void MainLoop::Close() {
   RunTasks(last);
 }
 
-bool MainLoop::Post(std::function<void()> task) {
-  {
-    const std::lock_guard<std::mutex> lock(mutex_);
-    if (!is_open_) return false;
-    if (std::this_thread::get_id() != thread_) {
-      queued_.push_back(std::move(task));
-      // Under the lock, so that the loop is not taken down meanwhile.
-      if (queued_.size() == 1) {
-        ecore_main_loop_thread_safe_call_async([](void*) { Get().RunQueued(); }, nullptr);
-      }
-      return true;
-    }
+bool MainLoop::IsOpenHere() {
+  const std::lock_guard<std::mutex> lock(mutex_);
+  return is_open_ && std::this_thread::get_id() == thread_;
+}
+
+bool MainLoop::PostLater(std::function<void()> task) {
+  const std::lock_guard<std::mutex> lock(mutex_);
+  if (!is_open_) return false;
+  queued_.push_back(std::move(task));
+  // Under the lock, so that the loop is not taken down meanwhile.
+  if (queued_.size() == 1) {
+    ecore_main_loop_thread_safe_call_async([](void*) { Get().RunQueued(); }, nullptr);
   }
-  task();
   return true;
 }
 

@@ -8,6 +8,7 @@
 #include <functional>
 #include <mutex>
 #include <thread>
+#include <utility>
 
 namespace qor::internal {
 
@@ -25,11 +26,19 @@ class MainLoop {
 
   // Runs a task on the main loop's thread: at once when that is the calling thread, else soon.
   // False when the loop is closed; the task is not run then.
-  bool Post(std::function<void()> task);
+  template <typename Task>
+  bool Post(Task task) {
+    if (!IsOpenHere()) return PostLater(std::move(task));
+    task();
+    return true;
+  }
   // The same, waiting for the task's answer; false too when the loop is closed.
   bool Ask(const std::function<bool()>& question);
 
  private:
+  // Whether the loop is open and the calling thread its own.
+  bool IsOpenHere();
+  bool PostLater(std::function<void()> task);
   static void RunTasks(std::deque<std::function<void()>>& tasks);
   void RunQueued();
 

@@ -4,6 +4,7 @@
 #include "session.h"
 
 #include <ctime>
+#include <utility>
 
 namespace qor::internal {
 
@@ -23,8 +24,8 @@ void Session::OnWanted(const std::string& agent, AgentLink::Lifetime lifetime) {
   links_.try_emplace(agent, agent, *dispatcher_, kMostKept, lifetime).first->second.OnWanted();
 }
 
-void Session::Send(const std::string& agent, const std::string& uuid, const Answer& answer) {
-  links_.at(agent).Send(uuid, answer);
+void Session::Send(const std::string& agent, const std::string& uuid, Answer answer) {
+  links_.at(agent).Send(uuid, std::move(answer));
 }
 
 bool Session::AskForSeconds(const std::string& agent, const std::string& uuid, double seconds) {

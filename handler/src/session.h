@@ -30,7 +30,7 @@ class Session : private Agents {
   void OnWanted(const std::string& agent, AgentLink::Lifetime lifetime);
 
  private:
-  void Send(const std::string& agent, const std::string& uuid, const Answer& answer) override;
+  void Send(const std::string& agent, const std::string& uuid, Answer answer) override;
   bool AskForSeconds(const std::string& agent, const std::string& uuid, double seconds) override;
 
   AnswerStore answers_;

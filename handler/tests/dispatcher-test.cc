@@ -43,7 +43,7 @@ class DispatcherTest : public testing::Test, protected Agents {
     return tools::RunUntil([&] { return sent_.size() >= count; }, kPatienceSeconds);
   }
 
-  void Send(const std::string& agent, const std::string& uuid, const Answer& answer) override {
+  void Send(const std::string& agent, const std::string& uuid, Answer answer) override {
     EXPECT_EQ(std::this_thread::get_id(), main_thread_);
     sent_.push_back(agent + " " + uuid + (answer.succeeded ? " + " : " - ") + answer.text);
   }

@@ -60,14 +60,8 @@ void Client::OnReadable(Port* port) {
   const auto self = shared_from_this();
   const auto host = host_.lock();
   if (host == nullptr) return Drop();
-  if (port->Receive() == Port::Received::kEnd) return End();
-  while (port->Front() == FrameReader::State::kComplete) {
-    if (!ServeFrame(host.get())) return End();
-  }
-  if (!is_ended_ && port->Front() == FrameReader::State::kMalformed) {
-    port->EndAsMalformed("a frame of impossible length");
-    End();
-  }
+  const auto serve = [&] { return ServeFrame(host.get()); };
+  if (port->ServeFrames(serve) != Port::Served::kGoesOn) End();
 }
 
 bool Client::ServeFrame(ClientHost* host) {

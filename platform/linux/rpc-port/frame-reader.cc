@@ -5,20 +5,23 @@
 
 #include <algorithm>
 #include <cstring>
+#include <utility>
 
 namespace platform::rpc {
 namespace {
 
 // Takes a burst of small frames at once.
-constexpr size_t kUsualCapacity = 32 * 1024;
-// A buffer that one long frame made larger than this is given back when it is empty.
-constexpr size_t kKeptCapacity = 256 * 1024;
+constexpr size_t kUsualSize = 32 * 1024;
+// No buffer is made longer than this in advance.
+constexpr size_t kLongestInAdvance = 256 * 1024;
 
 }  // namespace
 
+FrameReader::FrameReader(size_t max_frame) : max_frame_(max_frame), next_size_(kUsualSize) {}
+
 size_t FrameReader::Length() const {
   uint32_t length;
-  std::memcpy(&length, buffer_.get() + begin_, sizeof(length));
+  std::memcpy(&length, buffer_.data() + begin_, sizeof(length));
   return length;
 }
 
@@ -30,13 +33,28 @@ FrameReader::State FrameReader::Front() const {
 }
 
 ByteView FrameReader::Frame() const {
-  return {buffer_.get() + begin_ + kFrameLengthSize, Length()};
+  return {buffer_.data() + begin_ + kFrameLengthSize, Length()};
 }
 
 void FrameReader::Pop() {
-  begin_ += kFrameLengthSize + Length();
-  ++popped_;
+  const size_t size = kFrameLengthSize + Length();
+  CountPopped(size);
+  begin_ += size;
 }
+
+Buffer FrameReader::TakeFrame() {
+  if (kFrameLengthSize + Length() < Available()) return {};
+  CountPopped(Available());
+  begin_ = end_ = 0;
+  return std::exchange(buffer_, {});
+}
+
+void FrameReader::CountPopped(size_t size) {
+  ++popped_;
+  next_size_ = size > kLongestInAdvance ? kUsualSize : std::max(size, kUsualSize);
+}
+
+void FrameReader::Rest() { buffer_ = {}; }
 
 size_t FrameReader::Needed() const {
   return Available() < kFrameLengthSize ? kFrameLengthSize : kFrameLengthSize + Length();
@@ -47,25 +65,20 @@ size_t FrameReader::Missing() const { return Needed() - Available(); }
 FrameReader::Space FrameReader::Room() {
   if (IsEmpty()) {
     begin_ = end_ = 0;
-    if (capacity_ > kKeptCapacity) {
-      buffer_.reset();
-      capacity_ = 0;
-    }
+    if (buffer_.size() > kLongestInAdvance) buffer_ = {};
   }
   // A malformed length asks for nothing: its stream is at its end.
   const size_t needed = Front() == State::kIncomplete ? Needed() : Available() + 1;
-  if (begin_ + needed > capacity_) {
-    const size_t capacity = std::max({needed, kUsualCapacity, capacity_});
-    // Not zeroed: of a long frame only the pages that its bytes reach are ever touched.
-    std::unique_ptr<uint8_t[]> larger(capacity > capacity_ ? new uint8_t[capacity] : nullptr);
-    uint8_t* target = larger ? larger.get() : buffer_.get();
-    if (!IsEmpty()) std::memmove(target, buffer_.get() + begin_, Available());
+  if (begin_ + needed > buffer_.size()) {
+    Buffer larger;
+    if (needed > buffer_.size()) larger = Buffer(std::max(needed, next_size_));
+    uint8_t* target = larger.data() != nullptr ? larger.data() : buffer_.data();
+    if (!IsEmpty()) std::memmove(target, buffer_.data() + begin_, Available());
     end_ = Available();
     begin_ = 0;
-    if (larger) buffer_ = std::move(larger);
-    capacity_ = capacity;
+    if (larger.data() != nullptr) buffer_ = std::move(larger);
   }
-  return {buffer_.get() + end_, capacity_ - end_};
+  return {buffer_.data() + end_, buffer_.size() - end_};
 }
 
 }  // namespace platform::rpc

@@ -6,8 +6,7 @@
 
 #include <cstddef>
 #include <cstdint>
-#include <memory>
-
+#include "platform/linux/rpc-port/buffer.h"
 #include "platform/linux/rpc-port/bytes.h"
 
 namespace platform::rpc {
@@ -23,7 +22,7 @@ class FrameReader {
   enum class State { kIncomplete, kComplete, kMalformed };
 
   // Frames longer than `max_frame` are malformed; nothing is allocated for them.
-  explicit FrameReader(size_t max_frame) : max_frame_(max_frame) {}
+  explicit FrameReader(size_t max_frame);
   void SetMaxFrame(size_t max_frame) { max_frame_ = max_frame; }
 
   struct Space {
@@ -39,6 +38,12 @@ class FrameReader {
   // The complete frame at the front, without its length. Valid until Room() is called.
   ByteView Frame() const;
   void Pop();
+  // Pops the frame and hands it over with the buffer that it lies in, without a copy. Only possible
+  // when nothing follows it there: else there is no buffer, and nothing happens.
+  Buffer TakeFrame();
+
+  // Gives the buffer of an empty reader back until there is something to put in.
+  void Rest();
 
   // How many bytes the length, or then the frame, at the front lacks. Front() must be incomplete.
   size_t Missing() const;
@@ -47,14 +52,17 @@ class FrameReader {
   uint64_t popped() const { return popped_; }
 
  private:
+  // What follows from the frame at the front being taken out.
+  void CountPopped(size_t size);
   size_t Available() const { return end_ - begin_; }
   size_t Length() const;
   // Length and bytes of the frame at the front, as far as known.
   size_t Needed() const;
 
   size_t max_frame_;
-  std::unique_ptr<uint8_t[]> buffer_;
-  size_t capacity_ = 0;
+  Buffer buffer_;
+  // What the next buffer holds: frames are often as long as those before.
+  size_t next_size_;
   size_t begin_ = 0;
   size_t end_ = 0;
   uint64_t popped_ = 0;

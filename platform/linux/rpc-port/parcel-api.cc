@@ -29,14 +29,12 @@ EXPORT_API int rpc_port_parcel_create_from_port(rpc_port_parcel_h* h, rpc_port_h
   const auto found = HandleTable<Port>::Get().Find(port);
   if (h == nullptr || found == nullptr) return RPC_PORT_ERROR_INVALID_PARAMETER;
   return Guarded([&] {
-    ByteView frame;
-    if (!found->WaitForFrame(&frame)) return RPC_PORT_ERROR_IO_ERROR;
-    auto parcel = Parcel::FromBytes(frame);
+    if (!found->WaitForFrame()) return RPC_PORT_ERROR_IO_ERROR;
+    auto parcel = Parcel::TakeFrom(&found->reader());
     if (parcel == nullptr) {
       found->EndAsMalformed("a parcel with a broken header");
       return RPC_PORT_ERROR_IO_ERROR;
     }
-    found->PopFrame();
     *h = parcel.release();
     return RPC_PORT_ERROR_NONE;
   });

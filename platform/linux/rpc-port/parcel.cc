@@ -3,9 +3,9 @@
 
 #include "platform/linux/rpc-port/parcel.h"
 
+#include <algorithm>
 #include <cstring>
-
-#include "platform/linux/rpc-port/frame-reader.h"
+#include <utility>
 
 namespace platform::rpc {
 namespace {
@@ -21,14 +21,23 @@ struct __attribute__((packed)) FixedHead {
 static_assert(Parcel::kMaxValues + sizeof(FixedHead) + Parcel::kMaxTag <= kMaxFrame);
 
 // Most parcels fit this without growing.
-constexpr size_t kUsualCapacity = 512;
+constexpr size_t kUsualSize = 512;
+// A frame that is at least as long becomes a parcel together with its buffer; shorter ones are
+// copied, for the reader to go on with the buffer that it has.
+constexpr size_t kWorthTaking = 4096;
 
 }  // namespace
 
-Parcel::Parcel() {
-  clock_gettime(CLOCK_MONOTONIC_RAW, &header_.created);
-  buffer_.reserve(kUsualCapacity);
-  buffer_.resize(kUsualHead);
+Parcel::Parcel() : buffer_(kUsualSize) { clock_gettime(CLOCK_MONOTONIC_RAW, &header_.created); }
+
+Parcel::Parcel(ByteView bytes) {
+  FixedHead head;
+  std::memcpy(&head, bytes.data, sizeof(head));
+  const uint8_t* tag = bytes.data + sizeof(head);
+  header_.tag.assign(tag, tag + head.tag_size);
+  header_.sequence = head.sequence;
+  header_.created.tv_sec = static_cast<time_t>(head.seconds);
+  header_.created.tv_nsec = head.nanoseconds;
 }
 
 bool Parcel::IsWellFormed(ByteView bytes) {
@@ -41,39 +50,59 @@ bool Parcel::IsWellFormed(ByteView bytes) {
 
 std::unique_ptr<Parcel> Parcel::FromBytes(ByteView bytes) {
   if (!IsWellFormed(bytes)) return nullptr;
-  FixedHead head;
-  std::memcpy(&head, bytes.data, sizeof(head));
-  std::unique_ptr<Parcel> parcel(new Parcel(Uninitialised{}));
-  const uint8_t* tag = bytes.data + sizeof(head);
-  const uint8_t* values = tag + head.tag_size;
-  parcel->header_.tag.assign(tag, values);
-  parcel->header_.sequence = head.sequence;
-  parcel->header_.created.tv_sec = static_cast<time_t>(head.seconds);
-  parcel->header_.created.tv_nsec = head.nanoseconds;
-  const size_t size = bytes.size - sizeof(head) - head.tag_size;
-  parcel->buffer_.reserve(kUsualHead + size);
-  parcel->buffer_.resize(kUsualHead);
-  parcel->buffer_.insert(parcel->buffer_.end(), values, values + size);
+  std::unique_ptr<Parcel> parcel(new Parcel(bytes));
+  const size_t head = sizeof(FixedHead) + parcel->header_.tag.size();
+  const size_t size = bytes.size - head;
+  parcel->buffer_ = Buffer(kUsualHead + size);
+  std::memcpy(parcel->End(), bytes.data + head, size);
+  parcel->end_ += size;
   return parcel;
 }
 
+std::unique_ptr<Parcel> Parcel::TakeFrom(FrameReader* reader) {
+  const ByteView frame = reader->Frame();
+  if (frame.size >= kWorthTaking && IsWellFormed(frame)) {
+    std::unique_ptr<Parcel> parcel(new Parcel(frame));
+    parcel->buffer_ = reader->TakeFrame();
+    if (parcel->buffer_.data() != nullptr) {
+      const auto begin = static_cast<size_t>(frame.data - parcel->buffer_.data());
+      parcel->values_ = begin + sizeof(FixedHead) + parcel->header_.tag.size();
+      parcel->read_ = parcel->values_;
+      parcel->end_ = begin + frame.size;
+      return parcel;
+    }
+  }
+  auto parcel = FromBytes(frame);
+  if (parcel != nullptr) reader->Pop();
+  return parcel;
+}
+
+void Parcel::Grow(size_t more) {
+  if (more <= buffer_.size() - end_) return;
+  Buffer larger(std::max(end_ + more, 2 * buffer_.size()));
+  std::memcpy(larger.data() + values_, buffer_.data() + values_, end_ - values_);
+  buffer_ = std::move(larger);
+}
+
 bool Parcel::Write(const void* data, size_t size) {
-  if (size > kMaxValues - (buffer_.size() - values_)) return false;
-  const auto* bytes = static_cast<const uint8_t*>(data);
-  buffer_.insert(buffer_.end(), bytes, bytes + size);
+  if (size > kMaxValues - (end_ - values_)) return false;
+  Grow(size);
+  std::memcpy(End(), data, size);
+  end_ += size;
   return true;
 }
 
 bool Parcel::WriteSized(const void* data, size_t size) {
-  if (size > kMaxValues || sizeof(uint32_t) + size > kMaxValues - (buffer_.size() - values_)) {
+  if (size > kMaxValues || sizeof(uint32_t) + size > kMaxValues - (end_ - values_)) {
     return false;
   }
+  Grow(sizeof(uint32_t) + size);
   const auto narrow = static_cast<uint32_t>(size);
   return Write(&narrow, sizeof(narrow)) && Write(data, size);
 }
 
 bool Parcel::PeekSized(ByteView* bytes) const {
-  const size_t left = buffer_.size() - read_;
+  const size_t left = end_ - read_;
   uint32_t size;
   if (left < sizeof(size)) return false;
   std::memcpy(&size, buffer_.data() + read_, sizeof(size));
@@ -83,7 +112,7 @@ bool Parcel::PeekSized(ByteView* bytes) const {
 }
 
 bool Parcel::Read(void* data, size_t size) {
-  if (size > buffer_.size() - read_) return false;
+  if (size > end_ - read_) return false;
   std::memcpy(data, buffer_.data() + read_, size);
   read_ += size;
   return true;
@@ -96,11 +125,13 @@ uint8_t* Parcel::PutHead() {
   const size_t size = kFrameLengthSize + sizeof(head) + header_.tag.size();
   if (size > values_) {
     const size_t more = size - values_;
-    buffer_.insert(buffer_.begin(), more, 0);
+    Grow(more);
+    std::memmove(buffer_.data() + values_ + more, buffer_.data() + values_, end_ - values_);
     values_ += more;
     read_ += more;
+    end_ += more;
   }
-  const auto length = static_cast<uint32_t>(size - kFrameLengthSize + (buffer_.size() - values_));
+  const auto length = static_cast<uint32_t>(size - kFrameLengthSize + (end_ - values_));
   uint8_t* begin = buffer_.data() + values_ - size;
   std::memcpy(begin, &length, sizeof(length));
   std::memcpy(begin + kFrameLengthSize, &head, sizeof(head));
@@ -110,7 +141,7 @@ uint8_t* Parcel::PutHead() {
 
 ByteView Parcel::Frame() {
   const uint8_t* begin = PutHead();
-  return {begin, static_cast<size_t>(buffer_.data() + buffer_.size() - begin)};
+  return {begin, static_cast<size_t>(End() - begin)};
 }
 
 ByteView Parcel::Bytes() {

@@ -9,9 +9,10 @@
 #include <ctime>
 #include <memory>
 #include <string>
-#include <vector>
 
+#include "platform/linux/rpc-port/buffer.h"
 #include "platform/linux/rpc-port/bytes.h"
+#include "platform/linux/rpc-port/frame-reader.h"
 
 namespace platform::rpc {
 
@@ -36,6 +37,8 @@ class Parcel {
   // From the bytes of one; null when they are malformed.
   static std::unique_ptr<Parcel> FromBytes(ByteView bytes);
   static bool IsWellFormed(ByteView bytes);
+  // The frame at the reader's front, which it takes out; null when that is malformed.
+  static std::unique_ptr<Parcel> TakeFrom(FrameReader* reader);
 
   ParcelHeader& header() { return header_; }
 
@@ -56,9 +59,12 @@ class Parcel {
   ByteView Frame();
 
  private:
-  struct Uninitialised {};
-  explicit Parcel(Uninitialised) {}
+  // With the header that the bytes of a whole parcel begin with, and no values yet.
+  explicit Parcel(ByteView bytes);
 
+  uint8_t* End() { return buffer_.data() + end_; }
+  // Makes room for that many bytes more.
+  void Grow(size_t more);
   // Puts frame length and header right in front of the values; returns where they begin.
   uint8_t* PutHead();
 
@@ -67,9 +73,11 @@ class Parcel {
   static constexpr size_t kUsualHead = 64;
 
   ParcelHeader header_;
-  size_t values_ = kUsualHead;  // where the values begin
+  Buffer buffer_;
+  // Offsets in the buffer: where the values begin, are read next, and end.
+  size_t values_ = kUsualHead;
   size_t read_ = kUsualHead;
-  std::vector<uint8_t> buffer_;
+  size_t end_ = kUsualHead;
 };
 
 }  // namespace platform::rpc

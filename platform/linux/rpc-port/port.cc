@@ -131,6 +131,7 @@ Port::Received Port::ReceiveSome(size_t limit, int flags) {
       reader_.Added(count);
       return Received::kSomething;
     case ByteStream::ReceiveResult::kNothing:
+      if (reader_.IsEmpty()) reader_.Rest();
       return Received::kNothing;
     case ByteStream::ReceiveResult::kEnded:
       break;
@@ -138,7 +139,7 @@ Port::Received Port::ReceiveSome(size_t limit, int flags) {
   return Received::kEnd;
 }
 
-bool Port::WaitForFrame(ByteView* frame) {
+bool Port::WaitForFrame() {
   if (Front() == FrameReader::State::kIncomplete) {
     const auto deadline = Clock::now() + kReplyLimit;
     // The usual case of a reply: it comes whole, and the first call gets it.
@@ -148,7 +149,6 @@ bool Port::WaitForFrame(ByteView* frame) {
   }
   switch (Front()) {
     case FrameReader::State::kComplete:
-      *frame = Frame();
       return true;
     case FrameReader::State::kMalformed:
       EndAsMalformed("a frame of impossible length");

@@ -75,18 +75,28 @@ class Port final : public std::enable_shared_from_this<Port>, private LoopTarget
   enum class Received { kSomething, kNothing, kEnd };
   // Receives once what is there.
   Received Receive();
+  enum class Served { kGoesOn, kStopped, kEnded };
+  // Receives what is there and calls `serve` for each complete frame at the front; kStopped when
+  // that says false, kEnded when the stream is at its end or malformed, which is logged. The answer
+  // to a served frame often brings the next one at once: that is served too, before the main loop
+  // has to find it, but only so often that others are not kept waiting.
+  template <typename Serve>
+  Served ServeFrames(Serve serve);
   FrameReader::State Front() const { return reader_.Front(); }
   bool HasUnread() const { return !reader_.IsEmpty(); }
   ByteView Frame() const { return reader_.Frame(); }
   void PopFrame() { reader_.Pop(); }
+  FrameReader& reader() { return reader_; }
   uint64_t popped() const { return reader_.popped(); }
 
-  // The frame at the front, waiting for it up to kReplyLimit, while what waits to be sent goes on
-  // being sent. Takes nothing from a watched socket beyond that frame, so that the main loop still
-  // tells of the next. Reasons for false are logged.
-  bool WaitForFrame(ByteView* frame);
+  // Whether there is a frame at the front, waiting for it up to kReplyLimit, while what waits to be
+  // sent goes on being sent. Takes nothing from a watched socket beyond that frame, so that the
+  // main loop still tells of the next. Reasons for false are logged.
+  bool WaitForFrame();
 
  private:
+  static constexpr int kReceivesInARow = 16;
+
   void OnReady(bool readable, bool writable) override;
   Received ReceiveSome(size_t limit, int flags);
   // One step of waiting; false when there is no point in another.
@@ -105,6 +115,23 @@ class Port final : public std::enable_shared_from_this<Port>, private LoopTarget
   bool waits_in_kernel_ = false;
   bool is_closed_ = false;
 };
+
+template <typename Serve>
+Port::Served Port::ServeFrames(Serve serve) {
+  for (int i = 0; i < kReceivesInARow; ++i) {
+    const Received received = Receive();
+    if (received == Received::kEnd) return Served::kEnded;
+    if (received == Received::kNothing || Front() == FrameReader::State::kIncomplete) break;
+    while (Front() == FrameReader::State::kComplete) {
+      if (!serve()) return Served::kStopped;
+    }
+    if (Front() == FrameReader::State::kMalformed) {
+      EndAsMalformed("a frame of impossible length");
+      return Served::kEnded;
+    }
+  }
+  return Served::kGoesOn;
+}
 
 }  // namespace platform::rpc
 

@@ -56,8 +56,7 @@ int Proxy::ConnectSync(const std::string& app_id, const std::string& port_name) 
   const int result = Begin(app_id, port_name);
   if (result != RPC_PORT_ERROR_NONE) return result;
   while (state_ != State::kConnected) {
-    ByteView answer;
-    if (Awaited()->WaitForFrame(&answer) && ServeAnswer()) continue;
+    if (Awaited()->WaitForFrame() && ServeAnswer()) continue;
     End();
     return RPC_PORT_ERROR_IO_ERROR;
   }
@@ -97,16 +96,15 @@ Port* Proxy::Awaited() const {
 
 void Proxy::OnReadable(Port* port) {
   if (port != Awaited()) return;
-  if (port->Receive() == Port::Received::kEnd) return End();
-  while (port == Awaited() && port->Front() == FrameReader::State::kComplete) {
+  bool is_over = false;
+  const auto serve = [&] {
     const bool was_connected = state_ == State::kConnected;
-    if (was_connected ? !ServeFrame() : !ServeAnswer()) return End();
+    is_over = was_connected ? !ServeFrame() : !ServeAnswer();
+    if (is_over) return false;
     if (!was_connected && state_ == State::kConnected) FinishConnecting();
-  }
-  if (port == Awaited() && port->Front() == FrameReader::State::kMalformed) {
-    port->EndAsMalformed("a frame of impossible length");
-    End();
-  }
+    return port == Awaited();
+  };
+  if (port->ServeFrames(serve) == Port::Served::kEnded || is_over) End();
 }
 
 bool Proxy::ServeAnswer() {

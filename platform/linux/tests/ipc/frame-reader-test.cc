@@ -12,10 +12,13 @@
 
 #include "platform/linux/tests/ipc/sockets.h"
 
+using platform::rpc::Buffer;
 using platform::rpc::ByteView;
 using platform::rpc::FrameReader;
+using platform::rpc::kFrameLengthSize;
 using platform::rpc::kMaxFrame;
 using platform::test::FrameOf;
+using platform::test::Put;
 using platform::test::SocketPair;
 using State = FrameReader::State;
 
@@ -28,17 +31,6 @@ void Drain(int fd, FrameReader* reader) {
     const ssize_t count = recv(fd, room.data, room.size, MSG_DONTWAIT);
     if (count <= 0) return;
     reader->Added(static_cast<size_t>(count));
-  }
-}
-
-void Put(const std::vector<uint8_t>& bytes, FrameReader* reader) {
-  size_t done = 0;
-  while (done < bytes.size()) {
-    const FrameReader::Space room = reader->Room();
-    const size_t count = std::min(room.size, bytes.size() - done);
-    std::memcpy(room.data, bytes.data() + done, count);
-    reader->Added(count);
-    done += count;
   }
 }
 
@@ -126,6 +118,42 @@ TEST(FrameReader, TakesLongFramesAndGivesTheirRoomBack) {
   EXPECT_EQ(reader.Frame().data[5 * 1024 * 1024 - 1], 'b');
   reader.Pop();
   EXPECT_EQ(reader.Room().size, usual);
+}
+
+TEST(FrameReader, HandsAFrameOverWithItsBuffer) {
+  FrameReader reader(kMaxFrame);
+  Put(FrameOf(100000, 'x'), &reader);
+  const ByteView frame = reader.Frame();
+  const Buffer buffer = reader.TakeFrame();
+  ASSERT_NE(buffer.data(), nullptr);
+  EXPECT_EQ(buffer.data() + kFrameLengthSize, frame.data);
+  EXPECT_EQ(frame.data[99999], 'x');
+  EXPECT_TRUE(reader.IsEmpty());
+  EXPECT_EQ(reader.popped(), 1u);
+  // The next has room for as much at once.
+  EXPECT_GE(reader.Room().size, kFrameLengthSize + 100000);
+}
+
+TEST(FrameReader, KeepsTheBufferOfAFrameThatIsNotAlone) {
+  FrameReader reader(kMaxFrame);
+  auto frames = FrameOf(5, 'a');
+  frames.push_back(1);
+  Put(frames, &reader);
+  EXPECT_EQ(reader.TakeFrame().data(), nullptr);
+  ASSERT_EQ(reader.Front(), State::kComplete);
+  EXPECT_EQ(Content(reader), std::vector<uint8_t>(5, 'a'));
+  EXPECT_EQ(reader.popped(), 0u);
+}
+
+TEST(FrameReader, GoesOnAfterARest) {
+  FrameReader reader(kMaxFrame);
+  Put(FrameOf(5, 'a'), &reader);
+  reader.Pop();
+  reader.Rest();
+  EXPECT_EQ(reader.Front(), State::kIncomplete);
+  Put(FrameOf(6, 'b'), &reader);
+  ASSERT_EQ(reader.Front(), State::kComplete);
+  EXPECT_EQ(Content(reader), std::vector<uint8_t>(6, 'b'));
 }
 
 TEST(FrameReader, TellsWhatTheFrontLacks) {

@@ -93,6 +93,56 @@ TEST_F(PortTest, ServesABurstWithinOneWakeUp) {
   EXPECT_EQ(collector_->sizes.size(), 50u);
 }
 
+TEST_F(PortTest, ServesWhatComesWhileItServesButNotForever) {
+  PeerSends(FrameOf(1, 'x'));
+  int served = 0;
+  const auto serve = [&] {
+    ++served;
+    port_->PopFrame();
+    PeerSends(FrameOf(1, 'x'));
+    return true;
+  };
+  EXPECT_EQ(port_->ServeFrames(serve), Port::Served::kGoesOn);
+  EXPECT_EQ(served, 16);
+}
+
+TEST_F(PortTest, StopsServingWhenItIsTold) {
+  PeerSends(FrameOf(1, 'x'));
+  PeerSends(FrameOf(1, 'x'));
+  int served = 0;
+  const auto serve = [&] { return ++served > 1; };
+  EXPECT_EQ(port_->ServeFrames(serve), Port::Served::kStopped);
+  EXPECT_EQ(served, 1);
+}
+
+TEST_F(PortTest, ServesWhatAPeerSentBeforeItsEnd) {
+  PeerSends(FrameOf(1, 'x'));
+  peer_.Reset();
+  int served = 0;
+  const auto serve = [&] {
+    ++served;
+    port_->PopFrame();
+    return true;
+  };
+  EXPECT_EQ(port_->ServeFrames(serve), Port::Served::kEnded);
+  EXPECT_EQ(served, 1);
+}
+
+TEST_F(PortTest, ServesWhatComesBeforeAFrameOfImpossibleLength) {
+  auto bytes = FrameOf(1, 'x');
+  bytes.insert(bytes.end(), 4, 0);
+  PeerSends(bytes);
+  int served = 0;
+  const auto serve = [&] {
+    ++served;
+    port_->PopFrame();
+    return true;
+  };
+  EXPECT_EQ(port_->ServeFrames(serve), Port::Served::kEnded);
+  EXPECT_EQ(served, 1);
+  EXPECT_TRUE(port_->IsShutDown());
+}
+
 TEST_F(PortTest, TellsOnceOfAPeerThatDiesInsideAFrame) {
   port_->Watch(collector_);
   PeerSends({9, 0, 0, 0, 'x'});
@@ -119,9 +169,8 @@ TEST_F(PortTest, WaitsForAFrameThatComesInPieces) {
     }
   });
   port_->WaitInKernel();
-  ByteView received;
-  EXPECT_TRUE(port_->WaitForFrame(&received));
-  EXPECT_EQ(received.size, 100000u);
+  EXPECT_TRUE(port_->WaitForFrame());
+  EXPECT_EQ(port_->Frame().size, 100000u);
   peer.join();
 }
 
@@ -129,9 +178,8 @@ TEST_F(PortTest, LeavesTheNextFrameOfAWatchedSocketToTheLoop) {
   port_->Watch(collector_);
   PeerSends(FrameOf(5, 'a'));
   PeerSends(FrameOf(6, 'b'));
-  ByteView frame;
-  ASSERT_TRUE(port_->WaitForFrame(&frame));
-  EXPECT_EQ(frame.size, 5u);
+  ASSERT_TRUE(port_->WaitForFrame());
+  EXPECT_EQ(port_->Frame().size, 5u);
   port_->PopFrame();
   ASSERT_TRUE(RunLoopUntil([&] { return !collector_->sizes.empty(); }));
   EXPECT_EQ(collector_->sizes, (std::vector<size_t>{6}));
@@ -140,14 +188,12 @@ TEST_F(PortTest, LeavesTheNextFrameOfAWatchedSocketToTheLoop) {
 TEST_F(PortTest, FailsToWaitForAPeerThatIsGone) {
   peer_.Reset();
   port_->WaitInKernel();
-  ByteView frame;
-  EXPECT_FALSE(port_->WaitForFrame(&frame));
+  EXPECT_FALSE(port_->WaitForFrame());
 }
 
 TEST_F(PortTest, FailsToWaitForAFrameOfImpossibleLength) {
   PeerSends({0, 0, 0, 0});
-  ByteView frame;
-  EXPECT_FALSE(port_->WaitForFrame(&frame));
+  EXPECT_FALSE(port_->WaitForFrame());
   EXPECT_TRUE(port_->IsShutDown());
 }
 
@@ -163,9 +209,8 @@ TEST_F(PortTest, GoesOnSendingWhileItWaitsForTheAnswer) {
     }
     PeerSends(FrameOf(2, 'a'));
   });
-  ByteView answer;
-  EXPECT_TRUE(port_->WaitForFrame(&answer));
-  EXPECT_EQ(answer.size, 2u);
+  EXPECT_TRUE(port_->WaitForFrame());
+  EXPECT_EQ(port_->Frame().size, 2u);
   peer.join();
 }
 

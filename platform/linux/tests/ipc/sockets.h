@@ -7,12 +7,14 @@
 #include <fcntl.h>
 #include <sys/socket.h>
 
+#include <algorithm>
 #include <cstdint>
 #include <cstring>
 #include <utility>
 #include <vector>
 
 #include "platform/linux/common/unix-socket.h"
+#include "platform/linux/rpc-port/frame-reader.h"
 
 namespace platform::test {
 
@@ -27,6 +29,17 @@ inline std::vector<uint8_t> FrameOf(uint32_t size, uint8_t value) {
   std::vector<uint8_t> frame(sizeof(size) + size, value);
   std::memcpy(frame.data(), &size, sizeof(size));
   return frame;
+}
+
+// What a reader has received then.
+inline void Put(const std::vector<uint8_t>& bytes, rpc::FrameReader* reader) {
+  for (size_t done = 0; done < bytes.size();) {
+    const auto room = reader->Room();
+    const size_t count = std::min(room.size, bytes.size() - done);
+    std::memcpy(room.data, bytes.data() + done, count);
+    reader->Added(count);
+    done += count;
+  }
 }
 
 }  // namespace platform::test
