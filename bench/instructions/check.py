@@ -97,48 +97,70 @@ def machine(build):
     return f"{platform.machine()}, compiler {version.partition(' ')[2]}"
 
 
-def main(build, path, *options):
-    here = machine(build)
-    on_file = {}
-    if options != ("--update",):
-        with open(path, encoding="utf-8") as file:
-            lines = file.read().splitlines()
-        if f"# {here}" not in lines:
-            print(f"NOT COMPARED: {path} does not hold for this machine: {here}")
-            return 0
-        on_file = {name: int(number) for name, number in
-                   (line.split() for line in lines if line and line[0] != "#")}
+def read(path):
+    """The machine that the counts in a file hold for, and the counts."""
+    with open(path, encoding="utf-8") as file:
+        lines = [line.rstrip() for line in file if line.strip()]
+    holds_for = [line for line in lines if line.startswith("#")][-1][2:]
+    counts = dict(line.split() for line in lines if not line.startswith("#"))
+    return holds_for, {name: int(number) for name, number in counts.items()}
 
-    first, second, share = count(build)
+
+def write(path, here, counts):
+    with open(path, "w", encoding="utf-8") as file:
+        file.write(f"{HEAD}# {here}\n\n")
+        file.writelines(f"{name:<24}{number:>10.0f}\n" for name, number in counts.items())
+    print(f"{path}: written")
+
+
+def differing(first, second):
+    """What keeps two counts of the same from telling anything, or None."""
     for name, number in first.items():
         if abs(second[name] - number) > REPEATABLE * number:
-            print(f"NOT COMPARED: the counts do not repeat here: {name} took {number:.0f}, then "
-                  f"{second[name]:.0f} instructions")
-            return 0
-    if options == ("--update",):
-        with open(path, "w", encoding="utf-8") as file:
-            file.write(f"{HEAD}# {here}\n\n")
-            file.writelines(f"{name:<24}{number:>10.0f}\n" for name, number in second.items())
-        print(f"{path}: written")
-        return 0
+            return (f"the counts do not repeat here: {name} took {number:.0f}, then "
+                    f"{second[name]:.0f} instructions")
+    return None
 
-    grown = []
+
+def compare(on_file, counts):
+    """Prints them side by side; returns a text about each that is not as it should be."""
+    wrong = [f"{name} is on file and no longer counted" for name in on_file.keys() - counts.keys()]
     print(f"{'instructions of one':<24}{'on file':>10}{'now':>10}")
-    for name, number in second.items():
+    for name, number in counts.items():
         if name not in on_file:
-            grown.append(f"{name} is not in {path}")
+            wrong.append(f"{name} is not on file")
             continue
         growth = number / on_file[name] - 1
         print(f"{name:<24}{on_file[name]:>10}{number:>10.0f}{growth:>+9.1%}")
-        if growth > MOST_GROWTH:
-            grown.append(f"{name} grew from {on_file[name]} to {number:.0f} instructions, "
-                         f"by more than {MOST_GROWTH:.0%}")
-    print(f"the library's own part of an agent's command: {share:.1%}, "
-          f"{'reached' if share <= MOST_OF_THE_AGENT else 'NOT reached'}: "
-          f"at most {MOST_OF_THE_AGENT:.0%}")
-    for line in grown:
-        print(f"{line}; if that is wanted: ./run bench --update")
-    return 1 if grown else 0
+        if number > (1 + MOST_GROWTH) * on_file[name]:
+            wrong.append(f"{name} grew by more than {MOST_GROWTH:.0%}, from {on_file[name]} to "
+                         f"{number:.0f} instructions")
+    return wrong
+
+
+def main(build, path, *options):
+    here = machine(build)
+    update = options == ("--update",)
+    if not update:
+        holds_for, on_file = read(path)
+        if here != holds_for:
+            print(f"NOT COMPARED: {path} holds for {holds_for}, and this is {here}")
+            return 0
+
+    first, second, share = count(build)
+    trouble = differing(first, second)
+    if trouble:
+        print(f"{'NOT WRITTEN' if update else 'NOT COMPARED'}: {trouble}")
+        return 1 if update else 0
+    if update:
+        write(path, here, second)
+        return 0
+    wrong = compare(on_file, second)
+    print(f"the library's own part of an agent's command: {share:.1%}; at most "
+          f"{MOST_OF_THE_AGENT:.0%}: {'reached' if share <= MOST_OF_THE_AGENT else 'NOT reached'}")
+    for text in wrong:
+        print(f"{path}: {text}; if that is wanted: ./run bench --update")
+    return 1 if wrong else 0
 
 
 if __name__ == "__main__":

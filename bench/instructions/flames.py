@@ -41,74 +41,87 @@ class Box:
         self.cost = 0
         self.called = collections.defaultdict(Box)
 
+    def prune(self, least):
+        self.called = {key: box for key, box in self.called.items() if box.cost >= least}
+        for box in self.called.values():
+            box.prune(least)
+
     def depth(self):
         return 1 + max((box.depth() for box in self.called.values()), default=0)
 
+    def files(self):
+        below = (box.files() for box in self.called.values())
+        return {file for file, _ in self.called}.union(*below)
+
 
 def tree(profile, count):
-    """The root of the boxes, which is main's caller, in instructions of one of `count` commands."""
+    """The root of the boxes, below main, in instructions of one of `count` commands."""
     files = {place.stack: place.file for counter in (profile.own, profile.calls)
              for place in counter}
     root = Box()
     for place, cost in profile.own.items():
-        stack = place.stack[:place.stack.index("main") + 1] if "main" in place.stack else ()
-        if not stack:
+        if "main" not in place.stack:
             continue
         box = root
         box.cost += cost / count
-        for i in reversed(range(len(stack))):
+        for i in reversed(range(place.stack.index("main") + 1)):
             file = files.get(place.stack[i:], "???").rpartition("/")[2]
             # Code that belongs to no file only passes calls on.
             if file != "???":
-                box = box.called[file, stack[i].replace(STRING, "std::string")]
+                box = box.called[file, place.stack[i].replace(STRING, "std::string")]
                 box.cost += cost / count
+    root.prune(LEAST * root.cost)
     return root
 
 
-def boxes(box, x, y, whole, lines):
-    """Appends the boxes that `box` called to lines, the leftmost at x."""
+def colour_of(file):
+    return next((name, colour) for name, colour, files in COLOURS if file.startswith(files))
+
+
+def full_name(file, function):
+    # Of a library without symbols only the place is known.
+    return re.sub("^0x0*", file.partition(".")[0] + "+0x", function)
+
+
+def short_name(name):
+    """Without arguments; of a function object, whose it is."""
+    name = name.replace("(anonymous namespace)::", "")
+    function_object = re.search(r"([\w:~]+)(\([^()]*\))?(::operator\(\)|( const)?::\{lambda)", name)
+    if function_object:
+        return function_object[1] + "::{lambda}"
+    return name.partition("(")[0]
+
+
+def boxes(box, x, y, whole):
+    """The boxes that `box` called, the leftmost at x, and those that they called, above them."""
     for (file, function), called in sorted(box.called.items(), key=lambda item: item[0]):
-        if called.cost < LEAST * whole:
-            continue
         width = called.cost / whole * WIDTH
-        colour = next(colour for _, colour, files in COLOURS if file.startswith(files))
-        # Of a library without symbols only the place is known.
-        name = re.sub("^0x0*", file.partition(".")[0] + "+0x", function)
-        short = name.partition("(")[0] or name
+        name = full_name(file, function)
+        text = short_name(name)
         letters = int((width - 4) / LETTER)
-        text = short if len(short) <= letters else short[:letters - 2] + ".."
-        lines.append(
-            f'<g><title>{html.escape(name)}\n{file}: {called.cost:,.0f} instructions, '
-            f'{called.cost / whole:.1%}</title>'
-            f'<rect x="{x:.1f}" y="{y}" width="{width:.1f}" height="{ROW - 1}" fill="{colour}"/>' +
-            (f'<text x="{x + 2:.1f}" y="{y + 12}">{html.escape(text)}</text>' if letters > 3 else "")
-            + '</g>')
-        boxes(called, x, y - ROW, whole, lines)
+        if len(text) > letters:
+            text = text[:letters - 2] + ".." if letters > 3 else ""
+        yield (f'<g><title>{html.escape(name)}\n{file}: {called.cost:,.0f} instructions, '
+               f'{called.cost / whole:.1%}</title><rect x="{x:.1f}" y="{y}" width="{width:.1f}" '
+               f'height="{ROW - 1}" fill="{colour_of(file)[1]}"/>'
+               f'<text x="{x + 2:.1f}" y="{y + 12}">{html.escape(text)}</text></g>')
+        yield from boxes(called, x, y - ROW, whole)
         x += width
 
 
-def draw(root, heading, path):
+def drawing(root, heading):
+    """The text of an SVG file."""
     height = (root.depth() + 2) * ROW
     lines = [f'<svg xmlns="http://www.w3.org/2000/svg" width="{WIDTH}" height="{height}" '
              f'viewBox="0 0 {WIDTH} {height}" font-family="monospace" font-size="11">',
              f'<rect width="{WIDTH}" height="{height}" fill="#ffffff"/>',
              f'<text x="2" y="12" font-weight="bold">{html.escape(heading)}</text>']
-    files = " ".join(file for (file, _), box in walk(root) if box.cost >= LEAST * root.cost)
     x = WIDTH
-    for name, colour, beginnings in COLOURS:
-        if not any(f" {beginning}" in f" {files}" for beginning in beginnings):
-            continue
+    for name, colour in sorted({colour_of(file) for file in root.files()}):
         x -= (len(name) + 4) * LETTER
         lines += [f'<rect x="{x:.1f}" y="2" width="11" height="11" fill="{colour}"/>',
                   f'<text x="{x + 15:.1f}" y="12">{name}</text>']
-    boxes(root, 0, height - ROW, root.cost, lines)
-    path.write_text("\n".join([*lines, "</svg>", ""]), encoding="utf-8")
-
-
-def walk(box):
-    for item in box.called.items():
-        yield item
-        yield from walk(item[1])
+    return "\n".join([*lines, *boxes(root, 0, height - ROW, root.cost), "</svg>", ""])
 
 
 def main(build, folder):
@@ -126,7 +139,7 @@ def main(build, folder):
                        f"{allocations:.1f} allocations, "
                        f"{sum(profile.system_calls.values()) / COMMANDS:.1f} system calls")
             path = folder / f"{side}-{size}.svg"
-            draw(root, heading, path)
+            path.write_text(drawing(root, heading), encoding="utf-8")
             print(f"{path}: {heading}", flush=True)
 
 
