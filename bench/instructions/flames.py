@@ -111,7 +111,8 @@ def boxes(box, x, y, whole):
 
 def drawing(root, heading):
     """The text of an SVG file."""
-    height = (root.depth() + 2) * ROW
+    # The root's own row is the heading's.
+    height = root.depth() * ROW
     lines = [f'<svg xmlns="http://www.w3.org/2000/svg" width="{WIDTH}" height="{height}" '
              f'viewBox="0 0 {WIDTH} {height}" font-family="monospace" font-size="11">',
              f'<rect width="{WIDTH}" height="{height}" fill="#ffffff"/>',

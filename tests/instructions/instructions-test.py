@@ -21,7 +21,8 @@ import flames
 
 LIBRARY = "/lib/libcapi-qor-handler-manager.so.0.1.0"
 # main spends 10, calls Send<int>(int) of the library twice; that spends 30 and one system call,
-# 40 more in malloc and 500 in the platform, which spends 100 of them in malloc.
+# 40 more in malloc and 500 in the platform, which spends 100 of them in malloc. Done() of main's
+# own file takes nothing.
 FLAT = f"""\
 # callgrind format
 positions: line
@@ -37,6 +38,9 @@ cfi=(2) library.cc
 cfn=(2) Send<int>(int)
 calls=2 30
 +1 570 1 0
+cfn=(9) Done()
+calls=1 9
+9 0
 
 ob=(2)
 fl=(2)
@@ -64,7 +68,7 @@ ob=(3)
 fn=(3)
 1 140
 """
-# The same with a stack for each.
+# The same with a stack for each, and code of no file that passes a call on.
 STACKS = f"""\
 events: Ir sysCount sysTime
 
@@ -85,12 +89,16 @@ fn=(3) malloc'Send<int>(int)'main'(below main)
 1 40
 
 ob=(4) /lib/librpc-port.so.1
-fn=(4) rpc_port_parcel_send'Send<int>(int)'main'(below main)
+fn=(4) rpc_port_parcel_send'0x1234'Send<int>(int)'main'(below main)
 1 400
 
 ob=(3)
-fn=(5) malloc'rpc_port_parcel_send'Send<int>(int)'main'(below main)
+fn=(5) malloc'rpc_port_parcel_send'0x1234'Send<int>(int)'main'(below main)
 1 100
+
+ob=(5) ???
+fn=(6) 0x1234'Send<int>(int)'main'(below main)
+1 0
 """
 
 
@@ -109,7 +117,8 @@ class Reader(unittest.TestCase):
                           ("malloc",): 140})
         self.assertEqual(profile.total(), 580)
         self.assertEqual({place.stack[0]: calls for place, calls in profile.calls.items()},
-                         {"Send<int>(int)": 2, "malloc": 6, "rpc_port_parcel_send": 2})
+                         {"Send<int>(int)": 2, "malloc": 6, "rpc_port_parcel_send": 2, "Done()": 1})
+        self.assertIn(callgrind.Place("/bin/agent", ("Done()",)), profile.calls)
         self.assertEqual(sum(profile.system_calls.values()), 1)
 
     def test_a_run_less_another_is_what_it_did_beyond_it(self):
@@ -198,6 +207,16 @@ class Flames(unittest.TestCase):
             "malloc\nlibc.so.6: 20 instructions, 6.9%",
             "malloc\nlibc.so.6: 50 instructions, 17.2%",
             "rpc_port_parcel_send\nlibrpc-port.so.1: 250 instructions, 86.2%"])
+        heights = [float(box.getElementsByTagName("rect")[0].getAttribute("y"))
+                   for box in drawing.getElementsByTagName("g")]
+        above = dict(zip(titles, heights))
+        for lower, upper in (("main\n", "Send<int>(int)\n"),
+                             ("Send<int>(int)\n", "rpc_port_parcel_send\n"),
+                             ("Send<int>(int)\n", "malloc\nlibc.so.6: 20 "),
+                             ("rpc_port_parcel_send\n", "malloc\nlibc.so.6: 50 ")):
+            lower, upper = (next(y for title, y in above.items() if title.startswith(beginning))
+                            for beginning in (lower, upper))
+            self.assertEqual(lower - upper, flames.ROW)
         texts = [text.firstChild.data for text in drawing.getElementsByTagName("text")
                  if text.firstChild]
         self.assertIn("a < b", texts)
@@ -205,6 +224,23 @@ class Flames(unittest.TestCase):
         self.assertEqual({"the program", "the library", "the platform", "C and C++"} - set(texts),
                          set())
         self.assertNotIn("Ecore", texts)
+
+    def test_boxes_stand_side_by_side_and_none_is_too_narrow_to_see(self):
+        profile = callgrind.Profile()
+        for stack, cost in ((("main",), 0), (("a", "main"), 3000), (("b", "main"), 7000),
+                            (("c", "b", "main"), 40000), (("d", "main"), 4)):
+            profile.own[callgrind.Place("/bin/agent", stack)] = cost
+        drawing = xml.dom.minidom.parseString(flames.drawing(flames.tree(profile, 1), "boxes"))
+        places = {}
+        for box in drawing.getElementsByTagName("g"):
+            name = box.getElementsByTagName("title")[0].firstChild.data.partition("\n")[0]
+            rectangle = box.getElementsByTagName("rect")[0]
+            places[name] = [float(rectangle.getAttribute(name)) for name in ("x", "y", "width")]
+        self.assertEqual(places.keys(), {"main", "a", "b", "c"})
+        self.assertAlmostEqual(places["b"][0], places["a"][0] + places["a"][2], delta=0.2)
+        self.assertAlmostEqual(places["a"][2] / places["main"][2], 3000 / 50004, delta=0.001)
+        # Below the heading.
+        self.assertEqual(places["c"][1], flames.ROW)
 
     def test_short_names_say_whose_a_function_is(self):
         for name, short in {
