@@ -13,6 +13,7 @@ import tempfile
 
 import callgrind
 
+HANDLER = "stream-handler"
 HERE = pathlib.Path(__file__).parent
 TOOL = pathlib.Path("/usr/libexec/valgrind/callgrind-amd64-linux")
 LIMIT_SECONDS = 120
@@ -28,16 +29,17 @@ class Streams:
     def __init__(self, build, *options):
         if not TOOL.exists():
             raise SystemExit(f"{TOOL} is missing: install Debian's package valgrind, on x86_64")
-        self.build = pathlib.Path(build).resolve()
-        self.program = self.build / "bench/instructions/command-stream"
+        build = pathlib.Path(build).resolve()
+        self.program = build / "bench/instructions/command-stream"
+        self.package = build / "packages/stream"
         self.options = ["--tool=callgrind", "--collect-systime=yes", *options]
 
     def commands(self, payload_bytes, count):
         """The Profiles of an agent that sends commands to a connected handler, and of the handler."""
         with self._folder() as (folder, environment):
             package = folder / "package"
-            shutil.copytree(self.build / "packages/echo", package)
-            shutil.copy(HERE / "handler-under-callgrind", package / "bin/echo-handler")
+            shutil.copytree(self.package, package)
+            shutil.copy(HERE / "handler-under-callgrind", package / "bin" / HANDLER)
             self._install(package, 1, environment)
             try:
                 self._run(folder, environment, "commands", payload_bytes, count)
@@ -49,24 +51,26 @@ class Streams:
     def updates(self, count):
         """The Profile of an agent that hears of updates of a handler's package."""
         with self._folder() as (folder, environment):
-            package = self.build / "packages/echo"
-            self._install(package, 1, environment)
+            self._install(self.package, 1, environment)
             self._run(folder, environment, "updates", count,
-                      when_it_listens=lambda: self._install(package, count, environment))
+                      when_it_listens=lambda: self._install(self.package, count, environment))
             return callgrind.read(folder / "agent.callgrind")
 
     @contextlib.contextmanager
     def _folder(self):
         with tempfile.TemporaryDirectory(prefix="qor-streams-") as name:
             folder = pathlib.Path(name)
-            environment = os.environ | {
+            # Nothing of the caller's: it may say how to log, and takes time to search.
+            environment = {
+                "PATH": os.environ["PATH"],
+                "HOME": name,
                 "GLIBC_TUNABLES": TUNABLES,
                 "QOR_PLATFORM_ROOT": str(folder / "root"),
                 # Under callgrind the executable is callgrind's.
                 "QOR_PLATFORM_HOST_NAME": "command-stream",
                 # For handler-under-callgrind.
                 "QOR_STREAMS_FOLDER": name,
-                "QOR_STREAMS_HANDLER": str(self.build / "bench/echo-handler"),
+                "QOR_STREAMS_HANDLER": str(self.package / "bin" / HANDLER),
                 "QOR_STREAMS_TOOL": str(TOOL),
                 "QOR_STREAMS_OPTIONS": " ".join(["-q", *self.options]),
             }
@@ -85,9 +89,13 @@ class Streams:
         with open(folder / "messages", "w+", encoding="utf-8") as messages:
             with subprocess.Popen(command, env=environment, stdout=subprocess.PIPE,
                                   stderr=messages) as agent:
-                if when_it_listens and agent.stdout.readline():
-                    when_it_listens()
-                agent.communicate(timeout=LIMIT_SECONDS)
+                try:
+                    if when_it_listens and agent.stdout.readline():
+                        when_it_listens()
+                    agent.communicate(timeout=LIMIT_SECONDS)
+                except BaseException:
+                    agent.kill()
+                    raise
             if agent.returncode != 0:
                 messages.seek(0)
                 raise SystemExit(f"command-stream {' '.join(map(str, words))} failed:\n"
@@ -96,9 +104,10 @@ class Streams:
 
 def _end(pid_file):
     """Ends the handler, which outlives its agent, and waits until it is gone."""
-    if not pid_file.exists():
+    try:
+        process = os.pidfd_open(int(pid_file.read_text(encoding="ascii")))
+    except (FileNotFoundError, ProcessLookupError):
         return
-    process = os.pidfd_open(int(pid_file.read_text(encoding="ascii")))
     signal.pidfd_send_signal(process, signal.SIGTERM)
     if not select.select([process], [], [], LIMIT_SECONDS)[0]:
         signal.pidfd_send_signal(process, signal.SIGKILL)
