@@ -4,16 +4,15 @@
 
 import collections
 
-# Instructions, and system calls.
-Cost = collections.namedtuple("Cost", "instructions system_calls")
 # Where a cost arose: the file of a library or program, and a function in it. With --separate-callers
 # that is a tuple of it and those that called it, one after another; a tuple of one without.
 Place = collections.namedtuple("Place", "file stack")
 
 
 class Profile:
-    """own: what each place spent by itself; through: what it spent in others that it called, for
-    each pair of caller and called; calls: how often each place was called."""
+    """own: the instructions that each place spent by itself; system_calls: those it made by itself;
+    through: the instructions spent in others that it called, for each pair of caller and called;
+    calls: how often each place was called."""
 
     def __init__(self):
         self.own = collections.Counter()
