@@ -6,7 +6,6 @@
 #include <dlog.h>
 #include <tizen.h>
 
-#include <algorithm>
 #include <cstring>
 #include <exception>
 #include <utility>
@@ -161,6 +160,7 @@ CommandHandler::~CommandHandler() {
   // Away from the events that an end may raise, so that each end comes only once.
   const auto services = std::move(services_);
   services_.clear();
+  services_by_instance_.clear();
   for (const auto& service : services) {
     try {
       service->OnTerminate();
@@ -222,29 +222,34 @@ void CommandHandler::Connect(const char* sender, const char* instance) {
   service->SetPort(port);
   const std::weak_ptr<const bool> alive = alive_;
   // Its place is made before it starts: a service that has started can no longer fail to be listed.
-  std::list<std::shared_ptr<ServiceBase>> started{service};
+  Services started{service};
+  ServicesByInstance indexed{{instance, started.begin()}};
   service->OnCreate();
   if (alive.expired()) {
     service->OnTerminate();
     return;
   }
   services_.splice(services_.end(), started);
+  services_by_instance_.merge(indexed);
 }
 
 void CommandHandler::Disconnect(const char* instance) {
-  const auto service = Find(instance);
-  if (!service) return;
+  const auto found = Find(instance);
+  if (found == services_by_instance_.end()) return;
   // Out of the list first, so that its end comes only once, whatever happens in it.
-  services_.remove(service);
+  const auto service = *found->second;
+  services_.erase(found->second);
+  services_by_instance_.erase(found);
   service->OnTerminate();
 }
 
 int CommandHandler::Receive(const char* instance, rpc_port_h port) {
-  const auto service = Find(instance);
-  if (!service) {
+  const auto found = Find(instance);
+  if (found == services_by_instance_.end()) {
     STUB_ERROR("Failed to find CommandHandler context(%s)", instance);
     return -1;
   }
+  const auto service = *found->second;
   rpc_port_h callback_port = nullptr;
   if (rpc_port_stub_get_port(stub_.get(), RPC_PORT_PORT_CALLBACK, instance, &callback_port) !=
       RPC_PORT_ERROR_NONE) {
@@ -293,11 +298,11 @@ int CommandHandler::Receive(const char* instance, rpc_port_h port) {
   return SendReply(reply, answer, port);
 }
 
-std::shared_ptr<CommandHandler::ServiceBase> CommandHandler::Find(const char* instance) const {
-  const auto found =
-      std::find_if(services_.begin(), services_.end(),
-                   [instance](const auto& service) { return service->GetInstance() == instance; });
-  return found != services_.end() ? *found : nullptr;
+CommandHandler::ServicesByInstance::const_iterator CommandHandler::Find(
+    const char* instance) const {
+  const auto found = services_by_instance_.lower_bound(instance);
+  const bool is_it = found != services_by_instance_.end() && found->first == instance;
+  return is_it ? found : services_by_instance_.end();
 }
 
 }  // namespace stub

@@ -8,7 +8,9 @@
 #include <rpc-port.h>
 
 #include <atomic>
+#include <functional>
 #include <list>
+#include <map>
 #include <memory>
 #include <string>
 #include <type_traits>
@@ -134,6 +136,9 @@ class CommandHandler {
   void Listen(std::shared_ptr<ServiceBase::Factory> factory);
 
  private:
+  using Services = std::list<std::shared_ptr<ServiceBase>>;
+  using ServicesByInstance = std::multimap<std::string, Services::iterator, std::less<>>;
+
   static void OnConnectedCB(const char* sender, const char* instance, void* data);
   static void OnDisconnectedCB(const char* sender, const char* instance, void* data);
   static int OnReceivedCB(const char* sender, const char* instance, rpc_port_h port, void* data);
@@ -141,7 +146,8 @@ class CommandHandler {
   void Connect(const char* sender, const char* instance);
   void Disconnect(const char* instance);
   int Receive(const char* instance, rpc_port_h port);
-  std::shared_ptr<ServiceBase> Find(const char* instance) const;
+  // Of several with one instance, the one that connected first; else the end.
+  ServicesByInstance::const_iterator Find(const char* instance) const;
 
   struct Destroyer {
     void operator()(rpc_port_stub_h stub) const { rpc_port_stub_destroy(stub); }
@@ -149,7 +155,8 @@ class CommandHandler {
 
   std::unique_ptr<std::remove_pointer_t<rpc_port_stub_h>, Destroyer> stub_;
   std::shared_ptr<ServiceBase::Factory> factory_;
-  std::list<std::shared_ptr<ServiceBase>> services_;
+  Services services_;
+  ServicesByInstance services_by_instance_;
   // Expires with this object, for those who have to know after a call that may have destroyed it.
   std::shared_ptr<const bool> alive_ = std::make_shared<const bool>(true);
 };
