@@ -27,6 +27,12 @@ struct Part {
 
 constexpr Part kParts[] = {
     {"round-trips", bench::MeasureRoundTrips},
+    {"pending", bench::MeasurePending},
+    {"connected", bench::MeasureConnected},
+    {"start", bench::MeasureStart},
+    {"package-event", bench::MeasurePackageEvent},
+    {"launch", bench::MeasureLaunch},
+    {"memory", bench::MeasureMemory},
 };
 
 // A thousand handlers have thousands of connections.

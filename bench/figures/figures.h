@@ -13,7 +13,8 @@ namespace bench {
 // One command at a time and 64 at a time, beside a bare socket and D-Bus.
 void MeasureRoundTrips(Report& report);
 
-// Sends and results beside 10,000 commands that wait at the same handler.
+// Sends and results beside 10,000 commands that wait at the same handler, and what one of those
+// costs.
 void MeasurePending(Report& report);
 
 // Commands of an agent with 1,000 connected handlers, and what a connection costs it.
@@ -28,7 +29,7 @@ void MeasurePackageEvent(Report& report);
 // A command to a handler that does not run yet.
 void MeasureLaunch(Report& report);
 
-// What a waiting command and an idle agent cost; the library's file.
+// What an idle agent costs; the library's file.
 void MeasureMemory(Report& report);
 
 }  // namespace bench

@@ -77,7 +77,8 @@ void LibraryPeer::LeavePending(std::size_t count, std::size_t payload_bytes) {
 Cost LibraryPeer::Measure(const Slice& slice) {
   const Texts texts(slice.payload_bytes);
   std::vector<std::string> types;
-  for (std::size_t i = 0; i < spread_; ++i) types.push_back("text.echo." + std::to_string(i));
+  for (std::size_t i = 0; i < slice.handlers; ++i)
+    types.push_back("text.echo." + std::to_string(i));
   Samples sends;
   sends.reserve(slice.count);
   std::size_t sent = 0;

@@ -20,8 +20,6 @@ class LibraryPeer : public Peer {
 
   // Launches and connects the first `count` handlers.
   void Connect(std::size_t count);
-  // From now on commands go to the first `count` handlers in turn.
-  void SpreadOver(std::size_t count) { spread_ = count; }
   // Sends commands to handler 0 that it has got and does not answer.
   void LeavePending(std::size_t count, std::size_t payload_bytes);
 
@@ -38,7 +36,6 @@ class LibraryPeer : public Peer {
   tools::Agent agent_;
   OnResponse on_response_;
   std::size_t sent_ = 0;
-  std::size_t spread_ = 1;
 };
 
 }  // namespace bench

@@ -8,6 +8,7 @@
 
 #include "peers/peer.h"
 #include "support/cpu-time.h"
+#include "support/memory.h"
 #include "support/statistics.h"
 
 namespace bench {
@@ -28,6 +29,7 @@ class Meter {
     cost.wall = slice_.in_flight == 1 ? Median(laps_) : sum / count;
     cost.own_cpu = (CpuTimeOf(getpid()) - own_cpu_) / count;
     cost.cpu = (CpuTimeOfFamily() - cpu_) / count;
+    cost.resident = OwnMemory();
     return cost;
   }
 

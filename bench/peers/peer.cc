@@ -13,8 +13,8 @@ Worker::Task TaskOf(std::shared_ptr<Peer> peer) {
   return [peer](const Numbers& numbers) -> Numbers {
     const Cost cost =
         peer->Measure({static_cast<std::size_t>(numbers[0]), static_cast<std::size_t>(numbers[1]),
-                       static_cast<std::size_t>(numbers[2])});
-    return {cost.wall, cost.cpu, cost.own_cpu, cost.send};
+                       static_cast<std::size_t>(numbers[2]), static_cast<std::size_t>(numbers[3])});
+    return {cost.wall, cost.cpu, cost.own_cpu, cost.send, cost.resident};
   };
 }
 
@@ -29,8 +29,8 @@ PeerProcess::PeerProcess(const std::function<std::unique_ptr<Peer>()>& make)
 Cost PeerProcess::Measure(const Slice& slice) {
   const Numbers numbers =
       worker_.Ask({static_cast<double>(slice.count), static_cast<double>(slice.payload_bytes),
-                   static_cast<double>(slice.in_flight)});
-  return {numbers[0], numbers[1], numbers[2], numbers[3]};
+                   static_cast<double>(slice.in_flight), static_cast<double>(slice.handlers)});
+  return {numbers[0], numbers[1], numbers[2], numbers[3], numbers[4]};
 }
 
 std::string Texts::Uuid(std::size_t number) {

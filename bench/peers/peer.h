@@ -18,14 +18,16 @@ struct Slice {
   std::size_t count;
   std::size_t payload_bytes;
   std::size_t in_flight = 1;  // how many are under way at any time
+  std::size_t handlers = 1;   // to how many they go in turn, of peers that have several
 };
 
 // What one round trip of a slice took, in microseconds.
 struct Cost {
-  double wall = 0;     // of one at a time the median, else the slice's time by its count
-  double cpu = 0;      // of all processes that took part
-  double own_cpu = 0;  // of the process that sent the commands
-  double send = 0;     // the median call that sends a command; 0 where it is not told apart
+  double wall = 0;      // of one at a time the median, else the slice's time by its count
+  double cpu = 0;       // of all processes that took part
+  double own_cpu = 0;   // of the process that sent the commands
+  double send = 0;      // the median call that sends a command; 0 where it is not told apart
+  double resident = 0;  // bytes of memory of its own that the sender holds afterwards
 };
 
 // Someone who can carry a command to another process and its result back.
