@@ -43,7 +43,10 @@ int AnswerAt(const char* path) {
   }
   char bytes[4096];
   const ssize_t size = recv(connection, bytes, sizeof bytes, 0);
-  return size > 0 && send(connection, bytes, static_cast<std::size_t>(size), 0) == size ? 0 : 1;
+  if (size <= 0 || send(connection, bytes, static_cast<std::size_t>(size), 0) != size) return 1;
+  // There until the other side has looked at what it took.
+  recv(connection, bytes, sizeof bytes, 0);
+  return 0;
 }
 
 }  // namespace

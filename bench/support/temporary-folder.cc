@@ -12,8 +12,9 @@ namespace bench {
 
 namespace fs = std::filesystem;
 
-TemporaryFolder::TemporaryFolder() {
-  std::string path = fs::temp_directory_path() / "qor-bench-XXXXXX";
+TemporaryFolder::TemporaryFolder(const std::string& parent) {
+  std::string path =
+      (parent.empty() ? fs::temp_directory_path() : fs::path(parent)) / "qor-bench-XXXXXX";
   if (mkdtemp(path.data()) == nullptr) {
     throw std::system_error(errno, std::generic_category(), path);
   }

@@ -11,7 +11,8 @@ namespace bench {
 // Gone with this object.
 class TemporaryFolder {
  public:
-  TemporaryFolder();
+  // Inside another, or where temporary files belong.
+  explicit TemporaryFolder(const std::string& parent = {});
   TemporaryFolder(const TemporaryFolder&) = delete;
   TemporaryFolder& operator=(const TemporaryFolder&) = delete;
   ~TemporaryFolder();
