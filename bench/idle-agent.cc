@@ -1,8 +1,9 @@
 // Copyright 2026 The qor-handler-manager authors
 // SPDX-License-Identifier: Apache-2.0
 
-// An agent that does nothing. Prints, in bytes: the library's and the Linux platform's share of
-// memory with what the heap grew by when the library started, Ecore's libraries, all others.
+// An agent that does nothing. Prints, in bytes of memory: the library and the Linux platform with
+// what the heap grew by when they started, Ecore's libraries, all others. What other processes
+// share is counted in full, as on a device where nobody else loads it.
 
 #include <Ecore.h>
 
@@ -35,12 +36,12 @@ struct Memory {
         heap += mapping.anonymous;
       } else if (BeginsWithOneOf(mapping.file, {"libcapi-", "libdlog.", "libbundle.",
                                                 "librpc-port.", "libqor"})) {
-        own += mapping.share;
+        own += mapping.resident;
       } else if (BeginsWithOneOf(mapping.file,
                                  {"libecore", "libei", "libeo", "libefl", "libeet", "libemile"})) {
-        ecore += mapping.share;
+        ecore += mapping.resident;
       } else if (mapping.file.rfind("lib", 0) == 0) {
-        others += mapping.share;
+        others += mapping.resident;
       }
     }
   }

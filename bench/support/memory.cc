@@ -38,7 +38,7 @@ std::vector<Mapping> Mappings() {
     if (ReadHead(line, mapping)) {
       mappings.push_back(mapping);
     } else {
-      ReadBytes(line, "Pss", mappings.back().share) ||
+      ReadBytes(line, "Rss", mappings.back().resident) ||
           ReadBytes(line, "Anonymous", mappings.back().anonymous);
     }
   }

@@ -12,7 +12,7 @@ namespace bench {
 // A range of this process's memory.
 struct Mapping {
   std::string file;      // its name without folders; empty when it is of no file
-  double share = 0;      // bytes in memory, those shared with other processes in proportion
+  double resident = 0;   // bytes in memory, whoever shares them
   double anonymous = 0;  // bytes in memory that no file holds
 };
 
