@@ -1,9 +1,9 @@
 // Copyright 2026 The qor-handler-manager authors
 // SPDX-License-Identifier: Apache-2.0
 
-// An agent that does nothing. Prints, in bytes of memory: the library and the Linux platform with
-// what the heap grew by when they started, Ecore's libraries, all others. What other processes
-// share is counted in full, as on a device where nobody else loads it.
+// An agent that does nothing. Prints, in bytes of memory: the library's and the Linux platform's
+// files, what the heap grew by when they started, Ecore's files, all other libraries' files. What
+// other processes share is counted in full, as on a device where nobody else loads it.
 
 #include <Ecore.h>
 
@@ -55,5 +55,6 @@ int main() {
   const tools::Agent agent(kTimeoutMs, kTimeoutMs);
   tools::RunUntil([] { return false; }, kSettleSeconds);
   const Memory after;
-  std::printf("%.0f %.0f %.0f\n", after.own + after.heap - before.heap, after.ecore, after.others);
+  std::printf("%.0f %.0f %.0f %.0f\n", after.own, after.heap - before.heap, after.ecore,
+              after.others);
 }

@@ -96,8 +96,10 @@ void AddInFlight(Report& report, RoundTrips& trips) {
                    "us a command", AtLeast(1.0 / 3)));
   report.Add(Ratio("rate beside D-Bus through " + trips.DBus().name, wall(costs.best_dbus),
                    wall(costs.library), "us a command", AtLeast(3)));
-  report.Add(Ratio("rate beside D-Bus through dbus-daemon", wall(costs.daemon), wall(costs.library),
-                   "us a command"));
+  if (trips.DBus().broker) {
+    report.Add(Ratio("rate beside D-Bus through dbus-daemon", wall(costs.daemon),
+                     wall(costs.library), "us a command"));
+  }
   report.Add(Ratio("CPU time beside the bare socket", Each(costs.library, &Cost::cpu),
                    Each(costs.bare, &Cost::cpu), "us"));
 }

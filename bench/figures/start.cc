@@ -1,6 +1,7 @@
 // Copyright 2026 The qor-handler-manager authors
 // SPDX-License-Identifier: Apache-2.0
 
+#include <Ecore.h>
 #include <malloc.h>
 #include <sqlite3.h>
 #include <yaml-cpp/yaml.h>
@@ -60,6 +61,7 @@ class Root {
   Numbers Start() const {
     return AskOnce([this]() -> Numbers {
       setenv("QOR_PLATFORM_ROOT", folder_.Path().c_str(), 1);
+      ecore_init();
       const double before = HeapInUse();
       Stopwatch watch;
       const tools::Agent agent(kTimeoutMs, kTimeoutMs);
