@@ -79,8 +79,10 @@ void AddOneAtATime(Report& report, RoundTrips& trips, std::size_t payload, doubl
                    AtMost(most)));
   report.Add(Ratio("time beside D-Bus through " + trips.DBus().name, wall(costs.library),
                    wall(costs.best_dbus), "us", AtMost(0.5)));
-  report.Add(Ratio("time beside D-Bus through dbus-daemon", wall(costs.library), wall(costs.daemon),
-                   "us"));
+  if (trips.DBus().broker) {
+    report.Add(Ratio("time beside D-Bus through dbus-daemon", wall(costs.library),
+                     wall(costs.daemon), "us"));
+  }
   report.Add(Ratio("CPU time beside the bare socket", Each(costs.library, &Cost::cpu),
                    Each(costs.bare, &Cost::cpu), "us"));
   report.Add(Ratio("CPU time beside D-Bus through " + trips.DBus().name,

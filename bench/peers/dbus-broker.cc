@@ -83,6 +83,7 @@ DBusBroker::DBusBroker(const std::string& folder) : address_("unix:path=" + fold
     const std::string descriptor = std::to_string(dup(ends[1]));
     execlp("dbus-broker", "dbus-broker", "--controller", descriptor.c_str(), "--machine-id",
            kMachineId, nullptr);
+    throw std::system_error(errno, std::generic_category(), "dbus-broker");
   });
   close(ends[1]);
   RequireDBus(sd_bus_new(&controller_), "sd_bus_new");
