@@ -9,6 +9,7 @@
 #include <sys/wait.h>
 
 #include <CLI/CLI.hpp>
+#include <csignal>
 #include <cstdio>
 #include <cstdlib>
 #include <exception>
@@ -43,6 +44,15 @@ void AllowManyDescriptors() {
   setrlimit(RLIMIT_NOFILE, &limit);
 }
 
+// A signal interrupts the wait for a measuring process, which then is an error like any other: so
+// neither processes nor folders stay behind.
+void EndInOrderOnSignals() {
+  struct sigaction action {};
+  action.sa_handler = [](int) {};
+  sigaction(SIGINT, &action, nullptr);
+  sigaction(SIGTERM, &action, nullptr);
+}
+
 // Waits for the processes of one part to be gone before the next is measured. They come to us when
 // their parents end.
 void AwaitOrphans() {
@@ -66,6 +76,7 @@ int main(int argc, char** argv) {
     unsetenv("DLOG_FILTER");
     unsetenv("DLOG_FILE");
     AllowManyDescriptors();
+    EndInOrderOnSignals();
     prctl(PR_SET_CHILD_SUBREAPER, 1);
     bench::Report report(bench::FactsOfMachine(bench::PinToOneCore()));
     for (const Part& part : kParts) {
@@ -77,6 +88,7 @@ int main(int argc, char** argv) {
     json ? report.PrintJson() : report.PrintTable();
   } catch (const std::exception& error) {
     std::fprintf(stderr, "%s: %s\n", argv[0], error.what());
+    AwaitOrphans();
     return 1;
   }
   return 0;

@@ -19,6 +19,8 @@ ChildProcess::ChildProcess(const std::function<void()>& body) : pid_(fork()) {
   if (pid_ < 0) throw std::system_error(errno, std::generic_category(), "fork");
   if (pid_ > 0) return;
   prctl(PR_SET_PDEATHSIG, SIGKILL);
+  signal(SIGINT, SIG_DFL);
+  signal(SIGTERM, SIG_DFL);
   try {
     body();
   } catch (const std::exception& error) {
