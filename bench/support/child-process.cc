@@ -1,7 +1,7 @@
 // Copyright 2026 The qor-handler-manager authors
 // SPDX-License-Identifier: Apache-2.0
 
-#include "child-process.h"
+#include "support/child-process.h"
 
 #include <sys/prctl.h>
 #include <sys/wait.h>
@@ -9,6 +9,8 @@
 
 #include <cerrno>
 #include <csignal>
+#include <cstdio>
+#include <exception>
 #include <system_error>
 
 namespace bench {
@@ -17,7 +19,14 @@ ChildProcess::ChildProcess(const std::function<void()>& body) : pid_(fork()) {
   if (pid_ < 0) throw std::system_error(errno, std::generic_category(), "fork");
   if (pid_ > 0) return;
   prctl(PR_SET_PDEATHSIG, SIGKILL);
-  body();
+  signal(SIGINT, SIG_DFL);
+  signal(SIGTERM, SIG_DFL);
+  try {
+    body();
+  } catch (const std::exception& error) {
+    // The parent notices that the process is gone.
+    std::fprintf(stderr, "%s\n", error.what());
+  }
   _exit(0);
 }
 

@@ -1,8 +1,8 @@
 // Copyright 2026 The qor-handler-manager authors
 // SPDX-License-Identifier: Apache-2.0
 
-#ifndef QOR_BENCH_CHILD_PROCESS_H_
-#define QOR_BENCH_CHILD_PROCESS_H_
+#ifndef QOR_BENCH_SUPPORT_CHILD_PROCESS_H_
+#define QOR_BENCH_SUPPORT_CHILD_PROCESS_H_
 
 #include <sys/types.h>
 

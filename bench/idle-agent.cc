@@ -1,0 +1,60 @@
+// Copyright 2026 The qor-handler-manager authors
+// SPDX-License-Identifier: Apache-2.0
+
+// An agent that does nothing. Prints, in bytes of memory: the library's and the Linux platform's
+// files, what the heap grew by when they started, Ecore's files, all other libraries' files. What
+// other processes share is counted in full, as on a device where nobody else loads it.
+
+#include <Ecore.h>
+
+#include <cstdio>
+
+#include "agent/agent.h"
+#include "support/memory.h"
+
+namespace {
+
+constexpr int kTimeoutMs = 20'000;
+constexpr double kSettleSeconds = 0.5;
+
+bool BeginsWithOneOf(const std::string& text, const std::vector<const char*>& beginnings) {
+  for (const char* beginning : beginnings) {
+    if (text.rfind(beginning, 0) == 0) return true;
+  }
+  return false;
+}
+
+struct Memory {
+  double own = 0;
+  double ecore = 0;
+  double others = 0;
+  double heap = 0;
+
+  Memory() {
+    for (const bench::Mapping& mapping : bench::Mappings()) {
+      if (mapping.file.empty()) {
+        heap += mapping.anonymous;
+      } else if (BeginsWithOneOf(mapping.file, {"libcapi-", "libdlog.", "libbundle.",
+                                                "librpc-port.", "libqor"})) {
+        own += mapping.resident;
+      } else if (BeginsWithOneOf(mapping.file,
+                                 {"libecore", "libei", "libeo", "libefl", "libeet", "libemile"})) {
+        ecore += mapping.resident;
+      } else if (mapping.file.rfind("lib", 0) == 0) {
+        others += mapping.resident;
+      }
+    }
+  }
+};
+
+}  // namespace
+
+int main() {
+  ecore_init();
+  const Memory before;
+  const tools::Agent agent(kTimeoutMs, kTimeoutMs);
+  tools::RunUntil([] { return false; }, kSettleSeconds);
+  const Memory after;
+  std::printf("%.0f %.0f %.0f %.0f\n", after.own, after.heap - before.heap, after.ecore,
+              after.others);
+}

@@ -1,0 +1,95 @@
+// Copyright 2026 The qor-handler-manager authors
+// SPDX-License-Identifier: Apache-2.0
+
+// Measures the library beside its peers and limits, all in one run and on one core. Each figure is
+// a ratio inside the run, or a size; goals are told beside what they were measured for.
+
+#include <sys/prctl.h>
+#include <sys/resource.h>
+#include <sys/wait.h>
+
+#include <CLI/CLI.hpp>
+#include <csignal>
+#include <cstdio>
+#include <cstdlib>
+#include <exception>
+#include <map>
+#include <string>
+
+#include "figures/figures.h"
+#include "support/machine.h"
+
+namespace {
+
+struct Part {
+  const char* name;
+  void (*measure)(bench::Report&);
+};
+
+constexpr Part kParts[] = {
+    {"round-trips", bench::MeasureRoundTrips},
+    {"pending", bench::MeasurePending},
+    {"connected", bench::MeasureConnected},
+    {"start", bench::MeasureStart},
+    {"package-event", bench::MeasurePackageEvent},
+    {"launch", bench::MeasureLaunch},
+    {"memory", bench::MeasureMemory},
+};
+
+// A thousand handlers have thousands of connections.
+void AllowManyDescriptors() {
+  rlimit limit{};
+  getrlimit(RLIMIT_NOFILE, &limit);
+  limit.rlim_cur = limit.rlim_max;
+  setrlimit(RLIMIT_NOFILE, &limit);
+}
+
+// A signal interrupts the wait for a measuring process, which then is an error like any other: so
+// neither processes nor folders stay behind.
+void EndInOrderOnSignals() {
+  struct sigaction action {};
+  action.sa_handler = [](int) {};
+  sigaction(SIGINT, &action, nullptr);
+  sigaction(SIGTERM, &action, nullptr);
+}
+
+// Waits for the processes of one part to be gone before the next is measured. They come to us when
+// their parents end.
+void AwaitOrphans() {
+  while (waitpid(-1, nullptr, 0) > 0) {
+  }
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+  CLI::App app("Measures the library beside a bare socket, D-Bus and what a task takes by itself.");
+  bool json = false;
+  std::string only;
+  std::map<std::string, int> names;
+  for (const Part& part : kParts) names[part.name] = 0;
+  app.add_flag("--json", json, "Print the figures as JSON, and nothing else, on standard output");
+  app.add_option("--only", only, "Measure one part")->check(CLI::IsMember(names));
+  CLI11_PARSE(app, argc, argv);
+
+  try {
+    unsetenv("DLOG_FILTER");
+    unsetenv("DLOG_FILE");
+    AllowManyDescriptors();
+    EndInOrderOnSignals();
+    prctl(PR_SET_CHILD_SUBREAPER, 1);
+    bench::Report report(bench::FactsOfMachine(bench::PinToOneCore()));
+    for (const Part& part : kParts) {
+      if (!only.empty() && only != part.name) continue;
+      std::fprintf(stderr, "measuring %s\n", part.name);
+      part.measure(report);
+      AwaitOrphans();
+    }
+    json ? report.PrintJson() : report.PrintTable();
+  } catch (const std::exception& error) {
+    std::fprintf(stderr, "%s: %s\n", argv[0], error.what());
+    AwaitOrphans();
+    return 1;
+  }
+  return 0;
+}

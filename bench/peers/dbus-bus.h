@@ -1,0 +1,55 @@
+// Copyright 2026 The qor-handler-manager authors
+// SPDX-License-Identifier: Apache-2.0
+
+#ifndef QOR_BENCH_PEERS_DBUS_BUS_H_
+#define QOR_BENCH_PEERS_DBUS_BUS_H_
+
+#include <memory>
+#include <string>
+
+#include "support/child-process.h"
+
+struct sd_bus;
+
+namespace bench {
+
+// A bus of our own. The constructors of its kinds throw std::runtime_error when it does not start.
+class DBusBus {
+ public:
+  virtual ~DBusBus() = default;
+  virtual std::string Address() const = 0;
+};
+
+// The reference implementation. Its socket stands in `folder`.
+class DBusDaemon : public DBusBus {
+ public:
+  explicit DBusDaemon(const std::string& folder);
+  std::string Address() const override { return address_; }
+
+ private:
+  std::string address_;
+  std::unique_ptr<ChildProcess> process_;
+};
+
+// The fast implementation, which gets its socket and its policy from its starter. We are that
+// starter: the usual one needs a running systemd.
+class DBusBroker : public DBusBus {
+ public:
+  explicit DBusBroker(const std::string& folder);
+  DBusBroker(const DBusBroker&) = delete;
+  DBusBroker& operator=(const DBusBroker&) = delete;
+  ~DBusBroker() override;
+  std::string Address() const override { return address_; }
+
+ private:
+  std::string address_;
+  sd_bus* controller_ = nullptr;
+  std::unique_ptr<ChildProcess> process_;
+};
+
+// Throws std::runtime_error that names `what` when `result` is a negative error of sd-bus.
+void RequireDBus(int result, const char* what);
+
+}  // namespace bench
+
+#endif

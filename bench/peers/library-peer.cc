@@ -1,0 +1,111 @@
+// Copyright 2026 The qor-handler-manager authors
+// SPDX-License-Identifier: Apache-2.0
+
+#include "peers/library-peer.h"
+
+#include <Ecore.h>
+
+#include <cstdlib>
+#include <stdexcept>
+
+#include "peers/meter.h"
+
+namespace bench {
+
+namespace {
+
+constexpr int kTimeoutMs = 600'000;
+constexpr double kLimitSeconds = 60;
+// More would start together than one core can bring up in time.
+constexpr std::size_t kLaunchesAtATime = 20;
+
+// Before the library looks at it.
+int SetRoot(const std::string& root) {
+  setenv("QOR_PLATFORM_ROOT", root.c_str(), 1);
+  return kTimeoutMs;
+}
+
+}  // namespace
+
+LibraryPeer::LibraryPeer(const std::string& root) : agent_(SetRoot(root), kTimeoutMs) {
+  Connect(1);
+}
+
+void LibraryPeer::Send(const std::string& request_type, const std::string& payload) {
+  const int code =
+      qor_handler_manager_send_command(Texts::Uuid(sent_++).c_str(), request_type.c_str(),
+                                       payload.c_str(), static_cast<int>(payload.size()), 0);
+  if (code != 0) {
+    throw std::runtime_error(request_type + " is not sent: error " + std::to_string(code));
+  }
+}
+
+void LibraryPeer::SetOnResponse(OnResponse on_response) {
+  on_response_ = std::move(on_response);
+  qor_handler_manager_set_response_cb(
+      [](const char*, qor_request_status_e status, const char*, int, const char*, int, void* data) {
+        static_cast<LibraryPeer*>(data)->on_response_(static_cast<int>(status));
+      },
+      this);
+}
+
+void LibraryPeer::Connect(std::size_t count) {
+  std::size_t answered = 0;
+  SetOnResponse([&answered](int) { ++answered; });
+  for (std::size_t sent = 0; sent < count;) {
+    for (; sent < count && sent < answered + kLaunchesAtATime; ++sent) {
+      Send("text.echo." + std::to_string(sent), "{}");
+    }
+    const std::size_t before = answered;
+    if (!tools::RunUntil([&] { return answered > before; }, kLimitSeconds)) {
+      throw std::runtime_error("a handler does not connect");
+    }
+  }
+  tools::RunUntil([&] { return answered == count; }, kLimitSeconds);
+}
+
+void LibraryPeer::LeavePending(std::size_t count, std::size_t payload_bytes) {
+  const std::string payload(payload_bytes, 'x');
+  for (std::size_t i = 0; i < count; ++i) {
+    Send("text.silent.0", payload);
+    // Gives the handler time to take them, so that no queue grows.
+    if (i % kLaunchesAtATime == 0) Connect(1);
+  }
+  Connect(1);
+}
+
+Cost LibraryPeer::Measure(const Slice& slice) {
+  const Texts texts(slice.payload_bytes);
+  std::vector<std::string> types;
+  for (std::size_t i = 0; i < slice.handlers; ++i)
+    types.push_back("text.echo." + std::to_string(i));
+  Samples sends;
+  sends.reserve(slice.count);
+  std::size_t sent = 0;
+  std::size_t done = 0;
+  bool failed = false;
+  Meter meter(slice);
+  const auto send = [&] {
+    Stopwatch watch;
+    Send(types[sent++ % types.size()], texts.payload);
+    sends.push_back(watch.Lap());
+  };
+  SetOnResponse([&](int status) {
+    meter.Lap();
+    ++done;
+    failed = failed || status != QOR_REQUEST_STATUS_SUCCESS;
+    if (failed || done == slice.count) {
+      ecore_main_loop_quit();
+    } else if (sent < slice.count) {
+      send();
+    }
+  });
+  while (sent < slice.count && sent < slice.in_flight) send();
+  ecore_main_loop_begin();
+  if (failed) throw std::runtime_error("a command failed");
+  Cost cost = meter.Finish();
+  cost.send = Median(sends);
+  return cost;
+}
+
+}  // namespace bench

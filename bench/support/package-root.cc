@@ -1,0 +1,83 @@
+// Copyright 2026 The qor-handler-manager authors
+// SPDX-License-Identifier: Apache-2.0
+
+#include "support/package-root.h"
+
+#include <cstdlib>
+#include <filesystem>
+#include <fstream>
+
+#include "platform/linux/common/package-database.h"
+#include "sqlite/database.h"
+#include "support/temporary-folder.h"
+#include "support/worker.h"
+#include "tizen/platform-uris.h"
+
+namespace bench {
+
+namespace fs = std::filesystem;
+
+namespace {
+
+constexpr char kMemoryDisk[] = "/dev/shm";
+
+std::string PackageId(std::size_t number) { return "org.example.bench." + std::to_string(number); }
+
+void WriteFiles(const fs::path& folder, const fs::path& executable, std::size_t number) {
+  fs::create_directories(folder / "bin");
+  fs::create_directories(folder / "res");
+  // Of one file, so that a thousand handlers share their code as applications share a library's.
+  fs::create_hard_link(executable, folder / "bin/echo-handler");
+  std::ofstream(folder / "res/handler.yaml")
+      << "request-types:\n  - text.echo." << number << "\n  - text.silent." << number << "\n";
+}
+
+platform::PackageRecord Record(const std::string& folder, std::size_t number, bool is_handler) {
+  platform::ApplicationRecord application;
+  application.id = HandlerId(number);
+  application.executable = folder + "/bin/echo-handler";
+  platform::PackageRecord package;
+  package.id = PackageId(number);
+  package.version = "1.0.0";
+  package.root_path = folder;
+  if (is_handler) {
+    const std::string prefix = tizen::kMetadataUriPrefix;
+    application.metadata = {{prefix + tizen::kCommandHandlerPath, "res/handler.yaml"},
+                            {prefix + "/iot/metadata/qor/priority", "10"}};
+    for (const char* privilege : tizen::kHandlerPrivilegePaths) {
+      package.privileges.push_back(std::string(tizen::kPrivilegeUriPrefix) + privilege);
+    }
+  }
+  package.applications.push_back(application);
+  return package;
+}
+
+}  // namespace
+
+void FillRoot(const std::string& root, std::size_t packages, std::size_t handlers) {
+  // Each package is a transaction that waits for the disk; a disk in memory is fast at that.
+  const TemporaryFolder beside(fs::is_directory(kMemoryDisk) ? kMemoryDisk : root);
+  const std::string database = beside.Path() + "/packages.db";
+  AskOnce([&]() -> Numbers {
+    setenv("QOR_PLATFORM_ROOT", beside.Path().c_str(), 1);
+    const fs::path executable = root + "/echo-handler";
+    fs::copy_file(EchoPackage() + "/bin/echo-handler", executable);
+    for (std::size_t i = 0; i < packages; ++i) {
+      const std::string folder = root + "/packages/" + PackageId(i) + "/1";
+      if (i < handlers) WriteFiles(folder, executable, i);
+      platform::StorePackage(Record(folder, i, i < handlers));
+    }
+    sqlite::Database(database, sqlite::Database::Mode::kExisting)
+        .Execute("PRAGMA wal_checkpoint(TRUNCATE)");
+    return {};
+  });
+  fs::copy_file(database, root + "/packages.db");
+}
+
+std::string HandlerId(std::size_t number) { return PackageId(number) + ".handler"; }
+
+std::string FolderOfBench() { return fs::canonical("/proc/self/exe").parent_path(); }
+
+std::string EchoPackage() { return FolderOfBench() + "/../packages/echo"; }
+
+}  // namespace bench
