@@ -95,7 +95,8 @@ class Port final : public std::enable_shared_from_this<Port>, private LoopTarget
   bool WaitForFrame();
 
  private:
-  static constexpr int kReceivesInARow = 16;
+  // After so many nothing more is received before the main loop had its turn.
+  static constexpr int kFramesInARow = 64;
 
   void OnReady(bool readable, bool writable) override;
   Received ReceiveSome(size_t limit, int flags);
@@ -118,12 +119,13 @@ class Port final : public std::enable_shared_from_this<Port>, private LoopTarget
 
 template <typename Serve>
 Port::Served Port::ServeFrames(Serve serve) {
-  for (int i = 0; i < kReceivesInARow; ++i) {
+  for (int served = 0; served < kFramesInARow;) {
     const Received received = Receive();
     if (received == Received::kEnd) return Served::kEnded;
     if (received == Received::kNothing || Front() == FrameReader::State::kIncomplete) break;
     while (Front() == FrameReader::State::kComplete) {
       if (!serve()) return Served::kStopped;
+      ++served;
     }
     if (Front() == FrameReader::State::kMalformed) {
       EndAsMalformed("a frame of impossible length");

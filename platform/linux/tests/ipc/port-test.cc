@@ -103,7 +103,7 @@ TEST_F(PortTest, ServesWhatComesWhileItServesButNotForever) {
     return true;
   };
   EXPECT_EQ(port_->ServeFrames(serve), Port::Served::kGoesOn);
-  EXPECT_EQ(served, 16);
+  EXPECT_EQ(served, 64);
 }
 
 TEST_F(PortTest, StopsServingWhenItIsTold) {
