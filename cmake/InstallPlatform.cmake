@@ -9,6 +9,8 @@ set(platform_folder ${CMAKE_INSTALL_LIBDIR}/qor-platform)
 
 install(TARGETS ${platform_libraries}
   LIBRARY DESTINATION ${platform_folder} COMPONENT runtime NAMELINK_COMPONENT dev)
+install(TARGETS platform_common
+  LIBRARY DESTINATION ${platform_folder} COMPONENT runtime NAMELINK_SKIP)
 install(DIRECTORY ${PROJECT_SOURCE_DIR}/platform/include/
   DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/qor-platform COMPONENT dev FILES_MATCHING PATTERN *.h)
 # A device's modules are called as their libraries are, but for this one.
@@ -30,7 +32,7 @@ cmake_path(RELATIVE_PATH CMAKE_INSTALL_FULL_LIBDIR BASE_DIRECTORY ${CMAKE_INSTAL
 set(run_path_of_capi-qor-handler-manager "$ORIGIN/qor-platform")
 set(run_path_of_qor_handler "$ORIGIN/qor-platform")
 set(run_path_of_qor "$ORIGIN/${to_libraries};$ORIGIN/${to_libraries}/qor-platform")
-set(installed_binaries ${platform_libraries})
+set(installed_binaries ${platform_libraries} platform_common)
 foreach(target IN ITEMS capi-qor-handler-manager qor_handler qor-recorder qor)
   if(TARGET ${target})
     list(APPEND installed_binaries ${target})

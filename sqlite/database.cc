@@ -86,20 +86,20 @@ void Database::Execute(const char* sql) {
 }
 
 Transaction::Transaction(Database& database, Kind kind) : database_(database) {
-  database_.Execute(kind == Kind::kWrite ? "BEGIN IMMEDIATE" : "BEGIN");
+  database_.Prepare(kind == Kind::kWrite ? "BEGIN IMMEDIATE" : "BEGIN").Step();
 }
 
 Transaction::~Transaction() {
   if (!open_) return;
   try {
-    database_.Execute("ROLLBACK");
+    database_.Prepare("ROLLBACK").Step();
   } catch (const DatabaseError&) {
     // Already rolled back by the failure that brought us here.
   }
 }
 
 void Transaction::Commit() {
-  database_.Execute("COMMIT");
+  database_.Prepare("COMMIT").Step();
   open_ = false;
 }
 

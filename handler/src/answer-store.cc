@@ -66,8 +66,12 @@ bool CommandKey::operator<(const CommandKey& other) const {
 }
 
 AnswerStore::AnswerStore(std::string path, const AnswerLimits& limits, Clock clock)
-    : path_(path.empty() ? kInMemory : std::move(path)), limits_(limits), clock_(std::move(clock)) {
-  if (limits_.count == 0) return;
+    : path_(path.empty() ? kInMemory : std::move(path)),
+      limits_(limits),
+      clock_(std::move(clock)) {}
+
+void AnswerStore::Prepare() {
+  if (limits_.count == 0 || database_) return;
   try {
     Open(path_);
   } catch (const sqlite::DatabaseError& error) {
@@ -81,10 +85,12 @@ AnswerStore::AnswerStore(std::string path, const AnswerLimits& limits, Clock clo
 }
 
 void AnswerStore::Keep(const CommandKey& key, const Answer& answer) {
+  Prepare();
   if (database_) Guard([&] { Store(key, answer); });
 }
 
 std::optional<Answer> AnswerStore::Find(const CommandKey& key) {
+  Prepare();
   std::optional<Answer> answer;
   if (database_) Guard([&] { answer = Load(key); });
   return answer;

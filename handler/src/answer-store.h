@@ -38,6 +38,10 @@ class AnswerStore {
   // seconds since the epoch.
   AnswerStore(std::string path, const AnswerLimits& limits, Clock clock);
 
+  // Opens the file unless it is open. The functions below do so themselves; who calls this first
+  // chooses the time.
+  void Prepare();
+
   void Keep(const CommandKey& key, const Answer& answer);
   std::optional<Answer> Find(const CommandKey& key);
 

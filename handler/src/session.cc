@@ -22,6 +22,8 @@ Session::Session(const Dispatcher::Functions& functions, const std::string& answ
 
 void Session::OnWanted(const std::string& agent, AgentLink::Lifetime lifetime) {
   links_.try_emplace(agent, agent, *dispatcher_, kMostKept, lifetime).first->second.OnWanted();
+  // While the agent looks at who connects.
+  answers_.Prepare();
 }
 
 void Session::Send(const std::string& agent, const std::string& uuid, Answer answer) {

@@ -41,6 +41,19 @@ class AnswerStoreTest : public testing::Test {
   std::string folder_;
 };
 
+TEST_F(AnswerStoreTest, TouchesNoFileBeforeItIsTold) {
+  auto store = Open();
+  EXPECT_TRUE(fs::is_empty(folder_));
+  store.Prepare();
+  EXPECT_TRUE(fs::exists(File()));
+}
+
+TEST_F(AnswerStoreTest, LooksUpAnAnswerWithoutBeingTold) {
+  Open().Keep(Key("one"), {true, "yes"});
+  EXPECT_EQ(TextOf(Open().Find(Key("one"))), "yes");
+  EXPECT_EQ(TextOf(Open().Find(Key("two"))), "(none)");
+}
+
 TEST_F(AnswerStoreTest, RemembersAcrossARestart) {
   Open().Keep(Key("one"), {true, "yes"});
   auto again = Open();

@@ -6,7 +6,7 @@
 #include "handlers/json.h"
 
 #include <rapidjson/istreamwrapper.h>
-#include <rapidjson/ostreamwrapper.h>
+#include <rapidjson/stringbuffer.h>
 #include <rapidjson/writer.h>
 
 #include <fstream>
@@ -21,6 +21,10 @@ namespace handlers {
 namespace {
 
 constexpr std::size_t kParseStackBytes = 1024;
+// Room for an ordinary record; a larger one gets more.
+constexpr std::size_t kRecordBytes = 4096;
+// Written in pieces of about this size.
+constexpr std::size_t kPieceBytes = std::size_t{64} * 1024;
 
 }  // namespace
 
@@ -29,19 +33,28 @@ void FileRepositoryBackend::Store(const std::vector<std::shared_ptr<BaseHandler>
   std::ofstream file(path_);
   if (!file.is_open()) return;
 
-  rapidjson::Document document(rapidjson::kObjectType);
-  auto& allocator = document.GetAllocator();
-  rapidjson::Value entries(rapidjson::kArrayType);
+  // Piece by piece: neither the document nor its text stands in memory as a whole.
+  rapidjson::StringBuffer text;
+  const auto write = [&] {
+    file.write(text.GetString(), static_cast<std::streamsize>(text.GetSize()));
+    text.Clear();
+  };
+  rapidjson::Writer<rapidjson::StringBuffer> writer(text);
+  char memory[kRecordBytes];
+  rapidjson::MemoryPoolAllocator<> allocator(memory, sizeof memory);
+  writer.StartObject();
+  writer.Key("handlers");
+  writer.StartArray();
   for (const auto& handler : handlers) {
     rapidjson::Value entry;
     ToJson(handler, entry, allocator);
-    entries.PushBack(entry, allocator);
+    entry.Accept(writer);
+    allocator.Clear();
+    if (text.GetSize() >= kPieceBytes) write();
   }
-  document.AddMember("handlers", entries, allocator);
-
-  rapidjson::OStreamWrapper stream(file);
-  rapidjson::Writer<rapidjson::OStreamWrapper> writer(stream);
-  document.Accept(writer);
+  writer.EndArray();
+  writer.EndObject();
+  write();
 }
 
 std::vector<std::shared_ptr<BaseHandler>> FileRepositoryBackend::Load() {

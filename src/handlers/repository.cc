@@ -42,8 +42,9 @@ Repository::Repository(std::unique_ptr<RepositoryBackend> backend) : backend_(st
 }
 
 void Repository::Add(std::string request_type, HandlerPtr handler) {
-  handlers_[request_type].emplace(PreferenceKey(*handler), handler);
-  request_types_[handler].insert(std::move(request_type));
+  // First, so that RemoveAll() finds whatever stands in the other.
+  request_types_[handler].insert(request_type);
+  handlers_[std::move(request_type)].emplace(PreferenceKey(*handler), handler);
   handlers_by_id_[handler->Id()] = handler;
 }
 
@@ -54,8 +55,10 @@ void Repository::Remove(std::string request_type, HandlerPtr handler) {
 }
 
 void Repository::RemoveAll(HandlerPtr handler) {
-  for (auto& [request_type, handlers] : handlers_) EraseHandler(handlers, handler);
-  request_types_.erase(handler);
+  const auto served = request_types_.find(handler);
+  if (served == request_types_.end()) return;
+  for (const auto& request_type : served->second) EraseHandler(handlers_[request_type], handler);
+  request_types_.erase(served);
 }
 
 bool Repository::Exists(std::string request_type) {

@@ -45,6 +45,22 @@ TEST_F(FileBackend, WritesRecordsInOrderWithoutWhitespace) {
             R"({"handlerType":"AppHandler","handlerData":{"appId":"a","requestTypes":[]}}]})");
 }
 
+TEST_F(FileBackend, WritesTextsOfAnyLengthWithoutGapsOrRepetitions) {
+  // Records that fill one piece of the file, records that end within one, and one beyond all sizes.
+  std::vector<std::shared_ptr<handlers::BaseHandler>> handlers;
+  std::string expected = R"({"handlers":[)";
+  for (int i = 0; i < 3000; ++i) {
+    const std::string data = R"({"appId":"org.example.application)" + std::to_string(i) +
+                             R"(","requestTypes":[")" + std::string(i == 1000 ? 300'000 : 50, 'a') +
+                             R"("]})";
+    handlers.push_back(Handler(data));
+    expected +=
+        (i == 0 ? "" : ",") + (R"({"handlerType":"AppHandler","handlerData":)" + data + "}");
+  }
+  FileRepositoryBackend(Path()).Store(handlers);
+  EXPECT_TRUE(ReadFile(Path()) == expected + "]}");
+}
+
 TEST_F(FileBackend, ReplacesALongerFile) {
   WriteFile("handlers.db", std::string(1000, 'x'));
   FileRepositoryBackend(Path()).Store({});

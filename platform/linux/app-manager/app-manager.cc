@@ -20,9 +20,9 @@ EXPORT_API int app_manager_get_app_id(pid_t pid, char** app_id) {
   return WithErrorCode([=]() -> int {
     const platform::Executable executable = platform::ExecutableOf(pid);
     if (executable.path.empty() || executable.is_deleted) return APP_MANAGER_ERROR_NO_SUCH_APP;
-    const auto application = platform::FindApplicationByExecutable(executable.path);
-    if (!application) return APP_MANAGER_ERROR_NO_SUCH_APP;
-    *app_id = strdup(application->id.c_str());
+    const auto found = platform::FindApplicationIdByExecutable(executable.path);
+    if (!found) return APP_MANAGER_ERROR_NO_SUCH_APP;
+    *app_id = strdup(found->c_str());
     return *app_id == nullptr ? APP_MANAGER_ERROR_OUT_OF_MEMORY : APP_MANAGER_ERROR_NONE;
   });
 }

@@ -92,7 +92,8 @@ class Session {
   void Open(const std::string& file, Access access) {
     Database database(
         file, access == Access::kWrite ? Database::Mode::kCreate : Database::Mode::kExisting);
-    database.Execute("PRAGMA foreign_keys = ON");
+    // A few pages: what is asked for in a row stands side by side.
+    database.Execute("PRAGMA foreign_keys = ON; PRAGMA cache_size = -256");
     if (access == Access::kWrite) CreateSchema(database);
     const int64_t version = SchemaVersion(database);
     // Made by a writer that has not come to its first transaction yet: nothing is installed.
@@ -167,17 +168,6 @@ PackageRecord ReadPackage(Database& database, const Query& query) {
   return package;
 }
 
-std::optional<ApplicationRecord> FindOneApplication(const char* condition,
-                                                    const std::string& value) {
-  Session session(Session::Access::kRead);
-  if (!session) return std::nullopt;
-  Transaction snapshot(*session, Transaction::Kind::kRead);
-  Query query = session->Prepare(std::string(kSelectApplication) + condition);
-  query.Bind(1, value);
-  if (!query.Step()) return std::nullopt;
-  return ReadApplication(*session, query);
-}
-
 void InsertApplication(Database& database, const PackageRecord& package, size_t position) {
   const ApplicationRecord& application = package.applications[position];
   Query insert = database.Prepare(
@@ -217,11 +207,22 @@ std::optional<PackageRecord> FindPackage(const std::string& package_id) {
 }
 
 std::optional<ApplicationRecord> FindApplication(const std::string& app_id) {
-  return FindOneApplication("WHERE a.id = ?1", app_id);
+  Session session(Session::Access::kRead);
+  if (!session) return std::nullopt;
+  Transaction snapshot(*session, Transaction::Kind::kRead);
+  Query query = session->Prepare(std::string(kSelectApplication) + "WHERE a.id = ?1");
+  query.Bind(1, app_id);
+  if (!query.Step()) return std::nullopt;
+  return ReadApplication(*session, query);
 }
 
-std::optional<ApplicationRecord> FindApplicationByExecutable(const std::string& path) {
-  return FindOneApplication("WHERE a.executable = ?1", path);
+std::optional<std::string> FindApplicationIdByExecutable(const std::string& path) {
+  Session session(Session::Access::kRead);
+  if (!session) return std::nullopt;
+  Query query = session->Prepare("SELECT id FROM applications WHERE executable = ?1");
+  query.Bind(1, path);
+  if (!query.Step()) return std::nullopt;
+  return query.Text(0);
 }
 
 std::vector<PackageRecord> AllPackages() {

@@ -50,7 +50,8 @@ struct MetadataCondition {
 
 std::optional<PackageRecord> FindPackage(const std::string& package_id);
 std::optional<ApplicationRecord> FindApplication(const std::string& app_id);
-std::optional<ApplicationRecord> FindApplicationByExecutable(const std::string& path);
+// The id of the application that an executable belongs to.
+std::optional<std::string> FindApplicationIdByExecutable(const std::string& path);
 
 // Ordered by package id.
 std::vector<PackageRecord> AllPackages();

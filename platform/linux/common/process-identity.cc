@@ -46,8 +46,7 @@ ProcessIdentity IdentifyProcess(pid_t pid) {
   try {
     const Executable executable = ExecutableOf(pid);
     if (executable.path.empty() || executable.is_deleted) return {};
-    if (auto application = FindApplicationByExecutable(executable.path))
-      return {application->id, true};
+    if (auto app_id = FindApplicationIdByExecutable(executable.path)) return {*app_id, true};
     return {kHostPrefix + HostName(pid, executable.path), false};
   } catch (const std::exception& error) {
     dlog_print(DLOG_ERROR, kLogTag, "cannot tell who process %d is: %s", pid, error.what());

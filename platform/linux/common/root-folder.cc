@@ -10,6 +10,7 @@
 #include <cerrno>
 #include <cstdlib>
 #include <filesystem>
+#include <mutex>
 #include <system_error>
 
 namespace platform {
@@ -20,6 +21,19 @@ constexpr mode_t kOnlyOwner = 0700;
 std::string Environment(const char* name) {
   const char* value = std::getenv(name);
   return value == nullptr ? std::string() : std::string(value);
+}
+
+// The path that an absolute value of the variable gave last.
+struct Known {
+  std::mutex mutex;
+  std::string variable;
+  std::string path;
+};
+
+Known& TheKnown() {
+  // Never destroyed: destructors of static objects may ask.
+  static Known* const known = new Known;
+  return *known;
 }
 
 std::string HomeFolder() {
@@ -59,7 +73,12 @@ void RequireFolderAndParents(const std::string& path) {
 }  // namespace
 
 std::string RootPath() {
-  std::filesystem::path path = Environment("QOR_PLATFORM_ROOT");
+  const std::string variable = Environment("QOR_PLATFORM_ROOT");
+  // Asked for with every query. An absolute path is the same in whatever folder the process works.
+  Known& known = TheKnown();
+  const std::lock_guard<std::mutex> lock(known.mutex);
+  if (!variable.empty() && variable == known.variable) return known.path;
+  std::filesystem::path path = variable;
   if (path.empty()) {
     path = Environment("XDG_DATA_HOME");
     if (path.empty()) path = std::filesystem::path(HomeFolder()) / ".local/share";
@@ -67,6 +86,10 @@ std::string RootPath() {
   }
   std::string text = std::filesystem::absolute(path).lexically_normal().string();
   while (text.size() > 1 && text.back() == '/') text.pop_back();
+  if (variable[0] == '/') {
+    known.path = text;
+    known.variable = variable;
+  }
   return text;
 }
 

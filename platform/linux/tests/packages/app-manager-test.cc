@@ -1,11 +1,14 @@
 // Copyright 2026 The qor-handler-manager authors
 // SPDX-License-Identifier: Apache-2.0
 
+#include <app_common.h>
 #include <app_control.h>
 #include <app_manager.h>
 #include <gtest/gtest.h>
 #include <package_manager.h>
 #include <unistd.h>
+
+#include <filesystem>
 
 #include "platform/linux/tests/packages/support/platform-test.h"
 
@@ -42,6 +45,26 @@ class AppManager : public test::PlatformTest {
     return ids;
   }
 };
+
+// Descriptors of this process that lead to the package database.
+int OpenDatabases() {
+  int count = 0;
+  for (const auto& entry : std::filesystem::directory_iterator("/proc/self/fd")) {
+    std::error_code gone;
+    if (std::filesystem::read_symlink(entry, gone).filename() == "packages.db") ++count;
+  }
+  return count;
+}
+
+TEST_F(AppManager, SharesOneConnectionWithEveryLibraryOfThePlatform) {
+  InstallApplication("org.test.p", "handler");
+  EXPECT_EQ(Matching("kind", "handler").size(), 1u);
+  package_info_h package = nullptr;
+  ASSERT_EQ(package_manager_get_package_info("org.test.p", &package), PACKAGE_MANAGER_ERROR_NONE);
+  package_info_destroy(package);
+  Take(app_get_data_path());
+  EXPECT_EQ(OpenDatabases(), 1);
+}
 
 TEST_F(AppManager, KnowsAnInstalledApplication) {
   InstallApplication("org.test.p", "handler");

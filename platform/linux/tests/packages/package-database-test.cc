@@ -46,7 +46,7 @@ TEST_F(PackageDatabase, FindsNothingAndCreatesNothingWhileNothingIsInstalled) {
   std::filesystem::remove_all(Root());
   EXPECT_FALSE(FindPackage("p"));
   EXPECT_FALSE(FindApplication("p.a"));
-  EXPECT_FALSE(FindApplicationByExecutable("/bin/true"));
+  EXPECT_FALSE(FindApplicationIdByExecutable("/bin/true"));
   EXPECT_TRUE(AllPackages().empty());
   EXPECT_TRUE(FindApplicationsWithMetadata({{"key", std::nullopt}}).empty());
   EXPECT_FALSE(PackageOfApplicationHasPrivilege("p.a", "privilege"));
@@ -70,7 +70,9 @@ TEST_F(PackageDatabase, GivesBackWhatWasStored) {
   EXPECT_EQ(found->privileges, (std::vector<std::string>{"z", "a"}));
   EXPECT_EQ(IdsOf(found->applications), (std::vector<std::string>{"p.b", "p.a"}));
 
-  const auto application = FindApplicationByExecutable("/packages/p/1/bin/b");
+  EXPECT_EQ(FindApplicationIdByExecutable("/packages/p/1/bin/b"), "p.b");
+  EXPECT_EQ(FindApplicationIdByExecutable("/packages/p/1/bin/c"), std::nullopt);
+  const auto application = FindApplication("p.b");
   ASSERT_TRUE(application);
   EXPECT_EQ(application->id, "p.b");
   EXPECT_EQ(application->package_id, "p");
