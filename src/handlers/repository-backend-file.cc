@@ -9,6 +9,7 @@
 #include <rapidjson/stringbuffer.h>
 #include <rapidjson/writer.h>
 
+#include <cstddef>
 #include <fstream>
 #include <string_view>
 
@@ -40,7 +41,7 @@ void FileRepositoryBackend::Store(const std::vector<std::shared_ptr<BaseHandler>
     text.Clear();
   };
   rapidjson::Writer<rapidjson::StringBuffer> writer(text);
-  char memory[kRecordBytes];
+  alignas(std::max_align_t) char memory[kRecordBytes];
   rapidjson::MemoryPoolAllocator<> allocator(memory, sizeof memory);
   writer.StartObject();
   writer.Key("handlers");
