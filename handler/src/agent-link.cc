@@ -15,6 +15,7 @@ namespace {
 
 constexpr double kFirstDelaySeconds = 0.2;
 constexpr double kLongestDelaySeconds = 30;
+constexpr std::size_t kMostUnsettled = 64;
 
 }  // namespace
 
@@ -26,7 +27,10 @@ AgentLink::AgentLink(std::string agent, Receiver& receiver, std::size_t most_kep
       lifetime_(lifetime),
       delay_(kFirstDelaySeconds) {}
 
-AgentLink::~AgentLink() { StopTimer(); }
+AgentLink::~AgentLink() {
+  StopTimer();
+  StopSettlingLater();
+}
 
 void AgentLink::OnWanted() {
   is_wanted_ = true;
@@ -52,7 +56,10 @@ void AgentLink::Send(const std::string& uuid, Answer answer) {
 }
 
 bool AgentLink::AskForSeconds(const std::string& uuid, double seconds) {
-  return connection_ != nullptr && connection_->AskForSeconds(uuid, seconds).value_or(false);
+  // Replies come in order.
+  Settle();
+  return connection_ != nullptr && connection_->AskForSeconds(uuid, seconds) &&
+         connection_->AwaitReply().value_or(false);
 }
 
 void AgentLink::OnOpened() {
@@ -67,10 +74,14 @@ void AgentLink::OnOpened() {
 void AgentLink::OnCommand(ReceivedCommand command) {
   // The agent sees us.
   is_wanted_ = false;
+  if (sent_ > 0) pace_.OnCommandBeforeReply();
   receiver_.OnCommand(std::move(command));
 }
 
 void AgentLink::OnClosed() {
+  // To be sent again: nobody knows whether they arrived.
+  sent_ = 0;
+  StopSettlingLater();
   if (!TriesAgain()) return;
   if (was_open_ && is_wanted_) {
     ConnectIn(0);
@@ -121,17 +132,56 @@ void AgentLink::StopTimer() {
 }
 
 void AgentLink::SendKept() {
-  while (!kept_.empty() && connection_->IsOpen()) {
+  while (sent_ < kept_.size()) {
+    const auto& [uuid, answer] = kept_[sent_];
+    if (!connection_->SendResult(uuid, answer)) return;
+    ++sent_;
+    if (pace_.MayWait() && sent_ < std::min(kMostUnsettled, most_kept_)) {
+      SettleLater();
+    } else {
+      Settle();
+    }
+  }
+}
+
+void AgentLink::Settle() {
+  StopSettlingLater();
+  const std::size_t count = sent_;
+  while (sent_ > 0) {
     // Taken out only when it has arrived.
-    const auto& [uuid, answer] = kept_.front();
-    const auto taken = connection_->SendResult(uuid, answer);
+    const auto taken = connection_->AwaitReply();
     if (!taken) return;
     if (!*taken) {
       dlog_print(DLOG_WARN, kLogTag, "%s does not take the answer of %s", agent_.c_str(),
-                 uuid.c_str());
+                 kept_.front().first.c_str());
     }
     kept_.pop_front();
+    --sent_;
   }
+  pace_.OnReplies(count);
+}
+
+void AgentLink::SettleLater() {
+  if (settling_ != nullptr) return;
+  settling_ = ecore_idle_enterer_add(
+      [](void* data) -> Eina_Bool {
+        auto* self = static_cast<AgentLink*>(data);
+        self->settling_ = nullptr;
+        try {
+          self->Settle();
+        } catch (const std::exception& error) {
+          dlog_print(DLOG_ERROR, kLogTag, "the replies of %s were not awaited: %s",
+                     self->agent_.c_str(), error.what());
+        }
+        return ECORE_CALLBACK_CANCEL;
+      },
+      this);
+  if (settling_ == nullptr) Settle();
+}
+
+void AgentLink::StopSettlingLater() {
+  if (settling_ != nullptr) ecore_idle_enterer_del(settling_);
+  settling_ = nullptr;
 }
 
 }  // namespace qor::internal

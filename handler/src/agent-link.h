@@ -14,6 +14,7 @@
 
 #include "connection.h"
 #include "records.h"
+#include "reply-pace.h"
 
 namespace qor::internal {
 
@@ -61,14 +62,21 @@ class AgentLink : private Connection::Observer {
   void ConnectLater();
   void StopTimer();
   void SendKept();
+  // Awaits the replies to all answers that were sent.
+  void Settle();
+  void SettleLater();
+  void StopSettlingLater();
 
   const std::string agent_;
   Receiver& receiver_;
   const std::size_t most_kept_;
   const Lifetime lifetime_;
   std::unique_ptr<Connection> connection_;
-  // Uuids and answers, oldest first.
+  // Uuids and answers, oldest first. The first of them, so many, are sent and await a reply.
   std::deque<std::pair<std::string, Answer>> kept_;
+  std::size_t sent_ = 0;
+  ReplyPace pace_;
+  Ecore_Idle_Enterer* settling_ = nullptr;
   bool is_wanted_ = false;
   bool was_open_ = false;
   double delay_;

@@ -63,11 +63,11 @@ void Connection::FetchCommands() {
     Close();
 }
 
-std::optional<bool> Connection::SendResult(const std::string& uuid, const Answer& answer) {
+bool Connection::SendResult(const std::string& uuid, const Answer& answer) {
   return Call(wire::Result(uuid, answer));
 }
 
-std::optional<bool> Connection::AskForSeconds(const std::string& uuid, double seconds) {
+bool Connection::AskForSeconds(const std::string& uuid, double seconds) {
   return Call(wire::ExtensionRequest(uuid, seconds));
 }
 
@@ -100,17 +100,24 @@ rpc_port_h Connection::Port(rpc_port_port_type_e type) const {
   return port;
 }
 
-std::optional<bool> Connection::Call(const wire::Parcel& call) {
+bool Connection::Call(const wire::Parcel& call) {
+  if (!IsOpen()) return false;
+  const int error = rpc_port_parcel_send(call.get(), Port(RPC_PORT_PORT_MAIN));
+  if (error != RPC_PORT_ERROR_NONE) GiveUp();
+  return error == RPC_PORT_ERROR_NONE;
+}
+
+std::optional<bool> Connection::AwaitReply() {
   if (!IsOpen()) return std::nullopt;
-  const rpc_port_h port = Port(RPC_PORT_PORT_MAIN);
-  if (rpc_port_parcel_send(call.get(), port) == RPC_PORT_ERROR_NONE) {
-    const wire::Parcel parcel = wire::Take(port);
-    const auto reply = parcel ? wire::ReadReply(parcel.get()) : std::nullopt;
-    if (reply) return reply;
-  }
+  const wire::Parcel parcel = wire::Take(Port(RPC_PORT_PORT_MAIN));
+  const auto reply = parcel ? wire::ReadReply(parcel.get()) : std::nullopt;
+  if (!reply) GiveUp();
+  return reply;
+}
+
+void Connection::GiveUp() {
   dlog_print(DLOG_WARN, kLogTag, "%s does not answer, the connection is given up", agent_.c_str());
   Close();
-  return std::nullopt;
 }
 
 }  // namespace qor::internal

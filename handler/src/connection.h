@@ -41,10 +41,13 @@ class Connection {
 
   // Asks the agent for every command that waits for an answer, and for those to come.
   void FetchCommands();
-  // These wait for the agent's word. Nothing when it does not come; the connection is over then,
-  // because a late word could not be told from the next one, and OnClosed() has been called.
-  std::optional<bool> SendResult(const std::string& uuid, const Answer& answer);
-  std::optional<bool> AskForSeconds(const std::string& uuid, double seconds);
+  // False when the connection is over; OnClosed() has been called then. The agent replies to each.
+  bool SendResult(const std::string& uuid, const Answer& answer);
+  bool AskForSeconds(const std::string& uuid, double seconds);
+  // Waits for the agent's reply to the oldest of these. Nothing when it does not come; the
+  // connection is over then, because a late reply could not be told from the next one, and
+  // OnClosed() has been called.
+  std::optional<bool> AwaitReply();
 
  private:
   enum class State { kConnecting, kOpen, kOver };
@@ -53,7 +56,8 @@ class Connection {
   void Close();
   void Receive();
   rpc_port_h Port(rpc_port_port_type_e type) const;
-  std::optional<bool> Call(const wire::Parcel& call);
+  bool Call(const wire::Parcel& call);
+  void GiveUp();
 
   const std::string agent_;
   Observer& observer_;

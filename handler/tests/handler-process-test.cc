@@ -7,9 +7,15 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <algorithm>
+#include <chrono>
 #include <filesystem>
 #include <fstream>
 #include <iterator>
+#include <set>
+#include <sstream>
+#include <string>
+#include <thread>
 
 #include "agent-port.h"
 #include "end-to-end/end-to-end-test.h"
@@ -125,6 +131,58 @@ TEST_F(HandlerProcess, AnswersTheSameToACommandThatIsSentAgain) {
   StartAgent();
   EXPECT_EQ(Execute("one", "probe.run").result, "1");
   EXPECT_EQ(Runs(), "one\n");
+}
+
+TEST_F(HandlerProcess, HandsOverAllThatItOwesWhenTheAgentStopsAmongManyAnswers) {
+  constexpr int kCount = 300;
+  auto& agent = StartAgent();
+  for (int i = 0; i < kCount; ++i) {
+    ASSERT_EQ(agent.Send("many-" + std::to_string(i), "probe.run", ""), 0);
+  }
+  ASSERT_TRUE(
+      tools::RunUntil([&] { return agent.Responses().size() >= kCount / 3; }, kPatienceSeconds));
+  // While this agent looks at nothing the handler goes on: some answers are sent and never read.
+  const auto count_runs = [this] {
+    const std::string runs = Runs();
+    return static_cast<std::size_t>(std::count(runs.begin(), runs.end(), '\n'));
+  };
+  const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(60);
+  while (count_runs() < agent.Responses().size() + 20) {
+    ASSERT_LT(std::chrono::steady_clock::now(), deadline);
+    std::this_thread::yield();
+  }
+  std::set<std::string> answered;
+  for (const auto& response : agent.Responses()) answered.insert(response.uuid);
+  StopAgent();
+  auto& again = StartAgent();
+  // Nothing is sent to it again.
+  EXPECT_TRUE(tools::RunUntil(
+      [&] {
+        for (const auto& response : again.Responses()) answered.insert(response.uuid);
+        std::istringstream runs(Runs());
+        std::string uuid;
+        while (runs >> uuid) {
+          if (answered.count(uuid) == 0) return false;
+        }
+        return true;
+      },
+      kPatienceSeconds));
+  EXPECT_GT(answered.size(), kCount / 3);
+}
+
+TEST_F(HandlerProcess, AsksForTimeAmongManyAnswers) {
+  auto& agent = StartListeningAgent();
+  // Replies to answers say yes.
+  grants_ = false;
+  // Enough for replies to be left for later.
+  for (int i = 0; i < 200; ++i) {
+    ASSERT_EQ(agent.Send("run-" + std::to_string(i), "probe.run", ""), 0);
+    ASSERT_EQ(agent.Send("ask-" + std::to_string(i), "probe.ask", ""), 0);
+  }
+  for (int i = 0; i < 200; ++i) {
+    EXPECT_EQ(AwaitResponse("ask-" + std::to_string(i)).result, "refused refused");
+    EXPECT_EQ(AwaitResponse("run-" + std::to_string(i)).status, QOR_REQUEST_STATUS_SUCCESS);
+  }
 }
 
 TEST_F(HandlerProcess, AnswersTheSameAfterItWasKilled) {
