@@ -34,6 +34,7 @@ constexpr Part kParts[] = {
     {"package-event", bench::MeasurePackageEvent},
     {"launch", bench::MeasureLaunch},
     {"memory", bench::MeasureMemory},
+    {"share", bench::MeasureShare},
 };
 
 // A thousand handlers have thousands of connections.

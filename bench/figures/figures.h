@@ -32,6 +32,9 @@ void MeasureLaunch(Report& report);
 // What an idle agent costs; the library's file.
 void MeasureMemory(Report& report);
 
+// How much of what an agent's command takes is the library's own, above the platform.
+void MeasureShare(Report& report);
+
 }  // namespace bench
 
 #endif

@@ -4,6 +4,7 @@
 """Compares the instructions of operations with those on file.
 
   check.py BUILD FILE [--update]
+  check.py BUILD --share    prints the library's own part of the agent's instructions per command
 """
 
 import platform
@@ -61,6 +62,14 @@ def of_the_library(profile):
     return (sum(cost for place, cost in profile.own.items() if is_in(place, LIBRARY)) +
             sum(cost for (caller, called), cost in profile.through.items()
                 if is_in(caller, LIBRARY) and is_in(called, *RUN_TIME)))
+
+
+def share_of_the_library(build):
+    """The library's part of what the agent spends on a command."""
+    run = streams.Streams(build)
+    less, more = (run.commands(64, count)[0] for count in (COMMANDS, 2 * COMMANDS))
+    agent = more - less
+    return of_the_library(agent) / agent.total()
 
 
 def runs(stream, length):
@@ -139,6 +148,9 @@ def compare(on_file, counts):
 
 
 def main(build, path, *options):
+    if path == "--share":
+        print(f"{share_of_the_library(build):.4f}")
+        return 0
     here = machine(build)
     update = options == ("--update",)
     if not update:

@@ -29,6 +29,10 @@ class Streams:
     def __init__(self, build, *options):
         if not TOOL.exists():
             raise SystemExit(f"{TOOL} is missing: install Debian's package valgrind, on x86_64")
+        # One process after the other, none interrupted by what it wakes up: else it depends on their
+        # speed how often one finds something to receive.
+        os.sched_setaffinity(0, {min(os.sched_getaffinity(0))})
+        os.sched_setscheduler(0, os.SCHED_BATCH, os.sched_param(0))
         build = pathlib.Path(build).resolve()
         self.program = build / "bench/instructions/command-stream"
         self.package = build / "packages/stream"
