@@ -1,0 +1,118 @@
+// Copyright 2026 The qor-handler-manager authors
+// SPDX-License-Identifier: Apache-2.0
+
+// A handler of the SDK that does what commands ask for. A payload is a JSON text that begins with
+// the milliseconds to take; it is also the result.
+
+#include <Ecore.h>
+#include <qor/handler.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <condition_variable>
+#include <csignal>
+#include <cstdlib>
+#include <map>
+#include <memory>
+#include <mutex>
+#include <stdexcept>
+#include <string>
+#include <thread>
+#include <vector>
+
+#include "handlers.h"
+#include "limits.h"
+
+namespace {
+
+using qor::Command;
+
+int MillisecondsOf(const Command& command) { return std::atoi(command.Payload().c_str() + 1); }
+
+// The times that commands take, in one thread each.
+class Threads {
+ public:
+  Threads() = default;
+  Threads(const Threads&) = delete;
+  Threads& operator=(const Threads&) = delete;
+  ~Threads() {
+    {
+      const std::lock_guard<std::mutex> lock(mutex_);
+      is_over_ = true;
+    }
+    over_.notify_all();
+    for (std::thread& thread : threads_) thread.join();
+  }
+
+  // `work` is called with this object.
+  template <typename Work>
+  void Start(Work work) {
+    threads_.emplace_back([this, work] { work(*this); });
+  }
+  // Sooner at the end of the process.
+  void Take(int milliseconds) {
+    std::unique_lock<std::mutex> lock(mutex_);
+    over_.wait_for(lock, std::chrono::milliseconds(milliseconds), [this] { return is_over_; });
+  }
+
+ private:
+  std::mutex mutex_;
+  std::condition_variable over_;
+  bool is_over_ = false;
+  std::vector<std::thread> threads_;
+};
+
+void SucceedLater(const Command& command, int milliseconds) {
+  ecore_timer_add(
+      milliseconds / 1000.0,
+      [](void* data) -> Eina_Bool {
+        const std::unique_ptr<Command> later(static_cast<Command*>(data));
+        later->Succeed(later->Payload());
+        return ECORE_CALLBACK_CANCEL;
+      },
+      new Command(command));
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+  Threads threads;
+  std::vector<Command> forgotten;
+  const auto echo = [](const Command& command) { command.Succeed(command.Payload()); };
+  const std::map<std::string, qor::Handler::Function> functions = {
+      {"echo", echo},
+      {"thread",
+       [&](const Command& command) {
+         threads.Start([command](Threads& self) {
+           self.Take(MillisecondsOf(command));
+           command.Succeed(command.Payload());
+         });
+       }},
+      {"timer", [](const Command& command) { SucceedLater(command, MillisecondsOf(command)); }},
+      {"ask",
+       [&](const Command& command) {
+         threads.Start([command](Threads& self) {
+           command.AskForSeconds(chaos::kSecondsAsked);
+           self.Take(chaos::kLongWorkMs);
+           command.Succeed(command.Payload());
+         });
+       }},
+      {"fail", [](const Command& command) { command.Fail(command.Payload()); }},
+      {"drop", [](const Command&) {}},
+      {"throw", [](const Command&) { throw std::runtime_error("asked for"); }},
+      {"block",
+       [&](const Command& command) {
+         threads.Take(MillisecondsOf(command));
+         command.Succeed(command.Payload());
+       }},
+      {"late", [](const Command& command) { SucceedLater(command, chaos::kLongWorkMs); }},
+      {"forget", [&](const Command& command) { forgotten.push_back(command); }},
+      {"die", [](const Command&) { kill(getpid(), SIGKILL); }},
+  };
+  const int number = chaos::HandlerOfExecutable(argv[0]);
+  qor::Handler handler;
+  for (const std::string& word : chaos::WordsOf(number))
+    handler.On(chaos::TypeOf(number, word), functions.at(word));
+  handler.On(chaos::SharedTypeOf(number), echo);
+  return handler.Run(argc, argv);
+}
