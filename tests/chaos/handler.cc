@@ -20,6 +20,7 @@
 #include <thread>
 #include <vector>
 
+#include "crash-note.h"
 #include "handlers.h"
 #include "limits.h"
 
@@ -76,6 +77,7 @@ void SucceedLater(const Command& command, int milliseconds) {
 }  // namespace
 
 int main(int argc, char** argv) {
+  chaos::NoteCrashes(argv[0]);
   Threads threads;
   std::vector<Command> forgotten;
   const auto echo = [](const Command& command) { command.Succeed(command.Payload()); };

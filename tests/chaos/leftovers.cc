@@ -36,14 +36,14 @@ std::vector<std::string> LeftoversBelow(const std::string& root) {
   std::vector<std::string> leftovers;
   for (const auto& entry : fs::recursive_directory_iterator(root)) {
     const std::string path = fs::relative(entry.path(), root);
+    if (entry.is_directory()) continue;
     if (entry.is_socket()) {
       leftovers.push_back("socket " + path);
-    } else if (IsLock(entry.path())) {
-      if (!platform::LockFile(entry.path(), platform::Wait::kNo)) {
-        leftovers.push_back("held lock " + path);
-      }
+    } else if (!Stays(path)) {
+      leftovers.push_back("file " + path);
+    } else if (IsLock(entry.path()) && !platform::LockFile(entry.path(), platform::Wait::kNo)) {
+      leftovers.push_back("held lock " + path);
     }
-    if (!entry.is_directory() && !Stays(path)) leftovers.push_back("file " + path);
   }
   const std::string prefix = root + "/";
   for (const pid_t pid : platform::ProcessesWhere(

@@ -133,7 +133,7 @@ class Run {
     for (const auto& entry : std::filesystem::directory_iterator(places_.Folder())) {
       if (entry.path().filename().string().rfind(findings, 0) != 0) continue;
       std::cout << std::ifstream(entry.path()).rdbuf();
-      Blame("a sanitizer has found something");
+      Blame("a process has crashed, or a sanitizer has found something");
     }
     if (supervisor_.Journal().BadLines() > supervisor_.Done().agents_killed) {
       Blame("lines of the journal cannot be read");

@@ -34,7 +34,7 @@ class Places {
   std::string Journal() const { return folder_ + "/journal"; }
   // What the programs print and log.
   std::string Log() const { return folder_ + "/log"; }
-  // What sanitizers find, a file a process that begins so.
+  // What the files begin with in which sanitizers and crashes leave their findings.
   std::string Findings() const { return folder_ + "/finding"; }
   std::string Package(int handler, int version) const;
 

@@ -81,7 +81,7 @@ class Planner {
       step.handler = handler;
       step.type = OneIn(5) ? SharedTypeOf(handler) : TypeOf(handler, words[Word(words.size())]);
       step.milliseconds = OneIn(4) ? Pick(0, 1'500) : Pick(0, 60);
-      step.bytes = OneIn(50) ? Pick(1, 200'000) : OneIn(8) ? Pick(1, 6'000) : Pick(1, 40);
+      step.bytes = OneIn(200) ? Pick(1, 200'000) : OneIn(8) ? Pick(1, 6'000) : Pick(1, 40);
       now_ += Pick(0, spread);
     }
   }

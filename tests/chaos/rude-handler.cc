@@ -12,6 +12,7 @@
 #include <memory>
 #include <string>
 
+#include "crash-note.h"
 #include "wire.h"
 
 namespace {
@@ -100,6 +101,7 @@ class Rude {
 }  // namespace
 
 int main(int argc, char** argv) {
+  chaos::NoteCrashes(argv[0]);
   Rude rude;
   service_app_lifecycle_callback_s callbacks = {};
   callbacks.create = [](void*) { return true; };

@@ -37,6 +37,11 @@ SmallDisk::SmallDisk(std::string folder) : folder_(std::move(folder)) {
                 mount("tmpfs", folder_.c_str(), "tmpfs", MS_NOSUID | MS_NODEV, kRoom) == 0;
 }
 
+SmallDisk::~SmallDisk() {
+  // Processes that are about to end may still be in it.
+  if (is_mounted_) umount2(folder_.c_str(), MNT_DETACH);
+}
+
 bool SmallDisk::Fill() {
   struct statvfs sizes {};
   if (statvfs(folder_.c_str(), &sizes) != 0) return false;

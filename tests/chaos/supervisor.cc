@@ -12,10 +12,12 @@
 
 #include <cstdio>
 #include <cstdlib>
+#include <stdexcept>
 #include <system_error>
 #include <utility>
 
 #include "child.h"
+#include "crash-note.h"
 #include "handlers.h"
 #include "limits.h"
 #include "platform/linux/common/package-database.h"
@@ -31,10 +33,11 @@ constexpr std::chrono::seconds kBetweenReports(10);
 constexpr int kPatienceSeconds = 120;
 constexpr std::size_t kMostOperations = 3;
 
-sigset_t ChildSignal() {
+// The end of a child, and what asks this process to end.
+sigset_t AwaitedSignals() {
   sigset_t signals;
   sigemptyset(&signals);
-  sigaddset(&signals, SIGCHLD);
+  for (const int signal : {SIGCHLD, SIGINT, SIGTERM}) sigaddset(&signals, signal);
   return signals;
 }
 
@@ -54,13 +57,14 @@ Supervisor::Supervisor(const Programs& programs, const Places& places, SmallDisk
       writer_(places.Journal()),
       reader_(places.Journal()),
       next_report_(start_ + kBetweenReports) {
-  const sigset_t signals = ChildSignal();
+  const sigset_t signals = AwaitedSignals();
   sigprocmask(SIG_BLOCK, &signals, nullptr);
   signal(SIGPIPE, SIG_IGN);
   // Handlers whose agent is gone come here.
   prctl(PR_SET_CHILD_SUBREAPER, 1);
   setenv("QOR_PLATFORM_ROOT", places.Root().c_str(), 1);
   // What has been preloaded stands ahead of a sanitizer.
+  setenv(kCrashFileVariable, (places.Findings() + ".crashes").c_str(), 1);
   const std::string options = "log_path=" + places.Findings();
   setenv("ASAN_OPTIONS", ("verify_asan_link_order=0:" + options).c_str(), 1);
   setenv("UBSAN_OPTIONS", ("print_stacktrace=1:" + options).c_str(), 1);
@@ -309,8 +313,9 @@ void Supervisor::Serve(Clock::time_point until) {
   if (left.count() <= 0) return;
   const timespec time{static_cast<time_t>(left.count() / 1'000'000'000),
                       static_cast<long>(left.count() % 1'000'000'000)};
-  const sigset_t signals = ChildSignal();
-  sigtimedwait(&signals, nullptr, &time);
+  const sigset_t signals = AwaitedSignals();
+  const int signal = sigtimedwait(&signals, nullptr, &time);
+  if (signal == SIGINT || signal == SIGTERM) throw std::runtime_error("interrupted");
 }
 
 void Supervisor::Reap() {

@@ -40,7 +40,7 @@ struct Deeds {
 // signals of children, so none of its functions runs while another does.
 class Supervisor {
  public:
-  // All outlive it. SIGCHLD is blocked from here on.
+  // All outlive it. The signals that it waits for are blocked from here on.
   Supervisor(const Programs& programs, const Places& places, SmallDisk& disk, Account& account);
   Supervisor(const Supervisor&) = delete;
   Supervisor& operator=(const Supervisor&) = delete;
@@ -58,7 +58,8 @@ class Supervisor {
   void EndAgent();
   void UninstallAll();
 
-  // Serves whatever comes until the condition holds; false when it does not in time.
+  // Serves whatever comes until the condition holds; false when it does not in time. Like all that
+  // waits it throws std::runtime_error when this process is asked to end.
   bool Await(const std::function<bool()>& condition, int seconds);
 
   long AgentKilobytes() const;
