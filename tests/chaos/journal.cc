@@ -91,17 +91,21 @@ void JournalReader::EnterEvents(Account& account) {
 std::string LinesThatName(const std::string& journal, const std::string& uuid,
                           const std::string& handler) {
   constexpr std::size_t kMostOfALine = 200;
+  constexpr int kMostLines = 60;
   std::ifstream file(journal);
   std::string lines;
+  int count = 0;
   bool is_sent = false;
-  for (std::string line; std::getline(file, line);) {
+  for (std::string line; count < kMostLines && std::getline(file, line);) {
     const bool names_uuid = line.find('"' + uuid + '"') != std::string::npos;
     is_sent = is_sent || names_uuid;
     // Of the others what is about the handler or the agent while the command is there.
     const bool is_about =
         is_sent && line.find("uuid") == std::string::npos &&
         (line.find(handler) != std::string::npos || line.find("agent") != std::string::npos);
-    if (names_uuid || is_about) lines += "    " + line.substr(0, kMostOfALine) + "\n";
+    if (!names_uuid && !is_about) continue;
+    lines += "    " + line.substr(0, kMostOfALine) + "\n";
+    ++count;
   }
   return lines;
 }

@@ -54,7 +54,8 @@ class JournalReader {
   int bad_lines_ = 0;
 };
 
-// The lines of a journal that name one of the texts, one below the other.
+// The beginning of a command's history: the lines that name it, and those of its handler and agents
+// from then on.
 std::string LinesThatName(const std::string& journal, const std::string& uuid,
                           const std::string& handler);
 
