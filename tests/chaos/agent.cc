@@ -73,7 +73,8 @@ class Agent {
     library_->SetNegotiator(
         [](const std::string&, const std::string& uuid, double) { return Grants(uuid); });
     library_->SetResponseListener([](const tools::Agent::Response&) {});
-    library_->SetUpdateListener([](const tools::Agent::Update&) {});
+    // Callbacks may call the library.
+    library_->SetUpdateListener([this](const tools::Agent::Update&) { library_->Handlers(); });
   }
 
   void Read() {

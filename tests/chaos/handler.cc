@@ -8,12 +8,13 @@
 #include <qor/handler.h>
 #include <unistd.h>
 
-#include <algorithm>
+#include <chrono>
 #include <condition_variable>
 #include <csignal>
 #include <cstdlib>
+#include <iterator>
+#include <list>
 #include <map>
-#include <memory>
 #include <mutex>
 #include <stdexcept>
 #include <string>
@@ -63,22 +64,43 @@ class Threads {
   std::vector<std::thread> threads_;
 };
 
-void SucceedLater(const Command& command, int milliseconds) {
-  ecore_timer_add(
-      milliseconds / 1000.0,
-      [](void* data) -> Eina_Bool {
-        const std::unique_ptr<Command> later(static_cast<Command*>(data));
-        later->Succeed(later->Payload());
-        return ECORE_CALLBACK_CANCEL;
-      },
-      new Command(command));
-}
+// Commands that wait for a timer; those that wait at the end of the process are dropped.
+class Timers {
+ public:
+  Timers() = default;
+  Timers(const Timers&) = delete;
+  Timers& operator=(const Timers&) = delete;
+
+  void SucceedAfter(int milliseconds, const Command& command) {
+    waiting_.push_back({this, waiting_.end(), command});
+    waiting_.back().self = std::prev(waiting_.end());
+    ecore_timer_add(
+        milliseconds / 1000.0,
+        [](void* data) -> Eina_Bool {
+          const Waiting waiting = *static_cast<Waiting*>(data);
+          waiting.owner->waiting_.erase(waiting.self);
+          waiting.command.Succeed(waiting.command.Payload());
+          return ECORE_CALLBACK_CANCEL;
+        },
+        &waiting_.back());
+  }
+
+ private:
+  struct Waiting {
+    Timers* owner;
+    std::list<Waiting>::iterator self;
+    Command command;
+  };
+
+  std::list<Waiting> waiting_;
+};
 
 }  // namespace
 
 int main(int argc, char** argv) {
   chaos::NoteCrashes(argv[0]);
   Threads threads;
+  Timers timers;
   std::vector<Command> forgotten;
   const auto echo = [](const Command& command) { command.Succeed(command.Payload()); };
   const std::map<std::string, qor::Handler::Function> functions = {
@@ -90,7 +112,8 @@ int main(int argc, char** argv) {
            command.Succeed(command.Payload());
          });
        }},
-      {"timer", [](const Command& command) { SucceedLater(command, MillisecondsOf(command)); }},
+      {"timer",
+       [&](const Command& command) { timers.SucceedAfter(MillisecondsOf(command), command); }},
       {"ask",
        [&](const Command& command) {
          threads.Start([command](Threads& self) {
@@ -107,7 +130,7 @@ int main(int argc, char** argv) {
          threads.Take(MillisecondsOf(command));
          command.Succeed(command.Payload());
        }},
-      {"late", [](const Command& command) { SucceedLater(command, chaos::kLongWorkMs); }},
+      {"late", [&](const Command& command) { timers.SucceedAfter(chaos::kLongWorkMs, command); }},
       {"forget", [&](const Command& command) { forgotten.push_back(command); }},
       {"die", [](const Command&) { kill(getpid(), SIGKILL); }},
   };

@@ -357,6 +357,12 @@ void Supervisor::Later(int milliseconds, std::function<void()> action) {
 void Supervisor::Report() {
   next_report_ += kBetweenReports;
   const Totals& sums = account_.Sums();
+  constexpr int kTooManyWithoutAnswer = 150;
+  if (sums.answered == reported_.answered &&
+      sums.accepted - reported_.accepted > kTooManyWithoutAnswer) {
+    faults_.emplace_back("many commands are taken, and none is answered");
+  }
+  reported_ = sums;
   std::printf(
       "%5lld s  %d accepted, %d refused: %d answered, %d timed out, %d dropped; %d agents, %d "
       "handlers killed, %d package operations, %ld kB\n",

@@ -102,6 +102,7 @@ class Supervisor {
   JournalReader reader_;
   const Clock::time_point start_ = Clock::now();
   Clock::time_point next_report_;
+  Totals reported_;
 
   pid_t agent_ = 0;
   int agent_input_ = -1;
