@@ -34,6 +34,17 @@ void Clock::Advance(double seconds, const std::function<void(Place)>& fire) {
   now_ = until;
 }
 
+std::vector<Clock::Timer> Clock::Timers() const {
+  std::vector<Timer> timers;
+  for (const auto& [timer, running] : timers_) timers.push_back(timer);
+  return timers;
+}
+
+std::optional<Place> Clock::PlaceOf(Timer timer) const {
+  const auto found = timers_.find(timer);
+  return found != timers_.end() ? std::optional(found->second.place) : std::nullopt;
+}
+
 std::map<Clock::Timer, Clock::Running>::iterator Clock::NextDue(double until) {
   auto next = timers_.end();
   for (auto it = timers_.begin(); it != timers_.end(); ++it) {

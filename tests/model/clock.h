@@ -7,6 +7,7 @@
 #include <cstddef>
 #include <functional>
 #include <map>
+#include <optional>
 #include <vector>
 
 namespace model {
@@ -34,6 +35,10 @@ class Clock {
   void Advance(double seconds, const std::function<void(Place)>& fire);
 
   double Now() const { return now_; }
+  // Those that run.
+  std::vector<Timer> Timers() const;
+  // Nothing for a timer that does not run.
+  std::optional<Place> PlaceOf(Timer timer) const;
   // Ascending.
   std::vector<double> DueTimes() const;
 

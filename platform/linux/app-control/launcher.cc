@@ -3,11 +3,13 @@
 
 #include "platform/linux/app-control/launcher.h"
 
+#include <signal.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
 #include <cerrno>
 #include <chrono>
+#include <optional>
 #include <system_error>
 
 #include "platform/linux/app-control/launch-protocol.h"
@@ -34,9 +36,16 @@ UniqueFd LockLaunchOf(const std::string& app_id) {
   return file;
 }
 
+// Whether this is still where the application is. An update may have come since it was looked up.
+bool IsCurrent(const ApplicationRecord& application) {
+  const auto found = FindApplication(application.id);
+  return found && found->executable == application.executable;
+}
+
 // Makes the application's listening socket, puts the request into it and starts the process. The
 // request is there before the process is, so that even one that ends at once cannot refuse it.
-void StartWith(const ApplicationRecord& application, const std::string& folder,
+// False when the application is somewhere else by now.
+bool StartWith(const ApplicationRecord& application, const std::string& folder,
                const std::vector<uint8_t>& request) {
   const std::string path = folder + "/" + application.id;
   unlink(path.c_str());
@@ -47,33 +56,45 @@ void StartWith(const ApplicationRecord& application, const std::string& folder,
   if (!SendMessage(connection.Get(), request, kSendPatience)) {
     Throw("cannot send a request to " + application.id);
   }
-  if (const int reason = SpawnApplication(application, socket); reason != 0) {
+  pid_t pid = -1;
+  const int reason = SpawnApplication(application, socket, &pid);
+  // The update has ended the processes that it saw, and may not have seen this one.
+  if (!IsCurrent(application)) {
+    if (reason == 0) kill(pid, SIGKILL);
+    unlink(path.c_str());
+    return false;
+  }
+  if (reason != 0) {
     unlink(path.c_str());
     throw LaunchFailed("cannot start " + application.executable + ": " +
                        std::generic_category().message(reason));
   }
+  return true;
 }
 
-// A connection to the application; none when it did not run and was started with the request.
-UniqueFd ConnectOrStartWith(const ApplicationRecord& application,
-                            const std::vector<uint8_t>& request) {
+// False when the application has to be looked up anew.
+bool TryToLaunchWith(const ApplicationRecord& application, const std::vector<uint8_t>& request) {
   const std::string folder = FolderBelowRoot(kApplicationSocketFolder);
-  const UniqueFd lock = LockLaunchOf(application.id);
-  UniqueFd connection = ConnectTo(folder, application.id);
-  if (connection) return connection;
-  if (errno != ENOENT && errno != ECONNREFUSED) Throw("cannot reach " + application.id);
-  StartWith(application, folder, request);
-  return {};
+  UniqueFd lock = LockLaunchOf(application.id);
+  const UniqueFd connection = ConnectTo(folder, application.id);
+  if (!connection) {
+    if (errno != ENOENT && errno != ECONNREFUSED) Throw("cannot reach " + application.id);
+    return StartWith(application, folder, request);
+  }
+  lock.Reset();
+  if (SendMessage(connection.Get(), request, kSendPatience)) return true;
+  // The process ended between the two steps and makes room for a new one.
+  if (errno != EPIPE && errno != ECONNRESET) Throw("cannot send a request to " + application.id);
+  return false;
 }
 
 }  // namespace
 
 void LaunchWith(const ApplicationRecord& application, const std::vector<uint8_t>& request) {
-  for (;;) {
-    const UniqueFd connection = ConnectOrStartWith(application, request);
-    if (!connection || SendMessage(connection.Get(), request, kSendPatience)) return;
-    // The process ended between the two steps and makes room for a new one.
-    if (errno != EPIPE && errno != ECONNRESET) Throw("cannot send a request to " + application.id);
+  std::optional<ApplicationRecord> current = application;
+  while (!TryToLaunchWith(*current, request)) {
+    current = FindApplication(application.id);
+    if (!current) throw LaunchFailed(application.id + " has been uninstalled");
   }
 }
 

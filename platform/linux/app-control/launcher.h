@@ -19,7 +19,8 @@ class LaunchFailed : public std::runtime_error {
 
 // Starts the application unless it runs already and hands it the request. Returns when the kernel
 // has the whole request, which may be before the application has started. Throws std::system_error
-// when that fails, and LaunchFailed when the executable cannot be started.
+// when that fails, and LaunchFailed when the executable cannot be started. An application that was
+// updated since it was looked up is started as what it is now.
 //
 // A new process gets the launcher's root in its environment, a session of its own, default signal
 // handling, the package's folder as its working folder, the launcher's standard error, /dev/null

@@ -80,7 +80,8 @@ std::vector<std::string> EnvironmentOfApplication() {
 
 }  // namespace
 
-int SpawnApplication(const ApplicationRecord& application, const UniqueFd& listening_socket) {
+int SpawnApplication(const ApplicationRecord& application, const UniqueFd& listening_socket,
+                     pid_t* pid) {
   std::vector<std::string> variables = EnvironmentOfApplication();
   std::vector<char*> environment;
   for (std::string& variable : variables) environment.push_back(variable.data());
@@ -89,8 +90,7 @@ int SpawnApplication(const ApplicationRecord& application, const UniqueFd& liste
   char* arguments[] = {name.data(), nullptr};
   const Attributes attributes;
   const FileActions actions(listening_socket.Get(), application.package_root);
-  pid_t pid = -1;
-  return posix_spawn(&pid, application.executable.c_str(), actions.Get(), attributes.Get(),
+  return posix_spawn(pid, application.executable.c_str(), actions.Get(), attributes.Get(),
                      arguments, environment.data());
 }
 

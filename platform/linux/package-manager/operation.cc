@@ -10,6 +10,7 @@
 #include <cerrno>
 #include <filesystem>
 
+#include "platform/linux/app-control/launch-protocol.h"
 #include "platform/linux/common/file-lock.h"
 #include "platform/linux/common/root-folder.h"
 #include "platform/linux/package-manager/errors.h"
@@ -46,8 +47,12 @@ void RemoveUninstalledFiles(const std::string& package_id) {
 }
 
 void RemoveUninstalledData(const std::string& entry) {
-  for (const std::string& app_id : NamesIn(entry + kApplications))
-    if (!FindApplication(app_id)) RemoveTree(RootPath() + "/data/" + app_id);
+  for (const std::string& app_id : NamesIn(entry + kApplications)) {
+    if (FindApplication(app_id)) continue;
+    RemoveTree(RootPath() + "/data/" + app_id);
+    // Its processes have ended, and a launcher makes itself a new one.
+    RemoveTree(RootPath() + "/" + kApplicationSocketFolder + "/" + app_id);
+  }
 }
 
 // The end of every operation, and of every interrupted one: what the database does not know goes.

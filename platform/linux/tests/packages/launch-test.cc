@@ -314,6 +314,15 @@ TEST_F(Launch, EndsTheProcessesOfAnUninstalledPackage) {
   EXPECT_EQ(Send(kAppId, "text", "x"), APP_CONTROL_ERROR_APP_NOT_FOUND);
 }
 
+TEST_F(Launch, LeavesNoSocketOfAnUninstalledApplication) {
+  InstallService();
+  StartService();
+  const std::string socket = Root() + "/run/apps/" + kAppId;
+  EXPECT_TRUE(std::filesystem::exists(socket));
+  ASSERT_EQ(Uninstall("org.test.p"), PACKAGE_MANAGER_ERROR_NONE);
+  EXPECT_FALSE(std::filesystem::exists(socket));
+}
+
 TEST_F(Launch, KillsAProcessThatDoesNotEndWhenAsked) {
   InstallService();
   CloseGate();

@@ -1,0 +1,137 @@
+// Copyright 2026 The qor-handler-manager authors
+// SPDX-License-Identifier: Apache-2.0
+
+// The agent: does what the lines of its standard input say, through the library.
+//
+//   chaos-agent JOURNAL EXECUTION_TIMEOUT CONNECTION_TIMEOUT
+//
+//   send UUID TYPE MILLISECONDS BYTES
+//   restart
+//
+// It ends with its input. Of the timers of its library that fire it tells in the journal; of all
+// else the recorder does that is loaded into it.
+
+#include <Ecore.h>
+#include <fcntl.h>
+#include <unistd.h>
+
+#include <cstdlib>
+#include <exception>
+#include <functional>
+#include <iostream>
+#include <memory>
+#include <sstream>
+#include <string>
+
+#include "agent/agent.h"
+#include "journal.h"
+#include "timer-watch.h"
+
+namespace {
+
+// A JSON text that begins with the milliseconds that a handler takes.
+std::string Payload(const std::string& milliseconds, int bytes) {
+  return '"' + milliseconds + ' ' + std::string(static_cast<std::size_t>(bytes), 'x') + '"';
+}
+
+// Grants three of four, the same ones in every run.
+bool Grants(const std::string& uuid) { return std::hash<std::string>()(uuid) % 4 != 0; }
+
+class Agent {
+ public:
+  Agent(int execution_timeout, int connection_timeout)
+      : execution_timeout_(execution_timeout), connection_timeout_(connection_timeout) {
+    Start();
+    fcntl(STDIN_FILENO, F_SETFL, O_NONBLOCK);
+    ecore_main_fd_handler_add(
+        STDIN_FILENO, ECORE_FD_READ,
+        [](void* self, Ecore_Fd_Handler*) -> Eina_Bool {
+          static_cast<Agent*>(self)->Read();
+          return ECORE_CALLBACK_RENEW;
+        },
+        this, nullptr, nullptr);
+  }
+
+ private:
+  // The library may find no room to start in; then later.
+  void Start() {
+    constexpr double kSecondsBetweenTries = 0.5;
+    library_.reset();
+    try {
+      library_ = std::make_unique<tools::Agent>(execution_timeout_, connection_timeout_);
+    } catch (const std::exception& error) {
+      std::cerr << "chaos-agent: " << error.what() << "\n";
+      ecore_timer_add(
+          kSecondsBetweenTries,
+          [](void* self) -> Eina_Bool {
+            static_cast<Agent*>(self)->Start();
+            return ECORE_CALLBACK_CANCEL;
+          },
+          this);
+      return;
+    }
+    library_->SetNegotiator(
+        [](const std::string&, const std::string& uuid, double) { return Grants(uuid); });
+    library_->SetResponseListener([](const tools::Agent::Response&) {});
+    // Callbacks may call the library.
+    library_->SetUpdateListener([this](const tools::Agent::Update&) { library_->Handlers(); });
+  }
+
+  void Read() {
+    char bytes[4096];
+    const ssize_t count = read(STDIN_FILENO, bytes, sizeof(bytes));
+    if (count == 0) ecore_main_loop_quit();
+    if (count <= 0) return;
+    input_.append(bytes, static_cast<std::size_t>(count));
+    for (std::size_t end; (end = input_.find('\n')) != std::string::npos;) {
+      const std::string line = input_.substr(0, end);
+      input_.erase(0, end + 1);
+      Do(line);
+    }
+  }
+
+  void Do(const std::string& line) {
+    std::istringstream words(line);
+    std::string verb;
+    std::string uuid;
+    std::string type;
+    std::string milliseconds;
+    int bytes = 0;
+    words >> verb >> uuid >> type >> milliseconds >> bytes;
+    if (verb == "restart" && library_) {
+      Start();
+    } else if (verb == "send" && library_) {
+      library_->Send(uuid, type, Payload(milliseconds, bytes));
+    }
+  }
+
+  const int execution_timeout_;
+  const int connection_timeout_;
+  std::string input_;
+  std::unique_ptr<tools::Agent> library_;
+};
+
+}  // namespace
+
+int main(int argc, char** argv) {
+  if (argc != 4) {
+    std::cerr << "usage: " << argv[0] << " JOURNAL EXECUTION_TIMEOUT CONNECTION_TIMEOUT\n";
+    return 2;
+  }
+  try {
+    const chaos::JournalWriter journal(argv[1]);
+    chaos::WatchTimers(
+        [&journal](int number) { journal.Write(chaos::kFired, std::to_string(number)); });
+    ecore_init();
+    {
+      Agent agent(std::atoi(argv[2]), std::atoi(argv[3]));
+      ecore_main_loop_begin();
+    }
+    ecore_shutdown();
+    chaos::WatchTimers(nullptr);
+  } catch (const std::exception& error) {
+    std::cerr << argv[0] << ": " << error.what() << "\n";
+    return 1;
+  }
+  return 0;
+}

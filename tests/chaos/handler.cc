@@ -1,0 +1,143 @@
+// Copyright 2026 The qor-handler-manager authors
+// SPDX-License-Identifier: Apache-2.0
+
+// A handler of the SDK that does what commands ask for. A payload is a JSON text that begins with
+// the milliseconds to take; it is also the result.
+
+#include <Ecore.h>
+#include <qor/handler.h>
+#include <unistd.h>
+
+#include <chrono>
+#include <condition_variable>
+#include <csignal>
+#include <cstdlib>
+#include <iterator>
+#include <list>
+#include <map>
+#include <mutex>
+#include <stdexcept>
+#include <string>
+#include <thread>
+#include <vector>
+
+#include "crash-note.h"
+#include "handlers.h"
+#include "limits.h"
+
+namespace {
+
+using qor::Command;
+
+int MillisecondsOf(const Command& command) { return std::atoi(command.Payload().c_str() + 1); }
+
+// The times that commands take, in one thread each.
+class Threads {
+ public:
+  Threads() = default;
+  Threads(const Threads&) = delete;
+  Threads& operator=(const Threads&) = delete;
+  ~Threads() {
+    {
+      const std::lock_guard<std::mutex> lock(mutex_);
+      is_over_ = true;
+    }
+    over_.notify_all();
+    for (std::thread& thread : threads_) thread.join();
+  }
+
+  // `work` is called with this object.
+  template <typename Work>
+  void Start(Work work) {
+    threads_.emplace_back([this, work] { work(*this); });
+  }
+  // Sooner at the end of the process.
+  void Take(int milliseconds) {
+    std::unique_lock<std::mutex> lock(mutex_);
+    over_.wait_for(lock, std::chrono::milliseconds(milliseconds), [this] { return is_over_; });
+  }
+
+ private:
+  std::mutex mutex_;
+  std::condition_variable over_;
+  bool is_over_ = false;
+  std::vector<std::thread> threads_;
+};
+
+// Commands that wait for a timer; those that wait at the end of the process are dropped.
+class Timers {
+ public:
+  Timers() = default;
+  Timers(const Timers&) = delete;
+  Timers& operator=(const Timers&) = delete;
+
+  void SucceedAfter(int milliseconds, const Command& command) {
+    waiting_.push_back({this, waiting_.end(), command});
+    waiting_.back().self = std::prev(waiting_.end());
+    ecore_timer_add(
+        milliseconds / 1000.0,
+        [](void* data) -> Eina_Bool {
+          const Waiting waiting = *static_cast<Waiting*>(data);
+          waiting.owner->waiting_.erase(waiting.self);
+          waiting.command.Succeed(waiting.command.Payload());
+          return ECORE_CALLBACK_CANCEL;
+        },
+        &waiting_.back());
+  }
+
+ private:
+  struct Waiting {
+    Timers* owner;
+    std::list<Waiting>::iterator self;
+    Command command;
+  };
+
+  std::list<Waiting> waiting_;
+};
+
+}  // namespace
+
+int main(int argc, char** argv) {
+  chaos::NoteCrashes(argv[0]);
+  Threads threads;
+  Timers timers;
+  std::vector<Command> forgotten;
+  const auto echo = [](const Command& command) { command.Succeed(command.Payload()); };
+  const std::map<std::string, qor::Handler::Function> functions = {
+      {"echo", echo},
+      {"thread",
+       [&](const Command& command) {
+         threads.Start([command](Threads& self) {
+           self.Take(MillisecondsOf(command));
+           command.Succeed(command.Payload());
+         });
+       }},
+      {"timer",
+       [&](const Command& command) { timers.SucceedAfter(MillisecondsOf(command), command); }},
+      {"ask",
+       [&](const Command& command) {
+         threads.Start([command](Threads& self) {
+           command.AskForSeconds(chaos::kSecondsAsked);
+           self.Take(chaos::kLongWorkMs);
+           command.Succeed(command.Payload());
+         });
+       }},
+      {"fail", [](const Command& command) { command.Fail(command.Payload()); }},
+      {"drop", [](const Command&) {}},
+      {"throw", [](const Command&) { throw std::runtime_error("asked for"); }},
+      {"block",
+       [&](const Command& command) {
+         threads.Take(MillisecondsOf(command));
+         command.Succeed(command.Payload());
+       }},
+      {"late", [&](const Command& command) { timers.SucceedAfter(chaos::kLongWorkMs, command); }},
+      {"forget", [&](const Command& command) { forgotten.push_back(command); }},
+      {"die", [](const Command&) { kill(getpid(), SIGKILL); }},
+  };
+  const int number = chaos::HandlerOfExecutable(argv[0]);
+  qor::Handler handler;
+  for (const std::string& word : chaos::WordsOf(number))
+    handler.On(chaos::TypeOf(number, word), functions.at(word));
+  handler.On(chaos::SharedTypeOf(number), echo);
+  return handler.Run(argc, argv);
+}

@@ -1,0 +1,52 @@
+// Copyright 2026 The qor-handler-manager authors
+// SPDX-License-Identifier: Apache-2.0
+
+#include "handlers.h"
+
+#include <cstdlib>
+#include <cstring>
+
+namespace chaos {
+
+namespace {
+
+constexpr char kPackagePrefix[] = "org.example.chaos";
+constexpr char kApplicationSuffix[] = ".handler";
+constexpr int kSharedTypes = 5;
+// Every so many handlers one is rude.
+constexpr int kRudeEvery = 8;
+
+std::string TwoDigits(int number) { return (number < 10 ? "0" : "") + std::to_string(number); }
+
+}  // namespace
+
+bool IsRude(int handler) { return handler % kRudeEvery == kRudeEvery - 1; }
+
+std::string PackageOf(int handler) { return kPackagePrefix + TwoDigits(handler); }
+
+std::string ApplicationOf(int handler) { return PackageOf(handler) + kApplicationSuffix; }
+
+std::optional<int> HandlerOf(const std::string& application) {
+  for (int handler = 0; handler < kHandlers; ++handler)
+    if (application == ApplicationOf(handler)) return handler;
+  return std::nullopt;
+}
+
+const std::vector<std::string>& WordsOf(int handler) {
+  static const std::vector<std::string> polite = {
+      "echo", "thread", "timer", "ask", "fail", "drop", "throw", "block", "late", "forget", "die"};
+  static const std::vector<std::string> rude = {"echo", "twice", "never", "garbage", "nonsense"};
+  return IsRude(handler) ? rude : polite;
+}
+
+std::string TypeOf(int handler, const std::string& word) {
+  return "c" + TwoDigits(handler) + "." + word;
+}
+
+std::string SharedTypeOf(int handler) { return "shared." + std::to_string(handler % kSharedTypes); }
+
+int HandlerOfExecutable(const std::string& path) {
+  return std::atoi(path.c_str() + path.find(kPackagePrefix) + std::strlen(kPackagePrefix));
+}
+
+}  // namespace chaos

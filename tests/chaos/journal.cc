@@ -1,0 +1,113 @@
+// Copyright 2026 The qor-handler-manager authors
+// SPDX-License-Identifier: Apache-2.0
+
+#include "journal.h"
+
+#include <fcntl.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <cstdint>
+#include <cstdlib>
+#include <ctime>
+#include <sstream>
+#include <system_error>
+
+#include "record/event-reader.h"
+
+namespace chaos {
+
+namespace {
+
+constexpr char kNoteMark = '#';
+
+std::int64_t Microseconds() {
+  timespec time{};
+  clock_gettime(CLOCK_MONOTONIC, &time);
+  return std::int64_t{time.tv_sec} * 1'000'000 + time.tv_nsec / 1'000;
+}
+
+}  // namespace
+
+JournalWriter::JournalWriter(const std::string& path)
+    : file_(open(path.c_str(), O_WRONLY | O_CREAT | O_APPEND | O_CLOEXEC, 0600)) {
+  if (file_ < 0) throw std::system_error(errno, std::generic_category(), path);
+}
+
+JournalWriter::~JournalWriter() { close(file_); }
+
+void JournalWriter::Write(const std::string& note, const std::string& about) const {
+  // Who was killed while writing left a line without an end.
+  const std::string line = std::string("\n") + kNoteMark + ' ' + std::to_string(Microseconds()) +
+                           ' ' + note + ' ' + about + '\n';
+  if (write(file_, line.data(), line.size()) != static_cast<ssize_t>(line.size())) std::abort();
+}
+
+JournalReader::JournalReader(const std::string& path) : file_(path) {
+  if (!file_) throw std::system_error(errno, std::generic_category(), path);
+}
+
+void JournalReader::Enter(Account& account) {
+  char bytes[1 << 16];
+  for (;;) {
+    file_.clear();
+    file_.read(bytes, sizeof(bytes));
+    if (file_.gcount() == 0) break;
+    rest_.append(bytes, static_cast<std::size_t>(file_.gcount()));
+  }
+  std::size_t begin = 0;
+  for (std::size_t end; (end = rest_.find('\n', begin)) != std::string::npos; begin = end + 1) {
+    if (rest_[begin] == kNoteMark) {
+      EnterEvents(account);
+      EnterNote(rest_.substr(begin, end - begin), account);
+    } else {
+      events_.append(rest_, begin, end + 1 - begin);
+    }
+  }
+  rest_.erase(0, begin);
+  EnterEvents(account);
+}
+
+void JournalReader::EnterNote(const std::string& line, Account& account) {
+  std::istringstream words(line);
+  std::string mark;
+  std::string time;
+  std::string note;
+  int number = 0;
+  words >> mark >> time >> note;
+  if (note == kFired && words >> number) account.EnterFired(number);
+  if (note == kAgentEnded) account.EnterAgentEnded();
+}
+
+void JournalReader::EnterEvents(Account& account) {
+  if (events_.empty()) return;
+  std::istringstream lines(events_);
+  events_.clear();
+  const auto read = qor::record::ReadJsonLines(lines);
+  bad_lines_ += static_cast<int>(read.bad_lines.size());
+  for (const auto& event : read.events) account.Enter(event);
+}
+
+std::string LinesThatName(const std::string& journal, const std::string& uuid,
+                          const std::string& handler) {
+  constexpr std::size_t kMostOfALine = 200;
+  constexpr int kMostLines = 60;
+  std::ifstream file(journal);
+  std::string lines;
+  int count = 0;
+  bool is_sent = false;
+  for (std::string line; count < kMostLines && std::getline(file, line);) {
+    const bool names_uuid = line.find('"' + uuid + '"') != std::string::npos;
+    is_sent = is_sent || names_uuid;
+    // Of the others what is about the handler or the agent while the command is there.
+    const bool is_about =
+        is_sent && line.find("uuid") == std::string::npos &&
+        (line.find(handler) != std::string::npos || line.find("agent") != std::string::npos);
+    if (!names_uuid && !is_about) continue;
+    lines += "    " + line.substr(0, kMostOfALine) + "\n";
+    ++count;
+  }
+  return lines;
+}
+
+}  // namespace chaos

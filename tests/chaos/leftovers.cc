@@ -1,0 +1,56 @@
+// Copyright 2026 The qor-handler-manager authors
+// SPDX-License-Identifier: Apache-2.0
+
+#include "leftovers.h"
+
+#include <array>
+#include <filesystem>
+
+#include "platform/linux/common/file-lock.h"
+#include "platform/linux/common/process-list.h"
+
+namespace chaos {
+
+namespace {
+
+namespace fs = std::filesystem;
+
+// What stays: the database, agents' data, and locks, which nobody may remove.
+bool Stays(const std::string& path) {
+  static const std::array<std::string, 7> stays = {"packages.db",    "install.lock",
+                                                   "data/host.",     "run/host-names/",
+                                                   "run/app-locks/", "run/ports/"};
+  for (const std::string& beginning : stays)
+    if (!beginning.empty() && path.rfind(beginning, 0) == 0) return true;
+  return false;
+}
+
+bool IsLock(const fs::path& path) {
+  const std::string folder = path.parent_path().filename();
+  return path.extension() == ".lock" || folder == "host-names" || folder == "app-locks";
+}
+
+}  // namespace
+
+std::vector<std::string> LeftoversBelow(const std::string& root) {
+  std::vector<std::string> leftovers;
+  for (const auto& entry : fs::recursive_directory_iterator(root)) {
+    const std::string path = fs::relative(entry.path(), root);
+    if (entry.is_directory()) continue;
+    if (entry.is_socket()) {
+      leftovers.push_back("socket " + path);
+    } else if (!Stays(path)) {
+      leftovers.push_back("file " + path);
+    } else if (IsLock(entry.path()) && !platform::LockFile(entry.path(), platform::Wait::kNo)) {
+      leftovers.push_back("held lock " + path);
+    }
+  }
+  const std::string prefix = root + "/";
+  for (const pid_t pid : platform::ProcessesWhere(
+           [&](const auto& executable) { return executable.path.rfind(prefix, 0) == 0; })) {
+    leftovers.push_back("process " + std::to_string(pid));
+  }
+  return leftovers;
+}
+
+}  // namespace chaos

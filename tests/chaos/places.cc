@@ -1,0 +1,71 @@
+// Copyright 2026 The qor-handler-manager authors
+// SPDX-License-Identifier: Apache-2.0
+
+#include "places.h"
+
+#include <cstdlib>
+#include <filesystem>
+#include <stdexcept>
+
+#include "handlers.h"
+#include "platform/linux/tests/packages/support/package-folder.h"
+#include "tizen/platform-uris.h"
+
+namespace chaos {
+
+namespace {
+
+namespace fs = std::filesystem;
+
+// The second version serves less, and is preferred by others.
+void Write(const std::string& folder, int handler, int version, const std::string& executable) {
+  constexpr char kConfiguration[] = "res/handler.yaml";
+  constexpr char kPriorityKey[] = "http://tizen.org/iot/metadata/qor/priority";
+  const int priority = version == 0 ? handler % 7 : handler % 3;
+  platform::test::PackageText package;
+  package.id = PackageOf(handler);
+  package.version = std::to_string(version + 1) + ".0.0";
+  package.app_id = ApplicationOf(handler);
+  package.executable = executable;
+  package.metadata = {
+      {std::string(tizen::kMetadataUriPrefix) + tizen::kCommandHandlerPath, kConfiguration},
+      {kPriorityKey, std::to_string(priority + 1)}};
+  for (const char* path : tizen::kHandlerPrivilegePaths)
+    package.privileges.push_back(std::string(tizen::kPrivilegeUriPrefix) + path);
+  platform::test::WritePackage(folder, package);
+  std::string types = "request-types:\n  - " + SharedTypeOf(handler) + "\n";
+  for (const std::string& word : WordsOf(handler)) {
+    const bool is_last = word == WordsOf(handler).back();
+    if (version == 0 || !is_last) types += "  - " + TypeOf(handler, word) + "\n";
+  }
+  platform::test::WriteFile(folder + "/" + kConfiguration, types);
+}
+
+}  // namespace
+
+Places::Places() {
+  folder_ = fs::temp_directory_path() / "qor-chaos-XXXXXX";
+  if (mkdtemp(folder_.data()) == nullptr) throw std::runtime_error("cannot make " + folder_);
+  folder_ = fs::canonical(folder_);
+  fs::create_directory(Root());
+}
+
+Places::~Places() {
+  std::error_code ignored;
+  if (!is_kept_) fs::remove_all(folder_, ignored);
+}
+
+std::string Places::Package(int handler, int version) const {
+  return folder_ + "/packages/" + PackageOf(handler) + "-" + std::to_string(version + 1);
+}
+
+void Places::WritePackages(const Programs& programs) const {
+  for (int handler = 0; handler < kHandlers; ++handler) {
+    for (int version = 0; version < kVersions; ++version) {
+      Write(Package(handler, version), handler, version,
+            IsRude(handler) ? programs.rude_handler : programs.handler);
+    }
+  }
+}
+
+}  // namespace chaos

@@ -1,0 +1,115 @@
+// Copyright 2026 The qor-handler-manager authors
+// SPDX-License-Identifier: Apache-2.0
+
+// A handler that answers twice, never, what was not asked, and calls what there is not. It
+// remembers nothing: what is delivered again is answered again.
+
+#include <app_control.h>
+#include <rpc-port.h>
+#include <service_app.h>
+
+#include <cstdlib>
+#include <memory>
+#include <string>
+
+#include "crash-note.h"
+#include "wire.h"
+
+namespace {
+
+namespace wire = qor::internal::wire;
+
+class Rude {
+ public:
+  Rude() = default;
+  Rude(const Rude&) = delete;
+  Rude& operator=(const Rude&) = delete;
+  ~Rude() { Close(); }
+
+  void Connect(const std::string& agent) {
+    if (proxy_ != nullptr && is_connected_) return;
+    Close();
+    rpc_port_proxy_create(&proxy_);
+    rpc_port_proxy_add_connected_event_cb(
+        proxy_,
+        [](const char*, const char*, rpc_port_h, void* self) {
+          static_cast<Rude*>(self)->Send(wire::Registration());
+        },
+        this);
+    const auto end = [](const char*, const char*, void* self) {
+      static_cast<Rude*>(self)->is_connected_ = false;
+    };
+    rpc_port_proxy_add_rejected_event_cb(proxy_, end, this);
+    rpc_port_proxy_add_disconnected_event_cb(proxy_, end, this);
+    rpc_port_proxy_add_received_event_cb(
+        proxy_, [](const char*, const char*, void* self) { static_cast<Rude*>(self)->Receive(); },
+        this);
+    is_connected_ =
+        rpc_port_proxy_connect(proxy_, agent.c_str(), wire::kPortName) == RPC_PORT_ERROR_NONE;
+  }
+
+ private:
+  void Receive() {
+    const wire::Parcel parcel = wire::Take(Port(RPC_PORT_PORT_CALLBACK));
+    const auto command = parcel ? wire::ReadDelivery(parcel.get()) : std::nullopt;
+    if (!command) return;
+    const std::string word = command->type.substr(command->type.find('.') + 1);
+    if (word == "never") return;
+    if (word == "garbage") {
+      Call(wire::Result("nobody's", {true, "nothing"}));
+      Call(wire::ExtensionRequest("nobody's", -1));
+    } else if (word == "nonsense") {
+      SendNonsense();
+    } else {
+      Call(wire::Result(command->uuid, {true, command->payload}));
+      if (word == "twice") Call(wire::Result(command->uuid, {true, command->payload}));
+    }
+  }
+
+  void SendNonsense() {
+    constexpr int kNoMethod = 99;
+    rpc_port_parcel_h parcel = nullptr;
+    rpc_port_parcel_create(&parcel);
+    const wire::Parcel call(parcel);
+    rpc_port_parcel_write_int32(parcel, kNoMethod);
+    Send(call);
+  }
+
+  bool Send(const wire::Parcel& call) {
+    return rpc_port_parcel_send(call.get(), Port(RPC_PORT_PORT_MAIN)) == RPC_PORT_ERROR_NONE;
+  }
+
+  void Call(const wire::Parcel& call) {
+    if (Send(call)) wire::Take(Port(RPC_PORT_PORT_MAIN));
+  }
+
+  rpc_port_h Port(rpc_port_port_type_e type) const {
+    rpc_port_h port = nullptr;
+    rpc_port_proxy_get_port(proxy_, type, &port);
+    return port;
+  }
+
+  void Close() {
+    if (proxy_ != nullptr) rpc_port_proxy_destroy(proxy_);
+    proxy_ = nullptr;
+  }
+
+  rpc_port_proxy_h proxy_ = nullptr;
+  bool is_connected_ = false;
+};
+
+}  // namespace
+
+int main(int argc, char** argv) {
+  chaos::NoteCrashes(argv[0]);
+  Rude rude;
+  service_app_lifecycle_callback_s callbacks = {};
+  callbacks.create = [](void*) { return true; };
+  callbacks.app_control = [](app_control_h request, void* data) {
+    char* caller = nullptr;
+    if (app_control_get_caller(request, &caller) != APP_CONTROL_ERROR_NONE) return;
+    const std::unique_ptr<char, decltype(&std::free)> owned(caller, std::free);
+    static_cast<Rude*>(data)->Connect(caller);
+  };
+  return service_app_main(argc, argv, &callbacks, &rude);
+}

@@ -1,0 +1,58 @@
+// Copyright 2026 The qor-handler-manager authors
+// SPDX-License-Identifier: Apache-2.0
+
+#include "small-disk.h"
+
+#include <sched.h>
+#include <sys/mount.h>
+#include <sys/statvfs.h>
+#include <unistd.h>
+
+#include <fstream>
+#include <utility>
+
+namespace chaos {
+
+namespace {
+
+constexpr char kRoom[] = "size=2g,mode=0700";
+
+// A name space in which mounting is allowed; as the same user as before.
+bool EnterOwnNameSpace() {
+  const uid_t user = geteuid();
+  const gid_t group = getegid();
+  if (unshare(CLONE_NEWNS) == 0) return true;
+  if (unshare(CLONE_NEWUSER | CLONE_NEWNS) != 0) return false;
+  std::ofstream("/proc/self/setgroups") << "deny";
+  std::ofstream("/proc/self/uid_map") << user << ' ' << user << " 1";
+  std::ofstream("/proc/self/gid_map") << group << ' ' << group << " 1";
+  return true;
+}
+
+}  // namespace
+
+SmallDisk::SmallDisk(std::string folder) : folder_(std::move(folder)) {
+  is_mounted_ = EnterOwnNameSpace() &&
+                mount(nullptr, "/", nullptr, MS_REC | MS_PRIVATE, nullptr) == 0 &&
+                mount("tmpfs", folder_.c_str(), "tmpfs", MS_NOSUID | MS_NODEV, kRoom) == 0;
+}
+
+SmallDisk::~SmallDisk() {
+  // Processes that are about to end may still be in it.
+  if (is_mounted_) umount2(folder_.c_str(), MNT_DETACH);
+}
+
+bool SmallDisk::Fill() {
+  struct statvfs sizes {};
+  if (statvfs(folder_.c_str(), &sizes) != 0) return false;
+  const auto used = (sizes.f_blocks - sizes.f_bfree) * sizes.f_frsize;
+  const std::string room = "size=" + std::to_string(used);
+  return mount(nullptr, folder_.c_str(), nullptr, MS_REMOUNT | MS_NOSUID | MS_NODEV,
+               room.c_str()) == 0;
+}
+
+bool SmallDisk::Free() {
+  return mount(nullptr, folder_.c_str(), nullptr, MS_REMOUNT | MS_NOSUID | MS_NODEV, kRoom) == 0;
+}
+
+}  // namespace chaos
