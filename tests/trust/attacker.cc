@@ -124,6 +124,11 @@ class Attacker {
     if (verb == "greet-often") return Open(first, std::stoul(second), true);
     if (verb == "close") return Close(std::stoul(first));
     if (verb == "flood") return Flood(std::stoul(first));
+    // Without end.
+    if (verb == "flood-on") return FloodOn();
+    if (verb == "drip-on") return DripOn();
+    if (verb == "ask-on") return AskOn(std::stoul(first));
+    if (verb == "connect-on") return ConnectOn(first);
     // Becoming another user: its number. Another program: its path, and whether the connections go
     // with it.
     if (verb == "become") return setuid(static_cast<uid_t>(std::stoul(first))) == 0 ? "became" : "";
@@ -189,13 +194,48 @@ class Attacker {
 
   // Calls whose replies are never read, all in as few pieces as possible.
   std::string Flood(size_t count) {
-    const wire::Parcel call = wire::ExtensionRequest("", 0);
+    return Send(main_, Repeated(wire::ExtensionRequest("", 0), count)) ? "sent" : "gone";
+  }
+
+  static std::vector<uint8_t> Repeated(const wire::Parcel& call, size_t count) {
     const rpc::ByteView frame = static_cast<rpc::Parcel*>(call.get())->Frame();
     std::vector<uint8_t> bytes;
     for (size_t i = 0; i < count; ++i) {
       bytes.insert(bytes.end(), frame.data, frame.data + frame.size);
     }
-    return Send(main_, bytes) ? "sent" : "gone";
+    return bytes;
+  }
+
+  // Throws the replies away that are there.
+  void Drain() {
+    static uint8_t bytes[64 * 1024];
+    while (recv(main_.Get(), bytes, sizeof bytes, MSG_DONTWAIT) > 0) {
+    }
+  }
+
+  std::string FloodOn() {
+    const auto bytes = Repeated(wire::ExtensionRequest("", 0), 1000);
+    while (Send(main_, bytes)) Drain();
+    return "gone";
+  }
+
+  // The same a byte at a time.
+  std::string DripOn() {
+    const auto bytes = Repeated(wire::ExtensionRequest("", 0), 1);
+    for (size_t i = 0; SendAll(main_, &bytes[i], 1); i = (i + 1) % bytes.size()) Drain();
+    return "gone";
+  }
+
+  std::string AskOn(size_t size) {
+    const wire::Parcel call = wire::ExtensionRequest(std::string(size, 'u'), 0);
+    while (Send(main_, call)) Drain();
+    return "gone";
+  }
+
+  std::string ConnectOn(const std::string& agent) {
+    for (UniqueFd fd;; Greet(fd, rpc::Hello{})) {
+      if (!(fd = ConnectTo(agent))) return "gone";
+    }
   }
 
   std::string Execute(const std::string& path, bool with_connections) {
