@@ -30,6 +30,7 @@ constexpr Part kParts[] = {
     {"round-trips", bench::MeasureRoundTrips},
     {"pending", bench::MeasurePending},
     {"connected", bench::MeasureConnected},
+    {"hostile", bench::MeasureHostile},
     {"start", bench::MeasureStart},
     {"package-event", bench::MeasurePackageEvent},
     {"launch", bench::MeasureLaunch},

@@ -20,6 +20,9 @@ void MeasurePending(Report& report);
 // Commands of an agent with 1,000 connected handlers, and what a connection costs it.
 void MeasureConnected(Report& report);
 
+// Commands to one handler while another does what none should, and the main loop's longest turn.
+void MeasureHostile(Report& report);
+
 // The library's start among 10,000 installed packages, and what a registered handler costs.
 void MeasureStart(Report& report);
 

@@ -27,6 +27,7 @@ class EndToEndTest : public testing::Test {
   // Starts the library in this process.
   tools::Agent& StartAgent(int execution_timeout_ms = 60'000, int connection_timeout_ms = 60'000);
   void StopAgent() { agent_.reset(); }
+  tools::Agent& TheAgent() { return *agent_; }
 
   // One of the example packages, by folder name, through the qor tool.
   void Install(const std::string& example);

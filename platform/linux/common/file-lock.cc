@@ -24,7 +24,7 @@ bool IsAt(const std::string& path, int fd) {
 
 UniqueFd LockFile(const std::string& path, Wait wait) {
   for (;;) {
-    UniqueFd file(open(path.c_str(), O_RDWR | O_CREAT | O_CLOEXEC, S_IRUSR | S_IWUSR));
+    UniqueFd file(open(path.c_str(), O_RDWR | O_CREAT | O_NOFOLLOW | O_CLOEXEC, S_IRUSR | S_IWUSR));
     if (!file) return file;
     while (flock(file.Get(), wait == Wait::kYes ? LOCK_EX : LOCK_EX | LOCK_NB) != 0) {
       if (errno == EINTR) continue;

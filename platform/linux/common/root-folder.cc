@@ -18,6 +18,10 @@ namespace {
 
 constexpr mode_t kOnlyOwner = 0700;
 
+[[noreturn]] void Throw(int reason, const std::string& text) {
+  throw std::system_error(reason, std::generic_category(), text);
+}
+
 std::string Environment(const char* name) {
   const char* value = std::getenv(name);
   return value == nullptr ? std::string() : std::string(value);
@@ -65,8 +69,32 @@ void RequireFolderAndParents(const std::string& path) {
     end = path.find('/', end + 1);
     const std::string part = path.substr(0, end);
     if (const int reason = MakeFolder(part); reason != 0)
-      throw std::system_error(reason, std::generic_category(),
-                              "cannot create folder " + path + " (at " + part + ")");
+      Throw(reason, "cannot create folder " + path + " (at " + part + ")");
+  } while (end != std::string::npos);
+}
+
+void RequireOurs(const std::string& root) {
+  struct stat status {};
+  if (stat(root.c_str(), &status) != 0) Throw(errno, "cannot look at folder " + root);
+  if (status.st_uid != geteuid()) {
+    Throw(EPERM, "the root folder " + root + " belongs to user " + std::to_string(status.st_uid) +
+                     ", set QOR_PLATFORM_ROOT to a folder of your own");
+  }
+  if ((status.st_mode & (S_IWGRP | S_IWOTH)) != 0) {
+    Throw(EPERM, "others may write to the root folder " + root + ", run: chmod 700 " + root);
+  }
+}
+
+// Through a link, what is meant to stay below the root would get elsewhere.
+void RequireNoLinks(const std::string& root, const std::string& relative) {
+  size_t end = 0;
+  do {
+    end = relative.find('/', end + 1);
+    const std::string part = root + "/" + relative.substr(0, end);
+    struct stat status {};
+    if (lstat(part.c_str(), &status) == 0 && S_ISLNK(status.st_mode)) {
+      Throw(ELOOP, "folder " + part + " is a symbolic link, remove it");
+    }
   } while (end != std::string::npos);
 }
 
@@ -96,13 +124,15 @@ std::string RootPath() {
 std::string RootFolder() {
   const std::string root = RootPath();
   RequireFolderAndParents(root);
-  if (access(root.c_str(), W_OK | X_OK) != 0)
-    throw std::system_error(errno, std::generic_category(), "cannot write to folder " + root);
+  RequireOurs(root);
+  if (access(root.c_str(), W_OK | X_OK) != 0) Throw(errno, "cannot write to folder " + root);
   return root;
 }
 
 std::string FolderBelowRoot(const std::string& relative) {
-  std::string path = RootFolder() + "/" + relative;
+  const std::string root = RootFolder();
+  RequireNoLinks(root, relative);
+  std::string path = root + "/" + relative;
   RequireFolderAndParents(path);
   return path;
 }

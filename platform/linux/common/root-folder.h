@@ -14,11 +14,13 @@ namespace platform {
 std::string RootPath();
 
 // The same folder for those who write: created with mode 0700 on first use. Throws
-// std::system_error naming the folder when it cannot be made or written.
+// std::system_error naming the folder when it cannot be made or written, and when it belongs to
+// another user or others may write to it: they could put files of theirs in the place of ours.
 std::string RootFolder();
 
 // A folder below the root, created (with its parents, mode 0700) when missing. `relative` is like
-// "run/ports". Returns its absolute path. Throws std::system_error naming the folder.
+// "run/ports". Returns its absolute path. Throws std::system_error naming the folder, also where
+// one of them is a symbolic link.
 std::string FolderBelowRoot(const std::string& relative);
 
 }  // namespace platform

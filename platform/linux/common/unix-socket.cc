@@ -39,7 +39,7 @@ UniqueFd Fail(UniqueFd folder, UniqueFd socket_fd) {
 }
 
 UniqueFd OpenSocket(const std::string& folder, const std::string& name, bool listening) {
-  UniqueFd folder_fd(open(folder.c_str(), O_PATH | O_DIRECTORY | O_CLOEXEC));
+  UniqueFd folder_fd(open(folder.c_str(), O_PATH | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC));
   if (!folder_fd) return UniqueFd();
   sockaddr_un address;
   if (!AddressIn(folder_fd.Get(), name, &address)) return Fail(std::move(folder_fd), UniqueFd());

@@ -30,7 +30,8 @@ class UniqueFd {
 
 // Unix stream sockets by folder and name, so that the length of the folder's path does not matter
 // (a socket address holds about a hundred characters). All sockets are close-on-exec and
-// non-blocking. On failure the result is empty and errno says why.
+// non-blocking. A folder that is a symbolic link is refused (ENOTDIR). On failure the result is
+// empty and errno says why.
 
 // Binds `name` in `folder` and listens. An existing entry of that name is EADDRINUSE.
 UniqueFd ListenAt(const std::string& folder, const std::string& name);

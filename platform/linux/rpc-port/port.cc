@@ -51,6 +51,7 @@ void Port::StopWatching() {
 void Port::Close() {
   is_closed_ = true;
   watch_.Remove();
+  rest_.Stop();
   observer_.reset();
   stream_.Shutdown();
   RemoveHandle();
@@ -102,6 +103,13 @@ void Port::OnReady(bool readable, bool writable) {
   if (writable) Flush();
   const auto observer = observer_.lock();
   if (readable && observer != nullptr) observer->OnReadable(this);
+}
+
+Port::Served Port::ServeRestLater() {
+  rest_.Start(0, [weak = weak_from_this()] {
+    if (const auto self = weak.lock()) self->OnReady(true, false);
+  });
+  return Served::kGoesOn;
 }
 
 void Port::Shutdown() {

@@ -14,6 +14,7 @@
 #include "platform/linux/rpc-port/byte-stream.h"
 #include "platform/linux/rpc-port/bytes.h"
 #include "platform/linux/rpc-port/frame-reader.h"
+#include "platform/linux/rpc-port/loop-timer.h"
 #include "platform/linux/rpc-port/loop-watch.h"
 
 namespace platform::rpc {
@@ -79,7 +80,8 @@ class Port final : public std::enable_shared_from_this<Port>, private LoopTarget
   // Receives what is there and calls `serve` for each complete frame at the front; kStopped when
   // that says false, kEnded when the stream is at its end or malformed, which is logged. The answer
   // to a served frame often brings the next one at once: that is served too, before the main loop
-  // has to find it, but only so often that others are not kept waiting.
+  // has to find it, but only so often that others are not kept waiting. Frames that are left then
+  // are served in the main loop's next turn.
   template <typename Serve>
   Served ServeFrames(Serve serve);
   FrameReader::State Front() const { return reader_.Front(); }
@@ -95,10 +97,13 @@ class Port final : public std::enable_shared_from_this<Port>, private LoopTarget
   bool WaitForFrame();
 
  private:
-  // After so many nothing more is received before the main loop had its turn.
+  // After so many the main loop has its turn.
   static constexpr int kFramesInARow = 64;
 
   void OnReady(bool readable, bool writable) override;
+  // What was received already does not make the socket readable: the main loop is asked to come
+  // back for it.
+  Served ServeRestLater();
   Received ReceiveSome(size_t limit, int flags);
   // One step of waiting; false when there is no point in another.
   bool WaitStep(std::chrono::steady_clock::time_point deadline);
@@ -109,6 +114,7 @@ class Port final : public std::enable_shared_from_this<Port>, private LoopTarget
   ByteStream stream_;
   FrameReader reader_;
   LoopWatch watch_;
+  LoopTimer rest_;
   std::weak_ptr<PortObserver> observer_;
   std::weak_ptr<Port> partner_;
   std::string peer_;
@@ -119,11 +125,9 @@ class Port final : public std::enable_shared_from_this<Port>, private LoopTarget
 
 template <typename Serve>
 Port::Served Port::ServeFrames(Serve serve) {
-  for (int served = 0; served < kFramesInARow;) {
-    const Received received = Receive();
-    if (received == Received::kEnd) return Served::kEnded;
-    if (received == Received::kNothing || Front() == FrameReader::State::kIncomplete) break;
+  for (int served = 0; !IsShutDown();) {
     while (Front() == FrameReader::State::kComplete) {
+      if (served == kFramesInARow) return ServeRestLater();
       if (!serve()) return Served::kStopped;
       ++served;
     }
@@ -131,8 +135,14 @@ Port::Served Port::ServeFrames(Serve serve) {
       EndAsMalformed("a frame of impossible length");
       return Served::kEnded;
     }
+    if (served == kFramesInARow) return Served::kGoesOn;
+    const Received received = Receive();
+    if (received == Received::kEnd) return Served::kEnded;
+    if (received == Received::kNothing || Front() == FrameReader::State::kIncomplete) {
+      return Served::kGoesOn;
+    }
   }
-  return Served::kGoesOn;
+  return Served::kEnded;
 }
 
 }  // namespace platform::rpc

@@ -29,6 +29,7 @@ void Stub::Destroy() {
   guests_.clear();
   const auto clients = std::exchange(clients_, {});
   for (const auto& entry : clients) entry.second->Drop();
+  limit_ = {};
 }
 
 const Client* Stub::FindClient(const std::string& instance) const {
@@ -38,16 +39,28 @@ const Client* Stub::FindClient(const std::string& instance) const {
   return client.IsJoined() && !client.main().IsShutDown() ? &client : nullptr;
 }
 
-void Stub::OnAccepted(UniqueFd fd) {
-  const auto guest = std::make_shared<Guest>(std::move(fd), weak_from_this());
-  guest->Start();
-  guests_.insert(guest);
+void Stub::MakeRoomForGuest() {
+  if (guests_.empty()) is_crowd_told_ = false;
+  if (guests_.size() < kMaxGuests) return;
+  const std::shared_ptr<Guest> oldest = guests_.front();
+  guests_.pop_front();
+  const std::string cause =
+      "more than " + std::to_string(kMaxGuests) + " connections have not said hello";
+  if (!std::exchange(is_crowd_told_, true)) return Refuse(oldest, "", cause);
+  oldest->Refuse(cause);
 }
 
-void Stub::OnGuestGone(const std::shared_ptr<Guest>& guest) { guests_.erase(guest); }
+void Stub::OnAccepted(UniqueFd fd) {
+  MakeRoomForGuest();
+  const auto guest = std::make_shared<Guest>(std::move(fd), weak_from_this());
+  guest->Start();
+  guests_.push_back(guest);
+}
+
+void Stub::OnGuestGone(const std::shared_ptr<Guest>& guest) { guests_.remove(guest); }
 
 void Stub::OnHello(const std::shared_ptr<Guest>& guest, const Hello& hello) {
-  guests_.erase(guest);
+  guests_.remove(guest);
   if (hello.is_callback) {
     Join(guest, hello.token);
   } else {
@@ -65,9 +78,20 @@ void Stub::Refuse(const std::shared_ptr<Guest>& guest, const std::string& who,
 void Stub::Admit(const std::shared_ptr<Guest>& guest) {
   const Admission admission = rpc::Admit(guest->peer(), privileges_);
   if (!admission.is_granted) return Refuse(guest, admission.app_id, admission.cause);
+  const std::string too_many =
+      "it has " + std::to_string(ConnectionLimit::kMost) + " connections already";
+  switch (limit_.Ask(admission.app_id)) {
+    case ConnectionLimit::Answer::kGranted:
+      break;
+    case ConnectionLimit::Answer::kRefused:
+      return Refuse(guest, admission.app_id, too_many);
+    case ConnectionLimit::Answer::kRefusedAgain:
+      return guest->Refuse(too_many);
+  }
   const auto client = std::make_shared<Client>(admission.app_id, guest->peer(), guest->TakePort(),
                                                weak_from_this());
   clients_.emplace(client->instance(), client);
+  limit_.Add(client->sender());
   client->Start();
 }
 
@@ -89,6 +113,7 @@ int Stub::OnFrame(const Client& client) {
 
 void Stub::OnClientEnded(const std::shared_ptr<Client>& client) {
   clients_.erase(client->instance());
+  limit_.Remove(client->sender());
   if (!client->IsJoined()) return;
   disconnected.Call(client->sender().c_str(), client->instance().c_str());
 }

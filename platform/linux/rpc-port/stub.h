@@ -6,14 +6,15 @@
 
 #include <rpc-port.h>
 
+#include <list>
 #include <map>
 #include <memory>
-#include <set>
 #include <string>
 #include <vector>
 
 #include "platform/linux/rpc-port/callback-list.h"
 #include "platform/linux/rpc-port/client.h"
+#include "platform/linux/rpc-port/connection-limit.h"
 #include "platform/linux/rpc-port/ecore-start.h"
 #include "platform/linux/rpc-port/guest.h"
 #include "platform/linux/rpc-port/listener.h"
@@ -27,6 +28,10 @@ class Stub final : public GuestHost,
                    public AcceptObserver,
                    public std::enable_shared_from_this<Stub> {
  public:
+  // So many connections may wait for their greeting; then the oldest makes room for the next one.
+  // Who means to greet does so at once.
+  static constexpr size_t kMaxGuests = 64;
+
   explicit Stub(const std::string& port_name) : port_name_(port_name) {}
 
   void AddPrivilege(const std::string& privilege) { privileges_.push_back(privilege); }
@@ -49,6 +54,7 @@ class Stub final : public GuestHost,
   int OnFrame(const Client& client) override;
   void OnClientEnded(const std::shared_ptr<Client>& client) override;
 
+  void MakeRoomForGuest();
   void Admit(const std::shared_ptr<Guest>& guest);
   void Join(const std::shared_ptr<Guest>& guest, const Token& token);
   void Refuse(const std::shared_ptr<Guest>& guest, const std::string& who,
@@ -58,7 +64,9 @@ class Stub final : public GuestHost,
   const std::string port_name_;
   std::vector<std::string> privileges_;
   std::unique_ptr<Listener> listener_;
-  std::set<std::shared_ptr<Guest>> guests_;
+  std::list<std::shared_ptr<Guest>> guests_;  // oldest first
+  bool is_crowd_told_ = false;
+  ConnectionLimit limit_;
   std::map<std::string, std::shared_ptr<Client>> clients_;  // by instance
 };
 

@@ -229,3 +229,48 @@ TEST_F(PortTest, SendsWhatWaitsFromTheLoop) {
   }));
   EXPECT_EQ(received.back(), 'y');
 }
+
+TEST_F(PortTest, LeavesTheRestOfALongBurstToTheLoopsNextTurn) {
+  class Server final : public PortObserver {
+   public:
+    void OnReadable(Port* port) override {
+      int served = 0;
+      const auto serve = [&] {
+        ++served;
+        port->PopFrame();
+        return true;
+      };
+      is_ended = port->ServeFrames(serve) == Port::Served::kEnded;
+      turns.push_back(served);
+      if (is_ended) port->StopWatching();
+    }
+    std::vector<int> turns;
+    bool is_ended = false;
+  };
+  const auto server = std::make_shared<Server>();
+  std::vector<uint8_t> burst;
+  for (int i = 0; i < 150; ++i) {
+    const auto frame = FrameOf(1, 'x');
+    burst.insert(burst.end(), frame.begin(), frame.end());
+  }
+  PeerSends(burst);
+  peer_.Reset();
+  port_->Watch(server);
+  ASSERT_TRUE(RunLoopUntil([&] { return server->is_ended; }));
+  EXPECT_EQ(server->turns, (std::vector<int>{64, 64, 22}));
+}
+
+TEST_F(PortTest, ServesNothingAnyMoreOnceItWasShutDownAmidABurst) {
+  PeerSends(FrameOf(1, 'x'));
+  PeerSends(FrameOf(1, 'x'));
+  int served = 0;
+  const auto serve = [&] {
+    ++served;
+    port_->PopFrame();
+    return true;
+  };
+  ASSERT_EQ(port_->Receive(), Port::Received::kSomething);
+  port_->Shutdown();
+  EXPECT_EQ(port_->ServeFrames(serve), Port::Served::kEnded);
+  EXPECT_EQ(served, 0);
+}

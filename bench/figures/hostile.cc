@@ -1,0 +1,176 @@
+// Copyright 2026 The qor-handler-manager authors
+// SPDX-License-Identifier: Apache-2.0
+
+#include <Ecore.h>
+#include <poll.h>
+#include <sys/socket.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <filesystem>
+#include <memory>
+#include <stdexcept>
+#include <string>
+#include <vector>
+
+#include "figures/figures.h"
+#include "peers/library-peer.h"
+#include "platform/linux/common/process-identity.h"
+#include "support/child-process.h"
+#include "support/package-root.h"
+#include "support/temporary-folder.h"
+#include "support/worker.h"
+
+namespace bench {
+
+namespace {
+
+constexpr std::size_t kRounds = 10;
+constexpr std::size_t kCommands = 300;
+constexpr std::size_t kPayload = 64;
+constexpr std::size_t kHandlers = 2;
+constexpr double kMicrosecondsPerMillisecond = 1000;
+
+// The longest time that the main loop was at work before it looked at its descriptors again.
+class Turns {
+ public:
+  Turns() {
+    ecore_idle_exiter_add(
+        [](void* self) -> Eina_Bool {
+          static_cast<Turns*>(self)->watch_.Lap();
+          return ECORE_CALLBACK_RENEW;
+        },
+        this);
+    ecore_idle_enterer_add(
+        [](void* data) -> Eina_Bool {
+          auto* self = static_cast<Turns*>(data);
+          self->longest_ = std::max(self->longest_, self->watch_.Lap());
+          return ECORE_CALLBACK_RENEW;
+        },
+        this);
+  }
+  void Begin() {
+    watch_.Lap();
+    longest_ = 0;
+  }
+  // In milliseconds.
+  double Longest() const { return longest_ / kMicrosecondsPerMillisecond; }
+
+ private:
+  Stopwatch watch_;
+  double longest_ = 0;
+};
+
+// An attacking process of the hostile application, which takes its orders a line each.
+class Attacker {
+ public:
+  explicit Attacker(const std::string& root) {
+    int ends[2];
+    if (socketpair(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0, ends) != 0) {
+      throw std::runtime_error("no socket pair");
+    }
+    lines_ = ends[0];
+    const std::string program = root + "/packages/org.example.bench.1/1/bin/echo-handler";
+    process_ = std::make_unique<ChildProcess>([&] {
+      dup2(ends[1], STDIN_FILENO);
+      dup2(ends[1], STDOUT_FILENO);
+      execl(program.c_str(), program.c_str(), nullptr);
+    });
+    close(ends[1]);
+  }
+  ~Attacker() { close(lines_); }
+
+  void Tell(const std::string& order) {
+    const std::string line = order + "\n";
+    send(lines_, line.data(), line.size(), MSG_NOSIGNAL);
+  }
+  // Runs the main loop until it is carried out.
+  void Do(const std::string& order) {
+    Tell(order);
+    pollfd ready = {lines_, POLLIN, 0};
+    while (poll(&ready, 1, 0) == 0) ecore_main_loop_iterate();
+    char answer[256];
+    recv(lines_, answer, sizeof answer, 0);
+  }
+
+ private:
+  int lines_ = -1;
+  std::unique_ptr<ChildProcess> process_;
+};
+
+// What is done to the agent, once its handler is connected and has asked for its commands.
+struct Attack {
+  const char* name;
+  std::vector<std::string> orders;  // "AGENT" stands for the agent's id
+};
+
+const std::vector<Attack>& Attacks() {
+  static const std::vector<Attack> attacks = {
+      {"nothing", {}},
+      {"the shortest calls without end", {"flood-on"}},
+      {"calls a byte at a time", {"drip-on"}},
+      {"calls of 1 MiB without end", {"ask-on 1048576"}},
+      {"calls of 15 MiB without end", {"ask-on 15728640"}},
+      {"connections without end", {"connect-on AGENT"}},
+      {"1,000 connections that say nothing", {"open AGENT 1000"}},
+  };
+  return attacks;
+}
+
+std::string Addressed(std::string order) {
+  const std::string agent = "AGENT";
+  const std::size_t at = order.find(agent);
+  if (at != std::string::npos) {
+    order.replace(at, agent.size(), platform::IdentifyThisProcess().app_id);
+  }
+  return order;
+}
+
+// Answers the number of an attack with microseconds of a command to the honest handler meanwhile,
+// and milliseconds of the longest turn.
+Worker::Task UnderAttack(const std::string& root) {
+  auto peer = std::make_shared<LibraryPeer>(root);
+  auto turns = std::make_shared<Turns>();
+  return [root, peer, turns](const Numbers& question) -> Numbers {
+    Attacker attacker(root);
+    const std::string agent = platform::IdentifyThisProcess().app_id;
+    attacker.Do("greet " + agent);
+    attacker.Do("join " + agent);
+    attacker.Do("fetch");
+    turns->Begin();
+    for (const auto& order : Attacks()[static_cast<std::size_t>(question[0])].orders) {
+      attacker.Tell(Addressed(order));
+    }
+    const Cost cost = peer->Measure({kCommands, kPayload});
+    return {cost.wall, turns->Longest()};
+  };
+}
+
+}  // namespace
+
+void MeasureHostile(Report& report) {
+  const TemporaryFolder root;
+  FillRoot(root.Path(), kHandlers, kHandlers);
+  const std::string program = root.Path() + "/packages/org.example.bench.1/1/bin/echo-handler";
+  std::filesystem::remove(program);
+  std::filesystem::copy_file(FolderOfBench() + "/hostile-handler", program);
+  Worker agent([&root] { return UnderAttack(root.Path()); });
+  std::vector<Samples> times(Attacks().size());
+  std::vector<Samples> turns(Attacks().size());
+  for (std::size_t round = 0; round < kRounds; ++round) {
+    for (std::size_t i = 0; i < Attacks().size(); ++i) {
+      const Numbers numbers = agent.Ask({static_cast<double>(i)});
+      times[i].push_back(numbers[0]);
+      turns[i].push_back(numbers[1]);
+    }
+  }
+  report.BeginGroup("a hostile handler beside an honest one");
+  for (std::size_t i = 1; i < Attacks().size(); ++i) {
+    const std::string name = Attacks()[i].name;
+    report.Add(Ratio(name + ": a command to the honest one", times[i], times[0], "us", AtMost(2)));
+    report.Add(
+        {name + ": longest turn of the main loop", "ms", SpreadOf(turns[i]), AtMost(10), ""});
+  }
+}
+
+}  // namespace bench

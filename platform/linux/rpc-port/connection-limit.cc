@@ -1,0 +1,21 @@
+// Copyright 2026 The qor-handler-manager authors
+// SPDX-License-Identifier: Apache-2.0
+
+#include "platform/linux/rpc-port/connection-limit.h"
+
+#include <utility>
+
+namespace platform::rpc {
+
+ConnectionLimit::Answer ConnectionLimit::Ask(const std::string& app_id) {
+  const auto found = counts_.find(app_id);
+  if (found == counts_.end() || found->second.connections < kMost) return Answer::kGranted;
+  return std::exchange(found->second.is_told, true) ? Answer::kRefusedAgain : Answer::kRefused;
+}
+
+void ConnectionLimit::Remove(const std::string& app_id) {
+  const auto found = counts_.find(app_id);
+  if (found != counts_.end() && --found->second.connections == 0) counts_.erase(found);
+}
+
+}  // namespace platform::rpc

@@ -1,0 +1,130 @@
+// Copyright 2026 The qor-handler-manager authors
+// SPDX-License-Identifier: Apache-2.0
+
+// What lies where the platform keeps its sockets and locks.
+
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <filesystem>
+#include <fstream>
+#include <stdexcept>
+#include <string>
+
+#include "trust-test.h"
+
+namespace trust {
+namespace {
+
+namespace fs = std::filesystem;
+
+class Files : public TrustTest {
+ protected:
+  std::string PortFolder() const { return Root() + "/run/ports/" + AgentId(); }
+
+  // That no agent starts, and that the log says why.
+  void ExpectNoStart(const std::string& cause) {
+    StopAgent();
+    testing::internal::CaptureStderr();
+    EXPECT_THROW(StartAgent(), std::runtime_error);
+    const std::string log = testing::internal::GetCapturedStderr();
+    EXPECT_NE(log.find(cause), std::string::npos) << log;
+  }
+};
+
+TEST_F(Files, BelowARootThatOthersMayWriteToAreNotUsed) {
+  const std::string cause =
+      "others may write to the root folder " + Root() + ", run: chmod 700 " + Root();
+  for (const mode_t mode : {0720, 0702, 0777}) {
+    ASSERT_EQ(chmod(Root().c_str(), mode), 0);
+    ExpectNoStart(cause);
+    const auto install = Qor({"package", "install", Packages() + "/silent"});
+    EXPECT_NE(install.exit_status, 0);
+    EXPECT_NE(install.errors.find(cause), std::string::npos) << install.errors;
+  }
+  ASSERT_EQ(chmod(Root().c_str(), 0755), 0);
+  StartAgent();
+  ExpectUnharmed();
+}
+
+TEST_F(Files, BelowTheRootOfAnotherUserAreNotUsed) {
+  // As root a folder can be given away; else there is one of root's.
+  const bool is_root = geteuid() == 0;
+  const std::string root = is_root ? Root() : "/usr";
+  const std::string owner = is_root ? "65534" : "0";
+  if (is_root) {
+    ASSERT_EQ(chown(root.c_str(), 65534, 65534), 0);
+  }
+  setenv("QOR_PLATFORM_ROOT", root.c_str(), 1);
+  ExpectNoStart("the root folder " + root + " belongs to user " + owner +
+                ", set QOR_PLATFORM_ROOT to a folder of your own");
+  if (is_root) {
+    ASSERT_EQ(chown(root.c_str(), 0, 0), 0);
+  }
+  setenv("QOR_PLATFORM_ROOT", Root().c_str(), 1);
+}
+
+TEST_F(Files, AreNotReachedThroughFoldersThatAreLinks) {
+  StopAgent();
+  const std::string elsewhere = Root() + "/elsewhere";
+  fs::create_directory(elsewhere);
+  for (const std::string& folder : {PortFolder(), Root() + "/run/ports", Root() + "/run"}) {
+    fs::rename(folder, folder + ".aside");
+    fs::create_directory_symlink(elsewhere, folder);
+    ExpectNoStart("folder " + folder + " is a symbolic link, remove it");
+    EXPECT_TRUE(fs::is_empty(elsewhere));
+    fs::remove(folder);
+    fs::rename(folder + ".aside", folder);
+  }
+  StartAgent();
+  ExpectUnharmed();
+}
+
+TEST_F(Files, ThatStandWhereTheSocketBelongsAreReplaced) {
+  const std::string socket = PortFolder() + "/CommandHandler";
+  const std::string precious = Root() + "/precious";
+  std::ofstream(precious) << "text";
+  for (const bool is_link : {false, true}) {
+    StopAgent();
+    fs::remove(socket);
+    if (is_link) {
+      fs::create_symlink(precious, socket);
+    } else {
+      std::ofstream(socket) << "no socket";
+    }
+    StartAgent();
+    EXPECT_TRUE(fs::is_socket(fs::symlink_status(socket)));
+    ExpectUnharmed();
+  }
+  EXPECT_EQ(fs::file_size(precious), 4u);
+}
+
+TEST_F(Files, AreNotMadeThroughALockThatIsALink) {
+  StopAgent();
+  const std::string lock = PortFolder() + "/.CommandHandler.lock";
+  const std::string target = Root() + "/made-through-a-link";
+  fs::remove(lock);
+  fs::create_symlink(target, lock);
+  ExpectNoStart("Cannot lock \"" + lock + "\"");
+  EXPECT_FALSE(fs::exists(target));
+  fs::remove(lock);
+  StartAgent();
+  ExpectUnharmed();
+}
+
+TEST_F(Files, SwappedUnderARunningAgentKeepNewcomersOutAndNobodyElse) {
+  Peer attacker(InstallAttacker("org.example.attacker"));
+  const std::string elsewhere = Root() + "/elsewhere";
+  fs::create_directory(elsewhere);
+  fs::rename(PortFolder(), PortFolder() + ".aside");
+  fs::create_directory_symlink(elsewhere, PortFolder());
+  // The honest handler is connected already.
+  ExpectUnharmed();
+  EXPECT_EQ(Greet(attacker), "no connection: Not a directory");
+  fs::remove(PortFolder());
+  fs::rename(PortFolder() + ".aside", PortFolder());
+  EXPECT_EQ(Greet(attacker), "accepted");
+}
+
+}  // namespace
+}  // namespace trust

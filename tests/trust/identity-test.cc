@@ -1,0 +1,165 @@
+// Copyright 2026 The qor-handler-manager authors
+// SPDX-License-Identifier: Apache-2.0
+
+// Who may speak to the agent, and as whom: the kernel says, not the process.
+
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <cstdlib>
+#include <filesystem>
+
+#include "platform/linux/common/process-identity.h"
+#include "platform/linux/rpc-port/admission.h"
+#include "trust-test.h"
+
+namespace trust {
+namespace {
+
+namespace fs = std::filesystem;
+
+constexpr char kId[] = "org.example.attacker";
+
+class Identity : public TrustTest {};
+
+TEST_F(Identity, OfAProcessThatIsNoApplicationIsNotEnough) {
+  ExpectOneLine("refuses host.attacker (process", [] {
+    Peer attacker;
+    EXPECT_EQ(Greet(attacker), "refused: it is no installed application");
+  });
+}
+
+TEST_F(Identity, IsNotEnoughWithoutBothPrivileges) {
+  for (const char* privilege : {kLaunch, kSharing}) {
+    const std::string id = std::string(kId) + (privilege == kLaunch ? ".launch" : ".sharing");
+    const std::string program = InstallAttacker(id, privilege);
+    ExpectOneLine("refuses " + id + " (process", [&] {
+      Peer attacker(program);
+      EXPECT_EQ(Greet(attacker), std::string("refused: it lacks the privilege ") + privilege);
+    });
+  }
+}
+
+TEST_F(Identity, IsNotThatOfACopyElsewhere) {
+  const std::string copy = Root() + "/copy";
+  fs::copy_file(InstallAttacker(kId), copy);
+  ExpectOneLine("refuses host.copy (process", [&] {
+    Peer attacker(copy);
+    EXPECT_EQ(Greet(attacker), "refused: it is no installed application");
+  });
+}
+
+TEST_F(Identity, IsNotThatOfAnotherNameOfTheSameFile) {
+  const std::string other = Root() + "/other";
+  fs::create_hard_link(InstallAttacker(kId), other);
+  ExpectOneLine("refuses host.other (process", [&] {
+    Peer attacker(other);
+    EXPECT_EQ(Greet(attacker), "refused: it is no installed application");
+  });
+}
+
+TEST_F(Identity, IsThatOfTheFileWhereALinkLeadsToIt) {
+  const std::string link = Root() + "/link";
+  fs::create_symlink(InstallAttacker(kId), link);
+  Peer attacker(link);
+  Attach(attacker);
+  ASSERT_EQ(TheAgent().Send("own", kId, ""), 0);
+  EXPECT_EQ(attacker.Ask("next"), "own org.example.attacker");
+}
+
+TEST_F(Identity, IsLostWithTheExecutable) {
+  const std::string program = InstallAttacker(kId);
+  ExpectOneLine("refuses a stranger (process", [&] {
+    Peer attacker(program);
+    EXPECT_EQ(attacker.Ask("waiting"), "-1");  // it runs
+    fs::remove(program);
+    EXPECT_EQ(Greet(attacker), "refused: it cannot be told who it is");
+  });
+}
+
+TEST_F(Identity, IsThatOfWhatStandsThereNow) {
+  const std::string program = InstallAttacker(kId);
+  Peer old(program);
+  EXPECT_EQ(old.Ask("waiting"), "-1");
+  fs::copy_file(program, program + ".new");
+  fs::rename(program + ".new", program);
+  ExpectOneLine("refuses a stranger (process",
+                [&] { EXPECT_EQ(Greet(old), "refused: it cannot be told who it is"); });
+  Peer replaced(program);
+  EXPECT_EQ(Greet(replaced), "accepted");
+}
+
+TEST_F(Identity, IsNotANameThatAProcessGivesItself) {
+  setenv(platform::kHostNameVariable, "org.example.text.handler", 1);
+  ExpectOneLine("refuses host.org.example.text.handler (process", [] {
+    Peer attacker;
+    EXPECT_EQ(Greet(attacker), "refused: it is no installed application");
+  });
+  unsetenv(platform::kHostNameVariable);
+}
+
+// Told by the kernel's word alone, and as root with a process of such a user as well.
+TEST_F(Identity, OfAnotherUserIsRefusedWhateverItsExecutable) {
+  constexpr uid_t kNobody = 65534;
+  const std::string program = InstallAttacker(kId);
+  const auto admission = platform::rpc::Admit({getpid(), geteuid() + 1}, {});
+  EXPECT_FALSE(admission.is_granted);
+  EXPECT_EQ(admission.cause, "it belongs to another user");
+  if (geteuid() != 0) return;
+  Peer attacker(program);
+  EXPECT_EQ(attacker.Ask("become " + std::to_string(kNobody)), "became");
+  // The root folder is closed to others.
+  EXPECT_EQ(Greet(attacker), "no connection: Permission denied");
+  // Who opens it, opens the socket to nobody still.
+  for (const char* folder : {"", "/run", "/run/ports"}) chmod((Root() + folder).c_str(), 0711);
+  const std::string port = Root() + "/run/ports/" + AgentId();
+  chmod(port.c_str(), 0711);
+  EXPECT_EQ(Greet(attacker), "no connection: Permission denied");
+  chmod((port + "/CommandHandler").c_str(), 0777);
+  ExpectOneLine("refuses a stranger (process",
+                [&] { EXPECT_EQ(Greet(attacker), "refused: it belongs to another user"); });
+}
+
+TEST_F(Identity, IsToldAtTheGreetingAndGoesWithTheConnection) {
+  const std::string program = InstallAttacker(kId);
+  Peer attacker(program);
+  Attach(attacker);
+  // It hands its connections to another program: that acts for the application, as its own.
+  EXPECT_EQ(attacker.Ask(std::string("exec ") + PEER_EXECUTABLE + " with-connections"),
+            "with connections");
+  ASSERT_EQ(TheAgent().Send("own", kId, ""), 0);
+  EXPECT_EQ(attacker.Ask("next"), "own org.example.attacker");
+  EXPECT_EQ(attacker.Ask("result own done"), "told true");
+  EXPECT_EQ(AwaitResponse("own").result, "done");
+  // But it cannot connect anew.
+  ExpectOneLine("refuses host.attacker (process",
+                [&] { EXPECT_EQ(Greet(attacker), "refused: it is no installed application"); });
+}
+
+TEST_F(Identity, LeavesNoConnectionsToAProgramThatIsExecuted) {
+  Peer attacker(InstallAttacker(kId));
+  Attach(attacker);
+  EXPECT_EQ(attacker.Ask(std::string("exec ") + PEER_EXECUTABLE + " alone"), "without connections");
+  ExpectUnharmed();
+}
+
+TEST_F(Identity, OfACallbackConnectionIsThatOfItsMainOne) {
+  const std::string program = InstallAttacker(kId);
+  Peer victim(program);
+  EXPECT_EQ(Greet(victim), "accepted");
+  const std::string token = victim.Ask("token");
+  const std::string unknown = "refused: its main connection is unknown";
+  // Another process of the same application knows the token, or guesses.
+  Peer thief(program);
+  for (const std::string& stolen : {token, std::string(32, '0'), token.substr(1) + "0"}) {
+    ExpectOneLine("refuses a stranger (process",
+                  [&] { EXPECT_EQ(thief.Ask("join-with " + AgentId() + " " + stolen), unknown); });
+  }
+  EXPECT_EQ(victim.Ask("join " + AgentId()), "accepted");
+  // It is worth nothing a second time.
+  ExpectOneLine("refuses a stranger (process",
+                [&] { EXPECT_EQ(victim.Ask("join-with " + AgentId() + " " + token), unknown); });
+}
+
+}  // namespace
+}  // namespace trust

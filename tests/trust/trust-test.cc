@@ -1,0 +1,75 @@
+// Copyright 2026 The qor-handler-manager authors
+// SPDX-License-Identifier: Apache-2.0
+
+#include "trust-test.h"
+
+#include "example-copy.h"
+#include "platform/linux/common/package-database.h"
+#include "platform/linux/common/process-identity.h"
+
+namespace trust {
+
+void TrustTest::SetUp() {
+  Install("text");
+  StartAgent();
+  ExpectUnharmed();
+}
+
+std::string TrustTest::InstallAttacker(const std::string& app_id,
+                                       const std::string& without_privilege) {
+  const size_t updates = TheAgent().Updates().size();
+  const std::string program =
+      InstallWithout("<privilege>" + without_privilege + "</privilege>", app_id);
+  EXPECT_TRUE(AwaitUpdates(updates + 1));
+  return program;
+}
+
+std::string TrustTest::InstallStranger(const std::string& app_id) {
+  return InstallWithout(
+      R"(<metadata key="http://tizen.org/iot/metadata/qor/command-handler" value="res/handler.yaml"/>)",
+      app_id);
+}
+
+std::string TrustTest::InstallWithout(const std::string& text, const std::string& app_id) {
+  const end_to_end::ExampleCopy copy(Packages() + "/attacker", Root() + "/" + app_id);
+  copy.Replace(text, "");
+  copy.Replace("org.example.attacker.handler", app_id);
+  copy.Replace("package=\"org.example.attacker", "package=\"" + app_id + ".package");
+  copy.Write("res/handler.yaml", "request-types: [" + app_id + "]\n");
+  const auto run = Qor({"package", "install", copy.Path()});
+  EXPECT_EQ(run.exit_status, 0) << run.errors;
+  return InstalledProgram(app_id);
+}
+
+std::string TrustTest::InstalledProgram(const std::string& app_id) {
+  const auto application = platform::FindApplication(app_id);
+  EXPECT_TRUE(application);
+  return application ? application->executable : "";
+}
+
+void TrustTest::Attach(Peer& attacker) {
+  EXPECT_EQ(Greet(attacker), "accepted");
+  EXPECT_EQ(attacker.Ask("join " + AgentId()), "accepted");
+  EXPECT_EQ(attacker.Ask("fetch"), "sent");
+  // A call is answered after what was sent before it.
+  EXPECT_EQ(attacker.Ask("ask nothing 1"), "told false");
+}
+
+void TrustTest::ExpectOneLine(const std::string& text, const std::function<void()>& action) {
+  testing::internal::CaptureStderr();
+  action();
+  const std::string log = testing::internal::GetCapturedStderr();
+  size_t count = 0;
+  for (size_t at = log.find(text); at != std::string::npos; at = log.find(text, at + 1)) ++count;
+  EXPECT_EQ(count, 1u) << "lines with \"" << text << "\" in:\n" << log;
+  ExpectUnharmed();
+}
+
+void TrustTest::ExpectUnharmed() {
+  const std::string uuid = "honest-" + std::to_string(++commands_);
+  EXPECT_EQ(Execute(uuid, "text.echo", "\"" + uuid + "\"").result, "\"" + uuid + "\"");
+}
+
+std::string TrustTest::AgentId() { return platform::IdentifyThisProcess().app_id; }
+
+}  // namespace trust
