@@ -41,13 +41,37 @@ bool ChangesFiles(const __ptrace_syscall_info& call) {
   }
 }
 
+namespace {
+
+// Keeps the stops of a traced process from whoever looks for ended ones.
+class NoNewsOfChildren {
+ public:
+  NoNewsOfChildren() {
+    sigset_t signals;
+    sigemptyset(&signals);
+    sigaddset(&signals, SIGCHLD);
+    pthread_sigmask(SIG_BLOCK, &signals, &before_);
+  }
+  NoNewsOfChildren(const NoNewsOfChildren&) = delete;
+  NoNewsOfChildren& operator=(const NoNewsOfChildren&) = delete;
+  ~NoNewsOfChildren() { Allow(); }
+  void Allow() const { pthread_sigmask(SIG_SETMASK, &before_, nullptr); }
+
+ private:
+  sigset_t before_;
+};
+
+}  // namespace
+
 bool KillAtStep(const std::vector<std::string>& arguments, int number, const IsStep& is_step) {
   std::vector<std::string> texts = arguments;
   std::vector<char*> pointers;
   for (std::string& text : texts) pointers.push_back(text.data());
   pointers.push_back(nullptr);
+  const NoNewsOfChildren quiet;
   const pid_t pid = fork();
   if (pid == 0) {
+    quiet.Allow();
     ptrace(PTRACE_TRACEME, 0, nullptr, nullptr);
     raise(SIGSTOP);
     execv(pointers[0], pointers.data());
