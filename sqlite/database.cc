@@ -68,6 +68,8 @@ Database::Database(const std::string& file, Mode mode) {
   sqlite3_busy_timeout(opened, kBusyMilliseconds);
 }
 
+bool Database::IsReadOnly() const { return sqlite3_db_readonly(database_.get(), nullptr) == 1; }
+
 Query Database::Prepare(const std::string& sql) {
   auto& statement = statements_[sql];
   if (statement == nullptr) {

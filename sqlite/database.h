@@ -56,6 +56,9 @@ class Database {
 
   Database(const std::string& file, Mode mode);
 
+  // Whether the file could only be opened for reading. That stays so, whatever becomes of the file.
+  bool IsReadOnly() const;
+
   // Prepares `sql` once and keeps it.
   Query Prepare(const std::string& sql);
   // Runs statements that give no rows.

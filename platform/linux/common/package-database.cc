@@ -45,7 +45,8 @@ constexpr char kSelectApplication[] =
     "SELECT a.id, a.package_id, a.kind, a.executable, p.preload, p.root_path "
     "FROM applications a JOIN packages p ON p.id = a.package_id ";
 
-// The one connection of this process, made anew when the root or the file behind it changes.
+// The one connection of this process, made anew when the root or the file behind it changes, and
+// with every use as long as the file can only be read.
 struct Cache {
   std::mutex mutex;
   std::string file;
@@ -86,7 +87,7 @@ class Session {
     if (!exists_ && errno != ENOENT)
       throw DatabaseError(file + ": " + std::generic_category().message(errno));
     return exists_ && cache_.database && cache_.file == file && cache_.device == status.st_dev &&
-           cache_.inode == status.st_ino;
+           cache_.inode == status.st_ino && !cache_.database->IsReadOnly();
   }
 
   void Open(const std::string& file, Access access) {

@@ -8,7 +8,6 @@
 #include <poll.h>
 #include <signal.h>
 #include <sys/stat.h>
-#include <sys/syscall.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -17,6 +16,7 @@
 
 #include "platform/linux/common/process-list.h"
 #include "platform/linux/package-manager/files.h"
+#include "platform/linux/tests/packages/support/program.h"
 
 namespace platform::test {
 namespace {
@@ -138,10 +138,7 @@ std::string PlatformTest::NextReport() {
 std::string PlatformTest::Log() const { return LogFile::Content().substr(log_start_); }
 
 void PlatformTest::AwaitEnd(pid_t pid) {
-  const UniqueFd process(static_cast<int>(syscall(SYS_pidfd_open, pid, 0)));
-  if (!process) return;
-  pollfd entry{process.Get(), POLLIN, 0};
-  EXPECT_EQ(poll(&entry, 1, kPatience), 1) << "process " << pid << " does not end";
+  EXPECT_TRUE(test::AwaitEnd(pid)) << "process " << pid << " does not end";
 }
 
 std::string Take(char* text) {

@@ -3,13 +3,29 @@
 
 #include "platform/linux/tests/packages/support/program.h"
 
+#include <poll.h>
 #include <spawn.h>
+#include <sys/syscall.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
 #include <cerrno>
 
+#include "platform/linux/common/unix-socket.h"
+
 namespace platform::test {
+namespace {
+
+constexpr int kPatience = 30'000;
+
+bool EndsWithin(pid_t pid, int milliseconds) {
+  const UniqueFd process(static_cast<int>(syscall(SYS_pidfd_open, pid, 0)));
+  if (!process) return true;
+  pollfd entry{process.Get(), POLLIN, 0};
+  return poll(&entry, 1, milliseconds) == 1;
+}
+
+}  // namespace
 
 pid_t Start(const std::string& file, const std::vector<std::string>& arguments) {
   std::vector<std::string> texts = {file};
@@ -28,6 +44,10 @@ int Await(pid_t pid) {
     if (errno != EINTR) return -1;
   return WIFSIGNALED(status) ? -WTERMSIG(status) : WEXITSTATUS(status);
 }
+
+bool HasEnded(pid_t pid) { return EndsWithin(pid, 0); }
+
+bool AwaitEnd(pid_t pid) { return EndsWithin(pid, kPatience); }
 
 std::string ToolPath() { return TEST_TOOL; }
 

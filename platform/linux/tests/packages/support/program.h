@@ -17,6 +17,11 @@ pid_t Start(const std::string& file, const std::vector<std::string>& arguments);
 // Waits for its end. The exit status, or minus the signal that ended it.
 int Await(pid_t pid);
 
+// Whether a process that need not be a child has ended, with all that it held.
+bool HasEnded(pid_t pid);
+// Waits for that; false when it takes too long.
+bool AwaitEnd(pid_t pid);
+
 // What the test tool understands stands in test-tool.cc.
 pid_t StartTool(const std::vector<std::string>& arguments);
 int RunTool(const std::vector<std::string>& arguments);

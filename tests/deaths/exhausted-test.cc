@@ -1,0 +1,96 @@
+// Copyright 2026 The qor-handler-manager authors
+// SPDX-License-Identifier: Apache-2.0
+
+// An agent whose machine has no process or no descriptor left for it.
+#include <dlfcn.h>
+#include <spawn.h>
+#include <sys/resource.h>
+#include <unistd.h>
+
+#include <cerrno>
+
+#include "end-to-end/end-to-end-test.h"
+
+namespace {
+
+// What every launch fails with, 0 for none.
+int launch_failure = 0;
+
+}  // namespace
+
+// In place of the C library's.
+extern "C" __attribute__((visibility("default"))) int posix_spawn(
+    pid_t* pid, const char* path, const posix_spawn_file_actions_t* actions,
+    const posix_spawnattr_t* attributes, char* const arguments[], char* const environment[]) {
+  if (launch_failure != 0) return launch_failure;
+  static const auto next =
+      reinterpret_cast<decltype(&posix_spawn)>(dlsym(RTLD_NEXT, "posix_spawn"));
+  return next(pid, path, actions, attributes, arguments, environment);
+}
+
+namespace deaths {
+namespace {
+
+// As long as it lives, this process gets no further descriptor.
+class NoDescriptors {
+ public:
+  NoDescriptors() {
+    getrlimit(RLIMIT_NOFILE, &before_);
+    const int next = dup(STDERR_FILENO);
+    close(next);
+    const rlimit none = {static_cast<rlim_t>(next), before_.rlim_max};
+    setrlimit(RLIMIT_NOFILE, &none);
+  }
+  NoDescriptors(const NoDescriptors&) = delete;
+  NoDescriptors& operator=(const NoDescriptors&) = delete;
+  ~NoDescriptors() { setrlimit(RLIMIT_NOFILE, &before_); }
+
+ private:
+  rlimit before_;
+};
+
+class Exhausted : public end_to_end::EndToEndTest {
+ protected:
+  Exhausted() {
+    Install("text");
+    StartAgent();
+  }
+  // Nothing of it stays pending: the uuid is free.
+  void ExpectOrdinaryWorkOf(const std::string& uuid) {
+    EXPECT_EQ(Execute(uuid, "text.echo", "\"a\"").result, "\"a\"");
+  }
+};
+
+TEST_F(Exhausted, ALaunchWithoutProcessesFailsAndLeavesNothingPending) {
+  for (const int reason : {EAGAIN, ENOMEM}) {
+    launch_failure = reason;
+    const auto refused = Execute("one", "text.echo", "\"a\"");
+    launch_failure = 0;
+    EXPECT_EQ(
+        refused.error,
+        "not accepted: " + std::to_string(QOR_HANDLER_MANAGER_ERROR_FAIL_TO_SEND_APP_CONTROL));
+  }
+  ExpectOrdinaryWorkOf("one");
+}
+
+TEST_F(Exhausted, ALaunchWithoutDescriptorsFailsAndLeavesNothingPending) {
+  {
+    const NoDescriptors none;
+    EXPECT_EQ(
+        Execute("one", "text.echo", "\"a\"").error,
+        "not accepted: " + std::to_string(QOR_HANDLER_MANAGER_ERROR_FAIL_TO_SEND_APP_CONTROL));
+  }
+  ExpectOrdinaryWorkOf("one");
+}
+
+TEST_F(Exhausted, AConnectedHandlerServesWithoutDescriptors) {
+  ExpectOrdinaryWorkOf("one");
+  {
+    const NoDescriptors none;
+    ExpectOrdinaryWorkOf("two");
+  }
+  ExpectOrdinaryWorkOf("three");
+}
+
+}  // namespace
+}  // namespace deaths

@@ -1,0 +1,18 @@
+// Copyright 2026 The qor-handler-manager authors
+// SPDX-License-Identifier: Apache-2.0
+
+// An agent that sends one command of type "probe.run", with the uuid that it is called with, and
+// prints the result.
+#include <iostream>
+
+#include "agent/agent.h"
+
+int main(int argc, char** argv) {
+  if (argc != 2) return 2;
+  tools::Agent agent(60'000, 60'000);
+  if (agent.Send(argv[1], "probe.run", "") != 0) return 1;
+  const auto* response = agent.WaitForResponse(argv[1], 60);
+  if (response == nullptr) return 1;
+  std::cout << response->result << response->error << '\n';
+  return 0;
+}
