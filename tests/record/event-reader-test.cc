@@ -65,6 +65,17 @@ TEST(EventReader, NamesTheMemberThatIsMissingOrOfAnotherKind) {
       "\"granted\" is no truth value");
 }
 
+TEST(EventReader, RefusesATimeBeforeTheClockBegan) {
+  EXPECT_EQ(ReasonFor(R"({"t":-1,"pid":1,"event":"end"})"),
+            "\"t\" is no time of the monotonic clock, which is not negative");
+}
+
+TEST(EventReader, RefusesALineOfAnyDepth) {
+  const std::string deep(1'000'000, '[');
+  EXPECT_EQ(ReasonFor(deep), "no JSON: Invalid value.");
+  EXPECT_EQ(ReasonFor(deep + std::string(deep.size(), ']')), "no JSON object");
+}
+
 TEST(EventReader, ReplacesBytesThatAreNoUtf8AndKeepsWhatIs) {
   const std::string kept = "\u00e9\u20ac\U0001F600";
   const auto events = Read(Accepted(1, kept) +

@@ -82,7 +82,8 @@ void Set(bool& place, const char* key, const rapidjson::Value& value) {
 Event Parse(const std::string& text) {
   const std::string line_text = AsUtf8(text);
   rapidjson::Document line;
-  line.Parse(line_text.data(), line_text.size());
+  // Iterative: what stands in a file must not decide how deep the stack gets.
+  line.Parse<rapidjson::kParseIterativeFlag>(line_text.data(), line_text.size());
   if (line.HasParseError()) {
     throw std::invalid_argument(std::string("no JSON: ") +
                                 rapidjson::GetParseError_En(line.GetParseError()));
@@ -91,6 +92,8 @@ Event Parse(const std::string& text) {
   Event event;
   std::string name;
   Set(event.time, "t", Find(line, "t"));
+  // Then no difference of two times is beyond an integer.
+  if (event.time < 0) Refuse("t", "time of the monotonic clock, which is not negative");
   Set(event.process, "pid", Find(line, "pid"));
   Set(name, "event", Find(line, "event"));
   if (!FindKind(name, &event.kind))
