@@ -7,16 +7,20 @@
 #include <sys/socket.h>
 #include <unistd.h>
 
+#include <chrono>
 #include <cstring>
 #include <filesystem>
 #include <utility>
+#include <vector>
 
 #include "input.h"
 #include "loop.h"
 #include "platform/linux/app-control/launch-protocol.h"
+#include "platform/linux/common/message.h"
 #include "platform/linux/common/package-database.h"
 #include "platform/linux/common/root-folder.h"
 #include "platform/linux/common/unix-socket.h"
+#include "platform/linux/package-manager/package-event.h"
 #include "platform/linux/rpc-port/greeting.h"
 #include "qor_handler_manager.h"
 #include "target.h"
@@ -28,6 +32,7 @@ namespace fs = std::filesystem;
 using fuzz::Input;
 using platform::UniqueFd;
 
+constexpr char kPackageId[] = "org.example.fuzz.package";
 constexpr char kAppId[] = "org.example.fuzz";
 constexpr size_t kTypes = 3;
 
@@ -35,7 +40,7 @@ std::string TypeNumber(size_t number) { return "type." + std::to_string(number);
 
 void InstallThisProcess() {
   platform::PackageRecord package;
-  package.id = "org.example.fuzz.package";
+  package.id = kPackageId;
   package.version = "1.0.0";
   package.root_path = fuzz::ScratchFolder() + "/package";
   package.privileges = {"http://tizen.org/privilege/datasharing",
@@ -105,6 +110,11 @@ class Session {
           return static_cast<int>(static_cast<Session*>(self)->input_.Below(2));
         },
         this);
+    qor_handler_manager_set_handler_update_cb(
+        [](qor_handler_update_type_e, qor_handler_manager_handler_info_h, void* self) {
+          static_cast<Session*>(self)->React();
+        },
+        this);
   }
 
   // What the client does inside a callback.
@@ -125,7 +135,7 @@ class Session {
   }
 
   void Step() {
-    switch (input_.Below(9)) {
+    switch (input_.Below(11)) {
       case 0:
         Join();
         break;
@@ -151,9 +161,42 @@ class Session {
       case 7:
         (input_.Below(2) == 0 ? main_ : callback_).Reset();
         break;
+      case 8:
+        SendLongParcel();
+        break;
+      case 9:
+        TellEvent();
+        break;
       default:
         qor_handler_manager_shutdown();
         Start();
+    }
+  }
+
+  // So long that it is taken over instead of copied.
+  void SendLongParcel() {
+    constexpr size_t kLong = 5000;
+    std::string values = input_.Text();
+    while (!values.empty() && values.size() < kLong) values += values;
+    fuzz::Send(main_, fuzz::FrameWith(values));
+  }
+
+  // As an installer does, which does not wait for the word that it was heard.
+  void TellEvent() {
+    platform::PackageEvent event;
+    event.package_id = input_.Below(4) == 0 ? "org.example.other" : kPackageId;
+    event.type = static_cast<package_manager_event_type_e>(input_.Below(3));
+    event.state = static_cast<package_manager_event_state_e>(input_.Below(4));
+    std::vector<uint8_t> bytes = platform::EncodeEvent(event);
+    if (input_.Below(4) == 0) {
+      const std::string text = input_.Text();
+      bytes.assign(text.begin(), text.end());
+    }
+    const std::string folder = platform::FolderBelowRoot(platform::kEventSocketFolder);
+    for (const auto& listener : fs::directory_iterator(folder)) {
+      const UniqueFd socket = platform::ConnectTo(folder, listener.path().filename());
+      if (socket) platform::SendMessage(socket.Get(), bytes, std::chrono::seconds(1));
+      fuzz::RunLoop();
     }
   }
 

@@ -60,6 +60,9 @@ TEST(EventReader, NamesTheMemberThatIsMissingOrOfAnotherKind) {
       ReasonFor(R"({"t":1,"pid":1,"event":"extension","uuid":"u","handler":"","seconds":"x"})"),
       "\"seconds\" is no number");
   EXPECT_EQ(
+      ReasonFor(R"({"t":1,"pid":1,"event":"extension","uuid":"u","handler":"","seconds":9e308})"),
+      "\"seconds\" is no finite number");
+  EXPECT_EQ(
       ReasonFor(
           R"({"t":1,"pid":1,"event":"extension","uuid":"u","handler":"","seconds":1,"granted":1})"),
       "\"granted\" is no truth value");

@@ -9,6 +9,7 @@
 #include <rapidjson/memorystream.h>
 
 #include <algorithm>
+#include <cmath>
 #include <stdexcept>
 
 namespace qor::record {
@@ -71,6 +72,8 @@ void Set(std::int64_t& place, const char* key, const rapidjson::Value& value) {
 void Set(double& place, const char* key, const rapidjson::Value& value) {
   if (!value.IsNumber()) Refuse(key, "number");
   place = value.GetDouble();
+  // Digits of more than a double holds become infinity.
+  if (!std::isfinite(place)) Refuse(key, "finite number");
 }
 
 void Set(bool& place, const char* key, const rapidjson::Value& value) {
