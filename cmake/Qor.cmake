@@ -12,6 +12,9 @@ if(QOR_SANITIZE)
   add_compile_options(-fsanitize=${QOR_SANITIZE} -fno-omit-frame-pointer -fno-sanitize-recover=all)
   add_link_options(-fsanitize=${QOR_SANITIZE})
 endif()
+if(QOR_BUILD_FUZZ)
+  add_compile_options(-fsanitize-ignorelist=${CMAKE_CURRENT_SOURCE_DIR}/tests/fuzz/ignore.txt)
+endif()
 
 # Build paths stay out of the binaries, the ones too that a compiler cache has made relative.
 cmake_path(RELATIVE_PATH CMAKE_SOURCE_DIR BASE_DIRECTORY ${CMAKE_BINARY_DIR}

@@ -17,6 +17,14 @@ constexpr int kBusyMilliseconds = 10'000;
       sqlite3_errcode(database) & 0xff);
 }
 
+// A file may be damaged or another's: what it declares is data, and no code that runs in a query.
+void TakeAsData(sqlite3* database) {
+  for (const int right : {SQLITE_DBCONFIG_ENABLE_TRIGGER, SQLITE_DBCONFIG_ENABLE_VIEW,
+                          SQLITE_DBCONFIG_TRUSTED_SCHEMA}) {
+    sqlite3_db_config(database, right, 0, nullptr);
+  }
+}
+
 }  // namespace
 
 Query::Query(sqlite3* database, sqlite3_stmt* statement)
@@ -66,6 +74,7 @@ Database::Database(const std::string& file, Mode mode) {
   database_.reset(opened);
   if (result != SQLITE_OK) throw DatabaseError(file + ": " + sqlite3_errstr(result), result & 0xff);
   sqlite3_busy_timeout(opened, kBusyMilliseconds);
+  TakeAsData(opened);
 }
 
 bool Database::IsReadOnly() const { return sqlite3_db_readonly(database_.get(), nullptr) == 1; }

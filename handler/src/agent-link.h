@@ -20,7 +20,7 @@ namespace qor::internal {
 
 // The way to one agent, through as many connections as it takes: connects again after a loss and
 // keeps answers until they can be handed over. Main loop's thread only.
-class AgentLink : private Connection::Observer {
+class AgentLink final : private Connection::Observer {
  public:
   class Receiver {
    public:

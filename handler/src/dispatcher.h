@@ -29,9 +29,9 @@ class Agents {
 };
 
 // Runs the function of each command, once. Main loop's thread only.
-class Dispatcher : public AgentLink::Receiver,
-                   public CommandOwner,
-                   public std::enable_shared_from_this<Dispatcher> {
+class Dispatcher final : public AgentLink::Receiver,
+                         public CommandOwner,
+                         public std::enable_shared_from_this<Dispatcher> {
  public:
   using Functions = std::map<std::string, Handler::Function>;
 

@@ -18,7 +18,7 @@ namespace qor::internal {
 
 // What lives while the application runs: the answers, the commands in work, a link for each agent.
 // Main loop's thread only.
-class Session : private Agents {
+class Session final : private Agents {
  public:
   // An empty path keeps the answers in memory. The functions must outlive this object.
   Session(const Dispatcher::Functions& functions, const std::string& answers_path,

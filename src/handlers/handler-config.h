@@ -11,10 +11,11 @@
 namespace handlers {
 
 // What a handler application declares in the YAML file that its manifest points to: a mapping with
-// the key "request-types", a list of texts.
+// the key "request-types", a list of texts. Neither the file nor all the texts may be longer than
+// 1 MiB.
 class HandlerConfig {
  public:
-  // Throws YAML::Exception when the file cannot be read or understood.
+  // Throws YAML::Exception when the file cannot be read or understood, or is too long.
   static HandlerConfig Load(const std::string& path);
 
   // Never fails: a file that cannot be read or understood yields no request types and an error line

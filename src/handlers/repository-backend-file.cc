@@ -66,7 +66,8 @@ std::vector<std::shared_ptr<BaseHandler>> FileRepositoryBackend::Load() {
   rapidjson::MemoryPoolAllocator<> allocator;
   rapidjson::Document document(&allocator, kParseStackBytes);
   rapidjson::IStreamWrapper stream(file);
-  document.ParseStream(stream);
+  // Iterative: no file decides how deep the stack gets.
+  document.ParseStream<rapidjson::kParseIterativeFlag>(stream);
 
   // operator[] asserts that the member is there; a lookup would not.
   const rapidjson::Value& entries = static_cast<const rapidjson::Document&>(document)["handlers"];

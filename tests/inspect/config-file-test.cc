@@ -58,6 +58,21 @@ TEST_F(ConfigFiles, NameAValueThatIsNoList) {
             "pkg/handler.yaml:1: request-types: the list is empty");
 }
 
+TEST_F(ConfigFiles, NameWhatIsTooLong) {
+  EXPECT_EQ(Obstacle(std::string((1 << 20) + 1, '#')),
+            "pkg/handler.yaml: the file is longer than 1048576 bytes");
+  std::string multiplied = "x: &x " + std::string(1 << 19, 'x') + "\nrequest-types: [*x, *x, *x]\n";
+  EXPECT_EQ(Obstacle(multiplied),
+            "pkg/handler.yaml: the request types are together longer than 1048576 bytes");
+}
+
+TEST_F(ConfigFiles, FindADashWithoutATextBeforeAnyComment) {
+  const ConfigFile config =
+      Read("request-types:\n  - a\n  - #" + std::string(500'000, '#') + "\n  # more\n\n");
+  ASSERT_EQ(config.doubts.size(), 1u);
+  EXPECT_EQ(config.doubts[0].place.line, 3);
+}
+
 TEST_F(ConfigFiles, NameAFolder) {
   std::filesystem::create_directory(Folder() + "/folder");
   const auto config = ReadConfigFile(Folder() + "/folder", "folder");

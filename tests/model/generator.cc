@@ -3,6 +3,7 @@
 
 #include <algorithm>
 #include <array>
+#include <numeric>
 #include <random>
 #include <tuple>
 #include <utility>
@@ -36,14 +37,21 @@ constexpr Weights kChurn{0, 0, 0, 0, 0, 0, 1, 40, 2, 0, 2, 35, 4, 0, 16, 0};
 constexpr Weights kTime{0, 0, 0, 1, 0, 0, 3, 10, 4, 3, 8, 6, 15, 0, 50, 0};
 constexpr Weights kPackaging{20, 6, 30, 0, 0, 2, 4, 12, 5, 3, 4, 4, 0, 0, 4, 2};
 
+size_t Sum(const Weights& weights) {
+  return static_cast<size_t>(std::accumulate(weights.begin(), weights.end(), 0));
+}
+
 class Generator {
  public:
-  explicit Generator(std::uint64_t seed) : random_(seed) {}
+  explicit Generator(Choose choose) : choose_(std::move(choose)) {}
 
+  // As many as the choices say, in phases of different kinds.
   std::vector<Operation> Make();
+  // Of all kinds, until it is over.
+  std::vector<Operation> MakeUntil(const std::function<bool()>& is_over);
 
  private:
-  size_t Below(size_t limit) { return static_cast<size_t>(random_() % limit); }
+  size_t Below(size_t limit) { return choose_(limit); }
   bool Chance(size_t percent) { return Below(100) < percent; }
   template <typename T>
   const T& OneOf(const std::vector<T>& all) {
@@ -52,6 +60,7 @@ class Generator {
 
   void Begin();
   void AddPhase(const Weights& weights, size_t length);
+  void AddRandom(const Weights& weights, size_t total);
   void Add(const Operation& operation);
   Operation Random(Kind kind);
   Package RandomPackage(const KnownPackage& known);
@@ -64,7 +73,7 @@ class Generator {
   std::string RandomApp() { return OneOf(OneOf(kPackages).apps); }
   double RandomTime();
 
-  std::mt19937_64 random_;
+  const Choose choose_;
   Model model_;
   std::vector<Operation> operations_;
   // Most sends of a phase go one way, so that commands gather.
@@ -104,6 +113,13 @@ std::vector<Operation> Generator::Make() {
   return operations_;
 }
 
+std::vector<Operation> Generator::MakeUntil(const std::function<bool()>& is_over) {
+  Begin();
+  favourite_type_ = OneOf(kTypes);
+  while (!is_over()) AddRandom(kMixed, Sum(kMixed));
+  return operations_;
+}
+
 void Generator::Begin() {
   for (const KnownPackage& known : kPackages) {
     if (!Chance(70)) continue;
@@ -121,14 +137,15 @@ void Generator::Begin() {
 }
 
 void Generator::AddPhase(const Weights& weights, size_t length) {
-  int total = 0;
-  for (const int weight : weights) total += weight;
-  for (size_t i = 0; i < length; ++i) {
-    int left = static_cast<int>(Below(static_cast<size_t>(total)));
-    size_t kind = 0;
-    while (left >= weights[kind]) left -= weights[kind++];
-    Add(Random(static_cast<Kind>(kind)));
-  }
+  const size_t total = Sum(weights);
+  for (size_t i = 0; i < length; ++i) AddRandom(weights, total);
+}
+
+void Generator::AddRandom(const Weights& weights, size_t total) {
+  int left = static_cast<int>(Below(total));
+  size_t kind = 0;
+  while (left >= weights[kind]) left -= weights[kind++];
+  Add(Random(static_cast<Kind>(kind)));
 }
 
 void Generator::Add(const Operation& operation) {
@@ -299,6 +316,14 @@ double Generator::RandomTime() {
 
 }  // namespace
 
-std::vector<Operation> Generate(std::uint64_t seed) { return Generator(seed).Make(); }
+std::vector<Operation> Generate(std::uint64_t seed) {
+  std::mt19937_64 random(seed);
+  return Generator([&random](size_t limit) { return static_cast<size_t>(random() % limit); })
+      .Make();
+}
+
+std::vector<Operation> Generate(const Choose& choose, const std::function<bool()>& is_over) {
+  return Generator(choose).MakeUntil(is_over);
+}
 
 }  // namespace model

@@ -4,7 +4,9 @@
 #ifndef TESTS_MODEL_SEQUENCE_H_
 #define TESTS_MODEL_SEQUENCE_H_
 
+#include <cstddef>
 #include <cstdint>
+#include <functional>
 #include <optional>
 #include <string>
 #include <vector>
@@ -15,6 +17,11 @@ namespace model {
 
 // A random sequence; the seed alone decides it.
 std::vector<Operation> Generate(std::uint64_t seed);
+
+// A choice out of so many.
+using Choose = std::function<std::size_t(std::size_t limit)>;
+// A sequence that somebody else's choices decide, until these are over.
+std::vector<Operation> Generate(const Choose& choose, const std::function<bool()>& is_over);
 
 struct Mismatch {
   size_t step;  // index of the operation after which it was seen

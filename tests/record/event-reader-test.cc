@@ -60,9 +60,23 @@ TEST(EventReader, NamesTheMemberThatIsMissingOrOfAnotherKind) {
       ReasonFor(R"({"t":1,"pid":1,"event":"extension","uuid":"u","handler":"","seconds":"x"})"),
       "\"seconds\" is no number");
   EXPECT_EQ(
+      ReasonFor(R"({"t":1,"pid":1,"event":"extension","uuid":"u","handler":"","seconds":9e308})"),
+      "\"seconds\" is no finite number");
+  EXPECT_EQ(
       ReasonFor(
           R"({"t":1,"pid":1,"event":"extension","uuid":"u","handler":"","seconds":1,"granted":1})"),
       "\"granted\" is no truth value");
+}
+
+TEST(EventReader, RefusesATimeBeforeTheClockBegan) {
+  EXPECT_EQ(ReasonFor(R"({"t":-1,"pid":1,"event":"end"})"),
+            "\"t\" is no time of the monotonic clock, which is not negative");
+}
+
+TEST(EventReader, RefusesALineOfAnyDepth) {
+  const std::string deep(1'000'000, '[');
+  EXPECT_EQ(ReasonFor(deep), "no JSON: Invalid value.");
+  EXPECT_EQ(ReasonFor(deep + std::string(deep.size(), ']')), "no JSON object");
 }
 
 TEST(EventReader, ReplacesBytesThatAreNoUtf8AndKeepsWhatIs) {

@@ -70,5 +70,12 @@ TEST(AgentLinesOfGarbage, AreRefusedWhereverTheyAreCutOff) {
     EXPECT_FALSE(IsUnderstood(line.substr(0, size))) << line.substr(0, size);
 }
 
+TEST(AgentLinesWithNumbers, KeepEveryDigitOfThePayload) {
+  const std::string payload = R"([0e40,-0.0,12345678901234567890123,0.1000,{"a":1E-400},9e308])";
+  const AgentLine line =
+      ParseAgentLine(R"({"payload": )" + payload + R"(, "type":"t","uuid":"u"})");
+  EXPECT_EQ(std::get<CommandLine>(line).payload, payload);
+}
+
 }  // namespace
 }  // namespace qor

@@ -87,6 +87,35 @@ TEST_F(HandlerConfig, RefusesAnItemThatIsNoScalar) {
   ExpectError();
 }
 
+TEST_F(HandlerConfig, RefusesAFolder) {
+  EXPECT_EQ(handlers::HandlerConfig::FromYaml(fake::DataPath()).RequestTypes(), Texts{});
+  EXPECT_EQ(ErrorsFor(fake::DataPath()), 1);
+}
+
+TEST_F(HandlerConfig, TakesAMebibyteAndNoMore) {
+  std::string yaml = "request-types: [alpha]\n#";
+  yaml.resize(1 << 20, '#');
+  EXPECT_EQ(TypesIn(yaml), Texts{"alpha"});
+  EXPECT_EQ(TypesIn(yaml + "#"), Texts{});
+  ExpectError();
+}
+
+TEST_F(HandlerConfig, CountsWhatAliasesMultiply) {
+  const std::string anchor = "x: &x " + std::string(1 << 18, 'x') + "\nrequest-types: ";
+  EXPECT_EQ(TypesIn(anchor + "[*x, *x, *x, *x]\n").size(), 4u);
+  EXPECT_EQ(TypesIn(anchor + "[*x, *x, *x, *x, more]\n"), Texts{});
+  ExpectError();
+}
+
+TEST_F(HandlerConfig, RefusesADocumentOfAnyDepth) {
+  for (const std::string level : {"[", "{a: ", "- ", "? "}) {
+    std::string yaml = "request-types: ";
+    if (level == "- " || level == "? ") yaml += "\n";
+    for (int i = 0; i < 100'000; ++i) yaml += level;
+    EXPECT_EQ(TypesIn(yaml), Texts{}) << level;
+  }
+}
+
 TEST_F(HandlerConfig, RefusesAMalformedDocument) {
   EXPECT_EQ(TypesIn("request-types: [alpha\n"), Texts{});
   ExpectError();

@@ -174,6 +174,10 @@ TEST_F(FileBackendDeathTest, DoesNotReadAnEmptyFile) { ExpectAbort("", kNoObject
 
 TEST_F(FileBackendDeathTest, DoesNotReadWhatIsNoJson) { ExpectAbort("no json", kNoObject); }
 
+TEST_F(FileBackendDeathTest, DoesNotReadADocumentOfAnyDepth) {
+  ExpectAbort(std::string(200'000, '['), kNoObject);
+}
+
 TEST_F(FileBackendDeathTest, DoesNotReadHalfADocument) {
   ExpectAbort(R"({"handlers":[)", kNoObject);
 }

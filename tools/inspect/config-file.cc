@@ -3,14 +3,12 @@
 
 #include "inspect/config-file.h"
 
-#include <yaml-cpp/yaml.h>
-
 #include <algorithm>
 #include <cstddef>
 #include <filesystem>
 #include <fstream>
-#include <regex>
 
+#include "handlers/config-text.h"
 #include "handlers/handler-config.h"
 #include "inspect/similar.h"
 
@@ -54,6 +52,15 @@ std::vector<std::string> ReadLines(const std::string& path) {
   return lines;
 }
 
+// Nothing but a dash, and a comment behind it.
+bool IsBareDash(const std::string& line) {
+  constexpr char kBlanks[] = " \t\r";
+  const std::size_t dash = line.find_first_not_of(kBlanks);
+  if (dash == std::string::npos || line[dash] != '-') return false;
+  const std::size_t next = line.find_first_not_of(kBlanks, dash + 1);
+  return next == std::string::npos || line[next] == '#';
+}
+
 // The parser says where the next thing stands when there is nothing behind a dash.
 int LineOfNull(const YAML::Node& item, const std::vector<std::string>& lines) {
   const auto line = static_cast<std::size_t>(item.Mark().line);
@@ -62,9 +69,8 @@ int LineOfNull(const YAML::Node& item, const std::vector<std::string>& lines) {
     const std::string before = lines[line].substr(0, column);
     if (before.find_last_not_of(" \t") != std::string::npos) return LineOf(item);
   }
-  static const std::regex bare_dash(R"(\s*-\s*(#.*)?)");
   for (std::size_t i = std::min(line + 1, lines.size()); i > 0; --i) {
-    if (std::regex_match(lines[i - 1], bare_dash)) return static_cast<int>(i);
+    if (IsBareDash(lines[i - 1])) return static_cast<int>(i);
   }
   return LineOf(item);
 }
@@ -99,7 +105,7 @@ ConfigFile OfConfiguration(ConfigFile config) {
 
 Finding DiagnoseFile(const std::string& path, const std::string& file) {
   try {
-    const YAML::Node root = YAML::LoadFile(path);
+    const YAML::Node root = handlers::LoadConfigText(path);
     return Diagnose(root, file);
   } catch (const YAML::ParserException& error) {
     return {"not YAML: " + error.msg, "correct it there", {file, error.mark.line + 1}};
@@ -118,7 +124,7 @@ ConfigFile ReadConfigFile(const std::string& path, const std::string& shown_as) 
   }
   try {
     const auto types = handlers::HandlerConfig::Load(path).RequestTypes();
-    const YAML::Node root = YAML::LoadFile(path);
+    const YAML::Node root = handlers::LoadConfigText(path);
     const YAML::Node list = root[kKey];
     if (types.empty()) {
       return OfConfiguration(
@@ -127,6 +133,8 @@ ConfigFile ReadConfigFile(const std::string& path, const std::string& shown_as) 
            {}});
     }
     return OfConfiguration({{types.begin(), types.end()}, {}, Doubts(list, path, shown_as)});
+  } catch (const handlers::ConfigTooLong& refusal) {
+    return OfConfiguration({{}, {{refusal.msg, "make it shorter", {shown_as}}}, {}});
   } catch (const YAML::Exception&) {
     return OfConfiguration({{}, {DiagnoseFile(path, shown_as)}, {}});
   }
@@ -134,7 +142,7 @@ ConfigFile ReadConfigFile(const std::string& path, const std::string& shown_as) 
 
 int LineOfRequestType(const std::string& path, const std::string& type) {
   try {
-    const YAML::Node root = YAML::LoadFile(path);
+    const YAML::Node root = handlers::LoadConfigText(path);
     for (const YAML::Node& item : root[kKey]) {
       if (item.IsScalar() && item.Scalar() == type) return LineOf(item);
     }

@@ -4,6 +4,9 @@
 #include "agent-lines.h"
 
 #include <rapidjson/document.h>
+#include <rapidjson/memorystream.h>
+#include <rapidjson/reader.h>
+#include <rapidjson/writer.h>
 
 #include <algorithm>
 #include <initializer_list>
@@ -43,19 +46,52 @@ std::string NameIn(const Value& object, const char* key) {
   return name;
 }
 
-std::string PayloadOf(const Value& value) {
+// Writes the payload of a line out, by itself and without white space; its numbers as they stand
+// there, because not every digit survives in a double.
+class PayloadCopy : public rapidjson::BaseReaderHandler<rapidjson::UTF8<>, PayloadCopy> {
+ public:
+  std::string Text() const { return text_.GetString(); }
+
+  bool Null() { return !copies_ || writer_.Null(); }
+  bool Bool(bool value) { return !copies_ || writer_.Bool(value); }
+  bool RawNumber(const char* digits, rapidjson::SizeType size, bool) {
+    return !copies_ || writer_.RawValue(digits, size, rapidjson::kNumberType);
+  }
+  bool String(const char* text, rapidjson::SizeType size, bool) {
+    return !copies_ || writer_.String(text, size);
+  }
+  bool Key(const char* name, rapidjson::SizeType size, bool) {
+    if (level_ > 1) return !copies_ || writer_.Key(name, size);
+    copies_ = std::string_view(name, size) == "payload";
+    return true;
+  }
+  bool StartObject() { return ++level_ == 1 || !copies_ || writer_.StartObject(); }
+  bool EndObject(rapidjson::SizeType) { return --level_ == 0 || !copies_ || writer_.EndObject(); }
+  bool StartArray() { return ++level_ == 1 || !copies_ || writer_.StartArray(); }
+  bool EndArray(rapidjson::SizeType) { return --level_ == 0 || !copies_ || writer_.EndArray(); }
+
+ private:
+  rapidjson::StringBuffer text_;
+  rapidjson::Writer<rapidjson::StringBuffer> writer_{text_};
+  int level_ = 0;
+  bool copies_ = false;
+};
+
+std::string PayloadOf(const Value& value, std::string_view line) {
   if (value.IsString()) return SendableText(value, "payload");
-  rapidjson::StringBuffer text;
-  rapidjson::Writer<rapidjson::StringBuffer> writer(text);
-  value.Accept(writer);
-  return text.GetString();
+  PayloadCopy copy;
+  rapidjson::MemoryStream stream(line.data(), line.size());
+  rapidjson::Reader reader;
+  reader.Parse<rapidjson::kParseIterativeFlag | rapidjson::kParseNumbersAsStringsFlag>(stream,
+                                                                                       copy);
+  return copy.Text();
 }
 
-CommandLine ParseCommand(const Value& object) {
+CommandLine ParseCommand(const Value& object, std::string_view line) {
   RequireMembers(object, {"type", "payload", "uuid"});
   CommandLine command;
   command.type = NameIn(object, "type");
-  if (object.HasMember("payload")) command.payload = PayloadOf(object["payload"]);
+  if (object.HasMember("payload")) command.payload = PayloadOf(object["payload"], line);
   if (object.HasMember("uuid")) command.uuid = NameIn(object, "uuid");
   return command;
 }
@@ -97,10 +133,9 @@ NegotiationLine ParseNegotiation(const Value& object) {
 AgentLine ParseAgentLine(std::string_view line) {
   if (const auto fault = FindJsonFault(line)) throw LineFault(fault->what, "", fault->column);
   rapidjson::Document document;
-  document.Parse<rapidjson::kParseIterativeFlag | rapidjson::kParseFullPrecisionFlag>(line.data(),
-                                                                                      line.size());
+  document.Parse<rapidjson::kParseIterativeFlag>(line.data(), line.size());
   if (!document.IsObject()) throw LineFault("must be a JSON object", "");
-  if (document.HasMember("type")) return ParseCommand(document);
+  if (document.HasMember("type")) return ParseCommand(document, line);
   if (document.HasMember("configuration")) return ParseConfiguration(document);
   if (document.HasMember("handlers")) return ParseHandlers(document);
   if (document.HasMember("negotiation")) return ParseNegotiation(document);

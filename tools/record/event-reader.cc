@@ -9,6 +9,7 @@
 #include <rapidjson/memorystream.h>
 
 #include <algorithm>
+#include <cmath>
 #include <stdexcept>
 
 namespace qor::record {
@@ -71,6 +72,8 @@ void Set(std::int64_t& place, const char* key, const rapidjson::Value& value) {
 void Set(double& place, const char* key, const rapidjson::Value& value) {
   if (!value.IsNumber()) Refuse(key, "number");
   place = value.GetDouble();
+  // Digits of more than a double holds become infinity.
+  if (!std::isfinite(place)) Refuse(key, "finite number");
 }
 
 void Set(bool& place, const char* key, const rapidjson::Value& value) {
@@ -82,7 +85,8 @@ void Set(bool& place, const char* key, const rapidjson::Value& value) {
 Event Parse(const std::string& text) {
   const std::string line_text = AsUtf8(text);
   rapidjson::Document line;
-  line.Parse(line_text.data(), line_text.size());
+  // Iterative: what stands in a file must not decide how deep the stack gets.
+  line.Parse<rapidjson::kParseIterativeFlag>(line_text.data(), line_text.size());
   if (line.HasParseError()) {
     throw std::invalid_argument(std::string("no JSON: ") +
                                 rapidjson::GetParseError_En(line.GetParseError()));
@@ -91,6 +95,8 @@ Event Parse(const std::string& text) {
   Event event;
   std::string name;
   Set(event.time, "t", Find(line, "t"));
+  // Then no difference of two times is beyond an integer.
+  if (event.time < 0) Refuse("t", "time of the monotonic clock, which is not negative");
   Set(event.process, "pid", Find(line, "pid"));
   Set(name, "event", Find(line, "event"));
   if (!FindKind(name, &event.kind))

@@ -24,6 +24,21 @@ int TakeNumber(const uint8_t* bytes) {
   return static_cast<int>(number);
 }
 
+bool IsError(int number) {
+  switch (number) {
+    case PACKAGE_MANAGER_ERROR_NONE:
+    case PACKAGE_MANAGER_ERROR_INVALID_PARAMETER:
+    case PACKAGE_MANAGER_ERROR_OUT_OF_MEMORY:
+    case PACKAGE_MANAGER_ERROR_IO_ERROR:
+    case PACKAGE_MANAGER_ERROR_NO_SUCH_PACKAGE:
+    case PACKAGE_MANAGER_ERROR_SYSTEM_ERROR:
+    case PACKAGE_MANAGER_ERROR_PERMISSION_DENIED:
+      return true;
+    default:
+      return false;
+  }
+}
+
 void PutText(std::vector<uint8_t>* bytes, const std::string& text) {
   bytes->insert(bytes->end(), text.begin(), text.end());
   bytes->push_back(0);
@@ -49,11 +64,13 @@ std::optional<PackageEvent> DecodeEvent(const std::vector<uint8_t>& bytes) {
   if (type_end == bytes.end() || std::next(type_end) == bytes.end()) return std::nullopt;
   const auto id_end = std::find(std::next(type_end), bytes.end(), uint8_t{0});
   if (std::next(id_end) != bytes.end()) return std::nullopt;
+  const int error = TakeNumber(&bytes[6]);
+  if (!IsError(error)) return std::nullopt;
   PackageEvent event;
   event.type = static_cast<package_manager_event_type_e>(bytes[0]);
   event.state = static_cast<package_manager_event_state_e>(bytes[1]);
   event.progress = TakeNumber(&bytes[2]);
-  event.error = static_cast<package_manager_error_e>(TakeNumber(&bytes[6]));
+  event.error = static_cast<package_manager_error_e>(error);
   event.package_type.assign(bytes.begin() + kNumbersSize, type_end);
   event.package_id.assign(std::next(type_end), id_end);
   return event;

@@ -314,6 +314,10 @@ TEST_F(Events, SurviveTheirTransport) {
   std::vector<uint8_t> unknown_type = bytes;
   unknown_type[0] = 9;
   EXPECT_FALSE(DecodeEvent(unknown_type));
+  constexpr size_t kErrorPlace = 6;
+  std::vector<uint8_t> unknown_error = bytes;
+  unknown_error[kErrorPlace] ^= 1U;
+  EXPECT_FALSE(DecodeEvent(unknown_error));
 }
 
 }  // namespace

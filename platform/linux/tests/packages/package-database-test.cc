@@ -162,6 +162,26 @@ TEST_F(PackageDatabase, StartsAnewWhenTheRootWasRemoved) {
   EXPECT_TRUE(FindPackage("q"));
 }
 
+TEST_F(PackageDatabase, RefusesAViewInPlaceOfATable) {
+  sqlite::Database file(Root() + "/packages.db", sqlite::Database::Mode::kCreate);
+  file.Execute(
+      "CREATE VIEW packages AS WITH RECURSIVE endless(n) AS (SELECT 1 UNION ALL SELECT n + 1 FROM "
+      "endless) SELECT n AS id, '' AS version, '' AS type, '' AS root_path, 0 AS preload FROM "
+      "endless; PRAGMA user_version = 1");
+  EXPECT_THROW(AllPackages(), DatabaseError);
+}
+
+TEST_F(PackageDatabase, RunsNoTriggerOfTheFile) {
+  StorePackage(MakePackage("p"));
+  {
+    sqlite::Database file(Root() + "/packages.db", sqlite::Database::Mode::kExisting);
+    file.Execute("CREATE TRIGGER eats AFTER INSERT ON packages BEGIN DELETE FROM packages; END");
+  }
+  StorePackage(MakePackage("q"));
+  EXPECT_TRUE(FindPackage("p"));
+  EXPECT_TRUE(FindPackage("q"));
+}
+
 TEST_F(PackageDatabase, NamesTheFileThatIsNoDatabase) {
   const std::string file = Root() + "/packages.db";
   test::WriteFile(file, std::string(5000, 'x'));

@@ -1,0 +1,29 @@
+// Copyright 2026 The qor-handler-manager authors
+// SPDX-License-Identifier: Apache-2.0
+
+// The file of answers that a handler finds at its start.
+
+#include <filesystem>
+
+#include "answer-store.h"
+#include "target.h"
+
+extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
+  using namespace qor::internal;
+  const std::string path = fuzz::WriteFile("answers.db", fuzz::TextOf(data, size));
+  {
+    qor::AnswerLimits limits;
+    limits.count = 10;
+    AnswerStore store(path, limits, [] { return std::int64_t{1700000000}; });
+    ReceivedCommand command;
+    command.agent = "org.example.agent";
+    command.uuid = "uuid";
+    const CommandKey key(command);
+    store.Find(key);
+    store.Keep(key, {true, "{}"});
+    store.Find(key);
+  }
+  for (const char* part : {"", "-wal", "-shm", "-journal", ".corrupt"})
+    std::filesystem::remove(path + part);
+  return 0;
+}

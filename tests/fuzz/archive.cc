@@ -1,0 +1,55 @@
+// Copyright 2026 The qor-handler-manager authors
+// SPDX-License-Identifier: Apache-2.0
+
+// Package archives, unpacked as an installation does.
+
+#include <sys/stat.h>
+
+#include <filesystem>
+
+#include "platform/linux/package-manager/errors.h"
+#include "platform/linux/package-manager/manifest.h"
+#include "platform/linux/package-manager/package-source.h"
+#include "platform/linux/package-manager/stager.h"
+#include "target.h"
+
+namespace {
+
+namespace fs = std::filesystem;
+
+// In proportion to inputs of a few kilobytes.
+constexpr platform::PackageLimits kLimits{256 * 1024, 64, 20, 16 * 1024};
+
+void CheckStaged(const fs::path& folder) {
+  uint64_t bytes = 0;
+  for (const auto& entry : fs::recursive_directory_iterator(folder)) {
+    const auto type = entry.symlink_status().type();
+    if (type == fs::file_type::regular) bytes += entry.file_size();
+    fuzz::Require(type == fs::file_type::regular || type == fs::file_type::directory ||
+                      type == fs::file_type::symlink,
+                  "only files, folders and links are unpacked");
+    const fs::path real = fs::weakly_canonical(entry.path());
+    fuzz::Require(real.string().compare(0, folder.string().size(), folder) == 0,
+                  "nothing leads out of the package");
+  }
+  fuzz::Require(bytes <= kLimits.bytes, "a package keeps its limits");
+}
+
+}  // namespace
+
+extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
+  const std::string archive = fuzz::WriteFile("package.tpk", fuzz::TextOf(data, size));
+  const fs::path folder = fs::path(fuzz::ScratchFolder()) / "staging";
+  fs::create_directory(folder);
+  try {
+    platform::Stager stager(folder, archive, kLimits);
+    platform::CopyPackage(archive, &stager);
+    stager.Finish();
+    CheckStaged(folder);
+    platform::ReadManifest(folder, archive);
+  } catch (const platform::PackageRefused& refusal) {
+    fuzz::Require(!refusal.Reason().empty(), "a refusal has a reason");
+  }
+  fs::remove_all(folder);
+  return 0;
+}

@@ -1,0 +1,35 @@
+// Copyright 2026 The qor-handler-manager authors
+// SPDX-License-Identifier: Apache-2.0
+
+// Whole sessions of client, handlers, packages and clock, beside the model of the router.
+
+#include <algorithm>
+#include <cstdlib>
+#include <iostream>
+
+#include "input.h"
+#include "sequence.h"
+#include "target.h"
+
+namespace {
+
+[[noreturn]] void Report(const std::vector<model::Operation>& operations) {
+  const auto fewer = model::Shrink(operations);
+  const auto mismatch = model::Run(fewer);
+  std::cerr << "The library differs from the model after\n"
+            << model::Describe(fewer) << (mismatch ? mismatch->text : "but not when run again\n");
+  std::abort();
+}
+
+}  // namespace
+
+extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
+  fuzz::ScratchFolder();
+  // Longer ones take their time and show nothing new.
+  constexpr size_t kLongest = 1000;
+  fuzz::Input input(data, std::min(size, kLongest));
+  const auto operations = model::Generate([&](size_t limit) { return input.Below(limit); },
+                                          [&] { return input.IsOver(); });
+  if (model::Run(operations)) Report(operations);
+  return 0;
+}

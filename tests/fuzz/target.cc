@@ -1,0 +1,60 @@
+// Copyright 2026 The qor-handler-manager authors
+// SPDX-License-Identifier: Apache-2.0
+
+#include "target.h"
+
+#include <cstdio>
+#include <cstdlib>
+#include <filesystem>
+#include <fstream>
+#include <stdexcept>
+
+namespace fuzz {
+namespace {
+
+namespace fs = std::filesystem;
+
+class Folder {
+ public:
+  Folder() : path_(fs::temp_directory_path() / "qor-fuzz-XXXXXX") {
+    if (mkdtemp(path_.data()) == nullptr) throw std::runtime_error("cannot make " + path_);
+    setenv("QOR_PLATFORM_ROOT", (path_ + "/root").c_str(), 1);
+    // Lines are made, but nobody reads that many.
+    setenv("DLOG_FILE", "/dev/null", 1);
+  }
+  Folder(const Folder&) = delete;
+  Folder& operator=(const Folder&) = delete;
+  ~Folder() {
+    std::error_code ignored;
+    fs::remove_all(path_, ignored);
+  }
+
+  const std::string& Path() const { return path_; }
+
+ private:
+  std::string path_;
+};
+
+}  // namespace
+
+void Require(bool is_so, const char* text) {
+  if (is_so) return;
+  std::fprintf(stderr, "required, but not so: %s\n", text);
+  std::abort();
+}
+
+const std::string& ScratchFolder() {
+  static const Folder folder;
+  return folder.Path();
+}
+
+std::string WriteFile(const std::string& name, const std::string& content) {
+  const fs::path path = fs::path(ScratchFolder()) / name;
+  fs::create_directories(path.parent_path());
+  std::ofstream file(path, std::ios::binary | std::ios::trunc);
+  file << content;
+  Require(static_cast<bool>(file.flush()), "the scratch folder takes a file");
+  return path;
+}
+
+}  // namespace fuzz
