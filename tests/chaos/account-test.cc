@@ -220,6 +220,15 @@ TEST_F(AccountTest, NamesTheRuleOfAHandlerThatDoesNotAsk) {
   EXPECT_THAT(Waiting(), ElementsAre(Pair(Rule::kConnect, 1)));
 }
 
+TEST_F(AccountTest, ATimerOutlivesAConnectionThatWasNotTaken) {
+  Send("a");
+  Connect();
+  account_.EnterNoPort();
+  Fire(1);
+  TimeOut("a");
+  EXPECT_THAT(Faults(), IsEmpty());
+}
+
 TEST_F(AccountTest, NamesTheRuleOfOneWhoseTimerFiredForItsOldPlace) {
   // Room for four; "b" holds the timer of the second place and moves to the first.
   for (const char* uuid : {"a", "b", "c", "d"}) Send(uuid);

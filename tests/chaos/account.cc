@@ -28,6 +28,7 @@ Account::Account(std::function<bool(const std::string& handler)> is_rude)
     : is_rude_(std::move(is_rude)) {}
 
 void Account::Enter(const Event& event) {
+  Connect();
   if (expiring_ && (event.kind != EventKind::kTimedOut || event.uuid != expiring_->uuid)) {
     Blame("its timer fired, and no timeout was told", expiring_->uuid, expiring_->handler);
     expiring_.reset();
@@ -60,7 +61,7 @@ void Account::Enter(const Event& event) {
       sending_.clear();
       break;
     case EventKind::kConnected:
-      Connect(event.handler);
+      connecting_ = event.handler;
       break;
     case EventKind::kDelivered:
       ++totals_.deliveries;
@@ -88,6 +89,7 @@ void Account::Enter(const Event& event) {
 }
 
 void Account::EnterFired(int timer) {
+  Connect();
   if (expiring_) {
     Blame("its timer fired, and no timeout was told", expiring_->uuid, expiring_->handler);
   }
@@ -108,6 +110,7 @@ void Account::EnterFired(int timer) {
 }
 
 void Account::EnterAgentEnded() {
+  connecting_.reset();
   DropAll();
   clock_ = model::Clock();
   // Whatever was under way does not come any more.
@@ -121,6 +124,7 @@ bool Account::HasSucceeded(const std::string& uuid) const {
 }
 
 void Account::Close() {
+  Connect();
   if (expiring_) Blame("its timer fired, and no timeout was told", expiring_->uuid);
   for (const auto timer : clock_.Timers()) {
     const auto expiring = OccupantOf(timer);
@@ -206,7 +210,9 @@ void Account::Accept(const std::string& uuid) {
   });
 }
 
-void Account::Connect(const std::string& handler) {
+void Account::Connect() {
+  if (!connecting_) return;
+  const std::string handler = *std::exchange(connecting_, std::nullopt);
   ++totals_.connections;
   ++breaks_[handler];
   Change(handler, Rule::kConnect, [](List& list) {

@@ -62,6 +62,8 @@ class Account {
   void Enter(const qor::record::Event& event);
   // The timer of this number, counted from the agent's start, has fired.
   void EnterFired(int timer);
+  // The handler that has just connected is gone already, and the library has not taken it.
+  void EnterNoPort() { connecting_.reset(); }
   void EnterAgentEnded();
 
   // Whether there is a timer that has still to fire.
@@ -106,7 +108,8 @@ class Account {
   std::optional<Expiring> OccupantOf(model::Clock::Timer timer);
 
   void Accept(const std::string& uuid);
-  void Connect(const std::string& handler);
+  // Enters the last connection.
+  void Connect();
   void Deliver(const qor::record::Event& event);
   void Answer(const qor::record::Event& event);
   void TakeAnswer(const qor::record::Event& event, Life& life);
@@ -118,6 +121,8 @@ class Account {
   std::map<std::string, List> lists_;
   std::unordered_map<std::string, Life> lives_;
   std::map<std::string, int> breaks_;
+  // Has connected; whether the library took it, the next entry tells.
+  std::optional<std::string> connecting_;
   std::string sending_;
   // The timer of this command has fired, and the timeout is to come next.
   std::optional<Expiring> expiring_;

@@ -25,6 +25,7 @@
 
 #include "agent/agent.h"
 #include "journal.h"
+#include "port-watch.h"
 #include "timer-watch.h"
 
 namespace {
@@ -122,6 +123,7 @@ int main(int argc, char** argv) {
     const chaos::JournalWriter journal(argv[1]);
     chaos::WatchTimers(
         [&journal](int number) { journal.Write(chaos::kFired, std::to_string(number)); });
+    chaos::WatchPorts([&journal] { journal.Write(chaos::kNoPort, ""); });
     ecore_init();
     {
       Agent agent(std::atoi(argv[2]), std::atoi(argv[3]));
@@ -129,6 +131,7 @@ int main(int argc, char** argv) {
     }
     ecore_shutdown();
     chaos::WatchTimers(nullptr);
+    chaos::WatchPorts(nullptr);
   } catch (const std::exception& error) {
     std::cerr << argv[0] << ": " << error.what() << "\n";
     return 1;

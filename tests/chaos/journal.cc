@@ -76,6 +76,7 @@ void JournalReader::EnterNote(const std::string& line, Account& account) {
   int number = 0;
   words >> mark >> time >> note;
   if (note == kFired && words >> number) account.EnterFired(number);
+  if (note == kNoPort) account.EnterNoPort();
   if (note == kAgentEnded) account.EnterAgentEnded();
 }
 

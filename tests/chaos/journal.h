@@ -16,6 +16,7 @@ namespace chaos {
 
 // Notes that the account needs. "fired" names a timer, by number.
 inline constexpr char kFired[] = "fired";
+inline constexpr char kNoPort[] = "no-port";
 inline constexpr char kAgentEnded[] = "agent-ended";
 
 class JournalWriter {

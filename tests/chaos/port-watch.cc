@@ -1,0 +1,42 @@
+// Copyright 2026 The qor-handler-manager authors
+// SPDX-License-Identifier: Apache-2.0
+
+#include "port-watch.h"
+
+#include <dlfcn.h>
+#include <rpc-port.h>
+
+#include <set>
+#include <string>
+#include <utility>
+
+namespace chaos {
+
+namespace {
+
+// Never destroyed: connections end in destructors of static objects too.
+std::function<void()>& OnMissing() {
+  static auto& on_missing = *new std::function<void()>;
+  return on_missing;
+}
+
+}  // namespace
+
+void WatchPorts(std::function<void()> on_missing) { OnMissing() = std::move(on_missing); }
+
+}  // namespace chaos
+
+// In front of the platform's function, and of the recorder's.
+__attribute__((visibility("default"))) int rpc_port_stub_get_port(rpc_port_stub_h stub,
+                                                                  rpc_port_port_type_e type,
+                                                                  const char* instance,
+                                                                  rpc_port_h* port) {
+  static const auto real = reinterpret_cast<decltype(rpc_port_stub_get_port)*>(
+      dlsym(RTLD_NEXT, "rpc_port_stub_get_port"));
+  const int code = real(stub, type, instance, port);
+  // It asks again with every call of the peer; only the first time counts.
+  static auto& known = *new std::set<std::string>;
+  const bool is_new = known.insert(instance).second;
+  if (code != RPC_PORT_ERROR_NONE && is_new && chaos::OnMissing()) chaos::OnMissing()();
+  return code;
+}
