@@ -39,7 +39,7 @@ set(CPACK_DEBIAN_TOOLS_PACKAGE_DEPENDS ${same_version})
 
 # What is known when cpack runs: every date in the packages is the sources'; our own libraries are no
 # package's yet and stand in the build.
-foreach(library IN LISTS platform_libraries ITEMS capi-qor-handler-manager)
+foreach(library IN LISTS platform_libraries ITEMS platform_common capi-qor-handler-manager)
   list(APPEND library_folders $<TARGET_FILE_DIR:${library}>)
 endforeach()
 set(CPACK_PROJECT_CONFIG_FILE ${PROJECT_BINARY_DIR}/cpack-settings.cmake)
