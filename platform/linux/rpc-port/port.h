@@ -61,7 +61,7 @@ class Port final : public std::enable_shared_from_this<Port>, private LoopTarget
   void Close();
 
   // Never blocks. False when the connection is gone, or when so much waits already that it is given
-  // up; then it is shut down too.
+  // up; then it is shut down too, and so it is when this throws.
   bool Send(ByteView frame);
 
   // Ends this connection. Who watches one of its ports is told from the main loop.
@@ -99,6 +99,7 @@ class Port final : public std::enable_shared_from_this<Port>, private LoopTarget
   static constexpr int kFramesInARow = 64;
 
   void OnReady(bool readable, bool writable) override;
+  bool TrySend(ByteView frame);
   Received ReceiveSome(size_t limit, int flags);
   // One step of waiting; false when there is no point in another.
   bool WaitStep(std::chrono::steady_clock::time_point deadline);
