@@ -101,6 +101,18 @@ TEST_F(AnswerStoreTest, ForgetsWhatIsTooOld) {
   EXPECT_FALSE(store.Find(Key("one")));
 }
 
+TEST_F(AnswerStoreTest, ForgetsNothingWhenTheClockIsSetBack) {
+  limits_.age = std::chrono::seconds(10);
+  auto store = Open();
+  store.Keep(Key("one"), {true, "1"});
+  now_ = 0;
+  store.Keep(Key("two"), {true, "2"});
+  EXPECT_TRUE(store.Find(Key("one")));
+  EXPECT_TRUE(store.Find(Key("two")));
+  now_ = 11;
+  EXPECT_FALSE(store.Find(Key("two")));
+}
+
 TEST_F(AnswerStoreTest, MakesRoomInAFileThatIsFull) {
   limits_.bytes = 128 * 1024;
   auto store = Open();

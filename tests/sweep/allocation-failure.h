@@ -6,11 +6,11 @@
 
 namespace sweep {
 
-// While one lives, the nth allocation with operator new that this thread makes in the code under
-// test fails, once. What the test and the platform allocate does not count.
+// While one lives, the nth allocation with operator new that this thread makes fails, once, of
+// those made while `counts` says so.
 class AllocationFailure {
  public:
-  explicit AllocationFailure(long nth);
+  AllocationFailure(long nth, bool (*counts)());
   AllocationFailure(const AllocationFailure&) = delete;
   AllocationFailure& operator=(const AllocationFailure&) = delete;
   ~AllocationFailure();

@@ -4,7 +4,6 @@
 #include <Ecore.h>
 #include <package_manager.h>
 
-#include <functional>
 #include <memory>
 
 #include "platform/linux/package-manager/errors.h"
@@ -22,9 +21,10 @@ using platform::WithErrorCode;
 
 // Runs `body` on the main loop's thread, which is this one if Ecore was not up before. Waits for
 // it.
-int OnMainLoop(const std::function<void()>& body) {
+template <typename Body>
+int OnMainLoop(const Body& body) {
   struct Call {
-    const std::function<void()>& body;
+    const Body& body;
     int result;
   } call{body, PACKAGE_MANAGER_ERROR_NONE};
   const auto run = [](void* data) -> void* {

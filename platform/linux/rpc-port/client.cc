@@ -58,6 +58,16 @@ void Client::Join(std::shared_ptr<Port> callback) {
 
 void Client::OnReadable(Port* port) {
   const auto self = shared_from_this();
+  try {
+    Serve(port);
+  } catch (...) {
+    // Half of something is done that nobody will go on with.
+    End();
+    throw;
+  }
+}
+
+void Client::Serve(Port* port) {
   const auto host = host_.lock();
   if (host == nullptr) return Drop();
   const auto serve = [&] { return ServeFrame(host.get()); };

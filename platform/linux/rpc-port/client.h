@@ -53,6 +53,7 @@ class Client final : public PortObserver, public std::enable_shared_from_this<Cl
 
  private:
   void OnReadable(Port* port) override;
+  void Serve(Port* port);
   // False when the connection is over.
   bool ServeFrame(ClientHost* host);
   void End();

@@ -46,6 +46,17 @@ void Guest::Leave() {
 }
 
 void Guest::OnReadable(Port* port) {
+  const auto self = shared_from_this();
+  try {
+    Serve(port);
+  } catch (...) {
+    // What it said is gone, and it will not say it again.
+    if (port_ != nullptr) Leave();
+    throw;
+  }
+}
+
+void Guest::Serve(Port* port) {
   if (port->Receive() == Port::Received::kEnd) return Leave();
   if (port->Front() == FrameReader::State::kIncomplete) return;
   std::optional<Hello> hello;

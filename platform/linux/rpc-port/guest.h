@@ -44,6 +44,7 @@ class Guest final : public PortObserver, public std::enable_shared_from_this<Gue
 
  private:
   void OnReadable(Port* port) override;
+  void Serve(Port* port);
   void Leave();
 
   const PeerCredentials peer_;

@@ -33,6 +33,7 @@ Listener::Listener(const std::string& owner, const std::string& port_name, Accep
 void Listener::OnReady(bool, bool) {
   UniqueFd fd(accept4(socket_.fd(), nullptr, nullptr, SOCK_CLOEXEC | SOCK_NONBLOCK));
   if (fd) {
+    is_told_ = false;
     observer_->OnAccepted(std::move(fd));
   } else if (!IsPassing(errno)) {
     Pause(errno);
@@ -41,8 +42,11 @@ void Listener::OnReady(bool, bool) {
 
 // The connection that cannot be accepted keeps the socket readable: going on would spin.
 void Listener::Pause(int cause) {
-  dlog_print(DLOG_ERROR, kLogTag, "Port \"%s\" accepts nobody for a second: %s", port_name_.c_str(),
-             strerrordesc_np(cause));
+  if (!is_told_) {
+    dlog_print(DLOG_ERROR, kLogTag, "Port \"%s\" accepts nobody, and tries every second: %s",
+               port_name_.c_str(), strerrordesc_np(cause));
+  }
+  is_told_ = true;
   watch_.WatchReading(false);
   pause_.Start(kPauseSeconds, [this] { watch_.WatchReading(true); });
 }

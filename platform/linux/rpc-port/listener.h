@@ -37,6 +37,8 @@ class Listener final : private LoopTarget {
   OwnedSocket socket_;
   LoopWatch watch_;
   LoopTimer pause_;
+  // Whether the log tells of what keeps it from accepting.
+  bool is_told_ = false;
 };
 
 }  // namespace platform::rpc

@@ -60,6 +60,16 @@ void Port::Close() {
 void Port::RemoveHandle() { HandleTable<Port>::Get().Remove(handle_); }
 
 bool Port::Send(ByteView frame) {
+  try {
+    return TrySend(frame);
+  } catch (...) {
+    // Without memory for the rest of a frame, the next one would begin in the middle of it.
+    Shutdown();
+    throw;
+  }
+}
+
+bool Port::TrySend(ByteView frame) {
   switch (stream_.Send(frame)) {
     case ByteStream::SendResult::kSent:
     case ByteStream::SendResult::kWaiting:

@@ -62,7 +62,7 @@ class Port final : public std::enable_shared_from_this<Port>, private LoopTarget
   void Close();
 
   // Never blocks. False when the connection is gone, or when so much waits already that it is given
-  // up; then it is shut down too.
+  // up; then it is shut down too, and so it is when this throws.
   bool Send(ByteView frame);
 
   // Ends this connection. Who watches one of its ports is told from the main loop.
@@ -104,6 +104,7 @@ class Port final : public std::enable_shared_from_this<Port>, private LoopTarget
   // What was received already does not make the socket readable: the main loop is asked to come
   // back for it.
   Served ServeRestLater();
+  bool TrySend(ByteView frame);
   Received ReceiveSome(size_t limit, int flags);
   // One step of waiting; false when there is no point in another.
   bool WaitStep(std::chrono::steady_clock::time_point deadline);

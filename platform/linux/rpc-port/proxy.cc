@@ -41,26 +41,36 @@ bool MayConnect() {
 int Proxy::Connect(const std::string& app_id, const std::string& port_name) {
   const int result = Begin(app_id, port_name);
   if (result != RPC_PORT_ERROR_NONE) return result;
-  main_->Watch(weak_from_this());
-  limit_.Start(kGreetingLimit, [weak = weak_from_this()] {
-    const auto self = weak.lock();
-    if (self == nullptr) return;
-    dlog_print(DLOG_ERROR, kLogTag, "Port \"%s\" of %s does not answer",
-               self->target_->port_name.c_str(), self->target_->app_id.c_str());
-    self->End();
-  });
+  try {
+    limit_.Start(kGreetingLimit, [weak = weak_from_this()] {
+      const auto self = weak.lock();
+      if (self == nullptr) return;
+      dlog_print(DLOG_ERROR, kLogTag, "Port \"%s\" of %s does not answer",
+                 self->target_->port_name.c_str(), self->target_->app_id.c_str());
+      self->End();
+    });
+    main_->Watch(weak_from_this());
+  } catch (...) {
+    Reset();
+    throw;
+  }
   return RPC_PORT_ERROR_NONE;
 }
 
 int Proxy::ConnectSync(const std::string& app_id, const std::string& port_name) {
   const int result = Begin(app_id, port_name);
   if (result != RPC_PORT_ERROR_NONE) return result;
-  while (state_ != State::kConnected) {
-    if (Awaited()->WaitForFrame() && ServeAnswer()) continue;
-    End();
-    return RPC_PORT_ERROR_IO_ERROR;
+  try {
+    while (state_ != State::kConnected) {
+      if (Awaited()->WaitForFrame() && ServeAnswer()) continue;
+      End();
+      return RPC_PORT_ERROR_IO_ERROR;
+    }
+    FinishConnecting();
+  } catch (...) {
+    Reset();
+    throw;
   }
-  FinishConnecting();
   return RPC_PORT_ERROR_NONE;
 }
 
@@ -95,6 +105,16 @@ Port* Proxy::Awaited() const {
 }
 
 void Proxy::OnReadable(Port* port) {
+  try {
+    Serve(port);
+  } catch (...) {
+    // Half of something is done that nobody will go on with.
+    if (state_ != State::kIdle) End();
+    throw;
+  }
+}
+
+void Proxy::Serve(Port* port) {
   if (port != Awaited()) return;
   bool is_over = false;
   const auto serve = [&] {

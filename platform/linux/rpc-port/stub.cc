@@ -93,13 +93,30 @@ void Stub::Admit(const std::shared_ptr<Guest>& guest) {
   clients_.emplace(client->instance(), client);
   limit_.Add(client->sender());
   client->Start();
+  try {
+    client->Start();
+  } catch (...) {
+    Forget(client);
+    throw;
+  }
+}
+
+// Whoever is not in yet: nobody was told of it.
+void Stub::Forget(const std::shared_ptr<Client>& client) {
+  clients_.erase(client->instance());
+  client->Drop();
 }
 
 void Stub::Join(const std::shared_ptr<Guest>& guest, const Token& token) {
   for (const auto& entry : clients_) {
     const std::shared_ptr<Client> client = entry.second;
     if (!client->Awaits(token, guest->peer())) continue;
-    client->Join(guest->TakePort());
+    try {
+      client->Join(guest->TakePort());
+    } catch (...) {
+      Forget(client);
+      throw;
+    }
     connected.Call(client->sender().c_str(), client->instance().c_str());
     return;
   }

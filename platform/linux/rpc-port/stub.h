@@ -57,6 +57,7 @@ class Stub final : public GuestHost,
   void MakeRoomForGuest();
   void Admit(const std::shared_ptr<Guest>& guest);
   void Join(const std::shared_ptr<Guest>& guest, const Token& token);
+  void Forget(const std::shared_ptr<Client>& client);
   void Refuse(const std::shared_ptr<Guest>& guest, const std::string& who,
               const std::string& cause);
 

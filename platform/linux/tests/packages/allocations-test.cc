@@ -1,0 +1,109 @@
+// Copyright 2026 The qor-handler-manager authors
+// SPDX-License-Identifier: Apache-2.0
+
+// Packages and launches, with each allocation that a C function makes failing in turn.
+#include <app_control.h>
+#include <app_info.h>
+#include <gtest/gtest.h>
+#include <package_info.h>
+#include <package_manager.h>
+
+#include <functional>
+#include <string>
+
+#include "platform/linux/tests/packages/support/swept-package.h"
+#include "sweep/allocation-failure.h"
+
+namespace platform {
+namespace {
+
+bool Always() { return true; }
+
+class Allocations : public test::SweptPackage {
+ protected:
+  // The function says that there is no memory, until it gets all that it wants.
+  static void FailInTurn(const std::function<int()>& function) {
+    ASSERT_EQ(function(), 0);
+    long nth = 1;
+    for (;; ++nth) {
+      SCOPED_TRACE("allocation " + std::to_string(nth));
+      int result = 0;
+      bool has_failed = false;
+      {
+        sweep::AllocationFailure failure(nth, Always);
+        failure.Arm();
+        result = function();
+        has_failed = failure.HasFailed();
+      }
+      EXPECT_EQ(result, has_failed ? TIZEN_ERROR_OUT_OF_MEMORY : 0);
+      EXPECT_EQ(function(), 0);
+      if (HasFailure() || !has_failed) break;
+    }
+    EXPECT_GT(nth, 1);
+  }
+
+  void FailAtEveryStep(const Operation& operation) {
+    DisturbAtEveryStep(operation, [&](int step) {
+      sweep::AllocationFailure failure(step, Always);
+      failure.Arm();
+      const int result = Run(operation);
+      const bool has_failed = failure.HasFailed();
+      EXPECT_EQ(InstalledVersion(), result == PACKAGE_MANAGER_ERROR_NONE ? operation.new_version
+                                                                         : operation.old_version);
+      return has_failed;
+    });
+  }
+};
+
+TEST_F(Allocations, ThatFailLeaveAFirstInstallDoneOrNot) { FailAtEveryStep(FirstInstall()); }
+
+TEST_F(Allocations, ThatFailLeaveAnUpdateDoneOrNot) { FailAtEveryStep(Update()); }
+
+TEST_F(Allocations, ThatFailLeaveAnUninstallDoneOrNot) { FailAtEveryStep(Removal()); }
+
+TEST_F(Allocations, ThatFailAreToldByQueries) {
+  ASSERT_EQ(Install({}), 0);
+  FailInTurn([] {
+    package_info_h info = nullptr;
+    const int result = package_info_create("org.test.p", &info);
+    if (result == 0) package_info_destroy(info);
+    return result;
+  });
+  FailInTurn([] {
+    app_info_h info = nullptr;
+    const int result = app_info_create("org.test.p.app", &info);
+    if (result == 0) app_info_destroy(info);
+    return result;
+  });
+  FailInTurn([] {
+    return package_manager_foreach_package_info([](package_info_h, void*) { return true; },
+                                                nullptr);
+  });
+}
+
+TEST_F(Allocations, ThatFailAreToldByLaunches) {
+  ASSERT_EQ(Install({}), 0);
+  app_control_h request = nullptr;
+  ASSERT_EQ(app_control_create(&request), 0);
+  ASSERT_EQ(app_control_set_app_id(request, "org.test.p.app"), 0);
+  ASSERT_EQ(app_control_add_extra_data(request, "key", "a value too long to stand in the text"), 0);
+  FailInTurn([&] { return app_control_send_launch_request(request, nullptr, nullptr); });
+  app_control_destroy(request);
+}
+
+TEST_F(Allocations, ThatFailAreToldByThoseWhoListenToPackages) {
+  const auto ignore = [](const char*, const char*, package_manager_event_type_e,
+                         package_manager_event_state_e, int, package_manager_error_e, void*) {};
+  FailInTurn([&] {
+    package_manager_h manager = nullptr;
+    if (const int result = package_manager_create(&manager)) return result;
+    int result = package_manager_set_event_cb(manager, ignore, nullptr);
+    if (result == 0)
+      result = package_manager_set_event_status(manager, PACKAGE_MANAGER_STATUS_TYPE_ALL);
+    package_manager_destroy(manager);
+    return result;
+  });
+}
+
+}  // namespace
+}  // namespace platform
