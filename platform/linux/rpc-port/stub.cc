@@ -91,9 +91,8 @@ void Stub::Admit(const std::shared_ptr<Guest>& guest) {
   const auto client = std::make_shared<Client>(admission.app_id, guest->peer(), guest->TakePort(),
                                                weak_from_this());
   clients_.emplace(client->instance(), client);
-  limit_.Add(client->sender());
-  client->Start();
   try {
+    limit_.Add(client->sender());
     client->Start();
   } catch (...) {
     Forget(client);
@@ -104,6 +103,7 @@ void Stub::Admit(const std::shared_ptr<Guest>& guest) {
 // Whoever is not in yet: nobody was told of it.
 void Stub::Forget(const std::shared_ptr<Client>& client) {
   clients_.erase(client->instance());
+  limit_.Remove(client->sender());
   client->Drop();
 }
 
