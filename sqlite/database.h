@@ -65,6 +65,7 @@ class Database {
   void Execute(const char* sql);
 
  private:
+  friend class Transaction;
   struct Closer {
     void operator()(sqlite3* database) const;
     void operator()(sqlite3_stmt* statement) const;
