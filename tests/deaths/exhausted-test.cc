@@ -2,6 +2,7 @@
 // SPDX-License-Identifier: Apache-2.0
 
 // An agent whose machine has no process or no descriptor left for it.
+#include <Ecore.h>
 #include <dlfcn.h>
 #include <spawn.h>
 #include <sys/resource.h>
@@ -10,6 +11,7 @@
 #include <cerrno>
 
 #include "end-to-end/end-to-end-test.h"
+#include "platform/linux/common/unix-socket.h"
 
 namespace {
 
@@ -90,6 +92,21 @@ TEST_F(Exhausted, AConnectedHandlerServesWithoutDescriptors) {
     ExpectOrdinaryWorkOf("two");
   }
   ExpectOrdinaryWorkOf("three");
+}
+
+TEST_F(Exhausted, AnAgentWithoutDescriptorsRestsUntilItCanHearOfPackages) {
+  const auto installer = platform::ConnectTo(Root() + "/run/events", std::to_string(getpid()));
+  ASSERT_TRUE(installer);
+  {
+    const NoDescriptors none;
+    // Nothing but its trying wakes the loop.
+    int turns = 0;
+    const double begin = ecore_time_get();
+    EXPECT_TRUE(tools::RunUntil([&] { return ++turns >= 6; }, end_to_end::kPatienceSeconds));
+    EXPECT_GT(ecore_time_get() - begin, 1.0);
+  }
+  Install("text-2");
+  EXPECT_TRUE(AwaitUpdates(1));
 }
 
 }  // namespace
