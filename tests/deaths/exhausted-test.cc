@@ -33,14 +33,14 @@ extern "C" __attribute__((visibility("default"))) int posix_spawn(
 namespace deaths {
 namespace {
 
-// As long as it lives, this process gets no further descriptor.
+// As long as it lives, this process gets no further descriptor, or only so few.
 class NoDescriptors {
  public:
-  NoDescriptors() {
+  explicit NoDescriptors(int left = 0) {
     getrlimit(RLIMIT_NOFILE, &before_);
     const int next = dup(STDERR_FILENO);
     close(next);
-    const rlimit none = {static_cast<rlim_t>(next), before_.rlim_max};
+    const rlimit none = {static_cast<rlim_t>(next + left), before_.rlim_max};
     setrlimit(RLIMIT_NOFILE, &none);
   }
   NoDescriptors(const NoDescriptors&) = delete;
