@@ -57,12 +57,15 @@ class EventListener {
   static Eina_Bool OnReadable(void* connection, Ecore_Fd_Handler* handler);
   void Start();
   void Stop();
+  // Lets the listening socket rest for a while.
+  void Pause();
   bool Has(const std::shared_ptr<Subscription>& subscription) const;
 
   std::vector<std::shared_ptr<Subscription>> subscriptions_;
   std::list<Connection> connections_;
   UniqueFd socket_;
   Ecore_Fd_Handler* handler_ = nullptr;
+  Ecore_Timer* pause_ = nullptr;
   std::string folder_;
   mutable std::mutex name_mutex_;
   std::string name_;
