@@ -145,6 +145,7 @@ void AgentLink::SendKept() {
 }
 
 void AgentLink::Settle() {
+  if (sent_ == 0) return;
   StopSettlingLater();
   const std::size_t count = sent_;
   while (sent_ > 0) {
