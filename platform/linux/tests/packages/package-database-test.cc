@@ -185,12 +185,15 @@ TEST_F(PackageDatabase, SharesNoRecordOfThePast) {
 }
 
 TEST_F(PackageDatabase, SharesNoRecordWithAnotherRoot) {
+  const std::string first = Root();
   StorePackage(MakePackage("p", "1.0.0"));
+  UseRoot(Folder() + "/other");
+  StorePackage(MakePackage("p", "2.0.0"));
+  UseRoot(first);
   const auto held = FindPackage("p");
   UseRoot(Folder() + "/other");
-  EXPECT_FALSE(FindPackage("p"));
-  StorePackage(MakePackage("p", "2.0.0"));
   EXPECT_EQ(FindPackage("p")->version, "2.0.0");
+  EXPECT_EQ(held->version, "1.0.0");
 }
 
 TEST_F(PackageDatabase, KeepsARecordSharedWhenAnEarlierOneIsReleased) {
