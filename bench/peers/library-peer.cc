@@ -64,10 +64,10 @@ void LibraryPeer::Connect(std::size_t count) {
   tools::RunUntil([&] { return answered == count; }, kLimitSeconds);
 }
 
-void LibraryPeer::LeavePending(std::size_t count, std::size_t payload_bytes) {
+void LibraryPeer::LeavePending(std::size_t count, std::size_t payload_bytes, std::size_t handler) {
   const std::string payload(payload_bytes, 'x');
   for (std::size_t i = 0; i < count; ++i) {
-    Send("text.silent.0", payload);
+    Send("text.silent." + std::to_string(handler), payload);
     // Gives the handler time to take them, so that no queue grows.
     if (i % kLaunchesAtATime == 0) Connect(1);
   }
