@@ -13,7 +13,6 @@
 extern "C" {
 #endif
 
-/* NOLINTNEXTLINE(bugprone-reserved-identifier): so it is called on the device */
 typedef struct _bundle_t bundle;
 typedef unsigned char bundle_raw;
 typedef struct keyval_t bundle_keyval_t;
