@@ -139,7 +139,7 @@ const std::vector<Attack>& Attacks() {
       {"the shortest calls without end", "flood-on"},
       {"calls a byte at a time", "drip-on"},
       {"calls of 1 MiB without end", "ask-on 1048576"},
-      {"calls of 15 MiB without end", "ask-on 15728640"},
+      {"calls of 4 MB without end", "ask-on 4000000"},
       {"connections without end", "connect-on AGENT"},
       {"1,000 connections that say nothing", "open AGENT 1000", true},
   };

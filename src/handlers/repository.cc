@@ -3,6 +3,7 @@
 
 #include "handlers/repository.h"
 
+#include <algorithm>
 #include <cstddef>
 #include <string>
 #include <utility>
@@ -13,6 +14,8 @@
 namespace handlers {
 
 namespace {
+
+using RequestType = Repository::HandlersByRequestType::value_type;
 
 constexpr std::size_t kKeyWidth = 3;
 constexpr int kTopPriority = 999;
@@ -26,6 +29,14 @@ void EraseHandler(Repository::HandlersByPreference& handlers,
   for (auto it = handlers.begin(); it != handlers.end();) {
     it = it->second == handler ? handlers.erase(it) : std::next(it);
   }
+}
+
+// Keeps the order, and each once.
+void Insert(std::vector<RequestType*>& types, RequestType& type) {
+  const auto place = std::lower_bound(
+      types.begin(), types.end(), type.first,
+      [](const RequestType* one, const std::string& name) { return one->first < name; });
+  if (place == types.end() || *place != &type) types.insert(place, &type);
 }
 
 }  // namespace
@@ -42,22 +53,25 @@ Repository::Repository(std::unique_ptr<RepositoryBackend> backend) : backend_(st
 }
 
 void Repository::Add(std::string request_type, HandlerPtr handler) {
+  RequestType& type = *handlers_.try_emplace(std::move(request_type)).first;
   // First, so that RemoveAll() finds whatever stands in the other.
-  request_types_[handler].insert(request_type);
-  handlers_[std::move(request_type)].emplace(PreferenceKey(*handler), handler);
-  handlers_by_id_[handler->Id()] = handler;
+  Insert(request_types_[handler], type);
+  type.second.emplace(PreferenceKey(*handler), handler);
+  SetById(std::move(handler));
 }
 
 void Repository::Remove(std::string request_type, HandlerPtr handler) {
-  EraseHandler(handlers_[request_type], handler);
-  request_types_[handler].erase(request_type);
+  RequestType& type = *handlers_.try_emplace(std::move(request_type)).first;
+  EraseHandler(type.second, handler);
+  auto& types = request_types_[handler];
+  types.erase(std::remove(types.begin(), types.end(), &type), types.end());
   handlers_by_id_.erase(handler->Id());
 }
 
 void Repository::RemoveAll(HandlerPtr handler) {
   const auto served = request_types_.find(handler);
   if (served == request_types_.end()) return;
-  for (const auto& request_type : served->second) EraseHandler(handlers_[request_type], handler);
+  for (RequestType* type : served->second) EraseHandler(type->second, handler);
   request_types_.erase(served);
 }
 
@@ -75,6 +89,19 @@ Repository::HandlerPtr Repository::GetHandler(const std::string& request_type) {
 Repository::HandlerPtr Repository::GetHandlerById(const std::string& id) {
   const auto found = handlers_by_id_.find(id);
   return found != handlers_by_id_.end() ? found->second : nullptr;
+}
+
+void Repository::SetById(HandlerPtr handler) {
+  const std::string_view id = handler->Id();
+  auto entry = handlers_by_id_.extract(id);
+  if (!entry) {
+    handlers_by_id_.emplace(id, std::move(handler));
+    return;
+  }
+  // The old key goes with the old handler.
+  entry.key() = id;
+  entry.mapped() = std::move(handler);
+  handlers_by_id_.insert(std::move(entry));
 }
 
 void Repository::Clear() {

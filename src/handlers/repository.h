@@ -6,9 +6,10 @@
 
 #include <map>
 #include <memory>
-#include <set>
 #include <string>
+#include <string_view>
 #include <unordered_map>
+#include <vector>
 
 #include "handlers/base-handler.h"
 #include "handlers/repository-backend.h"
@@ -26,11 +27,14 @@ class Repository {
   // By preference key: larger priority first, then smaller id.
   using HandlersByPreference = std::map<std::string, HandlerPtr>;
   using HandlersByRequestType = std::unordered_map<std::string, HandlersByPreference>;
-  using RequestTypesByHandler = std::unordered_map<HandlerPtr, std::set<std::string>>;
+  // Where a handler stands in HandlersByRequestType, in ascending order of the types, each once.
+  using RequestTypesByHandler =
+      std::unordered_map<HandlerPtr, std::vector<HandlersByRequestType::value_type*>>;
 
   explicit Repository(std::unique_ptr<RepositoryBackend> backend);
 
-  // Keeps an entry of the same id and priority; the by-id entry becomes `handler` in any case.
+  // Keeps an entry of the same id and priority; the by-id entry becomes `handler` in any case. Its
+  // id stays what it is from then on.
   void Add(std::string request_type, HandlerPtr handler);
   // Forgets the id too, but keeps the handler among those that are stored.
   void Remove(std::string request_type, HandlerPtr handler);
@@ -53,9 +57,12 @@ class Repository {
   void Sync();
 
  private:
+  void SetById(HandlerPtr handler);
+
   HandlersByRequestType handlers_;
   RequestTypesByHandler request_types_;
-  std::unordered_map<std::string, HandlerPtr> handlers_by_id_;
+  // The keys are the handlers' own.
+  std::unordered_map<std::string_view, HandlerPtr> handlers_by_id_;
   std::unique_ptr<RepositoryBackend> backend_;
 };
 

@@ -14,7 +14,7 @@
 namespace end_to_end {
 namespace {
 
-constexpr std::size_t kLongestLine = 8 << 20;
+constexpr std::size_t kLongestLine = 3 << 20;
 
 class AgentLines : public EndToEndTest {
  protected:
@@ -124,7 +124,7 @@ TEST_F(AgentLines, ThatAreTooLongOrTooDeepAreNamedAndTheNextIsRead) {
   EXPECT_EQ(run.exit_status, 0) << run.errors;
   EXPECT_EQ(run.output,
             "{\"event\":\"error\",\"line\":1,\"message\":\"must be a JSON object\"}\n"
-            "{\"event\":\"error\",\"line\":2,\"message\":\"longer than 8388608 bytes\"}\n"
+            "{\"event\":\"error\",\"line\":2,\"message\":\"longer than 3145728 bytes\"}\n"
             "{\"event\":\"error\",\"line\":3,\"column\":1001,"
             "\"message\":\"nested deeper than 1000\"}\n"
             "{\"event\":\"handlers\",\"line\":4,\"handlers\":[]}\n"

@@ -57,6 +57,18 @@ TEST_F(Send, TakesThePayloadFromStandardInput) {
   EXPECT_EQ(run.output, "{\"a\":1}\n");
 }
 
+TEST_F(Send, LogsThatAPayloadIsTooLongToBeDelivered) {
+  Install("text");
+  const std::string file = WriteFile("payload.json", "\"" + std::string(5 << 20, 'x') + "\"");
+  const auto run = Shell("DLOG_FILE=" + Root() + "/log $qor send text.echo @" + file +
+                         " --execution-timeout 1000");
+  EXPECT_EQ(run.exit_status, 4) << run.errors;
+  std::ifstream log(Root() + "/log");
+  const std::string lines(std::istreambuf_iterator<char>(log), {});
+  EXPECT_TRUE(Holds(lines, "5242883 more bytes are too long for a parcel, which holds 4193280"))
+      << lines;
+}
+
 TEST_F(Send, WarnsOfAPayloadThatIsNoJsonAndSendsItAsItIs) {
   Install("text");
   const auto run = Qor({"send", "text.echo", "{\"\xC3\xA4\":x}"});

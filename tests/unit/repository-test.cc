@@ -96,6 +96,32 @@ TEST_F(Repository, KeepsTheFirstOfTwoObjectsOfOneIdButFindsTheSecondById) {
   EXPECT_THAT(*store_->handlers, ::testing::UnorderedElementsAre(first, second));
 }
 
+TEST_F(Repository, FindsTheSecondByIdWhenTheFirstIsGone) {
+  const std::string id = "org.example.an-id-that-needs-memory-of-its-own";
+  auto first = MakeHandler(id, {});
+  repository_.Add("type", first);
+  const auto second = MakeHandler(id, {});
+  repository_.Add("type", second);
+  repository_.RemoveAll(first);
+  const std::weak_ptr<handlers::BaseHandler> gone = first;
+  first.reset();
+  EXPECT_TRUE(gone.expired());
+  EXPECT_EQ(repository_.GetHandlerById(id), second);
+}
+
+TEST_F(Repository, ListsTheTypesOfAHandlerInOrderAndOnce) {
+  const auto h = MakeHandler("h", {});
+  const auto types = [&] {
+    std::vector<std::string> names;
+    for (const auto* type : repository_.GetAllRev().at(h)) names.push_back(type->first);
+    return names;
+  };
+  for (const char* type : {"b", "c", "a", "b"}) repository_.Add(type, h);
+  EXPECT_THAT(types(), ::testing::ElementsAre("a", "b", "c"));
+  repository_.Remove("b", h);
+  EXPECT_THAT(types(), ::testing::ElementsAre("a", "c"));
+}
+
 TEST_F(Repository, KeepsBothObjectsOfOneIdAtTwoPriorities) {
   const auto low = MakeHandler("a", {}, 5);
   const auto high = MakeHandler("a", {}, 6);

@@ -28,7 +28,7 @@ Lines in:
   {"handlers":true}                                                   list the handlers
 
 Lines out, told apart by "event": result, late, handlers, added, removed, updated, extension,
-configuration, negotiation, error, end. A line that is broken, or longer than 8 MiB, is answered
+configuration, negotiation, error, end. A line that is broken, or longer than 3 MiB, is answered
 with an error that names it, and the next line is read. docs/agent-lines.md describes them all.
 
 At the end of the input the agent waits for the commands still pending and ends with 0;

@@ -13,8 +13,8 @@
 
 namespace qor {
 
-// No line may be longer, in bytes: 8 MiB.
-inline constexpr std::size_t kLongestLine = std::size_t{8} << 20;
+// No line may be longer, in bytes: 3 MiB, less than what a connection takes in one piece.
+inline constexpr std::size_t kLongestLine = std::size_t{3} << 20;
 
 // Reads lines from a file descriptor on the main loop, as they come.
 class LineReader {

@@ -11,6 +11,7 @@
 #include <unordered_map>
 
 #include "platform/linux/common/root-folder.h"
+#include "platform/linux/common/shared-packages.h"
 
 namespace platform {
 namespace {
@@ -53,6 +54,8 @@ struct Cache {
   dev_t device = 0;
   ino_t inode = 0;
   std::optional<Database> database;
+  int64_t version = 0;  // of what the file holds, as SQLite counts the changes of others
+  SharedPackages packages;
 };
 
 Cache& TheCache() {
@@ -69,7 +72,9 @@ class Session {
   explicit Session(Access access) : cache_(TheCache()), lock_(cache_.mutex) {
     const std::string file =
         (access == Access::kWrite ? RootFolder() : RootPath()) + "/packages.db";
-    if (IsCurrent(file)) return;
+    const bool is_current = IsCurrent(file);
+    if (!is_current || access == Access::kWrite) cache_.packages.Forget();
+    if (is_current) return;
     cache_.database.reset();
     cache_.file.clear();
     if (access == Access::kRead && !exists_) return;
@@ -79,6 +84,15 @@ class Session {
   explicit operator bool() const { return cache_.database.has_value(); }
   Database& operator*() const { return *cache_.database; }
   Database* operator->() const { return &*cache_.database; }
+
+  // The records of what the database holds now. To be asked for in a transaction.
+  SharedPackages& Packages() {
+    Query query = cache_.database->Prepare("PRAGMA data_version");
+    const int64_t version = query.Step() ? query.Number(0) : 0;
+    if (version != cache_.version) cache_.packages.Forget();
+    cache_.version = version;
+    return cache_.packages;
+  }
 
  private:
   bool IsCurrent(const std::string& file) {
@@ -128,6 +142,17 @@ class Session {
   std::lock_guard<std::mutex> lock_;
   bool exists_ = false;
 };
+
+// What `body` reads of one state of the database; nothing while there is none.
+template <typename Body>
+auto Read(const Body& body) {
+  Session session(Session::Access::kRead);
+  if (!session) return decltype(body(session))();
+  Transaction snapshot(*session, Transaction::Kind::kRead);
+  auto result = body(session);
+  snapshot.Commit();
+  return result;
+}
 
 void LoadMetadata(Database& database, ApplicationRecord* application) {
   Query query =
@@ -197,24 +222,24 @@ void DeletePackage(Database& database, const std::string& package_id) {
 
 }  // namespace
 
-std::optional<PackageRecord> FindPackage(const std::string& package_id) {
-  Session session(Session::Access::kRead);
-  if (!session) return std::nullopt;
-  Transaction snapshot(*session, Transaction::Kind::kRead);
-  Query query = session->Prepare(std::string(kSelectPackage) + "WHERE id = ?1");
-  query.Bind(1, package_id);
-  if (!query.Step()) return std::nullopt;
-  return ReadPackage(*session, query);
+std::shared_ptr<const PackageRecord> FindPackage(const std::string& package_id) {
+  return Read([&](Session& session) -> std::shared_ptr<const PackageRecord> {
+    SharedPackages& packages = session.Packages();
+    if (auto shared = packages.Find(package_id)) return shared;
+    Query query = session->Prepare(std::string(kSelectPackage) + "WHERE id = ?1");
+    query.Bind(1, package_id);
+    if (!query.Step()) return nullptr;
+    return packages.Share(ReadPackage(*session, query));
+  });
 }
 
 std::optional<ApplicationRecord> FindApplication(const std::string& app_id) {
-  Session session(Session::Access::kRead);
-  if (!session) return std::nullopt;
-  Transaction snapshot(*session, Transaction::Kind::kRead);
-  Query query = session->Prepare(std::string(kSelectApplication) + "WHERE a.id = ?1");
-  query.Bind(1, app_id);
-  if (!query.Step()) return std::nullopt;
-  return ReadApplication(*session, query);
+  return Read([&](Session& session) -> std::optional<ApplicationRecord> {
+    Query query = session->Prepare(std::string(kSelectApplication) + "WHERE a.id = ?1");
+    query.Bind(1, app_id);
+    if (!query.Step()) return std::nullopt;
+    return ReadApplication(*session, query);
+  });
 }
 
 std::optional<std::string> FindApplicationIdByExecutable(const std::string& path) {
@@ -227,38 +252,36 @@ std::optional<std::string> FindApplicationIdByExecutable(const std::string& path
 }
 
 std::vector<PackageRecord> AllPackages() {
-  std::vector<PackageRecord> packages;
-  Session session(Session::Access::kRead);
-  if (!session) return packages;
-  Transaction snapshot(*session, Transaction::Kind::kRead);
-  Query query = session->Prepare(std::string(kSelectPackage) + "ORDER BY id");
-  while (query.Step()) packages.push_back(ReadPackage(*session, query));
-  return packages;
+  return Read([](Session& session) {
+    std::vector<PackageRecord> packages;
+    Query query = session->Prepare(std::string(kSelectPackage) + "ORDER BY id");
+    while (query.Step()) packages.push_back(ReadPackage(*session, query));
+    return packages;
+  });
 }
 
 std::vector<ApplicationRecord> FindApplicationsWithMetadata(
     const std::vector<MetadataCondition>& conditions) {
-  std::vector<ApplicationRecord> applications;
-  Session session(Session::Access::kRead);
-  if (!session) return applications;
-  std::string sql = kSelectApplication;
-  const char* glue = "WHERE ";
-  for (const MetadataCondition& condition : conditions) {
-    sql += glue;
-    sql += "a.id IN (SELECT app_id FROM metadata WHERE key = ?";
-    if (condition.value) sql += " AND value = ?";
-    sql += ") ";
-    glue = "AND ";
-  }
-  Transaction snapshot(*session, Transaction::Kind::kRead);
-  Query query = session->Prepare(sql + "ORDER BY a.package_id, a.position");
-  int parameter = 0;
-  for (const MetadataCondition& condition : conditions) {
-    query.Bind(++parameter, condition.key);
-    if (condition.value) query.Bind(++parameter, *condition.value);
-  }
-  while (query.Step()) applications.push_back(ReadApplication(*session, query));
-  return applications;
+  return Read([&](Session& session) {
+    std::string sql = kSelectApplication;
+    const char* glue = "WHERE ";
+    for (const MetadataCondition& condition : conditions) {
+      sql += glue;
+      sql += "a.id IN (SELECT app_id FROM metadata WHERE key = ?";
+      if (condition.value) sql += " AND value = ?";
+      sql += ") ";
+      glue = "AND ";
+    }
+    Query query = session->Prepare(sql + "ORDER BY a.package_id, a.position");
+    int parameter = 0;
+    for (const MetadataCondition& condition : conditions) {
+      query.Bind(++parameter, condition.key);
+      if (condition.value) query.Bind(++parameter, *condition.value);
+    }
+    std::vector<ApplicationRecord> applications;
+    while (query.Step()) applications.push_back(ReadApplication(*session, query));
+    return applications;
+  });
 }
 
 bool PackageOfApplicationHasPrivilege(const std::string& app_id, const std::string& privilege) {

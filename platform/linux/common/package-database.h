@@ -4,6 +4,7 @@
 #ifndef PLATFORM_LINUX_COMMON_PACKAGE_DATABASE_H_
 #define PLATFORM_LINUX_COMMON_PACKAGE_DATABASE_H_
 
+#include <memory>
 #include <optional>
 #include <string>
 #include <utility>
@@ -48,7 +49,8 @@ struct MetadataCondition {
   std::optional<std::string> value;  // empty: the key alone decides
 };
 
-std::optional<PackageRecord> FindPackage(const std::string& package_id);
+// Those that ask for a package between two changes share its record.
+std::shared_ptr<const PackageRecord> FindPackage(const std::string& package_id);
 std::optional<ApplicationRecord> FindApplication(const std::string& app_id);
 // The id of the application that an executable belongs to.
 std::optional<std::string> FindApplicationIdByExecutable(const std::string& path);

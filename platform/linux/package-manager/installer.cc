@@ -48,11 +48,11 @@ void Installer::Install(const std::string& path) {
   CopyPackage(path, &stager);
   stager.Finish();
   PackageRecord package = ReadManifest(operation->ContentFolder(), path);
-  const std::optional<PackageRecord> installed = FindPackage(package.id);
+  const auto installed = FindPackage(package.id);
   event_.package_id = package.id;
   event_.type = installed ? PACKAGE_MANAGER_EVENT_TYPE_UPDATE : PACKAGE_MANAGER_EVENT_TYPE_INSTALL;
   RunWithEvents([&] {
-    operation->Claim(package.id, installed ? &*installed : nullptr);
+    operation->Claim(package.id, installed.get());
     package.root_path = operation->PlaceContent();
     for (ApplicationRecord& application : package.applications)
       application.executable = package.root_path + "/" + application.executable;
@@ -67,14 +67,14 @@ void Installer::Install(const std::string& path) {
 
 void Installer::Uninstall(const std::string& package_id) {
   const InstallLock lock;
-  const std::optional<PackageRecord> installed = FindPackage(package_id);
+  const auto installed = FindPackage(package_id);
   if (!installed) throw NoSuchPackage(package_id);
   event_.package_id = package_id;
   event_.package_type = installed->type;
   event_.type = PACKAGE_MANAGER_EVENT_TYPE_UNINSTALL;
   RunWithEvents([&] {
     Operation operation;
-    operation.Claim(package_id, &*installed);
+    operation.Claim(package_id, installed.get());
     Send(PACKAGE_MANAGER_EVENT_STATE_PROCESSING, 50);
     RemovePackage(package_id);
   });

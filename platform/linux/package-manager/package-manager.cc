@@ -100,7 +100,7 @@ EXPORT_API int package_manager_foreach_package_info(package_manager_package_info
   if (callback == nullptr) return PACKAGE_MANAGER_ERROR_INVALID_PARAMETER;
   return WithErrorCode([=]() -> int {
     for (platform::PackageRecord& record : platform::AllPackages()) {
-      package_info_s info{std::move(record)};
+      package_info_s info{std::make_shared<const platform::PackageRecord>(std::move(record))};
       if (!callback(&info, user_data)) break;
     }
     return PACKAGE_MANAGER_ERROR_NONE;

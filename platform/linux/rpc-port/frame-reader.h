@@ -13,7 +13,8 @@ namespace platform::rpc {
 
 // A frame is its length (32 bits, the machine's byte order, never 0) and that many bytes.
 constexpr size_t kFrameLengthSize = sizeof(uint32_t);
-constexpr size_t kMaxFrame = 16 * 1024 * 1024;
+// The longest that a main loop receives, reads and answers in a few ms.
+constexpr size_t kMaxFrame = 4 * 1024 * 1024;
 
 // Cuts a stream of bytes into frames. Knows nothing of sockets: bytes are put into Room() and
 // reported with Added().

@@ -2,6 +2,7 @@
 // SPDX-License-Identifier: Apache-2.0
 
 #include <bundle_internal.h>
+#include <dlog.h>
 #include <rpc-port-parcel.h>
 #include <tizen.h>
 
@@ -11,6 +12,7 @@
 #include <memory>
 
 #include "platform/linux/rpc-port/guard.h"
+#include "platform/linux/rpc-port/log.h"
 #include "platform/linux/rpc-port/parcel.h"
 
 using platform::rpc::ByteView;
@@ -19,19 +21,22 @@ using platform::rpc::Parcel;
 
 namespace {
 
+// Callers often pass over that a text was left out: what becomes of it would be a riddle.
+int Told(bool fits, size_t size) {
+  if (fits) return RPC_PORT_ERROR_NONE;
+  dlog_print(DLOG_ERROR, platform::rpc::kLogTag,
+             "%zu more bytes are too long for a parcel, which holds %zu: left out", size,
+             Parcel::kMaxValues);
+  return RPC_PORT_ERROR_INVALID_PARAMETER;
+}
+
 int Write(rpc_port_parcel_h h, const void* data, size_t size) {
   if (h == nullptr || data == nullptr) return RPC_PORT_ERROR_INVALID_PARAMETER;
-  return Guarded([&] {
-    return static_cast<Parcel*>(h)->Write(data, size) ? RPC_PORT_ERROR_NONE
-                                                      : RPC_PORT_ERROR_INVALID_PARAMETER;
-  });
+  return Guarded([&] { return Told(static_cast<Parcel*>(h)->Write(data, size), size); });
 }
 
 int WriteSized(rpc_port_parcel_h h, const void* data, size_t size) {
-  return Guarded([&] {
-    return static_cast<Parcel*>(h)->WriteSized(data, size) ? RPC_PORT_ERROR_NONE
-                                                           : RPC_PORT_ERROR_INVALID_PARAMETER;
-  });
+  return Guarded([&] { return Told(static_cast<Parcel*>(h)->WriteSized(data, size), size); });
 }
 
 int Read(rpc_port_parcel_h h, void* data, size_t size) {

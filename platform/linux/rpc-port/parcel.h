@@ -29,7 +29,7 @@ class Parcel {
  public:
   static constexpr size_t kMaxTag = 255;
   // So much that the longest parcel is still a frame that the other side takes.
-  static constexpr size_t kMaxValues = 16 * 1024 * 1024 - 1024;
+  static constexpr size_t kMaxValues = 4 * 1024 * 1024 - 1024;
 
   // An empty one, created now.
   Parcel();

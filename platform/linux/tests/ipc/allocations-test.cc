@@ -162,7 +162,7 @@ TEST(Allocations, ThatFailInTheMiddleOfAFrameEndTheConnection) {
   auto ends = SocketPair();
   const auto partner = std::make_shared<rpc::Port>(std::move(ends.first));
   // More than a socket takes: the rest would have to wait.
-  const auto frame = FrameOf(4 << 20, 'x');
+  const auto frame = FrameOf(3 << 20, 'x');
   for (long nth = 1;; ++nth) {
     SCOPED_TRACE("allocation " + std::to_string(nth));
     auto pair = SocketPair();

@@ -219,7 +219,7 @@ TEST(Parcel, RefusesToGrowBeyondAFrame) {
     if (result == RPC_PORT_ERROR_NONE) ++written;
   }
   EXPECT_EQ(result, RPC_PORT_ERROR_INVALID_PARAMETER);
-  EXPECT_EQ(written, 15);
+  EXPECT_EQ(written, 3);
 }
 
 TEST(Parcel, RefusesMissingArguments) {

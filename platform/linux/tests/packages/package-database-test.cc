@@ -162,6 +162,50 @@ TEST_F(PackageDatabase, StartsAnewWhenTheRootWasRemoved) {
   EXPECT_TRUE(FindPackage("q"));
 }
 
+TEST_F(PackageDatabase, SharesARecordAmongAllThatHoldIt) {
+  StorePackage(MakePackage("p"));
+  const auto held = FindPackage("p");
+  EXPECT_EQ(FindPackage("p"), held);
+  EXPECT_EQ(held->version, "1.0.0");
+}
+
+TEST_F(PackageDatabase, SharesNoRecordOfThePast) {
+  StorePackage(MakePackage("p", "1.0.0"));
+  const auto first = FindPackage("p");
+  StorePackage(MakePackage("p", "2.0.0"));
+  const auto second = FindPackage("p");
+  EXPECT_EQ(first->version, "1.0.0");
+  EXPECT_EQ(second->version, "2.0.0");
+  {
+    sqlite::Database other(Root() + "/packages.db", sqlite::Database::Mode::kExisting);
+    other.Execute("UPDATE packages SET version = '3.0.0'");
+  }
+  const auto third = FindPackage("p");
+  EXPECT_EQ(third->version, "3.0.0");
+}
+
+TEST_F(PackageDatabase, SharesNoRecordWithAnotherRoot) {
+  const std::string first = Root();
+  StorePackage(MakePackage("p", "1.0.0"));
+  UseRoot(Folder() + "/other");
+  StorePackage(MakePackage("p", "2.0.0"));
+  UseRoot(first);
+  const auto held = FindPackage("p");
+  UseRoot(Folder() + "/other");
+  EXPECT_EQ(FindPackage("p")->version, "2.0.0");
+  EXPECT_EQ(held->version, "1.0.0");
+}
+
+TEST_F(PackageDatabase, KeepsARecordSharedWhenAnEarlierOneIsReleased) {
+  StorePackage(MakePackage("p"));
+  auto earlier = FindPackage("p");
+  StorePackage(MakePackage("q"));
+  const auto held = FindPackage("p");
+  EXPECT_NE(held, earlier);
+  earlier.reset();
+  EXPECT_EQ(FindPackage("p"), held);
+}
+
 TEST_F(PackageDatabase, RefusesAViewInPlaceOfATable) {
   sqlite::Database file(Root() + "/packages.db", sqlite::Database::Mode::kCreate);
   file.Execute(

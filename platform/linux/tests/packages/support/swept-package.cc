@@ -61,7 +61,7 @@ void SweptPackage::ExpectNoLeftoversAfterTheNextRequest(const Operation& operati
     EXPECT_TRUE(SortedNames(Root() + "/packages").empty());
   }
   EXPECT_EQ(fs::exists(Root() + "/data/org.test.p.app"),
-            package.has_value() && !operation.old_version.empty());
+            package != nullptr && !operation.old_version.empty());
 }
 
 void SweptPackage::ExpectOnlyKnownNames() const {
