@@ -51,7 +51,7 @@ class Run {
   bool Go() {
     std::printf("seed %llu, %d s, %d handlers\n", static_cast<unsigned long long>(seed_), seconds_,
                 kHandlers);
-    if (!disk_.IsMounted()) std::puts("no full disks: nothing can be mounted here");
+    if (!disk_.IsMounted()) std::puts("full disks are left out: no file system can be mounted here");
     places_.WritePackages(kPrograms);
     supervisor_.InstallAll();
     supervisor_.StartAgent(kExecutionTimeoutMs, kConnectionTimeoutMs);
@@ -124,7 +124,7 @@ class Run {
   }
 
   void CheckLeftovers() {
-    constexpr int kSecondsToEnd = 20;
+    constexpr int kSecondsToEnd = 120;
     if (!supervisor_.Await([this] { return !supervisor_.HasChildren(); }, kSecondsToEnd)) {
       Blame("processes are left");
     }

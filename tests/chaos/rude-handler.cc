@@ -4,14 +4,12 @@
 // A handler that answers twice, never, what was not asked, and calls what there is not. It
 // remembers nothing: what is delivered again is answered again.
 
-#include <app_control.h>
 #include <rpc-port.h>
-#include <service_app.h>
 
-#include <cstdlib>
-#include <memory>
+#include <optional>
 #include <string>
 
+#include "bare-handler.h"
 #include "crash-note.h"
 #include "wire.h"
 
@@ -103,13 +101,6 @@ class Rude {
 int main(int argc, char** argv) {
   chaos::NoteCrashes(argv[0]);
   Rude rude;
-  service_app_lifecycle_callback_s callbacks = {};
-  callbacks.create = [](void*) { return true; };
-  callbacks.app_control = [](app_control_h request, void* data) {
-    char* caller = nullptr;
-    if (app_control_get_caller(request, &caller) != APP_CONTROL_ERROR_NONE) return;
-    const std::unique_ptr<char, decltype(&std::free)> owned(caller, std::free);
-    static_cast<Rude*>(data)->Connect(caller);
-  };
-  return service_app_main(argc, argv, &callbacks, &rude);
+  return support::RunBareHandler(argc, argv,
+                                 [&](const std::string& agent) { rude.Connect(agent); });
 }

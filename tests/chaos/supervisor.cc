@@ -12,6 +12,7 @@
 
 #include <cstdio>
 #include <cstdlib>
+#include <fstream>
 #include <stdexcept>
 #include <system_error>
 #include <utility>
@@ -32,6 +33,8 @@ constexpr std::chrono::seconds kBetweenReports(10);
 // No program takes this long to do what it is asked.
 constexpr int kPatienceSeconds = 120;
 constexpr std::size_t kMostOperations = 3;
+// An agent that ends so often by itself does not start at all.
+constexpr int kMostUnaskedEnds = 10;
 
 // The end of a child, and what asks this process to end.
 sigset_t AwaitedSignals() {
@@ -44,6 +47,13 @@ sigset_t AwaitedSignals() {
 std::string HowItEnded(int status) {
   return WIFSIGNALED(status) ? "signal " + std::to_string(WTERMSIG(status))
                              : "status " + std::to_string(WEXITSTATUS(status));
+}
+
+std::string LastLineOf(const std::string& path) {
+  std::ifstream file(path);
+  std::string last;
+  for (std::string line; std::getline(file, line);) last = line;
+  return last;
 }
 
 }  // namespace
@@ -346,6 +356,10 @@ void Supervisor::AgentEnded(int status) {
   const bool is_killed = WIFSIGNALED(status) && WTERMSIG(status) == SIGKILL;
   if (!agent_may_end_ || (status != 0 && !is_killed)) {
     faults_.push_back("the agent ended with " + HowItEnded(status));
+    if (++unasked_ends_ >= kMostUnaskedEnds) {
+      throw std::runtime_error(faults_.back() + " time after time; the last that was said: " +
+                               LastLineOf(places_.Log()));
+    }
   }
   if (agent_is_wanted_) StartAgent(std::stoi(agent_timeouts_[0]), std::stoi(agent_timeouts_[1]));
 }

@@ -59,7 +59,8 @@ class Supervisor {
   void UninstallAll();
 
   // Serves whatever comes until the condition holds; false when it does not in time. Like all that
-  // waits it throws std::runtime_error when this process is asked to end.
+  // waits it throws std::runtime_error when this process is asked to end, and when agents do
+  // nothing but end.
   bool Await(const std::function<bool()>& condition, int seconds);
 
   long AgentKilobytes() const;
@@ -108,6 +109,7 @@ class Supervisor {
   int agent_input_ = -1;
   bool agent_may_end_ = false;
   bool agent_is_wanted_ = false;
+  int unasked_ends_ = 0;
   std::vector<std::string> agent_timeouts_;
   std::map<pid_t, Operation> operations_;
   bool is_full_ = false;

@@ -9,6 +9,7 @@
 #include <unistd.h>
 
 #include <cerrno>
+#include <vector>
 
 #include "end-to-end/end-to-end-test.h"
 #include "platform/linux/common/unix-socket.h"
@@ -38,9 +39,11 @@ class NoDescriptors {
  public:
   explicit NoDescriptors(int left = 0) {
     getrlimit(RLIMIT_NOFILE, &before_);
-    const int next = dup(STDERR_FILENO);
-    close(next);
-    const rlimit none = {static_cast<rlim_t>(next + left), before_.rlim_max};
+    // The numbers that are free need not be next to each other.
+    std::vector<int> next(static_cast<std::size_t>(left) + 1);
+    for (int& fd : next) fd = dup(STDERR_FILENO);
+    for (const int fd : next) close(fd);
+    const rlimit none = {static_cast<rlim_t>(next.back()), before_.rlim_max};
     setrlimit(RLIMIT_NOFILE, &none);
   }
   NoDescriptors(const NoDescriptors&) = delete;

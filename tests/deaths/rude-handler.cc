@@ -4,9 +4,7 @@
 // A handler that is killed at the step which the environment's RUDE_STEP names, and answers every
 // command with its payload where there is none. Its process id goes into the root's FIFO `born`.
 
-#include <app_control.h>
 #include <fcntl.h>
-#include <service_app.h>
 #include <sys/socket.h>
 #include <sys/syscall.h>
 #include <unistd.h>
@@ -17,6 +15,7 @@
 #include <string>
 #include <utility>
 
+#include "bare-handler.h"
 #include "connection.h"
 
 namespace {
@@ -84,14 +83,8 @@ int main(int argc, char** argv) {
   TellBirth();
   DieAt("start");
   Rude rude;
-  service_app_lifecycle_callback_s callbacks = {};
-  callbacks.create = [](void*) { return true; };
-  callbacks.app_control = [](app_control_h request, void* data) {
+  return support::RunBareHandler(argc, argv, [&rude](const std::string& agent) {
     DieAt("launched");
-    char* caller = nullptr;
-    if (app_control_get_caller(request, &caller) != APP_CONTROL_ERROR_NONE) return;
-    const std::unique_ptr<char, decltype(&std::free)> owned(caller, std::free);
-    static_cast<Rude*>(data)->Connect(caller);
-  };
-  return service_app_main(argc, argv, &callbacks, &rude);
+    rude.Connect(agent);
+  });
 }

@@ -4,15 +4,14 @@
 // A handler that connects to whoever launches it and makes what mistakes a handler can make. Under
 // the name "deaf-handler" it does not ask for its commands, as "brief-handler" it ends instead.
 
-#include <app_control.h>
 #include <service_app.h>
 
-#include <cstdlib>
 #include <memory>
 #include <set>
 #include <string>
 #include <utility>
 
+#include "bare-handler.h"
 #include "connection.h"
 
 namespace {
@@ -60,13 +59,6 @@ class Careless : public Connection::Observer {
 int main(int argc, char** argv) {
   const std::string file = argv[0];
   Careless careless(file.substr(file.rfind('/') + 1));
-  service_app_lifecycle_callback_s callbacks = {};
-  callbacks.create = [](void*) { return true; };
-  callbacks.app_control = [](app_control_h request, void* data) {
-    char* caller = nullptr;
-    if (app_control_get_caller(request, &caller) != APP_CONTROL_ERROR_NONE) return;
-    const std::unique_ptr<char, decltype(&std::free)> owned(caller, std::free);
-    static_cast<Careless*>(data)->Connect(caller);
-  };
-  return service_app_main(argc, argv, &callbacks, &careless);
+  return support::RunBareHandler(argc, argv,
+                                 [&](const std::string& agent) { careless.Connect(agent); });
 }
