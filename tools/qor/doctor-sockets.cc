@@ -59,7 +59,7 @@ class Sweep {
   void Events() {
     const std::string folder = root_ + "/run/events";
     for (const auto& name : platform::NamesIn(folder)) {
-      const pid_t pid = std::atoi(name.c_str());
+      const auto pid = static_cast<pid_t>(std::strtol(name.c_str(), nullptr, 10));
       if (pid > 0 && kill(pid, 0) != 0 && errno == ESRCH) Stale(folder + "/" + name, "");
     }
   }

@@ -32,7 +32,8 @@ std::optional<pid_t> UserOfFile(const std::string& path) {
   const fs::path file = fs::canonical(path, error);
   if (error) return std::nullopt;
   for (const auto& process : fs::directory_iterator("/proc")) {
-    const int pid = std::atoi(process.path().filename().c_str());
+    const auto pid =
+        static_cast<pid_t>(std::strtol(process.path().filename().c_str(), nullptr, 10));
     if (pid > 0 && HasOpen(process.path(), file)) return pid;
   }
   return std::nullopt;

@@ -33,7 +33,7 @@ constexpr char kLockFolder[] = "run/host-names";
 bool HasIdentity() {
   const char* lock = std::getenv(kLockVariable);
   if (lock == nullptr) return false;
-  fcntl(std::atoi(lock), F_SETFD, FD_CLOEXEC);
+  fcntl(static_cast<int>(std::strtol(lock, nullptr, 10)), F_SETFD, FD_CLOEXEC);
   // Neither is meant for the processes that this one starts.
   unsetenv(kLockVariable);
   unsetenv(platform::kHostNameVariable);

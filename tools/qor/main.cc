@@ -28,6 +28,7 @@ std::string Footer() {
 
 }  // namespace
 
+// NOLINTNEXTLINE(bugprone-exception-escape): words are declared without fail, or memory is short
 int main(int argc, char** argv) {
   CLI::App app("Installs handler packages, lists and explains handlers, sends commands", "qor");
   app.require_subcommand(1);

@@ -31,11 +31,15 @@ namespace {
 
 namespace fs = std::filesystem;
 
-const std::map<std::string, std::function<void(const record::Record&, std::ostream&)>> kWriters = {
-    {"text", record::WriteText},
-    {"json", record::WriteJson},
-    {"trace", record::WriteTrace},
-    {"html", record::WriteHtml}};
+using Writers = std::map<std::string, std::function<void(const record::Record&, std::ostream&)>>;
+
+const Writers& TheWriters() {
+  static const Writers writers = {{"text", record::WriteText},
+                                  {"json", record::WriteJson},
+                                  {"trace", record::WriteTrace},
+                                  {"html", record::WriteHtml}};
+  return writers;
+}
 
 struct Options {
   std::string format = "text";
@@ -91,7 +95,7 @@ class Output {
 
   void Write(const Options& options, const record::Record& record) {
     std::ostream& out = path_.empty() ? stream_ : file_;
-    kWriters.at(options.format)(record, out);
+    TheWriters().at(options.format)(record, out);
     out.flush();
     Check(out);
   }
@@ -143,7 +147,7 @@ int DoRecord(const Options& options) {
 
 std::vector<std::string> Formats() {
   std::vector<std::string> names;
-  for (const auto& writer : kWriters) names.push_back(writer.first);
+  for (const auto& writer : TheWriters()) names.push_back(writer.first);
   return names;
 }
 
