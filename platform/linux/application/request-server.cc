@@ -6,12 +6,22 @@
 #include <dlog.h>
 #include <sys/socket.h>
 
+#include <cerrno>
+#include <exception>
 #include <utility>
 
 #include "platform/linux/app-control/received-request.h"
 #include "platform/linux/common/process-identity.h"
 
 namespace platform {
+namespace {
+
+// Of memory or the package database, which may be there for the next one.
+void LogLoss(const std::exception& error) {
+  dlog_print(DLOG_ERROR, "APPCORE", "a launch request is lost: %s", error.what());
+}
+
+}  // namespace
 
 RequestServer::RequestServer(UniqueFd listening_socket, Callback callback)
     : socket_(std::move(listening_socket)), callback_(std::move(callback)) {
@@ -25,7 +35,12 @@ RequestServer::~RequestServer() {
 }
 
 Eina_Bool RequestServer::OnConnect(void* server, Ecore_Fd_Handler*) {
-  static_cast<RequestServer*>(server)->Accept();
+  auto* self = static_cast<RequestServer*>(server);
+  try {
+    self->Accept();
+  } catch (const std::exception& error) {
+    LogLoss(error);
+  }
   return ECORE_CALLBACK_RENEW;
 }
 
@@ -34,7 +49,10 @@ void RequestServer::Accept() {
   connection.server = this;
   connection.socket =
       UniqueFd(accept4(socket_.Get(), nullptr, nullptr, SOCK_CLOEXEC | SOCK_NONBLOCK));
-  if (!connection.socket) return;
+  if (!connection.socket) {
+    if (errno == EMFILE || errno == ENFILE) pause_.Start(handler_);
+    return;
+  }
   // Asked at once, while the sender is most likely still there.
   connection.caller = IdentifyProcess(PeerOf(connection.socket.Get()).pid).app_id;
   // Nearly always all of the request is there already.
@@ -47,7 +65,11 @@ void RequestServer::Accept() {
 Eina_Bool RequestServer::OnReadable(void* data, Ecore_Fd_Handler*) {
   auto* connection = static_cast<Connection*>(data);
   RequestServer* const server = connection->server;
-  if (!server->Serve(connection)) return ECORE_CALLBACK_RENEW;
+  try {
+    if (!server->Serve(connection)) return ECORE_CALLBACK_RENEW;
+  } catch (const std::exception& error) {
+    LogLoss(error);
+  }
   ecore_main_fd_handler_del(connection->handler);
   server->connections_.remove_if([=](const Connection& other) { return &other == connection; });
   return ECORE_CALLBACK_CANCEL;

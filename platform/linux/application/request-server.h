@@ -11,6 +11,7 @@
 #include <list>
 #include <string>
 
+#include "platform/linux/common/accept-pause.h"
 #include "platform/linux/common/message.h"
 #include "platform/linux/common/unix-socket.h"
 
@@ -46,6 +47,7 @@ class RequestServer {
   const UniqueFd socket_;
   const Callback callback_;
   Ecore_Fd_Handler* handler_ = nullptr;
+  AcceptPause pause_;
   std::list<Connection> connections_;
 };
 

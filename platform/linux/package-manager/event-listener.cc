@@ -19,8 +19,6 @@
 namespace platform {
 namespace {
 
-constexpr double kPauseSeconds = 1.0;
-
 // A machine without a system bus would get pages of errors from Ecore's system modules.
 __attribute__((constructor)) void SwitchOffSystemModules() { ecore_app_no_system_modules(); }
 
@@ -99,8 +97,7 @@ void EventListener::Start() {
 void EventListener::Stop() {
   for (Connection& connection : connections_) ecore_main_fd_handler_del(connection.handler);
   connections_.clear();
-  if (pause_ != nullptr) ecore_timer_del(pause_);
-  pause_ = nullptr;
+  pause_.Stop();
   ecore_main_fd_handler_del(handler_);
   handler_ = nullptr;
   socket_.Reset();
@@ -110,26 +107,13 @@ void EventListener::Stop() {
   name_.clear();
 }
 
-void EventListener::Pause() {
-  ecore_main_fd_handler_active_set(handler_, static_cast<Ecore_Fd_Handler_Flags>(0));
-  pause_ = ecore_timer_add(
-      kPauseSeconds,
-      [](void* data) -> Eina_Bool {
-        auto* listener = static_cast<EventListener*>(data);
-        listener->pause_ = nullptr;
-        ecore_main_fd_handler_active_set(listener->handler_, ECORE_FD_READ);
-        return ECORE_CALLBACK_CANCEL;
-      },
-      this);
-}
-
 Eina_Bool EventListener::OnConnect(void* data, Ecore_Fd_Handler*) {
   auto* listener = static_cast<EventListener*>(data);
   try {
     listener->Accept();
   } catch (const std::bad_alloc&) {
     dlog_print(DLOG_ERROR, kPackageLogTag, "no memory to hear of a package event: in a moment");
-    listener->Pause();
+    listener->pause_.Start(listener->handler_);
   }
   return ECORE_CALLBACK_RENEW;
 }
@@ -141,8 +125,7 @@ void EventListener::Accept() {
   connection.socket =
       UniqueFd(accept4(socket_.Get(), nullptr, nullptr, SOCK_CLOEXEC | SOCK_NONBLOCK));
   if (!connection.socket) {
-    // The connection that cannot be accepted keeps the socket readable: going on would spin.
-    if (errno == EMFILE || errno == ENFILE) Pause();
+    if (errno == EMFILE || errno == ENFILE) pause_.Start(handler_);
     return;
   }
   connection.handler = ecore_main_fd_handler_add(connection.socket.Get(), ECORE_FD_READ, OnReadable,

@@ -13,6 +13,7 @@
 #include <string>
 #include <vector>
 
+#include "platform/linux/common/accept-pause.h"
 #include "platform/linux/common/message.h"
 #include "platform/linux/common/unix-socket.h"
 #include "platform/linux/package-manager/package-event.h"
@@ -58,15 +59,13 @@ class EventListener {
   void Start();
   void Stop();
   void Accept();
-  // Lets the listening socket rest for a while.
-  void Pause();
   bool Has(const std::shared_ptr<Subscription>& subscription) const;
 
   std::vector<std::shared_ptr<Subscription>> subscriptions_;
   std::list<Connection> connections_;
   UniqueFd socket_;
   Ecore_Fd_Handler* handler_ = nullptr;
-  Ecore_Timer* pause_ = nullptr;
+  AcceptPause pause_;
   std::string folder_;
   mutable std::mutex name_mutex_;
   std::string name_;
