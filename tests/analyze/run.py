@@ -26,6 +26,8 @@ import subprocess
 import sys
 
 ROOT = pathlib.Path(__file__).resolve().parents[2]
+# The build's commands without those for sources that it makes itself: cppcheck misses them.
+SOURCES = "sources.json"
 TRIAL = re.compile("/(tests|conformance|bench)/")
 # The line that a finding begins with; what explains it comes below.
 FINDING = re.compile(r"^(?=\S+: (?:warning|error): )", re.MULTILINE)
@@ -45,7 +47,7 @@ def clang_tidy(build, entry):
 def cppcheck(build, entry):
     # Not "performance": it asks for references where a copy is meant. Headers of the system are the
     # dependencies'.
-    return ["cppcheck", "-q", f"--project={build}/compile_commands.json",
+    return ["cppcheck", "-q", f"--project={build / SOURCES}",
             f"--file-filter={entry['file']}", "--enable=warning,portability", "--inline-suppr",
             "--library=googletest", "--suppress=*:/usr/*",
             "--template={file}:{line}: warning: {message} [{id}]"]
@@ -90,6 +92,7 @@ def look(build, analyser, entry):
 
 def main(build, paths):
     build = build.resolve()
+    (build / SOURCES).write_text(json.dumps(list(compilations(build, [ROOT]).values())))
     work = [(analyser, entry)
             for source, entry in sorted(compilations(build, paths or [ROOT]).items())
             for analyser in analysers(source, bool(paths))]
