@@ -31,6 +31,9 @@ constexpr std::size_t kRounds = 10;
 constexpr std::size_t kCommands = 3000;
 constexpr std::size_t kPayload = 64;
 constexpr std::size_t kHandlers = 2;
+// Less than a connection lets wait.
+constexpr std::size_t kUnread = 200;
+constexpr std::size_t kUnreadBytes = std::size_t{64} * 1024;
 
 // The longest that the main loop worked before it looked at its descriptors again: time on the
 // processor, because the attacker has its own share of the only core.
@@ -129,8 +132,9 @@ class Attacker {
 // What is done to the agent, once its handler is connected and has asked for its commands.
 struct Attack {
   const char* name;
-  std::string order;  // none for none; "AGENT" stands for the agent's id
-  bool ends = false;  // by itself
+  std::string order;     // none for none; "AGENT" stands for the agent's id
+  bool ends = false;     // by itself
+  bool is_sent = false;  // commands, as many as may wait
 };
 
 const std::vector<Attack>& Attacks() {
@@ -142,6 +146,9 @@ const std::vector<Attack>& Attacks() {
       {"calls of 4 MB without end", "ask-on 4000000"},
       {"connections without end", "connect-on AGENT"},
       {"1,000 connections that say nothing", "open AGENT 1000", true},
+      {"commands that it never reads", "", true, true},
+      {"commands that it reads a byte at a time", "bite-on", false, true},
+      {"commands that come while it is stopped", "stop", false, true},
   };
   return attacks;
 }
@@ -155,29 +162,27 @@ std::string Addressed(std::string order) {
   return order;
 }
 
-// Answers the number of an attack with microseconds of a command to the honest handler meanwhile,
-// on average because attacks come in bursts, and milliseconds of the longest turn.
-Worker::Task UnderAttack(const std::string& root) {
-  auto peer = std::make_shared<LibraryPeer>(root);
-  auto turns = std::make_shared<Turns>();
-  return [root, peer, turns](const Numbers& question) -> Numbers {
-    Attacker attacker(root);
-    const std::string agent = platform::IdentifyThisProcess().app_id;
-    attacker.Do("greet " + agent);
-    attacker.Do("join " + agent);
-    attacker.Do("fetch");
-    turns->Begin();
-    const Attack& attack = Attacks()[static_cast<std::size_t>(question[0])];
-    const bool lasts = !attack.order.empty() && !attack.ends;
-    if (!attack.order.empty()) attacker.Tell(Addressed(attack.order));
-    // It is under way when this is over.
-    peer->Measure({kCommands, kPayload});
-    Stopwatch watch;
-    peer->Measure({kCommands, kPayload});
-    const double each = watch.Lap() / static_cast<double>(kCommands);
-    if (lasts && attacker.HasAnswered()) throw std::runtime_error("the attack came to its end");
-    return {each, turns->Longest()};
-  };
+// Microseconds of a command to the honest handler meanwhile, on average because attacks come in
+// bursts, and milliseconds of the longest turn.
+Numbers UnderAttack(const std::string& root, const Attack& attack) {
+  LibraryPeer peer(root);
+  Turns turns;
+  Attacker attacker(root);
+  const std::string agent = platform::IdentifyThisProcess().app_id;
+  attacker.Do("greet " + agent);
+  attacker.Do("join " + agent);
+  attacker.Do("fetch");
+  turns.Begin();
+  const bool lasts = !attack.order.empty() && !attack.ends;
+  if (!attack.order.empty()) attacker.Tell(Addressed(attack.order));
+  if (attack.is_sent) peer.LeavePending(kUnread, kUnreadBytes, 1);
+  // It is under way when this is over.
+  peer.Measure({kCommands, kPayload});
+  Stopwatch watch;
+  peer.Measure({kCommands, kPayload});
+  const double each = watch.Lap() / static_cast<double>(kCommands);
+  if (lasts && attacker.HasAnswered()) throw std::runtime_error("the attack came to its end");
+  return {each, turns.Longest()};
 }
 
 }  // namespace
@@ -188,12 +193,12 @@ void MeasureHostile(Report& report) {
   const std::string program = root.Path() + "/packages/org.example.bench.1/1/bin/echo-handler";
   std::filesystem::remove(program);
   std::filesystem::copy_file(FolderOfBench() + "/hostile-handler", program);
-  Worker agent([&root] { return UnderAttack(root.Path()); });
   std::vector<Samples> times(Attacks().size());
   std::vector<Samples> turns(Attacks().size());
   for (std::size_t round = 0; round < kRounds; ++round) {
     for (std::size_t i = 0; i < Attacks().size(); ++i) {
-      const Numbers numbers = agent.Ask({static_cast<double>(i)});
+      const Numbers numbers =
+          AskOnce([&]() -> Numbers { return UnderAttack(root.Path(), Attacks()[i]); });
       times[i].push_back(numbers[0]);
       turns[i].push_back(numbers[1]);
     }

@@ -6,6 +6,7 @@
 #include <Ecore.h>
 
 #include <cstdlib>
+#include <memory>
 #include <stdexcept>
 
 #include "peers/meter.h"
@@ -50,24 +51,25 @@ void LibraryPeer::SetOnResponse(OnResponse on_response) {
 }
 
 void LibraryPeer::Connect(std::size_t count) {
-  std::size_t answered = 0;
-  SetOnResponse([&answered](int) { ++answered; });
+  // Shared with what hears of responses that come when nobody waits any more.
+  const auto answered = std::make_shared<std::size_t>(0);
+  SetOnResponse([answered](int) { ++*answered; });
   for (std::size_t sent = 0; sent < count;) {
-    for (; sent < count && sent < answered + kLaunchesAtATime; ++sent) {
+    for (; sent < count && sent < *answered + kLaunchesAtATime; ++sent) {
       Send("text.echo." + std::to_string(sent), "{}");
     }
-    const std::size_t before = answered;
-    if (!tools::RunUntil([&] { return answered > before; }, kLimitSeconds)) {
+    const std::size_t before = *answered;
+    if (!tools::RunUntil([&] { return *answered > before; }, kLimitSeconds)) {
       throw std::runtime_error("a handler does not connect");
     }
   }
-  tools::RunUntil([&] { return answered == count; }, kLimitSeconds);
+  tools::RunUntil([&] { return *answered == count; }, kLimitSeconds);
 }
 
-void LibraryPeer::LeavePending(std::size_t count, std::size_t payload_bytes) {
+void LibraryPeer::LeavePending(std::size_t count, std::size_t payload_bytes, std::size_t handler) {
   const std::string payload(payload_bytes, 'x');
   for (std::size_t i = 0; i < count; ++i) {
-    Send("text.silent.0", payload);
+    Send("text.silent." + std::to_string(handler), payload);
     // Gives the handler time to take them, so that no queue grows.
     if (i % kLaunchesAtATime == 0) Connect(1);
   }

@@ -20,8 +20,8 @@ class LibraryPeer : public Peer {
 
   // Launches and connects the first `count` handlers.
   void Connect(std::size_t count);
-  // Sends commands to handler 0 that it has got and does not answer.
-  void LeavePending(std::size_t count, std::size_t payload_bytes);
+  // Sends commands to a handler that does not answer them.
+  void LeavePending(std::size_t count, std::size_t payload_bytes, std::size_t handler = 0);
 
   Cost Measure(const Slice& slice) override;
 

@@ -12,6 +12,7 @@
 
 #include <exception>
 #include <iostream>
+#include <optional>
 #include <string>
 
 #include "agent/agent.h"
@@ -36,10 +37,9 @@ class Demo {
     board_.Headline("Two handler packages are installed, then the agent starts");
     Install("text");
     Install("silent");
-    Agent agent(kExecutionTimeoutMs, kConnectionTimeoutMs);
-    agent_ = &agent;
-    board_.Line("registered handlers", std::to_string(agent.Handlers().size()),
-                agent.Handlers().size() == 2);
+    agent_.emplace(kExecutionTimeoutMs, kConnectionTimeoutMs);
+    board_.Line("registered handlers", std::to_string(agent_->Handlers().size()),
+                agent_->Handlers().size() == 2);
     ShowCommands();
     ShowNegotiation();
     ShowTimeouts();
@@ -60,12 +60,10 @@ class Demo {
 
   void ShowNegotiation() {
     board_.Headline("More time");
-    bool grant = true;
-    agent_->SetNegotiator(
-        [&grant](const std::string&, const std::string&, double) { return grant; });
+    agent_->SetNegotiator([](const std::string&, const std::string&, double) { return true; });
     ExpectSuccess("handler asks for more time: granted", "slow-1", "text.slow", "2.5",
                   "done slowly");
-    grant = false;
+    agent_->SetNegotiator([](const std::string&, const std::string&, double) { return false; });
     ExpectFailure("handler asks for more time: refused", "slow-2", "text.slow", "2.5",
                   "no more time was granted");
     agent_->SetNegotiator(nullptr);
@@ -189,7 +187,7 @@ class Demo {
   std::string tool_;
   std::string packages_;
   demo::Scoreboard board_;
-  Agent* agent_ = nullptr;
+  std::optional<Agent> agent_;
 };
 
 }  // namespace

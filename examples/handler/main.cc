@@ -43,7 +43,7 @@ void Reject(const qor::Command& command) {
 // Answers after the seconds that the payload names, whether the agent waits that long or not.
 void Delay(const qor::Command& command) {
   ecore_timer_add(
-      std::atof(command.Payload().c_str()),
+      std::strtod(command.Payload().c_str(), nullptr),
       [](void* data) -> Eina_Bool {
         const std::unique_ptr<qor::Command> kept(static_cast<qor::Command*>(data));
         kept->Succeed(R"({"text":"done slowly"})");
@@ -55,7 +55,7 @@ void Delay(const qor::Command& command) {
 // Takes longer than the agent allows: asks for the seconds that the payload names, works that long
 // when they are granted and gives up at once when they are not.
 void Slow(const qor::Command& command) {
-  const double seconds = std::atof(command.Payload().c_str());
+  const double seconds = std::strtod(command.Payload().c_str(), nullptr);
   if (!command.AskForSeconds(seconds * 2)) {
     command.Fail(R"({"ErrorDescription":"no more time was granted"})");
     return;

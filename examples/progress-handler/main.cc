@@ -40,14 +40,14 @@ class Downloads {
 
  private:
   void Run(const qor::Command& command) {
-    const int parts = std::atoi(command.Payload().c_str());
-    for (int part = 1; part <= parts; ++part) {
+    const long parts = std::strtol(command.Payload().c_str(), nullptr, 10);
+    for (long part = 1; part <= parts; ++part) {
       if (!command.AskForSeconds(kSecondsToAskFor)) {
         command.Fail(R"({"ErrorCode":1,"ErrorDescription":"the agent does not wait"})");
         return;
       }
       if (!FetchPart()) return;
-      dlog_print(DLOG_INFO, "PROGRESS-HANDLER", "%s: %d %%", command.Uuid().c_str(),
+      dlog_print(DLOG_INFO, "PROGRESS-HANDLER", "%s: %ld %%", command.Uuid().c_str(),
                  100 * part / parts);
     }
     command.Succeed("{\"parts\":" + std::to_string(parts) + "}");

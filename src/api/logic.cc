@@ -141,9 +141,9 @@ void Logic::SendCommand(std::string uuid, std::string request_type, std::string 
     QOR_INFO("Putting command on waiting queue.");
     // Launched first, so that nothing stays pending when that fails.
     handler->Notify();
-    commands
-        .Append(std::move(command), TimeoutAction(&Logic::ConnectionTimeoutCb, handler_id, uuid))
-        .StartTimer(ConnectionSeconds());
+    auto& waiting = commands.Append(std::move(command),
+                                    TimeoutAction(&Logic::ConnectionTimeoutCb, handler_id, uuid));
+    waiting.StartTimer(ConnectionSeconds());
     return;
   }
 

@@ -158,8 +158,7 @@ CommandHandler::CommandHandler() {
 
 CommandHandler::~CommandHandler() {
   // Away from the events that an end may raise, so that each end comes only once.
-  const auto services = std::move(services_);
-  services_.clear();
+  const auto services = std::exchange(services_, {});
   services_by_instance_.clear();
   for (const auto& service : services) {
     try {

@@ -13,6 +13,7 @@
 #include <unistd.h>
 
 #include <cerrno>
+#include <csignal>
 #include <cstdint>
 #include <cstdlib>
 #include <cstring>
@@ -129,6 +130,8 @@ class Attacker {
     if (verb == "drip-on") return DripOn();
     if (verb == "ask-on") return AskOn(std::stoul(first));
     if (verb == "connect-on") return ConnectOn(first);
+    if (verb == "bite-on") return BiteOn();
+    if (verb == "stop") return raise(SIGSTOP) == 0 ? "continued" : "";
     // Becoming another user: its number. Another program: its path, and whether the connections go
     // with it.
     if (verb == "become") return setuid(static_cast<uid_t>(std::stoul(first))) == 0 ? "became" : "";
@@ -173,6 +176,13 @@ class Attacker {
   std::string Bite() {
     uint8_t byte;
     return std::to_string(recv(callback_.Get(), &byte, 1, MSG_DONTWAIT));
+  }
+
+  std::string BiteOn() {
+    uint8_t byte;
+    while (recv(callback_.Get(), &byte, 1, 0) > 0) {
+    }
+    return "gone";
   }
 
   std::string Open(const std::string& agent, size_t count, bool greets) {

@@ -3,6 +3,8 @@
 
 #include "handlers/handler-config.h"
 
+#include <sys/stat.h>
+
 #include "library-test.h"
 
 namespace {
@@ -90,6 +92,13 @@ TEST_F(HandlerConfig, RefusesAnItemThatIsNoScalar) {
 TEST_F(HandlerConfig, RefusesAFolder) {
   EXPECT_EQ(handlers::HandlerConfig::FromYaml(fake::DataPath()).RequestTypes(), Texts{});
   EXPECT_EQ(ErrorsFor(fake::DataPath()), 1);
+}
+
+TEST_F(HandlerConfig, WaitsForNobodyWhoMayWriteToAPipe) {
+  const std::string path = fake::DataPath() + "pipe";
+  ASSERT_EQ(mkfifo(path.c_str(), S_IRUSR | S_IWUSR), 0);
+  EXPECT_EQ(handlers::HandlerConfig::FromYaml(path).RequestTypes(), Texts{});
+  EXPECT_EQ(ErrorsFor(path), 1);
 }
 
 TEST_F(HandlerConfig, TakesAMebibyteAndNoMore) {

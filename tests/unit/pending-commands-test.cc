@@ -19,6 +19,7 @@ class PendingCommands : public support::PlatformTest {
   }
 
   api::RequestContext& Append(const std::string& uuid) {
+    // cppcheck-suppress returnTempReference ; the list gives a reference to what it keeps
     return list_->Append(rpc_port::stub::Command(uuid, "type", "", 0, {}), [this, uuid] {
       fired_.push_back(uuid);
       return false;

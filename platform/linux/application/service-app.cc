@@ -18,7 +18,15 @@ class ServiceApp {
  public:
   ServiceApp(platform::UniqueFd socket, const service_app_lifecycle_callback_s& callbacks,
              void* user_data)
-      : socket_(std::move(socket)), callbacks_(callbacks), user_data_(user_data) {}
+      : socket_(std::move(socket)), callbacks_(callbacks), user_data_(user_data) {
+    running_ = this;
+  }
+  ~ServiceApp() { running_ = nullptr; }
+  ServiceApp(const ServiceApp&) = delete;
+  ServiceApp& operator=(const ServiceApp&) = delete;
+
+  // Null when there is none.
+  static ServiceApp* Running() { return running_; }
 
   void Run() {
     if (!callbacks_.create(user_data_)) return;
@@ -45,9 +53,9 @@ class ServiceApp {
   const service_app_lifecycle_callback_s callbacks_;
   void* const user_data_;
   bool exiting_ = false;
-};
 
-ServiceApp* running_app = nullptr;
+  static inline ServiceApp* running_ = nullptr;
+};
 
 // A machine without a system bus would get pages of errors from Ecore's system modules.
 __attribute__((constructor)) void SwitchOffSystemModules() { ecore_app_no_system_modules(); }
@@ -58,7 +66,7 @@ EXPORT_API int service_app_main(int argc, char** argv, service_app_lifecycle_cal
                                 void* user_data) {
   if (argc <= 0 || argv == nullptr || callback == nullptr || callback->create == nullptr)
     return APP_ERROR_INVALID_PARAMETER;
-  if (running_app != nullptr) return APP_ERROR_ALREADY_RUNNING;
+  if (ServiceApp::Running() != nullptr) return APP_ERROR_ALREADY_RUNNING;
   platform::UniqueFd socket = platform::TakeLaunchSocket();
   if (!socket) {
     dlog_print(DLOG_ERROR, "APPCORE", "%s was not launched by the platform", argv[0]);
@@ -66,17 +74,14 @@ EXPORT_API int service_app_main(int argc, char** argv, service_app_lifecycle_cal
   }
   if (ecore_init() == 0) return APP_ERROR_OUT_OF_MEMORY;
   try {
-    ServiceApp app(std::move(socket), *callback, user_data);
-    running_app = &app;
-    app.Run();
+    ServiceApp(std::move(socket), *callback, user_data).Run();
   } catch (const std::exception& error) {
     dlog_print(DLOG_ERROR, "APPCORE", "%s ended: %s", argv[0], error.what());
   }
-  running_app = nullptr;
   ecore_shutdown();
   return APP_ERROR_NONE;
 }
 
 EXPORT_API void service_app_exit(void) {
-  if (running_app != nullptr) running_app->Exit();
+  if (auto* const app = ServiceApp::Running()) app->Exit();
 }

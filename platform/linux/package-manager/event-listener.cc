@@ -9,6 +9,8 @@
 
 #include <algorithm>
 #include <cerrno>
+#include <new>
+#include <optional>
 #include <system_error>
 
 #include "platform/linux/common/root-folder.h"
@@ -123,34 +125,55 @@ void EventListener::Pause() {
 
 Eina_Bool EventListener::OnConnect(void* data, Ecore_Fd_Handler*) {
   auto* listener = static_cast<EventListener*>(data);
-  UniqueFd socket(accept4(listener->socket_.Get(), nullptr, nullptr, SOCK_CLOEXEC | SOCK_NONBLOCK));
-  if (!socket) {
-    // The connection that cannot be accepted keeps the socket readable: going on would spin.
-    if (errno == EMFILE || errno == ENFILE) listener->Pause();
-    return ECORE_CALLBACK_RENEW;
+  try {
+    listener->Accept();
+  } catch (const std::bad_alloc&) {
+    dlog_print(DLOG_ERROR, kPackageLogTag, "no memory to hear of a package event: in a moment");
+    listener->Pause();
   }
-  Connection& connection = listener->connections_.emplace_back();
-  connection.socket = std::move(socket);
+  return ECORE_CALLBACK_RENEW;
+}
+
+void EventListener::Accept() {
+  // First, while it can still be put off.
+  std::list<Connection> added(1);
+  Connection& connection = added.back();
+  connection.socket =
+      UniqueFd(accept4(socket_.Get(), nullptr, nullptr, SOCK_CLOEXEC | SOCK_NONBLOCK));
+  if (!connection.socket) {
+    // The connection that cannot be accepted keeps the socket readable: going on would spin.
+    if (errno == EMFILE || errno == ENFILE) Pause();
+    return;
+  }
   connection.handler = ecore_main_fd_handler_add(connection.socket.Get(), ECORE_FD_READ, OnReadable,
                                                  &connection, nullptr, nullptr);
-  return ECORE_CALLBACK_RENEW;
+  connections_.splice(connections_.end(), added);
 }
 
 Eina_Bool EventListener::OnReadable(void* data, Ecore_Fd_Handler* handler) {
   auto* connection = static_cast<Connection*>(data);
-  const MessageReader::State state = connection->reader.ReadFrom(connection->socket.Get());
-  if (state == MessageReader::State::kPartial) return ECORE_CALLBACK_RENEW;
-  // Taken out first: the callbacks may stop the listener.
-  const UniqueFd socket = std::move(connection->socket);
-  std::optional<PackageEvent> event;
-  if (state == MessageReader::State::kComplete) event = DecodeEvent(connection->reader.Bytes());
-  ecore_main_fd_handler_del(handler);
   EventListener& listener = Instance();
-  listener.connections_.remove_if([=](const Connection& other) { return &other == connection; });
-  if (event) {
-    listener.Deliver(*event);
-  } else {
-    dlog_print(DLOG_WARN, kPackageLogTag, "dropped a message that is no package event");
+  UniqueFd socket;
+  const auto take_out = [&] {
+    socket = std::move(connection->socket);
+    ecore_main_fd_handler_del(handler);
+    listener.connections_.remove_if([=](const Connection& other) { return &other == connection; });
+  };
+  try {
+    const MessageReader::State state = connection->reader.ReadFrom(connection->socket.Get());
+    if (state == MessageReader::State::kPartial) return ECORE_CALLBACK_RENEW;
+    std::optional<PackageEvent> event;
+    if (state == MessageReader::State::kComplete) event = DecodeEvent(connection->reader.Bytes());
+    // First: the callbacks may stop the listener.
+    take_out();
+    if (event) {
+      listener.Deliver(*event);
+    } else {
+      dlog_print(DLOG_WARN, kPackageLogTag, "dropped a message that is no package event");
+    }
+  } catch (const std::bad_alloc&) {
+    dlog_print(DLOG_ERROR, kPackageLogTag, "no memory to hear of a package event: it is lost");
+    if (!socket) take_out();
   }
   const char acknowledgement = 1;
   send(socket.Get(), &acknowledgement, sizeof acknowledgement, MSG_NOSIGNAL | MSG_DONTWAIT);

@@ -57,6 +57,7 @@ class EventListener {
   static Eina_Bool OnReadable(void* connection, Ecore_Fd_Handler* handler);
   void Start();
   void Stop();
+  void Accept();
   // Lets the listening socket rest for a while.
   void Pause();
   bool Has(const std::shared_ptr<Subscription>& subscription) const;

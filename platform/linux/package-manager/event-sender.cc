@@ -10,7 +10,7 @@
 #include <unistd.h>
 
 #include <cerrno>
-#include <cstdlib>
+#include <charconv>
 
 #include "platform/linux/common/message.h"
 #include "platform/linux/common/root-folder.h"
@@ -26,7 +26,8 @@ using Clock = std::chrono::steady_clock;
 
 // Connecting fails too while a new listener is about to listen, so the process decides.
 void RemoveIfDead(const std::string& folder, const std::string& name) {
-  const pid_t owner = std::atoi(name.c_str());
+  pid_t owner = 0;
+  std::from_chars(name.data(), name.data() + name.size(), owner);
   if (owner > 0 && kill(owner, 0) != 0 && errno == ESRCH) unlink((folder + "/" + name).c_str());
 }
 

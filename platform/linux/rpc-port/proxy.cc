@@ -106,7 +106,7 @@ Port* Proxy::Awaited() const {
 
 void Proxy::OnReadable(Port* port) {
   try {
-    Serve(port);
+    Serve(*port);
   } catch (...) {
     // Half of something is done that nobody will go on with.
     if (state_ != State::kIdle) End();
@@ -114,17 +114,17 @@ void Proxy::OnReadable(Port* port) {
   }
 }
 
-void Proxy::Serve(Port* port) {
-  if (port != Awaited()) return;
+void Proxy::Serve(Port& port) {
+  if (&port != Awaited()) return;
   bool is_over = false;
   const auto serve = [&] {
     const bool was_connected = state_ == State::kConnected;
     is_over = was_connected ? !ServeFrame() : !ServeAnswer();
     if (is_over) return false;
     if (!was_connected && state_ == State::kConnected) FinishConnecting();
-    return port == Awaited();
+    return &port == Awaited();
   };
-  if (port->ServeFrames(serve) == Port::Served::kEnded || is_over) End();
+  if (port.ServeFrames(serve) == Port::Served::kEnded || is_over) End();
 }
 
 bool Proxy::ServeAnswer() {

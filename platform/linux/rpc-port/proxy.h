@@ -54,7 +54,7 @@ class Proxy final : public PortObserver, public std::enable_shared_from_this<Pro
   std::shared_ptr<Port> SayHello(const Hello& hello);
 
   void OnReadable(Port* port) override;
-  void Serve(Port* port);
+  void Serve(Port& port);
   // Where the next frame comes from; null without a connection.
   Port* Awaited() const;
   // Both are false when the connection is over.

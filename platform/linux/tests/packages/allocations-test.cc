@@ -1,17 +1,27 @@
 // Copyright 2026 The qor-handler-manager authors
 // SPDX-License-Identifier: Apache-2.0
 
-// Queries, launches and subscriptions, with each allocation that a C function makes failing in
-// turn.
+// Queries, launches, subscriptions and events, with each allocation that one makes failing in turn.
+#include <Ecore.h>
 #include <app_control.h>
 #include <app_info.h>
 #include <gtest/gtest.h>
 #include <package_info.h>
 #include <package_manager.h>
+#include <poll.h>
+#include <sys/socket.h>
+#include <unistd.h>
 
+#include <atomic>
+#include <chrono>
 #include <functional>
 #include <string>
+#include <thread>
 
+#include "platform/linux/common/message.h"
+#include "platform/linux/common/root-folder.h"
+#include "platform/linux/common/unix-socket.h"
+#include "platform/linux/package-manager/package-event.h"
 #include "platform/linux/tests/packages/support/platform-test.h"
 #include "sweep/allocation-failure.h"
 
@@ -86,6 +96,47 @@ TEST_F(Allocations, ThatFailAreToldByThoseWhoListenToPackages) {
     const int end = package_manager_destroy(manager);
     return result != 0 ? result : end;
   });
+}
+
+TEST_F(Allocations, ThatFailWhileAnEventComesLoseNoMoreThanThatEvent) {
+  int heard = 0;
+  package_manager_h manager = nullptr;
+  ASSERT_EQ(package_manager_create(&manager), 0);
+  package_manager_set_event_status(manager, PACKAGE_MANAGER_STATUS_TYPE_ALL);
+  package_manager_set_event_cb(
+      manager,
+      [](const char*, const char*, package_manager_event_type_e, package_manager_event_state_e, int,
+         package_manager_error_e, void* data) { ++*static_cast<int*>(data); },
+      &heard);
+  const std::string folder = FolderBelowRoot(kEventSocketFolder);
+  const auto message = EncodeEvent({"tpk", "org.test.a-package-with-a-name-that-is-long"});
+  // Sent from another thread, in which nothing fails. Whether an allocation failed.
+  const auto hear_one = [&](long failing) {
+    std::atomic<bool> is_heard = false;
+    std::thread sender([&] {
+      const UniqueFd socket = ConnectTo(folder, std::to_string(getpid()));
+      EXPECT_TRUE(SendMessage(socket.Get(), message, std::chrono::seconds(60)));
+      pollfd ready = {socket.Get(), POLLIN, 0};
+      EXPECT_EQ(poll(&ready, 1, 60'000), 1);
+      char acknowledgement;
+      EXPECT_EQ(recv(socket.Get(), &acknowledgement, 1, 0), 1);
+      is_heard = true;
+    });
+    sweep::AllocationFailure failure(failing, Always);
+    if (failing != 0) failure.Arm();
+    while (!is_heard) ecore_main_loop_iterate();
+    sender.join();
+    return failure.HasFailed();
+  };
+  long nth = 1;
+  for (; hear_one(nth); ++nth) {
+    SCOPED_TRACE("allocation " + std::to_string(nth));
+    heard = 0;
+    hear_one(0);
+    ASSERT_EQ(heard, 1);
+  }
+  EXPECT_GT(nth, 3);
+  package_manager_destroy(manager);
 }
 
 }  // namespace

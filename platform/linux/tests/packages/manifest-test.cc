@@ -41,6 +41,15 @@ std::string Lines(std::initializer_list<std::string> lines) {
   return text;
 }
 
+std::string Nested(int levels) {
+  std::string begins, ends;
+  for (int i = 0; i < levels; ++i) {
+    begins += "<a>";
+    ends += "</a>";
+  }
+  return begins + ends;
+}
+
 class RefusedManifest : public test::PlatformTest, public testing::WithParamInterface<Refusal> {};
 
 TEST_P(RefusedManifest, LeavesTheInstalledStateAndNamesFileLineAndReason) {
@@ -93,6 +102,8 @@ const Refusal kRefusals[] = {
      Lines({R"(<manifest package="org.test.q" version="1.256.0">)", kSound, "</manifest>"}), 1,
      "\"1.256.0\" is not a version"},
     {"NoApplication", Lines({"<?xml version=\"1.0\"?>", kOpen, "</manifest>"}), 2,
+     "the package has no application"},
+    {"ElementsOfAnyDepth", kOpen + Nested(100'000) + "</manifest>", 1,
      "the package has no application"},
     {"MissingAppId", Lines({kOpen, "", Application("exec=\"app\""), "</manifest>"}), 3,
      "the application id is missing"},

@@ -1,0 +1,105 @@
+// Copyright 2026 The qor-handler-manager authors
+// SPDX-License-Identifier: Apache-2.0
+
+// A time of day that is set while everything runs.
+#include <chrono>
+#include <cstdlib>
+#include <fstream>
+#include <iterator>
+#include <regex>
+
+#include "end-to-end/end-to-end-test.h"
+#include "end-to-end/live-process.h"
+
+namespace deaths {
+namespace {
+
+using std::chrono::steady_clock;
+
+constexpr long kYearSeconds = 365L * 24 * 60 * 60;
+
+class ClockStep : public end_to_end::EndToEndTest {
+ protected:
+  ClockStep() { SetClock(0); }
+
+  // For all processes of the test that are started with Under(), handlers too.
+  void SetClock(long shift_seconds) const { std::ofstream(Clock()) << shift_seconds; }
+
+  std::vector<std::string> Under(std::vector<std::string> words) const {
+    words.insert(words.begin(), {"env", "LD_PRELOAD=" SHIFTED_CLOCK, "SHIFTED_CLOCK=" + Clock()});
+    return words;
+  }
+  std::vector<std::string> Tool(const std::vector<std::string>& words) const {
+    std::vector<std::string> all = {BuildFolder() + "/tools/qor/qor"};
+    all.insert(all.end(), words.begin(), words.end());
+    return Under(all);
+  }
+
+ private:
+  std::string Clock() const { return Root() + "/clock"; }
+};
+
+class ClockSteps : public ClockStep, public testing::WithParamInterface<long> {};
+
+INSTANTIATE_TEST_SUITE_P(By, ClockSteps, testing::Values(kYearSeconds, -kYearSeconds),
+                         [](const auto& param_info) {
+                           return param_info.param > 0 ? "AYearForward" : "AYearBack";
+                         });
+
+TEST_P(ClockSteps, AreSeenByTheProcesses) {
+  SetClock(GetParam());
+  const auto run = tools::RunProcess(Under({"date", "+%s"}), end_to_end::kPatienceSeconds);
+  EXPECT_NEAR(std::stod(run.output), static_cast<double>(time(nullptr) + GetParam()), 3600);
+}
+
+TEST_P(ClockSteps, EndNoCommandBeforeItsTimeAndNoneLater) {
+  Install("text");
+  end_to_end::LiveProcess agent(Tool({"agent"}));
+  agent.Write(R"({"configuration":{"executionTimeout":2000}})"
+              "\n");
+  agent.Write(R"({"uuid":"before","type":"text.echo","payload":"1"})"
+              "\n");
+  ASSERT_TRUE(agent.AwaitOutput(R"("uuid":"before","outcome":"success")")) << agent.Output();
+  const auto sent = steady_clock::now();
+  agent.Write(R"({"uuid":"silent","type":"text.forget"})"
+              "\n");
+  SetClock(GetParam());
+  ASSERT_TRUE(agent.AwaitOutput(R"("uuid":"silent","outcome":"timeout")")) << agent.Output();
+  EXPECT_GE(steady_clock::now() - sent, std::chrono::milliseconds(1900));
+  agent.Write(R"({"uuid":"after","type":"text.echo","payload":"2"})"
+              "\n");
+  EXPECT_TRUE(agent.AwaitOutput(R"("uuid":"after","outcome":"success")")) << agent.Output();
+}
+
+// Forward, answers may be too old to be kept.
+TEST_F(ClockStep, BackLetsNoCommandBeRunTwice) {
+  Install("probe");
+  const auto send = [this] {
+    return tools::RunProcess(Tool({"send", "probe.run", "1", "--uuid", "same"}),
+                             end_to_end::kPatienceSeconds);
+  };
+  const auto first = send();
+  ASSERT_EQ(first.exit_status, 0) << first.errors;
+  SetClock(-kYearSeconds);
+  EXPECT_EQ(send().output, first.output);
+  std::ifstream file(Root() + "/data/org.example.probe.handler/runs");
+  EXPECT_EQ(std::string(std::istreambuf_iterator<char>(file), {}), "same\n");
+}
+
+TEST_P(ClockSteps, KeepNoPackageFromBeingReplaced) {
+  const auto carry_out = [this](const std::vector<std::string>& words) {
+    const auto run = tools::RunProcess(Tool(words), end_to_end::kPatienceSeconds);
+    EXPECT_EQ(run.exit_status, 0) << run.errors;
+  };
+  end_to_end::LiveProcess agent(Tool({"agent"}));
+  carry_out({"package", "install", Packages() + "/text"});
+  SetClock(GetParam());
+  carry_out({"package", "update", Packages() + "/text"});
+  agent.Write(R"({"uuid":"after","type":"text.echo","payload":"2"})"
+              "\n");
+  EXPECT_TRUE(agent.AwaitOutput(R"("uuid":"after","outcome":"success")")) << agent.Output();
+  carry_out({"package", "uninstall", "org.example.text"});
+}
+
+}  // namespace
+}  // namespace deaths
