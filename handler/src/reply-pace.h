@@ -15,8 +15,9 @@ namespace qor::internal {
 // flight.
 class ReplyPace {
  public:
-  // How many answers are sent before one reply is left for later.
-  static constexpr std::size_t kAnswersPerTrial = 64;
+  // How many answers are sent before one reply is left for later. Not 64, which a port serves in a
+  // turn of the main loop: the last of a turn has no command after it.
+  static constexpr std::size_t kAnswersPerTrial = 50;
 
   // Asked once for each answer that was sent.
   bool MayWait() { return are_many_in_flight_ || ++answers_ % kAnswersPerTrial == 0; }

@@ -95,12 +95,13 @@ int qor_handler_manager_send_command(const char* uuid, const char* request_type,
     Require(!IsEmpty(uuid) && !IsEmpty(request_type), 130, "");
     // Unsigned where there is a text, so that a negative length is refused; signed where there is
     // none, so that it is not.
-    Require(payload == nullptr || std::strlen(payload) >= static_cast<std::size_t>(payload_len),
-            134, "");
+    const std::size_t length = payload != nullptr ? std::strlen(payload) : 0;
+    Require(payload == nullptr || length >= static_cast<std::size_t>(payload_len), 134, "");
     Require(payload != nullptr || payload_len <= 0, 137, "");
     Require(timestamp >= 0, 140, "");
     QorHandlerManagerApi::Instance()->SendCommand(
-        uuid, request_type, payload != nullptr ? payload : "", payload_len, timestamp);
+        uuid, request_type, std::string(payload != nullptr ? payload : "", length), payload_len,
+        timestamp);
     return kSuccess;
   });
 }
