@@ -10,6 +10,8 @@
 #include <string>
 #include <utility>
 
+#include "recorder/target.h"
+
 namespace chaos {
 
 namespace {
@@ -20,13 +22,26 @@ std::function<void()>& OnMissing() {
   return on_missing;
 }
 
+// The connections of the library's stub that it has asked about.
+std::set<std::string>& Known() {
+  static auto& known = *new std::set<std::string>;
+  return known;
+}
+
+void OnDisconnected(const char* sender, const char* instance, void* kept) {
+  Known().erase(instance);
+  const auto& [callback, data] = recorder::Kept<rpc_port_stub_disconnected_event_cb>(kept);
+  callback(sender, instance, data);
+}
+
 }  // namespace
 
 void WatchPorts(std::function<void()> on_missing) { OnMissing() = std::move(on_missing); }
 
 }  // namespace chaos
 
-// In front of the platform's function, and of the recorder's.
+// In front of the platform's functions, and of the recorder's.
+
 __attribute__((visibility("default"))) int rpc_port_stub_get_port(rpc_port_stub_h stub,
                                                                   rpc_port_port_type_e type,
                                                                   const char* instance,
@@ -35,8 +50,16 @@ __attribute__((visibility("default"))) int rpc_port_stub_get_port(rpc_port_stub_
       dlsym(RTLD_NEXT, "rpc_port_stub_get_port"));
   const int code = real(stub, type, instance, port);
   // It asks again with every call of the peer; only the first time counts.
-  static auto& known = *new std::set<std::string>;
-  const bool is_new = known.insert(instance).second;
+  const bool is_new = chaos::Known().insert(instance).second;
   if (code != RPC_PORT_ERROR_NONE && is_new && chaos::OnMissing()) chaos::OnMissing()();
   return code;
+}
+
+__attribute__((visibility("default"))) int rpc_port_stub_add_disconnected_event_cb(
+    rpc_port_stub_h stub, rpc_port_stub_disconnected_event_cb callback, void* user_data) {
+  static const auto real = reinterpret_cast<decltype(rpc_port_stub_add_disconnected_event_cb)*>(
+      dlsym(RTLD_NEXT, "rpc_port_stub_add_disconnected_event_cb"));
+  // A new stub: the connections of the one before ended with it.
+  chaos::Known().clear();
+  return real(stub, chaos::OnDisconnected, recorder::Keep(callback, user_data));
 }
