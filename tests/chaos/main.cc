@@ -51,7 +51,8 @@ class Run {
   bool Go() {
     std::printf("seed %llu, %d s, %d handlers\n", static_cast<unsigned long long>(seed_), seconds_,
                 kHandlers);
-    if (!disk_.IsMounted()) std::puts("full disks are left out: no file system can be mounted here");
+    if (!disk_.IsMounted())
+      std::puts("full disks are left out: no file system can be mounted here");
     places_.WritePackages(kPrograms);
     supervisor_.InstallAll();
     supervisor_.StartAgent(kExecutionTimeoutMs, kConnectionTimeoutMs);
