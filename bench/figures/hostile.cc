@@ -13,11 +13,13 @@
 #include <memory>
 #include <stdexcept>
 #include <string>
+#include <thread>
 #include <vector>
 
 #include "figures/figures.h"
 #include "peers/library-peer.h"
 #include "platform/linux/common/process-identity.h"
+#include "platform/linux/common/process-list.h"
 #include "support/child-process.h"
 #include "support/package-root.h"
 #include "support/temporary-folder.h"
@@ -31,6 +33,7 @@ constexpr std::size_t kRounds = 10;
 constexpr std::size_t kCommands = 3000;
 constexpr std::size_t kPayload = 64;
 constexpr std::size_t kHandlers = 2;
+constexpr double kMicrosecondsToEnd = 20e6;
 // Less than a connection lets wait.
 constexpr std::size_t kUnread = 200;
 constexpr std::size_t kUnreadBytes = std::size_t{64} * 1024;
@@ -185,6 +188,19 @@ Numbers UnderAttack(const std::string& root, const Attack& attack) {
   return {each, turns.Longest()};
 }
 
+// Handlers end with their agent, but not at once: one that is dying would take the next agent's
+// launch request with it.
+void AwaitTheEndOfHandlers(const std::string& root) {
+  const auto is_of_root = [&](const platform::Executable& executable) {
+    return executable.path.compare(0, root.size(), root) == 0;
+  };
+  double waited = 0;
+  for (Stopwatch watch; !platform::ProcessesWhere(is_of_root).empty(); waited += watch.Lap()) {
+    if (waited > kMicrosecondsToEnd) throw std::runtime_error("a handler does not end");
+    std::this_thread::yield();
+  }
+}
+
 }  // namespace
 
 void MeasureHostile(Report& report) {
@@ -199,6 +215,7 @@ void MeasureHostile(Report& report) {
     for (std::size_t i = 0; i < Attacks().size(); ++i) {
       const Numbers numbers =
           AskOnce([&]() -> Numbers { return UnderAttack(root.Path(), Attacks()[i]); });
+      AwaitTheEndOfHandlers(root.Path());
       times[i].push_back(numbers[0]);
       turns[i].push_back(numbers[1]);
     }
