@@ -3,6 +3,7 @@
 
 #include <CLI/CLI.hpp>
 
+#include <cstdio>
 #include <exception>
 #include <iostream>
 #include <string>
@@ -26,10 +27,7 @@ std::string Footer() {
   return text;
 }
 
-}  // namespace
-
-// NOLINTNEXTLINE(bugprone-exception-escape): words are declared without fail, or memory is short
-int main(int argc, char** argv) {
+int Run(int argc, char** argv) {
   CLI::App app("Installs handler packages, lists and explains handlers, sends commands", "qor");
   app.require_subcommand(1);
   app.failure_message(CLI::FailureMessage::help);
@@ -57,5 +55,17 @@ int main(int argc, char** argv) {
     return Report(failure, choice.json);
   } catch (const std::exception& error) {
     return Report(qor::Failure(qor::kError, error.what()), choice.json);
+  }
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+  try {
+    return Run(argc, argv);
+  } catch (const std::exception& error) {
+    // Before the words are known, or while a failure is reported: memory is short.
+    std::fprintf(stderr, "qor: %s\n", error.what());
+    return qor::kError;
   }
 }
