@@ -65,16 +65,17 @@ void AwaitOrphans() {
 }  // namespace
 
 int main(int argc, char** argv) {
-  CLI::App app("Measures the library beside a bare socket, D-Bus and what a task takes by itself.");
-  bool json = false;
-  std::string only;
-  std::map<std::string, int> names;
-  for (const Part& part : kParts) names[part.name] = 0;
-  app.add_flag("--json", json, "Print the figures as JSON, and nothing else, on standard output");
-  app.add_option("--only", only, "Measure one part")->check(CLI::IsMember(names));
-  CLI11_PARSE(app, argc, argv);
-
   try {
+    CLI::App app(
+        "Measures the library beside a bare socket, D-Bus and what a task takes by itself.");
+    bool json = false;
+    std::string only;
+    std::map<std::string, int> names;
+    for (const Part& part : kParts) names[part.name] = 0;
+    app.add_flag("--json", json, "Print the figures as JSON, and nothing else, on standard output");
+    app.add_option("--only", only, "Measure one part")->check(CLI::IsMember(names));
+    CLI11_PARSE(app, argc, argv);
+
     unsetenv("DLOG_FILTER");
     unsetenv("DLOG_FILE");
     AllowManyDescriptors();

@@ -179,13 +179,13 @@ class Run {
 }  // namespace
 
 int main(int argc, char** argv) {
-  double minutes = 1;
-  std::uint64_t seed = std::random_device()();
-  CLI::App app("Lets everything happen at random, and accounts for every command.");
-  app.add_option("--minutes", minutes, "How long")->check(CLI::Range(0.1, 10'000.0));
-  app.add_option("--seed", seed, "What decides the plan; random without");
-  CLI11_PARSE(app, argc, argv);
   try {
+    double minutes = 1;
+    std::uint64_t seed = std::random_device()();
+    CLI::App app("Lets everything happen at random, and accounts for every command.");
+    app.add_option("--minutes", minutes, "How long")->check(CLI::Range(0.1, 10'000.0));
+    app.add_option("--seed", seed, "What decides the plan; random without");
+    CLI11_PARSE(app, argc, argv);
     return Run(minutes, seed).Go() ? 0 : 1;
   } catch (const std::exception& error) {
     std::cerr << argv[0] << ": " << error.what() << "\n";

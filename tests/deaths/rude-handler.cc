@@ -17,6 +17,7 @@
 
 #include "bare-handler.h"
 #include "connection.h"
+#include "platform/linux/common/root-folder.h"
 
 namespace {
 
@@ -57,8 +58,7 @@ class Rude : public Connection::Observer {
 };
 
 void TellBirth() {
-  const std::string path = std::string(std::getenv("QOR_PLATFORM_ROOT")) + "/born";
-  const int fd = open(path.c_str(), O_WRONLY | O_CLOEXEC);
+  const int fd = open((platform::RootFolder() + "/born").c_str(), O_WRONLY | O_CLOEXEC);
   const pid_t pid = getpid();
   if (write(fd, &pid, sizeof pid) != sizeof pid) _exit(3);
   close(fd);

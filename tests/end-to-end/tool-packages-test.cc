@@ -164,7 +164,6 @@ TEST_F(ToolPackages, ExplainTellsWhoWasLeftOutAndWhy) {
 }
 
 TEST_F(ToolPackages, ExplainTellsThatALookUpThatFailsLeavesNoHandler) {
-  ExampleCopy(Packages() + "/text", Root() + "/copy");
   std::ofstream(Root() + "/packages.db") << std::string(5000, 'x');
   const auto explained = Qor({"explain", "text.upper"});
   EXPECT_EQ(explained.exit_status, 1);

@@ -157,7 +157,7 @@ int app_info_metadata_filter_foreach(app_info_metadata_filter_h handle, app_info
   for (const Package& package : std::vector(GetState().packages)) {
     for (const App& app : package.apps) {
       if (!Matches(app, *filter)) continue;
-      const app_info_h info = AddInfo(app, package);
+      app_info_h info = AddInfo(app, package);
       const bool go_on = fake::internal::CallBack(callback, info, user_data);
       GetState().app_infos.Remove(info);
       if (!go_on) return APP_MANAGER_ERROR_NONE;

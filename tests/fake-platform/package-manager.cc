@@ -116,7 +116,7 @@ int package_manager_foreach_package_info(package_manager_package_info_cb callbac
   if (entry.error != 0) return entry.error;
   if (!callback) return PACKAGE_MANAGER_ERROR_INVALID_PARAMETER;
   for (const Package& package : std::vector(GetState().packages)) {
-    const package_info_h info = AddInfo(package);
+    package_info_h info = AddInfo(package);
     const bool go_on = CallBack(callback, info, user_data);
     GetState().package_infos.Remove(info);
     if (!go_on) break;

@@ -166,6 +166,7 @@ class Session : private AgentLink::Receiver {
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
   fuzz::ScratchFolder();
   fuzz::StartLoop();
-  Session({data, size}).Run();
+  Session session({data, size});
+  session.Run();
   return 0;
 }

@@ -9,8 +9,8 @@ namespace recorder {
 namespace {
 
 int places[2];
-rpc_port_h const kPort = &places[0];
-rpc_port_h const kOtherPort = &places[1];
+void* const kPort = &places[0];
+void* const kOtherPort = &places[1];
 
 TEST(Connections, TellWhoIsBehindACallbackPortAsLongAsItIsThere) {
   auto& connections = Connections::Get();

@@ -24,7 +24,7 @@ class LogicConnections : public support::OneHandlerTest {
 TEST_F(LogicConnections, StopTheTimersOfWaitingCommands) {
   SendAll({"a", "b", "c", "d"});
   EXPECT_FALSE(fake::Timers().empty());
-  HandlerPeer("h");
+  const HandlerPeer peer("h");
   EXPECT_TRUE(fake::Timers().empty());
 }
 
@@ -191,7 +191,7 @@ TEST_F(LogicConnections, IgnoreTheRequestOfAnUnregisteredApplication) {
 }
 
 TEST_F(LogicConnections, IgnoreAnUnregisteredApplicationSilently) {
-  HandlerPeer("stranger");
+  const HandlerPeer peer("stranger");
   EXPECT_TRUE(support::LoggedTexts(DLOG_WARN).empty());
   EXPECT_TRUE(support::LoggedTexts(DLOG_ERROR).empty());
 }

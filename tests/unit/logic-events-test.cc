@@ -170,7 +170,7 @@ TEST_F(LogicEvents, ApplyANewConfigurationToTheNextTimers) {
   Start();
   ASSERT_EQ(Send("a", "type"), 0);
   Start(1000, 2000);
-  HandlerPeer("other");
+  const HandlerPeer peer("other");
   ASSERT_EQ(Send("b", "other"), 0);
   support::InstallHandler("third", {"third"});
   support::RaiseInstalled(PackageOf("third"));

@@ -107,7 +107,7 @@ TEST_F(ServiceManager, LeavesStandingConnectionsTheirTaker) {
 }
 
 TEST_F(ServiceManager, LogsTheFrameOfEachService) {
-  HandlerPeer("app", "one");
+  fake::Connect("app", "one");
   EXPECT_EQ(support::CountLogged(
                 DLOG_DEBUG, support::EnterLine("service-manager.cc", "CreateService", kAnyLine)),
             1);

@@ -16,8 +16,8 @@ using Texts = std::vector<std::string>;
 class StubLifetime : public support::StubTest {};
 
 TEST_F(StubLifetime, EndsTheOtherServicesWhenOneThrows) {
-  HandlerPeer("app", "one");
-  HandlerPeer("app", "two");
+  fake::Connect("app", "one");
+  fake::Connect("app", "two");
   script_.calls.clear();
   script_.on_call = [](const std::string& call) {
     if (call == "terminate one") throw std::runtime_error("refused");
@@ -87,7 +87,7 @@ TEST_F(StubLifetime, MayGoWhileAConnectionBegins) {
   script_.on_call = [this](const std::string& call) {
     if (call == "create one") stub_.reset();
   };
-  HandlerPeer("app", "one");
+  fake::Connect("app", "one");
   EXPECT_EQ(script_.calls,
             (Texts{"service app one", "create one", "terminate one", "destroyed one"}));
 }

@@ -32,13 +32,13 @@ TEST_F(Stub, IsSetUpInOrder) {
 }
 
 TEST_F(Stub, MakesAServiceOfEachConnection) {
-  HandlerPeer("app", "one");
+  fake::Connect("app", "one");
   EXPECT_EQ(script_.calls, (Texts{"service app one", "create one"}));
 }
 
 TEST_F(Stub, DropsAConnectionWithoutACallbackPort) {
   fake::Fail("rpc_port_stub_get_port", RPC_PORT_ERROR_IO_ERROR);
-  HandlerPeer("app", "one");
+  fake::Connect("app", "one");
   EXPECT_EQ(script_.calls, (Texts{"service app one", "destroyed one"}));
   EXPECT_EQ(CountStubErrors("Connect", "Failed to get the port(-5)"), 1);
 }
@@ -68,8 +68,8 @@ TEST_F(Stub, KeepsTwoConnectionsOfOneApplicationApart) {
 }
 
 TEST_F(Stub, EndsLiveServicesInConnectionOrderBeforeItGoes) {
-  HandlerPeer("app", "two");
-  HandlerPeer("app", "one");
+  fake::Connect("app", "two");
+  fake::Connect("app", "one");
   script_.calls.clear();
   script_.on_call = [](const std::string&) {
     EXPECT_EQ(fake::CallCount("rpc_port_stub_destroy"), 0);
@@ -140,7 +140,7 @@ TEST_F(Stub, RepliesWhatTheServiceAnswers) {
 }
 
 TEST_F(Stub, RepliesToTheSequenceNumberOfTheRequest) {
-  HandlerPeer("app", "one");
+  fake::Connect("app", "one");
   fake::Receive("one", fake::ParcelWriter()
                            .SequenceNumber(4711)
                            .Int32(support::kMethodNegotiateTimeout)
@@ -171,7 +171,7 @@ TEST_F(Stub, RepliesToMinusOneWhenTheRequestHasNoSequenceNumber) {
 TEST_F(Stub, RejectsUnknownMethods) {
   for (const int method : {0, 1, 5, -1, 1000000}) {
     const std::string instance = "connection " + std::to_string(method);
-    HandlerPeer("app", instance);
+    fake::Connect("app", instance);
     EXPECT_EQ(fake::Receive(instance, fake::ParcelWriter().Int32(method)), -1);
     EXPECT_EQ(CountStubErrors("Receive", "Unknown command(" + std::to_string(method) + ")"), 1)
         << method;
@@ -182,12 +182,12 @@ TEST_F(Stub, RejectsUnknownMethods) {
 }
 
 TEST_F(Stub, RejectsAParcelWithoutAMethod) {
-  HandlerPeer("app", "one");
+  fake::Connect("app", "one");
   EXPECT_EQ(fake::Receive("one", fake::ParcelWriter()), -1);
 }
 
 TEST_F(Stub, TakesDefaultsForMissingFields) {
-  HandlerPeer("app", "one");
+  fake::Connect("app", "one");
   EXPECT_EQ(fake::Receive("one", fake::ParcelWriter().Int32(support::kMethodSendResult)), 0);
   EXPECT_EQ(script_.last_result.uuid, "");
   EXPECT_EQ(script_.last_result.result, "");
@@ -218,7 +218,7 @@ TEST_F(Stub, ReturnsTheResultOfSendingTheReply) {
 TEST_F(Stub, UsesTheFactoryItListenedWithLast) {
   Script other;
   stub_->Listen(std::make_shared<RecordingFactory>(&other));
-  HandlerPeer("app", "one");
+  fake::Connect("app", "one");
   EXPECT_TRUE(script_.calls.empty());
   EXPECT_EQ(other.calls.size(), 2u);
   stub_.reset();
@@ -226,14 +226,14 @@ TEST_F(Stub, UsesTheFactoryItListenedWithLast) {
 
 // The service's own way to end its connection.
 TEST_F(Stub, KeepsThePortOfAConnectionThatItEnds) {
-  HandlerPeer("app", "one");
+  fake::Connect("app", "one");
   // The platform ends the connection, and with it the service, within the call.
   EXPECT_NO_THROW(factory_->last_service->Disconnect());
   EXPECT_EQ(CountStubErrors("Disconnect", "Failed to disconnect the port(0)"), 1);
 }
 
 TEST_F(Stub, ForgetsThePortOfAConnectionThatItCannotEnd) {
-  HandlerPeer("app", "one");
+  fake::Connect("app", "one");
   fake::Fail("rpc_port_disconnect", RPC_PORT_ERROR_IO_ERROR);
   factory_->last_service->Disconnect();
   EXPECT_TRUE(support::LoggedTexts(DLOG_ERROR, kStubTag).empty());

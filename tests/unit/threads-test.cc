@@ -81,7 +81,7 @@ TEST_F(Threads, MayShutDownWhileCommandsWait) {
 }
 
 TEST_F(Threads, MayShutDownWhileHandlersAreConnected) {
-  HandlerPeer("h", "one");
+  fake::Connect("h", "one");
   HandlerPeer handler("h", "two");
   handler.Fetch();
   SendAll({"a", "b", "c"});
