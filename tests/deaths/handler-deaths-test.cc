@@ -8,6 +8,7 @@
 #include <unistd.h>
 
 #include <cstdlib>
+#include <ostream>
 
 #include "end-to-end/end-to-end-test.h"
 #include "platform/linux/common/unix-socket.h"
@@ -38,6 +39,8 @@ constexpr Step kSteps[] = {
     {"result", Alone::kResult},
 };
 
+void PrintTo(const Step& step, std::ostream* out) { *out << step.name; }
+
 class HandlerDeaths : public end_to_end::EndToEndTest, public testing::WithParamInterface<Step> {
  protected:
   HandlerDeaths() {
@@ -67,11 +70,13 @@ class HandlerDeaths : public end_to_end::EndToEndTest, public testing::WithParam
   platform::UniqueFd born_;
 };
 
-INSTANTIATE_TEST_SUITE_P(At, HandlerDeaths, testing::ValuesIn(kSteps), [](const auto& param_info) {
+const auto kNameOfStep = [](const auto& param_info) {
   std::string name = param_info.param.name;
   if (const auto dash = name.find('-'); dash != std::string::npos) name[dash] = '_';
   return name;
-});
+};
+
+INSTANTIATE_TEST_SUITE_P(At, HandlerDeaths, testing::ValuesIn(kSteps), kNameOfStep);
 
 TEST_P(HandlerDeaths, EndTheCommandAsTheRulesSay) {
   constexpr int kSoon = 1'000;
@@ -109,6 +114,21 @@ TEST_P(HandlerDeaths, AreMadeGoodByTheNextCommand) {
   ASSERT_EQ(agent.Responses().size(), 2u);
   EXPECT_EQ(agent.Responses()[0].uuid, "one");
   EXPECT_EQ(agent.Responses()[0].result, "1");
+}
+
+// The process dies with the second command's launch request in its socket.
+using HandlerDeathsWhileLaunched = HandlerDeaths;
+
+INSTANTIATE_TEST_SUITE_P(At, HandlerDeathsWhileLaunched,
+                         testing::Values(kSteps[0], kSteps[1], kSteps[2]), kNameOfStep);
+
+TEST_P(HandlerDeathsWhileLaunched, AreMadeGoodByACommandBeforeThem) {
+  auto& agent = StartAgent();
+  ASSERT_EQ(agent.Send("one", "rude.answer", "1"), 0);
+  unsetenv("RUDE_STEP");
+  ASSERT_EQ(agent.Send("two", "rude.answer", "2"), 0);
+  EXPECT_EQ(AwaitResponse("one").result, "1");
+  EXPECT_EQ(AwaitResponse("two").result, "2");
 }
 
 }  // namespace

@@ -3,15 +3,18 @@
 
 #include "platform/linux/app-control/launcher.h"
 
+#include <dlog.h>
 #include <signal.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
 #include <cerrno>
 #include <chrono>
-#include <optional>
+#include <string>
 #include <system_error>
+#include <utility>
 
+#include "platform/linux/app-control/delivery.h"
 #include "platform/linux/app-control/launch-protocol.h"
 #include "platform/linux/app-control/spawn.h"
 #include "platform/linux/common/file-lock.h"
@@ -21,6 +24,8 @@
 
 namespace platform {
 namespace {
+
+constexpr char kLogTag[] = "APPCTL";
 
 // How long a running application whose socket is full may take to make room for a request.
 constexpr std::chrono::seconds kSendPatience(5);
@@ -72,30 +77,59 @@ bool StartWith(const ApplicationRecord& application, const std::string& folder,
   return true;
 }
 
+ApplicationRecord Current(const std::string& app_id) {
+  const auto found = FindApplication(app_id);
+  if (!found) throw LaunchFailed(app_id + " has been uninstalled");
+  return *found;
+}
+
+enum class Attempt { kFirst, kLast };
+
+void LaunchAnew(const std::string& app_id, const std::vector<uint8_t>& request);
+
+// An application that lives and refuses requests gets each twice, and not for ever.
+bool SendToRunning(const std::string& app_id, const std::vector<uint8_t>& request,
+                   UniqueFd connection, Attempt attempt) {
+  if (attempt == Attempt::kLast) return SendMessage(connection.Get(), request, kSendPatience);
+  return Delivery::Start(app_id, request, std::move(connection), kSendPatience, LaunchAnew);
+}
+
 // False when the application has to be looked up anew.
-bool TryToLaunchWith(const ApplicationRecord& application, const std::vector<uint8_t>& request) {
+bool TryToLaunchWith(const ApplicationRecord& application, const std::vector<uint8_t>& request,
+                     Attempt attempt) {
   const std::string folder = FolderBelowRoot(kApplicationSocketFolder);
   UniqueFd lock = LockLaunchOf(application.id);
-  const UniqueFd connection = ConnectTo(folder, application.id);
+  UniqueFd connection = ConnectTo(folder, application.id);
   if (!connection) {
     if (errno != ENOENT && errno != ECONNREFUSED) Throw("cannot reach " + application.id);
     return StartWith(application, folder, request);
   }
   lock.Reset();
-  if (SendMessage(connection.Get(), request, kSendPatience)) return true;
+  if (SendToRunning(application.id, request, std::move(connection), attempt)) return true;
   // The process ended between the two steps and makes room for a new one.
   if (errno != EPIPE && errno != ECONNRESET) Throw("cannot send a request to " + application.id);
   return false;
 }
 
+void Launch(ApplicationRecord application, const std::vector<uint8_t>& request, Attempt attempt) {
+  while (!TryToLaunchWith(application, request, attempt)) application = Current(application.id);
+}
+
+// For a request that a process which ran already has not taken.
+void LaunchAnew(const std::string& app_id, const std::vector<uint8_t>& request) {
+  dlog_print(DLOG_INFO, kLogTag, "%s ended with a launch request: once more", app_id.c_str());
+  try {
+    Launch(Current(app_id), request, Attempt::kLast);
+  } catch (const std::exception& error) {
+    dlog_print(DLOG_ERROR, kLogTag, "a launch request to %s is lost: %s", app_id.c_str(),
+               error.what());
+  }
+}
+
 }  // namespace
 
 void LaunchWith(const ApplicationRecord& application, const std::vector<uint8_t>& request) {
-  std::optional<ApplicationRecord> current = application;
-  while (!TryToLaunchWith(*current, request)) {
-    current = FindApplication(application.id);
-    if (!current) throw LaunchFailed(application.id + " has been uninstalled");
-  }
+  Launch(application, request, Attempt::kFirst);
 }
 
 }  // namespace platform

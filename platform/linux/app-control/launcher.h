@@ -22,6 +22,9 @@ class LaunchFailed : public std::runtime_error {
 // when that fails, and LaunchFailed when the executable cannot be started. An application that was
 // updated since it was looked up is started as what it is now.
 //
+// A process that ran already may end before it takes the request. When the main loop's thread
+// launched, the main loop then starts a new process with it.
+//
 // A new process gets the launcher's root in its environment, a session of its own, default signal
 // handling, the package's folder as its working folder, the launcher's standard error, /dev/null
 // for its standard input and output, and no other descriptor but its listening socket. Whoever runs

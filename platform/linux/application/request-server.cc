@@ -8,9 +8,11 @@
 
 #include <cerrno>
 #include <exception>
+#include <string>
 #include <utility>
 
 #include "platform/linux/app-control/received-request.h"
+#include "platform/linux/common/message.h"
 #include "platform/linux/common/process-identity.h"
 
 namespace platform {
@@ -23,73 +25,89 @@ void LogLoss(const std::exception& error) {
 
 }  // namespace
 
-RequestServer::RequestServer(UniqueFd listening_socket, Callback callback)
-    : socket_(std::move(listening_socket)), callback_(std::move(callback)) {
-  handler_ =
-      ecore_main_fd_handler_add(socket_.Get(), ECORE_FD_READ, OnConnect, this, nullptr, nullptr);
+// One sender, until its request is there.
+class RequestServer::Connection final : private LoopTarget {
+ public:
+  Connection(RequestServer* server, UniqueFd socket)
+      : server_(server),
+        socket_(std::move(socket)),
+        // Asked at once, while the sender is most likely still there.
+        caller_(IdentifyProcess(PeerOf(socket_.Get()).pid).app_id),
+        watch_(socket_.Get(), this) {}
+
+  // True when nothing more is to come.
+  bool Serve();
+  void ServeLater() { watch_.WatchReading(true); }
+
+ private:
+  void OnReady(bool readable, bool writable) override;
+
+  RequestServer* const server_;
+  const UniqueFd socket_;
+  const std::string caller_;
+  MessageReader reader_;
+  LoopWatch watch_;
+};
+
+bool RequestServer::Connection::Serve() {
+  const MessageReader::State state = reader_.ReadFrom(socket_.Get());
+  if (state == MessageReader::State::kPartial) return false;
+  // The callback may run the main loop.
+  watch_.Remove();
+  if (state == MessageReader::State::kComplete) Acknowledge(socket_.Get());
+  app_control_h request = nullptr;
+  const std::vector<uint8_t>& bytes = reader_.Bytes();
+  if (state == MessageReader::State::kBroken ||
+      platform_app_control_receive(bytes.data(), bytes.size(), caller_.c_str(), &request) !=
+          APP_CONTROL_ERROR_NONE) {
+    dlog_print(DLOG_WARN, "APPCORE", "dropped a message from \"%s\" that is no request",
+               caller_.c_str());
+    return true;
+  }
+  server_->callback_(request);
+  app_control_destroy(request);
+  return true;
 }
 
-RequestServer::~RequestServer() {
-  for (Connection& connection : connections_) ecore_main_fd_handler_del(connection.handler);
-  ecore_main_fd_handler_del(handler_);
-}
-
-Eina_Bool RequestServer::OnConnect(void* server, Ecore_Fd_Handler*) {
-  auto* self = static_cast<RequestServer*>(server);
+void RequestServer::Connection::OnReady(bool, bool) {
   try {
-    self->Accept();
+    if (!Serve()) return;
   } catch (const std::exception& error) {
     LogLoss(error);
   }
-  return ECORE_CALLBACK_RENEW;
+  server_->connections_.remove_if([this](const Connection& other) { return &other == this; });
+}
+
+RequestServer::RequestServer(UniqueFd listening_socket, Callback callback)
+    : callback_(std::move(callback)),
+      socket_(std::move(listening_socket)),
+      watch_(socket_.Get(), this),
+      pause_(&watch_) {
+  watch_.WatchReading(true);
+}
+
+RequestServer::~RequestServer() = default;
+
+void RequestServer::OnReady(bool, bool) {
+  try {
+    Accept();
+  } catch (const std::exception& error) {
+    LogLoss(error);
+  }
 }
 
 void RequestServer::Accept() {
-  Connection connection;
-  connection.server = this;
-  connection.socket =
-      UniqueFd(accept4(socket_.Get(), nullptr, nullptr, SOCK_CLOEXEC | SOCK_NONBLOCK));
-  if (!connection.socket) {
-    if (errno == EMFILE || errno == ENFILE) pause_.Start(handler_);
+  UniqueFd socket(accept4(socket_.Get(), nullptr, nullptr, SOCK_CLOEXEC | SOCK_NONBLOCK));
+  if (!socket) {
+    if (errno == EMFILE || errno == ENFILE) pause_.Start();
     return;
   }
-  // Asked at once, while the sender is most likely still there.
-  connection.caller = IdentifyProcess(PeerOf(connection.socket.Get()).pid).app_id;
+  std::list<Connection> added;
+  Connection& connection = added.emplace_back(this, std::move(socket));
   // Nearly always all of the request is there already.
-  if (Serve(&connection)) return;
-  Connection& waiting = connections_.emplace_back(std::move(connection));
-  waiting.handler = ecore_main_fd_handler_add(waiting.socket.Get(), ECORE_FD_READ, OnReadable,
-                                              &waiting, nullptr, nullptr);
-}
-
-Eina_Bool RequestServer::OnReadable(void* data, Ecore_Fd_Handler*) {
-  auto* connection = static_cast<Connection*>(data);
-  RequestServer* const server = connection->server;
-  try {
-    if (!server->Serve(connection)) return ECORE_CALLBACK_RENEW;
-  } catch (const std::exception& error) {
-    LogLoss(error);
-  }
-  ecore_main_fd_handler_del(connection->handler);
-  server->connections_.remove_if([=](const Connection& other) { return &other == connection; });
-  return ECORE_CALLBACK_CANCEL;
-}
-
-bool RequestServer::Serve(Connection* connection) {
-  const MessageReader::State state = connection->reader.ReadFrom(connection->socket.Get());
-  if (state == MessageReader::State::kPartial) return false;
-  app_control_h request = nullptr;
-  const std::vector<uint8_t>& bytes = connection->reader.Bytes();
-  if (state == MessageReader::State::kBroken ||
-      platform_app_control_receive(bytes.data(), bytes.size(), connection->caller.c_str(),
-                                   &request) != APP_CONTROL_ERROR_NONE) {
-    dlog_print(DLOG_WARN, "APPCORE", "dropped a message from \"%s\" that is no request",
-               connection->caller.c_str());
-    return true;
-  }
-  callback_(request);
-  app_control_destroy(request);
-  return true;
+  if (connection.Serve()) return;
+  connection.ServeLater();
+  connections_.splice(connections_.end(), added);
 }
 
 }  // namespace platform

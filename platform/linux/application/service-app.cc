@@ -57,9 +57,6 @@ class ServiceApp {
   static inline ServiceApp* running_ = nullptr;
 };
 
-// A machine without a system bus would get pages of errors from Ecore's system modules.
-__attribute__((constructor)) void SwitchOffSystemModules() { ecore_app_no_system_modules(); }
-
 }  // namespace
 
 EXPORT_API int service_app_main(int argc, char** argv, service_app_lifecycle_callback_s* callback,

@@ -57,6 +57,11 @@ bool SendMessage(int socket_fd, const std::vector<uint8_t>& message,
   return true;
 }
 
+void Acknowledge(int socket_fd) {
+  const uint8_t taken = 1;
+  send(socket_fd, &taken, sizeof taken, MSG_NOSIGNAL | MSG_DONTWAIT);
+}
+
 MessageReader::State MessageReader::Fill(int socket_fd, uint8_t* target, size_t size,
                                          size_t* done) {
   while (*done < size) {

@@ -23,6 +23,9 @@ constexpr size_t kMaxMessageSize = 128 * 1024;
 bool SendMessage(int socket_fd, const std::vector<uint8_t>& message,
                  std::chrono::milliseconds limit);
 
+// Tells the sender, by one byte, that its message was taken. Never waits.
+void Acknowledge(int socket_fd);
+
 // Collects a message from a non-blocking socket as its bytes arrive.
 class MessageReader {
  public:

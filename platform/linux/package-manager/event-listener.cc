@@ -10,19 +10,66 @@
 #include <algorithm>
 #include <cerrno>
 #include <new>
-#include <optional>
 #include <system_error>
+#include <utility>
 
+#include "platform/linux/common/message.h"
 #include "platform/linux/common/root-folder.h"
 #include "platform/linux/package-manager/errors.h"
 
 namespace platform {
-namespace {
 
-// A machine without a system bus would get pages of errors from Ecore's system modules.
-__attribute__((constructor)) void SwitchOffSystemModules() { ecore_app_no_system_modules(); }
+// An installer, until its event has been delivered.
+class EventListener::Connection final : private LoopTarget {
+ public:
+  void Open(UniqueFd socket) {
+    socket_ = std::move(socket);
+    watch_.emplace(socket_.Get(), static_cast<LoopTarget*>(this));
+    watch_->WatchReading(true);
+  }
 
-}  // namespace
+ private:
+  void OnReady(bool readable, bool writable) override;
+
+  UniqueFd socket_;
+  MessageReader reader_;
+  std::optional<LoopWatch> watch_;
+};
+
+void EventListener::Connection::OnReady(bool, bool) {
+  EventListener& listener = Instance();
+  // Keeps this while the callbacks, which may stop the listener, run.
+  std::list<Connection> self;
+  const auto take_out = [&] {
+    watch_.reset();
+    const auto place = std::find_if(listener.connections_.begin(), listener.connections_.end(),
+                                    [this](const Connection& other) { return &other == this; });
+    self.splice(self.end(), listener.connections_, place);
+  };
+  try {
+    const MessageReader::State state = reader_.ReadFrom(socket_.Get());
+    if (state == MessageReader::State::kPartial) return;
+    std::optional<PackageEvent> event;
+    if (state == MessageReader::State::kComplete) event = DecodeEvent(reader_.Bytes());
+    take_out();
+    if (event) {
+      listener.Deliver(*event);
+    } else {
+      dlog_print(DLOG_WARN, kPackageLogTag, "dropped a message that is no package event");
+    }
+  } catch (const std::bad_alloc&) {
+    dlog_print(DLOG_ERROR, kPackageLogTag, "no memory to hear of a package event: it is lost");
+    if (self.empty()) take_out();
+  }
+  Acknowledge(socket_.Get());
+}
+
+EventListener::Server::Server(UniqueFd listening_socket, EventListener* listener)
+    : socket(std::move(listening_socket)), watch(socket.Get(), listener), pause(&watch) {
+  watch.WatchReading(true);
+}
+
+EventListener::EventListener() = default;
 
 bool Subscription::Wants(package_manager_event_type_e type) const {
   if (!has_status || callback == nullptr) return false;
@@ -85,82 +132,38 @@ void EventListener::Start() {
   if (!socket)
     throw std::system_error(errno, std::generic_category(),
                             "cannot listen at " + folder_ + "/" + name);
-  socket_ = std::move(socket);
-  // Keeps Ecore up while its handler is in use.
-  ecore_init();
-  handler_ =
-      ecore_main_fd_handler_add(socket_.Get(), ECORE_FD_READ, OnConnect, this, nullptr, nullptr);
+  server_.emplace(std::move(socket), this);
   std::lock_guard<std::mutex> lock(name_mutex_);
   name_ = name;
 }
 
 void EventListener::Stop() {
-  for (Connection& connection : connections_) ecore_main_fd_handler_del(connection.handler);
   connections_.clear();
-  pause_.Stop();
-  ecore_main_fd_handler_del(handler_);
-  handler_ = nullptr;
-  socket_.Reset();
-  ecore_shutdown();
+  server_.reset();
   std::lock_guard<std::mutex> lock(name_mutex_);
   unlink((folder_ + "/" + name_).c_str());
   name_.clear();
 }
 
-Eina_Bool EventListener::OnConnect(void* data, Ecore_Fd_Handler*) {
-  auto* listener = static_cast<EventListener*>(data);
+void EventListener::OnReady(bool, bool) {
   try {
-    listener->Accept();
+    Accept();
   } catch (const std::bad_alloc&) {
     dlog_print(DLOG_ERROR, kPackageLogTag, "no memory to hear of a package event: in a moment");
-    listener->pause_.Start(listener->handler_);
+    server_->pause.Start();
   }
-  return ECORE_CALLBACK_RENEW;
 }
 
 void EventListener::Accept() {
   // First, while it can still be put off.
   std::list<Connection> added(1);
-  Connection& connection = added.back();
-  connection.socket =
-      UniqueFd(accept4(socket_.Get(), nullptr, nullptr, SOCK_CLOEXEC | SOCK_NONBLOCK));
-  if (!connection.socket) {
-    if (errno == EMFILE || errno == ENFILE) pause_.Start(handler_);
+  UniqueFd socket(accept4(server_->socket.Get(), nullptr, nullptr, SOCK_CLOEXEC | SOCK_NONBLOCK));
+  if (!socket) {
+    if (errno == EMFILE || errno == ENFILE) server_->pause.Start();
     return;
   }
-  connection.handler = ecore_main_fd_handler_add(connection.socket.Get(), ECORE_FD_READ, OnReadable,
-                                                 &connection, nullptr, nullptr);
+  added.back().Open(std::move(socket));
   connections_.splice(connections_.end(), added);
-}
-
-Eina_Bool EventListener::OnReadable(void* data, Ecore_Fd_Handler* handler) {
-  auto* connection = static_cast<Connection*>(data);
-  EventListener& listener = Instance();
-  UniqueFd socket;
-  const auto take_out = [&] {
-    socket = std::move(connection->socket);
-    ecore_main_fd_handler_del(handler);
-    listener.connections_.remove_if([=](const Connection& other) { return &other == connection; });
-  };
-  try {
-    const MessageReader::State state = connection->reader.ReadFrom(connection->socket.Get());
-    if (state == MessageReader::State::kPartial) return ECORE_CALLBACK_RENEW;
-    std::optional<PackageEvent> event;
-    if (state == MessageReader::State::kComplete) event = DecodeEvent(connection->reader.Bytes());
-    // First: the callbacks may stop the listener.
-    take_out();
-    if (event) {
-      listener.Deliver(*event);
-    } else {
-      dlog_print(DLOG_WARN, kPackageLogTag, "dropped a message that is no package event");
-    }
-  } catch (const std::bad_alloc&) {
-    dlog_print(DLOG_ERROR, kPackageLogTag, "no memory to hear of a package event: it is lost");
-    if (!socket) take_out();
-  }
-  const char acknowledgement = 1;
-  send(socket.Get(), &acknowledgement, sizeof acknowledgement, MSG_NOSIGNAL | MSG_DONTWAIT);
-  return ECORE_CALLBACK_CANCEL;
 }
 
 }  // namespace platform

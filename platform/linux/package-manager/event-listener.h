@@ -4,17 +4,18 @@
 #ifndef PLATFORM_LINUX_PACKAGE_MANAGER_EVENT_LISTENER_H_
 #define PLATFORM_LINUX_PACKAGE_MANAGER_EVENT_LISTENER_H_
 
-#include <Ecore.h>
 #include <package_manager.h>
 
 #include <list>
 #include <memory>
 #include <mutex>
+#include <optional>
 #include <string>
 #include <vector>
 
 #include "platform/linux/common/accept-pause.h"
-#include "platform/linux/common/message.h"
+#include "platform/linux/common/ecore-reference.h"
+#include "platform/linux/common/loop-watch.h"
 #include "platform/linux/common/unix-socket.h"
 #include "platform/linux/package-manager/package-event.h"
 
@@ -32,9 +33,11 @@ struct Subscription {
 
 // This process's ear: serves its event socket on the Ecore main loop while any subscription is in.
 // All functions but OwnName() belong to the main loop's thread.
-class EventListener {
+class EventListener final : private LoopTarget {
  public:
   static EventListener& Instance();
+  EventListener(const EventListener&) = delete;
+  EventListener& operator=(const EventListener&) = delete;
 
   // Throws std::system_error when the socket cannot be made.
   void Add(const std::shared_ptr<Subscription>& subscription);
@@ -48,14 +51,19 @@ class EventListener {
   std::string OwnName() const;
 
  private:
-  struct Connection {
-    UniqueFd socket;
-    MessageReader reader;
-    Ecore_Fd_Handler* handler = nullptr;
+  class Connection;
+  // What is there while any subscription is in.
+  struct Server {
+    Server(UniqueFd listening_socket, EventListener* listener);
+
+    const EcoreReference ecore;
+    const UniqueFd socket;
+    LoopWatch watch;
+    AcceptPause pause;
   };
 
-  static Eina_Bool OnConnect(void* listener, Ecore_Fd_Handler* handler);
-  static Eina_Bool OnReadable(void* connection, Ecore_Fd_Handler* handler);
+  EventListener();
+  void OnReady(bool readable, bool writable) override;
   void Start();
   void Stop();
   void Accept();
@@ -63,9 +71,7 @@ class EventListener {
 
   std::vector<std::shared_ptr<Subscription>> subscriptions_;
   std::list<Connection> connections_;
-  UniqueFd socket_;
-  Ecore_Fd_Handler* handler_ = nullptr;
-  AcceptPause pause_;
+  std::optional<Server> server_;
   std::string folder_;
   mutable std::mutex name_mutex_;
   std::string name_;

@@ -7,9 +7,9 @@
 #include <memory>
 #include <string>
 
+#include "platform/linux/common/loop-timer.h"
 #include "platform/linux/common/unix-socket.h"
 #include "platform/linux/rpc-port/greeting.h"
-#include "platform/linux/rpc-port/loop-timer.h"
 #include "platform/linux/rpc-port/port.h"
 
 namespace platform::rpc {

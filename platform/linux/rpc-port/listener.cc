@@ -15,8 +15,6 @@
 namespace platform::rpc {
 namespace {
 
-constexpr double kPauseSeconds = 1.0;
-
 // Errors of the one connection that was to be accepted, not of the listening socket.
 bool IsPassing(int error) { return error == EAGAIN || error == EINTR || error == ECONNABORTED; }
 
@@ -26,7 +24,8 @@ Listener::Listener(const std::string& owner, const std::string& port_name, Accep
     : port_name_(port_name),
       observer_(observer),
       socket_(owner, port_name),
-      watch_(socket_.fd(), this) {
+      watch_(socket_.fd(), this),
+      pause_(&watch_) {
   watch_.WatchReading(true);
 }
 
@@ -40,15 +39,13 @@ void Listener::OnReady(bool, bool) {
   }
 }
 
-// The connection that cannot be accepted keeps the socket readable: going on would spin.
 void Listener::Pause(int cause) {
   if (!is_told_) {
     dlog_print(DLOG_ERROR, kLogTag, "Port \"%s\" accepts nobody, and tries every second: %s",
                port_name_.c_str(), strerrordesc_np(cause));
   }
   is_told_ = true;
-  watch_.WatchReading(false);
-  pause_.Start(kPauseSeconds, [this] { watch_.WatchReading(true); });
+  pause_.Start();
 }
 
 }  // namespace platform::rpc

@@ -6,9 +6,9 @@
 
 #include <string>
 
+#include "platform/linux/common/accept-pause.h"
+#include "platform/linux/common/loop-watch.h"
 #include "platform/linux/common/unix-socket.h"
-#include "platform/linux/rpc-port/loop-timer.h"
-#include "platform/linux/rpc-port/loop-watch.h"
 #include "platform/linux/rpc-port/owned-socket.h"
 
 namespace platform::rpc {
@@ -36,7 +36,7 @@ class Listener final : private LoopTarget {
   AcceptObserver* const observer_;
   OwnedSocket socket_;
   LoopWatch watch_;
-  LoopTimer pause_;
+  AcceptPause pause_;
   // Whether the log tells of what keeps it from accepting.
   bool is_told_ = false;
 };

@@ -10,12 +10,12 @@
 #include <memory>
 #include <string>
 
+#include "platform/linux/common/loop-timer.h"
+#include "platform/linux/common/loop-watch.h"
 #include "platform/linux/common/unix-socket.h"
 #include "platform/linux/rpc-port/byte-stream.h"
 #include "platform/linux/rpc-port/bytes.h"
 #include "platform/linux/rpc-port/frame-reader.h"
-#include "platform/linux/rpc-port/loop-timer.h"
-#include "platform/linux/rpc-port/loop-watch.h"
 
 namespace platform::rpc {
 

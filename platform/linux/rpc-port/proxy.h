@@ -9,10 +9,10 @@
 #include <memory>
 #include <string>
 
+#include "platform/linux/common/ecore-reference.h"
+#include "platform/linux/common/loop-timer.h"
 #include "platform/linux/rpc-port/callback-list.h"
-#include "platform/linux/rpc-port/ecore-start.h"
 #include "platform/linux/rpc-port/greeting.h"
-#include "platform/linux/rpc-port/loop-timer.h"
 #include "platform/linux/rpc-port/port.h"
 
 namespace platform::rpc {

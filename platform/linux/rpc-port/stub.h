@@ -12,10 +12,10 @@
 #include <string>
 #include <vector>
 
+#include "platform/linux/common/ecore-reference.h"
 #include "platform/linux/rpc-port/callback-list.h"
 #include "platform/linux/rpc-port/client.h"
 #include "platform/linux/rpc-port/connection-limit.h"
-#include "platform/linux/rpc-port/ecore-start.h"
 #include "platform/linux/rpc-port/guest.h"
 #include "platform/linux/rpc-port/listener.h"
 

@@ -148,17 +148,8 @@ TEST_F(Launch, StartsANewProcessWhenOneDiedWithARequestQueued) {
   InstallService();
   CloseGate();
   EXPECT_EQ(Send(kAppId, "text", "lost"), APP_CONTROL_ERROR_NONE);
-  bool is_starting = false;
-  pid_t pid = -1;
-  for (const auto& entry : std::filesystem::directory_iterator("/proc")) {
-    std::error_code gone;
-    if (std::filesystem::read_symlink(entry.path() / "exe", gone) !=
-        FindApplication(kAppId)->executable)
-      continue;
-    is_starting = true;
-    pid = std::stoi(entry.path().filename());
-  }
-  ASSERT_TRUE(is_starting);
+  const pid_t pid = ProcessOf(kAppId);
+  ASSERT_GT(pid, 0);
   OpenGate("x");  // the ticket that makes it end
   AwaitEnd(pid);
   std::filesystem::remove(Root() + "/gate");
@@ -328,13 +319,7 @@ TEST_F(Launch, KillsAProcessThatDoesNotEndWhenAsked) {
   CloseGate();
   EXPECT_EQ(Send(kAppId, "text", "x"), APP_CONTROL_ERROR_NONE);
   // Stopped, it cannot heed the request to end.
-  pid_t pid = -1;
-  for (const auto& entry : std::filesystem::directory_iterator("/proc")) {
-    std::error_code gone;
-    if (std::filesystem::read_symlink(entry.path() / "exe", gone) ==
-        FindApplication(kAppId)->executable)
-      pid = std::stoi(entry.path().filename());
-  }
+  const pid_t pid = ProcessOf(kAppId);
   ASSERT_GT(pid, 0);
   kill(pid, SIGSTOP);
   ASSERT_EQ(Uninstall("org.test.p"), PACKAGE_MANAGER_ERROR_NONE);

@@ -14,6 +14,7 @@
 #include <cstdlib>
 #include <filesystem>
 
+#include "platform/linux/common/package-database.h"
 #include "platform/linux/common/process-list.h"
 #include "platform/linux/package-manager/files.h"
 #include "platform/linux/tests/packages/support/program.h"
@@ -136,6 +137,14 @@ std::string PlatformTest::NextReport() {
 }
 
 std::string PlatformTest::Log() const { return LogFile::Content().substr(log_start_); }
+
+pid_t PlatformTest::ProcessOf(const std::string& app_id) {
+  const std::string path = FindApplication(app_id)->executable;
+  const auto pids =
+      ProcessesWhere([&](const Executable& executable) { return executable.path == path; });
+  EXPECT_EQ(pids.size(), 1U) << "processes of " << app_id;
+  return pids.size() == 1 ? pids.front() : -1;
+}
 
 void PlatformTest::AwaitEnd(pid_t pid) {
   EXPECT_TRUE(test::AwaitEnd(pid)) << "process " << pid << " does not end";

@@ -44,6 +44,9 @@ class PlatformTest : public testing::Test {
   // What this process logged in this test.
   std::string Log() const;
 
+  // The application's only process; a failure and -1 when there is none, or more.
+  static pid_t ProcessOf(const std::string& app_id);
+
   // Waits for the end of a process that need not be a child.
   static void AwaitEnd(pid_t pid);
 

@@ -1,10 +1,10 @@
 // Copyright 2026 The qor-handler-manager authors
 // SPDX-License-Identifier: Apache-2.0
 
-#ifndef PLATFORM_LINUX_RPC_PORT_ECORE_START_H_
-#define PLATFORM_LINUX_RPC_PORT_ECORE_START_H_
+#ifndef PLATFORM_LINUX_COMMON_ECORE_REFERENCE_H_
+#define PLATFORM_LINUX_COMMON_ECORE_REFERENCE_H_
 
-namespace platform::rpc {
+namespace platform {
 
 // Keeps Ecore up as long as something watches descriptors with it, even when the program shuts its
 // own Ecore down before. A program that has not started Ecore gets it for the life of the process.
@@ -16,6 +16,6 @@ class EcoreReference {
   ~EcoreReference();
 };
 
-}  // namespace platform::rpc
+}  // namespace platform
 
 #endif

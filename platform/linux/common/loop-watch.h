@@ -1,12 +1,12 @@
 // Copyright 2026 The qor-handler-manager authors
 // SPDX-License-Identifier: Apache-2.0
 
-#ifndef PLATFORM_LINUX_RPC_PORT_LOOP_WATCH_H_
-#define PLATFORM_LINUX_RPC_PORT_LOOP_WATCH_H_
+#ifndef PLATFORM_LINUX_COMMON_LOOP_WATCH_H_
+#define PLATFORM_LINUX_COMMON_LOOP_WATCH_H_
 
 #include <Ecore.h>
 
-namespace platform::rpc {
+namespace platform {
 
 class LoopTarget {
  public:
@@ -42,6 +42,6 @@ class LoopWatch {
   int flags_ = 0;
 };
 
-}  // namespace platform::rpc
+}  // namespace platform
 
 #endif

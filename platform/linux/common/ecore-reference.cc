@@ -1,11 +1,11 @@
 // Copyright 2026 The qor-handler-manager authors
 // SPDX-License-Identifier: Apache-2.0
 
-#include "platform/linux/rpc-port/ecore-start.h"
+#include "platform/linux/common/ecore-reference.h"
 
 #include <Ecore.h>
 
-namespace platform::rpc {
+namespace platform {
 namespace {
 
 // Without this Ecore, whoever starts it, asks a system bus that many machines do not have, and
@@ -20,4 +20,4 @@ EcoreReference::EcoreReference() {
 
 EcoreReference::~EcoreReference() { ecore_shutdown(); }
 
-}  // namespace platform::rpc
+}  // namespace platform

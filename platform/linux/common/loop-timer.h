@@ -1,14 +1,14 @@
 // Copyright 2026 The qor-handler-manager authors
 // SPDX-License-Identifier: Apache-2.0
 
-#ifndef PLATFORM_LINUX_RPC_PORT_LOOP_TIMER_H_
-#define PLATFORM_LINUX_RPC_PORT_LOOP_TIMER_H_
+#ifndef PLATFORM_LINUX_COMMON_LOOP_TIMER_H_
+#define PLATFORM_LINUX_COMMON_LOOP_TIMER_H_
 
 #include <Ecore.h>
 
 #include <functional>
 
-namespace platform::rpc {
+namespace platform {
 
 // Runs an action once, after a while, on the main loop. For the main loop's thread alone.
 class LoopTimer {
@@ -18,7 +18,8 @@ class LoopTimer {
   LoopTimer& operator=(const LoopTimer&) = delete;
   ~LoopTimer() { Stop(); }
 
-  // Replaces an action that has not run yet. The action may destroy the timer.
+  // Replaces an action that has not run yet. The action may destroy the timer. Throws
+  // std::bad_alloc.
   void Start(double seconds, std::function<void()> action);
   void Stop();
 
@@ -29,6 +30,6 @@ class LoopTimer {
   std::function<void()> action_;
 };
 
-}  // namespace platform::rpc
+}  // namespace platform
 
 #endif

@@ -1,13 +1,13 @@
 // Copyright 2026 The qor-handler-manager authors
 // SPDX-License-Identifier: Apache-2.0
 
-#include "platform/linux/rpc-port/loop-watch.h"
+#include "platform/linux/common/loop-watch.h"
 
 #include <stdexcept>
 
-#include "platform/linux/rpc-port/guard.h"
+#include "platform/linux/common/loop-guard.h"
 
-namespace platform::rpc {
+namespace platform {
 
 void LoopWatch::Update(bool reading, bool writing) {
   const int flags = (reading ? ECORE_FD_READ : 0) | (writing ? ECORE_FD_WRITE : 0);
@@ -35,11 +35,8 @@ void LoopWatch::Remove() {
 Eina_Bool LoopWatch::Ready(void* data, Ecore_Fd_Handler* handler) {
   const bool readable = ecore_main_fd_handler_active_get(handler, ECORE_FD_READ) != EINA_FALSE;
   const bool writable = ecore_main_fd_handler_active_get(handler, ECORE_FD_WRITE) != EINA_FALSE;
-  Guarded([&] {
-    static_cast<LoopWatch*>(data)->target_->OnReady(readable, writable);
-    return RPC_PORT_ERROR_NONE;
-  });
+  RunOnLoop([&] { static_cast<LoopWatch*>(data)->target_->OnReady(readable, writable); });
   return ECORE_CALLBACK_RENEW;
 }
 
-}  // namespace platform::rpc
+}  // namespace platform

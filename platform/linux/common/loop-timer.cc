@@ -1,18 +1,20 @@
 // Copyright 2026 The qor-handler-manager authors
 // SPDX-License-Identifier: Apache-2.0
 
-#include "platform/linux/rpc-port/loop-timer.h"
+#include "platform/linux/common/loop-timer.h"
 
+#include <new>
 #include <utility>
 
-#include "platform/linux/rpc-port/guard.h"
+#include "platform/linux/common/loop-guard.h"
 
-namespace platform::rpc {
+namespace platform {
 
 void LoopTimer::Start(double seconds, std::function<void()> action) {
   Stop();
   action_ = std::move(action);
   timer_ = ecore_timer_add(seconds, &Fired, this);
+  if (timer_ == nullptr) throw std::bad_alloc();
 }
 
 void LoopTimer::Stop() {
@@ -24,11 +26,8 @@ Eina_Bool LoopTimer::Fired(void* data) {
   auto* self = static_cast<LoopTimer*>(data);
   self->timer_ = nullptr;
   const std::function<void()> action = std::move(self->action_);
-  Guarded([&] {
-    action();
-    return RPC_PORT_ERROR_NONE;
-  });
+  RunOnLoop(action);
   return ECORE_CALLBACK_CANCEL;
 }
 
-}  // namespace platform::rpc
+}  // namespace platform

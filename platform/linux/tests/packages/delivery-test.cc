@@ -1,0 +1,147 @@
+// Copyright 2026 The qor-handler-manager authors
+// SPDX-License-Identifier: Apache-2.0
+
+// Launch requests to applications that run already and end, or refuse them. The test's thread is
+// the main loop's.
+#include <Ecore.h>
+#include <app_control.h>
+#include <gtest/gtest.h>
+#include <signal.h>
+#include <sys/socket.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <functional>
+
+#include "platform/linux/app-control/launch-protocol.h"
+#include "platform/linux/common/root-folder.h"
+#include "platform/linux/tests/packages/support/platform-test.h"
+
+namespace platform {
+namespace {
+
+constexpr char kAppId[] = "org.test.p.app";
+
+class Deliveries : public test::PlatformTest {
+ protected:
+  Deliveries() {
+    ecore_init();
+    test::PackageText package;
+    package.executable = ServiceProgram();
+    EXPECT_EQ(Install(package), 0);
+  }
+  ~Deliveries() override { ecore_shutdown(); }
+
+  static void Send(const std::string& text) {
+    app_control_h request = nullptr;
+    app_control_create(&request);
+    app_control_set_app_id(request, kAppId);
+    app_control_add_extra_data(request, "text", text.c_str());
+    EXPECT_EQ(app_control_send_launch_request(request, nullptr, nullptr), 0);
+    app_control_destroy(request);
+  }
+
+  pid_t CreatedProcess() {
+    const std::string line = NextReport();
+    EXPECT_EQ(line.rfind("create ", 0), 0U) << line;
+    return line.size() > 7 ? std::stoi(line.substr(7)) : -1;
+  }
+
+  static void RunLoopUntil(const std::function<bool()>& is_reached) {
+    const auto wake = [](void*) -> Eina_Bool { return ECORE_CALLBACK_RENEW; };
+    Ecore_Timer* const waking = ecore_timer_add(0.01, wake, nullptr);
+    const double limit = ecore_time_get() + 60;
+    while (!is_reached() && ecore_time_get() < limit) ecore_main_loop_iterate_may_block(1);
+    ecore_timer_del(waking);
+    EXPECT_TRUE(is_reached());
+  }
+
+  static size_t OpenDescriptors() { return test::SortedNames("/proc/self/fd").size(); }
+};
+
+TEST_F(Deliveries, ThatADyingProcessDoesNotTakeStartANewOne) {
+  // The process waits there before it takes anything.
+  ASSERT_EQ(mkfifo((Root() + "/gate").c_str(), 0600), 0);
+  Send("that dies with it");
+  Send("one");
+  Send("latest");
+  const pid_t pid = ProcessOf(kAppId);
+  ASSERT_GT(pid, 0);
+  kill(pid, SIGKILL);
+  AwaitEnd(pid);
+  unlink((Root() + "/gate").c_str());
+  RunLoopUntil([this] { return HasReport(); });
+  CreatedProcess();
+  EXPECT_EQ(NextReport(), "request latest 6");
+  EXPECT_FALSE(HasReport());
+}
+
+TEST_F(Deliveries, ThatWereTakenAreNotRepeated) {
+  Send("first");
+  const pid_t pid = CreatedProcess();
+  EXPECT_EQ(NextReport(), "request first 5");
+  const size_t descriptors = OpenDescriptors();
+  Send("second");
+  EXPECT_EQ(NextReport(), "request second 6");
+  EXPECT_EQ(OpenDescriptors(), descriptors + 1);
+  RunLoopUntil([=] { return OpenDescriptors() == descriptors; });
+  kill(pid, SIGKILL);
+  AwaitEnd(pid);
+  for (int turn = 0; turn < 10; ++turn) ecore_main_loop_iterate();
+  EXPECT_FALSE(HasReport());
+}
+
+TEST_F(Deliveries, ToAProcessThatRestsCostOneDescriptor) {
+  Send("first");
+  const pid_t pid = CreatedProcess();
+  EXPECT_EQ(NextReport(), "request first 5");
+  kill(pid, SIGSTOP);
+  const size_t descriptors = OpenDescriptors();
+  for (int i = 0; i < 100; ++i) Send(std::to_string(i));
+  EXPECT_EQ(OpenDescriptors(), descriptors + 1);
+  kill(pid, SIGCONT);
+  for (int i = 0; i < 100; ++i) {
+    const std::string text = std::to_string(i);
+    EXPECT_EQ(NextReport(), "request " + text + " " + std::to_string(text.size()));
+  }
+}
+
+// The test is the application.
+class RefusedDeliveries : public Deliveries {
+ protected:
+  RefusedDeliveries() : socket_(ListenAt(FolderBelowRoot(kApplicationSocketFolder), kAppId)) {}
+
+  UniqueFd Accept() const {
+    return UniqueFd(accept4(socket_.Get(), nullptr, nullptr, SOCK_CLOEXEC));
+  }
+
+ private:
+  const UniqueFd socket_;
+};
+
+TEST_F(RefusedDeliveries, AreRepeatedOnce) {
+  Send("text");
+  EXPECT_TRUE(Accept());
+  UniqueFd again;
+  RunLoopUntil([&] {
+    if (!again) again = Accept();
+    return static_cast<bool>(again);
+  });
+  again.Reset();
+  for (int turn = 0; turn < 10; ++turn) ecore_main_loop_iterate();
+  EXPECT_FALSE(Accept());
+}
+
+TEST_F(RefusedDeliveries, ToAnUninstalledApplicationAreLost) {
+  Send("text");
+  ASSERT_EQ(Uninstall("org.test.p"), 0);
+  EXPECT_TRUE(Accept());
+  RunLoopUntil([this] {
+    return Log().find(
+               "a launch request to org.test.p.app is lost: org.test.p.app has been "
+               "uninstalled") != std::string::npos;
+  });
+}
+
+}  // namespace
+}  // namespace platform
