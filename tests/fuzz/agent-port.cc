@@ -65,7 +65,9 @@ const UniqueFd& LaunchSocket() {
 }
 
 void TakeLaunchRequests() {
-  while (UniqueFd(accept4(LaunchSocket().Get(), nullptr, nullptr, SOCK_CLOEXEC))) {
+  while (const auto connection =
+             UniqueFd(accept4(LaunchSocket().Get(), nullptr, nullptr, SOCK_CLOEXEC))) {
+    platform::Acknowledge(connection.Get());
   }
 }
 
@@ -78,6 +80,7 @@ class Session {
     qor_handler_manager_shutdown();
     fuzz::RunLoop();
     TakeLaunchRequests();
+    fuzz::RunLoop();
   }
   Session(const Session&) = delete;
   Session& operator=(const Session&) = delete;
