@@ -99,6 +99,9 @@ TEST_F(Exhausted, AConnectedHandlerServesWithoutDescriptors) {
 }
 
 TEST_F(Exhausted, AnAgentWithoutDescriptorsRestsUntilItCanHearOfPackages) {
+  // First, since sanitizers meet a type with the help of descriptors.
+  Install("text-preferred");
+  ASSERT_TRUE(AwaitUpdates(1));
   const auto installer = platform::ConnectTo(Root() + "/run/events", std::to_string(getpid()));
   ASSERT_TRUE(installer);
   {
@@ -109,8 +112,8 @@ TEST_F(Exhausted, AnAgentWithoutDescriptorsRestsUntilItCanHearOfPackages) {
     EXPECT_TRUE(tools::RunUntil([&] { return ++turns >= 6; }, end_to_end::kPatienceSeconds));
     EXPECT_GT(ecore_time_get() - begin, 1.0);
   }
-  Install("text-2");
-  EXPECT_TRUE(AwaitUpdates(1));
+  Uninstall("org.example.preferred");
+  EXPECT_TRUE(AwaitUpdates(2));
 }
 
 }  // namespace
