@@ -47,7 +47,7 @@ void Delivery::OnReady(bool, bool) {
   char acknowledgement;
   const ssize_t count = recv(connection_.Get(), &acknowledgement, 1, MSG_DONTWAIT);
   if (count < 0 && errno == EAGAIN) return;
-  // Out of the list first: launching the application anew may start another delivery to it.
+  // Out of the list first: what is called may start another delivery to the application.
   std::list<Delivery>& underway = Underway();
   std::list<Delivery> self;
   self.splice(self.end(), underway,

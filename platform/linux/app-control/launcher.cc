@@ -10,6 +10,7 @@
 
 #include <cerrno>
 #include <chrono>
+#include <exception>
 #include <string>
 #include <system_error>
 #include <utility>
