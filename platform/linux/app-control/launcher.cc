@@ -5,7 +5,6 @@
 
 #include <dlog.h>
 #include <signal.h>
-#include <sys/stat.h>
 #include <unistd.h>
 
 #include <cerrno>

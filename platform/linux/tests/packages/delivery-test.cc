@@ -3,7 +3,6 @@
 
 // Launch requests to applications that run already and end, or refuse them. The test's thread is
 // the main loop's.
-#include <Ecore.h>
 #include <app_control.h>
 #include <gtest/gtest.h>
 #include <signal.h>
@@ -11,10 +10,9 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
-#include <functional>
-
 #include "platform/linux/app-control/launch-protocol.h"
 #include "platform/linux/common/root-folder.h"
+#include "platform/linux/tests/ipc/loop.h"
 #include "platform/linux/tests/packages/support/platform-test.h"
 
 namespace platform {
@@ -25,12 +23,11 @@ constexpr char kAppId[] = "org.test.p.app";
 class Deliveries : public test::PlatformTest {
  protected:
   Deliveries() {
-    ecore_init();
+    test::StartEcore();
     test::PackageText package;
     package.executable = ServiceProgram();
     EXPECT_EQ(Install(package), 0);
   }
-  ~Deliveries() override { ecore_shutdown(); }
 
   static void Send(const std::string& text) {
     app_control_h request = nullptr;
@@ -39,21 +36,6 @@ class Deliveries : public test::PlatformTest {
     app_control_add_extra_data(request, "text", text.c_str());
     EXPECT_EQ(app_control_send_launch_request(request, nullptr, nullptr), 0);
     app_control_destroy(request);
-  }
-
-  pid_t CreatedProcess() {
-    const std::string line = NextReport();
-    EXPECT_EQ(line.rfind("create ", 0), 0U) << line;
-    return line.size() > 7 ? std::stoi(line.substr(7)) : -1;
-  }
-
-  static void RunLoopUntil(const std::function<bool()>& is_reached) {
-    const auto wake = [](void*) -> Eina_Bool { return ECORE_CALLBACK_RENEW; };
-    Ecore_Timer* const waking = ecore_timer_add(0.01, wake, nullptr);
-    const double limit = ecore_time_get() + 60;
-    while (!is_reached() && ecore_time_get() < limit) ecore_main_loop_iterate_may_block(1);
-    ecore_timer_del(waking);
-    EXPECT_TRUE(is_reached());
   }
 
   static size_t OpenDescriptors() { return test::SortedNames("/proc/self/fd").size(); }
@@ -70,7 +52,7 @@ TEST_F(Deliveries, ThatADyingProcessDoesNotTakeStartANewOne) {
   kill(pid, SIGKILL);
   AwaitEnd(pid);
   unlink((Root() + "/gate").c_str());
-  RunLoopUntil([this] { return HasReport(); });
+  test::RunLoopDry();
   CreatedProcess();
   EXPECT_EQ(NextReport(), "request latest 6");
   EXPECT_FALSE(HasReport());
@@ -84,10 +66,11 @@ TEST_F(Deliveries, ThatWereTakenAreNotRepeated) {
   Send("second");
   EXPECT_EQ(NextReport(), "request second 6");
   EXPECT_EQ(OpenDescriptors(), descriptors + 1);
-  RunLoopUntil([=] { return OpenDescriptors() == descriptors; });
+  test::RunLoopDry();
+  EXPECT_EQ(OpenDescriptors(), descriptors);
   kill(pid, SIGKILL);
   AwaitEnd(pid);
-  for (int turn = 0; turn < 10; ++turn) ecore_main_loop_iterate();
+  test::RunLoopDry();
   EXPECT_FALSE(HasReport());
 }
 
@@ -122,13 +105,9 @@ class RefusedDeliveries : public Deliveries {
 TEST_F(RefusedDeliveries, AreRepeatedOnce) {
   Send("text");
   EXPECT_TRUE(Accept());
-  UniqueFd again;
-  RunLoopUntil([&] {
-    if (!again) again = Accept();
-    return static_cast<bool>(again);
-  });
-  again.Reset();
-  for (int turn = 0; turn < 10; ++turn) ecore_main_loop_iterate();
+  test::RunLoopDry();
+  EXPECT_TRUE(Accept());
+  test::RunLoopDry();
   EXPECT_FALSE(Accept());
 }
 
@@ -136,11 +115,10 @@ TEST_F(RefusedDeliveries, ToAnUninstalledApplicationAreLost) {
   Send("text");
   ASSERT_EQ(Uninstall("org.test.p"), 0);
   EXPECT_TRUE(Accept());
-  RunLoopUntil([this] {
-    return Log().find(
-               "a launch request to org.test.p.app is lost: org.test.p.app has been "
-               "uninstalled") != std::string::npos;
-  });
+  test::RunLoopDry();
+  EXPECT_NE(Log().find("a launch request to org.test.p.app is lost: org.test.p.app has been "
+                       "uninstalled"),
+            std::string::npos);
 }
 
 }  // namespace

@@ -56,12 +56,6 @@ class Launch : public test::PlatformTest {
     return pid;
   }
 
-  pid_t CreatedProcess() {
-    const std::string line = NextReport();
-    EXPECT_EQ(line.rfind("create ", 0), 0U) << line;
-    return line.size() > 7 ? std::stoi(line.substr(7)) : -1;
-  }
-
   // From now on the service waits at its start until the gate is opened.
   void CloseGate() {
     ASSERT_EQ(mkfifo((Root() + "/gate").c_str(), 0600), 0);

@@ -32,10 +32,7 @@ class OutdatedLaunch : public test::PlatformTest {
 
 TEST_F(OutdatedLaunch, StartsWhatIsInstalledNow) {
   LaunchWith(outdated_, request_);
-  const std::string report = NextReport();
-  ASSERT_EQ(report.rfind("create ", 0), 0U) << report;
-  EXPECT_EQ(ExecutableOf(std::stoi(report.substr(7))).path,
-            FindApplication("org.test.p.app")->executable);
+  EXPECT_EQ(ExecutableOf(CreatedProcess()).path, FindApplication("org.test.p.app")->executable);
 }
 
 TEST_F(OutdatedLaunch, OfAnUninstalledApplicationFails) {

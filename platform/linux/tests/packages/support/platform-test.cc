@@ -11,6 +11,7 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <cerrno>
 #include <cstdlib>
 #include <filesystem>
 
@@ -115,7 +116,10 @@ int PlatformTest::InstalledCount() {
 bool PlatformTest::ReadReports(int milliseconds) {
   while (report_text_.find('\n') == std::string::npos) {
     pollfd entry{reports_.Get(), POLLIN, 0};
-    if (poll(&entry, 1, milliseconds) <= 0) return false;
+    const int ready = poll(&entry, 1, milliseconds);
+    // Ecore hears of children that stop and go on by a signal.
+    if (ready < 0 && errno == EINTR) continue;
+    if (ready <= 0) return false;
     char text[4096];
     const ssize_t count = read(reports_.Get(), text, sizeof text);
     if (count > 0) report_text_.append(text, static_cast<size_t>(count));
@@ -134,6 +138,12 @@ std::string PlatformTest::NextReport() {
   std::string line = report_text_.substr(0, end);
   report_text_.erase(0, end + 1);
   return line;
+}
+
+pid_t PlatformTest::CreatedProcess() {
+  const std::string line = NextReport();
+  EXPECT_EQ(line.rfind("create ", 0), 0U) << line;
+  return line.size() > 7 ? std::stoi(line.substr(7)) : -1;
 }
 
 std::string PlatformTest::Log() const { return LogFile::Content().substr(log_start_); }

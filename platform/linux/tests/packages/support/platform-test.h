@@ -38,6 +38,8 @@ class PlatformTest : public testing::Test {
 
   // The next line that a process of this platform reports; a failure and "" when none comes.
   std::string NextReport();
+  // The next report, which must be that of a service that was created; its process.
+  pid_t CreatedProcess();
   // Whether a report is waiting.
   bool HasReport();
 
