@@ -111,6 +111,20 @@ TEST_F(LogicTimerPlaces, AreNotTouchedByAShutDownOnceNobodyOwnsThem) {
   EXPECT_TRUE(fake::Timers().empty());
 }
 
+// An unloaded library must not be called.
+TEST_F(LogicTimerPlaces, EndAtAShutDownWhenNoCommandOwnsThem) {
+  SendAll({"a", "b", "c", "d"});
+  HandlerPeer handler = ConnectAndFetch();
+  handler.Negotiate("c", 10.0);
+  handler.Answer("a");
+  client_.responses.clear();
+  fake::Advance(3);  // the timer of "b", at whose place "c" is now
+  EXPECT_EQ(client_.AnsweredUuids(), Texts{"c"});
+  EXPECT_EQ(DueTimes(), std::vector<double>{10.0});
+  qor_handler_manager_shutdown();
+  EXPECT_TRUE(fake::Timers().empty());
+}
+
 TEST_F(LogicTimerPlaces, DoNotReachTheCommandsOfAFreshStart) {
   {
     HandlerPeer handler = ConnectAndFetch();
