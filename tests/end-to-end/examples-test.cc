@@ -93,5 +93,15 @@ TEST_F(Examples, SendManyCommandsFromAnAgentInCpp) {
   EXPECT_NE(refused.output.find("1 failed: {"), std::string::npos) << refused.output;
 }
 
+TEST_F(Examples, EndAtADeadlineWithoutResponses) {
+  Install("text");
+  // Of three commands to one handler that never answers, the library ends only two.
+  const auto run = tools::RunProcess(
+      {BuildFolder() + "/examples/example-agent-cpp", "text.forget", "1", "2", "3"},
+      kPatienceSeconds);
+  EXPECT_EQ(run.exit_status, 1) << run.errors;
+  EXPECT_NE(run.output.find("2: no response\n"), std::string::npos) << run.output;
+}
+
 }  // namespace
 }  // namespace end_to_end
