@@ -211,6 +211,14 @@ TEST_F(AppHandlerManifest, ReadsTheConfigurationFileUnderThePackagesRoot) {
   EXPECT_EQ(AppHandler("app", {}).RequestTypes(), (Types{"a", "b"}));
 }
 
+TEST_F(AppHandlerManifest, ReadsAConfigurationFileOutsideThePackage) {
+  const std::string root = fake::DataPath() + "opt/pkg";
+  support::WriteFile("opt/pkg/tizen-manifest.xml", "");
+  support::WriteFile("opt/other.yaml", "request-types: [a]\n");
+  fake::Install({"pkg", root, false, {{"app", {{kCommandHandlerKey, "../other.yaml"}}}}, {}});
+  EXPECT_EQ(AppHandler("app", {}).RequestTypes(), Types{"a"});
+}
+
 TEST_F(AppHandlerManifest, NamesTheWholePathOfAMissingConfigurationFile) {
   fake::Install({"pkg", "/opt/pkg", false, {{"app", {{kCommandHandlerKey, "res/none.yaml"}}}}, {}});
   EXPECT_FALSE(AppHandler("app", {}).IsValid());
