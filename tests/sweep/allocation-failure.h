@@ -6,8 +6,10 @@
 
 namespace sweep {
 
-// While one lives, the nth allocation with operator new that this thread makes fails, once, of
-// those made while `counts` says so.
+// While one lives, the nth allocation that this thread makes fails, once, of those made while
+// `counts` says so. What an allocation is depends on what the program links: operator new
+// (failing-new.cc), or malloc(), calloc() and realloc(), which operator new calls
+// (failing-malloc.cc).
 class AllocationFailure {
  public:
   AllocationFailure(long nth, bool (*counts)());
@@ -20,6 +22,9 @@ class AllocationFailure {
   // Whether there were as many allocations.
   bool HasFailed() const;
 };
+
+// Called for each allocation: counts it and returns whether it is the one to fail.
+bool MustAllocationFail();
 
 }  // namespace sweep
 

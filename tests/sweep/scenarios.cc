@@ -16,6 +16,11 @@ void StartUp(World& world) {
   world.Enumerate();
 }
 
+void FirstCommand(World& world) {
+  world.BeginHere();
+  world.SendFirst("first");
+}
+
 void Launch(World& world) {
   world.Start();
   world.BeginHere();
@@ -131,6 +136,7 @@ void CheckResponses(const Scenario& scenario, const Journal& journal) {
 
 const std::vector<Scenario> kScenarios = {
     {"StartUp", StartUp},
+    {"FirstCommand", FirstCommand},
     {"Launch", Launch},
     {"ManyCommands", ManyCommands},
     {"ExecutionTimeout", ExecutionTimeout, true},

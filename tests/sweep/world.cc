@@ -102,7 +102,14 @@ void World::ShutDown() {
 }
 
 int World::Send(const std::string& uuid, const std::string& request_type) {
-  const int result = Call("send_command", [&] {
+  return SendIn("send_command", uuid, request_type);
+}
+
+int World::SendFirst(const std::string& uuid) { return SendIn("first send_command", uuid, "type"); }
+
+int World::SendIn(const std::string& step, const std::string& uuid,
+                  const std::string& request_type) {
+  const int result = Call(step, [&] {
     return qor_handler_manager_send_command(uuid.c_str(), request_type.c_str(),
                                             "{\"what\": \"a payload of some length\"}", 3, 17);
   });

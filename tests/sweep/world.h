@@ -50,6 +50,8 @@ class World {
   void Start();
   void ShutDown();
   int Send(const std::string& uuid, const std::string& request_type = "type");
+  // Starts the library by a command.
+  int SendFirst(const std::string& uuid);
   // Clones every record and destroys the clones after the enumeration.
   void Enumerate();
   void Configure();
@@ -73,6 +75,7 @@ class World {
  private:
   // Runs a step of the code under test; what escapes from it is a failure.
   int Do(const std::string& name, const std::function<int()>& step);
+  int SendIn(const std::string& step, const std::string& uuid, const std::string& request_type);
   int Call(const std::string& name, const std::function<int()>& function);
   bool WasDelivered(const std::string& instance, const std::string& uuid) const;
 
