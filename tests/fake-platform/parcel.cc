@@ -274,8 +274,8 @@ int rpc_port_parcel_header_get_timestamp(rpc_port_parcel_header_h header,
   if (entry.error != 0) return entry.error;
   const auto parcel = FindHeader(header, __func__);
   if (!parcel || !timestamp) return RPC_PORT_ERROR_INVALID_PARAMETER;
-  timestamp->tv_sec = parcel->content.seconds;
-  timestamp->tv_nsec = parcel->content.nanoseconds;
+  timestamp->tv_sec = static_cast<time_t>(parcel->content.seconds);
+  timestamp->tv_nsec = static_cast<long>(parcel->content.nanoseconds);
   return RPC_PORT_ERROR_NONE;
 }
 
