@@ -15,7 +15,9 @@
  *
  * "Starts the library" below means: when it is not running, the call finds the installed handlers
  * and opens the port that they connect to. What fails there is returned by that call, as
- * #QOR_HANDLER_MANAGER_ERROR_OUT_OF_MEMORY or #QOR_HANDLER_MANAGER_ERROR_UNKNOWN. */
+ * #QOR_HANDLER_MANAGER_ERROR_OUT_OF_MEMORY or #QOR_HANDLER_MANAGER_ERROR_UNKNOWN.
+ *
+ * Needs version 6.5 of the platform or later. */
 
 #include <stdbool.h>
 #include <time.h>
