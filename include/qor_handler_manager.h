@@ -14,8 +14,13 @@
  * given and may be NULL.
  *
  * "Starts the library" below means: when it is not running, the call finds the installed handlers
- * and opens the port that they connect to. What fails there is returned by that call, as
- * #QOR_HANDLER_MANAGER_ERROR_OUT_OF_MEMORY or #QOR_HANDLER_MANAGER_ERROR_UNKNOWN.
+ * and opens the port that they connect to. A failure there is returned by that call, as
+ * #QOR_HANDLER_MANAGER_ERROR_OUT_OF_MEMORY or #QOR_HANDLER_MANAGER_ERROR_UNKNOWN. The part that was
+ * built stays, and later calls use it without another attempt: call qor_handler_manager_shutdown()
+ * after a failed start.
+ *
+ * On a device, finding handlers needs the privilege http://tizen.org/privilege/packagemanager.info
+ * and launching them http://tizen.org/privilege/appmanager.launch.
  *
  * Needs version 6.5 of the platform or later. */
 
@@ -39,7 +44,8 @@ typedef enum {
   QOR_HANDLER_MANAGER_ERROR_IO_ERROR = -5,
   /** There is not enough memory. */
   QOR_HANDLER_MANAGER_ERROR_OUT_OF_MEMORY = -12,
-  /** The platform does not allow it. */
+  /** Permission denied. Not returned for a missing privilege: see
+   * #QOR_HANDLER_MANAGER_ERROR_UNKNOWN and #QOR_HANDLER_MANAGER_ERROR_FAIL_TO_SEND_APP_CONTROL. */
   QOR_HANDLER_MANAGER_ERROR_PERMISSION_DENIED = -13,
   /** An argument is not what the function takes; nothing was done. */
   QOR_HANDLER_MANAGER_ERROR_INVALID_PARAMETER = -22,
@@ -53,9 +59,11 @@ typedef enum {
   QOR_HANDLER_MANAGER_ERROR_NOT_INITIALIZED = -107,
   /** The platform does not have it. */
   QOR_HANDLER_MANAGER_ERROR_NOT_SUPPORTED = -1073741822,
-  /** Everything else, a command uuid that is already pending among it. */
+  /** Any other error, for example a uuid that is already pending, a timer that cannot be created,
+   * or a start without the privilege packagemanager.info. */
   QOR_HANDLER_MANAGER_ERROR_UNKNOWN = -1073741824,
-  /** The handler application could not be launched. */
+  /** The handler application could not be launched, for example without the privilege
+   * appmanager.launch. */
   QOR_HANDLER_MANAGER_ERROR_FAIL_TO_SEND_APP_CONTROL = -1073741825,
   /** No installed handler serves the request type. */
   QOR_HANDLER_MANAGER_ERROR_NOT_SUPPORTED_COMMAND = -1073741826
@@ -75,9 +83,11 @@ typedef enum {
 typedef enum {
   /** Its package was installed. */
   QOR_HANDLER_UPDATE_ADDED = 0,
-  /** Its package is being uninstalled. */
+  /** The uninstall of its package has started. When that fails, the handler stays removed until its
+   * package is installed or updated, or the library is started anew. */
   QOR_HANDLER_UPDATE_REMOVED = 1,
-  /** Its package was updated. */
+  /** Its package was updated. An update that leaves no valid request types is not reported, and the
+   * handler keeps its old ones, even after an uninstall, until the library is started anew. */
   QOR_HANDLER_UPDATE_UPDATED = 2
 } qor_handler_update_type_e;
 
@@ -93,9 +103,19 @@ typedef struct qor_handler_manager_handler_info_s qor_handler_manager_handler_in
  * made it. */
 typedef qor_handler_manager_handler_info_s* qor_handler_manager_handler_info_h;
 
-/** The end of a command: a handler's result, or an error of the library's own when the handler did
- * not connect or did not answer in time. A handler that answers after its time is heard too: the
- * same uuid then comes twice.
+/** Reports the handler's result for a command, or the library's own error after a timeout. A result
+ * that arrives after the timeout is reported too: the same uuid then comes twice.
+ *
+ * Not every command ends by a timeout. A command loses its timer when its handler connects, until
+ * the handler asks for commands, and can lose it when other commands of the same handler are sent
+ * or end. Without a timer it ends only by the handler's result or at shutdown. docs/not-promised.md
+ * has the rules. An agent that needs an end for every command sets a deadline of its own.
+ *
+ * The command is pending until the callback returns: sending its uuid to the same handler in the
+ * callback fails with #QOR_HANDLER_MANAGER_ERROR_UNKNOWN, or, in the callback of a late result,
+ * creates a command that ends without a response when the callback returns. Another command that
+ * the callback sends to the same handler can lose its timer when the callback returns. Send both
+ * from the main loop instead, after the callback.
  *
  * \param uuid        the command's
  * \param status      how it ended
@@ -108,7 +128,8 @@ typedef void (*qor_handler_manager_response_cb)(const char* uuid, qor_request_st
                                                 const char* result, int result_len,
                                                 const char* error, int error_len, void* user_data);
 
-/** A handler asks for more time for a command.
+/** A handler asks for more time for a command. A command that has no timer, see
+ * #qor_handler_manager_response_cb, gets none when the time is granted.
  *
  * \param handler_id  the handler's application id
  * \param uuid        the command's
@@ -145,7 +166,8 @@ typedef bool (*qor_handler_manager_handler_info_cb)(qor_handler_manager_handler_
 EXPORT_API int qor_handler_manager_configuration_create(
     qor_handler_manager_configuration_h* config);
 
-/** Sets how long a handler that was launched may take to connect.
+/** Sets how long a handler that was launched may take to connect. Not every command keeps its
+ * timer: see #qor_handler_manager_response_cb.
  *
  * \param config        the configuration
  * \param milliseconds  any value is taken; 0 and less end a command at once
@@ -154,7 +176,9 @@ EXPORT_API int qor_handler_manager_configuration_create(
 EXPORT_API int qor_handler_manager_configuration_set_connection_timeout(
     qor_handler_manager_configuration_h config, int milliseconds);
 
-/** Sets how long a handler may take to answer a command once it has it.
+/** Sets how long a handler may take to answer a command, from the moment it is delivered or, while
+ * the handler is connected, sent. Not every command keeps its timer: see
+ * #qor_handler_manager_response_cb.
  *
  * \param config        the configuration
  * \param milliseconds  any value is taken; 0 and less end a command at once
@@ -172,7 +196,9 @@ EXPORT_API int qor_handler_manager_configuration_destroy(
     qor_handler_manager_configuration_h config);
 
 /** Starts the library and applies the configuration to the timers started from now on. May be
- * called again, to apply another one.
+ * called again, to apply another one. After a failed start it returns
+ * #QOR_HANDLER_MANAGER_ERROR_NONE without starting anything, until qor_handler_manager_shutdown()
+ * is called.
  *
  * \param config  the values to copy; stays the caller's. With NULL nothing is started or changed:
  *                the first call that needs the library will start it
@@ -186,8 +212,14 @@ EXPORT_API int qor_handler_manager_initialize(qor_handler_manager_configuration_
 EXPORT_API int qor_handler_manager_shutdown(void);
 
 /** Sends a command to the preferred handler of `request_type`, which is launched when it is not
- * connected. Starts the library. When it succeeds, the response callback tells how the command
- * ended; when it fails, no response is to be expected.
+ * connected. Starts the library. On success the command is pending, and the response callback
+ * reports its result or its timeout; see #qor_handler_manager_response_cb for commands without a
+ * timer.
+ *
+ * After #QOR_HANDLER_MANAGER_ERROR_UNKNOWN or #QOR_HANDLER_MANAGER_ERROR_OUT_OF_MEMORY the command
+ * may be pending all the same, without a timer or without having been delivered: it may be
+ * delivered later, and the response callback may report its end. After the other errors it is not
+ * pending.
  *
  * \param uuid          names the command; not empty, and not pending at that handler
  * \param request_type  what is asked for; not empty
@@ -196,12 +228,12 @@ EXPORT_API int qor_handler_manager_shutdown(void);
  *                      above 0 without one. Whatever it says, the whole text is sent
  * \param timestamp     not negative; is only passed on
  * \return #QOR_HANDLER_MANAGER_ERROR_NONE: the command is pending;
- *         #QOR_HANDLER_MANAGER_ERROR_INVALID_PARAMETER for the above;
- *         #QOR_HANDLER_MANAGER_ERROR_NOT_SUPPORTED_COMMAND when nobody serves the type;
+ *         #QOR_HANDLER_MANAGER_ERROR_INVALID_PARAMETER for an invalid argument;
+ *         #QOR_HANDLER_MANAGER_ERROR_NOT_SUPPORTED_COMMAND when no handler serves the type;
  *         #QOR_HANDLER_MANAGER_ERROR_FAIL_TO_SEND_APP_CONTROL when the handler cannot be launched;
  *         #QOR_HANDLER_MANAGER_ERROR_OUT_OF_MEMORY;
- *         #QOR_HANDLER_MANAGER_ERROR_UNKNOWN for everything else: the uuid is pending, there is no
- *         timer, or what keeps the library from starting */
+ *         #QOR_HANDLER_MANAGER_ERROR_UNKNOWN for any other error: the uuid is pending, the platform
+ *         creates no timer, the handler cannot be reached, or the library cannot start */
 EXPORT_API int qor_handler_manager_send_command(const char* uuid, const char* request_type,
                                                 const char* payload, int payload_len,
                                                 time_t timestamp);
@@ -240,7 +272,8 @@ EXPORT_API int qor_handler_manager_set_handler_update_cb(
     qor_handler_manager_handler_update_cb callback, void* user_data);
 
 /** Calls `callback` for every registered handler, within this call, in no particular order, until
- * it returns false. Starts the library.
+ * it returns false. A handler whose package was installed twice without an uninstall comes twice.
+ * Starts the library.
  *
  * \param callback   called on the caller's thread
  * \param user_data  handed to `callback`

@@ -11,6 +11,9 @@
 #include <string.h>
 #include <time.h>
 
+/* Longer than both timeouts together: the library does not end every command by a timeout. */
+static const double deadline_seconds = 10;
+
 static int exit_status = 1;
 
 static void on_response(const char* uuid, qor_request_status_e status, const char* result,
@@ -25,6 +28,13 @@ static void on_response(const char* uuid, qor_request_status_e status, const cha
   ecore_main_loop_quit();
 }
 
+static Eina_Bool on_deadline(void* user_data) {
+  (void)user_data;
+  fprintf(stderr, "no response within %g s\n", deadline_seconds);
+  ecore_main_loop_quit();
+  return ECORE_CALLBACK_CANCEL;
+}
+
 int main(int argc, char** argv) {
   const char* payload = argc > 2 ? argv[2] : NULL;
   int error;
@@ -37,6 +47,7 @@ int main(int argc, char** argv) {
   error = qor_handler_manager_send_command("command-1", argv[1], payload,
                                            payload != NULL ? (int)strlen(payload) : 0, time(NULL));
   if (error == 0) {
+    ecore_timer_add(deadline_seconds, on_deadline, NULL);
     ecore_main_loop_begin();
   } else {
     fprintf(stderr, "%s was not accepted: %d\n", argv[1], error);

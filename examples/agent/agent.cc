@@ -1,7 +1,8 @@
 // Copyright 2026 The qor-handler-manager authors
 // SPDX-License-Identifier: Apache-2.0
 
-// An agent in C++: sends one command for each payload, all at once, and prints how each ended.
+// An agent in C++: sends one command for each payload, all at once, and prints each response, or
+// that there was none before the deadline.
 //
 //   agent-cpp REQUEST_TYPE PAYLOAD...
 
@@ -15,6 +16,9 @@
 #include <string>
 
 namespace {
+
+// Longer than both timeouts together: the library does not end every command by a timeout.
+constexpr double kDeadlineSeconds = 10;
 
 // No two commands have the same: handlers tell commands apart by it.
 std::string NewUuid() {
@@ -60,14 +64,22 @@ class Agent {
 
   // Returns whether every command succeeded.
   bool AwaitResponses() {
-    if (!payloads_.empty()) ecore_main_loop_begin();
-    return all_succeeded_;
+    if (payloads_.empty()) return all_succeeded_;
+    ecore_timer_add(kDeadlineSeconds, OnDeadline, nullptr);
+    ecore_main_loop_begin();
+    for (const auto& [uuid, payload] : payloads_) std::cout << payload << ": no response\n";
+    return all_succeeded_ && payloads_.empty();
   }
 
  private:
+  static Eina_Bool OnDeadline(void*) {
+    ecore_main_loop_quit();
+    return ECORE_CALLBACK_CANCEL;
+  }
+
   void OnResponse(const std::string& uuid, bool succeeded, const std::string& text) {
     const auto found = payloads_.find(uuid);
-    // A handler may answer after the time is up, of which we have heard already.
+    // A late result repeats the uuid of a command that has ended.
     if (found == payloads_.end()) return;
     std::cout << found->second << (succeeded ? ": " : " failed: ") << text << "\n";
     all_succeeded_ = all_succeeded_ && succeeded;

@@ -3,17 +3,13 @@
 
 #include "error-text.h"
 
-#include <rapidjson/stringbuffer.h>
-#include <rapidjson/writer.h>
+#include "json/json.h"
 
 namespace qor::internal {
 
 std::string ErrorText(ErrorCode code, const std::string& description) {
-  using Buffer = rapidjson::StringBuffer;
-  using Writer = rapidjson::Writer<Buffer, rapidjson::UTF8<>, rapidjson::UTF8<>,
-                                   rapidjson::CrtAllocator, rapidjson::kWriteValidateEncodingFlag>;
-  Buffer text;
-  Writer writer(text);
+  json::StringBuffer text;
+  json::Writer<rapidjson::kWriteValidateEncodingFlag> writer(text);
   writer.StartObject();
   writer.Key("ErrorCode");
   writer.Int(static_cast<int>(code));

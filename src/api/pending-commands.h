@@ -23,7 +23,8 @@ namespace api {
 // clients and handlers observe. Space for n commands grows to 2n, from 1, which ends the timers of
 // all commands that are there. A removal moves the later commands one place forward and ends the
 // timer of the command that is last. A timer that fires runs the action of the command that is at
-// its place by then.
+// its place by then. A timer that has lost its command runs on for its place, and ends with the
+// list.
 //
 // Nothing is moved for that: a command stays in its slot, and its place is the number of commands
 // in the slots before. To find, append or remove one takes the time of a hash and of a logarithm.
@@ -57,6 +58,7 @@ class PendingCommands : private ContextPlaces {
   struct Layout;
 
   std::shared_ptr<const TimerPlace> PlaceOf(const RequestContext& context) override;
+  EcoreTimerGroup& Timers() override { return timers_; }
 
   // Room for more slots; the commands stand without gaps.
   static Layout MakeLayout(std::size_t capacity);
@@ -71,6 +73,8 @@ class PendingCommands : private ContextPlaces {
   // By uuid; the texts are the commands' own.
   std::unordered_map<std::string_view, std::size_t> slots_by_uuid_;
   std::shared_ptr<Space> space_;
+  // Last, so that all timers end at once before the commands are destroyed.
+  EcoreTimerGroup timers_;
 };
 
 }  // namespace api

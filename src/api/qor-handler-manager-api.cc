@@ -3,6 +3,7 @@
 
 #include "api/qor-handler-manager-api.h"
 
+#include <tuple>
 #include <utility>
 
 #include "api/logic.h"
@@ -14,6 +15,7 @@
 #include "ipc/service-manager.h"
 #include "ipc/stub.h"
 #include "tizen/resource-path.h"
+#include "tizen/thread-utils.h"
 
 namespace api {
 
@@ -23,6 +25,8 @@ std::shared_ptr<Logic> QorHandlerManagerApi::instance;
 std::shared_ptr<handlers::Manager> QorHandlerManagerApi::manager;
 std::shared_ptr<ipc::ServiceManager> QorHandlerManagerApi::serviceManager;
 std::shared_ptr<CommandHandler> QorHandlerManagerApi::stub;
+// Last, so that it is destroyed first.
+const QorHandlerManagerApi::ExitGuard QorHandlerManagerApi::exit_guard{};
 
 ApiInterfacePtr QorHandlerManagerApi::Instance() {
   if (instance) return instance;
@@ -59,6 +63,18 @@ void QorHandlerManagerApi::ShutDown() {
   instance->ShutDown();
   instance.reset();
   stub.reset();
+}
+
+QorHandlerManagerApi::ExitGuard::~ExitGuard() {
+  if (!manager) return;
+  if (tizen::ThreadUtils::IsMainThread()) {
+    ShutDown();
+    return;
+  }
+  // Destroying the objects waits for the main loop, which may have ended with its thread. They
+  // stay, and stay reachable, so that they are not reported as leaks.
+  static const auto* kept = new auto(std::make_tuple(instance, manager, serviceManager, stub));
+  static_cast<void>(kept);
 }
 
 }  // namespace api

@@ -39,10 +39,16 @@ class QorHandlerManagerApi {
   static void ShutDown();
 
  private:
+  // Ends the library when the process exits or the library is unloaded.
+  struct ExitGuard {
+    ~ExitGuard();
+  };
+
   static std::shared_ptr<Logic> instance;
   static std::shared_ptr<handlers::Manager> manager;
   static std::shared_ptr<ipc::ServiceManager> serviceManager;
   static std::shared_ptr<rpc_port::stub::stub::CommandHandler> stub;
+  static const ExitGuard exit_guard;
 };
 
 }  // namespace api

@@ -23,7 +23,10 @@ RequestContext::RequestContext(const RequestContext& other)
 
 void RequestContext::StartTimer(double seconds) {
   ThreadUtils::InvokeOnMainThreadSync([this, seconds] {
-    if (!timer_.Start(seconds, places_ != nullptr ? places_->PlaceOf(*this) : nullptr)) {
+    const bool started = places_ != nullptr
+                             ? timer_.Start(seconds, places_->PlaceOf(*this), &places_->Timers())
+                             : timer_.Start(seconds);
+    if (!started) {
       throw OperationFailed(__FILE__, __LINE__, "Could not initialize a timer.");
     }
   });

@@ -15,10 +15,11 @@ namespace api {
 
 class RequestContext;
 
-// Knows at which place a context stands.
+// The list that contexts are in: knows the place of each and owns the timers started there.
 class ContextPlaces {
  public:
   virtual std::shared_ptr<const TimerPlace> PlaceOf(const RequestContext& context) = 0;
+  virtual EcoreTimerGroup& Timers() = 0;
 
  protected:
   ~ContextPlaces() = default;

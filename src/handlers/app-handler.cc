@@ -27,8 +27,8 @@ const std::string* FindValue(const std::vector<tizen::AppInfo::MetadataEntry>& m
   return found != metadata.end() ? &found->second : nullptr;
 }
 
-rapidjson::Value Copy(const std::string& text, rapidjson::MemoryPoolAllocator<>& allocator) {
-  return rapidjson::Value(text.data(), static_cast<rapidjson::SizeType>(text.size()), allocator);
+json::Value Copy(const std::string& text, json::PoolAllocator& allocator) {
+  return json::Value(text.data(), static_cast<rapidjson::SizeType>(text.size()), allocator);
 }
 
 class AppControl {
@@ -53,8 +53,7 @@ AppHandler::AppHandler(std::string app_id, std::weak_ptr<ipc::ServiceManager> se
   LoadDataFromManifest();
 }
 
-AppHandler::AppHandler(const rapidjson::Value& json,
-                       std::weak_ptr<ipc::ServiceManager> service_manager)
+AppHandler::AppHandler(const json::Value& json, std::weak_ptr<ipc::ServiceManager> service_manager)
     : service_manager_(std::move(service_manager)) {
   AppHandler::FromJson(json);
 }
@@ -76,20 +75,20 @@ void AppHandler::Notify() {
   }
 }
 
-void AppHandler::FromJson(const rapidjson::Value& json) {
+void AppHandler::FromJson(const json::Value& json) {
   // operator[] asserts that the member is there; a lookup would not.
   app_id_ = json["appId"].GetString();
-  const rapidjson::Value& types = json["requestTypes"];
+  const json::Value& types = json["requestTypes"];
   if (!types.IsArray()) return;
   for (const auto& type : types.GetArray()) {
     if (type.IsString()) AddRequestType(std::string(type.GetString(), type.GetStringLength()));
   }
 }
 
-void AppHandler::ToJson(rapidjson::Value& out, rapidjson::MemoryPoolAllocator<>& allocator) const {
+void AppHandler::ToJson(json::Value& out, json::PoolAllocator& allocator) const {
   out.SetObject();
   out.AddMember("appId", Copy(app_id_, allocator), allocator);
-  rapidjson::Value types(rapidjson::kArrayType);
+  json::Value types(rapidjson::kArrayType);
   for (const auto& type : RequestTypes()) types.PushBack(Copy(type, allocator), allocator);
   out.AddMember("requestTypes", types, allocator);
 }

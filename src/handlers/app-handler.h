@@ -22,12 +22,12 @@ class AppHandler : public BaseHandler {
   // the platform does not know the application.
   AppHandler(std::string app_id, std::weak_ptr<ipc::ServiceManager> service_manager);
   // Takes application id and request types from the stored form; the priority stays 0.
-  AppHandler(const rapidjson::Value& json, std::weak_ptr<ipc::ServiceManager> service_manager);
+  AppHandler(const json::Value& json, std::weak_ptr<ipc::ServiceManager> service_manager);
 
   const HandlerId& Id() override { return app_id_; }
   void Notify() override;
-  void FromJson(const rapidjson::Value& json) override;
-  void ToJson(rapidjson::Value& out, rapidjson::MemoryPoolAllocator<>& allocator) const override;
+  void FromJson(const json::Value& json) override;
+  void ToJson(json::Value& out, json::PoolAllocator& allocator) const override;
   bool Compare(std::shared_ptr<BaseHandler> other) override;
 
   // Adds the request types of the handler configuration file and sets the priority.

@@ -23,8 +23,8 @@ class BaseHandler {
   virtual void Notify() = 0;
   // Adds what the stored form holds to this record. A form that is not the library's own ends the
   // process.
-  virtual void FromJson(const rapidjson::Value& json) = 0;
-  virtual void ToJson(rapidjson::Value& out, rapidjson::MemoryPoolAllocator<>& allocator) const = 0;
+  virtual void FromJson(const json::Value& json) = 0;
+  virtual void ToJson(json::Value& out, json::PoolAllocator& allocator) const = 0;
   // Whether `other` is the same handler, whatever it declares.
   virtual bool Compare(std::shared_ptr<BaseHandler> other) = 0;
 

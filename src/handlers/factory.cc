@@ -27,7 +27,7 @@ std::string Factory::Type(const BaseHandler& handler) {
 }
 
 std::shared_ptr<BaseHandler> Factory::CreateHandler(std::string_view type,
-                                                    const rapidjson::Value& json) {
+                                                    const json::Value& json) {
   if (type == kAppHandlerType) return std::make_shared<AppHandler>(json, service_manager_);
   throw InvalidOperation(__FILE__, __LINE__, "Unsupported handler type");
 }

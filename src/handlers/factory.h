@@ -22,7 +22,7 @@ class Factory {
   // Type name of a record. Throws InvalidOperation for a kind of record that has none.
   std::string Type(const BaseHandler& handler);
   // A record from its stored form. Throws InvalidOperation for an unknown type name.
-  std::shared_ptr<BaseHandler> CreateHandler(std::string_view type, const rapidjson::Value& json);
+  std::shared_ptr<BaseHandler> CreateHandler(std::string_view type, const json::Value& json);
   // A record from the application's manifest. Throws tizen::Exception when the platform does not
   // know the application.
   std::shared_ptr<AppHandler> CreateAppHandler(std::string app_id);

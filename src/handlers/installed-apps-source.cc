@@ -19,12 +19,28 @@ constexpr char kNativePackage[] = "tpk";
 }  // namespace
 
 InstalledAppsSource::InstalledAppsSource() {
+  // The body stays in the lambda: its log lines name "operator()".
   package_manager_.SetPackageManagerEventCallback(
       [this](const char* type, const char* package, package_manager_event_type_e event,
              package_manager_event_state_e state, int, package_manager_error_e) {
-        // An observer may drop the last reference to this source in the middle of an event.
+        if (type == nullptr || std::strcmp(type, kNativePackage) != 0) return;
+        // An observer may release the last reference to this source during the event.
         const auto self = weak_from_this().lock();
-        OnPackageEvent(type, package, event, state);
+
+        if (event == PACKAGE_MANAGER_EVENT_TYPE_INSTALL &&
+            state == PACKAGE_MANAGER_EVENT_STATE_COMPLETED) {
+          QOR_DEBUG("Received package: %s installed event", package);
+          NotifyOfPackage<HandlerAdded>(package);
+        } else if (event == PACKAGE_MANAGER_EVENT_TYPE_UPDATE &&
+                   state == PACKAGE_MANAGER_EVENT_STATE_COMPLETED) {
+          QOR_DEBUG("Received package: %s updated event", package);
+          NotifyOfPackage<HandlerUpdated>(package);
+        } else if (event == PACKAGE_MANAGER_EVENT_TYPE_UNINSTALL &&
+                   state == PACKAGE_MANAGER_EVENT_STATE_STARTED) {
+          // When the uninstall starts, because the metadata is still readable then.
+          QOR_DEBUG("Received package: %s uninstalled event", package);
+          NotifyOfPackage<HandlerRemoved>(package);
+        }
       });
 }
 
@@ -56,27 +72,6 @@ void InstalledAppsSource::ForeachHandlerInPackage(
     QOR_ERROR("Tizen error occurred: %s", error.what());
   } catch (...) {
     QOR_ERROR("Unknown error occurred");
-  }
-}
-
-void InstalledAppsSource::OnPackageEvent(const char* type, const char* package,
-                                         package_manager_event_type_e event,
-                                         package_manager_event_state_e state) {
-  if (type == nullptr || std::strcmp(type, kNativePackage) != 0) return;
-
-  if (event == PACKAGE_MANAGER_EVENT_TYPE_INSTALL &&
-      state == PACKAGE_MANAGER_EVENT_STATE_COMPLETED) {
-    QOR_DEBUG("Received package: %s installed event", package);
-    NotifyOfPackage<HandlerAdded>(package);
-  } else if (event == PACKAGE_MANAGER_EVENT_TYPE_UPDATE &&
-             state == PACKAGE_MANAGER_EVENT_STATE_COMPLETED) {
-    QOR_DEBUG("Received package: %s updated event", package);
-    NotifyOfPackage<HandlerUpdated>(package);
-  } else if (event == PACKAGE_MANAGER_EVENT_TYPE_UNINSTALL &&
-             state == PACKAGE_MANAGER_EVENT_STATE_STARTED) {
-    // At its start, because the applications' metadata can still be read then.
-    QOR_DEBUG("Received package: %s uninstalled event", package);
-    NotifyOfPackage<HandlerRemoved>(package);
   }
 }
 

@@ -31,8 +31,6 @@ class InstalledAppsSource : public Source,
                                std::function<void(std::shared_ptr<AppHandler>)> fn);
 
  private:
-  void OnPackageEvent(const char* type, const char* package, package_manager_event_type_e event,
-                      package_manager_event_state_e state);
   template <typename Event>
   void NotifyOfPackage(const char* package);
 

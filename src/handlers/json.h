@@ -21,6 +21,6 @@ namespace handlers {
 
 }  // namespace handlers
 
-#include <rapidjson/document.h>
+#include "json/json.h"
 
 #endif

@@ -6,8 +6,6 @@
 #include "handlers/json.h"
 
 #include <rapidjson/istreamwrapper.h>
-#include <rapidjson/stringbuffer.h>
-#include <rapidjson/writer.h>
 
 #include <cstddef>
 #include <fstream>
@@ -35,19 +33,19 @@ void FileRepositoryBackend::Store(const std::vector<std::shared_ptr<BaseHandler>
   if (!file.is_open()) return;
 
   // Piece by piece: neither the document nor its text stands in memory as a whole.
-  rapidjson::StringBuffer text;
+  json::StringBuffer text;
   const auto write = [&] {
     file.write(text.GetString(), static_cast<std::streamsize>(text.GetSize()));
     text.Clear();
   };
-  rapidjson::Writer<rapidjson::StringBuffer> writer(text);
+  json::Writer<> writer(text);
   alignas(std::max_align_t) char memory[kRecordBytes];
-  rapidjson::MemoryPoolAllocator<> allocator(memory, sizeof memory);
+  json::PoolAllocator allocator(memory, sizeof memory);
   writer.StartObject();
   writer.Key("handlers");
   writer.StartArray();
   for (const auto& handler : handlers) {
-    rapidjson::Value entry;
+    json::Value entry;
     ToJson(handler, entry, allocator);
     entry.Accept(writer);
     allocator.Clear();
@@ -63,33 +61,33 @@ std::vector<std::shared_ptr<BaseHandler>> FileRepositoryBackend::Load() {
   std::ifstream file(path_);
   if (file.fail()) throw NotInitialized(__FILE__, __LINE__, "");
 
-  rapidjson::MemoryPoolAllocator<> allocator;
-  rapidjson::Document document(&allocator, kParseStackBytes);
+  json::PoolAllocator allocator;
+  json::Document document(&allocator, kParseStackBytes);
   rapidjson::IStreamWrapper stream(file);
   // Iterative: no file decides how deep the stack gets.
   document.ParseStream<rapidjson::kParseIterativeFlag>(stream);
 
   // operator[] asserts that the member is there; a lookup would not.
-  const rapidjson::Value& entries = static_cast<const rapidjson::Document&>(document)["handlers"];
+  const json::Value& entries = static_cast<const json::Document&>(document)["handlers"];
   std::vector<std::shared_ptr<BaseHandler>> handlers;
   if (!entries.IsArray()) return handlers;
   for (const auto& entry : entries.GetArray()) handlers.push_back(FromJson(entry));
   return handlers;
 }
 
-void FileRepositoryBackend::ToJson(std::shared_ptr<BaseHandler> handler, rapidjson::Value& out,
-                                   rapidjson::MemoryPoolAllocator<>& allocator) {
+void FileRepositoryBackend::ToJson(std::shared_ptr<BaseHandler> handler, json::Value& out,
+                                   json::PoolAllocator& allocator) {
   const std::string type = Factory::Instance().Type(*handler);
   out.SetObject();
-  out.AddMember("handlerType", rapidjson::Value(type.c_str(), allocator), allocator);
-  rapidjson::Value data;
+  out.AddMember("handlerType", json::Value(type.c_str(), allocator), allocator);
+  json::Value data;
   handler->ToJson(data, allocator);
   out.AddMember("handlerData", data, allocator);
 }
 
-std::shared_ptr<BaseHandler> FileRepositoryBackend::FromJson(const rapidjson::Value& entry) {
+std::shared_ptr<BaseHandler> FileRepositoryBackend::FromJson(const json::Value& entry) {
   QOR_FRAME();
-  const rapidjson::Value& type = entry["handlerType"];
+  const json::Value& type = entry["handlerType"];
   const std::string_view name(type.GetString(), type.GetStringLength());
   return Factory::Instance().CreateHandler(name, entry["handlerData"]);
 }

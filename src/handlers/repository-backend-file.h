@@ -26,9 +26,9 @@ class FileRepositoryBackend : public RepositoryBackend {
   std::vector<std::shared_ptr<BaseHandler>> Load() override;
 
  private:
-  void ToJson(std::shared_ptr<BaseHandler> handler, rapidjson::Value& out,
-              rapidjson::MemoryPoolAllocator<>& allocator);
-  std::shared_ptr<BaseHandler> FromJson(const rapidjson::Value& entry);
+  void ToJson(std::shared_ptr<BaseHandler> handler, json::Value& out,
+              json::PoolAllocator& allocator);
+  std::shared_ptr<BaseHandler> FromJson(const json::Value& entry);
 
   std::string path_;
 };

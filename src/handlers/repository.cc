@@ -5,6 +5,7 @@
 
 #include <algorithm>
 #include <cstddef>
+#include <functional>
 #include <string>
 #include <utility>
 #include <vector>
@@ -65,7 +66,8 @@ void Repository::Remove(std::string request_type, HandlerPtr handler) {
   EraseHandler(type.second, handler);
   auto& types = request_types_[handler];
   types.erase(std::remove(types.begin(), types.end(), &type), types.end());
-  handlers_by_id_.erase(handler->Id());
+  const auto by_id = FindById(handler->Id());
+  if (by_id != handlers_by_id_.end()) handlers_by_id_.erase(by_id);
 }
 
 void Repository::RemoveAll(HandlerPtr handler) {
@@ -87,21 +89,25 @@ Repository::HandlerPtr Repository::GetHandler(const std::string& request_type) {
 }
 
 Repository::HandlerPtr Repository::GetHandlerById(const std::string& id) {
-  const auto found = handlers_by_id_.find(id);
+  const auto found = FindById(id);
   return found != handlers_by_id_.end() ? found->second : nullptr;
 }
 
+Repository::HandlersById::iterator Repository::FindById(const std::string& id) {
+  const auto [first, last] = handlers_by_id_.equal_range(std::hash<std::string>()(id));
+  const auto found =
+      std::find_if(first, last, [&id](const auto& entry) { return entry.second->Id() == id; });
+  return found != last ? found : handlers_by_id_.end();
+}
+
 void Repository::SetById(HandlerPtr handler) {
-  const std::string_view id = handler->Id();
-  auto entry = handlers_by_id_.extract(id);
-  if (!entry) {
-    handlers_by_id_.emplace(id, std::move(handler));
-    return;
+  const auto found = FindById(handler->Id());
+  if (found != handlers_by_id_.end()) {
+    found->second = std::move(handler);
+  } else {
+    const std::size_t hash = std::hash<std::string>()(handler->Id());
+    handlers_by_id_.emplace(hash, std::move(handler));
   }
-  // The old key goes with the old handler.
-  entry.key() = id;
-  entry.mapped() = std::move(handler);
-  handlers_by_id_.insert(std::move(entry));
 }
 
 void Repository::Clear() {

@@ -4,10 +4,10 @@
 #ifndef QOR_SRC_HANDLERS_REPOSITORY_H_
 #define QOR_SRC_HANDLERS_REPOSITORY_H_
 
+#include <cstddef>
 #include <map>
 #include <memory>
 #include <string>
-#include <string_view>
 #include <unordered_map>
 #include <vector>
 
@@ -33,8 +33,7 @@ class Repository {
 
   explicit Repository(std::unique_ptr<RepositoryBackend> backend);
 
-  // Keeps an entry of the same id and priority; the by-id entry becomes `handler` in any case. Its
-  // id stays what it is from then on.
+  // Keeps an entry of the same id and priority; the by-id entry becomes `handler` in any case.
   void Add(std::string request_type, HandlerPtr handler);
   // Forgets the id too, but keeps the handler among those that are stored.
   void Remove(std::string request_type, HandlerPtr handler);
@@ -44,7 +43,7 @@ class Repository {
   bool Exists(std::string request_type);
   // The preferred handler, or none.
   HandlerPtr GetHandler(const std::string& request_type);
-  // The handler added last under an id, or none.
+  // The handler added last under an id, or none. A handler whose id has changed since is not found.
   HandlerPtr GetHandlerById(const std::string& id);
   const HandlersByRequestType& GetAll() { return handlers_; }
   const RequestTypesByHandler& GetAllRev() { return request_types_; }
@@ -57,12 +56,16 @@ class Repository {
   void Sync();
 
  private:
+  // By the hash of the handler's id. Holds no reference to the text, which the handler may replace,
+  // and no copy of it.
+  using HandlersById = std::unordered_multimap<std::size_t, HandlerPtr>;
+
+  HandlersById::iterator FindById(const std::string& id);
   void SetById(HandlerPtr handler);
 
   HandlersByRequestType handlers_;
   RequestTypesByHandler request_types_;
-  // The keys are the handlers' own.
-  std::unordered_map<std::string_view, HandlerPtr> handlers_by_id_;
+  HandlersById handlers_by_id_;
   std::unique_ptr<RepositoryBackend> backend_;
 };
 

@@ -182,7 +182,7 @@ void CommandHandler::Listen(std::shared_ptr<ServiceBase::Factory> factory) {
 
 void CommandHandler::OnConnectedCB(const char* sender, const char* instance, void* data) {
   try {
-    static_cast<CommandHandler*>(data)->Connect(sender, instance);
+    static_cast<CommandHandler*>(data)->OnConnectedCB(sender, instance);
   } catch (const std::exception& error) {
     STUB_ERROR("Failed to serve %s: %s", sender, error.what());
   } catch (...) {
@@ -192,7 +192,7 @@ void CommandHandler::OnConnectedCB(const char* sender, const char* instance, voi
 
 void CommandHandler::OnDisconnectedCB(const char* sender, const char* instance, void* data) {
   try {
-    static_cast<CommandHandler*>(data)->Disconnect(instance);
+    static_cast<CommandHandler*>(data)->OnDisconnectedCB(instance);
   } catch (...) {
     STUB_ERROR("Exception while disconnecting %s", sender);
   }
@@ -201,7 +201,7 @@ void CommandHandler::OnDisconnectedCB(const char* sender, const char* instance, 
 int CommandHandler::OnReceivedCB(const char* sender, const char* instance, rpc_port_h port,
                                  void* data) {
   try {
-    return static_cast<CommandHandler*>(data)->Receive(instance, port);
+    return static_cast<CommandHandler*>(data)->OnReceivedCB(instance, port);
   } catch (const std::exception& error) {
     STUB_ERROR("Exception in a method called by %s: %s", sender, error.what());
   } catch (...) {
@@ -210,7 +210,7 @@ int CommandHandler::OnReceivedCB(const char* sender, const char* instance, rpc_p
   return -1;
 }
 
-void CommandHandler::Connect(const char* sender, const char* instance) {
+void CommandHandler::OnConnectedCB(const char* sender, const char* instance) {
   const std::shared_ptr<ServiceBase> service = factory_->CreateService(sender, instance);
   rpc_port_h port = nullptr;
   const int result = rpc_port_stub_get_port(stub_.get(), RPC_PORT_PORT_CALLBACK, instance, &port);
@@ -232,7 +232,7 @@ void CommandHandler::Connect(const char* sender, const char* instance) {
   services_by_instance_.merge(indexed);
 }
 
-void CommandHandler::Disconnect(const char* instance) {
+void CommandHandler::OnDisconnectedCB(const char* instance) {
   const auto found = Find(instance);
   if (found == services_by_instance_.end()) return;
   // Out of the list first, so that its end comes only once, whatever happens in it.
@@ -242,7 +242,7 @@ void CommandHandler::Disconnect(const char* instance) {
   service->OnTerminate();
 }
 
-int CommandHandler::Receive(const char* instance, rpc_port_h port) {
+int CommandHandler::OnReceivedCB(const char* instance, rpc_port_h port) {
   const auto found = Find(instance);
   if (found == services_by_instance_.end()) {
     STUB_ERROR("Failed to find CommandHandler context(%s)", instance);

@@ -139,13 +139,14 @@ class CommandHandler {
   using Services = std::list<std::shared_ptr<ServiceBase>>;
   using ServicesByInstance = std::multimap<std::string, Services::iterator, std::less<>>;
 
+  // The platform's callbacks. Each pair has one name because log lines contain the function name.
   static void OnConnectedCB(const char* sender, const char* instance, void* data);
   static void OnDisconnectedCB(const char* sender, const char* instance, void* data);
   static int OnReceivedCB(const char* sender, const char* instance, rpc_port_h port, void* data);
+  void OnConnectedCB(const char* sender, const char* instance);
+  void OnDisconnectedCB(const char* instance);
+  int OnReceivedCB(const char* instance, rpc_port_h port);
 
-  void Connect(const char* sender, const char* instance);
-  void Disconnect(const char* instance);
-  int Receive(const char* instance, rpc_port_h port);
   // Of several with one instance, the one that connected first; else the end.
   ServicesByInstance::const_iterator Find(const char* instance) const;
 

@@ -176,9 +176,9 @@ void Account::DropAll() {
       lives_[command.uuid].state = State::kDropped;
       ++totals_.dropped;
     }
-    list.commands.DestroyAll();
   }
   lists_.clear();
+  clock_.DeleteAll();
 }
 
 int Account::Breaks(const std::string& handler) {

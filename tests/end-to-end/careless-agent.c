@@ -1,9 +1,13 @@
 /* Copyright 2026 The qor-handler-manager authors. SPDX-License-Identifier: Apache-2.0 */
 
-/* Leaves everything behind: commands with running timers, a connected handler, the library up, and
-   the main loop's library shut down before static objects are destroyed. */
+/* Exits with the library up: a command with a running timer, a connected handler, and Ecore shut
+ * down before static objects are destroyed.
+ *
+ *   careless-agent [thread]    with "thread", all of it in a second thread that has ended by then
+ */
 
 #include <Ecore.h>
+#include <pthread.h>
 #include <qor_handler_manager.h>
 
 static void on_response(const char* uuid, qor_request_status_e status, const char* result,
@@ -18,12 +22,22 @@ static void on_response(const char* uuid, qor_request_status_e status, const cha
   ecore_main_loop_quit();
 }
 
-int main(void) {
+/* Returns its argument, or null on failure. */
+static void* run(void* success) {
   ecore_init();
   qor_handler_manager_set_response_cb(on_response, NULL);
-  if (qor_handler_manager_send_command("answered", "text.echo", "1", 1, 0) != 0) return 1;
+  if (qor_handler_manager_send_command("answered", "text.echo", "1", 1, 0) != 0) return NULL;
   ecore_main_loop_begin();
-  if (qor_handler_manager_send_command("pending", "text.forget", NULL, 0, 0) != 0) return 1;
+  if (qor_handler_manager_send_command("pending", "text.forget", NULL, 0, 0) != 0) return NULL;
   ecore_shutdown();
-  return 0;
+  return success;
+}
+
+int main(int argc, char** argv) {
+  void* success = argv;
+  pthread_t thread;
+  if (argc == 1) return run(success) == success ? 0 : 1;
+  if (pthread_create(&thread, NULL, run, success) != 0) return 1;
+  if (pthread_join(thread, &success) != 0) return 1;
+  return success == argv ? 0 : 1;
 }

@@ -151,12 +151,27 @@ TEST_F(Commands, CanBeSentByAnAgentInPlainC) {
   EXPECT_EQ(run.output, "command-1: {\"text\":\"PLAIN C\",\"by\":\"org.example.text.handler\"}\n");
 }
 
-TEST_F(Commands, MayBePendingWhenTheAgentExitsWithoutShuttingDown) {
-  Install("text");
-  const auto run =
-      tools::RunProcess({BuildFolder() + "/tests/end-to-end/careless-agent"}, kPatienceSeconds);
+void ExpectSilentExit(const std::vector<std::string>& command) {
+  const auto run = tools::RunProcess(command, kPatienceSeconds);
   EXPECT_EQ(run.exit_status, 0) << run.errors;
   EXPECT_EQ(run.errors, "");
+}
+
+TEST_F(Commands, MayBePendingWhenTheAgentExitsWithoutShuttingDown) {
+  Install("text");
+  ExpectSilentExit({BuildFolder() + "/tests/end-to-end/careless-agent"});
+}
+
+TEST_F(Commands, MayBePendingWhenTheThreadOfTheLoopHasEnded) {
+  Install("text");
+  ExpectSilentExit({BuildFolder() + "/tests/end-to-end/careless-agent", "thread"});
+}
+
+TEST_F(Commands, LeaveNoTimerToAnUnloadedLibrary) {
+  Install("text");
+  const auto run = tools::RunProcess(
+      {BuildFolder() + "/tests/end-to-end/unloading-agent", QOR_LIBRARY}, kPatienceSeconds);
+  EXPECT_EQ(run.exit_status, 0) << run.errors;
 }
 
 }  // namespace

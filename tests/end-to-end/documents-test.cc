@@ -36,5 +36,15 @@ TEST_F(Documents, ShowAnExampleInTheReadmeThatWorks) {
   EXPECT_EQ(run.output, "command-1: 0 {\"text\":\"HELLO\",\"by\":\"org.example.text.handler\"}\n");
 }
 
+// Its command of a handler that never answers loses its timer when the others are answered.
+TEST_F(Documents, ShowAnAgentInTheGuideThatEndsWithoutAResponse) {
+  Install("text");
+  const auto run =
+      tools::RunProcess({BuildFolder() + "/tests/end-to-end/guide-agent"}, kPatienceSeconds);
+  EXPECT_EQ(run.exit_status, 0) << run.errors;
+  EXPECT_NE(run.output.find("text.upper: {\"text\":\"HELLO\""), std::string::npos) << run.output;
+  EXPECT_NE(run.output.find("text.forget: no response\n"), std::string::npos) << run.output;
+}
+
 }  // namespace
 }  // namespace end_to_end

@@ -1,10 +1,12 @@
 // Copyright 2026 The qor-handler-manager authors
 // SPDX-License-Identifier: Apache-2.0
 
+#include <filesystem>
 #include <fstream>
 #include <iterator>
 
 #include "end-to-end-test.h"
+#include "example-copy.h"
 
 namespace end_to_end {
 namespace {
@@ -91,6 +93,28 @@ TEST_F(Examples, SendManyCommandsFromAnAgentInCpp) {
       {BuildFolder() + "/examples/example-agent-cpp", "text.reject", "1"}, kPatienceSeconds);
   EXPECT_EQ(refused.exit_status, 1);
   EXPECT_NE(refused.output.find("1 failed: {"), std::string::npos) << refused.output;
+}
+
+TEST_F(Examples, EndAtADeadlineWhenTheHandlerNeverAsksForCommands) {
+  const ExampleCopy package(Packages() + "/careless", Root() + "/deaf");
+  package.Replace("careless-handler", "deaf-handler");
+  std::filesystem::rename(package.Path() + "/bin/careless-handler",
+                          package.Path() + "/bin/deaf-handler");
+  ASSERT_EQ(Qor({"package", "install", package.Path()}).exit_status, 0);
+  const auto run = tools::RunProcess({BuildFolder() + "/examples/example-agent", "careless.text"},
+                                     kPatienceSeconds);
+  EXPECT_EQ(run.exit_status, 1);
+  EXPECT_NE(run.errors.find("no response within 10 s\n"), std::string::npos) << run.errors;
+}
+
+TEST_F(Examples, EndAtADeadlineWithoutResponses) {
+  Install("text");
+  // Of three commands to one handler that never answers, the library ends only two.
+  const auto run = tools::RunProcess(
+      {BuildFolder() + "/examples/example-agent-cpp", "text.forget", "1", "2", "3"},
+      kPatienceSeconds);
+  EXPECT_EQ(run.exit_status, 1) << run.errors;
+  EXPECT_NE(run.output.find("2: no response\n"), std::string::npos) << run.output;
 }
 
 }  // namespace

@@ -82,10 +82,25 @@ TEST_F(FakePlatform, TellsWhichSideRuns) {
 }
 
 TEST_F(FakePlatform, CountsTheUsersOfTheLoop) {
-  EXPECT_EQ(ecore_init(), 1);
   EXPECT_EQ(fake::LoopUsers(), 1);
+  EXPECT_EQ(ecore_init(), 2);
+  EXPECT_EQ(fake::LoopUsers(), 2);
+  EXPECT_EQ(ecore_shutdown(), 1);
   EXPECT_EQ(ecore_shutdown(), 0);
   EXPECT_EQ(fake::LoopUsers(), 0);
+  EXPECT_EQ(fake::Faults(), std::vector<std::string>{});
+  EXPECT_EQ(ecore_shutdown(), 0);
+  EXPECT_EQ(fake::Faults().size(), 1u);
+}
+
+TEST_F(FakePlatform, DeletesTimersWhenTheLoopShutsDown) {
+  Ecore_Timer* timer = ecore_timer_add(
+      1, [](void*) -> Eina_Bool { return EINA_TRUE; }, nullptr);
+  ecore_shutdown();
+  EXPECT_TRUE(fake::Timers().empty());
+  EXPECT_EQ(fake::Faults(), std::vector<std::string>{});
+  ecore_timer_del(timer);
+  EXPECT_EQ(fake::Faults().size(), 1u);
 }
 
 TEST_F(FakePlatform, RecordsCalls) {

@@ -21,8 +21,8 @@
 
 namespace fake {
 
-// Forgets everything and makes the calling thread the main loop's thread. Handles given out before
-// are unknown from now on; releasing one is tolerated.
+// Forgets everything and makes the calling thread the main loop's thread, of a loop that is
+// initialized once. Handles given out before are unknown from now on; releasing one is tolerated.
 void Reset();
 
 // Script: the nth call from now of a platform function fails with `error`. A function that returns

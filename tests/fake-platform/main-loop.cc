@@ -28,14 +28,24 @@ extern "C" {
 
 int ecore_init(void) {
   const Entry entry(__func__);
-  if (entry.error != 0) return 0;
-  return ++GetState().ecore_init_count;
+  State& state = GetState();
+  // Only the first initialization can fail.
+  if (state.ecore_init_count == 0 && entry.error != 0) return 0;
+  return ++state.ecore_init_count;
 }
 
 int ecore_shutdown(void) {
   const Entry entry(__func__);
-  if (entry.error != 0) return GetState().ecore_init_count;
-  return --GetState().ecore_init_count;
+  State& state = GetState();
+  if (state.ecore_init_count == 0) {
+    fake::internal::AddFault("ecore_shutdown: not initialized");
+    return 0;
+  }
+  if (--state.ecore_init_count == 0) {
+    // Not as Clear() does: a handle that is used after this is a fault.
+    for (const auto& [handle, timer] : state.timers.All()) state.timers.Remove(handle);
+  }
+  return state.ecore_init_count;
 }
 
 Eina_Bool eina_main_loop_is(void) {

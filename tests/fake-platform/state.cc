@@ -141,7 +141,7 @@ void Reset() {
   state.launches.clear();
   state.packages.clear();
   state.sent.clear();
-  state.ecore_init_count = 0;
+  state.ecore_init_count = 1;
 }
 
 void Fail(const std::string& function, int error, int nth) {

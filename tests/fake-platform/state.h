@@ -119,7 +119,7 @@ struct State {
   double now = 0;
   long next_sequence = 0;
   long advance = 0;
-  int ecore_init_count = 0;
+  int ecore_init_count = 1;
   std::mutex queue_mutex;
   std::condition_variable queue_changed;
   std::deque<std::function<void()>> queue;  // calls that other threads handed to the main loop

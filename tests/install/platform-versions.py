@@ -31,9 +31,9 @@ STATEMENTS = {
          r"The SDK for handlers needs version ([\d.]+) or later\."),
     ],
 }
-# Undefined symbols of others: the language run-time, yaml-cpp, SQLite, and Ecore, which has a version
-# of its own. The C library's have versions.
-OTHERS = re.compile(r"_ITM_|__gmon_start__|_Z|sqlite3_|ecore_|.*@")
+# Undefined symbols of others: the language run-time, yaml-cpp, SQLite, Ecore and Eina, which have
+# versions of their own. The C library's have versions.
+OTHERS = re.compile(r"_ITM_|__gmon_start__|_Z|sqlite3_|ecore_|eina_|.*@")
 
 
 def platform_symbols(library):

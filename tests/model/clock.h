@@ -28,6 +28,7 @@ class Clock {
   // kNone while timers fail.
   Timer Start(double seconds, Place place);
   void Delete(Timer timer) { timers_.erase(timer); }
+  void DeleteAll() { timers_.clear(); }
   // Counts from now; nothing for a timer that is gone.
   void Restart(Timer timer, double seconds);
 

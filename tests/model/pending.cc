@@ -26,11 +26,6 @@ void Pending::Remove(const std::string& uuid) {
   commands_.pop_back();
 }
 
-void Pending::DestroyAll() {
-  for (const Command& command : commands_) DestroyPlace(command);
-  commands_.clear();
-}
-
 Command* Pending::Find(const std::string& uuid) {
   const auto found = std::find_if(commands_.begin(), commands_.end(),
                                   [&uuid](const Command& command) { return command.uuid == uuid; });

@@ -35,7 +35,6 @@ class Pending {
   Command& Append(const Command& command);
   // Moves the later commands forward and destroys the last place.
   void Remove(const std::string& uuid);
-  void DestroyAll();
 
   Command* Find(const std::string& uuid);
   // The command at a place of this storage, or null.

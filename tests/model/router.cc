@@ -26,8 +26,8 @@ void Router::Configure(int execution_timeout, int connection_timeout) {
 }
 
 void Router::ShutDown() {
-  for (auto& [app, pending] : pending_) pending.DestroyAll();
   pending_.clear();
+  clock_->DeleteAll();
   registry_ = nullptr;
 }
 

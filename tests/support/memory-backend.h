@@ -45,13 +45,20 @@ class MemoryBackend : public handlers::RepositoryBackend {
   std::shared_ptr<MemoryStore> store_;
 };
 
+// The stored form of a handler without request types.
+inline json::Document StoredForm(const std::string& id) {
+  json::Document stored(rapidjson::kObjectType);
+  auto& allocator = stored.GetAllocator();
+  stored.AddMember("appId", json::Value(id.c_str(), allocator), allocator);
+  stored.AddMember("requestTypes", json::Value(rapidjson::kArrayType), allocator);
+  return stored;
+}
+
 // A record that stands for no installed application.
 inline std::shared_ptr<handlers::BaseHandler> MakeHandler(
     const std::string& id, const std::vector<std::string>& request_types, int priority = 0) {
-  rapidjson::Document json(rapidjson::kObjectType);
-  json.AddMember("appId", rapidjson::Value(id.c_str(), json.GetAllocator()), json.GetAllocator());
-  json.AddMember("requestTypes", rapidjson::Value(rapidjson::kArrayType), json.GetAllocator());
-  auto handler = std::make_shared<handlers::AppHandler>(json, std::weak_ptr<ipc::ServiceManager>());
+  auto handler = std::make_shared<handlers::AppHandler>(StoredForm(id),
+                                                        std::weak_ptr<ipc::ServiceManager>());
   for (const std::string& type : request_types) handler->AddRequestType(type);
   handler->SetPriority(priority);
   return handler;

@@ -60,7 +60,7 @@ const std::map<std::string, Errors> kErrors = {
     {"bundle_create", {BUNDLE_ERROR_OUT_OF_MEMORY}},
     {"bundle_dup", {BUNDLE_ERROR_OUT_OF_MEMORY, BUNDLE_ERROR_INVALID_PARAMETER}},
     {"bundle_free", kHandle},
-    {"ecore_init", {kAny}},
+    {"ecore_init", kNever},
     {"ecore_main_loop_thread_safe_call_sync", kNever},
     {"ecore_shutdown", kNever},
     {"ecore_timer_add", {kAny}},

@@ -151,7 +151,7 @@ Journal Play(const Scenario& scenario, const std::function<void()>& on_begin,
   EXPECT_EQ(world.GetJournal().steps.back().result, 0);
   // After a shut-down the registry goes on following the packages.
   EXPECT_THAT(fake::Held(), ::testing::AnyOf("", "1 package manager"));
-  EXPECT_EQ(fake::LoopUsers(), 0);
+  EXPECT_EQ(fake::LoopUsers(), 1);
   EXPECT_THAT(fake::Faults(), ::testing::IsEmpty());
   CheckResponses(scenario, world.GetJournal());
   return world.GetJournal();

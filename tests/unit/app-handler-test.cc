@@ -23,16 +23,16 @@ using support::kPriorityKey;
 using Types = std::set<std::string>;
 
 std::string Stored(const handlers::BaseHandler& handler) {
-  rapidjson::Document document;
+  json::Document document;
   handler.ToJson(document, document.GetAllocator());
-  rapidjson::StringBuffer text;
-  rapidjson::Writer<rapidjson::StringBuffer> writer(text);
+  json::StringBuffer text;
+  json::Writer<> writer(text);
   document.Accept(writer);
   return text.GetString();
 }
 
 AppHandler FromText(const std::string& text) {
-  rapidjson::Document document;
+  json::Document document;
   document.Parse(text.c_str());
   return AppHandler(document, {});
 }
@@ -68,7 +68,7 @@ TEST_F(AppHandlerRecord, IsValidWithARequestTypeWhateverItsId) {
 
 TEST_F(AppHandlerRecord, AddsWhatItReads) {
   auto handler = FromText(R"({"appId":"x","requestTypes":["a"]})");
-  rapidjson::Document more;
+  json::Document more;
   more.Parse(R"({"appId":"y","requestTypes":["b"]})");
   handler.FromJson(more);
   EXPECT_EQ(handler.Id(), "y");
@@ -82,7 +82,7 @@ TEST_F(AppHandlerRecord, EndsAnIdAtItsFirstNul) {
 TEST_F(AppHandlerRecord, OwnsItsTexts) {
   // Long enough for the memory that it stands in to be released with the record.
   const std::string text(1000, 'x');
-  rapidjson::Document document;
+  json::Document document;
   FromText(R"({"appId":")" + text + R"(","requestTypes":[")" + text + R"("]})")
       .ToJson(document, document.GetAllocator());
   EXPECT_EQ(document["appId"].GetString(), text);
@@ -209,6 +209,14 @@ TEST_F(AppHandlerManifest, ReadsTheConfigurationFileUnderThePackagesRoot) {
   support::WriteFile("opt/pkg/res/handler.yaml", "request-types: [b, a, b]\n");
   fake::Install({"pkg", root, false, {{"app", {{kCommandHandlerKey, "res/handler.yaml"}}}}, {}});
   EXPECT_EQ(AppHandler("app", {}).RequestTypes(), (Types{"a", "b"}));
+}
+
+TEST_F(AppHandlerManifest, ReadsAConfigurationFileOutsideThePackage) {
+  const std::string root = fake::DataPath() + "opt/pkg";
+  support::WriteFile("opt/pkg/tizen-manifest.xml", "");
+  support::WriteFile("opt/other.yaml", "request-types: [a]\n");
+  fake::Install({"pkg", root, false, {{"app", {{kCommandHandlerKey, "../other.yaml"}}}}, {}});
+  EXPECT_EQ(AppHandler("app", {}).RequestTypes(), Types{"a"});
 }
 
 TEST_F(AppHandlerManifest, NamesTheWholePathOfAMissingConfigurationFile) {

@@ -17,6 +17,7 @@ using support::PlainLine;
 using Texts = std::vector<std::string>;
 
 constexpr int kUnknown = -1073741824;
+constexpr int kNotSupportedCommand = -1073741826;
 
 class Bootstrap : public support::LibraryTest {
  protected:
@@ -39,9 +40,18 @@ class Bootstrap : public support::LibraryTest {
             PlainLine(file, "Instance", 80, "rpc_port::stub::stub::CommandHandler Listen start")};
   }
 
+  // Initializes the library with the default configuration.
+  static int Initialize() {
+    qor_handler_manager_configuration_h config = nullptr;
+    EXPECT_EQ(qor_handler_manager_configuration_create(&config), 0);
+    const int result = qor_handler_manager_initialize(config);
+    EXPECT_EQ(qor_handler_manager_configuration_destroy(config), 0);
+    return result;
+  }
+
   // Every function that needs the router answers without a crash.
   void CallEverything() {
-    EXPECT_EQ(Send("a", "type"), -1073741826);
+    EXPECT_EQ(Send("a", "type"), kNotSupportedCommand);
     client_.ListenForResponses();
     client_.ListenForNegotiations();
     client_.ListenForUpdates();
@@ -94,7 +104,7 @@ TEST_F(Bootstrap, RebuildsTheRegistryOnEveryStart) {
   fake::Uninstall(support::PackageOf("handler"));
   Start();
   EXPECT_EQ(support::ReadFile(DatabasePath()), R"({"handlers":[]})");
-  EXPECT_EQ(Send("a", "type"), -1073741826);
+  EXPECT_EQ(Send("a", "type"), kNotSupportedCommand);
 }
 
 TEST_F(Bootstrap, ListensOnceEverythingElseStands) {
@@ -186,6 +196,30 @@ TEST_F(Bootstrap, DoesNotTakeAFailedStartUpAgain) {
   CallEverything();
   EXPECT_EQ(fake::CallCount("app_get_data_path"), 1);
   EXPECT_FALSE(fake::IsListening());
+}
+
+TEST_F(Bootstrap, ReturnsSuccessWhenInitializedAgainAfterAFailedStart) {
+  support::InstallHandler("handler", {"type"});
+  fake::Fail("package_manager_create", PACKAGE_MANAGER_ERROR_PERMISSION_DENIED);
+  EXPECT_EQ(Initialize(), kUnknown);
+  EXPECT_EQ(Initialize(), 0);
+  EXPECT_FALSE(fake::IsListening());
+  EXPECT_EQ(Send("a", "type"), kNotSupportedCommand);
+  qor_handler_manager_shutdown();
+  EXPECT_EQ(Initialize(), 0);
+  EXPECT_TRUE(fake::IsListening());
+  EXPECT_EQ(Send("a", "type"), 0);
+}
+
+// On a device this is what an agent without the privilege packagemanager.info gets.
+TEST_F(Bootstrap, ReturnsUnknownErrorWhenThePackageManagerDeniesPermission) {
+  for (const char* function : {"package_manager_create", "package_manager_set_event_cb"}) {
+    fake::FailAlways(function, PACKAGE_MANAGER_ERROR_PERMISSION_DENIED);
+    EXPECT_EQ(Initialize(), kUnknown) << function;
+    EXPECT_EQ(qor_handler_manager_shutdown(), 0);
+    fake::FailAlways(function, 0);
+  }
+  EXPECT_EQ(Initialize(), 0);
 }
 
 TEST_F(Bootstrap, ShutsDownAfterAFailureToFindTheDatabase) {

@@ -17,8 +17,8 @@ class OtherHandler : public handlers::AppHandler {
 
 class Factory : public support::PlatformTest {
  protected:
-  static rapidjson::Document Json(const char* text) {
-    rapidjson::Document document;
+  static json::Document Json(const char* text) {
+    json::Document document;
     document.Parse(text);
     return document;
   }

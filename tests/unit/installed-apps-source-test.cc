@@ -127,33 +127,30 @@ TEST_F(InstalledApps, TellOfAnInstalledHandler) {
   InstallHandler("a", {"x"});
   support::RaiseInstalled("package.a");
   EXPECT_EQ(listener_->heard, Ids{"+a"});
-  EXPECT_EQ(
-      support::CountLogged(
-          DLOG_DEBUG, support::PlainLine("installed-apps-source.cc", "OnPackageEvent", kAnyLine,
-                                         "Received package: package.a installed event")),
-      1);
+  EXPECT_EQ(support::CountLogged(
+                DLOG_DEBUG, support::PlainLine("installed-apps-source.cc", "operator()", kAnyLine,
+                                               "Received package: package.a installed event")),
+            1);
 }
 
 TEST_F(InstalledApps, TellOfAnUpdatedHandler) {
   InstallHandler("a", {"x"});
   support::RaiseUpdated("package.a");
   EXPECT_EQ(listener_->heard, Ids{"*a"});
-  EXPECT_EQ(
-      support::CountLogged(
-          DLOG_DEBUG, support::PlainLine("installed-apps-source.cc", "OnPackageEvent", kAnyLine,
-                                         "Received package: package.a updated event")),
-      1);
+  EXPECT_EQ(support::CountLogged(
+                DLOG_DEBUG, support::PlainLine("installed-apps-source.cc", "operator()", kAnyLine,
+                                               "Received package: package.a updated event")),
+            1);
 }
 
 TEST_F(InstalledApps, TellOfAHandlerThatGoesWhileItIsStillThere) {
   InstallHandler("a", {"x"});
   support::RaiseUninstalling("package.a");
   EXPECT_EQ(listener_->heard, Ids{"-a"});
-  EXPECT_EQ(
-      support::CountLogged(
-          DLOG_DEBUG, support::PlainLine("installed-apps-source.cc", "OnPackageEvent", kAnyLine,
-                                         "Received package: package.a uninstalled event")),
-      1);
+  EXPECT_EQ(support::CountLogged(
+                DLOG_DEBUG, support::PlainLine("installed-apps-source.cc", "operator()", kAnyLine,
+                                               "Received package: package.a uninstalled event")),
+            1);
 }
 
 TEST_F(InstalledApps, IgnorePackagesOfOtherTypes) {

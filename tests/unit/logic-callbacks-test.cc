@@ -38,6 +38,21 @@ TEST_F(LogicCallbacks, SeeTheAnsweredCommandAsPending) {
   EXPECT_EQ(Send("a", "type"), 0);
 }
 
+TEST_F(LogicCallbacks, LoseACommandSentAgainDuringItsLateResult) {
+  HandlerPeer handler("h");
+  handler.Fetch();
+  ASSERT_EQ(Send("a", "type"), 0);
+  fake::Advance(3);
+  client_.responses.clear();
+  client_.on_response = [&](const support::Response&) { EXPECT_EQ(Send("a", "type"), 0); };
+  handler.Answer("a");
+  client_.on_response = nullptr;
+  EXPECT_EQ(handler.DeliveredUuids(), (Texts{"a", "a"}));
+  EXPECT_TRUE(fake::Timers().empty());
+  EXPECT_EQ(client_.AnsweredUuids(), Texts{"a"});
+  EXPECT_EQ(Send("a", "type"), 0);  // no longer pending
+}
+
 TEST_F(LogicCallbacks, MaySendManyCommandsWhileOneIsNegotiated) {
   HandlerPeer handler("h");
   handler.Fetch();

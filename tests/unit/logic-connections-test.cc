@@ -154,6 +154,18 @@ TEST_F(LogicConnections, PassOnAResultThatComesAfterItsTimeout) {
   EXPECT_EQ(client_.responses[1].status, 0);
 }
 
+TEST_F(LogicConnections, EndACommandWithTheLateResultOfAnEarlierOneOfItsUuid) {
+  HandlerPeer handler("h");
+  handler.Fetch();
+  SendAll({"a"});
+  fake::Advance(3);
+  SendAll({"a"});
+  handler.Answer("a");
+  EXPECT_EQ(client_.AnsweredUuids(), (Texts{"a", "a"}));
+  EXPECT_TRUE(fake::Timers().empty());
+  EXPECT_EQ(Send("a", "type"), 0);  // no longer pending
+}
+
 TEST_F(LogicConnections, DoNotEndTheCommandOfAnotherHandler) {
   InstallHandler("other", {"other"});
   support::RaiseInstalled(support::PackageOf("other"));

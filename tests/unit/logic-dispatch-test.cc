@@ -2,6 +2,7 @@
 // SPDX-License-Identifier: Apache-2.0
 
 #include <app_control.h>
+#include <bundle.h>
 
 #include <algorithm>
 #include <atomic>
@@ -20,6 +21,7 @@ using support::InstallHandler;
 using support::kAnyLine;
 using Texts = std::vector<std::string>;
 
+constexpr int kOutOfMemory = -12;
 constexpr int kUnknown = -1073741824;
 constexpr int kNotSupportedCommand = -1073741826;
 
@@ -236,6 +238,15 @@ TEST_F(LogicDispatch, KeepsACommandWhoseTimerCannotBeMade) {
   EXPECT_EQ(fake::Timers().size(), 1u);
 }
 
+TEST_F(LogicDispatch, PassesOnTheResultOfACommandWhoseTimerCannotBeMade) {
+  fake::Fail("ecore_timer_add", -12);
+  EXPECT_EQ(Send("a", "type"), kUnknown);
+  HandlerPeer handler = ConnectAndFetch();
+  EXPECT_EQ(handler.DeliveredUuids(), Texts{"a"});
+  EXPECT_EQ(handler.Answer("a"), 0);
+  EXPECT_EQ(client_.AnsweredUuids(), Texts{"a"});
+}
+
 TEST_F(LogicDispatch, NamesTheTimerThatCannotBeMade) {
   const auto router = api::QorHandlerManagerApi::Instance();
   fake::Fail("ecore_timer_add", -12);
@@ -255,6 +266,27 @@ TEST_F(LogicDispatch, KeepsACommandThatCannotBeDelivered) {
   EXPECT_EQ(handler.DeliveredUuids(), Texts{"a"});
   handler.Fetch(8);
   EXPECT_EQ(handler.DeliveredUuids(), (Texts{"a", "a", "b"}));
+}
+
+TEST_F(LogicDispatch, KeepsACommandForAHandlerWithoutACallbackPort) {
+  HandlerPeer handler("h");
+  fake::Fail("rpc_port_stub_get_port", RPC_PORT_ERROR_IO_ERROR);
+  handler.Fetch();
+  EXPECT_EQ(Send("a", "type"), kUnknown);
+  EXPECT_EQ(DueTimes(), std::vector<double>{3.0});
+  handler.Fetch(8);
+  EXPECT_EQ(handler.DeliveredUuids(), Texts{"a"});
+  EXPECT_EQ(handler.Answer("a"), 0);
+  EXPECT_EQ(client_.AnsweredUuids(), Texts{"a"});
+}
+
+TEST_F(LogicDispatch, KeepsACommandWhoseDeliveryRunsOutOfMemory) {
+  HandlerPeer handler = ConnectAndFetch();
+  fake::Fail("bundle_dup", BUNDLE_ERROR_OUT_OF_MEMORY);
+  EXPECT_EQ(Send("a", "type"), kOutOfMemory);
+  EXPECT_TRUE(handler.DeliveredUuids().empty());
+  fake::Advance(3);
+  EXPECT_EQ(client_.AnsweredUuids(), Texts{"a"});
 }
 
 TEST_F(LogicDispatch, DoesNotCareWhetherADeliveryIsTaken) {

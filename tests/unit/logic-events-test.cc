@@ -24,6 +24,7 @@ using support::HandlerUpdate;
 using support::InstallHandler;
 using support::PackageOf;
 
+constexpr int kFailToSendAppControl = -1073741825;
 constexpr int kNotSupportedCommand = -1073741826;
 
 class LogicEvents : public support::LibraryTest {
@@ -123,6 +124,47 @@ TEST_F(LogicEvents, ChangeWhoServesARequestType) {
   support::RaiseUpdated(PackageOf("h"));
   EXPECT_EQ(Send("b", "type"), kNotSupportedCommand);
   EXPECT_EQ(Send("b", "other"), 0);
+}
+
+TEST_F(LogicEvents, LeaveAHandlerUnservedAfterAFailedUninstallUntilTheNextEvent) {
+  InstallHandler("h", {"type"});
+  StartWithClient();
+  support::RaiseUninstalling(PackageOf("h"));
+  fake::RaisePackageEvent("tpk", PackageOf("h"), PACKAGE_MANAGER_EVENT_TYPE_UNINSTALL,
+                          PACKAGE_MANAGER_EVENT_STATE_FAILED);
+  EXPECT_EQ(Send("a", "type"), kNotSupportedCommand);
+  EXPECT_EQ(client_.updates, (std::vector<HandlerUpdate>{{1, {"h", {"type"}}}}));
+  support::RaiseUpdated(PackageOf("h"));
+  EXPECT_EQ(Send("a", "type"), 0);
+}
+
+TEST_F(LogicEvents, KeepAHandlerWhoseConfigurationAnUpdateBrokeUntilTheNextStart) {
+  InstallHandler("h", {"type"});
+  StartWithClient();
+  support::WriteFile("packages/package.h/res/h.yaml", "request-types: none\n");
+  support::RaiseUpdated(PackageOf("h"));
+  EXPECT_EQ(Send("a", "type"), 0);
+  support::RaiseUninstalling(PackageOf("h"));
+  fake::Uninstall(PackageOf("h"));
+  EXPECT_TRUE(client_.updates.empty());
+  EXPECT_EQ(Send("b", "type"), kFailToSendAppControl);
+  qor_handler_manager_shutdown();
+  EXPECT_EQ(Send("b", "type"), kNotSupportedCommand);
+}
+
+TEST_F(LogicEvents, KeepOneRecordOfAHandlerThatWasInstalledTwiceUntilTheNextStart) {
+  StartWithClient();
+  InstallHandler("h", {"type"});
+  support::RaiseInstalled(PackageOf("h"));
+  support::RaiseInstalled(PackageOf("h"));
+  EXPECT_EQ(support::Client::Handlers(),
+            (std::vector<HandlerInfo>{{"h", {"type"}}, {"h", {"type"}}}));
+  support::RaiseUninstalling(PackageOf("h"));
+  fake::Uninstall(PackageOf("h"));
+  EXPECT_EQ(support::Client::Handlers(), (std::vector<HandlerInfo>{{"h", {"type"}}}));
+  EXPECT_EQ(Send("a", "type"), kFailToSendAppControl);
+  qor_handler_manager_shutdown();
+  EXPECT_EQ(Send("a", "type"), kNotSupportedCommand);
 }
 
 TEST_F(LogicEvents, LeaveTheDatabaseAsTheRegistryIs) {

@@ -111,6 +111,20 @@ TEST_F(LogicTimerPlaces, AreNotTouchedByAShutDownOnceNobodyOwnsThem) {
   EXPECT_TRUE(fake::Timers().empty());
 }
 
+// An unloaded library must not be called.
+TEST_F(LogicTimerPlaces, EndAtAShutDownWhenNoCommandOwnsThem) {
+  SendAll({"a", "b", "c", "d"});
+  HandlerPeer handler = ConnectAndFetch();
+  handler.Negotiate("c", 10.0);
+  handler.Answer("a");
+  client_.responses.clear();
+  fake::Advance(3);  // the timer of "b", at whose place "c" is now
+  EXPECT_EQ(client_.AnsweredUuids(), Texts{"c"});
+  EXPECT_EQ(DueTimes(), std::vector<double>{10.0});
+  qor_handler_manager_shutdown();
+  EXPECT_TRUE(fake::Timers().empty());
+}
+
 TEST_F(LogicTimerPlaces, DoNotReachTheCommandsOfAFreshStart) {
   {
     HandlerPeer handler = ConnectAndFetch();
@@ -217,6 +231,44 @@ TEST_F(LogicTimerPlaces, OfOneHandlerAreNotChangedByAnothers) {
   ASSERT_EQ(Send("a", "other"), 0);
   ASSERT_EQ(Send("b", "other"), 0);
   EXPECT_EQ(fake::Timers().size(), 2u);
+}
+
+TEST_F(LogicTimerPlaces, StopForACommandThatTheClientSendsOnAResult) {
+  HandlerPeer handler = ConnectAndFetch();
+  SendAll({"a"});
+  client_.on_response = [&](const support::Response&) { SendAll({"b"}); };
+  handler.Answer("a");
+  client_.on_response = nullptr;
+  EXPECT_TRUE(fake::Timers().empty());
+  fake::Advance(1000);
+  EXPECT_EQ(client_.AnsweredUuids(), Texts{"a"});
+  handler.Answer("b");
+  EXPECT_EQ(client_.AnsweredUuids(), (Texts{"a", "b"}));
+}
+
+TEST_F(LogicTimerPlaces, StopForTheLastOfSeveralCommandsThatTheClientSendsOnAResult) {
+  HandlerPeer handler = ConnectAndFetch();
+  SendAll({"x", "y", "z"});
+  for (const char* uuid : {"x", "y", "z"}) handler.Answer(uuid);
+  SendAll({"a"});
+  client_.on_response = [&](const support::Response&) { SendAll({"b", "c", "d"}); };
+  handler.Answer("a");
+  client_.on_response = nullptr;
+  client_.responses.clear();
+  EXPECT_EQ(DueTimes(), (std::vector<double>{3.0, 3.0}));
+  // The timer of "b" ends "c", which is at its place now. That of "c" then finds its place empty.
+  fake::Advance(3);
+  EXPECT_EQ(client_.AnsweredUuids(), Texts{"c"});
+}
+
+TEST_F(LogicTimerPlaces, KeepRunningForACommandThatTheClientSendsToAnotherHandlerOnAResult) {
+  InstallHandler("other", {"other"});
+  support::RaiseInstalled(support::PackageOf("other"));
+  HandlerPeer handler = ConnectAndFetch();
+  SendAll({"a"});
+  client_.on_response = [&](const support::Response&) { EXPECT_EQ(Send("b", "other"), 0); };
+  handler.Answer("a");
+  EXPECT_EQ(DueTimes(), std::vector<double>{5.0});
 }
 
 TEST_F(LogicTimerPlaces, StopForACommandThatTheClientSendsOnATimeout) {

@@ -18,7 +18,7 @@ using support::WriteFile;
 class FileBackend : public support::PlatformTest {
  protected:
   static std::shared_ptr<handlers::BaseHandler> Handler(const std::string& stored) {
-    rapidjson::Document document;
+    json::Document document;
     document.Parse(stored.c_str());
     return handlers::Factory::Instance().CreateHandler("AppHandler", document);
   }

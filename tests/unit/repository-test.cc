@@ -247,4 +247,22 @@ TEST_F(Repository, HasNoTypesLeftWhenNothingIsStored) {
   EXPECT_EQ(repository_.GetHandlerById("old"), old);
 }
 
+// Long enough to be allocated apart from the record, so that a dangling key is found.
+TEST_F(Repository, FindsHandlersWhileARegisteredOneReadsAnotherId) {
+  const std::string old_id = "org.example.handler.of.many.letters";
+  const std::string new_id = "org.example.handler.of.other.letters";
+  const auto handler = MakeHandler(old_id, {"type"});
+  const auto other = MakeHandler("org.example.another.handler.altogether", {"type"});
+  repository_.Add("type", handler);
+  repository_.Add("type", other);
+
+  handler->FromJson(support::StoredForm(new_id));
+
+  EXPECT_EQ(repository_.GetHandlerById(old_id), nullptr);
+  EXPECT_EQ(repository_.GetHandlerById(other->Id()), other);
+  repository_.Add("type", handler);
+  EXPECT_EQ(repository_.GetHandlerById(new_id), handler);
+  repository_.Clear();
+}
+
 }  // namespace

@@ -60,6 +60,28 @@ TEST_F(RequestContext, LeavesAnExpiredTimerThatThenDoesNothing) {
   EXPECT_TRUE(fake::Timers().empty());
 }
 
+TEST_F(RequestContext, LeavesTheClientsCountOfEcoreAlone) {
+  api::RequestContext context = Make();
+  context.StartTimer(2);
+  EXPECT_EQ(fake::LoopUsers(), 1);
+  context.StopTimer();
+  EXPECT_EQ(fake::LoopUsers(), 1);
+}
+
+TEST_F(RequestContext, ForgetsItsTimerWhenEcoreIsDown) {
+  api::RequestContext stopped = Make();
+  stopped.StartTimer(2);
+  {
+    api::RequestContext destroyed = Make();
+    destroyed.StartTimer(2);
+    EXPECT_EQ(ecore_shutdown(), 0);
+  }
+  stopped.StopTimer();
+  EXPECT_EQ(fake::CallCount("ecore_timer_del"), 0);
+  EXPECT_EQ(fake::Faults(), std::vector<std::string>{});
+  EXPECT_EQ(fake::LoopUsers(), 0);
+}
+
 TEST_F(RequestContext, KeepsTheSentFlagInACopy) {
   api::RequestContext context = Make();
   EXPECT_FALSE(api::RequestContext(context).IsSent());

@@ -40,7 +40,7 @@ TEST_F(Stub, DropsAConnectionWithoutACallbackPort) {
   fake::Fail("rpc_port_stub_get_port", RPC_PORT_ERROR_IO_ERROR);
   fake::Connect("app", "one");
   EXPECT_EQ(script_.calls, (Texts{"service app one", "destroyed one"}));
-  EXPECT_EQ(CountStubErrors("Connect", "Failed to get the port(-5)"), 1);
+  EXPECT_EQ(CountStubErrors("OnConnectedCB", "Failed to get the port(-5)"), 1);
 }
 
 TEST_F(Stub, EndsTheServiceOfAConnectionThatEnds) {
@@ -84,7 +84,7 @@ TEST_F(Stub, TellsAParcelOfAnUnknownConnection) {
   fake::Fail("rpc_port_stub_get_port", RPC_PORT_ERROR_IO_ERROR);
   HandlerPeer peer("app", "one");
   EXPECT_EQ(peer.Negotiate("uuid", 1.0), -1);
-  EXPECT_EQ(CountStubErrors("Receive", "Failed to find CommandHandler context(one)"), 1);
+  EXPECT_EQ(CountStubErrors("OnReceivedCB", "Failed to find CommandHandler context(one)"), 1);
 }
 
 TEST_F(Stub, RegistersACallbackWithoutAReply) {
@@ -102,7 +102,7 @@ TEST_F(Stub, RegistersACallbackWithoutACallbackPort) {
   HandlerPeer peer("app", "one");
   fake::Fail("rpc_port_stub_get_port", RPC_PORT_ERROR_IO_ERROR);
   EXPECT_EQ(peer.Fetch(), 0);
-  EXPECT_EQ(CountStubErrors("Receive", "Failed to get callback port"), 1);
+  EXPECT_EQ(CountStubErrors("OnReceivedCB", "Failed to get callback port"), 1);
   ASSERT_NE(script_.callback, nullptr);
   EXPECT_THROW(script_.callback->Invoke("uuid", Command()),
                rpc_port::stub::stub::NotConnectedSocketException);
@@ -173,7 +173,7 @@ TEST_F(Stub, RejectsUnknownMethods) {
     const std::string instance = "connection " + std::to_string(method);
     fake::Connect("app", instance);
     EXPECT_EQ(fake::Receive(instance, fake::ParcelWriter().Int32(method)), -1);
-    EXPECT_EQ(CountStubErrors("Receive", "Unknown command(" + std::to_string(method) + ")"), 1)
+    EXPECT_EQ(CountStubErrors("OnReceivedCB", "Unknown command(" + std::to_string(method) + ")"), 1)
         << method;
     EXPECT_TRUE(fake::Sent(instance, RPC_PORT_PORT_MAIN).empty());
     EXPECT_FALSE(fake::IsConnected(instance));
@@ -205,7 +205,7 @@ TEST_F(Stub, ReturnsTheErrorOfAParcelThatCannotBeTaken) {
   HandlerPeer peer("app", "one");
   fake::Fail("rpc_port_parcel_create_from_port", RPC_PORT_ERROR_OUT_OF_MEMORY);
   EXPECT_EQ(peer.Negotiate("uuid", 1.0), RPC_PORT_ERROR_OUT_OF_MEMORY);
-  EXPECT_EQ(CountStubErrors("Receive", "Failed to create parcel from port"), 1);
+  EXPECT_EQ(CountStubErrors("OnReceivedCB", "Failed to create parcel from port"), 1);
 }
 
 TEST_F(Stub, ReturnsTheResultOfSendingTheReply) {

@@ -117,8 +117,10 @@ std::string FormatDuration(std::int64_t microseconds) {
 }
 
 std::string FormatWallTime(std::int64_t microseconds) {
-  if (microseconds == 0) return {};
-  const std::time_t seconds = microseconds / kPerSecond;
+  const std::int64_t whole_seconds = microseconds / kPerSecond;
+  const auto seconds = static_cast<std::time_t>(whole_seconds);
+  // A time_t of 32 bits does not reach beyond 2038.
+  if (microseconds == 0 || seconds != whole_seconds) return {};
   std::tm parts{};
   gmtime_r(&seconds, &parts);
   std::ostringstream text;

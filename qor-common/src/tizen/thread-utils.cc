@@ -35,4 +35,6 @@ void ThreadUtils::InvokeOnMainThreadSync(const std::function<void()>& closure) {
   if (call.error) std::rethrow_exception(call.error);
 }
 
+bool ThreadUtils::IsMainThread() { return eina_main_loop_is() != EINA_FALSE; }
+
 }  // namespace tizen

@@ -14,6 +14,9 @@ class ThreadUtils {
   // there, else as soon as the loop gets to it, which must be running. What the closure throws is
   // thrown here.
   static void InvokeOnMainThreadSync(const std::function<void()>& closure);
+
+  // Returns whether the calling thread is the one that initialized the main loop. Thread-safe.
+  static bool IsMainThread();
 };
 
 }  // namespace tizen

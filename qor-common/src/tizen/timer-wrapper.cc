@@ -6,27 +6,61 @@
 #include "tizen/callback-guard.h"
 #include "tizen/thread-utils.h"
 
-// One timer of the main loop, shared by all wrappers that hold its handle. While it runs it keeps
-// itself alive, for the loop to call, and the loop's library too: timers of static objects are
-// deleted after main() has returned, when the client may have shut that down.
-struct EcoreTimerWrapper::Timer {
+namespace {
+
+// The count of users tells: initializing once more is 1 only where nobody else has.
+bool IsEcoreUp() {
+  const int users = ecore_init();
+  if (users > 0) ecore_shutdown();
+  return users > 1;
+}
+
+}  // namespace
+
+// One timer of the main loop, shared by all wrappers that hold its handle. Keeps itself alive while
+// it runs, for the loop to call.
+struct EcoreTimerGroup::Timer {
   Ecore_Timer* handle = nullptr;
   std::shared_ptr<const TimerPlace> place;
   std::shared_ptr<Timer> self;
-  bool keeps_loop = false;
+  // Position in the group's list; `link` is the pointer that refers to this timer.
+  Timer* next = nullptr;
+  Timer** link = nullptr;
 
-  void Delete() {
+  void Join(EcoreTimerGroup* group) {
+    next = group->first_;
+    if (next != nullptr) next->link = &next;
+    link = &group->first_;
+    group->first_ = this;
+  }
+
+  void Delete() { DeleteIn(IsEcoreUp()); }
+
+  void DeleteIn(bool ecore_is_up) {
     if (handle == nullptr) return;
-    ecore_timer_del(handle);
+    if (ecore_is_up) ecore_timer_del(handle);
     Forget();
   }
 
+  // The handle is no longer valid.
   void Forget() {
     handle = nullptr;
-    if (keeps_loop) ecore_shutdown();
+    if (link != nullptr) {
+      *link = next;
+      if (next != nullptr) next->link = link;
+      link = nullptr;
+    }
     self.reset();
   }
 };
+
+EcoreTimerGroup::~EcoreTimerGroup() {
+  if (first_ == nullptr) return;
+  tizen::ThreadUtils::InvokeOnMainThreadSync([this] {
+    const bool ecore_is_up = IsEcoreUp();
+    while (first_ != nullptr) first_->DeleteIn(ecore_is_up);
+  });
+}
 
 // Where a wrapper itself is, for as long as it lives.
 class EcoreTimerWrapper::OwnPlace : public TimerPlace {
@@ -50,14 +84,15 @@ EcoreTimerWrapper::~EcoreTimerWrapper() {
   if (own_place_) own_place_->Leave();
 }
 
-bool EcoreTimerWrapper::Start(double seconds, std::shared_ptr<const TimerPlace> place) {
+bool EcoreTimerWrapper::Start(double seconds, std::shared_ptr<const TimerPlace> place,
+                              EcoreTimerGroup* group) {
   Stop();
   if (!place && !own_place_) own_place_ = std::make_shared<OwnPlace>(this);
   auto timer = std::make_shared<Timer>();
   timer->place = place ? std::move(place) : own_place_;
   timer->handle = ecore_timer_add(seconds, EcoreTaskCb, timer.get());
   if (timer->handle == nullptr) return false;
-  timer->keeps_loop = ecore_init() > 0;
+  if (group != nullptr) timer->Join(group);
   timer->self = timer;
   timer_ = std::move(timer);
   return true;

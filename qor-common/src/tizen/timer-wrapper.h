@@ -19,12 +19,35 @@ class TimerPlace {
   virtual const EcoreTimerWrapper* Occupant() const = 0;
 };
 
+// The running timers of one owner, including those that no wrapper refers to any more.
+class EcoreTimerGroup {
+ public:
+  EcoreTimerGroup() = default;
+  EcoreTimerGroup(const EcoreTimerGroup&) = delete;
+  EcoreTimerGroup& operator=(const EcoreTimerGroup&) = delete;
+  // Deletes the timers, on the main loop's thread.
+  ~EcoreTimerGroup();
+
+ private:
+  friend class EcoreTimerWrapper;
+  struct Timer;
+
+  // Head of an intrusive list.
+  Timer* first_ = nullptr;
+};
+
 // A timer on the main loop together with what it does when it fires.
 //
 // Copies share one timer. Whoever deletes it deletes it for all of them: their handles become empty
 // at once, so a handle that the loop may have given to a newer timer never reaches it. A timer is
 // bound to the place from which it was started, not to the wrapper: when it fires, it runs the task
 // of whichever wrapper then occupies that place, and nothing while nobody does.
+//
+// A timer may outlive its wrappers: one that is marked as expired is left to the main loop even
+// when another timer has run its task. The group that it was started in deletes it at the latest.
+//
+// Ecore deletes all its timers when it shuts down; one that ends after that is only forgotten,
+// since its handle must not reach an Ecore that is down.
 //
 // Start(), Stop() and SetInterval() are called on the main loop's thread.
 class EcoreTimerWrapper {
@@ -35,9 +58,11 @@ class EcoreTimerWrapper {
   // Deletes the timer, on the main loop's thread, unless it is marked as expired.
   ~EcoreTimerWrapper();
 
-  // Replaces the timer by a new one, bound to `place`, or to this very wrapper where that is null.
-  // False, without a timer, when the platform gives none.
-  bool Start(double seconds, std::shared_ptr<const TimerPlace> place = nullptr);
+  // Replaces the timer by a new one, bound to `place`, or to this very wrapper where that is null,
+  // and a member of `group` where that is not null. False, without a timer, when the platform gives
+  // none.
+  bool Start(double seconds, std::shared_ptr<const TimerPlace> place = nullptr,
+             EcoreTimerGroup* group = nullptr);
   void Stop();
   // What the destructor does to the timer; from any thread.
   void End();
@@ -54,7 +79,7 @@ class EcoreTimerWrapper {
   static Eina_Bool EcoreTaskCb(void* data);
 
  private:
-  struct Timer;
+  using Timer = EcoreTimerGroup::Timer;
   class OwnPlace;
 
   // Shared, so that neither copying a wrapper nor running its task needs memory.

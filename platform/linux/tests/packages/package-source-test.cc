@@ -219,7 +219,7 @@ TEST_F(Source, LetsALargeArchiveReachTheLimitOfBytes) {
   stager.SetPackedSize(UINT64_MAX);
   uint64_t left = 2'000'000;
   const auto zeros = [&left](char* buffer, size_t size) {
-    const size_t count = std::min<uint64_t>(size, left);
+    const size_t count = static_cast<size_t>(std::min<uint64_t>(size, left));
     std::fill(buffer, buffer + count, '\0');
     left -= count;
     return count;
