@@ -51,11 +51,13 @@ void Logic::SetCommandReceivedCb(const HandlerId& handler_id, ipc::OnCommandRece
   commands.ForEach([](RequestContext& context) {
     if (!context.IsSent()) context.StopTimer();
   });
-  auto& callback = connected_handlers_[handler_id];
-  callback = std::move(cb);
+  connected_handlers_[handler_id] = std::move(cb);
   commands.ForEach([&](RequestContext& context) {
+    // Gone when the platform has reported the end of the connection while sending.
+    const auto connected = connected_handlers_.find(handler_id);
+    if (connected == connected_handlers_.end()) return;
     const std::string& uuid = context.GetCommand().uuid;
-    callback->Invoke(uuid, context.GetCommand());
+    connected->second->Invoke(uuid, context.GetCommand());
     context.SetSent();
     context.StartTimer(ExecutionSeconds(),
                        TimeoutAction(&Logic::ExecutionTimeoutCb, handler_id, uuid));

@@ -56,7 +56,7 @@ rpc_port_parcel_h operator>>(rpc_port_parcel_h parcel, Command& command) {
   ReadString(parcel, command.request_type);
   ReadString(parcel, command.payload);
   long long timestamp = command.timestamp;
-  rpc_port_parcel_read_int64(parcel, &timestamp);
+  ReadNumber(rpc_port_parcel_read_int64, parcel, timestamp);
   command.timestamp = timestamp;
   ReadBundle(parcel, command.extra);
   return parcel;
@@ -74,7 +74,7 @@ rpc_port_parcel_h operator<<(rpc_port_parcel_h parcel, const Result& result) {
 rpc_port_parcel_h operator>>(rpc_port_parcel_h parcel, Result& result) {
   ReadString(parcel, result.uuid);
   ReadString(parcel, result.result);
-  rpc_port_parcel_read_int32(parcel, &result.status);
+  ReadNumber(rpc_port_parcel_read_int32, parcel, result.status);
   ReadString(parcel, result.error);
   ReadBundle(parcel, result.extra);
   return parcel;

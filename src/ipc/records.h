@@ -5,6 +5,7 @@
 #define QOR_SRC_IPC_RECORDS_H_
 
 #include <rpc-port-parcel.h>
+#include <rpc-port.h>
 
 #include <cstdint>
 #include <string>
@@ -47,6 +48,14 @@ rpc_port_parcel_h operator>>(rpc_port_parcel_h parcel, Result& result);
 
 // Reads a string field into `text`; a missing one leaves it as it was.
 void ReadString(rpc_port_parcel_h parcel, std::string& text);
+
+// Reads a number field with the platform's function for it; a missing one leaves `number` as it
+// was, whatever the platform writes when it fails.
+template <typename Number>
+void ReadNumber(int (*read)(rpc_port_parcel_h, Number*), rpc_port_parcel_h parcel, Number& number) {
+  Number value{};
+  if (read(parcel, &value) == RPC_PORT_ERROR_NONE) number = value;
+}
 
 }  // namespace stub
 }  // namespace rpc_port

@@ -40,9 +40,9 @@ enum class DelegateId { OnCommandReceived = 1 };
 
 class Parcel {
  public:
-  Parcel() { rpc_port_parcel_create(&handle_); }
+  Parcel() { Keep(rpc_port_parcel_create(&handle_)); }
   // Takes the next parcel of a port; check Error() before use.
-  explicit Parcel(rpc_port_h port) : error_(rpc_port_parcel_create_from_port(&handle_, port)) {}
+  explicit Parcel(rpc_port_h port) { Keep(rpc_port_parcel_create_from_port(&handle_, port)); }
   Parcel(const Parcel&) = delete;
   Parcel& operator=(const Parcel&) = delete;
   ~Parcel() {
@@ -53,15 +53,22 @@ class Parcel {
   rpc_port_parcel_h Get() const { return handle_; }
 
  private:
+  // After a failure the handle may be anything.
+  void Keep(int error) {
+    error_ = error;
+    if (error != RPC_PORT_ERROR_NONE) handle_ = nullptr;
+  }
+
   rpc_port_parcel_h handle_ = nullptr;
   int error_ = RPC_PORT_ERROR_NONE;
 };
 
 int SequenceNumberOf(const Parcel& request) {
-  int number = -1;
   rpc_port_parcel_header_h header = nullptr;
-  if (rpc_port_parcel_get_header(request.Get(), &header) == RPC_PORT_ERROR_NONE) {
-    rpc_port_parcel_header_get_seq_num(header, &number);
+  int number = 0;
+  if (rpc_port_parcel_get_header(request.Get(), &header) != RPC_PORT_ERROR_NONE ||
+      rpc_port_parcel_header_get_seq_num(header, &number) != RPC_PORT_ERROR_NONE) {
+    return -1;
   }
   return number;
 }
@@ -99,9 +106,9 @@ rpc_port_parcel_h operator<<(rpc_port_parcel_h parcel,
 }
 
 rpc_port_parcel_h operator>>(rpc_port_parcel_h parcel, CommandHandler::CallbackBase& callback) {
-  rpc_port_parcel_read_int32(parcel, &callback.id_);
-  rpc_port_parcel_read_int32(parcel, &callback.seq_id_);
-  rpc_port_parcel_read_bool(parcel, &callback.once_);
+  ReadNumber(rpc_port_parcel_read_int32, parcel, callback.id_);
+  ReadNumber(rpc_port_parcel_read_int32, parcel, callback.seq_id_);
+  ReadNumber(rpc_port_parcel_read_bool, parcel, callback.once_);
   return parcel;
 }
 
@@ -128,7 +135,8 @@ CommandHandler::OnCommandReceived::OnCommandReceived(rpc_port_h callback_port,
 
 void CommandHandler::OnCommandReceived::Invoke(std::string uuid, Command command) {
   if (port_ == nullptr) throw NotConnectedSocketException();
-  if (service_.lock() == nullptr) throw NotConnectedSocketException();
+  const auto service = service_.lock();
+  if (service == nullptr || !service->IsConnected()) throw NotConnectedSocketException();
   if (IsOnce() && !valid_) throw InvalidCallbackException();
 
   const Parcel parcel;
@@ -136,9 +144,11 @@ void CommandHandler::OnCommandReceived::Invoke(std::string uuid, Command command
   parcel.Get() << static_cast<const CallbackBase&>(*this);
   rpc_port_parcel_write_string(parcel.Get(), uuid.c_str());
   parcel.Get() << command;
-  set_last_result(rpc_port_parcel_send(parcel.Get(), port_));
   // Consulted only by callbacks that may be invoked once.
   valid_ = false;
+  // Last: the platform may report the end of the connection from within, which destroys this
+  // object.
+  set_last_result(rpc_port_parcel_send(parcel.Get(), port_));
 }
 
 CommandHandler::CommandHandler() {
@@ -161,6 +171,7 @@ CommandHandler::~CommandHandler() {
   const auto services = std::exchange(services_, {});
   services_by_instance_.clear();
   for (const auto& service : services) {
+    service->SetDisconnected();
     try {
       service->OnTerminate();
     } catch (...) {
@@ -239,6 +250,7 @@ void CommandHandler::OnDisconnectedCB(const char* instance) {
   const auto service = *found->second;
   services_.erase(found->second);
   services_by_instance_.erase(found);
+  service->SetDisconnected();
   service->OnTerminate();
 }
 
@@ -263,16 +275,15 @@ int CommandHandler::OnReceivedCB(const char* instance, rpc_port_h port) {
   const Parcel reply;
   SetReplyHeader(reply, SequenceNumberOf(request));
 
-  const std::weak_ptr<const bool> alive = alive_;
   int method = -1;
   bool answer = false;
-  rpc_port_parcel_read_int32(request.Get(), &method);
+  ReadNumber(rpc_port_parcel_read_int32, request.Get(), method);
   switch (static_cast<MethodId>(method)) {
     case MethodId::SetCommandReceivedCb: {
       auto callback = std::make_unique<OnCommandReceived>(callback_port, service);
       request.Get() >> static_cast<CallbackBase&>(*callback);
       service->SetCommandReceivedCb(std::move(callback));
-      return alive.expired() ? -1 : 0;
+      return service->IsConnected() ? 0 : -1;
     }
     case MethodId::SendResult: {
       Result result;
@@ -284,7 +295,7 @@ int CommandHandler::OnReceivedCB(const char* instance, rpc_port_h port) {
       std::string uuid;
       double timeout = 0;
       ReadString(request.Get(), uuid);
-      rpc_port_parcel_read_double(request.Get(), &timeout);
+      ReadNumber(rpc_port_parcel_read_double, request.Get(), timeout);
       answer = service->NegotiateTimeout(std::move(uuid), timeout);
       break;
     }
@@ -292,8 +303,8 @@ int CommandHandler::OnReceivedCB(const char* instance, rpc_port_h port) {
       STUB_ERROR("Unknown command(%d)", method);
       return -1;
   }
-  // The port died with the stub.
-  if (alive.expired()) return -1;
+  // The port ended with the connection or the stub.
+  if (!service->IsConnected()) return -1;
   return SendReply(reply, answer, port);
 }
 

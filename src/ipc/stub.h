@@ -93,6 +93,9 @@ class CommandHandler {
     const std::string& GetInstance() const { return instance_; }
     // The connection's callback port; not owned.
     void SetPort(rpc_port_h port) { port_ = port; }
+    // False from the moment the connection has ended, when its ports are no longer valid.
+    bool IsConnected() const { return is_connected_; }
+    void SetDisconnected() { is_connected_ = false; }
     // Asks the platform to end the connection. Keeps the port when that succeeds and forgets it
     // when it fails.
     void Disconnect();
@@ -104,6 +107,7 @@ class CommandHandler {
     std::string sender_;
     std::string instance_;
     rpc_port_h port_ = nullptr;
+    bool is_connected_ = true;
     std::unique_ptr<ActiveObject> active_object_;
   };
 

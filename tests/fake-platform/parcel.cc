@@ -97,6 +97,11 @@ int rpc_port_parcel_send(rpc_port_parcel_h h, rpc_port_h port) {
   const auto parcel = FindParcel(h, __func__);
   const auto to = fake::internal::Find(GetState().ports, port, __func__);
   if (!parcel || !to) return RPC_PORT_ERROR_INVALID_PARAMETER;
+  int& sends_to_go = GetState().sends_until_disconnection;
+  if (sends_to_go > 0 && --sends_to_go == 0) {
+    fake::Disconnect(to->instance);
+    return RPC_PORT_ERROR_IO_ERROR;
+  }
   GetState().sent[{to->instance, to->type}].push_back(fake::internal::ToRaw(parcel->content));
   return RPC_PORT_ERROR_NONE;
 }

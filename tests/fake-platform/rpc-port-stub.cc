@@ -179,6 +179,8 @@ void Connect(const std::string& sender, const std::string& instance) {
 
 void Disconnect(const std::string& instance) { End(StubOf(instance).first, instance); }
 
+void DisconnectDuringSend(int nth) { GetState().sends_until_disconnection = nth; }
+
 bool IsConnected(const std::string& instance) {
   for (const auto& [handle, stub] : GetState().stubs.All()) {
     if (stub->connections.count(instance)) return true;

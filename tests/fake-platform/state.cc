@@ -141,6 +141,7 @@ void Reset() {
   state.launches.clear();
   state.packages.clear();
   state.sent.clear();
+  state.sends_until_disconnection = 0;
   state.ecore_init_count = 1;
 }
 

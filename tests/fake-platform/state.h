@@ -129,6 +129,7 @@ struct State {
   std::vector<Launch> launches;
   std::vector<Package> packages;
   std::map<std::pair<std::string, int>, std::vector<Bytes>> sent;
+  int sends_until_disconnection = 0;  // 0: none
 
   HandleTable<Timer> timers{"timer"};
   HandleTable<Parcel> parcels{"parcel"};

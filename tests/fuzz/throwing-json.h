@@ -16,6 +16,6 @@ struct JsonAssertionFailed {};
 #define RAPIDJSON_ASSERT(condition) \
   ((condition) ? static_cast<void>(0) : throw fuzz::JsonAssertionFailed())
 
-#include <rapidjson/document.h>
+#include "json/json.h"
 
 #endif

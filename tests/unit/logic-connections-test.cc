@@ -281,6 +281,28 @@ TEST_F(LogicConnections, EndTogetherForTheRouter) {
   EXPECT_TRUE(second.Deliveries().empty());
 }
 
+TEST_F(LogicConnections, KeepWhatIsNotSentWhenTheyEndDuringADelivery) {
+  SendAll({"a", "b", "c"});
+  HandlerPeer handler("h");
+  fake::DisconnectDuringSend(2);
+  handler.Fetch();
+  EXPECT_EQ(handler.DeliveredUuids(), Texts{"a"});
+  EXPECT_EQ(DueTimes(), (std::vector<double>{3.0, 3.0}));
+  HandlerPeer again("h", "again");
+  again.Fetch();
+  EXPECT_EQ(again.DeliveredUuids(), (Texts{"a", "b", "c"}));
+}
+
+TEST_F(LogicConnections, MayEndWhileACommandIsSent) {
+  HandlerPeer handler("h");
+  handler.Fetch();
+  fake::DisconnectDuringSend();
+  SendAll({"a"});
+  EXPECT_EQ(DueTimes(), std::vector<double>{3.0});
+  SendAll({"b"});
+  EXPECT_EQ(fake::Launches().size(), 1u);
+}
+
 TEST_F(LogicConnections, LogTheFramesOfTheirOperations) {
   HandlerPeer handler("h");
   handler.Fetch();

@@ -72,6 +72,28 @@ TEST_F(StubCallback, OutlivesItsConnectionButReachesNobody) {
   EXPECT_EQ(fake::CallCount("rpc_port_parcel_send"), 0);
 }
 
+TEST_F(StubCallback, MayBeDestroyedByADisconnectionDuringTheSend) {
+  Register(false);
+  script_.on_call = [this](const std::string& call) {
+    if (call == "terminate one") script_.callback.reset();
+  };
+  fake::DisconnectDuringSend();
+  script_.callback->Invoke("a", Command());
+  EXPECT_EQ(script_.callback, nullptr);
+  EXPECT_EQ(get_last_result(), RPC_PORT_ERROR_IO_ERROR);
+}
+
+TEST_F(StubCallback, ReachesNobodyOnceTheConnectionHasEndedDuringACall) {
+  script_.on_call = [this](const std::string& call) {
+    if (call != "fetch one") return;
+    peer_->Disconnect();
+    EXPECT_THROW(script_.callback->Invoke("a", Command()),
+                 rpc_port::stub::stub::NotConnectedSocketException);
+  };
+  EXPECT_EQ(peer_->Fetch(7, false), -1);
+  EXPECT_EQ(fake::CallCount("rpc_port_parcel_send"), 0);
+}
+
 TEST_F(StubCallback, LeavesTheResultOfSendingAsTheLastResult) {
   Register(false);
   fake::Fail("rpc_port_parcel_send", RPC_PORT_ERROR_IO_ERROR);

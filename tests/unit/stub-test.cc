@@ -215,6 +215,24 @@ TEST_F(Stub, ReturnsTheResultOfSendingTheReply) {
   EXPECT_EQ(fake::CallCount("rpc_port_parcel_send"), 1);
 }
 
+TEST_F(Stub, SurvivesADisconnectionDuringTheReply) {
+  HandlerPeer peer("app", "one");
+  fake::DisconnectDuringSend();
+  EXPECT_EQ(peer.Answer("uuid"), RPC_PORT_ERROR_IO_ERROR);
+  EXPECT_EQ(script_.calls.back(), "destroyed one");
+  script_.last_result.extra = rpc_port::stub::Bundle(nullptr);
+}
+
+TEST_F(Stub, SendsNoReplyOnAConnectionThatHasEnded) {
+  HandlerPeer peer("app", "one");
+  script_.on_call = [&peer](const std::string& call) {
+    if (call == "result one uuid") peer.Disconnect();
+  };
+  EXPECT_EQ(peer.Answer("uuid"), -1);
+  EXPECT_EQ(fake::CallCount("rpc_port_parcel_send"), 0);
+  script_.last_result.extra = rpc_port::stub::Bundle(nullptr);
+}
+
 TEST_F(Stub, UsesTheFactoryItListenedWithLast) {
   Script other;
   stub_->Listen(std::make_shared<RecordingFactory>(&other));
