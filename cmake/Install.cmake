@@ -8,9 +8,14 @@ include(CMakePackageConfigHelpers)
 set(pkgconfig_folder ${CMAKE_INSTALL_LIBDIR}/pkgconfig)
 set(package_folder ${CMAKE_INSTALL_LIBDIR}/cmake/qor-handler-manager)
 
-# pkgconfig_file(FOLDER NAME DESCRIPTION LIBRARY LIBRARY_FOLDER INCLUDE_FOLDER LINK_FLAGS):
-# FOLDER/NAME.pc, which names the other two folders by the way there from its own.
-function(pkgconfig_file folder name description library library_folder include_folder flags)
+# pkgconfig_file(FOLDER NAME DESCRIPTION LIBRARY_FOLDER INCLUDE_FOLDER LIBRARIES
+#   [REQUIRES module...] [REQUIRES_PRIVATE module...]):
+# installs FOLDER/NAME.pc, which names the other two folders relative to its own. LIBRARIES are the
+# linker's options.
+function(pkgconfig_file folder name description library_folder include_folder libraries)
+  cmake_parse_arguments(PARSE_ARGV 6 arg "" "" "REQUIRES;REQUIRES_PRIVATE")
+  string(JOIN " " requires ${arg_REQUIRES})
+  string(JOIN " " requires_private ${arg_REQUIRES_PRIVATE})
   set(prefix ${CMAKE_INSTALL_PREFIX})
   cmake_path(ABSOLUTE_PATH folder BASE_DIRECTORY ${prefix} OUTPUT_VARIABLE from)
   cmake_path(ABSOLUTE_PATH library_folder BASE_DIRECTORY ${prefix})
@@ -35,8 +40,8 @@ function(public_library target name description header_folder)
   if(NOT library)
     set(library ${target})
   endif()
-  pkgconfig_file(${pkgconfig_folder} ${library} ${description} ${library}
-    ${CMAKE_INSTALL_LIBDIR} ${CMAKE_INSTALL_INCLUDEDIR} "")
+  pkgconfig_file(${pkgconfig_folder} ${library} ${description}
+    ${CMAKE_INSTALL_LIBDIR} ${CMAKE_INSTALL_INCLUDEDIR} "-L\${libdir} -l${library}")
 endfunction()
 
 public_library(capi-qor-handler-manager handler-manager

@@ -1,9 +1,9 @@
 # Copyright 2026 The qor-handler-manager authors
 # SPDX-License-Identifier: Apache-2.0
 
-# The Linux platform bears the names of a device's libraries, headers and pkg-config modules. It
-# stands in folders of its own, which only those search who ask for them: nothing on the machine
-# takes it for the device's.
+# The Linux platform has the names of a device's libraries, headers and pkg-config modules, and its
+# layout. It is installed in folders of its own, which are found on request only: nothing on the
+# machine takes it for the device's.
 get_property(platform_libraries GLOBAL PROPERTY QOR_PLATFORM_LIBRARIES)
 set(platform_folder ${CMAKE_INSTALL_LIBDIR}/qor-platform)
 
@@ -13,16 +13,21 @@ install(TARGETS platform_common
   LIBRARY DESTINATION ${platform_folder} COMPONENT runtime NAMELINK_SKIP)
 install(DIRECTORY ${PROJECT_SOURCE_DIR}/platform/include/
   DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/qor-platform COMPONENT dev FILES_MATCHING PATTERN *.h)
-# A device's modules are called as their libraries are, but for this one.
-set(module_of_appcore-agent capi-appfw-service-application)
-foreach(library IN LISTS platform_libraries)
-  set(module ${library})
-  if(DEFINED module_of_${library})
-    set(module ${module_of_${library}})
+get_property(modules GLOBAL PROPERTY QOR_PLATFORM_MODULES)
+foreach(module IN LISTS modules)
+  foreach(property IN ITEMS FOLDER LIBRARY REQUIRES REQUIRES_PRIVATE)
+    get_target_property(module_${property} platform::${module} QOR_${property})
+  endforeach()
+  # The Linux platform has no UI applications: capi-appfw-application has no library here and only
+  # requires other modules.
+  set(libraries "")
+  if(TARGET ${module_LIBRARY})
+    # Programs find the library when they run, too.
+    set(libraries "-L\${libdir} -l${module_LIBRARY} -Wl,-rpath,\${libdir}")
   endif()
-  # Who links one of them needs it when it runs, too.
-  pkgconfig_file(${platform_folder} ${module} "The device's ${module}, on Linux" ${library}
-    ${platform_folder} ${CMAKE_INSTALL_INCLUDEDIR}/qor-platform " -Wl,-rpath,\${libdir}")
+  pkgconfig_file(${platform_folder} ${module} "The device's ${module}, on Linux"
+    ${platform_folder} ${CMAKE_INSTALL_INCLUDEDIR}/qor-platform/${module_FOLDER} "${libraries}"
+    REQUIRES ${module_REQUIRES} REQUIRES_PRIVATE ${module_REQUIRES_PRIVATE})
 endforeach()
 
 # What is installed finds it beside itself, and holds no folder of the build: the same sources give

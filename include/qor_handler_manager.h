@@ -20,7 +20,9 @@
  * after a failed start.
  *
  * On a device, finding handlers needs the privilege http://tizen.org/privilege/packagemanager.info
- * and launching them http://tizen.org/privilege/appmanager.launch. */
+ * and launching them http://tizen.org/privilege/appmanager.launch.
+ *
+ * Needs version 6.5 of the platform or later. */
 
 #include <stdbool.h>
 #include <time.h>

@@ -25,12 +25,12 @@ soname=$(readelf -d "$library" | sed -nE 's/.*SONAME.*\[(.*)\]/\1/p')
 
 # Sanitizers bring symbols and libraries of their own.
 if [ -z "$sanitizers" ]; then
-  platform='dlog_|bundle_|rpc_port_|app_control_|package_manager_|package_info_|app_info_|app_manager_|app_get_data_path$|get_error_message$|get_last_result$|set_last_result$|ecore_'
+  platform='dlog_|bundle_|rpc_port_|app_control_|package_manager_|package_info_|app_info_|app_manager_|app_get_data_path$|get_error_message$|get_last_result$|set_last_result$|(ecore|eina)_'
   foreign=$(nm -D --undefined-only "$library" | awk '{ print $2 }' |
     grep -vE "@(GLIBC|GLIBCXX|CXXABI|GCC)_|^_ITM_|^__gmon_start__|^_ZN?K?4YAML|^_ZN?K?S?t?.*4YAML|^($platform)" || true)
   [ -z "$foreign" ] || differ "undefined symbols of nobody it may use" "$foreign"
   needed=$(readelf -d "$library" | sed -nE 's/.*NEEDED.*\[(.*)\]/\1/p' | sort)
-  foreign=$(grep -vE '^(libdlog\.so\.0|libbundle\.so\.0|librpc-port\.so\.1|libcapi-(base-common|appfw-(app-control|app-common|app-manager|package-manager))\.so\.0|libecore\.so\.1|libyaml-cpp\.so\..*|lib(stdc\+\+|gcc_s|m|c|pthread)\.so\..*|ld-linux.*)$' <<<"$needed" || true)
+  foreign=$(grep -vE '^(libdlog\.so\.0|libbundle\.so\.0|librpc-port\.so\.1|libcapi-(base-common|appfw-(app-control|app-common|app-manager|package-manager))\.so\.0|lib(ecore|eina)\.so\.1|libyaml-cpp\.so\..*|lib(stdc\+\+|gcc_s|m|c|pthread)\.so\..*|ld-linux.*)$' <<<"$needed" || true)
   [ -z "$foreign" ] || differ "libraries that it may not need" "$foreign"
 fi
 exit $status

@@ -28,7 +28,7 @@ holds qor-handler-manager 'lib/.*libcapi-qor-handler-manager\.so\.0' \
   share/doc/qor-handler-manager/sbom.spdx.json
 holds qor-handler-manager-dev 'lib/.*libcapi-qor-handler-manager\.so' include/qor_handler_manager.h \
   'lib/.*pkgconfig/capi-qor-handler-manager\.pc' 'lib/.*/qor-handler-manager-config\.cmake' \
-  include/qor-platform/bundle.h
+  include/qor-platform/bundle.h include/qor-platform/rpc-port/rpc-port.h
 holds qor-handler-manager-tools bin/qor
 
 # needs PACKAGE PATTERN...

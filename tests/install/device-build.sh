@@ -2,34 +2,68 @@
 # Copyright 2026 The qor-handler-manager authors
 # SPDX-License-Identifier: Apache-2.0
 #
-# device-build.sh PREFIX SOURCES FOLDER: the device's build, against the modules, headers and
-# libraries that the Linux platform installs under a device's names. The same library comes out, with
-# nothing of the Linux platform inside. It is installed to FOLDER/installed for who looks on.
+# device-build.sh PREFIX SOURCES FOLDER VERSION: builds for a device, against the headers and
+# pkg-config modules that the Linux platform installed in PREFIX, which are laid out as a device's, and
+# against stub libraries that export what a device's do. Each target links the modules whose headers it
+# includes. The result has nothing of the Linux platform inside. It is installed to FOLDER/installed;
+# FOLDER/sysroot holds headers, modules and stubs.
 set -euo pipefail
-prefix=$1 sources=$2 folder=$3
+prefix=$1 sources=$2 folder=$3 version=$4
+tests=$sources/tests/install
 rm -rf "$folder"
-PKG_CONFIG_PATH=$(dirname "$(find "$prefix" -name rpc-port.pc)")
-export PKG_CONFIG_PATH
+mkdir -p "$folder/sysroot"
+"$tests/platform-modules.py" "$prefix" "$tests/device-modules.txt" \
+  "$sources/packaging/platform-functions.txt"
+run() { "$@" >"$folder/build.log" 2>&1 || { cat "$folder/build.log"; exit 1; }; }
+
+pkgconfig=$(dirname "$(find "$prefix" -name rpc-port.pc)")
+pkgconfig=${pkgconfig#"$prefix"/}
+(cd "$prefix" && tar -c include/qor-platform "$pkgconfig"/*.pc) | tar -x -C "$folder/sysroot"
+"$tests/stub-libraries.sh" "$sources/packaging/platform-functions.txt" "$folder/sysroot/$pkgconfig"
+export PKG_CONFIG_PATH=$folder/sysroot/$pkgconfig
+# A device's libraries are in the linker's default folder.
+sed -i 's/ -Wl,-rpath,[^ ]*//' "$PKG_CONFIG_PATH"/*.pc
+
+# In the place, with the flags and in the locale of rpmbuild in rpm-recipe.sh, so that a compiler
+# cache has the objects.
+export LANG=C
+copy=$folder/rpmbuild/BUILD/capi-qor-handler-manager-$version
+build=$copy/build
+flags=$(rpm --eval '%optflags')
+mkdir -p "$copy"
+(cd "$sources" && tar -c --exclude=./build --exclude=./.git .) | tar -x -C "$copy"
 if command -v ccache >/dev/null; then
   export CMAKE_C_COMPILER_LAUNCHER=ccache CMAKE_CXX_COMPILER_LAUNCHER=ccache
 fi
-mkdir -p "$folder"
-run() { "$@" >"$folder.log" 2>&1 || { cat "$folder.log"; exit 1; }; }
-cd "$sources"
-run cmake --preset device -B "$folder" -DCMAKE_INSTALL_PREFIX=/usr
-run cmake --build "$folder"
-run env DESTDIR="$folder/installed" cmake --install "$folder"
+cd "$copy"
+run cmake --preset device -B "$build" -DQOR_WERROR=OFF -DCMAKE_C_FLAGS="$flags" \
+  -DCMAKE_CXX_FLAGS="$flags" -DCMAKE_INSTALL_PREFIX=/usr -DCMAKE_INSTALL_LIBDIR=lib64
+run cmake --build "$build"
+run env DESTDIR="$folder/installed" cmake --install "$build"
 
-library=$(find "$folder/installed" -name 'libcapi-qor-handler-manager.so.0')
+library=$folder/installed/usr/lib64/libcapi-qor-handler-manager.so.0
+sdk=$folder/installed/usr/lib64/libqor-handler.so.0
 "$sources/tests/end-to-end/library-symbols.sh" "$library" \
   "$sources/include/qor_handler_manager.h" ""
-if grep -F "$sources/platform/" "$folder/compile_commands.json"; then
+"$sources/handler/tests/library-symbols.sh" "$sdk"
+if grep -F "$copy/platform/" "$build/compile_commands.json"; then
   echo "the device's build compiles or sees sources of the platform"
   exit 1
 fi
-if nm -C "$library" | grep -E ' [A-Za-z] platform::'; then
-  echo "the device's library holds parts of the Linux platform"
-  exit 1
-fi
+for file in "$library" "$sdk"; do
+  if nm -C "$file" | grep -E ' [A-Za-z] platform::'; then
+    echo "$file holds parts of the Linux platform"
+    exit 1
+  fi
+  if readelf -d "$file" | grep -E 'RPATH|RUNPATH'; then
+    echo "$file has a run path"
+    exit 1
+  fi
+done
 found=$(find "$folder/installed" -name '*qor-platform*' -o -path '*/bin/qor')
 [ -z "$found" ] || { echo "no device has: $found"; exit 1; }
+
+cp "$build/CMakeCache.txt" "$folder/"
+run cmake --graphviz="$folder/targets.dot" -B "$build"
+"$tests/module-owners.py" "$folder/targets.dot" "$build/compile_commands.json" \
+  "$tests/device-modules.txt"

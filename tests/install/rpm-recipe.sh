@@ -2,47 +2,64 @@
 # Copyright 2026 The qor-handler-manager authors
 # SPDX-License-Identifier: Apache-2.0
 #
-# rpm-recipe.sh SOURCES BUILD VERSION: the recipe can be read, is of this version, asks for every
-# module that the device's build in BUILD does, and its packages take what that build installs, all of
-# it and nothing else.
+# rpm-recipe.sh SOURCES DEVICE VERSION: builds the RPM recipe from the sources of packaging/dist.sh
+# against DEVICE/sysroot of device-build.sh. Version, required modules and packaged files are those of
+# the device's build.
 set -euo pipefail
-sources=$1 build=$2 version=$3
-installed=$build/installed
-recipe=$sources/packaging/capi-qor-handler-manager.spec
+sources=$1 device=$2 version=$3
+name=capi-qor-handler-manager
+work=$device/rpmbuild
 fail() { printf '%s\n' "$@"; exit 1; }
-library_folder=$(dirname "$(find "$installed" -name libcapi-qor-handler-manager.so.0)")
-query() {
-  rpmspec --define "_sourcedir $sources/packaging" --define '_prefix /usr' \
-    --define "_libdir ${library_folder#"$installed"}" --define '_datadir /usr/share' \
-    --define '_includedir /usr/include' "$@" "$recipe"
-}
+spec() { rpmspec --define "_sourcedir $work/SOURCES" "$@" "$work/SOURCES/$name.spec"; }
 
-names=$(query -q --qf '%{name} %{version} %{license}\n')
-[ "$names" = "capi-qor-handler-manager $version Apache-2.0
-capi-qor-handler-manager-devel $version Apache-2.0" ] || fail "packages:" "$names"
+# The same sources give the same bytes.
+rm -rf "$work"
+"$sources/packaging/dist.sh" "$work/again"
+"$sources/packaging/dist.sh" "$work/SOURCES"
+diff -r "$work/again" "$work/SOURCES"
+tarball=$work/SOURCES/$name-$version.tar.gz
+diff <(git -C "$sources" ls-files | sed "s,^,$name-$version/,") <(tar -tf "$tarball")
 
-modules=$(sed -nE 's/.*_MODULE_NAME:INTERNAL=(.+)/\1/p' "$build/CMakeCache.txt")
+names=$(spec -q --qf '%{name} %{version} %{license}\n')
+[ "$names" = "$name $version Apache-2.0
+$name-devel $version Apache-2.0" ] || fail "packages:" "$names"
+modules=$(sed -nE 's/.*_MODULE_NAME:INTERNAL=(.+)/\1/p' "$device/CMakeCache.txt")
 grep -qxF rpc-port <<<"$modules" || fail "the device's build asked for no platform:" "$modules"
-asked=$(query -q --buildrequires)
-for module in $modules yaml-cpp RapidJSON; do
-  grep -qxF "pkgconfig($module)" <<<"$asked" || fail "does not ask for pkgconfig($module)"
+expected=$(printf 'pkgconfig(%s)\n' $modules | sort -u)
+asked=$(spec -q --buildrequires | grep '^pkgconfig(' | sort -u)
+[ "$asked" = "$expected" ] || fail "modules of the recipe and the build differ:" \
+  "$(diff <(echo "$asked") <(echo "$expected"))"
+
+# Debian's rpm has no database of installed modules (--nodeps), no %manifest, which is a device's
+# extension, and no debugedit. Generator and build folder are those of device-build.sh.
+export PKG_CONFIG_PATH CMAKE_GENERATOR=Ninja
+PKG_CONFIG_PATH=$(dirname "$(find "$device/sysroot" -name rpc-port.pc)")
+if command -v ccache >/dev/null; then
+  export CMAKE_C_COMPILER_LAUNCHER=ccache CMAKE_CXX_COMPILER_LAUNCHER=ccache
+fi
+rpmbuild -bb --noclean --nodeps --define "_topdir $work" --define '_lib lib64' \
+  --define '_libdir /usr/lib64' --define 'debug_package %{nil}' --define 'manifest() %{nil}' \
+  "$work/SOURCES/$name.spec" >"$device/rpmbuild.log" 2>&1 || fail "$(cat "$device/rpmbuild.log")"
+
+for manifest in $(awk '$1 == "%manifest" { print $2 }' <(spec -P)); do
+  [ -e "$work/BUILD/$name-$version/$manifest" ] || fail "the recipe does not copy $manifest"
 done
 
-recipe_text=$(query -P)
-grep -q -e '-DQOR_PLATFORM=device' <<<"$recipe_text" || fail "does not build for a device"
-for manifest in $(awk '$1 == "%manifest" { print $2 }' <<<"$recipe_text"); do
-  [ -e "$sources/packaging/$manifest" ] || fail "there is no packaging/$manifest"
+package() { find "$work/RPMS" -name "$1-$version-*.rpm"; }
+# The files of a package without its folders.
+files() {
+  rpm -qp --qf '[%{FILEMODES:perms} %{FILENAMES}\n]' "$(package "$1")" |
+    sed -nE '/^d/!s/^\S+ //p' | sort
+}
+packaged=$(sort <(files "$name") <(files "$name-devel") | grep -v '/licenses/')
+expected=$(cd "$device/installed" && find . ! -type d | sed 's,^\.,,' | sort)
+[ "$packaged" = "$expected" ] || fail "packaged and installed files differ:" \
+  "$(diff <(echo "$packaged") <(echo "$expected"))"
+grep -q '/licenses/' <<<"$(files "$name")" || fail "the package has no licence"
+found=$(files "$name-devel" | grep -E '\.so\.[0-9]' || true)
+[ -z "$found" ] || fail "libraries in $name-devel:" "$found"
+
+needed=$(rpm -qp --requires "$(package "$name")")
+for soname in $(awk '!/^#/ { print $3 }' "$sources/packaging/platform-functions.txt" | sort -u); do
+  grep -qF "$soname" <<<"$needed" || fail "the package does not need $soname:" "$needed"
 done
-patterns=$(sed -n '/^%files/,$p' <<<"$recipe_text" | grep -E '^/usr/')
-files=$(cd "$installed" && find . ! -type d | sed 's,^\.,,')
-taken=
-while read -r pattern; do
-  # A folder stands for all that is in it.
-  found=$(while read -r file; do
-    case $file in $pattern | $pattern/*) echo "$file" ;; esac
-  done <<<"$files")
-  [ -n "$found" ] || fail "nothing is installed as $pattern:" "$files"
-  taken+=$found$'\n'
-done <<<"$patterns"
-left=$(comm -23 <(sort -u <<<"$files") <(sort -u <<<"$taken"))
-[ -z "$left" ] || fail "in no package:" "$left"

@@ -23,6 +23,8 @@
 /// Everything runs on the main loop: the functions are called there one after the other, and none
 /// is called while another has not returned. Work that takes long belongs into a thread, a timer or
 /// the like, with a copy of the command.
+///
+/// Needs version 5.0 of the platform or later.
 
 #include <chrono>
 #include <cstddef>

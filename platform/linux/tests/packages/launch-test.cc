@@ -3,10 +3,10 @@
 
 #include <Ecore.h>
 #include <app_control.h>
+#include <app_types.h>
 #include <fcntl.h>
 #include <gtest/gtest.h>
 #include <package_manager.h>
-#include <service_app.h>
 #include <signal.h>
 #include <sys/stat.h>
 #include <unistd.h>

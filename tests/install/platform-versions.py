@@ -1,0 +1,73 @@
+#!/usr/bin/env python3
+# Copyright 2026 The qor-handler-manager authors
+# SPDX-License-Identifier: Apache-2.0
+"""Compares the version of the platform that each library needs with what its documents state.
+
+usage: platform-versions.py SOURCES FOLDER
+
+FOLDER holds the libraries, built for a device. A library needs the newest of its undefined platform
+functions, by SOURCES/packaging/platform-functions.txt.
+"""
+
+import pathlib
+import re
+import subprocess
+import sys
+
+import modules
+
+# By library: the sentences that state the version, and where.
+STATEMENTS = {
+    "libcapi-qor-handler-manager.so.0": [
+        ("include/qor_handler_manager.h", r"Needs version ([\d.]+) of the platform or later\."),
+        ("docs/packaging-guide.md", r"\| the library \| ([\d.]+) \|"),
+        ("packaging/capi-qor-handler-manager.spec",
+         r"The library needs version ([\d.]+) of the platform or later\."),
+    ],
+    "libqor-handler.so.0": [
+        ("handler/include/qor/handler.h", r"Needs version ([\d.]+) of the platform or later\."),
+        ("docs/packaging-guide.md", r"\| the SDK for handlers \| ([\d.]+) \|"),
+        ("packaging/capi-qor-handler-manager.spec",
+         r"The SDK for handlers needs version ([\d.]+) or later\."),
+    ],
+}
+# Undefined symbols of others: the language run-time, yaml-cpp, SQLite, Ecore and Eina, which have
+# versions of their own. The C library's have versions.
+OTHERS = re.compile(r"_ITM_|__gmon_start__|_Z|sqlite3_|ecore_|eina_|.*@")
+
+
+def platform_symbols(library):
+    symbols = subprocess.run(["nm", "-D", "--undefined-only", library], check=True, text=True,
+                             stdout=subprocess.PIPE).stdout
+    return {name for _, name in re.findall(r" ([Uw]) (\S+)$", symbols, re.M)
+            if not OTHERS.match(name)}
+
+
+def dotted(version):
+    return ".".join(str(part) for part in version)
+
+
+def main(sources, folder):
+    functions = {function.name: function for function in modules.read_functions(
+        sources + "/packaging/platform-functions.txt")}
+    errors = []
+    unused = set(functions)
+    for name, statements in STATEMENTS.items():
+        used = platform_symbols(next(pathlib.Path(folder).rglob(name)))
+        unused -= used
+        errors += [f"{name} needs {symbol}, which is not in the table"
+                   for symbol in sorted(used - functions.keys())]
+        newest = max((functions[symbol] for symbol in used & functions.keys()),
+                     key=lambda function: (function.version, function.name))
+        for path, pattern in statements:
+            text = " ".join(pathlib.Path(sources, path).read_text().split())
+            stated = re.findall(pattern, text)
+            if stated != [dotted(newest.version)]:
+                errors.append(f"{path} states {stated} for {name}, expected "
+                              f"{dotted(newest.version)} because of {newest.name}")
+    errors += [f"no library needs {symbol} of the table" for symbol in sorted(unused)]
+    return "\n".join(errors) or None
+
+
+if __name__ == "__main__":
+    sys.exit(main(*sys.argv[1:]))
