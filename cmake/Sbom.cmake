@@ -4,7 +4,8 @@
 # The software bill of materials of what is installed, where dpkg knows what it is made of.
 find_package(Python3 COMPONENTS Interpreter)
 find_program(DPKG_QUERY dpkg-query)
-if(NOT Python3_FOUND OR NOT DPKG_QUERY)
+# dpkg-query knows the packages of this machine, not those of another architecture.
+if(NOT Python3_FOUND OR NOT DPKG_QUERY OR CMAKE_CROSSCOMPILING)
   message(STATUS "No software bill of materials: it takes python3 and dpkg-query")
   return()
 endif()
