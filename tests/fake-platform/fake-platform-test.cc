@@ -12,6 +12,7 @@
 #include <tizen.h>
 
 #include <cstdlib>
+#include <cstring>
 #include <filesystem>
 #include <stdexcept>
 
@@ -231,6 +232,28 @@ TEST_F(FakePlatform, RecordsLaunches) {
   ASSERT_EQ(fake::Launches().size(), 1u);
   EXPECT_EQ(fake::Launches()[0].app_id, "app");
   EXPECT_EQ(fake::Launches()[0].extra_data.at("key"), "value");
+}
+
+TEST_F(FakePlatform, RaisesPackageEventsOfAnyNumber) {
+  package_manager_h manager = nullptr;
+  package_manager_create(&manager);
+  package_manager_set_event_status(manager, PACKAGE_MANAGER_STATUS_TYPE_INSTALL);
+  static std::vector<int> types;
+  types.clear();
+  package_manager_set_event_cb(
+      manager,
+      [](const char*, const char*, package_manager_event_type_e type, package_manager_event_state_e,
+         int, package_manager_error_e, void*) {
+        // Not read as the enumeration, which does not hold every number.
+        int number = 0;
+        std::memcpy(&number, &type, sizeof(number));
+        types.push_back(number);
+      },
+      nullptr);
+  for (const int type : {0, 1, 2, 3, 8, 9, 100, -1}) {
+    fake::RaisePackageEvent("tpk", "pkg", type, PACKAGE_MANAGER_EVENT_STATE_COMPLETED);
+  }
+  EXPECT_THAT(types, ElementsAre(0, 3, 8, 9, 100, -1));
 }
 
 // A stub that notes its events.
