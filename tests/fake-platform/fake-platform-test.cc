@@ -212,6 +212,13 @@ TEST_F(FakePlatform, FailsTheLogWithoutKeepingTheLine) {
   EXPECT_EQ(fake::Log().size(), 1u);
 }
 
+TEST_F(FakePlatform, OverwritesAnErrorTextOnTheNextCall) {
+  const char* kept = get_error_message(-5);
+  const std::string text = kept;
+  EXPECT_EQ(get_error_message(-5), text);
+  EXPECT_NE(kept, text);
+}
+
 TEST_F(FakePlatform, RemovesItsDataFolder) {
   char* path = app_get_data_path();
   const std::string folder = path;
