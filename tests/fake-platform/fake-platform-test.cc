@@ -9,6 +9,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <rpc-port-parcel.h>
+#include <time.h>
 #include <tizen.h>
 
 #include <cstdlib>
@@ -18,8 +19,10 @@
 
 namespace {
 
+using ::testing::Each;
 using ::testing::ElementsAre;
 using ::testing::IsEmpty;
+using ::testing::Ne;
 using Texts = std::vector<std::string>;
 
 // What tests are told by the fake; how the fake behaves is the conformance suite's matter.
@@ -217,6 +220,65 @@ TEST_F(FakePlatform, OverwritesAnErrorTextOnTheNextCall) {
   const std::string text = kept;
   EXPECT_EQ(get_error_message(-5), text);
   EXPECT_NE(kept, text);
+}
+
+TEST_F(FakePlatform, LeavesGarbageWhenAReadFails) {
+  rpc_port_parcel_h parcel = nullptr;
+  rpc_port_parcel_header_h header = nullptr;
+  rpc_port_parcel_create(&parcel);
+  rpc_port_parcel_get_header(parcel, &header);
+  char byte = 0;
+  short int16 = 0;
+  int int32 = 0;
+  long long int64 = 0;
+  float single = 0;
+  double real = 0;
+  bool flag = false;
+  int count = 0;
+  unsigned char bytes[2] = {};
+  int sequence_number = 0;
+  struct timespec time = {};
+  fake::Fail("rpc_port_parcel_header_get_seq_num", -22);
+  fake::Fail("rpc_port_parcel_header_get_timestamp", -22);
+  EXPECT_NE(rpc_port_parcel_read_byte(parcel, &byte), 0);
+  EXPECT_NE(rpc_port_parcel_read_int16(parcel, &int16), 0);
+  EXPECT_NE(rpc_port_parcel_read_int32(parcel, &int32), 0);
+  EXPECT_NE(rpc_port_parcel_read_int64(parcel, &int64), 0);
+  EXPECT_NE(rpc_port_parcel_read_float(parcel, &single), 0);
+  EXPECT_NE(rpc_port_parcel_read_double(parcel, &real), 0);
+  EXPECT_NE(rpc_port_parcel_read_bool(parcel, &flag), 0);
+  EXPECT_NE(rpc_port_parcel_read_array_count(parcel, &count), 0);
+  EXPECT_NE(rpc_port_parcel_burst_read(parcel, bytes, sizeof(bytes)), 0);
+  EXPECT_NE(rpc_port_parcel_header_get_seq_num(header, &sequence_number), 0);
+  EXPECT_NE(rpc_port_parcel_header_get_timestamp(header, &time), 0);
+  EXPECT_NE(byte, 0);
+  EXPECT_NE(int16, 0);
+  EXPECT_NE(int32, 0);
+  EXPECT_NE(int64, 0);
+  EXPECT_NE(single, 0.0F);
+  EXPECT_NE(real, 0.0);
+  EXPECT_TRUE(flag);
+  EXPECT_NE(count, 0);
+  EXPECT_THAT(bytes, Each(Ne(0)));
+  EXPECT_NE(sequence_number, 0);
+  EXPECT_NE(time.tv_sec, 0);
+  EXPECT_NE(time.tv_nsec, 0);
+}
+
+TEST_F(FakePlatform, LeavesGarbageWhateverMakesAReadFail) {
+  rpc_port_parcel_h parcel = nullptr;
+  rpc_port_parcel_create(&parcel);
+  rpc_port_parcel_write_int32(parcel, 7);
+  int scripted = 0;
+  int without_parcel = 0;
+  long long too_long = 0;
+  fake::Fail("rpc_port_parcel_read_int32", -22);
+  EXPECT_EQ(rpc_port_parcel_read_int32(parcel, &scripted), -22);
+  EXPECT_EQ(rpc_port_parcel_read_int32(nullptr, &without_parcel), -22);
+  EXPECT_EQ(rpc_port_parcel_read_int64(parcel, &too_long), -22);
+  EXPECT_NE(scripted, 0);
+  EXPECT_NE(without_parcel, 0);
+  EXPECT_NE(too_long, 0);
 }
 
 TEST_F(FakePlatform, RemovesItsDataFolder) {
