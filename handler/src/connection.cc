@@ -96,8 +96,8 @@ void Connection::Receive() {
 
 rpc_port_h Connection::Port(rpc_port_port_type_e type) const {
   rpc_port_h port = nullptr;
-  rpc_port_proxy_get_port(proxy_, type, &port);
-  return port;
+  const int error = rpc_port_proxy_get_port(proxy_, type, &port);
+  return error == RPC_PORT_ERROR_NONE ? port : nullptr;
 }
 
 bool Connection::Call(const wire::Parcel& call) {

@@ -10,8 +10,10 @@
 #include <gtest/gtest.h>
 
 #include <cstdlib>
+#include <functional>
 #include <map>
 #include <stdexcept>
+#include <vector>
 
 #include "interface-definition.h"
 
@@ -149,12 +151,28 @@ TEST(Wire, ReadsACommandAsTheInterfaceSays) {
   EXPECT_EQ(command->time, -5);
 }
 
-TEST(Wire, TakesNoCommandFromAParcelThatEndsEarly) {
-  Parcel parcel = NewParcel();
-  for (const int value : {1, 1, 0}) rpc_port_parcel_write_int32(parcel.get(), value);
-  rpc_port_parcel_write_bool(parcel.get(), false);
-  rpc_port_parcel_write_string(parcel.get(), "u");
-  EXPECT_FALSE(wire::ReadDelivery(Transported(parcel).get()));
+TEST(Wire, TakesNothingFromAParcelThatEndsEarly) {
+  const std::vector<std::function<void(rpc_port_parcel_h)>> writes = {
+      [](auto parcel) { rpc_port_parcel_write_int32(parcel, 1); },
+      [](auto parcel) { rpc_port_parcel_write_int32(parcel, 1); },
+      [](auto parcel) { rpc_port_parcel_write_int32(parcel, 0); },
+      [](auto parcel) { rpc_port_parcel_write_bool(parcel, false); },
+      [](auto parcel) { rpc_port_parcel_write_string(parcel, "u"); },
+      [](auto parcel) { rpc_port_parcel_write_string(parcel, "u"); },
+      [](auto parcel) { rpc_port_parcel_write_string(parcel, "t"); },
+      [](auto parcel) { rpc_port_parcel_write_string(parcel, "p"); },
+      [](auto parcel) { rpc_port_parcel_write_int64(parcel, 5); }};
+  Parcel delivery = NewParcel();
+  for (size_t written = 0; written < writes.size(); ++written) {
+    EXPECT_FALSE(wire::ReadDelivery(Transported(delivery).get())) << written;
+    writes[written](delivery.get());
+  }
+  EXPECT_TRUE(wire::ReadDelivery(Transported(delivery).get()));
+
+  Parcel reply = NewParcel();
+  EXPECT_FALSE(wire::ReadReply(Transported(reply).get()));
+  rpc_port_parcel_write_int32(reply.get(), 0);
+  EXPECT_FALSE(wire::ReadReply(Transported(reply).get()));
 }
 
 TEST(Wire, TakesNoCommandFromAReplyAndNoReplyFromACommand) {

@@ -11,26 +11,39 @@ namespace {
 
 class Dlog : public conformance::Test {};
 
-TEST_F(Dlog, RefusesALineWithoutATag) {
+LINUX_TEST(Dlog, RefusesALineWithoutATag) {
   EXPECT_EQ(dlog_print(DLOG_ERROR, nullptr, "%s", "text"), DLOG_ERROR_INVALID_PARAMETER);
 }
 
-TEST_F(Dlog, RefusesALineWithoutAFormat) {
+LINUX_TEST(Dlog, RefusesALineWithoutAFormat) {
   const char* format = nullptr;
   EXPECT_EQ(dlog_print(DLOG_ERROR, "TAG", format, "text"), DLOG_ERROR_INVALID_PARAMETER);
 }
 
-TEST_F(Dlog, TellsHowManyBytesItWrote) {
+DOCUMENTED_TEST(Dlog, TakesALine) {
+  EXPECT_GE(dlog_print(DLOG_ERROR, "TAG", "%s %d", "a line of the conformance suite", 1), 0);
+}
+
+// A filter of the device may drop any line.
+LINUX_TEST(Dlog, WritesAnError) {
   EXPECT_GT(dlog_print(DLOG_ERROR, "TAG", "%s %d", "a line of the conformance suite", 1), 0);
 }
 
-TEST_F(Dlog, TakesALineOfAnyPriority) {
+DOCUMENTED_TEST(Dlog, TakesALineOfAnyPriority) {
   for (const auto priority : {DLOG_VERBOSE, DLOG_DEBUG, DLOG_INFO, DLOG_WARN, DLOG_ERROR}) {
     EXPECT_GE(dlog_print(priority, "TAG", "%s", "a line of the conformance suite"), 0);
   }
 }
 
-TEST_F(Dlog, WorksFromAnyThread) {
+DOCUMENTED_TEST(Dlog, WorksFromAnyThread) {
+  int written = -1;
+  std::thread([&written] {
+    written = dlog_print(DLOG_ERROR, "TAG", "%s", "a line of the conformance suite");
+  }).join();
+  EXPECT_GE(written, 0);
+}
+
+LINUX_TEST(Dlog, WritesAnErrorOfAnyThread) {
   int written = -1;
   std::thread([&written] {
     written = dlog_print(DLOG_ERROR, "TAG", "%s", "a line of the conformance suite");

@@ -20,27 +20,27 @@ class MainLoop : public conformance::Test {
   }
 };
 
-TEST_F(MainLoop, IsTheThreadThatStartedIt) {
+DOCUMENTED_TEST(MainLoop, IsTheThreadThatStartedIt) {
   EXPECT_TRUE(eina_main_loop_is());
   bool other = true;
   std::thread([&other] { other = eina_main_loop_is(); }).join();
   EXPECT_FALSE(other);
 }
 
-TEST_F(MainLoop, RunsASynchronousCallOfItsOwnThreadAtOnce) {
+DOCUMENTED_TEST(MainLoop, RunsASynchronousCallOfItsOwnThreadAtOnce) {
   std::thread::id ran_on;
   EXPECT_EQ(ecore_main_loop_thread_safe_call_sync(NoteThread, &ran_on), &ran_on);
   EXPECT_EQ(ran_on, std::this_thread::get_id());
 }
 
-TEST_F(MainLoop, RunsASynchronousCallWithinOneOfItsOwnThread) {
+DOCUMENTED_TEST(MainLoop, RunsASynchronousCallWithinOneOfItsOwnThread) {
   std::thread::id ran_on;
   ecore_main_loop_thread_safe_call_sync(
       [](void* data) { return ecore_main_loop_thread_safe_call_sync(NoteThread, data); }, &ran_on);
   EXPECT_EQ(ran_on, std::this_thread::get_id());
 }
 
-TEST_F(MainLoop, RunsASynchronousCallOfAnotherThread) {
+DOCUMENTED_TEST(MainLoop, RunsASynchronousCallOfAnotherThread) {
   std::atomic<bool> returned{false};
   std::thread::id ran_on;
   std::thread caller([&] {
@@ -52,7 +52,7 @@ TEST_F(MainLoop, RunsASynchronousCallOfAnotherThread) {
   EXPECT_EQ(ran_on, std::this_thread::get_id());
 }
 
-TEST_F(MainLoop, RunsAnAsynchronousCallOfAnotherThread) {
+DOCUMENTED_TEST(MainLoop, RunsAnAsynchronousCallOfAnotherThread) {
   static std::atomic<bool> ran{false};
   ran = false;
   std::thread([] {

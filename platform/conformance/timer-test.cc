@@ -53,7 +53,7 @@ class Timer : public conformance::Test {
   std::vector<std::unique_ptr<Task>> tasks_;
 };
 
-TEST_F(Timer, FiresInTheOrderOfTime) {
+LINUX_TEST(Timer, FiresInTheOrderOfTime) {
   Add(0.03, 3);
   Add(0.01, 1);
   Add(0.02, 2);
@@ -61,31 +61,31 @@ TEST_F(Timer, FiresInTheOrderOfTime) {
   EXPECT_EQ(fired_, (std::vector<int>{1, 2, 3}));
 }
 
-TEST_F(Timer, FiresOnceWhenItsCallbackReturnsFalse) {
+DOCUMENTED_TEST(Timer, FiresOnceWhenItsCallbackReturnsFalse) {
   Add(0.01, 1);
   RunFor(0.05);
   EXPECT_EQ(fired_.size(), 1u);
 }
 
-TEST_F(Timer, FiresAgainWhileItsCallbackReturnsTrue) {
+DOCUMENTED_TEST(Timer, FiresAgainWhileItsCallbackReturnsTrue) {
   Add(0.01, 1, [this] { return fired_.size() < 3; });
   RunFor(0.1);
   EXPECT_EQ(fired_.size(), 3u);
 }
 
-TEST_F(Timer, DoesNotFireOnceDeleted) {
+DOCUMENTED_TEST(Timer, DoesNotFireOnceDeleted) {
   Ecore_Timer* timer = Add(0.01, 1);
   EXPECT_EQ(ecore_timer_del(timer), tasks_.back().get());
   RunFor(0.05);
   EXPECT_TRUE(fired_.empty());
 }
 
-TEST_F(Timer, FiresSoonWithAnIntervalOfZero) {
+LINUX_TEST(Timer, FiresSoonWithAnIntervalOfZero) {
   Add(0.0, 1);
   ASSERT_TRUE(RunUntilFired(1));
 }
 
-TEST_F(Timer, MayBeDeletedInItsOwnCallback) {
+LINUX_TEST(Timer, MayBeDeletedInItsOwnCallback) {
   Ecore_Timer* timer = nullptr;
   timer = Add(0.01, 1, [&timer] {
     ecore_timer_del(timer);
@@ -95,7 +95,7 @@ TEST_F(Timer, MayBeDeletedInItsOwnCallback) {
   EXPECT_EQ(fired_.size(), 1u);
 }
 
-TEST_F(Timer, MayDeleteAnotherThatIsDue) {
+LINUX_TEST(Timer, MayDeleteAnotherThatIsDue) {
   Ecore_Timer* other = nullptr;
   Add(0.01, 1, [&other] {
     ecore_timer_del(other);
@@ -106,7 +106,7 @@ TEST_F(Timer, MayDeleteAnotherThatIsDue) {
   EXPECT_EQ(fired_, std::vector<int>{1});
 }
 
-TEST_F(Timer, MayAddAnother) {
+DOCUMENTED_TEST(Timer, MayAddAnother) {
   Add(0.01, 1, [this] {
     Add(0.01, 2);
     return false;
@@ -115,14 +115,14 @@ TEST_F(Timer, MayAddAnother) {
   EXPECT_EQ(fired_, (std::vector<int>{1, 2}));
 }
 
-TEST_F(Timer, KeepsItsCurrentPeriodWhenTheIntervalChanges) {
+DOCUMENTED_TEST(Timer, KeepsItsCurrentPeriodWhenTheIntervalChanges) {
   Ecore_Timer* timer = Add(0.01, 1);
   ecore_timer_interval_set(timer, 1000.0);
   EXPECT_EQ(ecore_timer_interval_get(timer), 1000.0);
   EXPECT_TRUE(RunUntilFired(1));
 }
 
-TEST_F(Timer, UsesANewIntervalForItsNextPeriod) {
+DOCUMENTED_TEST(Timer, UsesANewIntervalForItsNextPeriod) {
   Ecore_Timer* timer = Add(0.01, 1, [] { return true; });
   ecore_timer_interval_set(timer, 1000.0);
   RunFor(0.05);
@@ -130,7 +130,7 @@ TEST_F(Timer, UsesANewIntervalForItsNextPeriod) {
   ecore_timer_del(timer);
 }
 
-TEST_F(Timer, CountsANewIntervalFromAReset) {
+DOCUMENTED_TEST(Timer, CountsANewIntervalFromAReset) {
   Ecore_Timer* timer = Add(0.01, 1);
   ecore_timer_interval_set(timer, 1000.0);
   ecore_timer_reset(timer);
@@ -140,14 +140,14 @@ TEST_F(Timer, CountsANewIntervalFromAReset) {
   ecore_timer_del(timer);
 }
 
-TEST_F(Timer, TellsTheTimeLeft) {
+DOCUMENTED_TEST(Timer, TellsTheTimeLeft) {
   Ecore_Timer* timer = Add(1000.0, 1);
   EXPECT_GT(ecore_timer_pending_get(timer), 900.0);
   EXPECT_LE(ecore_timer_pending_get(timer), 1000.0);
   ecore_timer_del(timer);
 }
 
-TEST_F(Timer, IgnoresAMissingHandle) {
+LINUX_TEST(Timer, IgnoresAMissingHandle) {
   EXPECT_EQ(ecore_timer_del(nullptr), nullptr);
   ecore_timer_interval_set(nullptr, 1.0);
   ecore_timer_reset(nullptr);

@@ -39,10 +39,35 @@ bool RunLoopUntil(const std::function<bool()>& condition);
 
 class Test : public ::testing::Test {
  protected:
+  Test() {
+    const std::string name = ::testing::UnitTest::GetInstance()->current_test_info()->name();
+    EXPECT_TRUE(EndsWith(name, "AsDocumented") || EndsWith(name, "OnLinux"))
+        << "define this test with DOCUMENTED_TEST or LINUX_TEST";
+  }
+
   void SetUp() override { conformance::SetUp(); }
   void TearDown() override { conformance::TearDown(); }
+
+ private:
+  static bool EndsWith(const std::string& text, const std::string& end) {
+    return text.size() >= end.size() &&
+           text.compare(text.size() - end.size(), end.size(), end) == 0;
+  }
 };
 
 }  // namespace conformance
+
+// Every test is defined by one of the two macros below, with a fixture derived from
+// conformance::Test.
+#undef TEST
+
+// Subject.DoesThisAsDocumented: a promise of the device's documentation. Code above the platform
+// boundary may rely on it. The tests for a run on a device: --gtest_filter=*AsDocumented.
+#define DOCUMENTED_TEST(fixture, name) TEST_F(fixture, name##AsDocumented)
+
+// Subject.DoesThisOnLinux: a promise of the implementations in this tree alone, where the
+// documentation says nothing, or only that a call fails and not how. Code above the platform
+// boundary must not rely on it, and a device may fail it.
+#define LINUX_TEST(fixture, name) TEST_F(fixture, name##OnLinux)
 
 #endif

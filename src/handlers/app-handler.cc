@@ -33,7 +33,10 @@ json::Value Copy(const std::string& text, json::PoolAllocator& allocator) {
 
 class AppControl {
  public:
-  AppControl() { app_control_create(&handle_); }
+  AppControl() {
+    // After a failure the handle may be anything.
+    if (app_control_create(&handle_) != APP_CONTROL_ERROR_NONE) handle_ = nullptr;
+  }
   AppControl(const AppControl&) = delete;
   AppControl& operator=(const AppControl&) = delete;
   ~AppControl() {

@@ -12,7 +12,11 @@
 namespace {
 
 thread_local int last_result = TIZEN_ERROR_NONE;
-thread_local char message[64];
+
+// Two in turn: a pointer that a caller kept never shows the text of a later call, not even of one
+// for the same error.
+thread_local char messages[2][64];
+thread_local int current_message = 0;
 
 }  // namespace
 
@@ -23,8 +27,10 @@ int get_last_result(void) { return last_result; }
 void set_last_result(int err) { last_result = err; }
 
 char* get_error_message(int err) {
-  std::snprintf(message, sizeof(message), "fake error text of %d", err);
-  return message;
+  std::snprintf(messages[current_message], sizeof(messages[0]), "overwritten by a later call");
+  current_message = 1 - current_message;
+  std::snprintf(messages[current_message], sizeof(messages[0]), "fake error text of %d", err);
+  return messages[current_message];
 }
 
 char* app_get_data_path(void) {

@@ -9,16 +9,20 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <rpc-port-parcel.h>
+#include <time.h>
 #include <tizen.h>
 
 #include <cstdlib>
+#include <cstring>
 #include <filesystem>
 #include <stdexcept>
 
 namespace {
 
+using ::testing::Each;
 using ::testing::ElementsAre;
 using ::testing::IsEmpty;
+using ::testing::Ne;
 using Texts = std::vector<std::string>;
 
 // What tests are told by the fake; how the fake behaves is the conformance suite's matter.
@@ -211,6 +215,72 @@ TEST_F(FakePlatform, FailsTheLogWithoutKeepingTheLine) {
   EXPECT_EQ(fake::Log().size(), 1u);
 }
 
+TEST_F(FakePlatform, OverwritesAnErrorTextOnTheNextCall) {
+  const char* kept = get_error_message(-5);
+  const std::string text = kept;
+  EXPECT_EQ(get_error_message(-5), text);
+  EXPECT_NE(kept, text);
+}
+
+TEST_F(FakePlatform, LeavesGarbageWhenAReadFails) {
+  rpc_port_parcel_h parcel = nullptr;
+  rpc_port_parcel_header_h header = nullptr;
+  rpc_port_parcel_create(&parcel);
+  rpc_port_parcel_get_header(parcel, &header);
+  char byte = 0;
+  short int16 = 0;
+  int int32 = 0;
+  long long int64 = 0;
+  float single = 0;
+  double real = 0;
+  bool flag = false;
+  int count = 0;
+  unsigned char bytes[2] = {};
+  int sequence_number = 0;
+  struct timespec time = {};
+  fake::Fail("rpc_port_parcel_header_get_seq_num", -22);
+  fake::Fail("rpc_port_parcel_header_get_timestamp", -22);
+  EXPECT_NE(rpc_port_parcel_read_byte(parcel, &byte), 0);
+  EXPECT_NE(rpc_port_parcel_read_int16(parcel, &int16), 0);
+  EXPECT_NE(rpc_port_parcel_read_int32(parcel, &int32), 0);
+  EXPECT_NE(rpc_port_parcel_read_int64(parcel, &int64), 0);
+  EXPECT_NE(rpc_port_parcel_read_float(parcel, &single), 0);
+  EXPECT_NE(rpc_port_parcel_read_double(parcel, &real), 0);
+  EXPECT_NE(rpc_port_parcel_read_bool(parcel, &flag), 0);
+  EXPECT_NE(rpc_port_parcel_read_array_count(parcel, &count), 0);
+  EXPECT_NE(rpc_port_parcel_burst_read(parcel, bytes, sizeof(bytes)), 0);
+  EXPECT_NE(rpc_port_parcel_header_get_seq_num(header, &sequence_number), 0);
+  EXPECT_NE(rpc_port_parcel_header_get_timestamp(header, &time), 0);
+  EXPECT_NE(byte, 0);
+  EXPECT_NE(int16, 0);
+  EXPECT_NE(int32, 0);
+  EXPECT_NE(int64, 0);
+  EXPECT_NE(single, 0.0F);
+  EXPECT_NE(real, 0.0);
+  EXPECT_TRUE(flag);
+  EXPECT_NE(count, 0);
+  EXPECT_THAT(bytes, Each(Ne(0)));
+  EXPECT_NE(sequence_number, 0);
+  EXPECT_NE(time.tv_sec, 0);
+  EXPECT_NE(time.tv_nsec, 0);
+}
+
+TEST_F(FakePlatform, LeavesGarbageWhateverMakesAReadFail) {
+  rpc_port_parcel_h parcel = nullptr;
+  rpc_port_parcel_create(&parcel);
+  rpc_port_parcel_write_int32(parcel, 7);
+  int scripted = 0;
+  int without_parcel = 0;
+  long long too_long = 0;
+  fake::Fail("rpc_port_parcel_read_int32", -22);
+  EXPECT_EQ(rpc_port_parcel_read_int32(parcel, &scripted), -22);
+  EXPECT_EQ(rpc_port_parcel_read_int32(nullptr, &without_parcel), -22);
+  EXPECT_EQ(rpc_port_parcel_read_int64(parcel, &too_long), -22);
+  EXPECT_NE(scripted, 0);
+  EXPECT_NE(without_parcel, 0);
+  EXPECT_NE(too_long, 0);
+}
+
 TEST_F(FakePlatform, RemovesItsDataFolder) {
   char* path = app_get_data_path();
   const std::string folder = path;
@@ -231,6 +301,28 @@ TEST_F(FakePlatform, RecordsLaunches) {
   ASSERT_EQ(fake::Launches().size(), 1u);
   EXPECT_EQ(fake::Launches()[0].app_id, "app");
   EXPECT_EQ(fake::Launches()[0].extra_data.at("key"), "value");
+}
+
+TEST_F(FakePlatform, RaisesPackageEventsOfAnyNumber) {
+  package_manager_h manager = nullptr;
+  package_manager_create(&manager);
+  package_manager_set_event_status(manager, PACKAGE_MANAGER_STATUS_TYPE_INSTALL);
+  static std::vector<int> types;
+  types.clear();
+  package_manager_set_event_cb(
+      manager,
+      [](const char*, const char*, package_manager_event_type_e type, package_manager_event_state_e,
+         int, package_manager_error_e, void*) {
+        // Not read as the enumeration, which does not hold every number.
+        int number = 0;
+        std::memcpy(&number, &type, sizeof(number));
+        types.push_back(number);
+      },
+      nullptr);
+  for (const int type : {0, 1, 2, 3, 8, 9, 100, -1}) {
+    fake::RaisePackageEvent("tpk", "pkg", type, PACKAGE_MANAGER_EVENT_STATE_COMPLETED);
+  }
+  EXPECT_THAT(types, ElementsAre(0, 3, 8, 9, 100, -1));
 }
 
 // A stub that notes its events.

@@ -121,9 +121,9 @@ struct Package {
 void Install(const Package& package);
 void Uninstall(const std::string& package_id);
 // Raises one event in every package manager that has a callback and asked for its kind. A null type
-// is passed on as null.
-void RaisePackageEvent(const char* type, const std::string& package_id,
-                       package_manager_event_type_e event_type,
+// is passed on as null. `event_type` may be any number: devices have types that older headers do
+// not name. Types after PACKAGE_MANAGER_EVENT_TYPE_UPDATE are delivered whatever was asked for.
+void RaisePackageEvent(const char* type, const std::string& package_id, int event_type,
                        package_manager_event_state_e state);
 
 // The listening stub. Connect() and Receive() throw std::logic_error when the other side could not

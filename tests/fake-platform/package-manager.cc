@@ -5,6 +5,7 @@
 
 #include <algorithm>
 
+#include "package-event.h"
 #include "state.h"
 
 using fake::Package;
@@ -46,7 +47,7 @@ int GetText(package_info_h handle, char** out, std::string (*text)(const Package
   return fake::internal::GiveText(text(*info), out);
 }
 
-bool Wants(const PackageManager& manager, package_manager_event_type_e event_type) {
+bool Wants(const PackageManager& manager, int event_type) {
   if (!manager.callback || !manager.has_status) return false;
   if (manager.status == PACKAGE_MANAGER_STATUS_TYPE_ALL) return true;
   switch (event_type) {
@@ -56,8 +57,9 @@ bool Wants(const PackageManager& manager, package_manager_event_type_e event_typ
       return (manager.status & PACKAGE_MANAGER_STATUS_TYPE_UNINSTALL) != 0;
     case PACKAGE_MANAGER_EVENT_TYPE_UPDATE:
       return (manager.status & PACKAGE_MANAGER_STATUS_TYPE_UPGRADE) != 0;
+    default:
+      return true;  // no status of the headers selects other types, so listeners must expect them
   }
-  return false;
 }
 
 }  // namespace
@@ -223,15 +225,13 @@ void Uninstall(const std::string& package_id) {
       packages.end());
 }
 
-void RaisePackageEvent(const char* type, const std::string& package_id,
-                       package_manager_event_type_e event_type,
+void RaisePackageEvent(const char* type, const std::string& package_id, int event_type,
                        package_manager_event_state_e state) {
   // The listeners of this moment; one that a callback destroys hears no more.
   for (const auto& [handle, manager] : GetState().package_managers.All()) {
     if (!GetState().package_managers.Find(handle) || !Wants(*manager, event_type)) continue;
-    CallBack(manager->callback, type, package_id.c_str(), event_type, state,
-             state == PACKAGE_MANAGER_EVENT_STATE_COMPLETED ? 100 : 0, PACKAGE_MANAGER_ERROR_NONE,
-             manager->data);
+    CallBack(fake_call_package_event_cb, manager->callback, type, package_id.c_str(), event_type,
+             state, manager->data);
   }
 }
 

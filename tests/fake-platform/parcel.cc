@@ -4,6 +4,8 @@
 #include <rpc-port-parcel.h>
 #include <time.h>
 
+#include <cstring>
+
 #include "state.h"
 
 using fake::Bytes;
@@ -34,16 +36,27 @@ int Write(rpc_port_parcel_h h, T value, const char* function) {
   return RPC_PORT_ERROR_NONE;
 }
 
-template <typename T>
-int Read(rpc_port_parcel_h h, T* value, const char* function) {
+// A device does not document the output of a failed read; numbers and bytes are garbage here.
+// Pointers stay untouched: a caller could not tell garbage from memory to free.
+int FailRead(void* output, size_t size, int error) {
+  if (output) std::memset(output, 0xa5, size);
+  return error;
+}
+
+int ReadBytes(rpc_port_parcel_h h, void* output, size_t size, const char* function) {
   const Entry entry(function);
-  if (entry.error != 0) return entry.error;
+  if (entry.error != 0) return FailRead(output, size, entry.error);
   const auto parcel = FindParcel(h, function);
-  if (!parcel || !value ||
-      !fake::internal::TakeBytes(parcel->content.body, &parcel->position, value, sizeof(*value))) {
-    return RPC_PORT_ERROR_INVALID_PARAMETER;
+  if (!parcel || !output || size == 0 ||
+      !fake::internal::TakeBytes(parcel->content.body, &parcel->position, output, size)) {
+    return FailRead(output, size, RPC_PORT_ERROR_INVALID_PARAMETER);
   }
   return RPC_PORT_ERROR_NONE;
+}
+
+template <typename T>
+int Read(rpc_port_parcel_h h, T* value, const char* function) {
+  return ReadBytes(h, value, sizeof(*value), function);
 }
 
 // The header's handle is its parcel's.
@@ -174,10 +187,10 @@ int rpc_port_parcel_read_float(rpc_port_parcel_h h, float* f) { return Read(h, f
 int rpc_port_parcel_read_double(rpc_port_parcel_h h, double* d) { return Read(h, d, __func__); }
 
 int rpc_port_parcel_read_bool(rpc_port_parcel_h h, bool* b) {
-  // Any byte may come from a peer, but only two are values of a bool.
+  // Any byte may come from a peer and any is garbage, but only two are values of a bool.
   unsigned char byte = 0;
   const int error = b ? Read(h, &byte, __func__) : RPC_PORT_ERROR_INVALID_PARAMETER;
-  if (error == RPC_PORT_ERROR_NONE) *b = byte != 0;
+  if (b) *b = byte != 0;
   return error;
 }
 
@@ -215,14 +228,7 @@ int rpc_port_parcel_read_bundle(rpc_port_parcel_h h, bundle** b) {
 }
 
 int rpc_port_parcel_burst_read(rpc_port_parcel_h h, unsigned char* buf, unsigned int size) {
-  const Entry entry(__func__);
-  if (entry.error != 0) return entry.error;
-  const auto parcel = FindParcel(h, __func__);
-  if (!parcel || !buf || size == 0 ||
-      !fake::internal::TakeBytes(parcel->content.body, &parcel->position, buf, size)) {
-    return RPC_PORT_ERROR_INVALID_PARAMETER;
-  }
-  return RPC_PORT_ERROR_NONE;
+  return ReadBytes(h, buf, size, __func__);
 }
 
 int rpc_port_parcel_get_header(rpc_port_parcel_h h, rpc_port_parcel_header_h* header) {
@@ -261,9 +267,11 @@ int rpc_port_parcel_header_set_seq_num(rpc_port_parcel_header_h header, int seq_
 
 int rpc_port_parcel_header_get_seq_num(rpc_port_parcel_header_h header, int* seq_num) {
   const Entry entry(__func__);
-  if (entry.error != 0) return entry.error;
+  if (entry.error != 0) return FailRead(seq_num, sizeof(*seq_num), entry.error);
   const auto parcel = FindHeader(header, __func__);
-  if (!parcel || !seq_num) return RPC_PORT_ERROR_INVALID_PARAMETER;
+  if (!parcel || !seq_num) {
+    return FailRead(seq_num, sizeof(*seq_num), RPC_PORT_ERROR_INVALID_PARAMETER);
+  }
   *seq_num = parcel->content.sequence_number;
   return RPC_PORT_ERROR_NONE;
 }
@@ -271,9 +279,11 @@ int rpc_port_parcel_header_get_seq_num(rpc_port_parcel_header_h header, int* seq
 int rpc_port_parcel_header_get_timestamp(rpc_port_parcel_header_h header,
                                          struct timespec* timestamp) {
   const Entry entry(__func__);
-  if (entry.error != 0) return entry.error;
+  if (entry.error != 0) return FailRead(timestamp, sizeof(*timestamp), entry.error);
   const auto parcel = FindHeader(header, __func__);
-  if (!parcel || !timestamp) return RPC_PORT_ERROR_INVALID_PARAMETER;
+  if (!parcel || !timestamp) {
+    return FailRead(timestamp, sizeof(*timestamp), RPC_PORT_ERROR_INVALID_PARAMETER);
+  }
   timestamp->tv_sec = static_cast<time_t>(parcel->content.seconds);
   timestamp->tv_nsec = static_cast<long>(parcel->content.nanoseconds);
   return RPC_PORT_ERROR_NONE;

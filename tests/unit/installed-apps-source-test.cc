@@ -3,6 +3,8 @@
 
 #include "handlers/installed-apps-source.h"
 
+#include <climits>
+
 #include "library-test.h"
 #include "tizen/exception.h"
 
@@ -180,6 +182,23 @@ TEST_F(InstalledApps, IgnoreEveryOtherStateOfAnEvent) {
   raise(PACKAGE_MANAGER_EVENT_TYPE_UNINSTALL, PACKAGE_MANAGER_EVENT_STATE_FAILED);
   EXPECT_TRUE(listener_->heard.empty());
   EXPECT_TRUE(fake::Log().empty());
+}
+
+TEST_F(InstalledApps, IgnoreEventTypesOfNewerDevices) {
+  InstallHandler("a", {"x"});
+  const int highest = PACKAGE_MANAGER_EVENT_TYPE_RES_UNINSTALL;
+  std::vector<int> types = {-1, highest + 1, 100, INT_MIN, INT_MAX};
+  for (int type = PACKAGE_MANAGER_EVENT_TYPE_MOVE; type <= highest; ++type) types.push_back(type);
+  for (const int type : types) {
+    for (const auto state :
+         {PACKAGE_MANAGER_EVENT_STATE_STARTED, PACKAGE_MANAGER_EVENT_STATE_PROCESSING,
+          PACKAGE_MANAGER_EVENT_STATE_COMPLETED, PACKAGE_MANAGER_EVENT_STATE_FAILED}) {
+      fake::RaisePackageEvent("tpk", "package.a", type, state);
+      EXPECT_EQ(listener_->heard, Ids{}) << type << " " << state;
+      EXPECT_TRUE(fake::Log().empty()) << type << " " << state;
+    }
+  }
+  EXPECT_EQ(Load(), Ids{"a"});
 }
 
 TEST_F(InstalledApps, DoNotTellOfApplicationsThatAreNoHandlers) {

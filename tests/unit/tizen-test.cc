@@ -95,6 +95,21 @@ TEST_F(TizenWrappers, PassOnPackageEvents) {
   EXPECT_EQ(heard, (Texts{"tpk a 0 0", "(null) b 2 2"}));
 }
 
+TEST_F(TizenWrappers, PassOnNoPackageEventOfAnotherType) {
+  tizen::PackageManager manager;
+  int heard = 0;
+  manager.SetPackageManagerEventCallback(
+      [&heard](const char*, const char*, package_manager_event_type_e,
+               package_manager_event_state_e, int, package_manager_error_e) { ++heard; });
+  for (const int type : {3, 8, 100, -1}) {
+    fake::RaisePackageEvent("tpk", "a", type, PACKAGE_MANAGER_EVENT_STATE_COMPLETED);
+  }
+  EXPECT_EQ(heard, 0);
+  fake::RaisePackageEvent("tpk", "a", PACKAGE_MANAGER_EVENT_TYPE_UNINSTALL,
+                          PACKAGE_MANAGER_EVENT_STATE_STARTED);
+  EXPECT_EQ(heard, 1);
+}
+
 TEST_F(TizenWrappers, ContainWhatAnEventCallbackThrows) {
   tizen::PackageManager manager;
   manager.SetPackageManagerEventCallback(

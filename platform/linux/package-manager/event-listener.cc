@@ -81,8 +81,9 @@ bool Subscription::Wants(package_manager_event_type_e type) const {
       return (status & PACKAGE_MANAGER_STATUS_TYPE_UNINSTALL) != 0;
     case PACKAGE_MANAGER_EVENT_TYPE_UPDATE:
       return (status & PACKAGE_MANAGER_STATUS_TYPE_UPGRADE) != 0;
+    default:
+      return false;  // never raised here
   }
-  return false;
 }
 
 EventListener& EventListener::Instance() {

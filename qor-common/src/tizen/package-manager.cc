@@ -5,6 +5,7 @@
 
 #include <app_info.h>
 
+#include <cstring>
 #include <set>
 #include <string>
 
@@ -51,6 +52,17 @@ std::vector<std::string> PackagesOfAppsWithMetadata(const std::string& key) {
   return state.packages.Take();
 }
 
+// Whether an event is of a type that was asked for. Newer platforms have more types, and a number
+// outside the range of the enumeration must not be read as one.
+bool IsExpected(const package_manager_event_type_e& type) {
+  int number = 0;
+  static_assert(sizeof(number) == sizeof(type));
+  std::memcpy(&number, &type, sizeof(number));
+  return number == PACKAGE_MANAGER_EVENT_TYPE_INSTALL ||
+         number == PACKAGE_MANAGER_EVENT_TYPE_UNINSTALL ||
+         number == PACKAGE_MANAGER_EVENT_TYPE_UPDATE;
+}
+
 }  // namespace
 
 PackageManager::PackageManager() {
@@ -85,6 +97,7 @@ void PackageManager::OnEvent(const char* type, const char* package,
                              package_manager_event_type_e event,
                              package_manager_event_state_e state, int progress,
                              package_manager_error_e error, void* data) {
+  if (!IsExpected(event)) return;
   // The callback may destroy this object, and itself with it.
   const auto callback = static_cast<PackageManager*>(data)->callback_;
   GuardCallback(__FILE__, __FUNCTION__, __LINE__, 0, [&] {

@@ -19,7 +19,8 @@ namespace tizen {
 class PackageManager {
  public:
   // Package type ("tpk" for a native one; may be null), package id, event, state, progress in
-  // percent, error (meaningful in the failed state). Called on the main loop.
+  // percent, error (meaningful in the failed state). Called on the main loop, for installs, updates
+  // and uninstalls.
   using EventCallback =
       std::function<void(const char*, const char*, package_manager_event_type_e,
                          package_manager_event_state_e, int, package_manager_error_e)>;

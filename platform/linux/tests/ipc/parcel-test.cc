@@ -166,6 +166,12 @@ TEST(Parcel, RefusesReadsPastTheEndAndWritesNothing) {
   char* text = nullptr;
   bundle* b = nullptr;
   bool truth = true;
+  long long wider = 11;
+  double real = 11.0;
+  EXPECT_EQ(rpc_port_parcel_read_int64(parcel.get(), &wider), RPC_PORT_ERROR_INVALID_PARAMETER);
+  EXPECT_EQ(rpc_port_parcel_read_double(parcel.get(), &real), RPC_PORT_ERROR_INVALID_PARAMETER);
+  EXPECT_EQ(wider, 11);
+  EXPECT_EQ(real, 11.0);
   EXPECT_EQ(rpc_port_parcel_read_string(parcel.get(), &text), RPC_PORT_ERROR_INVALID_PARAMETER);
   EXPECT_EQ(rpc_port_parcel_read_bundle(parcel.get(), &b), RPC_PORT_ERROR_INVALID_PARAMETER);
   EXPECT_EQ(text, nullptr);
