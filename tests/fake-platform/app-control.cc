@@ -32,7 +32,9 @@ extern "C" {
 
 int app_control_create(app_control_h* app_control) {
   const Entry entry(__func__);
-  if (entry.error != 0) return entry.error;
+  if (entry.error != 0) {
+    return fake::internal::FailWithGarbage(app_control, sizeof(*app_control), entry.error);
+  }
   if (!app_control) return APP_CONTROL_ERROR_INVALID_PARAMETER;
   *app_control =
       static_cast<app_control_h>(GetState().app_controls.Add(std::make_shared<AppControl>()));

@@ -135,8 +135,8 @@ bool IsConnected(const std::string& instance);
 // Delivers one parcel on the main port and returns what the received callback returned. Anything
 // but 0 ends the connection, as the platform does.
 int Receive(const std::string& instance, const ParcelWriter& parcel);
-// Script: the nth send from now finds the connection closed. It reports the disconnection from within
-// and fails, as a device may.
+// Script: the nth send from now finds the connection closed. It reports the disconnection from
+// within and fails, as a device may.
 void DisconnectDuringSend(int nth = 1);
 // What was sent on a connection so far, also after its end.
 std::vector<ParcelReader> Sent(const std::string& instance, rpc_port_port_type_e type);

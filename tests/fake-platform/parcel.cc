@@ -10,6 +10,7 @@
 
 using fake::Bytes;
 using fake::internal::Entry;
+using fake::internal::FailWithGarbage;
 using fake::internal::GetState;
 using fake::internal::Parcel;
 
@@ -36,20 +37,13 @@ int Write(rpc_port_parcel_h h, T value, const char* function) {
   return RPC_PORT_ERROR_NONE;
 }
 
-// A device does not document the output of a failed read; numbers and bytes are garbage here.
-// Pointers stay untouched: a caller could not tell garbage from memory to free.
-int FailRead(void* output, size_t size, int error) {
-  if (output) std::memset(output, 0xa5, size);
-  return error;
-}
-
 int ReadBytes(rpc_port_parcel_h h, void* output, size_t size, const char* function) {
   const Entry entry(function);
-  if (entry.error != 0) return FailRead(output, size, entry.error);
+  if (entry.error != 0) return FailWithGarbage(output, size, entry.error);
   const auto parcel = FindParcel(h, function);
   if (!parcel || !output || size == 0 ||
       !fake::internal::TakeBytes(parcel->content.body, &parcel->position, output, size)) {
-    return FailRead(output, size, RPC_PORT_ERROR_INVALID_PARAMETER);
+    return FailWithGarbage(output, size, RPC_PORT_ERROR_INVALID_PARAMETER);
   }
   return RPC_PORT_ERROR_NONE;
 }
@@ -70,7 +64,7 @@ extern "C" {
 
 int rpc_port_parcel_create(rpc_port_parcel_h* h) {
   const Entry entry(__func__);
-  if (entry.error != 0) return entry.error;
+  if (entry.error != 0) return FailWithGarbage(h, sizeof(*h), entry.error);
   if (!h) return RPC_PORT_ERROR_INVALID_PARAMETER;
   fake::internal::ParcelContent content;
   struct timespec now {};
@@ -82,7 +76,7 @@ int rpc_port_parcel_create(rpc_port_parcel_h* h) {
 
 int rpc_port_parcel_create_from_port(rpc_port_parcel_h* h, rpc_port_h port) {
   const Entry entry(__func__);
-  if (entry.error != 0) return entry.error;
+  if (entry.error != 0) return FailWithGarbage(h, sizeof(*h), entry.error);
   const auto from = fake::internal::Find(GetState().ports, port, __func__);
   if (!h || !from) return RPC_PORT_ERROR_INVALID_PARAMETER;
   fake::internal::ParcelContent content;
@@ -267,10 +261,10 @@ int rpc_port_parcel_header_set_seq_num(rpc_port_parcel_header_h header, int seq_
 
 int rpc_port_parcel_header_get_seq_num(rpc_port_parcel_header_h header, int* seq_num) {
   const Entry entry(__func__);
-  if (entry.error != 0) return FailRead(seq_num, sizeof(*seq_num), entry.error);
+  if (entry.error != 0) return FailWithGarbage(seq_num, sizeof(*seq_num), entry.error);
   const auto parcel = FindHeader(header, __func__);
   if (!parcel || !seq_num) {
-    return FailRead(seq_num, sizeof(*seq_num), RPC_PORT_ERROR_INVALID_PARAMETER);
+    return FailWithGarbage(seq_num, sizeof(*seq_num), RPC_PORT_ERROR_INVALID_PARAMETER);
   }
   *seq_num = parcel->content.sequence_number;
   return RPC_PORT_ERROR_NONE;
@@ -279,10 +273,10 @@ int rpc_port_parcel_header_get_seq_num(rpc_port_parcel_header_h header, int* seq
 int rpc_port_parcel_header_get_timestamp(rpc_port_parcel_header_h header,
                                          struct timespec* timestamp) {
   const Entry entry(__func__);
-  if (entry.error != 0) return FailRead(timestamp, sizeof(*timestamp), entry.error);
+  if (entry.error != 0) return FailWithGarbage(timestamp, sizeof(*timestamp), entry.error);
   const auto parcel = FindHeader(header, __func__);
   if (!parcel || !timestamp) {
-    return FailRead(timestamp, sizeof(*timestamp), RPC_PORT_ERROR_INVALID_PARAMETER);
+    return FailWithGarbage(timestamp, sizeof(*timestamp), RPC_PORT_ERROR_INVALID_PARAMETER);
   }
   timestamp->tv_sec = static_cast<time_t>(parcel->content.seconds);
   timestamp->tv_nsec = static_cast<long>(parcel->content.nanoseconds);

@@ -57,6 +57,11 @@ void AddFault(const std::string& text) {
   state.faults.push_back(text);
 }
 
+int FailWithGarbage(void* output, size_t size, int error) {
+  if (output != nullptr) std::memset(output, 0xa5, size);
+  return error;
+}
+
 int GiveText(const std::string& text, char** out) {
   *out = strdup(text.c_str());
   return *out ? TIZEN_ERROR_NONE : TIZEN_ERROR_OUT_OF_MEMORY;

@@ -177,6 +177,10 @@ std::shared_ptr<T> Find(const HandleTable<T>& table, const void* handle, const c
   return object;
 }
 
+// Returns the error and fills the output, if there is one: a device promises nothing of outputs
+// after a failure.
+int FailWithGarbage(void* output, size_t size, int error);
+
 // The text in memory that the caller releases with free().
 int GiveText(const std::string& text, char** out);
 
