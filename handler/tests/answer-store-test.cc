@@ -54,6 +54,19 @@ TEST_F(AnswerStoreTest, LooksUpAnAnswerWithoutBeingTold) {
   EXPECT_EQ(TextOf(Open().Find(Key("two"))), "(none)");
 }
 
+// Kept from an x86-64 process: Keep(Key("one", "payload"), {true, "yes"}), Keep(Key("two"), {false,
+// "no"}).
+TEST_F(AnswerStoreTest, ReadsAFileOfAnotherArchitecture) {
+  fs::copy_file(QOR_STORED_ANSWERS, File());
+  auto store = Open();
+  EXPECT_EQ(TextOf(store.Find(Key("one", "payload"))), "yes");
+  const auto failure = store.Find(Key("two"));
+  ASSERT_TRUE(failure);
+  EXPECT_FALSE(failure->succeeded);
+  EXPECT_EQ(failure->text, "no");
+  EXPECT_EQ(TextOf(store.Find(Key("one", "other payload"))), "(none)");
+}
+
 TEST_F(AnswerStoreTest, RemembersAcrossARestart) {
   Open().Keep(Key("one"), {true, "yes"});
   auto again = Open();

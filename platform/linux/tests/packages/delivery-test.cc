@@ -14,6 +14,7 @@
 #include "platform/linux/common/root-folder.h"
 #include "platform/linux/tests/ipc/loop.h"
 #include "platform/linux/tests/packages/support/platform-test.h"
+#include "platform/linux/tests/packages/support/program.h"
 
 namespace platform {
 namespace {
@@ -49,7 +50,7 @@ TEST_F(Deliveries, ThatADyingProcessDoesNotTakeStartANewOne) {
   Send("latest");
   const pid_t pid = ProcessOf(kAppId);
   ASSERT_GT(pid, 0);
-  kill(pid, SIGKILL);
+  test::Signal(pid, SIGKILL);
   AwaitEnd(pid);
   unlink((Root() + "/gate").c_str());
   test::RunLoopDry();
@@ -68,7 +69,7 @@ TEST_F(Deliveries, ThatWereTakenAreNotRepeated) {
   EXPECT_EQ(OpenDescriptors(), descriptors + 1);
   test::RunLoopDry();
   EXPECT_EQ(OpenDescriptors(), descriptors);
-  kill(pid, SIGKILL);
+  test::Signal(pid, SIGKILL);
   AwaitEnd(pid);
   test::RunLoopDry();
   EXPECT_FALSE(HasReport());
@@ -78,11 +79,11 @@ TEST_F(Deliveries, ToAProcessThatRestsCostOneDescriptor) {
   Send("first");
   const pid_t pid = CreatedProcess();
   EXPECT_EQ(NextReport(), "request first 5");
-  kill(pid, SIGSTOP);
+  test::Signal(pid, SIGSTOP);
   const size_t descriptors = OpenDescriptors();
   for (int i = 0; i < 100; ++i) Send(std::to_string(i));
   EXPECT_EQ(OpenDescriptors(), descriptors + 1);
-  kill(pid, SIGCONT);
+  test::Signal(pid, SIGCONT);
   for (int i = 0; i < 100; ++i) {
     const std::string text = std::to_string(i);
     EXPECT_EQ(NextReport(), "request " + text + " " + std::to_string(text.size()));

@@ -270,7 +270,7 @@ TEST_F(Events, TellOfAFailureAfterTheStart) {
 
 TEST_F(Events, RemoveTheSocketOfADeadListener) {
   StartListener("0");
-  kill(listener_, SIGKILL);
+  test::Signal(listener_, SIGKILL);
   test::Await(listener_);
   EXPECT_EQ(Sockets().size(), 1U);
   ASSERT_EQ(Install(PackageText()), PACKAGE_MANAGER_ERROR_NONE);
@@ -286,7 +286,7 @@ TEST_F(Events, WaitALimitedTimeForAListenerThatDoesNotAnswer) {
   const auto taken = std::chrono::steady_clock::now() - begin;
   EXPECT_GE(taken, std::chrono::seconds(5)) << "files went before the time to let go was over";
   EXPECT_NE(Log().find("does not answer"), std::string::npos);
-  kill(deaf, SIGKILL);
+  test::Signal(deaf, SIGKILL);
   test::Await(deaf);
 }
 

@@ -109,7 +109,7 @@ TEST_F(Launch, StartsOneProcessForManyLaunchersAtOnce) {
     for (std::thread& launcher : launchers) launcher.join();
     const pid_t pid = CreatedProcess();
     for (int i = 0; i < kLaunchers; ++i) ASSERT_EQ(NextReport(), "request x 1");
-    kill(pid, SIGKILL);
+    test::Signal(pid, SIGKILL);
     AwaitEnd(pid);
   }
 }
@@ -133,7 +133,7 @@ TEST_F(Launch, RefusesARequestThatIsTooLong) {
 TEST_F(Launch, StartsANewProcessWhenTheOldOneHasDied) {
   InstallService();
   const pid_t first = StartService();
-  kill(first, SIGKILL);
+  test::Signal(first, SIGKILL);
   AwaitEnd(first);
   EXPECT_NE(StartService(), first);
 }
@@ -162,7 +162,7 @@ TEST_F(Launch, StartsANewProcessAfterTheServiceExited) {
 TEST_F(Launch, TellsTheServiceToTerminateBySigterm) {
   InstallService();
   const pid_t pid = StartService();
-  kill(pid, SIGTERM);
+  test::Signal(pid, SIGTERM);
   EXPECT_EQ(NextReport(), "terminate");
   AwaitEnd(pid);
   EXPECT_FALSE(HasReport());
@@ -315,7 +315,7 @@ TEST_F(Launch, KillsAProcessThatDoesNotEndWhenAsked) {
   // Stopped, it cannot heed the request to end.
   const pid_t pid = ProcessOf(kAppId);
   ASSERT_GT(pid, 0);
-  kill(pid, SIGSTOP);
+  test::Signal(pid, SIGSTOP);
   ASSERT_EQ(Uninstall("org.test.p"), PACKAGE_MANAGER_ERROR_NONE);
   AwaitEnd(pid);
 }
@@ -324,7 +324,7 @@ TEST_F(Launch, LeavesNoZombieInAProcessWhoseMainLoopRunsLater) {
   InstallService();
   ecore_init();
   const pid_t pid = StartService();
-  kill(pid, SIGKILL);
+  test::Signal(pid, SIGKILL);
   AwaitEnd(pid);
   // The loop has reaped it once the process id is free.
   const auto quit_when_reaped = [](void* data) -> Eina_Bool {

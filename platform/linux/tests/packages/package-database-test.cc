@@ -53,14 +53,17 @@ TEST_F(PackageDatabase, FindsNothingAndCreatesNothingWhileNothingIsInstalled) {
   EXPECT_FALSE(std::filesystem::exists(Root()));
 }
 
-TEST_F(PackageDatabase, GivesBackWhatWasStored) {
+// A package with a value in every field.
+PackageRecord SamplePackage() {
   PackageRecord package = MakePackage("p", "1.2.3");
   package.preload = true;
   package.privileges = {"z", "a"};
   package.applications[0].kind = ApplicationKind::kWatch;
   package.applications[0].metadata = {{"k2", "v"}, {"k1", ""}, {"k2", "w"}};
-  StorePackage(package);
+  return package;
+}
 
+void ExpectSamplePackage() {
   const auto found = FindPackage("p");
   ASSERT_TRUE(found);
   EXPECT_EQ(found->version, "1.2.3");
@@ -79,7 +82,18 @@ TEST_F(PackageDatabase, GivesBackWhatWasStored) {
   EXPECT_EQ(application->package_root, "/packages/p/1");
   EXPECT_EQ(application->kind, ApplicationKind::kWatch);
   EXPECT_TRUE(application->preload);
-  EXPECT_EQ(application->metadata, package.applications[0].metadata);
+  EXPECT_EQ(application->metadata, SamplePackage().applications[0].metadata);
+}
+
+TEST_F(PackageDatabase, GivesBackWhatWasStored) {
+  StorePackage(SamplePackage());
+  ExpectSamplePackage();
+}
+
+// Kept from an x86-64 process that stored the sample.
+TEST_F(PackageDatabase, ReadsAFileOfAnotherArchitecture) {
+  std::filesystem::copy_file(QOR_STORED_PACKAGES, Root() + "/packages.db");
+  ExpectSamplePackage();
 }
 
 TEST_F(PackageDatabase, ReplacesAPackageWholly) {

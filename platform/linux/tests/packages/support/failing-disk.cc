@@ -121,10 +121,10 @@ OPENING(open64)
 ON_DESCRIPTOR(write, ssize_t, true, (int fd, const void* bytes, size_t size), fd, bytes, size)
 ON_DESCRIPTOR(pwrite, ssize_t, true, (int fd, const void* bytes, size_t size, off_t offset), fd,
               bytes, size, offset)
-ON_DESCRIPTOR(pwrite64, ssize_t, true, (int fd, const void* bytes, size_t size, off_t offset), fd,
+ON_DESCRIPTOR(pwrite64, ssize_t, true, (int fd, const void* bytes, size_t size, off64_t offset), fd,
               bytes, size, offset)
 ON_DESCRIPTOR(ftruncate, int, false, (int fd, off_t size), fd, size)
-ON_DESCRIPTOR(ftruncate64, int, false, (int fd, off_t size), fd, size)
+ON_DESCRIPTOR(ftruncate64, int, false, (int fd, off64_t size), fd, size)
 ON_DESCRIPTOR(fchmod, int, false, (int fd, mode_t mode), fd, mode)
 ON_PATH(mkdir, true, (const char* path, mode_t mode), path, mode)
 ON_PATH(rename, false, (const char* path, const char* target), path, target)

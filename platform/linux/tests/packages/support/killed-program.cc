@@ -27,6 +27,9 @@ bool ChangesFiles(const __ptrace_syscall_info& call) {
     case SYS_fdatasync:
     case SYS_ftruncate:
     case SYS_fchmod:
+#ifdef SYS_ftruncate64
+    case SYS_ftruncate64:
+#endif
 #ifdef SYS_rename
     case SYS_rename:
     case SYS_mkdir:

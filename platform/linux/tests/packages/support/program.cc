@@ -3,6 +3,7 @@
 
 #include "platform/linux/tests/packages/support/program.h"
 
+#include <gtest/gtest.h>
 #include <poll.h>
 #include <spawn.h>
 #include <sys/syscall.h>
@@ -10,6 +11,7 @@
 #include <unistd.h>
 
 #include <cerrno>
+#include <csignal>
 
 #include "platform/linux/common/unix-socket.h"
 
@@ -43,6 +45,11 @@ int Await(pid_t pid) {
   while (waitpid(pid, &status, 0) < 0)
     if (errno != EINTR) return -1;
   return WIFSIGNALED(status) ? -WTERMSIG(status) : WEXITSTATUS(status);
+}
+
+void Signal(pid_t pid, int signal) {
+  ASSERT_GT(pid, 0) << "no process to send a signal to";
+  kill(pid, signal);
 }
 
 bool HasEnded(pid_t pid) { return EndsWithin(pid, 0); }

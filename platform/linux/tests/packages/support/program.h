@@ -17,6 +17,9 @@ pid_t Start(const std::string& file, const std::vector<std::string>& arguments);
 // Waits for its end. The exit status, or minus the signal that ended it.
 int Await(pid_t pid);
 
+// Sends a signal to a process; -1, which kill() takes for every process there is, is a failure.
+void Signal(pid_t pid, int signal);
+
 // Whether a process that need not be a child has ended, with all that it held.
 bool HasEnded(pid_t pid);
 // Waits for that; false when it takes too long.
