@@ -217,9 +217,8 @@ EXPORT_API int qor_handler_manager_shutdown(void);
  * timer.
  *
  * After #QOR_HANDLER_MANAGER_ERROR_UNKNOWN or #QOR_HANDLER_MANAGER_ERROR_OUT_OF_MEMORY the command
- * may be pending all the same, without a timer or without having been delivered: it may be
- * delivered later, and the response callback may report its end. After the other errors it is not
- * pending.
+ * may still be pending, without a timer or without having been delivered: it may be delivered
+ * later, and the response callback may report its end. After the other errors it is not pending.
  *
  * \param uuid          names the command; not empty, and not pending at that handler
  * \param request_type  what is asked for; not empty

@@ -4,10 +4,11 @@
 """Looks for faults in what a build compiles, without running it: clang-tidy with clang's static
 analyser, cppcheck, and for C GCC's analyser.
 
-usage: run.py BUILD [PATH...]
+usage: run.py BUILD [--compiler] [PATH...]
 
 BUILD holds compile_commands.json; with paths, only sources below them. clang-tidy takes nearly all
-of the time, so it looks at tests and benchmarks only where a path leads to them.
+of the time, so it looks at tests and benchmarks only where a path leads to them. With --compiler
+the warnings of the build's own compiler instead.
 
 Prints each finding once, headers' too, and in the end how many there are. Beside a line that is
 right in spite of a finding stands why:
@@ -59,6 +60,11 @@ def gcc(_, entry):
     return words + ["-fanalyzer", "-Wno-error"]
 
 
+def compiler(_, entry):
+    words = shlex.split(entry["command"])
+    return words + ["-fsyntax-only", "-Wno-error"]
+
+
 def analysers(source, is_asked_for):
     if is_asked_for or not is_trial(source):
         yield clang_tidy
@@ -90,12 +96,12 @@ def look(build, analyser, entry):
     return [finding.replace(f"{ROOT}/", "").rstrip() for finding in findings]
 
 
-def main(build, paths):
+def main(build, asked, paths):
     build = build.resolve()
     (build / SOURCES).write_text(json.dumps(list(compilations(build, [ROOT]).values())))
     work = [(analyser, entry)
             for source, entry in sorted(compilations(build, paths or [ROOT]).items())
-            for analyser in analysers(source, bool(paths))]
+            for analyser in asked or analysers(source, bool(paths))]
     if not work:
         sys.exit("no source of the build lies below " + ", ".join(map(str, paths or [ROOT])))
     seen = set()
@@ -113,7 +119,8 @@ def main(build, paths):
 
 
 if __name__ == "__main__":
-    if len(sys.argv) < 2:
+    words = [word for word in sys.argv[1:] if word != "--compiler"]
+    if not words:
         sys.exit(__doc__.strip())
-    sys.exit(main(pathlib.Path(sys.argv[1]),
-                  [pathlib.Path(path).resolve() for path in sys.argv[2:]]))
+    sys.exit(main(pathlib.Path(words[0]), [compiler] if "--compiler" in sys.argv else [],
+                  [pathlib.Path(path).resolve() for path in words[1:]]))

@@ -52,11 +52,13 @@ if [ -n "$unit" ]; then
   targets="qor_unit_tests qor_model"
   select=(-L '^(unit|model)$' -E NOT_BUILT)
 elif [ -n "$emulator" ]; then
-  # The kernel starts no program of this architecture, so tests that start processes cannot run: of
-  # installed handlers, of the tool, of peers.
-  targets="qor-common/all src/all handler/all platform/all tests/unit/all tests/fake-platform/all
-    tests/model/all tests/sweep/all tests/fuzz/all"
-  select=(-L '^(unit|unit-ndebug|model|sweep|sweep.new|sweep.malloc|conformance|handler|platform|fuzz)')
+  # The kernel starts no program of this architecture, so tests that start processes cannot run:
+  # those of installed handlers, of the tool and of peers, and death tests, which start themselves.
+  targets="qor-common/all src/all handler/all handler/tests/all platform/all platform/conformance/all
+    platform/linux/tests/all tests/unit/all tests/fake-platform/all tests/model/all tests/sweep/all
+    tests/fuzz/all"
+  select=(-L '^(unit|unit-ndebug|model|sweep|sweep.new|sweep.malloc|conformance|handler|platform|fuzz)'
+    -E 'DeathTest|NOT_BUILT')
 else
   # These are about this machine's packages, documents and tools.
   select=(-LE '^(install|documents|instructions)$')

@@ -19,7 +19,7 @@ class TimerPlace {
   virtual const EcoreTimerWrapper* Occupant() const = 0;
 };
 
-// The running timers of one owner, including those that no wrapper refers to any more.
+// The running timers of one owner, including those that no wrapper refers to.
 class EcoreTimerGroup {
  public:
   EcoreTimerGroup() = default;
