@@ -25,8 +25,8 @@ import sys
 
 HERE = pathlib.Path(__file__).resolve().parent
 ROOT = HERE.parent.parent
-SOURCES = ["CMakeLists.txt", "cmake", "handler", "include", "platform", "qor-common", "sqlite", "src",
-           "tests"]
+SOURCES = ["CMakeLists.txt", "cmake", "handler", "include", "json", "platform", "qor-common",
+           "sqlite", "src", "tests"]
 WORKERS = 2
 # Far above what all tests take; a fault may make one wait for ever.
 SECONDS_TO_TEST = 120
