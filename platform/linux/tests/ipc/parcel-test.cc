@@ -90,7 +90,7 @@ TEST(Parcel, ReadsBackEveryTypeInOrderAfterTheWire) {
   EXPECT_EQ(rpc_port_parcel_read_bool(in.get(), &truth), RPC_PORT_ERROR_NONE);
   EXPECT_EQ(rpc_port_parcel_read_array_count(in.get(), &count), RPC_PORT_ERROR_NONE);
   EXPECT_EQ(rpc_port_parcel_burst_read(in.get(), raw, 3), RPC_PORT_ERROR_NONE);
-  EXPECT_EQ(byte, -7);
+  EXPECT_EQ(byte, static_cast<char>(-7));
   EXPECT_EQ(int16, -300);
   EXPECT_EQ(int32, -70000);
   EXPECT_EQ(int64, -5000000000LL);
