@@ -46,12 +46,13 @@ def is_in(place, *libraries):
 
 
 def inclusive(profile, function):
-    """What a function spent, with all that it called."""
+    """What a function and its overloads spent, with all that they called."""
     def names(place):
         return place.stack[0].partition("(")[0] == function
 
     found = (sum(cost for place, cost in profile.own.items() if names(place)) +
-             sum(cost for (caller, _), cost in profile.through.items() if names(caller)))
+             sum(cost for (caller, called), cost in profile.through.items()
+                 if names(caller) and not names(called)))
     if found == 0:
         raise SystemExit(f"{function} was never called: name another one in {__file__}")
     return found
