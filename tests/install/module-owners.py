@@ -6,7 +6,7 @@
 usage: module-owners.py GRAPH COMMANDS MODULES
 
 GRAPH is what cmake --graphviz writes, COMMANDS a compile_commands.json, MODULES device-modules.txt.
-A header that stands beside a target's sources is part of that target.
+A header next to a target's sources belongs to that target.
 """
 
 import collections

@@ -137,6 +137,14 @@ TEST_F(RealLoop, RunsCallsOfManyThreadsOneAfterAnother) {
   EXPECT_EQ(count, 100);
 }
 
+TEST_F(RealLoop, EndsTimersAfterEcoreHasShutDown) {
+  std::optional<api::RequestContext> context(MakeContext([] { return false; }));
+  context->StartTimer(1000);
+  EXPECT_EQ(ecore_shutdown(), 0);
+  context.reset();
+  EXPECT_EQ(ecore_init(), 1);
+}
+
 TEST_F(RealLoop, ServesTheLibraryOfAnotherThread) {
   qor_handler_manager_configuration_h config = nullptr;
   ASSERT_EQ(qor_handler_manager_configuration_create(&config), 0);
