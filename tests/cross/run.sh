@@ -25,7 +25,7 @@ if [ "$(cat "$sysroot/packages" 2>/dev/null)" != "$release $packages" ]; then
   rm -rf "$sysroot"
   # From where this machine has its own packages. Extracting needs no emulation: nothing is configured.
   mirror=$(apt-get indextargets --format '$(REPO_URI) $(RELEASE)' |
-    awk -v release="$release" '$2 == release { print $1; exit }')
+    awk -v release="$release" '$2 == release && !found++ { print $1 }')
   [ -n "$mirror" ] || { echo "no source of Debian packages for $release in apt's configuration" >&2; exit 1; }
   mmdebstrap --variant=extract --architectures="$architecture" --include="$packages" \
     "$release" "$sysroot" "deb $mirror $release main" >"$sysroot.log" 2>&1 ||
