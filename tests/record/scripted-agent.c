@@ -88,7 +88,7 @@ int main(int argc, char** argv) {
     send("unheard", "text.upper", "\"a\"", 0);
     /* The connection's end shows that the command is over: the handler crashes. */
     send("crash", "text.crash", "", 0);
-    ecore_timer_add(EXECUTION_MS / 1000.0 * 3, (Ecore_Task_Cb)ecore_main_loop_quit, NULL);
+    ecore_timer_add((double)EXECUTION_MS / 1000.0 * 3, (Ecore_Task_Cb)ecore_main_loop_quit, NULL);
     ecore_main_loop_begin();
   } else if (strcmp(what, "again") == 0) {
     for (int i = 0; i < 2; ++i) {

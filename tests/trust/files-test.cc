@@ -35,7 +35,7 @@ class Files : public TrustTest {
 TEST_F(Files, BelowARootThatOthersMayWriteToAreNotUsed) {
   const std::string cause =
       "others may write to the root folder " + Root() + ", run: chmod 700 " + Root();
-  for (const mode_t mode : {0720, 0702, 0777}) {
+  for (const mode_t mode : {0720U, 0702U, 0777U}) {
     ASSERT_EQ(chmod(Root().c_str(), mode), 0);
     ExpectNoStart(cause);
     const auto install = Qor({"package", "install", Packages() + "/silent"});

@@ -8,7 +8,6 @@
 #include <sys/stat.h>
 
 #include <filesystem>
-#include <initializer_list>
 
 #include "platform/linux/common/package-database.h"
 #include "platform/linux/tests/packages/support/archive-writer.h"
@@ -96,7 +95,7 @@ TEST_F(HostileArchive, WithAHardLinkInAnotherFormat) {
 }
 
 TEST_F(HostileArchive, WithASpecialFile) {
-  for (const mode_t type : std::initializer_list<mode_t>{S_IFCHR, S_IFBLK, S_IFSOCK}) {
+  for (const mode_t type : {mode_t{S_IFCHR}, mode_t{S_IFBLK}, mode_t{S_IFSOCK}}) {
     Update().File("res/special", "");
     test::SetTypeOfLastEntry(archive_, type | 0644);
     ExpectRefused("res/special: neither a file nor a folder nor a symbolic link");
