@@ -28,7 +28,7 @@ class Input {
   // Less than the limit, from as few bytes as that takes.
   size_t Below(size_t limit) {
     size_t number = Byte();
-    for (size_t reach = 256; reach < limit; reach *= 256) number = number * 256 + Byte();
+    for (uint64_t reach = 256; reach < limit; reach *= 256) number = number * 256 + Byte();
     return number % limit;
   }
 
