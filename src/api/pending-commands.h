@@ -28,7 +28,7 @@ namespace api {
 //
 // Nothing is moved for that: a command stays in its slot, and its place is the number of commands
 // in the slots before. To find, append or remove one takes the time of a hash and of a logarithm.
-class PendingCommands : private ContextPlaces {
+class PendingCommands final : private ContextPlaces {
  public:
   PendingCommands() = default;
   PendingCommands(const PendingCommands&) = delete;
