@@ -40,7 +40,7 @@ case $architecture in
 esac
 loader=$(find "$sysroot/lib/" -maxdepth 1 -name 'ld-linux*.so.*')
 if "$loader" --version >/dev/null 2>&1; then emulator=; fi
-# Emulation is slow enough for optimised code to build and run faster in all.
+# Under emulation the model takes minutes for what it does in seconds when it is optimised.
 build_type=Debug
 if [ -n "$emulator" ]; then build_type=RelWithDebInfo; fi
 
