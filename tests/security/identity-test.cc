@@ -11,16 +11,16 @@
 
 #include "platform/linux/common/process-identity.h"
 #include "platform/linux/rpc-port/admission.h"
-#include "trust-test.h"
+#include "security-test.h"
 
-namespace trust {
+namespace security {
 namespace {
 
 namespace fs = std::filesystem;
 
 constexpr char kId[] = "org.example.attacker";
 
-class Identity : public TrustTest {};
+class Identity : public SecurityTest {};
 
 TEST_F(Identity, OfAProcessThatIsNoApplicationIsNotEnough) {
   ExpectOneLine("refuses host.attacker (process", [] {
@@ -162,4 +162,4 @@ TEST_F(Identity, OfACallbackConnectionIsThatOfItsMainOne) {
 }
 
 }  // namespace
-}  // namespace trust
+}  // namespace security

@@ -7,15 +7,15 @@
 #include <string>
 #include <vector>
 
-#include "trust-test.h"
+#include "security-test.h"
 
-namespace trust {
+namespace security {
 namespace {
 
 constexpr char kVictim[] = "org.example.victim";
 constexpr char kThief[] = "org.example.thief";
 
-class Answers : public TrustTest {
+class Answers : public SecurityTest {
  protected:
   // Every answer that the client got for a command.
   std::vector<std::string> ResultsOf(const std::string& uuid) {
@@ -64,4 +64,4 @@ TEST_F(Answers, OfAnApplicationThatIsNoHandlerReachNobody) {
 }
 
 }  // namespace
-}  // namespace trust
+}  // namespace security

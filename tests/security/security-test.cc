@@ -1,22 +1,22 @@
 // Copyright 2026 The qor-handler-manager authors
 // SPDX-License-Identifier: Apache-2.0
 
-#include "trust-test.h"
+#include "security-test.h"
 
 #include "example-copy.h"
 #include "platform/linux/common/package-database.h"
 #include "platform/linux/common/process-identity.h"
 
-namespace trust {
+namespace security {
 
-void TrustTest::SetUp() {
+void SecurityTest::SetUp() {
   Install("text");
   StartAgent();
   ExpectUnharmed();
 }
 
-std::string TrustTest::InstallAttacker(const std::string& app_id,
-                                       const std::string& without_privilege) {
+std::string SecurityTest::InstallAttacker(const std::string& app_id,
+                                          const std::string& without_privilege) {
   const size_t updates = TheAgent().Updates().size();
   const std::string program =
       InstallWithout("<privilege>" + without_privilege + "</privilege>", app_id);
@@ -24,13 +24,13 @@ std::string TrustTest::InstallAttacker(const std::string& app_id,
   return program;
 }
 
-std::string TrustTest::InstallStranger(const std::string& app_id) {
+std::string SecurityTest::InstallStranger(const std::string& app_id) {
   return InstallWithout(
       R"(<metadata key="http://tizen.org/iot/metadata/qor/command-handler" value="res/handler.yaml"/>)",
       app_id);
 }
 
-std::string TrustTest::InstallWithout(const std::string& text, const std::string& app_id) {
+std::string SecurityTest::InstallWithout(const std::string& text, const std::string& app_id) {
   const end_to_end::ExampleCopy copy(Packages() + "/attacker", Root() + "/" + app_id);
   copy.Replace(text, "");
   copy.Replace("org.example.attacker.handler", app_id);
@@ -41,13 +41,13 @@ std::string TrustTest::InstallWithout(const std::string& text, const std::string
   return InstalledProgram(app_id);
 }
 
-std::string TrustTest::InstalledProgram(const std::string& app_id) {
+std::string SecurityTest::InstalledProgram(const std::string& app_id) {
   const auto application = platform::FindApplication(app_id);
   EXPECT_TRUE(application);
   return application ? application->executable : "";
 }
 
-void TrustTest::Attach(Peer& attacker) {
+void SecurityTest::Attach(Peer& attacker) {
   EXPECT_EQ(Greet(attacker), "accepted");
   EXPECT_EQ(attacker.Ask("join " + AgentId()), "accepted");
   EXPECT_EQ(attacker.Ask("fetch"), "sent");
@@ -55,7 +55,7 @@ void TrustTest::Attach(Peer& attacker) {
   EXPECT_EQ(attacker.Ask("ask nothing 1"), "told false");
 }
 
-void TrustTest::ExpectOneLine(const std::string& text, const std::function<void()>& action) {
+void SecurityTest::ExpectOneLine(const std::string& text, const std::function<void()>& action) {
   testing::internal::CaptureStderr();
   action();
   const std::string log = testing::internal::GetCapturedStderr();
@@ -65,11 +65,11 @@ void TrustTest::ExpectOneLine(const std::string& text, const std::function<void(
   ExpectUnharmed();
 }
 
-void TrustTest::ExpectUnharmed() {
+void SecurityTest::ExpectUnharmed() {
   const std::string uuid = "honest-" + std::to_string(++commands_);
   EXPECT_EQ(Execute(uuid, "text.echo", "\"" + uuid + "\"").result, "\"" + uuid + "\"");
 }
 
-std::string TrustTest::AgentId() { return platform::IdentifyThisProcess().app_id; }
+std::string SecurityTest::AgentId() { return platform::IdentifyThisProcess().app_id; }
 
-}  // namespace trust
+}  // namespace security

@@ -8,15 +8,15 @@
 
 #include <string>
 
-#include "trust-test.h"
+#include "security-test.h"
 
-namespace trust {
+namespace security {
 namespace {
 
 constexpr char kId[] = "org.example.attacker";
 constexpr char kTakesNothing[] = "org.example.attacker takes nothing any more, connection ended";
 
-class Floods : public TrustTest {
+class Floods : public SecurityTest {
  protected:
   // More than may wait for a handler that does not read.
   void SendTooMuch() {
@@ -92,4 +92,4 @@ TEST_F(Floods, OfConnectionsThatSayNothingKeepNobodyOut) {
 }
 
 }  // namespace
-}  // namespace trust
+}  // namespace security

@@ -1,8 +1,8 @@
 // Copyright 2026 The qor-handler-manager authors
 // SPDX-License-Identifier: Apache-2.0
 
-#ifndef QOR_TESTS_TRUST_TRUST_TEST_H_
-#define QOR_TESTS_TRUST_TRUST_TEST_H_
+#ifndef QOR_TESTS_SECURITY_SECURITY_TEST_H_
+#define QOR_TESTS_SECURITY_SECURITY_TEST_H_
 
 #include <functional>
 #include <string>
@@ -10,7 +10,7 @@
 #include "end-to-end-test.h"
 #include "platform/linux/tests/ipc/peer-process.h"
 
-namespace trust {
+namespace security {
 
 using Peer = platform::test::PeerProcess;
 
@@ -18,7 +18,7 @@ inline constexpr char kLaunch[] = "http://tizen.org/privilege/appmanager.launch"
 inline constexpr char kSharing[] = "http://tizen.org/privilege/datasharing";
 
 // An agent in this process, an honest handler ("text"), and attackers.
-class TrustTest : public end_to_end::EndToEndTest {
+class SecurityTest : public end_to_end::EndToEndTest {
  protected:
   void SetUp() override;
 
@@ -50,6 +50,6 @@ class TrustTest : public end_to_end::EndToEndTest {
   int commands_ = 0;
 };
 
-}  // namespace trust
+}  // namespace security
 
 #endif

@@ -11,14 +11,14 @@
 #include <stdexcept>
 #include <string>
 
-#include "trust-test.h"
+#include "security-test.h"
 
-namespace trust {
+namespace security {
 namespace {
 
 namespace fs = std::filesystem;
 
-class Files : public TrustTest {
+class Files : public SecurityTest {
  protected:
   std::string PortFolder() const { return Root() + "/run/ports/" + AgentId(); }
 
@@ -127,4 +127,4 @@ TEST_F(Files, SwappedUnderARunningAgentKeepNewcomersOutAndNobodyElse) {
 }
 
 }  // namespace
-}  // namespace trust
+}  // namespace security
