@@ -61,7 +61,7 @@ elif [ -n "$emulator" ]; then
   # Nor can those that trace a process or look at its executable, which is the emulator.
   left_out='DeathTest|NOT_BUILT|^unit\.Bootstrap\.(ShutsDownAfterAFirst|AllowsTheProcess)'
   left_out+='|^handler\.HandlerProcess\.|^platform\.AppManager\.TellsWhetherAnApplicationRuns'
-  left_out+='|^platform\.Installing\.(AnotherProcess|TwoProcesses)|^platform\.Ownership\.ReplacesTheSocketOf'
+  left_out+='|^platform\.Installing\.(AnotherProcess|TwoProcesses)|^platform\.Ownership\.(ReplacesTheSocketOf|RefusesASecondOwnerInAnother)'
   left_out+='|^platform\.(Admission|AppCommon|Deliveries|Events|Identity|Interrupted|Launch'
   left_out+='|OutdatedLaunch|Proxy|ProxySync|ProxyWithPeer|RefusedDeliveries|Stub)\.'
   targets="qor-common/all src/all handler/all handler/tests/all platform/all platform/conformance/all
