@@ -4,7 +4,6 @@
 #include <bundle.h>
 #include <tizen.h>
 
-#include <cstdlib>
 #include <cstring>
 #include <set>
 
@@ -165,39 +164,6 @@ DOCUMENTED_TEST(Bundle, HasCopiesThatStandAlone) {
   EXPECT_EQ(Text(copy, "key"), "value");
   EXPECT_EQ(bundle_get_count(bundle_), 1);
   EXPECT_EQ(bundle_free(copy), BUNDLE_ERROR_NONE);
-}
-
-DOCUMENTED_TEST(Bundle, SurvivesItsTextForm) {
-  ASSERT_EQ(bundle_add_str(bundle_, "text", "value"), BUNDLE_ERROR_NONE);
-  ASSERT_EQ(bundle_add_byte(bundle_, "bytes", "\0x", 2), BUNDLE_ERROR_NONE);
-  bundle_raw* encoded = nullptr;
-  int length = 0;
-  ASSERT_EQ(bundle_encode(bundle_, &encoded, &length), BUNDLE_ERROR_NONE);
-  bundle* decoded = bundle_decode(encoded, length);
-  std::free(encoded);
-  ASSERT_NE(decoded, nullptr);
-  EXPECT_EQ(Text(decoded, "text"), "value");
-  EXPECT_EQ(bundle_get_type(decoded, "bytes"), BUNDLE_TYPE_BYTE);
-  EXPECT_EQ(bundle_get_count(decoded), 2);
-  EXPECT_EQ(bundle_free(decoded), BUNDLE_ERROR_NONE);
-}
-
-DOCUMENTED_TEST(Bundle, HasATextFormOfPlainLetters) {
-  ASSERT_EQ(bundle_add_byte(bundle_, "bytes", "\0\xff\n", 3), BUNDLE_ERROR_NONE);
-  bundle_raw* encoded = nullptr;
-  int length = 0;
-  ASSERT_EQ(bundle_encode(bundle_, &encoded, &length), BUNDLE_ERROR_NONE);
-  const std::string text(encoded, encoded + length);
-  std::free(encoded);
-  EXPECT_EQ(text.find_first_not_of("ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789"
-                                   "+/=\n"),
-            std::string::npos);
-}
-
-LINUX_TEST(Bundle, IsNotDecodedFromGarbage) {
-  const bundle_raw garbage[] = {'?', '!', '?'};
-  EXPECT_EQ(bundle_decode(garbage, sizeof(garbage)), nullptr);
-  EXPECT_NE(get_last_result(), TIZEN_ERROR_NONE);
 }
 
 DOCUMENTED_TEST(Bundle, RefusesToFreeANullHandle) {

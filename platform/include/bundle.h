@@ -70,11 +70,6 @@ int bundle_keyval_get_basic_val(bundle_keyval_t* kv, void** val, size_t* size);
 int bundle_keyval_get_array_val(bundle_keyval_t* kv, void*** array_val, unsigned int* array_len,
                                 size_t** array_element_size);
 
-/* Text form (base64) and back. The encoded text is released with free(), the decoded bundle with
- * bundle_free(). */
-int bundle_encode(bundle* b, bundle_raw** r, int* len);
-bundle* bundle_decode(const bundle_raw* r, const int len);
-
 #ifdef __cplusplus
 }
 #endif

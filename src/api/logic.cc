@@ -52,15 +52,17 @@ void Logic::SetCommandReceivedCb(const HandlerId& handler_id, ipc::OnCommandRece
     if (!context.IsSent()) context.StopTimer();
   });
   connected_handlers_[handler_id] = std::move(cb);
+  std::size_t next_index = 0;
   commands.ForEach([&](RequestContext& context) {
+    const std::size_t index = next_index++;
     // Gone when the platform has reported the end of the connection while sending.
     const auto connected = connected_handlers_.find(handler_id);
     if (connected == connected_handlers_.end()) return;
     const std::string& uuid = context.GetCommand().uuid;
     connected->second->Invoke(uuid, context.GetCommand());
     context.SetSent();
-    context.StartTimer(ExecutionSeconds(),
-                       TimeoutAction(&Logic::ExecutionTimeoutCb, handler_id, uuid));
+    context.SetAction(TimeoutAction(&Logic::ExecutionTimeoutCb, handler_id, uuid));
+    commands.StartTimer(context, index, ExecutionSeconds());
   });
 }
 
@@ -145,14 +147,14 @@ void Logic::SendCommand(std::string uuid, std::string request_type, std::string 
     handler->Notify();
     auto& waiting = commands.Append(std::move(command),
                                     TimeoutAction(&Logic::ConnectionTimeoutCb, handler_id, uuid));
-    waiting.StartTimer(ConnectionSeconds());
+    commands.StartTimer(waiting, commands.Size() - 1, ConnectionSeconds());
     return;
   }
 
   auto& context = commands.Append(std::move(command),
                                   TimeoutAction(&Logic::ExecutionTimeoutCb, handler_id, uuid));
   // Started first, so that the time that the handler takes to accept the command counts.
-  context.StartTimer(ExecutionSeconds());
+  commands.StartTimer(context, commands.Size() - 1, ExecutionSeconds());
   if (connected->second) {
     QOR_INFO("Handler connected and callback is registered.");
     connected->second->Invoke(uuid, context.GetCommand());

@@ -6,74 +6,56 @@
 
 #include <cstddef>
 #include <functional>
-#include <memory>
+#include <list>
 #include <string>
 #include <string_view>
 #include <unordered_map>
-#include <vector>
 
-#include "api/ranked-slots.h"
 #include "api/request-context.h"
 
 namespace api {
 
-// The commands that wait at one handler, in the order in which they were sent.
+// The pending commands of one handler, in the order in which they were sent.
 //
-// Timers belong to places, and what happens to them when commands come and go is part of what
-// clients and handlers observe. Space for n commands grows to 2n, from 1, which ends the timers of
-// all commands that are there. A removal moves the later commands one place forward and ends the
-// timer of the command that is last. A timer that fires runs the action of the command that is at
-// its place by then. A timer that has lost its command runs on for its place, and ends with the
-// list.
+// A timer is bound to an index of the list, not to a command, and what happens to timers when
+// commands come and go is part of what clients and handlers observe. The capacity grows from n to
+// 2n, starting at 1; growing ends the timers of all commands in the list. A removal moves the later
+// commands one index forward and ends the timer of the last command. A timer that fires runs the
+// action of the command that is at its index by then, if there is one. A timer whose command was
+// removed keeps running for its index, and ends with the list at the latest.
 //
-// Nothing is moved for that: a command stays in its slot, and its place is the number of commands
-// in the slots before. To find, append or remove one takes the time of a hash and of a logarithm.
-class PendingCommands final : private ContextPlaces {
+// Append, Find and Remove take constant time; a timer that fires walks to its index.
+class PendingCommands final {
  public:
   PendingCommands() = default;
   PendingCommands(const PendingCommands&) = delete;
   PendingCommands& operator=(const PendingCommands&) = delete;
-  ~PendingCommands();
 
-  // The uuid is not in the list yet.
+  std::size_t Size() const { return commands_.size(); }
+  // The uuid is not in the list yet. When memory runs out, nothing has changed.
   RequestContext& Append(rpc_port::stub::Command command, std::function<bool()> action);
   // The command of this uuid, or null. Valid until it is removed.
   RequestContext* Find(const std::string& uuid);
-  // Removes the command of this uuid, if there is one; needs no memory.
+  // Removes the command of this uuid, if there is one. Allocates nothing.
   void Remove(const std::string& uuid);
+  // Starts the timer of the command at this index. Throws as RequestContext::StartTimer() does.
+  void StartTimer(RequestContext& context, std::size_t index, double seconds);
 
-  // In order; `function` changes nothing of the list.
+  // Calls `function` for each command, in order; it must not change the list.
   template <typename Function>
   void ForEach(Function function) {
-    for (const auto& context : slots_)
-      if (context) function(*context);
+    for (RequestContext& context : commands_) function(context);
   }
 
  private:
-  // What timers know of the space that they are bound to; it may be gone when they fire.
-  struct Space {
-    PendingCommands* commands;
-  };
-  class Place;
-  struct Layout;
+  // Null where there is no command.
+  const EcoreTimerWrapper* TimerAt(std::size_t index) const;
 
-  std::shared_ptr<const TimerPlace> PlaceOf(const RequestContext& context) override;
-  EcoreTimerGroup& Timers() override { return timers_; }
-
-  // Room for more slots; the commands stand without gaps.
-  static Layout MakeLayout(std::size_t capacity);
-  void Adopt(Layout layout);
-  void EndAllTimers();
-
-  // How many commands there is space for.
   std::size_t capacity_ = 0;
-  // Empty where a command was removed. Never as many as `ranks_` without being laid out anew.
-  std::vector<std::unique_ptr<RequestContext>> slots_;
-  RankedSlots ranks_{0};
-  // By uuid; the texts are the commands' own.
-  std::unordered_map<std::string_view, std::size_t> slots_by_uuid_;
-  std::shared_ptr<Space> space_;
-  // Last, so that all timers end at once before the commands are destroyed.
+  std::list<RequestContext> commands_;
+  // The keys are the commands' own texts.
+  std::unordered_map<std::string_view, std::list<RequestContext>::iterator> by_uuid_;
+  // Last, so that all timers end before what they refer to is destroyed.
   EcoreTimerGroup timers_;
 };
 

@@ -3,8 +3,6 @@
 
 #include "api/request-context.h"
 
-#include <utility>
-
 #include "common/exceptions.h"
 #include "tizen/thread-utils.h"
 
@@ -12,29 +10,16 @@ namespace api {
 
 using tizen::ThreadUtils;
 
-RequestContext::RequestContext(rpc_port::stub::Command command, std::function<bool()> action,
-                               ContextPlaces* places)
-    : command_(std::make_shared<const rpc_port::stub::Command>(std::move(command))),
-      timer_(std::move(action)),
-      places_(places) {}
+RequestContext::RequestContext(rpc_port::stub::Command command, std::function<bool()> action)
+    : command_(std::move(command)), timer_(std::move(action)) {}
 
-RequestContext::RequestContext(const RequestContext& other)
-    : sent_(other.sent_), command_(other.command_), timer_(other.timer_), places_(nullptr) {}
-
-void RequestContext::StartTimer(double seconds) {
-  ThreadUtils::InvokeOnMainThreadSync([this, seconds] {
-    const bool started = places_ != nullptr
-                             ? timer_.Start(seconds, places_->PlaceOf(*this), &places_->Timers())
-                             : timer_.Start(seconds);
-    if (!started) {
+void RequestContext::StartTimer(double seconds, EcoreTimerGroup& group,
+                                EcoreTimerWrapper::Occupant occupant) {
+  ThreadUtils::InvokeOnMainThreadSync([&] {
+    if (!timer_.Start(seconds, group, std::move(occupant))) {
       throw OperationFailed(__FILE__, __LINE__, "Could not initialize a timer.");
     }
   });
-}
-
-void RequestContext::StartTimer(double seconds, std::function<bool()> action) {
-  timer_.SetTask(std::move(action));
-  StartTimer(seconds);
 }
 
 void RequestContext::StopTimer() {
@@ -44,7 +29,5 @@ void RequestContext::StopTimer() {
 void RequestContext::SetTimeout(double seconds) {
   ThreadUtils::InvokeOnMainThreadSync([this, seconds] { timer_.SetInterval(seconds); });
 }
-
-void RequestContext::EndTimer() { timer_.End(); }
 
 }  // namespace api

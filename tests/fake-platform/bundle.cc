@@ -2,16 +2,10 @@
 // SPDX-License-Identifier: Apache-2.0
 
 #include <bundle.h>
-#include <bundle_internal.h>
 #include <tizen.h>
-
-#include <algorithm>
-#include <cstdlib>
-#include <cstring>
 
 #include "state.h"
 
-using fake::Bytes;
 using fake::internal::Bundle;
 using fake::internal::Entry;
 using fake::internal::GetState;
@@ -54,48 +48,6 @@ keyval_t* Value(bundle* b, const char* key, int type, int* error, const char* fu
   if (type != BUNDLE_TYPE_ANY && found->second->type != type) return nullptr;
   *error = BUNDLE_ERROR_NONE;
   return found->second.get();
-}
-
-int GiveBytes(const Bytes& bytes, bundle_raw** r, int* len) {
-  // One byte more, so that the text form is also terminated.
-  *r = static_cast<bundle_raw*>(std::calloc(bytes.size() + 1, 1));
-  if (!*r) return BUNDLE_ERROR_OUT_OF_MEMORY;
-  if (!bytes.empty()) std::memcpy(*r, bytes.data(), bytes.size());
-  *len = static_cast<int>(bytes.size());
-  return BUNDLE_ERROR_NONE;
-}
-
-constexpr char kBase64[] = "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789+/";
-
-Bytes ToText(const Bytes& raw) {
-  Bytes text;
-  for (size_t at = 0; at < raw.size(); at += 3) {
-    const size_t count = std::min<size_t>(3, raw.size() - at);
-    unsigned int bits = 0;
-    for (size_t i = 0; i < 3; ++i) bits = bits << 8 | (i < count ? raw[at + i] : 0u);
-    for (size_t i = 0; i < 4; ++i) {
-      const char letter = i <= count ? kBase64[bits >> (18 - 6 * i) & 63u] : '=';
-      text.push_back(static_cast<unsigned char>(letter));
-    }
-  }
-  return text;
-}
-
-bool FromText(const bundle_raw* text, int len, Bytes* raw) {
-  if (len % 4 != 0) return false;
-  for (int at = 0; at < len; at += 4) {
-    unsigned int bits = 0;
-    int letters = 0;
-    for (; letters < 4 && text[at + letters] != '='; ++letters) {
-      const char* found = std::strchr(kBase64, text[at + letters]);
-      if (!found || !*found) return false;
-      bits |= static_cast<unsigned int>(found - kBase64) << (18 - 6 * letters);
-    }
-    for (int i = 0; i + 1 < letters; ++i) {
-      raw->push_back(static_cast<unsigned char>(bits >> (16 - 8 * i) & 255u));
-    }
-  }
-  return true;
 }
 
 }  // namespace
@@ -242,43 +194,6 @@ int bundle_keyval_get_array_val(bundle_keyval_t* kv, void*** array_val, unsigned
   *array_len = static_cast<unsigned int>(kv->pointers.size());
   *array_element_size = kv->sizes.data();
   return BUNDLE_ERROR_NONE;
-}
-
-int bundle_encode_raw(bundle* b, bundle_raw** r, int* len) {
-  const Entry entry(__func__);
-  if (entry.error != 0) return entry.error;
-  const auto object = FindBundle(b, __func__);
-  if (!object || !r || !len) return BUNDLE_ERROR_INVALID_PARAMETER;
-  return GiveBytes(fake::internal::ToRaw(object->content), r, len);
-}
-
-bundle* bundle_decode_raw(const bundle_raw* r, const int len) {
-  const Entry entry(__func__);
-  if (entry.error != 0) return Refuse(entry.error);
-  fake::internal::BundleContent content;
-  if (!r || len < 0 || !fake::internal::FromRaw(Bytes(r, r + len), &content)) {
-    return Refuse(BUNDLE_ERROR_INVALID_PARAMETER);
-  }
-  return Give(std::move(content));
-}
-
-int bundle_encode(bundle* b, bundle_raw** r, int* len) {
-  const Entry entry(__func__);
-  if (entry.error != 0) return entry.error;
-  const auto object = FindBundle(b, __func__);
-  if (!object || !r || !len) return BUNDLE_ERROR_INVALID_PARAMETER;
-  return GiveBytes(ToText(fake::internal::ToRaw(object->content)), r, len);
-}
-
-bundle* bundle_decode(const bundle_raw* r, const int len) {
-  const Entry entry(__func__);
-  if (entry.error != 0) return Refuse(entry.error);
-  Bytes raw;
-  fake::internal::BundleContent content;
-  if (!r || len < 0 || !FromText(r, len, &raw) || !fake::internal::FromRaw(raw, &content)) {
-    return Refuse(BUNDLE_ERROR_INVALID_PARAMETER);
-  }
-  return Give(std::move(content));
 }
 
 }  // extern "C"

@@ -155,6 +155,20 @@ TEST_F(LogicTimerPlaces, AreWhereTheirCommandStandsWhenTheyStart) {
   EXPECT_EQ(client_.AnsweredUuids(), (Texts{"a", "b", "d"}));
 }
 
+TEST_F(LogicTimerPlaces, EndWithAResultThatComesWhileTheClientHearsOfTheTimeout) {
+  SendAll({"a", "b", "c", "d"});
+  HandlerPeer handler = ConnectAndFetch();
+  handler.Negotiate("c", 10.0);
+  handler.Answer("a");
+  client_.on_response = [&](const support::Response&) {
+    client_.on_response = nullptr;
+    handler.Answer("c");
+  };
+  fake::Advance(3);  // the timer of "b", at whose place "c" is now
+  EXPECT_EQ(client_.AnsweredUuids(), (Texts{"a", "c", "c"}));
+  EXPECT_TRUE(fake::Timers().empty());
+}
+
 TEST_F(LogicTimerPlaces, DoNothingOnceTheListHasGrown) {
   HandlerPeer handler = ConnectAndFetch();
   SendAll({"a", "b", "c", "d"});

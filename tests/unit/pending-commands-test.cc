@@ -26,6 +26,11 @@ class PendingCommands : public support::PlatformTest {
     });
   }
 
+  // The index is the command's.
+  void Start(const std::string& uuid, std::size_t index) {
+    list_->StartTimer(*list_->Find(uuid), index, 2);
+  }
+
   std::vector<std::string> Uuids() {
     std::vector<std::string> uuids;
     list_->ForEach(
@@ -59,14 +64,16 @@ TEST_F(PendingCommands, StayInTheOrderInWhichTheyWereSent) {
 }
 
 TEST_F(PendingCommands, AreNotTouchedWhenOneIsRemovedThatIsNotThere) {
-  Append("a").StartTimer(2);
+  Append("a");
+  Start("a", 0);
   list_->Remove("b");
   EXPECT_EQ(Uuids(), std::vector<std::string>{"a"});
   EXPECT_EQ(fake::Timers().size(), 1u);
 }
 
 TEST_F(PendingCommands, EndTimersThatHaveLostTheirCommandWithTheList) {
-  Append("a").StartTimer(2);
+  Append("a");
+  Start("a", 0);
   list_->Find("a")->SetExpired();
   list_->Remove("a");
   EXPECT_EQ(fake::Timers().size(), 1u);
@@ -75,12 +82,21 @@ TEST_F(PendingCommands, EndTimersThatHaveLostTheirCommandWithTheList) {
 }
 
 TEST_F(PendingCommands, EndSuchTimersOfASpaceThatHasGrownSince) {
-  Append("a").StartTimer(2);
+  Append("a");
+  Start("a", 0);
   list_->Find("a")->SetExpired();
   Append("b");
   EXPECT_EQ(fake::Timers().size(), 1u);
   list_.reset();
   EXPECT_TRUE(fake::Timers().empty());
+}
+
+TEST_F(PendingCommands, RunTheActionOfTheCommandThatIsAtTheIndexWhenATimerFires) {
+  for (const char* uuid : {"a", "b", "c"}) Append(uuid);
+  Start("b", 1);
+  list_->Remove("a");
+  fake::Advance(2);
+  EXPECT_EQ(fired_, std::vector<std::string>{"c"});
 }
 
 }  // namespace

@@ -15,7 +15,7 @@
 #include <thread>
 #include <vector>
 
-#include "api/request-context.h"
+#include "api/pending-commands.h"
 #include "qor_handler_manager.h"
 #include "tizen/thread-utils.h"
 
@@ -76,9 +76,11 @@ class RealLoop : public ::testing::Test {
     for (std::thread& thread : threads) thread.join();
   }
 
-  static api::RequestContext MakeContext(std::function<bool()> action) {
-    return api::RequestContext(rpc_port::stub::Command("uuid", "type", "", 0, {}),
-                               std::move(action));
+  static void SendWithTimer(api::PendingCommands& commands, std::function<bool()> action,
+                            double seconds) {
+    auto& context =
+        commands.Append(rpc_port::stub::Command("uuid", "type", "", 0, {}), std::move(action));
+    commands.StartTimer(context, 0, seconds);
   }
 
  private:
@@ -87,15 +89,13 @@ class RealLoop : public ::testing::Test {
 
 TEST_F(RealLoop, FiresTimersThatAnotherThreadStarted) {
   std::thread::id fired_on;
-  std::optional<api::RequestContext> context;
-  std::thread starter([&] {
-    context.emplace(MakeContext([&fired_on] {
-      fired_on = std::this_thread::get_id();
-      Quit();
-      return false;
-    }));
-    context->StartTimer(0.001);
-  });
+  api::PendingCommands commands;
+  const auto action = [&fired_on] {
+    fired_on = std::this_thread::get_id();
+    Quit();
+    return false;
+  };
+  std::thread starter([&] { SendWithTimer(commands, action, 0.001); });
   Run();
   starter.join();
   EXPECT_EQ(fired_on, std::this_thread::get_id());
@@ -103,17 +103,18 @@ TEST_F(RealLoop, FiresTimersThatAnotherThreadStarted) {
 
 TEST_F(RealLoop, TakesTimersOfManyThreads) {
   std::atomic<int> fired{0};
-  const std::vector<std::function<void()>> parts(4, [&fired] {
+  const auto action = [&fired] {
+    ++fired;
+    return false;
+  };
+  const std::vector<std::function<void()>> parts(4, [&action] {
     for (int i = 0; i < 25; ++i) {
-      api::RequestContext context = MakeContext([&fired] {
-        ++fired;
-        return false;
-      });
-      context.StartTimer(1000);
+      api::PendingCommands commands;
+      SendWithTimer(commands, action, 1000);
+      api::RequestContext& context = *commands.Find("uuid");
       context.SetTimeout(2000);
-      const api::RequestContext copy = context;
       context.StopTimer();
-      context.StartTimer(1000);
+      commands.StartTimer(context, 0, 1000);
     }
   });
   RunBeside(parts);
@@ -138,10 +139,12 @@ TEST_F(RealLoop, RunsCallsOfManyThreadsOneAfterAnother) {
 }
 
 TEST_F(RealLoop, EndsTimersAfterEcoreHasShutDown) {
-  std::optional<api::RequestContext> context(MakeContext([] { return false; }));
-  context->StartTimer(1000);
-  EXPECT_EQ(ecore_shutdown(), 0);
-  context.reset();
+  {
+    api::PendingCommands commands;
+    SendWithTimer(
+        commands, [] { return false; }, 1000);
+    EXPECT_EQ(ecore_shutdown(), 0);
+  }
   EXPECT_EQ(ecore_init(), 1);
 }
 

@@ -11,49 +11,53 @@ namespace {
 
 class RequestContext : public support::PlatformTest {
  protected:
-  api::RequestContext Make() {
-    return api::RequestContext(rpc_port::stub::Command("uuid", "type", "payload", 7, {}), [this] {
+  void TearDown() override {
+    context_.reset();
+    timers_.reset();
+    PlatformTest::TearDown();
+  }
+
+  void Make(std::optional<api::RequestContext>& context) {
+    context.emplace(rpc_port::stub::Command("uuid", "type", "payload", 7, {}), [this] {
       ++fired_;
       return false;
     });
   }
 
+  // Starts a timer that runs the context's own action while there is a context.
+  void Start(std::optional<api::RequestContext>& context, double seconds) {
+    context->StartTimer(seconds, *timers_,
+                        [&context] { return context ? &context->Timer() : nullptr; });
+  }
+
+  std::optional<EcoreTimerGroup> timers_ = std::make_optional<EcoreTimerGroup>();
+  std::optional<api::RequestContext> context_;
   int fired_ = 0;
 };
 
 TEST_F(RequestContext, RunsItsActionWhenItsTimerFires) {
-  api::RequestContext context = Make();
-  context.StartTimer(2);
+  Make(context_);
+  Start(context_, 2);
   fake::Advance(2);
   EXPECT_EQ(fired_, 1);
   EXPECT_TRUE(fake::Timers().empty());
 }
 
-TEST_F(RequestContext, SharesItsTimerWithACopy) {
-  api::RequestContext context = Make();
-  context.StartTimer(2);
-  api::RequestContext copy = context;
-  EXPECT_EQ(copy.GetCommand().payload, "payload");
-  copy.StopTimer();
+TEST_F(RequestContext, DeletesATimerThatWasStoppedOnce) {
+  Make(context_);
+  Start(context_, 2);
+  context_->StopTimer();
+  context_->StopTimer();
+  context_.reset();
   EXPECT_TRUE(fake::Timers().empty());
-  context.StopTimer();
   EXPECT_EQ(fake::CallCount("ecore_timer_del"), 1);
 }
 
-TEST_F(RequestContext, TakesTheTimerAlongWhenACopyEnds) {
-  api::RequestContext context = Make();
-  context.StartTimer(2);
-  { const api::RequestContext copy = context; }
-  EXPECT_TRUE(fake::Timers().empty());
-  fake::Advance(5);
-  EXPECT_EQ(fired_, 0);
-}
-
 TEST_F(RequestContext, LeavesAnExpiredTimerThatThenDoesNothing) {
-  std::optional<api::RequestContext> context(Make());
-  context->StartTimer(2);
-  context->SetExpired();
-  context.reset();
+  Make(context_);
+  Start(context_, 2);
+  context_->SetExpired();
+  context_.reset();
   EXPECT_EQ(fake::Timers().size(), 1u);
   fake::Advance(2);
   EXPECT_EQ(fired_, 0);
@@ -61,32 +65,25 @@ TEST_F(RequestContext, LeavesAnExpiredTimerThatThenDoesNothing) {
 }
 
 TEST_F(RequestContext, LeavesTheClientsCountOfEcoreAlone) {
-  api::RequestContext context = Make();
-  context.StartTimer(2);
+  Make(context_);
+  Start(context_, 2);
   EXPECT_EQ(fake::LoopUsers(), 1);
-  context.StopTimer();
+  context_->StopTimer();
   EXPECT_EQ(fake::LoopUsers(), 1);
 }
 
 TEST_F(RequestContext, ForgetsItsTimerWhenEcoreIsDown) {
-  api::RequestContext stopped = Make();
-  stopped.StartTimer(2);
-  {
-    api::RequestContext destroyed = Make();
-    destroyed.StartTimer(2);
-    EXPECT_EQ(ecore_shutdown(), 0);
-  }
-  stopped.StopTimer();
+  Make(context_);
+  Start(context_, 2);
+  std::optional<api::RequestContext> destroyed;
+  Make(destroyed);
+  Start(destroyed, 2);
+  EXPECT_EQ(ecore_shutdown(), 0);
+  destroyed.reset();
+  context_->StopTimer();
   EXPECT_EQ(fake::CallCount("ecore_timer_del"), 0);
   EXPECT_EQ(fake::Faults(), std::vector<std::string>{});
   EXPECT_EQ(fake::LoopUsers(), 0);
-}
-
-TEST_F(RequestContext, KeepsTheSentFlagInACopy) {
-  api::RequestContext context = Make();
-  EXPECT_FALSE(api::RequestContext(context).IsSent());
-  context.SetSent();
-  EXPECT_TRUE(api::RequestContext(context).IsSent());
 }
 
 }  // namespace

@@ -9,16 +9,13 @@
 #include <cstdlib>
 #include <cstring>
 
-#include "platform/linux/bundle/base64.h"
 #include "platform/linux/bundle/codec.h"
 #include "platform/linux/bundle/guard.h"
 #include "platform/linux/bundle/values.h"
 
-using platform::bundle::FromBase64;
 using platform::bundle::FromRaw;
 using platform::bundle::Guarded;
 using platform::bundle::Succeeds;
-using platform::bundle::ToBase64;
 using platform::bundle::ToRaw;
 
 namespace {
@@ -46,33 +43,11 @@ EXPORT_API int bundle_encode_raw(bundle* b, bundle_raw** r, int* len) {
   });
 }
 
-EXPORT_API int bundle_encode(bundle* b, bundle_raw** r, int* len) {
-  if (b == nullptr || r == nullptr || len == nullptr) return BUNDLE_ERROR_INVALID_PARAMETER;
-  return Guarded([&] {
-    const auto raw = ToRaw(*b);
-    if (raw.empty()) return static_cast<int>(BUNDLE_ERROR_OUT_OF_MEMORY);
-    const std::string text = ToBase64(raw);
-    return HandOut(text.data(), text.size(), r, len);
-  });
-}
-
 EXPORT_API bundle* bundle_decode_raw(const bundle_raw* r, const int len) {
   bundle* decoded = nullptr;
   Succeeds([&] {
     if (r == nullptr || len <= 0) return BUNDLE_ERROR_INVALID_PARAMETER;
     decoded = FromRaw(r, static_cast<size_t>(len)).release();
-    return decoded == nullptr ? BUNDLE_ERROR_INVALID_PARAMETER : BUNDLE_ERROR_NONE;
-  });
-  return decoded;
-}
-
-EXPORT_API bundle* bundle_decode(const bundle_raw* r, const int len) {
-  bundle* decoded = nullptr;
-  Succeeds([&] {
-    if (r == nullptr || len <= 0) return BUNDLE_ERROR_INVALID_PARAMETER;
-    const auto raw = FromBase64(r, static_cast<size_t>(len));
-    if (!raw) return BUNDLE_ERROR_INVALID_PARAMETER;
-    decoded = FromRaw(raw->data(), raw->size()).release();
     return decoded == nullptr ? BUNDLE_ERROR_INVALID_PARAMETER : BUNDLE_ERROR_NONE;
   });
   return decoded;

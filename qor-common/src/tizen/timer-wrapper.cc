@@ -17,21 +17,20 @@ bool IsEcoreUp() {
 
 }  // namespace
 
-// One timer of the main loop, shared by all wrappers that hold its handle. Keeps itself alive while
-// it runs, for the loop to call.
+// One timer of the main loop. Keeps itself alive while it runs, for the loop to call.
 struct EcoreTimerGroup::Timer {
   Ecore_Timer* handle = nullptr;
-  std::shared_ptr<const TimerPlace> place;
+  EcoreTimerWrapper::Occupant occupant;
   std::shared_ptr<Timer> self;
   // Position in the group's list; `link` is the pointer that refers to this timer.
   Timer* next = nullptr;
   Timer** link = nullptr;
 
-  void Join(EcoreTimerGroup* group) {
-    next = group->first_;
+  void Join(EcoreTimerGroup& group) {
+    next = group.first_;
     if (next != nullptr) next->link = &next;
-    link = &group->first_;
-    group->first_ = this;
+    link = &group.first_;
+    group.first_ = this;
   }
 
   void Delete() { DeleteIn(IsEcoreUp()); }
@@ -45,11 +44,8 @@ struct EcoreTimerGroup::Timer {
   // The handle is no longer valid.
   void Forget() {
     handle = nullptr;
-    if (link != nullptr) {
-      *link = next;
-      if (next != nullptr) next->link = link;
-      link = nullptr;
-    }
+    *link = next;
+    if (next != nullptr) next->link = link;
     self.reset();
   }
 };
@@ -62,37 +58,15 @@ EcoreTimerGroup::~EcoreTimerGroup() {
   });
 }
 
-// Where a wrapper itself is, for as long as it lives.
-class EcoreTimerWrapper::OwnPlace : public TimerPlace {
- public:
-  explicit OwnPlace(const EcoreTimerWrapper* wrapper) : wrapper_(wrapper) {}
-
-  const EcoreTimerWrapper* Occupant() const override { return wrapper_; }
-  void Leave() { wrapper_ = nullptr; }
-
- private:
-  const EcoreTimerWrapper* wrapper_;
-};
-
 EcoreTimerWrapper::EcoreTimerWrapper(std::function<bool()> task) { SetTask(std::move(task)); }
 
-EcoreTimerWrapper::EcoreTimerWrapper(const EcoreTimerWrapper& other)
-    : task_(other.task_), timer_(other.timer_), expired_(other.expired_) {}
-
-EcoreTimerWrapper::~EcoreTimerWrapper() {
-  End();
-  if (own_place_) own_place_->Leave();
-}
-
-bool EcoreTimerWrapper::Start(double seconds, std::shared_ptr<const TimerPlace> place,
-                              EcoreTimerGroup* group) {
+bool EcoreTimerWrapper::Start(double seconds, EcoreTimerGroup& group, Occupant occupant) {
   Stop();
-  if (!place && !own_place_) own_place_ = std::make_shared<OwnPlace>(this);
   auto timer = std::make_shared<Timer>();
-  timer->place = place ? std::move(place) : own_place_;
+  timer->occupant = std::move(occupant);
   timer->handle = ecore_timer_add(seconds, EcoreTaskCb, timer.get());
   if (timer->handle == nullptr) return false;
-  if (group != nullptr) timer->Join(group);
+  timer->Join(group);
   timer->self = timer;
   timer_ = std::move(timer);
   return true;
@@ -126,7 +100,7 @@ Eina_Bool EcoreTimerWrapper::EcoreTaskCb(void* data) {
   // The task may delete this very timer, or the wrapper and the task itself.
   const std::shared_ptr<Timer> timer = static_cast<Timer*>(data)->self;
   const bool keep = tizen::GuardCallback(__FILE__, __FUNCTION__, __LINE__, false, [&timer] {
-    const EcoreTimerWrapper* occupant = timer->place->Occupant();
+    const EcoreTimerWrapper* occupant = timer->occupant();
     if (occupant == nullptr) return false;
     const auto task = occupant->task_;
     return (*task)();

@@ -9,16 +9,6 @@
 #include <functional>
 #include <memory>
 
-class EcoreTimerWrapper;
-
-// Where a timer is bound to: a place which wrappers may come to occupy one after another.
-class TimerPlace {
- public:
-  virtual ~TimerPlace() = default;
-  // Who is there now; null while nobody is.
-  virtual const EcoreTimerWrapper* Occupant() const = 0;
-};
-
 // The running timers of one owner, including those that no wrapper refers to.
 class EcoreTimerGroup {
  public:
@@ -36,15 +26,13 @@ class EcoreTimerGroup {
   Timer* first_ = nullptr;
 };
 
-// A timer on the main loop together with what it does when it fires.
+// A timer on the main loop together with the task that it is for.
 //
-// Copies share one timer. Whoever deletes it deletes it for all of them: their handles become empty
-// at once, so a handle that the loop may have given to a newer timer never reaches it. A timer is
-// bound to the place from which it was started, not to the wrapper: when it fires, it runs the task
-// of whichever wrapper then occupies that place, and nothing while nobody does.
+// When a timer fires it runs the task of its occupant: the wrapper that is found at that time,
+// which may be another one than the wrapper that started it, or none.
 //
-// A timer may outlive its wrappers: one that is marked as expired is left to the main loop even
-// when another timer has run its task. The group that it was started in deletes it at the latest.
+// A timer may outlive its wrapper: one that is marked as expired is left to the main loop even when
+// another timer has run its task. The group that it was started in deletes it at the latest.
 //
 // Ecore deletes all its timers when it shuts down; one that ends after that is only forgotten,
 // since its handle must not reach an Ecore that is down.
@@ -52,17 +40,19 @@ class EcoreTimerGroup {
 // Start(), Stop() and SetInterval() are called on the main loop's thread.
 class EcoreTimerWrapper {
  public:
+  // Finds the wrapper whose task a timer runs; null when there is none. Called on the main loop's
+  // thread.
+  using Occupant = std::function<const EcoreTimerWrapper*()>;
+
   explicit EcoreTimerWrapper(std::function<bool()> task);
-  EcoreTimerWrapper(const EcoreTimerWrapper& other);
+  EcoreTimerWrapper(const EcoreTimerWrapper&) = delete;
   EcoreTimerWrapper& operator=(const EcoreTimerWrapper&) = delete;
   // Deletes the timer, on the main loop's thread, unless it is marked as expired.
-  ~EcoreTimerWrapper();
+  ~EcoreTimerWrapper() { End(); }
 
-  // Replaces the timer by a new one, bound to `place`, or to this very wrapper where that is null,
-  // and a member of `group` where that is not null. False, without a timer, when the platform gives
-  // none.
-  bool Start(double seconds, std::shared_ptr<const TimerPlace> place = nullptr,
-             EcoreTimerGroup* group = nullptr);
+  // Replaces the timer by a new one, which belongs to `group`. False, without a timer, when the
+  // platform gives none.
+  bool Start(double seconds, EcoreTimerGroup& group, Occupant occupant);
   void Stop();
   // What the destructor does to the timer; from any thread.
   void End();
@@ -80,14 +70,11 @@ class EcoreTimerWrapper {
 
  private:
   using Timer = EcoreTimerGroup::Timer;
-  class OwnPlace;
 
-  // Shared, so that neither copying a wrapper nor running its task needs memory.
+  // Shared, so that running it needs no memory: a task may end its own wrapper.
   std::shared_ptr<const std::function<bool()>> task_;
   std::shared_ptr<Timer> timer_;
   bool expired_ = false;
-  // None before the first timer that is bound to it.
-  std::shared_ptr<OwnPlace> own_place_;
 };
 
 #endif
