@@ -63,5 +63,23 @@ TEST_F(Answers, OfAnApplicationThatIsNoHandlerReachNobody) {
   EXPECT_EQ(ResultsOf("secret"), std::vector<std::string>());
 }
 
+TEST_F(Answers, WithAnExtensionThatIsNotANumberLeaveTheTimersOfOthersRunning) {
+  constexpr int kTimeout = 1000;
+  StopAgent();
+  StartAgent(kTimeout, kTimeout);
+  Peer thief(InstallAttacker(kThief));
+  Attach(thief);
+  ASSERT_EQ(TheAgent().Send("bait", kThief, ""), 0);
+  ASSERT_EQ(thief.Ask("next"), "bait org.example.thief");
+  for (const char* seconds : {"nan", "-nan"}) {
+    EXPECT_EQ(thief.Ask(std::string("ask bait ") + seconds), "told false");
+  }
+  Peer victim(InstallAttacker(kVictim));
+  Attach(victim);
+  ASSERT_EQ(TheAgent().Send("secret", kVictim, ""), 0);
+  EXPECT_EQ(AwaitResponse("bait").status, QOR_REQUEST_STATUS_FAILED);
+  EXPECT_EQ(AwaitResponse("secret").status, QOR_REQUEST_STATUS_FAILED);
+}
+
 }  // namespace
 }  // namespace security

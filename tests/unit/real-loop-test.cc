@@ -16,6 +16,7 @@
 #include <vector>
 
 #include "api/request-context.h"
+#include "extreme-numbers.h"
 #include "qor_handler_manager.h"
 #include "tizen/thread-utils.h"
 
@@ -118,6 +119,25 @@ TEST_F(RealLoop, TakesTimersOfManyThreads) {
   });
   RunBeside(parts);
   EXPECT_EQ(fired, 0);
+}
+
+// The platform's timers are one list in order of time, so an interval of one may stop all.
+TEST_F(RealLoop, FiresTimersBesideExtremeIntervals) {
+  std::vector<double> intervals = support::kNaNs;
+  intervals.insert(intervals.end(), support::kExtremeDoubles.begin(),
+                   support::kExtremeDoubles.end());
+  for (const double seconds : intervals) {
+    api::RequestContext other = MakeContext([] {
+      Quit();
+      return false;
+    });
+    other.StartTimer(0.001);
+    api::RequestContext extreme = MakeContext([] { return false; });
+    extreme.StartTimer(1000);
+    extreme.SetTimeout(seconds);
+    Run();
+    ASSERT_FALSE(HasFailure()) << seconds;
+  }
 }
 
 TEST_F(RealLoop, RunsCallsOfManyThreadsOneAfterAnother) {

@@ -3,6 +3,8 @@
 
 #include "tizen/timer-wrapper.h"
 
+#include <cmath>
+
 #include "tizen/callback-guard.h"
 #include "tizen/thread-utils.h"
 
@@ -87,6 +89,7 @@ EcoreTimerWrapper::~EcoreTimerWrapper() {
 bool EcoreTimerWrapper::Start(double seconds, std::shared_ptr<const TimerPlace> place,
                               EcoreTimerGroup* group) {
   Stop();
+  if (std::isnan(seconds)) return false;
   if (!place && !own_place_) own_place_ = std::make_shared<OwnPlace>(this);
   auto timer = std::make_shared<Timer>();
   timer->place = place ? std::move(place) : own_place_;
@@ -109,6 +112,7 @@ void EcoreTimerWrapper::Stop() {
 }
 
 void EcoreTimerWrapper::SetInterval(double seconds) {
+  if (std::isnan(seconds)) return;
   // The platform ignores a missing timer.
   Ecore_Timer* handle = timer_ ? timer_->handle : nullptr;
   ecore_timer_interval_set(handle, seconds);

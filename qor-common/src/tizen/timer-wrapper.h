@@ -60,13 +60,13 @@ class EcoreTimerWrapper {
 
   // Replaces the timer by a new one, bound to `place`, or to this very wrapper where that is null,
   // and a member of `group` where that is not null. False, without a timer, when the platform gives
-  // none.
+  // none or the seconds are NaN, which stops Ecore's other timers.
   bool Start(double seconds, std::shared_ptr<const TimerPlace> place = nullptr,
              EcoreTimerGroup* group = nullptr);
   void Stop();
   // What the destructor does to the timer; from any thread.
   void End();
-  // Changes the period and counts it from now. Without a timer nothing happens.
+  // Changes the period and counts it from now. Without a timer, or for NaN, nothing happens.
   void SetInterval(double seconds);
 
   // The timer has fired and is left to the main loop, which deletes it when its callback says so.
