@@ -13,7 +13,8 @@
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
   const std::string path = fuzz::WriteFile("handler.yaml", fuzz::TextOf(data, size));
   const auto types = handlers::HandlerConfig::FromYaml(path).RequestTypes();
-  const inspect::ConfigFile file = inspect::ReadConfigFile(path, "handler.yaml");
+  handlers::PackageConfigs package;
+  const inspect::ConfigFile file = inspect::ReadConfigFile(path, "handler.yaml", package);
   fuzz::Require(file.request_types == std::set<std::string>(types.begin(), types.end()),
                 "the tool sees the request types that the library takes");
   fuzz::Require(types.empty() == !file.obstacles.empty(),

@@ -13,7 +13,8 @@ namespace {
 class ConfigFiles : public ScratchTest {
  protected:
   ConfigFile Read(const std::string& text) const {
-    return ReadConfigFile(Write("handler.yaml", text), "pkg/handler.yaml");
+    handlers::PackageConfigs package;
+    return ReadConfigFile(Write("handler.yaml", text), "pkg/handler.yaml", package);
   }
   // The one obstacle of a file that has no request type, as text.
   std::string Obstacle(const std::string& text) const {
@@ -75,7 +76,8 @@ TEST_F(ConfigFiles, FindADashWithoutATextBeforeAnyComment) {
 
 TEST_F(ConfigFiles, NameAFolder) {
   std::filesystem::create_directory(Folder() + "/folder");
-  const auto config = ReadConfigFile(Folder() + "/folder", "folder");
+  handlers::PackageConfigs package;
+  const auto config = ReadConfigFile(Folder() + "/folder", "folder", package);
   ASSERT_EQ(config.obstacles.size(), 1u);
   EXPECT_EQ(ToText(config.obstacles[0]), "folder: a folder, not a configuration file");
 }
