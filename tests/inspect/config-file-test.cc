@@ -67,6 +67,22 @@ TEST_F(ConfigFiles, NameWhatIsTooLong) {
             "pkg/handler.yaml: the request types are together longer than 1048576 bytes");
 }
 
+TEST_F(ConfigFiles, NameWhatWeighsTooMuch) {
+  const std::string too_much =
+      "pkg/handler.yaml: the configuration files of the package weigh more than 1114112 together "
+      "(1 for each byte, and 20 for each line or indicator)";
+  EXPECT_EQ(Obstacle("request-types: [" + std::string(60'000, ',') + "]"), too_much);
+  // With those of the package's other applications.
+  handlers::PackageConfigs package;
+  const std::string path =
+      Write("handler.yaml", "request-types: [" + std::string(30'000, ',') + "]");
+  EXPECT_FALSE(ReadConfigFile(path, "pkg/handler.yaml", package).request_types.empty());
+  const ConfigFile second = ReadConfigFile(path, "pkg/handler.yaml", package);
+  EXPECT_TRUE(second.request_types.empty());
+  ASSERT_EQ(second.obstacles.size(), 1u);
+  EXPECT_EQ(ToText(second.obstacles[0]), too_much);
+}
+
 TEST_F(ConfigFiles, FindADashWithoutATextBeforeAnyComment) {
   const ConfigFile config =
       Read("request-types:\n  - a\n  - #" + std::string(500'000, '#') + "\n  # more\n\n");
