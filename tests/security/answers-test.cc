@@ -49,6 +49,24 @@ TEST_F(Answers, ByAnotherHandlerAreToldButEndNoCommandOfTheOther) {
   ExpectUnharmed();
 }
 
+TEST_F(Answers, ThatAreCutShortEndOnlyTheOwnCommand) {
+  Peer victim(InstallAttacker(kVictim));
+  Peer thief(InstallAttacker(kThief));
+  Attach(victim);
+  Attach(thief);
+  ASSERT_EQ(TheAgent().Send("secret", kVictim, ""), 0);
+  ASSERT_EQ(TheAgent().Send("bait", kThief, ""), 0);
+  EXPECT_EQ(thief.Ask("next"), "bait org.example.thief");
+  EXPECT_EQ(thief.Ask("begin-result bait"), "told true");
+  const auto response = AwaitResponse("bait");
+  EXPECT_EQ(response.status, QOR_REQUEST_STATUS_SUCCESS);
+  EXPECT_EQ(response.result, "");
+  EXPECT_EQ(response.error, "");
+  EXPECT_EQ(thief.Ask("ask bait 60"), "told false");
+  EXPECT_EQ(victim.Ask("ask secret 60"), "told true");
+  ExpectUnharmed();
+}
+
 TEST_F(Answers, OfAnApplicationThatIsNoHandlerReachNobody) {
   Peer victim(InstallAttacker(kVictim));
   Attach(victim);
