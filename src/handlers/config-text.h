@@ -16,9 +16,8 @@ inline constexpr std::size_t kLongestConfig = std::size_t{1} << 20;
 
 // What the configurations that one package's applications use may weigh together, so that no
 // package holds up the main loop: each byte weighs 1, and each that may end a line or begin a node
-// kIndicatorWeight more, for it takes the YAML library so much longer. No more than 65536
-// indicators.
-inline constexpr std::size_t kIndicatorWeight = 20;
+// kIndicatorWeight more, for it takes the YAML library so much longer.
+inline constexpr std::size_t kIndicatorWeight = 32;
 inline constexpr std::size_t kMaxConfigWeight = 1114112;
 
 // A limit is exceeded.

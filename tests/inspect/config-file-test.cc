@@ -70,12 +70,12 @@ TEST_F(ConfigFiles, NameWhatIsTooLong) {
 TEST_F(ConfigFiles, NameWhatWeighsTooMuch) {
   const std::string too_much =
       "pkg/handler.yaml: the configuration files of the package weigh more than 1114112 together "
-      "(1 for each byte, and 20 for each line or indicator)";
-  EXPECT_EQ(Obstacle("request-types: [" + std::string(60'000, ',') + "]"), too_much);
+      "(1 for each byte, and 32 for each line or indicator)";
+  EXPECT_EQ(Obstacle("request-types: [" + std::string(40'000, ',') + "]"), too_much);
   // With those of the package's other applications.
   handlers::PackageConfigs package;
   const std::string path =
-      Write("handler.yaml", "request-types: [" + std::string(30'000, ',') + "]");
+      Write("handler.yaml", "request-types: [" + std::string(20'000, ',') + "]");
   EXPECT_FALSE(ReadConfigFile(path, "pkg/handler.yaml", package).request_types.empty());
   const ConfigFile second = ReadConfigFile(path, "pkg/handler.yaml", package);
   EXPECT_TRUE(second.request_types.empty());

@@ -24,7 +24,7 @@ namespace fs = std::filesystem;
 constexpr char kFileName[] = "tizen-manifest.xml";
 constexpr size_t kMaxManifestSize = 1024 * 1024;
 // Whoever listens to package events looks at each of them.
-constexpr size_t kMaxApplications = 32;
+constexpr size_t kMaxApplications = 16;
 constexpr size_t kMaxPackageIdLength = 49;
 // An application's socket is named after it, and socket addresses are short.
 constexpr size_t kMaxAppIdLength = 79;

@@ -198,7 +198,7 @@ TEST_F(Manifest, NamesTheRealFileOfAnExecutableThatIsALink) {
 }
 
 TEST_F(Manifest, RejectsTooManyApplications) {
-  constexpr int kMost = 32;
+  constexpr int kMost = 16;
   const std::string folder = Folder() + "/package";
   const auto manifest_of = [&folder](int applications) {
     std::string text = Lines({kOpen});
@@ -217,7 +217,7 @@ TEST_F(Manifest, RejectsTooManyApplications) {
     ADD_FAILURE() << "not rejected";
   } catch (const PackageRefused& refusal) {
     EXPECT_EQ(std::string(refusal.what()),
-              "shown/tizen-manifest.xml:34: the package has more than 32 applications");
+              "shown/tizen-manifest.xml:18: the package has more than 16 applications");
   }
 }
 
