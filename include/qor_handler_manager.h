@@ -133,7 +133,8 @@ typedef void (*qor_handler_manager_response_cb)(const char* uuid, qor_request_st
  *
  * \param handler_id  the handler's application id
  * \param uuid        the command's
- * \param seconds     how many it asks for, counted from now
+ * \param seconds     how many it asks for, counted from now: any number, also a negative or an
+ *                    infinite one, but never NaN, which the library refuses by itself
  * \param user_data   as given to qor_handler_manager_set_negotiate_request_cb()
  * \return 1 to refuse; anything else grants it, as does having no callback */
 typedef int (*qor_handler_manager_negotiate_request_cb)(const char* handler_id, const char* uuid,

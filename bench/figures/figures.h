@@ -22,6 +22,8 @@ void MeasureConnected(Report& report);
 
 // Commands to one handler while another does what none should, and the main loop's longest turn.
 void MeasureHostile(Report& report);
+// Part of it: how long the agent reads a package that was made to take long.
+void MeasureHostilePackages(Report& report);
 
 // The library's start among 10,000 installed packages, and what a registered handler costs.
 void MeasureStart(Report& report);

@@ -5,7 +5,6 @@
 #include <poll.h>
 #include <sched.h>
 #include <sys/socket.h>
-#include <time.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -23,6 +22,7 @@
 #include "support/child-process.h"
 #include "support/package-root.h"
 #include "support/temporary-folder.h"
+#include "support/turns.h"
 #include "support/worker.h"
 
 namespace bench {
@@ -37,45 +37,6 @@ constexpr double kMicrosecondsToEnd = 20e6;
 // Less than a connection lets wait.
 constexpr std::size_t kUnread = 200;
 constexpr std::size_t kUnreadBytes = std::size_t{64} * 1024;
-
-// The longest that the main loop worked before it looked at its descriptors again: time on the
-// processor, because the attacker has its own share of the only core.
-class Turns {
- public:
-  Turns() {
-    ecore_idle_exiter_add(
-        [](void* self) -> Eina_Bool {
-          static_cast<Turns*>(self)->start_ = Now();
-          return ECORE_CALLBACK_RENEW;
-        },
-        this);
-    ecore_idle_enterer_add(
-        [](void* data) -> Eina_Bool {
-          auto* self = static_cast<Turns*>(data);
-          const double now = Now();
-          self->longest_ = std::max(self->longest_, now - self->start_);
-          self->start_ = now;
-          return ECORE_CALLBACK_RENEW;
-        },
-        this);
-  }
-  void Begin() {
-    start_ = Now();
-    longest_ = 0;
-  }
-  // In milliseconds.
-  double Longest() const { return longest_; }
-
- private:
-  static double Now() {
-    timespec time{};
-    clock_gettime(CLOCK_THREAD_CPUTIME_ID, &time);
-    return static_cast<double>(time.tv_sec) * 1e3 + static_cast<double>(time.tv_nsec) / 1e6;
-  }
-
-  double start_ = 0;
-  double longest_ = 0;
-};
 
 // What the attacker computes is not to be what others wait for.
 void LeaveThisCore() {
@@ -227,6 +188,7 @@ void MeasureHostile(Report& report) {
     report.Add(
         {name + ": longest turn of the main loop", "ms", SpreadOf(turns[i]), AtMost(10), ""});
   }
+  MeasureHostilePackages(report);
 }
 
 }  // namespace bench

@@ -3,6 +3,7 @@
 
 #include "api/logic.h"
 
+#include <cmath>
 #include <utility>
 
 #include "api/handler-info.h"
@@ -96,6 +97,8 @@ void Logic::OnDisconnected(const HandlerId& handler_id) {
 
 bool Logic::NegotiateTimeout(const HandlerId& handler_id, const std::string& uuid, double timeout) {
   if (!FindCmdId(handler_id, uuid)) return false;
+  // A timer with such an interval would stop the other timers of the main loop.
+  if (std::isnan(timeout)) return false;
   if (negotiation_cb_ != nullptr &&
       negotiation_cb_(handler_id.c_str(), uuid.c_str(), timeout, negotiation_user_data_) ==
           kNegotiationRefused) {

@@ -51,9 +51,10 @@ class AppControl {
 
 }  // namespace
 
-AppHandler::AppHandler(std::string app_id, std::weak_ptr<ipc::ServiceManager> service_manager)
+AppHandler::AppHandler(std::string app_id, std::weak_ptr<ipc::ServiceManager> service_manager,
+                       PackageConfigs* configs)
     : app_id_(std::move(app_id)), service_manager_(std::move(service_manager)) {
-  LoadDataFromManifest();
+  LoadDataFromManifest(configs);
 }
 
 AppHandler::AppHandler(const json::Value& json, std::weak_ptr<ipc::ServiceManager> service_manager)
@@ -101,13 +102,15 @@ bool AppHandler::Compare(std::shared_ptr<BaseHandler> other) {
   return app && app->Id() == Id();
 }
 
-void AppHandler::LoadDataFromManifest() {
+void AppHandler::LoadDataFromManifest(PackageConfigs* configs) {
   const tizen::AppInfo app(app_id_);
   const tizen::PackageInfo package = app.Package();
   const auto metadata = app.Metadata();
 
   if (const std::string* path = FindValue(metadata, tizen::kCommandHandlerPath)) {
-    const auto config = HandlerConfig::FromYaml(package.RootPath() + "/" + *path);
+    PackageConfigs own;
+    const auto config = HandlerConfig::FromYaml(package.RootPath() + "/" + *path,
+                                                configs != nullptr ? *configs : own);
     for (const auto& type : config.RequestTypes()) AddRequestType(type);
   }
 

@@ -15,12 +15,16 @@ class ServiceManager;
 
 namespace handlers {
 
+class PackageConfigs;
+
 // An installed application that serves request types.
 class AppHandler : public BaseHandler {
  public:
   // Takes request types and priority from the application's manifest. Throws tizen::Exception when
-  // the platform does not know the application.
-  AppHandler(std::string app_id, std::weak_ptr<ipc::ServiceManager> service_manager);
+  // the platform does not know the application. `configs` are those of the application's package;
+  // none stand for those of this application alone.
+  AppHandler(std::string app_id, std::weak_ptr<ipc::ServiceManager> service_manager,
+             PackageConfigs* configs = nullptr);
   // Takes application id and request types from the stored form; the priority stays 0.
   AppHandler(const json::Value& json, std::weak_ptr<ipc::ServiceManager> service_manager);
 
@@ -31,7 +35,7 @@ class AppHandler : public BaseHandler {
   bool Compare(std::shared_ptr<BaseHandler> other) override;
 
   // Adds the request types of the handler configuration file and sets the priority.
-  void LoadDataFromManifest();
+  void LoadDataFromManifest(PackageConfigs* configs = nullptr);
 
  private:
   std::string app_id_;

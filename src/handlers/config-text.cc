@@ -31,20 +31,76 @@ File OpenFile(const std::string& path) {
   return file;
 }
 
+bool IsBlank(char c) { return c == ' ' || c == '\t' || c == '\r' || c == '\n' || c == '\0'; }
+
+bool IsIndicator(char c, char next) {
+  switch (c) {
+    case '\n':
+    case '\r':
+    case ',':
+    case '[':
+    case ']':
+    case '{':
+    case '}':
+    case ':':
+    case '?':
+    case '&':
+    case '*':
+    case '!':
+    case '|':
+    case '>':
+    case '%':
+    case '"':
+    case '\'':
+      return true;
+    case '-':
+      return IsBlank(next);
+    default:
+      return false;
+  }
+}
+
+// UTF-16 and UTF-32, as the YAML library tells them.
+bool HasWideCharacters(const std::string& text) {
+  return text.compare(0, 2, "\xFE\xFF") == 0 || text.compare(0, 2, "\xFF\xFE") == 0 ||
+         text.find('\0') < sizeof(char32_t);
+}
+
 }  // namespace
 
-YAML::Node LoadConfigText(const std::string& path) {
+std::string ReadConfigText(const std::string& path) {
   const File file = OpenFile(path);
   std::string text;
   char block[4096];
   while (const std::size_t count = file ? std::fread(block, 1, sizeof block, file.get()) : 0) {
     text.append(block, count);
-    if (text.size() > kLongestConfig) throw ConfigTooLong("the file is");
+    if (text.size() > kLongestConfig) {
+      throw ConfigTooLong("the file is longer than " + std::to_string(kLongestConfig) + " bytes");
+    }
   }
   if (!file || std::ferror(file.get()) != 0) {
     throw YAML::Exception(YAML::Mark::null_mark(), "the file cannot be read");
   }
-  return YAML::Load(text);
+  return text;
+}
+
+std::size_t ConfigWeight(const std::string& text) {
+  std::size_t weight = text.size();
+  for (std::size_t i = 0; i < text.size(); ++i) {
+    // A std::string ends with a NUL that may be read.
+    if (IsIndicator(text[i], text[i + 1])) weight += kIndicatorWeight;
+  }
+  // Wide characters are converted first, and may become longer by that.
+  return HasWideCharacters(text) ? 2 * weight : weight;
+}
+
+void TakeConfigWeight(std::size_t weight, std::size_t& left) {
+  if (weight > left) {
+    throw ConfigTooLong("the configuration files of the package weigh more than " +
+                        std::to_string(kMaxConfigWeight) + " together (1 for each byte, and " +
+                        std::to_string(kIndicatorWeight) + " for each line or indicator)");
+  }
+  left -= weight;
 }
 
 }  // namespace handlers

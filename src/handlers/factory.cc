@@ -32,8 +32,8 @@ std::shared_ptr<BaseHandler> Factory::CreateHandler(std::string_view type,
   throw InvalidOperation(__FILE__, __LINE__, "Unsupported handler type");
 }
 
-std::shared_ptr<AppHandler> Factory::CreateAppHandler(std::string app_id) {
-  return std::make_shared<AppHandler>(std::move(app_id), service_manager_);
+std::shared_ptr<AppHandler> Factory::CreateAppHandler(std::string app_id, PackageConfigs* configs) {
+  return std::make_shared<AppHandler>(std::move(app_id), service_manager_, configs);
 }
 
 }  // namespace handlers

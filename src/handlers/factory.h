@@ -13,6 +13,8 @@
 
 namespace handlers {
 
+class PackageConfigs;
+
 // Makes handler records, by the type names of the database file or from application ids.
 class Factory {
  public:
@@ -24,8 +26,10 @@ class Factory {
   // A record from its stored form. Throws InvalidOperation for an unknown type name.
   std::shared_ptr<BaseHandler> CreateHandler(std::string_view type, const json::Value& json);
   // A record from the application's manifest. Throws tizen::Exception when the platform does not
-  // know the application.
-  std::shared_ptr<AppHandler> CreateAppHandler(std::string app_id);
+  // know the application. `configs` are those of the application's package; none stand for those of
+  // this application alone.
+  std::shared_ptr<AppHandler> CreateAppHandler(std::string app_id,
+                                               PackageConfigs* configs = nullptr);
 
  private:
   Factory() = default;

@@ -9,6 +9,7 @@
 
 #include "common/logging.h"
 #include "handlers/factory.h"
+#include "handlers/handler-config.h"
 
 namespace handlers {
 
@@ -48,8 +49,9 @@ std::vector<std::shared_ptr<BaseHandler>> InstalledAppsSource::Load() {
   try {
     std::vector<std::shared_ptr<BaseHandler>> handlers;
     for (const auto& package : package_manager_.Handlers()) {
+      PackageConfigs configs;
       for (const auto& app_id : package.Apps()) {
-        auto handler = Factory::Instance().CreateAppHandler(app_id);
+        auto handler = Factory::Instance().CreateAppHandler(app_id, &configs);
         if (handler->IsValid()) handlers.push_back(std::move(handler));
       }
     }
@@ -65,8 +67,9 @@ std::vector<std::shared_ptr<BaseHandler>> InstalledAppsSource::Load() {
 void InstalledAppsSource::ForeachHandlerInPackage(
     const char* package_id, std::function<void(std::shared_ptr<AppHandler>)> fn) {
   try {
+    PackageConfigs configs;
     for (const auto& app_id : tizen::PackageInfo(package_id).Apps()) {
-      fn(Factory::Instance().CreateAppHandler(app_id));
+      fn(Factory::Instance().CreateAppHandler(app_id, &configs));
     }
   } catch (const std::exception& error) {
     QOR_ERROR("Tizen error occurred: %s", error.what());

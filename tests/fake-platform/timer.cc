@@ -4,6 +4,7 @@
 #include <Ecore.h>
 
 #include <algorithm>
+#include <cmath>
 
 #include "state.h"
 
@@ -28,6 +29,12 @@ std::shared_ptr<Timer> FindTimer(const Ecore_Timer* handle, const char* function
     return nullptr;
   }
   return timer;
+}
+
+// As Ecore, but for NaN, which Ecore's list of timers does not survive.
+double Interval(double seconds, const char* function) {
+  if (std::isnan(seconds)) fake::internal::AddFault(std::string(function) + ": not a number");
+  return std::max(seconds, 0.0);
 }
 
 void Arm(Timer* timer) {
@@ -78,7 +85,7 @@ Ecore_Timer* ecore_timer_add(double in, Ecore_Task_Cb func, const void* data) {
     return nullptr;
   }
   auto timer = std::make_shared<Timer>();
-  timer->interval = std::max(in, 0.0);
+  timer->interval = Interval(in, __func__);
   timer->callback = func;
   timer->data = const_cast<void*>(data);
   Arm(timer.get());
@@ -101,7 +108,8 @@ void* ecore_timer_del(Ecore_Timer* handle) {
 void ecore_timer_interval_set(Ecore_Timer* handle, double in) {
   const Entry entry(__func__, std::to_string(in));
   if (entry.error != 0) return;
-  if (const auto timer = FindTimer(handle, __func__)) timer->interval = std::max(in, 0.0);
+  const double interval = Interval(in, __func__);
+  if (const auto timer = FindTimer(handle, __func__)) timer->interval = interval;
 }
 
 double ecore_timer_interval_get(const Ecore_Timer* handle) {

@@ -8,6 +8,7 @@
 #include <unistd.h>
 
 #include <chrono>
+#include <cmath>
 #include <cstring>
 #include <filesystem>
 #include <utility>
@@ -108,7 +109,8 @@ class Session {
         },
         this);
     qor_handler_manager_set_negotiate_request_cb(
-        [](const char*, const char*, double, void* self) {
+        [](const char*, const char*, double seconds, void* self) {
+          fuzz::Require(!std::isnan(seconds), "the client is asked for a number of seconds");
           static_cast<Session*>(self)->React();
           return static_cast<int>(static_cast<Session*>(self)->input_.Below(2));
         },

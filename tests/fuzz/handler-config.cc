@@ -5,15 +5,66 @@
 
 #include "handlers/handler-config.h"
 
+#include <yaml-cpp/eventhandler.h>
+#include <yaml-cpp/yaml.h>
+
 #include <set>
+#include <sstream>
+#include <string>
 
 #include "inspect/config-file.h"
 #include "target.h"
 
+namespace {
+
+// Counts what the YAML library makes of a text.
+class NodeCounter : public YAML::EventHandler {
+ public:
+  void OnDocumentStart(const YAML::Mark&) override {}
+  void OnDocumentEnd() override {}
+  void OnNull(const YAML::Mark&, YAML::anchor_t) override { ++count; }
+  void OnAlias(const YAML::Mark&, YAML::anchor_t) override { ++count; }
+  void OnScalar(const YAML::Mark&, const std::string&, YAML::anchor_t,
+                const std::string&) override {
+    ++count;
+  }
+  void OnSequenceStart(const YAML::Mark&, const std::string&, YAML::anchor_t,
+                       YAML::EmitterStyle::value) override {
+    ++count;
+  }
+  void OnSequenceEnd() override {}
+  void OnMapStart(const YAML::Mark&, const std::string&, YAML::anchor_t,
+                  YAML::EmitterStyle::value) override {
+    ++count;
+  }
+  void OnMapEnd() override {}
+
+  std::size_t count = 0;
+};
+
+// An indicator begins two nodes at most, as a comma between the entries of a mapping does.
+void RequireBoundedNodes(const std::string& text) {
+  NodeCounter nodes;
+  try {
+    std::istringstream input(text);
+    YAML::Parser(input).HandleNextDocument(nodes);
+  } catch (const YAML::Exception&) {
+    // What came before the fault was made all the same.
+  }
+  const std::size_t indicators =
+      (handlers::ConfigWeight(text) - text.size()) / handlers::kIndicatorWeight;
+  fuzz::Require(nodes.count <= 2 * indicators + 2, "the weight of a text bounds its nodes");
+}
+
+}  // namespace
+
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
-  const std::string path = fuzz::WriteFile("handler.yaml", fuzz::TextOf(data, size));
+  const std::string text = fuzz::TextOf(data, size);
+  RequireBoundedNodes(text);
+  const std::string path = fuzz::WriteFile("handler.yaml", text);
   const auto types = handlers::HandlerConfig::FromYaml(path).RequestTypes();
-  const inspect::ConfigFile file = inspect::ReadConfigFile(path, "handler.yaml");
+  handlers::PackageConfigs package;
+  const inspect::ConfigFile file = inspect::ReadConfigFile(path, "handler.yaml", package);
   fuzz::Require(file.request_types == std::set<std::string>(types.begin(), types.end()),
                 "the tool sees the request types that the library takes");
   fuzz::Require(types.empty() == !file.obstacles.empty(),

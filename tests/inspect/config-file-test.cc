@@ -13,7 +13,8 @@ namespace {
 class ConfigFiles : public ScratchTest {
  protected:
   ConfigFile Read(const std::string& text) const {
-    return ReadConfigFile(Write("handler.yaml", text), "pkg/handler.yaml");
+    handlers::PackageConfigs package;
+    return ReadConfigFile(Write("handler.yaml", text), "pkg/handler.yaml", package);
   }
   // The one obstacle of a file that has no request type, as text.
   std::string Obstacle(const std::string& text) const {
@@ -66,6 +67,22 @@ TEST_F(ConfigFiles, NameWhatIsTooLong) {
             "pkg/handler.yaml: the request types are together longer than 1048576 bytes");
 }
 
+TEST_F(ConfigFiles, NameWhatWeighsTooMuch) {
+  const std::string too_much =
+      "pkg/handler.yaml: the configuration files of the package weigh more than 1114112 together "
+      "(1 for each byte, and 32 for each line or indicator)";
+  EXPECT_EQ(Obstacle("request-types: [" + std::string(40'000, ',') + "]"), too_much);
+  // With those of the package's other applications.
+  handlers::PackageConfigs package;
+  const std::string path =
+      Write("handler.yaml", "request-types: [" + std::string(20'000, ',') + "]");
+  EXPECT_FALSE(ReadConfigFile(path, "pkg/handler.yaml", package).request_types.empty());
+  const ConfigFile second = ReadConfigFile(path, "pkg/handler.yaml", package);
+  EXPECT_TRUE(second.request_types.empty());
+  ASSERT_EQ(second.obstacles.size(), 1u);
+  EXPECT_EQ(ToText(second.obstacles[0]), too_much);
+}
+
 TEST_F(ConfigFiles, FindADashWithoutATextBeforeAnyComment) {
   const ConfigFile config =
       Read("request-types:\n  - a\n  - #" + std::string(500'000, '#') + "\n  # more\n\n");
@@ -75,7 +92,8 @@ TEST_F(ConfigFiles, FindADashWithoutATextBeforeAnyComment) {
 
 TEST_F(ConfigFiles, NameAFolder) {
   std::filesystem::create_directory(Folder() + "/folder");
-  const auto config = ReadConfigFile(Folder() + "/folder", "folder");
+  handlers::PackageConfigs package;
+  const auto config = ReadConfigFile(Folder() + "/folder", "folder", package);
   ASSERT_EQ(config.obstacles.size(), 1u);
   EXPECT_EQ(ToText(config.obstacles[0]), "folder: a folder, not a configuration file");
 }

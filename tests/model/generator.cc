@@ -8,6 +8,7 @@
 #include <tuple>
 #include <utility>
 
+#include "extreme-numbers.h"
 #include "model.h"
 #include "sequence.h"
 
@@ -279,17 +280,20 @@ void Generator::FillCall(Operation* operation) {
   operation->uuid = Chance(85) ? PendingUuid(operation->app) : RandomUuid();
   switch (operation->kind) {
     case Kind::kFetch:
-      operation->callback = static_cast<int>(Below(10));
+      operation->callback = Chance(90) ? static_cast<int>(Below(10)) : OneOf(support::kExtremeInts);
       operation->once = Chance(8);
       if (Chance(3)) operation->failure = Failure::kTimer;
       break;
     case Kind::kAnswer:
       operation->text = Chance(80) ? "{\"r\":1}" : "";
-      operation->status = static_cast<int>(Below(4)) - 1;
+      operation->status =
+          Chance(90) ? static_cast<int>(Below(4)) - 1 : OneOf(support::kExtremeInts);
       operation->error = Chance(20) ? "{\"e\":2}" : "";
       break;
     case Kind::kNegotiate:
-      operation->seconds = Chance(90) ? OneOf(kTimes) : -1;
+      operation->seconds = Chance(80)   ? OneOf(kTimes)
+                           : Chance(30) ? OneOf(support::kNaNs)
+                                        : OneOf(support::kExtremeDoubles);
       operation->status = Chance(70) ? 0 : static_cast<int>(Below(4)) - 1;
       break;
     default:
@@ -308,7 +312,10 @@ std::string Generator::PendingUuid(const std::string& app) {
 }
 
 double Generator::RandomTime() {
-  const std::vector<double> due = model_.Time().DueTimes();
+  std::vector<double> due = model_.Time().DueTimes();
+  // Of times beyond that the differences are lost.
+  constexpr double kLatest = 1e6;
+  due.erase(std::upper_bound(due.begin(), due.end(), kLatest), due.end());
   if (due.empty() || Chance(35)) return OneOf(kTimes);
   const double until = (Chance(50) ? due.front() : OneOf(due)) - model_.Time().Now();
   return Chance(75) ? until : until / 2;

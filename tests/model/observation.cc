@@ -48,7 +48,7 @@ std::string Compare(const char* what, const Container& expected, const Container
 
 bool SameTimes(const std::vector<double>& a, const std::vector<double>& b) {
   return std::equal(a.begin(), a.end(), b.begin(), b.end(),
-                    [](double x, double y) { return std::abs(x - y) <= kRounding; });
+                    [](double x, double y) { return x == y || std::abs(x - y) <= kRounding; });
 }
 
 }  // namespace

@@ -3,6 +3,8 @@
 
 #include "router.h"
 
+#include <cmath>
+
 #include "library-test.h"
 #include "qor_handler_manager.h"
 
@@ -91,7 +93,7 @@ void Router::Answered(const std::string& app, const Operation& answer) {
 }
 
 bool Router::Negotiate(const std::string& app, const std::string& uuid, double seconds) {
-  if (!Find(app, uuid)) return false;
+  if (std::isnan(seconds) || !Find(app, uuid)) return false;
   if (listening_[Listen::kNegotiations] &&
       outside_->Negotiate(NegotiationWords(app, uuid, seconds)) == 1) {
     return false;

@@ -49,6 +49,24 @@ TEST_F(Answers, ByAnotherHandlerAreToldButEndNoCommandOfTheOther) {
   ExpectUnharmed();
 }
 
+TEST_F(Answers, ThatAreCutShortEndOnlyTheOwnCommand) {
+  Peer victim(InstallAttacker(kVictim));
+  Peer thief(InstallAttacker(kThief));
+  Attach(victim);
+  Attach(thief);
+  ASSERT_EQ(TheAgent().Send("secret", kVictim, ""), 0);
+  ASSERT_EQ(TheAgent().Send("bait", kThief, ""), 0);
+  EXPECT_EQ(thief.Ask("next"), "bait org.example.thief");
+  EXPECT_EQ(thief.Ask("begin-result bait"), "told true");
+  const auto response = AwaitResponse("bait");
+  EXPECT_EQ(response.status, QOR_REQUEST_STATUS_SUCCESS);
+  EXPECT_EQ(response.result, "");
+  EXPECT_EQ(response.error, "");
+  EXPECT_EQ(thief.Ask("ask bait 60"), "told false");
+  EXPECT_EQ(victim.Ask("ask secret 60"), "told true");
+  ExpectUnharmed();
+}
+
 TEST_F(Answers, OfAnApplicationThatIsNoHandlerReachNobody) {
   Peer victim(InstallAttacker(kVictim));
   Attach(victim);
@@ -61,6 +79,24 @@ TEST_F(Answers, OfAnApplicationThatIsNoHandlerReachNobody) {
   ExpectOneLine("Received SendResult request from non-registered handler",
                 [&] { EXPECT_EQ(thief.Ask("result secret stolen"), "told true"); });
   EXPECT_EQ(ResultsOf("secret"), std::vector<std::string>());
+}
+
+TEST_F(Answers, WithAnExtensionThatIsNotANumberLeaveTheTimersOfOthersRunning) {
+  constexpr int kTimeout = 1000;
+  StopAgent();
+  StartAgent(kTimeout, kTimeout);
+  Peer thief(InstallAttacker(kThief));
+  Attach(thief);
+  ASSERT_EQ(TheAgent().Send("bait", kThief, ""), 0);
+  ASSERT_EQ(thief.Ask("next"), "bait org.example.thief");
+  for (const char* seconds : {"nan", "-nan"}) {
+    EXPECT_EQ(thief.Ask(std::string("ask bait ") + seconds), "told false");
+  }
+  Peer victim(InstallAttacker(kVictim));
+  Attach(victim);
+  ASSERT_EQ(TheAgent().Send("secret", kVictim, ""), 0);
+  EXPECT_EQ(AwaitResponse("bait").status, QOR_REQUEST_STATUS_FAILED);
+  EXPECT_EQ(AwaitResponse("secret").status, QOR_REQUEST_STATUS_FAILED);
 }
 
 }  // namespace

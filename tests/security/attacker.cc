@@ -99,6 +99,16 @@ rpc::Token TokenOf(const std::string& hex) {
   return token;
 }
 
+// A result that ends after its uuid.
+wire::Parcel BeginOfResult(const std::string& uuid) {
+  rpc_port_parcel_h parcel = nullptr;
+  rpc_port_parcel_create(&parcel);
+  constexpr int kSendResult = 3;
+  rpc_port_parcel_write_int32(parcel, kSendResult);
+  rpc_port_parcel_write_string(parcel, uuid.c_str());
+  return wire::Parcel(parcel);
+}
+
 class Attacker {
  public:
   Attacker() = default;
@@ -116,6 +126,7 @@ class Attacker {
     // Speaking: a uuid, a text or seconds.
     if (verb == "fetch") return Send(main_, wire::Registration()) ? "sent" : "gone";
     if (verb == "result") return Call(wire::Result(first, {true, second}));
+    if (verb == "begin-result") return Call(BeginOfResult(first));
     if (verb == "ask") return Call(wire::ExtensionRequest(first, std::stod(second)));
     if (verb == "next") return Next();
     if (verb == "waiting") return Waiting();

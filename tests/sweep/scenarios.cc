@@ -4,6 +4,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include "extreme-numbers.h"
 #include "world.h"
 
 namespace sweep {
@@ -68,6 +69,10 @@ void Negotiation(World& world) {
   world.Fetch("instance");
   world.BeginHere();
   world.Send("slow");
+  for (const double seconds : support::kNaNs) world.Negotiate("instance", "slow", seconds);
+  for (const double seconds : support::kExtremeDoubles) {
+    world.Negotiate("instance", "slow", seconds);
+  }
   world.Negotiate("instance", "slow", 10);
   world.Advance(9);
   world.Answer("instance", "slow");

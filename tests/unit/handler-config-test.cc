@@ -109,6 +109,104 @@ TEST_F(HandlerConfig, TakesAMebibyteAndNoMore) {
   ExpectError();
 }
 
+// Files of which the YAML library takes long for each byte.
+TEST_F(HandlerConfig, DoesNotParseWhatWeighsTooMuch) {
+  const std::string begin = "request-types: [";
+  for (const char* item : {",", "a,", "? ,", ":,", "[],", "{},", "{a: b},", "&a,", "!a ,", "\"\",",
+                           "'',", "a\n", "a\r", "*,", "| ,", "> ,", "% ,"}) {
+    // At least one indicator in each item.
+    const std::size_t least = std::string(item).size() + handlers::kIndicatorWeight;
+    std::string yaml = begin;
+    for (std::size_t weight = 0; weight <= handlers::kMaxConfigWeight; weight += least)
+      yaml += item;
+    handlers::PackageConfigs package;
+    try {
+      package.Load(WriteFile("handler.yaml", yaml + "]"));
+      ADD_FAILURE() << item;
+    } catch (const handlers::ConfigTooLong& refusal) {
+      EXPECT_EQ(refusal.msg,
+                "the configuration files of the package weigh more than 1114112 together (1 for "
+                "each byte, and 32 for each line or indicator)");
+    } catch (const YAML::Exception& error) {
+      ADD_FAILURE() << item << ": " << error.what();
+    }
+    fake::ClearLog();
+    EXPECT_EQ(TypesIn(yaml + "]").size(), 0u);
+    ExpectError();
+  }
+}
+
+TEST_F(HandlerConfig, WeighsBytesAndIndicators) {
+  using handlers::ConfigWeight;
+  EXPECT_EQ(ConfigWeight(""), 0u);
+  EXPECT_EQ(ConfigWeight("some.type_with-dashes/#@~"), 25u);
+  EXPECT_EQ(ConfigWeight("- a\n-\n-\tb\n"), 10u + 6 * handlers::kIndicatorWeight);
+  EXPECT_EQ(ConfigWeight("-"), 1u + handlers::kIndicatorWeight);
+  // A wide character is more than one byte of the text that the YAML library makes of it.
+  EXPECT_EQ(ConfigWeight(std::string("\xFF\xFE-\0\n\0", 6)),
+            2 * (6u + 2 * handlers::kIndicatorWeight));
+  EXPECT_EQ(ConfigWeight(std::string("\0a", 2)), 4u);
+}
+
+TEST_F(HandlerConfig, TakesThousandsOfRequestTypes) {
+  std::string yaml = "request-types:\n";
+  for (int i = 0; i < 5000; ++i) {
+    yaml += "  - \"org.example.device/request-type:" + std::to_string(i) + "\"\n";
+  }
+  EXPECT_EQ(TypesIn(yaml).size(), 5000u);
+  EXPECT_TRUE(fake::Log().empty());
+}
+
+TEST_F(HandlerConfig, ParsesAFileOnceForAPackage) {
+  const std::string path = WriteFile("handler.yaml", "request-types: [alpha]\n");
+  handlers::PackageConfigs package;
+  EXPECT_EQ(package.Load(path).RequestTypes(), Texts{"alpha"});
+  WriteFile("handler.yaml", "request-types: [beta]\n");
+  EXPECT_EQ(package.Load(path).RequestTypes(), Texts{"alpha"});
+  EXPECT_EQ(handlers::PackageConfigs().Load(path).RequestTypes(), Texts{"beta"});
+}
+
+TEST_F(HandlerConfig, ParsesAnInvalidFileOnceForAPackage) {
+  const std::string path = WriteFile("handler.yaml", "request-types: [alpha\n");
+  handlers::PackageConfigs package;
+  EXPECT_EQ(handlers::HandlerConfig::FromYaml(path, package).RequestTypes(), Texts{});
+  WriteFile("handler.yaml", "request-types: [beta]\n");
+  EXPECT_EQ(handlers::HandlerConfig::FromYaml(path, package).RequestTypes(), Texts{});
+  EXPECT_EQ(ErrorsFor(path), 2);
+}
+
+TEST_F(HandlerConfig, ReadsAFileAgainThatCouldNotBeRead) {
+  handlers::PackageConfigs package;
+  const std::string path = fake::DataPath() + "handler.yaml";
+  EXPECT_THROW(package.Load(path), YAML::Exception);
+  EXPECT_EQ(package.Load(WriteFile("handler.yaml", "request-types: [alpha]\n")).RequestTypes(),
+            Texts{"alpha"});
+}
+
+TEST_F(HandlerConfig, LimitsWhatTheFilesOfAPackageWeighTogether) {
+  const auto weighing = [](const std::string& name, std::size_t weight) {
+    std::string yaml = "request-types: [" + name + "]\n#";
+    yaml.resize(weight - (handlers::ConfigWeight(yaml) - yaml.size()), '#');
+    return WriteFile(name, yaml);
+  };
+  handlers::PackageConfigs package;
+  const std::string half = weighing("half", handlers::kMaxConfigWeight / 2);
+  const std::string quarter = weighing("quarter", handlers::kMaxConfigWeight / 4);
+  const std::string more = weighing("more", handlers::kMaxConfigWeight / 4 + 1);
+  EXPECT_EQ(package.Load(half).RequestTypes(), Texts{"half"});
+  EXPECT_EQ(package.Load(quarter).RequestTypes(), Texts{"quarter"});
+  EXPECT_THROW(package.Load(half), handlers::ConfigTooLong);
+  EXPECT_THROW(package.Load(more), handlers::ConfigTooLong);
+  EXPECT_EQ(package.Load(quarter).RequestTypes(), Texts{"quarter"});
+  EXPECT_THROW(package.Load(quarter), handlers::ConfigTooLong);
+  // Invalid ones count as well.
+  handlers::PackageConfigs invalid;
+  std::string yaml = "[";
+  yaml.resize(handlers::kLongestConfig, '#');
+  EXPECT_THROW(invalid.Load(WriteFile("invalid", yaml)), YAML::Exception);
+  EXPECT_THROW(invalid.Load(quarter), handlers::ConfigTooLong);
+}
+
 TEST_F(HandlerConfig, CountsWhatAliasesMultiply) {
   const std::string anchor = "x: &x " + std::string(1 << 18, 'x') + "\nrequest-types: ";
   EXPECT_EQ(TypesIn(anchor + "[*x, *x, *x, *x]\n").size(), 4u);

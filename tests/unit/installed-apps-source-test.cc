@@ -4,7 +4,9 @@
 #include "handlers/installed-apps-source.h"
 
 #include <climits>
+#include <set>
 
+#include "handlers/config-text.h"
 #include "library-test.h"
 #include "tizen/exception.h"
 
@@ -52,6 +54,22 @@ class InstalledApps : public support::PlatformTest {
     return ids;
   }
 
+  // Applications of one package that name the same configuration file.
+  static void InstallSharing(const std::string& package_id, const Ids& apps,
+                             const std::string& text) {
+    fake::Package package;
+    package.id = package_id;
+    package.root_path = fake::DataPath() + "packages/" + package_id;
+    for (const std::string& id : apps) {
+      fake::App app;
+      app.id = id;
+      app.metadata.emplace_back(support::kCommandHandlerKey, "shared.yaml");
+      package.apps.push_back(app);
+    }
+    support::WriteFile("packages/" + package_id + "/shared.yaml", text);
+    fake::Install(package);
+  }
+
   static int Errors(const std::string& function, const std::string& message) {
     return support::CountLogged(
         DLOG_ERROR, support::ErrorLine("installed-apps-source.cc", function, kAnyLine, message));
@@ -82,6 +100,28 @@ TEST_F(InstalledApps, AreLoadedInPackageOrder) {
 TEST_F(InstalledApps, AreLoadedOnceHoweverManyOfAPackageAreHandlers) {
   InstallPackage("pkg", {{"a", {{"x"}}}, {"b", {{"x"}}}, {"c", {{"x"}}}});
   EXPECT_EQ(Load().size(), 3u);
+}
+
+TEST_F(InstalledApps, OfAPackageParseASharedFileOnce) {
+  InstallSharing("pkg", {"a", "b", "c"}, "request-types: [shared]\n");
+  std::vector<std::set<std::string>> types;
+  source_->ForeachHandlerInPackage("pkg", [&](const auto& handler) {
+    types.push_back(handler->RequestTypes());
+    support::WriteFile("packages/pkg/shared.yaml", "request-types: [changed]\n");
+  });
+  EXPECT_EQ(types, (std::vector<std::set<std::string>>(3, {"shared"})));
+  EXPECT_EQ(source_->Load().at(0)->RequestTypes(), std::set<std::string>{"changed"});
+}
+
+TEST_F(InstalledApps, OfAPackageShareALimitOfConfigurations) {
+  std::string text = "request-types: [type]\n#";
+  text.resize(handlers::kMaxConfigWeight / 3, '#');
+  InstallSharing("pkg", {"a", "b", "c"}, text);
+  InstallSharing("third", {"d"}, text);
+  support::RaiseInstalled("pkg");
+  support::RaiseInstalled("third");
+  EXPECT_EQ(listener_->heard, (Ids{"+a", "+b", "+d"}));
+  EXPECT_EQ(Load(), (Ids{"a", "b", "d"}));
 }
 
 TEST_F(InstalledApps, AreLeftOutWithoutRequestTypes) {

@@ -1,7 +1,10 @@
 // Copyright 2026 The qor-handler-manager authors
 // SPDX-License-Identifier: Apache-2.0
 
+#include <algorithm>
+
 #include "api/qor-handler-manager-api.h"
+#include "extreme-numbers.h"
 #include "one-handler-test.h"
 
 namespace {
@@ -125,6 +128,32 @@ TEST_F(LogicTimers, MayBeShortenedByNegotiation) {
   handler.Negotiate("a", 0.5);
   fake::Advance(0.5);
   EXPECT_EQ(client_.AnsweredUuids(), Texts{"a"});
+}
+
+TEST_F(LogicTimers, RejectAnExtensionThatIsNotANumber) {
+  HandlerPeer handler = ConnectAndFetch();
+  SendAll({"a"});
+  fake::Advance(1);
+  for (const double seconds : support::kNaNs) {
+    EXPECT_EQ(handler.Negotiate("a", seconds), 0);
+    EXPECT_EQ(handler.LastReply(), false);
+  }
+  EXPECT_TRUE(client_.negotiations.empty());
+  EXPECT_EQ(DueTimes(), std::vector<double>{3.0});
+  fake::Advance(2);
+  EXPECT_EQ(client_.AnsweredUuids(), Texts{"a"});
+}
+
+TEST_F(LogicTimers, PassEveryOtherExtensionOn) {
+  HandlerPeer handler = ConnectAndFetch();
+  SendAll({"a"});
+  for (const double seconds : support::kExtremeDoubles) {
+    EXPECT_EQ(handler.Negotiate("a", seconds), 0);
+    EXPECT_EQ(handler.LastReply(), true) << seconds;
+    ASSERT_FALSE(client_.negotiations.empty());
+    EXPECT_EQ(client_.negotiations.back().seconds, seconds);
+    EXPECT_EQ(DueTimes(), std::vector<double>{std::max(seconds, 0.0)});
+  }
 }
 
 TEST_F(LogicTimers, GrantEveryRequestWithoutACallback) {

@@ -16,6 +16,7 @@
 #include <vector>
 
 #include "api/pending-commands.h"
+#include "extreme-numbers.h"
 #include "qor_handler_manager.h"
 #include "tizen/thread-utils.h"
 
@@ -119,6 +120,27 @@ TEST_F(RealLoop, TakesTimersOfManyThreads) {
   });
   RunBeside(parts);
   EXPECT_EQ(fired, 0);
+}
+
+// The platform's timers are one list in order of time, so an interval of one may stop all.
+TEST_F(RealLoop, FiresTimersBesideExtremeIntervals) {
+  std::vector<double> intervals = support::kNaNs;
+  intervals.insert(intervals.end(), support::kExtremeDoubles.begin(),
+                   support::kExtremeDoubles.end());
+  for (const double seconds : intervals) {
+    api::PendingCommands other;
+    const auto quit = [] {
+      Quit();
+      return false;
+    };
+    SendWithTimer(other, quit, 0.001);
+    api::PendingCommands extreme;
+    SendWithTimer(
+        extreme, [] { return false; }, 1000);
+    extreme.Find("uuid")->SetTimeout(seconds);
+    Run();
+    ASSERT_FALSE(HasFailure()) << seconds;
+  }
 }
 
 TEST_F(RealLoop, RunsCallsOfManyThreadsOneAfterAnother) {

@@ -7,6 +7,7 @@
 #include <stdexcept>
 #include <thread>
 
+#include "extreme-numbers.h"
 #include "library-test.h"
 #include "tizen/app-info.h"
 #include "tizen/callback-guard.h"
@@ -246,6 +247,20 @@ TEST_F(TimerWrapper, ReportsThatThePlatformGivesNoTimer) {
   EXPECT_FALSE(Start(wrapper, 2.0));
   EXPECT_FALSE(wrapper.IsRunning());
   EXPECT_TRUE(fake::Timers().empty());
+}
+
+TEST_F(TimerWrapper, KeepsNaNFromThePlatform) {
+  EcoreTimerWrapper wrapper(count_);
+  for (const double seconds : support::kNaNs) {
+    EXPECT_FALSE(Start(wrapper, seconds));
+    EXPECT_FALSE(wrapper.IsRunning());
+  }
+  ASSERT_TRUE(Start(wrapper, 1.0));
+  for (const double seconds : support::kNaNs) wrapper.SetInterval(seconds);
+  ASSERT_EQ(fake::Timers().size(), 1u);
+  EXPECT_EQ(fake::Timers()[0].interval, 1.0);
+  EXPECT_EQ(fake::CallCount("ecore_timer_add"), 1);
+  EXPECT_EQ(fake::CallCount("ecore_timer_interval_set"), 0);
 }
 
 TEST_F(TimerWrapper, TakesItsTimerWithIt) {

@@ -20,6 +20,13 @@ constexpr char kKey[] = "request-types";
 constexpr char kShape[] =
     "write it as \"request-types:\" and one line \"  - <type>\" for each type";
 
+YAML::Node Parse(const std::string& path) {
+  const std::string text = handlers::ReadConfigText(path);
+  std::size_t left = handlers::kMaxConfigWeight;
+  handlers::TakeConfigWeight(handlers::ConfigWeight(text), left);
+  return YAML::Load(text);
+}
+
 int LineOf(const YAML::Node& node) { return node.Mark().line + 1; }
 
 // What is wrong with a file that the library could not take.
@@ -105,7 +112,7 @@ ConfigFile OfConfiguration(ConfigFile config) {
 
 Finding DiagnoseFile(const std::string& path, const std::string& file) {
   try {
-    const YAML::Node root = handlers::LoadConfigText(path);
+    const YAML::Node root = Parse(path);
     return Diagnose(root, file);
   } catch (const YAML::ParserException& error) {
     return {"not YAML: " + error.msg, "correct it there", {file, error.mark.line + 1}};
@@ -116,15 +123,16 @@ Finding DiagnoseFile(const std::string& path, const std::string& file) {
 
 }  // namespace
 
-ConfigFile ReadConfigFile(const std::string& path, const std::string& shown_as) {
+ConfigFile ReadConfigFile(const std::string& path, const std::string& shown_as,
+                          handlers::PackageConfigs& package) {
   std::error_code error;
   if (std::filesystem::is_directory(path, error)) {
     return OfConfiguration(
         {{}, {{"a folder, not a configuration file", "name the file itself", {shown_as}}}, {}});
   }
   try {
-    const auto types = handlers::HandlerConfig::Load(path).RequestTypes();
-    const YAML::Node root = handlers::LoadConfigText(path);
+    const auto& types = package.Load(path).RequestTypes();
+    const YAML::Node root = Parse(path);
     const YAML::Node list = root[kKey];
     if (types.empty()) {
       return OfConfiguration(
@@ -142,7 +150,7 @@ ConfigFile ReadConfigFile(const std::string& path, const std::string& shown_as) 
 
 int LineOfRequestType(const std::string& path, const std::string& type) {
   try {
-    const YAML::Node root = handlers::LoadConfigText(path);
+    const YAML::Node root = Parse(path);
     for (const YAML::Node& item : root[kKey]) {
       if (item.IsScalar() && item.Scalar() == type) return LineOf(item);
     }

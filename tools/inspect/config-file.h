@@ -8,6 +8,7 @@
 #include <string>
 #include <vector>
 
+#include "handlers/handler-config.h"
 #include "inspect/finding.h"
 
 namespace inspect {
@@ -21,8 +22,9 @@ struct ConfigFile {
   std::vector<Finding> doubts;
 };
 
-// The places in the result name the file as `shown_as`.
-ConfigFile ReadConfigFile(const std::string& path, const std::string& shown_as);
+// For one more application of the package. The places in the result name the file as `shown_as`.
+ConfigFile ReadConfigFile(const std::string& path, const std::string& shown_as,
+                          handlers::PackageConfigs& package);
 
 // The line on which a request type stands, 0 when it does not.
 int LineOfRequestType(const std::string& path, const std::string& type);

@@ -40,8 +40,9 @@ class Inspector {
 
   Package Inspect() const {
     Package package{package_, {}};
+    handlers::PackageConfigs configs;
     for (const auto& record : package_.applications) {
-      package.applications.push_back(InspectApplication(record));
+      package.applications.push_back(InspectApplication(record, configs));
     }
     return package;
   }
@@ -49,12 +50,13 @@ class Inspector {
  private:
   using Metadata = std::vector<std::pair<std::string, std::string>>;
 
-  Application InspectApplication(const platform::ApplicationRecord& record) const {
+  Application InspectApplication(const platform::ApplicationRecord& record,
+                                 handlers::PackageConfigs& configs) const {
     Application application;
     application.record = record;
     application.priority.preloaded = package_.preload;
     ReadPriority(application);
-    ReadRequestTypes(application);
+    ReadRequestTypes(application, configs);
     if (application.is_handler) {
       CheckKind(application);
       CheckExecutable(application);
@@ -114,7 +116,7 @@ class Inspector {
                                   PlaceOf(application, entry), Topic::kPriority});
   }
 
-  void ReadRequestTypes(Application& application) const {
+  void ReadRequestTypes(Application& application, handlers::PackageConfigs& configs) const {
     const Metadata& metadata = application.record.metadata;
     const auto entry = Find(metadata, tizen::kCommandHandlerPath);
     if (entry == metadata.end()) {
@@ -143,7 +145,8 @@ class Inspector {
            "put it into the package, or name the one that is there", place, Topic::kMetadata});
     }
     if (!exists) return;
-    ConfigFile config = ReadConfigFile(application.config_file, shown_as_ + "/" + entry->second);
+    ConfigFile config =
+        ReadConfigFile(application.config_file, shown_as_ + "/" + entry->second, configs);
     application.request_types = std::move(config.request_types);
     application.obstacles = std::move(config.obstacles);
     std::move(config.doubts.begin(), config.doubts.end(), std::back_inserter(application.doubts));

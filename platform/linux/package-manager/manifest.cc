@@ -23,6 +23,8 @@ namespace fs = std::filesystem;
 
 constexpr char kFileName[] = "tizen-manifest.xml";
 constexpr size_t kMaxManifestSize = 1024 * 1024;
+// Whoever listens to package events looks at each of them.
+constexpr size_t kMaxApplications = 16;
 constexpr size_t kMaxPackageIdLength = 49;
 // An application's socket is named after it, and socket addresses are short.
 constexpr size_t kMaxAppIdLength = 79;
@@ -139,6 +141,9 @@ class ManifestReader {
   }
 
   void ReadApplication(const pugi::xml_node& element, ApplicationKind kind) {
+    if (package_.applications.size() == kMaxApplications)
+      Refuse(element,
+             "the package has more than " + std::to_string(kMaxApplications) + " applications");
     ApplicationRecord application;
     application.kind = kind;
     application.id = element.attribute("appid").value();

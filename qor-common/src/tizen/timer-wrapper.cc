@@ -3,6 +3,8 @@
 
 #include "tizen/timer-wrapper.h"
 
+#include <cmath>
+
 #include "tizen/callback-guard.h"
 #include "tizen/thread-utils.h"
 
@@ -62,6 +64,7 @@ EcoreTimerWrapper::EcoreTimerWrapper(std::function<bool()> task) { SetTask(std::
 
 bool EcoreTimerWrapper::Start(double seconds, EcoreTimerGroup& group, Occupant occupant) {
   Stop();
+  if (std::isnan(seconds)) return false;
   auto timer = std::make_shared<Timer>();
   timer->occupant = std::move(occupant);
   timer->handle = ecore_timer_add(seconds, EcoreTaskCb, timer.get());
@@ -83,6 +86,7 @@ void EcoreTimerWrapper::Stop() {
 }
 
 void EcoreTimerWrapper::SetInterval(double seconds) {
+  if (std::isnan(seconds)) return;
   // The platform ignores a missing timer.
   Ecore_Timer* handle = timer_ ? timer_->handle : nullptr;
   ecore_timer_interval_set(handle, seconds);

@@ -51,12 +51,12 @@ class EcoreTimerWrapper {
   ~EcoreTimerWrapper() { End(); }
 
   // Replaces the timer by a new one, which belongs to `group`. False, without a timer, when the
-  // platform gives none.
+  // platform gives none or the seconds are NaN, which stops Ecore's other timers.
   bool Start(double seconds, EcoreTimerGroup& group, Occupant occupant);
   void Stop();
   // What the destructor does to the timer; from any thread.
   void End();
-  // Changes the period and counts it from now. Without a timer nothing happens.
+  // Changes the period and counts it from now. Without a timer, or for NaN, nothing happens.
   void SetInterval(double seconds);
 
   // The timer has fired and is left to the main loop, which deletes it when its callback says so.

@@ -10,6 +10,7 @@
 #include <filesystem>
 #include <ostream>
 
+#include "platform/linux/package-manager/errors.h"
 #include "platform/linux/tests/packages/support/platform-test.h"
 
 namespace platform {
@@ -194,6 +195,30 @@ TEST_F(Manifest, NamesTheRealFileOfAnExecutableThatIsALink) {
   fs::create_symlink("real", folder + "/bin/app");
   WriteFile(folder + "/tizen-manifest.xml", Lines({kOpen, kSound, "</manifest>"}));
   EXPECT_EQ(ReadManifest(folder, "shown").applications[0].executable, "bin/real");
+}
+
+TEST_F(Manifest, RejectsTooManyApplications) {
+  constexpr int kMost = 16;
+  const std::string folder = Folder() + "/package";
+  const auto manifest_of = [&folder](int applications) {
+    std::string text = Lines({kOpen});
+    for (int i = 0; i < applications; ++i) {
+      const std::string name = "app" + std::to_string(i);
+      WriteFile(folder + "/bin/" + name, "#!", true);
+      text += Lines({Application("appid=\"" + name + "\" exec=\"" + name + "\"")});
+    }
+    return text + "</manifest>";
+  };
+  WriteFile(folder + "/tizen-manifest.xml", manifest_of(kMost));
+  EXPECT_EQ(ReadManifest(folder, "shown").applications.size(), static_cast<size_t>(kMost));
+  WriteFile(folder + "/tizen-manifest.xml", manifest_of(kMost + 1));
+  try {
+    ReadManifest(folder, "shown");
+    ADD_FAILURE() << "not rejected";
+  } catch (const PackageRefused& refusal) {
+    EXPECT_EQ(std::string(refusal.what()),
+              "shown/tizen-manifest.xml:18: the package has more than 16 applications");
+  }
 }
 
 }  // namespace
