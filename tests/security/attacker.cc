@@ -3,13 +3,16 @@
 
 // A handler that follows the protocol only as far as it is told to, without the SDK and without the
 // checks of the platform's own client side. Reads commands from standard input and tells what came
-// of each on standard output, a line each. With two descriptors as arguments it takes these for the
-// connections that it had before it executed itself.
+// of each on standard output, a line each. Prints an only argument first. With two descriptors as
+// arguments it takes these for the connections that it had before it executed itself.
 
 #include <fcntl.h>
+#include <sched.h>
 #include <sys/ioctl.h>
+#include <sys/mount.h>
 #include <sys/resource.h>
 #include <sys/socket.h>
+#include <sys/wait.h>
 #include <unistd.h>
 
 #include <cerrno>
@@ -17,6 +20,7 @@
 #include <cstdint>
 #include <cstdlib>
 #include <cstring>
+#include <filesystem>
 #include <iostream>
 #include <optional>
 #include <sstream>
@@ -132,6 +136,18 @@ class Attacker {
     if (verb == "connect-on") return ConnectOn(first);
     if (verb == "bite-on") return BiteOn();
     if (verb == "stop") return raise(SIGSTOP) == 0 ? "continued" : "";
+    // Lending an identity: the agent's id and the program that the process goes on as, while a
+    // child keeps the connections. The child speaks.
+    if (verb == "lend") return Lend(first, second, false);
+    if (verb == "lend-greeted") return Lend(first, second, true);
+    if (verb == "greet-lent") return Greet(main_, rpc::Hello{});
+    if (verb == "hear-lent") return Hear(main_);
+    if (verb == "join-lent") return Greet(callback_, {true, token_});
+    if (verb == "fork") return Fork();
+    // Namespaces: a path at which this program is to be found, in a mount namespace of its own, and
+    // which it then executes. A PID namespace of its own.
+    if (verb == "cover") return Cover(first);
+    if (verb == "enclose") return Enclose();
     // Becoming another user: its number. Another program: its path, and whether the connections go
     // with it.
     if (verb == "become") return setuid(static_cast<uid_t>(std::stoul(first))) == 0 ? "became" : "";
@@ -143,6 +159,10 @@ class Attacker {
   std::string Greet(const UniqueFd& fd, const rpc::Hello& hello) {
     if (!fd) return std::string("no connection: ") + strerrordesc_np(errno);
     Send(fd, rpc::EncodeHello(hello));
+    return Hear(fd);
+  }
+
+  std::string Hear(const UniqueFd& fd) {
     const auto frame = Receive(fd);
     const auto answer = rpc::DecodeAnswer({frame.data(), frame.size()});
     if (!answer) return "gone";
@@ -248,6 +268,53 @@ class Attacker {
     }
   }
 
+  // The process goes on as another program, which has nothing to read.
+  std::string Lend(const std::string& agent, const std::string& program, bool greets) {
+    main_ = ConnectTo(agent);
+    callback_ = ConnectTo(agent);
+    if (greets) Send(main_, rpc::EncodeHello(rpc::Hello{}));
+    int executed[2];
+    int idle[2];
+    if (pipe2(executed, O_CLOEXEC) != 0 || pipe2(idle, O_CLOEXEC) != 0) return "no pipe";
+    if (fork() != 0) {
+      dup2(idle[0], STDIN_FILENO);
+      execl(program.c_str(), program.c_str(), nullptr);
+      _exit(127);
+    }
+    close(executed[1]);
+    char nothing;
+    return read(executed[0], &nothing, 1) == 0 ? "lent" : "not lent";
+  }
+
+  // The child goes on, while the parent waits for its end.
+  std::string Fork() {
+    const pid_t child = fork();
+    if (child == 0) return "forked";
+    waitpid(child, nullptr, 0);
+    _exit(0);
+  }
+
+  // With the rights of a user namespace of its own where it has none itself.
+  static bool Unshare(int flags) {
+    return unshare(flags) == 0 || unshare(flags | CLONE_NEWUSER) == 0;
+  }
+
+  std::string Cover(const std::string& path) {
+    if (!Unshare(CLONE_NEWNS)) return std::string("no namespace: ") + strerrordesc_np(errno);
+    if (mount("none", "/", nullptr, MS_REC | MS_PRIVATE, nullptr) != 0 ||
+        mount(std::filesystem::read_symlink("/proc/self/exe").c_str(), path.c_str(), nullptr,
+              MS_BIND, nullptr) != 0) {
+      return std::string("not covered: ") + strerrordesc_np(errno);
+    }
+    execl(path.c_str(), path.c_str(), "covered", nullptr);
+    return std::string("not executed: ") + strerrordesc_np(errno);
+  }
+
+  std::string Enclose() {
+    if (!Unshare(CLONE_NEWPID)) return std::string("no namespace: ") + strerrordesc_np(errno);
+    return Fork();
+  }
+
   std::string Execute(const std::string& path, bool with_connections) {
     for (const UniqueFd* fd : {&main_, &callback_}) {
       if (with_connections) fcntl(fd->Get(), F_SETFD, 0);
@@ -271,10 +338,11 @@ int main(int argc, char** argv) {
   limit.rlim_cur = limit.rlim_max;
   setrlimit(RLIMIT_NOFILE, &limit);
   Attacker attacker;
+  if (argc == 2) std::cout << argv[1] << std::endl;
   if (argc == 3) {
     const int main_fd = std::atoi(argv[1]);
     const int callback_fd = std::atoi(argv[2]);
-    const bool has_them = fcntl(main_fd, F_GETFD) >= 0 && fcntl(callback_fd, F_GETFD) >= 0;
+    const bool has_them = fcntl(main_fd, F_GETFD) >= 0;
     if (has_them) attacker = Attacker(main_fd, callback_fd);
     std::cout << (has_them ? "with connections" : "without connections") << std::endl;
   }
