@@ -52,5 +52,30 @@ TEST_F(RequestServerTest, RestsWithoutDescriptorsAndServesAfterwards) {
   ExpectToBeServed(sender);
 }
 
+// Whether the other end is closed, after some turns of the loop.
+bool IsEnded(const UniqueFd& sender) {
+  char byte;
+  return recv(sender.Get(), &byte, 1, MSG_DONTWAIT) == 0;
+}
+
+TEST_F(RequestServerTest, EndsTheOldestOfTooManySilentSenders) {
+  RequestServer server(ListenAt(Folder(), "requests"), [](app_control_h) {});
+  std::vector<UniqueFd> silent;
+  for (size_t i = 0; i <= MessageServer::kMaxSenders; ++i)
+    silent.push_back(ConnectTo(Folder(), "requests"));
+  while (!IsEnded(silent[0])) ecore_main_loop_iterate_may_block(1);
+  EXPECT_NE(Log().find("more than 64 connections have sent no whole message"), std::string::npos);
+  EXPECT_FALSE(IsEnded(silent[1]));
+  ExpectToBeServed(silent[1]);
+  ExpectToBeServed(ConnectTo(Folder(), "requests"));
+}
+
+TEST_F(RequestServerTest, EndsASenderThatStaysSilent) {
+  RequestServer server(ListenAt(Folder(), "requests"), [](app_control_h) {});
+  const UniqueFd silent = ConnectTo(Folder(), "requests");
+  while (!IsEnded(silent)) ecore_main_loop_iterate_may_block(1);
+  EXPECT_NE(Log().find("sent no whole message in 10 s"), std::string::npos);
+}
+
 }  // namespace
 }  // namespace platform
