@@ -15,7 +15,9 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cerrno>
+#include <chrono>
 #include <csignal>
 #include <cstdint>
 #include <cstdlib>
@@ -28,8 +30,11 @@
 #include <utility>
 #include <vector>
 
+#include "platform/linux/app-control/launch-protocol.h"
+#include "platform/linux/common/message.h"
 #include "platform/linux/common/root-folder.h"
 #include "platform/linux/common/unix-socket.h"
+#include "platform/linux/package-manager/package-event.h"
 #include "platform/linux/rpc-port/greeting.h"
 #include "platform/linux/rpc-port/owned-socket.h"
 #include "platform/linux/rpc-port/parcel.h"
@@ -127,6 +132,20 @@ class Attacker {
     // Using things up: the agent's id and how many, or how many.
     if (verb == "open") return Open(first, std::stoul(second), false);
     if (verb == "greet-often") return Open(first, std::stoul(second), true);
+    // A folder of sockets below the root, a name in it, and how many connections that say nothing.
+    if (verb == "silent") return Silent(first, second, Number(words));
+    // A listener's name, the event's type and state, and the package.
+    if (verb == "forge-event") {
+      const int state = std::stoi(second);
+      const int type = static_cast<int>(Number(words));
+      std::string package;
+      words >> package;
+      return ForgeEvent(first, type, state, package);
+    }
+    if (verb == "forge-on") return ForgeOn(first, second);
+    // An application: takes its place as the listener for launch requests. What came.
+    if (verb == "take-place") return TakePlace(first);
+    if (verb == "stolen") return Stolen();
     if (verb == "close") return Close(std::stoul(first));
     if (verb == "flood") return Flood(std::stoul(first));
     // Without end.
@@ -214,6 +233,63 @@ class Attacker {
       crowd_.push_back(std::move(fd));
     }
     return greets ? std::to_string(accepted) + " accepted" : "opened";
+  }
+
+  static size_t Number(std::istringstream& words) {
+    size_t number = 0;
+    words >> number;
+    return number;
+  }
+
+  std::string Silent(const std::string& folder, const std::string& name, size_t count) {
+    for (size_t i = 0; i < count; ++i) {
+      UniqueFd fd = platform::ConnectTo(platform::RootPath() + "/" + folder, name);
+      // A full backlog: the listener gets its turn.
+      if (!fd && errno == EAGAIN) return std::to_string(i) + " opened";
+      if (!fd) return std::string("no connection: ") + strerrordesc_np(errno);
+      crowd_.push_back(std::move(fd));
+    }
+    return "opened";
+  }
+
+  // Until the listener has read it.
+  static std::string ForgeEvent(const std::string& listener, int type, int state,
+                                const std::string& package) {
+    platform::PackageEvent event;
+    event.type = static_cast<package_manager_event_type_e>(type);
+    event.state = static_cast<package_manager_event_state_e>(state);
+    event.package_id = package;
+    const UniqueFd fd =
+        platform::ConnectTo(platform::RootPath() + "/" + platform::kEventSocketFolder, listener);
+    if (!fd) return std::string("no connection: ") + strerrordesc_np(errno);
+    platform::SendMessage(fd.Get(), platform::EncodeEvent(event), std::chrono::seconds(10));
+    fcntl(fd.Get(), F_SETFL, 0);
+    uint8_t byte;
+    return recv(fd.Get(), &byte, 1, 0) == 1 ? "heard" : "not heard";
+  }
+
+  static std::string ForgeOn(const std::string& listener, const std::string& package) {
+    while (ForgeEvent(listener, PACKAGE_MANAGER_EVENT_TYPE_UNINSTALL, 0, package) == "heard") {
+    }
+    return "gone";
+  }
+
+  std::string TakePlace(const std::string& app_id) {
+    const std::string folder = platform::FolderBelowRoot(platform::kApplicationSocketFolder);
+    unlink((folder + "/" + app_id).c_str());
+    place_ = platform::ListenAt(folder, app_id);
+    return place_ ? "taken" : std::string("not taken: ") + strerrordesc_np(errno);
+  }
+
+  // How many bytes were sent to the place.
+  std::string Stolen() {
+    ssize_t bytes = 0;
+    for (;;) {
+      const UniqueFd fd(accept(place_.Get(), nullptr, nullptr));
+      if (!fd) return std::to_string(bytes);
+      uint8_t some[1024];
+      bytes += std::max<ssize_t>(recv(fd.Get(), some, sizeof some, MSG_DONTWAIT), 0);
+    }
   }
 
   // The oldest of them.
@@ -328,6 +404,7 @@ class Attacker {
   UniqueFd callback_;
   rpc::Token token_{};
   std::vector<UniqueFd> crowd_;
+  UniqueFd place_;
 };
 
 }  // namespace
