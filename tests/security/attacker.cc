@@ -125,6 +125,7 @@ class Attacker {
     // Speaking: a uuid, a text or seconds.
     if (verb == "fetch") return Send(main_, wire::Registration()) ? "sent" : "gone";
     if (verb == "result") return Call(wire::Result(first, {true, second}));
+    if (verb == "result-and-exit") return ResultAndExit(first);
     if (verb == "ask") return Call(wire::ExtensionRequest(first, std::stod(second)));
     if (verb == "next") return Next();
     if (verb == "waiting") return Waiting();
@@ -196,6 +197,11 @@ class Attacker {
     const auto reply = parcel ? wire::ReadReply(parcel.get()) : std::nullopt;
     if (!reply) return "gone";
     return *reply ? "told true" : "told false";
+  }
+
+  std::string ResultAndExit(const std::string& uuid) {
+    Send(main_, wire::Result(uuid, {true, "last"}));
+    _exit(0);
   }
 
   std::string Next() {

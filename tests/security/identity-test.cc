@@ -6,6 +6,7 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <chrono>
 #include <cstdlib>
 #include <filesystem>
 
@@ -134,6 +135,20 @@ TEST_F(Identity, EndsWithTheProgram) {
   });
   ExpectOneLine("refuses host.attacker (process",
                 [&] { EXPECT_EQ(Greet(attacker), "refused: it is no installed application"); });
+}
+
+TEST_F(Identity, StaysThatOfAProcessThatHasExited) {
+  Peer attacker(InstallAttacker(kId));
+  Attach(attacker);
+  ASSERT_EQ(TheAgent().Send("own", kId, ""), 0);
+  EXPECT_EQ(attacker.Ask("next"), "own org.example.attacker");
+  // Until the agent looks at the process when it hears of it.
+  const auto begin = std::chrono::steady_clock::now();
+  while (std::chrono::steady_clock::now() - begin < std::chrono::seconds(1)) ExpectUnharmed();
+  attacker.Tell("result-and-exit own");
+  EXPECT_EQ(attacker.NextLineWithoutLoop(), "");
+  attacker.Kill();
+  EXPECT_EQ(AwaitResponse("own").result, "last");
 }
 
 TEST_F(Identity, IsNotThatOfAChildProcess) {

@@ -3,6 +3,8 @@
 
 // The sockets for package events and launch requests, which every process of the user can reach.
 
+#include <poll.h>
+#include <sys/socket.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -10,10 +12,15 @@
 #include <string>
 
 #include "platform/linux/common/message-server.h"
+#include "platform/linux/common/process-list.h"
+#include "platform/linux/common/root-folder.h"
 #include "security-test.h"
 
 namespace security {
 namespace {
+
+using platform::ConnectTo;
+using platform::UniqueFd;
 
 constexpr char kTextPackage[] = "org.example.text";
 constexpr char kTextHandler[] = "org.example.text.handler";
@@ -22,8 +29,8 @@ class Messages : public SecurityTest {
  protected:
   static std::string Listener() { return std::to_string(getpid()); }
 
-  static std::ptrdiff_t OpenDescriptors() {
-    return std::distance(std::filesystem::directory_iterator("/proc/self/fd"), {});
+  static std::ptrdiff_t OpenDescriptors(const std::string& process = "/proc/self") {
+    return std::distance(std::filesystem::directory_iterator(process + "/fd"), {});
   }
 };
 
@@ -72,6 +79,17 @@ TEST_F(Messages, ThatNeverComeKeepNoDescriptors) {
 TEST_F(Messages, ThatNeverComeKeepNoHandlerFromItsRequests) {
   Peer attacker;
   EXPECT_EQ(attacker.Ask(std::string("silent run/apps ") + kTextHandler + " 1100"), "opened");
+  // Requests are taken in order: when this one that is none is over, the others have been.
+  const UniqueFd last = ConnectTo(platform::RootPath() + "/run/apps", kTextHandler);
+  const uint8_t empty[4] = {};
+  ASSERT_EQ(send(last.Get(), empty, sizeof empty, MSG_NOSIGNAL), 4);
+  pollfd end = {last.Get(), POLLIN, 0};
+  EXPECT_EQ(poll(&end, 1, 60'000), 1);
+  const std::string program = InstalledProgram(kTextHandler);
+  const auto handlers = platform::ProcessesWhere(
+      [&](const platform::Executable& executable) { return executable.path == program; });
+  ASSERT_EQ(handlers.size(), 1U);
+  EXPECT_LE(OpenDescriptors("/proc/" + std::to_string(handlers[0])), 64 + 30);
   ExpectUnharmed();
 }
 

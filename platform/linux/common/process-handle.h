@@ -22,7 +22,7 @@ inline bool operator==(const FileId& a, const FileId& b) {
   return a.device == b.device && a.inode == b.inode;
 }
 
-// Follows symbolic links. Empty when there is no such file.
+// Follows symbolic links. Empty with errno set when the file cannot be reached.
 std::optional<FileId> FileAt(const std::string& path);
 
 // The file a process was started from.

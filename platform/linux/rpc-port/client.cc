@@ -3,6 +3,7 @@
 
 #include "platform/linux/rpc-port/client.h"
 
+#include <cerrno>
 #include <cstdint>
 #include <utility>
 
@@ -56,7 +57,8 @@ bool Client::IsUnchanged() {
   const auto now = std::chrono::steady_clock::now();
   if (now < next_check_) return true;
   next_check_ = now + kCheckInterval;
-  return FileAt(executable_link_) == executable_;
+  const auto file = FileAt(executable_link_);
+  return file ? *file == executable_ : errno == ENOENT;
 }
 
 void Client::Join(std::shared_ptr<Port> callback) {

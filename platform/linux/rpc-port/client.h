@@ -59,7 +59,8 @@ class Client final : public PortObserver, public std::enable_shared_from_this<Cl
  private:
   void OnReadable(Port* port) override;
   void Serve(Port* port);
-  // Whether the process executes what it was identified by. Looks no more than once a second.
+  // Whether the process executes what it was identified by, or did when it exited: what it has sent
+  // before is its own. Looks no more than once a second.
   bool IsUnchanged();
   // False when the connection is over.
   bool ServeFrame(ClientHost* host);
