@@ -30,8 +30,6 @@ constexpr char kRequests[] = "requests";
 class Sockets {
  public:
   Sockets() {
-    fuzz::StartLoop();
-    fuzz::ScratchFolder();
     package_manager_create(&manager_);
     package_manager_set_event_status(manager_, PACKAGE_MANAGER_STATUS_TYPE_ALL);
     package_manager_set_event_cb(
@@ -40,7 +38,6 @@ class Sockets {
            int, package_manager_error_e, void*) {},
         nullptr);
     fuzz::Require(static_cast<bool>(ToEvents()), "events have a socket");
-    Settle(SIZE_MAX);
   }
   Sockets(const Sockets&) = delete;
   Sockets& operator=(const Sockets&) = delete;
@@ -71,6 +68,8 @@ class Sockets {
 }  // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
+  fuzz::StartLoop();
+  fuzz::ScratchFolder();
   static const Sockets sockets;
   // After the first one, with what the platform opens for good.
   static const size_t before = [] {
