@@ -8,6 +8,7 @@
 #include <sys/socket.h>
 #include <unistd.h>
 
+#include "platform/linux/tests/ipc/loop.h"
 #include "platform/linux/tests/packages/support/platform-test.h"
 
 namespace platform {
@@ -63,7 +64,7 @@ TEST_F(RequestServerTest, EndsTheOldestOfTooManySilentSenders) {
   std::vector<UniqueFd> silent;
   for (size_t i = 0; i <= MessageServer::kMaxSenders; ++i)
     silent.push_back(ConnectTo(Folder(), "requests"));
-  while (!IsEnded(silent[0])) ecore_main_loop_iterate_may_block(1);
+  EXPECT_TRUE(test::RunLoopUntil([&] { return IsEnded(silent[0]); }));
   EXPECT_NE(Log().find("more than 64 connections have sent no whole message"), std::string::npos);
   EXPECT_FALSE(IsEnded(silent[1]));
   ExpectToBeServed(silent[1]);
@@ -73,7 +74,7 @@ TEST_F(RequestServerTest, EndsTheOldestOfTooManySilentSenders) {
 TEST_F(RequestServerTest, EndsASenderThatStaysSilent) {
   RequestServer server(ListenAt(Folder(), "requests"), [](app_control_h) {});
   const UniqueFd silent = ConnectTo(Folder(), "requests");
-  while (!IsEnded(silent)) ecore_main_loop_iterate_may_block(1);
+  EXPECT_TRUE(test::RunLoopUntil([&] { return IsEnded(silent); }));
   EXPECT_NE(Log().find("sent no whole message in 10 s"), std::string::npos);
 }
 
