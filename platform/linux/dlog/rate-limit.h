@@ -17,8 +17,8 @@ namespace platform::dlog {
 // as well, since peers may choose the names in them. Allocates nothing. Not thread-safe.
 class RateLimit {
  public:
-  static constexpr unsigned kMaxSimilarLines = 20;
-  static constexpr unsigned kMaxLinesOfFormat = 200;
+  static constexpr unsigned kMaxSimilarLines = 100;
+  static constexpr unsigned kMaxLinesOfFormat = 1000;
   static constexpr std::chrono::seconds kPeriod{60};
 
   using Time = std::chrono::steady_clock::time_point;
