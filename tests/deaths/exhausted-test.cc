@@ -4,7 +4,7 @@
 // An agent whose machine has no process or no descriptor left for it.
 #include <Ecore.h>
 #include <dlfcn.h>
-#include <spawn.h>
+#include <sched.h>
 #include <sys/resource.h>
 #include <unistd.h>
 
@@ -22,13 +22,14 @@ int launch_failure = 0;
 }  // namespace
 
 // In place of the C library's.
-extern "C" __attribute__((visibility("default"))) int posix_spawn(
-    pid_t* pid, const char* path, const posix_spawn_file_actions_t* actions,
-    const posix_spawnattr_t* attributes, char* const arguments[], char* const environment[]) {
-  if (launch_failure != 0) return launch_failure;
-  static const auto next =
-      reinterpret_cast<decltype(&posix_spawn)>(dlsym(RTLD_NEXT, "posix_spawn"));
-  return next(pid, path, actions, attributes, arguments, environment);
+extern "C" __attribute__((visibility("default"))) int clone(int (*start)(void*), void* stack,
+                                                            int flags, void* data, ...) {
+  if (launch_failure != 0) {
+    errno = launch_failure;
+    return -1;
+  }
+  static const auto next = reinterpret_cast<decltype(&clone)>(dlsym(RTLD_NEXT, "clone"));
+  return next(start, stack, flags, data);
 }
 
 namespace deaths {

@@ -57,6 +57,14 @@ TEST_F(Send, TakesThePayloadFromStandardInput) {
   EXPECT_EQ(run.output, "{\"a\":1}\n");
 }
 
+// Whoever reads its output to the end does not wait for the handler, which lives on.
+TEST_F(Send, LeavesNoOutputOpen) {
+  Install("text");
+  const auto run = Shell("$qor send text.echo '\"x\"' 2>&1 | cat");
+  EXPECT_EQ(run.exit_status, 0) << run.errors;
+  EXPECT_EQ(run.output, "\"x\"\n");
+}
+
 TEST_F(Send, LogsThatAPayloadIsTooLongToBeDelivered) {
   Install("text");
   const std::string file = WriteFile("payload.json", "\"" + std::string(5 << 20, 'x') + "\"");

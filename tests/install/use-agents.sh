@@ -23,7 +23,7 @@ use_agents() {
     install -D "$folder/greet-handler" "$folder/greet/bin/greet-handler"
     "$prefix/bin/qor" package install "$folder/greet" >/dev/null
     same 'command-1: {"text":"hello"}' "$("$folder/agent" greet)"
-    # Which ends the handler, too: it holds this script's standard error open.
+    # Which ends the handler, too.
     "$prefix/bin/qor" package uninstall org.example.greet >/dev/null
   fi
   rm -rf "$QOR_PLATFORM_ROOT"

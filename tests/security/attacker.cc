@@ -3,20 +3,26 @@
 
 // A handler that follows the protocol only as far as it is told to, without the SDK and without the
 // checks of the platform's own client side. Reads commands from standard input and tells what came
-// of each on standard output, a line each. With two descriptors as arguments it takes these for the
-// connections that it had before it executed itself.
+// of each on standard output, a line each. Prints an only argument first. With two descriptors as
+// arguments it takes these for the connections that it had before it executed itself.
 
 #include <fcntl.h>
+#include <sched.h>
 #include <sys/ioctl.h>
+#include <sys/mount.h>
 #include <sys/resource.h>
 #include <sys/socket.h>
+#include <sys/wait.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cerrno>
+#include <chrono>
 #include <csignal>
 #include <cstdint>
 #include <cstdlib>
 #include <cstring>
+#include <filesystem>
 #include <iostream>
 #include <optional>
 #include <sstream>
@@ -24,8 +30,11 @@
 #include <utility>
 #include <vector>
 
+#include "platform/linux/app-control/launch-protocol.h"
+#include "platform/linux/common/message.h"
 #include "platform/linux/common/root-folder.h"
 #include "platform/linux/common/unix-socket.h"
+#include "platform/linux/package-manager/package-event.h"
 #include "platform/linux/rpc-port/greeting.h"
 #include "platform/linux/rpc-port/owned-socket.h"
 #include "platform/linux/rpc-port/parcel.h"
@@ -127,6 +136,7 @@ class Attacker {
     if (verb == "fetch") return Send(main_, wire::Registration()) ? "sent" : "gone";
     if (verb == "result") return Call(wire::Result(first, {true, second}));
     if (verb == "begin-result") return Call(BeginOfResult(first));
+    if (verb == "result-and-exit") return ResultAndExit(first);
     if (verb == "ask") return Call(wire::ExtensionRequest(first, std::stod(second)));
     if (verb == "next") return Next();
     if (verb == "waiting") return Waiting();
@@ -134,6 +144,20 @@ class Attacker {
     // Using things up: the agent's id and how many, or how many.
     if (verb == "open") return Open(first, std::stoul(second), false);
     if (verb == "greet-often") return Open(first, std::stoul(second), true);
+    // A folder of sockets below the root, a name in it, and how many connections that say nothing.
+    if (verb == "silent") return Silent(first, second, Number(words));
+    // A listener's name, the event's type and state, and the package.
+    if (verb == "forge-event") {
+      const int state = std::stoi(second);
+      const int type = static_cast<int>(Number(words));
+      std::string package;
+      words >> package;
+      return ForgeEvent(first, type, state, package);
+    }
+    if (verb == "forge-on") return ForgeOn(first, second);
+    // An application: takes its place as the listener for launch requests. What came.
+    if (verb == "take-place") return TakePlace(first);
+    if (verb == "stolen") return Stolen();
     if (verb == "close") return Close(std::stoul(first));
     if (verb == "flood") return Flood(std::stoul(first));
     // Without end.
@@ -143,6 +167,18 @@ class Attacker {
     if (verb == "connect-on") return ConnectOn(first);
     if (verb == "bite-on") return BiteOn();
     if (verb == "stop") return raise(SIGSTOP) == 0 ? "continued" : "";
+    // Lending an identity: the agent's id and the program that the process goes on as, while a
+    // child keeps the connections. The child speaks.
+    if (verb == "lend") return Lend(first, second, false);
+    if (verb == "lend-greeted") return Lend(first, second, true);
+    if (verb == "greet-lent") return Greet(main_, rpc::Hello{});
+    if (verb == "hear-lent") return Hear(main_);
+    if (verb == "join-lent") return Greet(callback_, {true, token_});
+    if (verb == "fork") return Fork();
+    // Namespaces: a path at which this program is to be found, in a mount namespace of its own, and
+    // which it then executes. A PID namespace of its own.
+    if (verb == "cover") return Cover(first);
+    if (verb == "enclose") return Enclose();
     // Becoming another user: its number. Another program: its path, and whether the connections go
     // with it.
     if (verb == "become") return setuid(static_cast<uid_t>(std::stoul(first))) == 0 ? "became" : "";
@@ -154,6 +190,10 @@ class Attacker {
   std::string Greet(const UniqueFd& fd, const rpc::Hello& hello) {
     if (!fd) return std::string("no connection: ") + strerrordesc_np(errno);
     Send(fd, rpc::EncodeHello(hello));
+    return Hear(fd);
+  }
+
+  std::string Hear(const UniqueFd& fd) {
     const auto frame = Receive(fd);
     const auto answer = rpc::DecodeAnswer({frame.data(), frame.size()});
     if (!answer) return "gone";
@@ -168,6 +208,11 @@ class Attacker {
     const auto reply = parcel ? wire::ReadReply(parcel.get()) : std::nullopt;
     if (!reply) return "gone";
     return *reply ? "told true" : "told false";
+  }
+
+  std::string ResultAndExit(const std::string& uuid) {
+    Send(main_, wire::Result(uuid, {true, "last"}));
+    _exit(0);
   }
 
   std::string Next() {
@@ -205,6 +250,63 @@ class Attacker {
       crowd_.push_back(std::move(fd));
     }
     return greets ? std::to_string(accepted) + " accepted" : "opened";
+  }
+
+  static size_t Number(std::istringstream& words) {
+    size_t number = 0;
+    words >> number;
+    return number;
+  }
+
+  std::string Silent(const std::string& folder, const std::string& name, size_t count) {
+    for (size_t i = 0; i < count; ++i) {
+      UniqueFd fd = platform::ConnectTo(platform::RootPath() + "/" + folder, name);
+      // A full backlog: the listener gets its turn.
+      if (!fd && errno == EAGAIN) return std::to_string(i) + " opened";
+      if (!fd) return std::string("no connection: ") + strerrordesc_np(errno);
+      crowd_.push_back(std::move(fd));
+    }
+    return "opened";
+  }
+
+  // Until the listener has read it.
+  static std::string ForgeEvent(const std::string& listener, int type, int state,
+                                const std::string& package) {
+    platform::PackageEvent event;
+    event.type = static_cast<package_manager_event_type_e>(type);
+    event.state = static_cast<package_manager_event_state_e>(state);
+    event.package_id = package;
+    const UniqueFd fd =
+        platform::ConnectTo(platform::RootPath() + "/" + platform::kEventSocketFolder, listener);
+    if (!fd) return std::string("no connection: ") + strerrordesc_np(errno);
+    platform::SendMessage(fd.Get(), platform::EncodeEvent(event), std::chrono::seconds(10));
+    fcntl(fd.Get(), F_SETFL, 0);
+    uint8_t byte;
+    return recv(fd.Get(), &byte, 1, 0) == 1 ? "heard" : "not heard";
+  }
+
+  static std::string ForgeOn(const std::string& listener, const std::string& package) {
+    while (ForgeEvent(listener, PACKAGE_MANAGER_EVENT_TYPE_UNINSTALL, 0, package) == "heard") {
+    }
+    return "gone";
+  }
+
+  std::string TakePlace(const std::string& app_id) {
+    const std::string folder = platform::FolderBelowRoot(platform::kApplicationSocketFolder);
+    unlink((folder + "/" + app_id).c_str());
+    place_ = platform::ListenAt(folder, app_id);
+    return place_ ? "taken" : std::string("not taken: ") + strerrordesc_np(errno);
+  }
+
+  // How many bytes were sent to the place.
+  std::string Stolen() {
+    ssize_t bytes = 0;
+    for (;;) {
+      const UniqueFd fd(accept(place_.Get(), nullptr, nullptr));
+      if (!fd) return std::to_string(bytes);
+      uint8_t some[1024];
+      bytes += std::max<ssize_t>(recv(fd.Get(), some, sizeof some, MSG_DONTWAIT), 0);
+    }
   }
 
   // The oldest of them.
@@ -259,6 +361,53 @@ class Attacker {
     }
   }
 
+  // The process goes on as another program, which has nothing to read.
+  std::string Lend(const std::string& agent, const std::string& program, bool greets) {
+    main_ = ConnectTo(agent);
+    callback_ = ConnectTo(agent);
+    if (greets) Send(main_, rpc::EncodeHello(rpc::Hello{}));
+    int executed[2];
+    int idle[2];
+    if (pipe2(executed, O_CLOEXEC) != 0 || pipe2(idle, O_CLOEXEC) != 0) return "no pipe";
+    if (fork() != 0) {
+      dup2(idle[0], STDIN_FILENO);
+      execl(program.c_str(), program.c_str(), nullptr);
+      _exit(127);
+    }
+    close(executed[1]);
+    char nothing;
+    return read(executed[0], &nothing, 1) == 0 ? "lent" : "not lent";
+  }
+
+  // The child goes on, while the parent waits for its end.
+  std::string Fork() {
+    const pid_t child = fork();
+    if (child == 0) return "forked";
+    waitpid(child, nullptr, 0);
+    _exit(0);
+  }
+
+  // With the rights of a user namespace of its own where it has none itself.
+  static bool Unshare(int flags) {
+    return unshare(flags) == 0 || unshare(flags | CLONE_NEWUSER) == 0;
+  }
+
+  std::string Cover(const std::string& path) {
+    if (!Unshare(CLONE_NEWNS)) return std::string("no namespace: ") + strerrordesc_np(errno);
+    if (mount("none", "/", nullptr, MS_REC | MS_PRIVATE, nullptr) != 0 ||
+        mount(std::filesystem::read_symlink("/proc/self/exe").c_str(), path.c_str(), nullptr,
+              MS_BIND, nullptr) != 0) {
+      return std::string("not covered: ") + strerrordesc_np(errno);
+    }
+    execl(path.c_str(), path.c_str(), "covered", nullptr);
+    return std::string("not executed: ") + strerrordesc_np(errno);
+  }
+
+  std::string Enclose() {
+    if (!Unshare(CLONE_NEWPID)) return std::string("no namespace: ") + strerrordesc_np(errno);
+    return Fork();
+  }
+
   std::string Execute(const std::string& path, bool with_connections) {
     for (const UniqueFd* fd : {&main_, &callback_}) {
       if (with_connections) fcntl(fd->Get(), F_SETFD, 0);
@@ -272,6 +421,7 @@ class Attacker {
   UniqueFd callback_;
   rpc::Token token_{};
   std::vector<UniqueFd> crowd_;
+  UniqueFd place_;
 };
 
 }  // namespace
@@ -282,10 +432,11 @@ int main(int argc, char** argv) {
   limit.rlim_cur = limit.rlim_max;
   setrlimit(RLIMIT_NOFILE, &limit);
   Attacker attacker;
+  if (argc == 2) std::cout << argv[1] << std::endl;
   if (argc == 3) {
     const int main_fd = std::atoi(argv[1]);
     const int callback_fd = std::atoi(argv[2]);
-    const bool has_them = fcntl(main_fd, F_GETFD) >= 0 && fcntl(callback_fd, F_GETFD) >= 0;
+    const bool has_them = fcntl(main_fd, F_GETFD) >= 0;
     if (has_them) attacker = Attacker(main_fd, callback_fd);
     std::cout << (has_them ? "with connections" : "without connections") << std::endl;
   }

@@ -6,6 +6,7 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <chrono>
 #include <cstdlib>
 #include <filesystem>
 
@@ -102,7 +103,7 @@ TEST_F(Identity, IsNotANameThatAProcessGivesItself) {
 TEST_F(Identity, OfAnotherUserIsRefusedWhateverItsExecutable) {
   constexpr uid_t kNobody = 65534;
   const std::string program = InstallAttacker(kId);
-  const auto admission = platform::rpc::Admit({getpid(), geteuid() + 1}, {});
+  const auto admission = platform::rpc::Admit(platform::ProcessHandle(getpid()), geteuid() + 1, {});
   EXPECT_FALSE(admission.is_granted);
   EXPECT_EQ(admission.cause, "it belongs to another user");
   if (geteuid() != 0) return;
@@ -120,20 +121,91 @@ TEST_F(Identity, OfAnotherUserIsRefusedWhateverItsExecutable) {
                 [&] { EXPECT_EQ(Greet(attacker), "refused: it belongs to another user"); });
 }
 
-TEST_F(Identity, IsToldAtTheGreetingAndGoesWithTheConnection) {
+TEST_F(Identity, EndsWithTheProgram) {
   const std::string program = InstallAttacker(kId);
   Peer attacker(program);
   Attach(attacker);
-  // It hands its connections to another program: that acts for the application, as its own.
-  EXPECT_EQ(attacker.Ask(std::string("exec ") + PEER_EXECUTABLE + " with-connections"),
-            "with connections");
-  ASSERT_EQ(TheAgent().Send("own", kId, ""), 0);
-  EXPECT_EQ(attacker.Ask("next"), "own org.example.attacker");
-  EXPECT_EQ(attacker.Ask("result own done"), "told true");
-  EXPECT_EQ(AwaitResponse("own").result, "done");
-  // But it cannot connect anew.
+  ExpectOneLine("org.example.attacker sent something after it has executed another file", [&] {
+    EXPECT_EQ(attacker.Ask(std::string("exec ") + PEER_EXECUTABLE + " with-connections"),
+              "with connections");
+    // It may be a moment until the agent looks.
+    std::string answer = "told false";
+    while (answer == "told false") answer = attacker.Ask("ask nothing 1");
+    EXPECT_EQ(answer, "gone");
+  });
   ExpectOneLine("refuses host.attacker (process",
                 [&] { EXPECT_EQ(Greet(attacker), "refused: it is no installed application"); });
+}
+
+TEST_F(Identity, StaysThatOfAProcessThatHasExited) {
+  Peer attacker(InstallAttacker(kId));
+  Attach(attacker);
+  ASSERT_EQ(TheAgent().Send("own", kId, ""), 0);
+  EXPECT_EQ(attacker.Ask("next"), "own org.example.attacker");
+  // Until the agent looks at the process when it hears of it.
+  const auto begin = std::chrono::steady_clock::now();
+  while (std::chrono::steady_clock::now() - begin < std::chrono::seconds(1)) ExpectUnharmed();
+  attacker.Tell("result-and-exit own");
+  EXPECT_EQ(attacker.NextLineWithoutLoop(), "");
+  attacker.Kill();
+  EXPECT_EQ(AwaitResponse("own").result, "last");
+}
+
+TEST_F(Identity, IsNotThatOfAChildProcess) {
+  Peer attacker(InstallAttacker(kId));
+  Attach(attacker);
+  EXPECT_EQ(attacker.Ask("fork"), "forked");
+  ExpectOneLine("org.example.attacker sent bytes of another process",
+                [&] { EXPECT_EQ(attacker.Ask("ask nothing 1"), "gone"); });
+}
+
+TEST_F(Identity, CannotBeLentByAProcessThatExecutesAnotherProgram) {
+  const std::string victim = InstallAttacker(kId);
+  // The child greets, and the agent finds the victim's executable behind the connection.
+  Peer attacker;
+  EXPECT_EQ(attacker.Ask("lend " + AgentId() + " " + victim), "lent");
+  ExpectOneLine("sent bytes of another process, connection ended",
+                [&] { EXPECT_EQ(attacker.Ask("greet-lent"), "gone"); });
+  // The process has greeted itself before, and the child knows the token.
+  Peer second;
+  second.Tell("lend-greeted " + AgentId() + " " + victim);
+  EXPECT_EQ(second.NextLineWithoutLoop(), "lent");
+  EXPECT_EQ(second.Ask("hear-lent"), "accepted");
+  ExpectOneLine("sent bytes of another process, connection ended",
+                [&] { EXPECT_EQ(second.Ask("join-lent"), "gone"); });
+  EXPECT_EQ(TheAgent().Send("secret", kId, ""), QOR_HANDLER_MANAGER_ERROR_NONE);
+  EXPECT_EQ(second.Ask("waiting"), "0");
+}
+
+// The program changes between the two connections.
+TEST_F(Identity, IsToldAgainWhenACallbackConnectionJoins) {
+  Peer attacker(InstallAttacker(kId));
+  EXPECT_EQ(Greet(attacker), "accepted");
+  const std::string token = attacker.Ask("token");
+  EXPECT_EQ(attacker.Ask(std::string("exec ") + PEER_EXECUTABLE + " with-connections"),
+            "with connections");
+  ExpectOneLine("its main connection is unknown", [&] {
+    EXPECT_EQ(attacker.Ask("join-with " + AgentId() + " " + token),
+              "refused: its main connection is unknown");
+  });
+}
+
+TEST_F(Identity, IsNotAPathInAMountNamespaceOfItsOwn) {
+  const std::string victim = InstallAttacker(kId);
+  Peer attacker;
+  ASSERT_EQ(attacker.Ask("cover " + victim), "covered")
+      << "this machine permits neither mount nor user namespaces: nothing was tested";
+  ExpectOneLine("refuses host.attacker (process",
+                [&] { EXPECT_EQ(Greet(attacker), "refused: it is no installed application"); });
+}
+
+// Where the process would be free to speak in the name of others.
+TEST_F(Identity, IsNothingInAPidNamespaceOfItsOwn) {
+  Peer attacker(InstallAttacker(kId));
+  ASSERT_EQ(attacker.Ask("enclose"), "forked")
+      << "this machine permits neither PID nor user namespaces: nothing was tested";
+  ExpectOneLine("refuses org.example.attacker (process",
+                [&] { EXPECT_EQ(Greet(attacker), "refused: it has a PID namespace of its own"); });
 }
 
 TEST_F(Identity, LeavesNoConnectionsToAProgramThatIsExecuted) {

@@ -8,8 +8,9 @@ namespace platform {
 
 // Every application has a listening Unix socket, named after its id, below the root. Who launches
 // it first makes the socket and hands it over as an inherited descriptor, so that requests queue up
-// in the kernel while the application starts. As long as connecting works the application runs or
-// starts; each request is one message on a connection of its own, which the application
+// in the kernel while the application starts. The new process listens on it anew: the kernel names
+// it to those who connect. As long as connecting works and the listener executes the application,
+// it runs or starts; each request is one message on a connection of its own, which the application
 // acknowledges when it has taken it. A lock file of the same name lets one launcher at a time
 // decide whether a process must be started.
 inline constexpr char kApplicationSocketFolder[] = "run/apps";

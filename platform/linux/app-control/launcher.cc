@@ -19,6 +19,7 @@
 #include "platform/linux/app-control/spawn.h"
 #include "platform/linux/common/file-lock.h"
 #include "platform/linux/common/message.h"
+#include "platform/linux/common/process-handle.h"
 #include "platform/linux/common/root-folder.h"
 #include "platform/linux/common/unix-socket.h"
 
@@ -58,6 +59,9 @@ bool StartWith(const ApplicationRecord& application, const std::string& folder,
   if (!socket) Throw("cannot listen at " + path);
   const UniqueFd connection = ConnectTo(folder, application.id);
   if (!connection) Throw("cannot reach " + application.id);
+  if (PeerOf(connection.Get()).pid != getpid()) {
+    throw LaunchFailed("another process has replaced " + path);
+  }
   if (!SendMessage(connection.Get(), request, kSendPatience)) {
     Throw("cannot send a request to " + application.id);
   }
@@ -75,6 +79,16 @@ bool StartWith(const ApplicationRecord& application, const std::string& folder,
                        std::generic_category().message(reason));
   }
   return true;
+}
+
+// Whether the application's process listens at the other end.
+bool IsListener(const ApplicationRecord& application, const UniqueFd& connection) {
+  const PeerCredentials peer = PeerOf(connection.Get());
+  if (peer.uid == geteuid() && ProcessHandle(peer.pid).Executes(application.executable))
+    return true;
+  dlog_print(DLOG_WARN, kLogTag, "process %d listens for %s and is not that application", peer.pid,
+             application.id.c_str());
+  return false;
 }
 
 ApplicationRecord Current(const std::string& app_id) {
@@ -100,10 +114,10 @@ bool TryToLaunchWith(const ApplicationRecord& application, const std::vector<uin
   const std::string folder = FolderBelowRoot(kApplicationSocketFolder);
   UniqueFd lock = LockLaunchOf(application.id);
   UniqueFd connection = ConnectTo(folder, application.id);
-  if (!connection) {
-    if (errno != ENOENT && errno != ECONNREFUSED) Throw("cannot reach " + application.id);
+  if (!connection && errno != ENOENT && errno != ECONNREFUSED)
+    Throw("cannot reach " + application.id);
+  if (!connection || !IsListener(application, connection))
     return StartWith(application, folder, request);
-  }
   lock.Reset();
   if (SendToRunning(application.id, request, std::move(connection), attempt)) return true;
   // The process ended between the two steps and makes room for a new one.

@@ -17,17 +17,18 @@ class LaunchFailed : public std::runtime_error {
   using std::runtime_error::runtime_error;
 };
 
-// Starts the application unless it runs already and hands it the request. Returns when the kernel
-// has the whole request, which may be before the application has started. Throws std::system_error
-// when that fails, and LaunchFailed when the executable cannot be started. An application that was
-// updated since it was looked up is started as what it is now.
+// Starts the application unless it runs already and hands it the request. Nothing is sent to a
+// listener that does not execute the application: it loses its place to a new process. Returns when
+// the kernel has the whole request, which may be before the application has started. Throws
+// std::system_error when that fails, and LaunchFailed when the executable cannot be started. An
+// application that was updated since it was looked up is started as what it is now.
 //
 // A process that ran already may end before it takes the request. When the main loop's thread
 // launched, the main loop then starts a new process with it.
 //
 // A new process gets the launcher's root in its environment, a session of its own, default signal
-// handling, the package's folder as its working folder, the launcher's standard error, /dev/null
-// for its standard input and output, and no other descriptor but its listening socket. Whoever runs
+// handling, the package's folder as its working folder, /dev/null for its standard input, output
+// and error, and no other descriptor but its listening socket. Whoever runs
 // an Ecore main loop gets it reaped by Ecore.
 void LaunchWith(const ApplicationRecord& application, const std::vector<uint8_t>& request);
 

@@ -4,10 +4,14 @@
 #include "platform/linux/app-control/spawn.h"
 
 #include <fcntl.h>
+#include <sched.h>
 #include <signal.h>
-#include <spawn.h>
+#include <sys/socket.h>
+#include <sys/wait.h>
 #include <unistd.h>
 
+#include <cerrno>
+#include <memory>
 #include <string>
 #include <vector>
 
@@ -20,46 +24,51 @@ namespace {
 
 constexpr int kInheritedSocket = 3;
 
-class Attributes {
- public:
-  Attributes() {
-    posix_spawnattr_init(&value_);
-    sigset_t signals;
-    sigemptyset(&signals);
-    posix_spawnattr_setsigmask(&value_, &signals);
-    sigfillset(&signals);
-    posix_spawnattr_setsigdefault(&value_, &signals);
-    posix_spawnattr_setflags(&value_,
-                             POSIX_SPAWN_SETSIGMASK | POSIX_SPAWN_SETSIGDEF | POSIX_SPAWN_SETSID);
-  }
-  ~Attributes() { posix_spawnattr_destroy(&value_); }
-  Attributes(const Attributes&) = delete;
-  Attributes& operator=(const Attributes&) = delete;
-  const posix_spawnattr_t* Get() const { return &value_; }
+constexpr size_t kStackSize = 64 * 1024;
 
- private:
-  posix_spawnattr_t value_;
+// What the new process needs until it executes the application. It runs in this process's memory,
+// while the calling thread waits, so that only system calls are allowed there.
+struct Start {
+  const char* executable;
+  char* const* arguments;
+  char* const* environment;
+  const char* folder;
+  int socket;
+  int reason = 0;  // the errno value of what failed
 };
 
-class FileActions {
- public:
-  FileActions(int socket_fd, const std::string& folder) {
-    posix_spawn_file_actions_init(&value_);
-    posix_spawn_file_actions_adddup2(&value_, socket_fd, kInheritedSocket);
-    posix_spawn_file_actions_addclosefrom_np(&value_, kInheritedSocket + 1);
-    // Whoever waits for the end of the launcher's output must not wait for the application.
-    posix_spawn_file_actions_addopen(&value_, STDIN_FILENO, "/dev/null", O_RDONLY, 0);
-    posix_spawn_file_actions_addopen(&value_, STDOUT_FILENO, "/dev/null", O_WRONLY, 0);
-    posix_spawn_file_actions_addchdir_np(&value_, folder.c_str());
-  }
-  ~FileActions() { posix_spawn_file_actions_destroy(&value_); }
-  FileActions(const FileActions&) = delete;
-  FileActions& operator=(const FileActions&) = delete;
-  const posix_spawn_file_actions_t* Get() const { return &value_; }
+bool TakeDescriptors(int socket) {
+  // The socket first: it may have the number of a standard descriptor.
+  if (socket != kInheritedSocket && dup2(socket, kInheritedSocket) < 0) return false;
+  if (fcntl(kInheritedSocket, F_SETFD, 0) != 0) return false;
+  // Whoever waits for the end of the launcher's output must not wait for the application.
+  const int null = open("/dev/null", O_RDWR);
+  if (null < 0) return false;
+  for (const int standard : {STDIN_FILENO, STDOUT_FILENO, STDERR_FILENO})
+    if (dup2(null, standard) < 0) return false;
+  return close_range(kInheritedSocket + 1, ~0U, 0) == 0;
+}
 
- private:
-  posix_spawn_file_actions_t value_;
-};
+void ResetSignals() {
+  struct sigaction action {};
+  action.sa_handler = SIG_DFL;
+  // Some cannot be set, and need not be.
+  for (int signal = 1; signal < NSIG; ++signal) sigaction(signal, &action, nullptr);
+  sigset_t none;
+  sigemptyset(&none);
+  sigprocmask(SIG_SETMASK, &none, nullptr);
+}
+
+int Execute(void* data) {
+  auto* start = static_cast<Start*>(data);
+  ResetSignals();
+  // From now on the kernel names the application's process to those who connect.
+  if (setsid() >= 0 && TakeDescriptors(start->socket) && listen(kInheritedSocket, SOMAXCONN) == 0 &&
+      chdir(start->folder) == 0)
+    execve(start->executable, start->arguments, start->environment);
+  start->reason = errno;
+  _exit(127);
+}
 
 // This process's environment, with the variables of the launch and without a name that is this
 // process's own.
@@ -88,10 +97,21 @@ int SpawnApplication(const ApplicationRecord& application, const UniqueFd& liste
   environment.push_back(nullptr);
   std::string name = application.executable;
   char* arguments[] = {name.data(), nullptr};
-  const Attributes attributes;
-  const FileActions actions(listening_socket.Get(), application.package_root);
-  return posix_spawn(pid, application.executable.c_str(), actions.Get(), attributes.Get(),
-                     arguments, environment.data());
+  Start start{name.c_str(), arguments, environment.data(), application.package_root.c_str(),
+              listening_socket.Get()};
+  const auto stack = std::make_unique<char[]>(kStackSize);
+  // No handler of this process may run in the new one.
+  sigset_t all;
+  sigset_t before;
+  sigfillset(&all);
+  pthread_sigmask(SIG_SETMASK, &all, &before);
+  const pid_t child =
+      clone(Execute, stack.get() + kStackSize, CLONE_VM | CLONE_VFORK | SIGCHLD, &start);
+  if (child < 0) start.reason = errno;
+  pthread_sigmask(SIG_SETMASK, &before, nullptr);
+  if (child >= 0 && start.reason != 0) waitpid(child, nullptr, 0);
+  *pid = child;
+  return start.reason;
 }
 
 }  // namespace platform

@@ -3,6 +3,7 @@
 
 #include <app_manager.h>
 
+#include <algorithm>
 #include <cstring>
 
 #include "platform/linux/app-manager/errors.h"
@@ -18,10 +19,10 @@ EXPORT_API int app_manager_get_app_info(const char* app_id, app_info_h* app_info
 EXPORT_API int app_manager_get_app_id(pid_t pid, char** app_id) {
   if (pid <= 0 || app_id == nullptr) return APP_MANAGER_ERROR_INVALID_PARAMETER;
   return WithErrorCode([=]() -> int {
-    const platform::Executable executable = platform::ExecutableOf(pid);
-    if (executable.path.empty() || executable.is_deleted) return APP_MANAGER_ERROR_NO_SUCH_APP;
-    const auto found = platform::FindApplicationIdByExecutable(executable.path);
-    if (!found) return APP_MANAGER_ERROR_NO_SUCH_APP;
+    const platform::ProcessHandle process(pid);
+    const std::string executable = process.ExecutablePath().path;
+    const auto found = platform::FindApplicationIdByExecutable(executable);
+    if (!found || !process.Executes(executable)) return APP_MANAGER_ERROR_NO_SUCH_APP;
     *app_id = strdup(found->c_str());
     return *app_id == nullptr ? APP_MANAGER_ERROR_OUT_OF_MEMORY : APP_MANAGER_ERROR_NONE;
   });
@@ -32,9 +33,12 @@ EXPORT_API int app_manager_is_running(const char* app_id, bool* running) {
   return WithErrorCode([=]() -> int {
     const auto application = platform::FindApplication(app_id);
     if (!application) return APP_MANAGER_ERROR_NO_SUCH_APP;
-    *running = !platform::ProcessesWhere([&](const platform::Executable& executable) {
-                  return executable.path == application->executable && !executable.is_deleted;
-                }).empty();
+    const auto candidates = platform::ProcessesWhere([&](const platform::Executable& executable) {
+      return executable.path == application->executable;
+    });
+    *running = std::any_of(candidates.begin(), candidates.end(), [&](pid_t pid) {
+      return platform::ProcessHandle(pid).Executes(application->executable);
+    });
     return APP_MANAGER_ERROR_NONE;
   });
 }

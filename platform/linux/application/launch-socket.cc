@@ -35,6 +35,8 @@ UniqueFd TakeLaunchSocket() {
   unsetenv(kLaunchSocketVariable);
   if (!is_number || !IsListeningUnixSocket(fd)) return UniqueFd();
   fcntl(fd, F_SETFD, FD_CLOEXEC);
+  // For those who connect, in case the process that was launched has left this one its work.
+  listen(fd, SOMAXCONN);
   return UniqueFd(fd);
 }
 

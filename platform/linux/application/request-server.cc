@@ -4,9 +4,7 @@
 #include "platform/linux/application/request-server.h"
 
 #include <dlog.h>
-#include <sys/socket.h>
 
-#include <cerrno>
 #include <exception>
 #include <string>
 #include <utility>
@@ -18,96 +16,30 @@
 namespace platform {
 namespace {
 
-// Of memory or the package database, which may be there for the next one.
-void LogLoss(const std::exception& error) {
-  dlog_print(DLOG_ERROR, "APPCORE", "a launch request is lost: %s", error.what());
-}
+constexpr char kLogTag[] = "APPCORE";
 
 }  // namespace
 
-// One sender, until its request is there.
-class RequestServer::Connection final : private LoopTarget {
- public:
-  Connection(RequestServer* server, UniqueFd socket)
-      : server_(server),
-        socket_(std::move(socket)),
-        // Asked at once, while the sender is most likely still there.
-        caller_(IdentifyProcess(PeerOf(socket_.Get()).pid).app_id),
-        watch_(socket_.Get(), this) {}
-
-  // True when nothing more is to come.
-  bool Serve();
-  void ServeLater() { watch_.WatchReading(true); }
-
- private:
-  void OnReady(bool readable, bool writable) override;
-
-  RequestServer* const server_;
-  const UniqueFd socket_;
-  const std::string caller_;
-  MessageReader reader_;
-  LoopWatch watch_;
-};
-
-bool RequestServer::Connection::Serve() {
-  const MessageReader::State state = reader_.ReadFrom(socket_.Get());
-  if (state == MessageReader::State::kPartial) return false;
-  // The callback may run the main loop.
-  watch_.Remove();
-  if (state == MessageReader::State::kComplete) Acknowledge(socket_.Get());
-  app_control_h request = nullptr;
-  const std::vector<uint8_t>& bytes = reader_.Bytes();
-  if (state == MessageReader::State::kBroken ||
-      platform_app_control_receive(bytes.data(), bytes.size(), caller_.c_str(), &request) !=
-          APP_CONTROL_ERROR_NONE) {
-    dlog_print(DLOG_WARN, "APPCORE", "dropped a message from \"%s\" that is no request",
-               caller_.c_str());
-    return true;
-  }
-  server_->callback_(request);
-  app_control_destroy(request);
-  return true;
-}
-
-void RequestServer::Connection::OnReady(bool, bool) {
-  try {
-    if (!Serve()) return;
-  } catch (const std::exception& error) {
-    LogLoss(error);
-  }
-  server_->connections_.remove_if([this](const Connection& other) { return &other == this; });
-}
-
 RequestServer::RequestServer(UniqueFd listening_socket, Callback callback)
-    : callback_(std::move(callback)),
-      socket_(std::move(listening_socket)),
-      watch_(socket_.Get(), this),
-      pause_(&watch_) {
-  watch_.WatchReading(true);
-}
+    : callback_(std::move(callback)), server_(std::move(listening_socket), kLogTag, this) {}
 
-RequestServer::~RequestServer() = default;
-
-void RequestServer::OnReady(bool, bool) {
+void RequestServer::OnMessage(const std::vector<uint8_t>& bytes, const PeerCredentials& sender,
+                              const UniqueFd& connection) noexcept {
   try {
-    Accept();
+    const std::string caller = IdentifyProcess(sender.pid).app_id;
+    if (!bytes.empty()) Acknowledge(connection.Get());
+    app_control_h request = nullptr;
+    if (bytes.empty() || platform_app_control_receive(bytes.data(), bytes.size(), caller.c_str(),
+                                                      &request) != APP_CONTROL_ERROR_NONE) {
+      dlog_print(DLOG_WARN, kLogTag, "dropped a message from \"%s\" that is no request",
+                 caller.c_str());
+      return;
+    }
+    callback_(request);
+    app_control_destroy(request);
   } catch (const std::exception& error) {
-    LogLoss(error);
+    dlog_print(DLOG_ERROR, kLogTag, "a launch request is lost: %s", error.what());
   }
-}
-
-void RequestServer::Accept() {
-  UniqueFd socket(accept4(socket_.Get(), nullptr, nullptr, SOCK_CLOEXEC | SOCK_NONBLOCK));
-  if (!socket) {
-    if (errno == EMFILE || errno == ENFILE) pause_.Start();
-    return;
-  }
-  std::list<Connection> added;
-  Connection& connection = added.emplace_back(this, std::move(socket));
-  // Nearly always all of the request is there already.
-  if (connection.Serve()) return;
-  connection.ServeLater();
-  connections_.splice(connections_.end(), added);
 }
 
 }  // namespace platform

@@ -7,37 +7,26 @@
 #include <app_control.h>
 
 #include <functional>
-#include <list>
 
-#include "platform/linux/common/accept-pause.h"
-#include "platform/linux/common/loop-watch.h"
-#include "platform/linux/common/unix-socket.h"
+#include "platform/linux/common/message-server.h"
 
 namespace platform {
 
-// Takes launch requests from a listening socket on the Ecore main loop, in the order in which the
-// senders connected. Senders that are slow or talk nonsense hold nobody else up.
-class RequestServer final : private LoopTarget {
+// Takes launch requests from a listening socket on the Ecore main loop.
+class RequestServer final : private MessageObserver {
  public:
   // The request belongs to the server and dies when the callback returns.
   using Callback = std::function<void(app_control_h)>;
 
   // Throws std::runtime_error when the main loop refuses.
   RequestServer(UniqueFd listening_socket, Callback callback);
-  ~RequestServer();
 
  private:
-  class Connection;
-
-  void OnReady(bool readable, bool writable) override;
-  void Accept();
+  void OnMessage(const std::vector<uint8_t>& bytes, const PeerCredentials& sender,
+                 const UniqueFd& connection) noexcept override;
 
   const Callback callback_;
-  std::list<Connection> connections_;
-  // Closed before the connections: who then finds its request not taken starts a new process.
-  const UniqueFd socket_;
-  LoopWatch watch_;
-  AcceptPause pause_;
+  MessageServer server_;
 };
 
 }  // namespace platform

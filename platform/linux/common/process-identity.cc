@@ -11,7 +11,6 @@
 #include <exception>
 
 #include "platform/linux/common/package-database.h"
-#include "platform/linux/common/process-list.h"
 #include "platform/linux/common/start-environment.h"
 
 namespace platform {
@@ -42,14 +41,19 @@ std::string HostName(pid_t pid, const std::string& executable) {
 
 }  // namespace
 
-ProcessIdentity IdentifyProcess(pid_t pid) {
+ProcessIdentity IdentifyProcess(const ProcessHandle& process) {
   try {
-    const Executable executable = ExecutableOf(pid);
-    if (executable.path.empty() || executable.is_deleted) return {};
-    if (auto app_id = FindApplicationIdByExecutable(executable.path)) return {*app_id, true};
-    return {kHostPrefix + HostName(pid, executable.path), false};
+    const Executable executable = process.ExecutablePath();
+    const auto file = process.ExecutableFile();
+    if (executable.path.empty() || executable.is_deleted || !file) return {};
+    const auto app_id = FindApplicationIdByExecutable(executable.path);
+    // The path is worth nothing alone: a process in a mount namespace of its own has another file
+    // there.
+    if (app_id && file == FileAt(executable.path)) return {*app_id, true, file};
+    return {kHostPrefix + HostName(process.pid(), executable.path), false, file};
   } catch (const std::exception& error) {
-    dlog_print(DLOG_ERROR, kLogTag, "cannot tell who process %d is: %s", pid, error.what());
+    dlog_print(DLOG_ERROR, kLogTag, "cannot tell who process %d is: %s", process.pid(),
+               error.what());
     return {};
   }
 }

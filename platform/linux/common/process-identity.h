@@ -6,7 +6,10 @@
 
 #include <sys/types.h>
 
+#include <optional>
 #include <string>
+
+#include "platform/linux/common/process-handle.h"
 
 namespace platform {
 
@@ -14,19 +17,22 @@ namespace platform {
 // application. Letters, digits, '.', '-' and '_', at most 64 of them, not beginning with a dot.
 inline constexpr char kHostNameVariable[] = "QOR_PLATFORM_HOST_NAME";
 
-// Who a process is, told by the executable behind it and never by what it says of itself.
+// Who a process is, told by the file that it executes and never by what it says of itself.
 struct ProcessIdentity {
   // Application id from the package database, or "host.<name>" for a process that is no installed
   // application: the name of kHostNameVariable, else the executable's file name. Empty when the
   // process is gone or its executable is deleted.
   std::string app_id;
   bool is_installed_application = false;
+  // What it executes; nothing when the identity is empty.
+  std::optional<FileId> executable;
 };
 
 // These never throw. When the package database cannot be read the reason is logged as an error, the
 // identity is empty and no privilege is held.
 
-ProcessIdentity IdentifyProcess(pid_t pid);
+ProcessIdentity IdentifyProcess(const ProcessHandle& process);
+inline ProcessIdentity IdentifyProcess(pid_t pid) { return IdentifyProcess(ProcessHandle(pid)); }
 
 // The calling process itself.
 ProcessIdentity IdentifyThisProcess();

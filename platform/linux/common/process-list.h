@@ -7,16 +7,11 @@
 #include <sys/types.h>
 
 #include <functional>
-#include <string>
 #include <vector>
 
-namespace platform {
+#include "platform/linux/common/process-handle.h"
 
-// The file a process was started from.
-struct Executable {
-  std::string path;  // empty when the process is gone, or not ours to look at
-  bool is_deleted = false;
-};
+namespace platform {
 
 Executable ExecutableOf(pid_t pid);
 

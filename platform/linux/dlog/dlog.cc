@@ -6,16 +6,20 @@
 #include <unistd.h>
 
 #include <cerrno>
+#include <chrono>
 #include <cstdio>
 #include <cstdlib>
+#include <mutex>
 
 #include "platform/linux/dlog/filter.h"
 #include "platform/linux/dlog/line.h"
 #include "platform/linux/dlog/output.h"
+#include "platform/linux/dlog/rate-limit.h"
 
 namespace {
 
 using platform::dlog::Filter;
+using platform::dlog::RateLimit;
 
 Filter FilterOfEnvironment() {
   const char* text = std::getenv("DLOG_FILTER");
@@ -37,12 +41,32 @@ const Log& TheLog() {
   return log;
 }
 
+// 0 for a line that is left out, -1 when it cannot be written.
+int WriteLimited(int priority, const char* tag, const char* format,
+                 const platform::dlog::Line& line) {
+  // Never destroyed, and never waited for: the process may have been forked while a thread held it.
+  static std::mutex& mutex = *new std::mutex;
+  static RateLimit limit;
+  RateLimit::Decision decision{true, 0};
+  if (priority >= DLOG_WARN) {
+    const std::unique_lock<std::mutex> lock(mutex, std::try_to_lock);
+    if (lock) decision = limit.Ask(std::chrono::steady_clock::now(), tag, format, line.message());
+  }
+  if (!decision.is_admitted) return 0;
+  if (decision.suppressed > 0) {
+    dlog_print(static_cast<log_priority>(priority), tag,
+               "suppressed %llu lines similar to the next",
+               static_cast<unsigned long long>(decision.suppressed));
+  }
+  return platform::dlog::WriteOnce(TheLog().output, line.text(), line.size());
+}
+
 int Write(int priority, const char* tag, const char* format, va_list arguments) {
   const int errno_of_caller = errno;
   platform::dlog::Line line;
   int result = DLOG_ERROR_INVALID_PARAMETER;
   if (line.Format(priority, tag, format, arguments)) {
-    result = platform::dlog::WriteOnce(TheLog().output, line.text(), line.size());
+    result = WriteLimited(priority, tag, format, line);
     if (result < 0) result = DLOG_ERROR_NOT_PERMITTED;
   }
   errno = errno_of_caller;

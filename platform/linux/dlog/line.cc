@@ -14,6 +14,7 @@ namespace platform::dlog {
 
 bool Line::Format(int priority, const char* tag, const char* format, va_list arguments) {
   FormatPrefix(priority, tag);
+  prefix_size_ = size_;
   const int length = std::vsnprintf(text_ + size_, kMaxMessage + 1, format, arguments);
   if (length < 0) return false;
   size_ += std::min(static_cast<size_t>(length), kMaxMessage);

@@ -6,6 +6,7 @@
 
 #include <cstdarg>
 #include <cstddef>
+#include <string_view>
 
 namespace platform::dlog {
 
@@ -21,6 +22,8 @@ class Line {
 
   const char* text() const { return text_; }
   size_t size() const { return size_; }
+  // Without the prefix and the line end.
+  std::string_view message() const { return {text_ + prefix_size_, size_ - prefix_size_ - 1}; }
 
  private:
   void FormatPrefix(int priority, const char* tag);
@@ -30,6 +33,7 @@ class Line {
 
   char text_[kMaxPrefix + kMaxMessage + 1];
   size_t size_ = 0;
+  size_t prefix_size_ = 0;
 };
 
 }  // namespace platform::dlog

@@ -4,72 +4,23 @@
 #include "platform/linux/package-manager/event-listener.h"
 
 #include <dlog.h>
-#include <sys/socket.h>
 #include <unistd.h>
 
 #include <algorithm>
 #include <cerrno>
-#include <new>
+#include <exception>
 #include <system_error>
 #include <utility>
 
 #include "platform/linux/common/message.h"
 #include "platform/linux/common/root-folder.h"
 #include "platform/linux/package-manager/errors.h"
+#include "platform/linux/package-manager/event-truth.h"
 
 namespace platform {
 
-// An installer, until its event has been delivered.
-class EventListener::Connection final : private LoopTarget {
- public:
-  void Open(UniqueFd socket) {
-    socket_ = std::move(socket);
-    watch_.emplace(socket_.Get(), static_cast<LoopTarget*>(this));
-    watch_->WatchReading(true);
-  }
-
- private:
-  void OnReady(bool readable, bool writable) override;
-
-  UniqueFd socket_;
-  MessageReader reader_;
-  std::optional<LoopWatch> watch_;
-};
-
-void EventListener::Connection::OnReady(bool, bool) {
-  EventListener& listener = Instance();
-  // Keeps this while the callbacks, which may stop the listener, run.
-  std::list<Connection> self;
-  const auto take_out = [&] {
-    watch_.reset();
-    const auto place = std::find_if(listener.connections_.begin(), listener.connections_.end(),
-                                    [this](const Connection& other) { return &other == this; });
-    self.splice(self.end(), listener.connections_, place);
-  };
-  try {
-    const MessageReader::State state = reader_.ReadFrom(socket_.Get());
-    if (state == MessageReader::State::kPartial) return;
-    std::optional<PackageEvent> event;
-    if (state == MessageReader::State::kComplete) event = DecodeEvent(reader_.Bytes());
-    take_out();
-    if (event) {
-      listener.Deliver(*event);
-    } else {
-      dlog_print(DLOG_WARN, kPackageLogTag, "dropped a message that is no package event");
-    }
-  } catch (const std::bad_alloc&) {
-    dlog_print(DLOG_ERROR, kPackageLogTag, "no memory to hear of a package event: it is lost");
-    if (self.empty()) take_out();
-  }
-  Acknowledge(socket_.Get());
-}
-
 EventListener::Server::Server(UniqueFd listening_socket, EventListener* listener)
-    : socket(std::move(listening_socket)), watch(socket.Get(), listener), pause(&watch) {
-  watch.WatchReading(true);
-}
-
-EventListener::EventListener() = default;
+    : messages(std::move(listening_socket), kPackageLogTag, listener) {}
 
 bool Subscription::Wants(package_manager_event_type_e type) const {
   if (!has_status || callback == nullptr) return false;
@@ -139,32 +90,30 @@ void EventListener::Start() {
 }
 
 void EventListener::Stop() {
-  connections_.clear();
   server_.reset();
   std::lock_guard<std::mutex> lock(name_mutex_);
   unlink((folder_ + "/" + name_).c_str());
   name_.clear();
 }
 
-void EventListener::OnReady(bool, bool) {
+void EventListener::OnMessage(const std::vector<uint8_t>& bytes, const PeerCredentials& sender,
+                              const UniqueFd& connection) noexcept {
   try {
-    Accept();
-  } catch (const std::bad_alloc&) {
-    dlog_print(DLOG_ERROR, kPackageLogTag, "no memory to hear of a package event: in a moment");
-    server_->pause.Start();
+    const auto event = DecodeEvent(bytes);
+    if (!event) {
+      dlog_print(DLOG_WARN, kPackageLogTag, "dropped a message that is no package event");
+    } else if (!IsTrue(*event, sender.pid)) {
+      dlog_print(DLOG_WARN, kPackageLogTag,
+                 "dropped a false event of process %d on package %s: the package database says "
+                 "otherwise",
+                 sender.pid, event->package_id.c_str());
+    } else {
+      Deliver(*event);
+    }
+  } catch (const std::exception& error) {
+    dlog_print(DLOG_ERROR, kPackageLogTag, "a package event is lost: %s", error.what());
   }
-}
-
-void EventListener::Accept() {
-  // First, while it can still be put off.
-  std::list<Connection> added(1);
-  UniqueFd socket(accept4(server_->socket.Get(), nullptr, nullptr, SOCK_CLOEXEC | SOCK_NONBLOCK));
-  if (!socket) {
-    if (errno == EMFILE || errno == ENFILE) server_->pause.Start();
-    return;
-  }
-  added.back().Open(std::move(socket));
-  connections_.splice(connections_.end(), added);
+  Acknowledge(connection.Get());
 }
 
 }  // namespace platform

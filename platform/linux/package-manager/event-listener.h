@@ -6,17 +6,14 @@
 
 #include <package_manager.h>
 
-#include <list>
 #include <memory>
 #include <mutex>
 #include <optional>
 #include <string>
 #include <vector>
 
-#include "platform/linux/common/accept-pause.h"
 #include "platform/linux/common/ecore-reference.h"
-#include "platform/linux/common/loop-watch.h"
-#include "platform/linux/common/unix-socket.h"
+#include "platform/linux/common/message-server.h"
 #include "platform/linux/package-manager/package-event.h"
 
 namespace platform {
@@ -33,7 +30,7 @@ struct Subscription {
 
 // This process's ear: serves its event socket on the Ecore main loop while any subscription is in.
 // All functions but OwnName() belong to the main loop's thread.
-class EventListener final : private LoopTarget {
+class EventListener final : private MessageObserver {
  public:
   static EventListener& Instance();
   EventListener(const EventListener&) = delete;
@@ -51,26 +48,22 @@ class EventListener final : private LoopTarget {
   std::string OwnName() const;
 
  private:
-  class Connection;
   // What is there while any subscription is in.
   struct Server {
     Server(UniqueFd listening_socket, EventListener* listener);
 
     const EcoreReference ecore;
-    const UniqueFd socket;
-    LoopWatch watch;
-    AcceptPause pause;
+    MessageServer messages;
   };
 
-  EventListener();
-  void OnReady(bool readable, bool writable) override;
+  EventListener() = default;
+  void OnMessage(const std::vector<uint8_t>& bytes, const PeerCredentials& sender,
+                 const UniqueFd& connection) noexcept override;
   void Start();
   void Stop();
-  void Accept();
   bool Has(const std::shared_ptr<Subscription>& subscription) const;
 
   std::vector<std::shared_ptr<Subscription>> subscriptions_;
-  std::list<Connection> connections_;
   std::optional<Server> server_;
   std::string folder_;
   mutable std::mutex name_mutex_;

@@ -68,7 +68,7 @@ void FinishOperation(const std::string& entry) {
 }  // namespace
 
 InstallLock::InstallLock() {
-  const std::string path = RootFolder() + "/install.lock";
+  const std::string path = RootFolder() + "/" + kInstallLock;
   file_ = LockFile(path, Wait::kYes);
   if (!file_) throw FileError(path);
   const std::string staging = StagingFolder();

@@ -17,6 +17,9 @@ namespace platform {
 // not known, `<generation>@<package id>` then. The entry goes last, so whatever a crash leaves
 // behind is found through it.
 
+// Of the root.
+inline constexpr char kInstallLock[] = "install.lock";
+
 // One install, update or uninstall at a time below one root, across all processes; waits for its
 // turn. Also clears away what an interrupted operation left.
 class InstallLock {

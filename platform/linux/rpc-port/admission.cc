@@ -9,16 +9,23 @@
 
 namespace platform::rpc {
 
-Admission Admit(const PeerCredentials& peer, const std::vector<std::string>& privileges) {
+Admission Admit(const ProcessHandle& process, uid_t user,
+                const std::vector<std::string>& privileges) {
   Admission admission;
-  if (peer.uid != geteuid()) {
+  if (user != geteuid()) {
     admission.cause = "it belongs to another user";
     return admission;
   }
-  const ProcessIdentity identity = IdentifyProcess(peer.pid);
+  const ProcessIdentity identity = IdentifyProcess(process);
   admission.app_id = identity.app_id;
   if (identity.app_id.empty()) {
     admission.cause = "it cannot be told who it is";
+    return admission;
+  }
+  admission.executable = *identity.executable;
+  // The owner of a PID namespace may speak in the name of every process in it.
+  if (!process.HasOurPidNamespace()) {
+    admission.cause = "it has a PID namespace of its own";
     return admission;
   }
   if (!privileges.empty() && !identity.is_installed_application) {

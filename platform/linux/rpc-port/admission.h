@@ -7,7 +7,7 @@
 #include <string>
 #include <vector>
 
-#include "platform/linux/common/unix-socket.h"
+#include "platform/linux/common/process-handle.h"
 
 namespace platform::rpc {
 
@@ -15,11 +15,13 @@ struct Admission {
   bool is_granted = false;
   std::string app_id;  // empty for a process that cannot be told
   std::string cause;   // why not
+  FileId executable;   // what was executed, when it is granted
 };
 
-// Whether a process may connect to a stub that asks for these privileges. Only applications hold
-// privileges; where none is asked for, every process of the same user may come.
-Admission Admit(const PeerCredentials& peer, const std::vector<std::string>& privileges);
+// Whether a process of a user may connect to a stub that asks for these privileges. Only
+// applications hold privileges; where none is asked for, every process of the same user may come.
+Admission Admit(const ProcessHandle& process, uid_t user,
+                const std::vector<std::string>& privileges);
 
 }  // namespace platform::rpc
 

@@ -6,6 +6,7 @@
 #include <sys/socket.h>
 
 #include <cerrno>
+#include <cstring>
 
 namespace platform::rpc {
 
@@ -60,10 +61,34 @@ bool ByteStream::HasWaiting() const {
   return !queue_.empty();
 }
 
+// The kernel never joins the bytes of two senders in one answer.
+ssize_t ByteStream::ReceiveFromSender(uint8_t* data, size_t size, int flags, pid_t* sender) {
+  iovec place = {data, size};
+  alignas(cmsghdr) char control[CMSG_SPACE(sizeof(ucred))];
+  msghdr message{};
+  message.msg_iov = &place;
+  message.msg_iovlen = 1;
+  message.msg_control = control;
+  message.msg_controllen = sizeof control;
+  const ssize_t count = recvmsg(fd(), &message, flags | MSG_CMSG_CLOEXEC);
+  *sender = 0;
+  const cmsghdr* header = count > 0 ? CMSG_FIRSTHDR(&message) : nullptr;
+  if (header != nullptr && header->cmsg_level == SOL_SOCKET &&
+      header->cmsg_type == SCM_CREDENTIALS) {
+    ucred credentials;
+    std::memcpy(&credentials, CMSG_DATA(header), sizeof credentials);
+    *sender = credentials.pid;
+  }
+  return count;
+}
+
 ByteStream::ReceiveResult ByteStream::Receive(uint8_t* data, size_t size, int flags,
                                               size_t* received) {
-  const ssize_t count = recv(fd(), data, size, flags);
+  pid_t sender = sender_;
+  const ssize_t count = sender_ == kAnySender ? recv(fd(), data, size, flags)
+                                              : ReceiveFromSender(data, size, flags, &sender);
   if (count > 0) {
+    if (sender != sender_) return ReceiveResult::kOtherSender;
     *received = static_cast<size_t>(count);
     return ReceiveResult::kBytes;
   }

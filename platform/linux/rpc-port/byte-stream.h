@@ -4,6 +4,8 @@
 #ifndef PLATFORM_LINUX_RPC_PORT_BYTE_STREAM_H_
 #define PLATFORM_LINUX_RPC_PORT_BYTE_STREAM_H_
 
+#include <sys/types.h>
+
 #include <atomic>
 #include <cstddef>
 #include <cstdint>
@@ -23,7 +25,12 @@ class ByteStream {
   // Once this many bytes wait, nothing more is taken. At most one send goes beyond it.
   static constexpr size_t kMaxWaiting = 16 * 1024 * 1024;
 
-  explicit ByteStream(UniqueFd fd) : fd_(std::move(fd)) {}
+  // No process has this id: bytes are taken from every process that has the other end.
+  static constexpr pid_t kAnySender = -1;
+
+  // Takes bytes from one process alone, for which the descriptor has to name senders.
+  explicit ByteStream(UniqueFd fd, pid_t sender = kAnySender)
+      : fd_(std::move(fd)), sender_(sender) {}
 
   int fd() const { return fd_.Get(); }
 
@@ -40,8 +47,13 @@ class ByteStream {
   SendResult Flush();
   bool HasWaiting() const;
 
-  enum class ReceiveResult { kBytes, kNothing, kEnded };
-  // One recv(). Blocks only on a blocking descriptor without MSG_DONTWAIT among the flags.
+  enum class ReceiveResult {
+    kBytes,
+    kNothing,
+    kEnded,
+    kOtherSender  // the bytes are lost
+  };
+  // One system call. Blocks only on a blocking descriptor without MSG_DONTWAIT among the flags.
   ReceiveResult Receive(uint8_t* data, size_t size, int flags, size_t* received);
 
   // Ends both directions; both sides see the end of the stream.
@@ -52,7 +64,10 @@ class ByteStream {
   // How many bytes the socket took; less than all when it is full. Negative when broken.
   ssize_t SendSome(const uint8_t* data, size_t size);
 
+  ssize_t ReceiveFromSender(uint8_t* data, size_t size, int flags, pid_t* sender);
+
   const UniqueFd fd_;
+  const pid_t sender_;
   std::atomic<bool> is_shut_down_{false};
   mutable std::mutex mutex_;
   // Guarded by mutex_: what waits is behind sent_.

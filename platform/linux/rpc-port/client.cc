@@ -3,6 +3,7 @@
 
 #include "platform/linux/rpc-port/client.h"
 
+#include <cerrno>
 #include <cstdint>
 #include <utility>
 
@@ -11,6 +12,9 @@
 namespace platform::rpc {
 namespace {
 
+// The executed file is looked at this often, so that commands cost no system call more.
+constexpr std::chrono::seconds kCheckInterval(1);
+
 std::string NewInstance(const std::string& sender) {
   static uint64_t count = 0;
   return sender + "#" + std::to_string(++count);
@@ -18,11 +22,13 @@ std::string NewInstance(const std::string& sender) {
 
 }  // namespace
 
-Client::Client(const std::string& sender, const PeerCredentials& peer, std::shared_ptr<Port> main,
-               const std::weak_ptr<ClientHost>& host)
+Client::Client(const std::string& sender, ProcessHandle process, const FileId& executable,
+               std::shared_ptr<Port> main, const std::weak_ptr<ClientHost>& host)
     : sender_(sender),
       instance_(NewInstance(sender)),
-      peer_(peer),
+      process_(std::move(process)),
+      executable_(executable),
+      executable_link_("/proc/" + std::to_string(process_->pid()) + "/exe"),
       token_(NewToken()),
       host_(host),
       main_(std::move(main)) {
@@ -42,12 +48,23 @@ void Client::SendAcceptance(Port* port) {
   port->Send({frame.data(), frame.size()});
 }
 
-bool Client::Awaits(const Token& token, const PeerCredentials& peer) const {
-  return !IsJoined() && token == token_ && peer.pid == peer_.pid && peer.uid == peer_.uid;
+bool Client::Awaits(const Token& token, pid_t pid) const {
+  return !IsJoined() && token == token_ && pid == process_->pid() &&
+         process_->ExecutableFile() == executable_;
+}
+
+bool Client::IsUnchanged() {
+  const auto now = std::chrono::steady_clock::now();
+  if (now < next_check_) return true;
+  next_check_ = now + kCheckInterval;
+  const auto file = FileAt(executable_link_);
+  return file ? *file == executable_ : errno == ENOENT;
 }
 
 void Client::Join(std::shared_ptr<Port> callback) {
   limit_.Stop();
+  process_.reset();
+  next_check_ = std::chrono::steady_clock::now() + kCheckInterval;
   callback_ = std::move(callback);
   callback_->SetPeer(sender_);
   main_->Open(callback_);
@@ -70,6 +87,10 @@ void Client::OnReadable(Port* port) {
 void Client::Serve(Port* port) {
   const auto host = host_.lock();
   if (host == nullptr) return Drop();
+  if (!IsUnchanged()) {
+    port->EndAsMalformed("something after it has executed another file");
+    return End();
+  }
   const auto serve = [&] { return ServeFrame(host.get()); };
   if (port->ServeFrames(serve) != Port::Served::kGoesOn) End();
 }

@@ -4,11 +4,13 @@
 #ifndef PLATFORM_LINUX_RPC_PORT_CLIENT_H_
 #define PLATFORM_LINUX_RPC_PORT_CLIENT_H_
 
+#include <chrono>
 #include <memory>
+#include <optional>
 #include <string>
 
 #include "platform/linux/common/loop-timer.h"
-#include "platform/linux/common/unix-socket.h"
+#include "platform/linux/common/process-handle.h"
 #include "platform/linux/rpc-port/greeting.h"
 #include "platform/linux/rpc-port/port.h"
 
@@ -31,13 +33,16 @@ class ClientHost {
 // callback port.
 class Client final : public PortObserver, public std::enable_shared_from_this<Client> {
  public:
-  Client(const std::string& sender, const PeerCredentials& peer, std::shared_ptr<Port> main,
-         const std::weak_ptr<ClientHost>& host);
+  // `executable` is what the process executed when it was identified as the sender.
+  Client(const std::string& sender, ProcessHandle process, const FileId& executable,
+         std::shared_ptr<Port> main, const std::weak_ptr<ClientHost>& host);
 
   // Tells the proxy that it is admitted; it has a limited time to join.
   void Start();
-  // Whether a second connection of that process is this one's callback port.
-  bool Awaits(const Token& token, const PeerCredentials& peer) const;
+  // Whether a second connection of that process is this one's callback port. It is not when the
+  // process executes another file by now: it may have had the first connection before it became
+  // the application, and have left that to another process.
+  bool Awaits(const Token& token, pid_t pid) const;
   void Join(std::shared_ptr<Port> callback);
   bool IsJoined() const { return callback_ != nullptr; }
 
@@ -54,6 +59,9 @@ class Client final : public PortObserver, public std::enable_shared_from_this<Cl
  private:
   void OnReadable(Port* port) override;
   void Serve(Port* port);
+  // Whether the process executes what it was identified by, or did when it exited: what it has sent
+  // before is its own. Looks no more than once a second.
+  bool IsUnchanged();
   // False when the connection is over.
   bool ServeFrame(ClientHost* host);
   void End();
@@ -61,7 +69,11 @@ class Client final : public PortObserver, public std::enable_shared_from_this<Cl
 
   const std::string sender_;
   const std::string instance_;
-  const PeerCredentials peer_;
+  // Until it has joined.
+  std::optional<ProcessHandle> process_;
+  const FileId executable_;
+  const std::string executable_link_;
+  std::chrono::steady_clock::time_point next_check_;
   const Token token_;
   const std::weak_ptr<ClientHost> host_;
   const std::shared_ptr<Port> main_;

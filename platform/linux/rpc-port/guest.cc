@@ -9,7 +9,9 @@
 namespace platform::rpc {
 
 Guest::Guest(UniqueFd fd, const std::weak_ptr<GuestHost>& host)
-    : peer_(PeerOf(fd.Get())), host_(host), port_(std::make_shared<Port>(std::move(fd))) {
+    : peer_(PeerOf(fd.Get())),
+      host_(host),
+      port_(std::make_shared<Port>(std::move(fd), peer_.pid)) {
   port_->SetPeer("Process " + std::to_string(peer_.pid));
 }
 

@@ -21,8 +21,8 @@ namespace platform::rpc {
 
 using Clock = std::chrono::steady_clock;
 
-Port::Port(UniqueFd fd)
-    : stream_(std::move(fd)), reader_(kMaxGreeting), watch_(stream_.fd(), this) {}
+Port::Port(UniqueFd fd, pid_t sender)
+    : stream_(std::move(fd), sender), reader_(kMaxGreeting), watch_(stream_.fd(), this) {}
 
 void Port::Open(const std::shared_ptr<Port>& partner) {
   partner_ = partner;
@@ -151,6 +151,9 @@ Port::Received Port::ReceiveSome(size_t limit, int flags) {
     case ByteStream::ReceiveResult::kNothing:
       if (reader_.IsEmpty()) reader_.Rest();
       return Received::kNothing;
+    case ByteStream::ReceiveResult::kOtherSender:
+      EndAsMalformed("bytes of another process");
+      break;
     case ByteStream::ReceiveResult::kEnded:
       break;
   }

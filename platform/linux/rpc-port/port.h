@@ -39,8 +39,9 @@ class Port final : public std::enable_shared_from_this<Port>, private LoopTarget
   // How long a caller is kept waiting for a frame.
   static constexpr std::chrono::seconds kReplyLimit{10};
 
-  // Takes frames of a greeting's length until the port is opened.
-  explicit Port(UniqueFd fd);
+  // Takes frames of a greeting's length until the port is opened. Bytes of another process than
+  // `sender` end the connection; see ByteStream.
+  explicit Port(UniqueFd fd, pid_t sender = ByteStream::kAnySender);
   Port(const Port&) = delete;
   Port& operator=(const Port&) = delete;
 

@@ -76,7 +76,8 @@ void Stub::Refuse(const std::shared_ptr<Guest>& guest, const std::string& who,
 }
 
 void Stub::Admit(const std::shared_ptr<Guest>& guest) {
-  const Admission admission = rpc::Admit(guest->peer(), privileges_);
+  ProcessHandle process(guest->peer().pid);
+  const Admission admission = rpc::Admit(process, guest->peer().uid, privileges_);
   if (!admission.is_granted) return Refuse(guest, admission.app_id, admission.cause);
   const std::string too_many =
       "it has " + std::to_string(ConnectionLimit::kMost) + " connections already";
@@ -88,8 +89,9 @@ void Stub::Admit(const std::shared_ptr<Guest>& guest) {
     case ConnectionLimit::Answer::kRefusedAgain:
       return guest->Refuse(too_many);
   }
-  const auto client = std::make_shared<Client>(admission.app_id, guest->peer(), guest->TakePort(),
-                                               weak_from_this());
+  const auto client =
+      std::make_shared<Client>(admission.app_id, std::move(process), admission.executable,
+                               guest->TakePort(), weak_from_this());
   clients_.emplace(client->instance(), client);
   try {
     limit_.Add(client->sender());
@@ -110,7 +112,7 @@ void Stub::Forget(const std::shared_ptr<Client>& client) {
 void Stub::Join(const std::shared_ptr<Guest>& guest, const Token& token) {
   for (const auto& entry : clients_) {
     const std::shared_ptr<Client> client = entry.second;
-    if (!client->Awaits(token, guest->peer())) continue;
+    if (!client->Awaits(token, guest->peer().pid)) continue;
     try {
       client->Join(guest->TakePort());
     } catch (...) {

@@ -165,19 +165,32 @@ TEST_F(Dlog, RaisesNoSignalWhenTheReaderIsGone) {
             5);
 }
 
+TEST_F(Dlog, LimitsWarningsThatDifferInNumbersAlone) {
+  Run("*:I", LogFile(), [] {
+    for (int i = 0; i < 1000; ++i) dlog_print(DLOG_WARN, "TAG", "process %d is refused", i);
+    for (int i = 0; i < 1000; ++i) dlog_print(DLOG_INFO, "TAG", "information %d", i);
+    dlog_print(DLOG_WARN, "TAG", "something else");
+    return 0;
+  });
+  const std::string log = Text(LogFile());
+  EXPECT_EQ(std::count(log.begin(), log.end(), '\n'), 100 + 1000 + 1);
+  EXPECT_NE(log.find("process 99 is refused"), std::string::npos);
+  EXPECT_NE(log.find("something else"), std::string::npos);
+}
+
 TEST_F(Dlog, KeepsLinesOfManyThreadsWhole) {
-  Run(nullptr, LogFile(), [] {
+  Run("*:I", LogFile(), [] {
     std::vector<std::thread> threads;
     for (int i = 0; i < 4; ++i) {
       threads.emplace_back([] {
-        for (int j = 0; j < 200; ++j) dlog_print(DLOG_ERROR, "TAG", "%s", "whole line");
+        for (int j = 0; j < 200; ++j) dlog_print(DLOG_INFO, "TAG", "%s", "whole line");
       });
     }
     for (std::thread& thread : threads) thread.join();
     return 0;
   });
   std::istringstream log(Text(LogFile()));
-  const std::regex whole(R"(.* E TAG     : whole line)");
+  const std::regex whole(R"(.* I TAG     : whole line)");
   int lines = 0;
   for (std::string line; std::getline(log, line); ++lines) {
     ASSERT_TRUE(std::regex_match(line, whole)) << line;

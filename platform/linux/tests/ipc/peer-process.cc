@@ -66,6 +66,19 @@ std::string PeerProcess::NextLine() {
       ecore_main_fd_handler_add(lines_.Get(), ECORE_FD_READ, read_some, this, nullptr, nullptr);
   EXPECT_TRUE(RunLoopUntil([&] { return is_at_end_ || text_.find('\n') != std::string::npos; }));
   ecore_main_fd_handler_del(handler);
+  return TakeLine();
+}
+
+std::string PeerProcess::NextLineWithoutLoop() {
+  while (!is_at_end_ && text_.find('\n') == std::string::npos) {
+    pollfd ready = {lines_.Get(), POLLIN, 0};
+    poll(&ready, 1, -1);
+    ReadSome();
+  }
+  return TakeLine();
+}
+
+std::string PeerProcess::TakeLine() {
   const size_t end = text_.find('\n');
   if (end == std::string::npos) return "";
   const std::string line = text_.substr(0, end);

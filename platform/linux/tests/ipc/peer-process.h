@@ -23,7 +23,9 @@ class PeerProcess {
   void Tell(const std::string& command);
   // The next line that it told, running the main loop until there is one. Empty at its end.
   std::string NextLine();
-  // Both.
+  // The same without running the main loop.
+  std::string NextLineWithoutLoop();
+  // Tell() and NextLine().
   std::string Ask(const std::string& command);
 
   void Signal(int signal) const;
@@ -32,6 +34,7 @@ class PeerProcess {
 
  private:
   void ReadSome();
+  std::string TakeLine();
 
   pid_t pid_ = -1;
   UniqueFd commands_;

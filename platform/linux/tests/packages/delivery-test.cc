@@ -10,7 +10,10 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <filesystem>
+
 #include "platform/linux/app-control/launch-protocol.h"
+#include "platform/linux/common/package-database.h"
 #include "platform/linux/common/root-folder.h"
 #include "platform/linux/tests/ipc/loop.h"
 #include "platform/linux/tests/packages/support/platform-test.h"
@@ -93,7 +96,11 @@ TEST_F(Deliveries, ToAProcessThatRestsCostOneDescriptor) {
 // The test is the application.
 class RefusedDeliveries : public Deliveries {
  protected:
-  RefusedDeliveries() : socket_(ListenAt(FolderBelowRoot(kApplicationSocketFolder), kAppId)) {}
+  RefusedDeliveries() : socket_(ListenAt(FolderBelowRoot(kApplicationSocketFolder), kAppId)) {
+    PackageRecord package = *FindPackage("org.test.p");
+    package.applications[0].executable = std::filesystem::canonical("/proc/self/exe");
+    StorePackage(package);
+  }
 
   UniqueFd Accept() const {
     return UniqueFd(accept4(socket_.Get(), nullptr, nullptr, SOCK_CLOEXEC));

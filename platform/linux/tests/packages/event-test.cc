@@ -5,6 +5,7 @@
 #include <fcntl.h>
 #include <gtest/gtest.h>
 #include <package_manager.h>
+#include <poll.h>
 #include <signal.h>
 #include <sys/stat.h>
 #include <unistd.h>
@@ -14,6 +15,8 @@
 #include <thread>
 
 #include "platform/linux/common/message.h"
+#include "platform/linux/common/root-folder.h"
+#include "platform/linux/common/unix-socket.h"
 #include "platform/linux/package-manager/package-event.h"
 #include "platform/linux/tests/packages/support/platform-test.h"
 #include "platform/linux/tests/packages/support/program.h"
@@ -288,6 +291,62 @@ TEST_F(Events, WaitALimitedTimeForAListenerThatDoesNotAnswer) {
   EXPECT_NE(Log().find("does not answer"), std::string::npos);
   test::Signal(deaf, SIGKILL);
   test::Await(deaf);
+}
+
+// Sends an event to this process's listener, and waits until it has been dropped or delivered.
+void SendToOwnListener(const PackageEvent& event) {
+  bool is_over = false;
+  std::thread sender([&] {
+    const UniqueFd socket =
+        ConnectTo(FolderBelowRoot(kEventSocketFolder), std::to_string(getpid()));
+    EXPECT_TRUE(SendMessage(socket.Get(), EncodeEvent(event), std::chrono::seconds(60)));
+    pollfd ready = {socket.Get(), POLLIN, 0};
+    EXPECT_EQ(poll(&ready, 1, 60'000), 1);
+    ecore_main_loop_thread_safe_call_async([](void*) { ecore_main_loop_quit(); }, nullptr);
+    is_over = true;
+  });
+  ecore_main_loop_begin();
+  sender.join();
+  EXPECT_TRUE(is_over);
+}
+
+TEST_F(Events, AreDroppedWhenThePackageDatabaseSaysOtherwise) {
+  ASSERT_EQ(Install(PackageText()), PACKAGE_MANAGER_ERROR_NONE);
+  Heard heard;
+  package_manager_h manager = Listen(&heard, OnEvent, PACKAGE_MANAGER_STATUS_TYPE_ALL);
+  PackageEvent event;
+  event.package_id = "org.test.p";
+  event.type = PACKAGE_MANAGER_EVENT_TYPE_UNINSTALL;
+  for (const auto state :
+       {PACKAGE_MANAGER_EVENT_STATE_STARTED, PACKAGE_MANAGER_EVENT_STATE_PROCESSING,
+        PACKAGE_MANAGER_EVENT_STATE_COMPLETED}) {
+    event.state = state;
+    SendToOwnListener(event);
+  }
+  event.package_id = "org.test.missing";
+  for (const auto type : {PACKAGE_MANAGER_EVENT_TYPE_INSTALL, PACKAGE_MANAGER_EVENT_TYPE_UPDATE}) {
+    event.type = type;
+    SendToOwnListener(event);
+  }
+  EXPECT_TRUE(heard.events.empty()) << heard.events.front();
+  EXPECT_NE(Log().find("dropped a false event of process " + std::to_string(getpid()) +
+                       " on package org.test.p"),
+            std::string::npos);
+  package_manager_destroy(manager);
+}
+
+// Its listeners may be slow: by then the installer is done.
+TEST_F(Events, AreTrueWhenTheyComeLate) {
+  Heard heard;
+  package_manager_h manager = Listen(&heard, OnEvent, PACKAGE_MANAGER_STATUS_TYPE_ALL);
+  PackageEvent event;
+  event.package_id = "org.test.p";
+  event.type = PACKAGE_MANAGER_EVENT_TYPE_UNINSTALL;
+  SendToOwnListener(event);
+  event.state = PACKAGE_MANAGER_EVENT_STATE_COMPLETED;
+  SendToOwnListener(event);
+  EXPECT_EQ(heard.events.size(), 2U);
+  package_manager_destroy(manager);
 }
 
 TEST_F(Events, SurviveTheirTransport) {

@@ -8,6 +8,7 @@
 #include <gtest/gtest.h>
 #include <package_manager.h>
 #include <signal.h>
+#include <sys/socket.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -276,6 +277,37 @@ TEST_F(Launch, SurvivesSendersThatTalkNonsense) {
   ASSERT_EQ(write(silent.Get(), "\x00\x00no", 4), 4);
   EXPECT_EQ(Send(kAppId, "text", "still"), APP_CONTROL_ERROR_NONE);
   EXPECT_EQ(NextReport(), "request still 5");
+}
+
+TEST_F(Launch, HandsNoRequestToAnotherProcessThatListensInItsPlace) {
+  InstallService();
+  const std::string folder = FolderBelowRoot(kApplicationSocketFolder);
+  for (const char* text : {"start", "again"}) {
+    // The second time while the application runs.
+    std::filesystem::remove(folder + "/" + kAppId);
+    const UniqueFd thief = ListenAt(folder, kAppId);
+    ASSERT_TRUE(thief);
+    EXPECT_EQ(Send(kAppId, "text", text), APP_CONTROL_ERROR_NONE);
+    EXPECT_GT(CreatedProcess(), 0);
+    EXPECT_EQ(NextReport(), std::string("request ") + text + " 5");
+    const UniqueFd stolen(accept(thief.Get(), nullptr, nullptr));
+    char byte;
+    EXPECT_EQ(recv(stolen.Get(), &byte, 1, 0), 0) << "a request was handed over";
+    EXPECT_NE(Log().find("process " + std::to_string(getpid()) + " listens for " + kAppId),
+              std::string::npos);
+  }
+}
+
+// To whom the descriptor is handed over, so that it is told as the one that listens.
+TEST_F(Launch, NamesTheProcessThatListens) {
+  InstallService();
+  CloseGate();
+  EXPECT_EQ(Send(kAppId, "text", "first"), APP_CONTROL_ERROR_NONE);
+  const UniqueFd connection = ConnectTo(FolderBelowRoot(kApplicationSocketFolder), kAppId);
+  EXPECT_EQ(PeerOf(connection.Get()).pid, ProcessOf(kAppId));
+  OpenGate("g");
+  CreatedProcess();
+  EXPECT_EQ(NextReport(), "request first 5");
 }
 
 TEST_F(Launch, EndsTheProcessesOfAnUpdatedPackage) {

@@ -4,8 +4,10 @@
 #include "platform/linux/common/process-identity.h"
 
 #include <gtest/gtest.h>
+#include <linux/sched.h>
 #include <sched.h>
 #include <signal.h>
+#include <sys/syscall.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -124,6 +126,32 @@ TEST_F(Identity, IsEmptyWhenTheProcessIsGone) {
   End();
   EXPECT_EQ(IdentifyProcess(pid).app_id, "");
   EXPECT_EQ(IdentifyProcess(-1).app_id, "");
+}
+
+// A new process that has the id of one that has exited. -1 where the kernel permits no choice.
+pid_t StartWithId(pid_t pid) {
+  clone_args arguments{};
+  arguments.exit_signal = SIGCHLD;
+  arguments.set_tid = reinterpret_cast<uintptr_t>(&pid);
+  arguments.set_tid_size = 1;
+  const long result = syscall(SYS_clone3, &arguments, sizeof arguments);
+  if (result != 0) return static_cast<pid_t>(result);
+  for (;;) pause();
+}
+
+TEST_F(Identity, IsNotInheritedWithAProcessId) {
+  const pid_t pid = StartCopy(Folder() + "/program");
+  const ProcessHandle process(pid);
+  EXPECT_TRUE(process.Executes(Folder() + "/program"));
+  End();
+  const pid_t second = StartWithId(pid);
+  EXPECT_TRUE(second == pid || geteuid() != 0);
+  EXPECT_FALSE(process.ExecutableFile());
+  EXPECT_EQ(IdentifyProcess(process).app_id, "");
+  if (second != pid) return;
+  EXPECT_TRUE(ProcessHandle(second).ExecutableFile());
+  kill(second, SIGKILL);
+  test::Await(second);
 }
 
 TEST_F(Identity, IsEmptyAndLoggedWhenTheDatabaseCannotBeRead) {

@@ -8,6 +8,7 @@
 #include <sys/socket.h>
 #include <unistd.h>
 
+#include "platform/linux/tests/ipc/loop.h"
 #include "platform/linux/tests/packages/support/platform-test.h"
 
 namespace platform {
@@ -50,6 +51,31 @@ TEST_F(RequestServerTest, RestsWithoutDescriptorsAndServesAfterwards) {
   EXPECT_GT(ecore_time_get() - begin, 1.0);
   setrlimit(RLIMIT_NOFILE, &before);
   ExpectToBeServed(sender);
+}
+
+// Whether the other end is closed, after some turns of the loop.
+bool IsEnded(const UniqueFd& sender) {
+  char byte;
+  return recv(sender.Get(), &byte, 1, MSG_DONTWAIT) == 0;
+}
+
+TEST_F(RequestServerTest, EndsTheOldestOfTooManySilentSenders) {
+  RequestServer server(ListenAt(Folder(), "requests"), [](app_control_h) {});
+  std::vector<UniqueFd> silent;
+  for (size_t i = 0; i <= MessageServer::kMaxSenders; ++i)
+    silent.push_back(ConnectTo(Folder(), "requests"));
+  EXPECT_TRUE(test::RunLoopUntil([&] { return IsEnded(silent[0]); }));
+  EXPECT_NE(Log().find("more than 64 connections have sent no whole message"), std::string::npos);
+  EXPECT_FALSE(IsEnded(silent[1]));
+  ExpectToBeServed(silent[1]);
+  ExpectToBeServed(ConnectTo(Folder(), "requests"));
+}
+
+TEST_F(RequestServerTest, EndsASenderThatStaysSilent) {
+  RequestServer server(ListenAt(Folder(), "requests"), [](app_control_h) {});
+  const UniqueFd silent = ConnectTo(Folder(), "requests");
+  EXPECT_TRUE(test::RunLoopUntil([&] { return IsEnded(silent); }));
+  EXPECT_NE(Log().find("sent no whole message in 10 s"), std::string::npos);
 }
 
 }  // namespace

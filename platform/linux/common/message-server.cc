@@ -1,0 +1,134 @@
+// Copyright 2026 The qor-handler-manager authors
+// SPDX-License-Identifier: Apache-2.0
+
+#include "platform/linux/common/message-server.h"
+
+#include <dlog.h>
+#include <sys/socket.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <exception>
+#include <utility>
+
+#include "platform/linux/common/loop-timer.h"
+#include "platform/linux/common/message.h"
+
+namespace platform {
+
+// One sender, until its message is there.
+class MessageServer::Connection final : private LoopTarget {
+ public:
+  Connection(MessageServer* server, UniqueFd socket)
+      : server_(server),
+        socket_(std::move(socket)),
+        peer_(PeerOf(socket_.Get())),
+        watch_(socket_.Get(), this) {}
+
+  const PeerCredentials& Peer() const { return peer_; }
+
+  void Wait() {
+    limit_.Start(kMessageLimit, [this] {
+      dlog_print(DLOG_WARN, server_->log_tag_, "process %d sent no whole message in %.0f s",
+                 peer_.pid, kMessageLimit);
+      TakeOut();
+    });
+    watch_.WatchReading(true);
+  }
+
+  // Hands the message over once it is there; false before that. The connection, and perhaps its
+  // server, are gone then.
+  bool Serve() {
+    const MessageReader::State state = reader_.ReadFrom(socket_.Get());
+    if (state == MessageReader::State::kPartial) return false;
+    // The observer may run the main loop.
+    watch_.Remove();
+    limit_.Stop();
+    const std::list<Connection> self = TakeOut();
+    static const std::vector<uint8_t> kNone;
+    const bool is_complete = state == MessageReader::State::kComplete;
+    server_->observer_->OnMessage(is_complete ? reader_.Bytes() : kNone, peer_, socket_);
+    return true;
+  }
+
+  // Out of its server's list.
+  std::list<Connection> TakeOut() {
+    std::list<Connection>& all = server_->connections_;
+    std::list<Connection> self;
+    self.splice(self.end(), all,
+                std::find_if(all.begin(), all.end(),
+                             [this](const Connection& other) { return &other == this; }));
+    return self;
+  }
+
+ private:
+  void OnReady(bool, bool) override {
+    try {
+      Serve();
+    } catch (const std::exception& error) {
+      dlog_print(DLOG_ERROR, server_->log_tag_, "a message is lost: %s", error.what());
+      TakeOut();
+    }
+  }
+
+  MessageServer* const server_;
+  const UniqueFd socket_;
+  const PeerCredentials peer_;
+  MessageReader reader_;
+  LoopWatch watch_;
+  LoopTimer limit_;
+};
+
+MessageServer::MessageServer(UniqueFd listening_socket, const char* log_tag,
+                             MessageObserver* observer)
+    : log_tag_(log_tag),
+      observer_(observer),
+      socket_(std::move(listening_socket)),
+      watch_(socket_.Get(), this),
+      pause_(&watch_) {
+  watch_.WatchReading(true);
+}
+
+MessageServer::~MessageServer() = default;
+
+void MessageServer::OnReady(bool, bool) {
+  try {
+    Accept();
+  } catch (const std::exception& error) {
+    dlog_print(DLOG_ERROR, log_tag_, "a message is lost: %s", error.what());
+  }
+}
+
+void MessageServer::EndOldest() {
+  dlog_print(DLOG_WARN, log_tag_,
+             "more than %zu connections have sent no whole message, that of process %d ended",
+             kMaxSenders, connections_.front().Peer().pid);
+  connections_.pop_front();
+}
+
+void MessageServer::Accept() {
+  UniqueFd socket(accept4(socket_.Get(), nullptr, nullptr, SOCK_CLOEXEC | SOCK_NONBLOCK));
+  if (!socket) {
+    if (errno == EMFILE || errno == ENFILE) pause_.Start();
+    return;
+  }
+  Connection& connection = connections_.emplace_back(this, std::move(socket));
+  if (connection.Peer().uid != geteuid()) {
+    dlog_print(DLOG_WARN, log_tag_, "process %d belongs to another user: rejected",
+               connection.Peer().pid);
+    connections_.pop_back();
+    return;
+  }
+  try {
+    // Nearly always all of the message is there already.
+    if (connection.Serve()) return;
+    connection.Wait();
+  } catch (...) {
+    connection.TakeOut();
+    throw;
+  }
+  if (connections_.size() > kMaxSenders) EndOldest();
+}
+
+}  // namespace platform

@@ -1,0 +1,114 @@
+// Copyright 2026 The qor-handler-manager authors
+// SPDX-License-Identifier: Apache-2.0
+
+// The sockets for package events and launch requests, which every process of the user can reach.
+
+#include <poll.h>
+#include <sys/socket.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <filesystem>
+#include <string>
+
+#include "platform/linux/common/message-server.h"
+#include "platform/linux/common/process-list.h"
+#include "platform/linux/common/root-folder.h"
+#include "security-test.h"
+
+namespace security {
+namespace {
+
+using platform::ConnectTo;
+using platform::UniqueFd;
+
+constexpr char kTextPackage[] = "org.example.text";
+constexpr char kTextHandler[] = "org.example.text.handler";
+
+class Messages : public SecurityTest {
+ protected:
+  static std::string Listener() { return std::to_string(getpid()); }
+
+  static std::ptrdiff_t OpenDescriptors(const std::string& process = "/proc/self") {
+    return std::distance(std::filesystem::directory_iterator(process + "/fd"), {});
+  }
+};
+
+TEST_F(Messages, ThatAreForgedEventsChangeNoHandler) {
+  const size_t updates = TheAgent().Updates().size();
+  Peer attacker;
+  // Uninstalled: started, half done, completed. Installed and updated, which is not so.
+  for (const char* forged : {"0 1 org.example.text", "1 1 org.example.text", "2 1 org.example.text",
+                             "2 0 org.example.none", "2 2 org.example.none"}) {
+    ExpectOneLine("dropped a false event of process", [&] {
+      EXPECT_EQ(attacker.Ask("forge-event " + Listener() + " " + forged), "heard");
+    });
+  }
+  EXPECT_EQ(TheAgent().Updates().size(), updates);
+  // A true one is heard.
+  Uninstall(kTextPackage);
+  EXPECT_TRUE(AwaitUpdates(updates + 1));
+  Install("text");
+  EXPECT_TRUE(AwaitUpdates(updates + 2));
+  ExpectUnharmed();
+}
+
+TEST_F(Messages, ThatAreForgedWithoutEndFillNoLog) {
+  Peer attacker;
+  testing::internal::CaptureStderr();
+  attacker.Tell("forge-on " + Listener() + " " + kTextPackage);
+  for (int i = 0; i < 1000; ++i) ExpectUnharmed();
+  const std::string log = testing::internal::GetCapturedStderr();
+  EXPECT_LE(std::count(log.begin(), log.end(), '\n'), 110) << log;
+}
+
+TEST_F(Messages, ThatNeverComeKeepNoDescriptors) {
+  const auto before = OpenDescriptors();
+  Peer attacker;
+  EXPECT_EQ(attacker.Ask("silent run/events " + Listener() + " 1100"), "opened");
+  for (int i = 0; i < 10; ++i) ExpectUnharmed();
+  EXPECT_LE(OpenDescriptors(),
+            before + static_cast<std::ptrdiff_t>(platform::MessageServer::kMaxSenders) + 10);
+  // Events are heard all the same.
+  const size_t updates = TheAgent().Updates().size();
+  Install("silent");
+  EXPECT_TRUE(AwaitUpdates(updates + 1));
+  ExpectUnharmed();
+}
+
+TEST_F(Messages, ThatNeverComeKeepNoHandlerFromItsRequests) {
+  Peer attacker;
+  EXPECT_EQ(attacker.Ask(std::string("silent run/apps ") + kTextHandler + " 1100"), "opened");
+  // Requests are taken in order: when this one that is none is over, the others have been.
+  const UniqueFd last = ConnectTo(platform::RootPath() + "/run/apps", kTextHandler);
+  const uint8_t empty[4] = {};
+  ASSERT_EQ(send(last.Get(), empty, sizeof empty, MSG_NOSIGNAL), 4);
+  pollfd end = {last.Get(), POLLIN, 0};
+  EXPECT_EQ(poll(&end, 1, 60'000), 1);
+  const std::string program = InstalledProgram(kTextHandler);
+  const auto handlers = platform::ProcessesWhere(
+      [&](const platform::Executable& executable) { return executable.path == program; });
+  ASSERT_EQ(handlers.size(), 1U);
+  EXPECT_LE(OpenDescriptors("/proc/" + std::to_string(handlers[0])), 64 + 30);
+  ExpectUnharmed();
+}
+
+// Before the handler runs.
+class LaunchRequests : public Messages {
+ protected:
+  void SetUp() override {
+    Install("text");
+    StartAgent();
+  }
+};
+
+TEST_F(LaunchRequests, AreNotHandedToAnotherProcess) {
+  Peer attacker;
+  EXPECT_EQ(attacker.Ask(std::string("take-place ") + kTextHandler), "taken");
+  ExpectOneLine(std::string("listens for ") + kTextHandler + " and is not that application",
+                [&] { ExpectUnharmed(); });
+  EXPECT_EQ(attacker.Ask("stolen"), "0");
+}
+
+}  // namespace
+}  // namespace security
