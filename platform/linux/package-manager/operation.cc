@@ -72,7 +72,14 @@ InstallLock::InstallLock() {
   file_ = LockFile(path, Wait::kYes);
   if (!file_) throw FileError(path);
   const std::string staging = StagingFolder();
-  for (const std::string& name : NamesIn(staging)) FinishOperation(staging + "/" + name);
+  for (const std::string& name : NamesIn(staging)) {
+    try {
+      FinishOperation(staging + "/" + name);
+    } catch (...) {
+      // Stays for the next operation, and is no reason to do without this one.
+      LogCaught();
+    }
+  }
 }
 
 Operation::Operation() : generation_(NewGeneration()), entry_(StagingFolder() + "/" + generation_) {

@@ -10,6 +10,7 @@
 
 #include "platform/linux/common/package-database.h"
 #include "platform/linux/tests/packages/support/archive-writer.h"
+#include "platform/linux/tests/packages/support/failing-disk.h"
 #include "platform/linux/tests/packages/support/platform-test.h"
 #include "platform/linux/tests/packages/support/program.h"
 
@@ -146,6 +147,19 @@ TEST_F(Installing, ARootThatCannotBeWrittenIsNamed) {
   setenv("QOR_PLATFORM_ROOT", (file + "/root").c_str(), 1);
   EXPECT_EQ(Install(PackageText()), PACKAGE_MANAGER_ERROR_IO_ERROR);
   EXPECT_NE(Log().find("cannot create folder " + file + "/root"), std::string::npos) << Log();
+}
+
+TEST_F(Installing, LeftoversThatCannotBeRemovedPreventNoInstall) {
+  const std::string leftover = Root() + "/staging/1";
+  test::WriteFile(leftover + "/content/text", "text");
+  {
+    const test::FailingDisk disk(leftover, test::FailingDisk::Kind::kReadOnly, 1);
+    EXPECT_EQ(Install(PackageText()), PACKAGE_MANAGER_ERROR_NONE);
+    EXPECT_TRUE(disk.HasFailed());
+  }
+  EXPECT_NE(Log().find("cannot remove " + leftover), std::string::npos) << Log();
+  EXPECT_EQ(Uninstall("org.test.p"), PACKAGE_MANAGER_ERROR_NONE);
+  EXPECT_FALSE(fs::exists(leftover));
 }
 
 TEST_F(Installing, ABrokenDatabaseIsNamed) {
