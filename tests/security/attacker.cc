@@ -7,6 +7,7 @@
 // connections that it had before it executed itself.
 
 #include <fcntl.h>
+#include <sys/file.h>
 #include <sys/ioctl.h>
 #include <sys/resource.h>
 #include <sys/socket.h>
@@ -131,6 +132,9 @@ class Attacker {
     if (verb == "ask-on") return AskOn(std::stoul(first));
     if (verb == "connect-on") return ConnectOn(first);
     if (verb == "bite-on") return BiteOn();
+    // Files: a path. Held until this process ends.
+    if (verb == "hold") return Hold(first);
+    if (verb == "hold-bytes") return HoldBytes(first);
     if (verb == "stop") return raise(SIGSTOP) == 0 ? "continued" : "";
     // Becoming another user: its number. Another program: its path, and whether the connections go
     // with it.
@@ -248,6 +252,24 @@ class Attacker {
     }
   }
 
+  // Opens a file, which is made when it is missing.
+  int Keep(const std::string& path) {
+    held_.emplace_back(open(path.c_str(), O_RDWR | O_CREAT | O_CLOEXEC, 0600));
+    return held_.back().Get();
+  }
+
+  std::string Hold(const std::string& path) {
+    return flock(Keep(path), LOCK_EX | LOCK_NB) == 0 ? "held" : strerrordesc_np(errno);
+  }
+
+  // From the first to whatever is ever written.
+  std::string HoldBytes(const std::string& path) {
+    struct flock lock {};
+    lock.l_type = F_WRLCK;
+    lock.l_whence = SEEK_SET;
+    return fcntl(Keep(path), F_SETLK, &lock) == 0 ? "held" : strerrordesc_np(errno);
+  }
+
   std::string Execute(const std::string& path, bool with_connections) {
     for (const UniqueFd* fd : {&main_, &callback_}) {
       if (with_connections) fcntl(fd->Get(), F_SETFD, 0);
@@ -261,6 +283,7 @@ class Attacker {
   UniqueFd callback_;
   rpc::Token token_{};
   std::vector<UniqueFd> crowd_;
+  std::vector<UniqueFd> held_;
 };
 
 }  // namespace

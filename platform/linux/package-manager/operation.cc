@@ -9,6 +9,7 @@
 
 #include <cerrno>
 #include <filesystem>
+#include <system_error>
 
 #include "platform/linux/app-control/launch-protocol.h"
 #include "platform/linux/common/file-lock.h"
@@ -67,9 +68,13 @@ void FinishOperation(const std::string& entry) {
 
 }  // namespace
 
-InstallLock::InstallLock() {
+InstallLock::InstallLock(std::chrono::milliseconds timeout) {
   const std::string path = RootFolder() + "/install.lock";
-  file_ = LockFile(path, Wait::kYes);
+  file_ = AwaitLock(path, timeout);
+  if (!file_ && errno == EWOULDBLOCK) {
+    throw std::system_error(ETIMEDOUT, std::generic_category(),
+                            path + " is locked by " + LockHolder(path));
+  }
   if (!file_) throw FileError(path);
   const std::string staging = StagingFolder();
   for (const std::string& name : NamesIn(staging)) {
