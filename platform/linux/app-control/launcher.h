@@ -17,7 +17,7 @@ namespace platform {
 inline constexpr char kLaunchLogTag[] = "APPCTL";
 
 // How long a launch waits for another process that holds the lock on launches of the application.
-inline constexpr std::chrono::seconds kLaunchLockTimeout(5);
+inline constexpr std::chrono::seconds kLaunchLockTimeout{5};
 
 class LaunchFailed : public std::runtime_error {
  public:

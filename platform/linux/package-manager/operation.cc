@@ -23,7 +23,7 @@ namespace {
 
 constexpr char kApplications[] = "/applications";
 
-std::string StagingFolder() { return FolderBelowRoot("staging"); }
+std::string StagingFolder() { return FolderBelowRoot(kStagingFolder); }
 
 // Free of links, because executables are told by their real paths.
 std::string PackagesFolder() { return std::filesystem::canonical(FolderBelowRoot("packages")); }

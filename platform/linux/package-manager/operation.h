@@ -19,7 +19,7 @@ namespace platform {
 // behind is found through it.
 
 // How long an operation waits for the one of another process.
-constexpr std::chrono::seconds kInstallLockTimeout(60);
+constexpr std::chrono::seconds kInstallLockTimeout{60};
 
 // One install, update or uninstall at a time below one root, across all processes. Also clears away
 // what an interrupted operation left. Throws std::system_error, which names the holder, when
