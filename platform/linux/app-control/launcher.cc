@@ -21,6 +21,7 @@
 #include "platform/linux/app-control/launch-queue.h"
 #include "platform/linux/app-control/spawn.h"
 #include "platform/linux/common/file-lock.h"
+#include "platform/linux/common/ids.h"
 #include "platform/linux/common/message.h"
 #include "platform/linux/common/root-folder.h"
 #include "platform/linux/common/unix-socket.h"
@@ -149,6 +150,8 @@ void LaunchAnew(const std::string& app_id, const std::vector<uint8_t>& request) 
 }  // namespace
 
 void LaunchWith(const ApplicationRecord& application, const std::vector<uint8_t>& request) {
+  if (!IsApplicationId(application.id))
+    throw LaunchFailed("\"" + application.id + "\" is not an application id");
   if (eina_main_loop_is()) {
     if (LaunchQueue::IsWaiting(application.id) || !Launch(application, request, Attempt::kFirst))
       LaunchQueue::Add(application.id, request, LaunchCurrent);
