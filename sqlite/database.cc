@@ -8,7 +8,8 @@
 namespace sqlite {
 namespace {
 
-constexpr int kBusyMilliseconds = 10'000;
+// Waits in the caller's thread, which may be a main loop's.
+constexpr int kBusyMilliseconds = 1'000;
 
 [[noreturn]] void Fail(sqlite3* database) {
   const char* file = sqlite3_db_filename(database, "main");
