@@ -8,7 +8,8 @@
 namespace sqlite {
 namespace {
 
-constexpr int kBusyMilliseconds = 10'000;
+// Waits in the caller's thread, which may be a main loop's.
+constexpr int kBusyMilliseconds = 1'000;
 
 [[noreturn]] void Fail(sqlite3* database) {
   const char* file = sqlite3_db_filename(database, "main");
@@ -23,6 +24,18 @@ void TakeAsData(sqlite3* database) {
                           SQLITE_DBCONFIG_TRUSTED_SCHEMA}) {
     sqlite3_db_config(database, right, 0, nullptr);
   }
+}
+
+std::string ImmutableUri(const std::string& file) {
+  std::string uri = "file:";
+  for (const char c : file) {
+    if (c == '%' || c == '?' || c == '#') {
+      uri += c == '%' ? "%25" : c == '?' ? "%3f" : "%23";
+    } else {
+      uri += c;
+    }
+  }
+  return uri + "?immutable=1";
 }
 
 }  // namespace
@@ -66,18 +79,19 @@ void Database::Closer::operator()(sqlite3* database) const { sqlite3_close_v2(da
 void Database::Closer::operator()(sqlite3_stmt* statement) const { sqlite3_finalize(statement); }
 
 Database::Database(const std::string& file, Mode mode) {
-  // Readers open for writing too: only then can SQLite finish what a killed writer left half done.
-  const int flags = SQLITE_OPEN_READWRITE | SQLITE_OPEN_NOMUTEX |
-                    (mode == Mode::kCreate ? SQLITE_OPEN_CREATE : 0);
+  const bool is_immutable = mode == Mode::kImmutable;
+  const int flags =
+      SQLITE_OPEN_NOMUTEX |
+      (is_immutable ? SQLITE_OPEN_READONLY | SQLITE_OPEN_URI : SQLITE_OPEN_READWRITE) |
+      (mode == Mode::kCreate ? SQLITE_OPEN_CREATE : 0);
+  const std::string name = is_immutable ? ImmutableUri(file) : file;
   sqlite3* opened = nullptr;
-  const int result = sqlite3_open_v2(file.c_str(), &opened, flags, nullptr);
+  const int result = sqlite3_open_v2(name.c_str(), &opened, flags, nullptr);
   database_.reset(opened);
   if (result != SQLITE_OK) throw DatabaseError(file + ": " + sqlite3_errstr(result), result & 0xff);
   sqlite3_busy_timeout(opened, kBusyMilliseconds);
   TakeAsData(opened);
 }
-
-bool Database::IsReadOnly() const { return sqlite3_db_readonly(database_.get(), nullptr) == 1; }
 
 Query Database::Prepare(const std::string& sql) {
   auto& statement = statements_[sql];
@@ -96,8 +110,8 @@ void Database::Execute(const char* sql) {
     Fail(database_.get());
 }
 
-Transaction::Transaction(Database& database, Kind kind) : database_(database) {
-  database_.Prepare(kind == Kind::kWrite ? "BEGIN IMMEDIATE" : "BEGIN").Step();
+Transaction::Transaction(Database& database) : database_(database) {
+  database_.Prepare("BEGIN IMMEDIATE").Step();
 }
 
 Transaction::~Transaction() {

@@ -52,12 +52,11 @@ class Query {
 // An open SQLite database with its prepared statements. Not safe for concurrent use.
 class Database {
  public:
-  enum class Mode { kExisting, kCreate };
+  // kImmutable: for reading a file that nobody changes in place. No lock is taken, so that no other
+  // process delays a query, and what it may have in its files beside is not looked at.
+  enum class Mode { kExisting, kCreate, kImmutable };
 
   Database(const std::string& file, Mode mode);
-
-  // Whether the file could only be opened for reading. That stays so, whatever becomes of the file.
-  bool IsReadOnly() const;
 
   // Prepares `sql` once and keeps it.
   Query Prepare(const std::string& sql);
@@ -74,12 +73,10 @@ class Database {
   std::unordered_map<std::string, std::unique_ptr<sqlite3_stmt, Closer>> statements_;
 };
 
-// Rolls back unless committed.
+// One that writes. Rolls back unless committed.
 class Transaction {
  public:
-  enum class Kind { kRead, kWrite };
-
-  Transaction(Database& database, Kind kind);
+  explicit Transaction(Database& database);
   ~Transaction();
   Transaction(const Transaction&) = delete;
   Transaction& operator=(const Transaction&) = delete;

@@ -6,10 +6,9 @@
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
+#include <vector>
 
 #include "platform/linux/common/package-database.h"
-#include "sqlite/database.h"
-#include "support/temporary-folder.h"
 #include "support/worker.h"
 #include "tizen/platform-uris.h"
 
@@ -18,8 +17,6 @@ namespace bench {
 namespace fs = std::filesystem;
 
 namespace {
-
-constexpr char kMemoryDisk[] = "/dev/shm";
 
 std::string PackageId(std::size_t number) { return "org.example.bench." + std::to_string(number); }
 
@@ -55,23 +52,19 @@ platform::PackageRecord Record(const std::string& folder, std::size_t number, bo
 }  // namespace
 
 void FillRoot(const std::string& root, std::size_t packages, std::size_t handlers) {
-  // Each package is a transaction that waits for the disk; a disk in memory is fast at that.
-  const TemporaryFolder beside(fs::is_directory(kMemoryDisk) ? kMemoryDisk : root);
-  const std::string database = beside.Path() + "/packages.db";
   AskOnce([&]() -> Numbers {
-    setenv("QOR_PLATFORM_ROOT", beside.Path().c_str(), 1);
+    setenv("QOR_PLATFORM_ROOT", root.c_str(), 1);
     const fs::path executable = root + "/echo-handler";
     fs::copy_file(EchoPackage() + "/bin/echo-handler", executable);
+    std::vector<platform::PackageRecord> records;
     for (std::size_t i = 0; i < packages; ++i) {
       const std::string folder = root + "/packages/" + PackageId(i) + "/1";
       if (i < handlers) WriteFiles(folder, executable, i);
-      platform::StorePackage(Record(folder, i, i < handlers));
+      records.push_back(Record(folder, i, i < handlers));
     }
-    sqlite::Database(database, sqlite::Database::Mode::kExisting)
-        .Execute("PRAGMA wal_checkpoint(TRUNCATE)");
+    platform::StorePackages(records);
     return {};
   });
-  fs::copy_file(database, root + "/packages.db");
 }
 
 std::string HandlerId(std::size_t number) { return PackageId(number) + ".handler"; }

@@ -150,7 +150,7 @@ void AnswerStore::Guard(const std::function<void()>& action) {
 void AnswerStore::Store(const CommandKey& key, const Answer& answer) {
   for (;;) {
     try {
-      sqlite::Transaction transaction(*database_, sqlite::Transaction::Kind::kWrite);
+      sqlite::Transaction transaction(*database_);
       database_
           ->Prepare(
               "INSERT OR REPLACE INTO answers (agent, uuid, digest, succeeded, text, time)"

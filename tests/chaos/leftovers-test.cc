@@ -46,7 +46,7 @@ TEST_F(LeftoversTest, KnowsWhatStays) { EXPECT_THAT(LeftoversBelow(root_), IsEmp
 
 TEST_F(LeftoversTest, NamesSocketsFilesAndLocks) {
   const auto socket = platform::ListenAt(root_ + "/run/ports/host.agent", "Port");
-  const auto lock = platform::LockFile(root_ + "/install.lock", platform::Wait::kNo);
+  const auto lock = platform::LockFile(root_ + "/install.lock");
   Write("staging/half");
   EXPECT_THAT(LeftoversBelow(root_),
               UnorderedElementsAre("socket run/ports/host.agent/Port", "held lock install.lock",

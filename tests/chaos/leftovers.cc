@@ -41,7 +41,7 @@ std::vector<std::string> LeftoversBelow(const std::string& root) {
       leftovers.push_back("socket " + path);
     } else if (!Stays(path)) {
       leftovers.push_back("file " + path);
-    } else if (IsLock(entry.path()) && !platform::LockFile(entry.path(), platform::Wait::kNo)) {
+    } else if (IsLock(entry.path()) && !platform::LockFile(entry.path())) {
       leftovers.push_back("held lock " + path);
     }
   }

@@ -7,6 +7,7 @@
 #include <filesystem>
 #include <fstream>
 #include <iterator>
+#include <thread>
 
 #include "end-to-end-test.h"
 #include "live-process.h"
@@ -446,6 +447,30 @@ TEST_F(Check, LeavesNothingBehindWhenItIsInterrupted) {
   ASSERT_TRUE(run.AwaitOutput("text.echo: "));
   run.Terminate();
   EXPECT_EQ(run.AwaitEnd(), 128 + SIGTERM);
+}
+
+TEST_F(Check, LeavesNothingBehindWhenItIsInterruptedWhileItReads) {
+  const std::string package = Copy("text");
+  // Takes a while to be copied.
+  Write(package + "/res/zeros", "");
+  fs::resize_file(package + "/res/zeros", 500 << 20);
+  LiveProcess run({BuildFolder() + "/tools/qor/qor", "check", package});
+  const auto is_reading = [this] {
+    for (const auto& entry : fs::directory_iterator(Temporary()))
+      if (entry.path().filename().string().rfind("qor-package-", 0) == 0) return true;
+    return false;
+  };
+  while (!is_reading()) std::this_thread::yield();
+  run.Terminate();
+  EXPECT_EQ(run.AwaitEnd(), 128 + SIGTERM);
+}
+
+TEST_F(Check, LeavesNothingBehindOfAPackageThatIsRejected) {
+  const std::string package = Copy("text");
+  std::string folder = package;
+  for (int i = 0; i < 200; ++i) folder += "/d";
+  fs::create_directories(folder);
+  EXPECT_HAS(ReportOf(package, 1), "a path deeper than 64 levels");
 }
 
 }  // namespace

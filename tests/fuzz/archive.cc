@@ -8,6 +8,7 @@
 #include <filesystem>
 
 #include "platform/linux/package-manager/errors.h"
+#include "platform/linux/package-manager/files.h"
 #include "platform/linux/package-manager/manifest.h"
 #include "platform/linux/package-manager/package-source.h"
 #include "platform/linux/package-manager/stager.h"
@@ -18,11 +19,16 @@ namespace {
 namespace fs = std::filesystem;
 
 // In proportion to inputs of a few kilobytes.
-constexpr platform::PackageLimits kLimits{256 * 1024, 64, 20, 16 * 1024};
+constexpr platform::PackageLimits kLimits{256 * 1024, 64, 20, 16 * 1024, 6, 64};
 
 void CheckStaged(const fs::path& folder) {
   uint64_t bytes = 0;
-  for (const auto& entry : fs::recursive_directory_iterator(folder)) {
+  size_t entries = 0;
+  const fs::recursive_directory_iterator tree(folder);
+  for (auto at = begin(tree); at != end(tree); ++at) {
+    const fs::directory_entry& entry = *at;
+    ++entries;
+    fuzz::Require(static_cast<size_t>(at.depth()) < kLimits.depth, "a package is not too deep");
     const auto type = entry.symlink_status().type();
     if (type == fs::file_type::regular) bytes += entry.file_size();
     fuzz::Require(type == fs::file_type::regular || type == fs::file_type::directory ||
@@ -32,7 +38,7 @@ void CheckStaged(const fs::path& folder) {
     fuzz::Require(real.string().compare(0, folder.string().size(), folder) == 0,
                   "nothing leads out of the package");
   }
-  fuzz::Require(bytes <= kLimits.bytes, "a package keeps its limits");
+  fuzz::Require(bytes <= kLimits.bytes && entries <= kLimits.entries, "a package keeps its limits");
 }
 
 }  // namespace
@@ -50,6 +56,6 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
   } catch (const platform::PackageRefused& refusal) {
     fuzz::Require(!refusal.Reason().empty(), "a refusal has a reason");
   }
-  fs::remove_all(folder);
+  platform::RemoveTree(folder);
   return 0;
 }

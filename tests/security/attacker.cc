@@ -8,6 +8,7 @@
 
 #include <fcntl.h>
 #include <sched.h>
+#include <sys/file.h>
 #include <sys/ioctl.h>
 #include <sys/mount.h>
 #include <sys/resource.h>
@@ -166,6 +167,9 @@ class Attacker {
     if (verb == "ask-on") return AskOn(std::stoul(first));
     if (verb == "connect-on") return ConnectOn(first);
     if (verb == "bite-on") return BiteOn();
+    // Files: a path. Held until this process ends.
+    if (verb == "hold") return Hold(first);
+    if (verb == "hold-bytes") return HoldBytes(first);
     if (verb == "stop") return raise(SIGSTOP) == 0 ? "continued" : "";
     // Lending an identity: the agent's id and the program that the process goes on as, while a
     // child keeps the connections. The child speaks.
@@ -408,6 +412,24 @@ class Attacker {
     return Fork();
   }
 
+  // Opens a file, which is made when it is missing.
+  int Keep(const std::string& path) {
+    held_.emplace_back(open(path.c_str(), O_RDWR | O_CREAT | O_CLOEXEC, 0600));
+    return held_.back().Get();
+  }
+
+  std::string Hold(const std::string& path) {
+    return flock(Keep(path), LOCK_EX | LOCK_NB) == 0 ? "held" : strerrordesc_np(errno);
+  }
+
+  // From the first to whatever is ever written.
+  std::string HoldBytes(const std::string& path) {
+    struct flock lock {};
+    lock.l_type = F_WRLCK;
+    lock.l_whence = SEEK_SET;
+    return fcntl(Keep(path), F_SETLK, &lock) == 0 ? "held" : strerrordesc_np(errno);
+  }
+
   std::string Execute(const std::string& path, bool with_connections) {
     for (const UniqueFd* fd : {&main_, &callback_}) {
       if (with_connections) fcntl(fd->Get(), F_SETFD, 0);
@@ -422,6 +444,7 @@ class Attacker {
   rpc::Token token_{};
   std::vector<UniqueFd> crowd_;
   UniqueFd place_;
+  std::vector<UniqueFd> held_;
 };
 
 }  // namespace

@@ -11,6 +11,8 @@
 #include <stdexcept>
 #include <string>
 
+#include "example-copy.h"
+#include "platform/linux/common/package-database.h"
 #include "security-test.h"
 
 namespace security {
@@ -124,6 +126,21 @@ TEST_F(Files, SwappedUnderARunningAgentKeepNewcomersOutAndNobodyElse) {
   fs::remove(PortFolder());
   fs::rename(PortFolder() + ".aside", PortFolder());
   EXPECT_EQ(Greet(attacker), "accepted");
+}
+
+TEST_F(Files, OfAnAgentBelongToNoApplicationOfItsName) {
+  const end_to_end::ExampleCopy copy(Packages() + "/attacker", Root() + "/copy");
+  copy.Replace("org.example.attacker.handler", AgentId());
+  const auto install = Qor({"package", "install", copy.Path()});
+  EXPECT_EQ(install.exit_status, 1);
+  EXPECT_NE(install.errors.find("\"" + AgentId() + "\" is reserved"), std::string::npos)
+      << install.errors;
+  const auto check = Qor({"check", copy.Path()});
+  EXPECT_EQ(check.exit_status, 1);
+  EXPECT_NE(check.output.find("\"" + AgentId() + "\" is reserved"), std::string::npos)
+      << check.output;
+  EXPECT_FALSE(platform::FindPackage("org.example.attacker"));
+  ExpectUnharmed();
 }
 
 }  // namespace

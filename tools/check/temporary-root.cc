@@ -8,6 +8,7 @@
 #include <cstdlib>
 #include <exception>
 #include <filesystem>
+#include <functional>
 #include <iostream>
 #include <stdexcept>
 
@@ -46,15 +47,20 @@ TemporaryRoot::TemporaryRoot() {
 }
 
 TemporaryRoot::~TemporaryRoot() {
-  try {
+  const auto complain_of = [this](const std::function<void()>& action) {
+    try {
+      action();
+    } catch (const std::exception& error) {
+      std::cerr << "qor: something is left of " << folder_ << ": " << error.what() << "\n";
+    }
+  };
+  complain_of([] {
     const Request request;
     for (const auto& package : platform::AllPackages()) {
       package_manager_request_uninstall(request.Get(), package.id.c_str(), nullptr);
     }
-    fs::remove_all(folder_);
-  } catch (const std::exception& error) {
-    std::cerr << "qor: something is left below " << folder_ << ": " << error.what() << "\n";
-  }
+  });
+  complain_of([this] { platform::RemoveTree(folder_); });
 }
 
 void Install(const std::string& path) {

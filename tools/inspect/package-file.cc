@@ -7,6 +7,7 @@
 #include <cstdlib>
 #include <filesystem>
 
+#include "platform/linux/package-manager/errors.h"
 #include "platform/linux/package-manager/files.h"
 #include "platform/linux/package-manager/manifest.h"
 #include "platform/linux/package-manager/package-source.h"
@@ -48,19 +49,16 @@ std::string CureOf(const std::string& key) {
 
 }  // namespace
 
-PackageFile::PackageFile(const std::string& path) : folder_(NewFolder()) {
+PackageFile::Folder::~Folder() {
   try {
-    package_ = Read(path, folder_);
+    platform::RemoveTree(path);
   } catch (...) {
-    platform::RemoveTree(folder_);
-    throw;
+    platform::LogCaught();
   }
 }
 
-PackageFile::~PackageFile() {
-  std::error_code ignored;
-  fs::remove_all(folder_, ignored);
-}
+PackageFile::PackageFile(const std::string& path)
+    : folder_{NewFolder()}, package_(Read(path, folder_.path)) {}
 
 Finding FindingOf(const platform::PackageRefused& refusal) {
   Finding finding{refusal.Reason(), CureOf(refusal.Key()), {refusal.File(), 0, refusal.Key()}};

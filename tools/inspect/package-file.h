@@ -21,13 +21,16 @@ class PackageFile {
   explicit PackageFile(const std::string& path);
   PackageFile(const PackageFile&) = delete;
   PackageFile& operator=(const PackageFile&) = delete;
-  ~PackageFile();
 
   const Package& Contents() const { return package_; }
 
  private:
-  std::string folder_;
-  Package package_;
+  struct Folder {
+    const std::string path;
+    ~Folder();
+  };
+  const Folder folder_;
+  const Package package_;
 };
 
 Finding FindingOf(const platform::PackageRefused& refusal);

@@ -126,15 +126,18 @@ class EcoreSession {
 };
 
 int RunCheck(const Options& options, bool as_json) {
+  // A signal must leave nothing behind either.
+  const EcoreSession ecore;
+  const StopSignals stop;
   const check::TemporaryRoot root;
   Report report(as_json);
   const check::Reporter add = [&report](const Check& check) { report.Add(check); };
   const auto package = check::CheckPackage(options.path, add);
+  ecore_main_loop_iterate();
+  if (stop.Caught() != 0) return stop.ExitStatus();
   if (options.run && package) {
     const check::LiveOptions live = LiveOptionsFor(*package, options);
     if (report.Code() == kSuccess) {
-      const EcoreSession ecore;
-      const StopSignals stop;
       try {
         check::Install(options.path);
         check::CheckAlive(

@@ -87,7 +87,7 @@ class Sweep {
       std::error_code error;
       if (!lock.empty()) {
         fs::create_directories(fs::path(lock).parent_path(), error);
-        held = platform::LockFile(lock, platform::Wait::kNo);
+        held = platform::LockFile(lock);
       }
       if ((lock.empty() || held) && fs::remove(path, error)) {
         checks_.push_back({Check::Level::kPass, "stale socket " + path + " was removed"});
@@ -102,7 +102,7 @@ class Sweep {
     if (UserOfFile(path)) return;
     ++free_locks_;
     if (!fix_) return;
-    const platform::UniqueFd held = platform::LockFile(path, platform::Wait::kNo);
+    const platform::UniqueFd held = platform::LockFile(path);
     std::error_code ignored;
     if (held) fs::remove(path, ignored);
   }

@@ -64,7 +64,7 @@ void TakeIdentity() {
   for (int number = 1;; ++number) {
     const std::string name = number == 1 ? "qor" : "qor-" + std::to_string(number);
     const std::string file = folder + "/" + name;
-    const platform::UniqueFd lock = platform::LockFile(file, platform::Wait::kNo);
+    const platform::UniqueFd lock = platform::LockFile(file);
     if (!lock) {
       if (errno == EWOULDBLOCK) continue;
       Fail("cannot lock " + file);

@@ -3,6 +3,7 @@
 
 #include "platform/linux/app-control/launcher.h"
 
+#include <Ecore.h>
 #include <dlog.h>
 #include <signal.h>
 #include <unistd.h>
@@ -12,12 +13,15 @@
 #include <exception>
 #include <string>
 #include <system_error>
+#include <thread>
 #include <utility>
 
 #include "platform/linux/app-control/delivery.h"
 #include "platform/linux/app-control/launch-protocol.h"
+#include "platform/linux/app-control/launch-queue.h"
 #include "platform/linux/app-control/spawn.h"
 #include "platform/linux/common/file-lock.h"
+#include "platform/linux/common/ids.h"
 #include "platform/linux/common/message.h"
 #include "platform/linux/common/process-handle.h"
 #include "platform/linux/common/root-folder.h"
@@ -26,20 +30,20 @@
 namespace platform {
 namespace {
 
-constexpr char kLogTag[] = "APPCTL";
-
 // How long a running application whose socket is full may take to make room for a request.
 constexpr std::chrono::seconds kSendPatience(5);
+
+constexpr std::chrono::milliseconds kLockRetryInterval(20);
+
+// An application ends or changes now and then; one that keeps doing so must not hold the caller up.
+constexpr int kMaxAttempts = 20;
 
 [[noreturn]] void Throw(const std::string& what) {
   throw std::system_error(errno, std::generic_category(), what);
 }
 
-UniqueFd LockLaunchOf(const std::string& app_id) {
-  const std::string path = FolderBelowRoot(kApplicationLockFolder) + "/" + app_id;
-  UniqueFd file = LockFile(path, Wait::kYes);
-  if (!file) Throw(path);
-  return file;
+std::string LaunchLock(const std::string& app_id) {
+  return FolderBelowRoot(kApplicationLockFolder) + "/" + app_id;
 }
 
 // Whether this is still where the application is. An update may have come since it was looked up.
@@ -86,7 +90,7 @@ bool IsListener(const ApplicationRecord& application, const UniqueFd& connection
   const PeerCredentials peer = PeerOf(connection.Get());
   if (peer.uid == geteuid() && ProcessHandle(peer.pid).Executes(application.executable))
     return true;
-  dlog_print(DLOG_WARN, kLogTag, "process %d listens for %s and is not that application", peer.pid,
+  dlog_print(DLOG_WARN, kLaunchLogTag, "process %d listens for %s and is not that application", peer.pid,
              application.id.c_str());
   return false;
 }
@@ -108,34 +112,52 @@ bool SendToRunning(const std::string& app_id, const std::vector<uint8_t>& reques
   return Delivery::Start(app_id, request, std::move(connection), kSendPatience, LaunchAnew);
 }
 
-// False when the application has to be looked up anew.
-bool TryToLaunchWith(const ApplicationRecord& application, const std::vector<uint8_t>& request,
-                     Attempt attempt) {
+enum class Outcome { kLaunched, kOutdated, kLocked };
+
+// Outdated: the application has to be looked up anew.
+Outcome TryToLaunchWith(const ApplicationRecord& application, const std::vector<uint8_t>& request,
+                        Attempt attempt) {
   const std::string folder = FolderBelowRoot(kApplicationSocketFolder);
-  UniqueFd lock = LockLaunchOf(application.id);
+  const std::string lock_file = LaunchLock(application.id);
+  UniqueFd lock = LockFile(lock_file);
+  if (!lock && errno != EWOULDBLOCK) Throw(lock_file);
   UniqueFd connection = ConnectTo(folder, application.id);
   if (!connection && errno != ENOENT && errno != ECONNREFUSED)
     Throw("cannot reach " + application.id);
-  if (!connection || !IsListener(application, connection))
-    return StartWith(application, folder, request);
+  if (!connection || !IsListener(application, connection)) {
+    if (!lock) return Outcome::kLocked;
+    return StartWith(application, folder, request) ? Outcome::kLaunched : Outcome::kOutdated;
+  }
   lock.Reset();
-  if (SendToRunning(application.id, request, std::move(connection), attempt)) return true;
+  if (SendToRunning(application.id, request, std::move(connection), attempt))
+    return Outcome::kLaunched;
   // The process ended between the two steps and makes room for a new one.
   if (errno != EPIPE && errno != ECONNRESET) Throw("cannot send a request to " + application.id);
-  return false;
+  return Outcome::kOutdated;
 }
 
-void Launch(ApplicationRecord application, const std::vector<uint8_t>& request, Attempt attempt) {
-  while (!TryToLaunchWith(application, request, attempt)) application = Current(application.id);
+// False when another process has locked the launch.
+bool Launch(ApplicationRecord application, const std::vector<uint8_t>& request, Attempt attempt) {
+  for (int i = 0; i < kMaxAttempts; ++i) {
+    const Outcome outcome = TryToLaunchWith(application, request, attempt);
+    if (outcome != Outcome::kOutdated) return outcome == Outcome::kLaunched;
+    application = Current(application.id);
+  }
+  throw LaunchFailed(application.id + " closes every connection");
+}
+
+bool LaunchCurrent(const std::string& app_id, const std::vector<uint8_t>& request) {
+  return Launch(Current(app_id), request, Attempt::kFirst);
 }
 
 // For a request that a process which ran already has not taken.
 void LaunchAnew(const std::string& app_id, const std::vector<uint8_t>& request) {
-  dlog_print(DLOG_INFO, kLogTag, "%s ended with a launch request: once more", app_id.c_str());
+  dlog_print(DLOG_INFO, kLaunchLogTag, "%s ended with a launch request: once more", app_id.c_str());
   try {
-    Launch(Current(app_id), request, Attempt::kLast);
+    if (!Launch(Current(app_id), request, Attempt::kLast))
+      LaunchQueue::Add(app_id, request, LaunchCurrent);
   } catch (const std::exception& error) {
-    dlog_print(DLOG_ERROR, kLogTag, "a launch request to %s is lost: %s", app_id.c_str(),
+    dlog_print(DLOG_ERROR, kLaunchLogTag, "a launch request to %s is lost: %s", app_id.c_str(),
                error.what());
   }
 }
@@ -143,7 +165,24 @@ void LaunchAnew(const std::string& app_id, const std::vector<uint8_t>& request) 
 }  // namespace
 
 void LaunchWith(const ApplicationRecord& application, const std::vector<uint8_t>& request) {
-  Launch(application, request, Attempt::kFirst);
+  if (!IsApplicationId(application.id))
+    throw LaunchFailed("\"" + application.id + "\" is not an application id");
+  if (eina_main_loop_is()) {
+    if (LaunchQueue::IsWaiting(application.id) || !Launch(application, request, Attempt::kFirst))
+      LaunchQueue::Add(application.id, request, LaunchCurrent);
+    return;
+  }
+  const auto deadline = std::chrono::steady_clock::now() + kLaunchLockTimeout;
+  while (!Launch(application, request, Attempt::kFirst)) {
+    if (std::chrono::steady_clock::now() >= deadline)
+      throw LaunchFailed(LaunchLockError(application.id));
+    std::this_thread::sleep_for(kLockRetryInterval);
+  }
+}
+
+std::string LaunchLockError(const std::string& app_id) {
+  const std::string file = LaunchLock(app_id);
+  return file + " is locked by " + LockHolder(file);
 }
 
 }  // namespace platform

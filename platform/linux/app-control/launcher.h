@@ -4,13 +4,20 @@
 #ifndef PLATFORM_LINUX_APP_CONTROL_LAUNCHER_H_
 #define PLATFORM_LINUX_APP_CONTROL_LAUNCHER_H_
 
+#include <chrono>
 #include <cstdint>
 #include <stdexcept>
+#include <string>
 #include <vector>
 
 #include "platform/linux/common/package-database.h"
 
 namespace platform {
+
+inline constexpr char kLaunchLogTag[] = "APPCTL";
+
+// How long a launch waits for another process that holds the lock on launches of the application.
+inline constexpr std::chrono::seconds kLaunchLockTimeout{5};
 
 class LaunchFailed : public std::runtime_error {
  public:
@@ -23,6 +30,10 @@ class LaunchFailed : public std::runtime_error {
 // std::system_error when that fails, and LaunchFailed when the executable cannot be started. An
 // application that was updated since it was looked up is started as what it is now.
 //
+// When another process has locked the launch, the main loop's thread does not wait: the main loop
+// tries again for kLaunchLockTimeout and logs an error when that was in vain. In other threads this
+// waits as long, and then throws LaunchFailed.
+//
 // A process that ran already may end before it takes the request. When the main loop's thread
 // launched, the main loop then starts a new process with it.
 //
@@ -31,6 +42,9 @@ class LaunchFailed : public std::runtime_error {
 // and error, and no other descriptor but its listening socket. Whoever runs
 // an Ecore main loop gets it reaped by Ecore.
 void LaunchWith(const ApplicationRecord& application, const std::vector<uint8_t>& request);
+
+// That another process has locked the application's launch, and which.
+std::string LaunchLockError(const std::string& app_id);
 
 }  // namespace platform
 

@@ -3,15 +3,21 @@
 
 #include "platform/linux/common/package-database.h"
 
+#include <dlog.h>
+#include <fcntl.h>
 #include <sys/stat.h>
+#include <unistd.h>
 
 #include <cerrno>
+#include <cstdio>
+#include <filesystem>
+#include <functional>
 #include <mutex>
 #include <system_error>
-#include <unordered_map>
 
 #include "platform/linux/common/root-folder.h"
 #include "platform/linux/common/shared-packages.h"
+#include "platform/linux/common/unix-socket.h"
 
 namespace platform {
 namespace {
@@ -46,15 +52,13 @@ constexpr char kSelectApplication[] =
     "SELECT a.id, a.package_id, a.kind, a.executable, p.preload, p.root_path "
     "FROM applications a JOIN packages p ON p.id = a.package_id ";
 
-// The one connection of this process, made anew when the root or the file behind it changes, and
-// with every use as long as the file can only be read.
+// The one connection of this process, made anew when the root or the file behind it changes. A file
+// is never changed in place, and its number not given to another while it is open.
 struct Cache {
   std::mutex mutex;
   std::string file;
-  dev_t device = 0;
-  ino_t inode = 0;
+  struct stat status {};
   std::optional<Database> database;
-  int64_t version = 0;  // of what the file holds, as SQLite counts the changes of others
   SharedPackages packages;
 };
 
@@ -64,94 +68,67 @@ Cache& TheCache() {
   return *cache;
 }
 
-// Exclusive use of the connection. A reader's session is empty while there is no database.
+std::string FileIn(const std::string& root) { return root + "/packages.db"; }
+
+int64_t SchemaVersion(Database& database) {
+  Query query = database.Prepare("PRAGMA user_version");
+  return query.Step() ? query.Number(0) : 0;
+}
+
+// Exclusive use of the connection, which is empty while there is no database.
 class Session {
  public:
-  enum class Access { kRead, kWrite };
-
-  explicit Session(Access access) : cache_(TheCache()), lock_(cache_.mutex) {
-    const std::string file =
-        (access == Access::kWrite ? RootFolder() : RootPath()) + "/packages.db";
-    const bool is_current = IsCurrent(file);
-    if (!is_current || access == Access::kWrite) cache_.packages.Forget();
-    if (is_current) return;
+  Session() : cache_(TheCache()), lock_(cache_.mutex) {
+    const std::string file = FileIn(RootPath());
+    struct stat status {};
+    const bool exists = stat(file.c_str(), &status) == 0;
+    if (!exists && errno != ENOENT)
+      throw DatabaseError(file + ": " + std::generic_category().message(errno));
+    if (exists && cache_.database && cache_.file == file && IsSame(cache_.status, status)) return;
+    cache_.packages.Forget();
     cache_.database.reset();
-    cache_.file.clear();
-    if (access == Access::kRead && !exists_) return;
-    Open(file, access);
+    // A pipe would keep the reader waiting for a writer.
+    if (exists && !S_ISREG(status.st_mode)) throw DatabaseError(file + ": not a file");
+    if (exists) Open(file, status);
   }
 
   explicit operator bool() const { return cache_.database.has_value(); }
   Database& operator*() const { return *cache_.database; }
   Database* operator->() const { return &*cache_.database; }
-
-  // The records of what the database holds now. To be asked for in a transaction.
-  SharedPackages& Packages() {
-    Query query = cache_.database->Prepare("PRAGMA data_version");
-    const int64_t version = query.Step() ? query.Number(0) : 0;
-    if (version != cache_.version) cache_.packages.Forget();
-    cache_.version = version;
-    return cache_.packages;
-  }
+  // The records of what the database holds.
+  SharedPackages& Packages() const { return cache_.packages; }
 
  private:
-  bool IsCurrent(const std::string& file) {
-    struct stat status {};
-    exists_ = stat(file.c_str(), &status) == 0;
-    if (!exists_ && errno != ENOENT)
-      throw DatabaseError(file + ": " + std::generic_category().message(errno));
-    return exists_ && cache_.database && cache_.file == file && cache_.device == status.st_dev &&
-           cache_.inode == status.st_ino && !cache_.database->IsReadOnly();
+  static bool IsSame(const struct stat& one, const struct stat& other) {
+    return one.st_dev == other.st_dev && one.st_ino == other.st_ino &&
+           one.st_size == other.st_size && one.st_mtim.tv_sec == other.st_mtim.tv_sec &&
+           one.st_mtim.tv_nsec == other.st_mtim.tv_nsec;
   }
 
-  void Open(const std::string& file, Access access) {
-    Database database(
-        file, access == Access::kWrite ? Database::Mode::kCreate : Database::Mode::kExisting);
+  void Open(const std::string& file, const struct stat& status) {
+    Database database(file, Database::Mode::kImmutable);
     // A few pages: what is asked for in a row stands side by side.
-    database.Execute("PRAGMA foreign_keys = ON; PRAGMA cache_size = -256");
-    if (access == Access::kWrite) CreateSchema(database);
+    database.Execute("PRAGMA cache_size = -256");
     const int64_t version = SchemaVersion(database);
-    // Made by a writer that has not come to its first transaction yet: nothing is installed.
+    // Of no bytes: nothing is installed.
     if (version == 0) return;
     if (version != kSchemaVersion)
       throw DatabaseError(file + ": made by another version of this platform");
-    struct stat status {};
-    if (stat(file.c_str(), &status) != 0)
-      throw DatabaseError(file + ": " + std::generic_category().message(errno));
     cache_.database.emplace(std::move(database));
     cache_.file = file;
-    cache_.device = status.st_dev;
-    cache_.inode = status.st_ino;
-  }
-
-  static int64_t SchemaVersion(Database& database) {
-    Query query = database.Prepare("PRAGMA user_version");
-    return query.Step() ? query.Number(0) : 0;
-  }
-
-  static void CreateSchema(Database& database) {
-    if (SchemaVersion(database) != 0) return;
-    // Readers never wait for a writer then.
-    database.Execute("PRAGMA journal_mode = WAL");
-    Transaction transaction(database, Transaction::Kind::kWrite);
-    if (SchemaVersion(database) == 0) database.Execute(kSchema);
-    transaction.Commit();
+    cache_.status = status;
   }
 
   Cache& cache_;
   std::lock_guard<std::mutex> lock_;
-  bool exists_ = false;
 };
 
-// What `body` reads of one state of the database; nothing while there is none.
+// What `body` reads of the database; nothing while there is none.
 template <typename Body>
 auto Read(const Body& body) {
-  Session session(Session::Access::kRead);
+  Session session;
   if (!session) return decltype(body(session))();
-  Transaction snapshot(*session, Transaction::Kind::kRead);
-  auto result = body(session);
-  snapshot.Commit();
-  return result;
+  return body(session);
 }
 
 void LoadMetadata(Database& database, ApplicationRecord* application) {
@@ -220,6 +197,88 @@ void DeletePackage(Database& database, const std::string& package_id) {
   database.Prepare("DELETE FROM packages WHERE id = ?1").Bind(1, package_id).Step();
 }
 
+void InsertPackage(Database& database, const PackageRecord& package) {
+  database
+      .Prepare(
+          "INSERT INTO packages(id, version, type, root_path, preload) VALUES(?1, ?2, ?3, ?4, ?5)")
+      .Bind(1, package.id)
+      .Bind(2, package.version)
+      .Bind(3, package.type)
+      .Bind(4, package.root_path)
+      .Bind(5, static_cast<int64_t>(package.preload))
+      .Step();
+  for (size_t i = 0; i < package.applications.size(); ++i) InsertApplication(database, package, i);
+  for (size_t i = 0; i < package.privileges.size(); ++i) {
+    database.Prepare("INSERT INTO privileges(package_id, position, name) VALUES(?1, ?2, ?3)")
+        .Bind(1, package.id)
+        .Bind(2, static_cast<int64_t>(i))
+        .Bind(3, package.privileges[i])
+        .Step();
+  }
+}
+
+// Has a file, or a folder's names, on the disk.
+void Sync(const std::string& path) {
+  const UniqueFd file(open(path.c_str(), O_RDONLY | O_CLOEXEC));
+  if (!file || fsync(file.Get()) != 0)
+    throw DatabaseError(path + ": " + std::generic_category().message(errno));
+}
+
+// The next state of the database: a copy of the file, changed and then put in its place. Whoever
+// reads has the old state or the new one, and a crash leaves one of them.
+class NextState {
+ public:
+  NextState() : root_(RootFolder()), file_(FolderBelowRoot(kStagingFolder) + "/packages.db") {
+    Remove();
+    // Names a file that is no database, or of another version.
+    const Session session;
+    std::error_code error;
+    if (session) std::filesystem::copy_file(FileIn(root_), file_, error);
+    if (error) throw DatabaseError(file_ + ": " + error.message());
+  }
+  ~NextState() { Remove(); }
+  NextState(const NextState&) = delete;
+  NextState& operator=(const NextState&) = delete;
+
+  void Change(const std::function<void(Database&)>& change) const {
+    Database database(file_, Database::Mode::kCreate);
+    // A failure needs no journal: the copy goes.
+    database.Execute(
+        "PRAGMA locking_mode = EXCLUSIVE; PRAGMA journal_mode = MEMORY; PRAGMA synchronous = OFF;"
+        "PRAGMA foreign_keys = ON");
+    Transaction transaction(database);
+    if (SchemaVersion(database) == 0) database.Execute(kSchema);
+    change(database);
+    transaction.Commit();
+  }
+
+  void Publish() const {
+    Sync(file_);
+    if (rename(file_.c_str(), FileIn(root_).c_str()) != 0)
+      throw DatabaseError(FileIn(root_) + ": " + std::generic_category().message(errno));
+    try {
+      Sync(root_);
+    } catch (const DatabaseError& error) {
+      // The new state is there for everybody, so that it is no failure any more.
+      dlog_print(DLOG_ERROR, "PLATFORM", "%s", error.what());
+    }
+  }
+
+ private:
+  void Remove() const { unlink(file_.c_str()); }
+
+  const std::string root_;
+  const std::string file_;
+};
+
+void Write(const std::function<void(Database&)>& change) {
+  static std::mutex one_at_a_time;
+  const std::lock_guard<std::mutex> lock(one_at_a_time);
+  const NextState next;
+  next.Change(change);
+  next.Publish();
+}
+
 }  // namespace
 
 std::shared_ptr<const PackageRecord> FindPackage(const std::string& package_id) {
@@ -243,7 +302,7 @@ std::optional<ApplicationRecord> FindApplication(const std::string& app_id) {
 }
 
 std::optional<std::string> FindApplicationIdByExecutable(const std::string& path) {
-  Session session(Session::Access::kRead);
+  Session session;
   if (!session) return std::nullopt;
   Query query = session->Prepare("SELECT id FROM applications WHERE executable = ?1");
   query.Bind(1, path);
@@ -285,7 +344,7 @@ std::vector<ApplicationRecord> FindApplicationsWithMetadata(
 }
 
 bool PackageOfApplicationHasPrivilege(const std::string& app_id, const std::string& privilege) {
-  Session session(Session::Access::kRead);
+  Session session;
   if (!session) return false;
   Query query = session->Prepare(
       "SELECT 1 FROM applications a JOIN privileges r ON r.package_id = a.package_id "
@@ -293,35 +352,19 @@ bool PackageOfApplicationHasPrivilege(const std::string& app_id, const std::stri
   return query.Bind(1, app_id).Bind(2, privilege).Step();
 }
 
-void StorePackage(const PackageRecord& package) {
-  Session session(Session::Access::kWrite);
-  Transaction transaction(*session, Transaction::Kind::kWrite);
-  DeletePackage(*session, package.id);
-  session
-      ->Prepare(
-          "INSERT INTO packages(id, version, type, root_path, preload) VALUES(?1, ?2, ?3, ?4, ?5)")
-      .Bind(1, package.id)
-      .Bind(2, package.version)
-      .Bind(3, package.type)
-      .Bind(4, package.root_path)
-      .Bind(5, static_cast<int64_t>(package.preload))
-      .Step();
-  for (size_t i = 0; i < package.applications.size(); ++i) InsertApplication(*session, package, i);
-  for (size_t i = 0; i < package.privileges.size(); ++i) {
-    session->Prepare("INSERT INTO privileges(package_id, position, name) VALUES(?1, ?2, ?3)")
-        .Bind(1, package.id)
-        .Bind(2, static_cast<int64_t>(i))
-        .Bind(3, package.privileges[i])
-        .Step();
-  }
-  transaction.Commit();
+void StorePackages(const std::vector<PackageRecord>& packages) {
+  Write([&](Database& database) {
+    for (const PackageRecord& package : packages) {
+      DeletePackage(database, package.id);
+      InsertPackage(database, package);
+    }
+  });
 }
 
+void StorePackage(const PackageRecord& package) { StorePackages({package}); }
+
 void RemovePackage(const std::string& package_id) {
-  Session session(Session::Access::kWrite);
-  Transaction transaction(*session, Transaction::Kind::kWrite);
-  DeletePackage(*session, package_id);
-  transaction.Commit();
+  Write([&](Database& database) { DeletePackage(database, package_id); });
 }
 
 }  // namespace platform

@@ -17,9 +17,11 @@ namespace platform {
 using sqlite::DatabaseError;
 
 // What is installed below the current root (RootPath()), kept in `packages.db`. All functions are
-// safe from any thread, see what other processes committed, and throw DatabaseError with a text
-// that names the file. While nothing was ever installed the queries find nothing and create
-// nothing.
+// safe from any thread, see what other processes stored, and throw DatabaseError with a text that
+// names the file. While nothing was ever installed the queries find nothing and create nothing.
+//
+// The file is never changed: whoever stores writes a new one and puts it in the place of the old
+// one. Queries take no lock, so that no process can delay those of another.
 
 // Numbered as the platform's package interface numbers them.
 enum class ApplicationKind { kUi = 1, kService = 2, kWidget = 3, kWatch = 4 };
@@ -65,9 +67,17 @@ std::vector<ApplicationRecord> FindApplicationsWithMetadata(
 // Whether the package of an application lists the privilege. False for an unknown application.
 bool PackageOfApplicationHasPrivilege(const std::string& app_id, const std::string& privilege);
 
-// Adds the package or replaces its old record, in one transaction. An application id of another
-// package fails. `preload`, `package_id` and `package_root` of the applications are taken from the
-// package.
+// What lies in this folder below the root is removed with the next operation: new files on their
+// way to their places.
+inline constexpr char kStagingFolder[] = "staging";
+
+// The functions below write. Other processes must not write meanwhile; the lock of installations
+// sees to that.
+
+// Adds the packages or replaces their old records, all of them or none. An application id of
+// another package fails. `preload`, `package_id` and `package_root` of the applications are taken
+// from the package.
+void StorePackages(const std::vector<PackageRecord>& packages);
 void StorePackage(const PackageRecord& package);
 
 // Does nothing when there is no such package.

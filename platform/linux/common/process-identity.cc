@@ -6,10 +6,9 @@
 #include <dlog.h>
 #include <unistd.h>
 
-#include <algorithm>
-#include <cstring>
 #include <exception>
 
+#include "platform/linux/common/ids.h"
 #include "platform/linux/common/package-database.h"
 #include "platform/linux/common/start-environment.h"
 
@@ -17,18 +16,6 @@ namespace platform {
 namespace {
 
 constexpr char kLogTag[] = "PLATFORM";
-constexpr char kHostPrefix[] = "host.";
-constexpr size_t kMaxHostName = 64;
-
-// It becomes part of file names.
-bool IsHostName(const std::string& text) {
-  const auto allowed = [](char c) {
-    return (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z') || (c >= '0' && c <= '9') ||
-           (c != '\0' && std::strchr(".-_", c) != nullptr);
-  };
-  return !text.empty() && text.size() <= kMaxHostName && text[0] != '.' &&
-         std::all_of(text.begin(), text.end(), allowed);
-}
 
 std::string HostName(pid_t pid, const std::string& executable) {
   if (const auto name = StartVariableOf(pid, kHostNameVariable)) {

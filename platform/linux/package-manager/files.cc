@@ -44,12 +44,6 @@ void Rename(const std::string& from, const std::string& to) {
   if (rename(from.c_str(), to.c_str()) != 0) throw FileError(from + " to " + to);
 }
 
-void RemoveTree(const std::string& path) {
-  std::error_code error;
-  fs::remove_all(path, error);
-  if (error) throw std::system_error(error, "cannot remove " + path);
-}
-
 std::vector<std::string> NamesIn(const std::string& path) {
   std::vector<std::string> names;
   std::error_code error;

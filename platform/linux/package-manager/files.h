@@ -26,7 +26,8 @@ void SyncFolder(const std::string& path);
 void MakeFolder(const std::string& path);
 void Rename(const std::string& from, const std::string& to);
 
-// With everything in it; a missing one is no error.
+// With everything in it, at any depth, and with folders that the owner may not change. Follows no
+// links, and needs the same few descriptors for every tree. A missing one is no error.
 void RemoveTree(const std::string& path);
 
 // Names only; empty for a missing folder.

@@ -14,6 +14,7 @@
 #include <pugixml.hpp>
 #include <system_error>
 
+#include "platform/linux/common/ids.h"
 #include "platform/linux/package-manager/errors.h"
 
 namespace platform {
@@ -25,18 +26,6 @@ constexpr char kFileName[] = "tizen-manifest.xml";
 constexpr size_t kMaxManifestSize = 1024 * 1024;
 // Whoever listens to package events looks at each of them.
 constexpr size_t kMaxApplications = 16;
-constexpr size_t kMaxPackageIdLength = 49;
-// An application's socket is named after it, and socket addresses are short.
-constexpr size_t kMaxAppIdLength = 79;
-
-bool IsId(const std::string& text, size_t max_length) {
-  const auto allowed = [](char c) {
-    return (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z') || (c >= '0' && c <= '9') || c == '.' ||
-           c == '-' || c == '_';
-  };
-  return !text.empty() && text.size() <= max_length && text[0] != '.' &&
-         std::all_of(text.begin(), text.end(), allowed);
-}
 
 // Three numbers, 0-255.0-255.0-65535.
 bool IsVersion(const std::string& text) {
@@ -126,7 +115,7 @@ class ManifestReader {
 
   void ReadPackage(const pugi::xml_node& root) {
     package_.id = root.attribute("package").value();
-    if (!IsId(package_.id, kMaxPackageIdLength))
+    if (!IsPackageId(package_.id))
       Refuse(root,
              package_.id.empty() ? "the package id is missing"
                                  : "\"" + package_.id + "\" is not a package id",
@@ -147,7 +136,10 @@ class ManifestReader {
     ApplicationRecord application;
     application.kind = kind;
     application.id = element.attribute("appid").value();
-    if (!IsId(application.id, kMaxAppIdLength))
+    if (HasHostPrefix(application.id))
+      Refuse(element, "\"" + application.id + "\" is reserved for a process that is not installed",
+             "appid");
+    if (!IsApplicationId(application.id))
       Refuse(element,
              application.id.empty() ? "the application id is missing"
                                     : "\"" + application.id + "\" is not an application id",

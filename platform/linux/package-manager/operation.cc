@@ -9,9 +9,11 @@
 
 #include <cerrno>
 #include <filesystem>
+#include <system_error>
 
 #include "platform/linux/app-control/launch-protocol.h"
 #include "platform/linux/common/file-lock.h"
+#include "platform/linux/common/ids.h"
 #include "platform/linux/common/root-folder.h"
 #include "platform/linux/package-manager/errors.h"
 #include "platform/linux/package-manager/files.h"
@@ -22,7 +24,7 @@ namespace {
 
 constexpr char kApplications[] = "/applications";
 
-std::string StagingFolder() { return FolderBelowRoot("staging"); }
+std::string StagingFolder() { return FolderBelowRoot(kStagingFolder); }
 
 // Free of links, because executables are told by their real paths.
 std::string PackagesFolder() { return std::filesystem::canonical(FolderBelowRoot("packages")); }
@@ -48,7 +50,7 @@ void RemoveUninstalledFiles(const std::string& package_id) {
 
 void RemoveUninstalledData(const std::string& entry) {
   for (const std::string& app_id : NamesIn(entry + kApplications)) {
-    if (FindApplication(app_id)) continue;
+    if (!IsApplicationId(app_id) || FindApplication(app_id)) continue;
     RemoveTree(RootPath() + "/data/" + app_id);
     // Its processes have ended, and a launcher makes itself a new one.
     RemoveTree(RootPath() + "/" + kApplicationSocketFolder + "/" + app_id);
@@ -58,8 +60,10 @@ void RemoveUninstalledData(const std::string& entry) {
 // The end of every operation, and of every interrupted one: what the database does not know goes.
 void FinishOperation(const std::string& entry) {
   const size_t mark = entry.rfind('@');
-  if (mark != std::string::npos && mark > entry.rfind('/')) {
-    RemoveUninstalledFiles(entry.substr(mark + 1));
+  const std::string package_id = mark == std::string::npos ? "" : entry.substr(mark + 1);
+  // What is no id would lead elsewhere.
+  if (IsPackageId(package_id)) {
+    RemoveUninstalledFiles(package_id);
     RemoveUninstalledData(entry);
   }
   RemoveTree(entry);
@@ -67,12 +71,23 @@ void FinishOperation(const std::string& entry) {
 
 }  // namespace
 
-InstallLock::InstallLock() {
+InstallLock::InstallLock(std::chrono::milliseconds timeout) {
   const std::string path = RootFolder() + "/" + kInstallLock;
-  file_ = LockFile(path, Wait::kYes);
+  file_ = AwaitLock(path, timeout);
+  if (!file_ && errno == EWOULDBLOCK) {
+    throw std::system_error(ETIMEDOUT, std::generic_category(),
+                            path + " is locked by " + LockHolder(path));
+  }
   if (!file_) throw FileError(path);
   const std::string staging = StagingFolder();
-  for (const std::string& name : NamesIn(staging)) FinishOperation(staging + "/" + name);
+  for (const std::string& name : NamesIn(staging)) {
+    try {
+      FinishOperation(staging + "/" + name);
+    } catch (...) {
+      // Stays for the next operation, and is no reason to do without this one.
+      LogCaught();
+    }
+  }
 }
 
 Operation::Operation() : generation_(NewGeneration()), entry_(StagingFolder() + "/" + generation_) {
@@ -93,7 +108,8 @@ void Operation::Claim(const std::string& package_id, const PackageRecord* instal
   if (installed != nullptr) {
     MakeFolder(entry_ + kApplications);
     for (const ApplicationRecord& application : installed->applications)
-      MakeFolder(entry_ + kApplications + "/" + application.id);
+      if (IsApplicationId(application.id))
+        MakeFolder(entry_ + kApplications + "/" + application.id);
     SyncFolder(entry_ + kApplications);
   }
   SyncFolder(entry_);

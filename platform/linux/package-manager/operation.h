@@ -4,6 +4,7 @@
 #ifndef PLATFORM_LINUX_PACKAGE_MANAGER_OPERATION_H_
 #define PLATFORM_LINUX_PACKAGE_MANAGER_OPERATION_H_
 
+#include <chrono>
 #include <string>
 
 #include "platform/linux/common/package-database.h"
@@ -20,11 +21,15 @@ namespace platform {
 // Of the root.
 inline constexpr char kInstallLock[] = "install.lock";
 
-// One install, update or uninstall at a time below one root, across all processes; waits for its
-// turn. Also clears away what an interrupted operation left.
+// How long an operation waits for the one of another process.
+constexpr std::chrono::seconds kInstallLockTimeout{60};
+
+// One install, update or uninstall at a time below one root, across all processes. Also clears away
+// what an interrupted operation left. Throws std::system_error, which names the holder, when
+// another process holds the lock for longer than the timeout.
 class InstallLock {
  public:
-  InstallLock();
+  explicit InstallLock(std::chrono::milliseconds timeout = kInstallLockTimeout);
 
  private:
   UniqueFd file_;

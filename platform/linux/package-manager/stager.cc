@@ -22,6 +22,7 @@ namespace fs = std::filesystem;
 
 constexpr mode_t kFolderMode = 0755;
 constexpr mode_t kFileModeMask = 0755;
+constexpr size_t kShownPath = 64;
 
 bool IsInside(const fs::path& path, const fs::path& folder) {
   return std::mismatch(folder.begin(), folder.end(), path.begin(), path.end()).first ==
@@ -51,16 +52,25 @@ void Stager::RefuseSpecial(const std::string& entry) const {
   Refuse(entry, "neither a file nor a folder nor a symbolic link");
 }
 
-std::string Stager::Accept(const std::string& entry) {
+void Stager::Count(const std::string& entry) {
   if (++entries_ > limits_.entries)
     Refuse(entry, "the package has more than " + std::to_string(limits_.entries) + " entries");
-  const fs::path path(entry);
+}
+
+std::string Stager::Accept(const std::string& entry) {
   if (entry.empty()) Refuse(entry, "an entry without a name");
+  if (entry.size() > limits_.path_length) {
+    Refuse(entry.substr(0, kShownPath) + "...",
+           "a path longer than " + std::to_string(limits_.path_length) + " bytes");
+  }
+  const fs::path path(entry);
   if (path.is_absolute()) Refuse(entry, "an absolute path leaves the package");
   if (std::find(path.begin(), path.end(), "..") != path.end())
     Refuse(entry, "a path with \"..\" leaves the package");
   std::string clean = path.lexically_normal().string();
   while (!clean.empty() && clean.back() == '/') clean.pop_back();
+  if (static_cast<size_t>(std::count(clean.begin(), clean.end(), '/')) >= limits_.depth)
+    Refuse(entry, "a path deeper than " + std::to_string(limits_.depth) + " levels");
   if (!paths_.insert(clean).second) Refuse(entry, "the entry appears twice");
   return clean;
 }
@@ -69,6 +79,7 @@ void Stager::RequireFolder(const std::string& entry, const std::string& path) {
   const std::string full = folder_ + "/" + path;
   if (mkdir(full.c_str(), kFolderMode) == 0) {
     folders_.push_back(path);
+    Count(entry);
     return;
   }
   if (errno != EEXIST) throw FileError(full);
@@ -99,6 +110,7 @@ void Stager::AddFolder(const std::string& entry) {
 
 void Stager::AddFile(const std::string& entry, mode_t mode, uint64_t size, const Reader& read) {
   const std::string path = Accept(entry);
+  Count(entry);
   RequireRoom(entry, size);
   RequireParents(entry, path);
   const std::string full = folder_ + "/" + path;
@@ -122,6 +134,7 @@ void Stager::AddLink(const std::string& entry, const std::string& target) {
   if (target.empty() || target[0] == '/')
     Refuse(entry, "a link to \"" + target + "\" leaves the package");
   links_.emplace_back(Accept(entry), target);
+  Count(entry);
 }
 
 void Stager::Finish() {

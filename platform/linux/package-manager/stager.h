@@ -19,11 +19,13 @@ namespace platform {
 // What one package may hold, so that a small archive cannot fill the disk.
 struct PackageLimits {
   uint64_t bytes = uint64_t{1} << 30;  // all files together, unpacked: 1 GiB
-  size_t entries = 65'536;             // files, folders and links together
+  size_t entries = 65'536;             // files, links and folders, also those only on a path
   // Of an archive, all files together, unpacked: so many times its own size, beyond what any may
   // unpack to (1 MiB).
   uint64_t ratio = 200;
   uint64_t bytes_at_any_ratio = uint64_t{1} << 20;
+  size_t depth = 64;          // names in an entry's path
+  size_t path_length = 1024;  // bytes in an entry's path
 };
 
 // Writes the entries of a package into a folder of its own, and nothing outside it. What would
@@ -54,8 +56,10 @@ class Stager {
 
  private:
   [[noreturn]] void Refuse(const std::string& entry, const std::string& reason) const;
-  // The entry's path, relative and clean; counts the entry and remembers the path.
+  // The entry's path, relative and clean; remembers the path.
   std::string Accept(const std::string& entry);
+  // To be called for everything that is made.
+  void Count(const std::string& entry);
   void RequireFolder(const std::string& entry, const std::string& path);
   void RequireParents(const std::string& entry, const std::string& path);
   void RequireRoom(const std::string& entry, uint64_t count) const;

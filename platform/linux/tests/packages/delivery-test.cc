@@ -11,8 +11,10 @@
 #include <unistd.h>
 
 #include <filesystem>
+#include <thread>
 
 #include "platform/linux/app-control/launch-protocol.h"
+#include "platform/linux/common/file-lock.h"
 #include "platform/linux/common/package-database.h"
 #include "platform/linux/common/root-folder.h"
 #include "platform/linux/tests/ipc/loop.h"
@@ -91,6 +93,67 @@ TEST_F(Deliveries, ToAProcessThatRestsCostOneDescriptor) {
     const std::string text = std::to_string(i);
     EXPECT_EQ(NextReport(), "request " + text + " " + std::to_string(text.size()));
   }
+}
+
+// Another launcher, or whoever keeps the lock for itself.
+class LockedDeliveries : public Deliveries {
+ protected:
+  LockedDeliveries() : lock_(LockFile(FolderBelowRoot(kApplicationLockFolder) + "/" + kAppId)) {}
+
+  bool AwaitLog(const std::string& text) {
+    return test::RunLoopUntil([&] { return Log().find(text) != std::string::npos; });
+  }
+
+  UniqueFd lock_;
+};
+
+TEST_F(LockedDeliveries, WaitInTheirOrderWithoutTheMainLoop) {
+  Send("first");
+  Send("second");
+  test::RunLoopDry();
+  EXPECT_FALSE(HasReport());
+  lock_.Reset();
+  // Behind the others, though the lock is free by now.
+  Send("third");
+  const std::string socket = Root() + "/" + kApplicationSocketFolder + "/" + kAppId;
+  EXPECT_TRUE(test::RunLoopUntil([&] { return access(socket.c_str(), F_OK) == 0; }));
+  CreatedProcess();
+  for (const char* text : {"first 5", "second 6", "third 5"})
+    EXPECT_EQ(NextReport(), std::string("request ") + text);
+}
+
+TEST_F(LockedDeliveries, ReachAProcessThatRuns) {
+  lock_.Reset();
+  Send("first");
+  CreatedProcess();
+  EXPECT_EQ(NextReport(), "request first 5");
+  lock_ = LockFile(Root() + "/" + kApplicationLockFolder + "/" + kAppId);
+  Send("second");
+  EXPECT_EQ(NextReport(), "request second 6");
+}
+
+TEST_F(LockedDeliveries, AreGivenUpAndTheHolderIsNamed) {
+  Send("first");
+  Send("second");
+  EXPECT_TRUE(AwaitLog("2 launch requests to org.test.p.app are lost: " + Root() +
+                       "/run/app-locks/org.test.p.app is locked by process " +
+                       std::to_string(getpid()) + " ("));
+  lock_.Reset();
+  Send("third");
+  CreatedProcess();
+  EXPECT_EQ(NextReport(), "request third 5");
+}
+
+TEST_F(LockedDeliveries, OfAnotherThreadFail) {
+  int result = 0;
+  std::thread([&result] {
+    app_control_h request = nullptr;
+    app_control_create(&request);
+    app_control_set_app_id(request, kAppId);
+    result = app_control_send_launch_request(request, nullptr, nullptr);
+    app_control_destroy(request);
+  }).join();
+  EXPECT_EQ(result, APP_CONTROL_ERROR_LAUNCH_FAILED);
 }
 
 // The test is the application.

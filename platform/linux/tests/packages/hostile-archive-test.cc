@@ -115,6 +115,38 @@ TEST_F(HostileArchive, WithTwoManifests) {
   ExpectRefused("./tizen-manifest.xml: the entry appears twice");
 }
 
+// The first folder of a chain that needs a descriptor for each level to be walked, in 8 KB.
+TEST_F(HostileArchive, WithFoldersInEachOther) {
+  std::string chain;
+  for (int i = 0; i < 1900; ++i) chain += "d/";
+  Update().File(chain + "text", "text");
+  ExpectRefused(chain.substr(0, 64) + "...: a path longer than 1024 bytes");
+  Update().File(chain.substr(0, 1000) + "text", "text");
+  ExpectRefused(chain.substr(0, 1000) + "text: a path deeper than 64 levels");
+  Update();
+  EXPECT_EQ(InstallPath(archive_), PACKAGE_MANAGER_ERROR_NONE) << Log();
+}
+
+TEST_F(HostileArchive, WithTheSameNameInAnotherSpelling) {
+  for (const char* name : {"res//note.txt", "./res/note.txt", "res/./note.txt"}) {
+    Update().File(name, "again");
+    ExpectRefused(std::string(name) + ": the entry appears twice");
+  }
+}
+
+TEST_F(HostileArchive, WithAFolderInPlaceOfAFile) {
+  Update().Folder("res/note.txt/");
+  ExpectRefused("res/note.txt/: the entry appears twice");
+  Update().File("res/note.txt/below", "text");
+  ExpectRefused("res/note.txt/below: res/note.txt is not a folder");
+}
+
+TEST_F(HostileArchive, WithSixtyFourBitSizesIsAnUpdateToo) {
+  Update(ArchiveWriter::Format::kZip64);
+  EXPECT_EQ(InstallPath(archive_), PACKAGE_MANAGER_ERROR_NONE) << Log();
+  EXPECT_EQ(FindPackage("org.test.p")->version, "2.0.0");
+}
+
 TEST_F(HostileArchive, WithAnEndlessFileInAFewBytes) {
   Update().File("res/zeros", std::string(8 << 20, '\0'));
   ExpectRefused("res/zeros: the package unpacks to more than 200 times its size");

@@ -10,6 +10,7 @@
 
 #include "platform/linux/common/package-database.h"
 #include "platform/linux/tests/packages/support/archive-writer.h"
+#include "platform/linux/tests/packages/support/failing-disk.h"
 #include "platform/linux/tests/packages/support/platform-test.h"
 #include "platform/linux/tests/packages/support/program.h"
 
@@ -146,6 +147,52 @@ TEST_F(Installing, ARootThatCannotBeWrittenIsNamed) {
   setenv("QOR_PLATFORM_ROOT", (file + "/root").c_str(), 1);
   EXPECT_EQ(Install(PackageText()), PACKAGE_MANAGER_ERROR_IO_ERROR);
   EXPECT_NE(Log().find("cannot create folder " + file + "/root"), std::string::npos) << Log();
+}
+
+// As an earlier version of this platform may have installed it.
+TEST_F(Installing, UninstallingRemovesNoDataOfProcessesThatAreNotInstalled) {
+  PackageRecord package;
+  package.id = "org.test.q";
+  package.version = "1.0.0";
+  for (const char* id : {"host.agent", "HOST.other", "..", "../data/precious"}) {
+    ApplicationRecord application;
+    application.id = id;
+    application.executable = "/nowhere/" + std::to_string(package.applications.size());
+    package.applications.push_back(application);
+  }
+  package.root_path = Root() + "/packages/org.test.q/1";
+  StorePackage(package);
+  const std::vector<std::string> folders = {"host.agent", "HOST.other", "precious"};
+  for (const std::string& folder : folders)
+    test::WriteFile(Root() + "/data/" + folder + "/file", "data");
+  EXPECT_EQ(Uninstall("org.test.q"), PACKAGE_MANAGER_ERROR_NONE) << Log();
+  for (const std::string& folder : folders)
+    EXPECT_EQ(test::ReadFile(Root() + "/data/" + folder + "/file"), "data") << folder;
+}
+
+TEST_F(Installing, LeftoversOfWhatIsNoPackageRemoveNothingElse) {
+  test::WriteFile(Root() + "/data/precious/file", "data");
+  for (const char* name : {"1@..", "2@.", "3@"})
+    fs::create_directories(Root() + "/staging/" + name);
+  fs::create_directories(Root() + "/staging/4@org.test.q/applications/host.agent");
+  test::WriteFile(Root() + "/data/host.agent/file", "data");
+  EXPECT_EQ(Install(PackageText()), PACKAGE_MANAGER_ERROR_NONE) << Log();
+  EXPECT_EQ(test::ReadFile(Root() + "/data/precious/file"), "data");
+  EXPECT_EQ(test::ReadFile(Root() + "/data/host.agent/file"), "data");
+  EXPECT_TRUE(test::SortedNames(Root() + "/staging").empty());
+}
+
+TEST_F(Installing, LeftoversThatCannotBeRemovedPreventNoInstall) {
+  const std::string leftover = Root() + "/staging/1";
+  test::WriteFile(leftover + "/content/text", "text");
+  {
+    const test::FailingDisk disk(leftover, test::FailingDisk::Kind::kReadOnly, 1);
+    EXPECT_EQ(Install(PackageText()), PACKAGE_MANAGER_ERROR_NONE);
+    EXPECT_TRUE(disk.HasFailed());
+  }
+  EXPECT_NE(Log().find("cannot remove " + leftover), std::string::npos) << Log();
+  EXPECT_EQ(Uninstall("org.test.p"), PACKAGE_MANAGER_ERROR_NONE);
+  EXPECT_FALSE(fs::exists(leftover));
 }
 
 TEST_F(Installing, ABrokenDatabaseIsNamed) {

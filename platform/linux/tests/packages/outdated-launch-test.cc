@@ -41,5 +41,12 @@ TEST_F(OutdatedLaunch, OfAnUninstalledApplicationFails) {
   EXPECT_FALSE(std::filesystem::exists(Root() + "/run/apps/org.test.p.app"));
 }
 
+TEST_F(OutdatedLaunch, OfWhatIsNoApplicationIdFails) {
+  for (const char* id : {"host.agent", "..", "../x", ""}) {
+    outdated_.id = id;
+    EXPECT_THROW(LaunchWith(outdated_, request_), LaunchFailed) << id;
+  }
+}
+
 }  // namespace
 }  // namespace platform

@@ -4,6 +4,7 @@
 #include "platform/linux/common/package-database.h"
 
 #include <gtest/gtest.h>
+#include <sys/stat.h>
 
 #include <atomic>
 #include <filesystem>
@@ -94,6 +95,48 @@ TEST_F(PackageDatabase, GivesBackWhatWasStored) {
 TEST_F(PackageDatabase, ReadsAFileOfAnotherArchitecture) {
   std::filesystem::copy_file(QOR_STORED_PACKAGES, Root() + "/packages.db");
   ExpectSamplePackage();
+}
+
+TEST_F(PackageDatabase, AddsToAFileThatKeptAJournalOfItsOwn) {
+  std::filesystem::copy_file(QOR_STORED_PACKAGES, Root() + "/packages.db");
+  StorePackage(MakePackage("q"));
+  ExpectSamplePackage();
+  EXPECT_TRUE(FindPackage("q"));
+  EXPECT_EQ(test::SortedNames(Root()),
+            (std::vector<std::string>{"packages.db", "report", "staging"}));
+  EXPECT_TRUE(test::SortedNames(Root() + "/staging").empty());
+}
+
+TEST_F(PackageDatabase, WorksBelowARootWithAnyName) {
+  UseRoot(Folder() + "/a?b#c%41&mode=rw d");
+  StorePackage(MakePackage("p"));
+  EXPECT_TRUE(FindPackage("p"));
+  EXPECT_EQ(test::SortedNames(Root()),
+            (std::vector<std::string>{"packages.db", "report", "staging"}));
+}
+
+TEST_F(PackageDatabase, IgnoresWhatOthersLeaveBesideIt) {
+  StorePackage(MakePackage("p"));
+  for (const char* part : {"-journal", "-wal", "-shm"})
+    test::WriteFile(Root() + "/packages.db" + part, std::string(5000, 'x'));
+  EXPECT_TRUE(FindPackage("p"));
+  StorePackage(MakePackage("q"));
+  EXPECT_EQ(AllPackages().size(), 2U);
+}
+
+TEST_F(PackageDatabase, IsNotReadFromAPipe) {
+  ASSERT_EQ(mkfifo((Root() + "/packages.db").c_str(), 0600), 0);
+  EXPECT_THROW(AllPackages(), DatabaseError);
+}
+
+TEST_F(PackageDatabase, StoresAllPackagesOrNone) {
+  StorePackages({MakePackage("p"), MakePackage("q")});
+  EXPECT_EQ(AllPackages().size(), 2U);
+  PackageRecord thief = MakePackage("s");
+  thief.applications[1].id = "p.a";
+  EXPECT_THROW(StorePackages({MakePackage("r"), thief}), DatabaseError);
+  EXPECT_EQ(AllPackages().size(), 2U);
+  EXPECT_TRUE(test::SortedNames(Root() + "/staging").empty());
 }
 
 TEST_F(PackageDatabase, ReplacesAPackageWholly) {
@@ -190,10 +233,11 @@ TEST_F(PackageDatabase, SharesNoRecordOfThePast) {
   const auto second = FindPackage("p");
   EXPECT_EQ(first->version, "1.0.0");
   EXPECT_EQ(second->version, "2.0.0");
-  {
-    sqlite::Database other(Root() + "/packages.db", sqlite::Database::Mode::kExisting);
-    other.Execute("UPDATE packages SET version = '3.0.0'");
-  }
+  const std::string other = Root() + "/other.db";
+  std::filesystem::copy_file(Root() + "/packages.db", other);
+  sqlite::Database(other, sqlite::Database::Mode::kExisting)
+      .Execute("UPDATE packages SET version = '3.0.0'");
+  std::filesystem::rename(other, Root() + "/packages.db");
   const auto third = FindPackage("p");
   EXPECT_EQ(third->version, "3.0.0");
 }

@@ -48,10 +48,22 @@ class Source : public test::PlatformTest {
     }
   }
 
+  void RestoreStaged() const {
+    fs::remove_all(staged_);
+    fs::create_directories(staged_);
+  }
+
   const std::string staged_ = Folder() + "/staged";
   const std::string archive_ = Folder() + "/package.tpk";
   const std::string source_ = Folder() + "/package";
 };
+
+// d/d/d...
+std::string DeepPath(size_t depth) {
+  std::string path = "d";
+  for (size_t i = 1; i < depth; ++i) path += "/d";
+  return path;
+}
 
 mode_t ModeOf(const std::string& path) {
   struct stat status {};
@@ -179,6 +191,52 @@ TEST_F(Source, RefusesMoreEntriesThanTheLimit) {
   ArchiveWriter(archive_).File("one", "1").File("two", "2").File("three", "3");
   EXPECT_EQ(RefusalOf(archive_, {1000, 2}),
             archive_ + ":three: the package has more than 2 entries");
+}
+
+TEST_F(Source, CountsFoldersThatAreOnlyOnAPath) {
+  ArchiveWriter(archive_).File("one/two/text", "text").Link("one/three/link", "../two/text");
+  EXPECT_EQ(RefusalOf(archive_, {1000, 4}),
+            archive_ + ":one/three/link: the package has more than 4 entries");
+  RestoreStaged();
+  EXPECT_EQ(RefusalOf(archive_, {1000, 5}), "");
+}
+
+TEST_F(Source, CountsAFolderOnceHoweverOftenItIsOnAPath) {
+  ArchiveWriter(archive_).File("a/one", "1").Folder("a/").File("a/two", "2");
+  EXPECT_EQ(RefusalOf(archive_, {1000, 3}), "");
+}
+
+TEST_F(Source, RejectsPathsDeeperThanTheLimit) {
+  ArchiveWriter(archive_).Folder(DeepPath(64)).File(DeepPath(63) + "/text", "text");
+  EXPECT_EQ(RefusalOf(archive_), "");
+  for (const std::string& deep : {DeepPath(64) + "/text", "./" + DeepPath(500)}) {
+    RestoreStaged();
+    ArchiveWriter(archive_).File(deep, "text");
+    EXPECT_EQ(RefusalOf(archive_), archive_ + ":" + deep + ": a path deeper than 64 levels");
+    EXPECT_TRUE(fs::is_empty(staged_));
+  }
+}
+
+TEST_F(Source, RejectsAFolderDeeperThanTheLimit) {
+  fs::create_directories(source_ + "/" + DeepPath(500));
+  EXPECT_EQ(RefusalOf(source_), source_ + ":" + DeepPath(65) + ": a path deeper than 64 levels");
+}
+
+TEST_F(Source, RejectsPathsLongerThanTheLimit) {
+  const std::string name(249, 'n');
+  const std::string longest =
+      name + "/" + name + "/" + name + "/" + name + "/" + std::string(24, 'n');
+  ArchiveWriter(archive_).File(longest, "text");
+  EXPECT_EQ(RefusalOf(archive_), "");
+  RestoreStaged();
+  ArchiveWriter(archive_).File(longest + "n", "text");
+  EXPECT_EQ(RefusalOf(archive_),
+            archive_ + ":" + std::string(64, 'n') + "...: a path longer than 1024 bytes");
+}
+
+TEST_F(Source, RejectsALinkDeeperThanTheLimit) {
+  ArchiveWriter(archive_).Link(DeepPath(65), "text");
+  EXPECT_EQ(RefusalOf(archive_), archive_ + ":" + DeepPath(65) + ": a path deeper than 64 levels");
 }
 
 TEST_F(Source, RefusesMoreBytesThanTheLimit) {

@@ -20,10 +20,11 @@ void ArchiveWriter::Closer::operator()(archive* handle) const { archive_write_fr
 
 ArchiveWriter::ArchiveWriter(const std::string& path, Format format)
     : archive_(archive_write_new()) {
-  if (format == Format::kZip) {
-    archive_write_set_format_zip(archive_.get());
-  } else {
+  if (format == Format::kTar) {
     archive_write_set_format_pax_restricted(archive_.get());
+  } else {
+    archive_write_set_format_zip(archive_.get());
+    if (format == Format::kZip64) archive_write_set_options(archive_.get(), "zip:zip64");
   }
   if (archive_write_open_filename(archive_.get(), path.c_str()) != ARCHIVE_OK)
     throw std::runtime_error(archive_error_string(archive_.get()));

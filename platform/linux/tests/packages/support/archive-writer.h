@@ -17,7 +17,7 @@ namespace platform::test {
 // Writes a package archive, sound or not. Complete when the writer goes out of scope.
 class ArchiveWriter {
  public:
-  enum class Format { kZip, kTar };
+  enum class Format { kZip, kZip64, kTar };
 
   explicit ArchiveWriter(const std::string& path, Format format = Format::kZip);
 

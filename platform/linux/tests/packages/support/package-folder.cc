@@ -3,9 +3,14 @@
 
 #include "platform/linux/tests/packages/support/package-folder.h"
 
+#include <fcntl.h>
+#include <sys/stat.h>
+
 #include <filesystem>
 #include <fstream>
 #include <iterator>
+
+#include "platform/linux/package-manager/files.h"
 
 namespace platform::test {
 
@@ -34,6 +39,14 @@ std::string ManifestOf(const PackageText& package) {
   for (const std::string& privilege : package.privileges)
     text += "    <privilege>" + privilege + "</privilege>\n";
   return text + "  </privileges>\n</manifest>\n";
+}
+
+void MakeDeepFolder(const std::string& folder, const std::string& name, int levels) {
+  UniqueFd last(open(folder.c_str(), O_PATH | O_CLOEXEC));
+  for (int i = 0; i < levels; ++i) {
+    if (mkdirat(last.Get(), name.c_str(), 0755) != 0) throw FileError(name);
+    last = UniqueFd(openat(last.Get(), name.c_str(), O_PATH | O_CLOEXEC));
+  }
 }
 
 void WritePackage(const std::string& folder, const PackageText& package) {

@@ -27,6 +27,10 @@ std::string ReadFile(const std::string& path);
 
 std::string ManifestOf(const PackageText& package);
 
+// Folders in each other, all of that name, the first of them in `folder`: also so many that no path
+// leads to the last.
+void MakeDeepFolder(const std::string& folder, const std::string& name, int levels);
+
 // The folder is made with its parents.
 void WritePackage(const std::string& folder, const PackageText& package);
 

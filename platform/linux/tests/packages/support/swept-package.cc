@@ -65,9 +65,8 @@ void SweptPackage::ExpectNoLeftoversAfterTheNextRequest(const Operation& operati
 }
 
 void SweptPackage::ExpectOnlyKnownNames() const {
-  const std::set<std::string> known = {
-      "data",   "install.lock", "packages", "packages.db", "packages.db-shm", "packages.db-wal",
-      "report", "run",          "staging"};
+  const std::set<std::string> known = {"data",   "install.lock", "packages", "packages.db",
+                                       "report", "run",          "staging"};
   for (const std::string& name : SortedNames(Root())) EXPECT_EQ(known.count(name), 1u) << name;
 }
 
