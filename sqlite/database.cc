@@ -42,6 +42,12 @@ Query& Query::Bind(int parameter, const std::string& text) {
   return *this;
 }
 
+Query& Query::BindBytes(int parameter, const void* bytes, size_t size) {
+  if (sqlite3_bind_blob64(statement_, parameter, bytes, size, SQLITE_STATIC) != SQLITE_OK)
+    Fail(database_);
+  return *this;
+}
+
 Query& Query::Bind(int parameter, int64_t number) {
   if (sqlite3_bind_int64(statement_, parameter, number) != SQLITE_OK) Fail(database_);
   return *this;

@@ -4,6 +4,7 @@
 #ifndef SQLITE_DATABASE_H_
 #define SQLITE_DATABASE_H_
 
+#include <cstddef>
 #include <cstdint>
 #include <memory>
 #include <stdexcept>
@@ -36,8 +37,9 @@ class Query {
   Query(const Query&) = delete;
   Query& operator=(const Query&) = delete;
 
-  // The text must live until the query ends.
+  // Text and bytes must live until the query ends.
   Query& Bind(int parameter, const std::string& text);
+  Query& BindBytes(int parameter, const void* bytes, size_t size);
   Query& Bind(int parameter, int64_t number);
   // Advances to the next row; false when there is none.
   bool Step();

@@ -3,12 +3,11 @@
 
 #include "answer-store.h"
 
+#include <sodium.h>
 #include <sqlite3.h>
 
 #include <algorithm>
-#include <array>
 #include <cstdio>
-#include <cstring>
 #include <tuple>
 #include <utility>
 
@@ -21,37 +20,24 @@ namespace {
 constexpr char kInMemory[] = ":memory:";
 constexpr std::size_t kPageBytes = 4096;
 
-// In the manner of FNV-1a, eight bytes at a time because payloads may be long, and rotated because
-// a product passes nothing on from its upper bits to its lower ones.
-std::uint64_t Mix(std::uint64_t digest, std::uint64_t word) {
-  constexpr std::uint64_t kGoldenRatio = 0x9e3779b97f4a7c15;
-  digest ^= word;
-  return (digest << 29 | digest >> 35) * kGoldenRatio;
+void Add(crypto_generichash_state& state, const std::string& text) {
+  crypto_generichash_update(&state, reinterpret_cast<const unsigned char*>(text.data()),
+                            text.size());
 }
 
-// Several digests side by side: each step waits for the one before it only in its own lane.
-std::int64_t Digest(const std::string& type, const std::string& payload) {
-  using Word = std::uint64_t;
-  std::array<Word, 4> lanes = {0xcbf29ce484222325, 1, 2, 3};
-  for (const std::string* text : {&type, &payload}) {
-    const char* rest = text->data();
-    const char* const end = rest + text->size();
-    for (; end - rest >= static_cast<std::ptrdiff_t>(sizeof lanes); rest += sizeof lanes) {
-      for (std::size_t i = 0; i < lanes.size(); ++i) {
-        Word word;
-        std::memcpy(&word, rest + i * sizeof word, sizeof word);
-        lanes[i] = Mix(lanes[i], word);
-      }
-    }
-    std::array<Word, lanes.size()> words = {};
-    std::memcpy(words.data(), rest, static_cast<std::size_t>(end - rest));
-    for (const Word word : words) lanes[0] = Mix(lanes[0], word);
-    // Where the type ends and the payload begins counts too.
-    lanes[0] = Mix(lanes[0], text->size());
+CommandKey::Digest DigestOf(const ReceivedCommand& command) {
+  // Selects the fastest code of this processor. Without it the portable one runs.
+  [[maybe_unused]] static const int initialized = sodium_init();
+  crypto_generichash_state state;
+  CommandKey::Digest digest;
+  crypto_generichash_init(&state, nullptr, 0, digest.size());
+  for (const std::string* text : {&command.agent, &command.uuid, &command.type, &command.payload}) {
+    // The length separates each text from the next.
+    Add(state, std::to_string(text->size()) + ':');
+    Add(state, *text);
   }
-  Word digest = 0;
-  for (const Word lane : lanes) digest = Mix(digest, lane);
-  return static_cast<std::int64_t>(digest);
+  crypto_generichash_final(&state, digest.data(), digest.size());
+  return digest;
 }
 
 bool IsDamage(const sqlite::DatabaseError& error) {
@@ -63,7 +49,7 @@ bool IsDamage(const sqlite::DatabaseError& error) {
 }  // namespace
 
 CommandKey::CommandKey(const ReceivedCommand& command)
-    : agent(command.agent), uuid(command.uuid), digest(Digest(command.type, command.payload)) {}
+    : agent(command.agent), uuid(command.uuid), digest(DigestOf(command)) {}
 
 bool CommandKey::operator<(const CommandKey& other) const {
   return std::tie(agent, uuid, digest) < std::tie(other.agent, other.uuid, other.digest);
@@ -108,7 +94,7 @@ void AnswerStore::Open(const std::string& path) {
                       "PRAGMA max_page_count = " +
                       std::to_string(pages) +
                       ";"
-                      "CREATE TABLE IF NOT EXISTS answers (agent TEXT, uuid TEXT, digest INTEGER,"
+                      "CREATE TABLE IF NOT EXISTS answers (agent TEXT, uuid TEXT, digest BLOB,"
                       " succeeded INTEGER, text TEXT, time INTEGER,"
                       " PRIMARY KEY (agent, uuid, digest));"
                       "CREATE INDEX IF NOT EXISTS answers_time ON answers (time)")
@@ -157,7 +143,7 @@ void AnswerStore::Store(const CommandKey& key, const Answer& answer) {
               " VALUES (?1, ?2, ?3, ?4, ?5, ?6)")
           .Bind(1, key.agent)
           .Bind(2, key.uuid)
-          .Bind(3, key.digest)
+          .BindBytes(3, key.digest.data(), key.digest.size())
           .Bind(4, answer.succeeded ? 1 : 0)
           .Bind(5, answer.text)
           .Bind(6, clock_())
@@ -188,10 +174,16 @@ bool AnswerStore::ForgetOldestHalf() {
 }
 
 std::optional<Answer> AnswerStore::Load(const CommandKey& key) {
+  // Versions before the cryptographic digest stored an integer, which does not tell payloads apart.
+  // Those answers are matched by agent and uuid, so that an update of the SDK repeats no command.
   auto query = database_->Prepare(
-      "SELECT succeeded, text FROM answers"
-      " WHERE agent = ?1 AND uuid = ?2 AND digest = ?3 AND time >= ?4");
-  query.Bind(1, key.agent).Bind(2, key.uuid).Bind(3, key.digest).Bind(4, OldestTime());
+      "SELECT succeeded, text FROM answers WHERE agent = ?1 AND uuid = ?2"
+      " AND (digest = ?3 OR typeof(digest) = 'integer') AND time >= ?4"
+      " ORDER BY digest DESC LIMIT 1");
+  query.Bind(1, key.agent)
+      .Bind(2, key.uuid)
+      .BindBytes(3, key.digest.data(), key.digest.size())
+      .Bind(4, OldestTime());
   if (!query.Step()) return std::nullopt;
   return Answer{query.Number(0) != 0, query.Text(1)};
 }

@@ -54,10 +54,10 @@ TEST_F(AnswerStoreTest, LooksUpAnAnswerWithoutBeingTold) {
   EXPECT_EQ(TextOf(Open().Find(Key("two"))), "(none)");
 }
 
-// Kept from an x86-64 process: Keep(Key("one", "payload"), {true, "yes"}), Keep(Key("two"), {false,
-// "no"}).
+// The stored files are of an x86-64 process: Keep(Key("one", "payload"), {true, "yes"}),
+// Keep(Key("two"), {false, "no"}).
 TEST_F(AnswerStoreTest, ReadsAFileOfAnotherArchitecture) {
-  fs::copy_file(QOR_STORED_ANSWERS, File());
+  fs::copy_file(QOR_STORED_ANSWERS "/answers.db", File());
   auto store = Open();
   EXPECT_EQ(TextOf(store.Find(Key("one", "payload"))), "yes");
   const auto failure = store.Find(Key("two"));
@@ -65,6 +65,23 @@ TEST_F(AnswerStoreTest, ReadsAFileOfAnotherArchitecture) {
   EXPECT_FALSE(failure->succeeded);
   EXPECT_EQ(failure->text, "no");
   EXPECT_EQ(TextOf(store.Find(Key("one", "other payload"))), "(none)");
+}
+
+// It does not tell which payload was answered. To repeat a command would be worse than to answer a
+// uuid that is used again.
+TEST_F(AnswerStoreTest, FindsAnswersOfAFileWithIntegerDigestsByUuid) {
+  fs::copy_file(QOR_STORED_ANSWERS "/answers-integer-digests.db", File());
+  auto store = Open();
+  EXPECT_EQ(TextOf(store.Find(Key("one", "payload"))), "yes");
+  EXPECT_EQ(TextOf(store.Find(Key("one", "other payload"))), "yes");
+  EXPECT_EQ(TextOf(store.Find(Key("two"))), "no");
+  EXPECT_FALSE(store.Find(Key("three")));
+  EXPECT_FALSE(store.Find(CommandKey({"other agent", "one", "type", "payload", 0})));
+  store.Keep(Key("three", "payload"), {true, "new"});
+  EXPECT_EQ(TextOf(store.Find(Key("three", "payload"))), "new");
+  EXPECT_FALSE(store.Find(Key("three", "other payload")));
+  now_ += limits_.age.count() + 1;
+  EXPECT_FALSE(store.Find(Key("one", "payload")));
 }
 
 TEST_F(AnswerStoreTest, RemembersAcrossARestart) {
@@ -93,6 +110,21 @@ TEST_F(AnswerStoreTest, TellsAgentsUuidsTypesAndPayloadsApart) {
   EXPECT_FALSE(store.Find(CommandKey({"a", "u", "s", "p", 1})));
   EXPECT_FALSE(store.Find(CommandKey({"a", "u", "t", "q", 1})));
   EXPECT_FALSE(store.Find(CommandKey({"a", "u", "tp", "", 1})));
+  EXPECT_FALSE(store.Find(CommandKey({"a", "ut", "", "p", 1})));
+}
+
+// In a multiplicative hash of words the second word of a lane can undo what the first one changed.
+TEST_F(AnswerStoreTest, TellsPayloadsApartThatWereMadeToCollide) {
+  const auto payload = [](const char* first, const char* second) {
+    return std::string(8, 'a') + first + std::string(24, 'a') + second + std::string(16, 'a');
+  };
+  const std::string one = payload("aaaaaaaa", "aaaaaaaa");
+  const std::string other = payload("XxoIfvip", "A(jx6gqI");
+  auto store = Open();
+  store.Keep(Key("uuid", one), {true, "yes"});
+  EXPECT_EQ(TextOf(store.Find(Key("uuid", one))), "yes");
+  EXPECT_FALSE(store.Find(Key("uuid", other)));
+  EXPECT_NE(Key("uuid", one).digest, Key("uuid", other).digest);
 }
 
 TEST_F(AnswerStoreTest, ForgetsTheOldestBeyondTheNumber) {
