@@ -8,7 +8,7 @@
 namespace sqlite {
 namespace {
 
-constexpr int kBusyMilliseconds = 10'000;
+constexpr std::chrono::seconds kLockTimeout(10);
 
 [[noreturn]] void Fail(sqlite3* database) {
   const char* file = sqlite3_db_filename(database, "main");
@@ -79,8 +79,16 @@ Database::Database(const std::string& file, Mode mode) {
   const int result = sqlite3_open_v2(file.c_str(), &opened, flags, nullptr);
   database_.reset(opened);
   if (result != SQLITE_OK) throw DatabaseError(file + ": " + sqlite3_errstr(result), result & 0xff);
-  sqlite3_busy_timeout(opened, kBusyMilliseconds);
+  SetLockTimeout(kLockTimeout);
   TakeAsData(opened);
+}
+
+void Database::SetLockTimeout(std::chrono::milliseconds timeout) {
+  sqlite3_busy_timeout(database_.get(), static_cast<int>(timeout.count()));
+}
+
+void Database::SetLongestValue(int bytes) {
+  sqlite3_limit(database_.get(), SQLITE_LIMIT_LENGTH, bytes);
 }
 
 bool Database::IsReadOnly() const { return sqlite3_db_readonly(database_.get(), nullptr) == 1; }

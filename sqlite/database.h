@@ -4,6 +4,7 @@
 #ifndef SQLITE_DATABASE_H_
 #define SQLITE_DATABASE_H_
 
+#include <chrono>
 #include <cstddef>
 #include <cstdint>
 #include <memory>
@@ -57,6 +58,11 @@ class Database {
   enum class Mode { kExisting, kCreate };
 
   Database(const std::string& file, Mode mode);
+
+  // How long to wait for the locks of other processes; 10 seconds unless it is set.
+  void SetLockTimeout(std::chrono::milliseconds timeout);
+  // The longest text or row; longer ones are errors (SQLITE_TOOBIG).
+  void SetLongestValue(int bytes);
 
   // Whether the file could only be opened for reading. That stays so, whatever becomes of the file.
   bool IsReadOnly() const;

@@ -7,7 +7,11 @@
 #include <sqlite3.h>
 
 #include <algorithm>
+#include <chrono>
+#include <climits>
 #include <cstdio>
+#include <filesystem>
+#include <system_error>
 #include <tuple>
 #include <utility>
 
@@ -19,6 +23,21 @@ namespace {
 
 constexpr char kInMemory[] = ":memory:";
 constexpr std::size_t kPageBytes = 4096;
+// No statement here is longer, however small the file may be.
+constexpr std::size_t kLongestSql = 4096;
+// The main loop waits so long for a lock of another process, once: while the lock is held, nothing
+// waits for it again.
+constexpr std::chrono::seconds kLockTimeout{1};
+constexpr std::chrono::seconds kNoWait(0);
+
+// As SQLite stores them in its schema.
+constexpr char kTable[] =
+    "CREATE TABLE answers (agent TEXT, uuid TEXT, digest BLOB, succeeded INTEGER, text TEXT,"
+    " time INTEGER, PRIMARY KEY (agent, uuid, digest))";
+constexpr char kTableWithIntegerDigests[] =
+    "CREATE TABLE answers (agent TEXT, uuid TEXT, digest INTEGER, succeeded INTEGER, text TEXT,"
+    " time INTEGER, PRIMARY KEY (agent, uuid, digest))";
+constexpr char kIndex[] = "CREATE INDEX answers_time ON answers (time)";
 
 void Add(crypto_generichash_state& state, const std::string& text) {
   crypto_generichash_update(&state, reinterpret_cast<const unsigned char*>(text.data()),
@@ -68,6 +87,10 @@ void AnswerStore::Prepare() {
     dlog_print(DLOG_WARN, kLogTag, "the file of answers cannot be used: %s", error.what());
     if (IsDamage(error)) {
       BeginAnew();
+    } else if (error.code() == SQLITE_BUSY) {
+      // The next call tries again.
+      database_.reset();
+      is_locked_ = true;
     } else {
       Open(kInMemory);
     }
@@ -87,20 +110,44 @@ std::optional<Answer> AnswerStore::Find(const CommandKey& key) {
 }
 
 void AnswerStore::Open(const std::string& path) {
+  // It would lead SQLite to a file of somebody else.
+  std::error_code ignored;
+  if (std::filesystem::is_symlink(path, ignored)) {
+    throw sqlite::DatabaseError(path + ": a symbolic link", SQLITE_NOTADB);
+  }
   database_.emplace(path, sqlite::Database::Mode::kCreate);
+  database_->SetLockTimeout(is_locked_ ? kNoWait : kLockTimeout);
+  database_->SetLongestValue(
+      static_cast<int>(std::clamp<std::size_t>(limits_.bytes, kLongestSql, INT_MAX)));
+  const bool has_table = HasTable();
   const std::size_t pages = std::max<std::size_t>(limits_.bytes / kPageBytes, 1);
   database_->Execute(("PRAGMA page_size = " + std::to_string(kPageBytes) +
                       "; PRAGMA journal_mode = WAL; PRAGMA synchronous = NORMAL;"
                       "PRAGMA max_page_count = " +
-                      std::to_string(pages) +
-                      ";"
-                      "CREATE TABLE IF NOT EXISTS answers (agent TEXT, uuid TEXT, digest BLOB,"
-                      " succeeded INTEGER, text TEXT, time INTEGER,"
-                      " PRIMARY KEY (agent, uuid, digest));"
-                      "CREATE INDEX IF NOT EXISTS answers_time ON answers (time)")
+                      std::to_string(pages))
                          .c_str());
+  if (!has_table) {
+    sqlite::Transaction transaction(*database_, sqlite::Transaction::Kind::kWrite);
+    database_->Execute(kTable);
+    database_->Execute(kIndex);
+    transaction.Commit();
+  }
   // Tells at once of a file that cannot be written.
   ForgetWhatIsOverTheLimits();
+}
+
+bool AnswerStore::HasTable() {
+  // Whatever else is declared there, such as generated columns, would be run by queries.
+  bool has_table = false;
+  auto query = database_->Prepare("SELECT sql FROM sqlite_schema WHERE sql IS NOT NULL");
+  while (query.Step()) {
+    const std::string sql = query.Text(0);
+    if (sql != kTable && sql != kTableWithIntegerDigests && sql != kIndex) {
+      throw sqlite::DatabaseError(path_ + ": not a file of answers", SQLITE_NOTADB);
+    }
+    has_table = true;
+  }
+  return has_table;
 }
 
 void AnswerStore::BeginAnew() {
@@ -123,6 +170,10 @@ void AnswerStore::Guard(const std::function<void()>& action) {
     return action();
   } catch (const sqlite::DatabaseError& error) {
     dlog_print(DLOG_WARN, kLogTag, "the file of answers fails: %s", error.what());
+    if (error.code() == SQLITE_BUSY) {
+      is_locked_ = true;
+      database_->SetLockTimeout(kNoWait);
+    }
     if (!IsDamage(error)) return;
   }
   BeginAnew();
@@ -150,6 +201,8 @@ void AnswerStore::Store(const CommandKey& key, const Answer& answer) {
           .Step();
       ForgetWhatIsOverTheLimits();
       transaction.Commit();
+      // A look-up that succeeds proves nothing: readers pass the locks of writers.
+      if (std::exchange(is_locked_, false)) database_->SetLockTimeout(kLockTimeout);
       return;
     } catch (const sqlite::DatabaseError& error) {
       if (error.code() != SQLITE_FULL || !ForgetOldestHalf()) throw;

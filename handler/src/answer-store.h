@@ -50,6 +50,8 @@ class AnswerStore {
 
  private:
   void Open(const std::string& path);
+  // Throws when anything else is in the file.
+  bool HasTable();
   // Sets a damaged file aside and begins a new one; in memory where that fails too.
   void BeginAnew();
   // Runs an action on the database, once more after damage was repaired. Logs what fails.
@@ -65,6 +67,8 @@ class AnswerStore {
   const AnswerLimits limits_;
   const Clock clock_;
   std::optional<sqlite::Database> database_;
+  // By another process, when it was used last.
+  bool is_locked_ = false;
 };
 
 }  // namespace qor::internal

@@ -4,9 +4,11 @@
 #include "answer-store.h"
 
 #include <gtest/gtest.h>
+#include <sys/stat.h>
 
 #include <filesystem>
 #include <fstream>
+#include <sstream>
 #include <stdexcept>
 
 namespace qor::internal {
@@ -191,6 +193,92 @@ TEST_F(AnswerStoreTest, SetsAFileAsideWhoseTableIsAnother) {
   Open().Keep(Key("one"), {true, "yes"});
   EXPECT_EQ(TextOf(Open().Find(Key("one"))), "yes");
   EXPECT_TRUE(fs::exists(File() + ".corrupt"));
+}
+
+// Each is run, or used up memory, when a query meets it; journal modes are for files of one's own.
+TEST_F(AnswerStoreTest, SetsAFileAsideThatDeclaresMore) {
+  const std::string table =
+      "CREATE TABLE answers (agent TEXT, uuid TEXT, digest BLOB, succeeded INTEGER, text TEXT,"
+      " time INTEGER, PRIMARY KEY (agent, uuid, digest))";
+  for (const std::string& sql :
+       {std::string("CREATE TABLE answers (agent TEXT, uuid TEXT, digest BLOB, succeeded INTEGER,"
+                    " text TEXT AS (hex(zeroblob(400000000))), time INTEGER)"),
+        table + "; CREATE TRIGGER stop BEFORE DELETE ON answers BEGIN SELECT raise(IGNORE); END",
+        table + "; CREATE INDEX large ON answers (hex(zeroblob(400000000)))",
+        table + "; CREATE TABLE other (x)",
+        std::string("CREATE VIEW answers AS WITH RECURSIVE n(x) AS (SELECT 1 UNION ALL SELECT x"
+                    " FROM n) SELECT x AS agent, x AS uuid, x AS digest, 1 AS succeeded, x AS text,"
+                    " x AS time FROM n")}) {
+    fs::remove(File());
+    fs::remove(File() + ".corrupt");
+    sqlite::Database(File(), sqlite::Database::Mode::kCreate).Execute(sql.c_str());
+    const auto size = fs::file_size(File());
+    auto store = Open();
+    store.Keep(Key("one"), {true, "yes"});
+    EXPECT_EQ(TextOf(store.Find(Key("one"))), "yes") << sql;
+    EXPECT_TRUE(fs::exists(File() + ".corrupt")) << sql;
+    EXPECT_EQ(fs::file_size(File() + ".corrupt"), size);
+  }
+}
+
+TEST_F(AnswerStoreTest, LeavesTheFileAloneToWhichALinkLeads) {
+  const std::string other = folder_ + "/other.db";
+  sqlite::Database(other, sqlite::Database::Mode::kCreate).Execute("CREATE TABLE other (x)");
+  std::ostringstream before;
+  before << std::ifstream(other).rdbuf();
+  fs::create_symlink(other, File());
+  Open().Keep(Key("one"), {true, "yes"});
+  EXPECT_EQ(TextOf(Open().Find(Key("one"))), "yes");
+  std::ostringstream after;
+  after << std::ifstream(other).rdbuf();
+  EXPECT_EQ(after.str(), before.str());
+  EXPECT_TRUE(fs::is_symlink(File() + ".corrupt"));
+  EXPECT_FALSE(fs::is_symlink(File()));
+}
+
+TEST_F(AnswerStoreTest, DoesWithoutAPipe) {
+  ASSERT_EQ(mkfifo(File().c_str(), 0600), 0);
+  auto store = Open();
+  store.Keep(Key("one"), {true, "yes"});
+  EXPECT_EQ(TextOf(store.Find(Key("one"))), "yes");
+}
+
+TEST_F(AnswerStoreTest, FindsNoAnswerThatIsLongerThanTheFileMayBe) {
+  limits_.bytes = 1024 * 1024;
+  Open().Keep(Key("one"), {true, "yes"});
+  sqlite::Database(File(), sqlite::Database::Mode::kExisting)
+      .Execute("UPDATE answers SET text = zeroblob(2000000)");
+  auto store = Open();
+  EXPECT_FALSE(store.Find(Key("one")));
+  store.Keep(Key("one"), {true, "again"});
+  EXPECT_EQ(TextOf(store.Find(Key("one"))), "again");
+}
+
+// With a wait for each answer, this would take longer than a test may.
+TEST_F(AnswerStoreTest, WaitsOnceForALockOfAnotherProcess) {
+  auto store = Open();
+  store.Keep(Key("before"), {true, "yes"});
+  sqlite::Database other(File(), sqlite::Database::Mode::kExisting);
+  {
+    const sqlite::Transaction lock(other, sqlite::Transaction::Kind::kWrite);
+    for (int i = 0; i < 1'000; ++i) {
+      store.Keep(Key(std::to_string(i)), {true, "no"});
+      EXPECT_EQ(TextOf(store.Find(Key("before"))), "yes");
+    }
+  }
+  store.Keep(Key("after"), {true, "yes"});
+  EXPECT_EQ(TextOf(Open().Find(Key("after"))), "yes");
+}
+
+TEST_F(AnswerStoreTest, OpensAFileAsSoonAsAnotherProcessHasUnlockedIt) {
+  Open().Keep(Key("before"), {true, "yes"});
+  auto store = Open();
+  {
+    sqlite::Database other(File(), sqlite::Database::Mode::kExisting);
+    other.Execute("PRAGMA locking_mode = EXCLUSIVE; BEGIN EXCLUSIVE");
+    for (int i = 0; i < 1'000; ++i) EXPECT_FALSE(store.Find(Key("before")));
+  }
+  EXPECT_EQ(TextOf(store.Find(Key("before"))), "yes");
 }
 
 TEST_F(AnswerStoreTest, SetsAFileAsideThatTurnsOutDamagedLater) {
