@@ -12,8 +12,8 @@ namespace text {
 
 namespace {
 
-// Room for the longest, \u202e, and a null.
-using Escape = char[8];
+// Room for any code point, as the compiler cannot tell that none here has more than four digits.
+using Escape = char[12];
 
 bool IsPrintable(const Character& character) {
   const char32_t code = character.code;
