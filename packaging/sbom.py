@@ -26,6 +26,7 @@ LICENCES = {
     "gcc": "GPL-3.0-or-later WITH GCC-exception-3.1",
     "glibc": "LGPL-2.1-or-later",
     "libarchive": "BSD-2-Clause",
+    "libsodium": "ISC",
     "pugixml": "MIT",
     "rapidjson": "MIT",
     "sqlite3": "blessing",

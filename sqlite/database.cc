@@ -8,9 +8,6 @@
 namespace sqlite {
 namespace {
 
-// Waits in the caller's thread, which may be a main loop's.
-constexpr int kBusyMilliseconds = 1'000;
-
 [[noreturn]] void Fail(sqlite3* database) {
   const char* file = sqlite3_db_filename(database, "main");
   throw DatabaseError(
@@ -55,6 +52,12 @@ Query& Query::Bind(int parameter, const std::string& text) {
   return *this;
 }
 
+Query& Query::BindBytes(int parameter, const void* bytes, size_t size) {
+  if (sqlite3_bind_blob64(statement_, parameter, bytes, size, SQLITE_STATIC) != SQLITE_OK)
+    Fail(database_);
+  return *this;
+}
+
 Query& Query::Bind(int parameter, int64_t number) {
   if (sqlite3_bind_int64(statement_, parameter, number) != SQLITE_OK) Fail(database_);
   return *this;
@@ -89,8 +92,15 @@ Database::Database(const std::string& file, Mode mode) {
   const int result = sqlite3_open_v2(name.c_str(), &opened, flags, nullptr);
   database_.reset(opened);
   if (result != SQLITE_OK) throw DatabaseError(file + ": " + sqlite3_errstr(result), result & 0xff);
-  sqlite3_busy_timeout(opened, kBusyMilliseconds);
   TakeAsData(opened);
+}
+
+void Database::SetLockTimeout(std::chrono::milliseconds timeout) {
+  sqlite3_busy_timeout(database_.get(), static_cast<int>(timeout.count()));
+}
+
+void Database::SetLongestValue(int bytes) {
+  sqlite3_limit(database_.get(), SQLITE_LIMIT_LENGTH, bytes);
 }
 
 Query Database::Prepare(const std::string& sql) {

@@ -4,6 +4,8 @@
 #ifndef SQLITE_DATABASE_H_
 #define SQLITE_DATABASE_H_
 
+#include <chrono>
+#include <cstddef>
 #include <cstdint>
 #include <memory>
 #include <stdexcept>
@@ -36,8 +38,9 @@ class Query {
   Query(const Query&) = delete;
   Query& operator=(const Query&) = delete;
 
-  // The text must live until the query ends.
+  // Text and bytes must live until the query ends.
   Query& Bind(int parameter, const std::string& text);
+  Query& BindBytes(int parameter, const void* bytes, size_t size);
   Query& Bind(int parameter, int64_t number);
   // Advances to the next row; false when there is none.
   bool Step();
@@ -57,6 +60,11 @@ class Database {
   enum class Mode { kExisting, kCreate, kImmutable };
 
   Database(const std::string& file, Mode mode);
+
+  // How long to wait for the locks of other processes; not at all unless it is set.
+  void SetLockTimeout(std::chrono::milliseconds timeout);
+  // The longest text or row; longer ones are errors (SQLITE_TOOBIG).
+  void SetLongestValue(int bytes);
 
   // Prepares `sql` once and keeps it.
   Query Prepare(const std::string& sql);

@@ -3,12 +3,15 @@
 
 #include "answer-store.h"
 
+#include <sodium.h>
 #include <sqlite3.h>
 
 #include <algorithm>
-#include <array>
+#include <chrono>
+#include <climits>
 #include <cstdio>
-#include <cstring>
+#include <filesystem>
+#include <system_error>
 #include <tuple>
 #include <utility>
 
@@ -20,38 +23,40 @@ namespace {
 
 constexpr char kInMemory[] = ":memory:";
 constexpr std::size_t kPageBytes = 4096;
+// No statement here is longer, however small the file may be.
+constexpr std::size_t kLongestSql = 4096;
+// The main loop waits so long for a lock of another process, once: while the lock is held, nothing
+// waits for it again.
+constexpr std::chrono::seconds kLockTimeout{1};
+constexpr std::chrono::seconds kNoWait(0);
 
-// In the manner of FNV-1a, eight bytes at a time because payloads may be long, and rotated because
-// a product passes nothing on from its upper bits to its lower ones.
-std::uint64_t Mix(std::uint64_t digest, std::uint64_t word) {
-  constexpr std::uint64_t kGoldenRatio = 0x9e3779b97f4a7c15;
-  digest ^= word;
-  return (digest << 29 | digest >> 35) * kGoldenRatio;
+// As SQLite stores them in its schema.
+constexpr char kTable[] =
+    "CREATE TABLE answers (agent TEXT, uuid TEXT, digest BLOB, succeeded INTEGER, text TEXT,"
+    " time INTEGER, PRIMARY KEY (agent, uuid, digest))";
+constexpr char kTableWithIntegerDigests[] =
+    "CREATE TABLE answers (agent TEXT, uuid TEXT, digest INTEGER, succeeded INTEGER, text TEXT,"
+    " time INTEGER, PRIMARY KEY (agent, uuid, digest))";
+constexpr char kIndex[] = "CREATE INDEX answers_time ON answers (time)";
+
+void Add(crypto_generichash_state& state, const std::string& text) {
+  crypto_generichash_update(&state, reinterpret_cast<const unsigned char*>(text.data()),
+                            text.size());
 }
 
-// Several digests side by side: each step waits for the one before it only in its own lane.
-std::int64_t Digest(const std::string& type, const std::string& payload) {
-  using Word = std::uint64_t;
-  std::array<Word, 4> lanes = {0xcbf29ce484222325, 1, 2, 3};
-  for (const std::string* text : {&type, &payload}) {
-    const char* rest = text->data();
-    const char* const end = rest + text->size();
-    for (; end - rest >= static_cast<std::ptrdiff_t>(sizeof lanes); rest += sizeof lanes) {
-      for (std::size_t i = 0; i < lanes.size(); ++i) {
-        Word word;
-        std::memcpy(&word, rest + i * sizeof word, sizeof word);
-        lanes[i] = Mix(lanes[i], word);
-      }
-    }
-    std::array<Word, lanes.size()> words = {};
-    std::memcpy(words.data(), rest, static_cast<std::size_t>(end - rest));
-    for (const Word word : words) lanes[0] = Mix(lanes[0], word);
-    // Where the type ends and the payload begins counts too.
-    lanes[0] = Mix(lanes[0], text->size());
+CommandKey::Digest DigestOf(const ReceivedCommand& command) {
+  // Selects the fastest code of this processor. Without it the portable one runs.
+  [[maybe_unused]] static const int initialized = sodium_init();
+  crypto_generichash_state state;
+  CommandKey::Digest digest;
+  crypto_generichash_init(&state, nullptr, 0, digest.size());
+  for (const std::string* text : {&command.agent, &command.uuid, &command.type, &command.payload}) {
+    // The length separates each text from the next.
+    Add(state, std::to_string(text->size()) + ':');
+    Add(state, *text);
   }
-  Word digest = 0;
-  for (const Word lane : lanes) digest = Mix(digest, lane);
-  return static_cast<std::int64_t>(digest);
+  crypto_generichash_final(&state, digest.data(), digest.size());
+  return digest;
 }
 
 bool IsDamage(const sqlite::DatabaseError& error) {
@@ -63,7 +68,7 @@ bool IsDamage(const sqlite::DatabaseError& error) {
 }  // namespace
 
 CommandKey::CommandKey(const ReceivedCommand& command)
-    : agent(command.agent), uuid(command.uuid), digest(Digest(command.type, command.payload)) {}
+    : agent(command.agent), uuid(command.uuid), digest(DigestOf(command)) {}
 
 bool CommandKey::operator<(const CommandKey& other) const {
   return std::tie(agent, uuid, digest) < std::tie(other.agent, other.uuid, other.digest);
@@ -82,6 +87,10 @@ void AnswerStore::Prepare() {
     dlog_print(DLOG_WARN, kLogTag, "the file of answers cannot be used: %s", error.what());
     if (IsDamage(error)) {
       BeginAnew();
+    } else if (error.code() == SQLITE_BUSY) {
+      // The next call tries again.
+      database_.reset();
+      is_locked_ = true;
     } else {
       Open(kInMemory);
     }
@@ -101,20 +110,44 @@ std::optional<Answer> AnswerStore::Find(const CommandKey& key) {
 }
 
 void AnswerStore::Open(const std::string& path) {
+  // It would lead SQLite to a file of somebody else.
+  std::error_code ignored;
+  if (std::filesystem::is_symlink(path, ignored)) {
+    throw sqlite::DatabaseError(path + ": a symbolic link", SQLITE_NOTADB);
+  }
   database_.emplace(path, sqlite::Database::Mode::kCreate);
+  database_->SetLockTimeout(is_locked_ ? kNoWait : kLockTimeout);
+  database_->SetLongestValue(
+      static_cast<int>(std::clamp<std::size_t>(limits_.bytes, kLongestSql, INT_MAX)));
+  const bool has_table = HasTable();
   const std::size_t pages = std::max<std::size_t>(limits_.bytes / kPageBytes, 1);
   database_->Execute(("PRAGMA page_size = " + std::to_string(kPageBytes) +
                       "; PRAGMA journal_mode = WAL; PRAGMA synchronous = NORMAL;"
                       "PRAGMA max_page_count = " +
-                      std::to_string(pages) +
-                      ";"
-                      "CREATE TABLE IF NOT EXISTS answers (agent TEXT, uuid TEXT, digest INTEGER,"
-                      " succeeded INTEGER, text TEXT, time INTEGER,"
-                      " PRIMARY KEY (agent, uuid, digest));"
-                      "CREATE INDEX IF NOT EXISTS answers_time ON answers (time)")
+                      std::to_string(pages))
                          .c_str());
+  if (!has_table) {
+    sqlite::Transaction transaction(*database_, sqlite::Transaction::Kind::kWrite);
+    database_->Execute(kTable);
+    database_->Execute(kIndex);
+    transaction.Commit();
+  }
   // Tells at once of a file that cannot be written.
   ForgetWhatIsOverTheLimits();
+}
+
+bool AnswerStore::HasTable() {
+  // Whatever else is declared there, such as generated columns, would be run by queries.
+  bool has_table = false;
+  auto query = database_->Prepare("SELECT sql FROM sqlite_schema WHERE sql IS NOT NULL");
+  while (query.Step()) {
+    const std::string sql = query.Text(0);
+    if (sql != kTable && sql != kTableWithIntegerDigests && sql != kIndex) {
+      throw sqlite::DatabaseError(path_ + ": not a file of answers", SQLITE_NOTADB);
+    }
+    has_table = true;
+  }
+  return has_table;
 }
 
 void AnswerStore::BeginAnew() {
@@ -137,6 +170,10 @@ void AnswerStore::Guard(const std::function<void()>& action) {
     return action();
   } catch (const sqlite::DatabaseError& error) {
     dlog_print(DLOG_WARN, kLogTag, "the file of answers fails: %s", error.what());
+    if (error.code() == SQLITE_BUSY) {
+      is_locked_ = true;
+      database_->SetLockTimeout(kNoWait);
+    }
     if (!IsDamage(error)) return;
   }
   BeginAnew();
@@ -157,13 +194,15 @@ void AnswerStore::Store(const CommandKey& key, const Answer& answer) {
               " VALUES (?1, ?2, ?3, ?4, ?5, ?6)")
           .Bind(1, key.agent)
           .Bind(2, key.uuid)
-          .Bind(3, key.digest)
+          .BindBytes(3, key.digest.data(), key.digest.size())
           .Bind(4, answer.succeeded ? 1 : 0)
           .Bind(5, answer.text)
           .Bind(6, clock_())
           .Step();
       ForgetWhatIsOverTheLimits();
       transaction.Commit();
+      // A look-up that succeeds proves nothing: readers pass the locks of writers.
+      if (std::exchange(is_locked_, false)) database_->SetLockTimeout(kLockTimeout);
       return;
     } catch (const sqlite::DatabaseError& error) {
       if (error.code() != SQLITE_FULL || !ForgetOldestHalf()) throw;
@@ -188,10 +227,16 @@ bool AnswerStore::ForgetOldestHalf() {
 }
 
 std::optional<Answer> AnswerStore::Load(const CommandKey& key) {
+  // Versions before the cryptographic digest stored an integer, which does not tell payloads apart.
+  // Those answers are matched by agent and uuid, so that an update of the SDK repeats no command.
   auto query = database_->Prepare(
-      "SELECT succeeded, text FROM answers"
-      " WHERE agent = ?1 AND uuid = ?2 AND digest = ?3 AND time >= ?4");
-  query.Bind(1, key.agent).Bind(2, key.uuid).Bind(3, key.digest).Bind(4, OldestTime());
+      "SELECT succeeded, text FROM answers WHERE agent = ?1 AND uuid = ?2"
+      " AND (digest = ?3 OR typeof(digest) = 'integer') AND time >= ?4"
+      " ORDER BY digest DESC LIMIT 1");
+  query.Bind(1, key.agent)
+      .Bind(2, key.uuid)
+      .BindBytes(3, key.digest.data(), key.digest.size())
+      .Bind(4, OldestTime());
   if (!query.Step()) return std::nullopt;
   return Answer{query.Number(0) != 0, query.Text(1)};
 }

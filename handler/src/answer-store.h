@@ -7,6 +7,7 @@
 #include <qor/handler.h>
 #include <sqlite/database.h>
 
+#include <array>
 #include <cstdint>
 #include <functional>
 #include <optional>
@@ -19,13 +20,15 @@ namespace qor::internal {
 // What tells commands apart. An agent that uses a uuid again for something else has made a new
 // command, which the old answer does not fit.
 struct CommandKey {
+  using Digest = std::array<unsigned char, 32>;
+
   explicit CommandKey(const ReceivedCommand& command);
   bool operator<(const CommandKey& other) const;
 
   std::string agent;
   std::string uuid;
-  // Of type and payload.
-  std::int64_t digest;
+  // BLAKE2b of agent, uuid, type and payload, so that nobody can make two commands with one digest.
+  Digest digest;
 };
 
 // The answers of the last commands, in a file. Never throws for the file's sake: what is wrong with
@@ -47,6 +50,8 @@ class AnswerStore {
 
  private:
   void Open(const std::string& path);
+  // Throws when anything else is in the file.
+  bool HasTable();
   // Sets a damaged file aside and begins a new one; in memory where that fails too.
   void BeginAnew();
   // Runs an action on the database, once more after damage was repaired. Logs what fails.
@@ -62,6 +67,8 @@ class AnswerStore {
   const AnswerLimits limits_;
   const Clock clock_;
   std::optional<sqlite::Database> database_;
+  // By another process, when it was used last.
+  bool is_locked_ = false;
 };
 
 }  // namespace qor::internal

@@ -5,12 +5,14 @@
 
 #include <fcntl.h>
 #include <gtest/gtest.h>
+#include <sys/stat.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
 #include <csignal>
 #include <filesystem>
 #include <fstream>
+#include <sstream>
 #include <stdexcept>
 
 namespace qor::internal {
@@ -58,10 +60,10 @@ TEST_F(AnswerStoreTest, LooksUpAnAnswerWithoutBeingTold) {
   EXPECT_EQ(TextOf(Open().Find(Key("two"))), "(none)");
 }
 
-// Kept from an x86-64 process: Keep(Key("one", "payload"), {true, "yes"}), Keep(Key("two"), {false,
-// "no"}).
+// The stored files are of an x86-64 process: Keep(Key("one", "payload"), {true, "yes"}),
+// Keep(Key("two"), {false, "no"}).
 TEST_F(AnswerStoreTest, ReadsAFileOfAnotherArchitecture) {
-  fs::copy_file(QOR_STORED_ANSWERS, File());
+  fs::copy_file(QOR_STORED_ANSWERS "/answers.db", File());
   auto store = Open();
   EXPECT_EQ(TextOf(store.Find(Key("one", "payload"))), "yes");
   const auto failure = store.Find(Key("two"));
@@ -69,6 +71,23 @@ TEST_F(AnswerStoreTest, ReadsAFileOfAnotherArchitecture) {
   EXPECT_FALSE(failure->succeeded);
   EXPECT_EQ(failure->text, "no");
   EXPECT_EQ(TextOf(store.Find(Key("one", "other payload"))), "(none)");
+}
+
+// It does not tell which payload was answered. To repeat a command would be worse than to answer a
+// uuid that is used again.
+TEST_F(AnswerStoreTest, FindsAnswersOfAFileWithIntegerDigestsByUuid) {
+  fs::copy_file(QOR_STORED_ANSWERS "/answers-integer-digests.db", File());
+  auto store = Open();
+  EXPECT_EQ(TextOf(store.Find(Key("one", "payload"))), "yes");
+  EXPECT_EQ(TextOf(store.Find(Key("one", "other payload"))), "yes");
+  EXPECT_EQ(TextOf(store.Find(Key("two"))), "no");
+  EXPECT_FALSE(store.Find(Key("three")));
+  EXPECT_FALSE(store.Find(CommandKey({"other agent", "one", "type", "payload", 0})));
+  store.Keep(Key("three", "payload"), {true, "new"});
+  EXPECT_EQ(TextOf(store.Find(Key("three", "payload"))), "new");
+  EXPECT_FALSE(store.Find(Key("three", "other payload")));
+  now_ += limits_.age.count() + 1;
+  EXPECT_FALSE(store.Find(Key("one", "payload")));
 }
 
 TEST_F(AnswerStoreTest, RemembersAcrossARestart) {
@@ -97,6 +116,21 @@ TEST_F(AnswerStoreTest, TellsAgentsUuidsTypesAndPayloadsApart) {
   EXPECT_FALSE(store.Find(CommandKey({"a", "u", "s", "p", 1})));
   EXPECT_FALSE(store.Find(CommandKey({"a", "u", "t", "q", 1})));
   EXPECT_FALSE(store.Find(CommandKey({"a", "u", "tp", "", 1})));
+  EXPECT_FALSE(store.Find(CommandKey({"a", "ut", "", "p", 1})));
+}
+
+// In a multiplicative hash of words the second word of a lane can undo what the first one changed.
+TEST_F(AnswerStoreTest, TellsPayloadsApartThatWereMadeToCollide) {
+  const auto payload = [](const char* first, const char* second) {
+    return std::string(8, 'a') + first + std::string(24, 'a') + second + std::string(16, 'a');
+  };
+  const std::string one = payload("aaaaaaaa", "aaaaaaaa");
+  const std::string other = payload("XxoIfvip", "A(jx6gqI");
+  auto store = Open();
+  store.Keep(Key("uuid", one), {true, "yes"});
+  EXPECT_EQ(TextOf(store.Find(Key("uuid", one))), "yes");
+  EXPECT_FALSE(store.Find(Key("uuid", other)));
+  EXPECT_NE(Key("uuid", one).digest, Key("uuid", other).digest);
 }
 
 TEST_F(AnswerStoreTest, ForgetsTheOldestBeyondTheNumber) {
@@ -189,6 +223,92 @@ TEST_F(AnswerStoreTest, SetsAFileAsideWhoseTableIsAnother) {
   Open().Keep(Key("one"), {true, "yes"});
   EXPECT_EQ(TextOf(Open().Find(Key("one"))), "yes");
   EXPECT_TRUE(fs::exists(File() + ".corrupt"));
+}
+
+// Each is run, or used up memory, when a query meets it; journal modes are for files of one's own.
+TEST_F(AnswerStoreTest, SetsAFileAsideThatDeclaresMore) {
+  const std::string table =
+      "CREATE TABLE answers (agent TEXT, uuid TEXT, digest BLOB, succeeded INTEGER, text TEXT,"
+      " time INTEGER, PRIMARY KEY (agent, uuid, digest))";
+  for (const std::string& sql :
+       {std::string("CREATE TABLE answers (agent TEXT, uuid TEXT, digest BLOB, succeeded INTEGER,"
+                    " text TEXT AS (hex(zeroblob(400000000))), time INTEGER)"),
+        table + "; CREATE TRIGGER stop BEFORE DELETE ON answers BEGIN SELECT raise(IGNORE); END",
+        table + "; CREATE INDEX large ON answers (hex(zeroblob(400000000)))",
+        table + "; CREATE TABLE other (x)",
+        std::string("CREATE VIEW answers AS WITH RECURSIVE n(x) AS (SELECT 1 UNION ALL SELECT x"
+                    " FROM n) SELECT x AS agent, x AS uuid, x AS digest, 1 AS succeeded, x AS text,"
+                    " x AS time FROM n")}) {
+    fs::remove(File());
+    fs::remove(File() + ".corrupt");
+    sqlite::Database(File(), sqlite::Database::Mode::kCreate).Execute(sql.c_str());
+    const auto size = fs::file_size(File());
+    auto store = Open();
+    store.Keep(Key("one"), {true, "yes"});
+    EXPECT_EQ(TextOf(store.Find(Key("one"))), "yes") << sql;
+    EXPECT_TRUE(fs::exists(File() + ".corrupt")) << sql;
+    EXPECT_EQ(fs::file_size(File() + ".corrupt"), size);
+  }
+}
+
+TEST_F(AnswerStoreTest, LeavesTheFileAloneToWhichALinkLeads) {
+  const std::string other = folder_ + "/other.db";
+  sqlite::Database(other, sqlite::Database::Mode::kCreate).Execute("CREATE TABLE other (x)");
+  std::ostringstream before;
+  before << std::ifstream(other).rdbuf();
+  fs::create_symlink(other, File());
+  Open().Keep(Key("one"), {true, "yes"});
+  EXPECT_EQ(TextOf(Open().Find(Key("one"))), "yes");
+  std::ostringstream after;
+  after << std::ifstream(other).rdbuf();
+  EXPECT_EQ(after.str(), before.str());
+  EXPECT_TRUE(fs::is_symlink(File() + ".corrupt"));
+  EXPECT_FALSE(fs::is_symlink(File()));
+}
+
+TEST_F(AnswerStoreTest, DoesWithoutAPipe) {
+  ASSERT_EQ(mkfifo(File().c_str(), 0600), 0);
+  auto store = Open();
+  store.Keep(Key("one"), {true, "yes"});
+  EXPECT_EQ(TextOf(store.Find(Key("one"))), "yes");
+}
+
+TEST_F(AnswerStoreTest, FindsNoAnswerThatIsLongerThanTheFileMayBe) {
+  limits_.bytes = 1024 * 1024;
+  Open().Keep(Key("one"), {true, "yes"});
+  sqlite::Database(File(), sqlite::Database::Mode::kExisting)
+      .Execute("UPDATE answers SET text = zeroblob(2000000)");
+  auto store = Open();
+  EXPECT_FALSE(store.Find(Key("one")));
+  store.Keep(Key("one"), {true, "again"});
+  EXPECT_EQ(TextOf(store.Find(Key("one"))), "again");
+}
+
+// With a wait for each answer, this would take longer than a test may.
+TEST_F(AnswerStoreTest, WaitsOnceForALockOfAnotherProcess) {
+  auto store = Open();
+  store.Keep(Key("before"), {true, "yes"});
+  sqlite::Database other(File(), sqlite::Database::Mode::kExisting);
+  {
+    const sqlite::Transaction lock(other, sqlite::Transaction::Kind::kWrite);
+    for (int i = 0; i < 1'000; ++i) {
+      store.Keep(Key(std::to_string(i)), {true, "no"});
+      EXPECT_EQ(TextOf(store.Find(Key("before"))), "yes");
+    }
+  }
+  store.Keep(Key("after"), {true, "yes"});
+  EXPECT_EQ(TextOf(Open().Find(Key("after"))), "yes");
+}
+
+TEST_F(AnswerStoreTest, OpensAFileAsSoonAsAnotherProcessHasUnlockedIt) {
+  Open().Keep(Key("before"), {true, "yes"});
+  auto store = Open();
+  {
+    sqlite::Database other(File(), sqlite::Database::Mode::kExisting);
+    other.Execute("PRAGMA locking_mode = EXCLUSIVE; BEGIN EXCLUSIVE");
+    for (int i = 0; i < 1'000; ++i) EXPECT_FALSE(store.Find(Key("before")));
+  }
+  EXPECT_EQ(TextOf(store.Find(Key("before"))), "yes");
 }
 
 TEST_F(AnswerStoreTest, SetsAFileAsideThatTurnsOutDamagedLater) {

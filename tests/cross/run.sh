@@ -19,7 +19,7 @@ fi
 # shellcheck disable=SC1091
 release=$(. /etc/os-release && echo "$VERSION_CODENAME")
 packages=libc6-dev,libstdc++-12-dev,libefl-all-dev,rapidjson-dev,libyaml-cpp-dev,libsqlite3-dev
-packages+=,libpugixml-dev,libarchive-dev,libcli11-dev,libgtest-dev,libgmock-dev
+packages+=,libsodium-dev,libpugixml-dev,libarchive-dev,libcli11-dev,libgtest-dev,libgmock-dev
 if [ "$(cat "$sysroot/packages" 2>/dev/null)" != "$release $packages" ]; then
   echo "==> sysroot $sysroot"
   rm -rf "$sysroot"

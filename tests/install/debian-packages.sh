@@ -41,7 +41,7 @@ needs() {
   done
 }
 needs qor-handler-manager 'libc6 (>=' 'libstdc++6 (>=' 'libecore1 (>=' 'libyaml-cpp0' 'libsqlite3-0' \
-  'libpugixml' 'libarchive13'
+  'libpugixml' 'libarchive13' 'libsodium23'
 needs qor-handler-manager-dev "qor-handler-manager (= $version)"
 needs qor-handler-manager-tools "qor-handler-manager (= $version)" 'libstdc++6 (>='
 

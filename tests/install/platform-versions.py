@@ -31,9 +31,9 @@ STATEMENTS = {
          r"The SDK for handlers needs version ([\d.]+) or later\."),
     ],
 }
-# Undefined symbols of others: the language run-time, yaml-cpp, SQLite, Ecore and Eina, which have
-# versions of their own. The C library's have versions.
-OTHERS = re.compile(r"_ITM_|__gmon_start__|_Z|sqlite3_|ecore_|eina_|.*@")
+# Undefined symbols of others: the language run-time, yaml-cpp, SQLite, libsodium, Ecore and Eina,
+# which have versions of their own. The C library's have versions.
+OTHERS = re.compile(r"_ITM_|__gmon_start__|_Z|sqlite3_|sodium_|crypto_|ecore_|eina_|.*@")
 
 
 def platform_symbols(library):

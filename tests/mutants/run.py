@@ -26,7 +26,7 @@ import sys
 HERE = pathlib.Path(__file__).resolve().parent
 ROOT = HERE.parent.parent
 SOURCES = ["CMakeLists.txt", "cmake", "handler", "include", "json", "platform", "qor-common",
-           "sqlite", "src", "tests"]
+           "sqlite", "src", "tests", "text"]
 WORKERS = 2
 # Far above what all tests take; a fault may make one wait for ever.
 SECONDS_TO_TEST = 120

@@ -44,10 +44,11 @@ v  none  no handler  refused after 100 us
 
 TEST(TextOfARecord, KeepsTextsOfOthersOnOneShortLine) {
   const std::string text =
-      Written(WriteText, RecordOf(Line(0, "sent",
-                                       R"(,"uuid":"u","type":"t","payload":"a\n\n  b\u001b[31m)" +
-                                           std::string(200, 'x') + "\"")));
-  EXPECT_THAT(text, HasSubstr("sent a b [31mxxx"));
+      Written(WriteText,
+              RecordOf(Line(0, "sent",
+                            R"(,"uuid":"u","type":"t","payload":"a\n\n  b\u001b[31m\u009b\u202e)" +
+                                std::string(200, 'x') + "\"")));
+  EXPECT_THAT(text, HasSubstr("sent a b\\x1b[31m\\u009b\\u202exxx"));
   EXPECT_THAT(text, HasSubstr("xxx...\n"));
   EXPECT_THAT(text, Not(HasSubstr(std::string(130, 'x'))));
 }

@@ -13,6 +13,7 @@
 
 #include "agent/agent.h"
 #include "agent/process.h"
+#include "qor/json-writer.h"
 
 namespace check {
 
@@ -79,18 +80,11 @@ AgentProcess::~AgentProcess() {
 }
 
 void AgentProcess::Send(const Command& command) {
-  rapidjson::StringBuffer line;
-  rapidjson::Writer<rapidjson::StringBuffer> writer(line);
-  writer.StartObject();
-  for (const auto& [key, value] : {std::make_pair("uuid", &command.uuid),
-                                   {"type", &command.type},
-                                   {"payload", &command.payload}}) {
-    writer.Key(key);
-    writer.String(value->data(), static_cast<rapidjson::SizeType>(value->size()));
-  }
-  writer.EndObject();
+  qor::JsonWriter line;
+  line.BeginObject().Member("uuid", command.uuid).Member("type", command.type);
+  line.Member("payload", command.payload).EndObject();
   answers_.erase(command.uuid);
-  Write(line.GetString());
+  Write(line.Text());
   // Lines are answered in order.
   Write("{\"negotiation\":\"grant\"}");
   const int awaited = echoes_ + 1;

@@ -11,6 +11,7 @@
 #include "handlers/config-text.h"
 #include "handlers/handler-config.h"
 #include "inspect/similar.h"
+#include "text/printable.h"
 
 namespace inspect {
 
@@ -96,6 +97,9 @@ std::vector<Finding> Doubts(const YAML::Node& types, const std::string& path,
                         "write the type after the dash, or remove the line", place});
     } else if (item.Scalar().empty()) {
       doubts.push_back({"an item is an empty text", "write the type, or remove the line", place});
+    } else if (!text::IsPrintable(item.Scalar())) {
+      doubts.push_back({"\"" + item.Scalar() + "\" holds control characters or invalid UTF-8",
+                        "write the type without them", place});
     } else if (!seen.insert(item.Scalar()).second) {
       doubts.push_back({"\"" + item.Scalar() + "\" is in the list twice", "remove one", place});
     }

@@ -3,18 +3,20 @@
 
 #include "inspect/finding.h"
 
+#include "text/printable.h"
+
 namespace inspect {
 
 std::string ToText(const Finding& finding) {
   const Place& place = finding.place;
-  std::string text;
+  std::string result;
   if (!place.file.empty()) {
-    text += place.file + ":";
-    if (place.line > 0) text += std::to_string(place.line) + ":";
-    text += " ";
+    result += text::Printable(place.file) + ":";
+    if (place.line > 0) result += std::to_string(place.line) + ":";
+    result += " ";
   }
-  if (!place.key.empty()) text += place.key + ": ";
-  return text + finding.message;
+  if (!place.key.empty()) result += text::Printable(place.key) + ": ";
+  return result + text::Printable(finding.message);
 }
 
 }  // namespace inspect

@@ -7,6 +7,7 @@
 
 #include "colour.h"
 #include "finding-json.h"
+#include "text/printable.h"
 
 namespace qor {
 
@@ -40,11 +41,11 @@ const char* NameOf(Check::Level level) {
 }
 
 std::string ToText(const Check& check) {
-  std::string text = Coloured(check.level) + "  ";
-  if (!check.name.empty()) text += check.name + ": ";
-  text += inspect::ToText({check.message, check.cure, check.place}) + "\n";
-  if (!check.cure.empty()) text += "      " + check.cure + "\n";
-  return text;
+  std::string result = Coloured(check.level) + "  ";
+  if (!check.name.empty()) result += text::Printable(check.name) + ": ";
+  result += inspect::ToText({check.message, check.cure, check.place}) + "\n";
+  if (!check.cure.empty()) result += "      " + text::Printable(check.cure) + "\n";
+  return result;
 }
 
 void WriteChecks(JsonWriter& json, const check::Checks& checks) {

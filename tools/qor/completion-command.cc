@@ -14,6 +14,7 @@
 #include "commands.h"
 #include "exit-codes.h"
 #include "inspect/package.h"
+#include "text/printable.h"
 
 namespace qor {
 
@@ -172,7 +173,7 @@ std::string ForZsh(const CLI::App& tool) {
          "if [ \"${funcstack[1]}\" = _qor ]; then _qor \"$@\"; else compdef _qor qor; fi\n";
 }
 
-// One in a line.
+// One in a line. Those that hold a line end or other control characters are left out.
 std::string InstalledWords(bool types) {
   std::set<std::string> words;
   for (const auto& package : inspect::InspectInstalledPackages()) {
@@ -181,9 +182,11 @@ std::string InstalledWords(bool types) {
       if (types) words.insert(application.request_types.begin(), application.request_types.end());
     }
   }
-  std::string text;
-  for (const auto& word : words) text += word + "\n";
-  return text;
+  std::string lines;
+  for (const auto& word : words) {
+    if (text::IsPrintable(word)) lines += word + "\n";
+  }
+  return lines;
 }
 
 std::string Completion(const CLI::App& tool, const std::string& what) {

@@ -12,6 +12,7 @@
 #include "failure.h"
 #include "finding-json.h"
 #include "inspect/explanation.h"
+#include "text/printable.h"
 
 namespace qor {
 
@@ -31,31 +32,31 @@ std::string Why(const Explanation& explanation, std::size_t position) {
 }
 
 std::string ProblemText(const inspect::Finding& finding) {
-  return inspect::ToText(finding) + "\n     " + finding.cure + "\n";
+  return inspect::ToText(finding) + "\n     " + text::Printable(finding.cure) + "\n";
 }
 
 void PrintText(const std::string& type, const Explanation& explanation) {
   const Colour colour;
   if (explanation.candidates.empty()) {
-    std::cout << colour.Red("No handler serves " + type) << "\n";
+    std::cout << colour.Red("No handler serves " + text::Printable(type)) << "\n";
   } else {
-    std::cout << type << " is served by " << colour.Bold(explanation.candidates.front().record.id)
-              << "\n";
+    std::cout << text::Printable(type) << " is served by "
+              << colour.Bold(text::Printable(explanation.candidates.front().record.id)) << "\n";
   }
   for (std::size_t i = 0; i < explanation.candidates.size(); ++i) {
     const auto& candidate = explanation.candidates[i];
-    std::cout << "\n" << i + 1 << ". " << candidate.record.id << "\n";
-    std::cout << "   package: " << candidate.record.package_id << "\n";
-    std::cout << "   priority " << candidate.priority.Value() << ": " << candidate.priority.Reason()
-              << "\n";
-    std::cout << "   " << Why(explanation, i) << "\n";
+    std::cout << "\n" << i + 1 << ". " << text::Printable(candidate.record.id) << "\n";
+    std::cout << "   package: " << text::Printable(candidate.record.package_id) << "\n";
+    std::cout << "   priority " << candidate.priority.Value() << ": "
+              << text::Printable(candidate.priority.Reason()) << "\n";
+    std::cout << "   " << text::Printable(Why(explanation, i)) << "\n";
     for (const auto& problem : candidate.Problems()) {
       std::cout << "   " << colour.Yellow("problem: ") << ProblemText(problem);
     }
   }
   if (!explanation.left_out.empty()) std::cout << "\nLeft out:\n";
   for (const auto& left_out : explanation.left_out) {
-    std::cout << "\n-  " << left_out.application.record.id << "\n   "
+    std::cout << "\n-  " << text::Printable(left_out.application.record.id) << "\n   "
               << ProblemText(left_out.reason);
   }
 }

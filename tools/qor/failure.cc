@@ -5,6 +5,7 @@
 
 #include "finding-json.h"
 #include "json-writer.h"
+#include "text/printable.h"
 
 namespace qor {
 
@@ -17,9 +18,9 @@ inspect::Finding FindingOf(const Failure& failure) {
 }  // namespace
 
 std::string ToText(const Failure& failure) {
-  std::string text = "qor: " + inspect::ToText(FindingOf(failure)) + "\n";
-  if (!failure.Cure().empty()) text += "  " + failure.Cure() + "\n";
-  return text;
+  std::string result = "qor: " + inspect::ToText(FindingOf(failure)) + "\n";
+  if (!failure.Cure().empty()) result += "  " + text::Printable(failure.Cure()) + "\n";
+  return result;
 }
 
 std::string ToJson(const Failure& failure) {

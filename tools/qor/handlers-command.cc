@@ -16,6 +16,7 @@
 #include "finding-json.h"
 #include "identity.h"
 #include "inspect/package.h"
+#include "text/printable.h"
 
 namespace qor {
 
@@ -45,9 +46,9 @@ void Print(const Line& line, bool as_json) {
     return;
   }
   if (!line.change.empty()) std::cout << line.change << " ";
-  std::cout << line.app_id << " ";
+  std::cout << text::Printable(line.app_id) << " ";
   std::cout << (line.priority != nullptr ? std::to_string(line.priority->Value()) : "-");
-  for (const auto& type : line.request_types) std::cout << " " << type;
+  for (const auto& type : line.request_types) std::cout << " " << text::Printable(type);
   std::cout << std::endl;
 }
 

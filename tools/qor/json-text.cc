@@ -41,22 +41,6 @@ JsonFault FaultAt(std::string_view text, std::size_t offset, std::string what) {
           std::move(what)};
 }
 
-std::string Utf8Of(std::string_view text) {
-  std::string result;
-  for (std::size_t at = 0; at < text.size();) {
-    rapidjson::MemoryStream rest(text.data() + at, text.size() - at);
-    rapidjson::StringBuffer character;
-    if (rapidjson::UTF8<>::Validate(rest, character)) {
-      result.append(character.GetString(), character.GetSize());
-      at += rest.Tell();
-    } else {
-      result += "\xEF\xBF\xBD";
-      ++at;
-    }
-  }
-  return result;
-}
-
 }  // namespace
 
 std::optional<JsonFault> FindJsonFault(std::string_view text) {
@@ -100,7 +84,7 @@ void WriteJsonOrText(JsonWriter& json, std::string_view text) {
       return;
     }
   }
-  json.Value(Utf8Of(text));
+  json.Value(text);
 }
 
 }  // namespace qor

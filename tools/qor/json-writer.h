@@ -12,6 +12,8 @@
 #include <string>
 #include <string_view>
 
+#include "text/printable.h"
+
 namespace qor {
 
 // Writes one JSON value without white space. Bytes that are no UTF-8 are written as they are.
@@ -48,7 +50,8 @@ class JsonWriter {
     return Key(key).Value(value);
   }
 
-  std::string Text() const { return buffer_.GetString(); }
+  // Valid JSON in valid UTF-8, whatever the bytes of the values are; safe on a terminal.
+  std::string Text() const { return text::PrintableJson({buffer_.GetString(), buffer_.GetSize()}); }
 
  private:
   JsonWriter& Do(bool) { return *this; }

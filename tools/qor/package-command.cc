@@ -17,6 +17,7 @@
 #include "inspect/package.h"
 #include "platform/linux/common/package-database.h"
 #include "platform/linux/common/root-folder.h"
+#include "text/printable.h"
 
 namespace qor {
 
@@ -73,7 +74,7 @@ void Print(const Request& request, bool as_json) {
     json.BeginObject().Member("package", request.Package());
     std::cout << json.Member("outcome", request.Outcome()).EndObject().Text() << "\n";
   } else {
-    std::cout << request.Package() << ": " << request.Outcome() << "\n";
+    std::cout << text::Printable(request.Package()) << ": " << request.Outcome() << "\n";
   }
 }
 
@@ -150,32 +151,38 @@ int List(const Options& options) {
     std::cout << json.EndArray().Text() << "\n";
     return kSuccess;
   }
-  for (const auto& package : packages) std::cout << package.id << " " << package.version << "\n";
+  for (const auto& package : packages) {
+    std::cout << text::Printable(package.id + " " + package.version) << "\n";
+  }
   return kSuccess;
 }
 
 std::string Show(const inspect::Package& package) {
   const auto& record = package.record;
-  std::string text = record.id + " " + record.version + "\n";
-  text += "  root path: " + record.root_path + "\n";
-  text += std::string("  preloaded: ") + (record.preload ? "yes" : "no") + "\n";
-  for (const auto& privilege : record.privileges) text += "  privilege: " + privilege + "\n";
+  std::string shown;
+  const auto add = [&shown](const char* label, const std::string& value) {
+    shown += label + text::Printable(value) + "\n";
+  };
+  add("", record.id + " " + record.version);
+  add("  root path: ", record.root_path);
+  add("  preloaded: ", record.preload ? "yes" : "no");
+  for (const auto& privilege : record.privileges) add("  privilege: ", privilege);
   for (const auto& application : package.applications) {
-    text += "  application: " + application.record.id + "\n";
-    text += "    executable: " + application.record.executable + "\n";
+    add("  application: ", application.record.id);
+    add("    executable: ", application.record.executable);
     for (const auto& [key, value] : application.record.metadata) {
-      text += "    metadata: " + key + " = " + value + "\n";
+      add("    metadata: ", key + " = " + value);
     }
-    for (const auto& type : application.request_types) text += "    request type: " + type + "\n";
+    for (const auto& type : application.request_types) add("    request type: ", type);
     if (application.is_handler) {
-      text += "    priority: " + std::to_string(application.priority.Value()) + " (" +
-              application.priority.Reason() + ")\n";
+      add("    priority: ", std::to_string(application.priority.Value()) + " (" +
+                                application.priority.Reason() + ")");
     }
     for (const auto& problem : application.Problems()) {
-      text += "    problem: " + inspect::ToText(problem) + "\n";
+      add("    problem: ", inspect::ToText(problem));
     }
   }
-  return text;
+  return shown;
 }
 
 std::string ShowAsJson(const inspect::Package& package) {

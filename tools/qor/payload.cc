@@ -11,6 +11,7 @@
 
 #include "failure.h"
 #include "json-text.h"
+#include "text/printable.h"
 
 namespace qor {
 
@@ -58,7 +59,8 @@ std::string ReadPayload(const std::string& word, bool strict) {
       " (line " + std::to_string(fault->line) + ", column " + std::to_string(fault->column) + ")";
   const std::string what = "the payload is not JSON: " + fault->what + where;
   if (strict) throw Failure(kUsage, what, "Without --strict it is sent as it is.", place);
-  std::cerr << "qor: warning: " << (place.file.empty() ? "" : place.file + ": ") << what << "\n";
+  std::cerr << "qor: warning: "
+            << text::Printable((place.file.empty() ? "" : place.file + ": ") + what) << "\n";
   return payload;
 }
 

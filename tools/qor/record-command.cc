@@ -24,6 +24,7 @@
 #include "record/record.h"
 #include "record/writers.h"
 #include "recorded-run.h"
+#include "text/printable.h"
 
 namespace qor {
 
@@ -79,7 +80,8 @@ record::Record ReadRecord(const std::string& path, const std::string& name) {
   if (!file) throw Failure(kError, "cannot be read: " + LastError(), "", {name, 0, ""});
   record::ReadEvents read = record::ReadJsonLines(file);
   for (const record::BadLine& line : read.bad_lines) {
-    std::cerr << "qor: " << name << ":" << line.number << ": left out: " << line.reason << "\n";
+    std::cerr << "qor: " << text::Printable(name) << ":" << line.number
+              << ": left out: " << text::Printable(line.reason) << "\n";
   }
   return record::MakeRecord(std::move(read.events));
 }
@@ -129,7 +131,7 @@ int RunAndRecord(const Options& options) {
   const int status = RunRecorded(options.words, file.Path());
   const record::Record record = ReadRecord(file.Path(), file.Path());
   if (record.events.empty()) {
-    std::cerr << "qor: " << options.words[0]
+    std::cerr << "qor: " << text::Printable(options.words[0])
               << " has not used the library: nothing is recorded. Programs that are linked with it "
                  "can be recorded.\n";
   }

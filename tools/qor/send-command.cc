@@ -18,6 +18,7 @@
 #include "progress-bar.h"
 #include "stop-signals.h"
 #include "summary.h"
+#include "text/printable.h"
 
 namespace qor {
 
@@ -32,7 +33,8 @@ constexpr char kFooter[] =
 A payload is taken as it is; @FILE stands for the file's content and - for standard input.
 One that is not JSON is warned of, unless --strict.
 
-Results go to standard output; errors, and for more than one command a summary,
+Results go to standard output, on a terminal with line ends, control characters and
+bytes that are no UTF-8 escaped, unless --raw; errors, and for more than one command a summary,
 to standard error. With --json every command gives one line on standard output:
   {"uuid":...,"outcome":...,"status":...,"result" or "error":...,"latencyMs":...}
 and, for more than one, the last line is {"summary":...}. Outcomes are success, failed,
@@ -58,6 +60,7 @@ struct Options {
   double repeat_seconds = 0;
   bool strict = false;
   bool json = false;
+  bool raw = false;
 
   bool IsMany() const { return count > 1 || repeat_seconds > 0; }
 };
@@ -67,6 +70,7 @@ class Sending {
   Sending(const Options& options, std::string payload)
       : options_(options),
         payload_(std::move(payload)),
+        raw_(options.raw || isatty(STDOUT_FILENO) == 0),
         bar_(options.count, options.IsMany() && !options.json),
         courier_(options.timeouts, [this](const Outcome& outcome) { OnOutcome(outcome); }) {}
 
@@ -121,7 +125,7 @@ class Sending {
       WriteMembers(json, outcome);
       std::cout << json.EndObject().Text() << std::endl;
     } else if (outcome.ending == Ending::kSuccess) {
-      std::cout << outcome.result << std::endl;
+      std::cout << (raw_ ? outcome.result : text::Printable(outcome.result)) << std::endl;
     } else {
       std::cerr << ToText(FailureOf(outcome));
     }
@@ -138,6 +142,7 @@ class Sending {
 
   const Options& options_;
   const std::string payload_;
+  const bool raw_;
   Summary summary_;
   ProgressBar bar_;
   std::size_t done_ = 0;
@@ -184,6 +189,7 @@ void AddSendCommand(CLI::App& app, Choice& choice) {
       ->check(CLI::PositiveNumber);
   send->add_flag("--strict", options->strict, "Refuse a payload that is not JSON");
   send->add_flag("--json", options->json, "Print results as JSON lines");
+  send->add_flag("--raw", options->raw, "Write results as they are, on a terminal too");
   send->callback([options, &choice] {
     choice.json = options->json;
     choice.run = [options] { return Send(*options); };

@@ -12,42 +12,11 @@
 #include <cmath>
 #include <stdexcept>
 
+#include "text/utf8.h"
+
 namespace qor::record {
 
 namespace {
-
-// The length of the UTF-8 character at the beginning of `bytes`; 0 where there is none.
-std::size_t CharacterLength(const std::string& bytes, std::size_t at) {
-  const auto byte = [&](std::size_t offset) -> unsigned {
-    return at + offset < bytes.size() ? static_cast<unsigned char>(bytes[at + offset]) : 0;
-  };
-  const auto continues = [&](std::size_t offset) { return (byte(offset) & 0xC0u) == 0x80u; };
-  const unsigned lead = byte(0);
-  if (lead < 0x80) return 1;
-  if (lead < 0xC2 || lead > 0xF4 || !continues(1)) return 0;
-  if (lead < 0xE0) return 2;
-  if (!continues(2)) return 0;
-  const unsigned second = byte(1);
-  if (lead < 0xF0) {
-    const bool overlong = lead == 0xE0 && second < 0xA0;
-    const bool surrogate = lead == 0xED && second > 0x9F;
-    return overlong || surrogate ? 0 : 3;
-  }
-  const bool overlong = lead == 0xF0 && second < 0x90;
-  const bool beyond = lead == 0xF4 && second > 0x8F;
-  return overlong || beyond || !continues(3) ? 0 : 4;
-}
-
-// Payloads and results are the bytes of others.
-std::string AsUtf8(const std::string& bytes) {
-  std::string text;
-  for (std::size_t at = 0; at < bytes.size();) {
-    const std::size_t length = CharacterLength(bytes, at);
-    text += length == 0 ? "\xEF\xBF\xBD" : bytes.substr(at, length);
-    at += std::max<std::size_t>(length, 1);
-  }
-  return text;
-}
 
 [[noreturn]] void Refuse(const std::string& key, const char* what) {
   throw std::invalid_argument("\"" + key + "\" is no " + what);
@@ -82,8 +51,8 @@ void Set(bool& place, const char* key, const rapidjson::Value& value) {
 }
 
 // Throws std::invalid_argument.
-Event Parse(const std::string& text) {
-  const std::string line_text = AsUtf8(text);
+Event Parse(const std::string& bytes) {
+  const std::string line_text = text::ValidUtf8(bytes);
   rapidjson::Document line;
   // Iterative: what stands in a file must not decide how deep the stack gets.
   line.Parse<rapidjson::kParseIterativeFlag>(line_text.data(), line_text.size());

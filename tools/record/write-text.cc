@@ -10,6 +10,7 @@
 #include <vector>
 
 #include "record/writers.h"
+#include "text/printable.h"
 
 namespace qor::record {
 
@@ -31,14 +32,14 @@ std::string Count(std::size_t count, const std::string& what) {
   return std::to_string(count) + " " + what + (count == 1 ? "" : "s");
 }
 
-// On one line, without characters that would act on a terminal.
-std::string Shown(const std::string& text) {
-  std::string shown;
-  for (const char c : text) {
-    const auto byte = static_cast<unsigned char>(c);
-    const char printed = byte < ' ' || byte == 0x7F ? ' ' : c;
-    if (printed != ' ' || shown.empty() || shown.back() != ' ') shown += printed;
+// On one line: white space, which JSON may have anywhere, becomes one blank.
+std::string Shown(const std::string& foreign) {
+  std::string line;
+  for (const char c : foreign) {
+    const bool is_space = c == ' ' || c == '\t' || c == '\n' || c == '\r';
+    if (!is_space || line.empty() || line.back() != ' ') line += is_space ? ' ' : c;
   }
+  const std::string shown = text::Printable(line);
   if (shown.size() <= kLongestText) return shown;
   std::size_t end = kLongestText;
   // Not in the middle of a character.

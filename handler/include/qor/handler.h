@@ -146,8 +146,9 @@ struct AnswerLimits {
 /// and of the agent. An answer is on file before it is sent; it outlives the end of the process,
 /// though perhaps not a loss of power. A command that was in work when the process ended runs anew
 /// when the agent delivers it again. A file that cannot be used is logged and the handler goes on
-/// without: a damaged one is set aside (".corrupt" added to its name) and begun anew, and without a
-/// file the answers are kept in memory.
+/// without: a damaged one, one of another program and a symbolic link are set aside (".corrupt"
+/// added to the name) and begun anew, and without a file the answers are kept in memory. While
+/// another process locks the file, answers are not kept; the handler waits a second for it, once.
 class QOR_HANDLER_API Handler {
  public:
   /// Called on the main loop's thread. What it throws becomes the command's error.

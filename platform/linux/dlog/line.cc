@@ -8,18 +8,60 @@
 
 #include <algorithm>
 #include <cstdio>
+#include <cstring>
 #include <ctime>
+
+#include "text/printable.h"
 
 namespace platform::dlog {
 
 bool Line::Format(int priority, const char* tag, const char* format, va_list arguments) {
   FormatPrefix(priority, tag);
   prefix_size_ = size_;
-  const int length = std::vsnprintf(text_ + size_, kMaxMessage + 1, format, arguments);
-  if (length < 0) return false;
-  size_ += std::min(static_cast<size_t>(length), kMaxMessage);
-  text_[size_++] = '\n';
-  return true;
+  va_list again;
+  va_copy(again, arguments);
+  const int result = std::vsnprintf(text_ + size_, kMaxMessage + 1, format, arguments);
+  if (result >= 0) {
+    size_t length = std::min(static_cast<size_t>(result), kMaxMessage);
+    if (!text::IsPrintable({text_ + size_, length})) {
+      length = EscapeArguments(length, format, again);
+    }
+    size_ += length;
+    text_[size_++] = '\n';
+  }
+  va_end(again);
+  return result >= 0;
+}
+
+size_t Line::EscapeArguments(size_t length, const char* format, va_list arguments) {
+  char* const message = text_ + size_;
+  char raw[kMaxMessage];
+  std::memcpy(raw, message, length);
+  size_t done = 0;
+  size_t written = 0;
+  const auto escape_until = [&](size_t end) {
+    written +=
+        text::WritePrintable({raw + done, end - done}, message + written, kMaxMessage - written);
+    done = end;
+  };
+  // A control character of the format stands where the text of the format before it ends.
+  char before[256];
+  for (size_t i = 0; i < sizeof(before) && format[i] != '\0'; ++i) {
+    before[i] = format[i];
+    if (static_cast<unsigned char>(format[i]) >= ' ') continue;
+    before[i] = '\0';
+    va_list copy;
+    va_copy(copy, arguments);
+    const int place = std::vsnprintf(nullptr, 0, before, copy);
+    va_end(copy);
+    before[i] = format[i];
+    if (place < 0 || static_cast<size_t>(place) >= length) break;
+    escape_until(static_cast<size_t>(place));
+    if (written < kMaxMessage) message[written++] = raw[done];
+    ++done;
+  }
+  escape_until(length);
+  return written;
 }
 
 void Line::FormatPrefix(int priority, const char* tag) {

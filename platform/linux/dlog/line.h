@@ -15,6 +15,8 @@ constexpr size_t kMaxMessage = 4096;
 
 // One line of the log in the threadtime format, with its line end, built without allocation:
 //   12-26 07:06:02.084+0000 11097 11097 D MY_APP  : message
+// Control characters and invalid bytes in the arguments are escaped (text/printable.h); those of
+// the format itself stay.
 class Line {
  public:
   // False when the format cannot be carried out.
@@ -27,6 +29,8 @@ class Line {
 
  private:
   void FormatPrefix(int priority, const char* tag);
+  // Escapes the message, which has this length. Returns its new length.
+  size_t EscapeArguments(size_t length, const char* format, va_list arguments);
 
   // Longer tags are cut, so that the prefix cannot eat the message's place.
   static constexpr size_t kMaxPrefix = 320;

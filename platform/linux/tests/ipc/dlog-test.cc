@@ -125,6 +125,44 @@ TEST_F(Dlog, CutsAMessageAtFourKilobytes) {
   EXPECT_EQ(log.back(), '\n');
 }
 
+TEST_F(Dlog, EscapesTheArgumentsAndKeepsTheFormat) {
+  Run("*:V", LogFile(), [] {
+    const auto print = [](const char* file, const char* message) {
+      dlog_print(DLOG_ERROR, "TAG", "\033[0;31m%s: %s: %d > \033[0;m%s%%%c", file, "Send", 7,
+                 message, '!');
+    };
+    print("logic.cc", "harmless \xC3\xA4");
+    print("\033[2J", "a\n11-22 00:00:00.000+0000 1 1 E TAG     : forged\033[0;m");
+    print("\xFF", "\u009b\u202e\x7f\r");
+    dlog_print(DLOG_ERROR, "TAG", "%s", "\033[0;31mred");
+    return 0;
+  });
+  std::istringstream log(Text(LogFile()));
+  std::vector<std::string> messages;
+  for (std::string line; std::getline(log, line);) {
+    messages.push_back(line.substr(line.find("TAG     : ") + 10));
+  }
+  const std::vector<std::string> expected = {
+      "\033[0;31mlogic.cc: Send: 7 > \033[0;mharmless \xC3\xA4%!",
+      "\033[0;31m\\x1b[2J: Send: 7 > \033[0;ma\\n11-22 00:00:00.000+0000 1 1 E TAG     : forged"
+      "\\x1b[0;m%!",
+      "\033[0;31m\\xff: Send: 7 > \033[0;m\\u009b\\u202e\\x7f\\r%!",
+      "\\x1b[0;31mred",
+  };
+  EXPECT_EQ(messages, expected);
+}
+
+TEST_F(Dlog, CutsAnEscapedMessageBehindAWholeEscape) {
+  Run(nullptr, LogFile(), [] {
+    return dlog_print(DLOG_ERROR, "TAG", "x\n%s", std::string(5000, '\033').c_str()) > 0 ? 0 : 1;
+  });
+  const std::string log = Text(LogFile());
+  const std::string message = log.substr(log.find(": ") + 2);
+  ASSERT_EQ(message.size(), 4096u - 2 + 1);  // Two bytes for x and its line end, four an escape.
+  EXPECT_EQ(message.substr(0, 10), "x\n\\x1b\\x1b");
+  EXPECT_EQ(message.substr(message.size() - 5), "\\x1b\n");
+}
+
 TEST_F(Dlog, RefusesMissingArgumentsAndPrioritiesThatAreNone) {
   EXPECT_EQ(Run("*:V", LogFile(),
                 [] {

@@ -1,0 +1,103 @@
+// Copyright 2026 The qor-handler-manager authors
+// SPDX-License-Identifier: Apache-2.0
+
+// What lies where a handler of the SDK keeps its answers.
+
+#include <sqlite/database.h>
+#include <sys/stat.h>
+
+#include <filesystem>
+#include <fstream>
+#include <functional>
+
+#include "end-to-end-test.h"
+
+namespace security {
+namespace {
+
+namespace fs = std::filesystem;
+
+class AnswerFiles : public end_to_end::EndToEndTest {
+ protected:
+  AnswerFiles() {
+    Install("text");
+    StartAgent();
+    // The data folder is made when the handler runs.
+    EXPECT_EQ(Execute("first", "text.echo", "1").result, "1");
+  }
+
+  std::string File() const { return Root() + "/data/org.example.text.handler/.qor-answers.db"; }
+
+  // The handler, killed before and launched anew, answers commands.
+  void ExpectService(const std::string& what) {
+    for (const char* number : {"2", "3"}) {
+      EXPECT_EQ(Execute(what + number, "text.echo", number).result, number) << what;
+    }
+  }
+  void EndHandler() {
+    Uninstall("org.example.text");
+    Install("text");
+    fs::create_directories(fs::path(File()).parent_path());
+    for (const char* part : {"", "-wal", "-shm", ".corrupt"}) fs::remove_all(File() + part);
+  }
+};
+
+TEST_F(AnswerFiles, KeepNoHandlerFromItsWork) {
+  const auto execute = [this](const char* sql) {
+    return [this, sql] { sqlite::Database(File(), sqlite::Database::Mode::kCreate).Execute(sql); };
+  };
+  const std::pair<const char*, std::function<void()>> cases[] = {
+      {"another table", execute("CREATE TABLE answers (x)")},
+      {"endless view", execute("CREATE VIEW answers AS WITH RECURSIVE n(x) AS (SELECT 1 UNION ALL"
+                               " SELECT x FROM n) SELECT x AS time FROM n")},
+      {"large column", execute("CREATE TABLE answers (agent TEXT, uuid TEXT, digest BLOB, succeeded"
+                               " INTEGER, text TEXT AS (hex(zeroblob(400000000))), time INTEGER)")},
+      {"folder", [this] { fs::create_directory(File()); }},
+      {"pipe", [this] { mkfifo(File().c_str(), 0600); }},
+      {"broken link", [this] { fs::create_symlink("/no/such/file", File()); }},
+      {"device", [this] { fs::create_symlink("/dev/zero", File()); }},
+      {"no rights",
+       [this] {
+         const std::ofstream file(File());
+         chmod(File().c_str(), 0);
+       }},
+      {"sparse",
+       [this] {
+         std::ofstream(File()) << "SQLite format 3";
+         fs::resize_file(File(), std::uintmax_t{1} << 40);
+       }},
+  };
+  for (const auto& [what, make] : cases) {
+    EndHandler();
+    make();
+    ExpectService(what);
+  }
+}
+
+TEST_F(AnswerFiles, LockedByAnotherProcessHoldNoHandlerUp) {
+  EndHandler();
+  ExpectService("before");
+  {
+    sqlite::Database other(File(), sqlite::Database::Mode::kExisting);
+    const sqlite::Transaction lock(other, sqlite::Transaction::Kind::kWrite);
+    // With a wait for each answer this would take longer than a test may.
+    for (int i = 0; i < 500; ++i) {
+      const std::string uuid = "locked-" + std::to_string(i);
+      ASSERT_EQ(Execute(uuid, "text.echo", "1").result, "1") << i;
+    }
+  }
+  ExpectService("after");
+}
+
+TEST_F(AnswerFiles, LockedFromTheBeginningHoldNoHandlerUp) {
+  EndHandler();
+  sqlite::Database other(File(), sqlite::Database::Mode::kCreate);
+  other.Execute("PRAGMA locking_mode = EXCLUSIVE; BEGIN EXCLUSIVE");
+  for (int i = 0; i < 500; ++i) {
+    const std::string uuid = "locked-" + std::to_string(i);
+    ASSERT_EQ(Execute(uuid, "text.echo", "1").result, "1") << i;
+  }
+}
+
+}  // namespace
+}  // namespace security

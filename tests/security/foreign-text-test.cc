@@ -1,0 +1,209 @@
+// Copyright 2026 The qor-handler-manager authors
+// SPDX-License-Identifier: Apache-2.0
+
+// Packages and handlers whose texts would act on the terminal of whoever looks at them.
+
+#include <rapidjson/document.h>
+
+#include <filesystem>
+#include <fstream>
+#include <sstream>
+
+#include "end-to-end-test.h"
+#include "example-copy.h"
+#include "text/printable.h"
+
+namespace security {
+namespace {
+
+namespace fs = std::filesystem;
+using Words = std::vector<std::string>;
+
+// Clears the screen, forges a line, reorders; C1 as a character and as a byte.
+constexpr char kHostile[] =
+    "evil\033[2J\a\r\nFORGED \u009b31m\u0085\u202edrow\u2066\u2069\u200f\u061c\u2028\u2029\x7f\x9b";
+
+class ForeignText : public end_to_end::EndToEndTest {
+ protected:
+  ForeignText() : copy_(Packages() + "/text", Root() + "/hostile"), path_(copy_.Path()) {
+    // Nothing but what the tool and the library write themselves is coloured.
+    setenv("NO_COLOR", "1", 1);
+    setenv("DLOG_FILTER", "*:D", 1);
+    const std::string in_xml =
+        "evil&#27;[2J&#7;&#13;&#10;FORGED &#x9b;31m&#x85;&#x202e;drow&#x2028;&#x7f;";
+    copy_.Replace("exec=\"text-handler\"", "exec=\"" + in_xml + "\"");
+    copy_.Replace("value=\"10\"/>", "value=\"" + in_xml + "\"/><metadata key=\"" + in_xml +
+                                        "\" value=\"" + in_xml + "\"/>");
+    copy_.Replace("<privileges>", "<privileges><privilege>" + in_xml + "</privilege>");
+    copy_.Write("res/handler.yaml",
+                "request-types: [text.echo, two words, \"" + InYaml() + "\", '$(touch evil)']\n");
+    fs::rename(path_ + "/bin/text-handler",
+               path_ + "/bin/evil\033[2J\a\r\nFORGED \u009b31m\u0085\u202edrow\u2028\x7f");
+    const auto run = Tool({"package", "install", path_});
+    EXPECT_EQ(run.exit_status, 0) << run.errors;
+  }
+  ~ForeignText() override {
+    unsetenv("NO_COLOR");
+    unsetenv("DLOG_FILTER");
+  }
+
+  // The hostile request type; YAML has no bytes that are not UTF-8.
+  static std::string Type() { return std::string(kHostile, sizeof kHostile - 2); }
+  static std::string InYaml() {
+    return R"(evil\e[2J\a\r\nFORGED \x9b31m\x85\u202edrow\u2066\u2069\u200f\u061c\u2028\u2029\x7f)";
+  }
+
+  tools::ProcessResult Tool(const Words& words, const std::string& input = "") {
+    return Shell(Command(words) + InputOf(input));
+  }
+  // On a terminal, which gets what goes to standard error, too.
+  tools::ProcessResult OnTerminal(const Words& words, const std::string& input = "") {
+    return Shell("script -qec " + Quoted(Command(words) + InputOf(input)) + " /dev/null");
+  }
+
+  void ExpectPrintable(const Words& words, const std::string& input = "") {
+    for (const auto& run : {Tool(words, input), OnTerminal(words, input)}) {
+      ExpectPrintable(run.output, words);
+      ExpectPrintable(run.errors, words);
+    }
+  }
+  static void ExpectPrintable(std::string output, const Words& words) {
+    // The library's own colours, and the ends that a terminal gives to lines.
+    for (const char* own : {"\033[0;36m", "\033[0;32m", "\033[0;31m", "\033[0;m", "\r"}) {
+      for (auto at = output.find(own); at != std::string::npos; at = output.find(own, at)) {
+        output.erase(at, std::string_view(own).size());
+      }
+    }
+    std::istringstream lines(output);
+    for (std::string line; std::getline(lines, line);) {
+      EXPECT_TRUE(text::IsPrintable(line)) << words[0] << ": " << text::Printable(line);
+      EXPECT_NE(line.rfind("FORGED", 0), 0u) << words[0] << ": " << line;
+    }
+  }
+
+  // Each line of the text is JSON in UTF-8.
+  static void ExpectJsonLines(const std::string& text, const Words& words) {
+    EXPECT_NE(text, "") << words[0];
+    std::istringstream lines(text);
+    for (std::string line; std::getline(lines, line);) {
+      rapidjson::Document document;
+      document.Parse<rapidjson::kParseValidateEncodingFlag | rapidjson::kParseFullPrecisionFlag>(
+          line.data(), line.size());
+      EXPECT_FALSE(document.HasParseError()) << words[0] << ": " << text::Printable(line);
+    }
+  }
+
+  const std::string& PackagePath() const { return path_; }
+
+  static std::string Quoted(const std::string& word) {
+    std::string quoted = "'";
+    for (const char c : word) quoted += c == '\'' ? std::string("'\\''") : std::string(1, c);
+    return quoted + "'";
+  }
+
+ private:
+  static std::string Command(const Words& words) {
+    std::string command = BuildFolder() + "/tools/qor/qor";
+    for (const auto& word : words) command += " " + Quoted(word);
+    return command;
+  }
+  std::string InputOf(const std::string& input) const {
+    std::ofstream(Root() + "/input", std::ios::binary) << input;
+    return " <" + Root() + "/input";
+  }
+  tools::ProcessResult Shell(const std::string& line) const {
+    return tools::RunProcess({"bash", "-c", "cd " + Root() + "; " + line},
+                             end_to_end::kPatienceSeconds);
+  }
+
+  const end_to_end::ExampleCopy copy_;
+  const std::string path_;
+};
+
+TEST_F(ForeignText, DoesNotActOnATerminal) {
+  const std::string type = Type();
+  ExpectPrintable({"package", "list"});
+  ExpectPrintable({"package", "show", "org.example.text"});
+  ExpectPrintable({"package", "show", kHostile});
+  ExpectPrintable({"package", "install", kHostile});
+  ExpectPrintable({"package", "update", PackagePath()});
+  ExpectPrintable({"check", PackagePath()});
+  ExpectPrintable({"check", "--run", "--skip", kHostile, PackagePath()});
+  ExpectPrintable({"explain", type});
+  ExpectPrintable({"explain", kHostile});
+  ExpectPrintable({"handlers"});
+  ExpectPrintable({"doctor"});
+  ExpectPrintable({"completion", "types"});
+  ExpectPrintable({"completion", "packages"});
+  // The handler names the type in its error.
+  ExpectPrintable({"send", type, "1"});
+  ExpectPrintable({"send", kHostile, kHostile});
+  ExpectPrintable({"send", "text.echo", kHostile, "--strict"});
+  ExpectPrintable({"record", "--", BuildFolder() + "/tools/qor/qor", "send", type, kHostile});
+  ExpectPrintable({"agent"}, std::string(kHostile) + "\n{\"type\":\"" + kHostile + "\"}\n");
+}
+
+TEST_F(ForeignText, IsNotRunByAHandlerThatIsTriedOut) {
+  ExpectPrintable({"check", "--run", PackagePath()});
+  EXPECT_FALSE(fs::exists(Root() + "/evil"));
+}
+
+TEST_F(ForeignText, OfAResultIsRawWhereItIsWanted) {
+  setenv("DLOG_FILTER", "*:S", 1);
+  const std::string result = std::string(kHostile) + "\n";
+  EXPECT_EQ(Tool({"send", "text.echo", kHostile}).output, result);
+  EXPECT_NE(OnTerminal({"send", "--raw", "text.echo", kHostile}).output.find("\033[2J"),
+            std::string::npos);
+  const std::string shown = OnTerminal({"send", "text.echo", kHostile}).output;
+  EXPECT_NE(shown.find("evil\\x1b[2J\\x07\\r\\nFORGED"), std::string::npos) << shown;
+}
+
+TEST_F(ForeignText, IsValidAndPrintableInJson) {
+  setenv("DLOG_FILTER", "*:S", 1);
+  const std::string type = Type();
+  const std::string lines = R"({"type":"text.echo","uuid":"\u001b\u009b\u202e","payload":1})"
+                            "\n{\"handlers\":true}\n{\"" +
+                            std::string(kHostile) + "\n";
+  const Words commands[] = {{"package", "list", "--json"},
+                            {"package", "show", "--json", "org.example.text"},
+                            {"check", "--json", PackagePath()},
+                            {"explain", "--json", type},
+                            {"explain", "--json", kHostile},
+                            {"handlers", "--json"},
+                            {"doctor", "--json"},
+                            {"send", "--json", type, "1"},
+                            {"send", "--json", "text.echo", kHostile},
+                            {"send", "--json", "--uuid", kHostile, "text.echo", "1"},
+                            {"agent"}};
+  for (const Words& words : commands) {
+    const auto run = Tool(words, lines);
+    ExpectJsonLines(run.output, words);
+    ExpectPrintable(run.output, words);
+  }
+  const auto failed = Tool({"package", "show", "--json", kHostile});
+  ExpectJsonLines(failed.errors, {"failure"});
+  ExpectPrintable(failed.errors, {"failure"});
+
+  const std::string file = Root() + "/record.json";
+  Tool({"record", "--format", "json", "-o", file, "--", BuildFolder() + "/tools/qor/qor", "send",
+        "--uuid", kHostile, "text.echo", kHostile});
+  for (const char* format : {"json", "trace", "html", "text"}) {
+    const Words words = {"record", "--format", format, "--from", file};
+    const auto run = Tool(words);
+    ExpectPrintable(run.output, words);
+    if (format[0] == 'j' || format[1] == 'r') ExpectJsonLines(run.output, {format});
+  }
+}
+
+TEST_F(ForeignText, OfARequestTypeIsAFinding) {
+  const auto run = Tool({"check", PackagePath()});
+  EXPECT_NE(run.output.find("holds control characters or invalid UTF-8"), std::string::npos)
+      << run.output;
+}
+
+TEST_F(ForeignText, IsOneWordALineOrNoneForTheShell) {
+  EXPECT_EQ(Tool({"completion", "types"}).output, "$(touch evil)\ntext.echo\ntwo words\n");
+}
+
+}  // namespace
+}  // namespace security

@@ -1,0 +1,79 @@
+// Copyright 2026 The qor-handler-manager authors
+// SPDX-License-Identifier: Apache-2.0
+
+// JSON of the tool over random bytes.
+
+#include <gtest/gtest.h>
+#include <rapidjson/document.h>
+
+#include <cmath>
+#include <random>
+
+#include "failure.h"
+#include "finding-json.h"
+#include "json-text.h"
+#include "outcome.h"
+#include "support/random-bytes.h"
+#include "text/printable.h"
+#include "text/utf8.h"
+
+namespace qor {
+namespace {
+
+class JsonOutput : public testing::Test {
+ protected:
+  std::string Bytes() { return support::RandomBytes(random_); }
+
+  static rapidjson::Document Parsed(const std::string& json) {
+    rapidjson::Document document;
+    document.Parse<rapidjson::kParseValidateEncodingFlag>(json.data(), json.size());
+    EXPECT_FALSE(document.HasParseError()) << text::Printable(json);
+    EXPECT_TRUE(text::IsPrintable(json)) << text::Printable(json);
+    return document;
+  }
+
+  std::mt19937 random_{1};
+};
+
+TEST_F(JsonOutput, KeepsEveryTextButItsInvalidBytes) {
+  for (int i = 0; i < 5'000; ++i) {
+    const std::string key = Bytes();
+    const std::string value = Bytes();
+    JsonWriter json;
+    json.BeginObject().Member(key, value).EndObject();
+    const rapidjson::Document read = Parsed(json.Text());
+    ASSERT_TRUE(read.IsObject());
+    const auto& member = *read.MemberBegin();
+    EXPECT_EQ(std::string(member.name.GetString(), member.name.GetStringLength()),
+              text::ValidUtf8(key));
+    EXPECT_EQ(std::string(member.value.GetString(), member.value.GetStringLength()),
+              text::ValidUtf8(value));
+  }
+}
+
+TEST_F(JsonOutput, OfAnOutcomeIsValid) {
+  for (int i = 0; i < 5'000; ++i) {
+    Outcome outcome;
+    outcome.ending = static_cast<Ending>(random_() % 7);
+    outcome.uuid = Bytes();
+    outcome.type = Bytes();
+    outcome.result = Bytes();
+    outcome.error = Bytes();
+    outcome.milliseconds = i % 2 == 0 ? HUGE_VAL : 1.5;
+    JsonWriter json;
+    WriteMembers(json.BeginObject(), outcome);
+    Parsed(json.EndObject().Text());
+    Parsed(ToJson(FailureOf(outcome)));
+    const std::string shown = ToText(FailureOf(outcome));
+    EXPECT_TRUE(text::IsPrintable(shown.substr(0, shown.find('\n'))));
+  }
+}
+
+TEST_F(JsonOutput, OfAFailureIsValid) {
+  for (int i = 0; i < 2'000; ++i) {
+    Parsed(ToJson(Failure(kError, Bytes(), Bytes(), {Bytes(), 1, Bytes()})));
+  }
+}
+
+}  // namespace
+}  // namespace qor

@@ -1,0 +1,100 @@
+// Copyright 2026 The qor-handler-manager authors
+// SPDX-License-Identifier: Apache-2.0
+
+#include "text/printable.h"
+
+#include <cstdio>
+#include <cstring>
+
+#include "text/utf8.h"
+
+namespace text {
+
+namespace {
+
+// Room for any code point, as the compiler cannot tell that none here has more than four digits.
+using Escape = char[12];
+
+bool IsPrintable(const Character& character) {
+  const char32_t code = character.code;
+  const bool is_control = code < 0x20 || (code >= 0x7F && code <= 0x9F);
+  const bool is_separator = code == 0x2028 || code == 0x2029;
+  const bool is_bidi = code == 0x061C || code == 0x200E || code == 0x200F ||
+                       (code >= 0x202A && code <= 0x202E) || (code >= 0x2066 && code <= 0x2069);
+  return character.is_valid && !is_control && !is_separator && !is_bidi;
+}
+
+std::size_t WriteEscape(const Character& character, Escape& escape) {
+  const auto code = static_cast<unsigned>(character.code);
+  const char* format = character.is_valid && code > 0x7F ? "\\u%04x" : "\\x%02x";
+  if (code == '\n') format = "\\n";
+  if (code == '\r') format = "\\r";
+  if (code == '\t') format = "\\t";
+  return static_cast<std::size_t>(std::snprintf(escape, sizeof escape, format, code));
+}
+
+// Calls `write` with each piece of the result, until it returns false.
+template <typename Write>
+void ForEachPiece(std::string_view foreign, Write write) {
+  for (std::size_t at = 0; at < foreign.size();) {
+    const Character character = ReadCharacter(foreign.substr(at));
+    Escape escape;
+    const std::string_view piece = IsPrintable(character)
+                                       ? foreign.substr(at, character.size)
+                                       : std::string_view(escape, WriteEscape(character, escape));
+    if (!write(piece)) return;
+    at += character.size;
+  }
+}
+
+}  // namespace
+
+bool IsPrintable(std::string_view foreign) {
+  for (std::size_t at = 0; at < foreign.size();) {
+    const Character character = ReadCharacter(foreign.substr(at));
+    if (!IsPrintable(character)) return false;
+    at += character.size;
+  }
+  return true;
+}
+
+std::string Printable(std::string_view foreign) {
+  std::string text;
+  ForEachPiece(foreign, [&](std::string_view piece) {
+    text += piece;
+    return true;
+  });
+  return text;
+}
+
+std::size_t WritePrintable(std::string_view foreign, char* to, std::size_t size) {
+  std::size_t written = 0;
+  ForEachPiece(foreign, [&](std::string_view piece) {
+    if (piece.size() > size - written) return false;
+    std::memcpy(to + written, piece.data(), piece.size());
+    written += piece.size();
+    return true;
+  });
+  return written;
+}
+
+std::string PrintableJson(std::string_view json) {
+  std::string text;
+  std::size_t copied = 0;
+  for (std::size_t at = 0; at < json.size();) {
+    const Character character = ReadCharacter(json.substr(at));
+    // Below 0x20 there is white space between values and nothing else.
+    if (character.code >= 0x20 && !IsPrintable(character)) {
+      Escape escape = "\xEF\xBF\xBD";
+      if (character.is_valid) {
+        std::snprintf(escape, sizeof escape, "\\u%04x", static_cast<unsigned>(character.code));
+      }
+      text.append(json, copied, at - copied).append(escape);
+      copied = at + character.size;
+    }
+    at += character.size;
+  }
+  return text.append(json, copied);
+}
+
+}  // namespace text
