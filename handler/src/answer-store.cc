@@ -127,7 +127,7 @@ void AnswerStore::Open(const std::string& path) {
                       std::to_string(pages))
                          .c_str());
   if (!has_table) {
-    sqlite::Transaction transaction(*database_, sqlite::Transaction::Kind::kWrite);
+    sqlite::Transaction transaction(*database_);
     database_->Execute(kTable);
     database_->Execute(kIndex);
     transaction.Commit();

@@ -290,7 +290,7 @@ TEST_F(AnswerStoreTest, WaitsOnceForALockOfAnotherProcess) {
   store.Keep(Key("before"), {true, "yes"});
   sqlite::Database other(File(), sqlite::Database::Mode::kExisting);
   {
-    const sqlite::Transaction lock(other, sqlite::Transaction::Kind::kWrite);
+    const sqlite::Transaction lock(other);
     for (int i = 0; i < 1'000; ++i) {
       store.Keep(Key(std::to_string(i)), {true, "no"});
       EXPECT_EQ(TextOf(store.Find(Key("before"))), "yes");

@@ -79,7 +79,7 @@ TEST_F(AnswerFiles, LockedByAnotherProcessHoldNoHandlerUp) {
   ExpectService("before");
   {
     sqlite::Database other(File(), sqlite::Database::Mode::kExisting);
-    const sqlite::Transaction lock(other, sqlite::Transaction::Kind::kWrite);
+    const sqlite::Transaction lock(other);
     // With a wait for each answer this would take longer than a test may.
     for (int i = 0; i < 500; ++i) {
       const std::string uuid = "locked-" + std::to_string(i);

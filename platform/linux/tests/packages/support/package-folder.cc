@@ -6,11 +6,13 @@
 #include <fcntl.h>
 #include <sys/stat.h>
 
+#include <cerrno>
 #include <filesystem>
 #include <fstream>
 #include <iterator>
+#include <system_error>
 
-#include "platform/linux/package-manager/files.h"
+#include "platform/linux/common/unix-socket.h"
 
 namespace platform::test {
 
@@ -44,7 +46,8 @@ std::string ManifestOf(const PackageText& package) {
 void MakeDeepFolder(const std::string& folder, const std::string& name, int levels) {
   UniqueFd last(open(folder.c_str(), O_PATH | O_CLOEXEC));
   for (int i = 0; i < levels; ++i) {
-    if (mkdirat(last.Get(), name.c_str(), 0755) != 0) throw FileError(name);
+    if (mkdirat(last.Get(), name.c_str(), 0755) != 0)
+      throw std::system_error(errno, std::generic_category(), name);
     last = UniqueFd(openat(last.Get(), name.c_str(), O_PATH | O_CLOEXEC));
   }
 }
