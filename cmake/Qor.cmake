@@ -13,11 +13,6 @@ if(CMAKE_CXX_COMPILER_ID STREQUAL Clang AND CMAKE_CXX_COMPILER_VERSION VERSION_G
   target_compile_options(qor_warnings INTERFACE -Wno-deprecated-declarations)
 endif()
 
-if(QOR_PRECOMPILE_HEADERS)
-  # A precompiled header serves sources of the same options, so all have those for threads. The
-  # other option is what ccache asks for.
-  add_compile_options(-pthread -fpch-preprocess)
-endif()
 if(QOR_SANITIZE)
   add_compile_options(-fsanitize=${QOR_SANITIZE} -fno-omit-frame-pointer -fno-sanitize-recover=all)
   add_link_options(-fsanitize=${QOR_SANITIZE})

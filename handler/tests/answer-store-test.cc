@@ -3,13 +3,9 @@
 
 #include "answer-store.h"
 
-#include <fcntl.h>
 #include <gtest/gtest.h>
 #include <sys/stat.h>
-#include <sys/wait.h>
-#include <unistd.h>
 
-#include <csignal>
 #include <filesystem>
 #include <fstream>
 #include <sstream>
@@ -189,32 +185,6 @@ TEST_F(AnswerStoreTest, SetsAFileAsideThatIsNoDatabase) {
   Open().Keep(Key("one"), {true, "yes"});
   EXPECT_EQ(TextOf(Open().Find(Key("one"))), "yes");
   EXPECT_EQ(fs::file_size(File() + ".corrupt"), 10'000u);
-}
-
-TEST_F(AnswerStoreTest, DoesWithoutAFileThatAnotherProcessHasLocked) {
-  Open().Keep(Key("one"), {true, "yes"});
-  int ready[2];
-  ASSERT_EQ(pipe(ready), 0);
-  const pid_t holder = fork();
-  if (holder == 0) {
-    struct flock lock {};
-    lock.l_type = F_WRLCK;
-    const int fd = open(File().c_str(), O_RDWR);
-    const bool is_held = fcntl(fd, F_SETLK, &lock) == 0;
-    [[maybe_unused]] const auto count = write(ready[1], is_held ? "y" : "n", 1);
-    for (;;) pause();
-  }
-  char held = 0;
-  EXPECT_EQ(read(ready[0], &held, 1), 1);
-  EXPECT_EQ(held, 'y');
-  auto store = Open();
-  EXPECT_FALSE(store.Find(Key("one")));
-  store.Keep(Key("two"), {true, "yes"});
-  EXPECT_EQ(TextOf(store.Find(Key("two"))), "yes");
-  kill(holder, SIGKILL);
-  waitpid(holder, nullptr, 0);
-  EXPECT_EQ(TextOf(Open().Find(Key("one"))), "yes");
-  for (const int end : ready) close(end);
 }
 
 TEST_F(AnswerStoreTest, SetsAFileAsideWhoseTableIsAnother) {
