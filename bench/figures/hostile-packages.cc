@@ -15,6 +15,7 @@
 
 #include "agent/agent.h"
 #include "figures/figures.h"
+#include "support/operation-end.h"
 #include "support/temporary-folder.h"
 #include "support/turns.h"
 #include "support/worker.h"
@@ -109,21 +110,12 @@ Worker::Task Listen() {
   auto agent = std::make_shared<tools::Agent>(kTimeoutMs, kTimeoutMs);
   auto is_over = std::make_shared<bool>(false);
   auto turns = std::make_shared<Turns>();
-  package_manager_h manager = nullptr;
-  package_manager_create(&manager);
-  package_manager_set_event_status(manager, PACKAGE_MANAGER_STATUS_TYPE_ALL);
-  package_manager_set_event_cb(
-      manager,
-      [](const char*, const char*, package_manager_event_type_e,
-         package_manager_event_state_e state, int, package_manager_error_e, void* data) {
-        if (state == PACKAGE_MANAGER_EVENT_STATE_COMPLETED) *static_cast<bool*>(data) = true;
-      },
-      is_over.get());
+  WatchForTheEndOfOperations(is_over.get());
   return [agent, is_over, turns](const Numbers&) -> Numbers {
     *is_over = false;
     turns->Begin();
     if (!tools::RunUntil([&] { return *is_over; }, kLimitSeconds)) {
-      throw std::runtime_error("the agent hears of no package");
+      throw std::runtime_error("no package event arrived within the limit");
     }
     // The turn that has ended the wait is over with the next one.
     ecore_main_loop_iterate();

@@ -15,6 +15,7 @@
 #include "agent/agent.h"
 #include "figures/figures.h"
 #include "support/cpu-time.h"
+#include "support/operation-end.h"
 #include "support/package-root.h"
 #include "support/temporary-folder.h"
 #include "support/worker.h"
@@ -34,26 +35,12 @@ struct Heard {
   bool end = false;
 };
 
-// The agent stays until the end: installers wait for those who listen.
-void ListenForTheEnd(Heard* heard) {
-  package_manager_h manager = nullptr;
-  package_manager_create(&manager);
-  package_manager_set_event_status(manager, PACKAGE_MANAGER_STATUS_TYPE_ALL);
-  package_manager_set_event_cb(
-      manager,
-      [](const char*, const char*, package_manager_event_type_e,
-         package_manager_event_state_e state, int, package_manager_error_e, void* data) {
-        if (state == PACKAGE_MANAGER_EVENT_STATE_COMPLETED) static_cast<Heard*>(data)->end = true;
-      },
-      heard);
-}
-
 // Answers with the CPU time that it took to hear of one operation on a handler.
 Worker::Task Listen() {
   auto agent = std::make_shared<tools::Agent>(kTimeoutMs, kTimeoutMs);
   auto heard = std::make_shared<Heard>();
   agent->SetUpdateListener([heard](const tools::Agent::Update&) { heard->handler = true; });
-  ListenForTheEnd(heard.get());
+  WatchForTheEndOfOperations(&heard->end);
   return [agent, heard](const Numbers&) -> Numbers {
     *heard = {};
     const double before = CpuTimeOf(getpid());

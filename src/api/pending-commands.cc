@@ -11,7 +11,7 @@ namespace api {
 
 RequestContext& PendingCommands::Append(rpc_port::stub::Command command,
                                         std::function<bool()> action) {
-  // All that may fail for want of memory comes before the first change.
+  // All allocations come before the first change.
   std::list<RequestContext> added;
   added.emplace_back(std::move(command), std::move(action));
   by_uuid_.emplace(added.front().GetCommand().uuid, added.begin());

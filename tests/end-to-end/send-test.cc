@@ -57,7 +57,7 @@ TEST_F(Send, TakesThePayloadFromStandardInput) {
   EXPECT_EQ(run.output, "{\"a\":1}\n");
 }
 
-// Whoever reads its output to the end does not wait for the handler, which lives on.
+// A reader of the tool's output does not wait for the handler, which stays alive.
 TEST_F(Send, LeavesNoOutputOpen) {
   Install("text");
   const auto run = Shell("$qor send text.echo '\"x\"' 2>&1 | cat");

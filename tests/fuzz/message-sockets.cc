@@ -54,7 +54,7 @@ class Sockets {
         std::distance(std::filesystem::directory_iterator("/proc/self/fd"), {}));
   }
 
-  // Runs the loop until no more descriptors are open than that, or nothing can change any more.
+  // Runs the loop until no more descriptors are open than that, or nothing can change.
   static void Settle(size_t descriptors) {
     for (size_t i = 0; i < kMaxSenders && OpenDescriptors() > descriptors; ++i) fuzz::RunLoop();
   }

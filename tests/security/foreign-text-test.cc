@@ -1,7 +1,7 @@
 // Copyright 2026 The qor-handler-manager authors
 // SPDX-License-Identifier: Apache-2.0
 
-// Packages and handlers whose texts would act on the terminal of whoever looks at them.
+// Packages and handlers whose texts would control the terminal that shows them.
 
 #include <rapidjson/document.h>
 

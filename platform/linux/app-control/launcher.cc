@@ -90,8 +90,8 @@ bool IsListener(const ApplicationRecord& application, const UniqueFd& connection
   const PeerCredentials peer = PeerOf(connection.Get());
   if (peer.uid == geteuid() && ProcessHandle(peer.pid).Executes(application.executable))
     return true;
-  dlog_print(DLOG_WARN, kLaunchLogTag, "process %d listens for %s and is not that application", peer.pid,
-             application.id.c_str());
+  dlog_print(DLOG_WARN, kLaunchLogTag, "process %d listens for %s and is not that application",
+             peer.pid, application.id.c_str());
   return false;
 }
 

@@ -39,8 +39,8 @@ class LaunchFailed : public std::runtime_error {
 //
 // A new process gets the launcher's root in its environment, a session of its own, default signal
 // handling, the package's folder as its working folder, /dev/null for its standard input, output
-// and error, and no other descriptor but its listening socket. Whoever runs
-// an Ecore main loop gets it reaped by Ecore.
+// and error, and no other descriptor but its listening socket. In a program with an Ecore main
+// loop, Ecore reaps it.
 void LaunchWith(const ApplicationRecord& application, const std::vector<uint8_t>& request);
 
 // That another process has locked the application's launch, and which.

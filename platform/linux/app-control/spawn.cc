@@ -41,7 +41,7 @@ bool TakeDescriptors(int socket) {
   // The socket first: it may have the number of a standard descriptor.
   if (socket != kInheritedSocket && dup2(socket, kInheritedSocket) < 0) return false;
   if (fcntl(kInheritedSocket, F_SETFD, 0) != 0) return false;
-  // Whoever waits for the end of the launcher's output must not wait for the application.
+  // A reader of the launcher's output must not have to wait for the end of the application.
   const int null = open("/dev/null", O_RDWR);
   if (null < 0) return false;
   for (const int standard : {STDIN_FILENO, STDOUT_FILENO, STDERR_FILENO})

@@ -10,9 +10,8 @@
 namespace platform {
 
 // Starts the application's executable with its listening socket, whose peers see the new process
-// from now on as the one that listens. Costs the same however large the
-// calling process is. Returns 0 and the process in `*pid`, or the errno value that says why there
-// is none.
+// from now on as the one that listens. Costs the same however large the calling process is. Returns
+// 0 and the process in `*pid`, or the errno value that says why there is none.
 int SpawnApplication(const ApplicationRecord& application, const UniqueFd& listening_socket,
                      pid_t* pid);
 

@@ -13,7 +13,7 @@ namespace platform {
 
 // The exclusive lock on a file, which is made (mode 0600) when it is missing. A symbolic link is
 // not followed (ELOOP). Held until the descriptor and its copies are closed, so the kernel drops it
-// with the process. Whoever holds it may remove the file. Never waits: on failure the result is
+// with the process. The holder may remove the file. Never waits: on failure the result is
 // empty and errno says why, EWOULDBLOCK when another holds the lock.
 UniqueFd LockFile(const std::string& path);
 

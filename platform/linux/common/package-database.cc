@@ -224,8 +224,8 @@ void Sync(const std::string& path) {
     throw DatabaseError(path + ": " + std::generic_category().message(errno));
 }
 
-// The next state of the database: a copy of the file, changed and then put in its place. Whoever
-// reads has the old state or the new one, and a crash leaves one of them.
+// The next state of the database: a modified copy that is renamed over the file. A reader sees the
+// old state or the new one, and a crash leaves one of them.
 class NextState {
  public:
   NextState() : root_(RootFolder()), file_(FolderBelowRoot(kStagingFolder) + "/packages.db") {
@@ -259,7 +259,7 @@ class NextState {
     try {
       Sync(root_);
     } catch (const DatabaseError& error) {
-      // The new state is there for everybody, so that it is no failure any more.
+      // All readers see the new state by now, so this is no failure of the operation.
       dlog_print(DLOG_ERROR, "PLATFORM", "%s", error.what());
     }
   }

@@ -20,8 +20,8 @@ using sqlite::DatabaseError;
 // safe from any thread, see what other processes stored, and throw DatabaseError with a text that
 // names the file. While nothing was ever installed the queries find nothing and create nothing.
 //
-// The file is never changed: whoever stores writes a new one and puts it in the place of the old
-// one. Queries take no lock, so that no process can delay those of another.
+// The file is never modified in place: a writer writes a new file and renames it over the old one.
+// Queries take no lock, so that no process can delay those of another.
 
 // Numbered as the platform's package interface numbers them.
 enum class ApplicationKind { kUi = 1, kService = 2, kWidget = 3, kWatch = 4 };

@@ -33,8 +33,8 @@ struct Executable {
   bool is_deleted = false;
 };
 
-// One process. A process id is reused after its process has exited; a handle is not: it then finds
-// nothing any more.
+// One process. A process id is reused after its process has exited; a handle never refers to the
+// new process.
 class ProcessHandle {
  public:
   explicit ProcessHandle(pid_t pid);

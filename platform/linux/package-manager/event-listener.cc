@@ -63,7 +63,7 @@ void EventListener::Remove(const std::shared_ptr<Subscription>& subscription) {
 void EventListener::Deliver(const PackageEvent& event) {
   const std::vector<std::shared_ptr<Subscription>> present = subscriptions_;
   for (const auto& subscription : present) {
-    // One that was removed meanwhile has no callback any more.
+    // One that was removed meanwhile has lost its callback.
     if (!subscription->Wants(event.type)) continue;
     subscription->callback(event.package_type.c_str(), event.package_id.c_str(), event.type,
                            event.state, event.progress, event.error, subscription->user_data);

@@ -24,7 +24,7 @@ namespace fs = std::filesystem;
 
 constexpr char kFileName[] = "tizen-manifest.xml";
 constexpr size_t kMaxManifestSize = 1024 * 1024;
-// Whoever listens to package events looks at each of them.
+// Each listener to package events processes all of them.
 constexpr size_t kMaxApplications = 16;
 
 // Three numbers, 0-255.0-255.0-65535.

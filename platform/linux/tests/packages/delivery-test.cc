@@ -95,7 +95,7 @@ TEST_F(Deliveries, ToAProcessThatRestsCostOneDescriptor) {
   }
 }
 
-// Another launcher, or whoever keeps the lock for itself.
+// Another launcher, or a process that keeps the lock.
 class LockedDeliveries : public Deliveries {
  protected:
   LockedDeliveries() : lock_(LockFile(FolderBelowRoot(kApplicationLockFolder) + "/" + kAppId)) {}
