@@ -11,9 +11,11 @@
 
 #include <algorithm>
 #include <cctype>
+#include <cmath>
 #include <csignal>
 #include <cstdlib>
 #include <memory>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -40,10 +42,21 @@ void Reject(const qor::Command& command) {
   command.Fail(R"({"ErrorCode":42,"ErrorDescription":"this handler refuses"})");
 }
 
+// The number of seconds that the payload is. Fails the command, and returns nothing, when it is
+// none: NaN would stop the timers of the main loop.
+std::optional<double> ReadSeconds(const qor::Command& command) {
+  const double seconds = std::strtod(command.Payload().c_str(), nullptr);
+  if (std::isfinite(seconds)) return seconds;
+  command.Fail(R"({"ErrorDescription":"the payload is not a number of seconds"})");
+  return std::nullopt;
+}
+
 // Answers after the seconds that the payload names, whether the agent waits that long or not.
 void Delay(const qor::Command& command) {
+  const auto seconds = ReadSeconds(command);
+  if (!seconds) return;
   ecore_timer_add(
-      std::strtod(command.Payload().c_str(), nullptr),
+      *seconds,
       [](void* data) -> Eina_Bool {
         const std::unique_ptr<qor::Command> kept(static_cast<qor::Command*>(data));
         kept->Succeed(R"({"text":"done slowly"})");
@@ -55,8 +68,9 @@ void Delay(const qor::Command& command) {
 // Takes longer than the agent allows: asks for the seconds that the payload names, works that long
 // when they are granted and gives up at once when they are not.
 void Slow(const qor::Command& command) {
-  const double seconds = std::strtod(command.Payload().c_str(), nullptr);
-  if (!command.AskForSeconds(seconds * 2)) {
+  const auto seconds = ReadSeconds(command);
+  if (!seconds) return;
+  if (!command.AskForSeconds(*seconds * 2)) {
     command.Fail(R"({"ErrorDescription":"no more time was granted"})");
     return;
   }

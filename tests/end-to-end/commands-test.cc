@@ -110,6 +110,16 @@ TEST_F(Commands, ReachTheClientLateWhenTheHandlerAnswersAfterTheTimeout) {
   EXPECT_EQ(responses.back().status, QOR_REQUEST_STATUS_SUCCESS);
 }
 
+TEST_F(Commands, WithSecondsThatAreNoNumberFail) {
+  Install("text");
+  auto& agent = StartAgent();
+  ASSERT_EQ(agent.Send("not finite", "text.delay", "nan"), 0);
+  const auto* response = agent.WaitForResponse("not finite", kPatienceSeconds);
+  ASSERT_NE(response, nullptr);
+  EXPECT_EQ(response->status, QOR_REQUEST_STATUS_FAILED);
+  EXPECT_NE(response->error.find("not a number of seconds"), std::string::npos) << response->error;
+}
+
 TEST_F(Commands, OfATypeThatNobodyServesAreRefused) {
   Install("text");
   auto& agent = StartAgent();

@@ -182,6 +182,7 @@ TEST_F(Send, RefusesNumbersThatMeanNothing) {
   for (const std::vector<std::string>& wrong : {std::vector<std::string>{"--count", "0"},
                                                 {"--parallel", "0"},
                                                 {"--repeat", "0"},
+                                                {"--repeat", "nan"},
                                                 {"--execution-timeout", "-1"},
                                                 {"--count", "x"}}) {
     std::vector<std::string> words = {"send", "text.echo", "1"};

@@ -5,6 +5,8 @@
 #include <CLI/CLI.hpp>
 
 #include <algorithm>
+#include <cmath>
+#include <cstdlib>
 #include <iostream>
 #include <memory>
 #include <string>
@@ -186,7 +188,11 @@ void AddSendCommand(CLI::App& app, Choice& choice) {
       ->capture_default_str();
   send->add_option("--repeat", options->repeat_seconds,
                    "Send all of it again every so many seconds, until interrupted")
-      ->check(CLI::PositiveNumber);
+      ->check(CLI::PositiveNumber)
+      // The check for a positive number admits NaN, which no comparison excludes.
+      ->check([](const std::string& text) {
+        return std::string(std::isnan(std::strtod(text.c_str(), nullptr)) ? "not a number" : "");
+      });
   send->add_flag("--strict", options->strict, "Refuse a payload that is not JSON");
   send->add_flag("--json", options->json, "Print results as JSON lines");
   send->add_flag("--raw", options->raw, "Write results as they are, on a terminal too");
