@@ -35,7 +35,7 @@ std::string ReadConfigText(const std::string& path);
 // are part of a scalar or a comment.
 std::size_t ConfigWeight(const std::string& text);
 
-// Takes a weight off what is left. Throws ConfigTooLong, and takes nothing, when that is less.
+// Subtracts a weight from what is left. Throws ConfigTooLong, without subtracting, if it is less.
 void TakeConfigWeight(std::size_t weight, std::size_t& left);
 
 }  // namespace handlers

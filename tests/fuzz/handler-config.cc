@@ -49,7 +49,7 @@ void RequireBoundedNodes(const std::string& text) {
     std::istringstream input(text);
     YAML::Parser(input).HandleNextDocument(nodes);
   } catch (const YAML::Exception&) {
-    // What came before the fault was made all the same.
+    // Nodes before the fault were created nevertheless.
   }
   const std::size_t indicators =
       (handlers::ConfigWeight(text) - text.size()) / handlers::kIndicatorWeight;

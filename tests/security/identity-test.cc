@@ -142,7 +142,7 @@ TEST_F(Identity, StaysThatOfAProcessThatHasExited) {
   Attach(attacker);
   ASSERT_EQ(TheAgent().Send("own", kId, ""), 0);
   EXPECT_EQ(attacker.Ask("next"), "own org.example.attacker");
-  // Until the agent looks at the process when it hears of it.
+  // Until the agent inspects the process on receiving from it.
   const auto begin = std::chrono::steady_clock::now();
   while (std::chrono::steady_clock::now() - begin < std::chrono::seconds(1)) ExpectUnharmed();
   attacker.Tell("result-and-exit own");

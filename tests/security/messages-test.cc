@@ -69,7 +69,7 @@ TEST_F(Messages, ThatNeverComeKeepNoDescriptors) {
   for (int i = 0; i < 10; ++i) ExpectUnharmed();
   EXPECT_LE(OpenDescriptors(),
             before + static_cast<std::ptrdiff_t>(platform::MessageServer::kMaxSenders) + 10);
-  // Events are heard all the same.
+  // Events arrive nevertheless.
   const size_t updates = TheAgent().Updates().size();
   Install("silent");
   EXPECT_TRUE(AwaitUpdates(updates + 1));

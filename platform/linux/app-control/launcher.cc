@@ -176,6 +176,7 @@ void LaunchWith(const ApplicationRecord& application, const std::vector<uint8_t>
   while (!Launch(application, request, Attempt::kFirst)) {
     if (std::chrono::steady_clock::now() >= deadline)
       throw LaunchFailed(LaunchLockError(application.id));
+    // The kernel reports no event when a lock is released, but to a call that waits without limit.
     std::this_thread::sleep_for(kLockRetryInterval);
   }
 }

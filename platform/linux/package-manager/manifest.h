@@ -14,7 +14,7 @@ namespace platform {
 // to stay inside. `shown_as` is the name under which the user knows the package. The executables in
 // the result are relative to the folder, free of links; root_path is empty. Throws PackageRefused.
 //
-// A manifest is at most 1 MiB long. The rules for ids stand in platform/linux/common/ids.h.
+// A manifest is at most 1 MiB long. The rules for ids are in platform/linux/common/ids.h.
 PackageRecord ReadManifest(const std::string& folder, const std::string& shown_as);
 
 }  // namespace platform

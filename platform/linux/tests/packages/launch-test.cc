@@ -298,7 +298,7 @@ TEST_F(Launch, HandsNoRequestToAnotherProcessThatListensInItsPlace) {
   }
 }
 
-// To whom the descriptor is handed over, so that it is told as the one that listens.
+// Receives the descriptor and listens on it, so that the kernel names this process to peers.
 TEST_F(Launch, NamesTheProcessThatListens) {
   InstallService();
   CloseGate();
