@@ -176,7 +176,9 @@ void LaunchWith(const ApplicationRecord& application, const std::vector<uint8_t>
   while (!Launch(application, request, Attempt::kFirst)) {
     if (std::chrono::steady_clock::now() >= deadline)
       throw LaunchFailed(LaunchLockError(application.id));
-    // The kernel reports no event when a lock is released, but to a call that waits without limit.
+    // Polls, since the kernel reports the release of a lock only to a call that waits without
+    // limit. Not by AwaitLock(): an application that runs by now is reached although the lock is
+    // still held.
     std::this_thread::sleep_for(kLockRetryInterval);
   }
 }

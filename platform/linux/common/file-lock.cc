@@ -77,7 +77,8 @@ UniqueFd AwaitLock(const std::string& path, std::chrono::milliseconds limit) {
                  static_cast<long long>(std::chrono::ceil<std::chrono::seconds>(limit).count()));
       is_logged = true;
     }
-    // The kernel reports no event when a lock is released, but to a call that waits without limit.
+    // Polls, since the kernel reports the release of a lock only to a call that waits without
+    // limit.
     std::this_thread::sleep_for(kRetryInterval);
   }
 }
