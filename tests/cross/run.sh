@@ -65,9 +65,9 @@ elif [ -n "$emulator" ]; then
   left_out+='|^platform\.(Admission|AppCommon|Deliveries|Events|Identity|Interrupted|Launch'
   left_out+='|OutdatedLaunch|Proxy|ProxySync|ProxyWithPeer|RefusedDeliveries|Stub)\.'
   targets="qor-common/all src/all handler/all handler/tests/all platform/all platform/conformance/all
-    platform/linux/tests/all tests/unit/all tests/fake-platform/all tests/model/all tests/sweep/all
-    tests/fuzz/all"
-  select=(-L '^(unit|model|sweep|conformance|handler|platform|fuzz)' -E "$left_out")
+    platform/linux/tests/all tests/unit/all tests/fake-platform/all tests/model/all
+    tests/fault-injection/all tests/fuzz/all"
+  select=(-L '^(unit|model|fault-injection|conformance|handler|platform|fuzz)' -E "$left_out")
 else
   # These are about this machine's packages, documents and tools.
   select=(-LE '^(install|documents|instructions)$')

@@ -12,11 +12,11 @@
 #include <string>
 #include <utility>
 
+#include "fault-injection/allocation-failure.h"
 #include "platform/linux/rpc-port/port.h"
 #include "platform/linux/tests/ipc/loop.h"
 #include "platform/linux/tests/ipc/sockets.h"
 #include "platform/linux/tests/ipc/test-root.h"
-#include "sweep/allocation-failure.h"
 
 namespace platform::test {
 namespace {
@@ -142,7 +142,7 @@ TEST(Allocations, ThatFailAreTold) {
     SCOPED_TRACE("allocation " + std::to_string(nth));
     bool has_failed = false;
     {
-      sweep::AllocationFailure failure(nth, [] { return is_inside; });
+      fault_injection::AllocationFailure failure(nth, [] { return is_inside; });
       failure.Arm();
       const int result = Exchange().Play(app_id.c_str());
       has_failed = failure.HasFailed();
@@ -168,7 +168,7 @@ TEST(Allocations, ThatFailInTheMiddleOfAFrameEndTheConnection) {
     auto pair = SocketPair();
     const auto sender = std::make_shared<rpc::Port>(std::move(pair.first));
     sender->Open(partner);
-    sweep::AllocationFailure failure(nth, [] { return true; });
+    fault_injection::AllocationFailure failure(nth, [] { return true; });
     failure.Arm();
     bool is_refused = false;
     try {

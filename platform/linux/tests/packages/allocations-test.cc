@@ -18,12 +18,12 @@
 #include <string>
 #include <thread>
 
+#include "fault-injection/allocation-failure.h"
 #include "platform/linux/common/message.h"
 #include "platform/linux/common/root-folder.h"
 #include "platform/linux/common/unix-socket.h"
 #include "platform/linux/package-manager/package-event.h"
 #include "platform/linux/tests/packages/support/platform-test.h"
-#include "sweep/allocation-failure.h"
 
 namespace platform {
 namespace {
@@ -41,7 +41,7 @@ class Allocations : public test::PlatformTest {
       int result = 0;
       bool has_failed = false;
       {
-        sweep::AllocationFailure failure(nth, Always);
+        fault_injection::AllocationFailure failure(nth, Always);
         failure.Arm();
         result = function();
         has_failed = failure.HasFailed();
@@ -120,7 +120,7 @@ TEST_F(Allocations, ThatFailWhileAnEventComesLoseNoMoreThanThatEvent) {
       EXPECT_EQ(poll(&ready, 1, 60'000), 1);
       is_heard = true;
     });
-    sweep::AllocationFailure failure(failing, Always);
+    fault_injection::AllocationFailure failure(failing, Always);
     if (failing != 0) failure.Arm();
     while (!is_heard) ecore_main_loop_iterate();
     sender.join();

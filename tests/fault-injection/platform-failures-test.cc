@@ -4,13 +4,13 @@
 #include <gtest/gtest.h>
 
 #include "documented-errors.h"
-#include "world.h"
+#include "environment.h"
 
 namespace {
 
-using sweep::Journal;
-using sweep::Play;
-using sweep::Scenario;
+using fault_injection::Journal;
+using fault_injection::Play;
+using fault_injection::Scenario;
 
 // Each scenario, once for every call of a platform function in it and every error of that function.
 class PlatformFailures : public ::testing::TestWithParam<Scenario> {
@@ -36,12 +36,12 @@ class PlatformFailures : public ::testing::TestWithParam<Scenario> {
   std::map<std::string, int> counts_;
 };
 
-INSTANTIATE_TEST_SUITE_P(At, PlatformFailures, ::testing::ValuesIn(sweep::kScenarios),
+INSTANTIATE_TEST_SUITE_P(At, PlatformFailures, ::testing::ValuesIn(fault_injection::kScenarios),
                          [](const auto& param_info) { return param_info.param.name; });
 
 TEST_P(PlatformFailures, OfAnyCallAreSurvived) {
   for (const auto& [function, count] : counts_) {
-    for (const int error : sweep::DocumentedErrors(function)) {
+    for (const int error : fault_injection::DocumentedErrors(function)) {
       for (int nth = 1; nth <= count; ++nth) {
         Fail(function, error, nth);
         if (HasFailure()) return;
@@ -52,7 +52,7 @@ TEST_P(PlatformFailures, OfAnyCallAreSurvived) {
 
 TEST_P(PlatformFailures, OfAllCallsOfAFunctionAreSurvived) {
   for (const auto& [function, count] : counts_) {
-    for (const int error : sweep::DocumentedErrors(function)) {
+    for (const int error : fault_injection::DocumentedErrors(function)) {
       SCOPED_TRACE("all calls of " + function + " with " + std::to_string(error));
       Play(GetParam(), [&, name = function] { fake::FailAlways(name, error); });
       EXPECT_TRUE(Play(GetParam()) == expected_);

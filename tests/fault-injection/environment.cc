@@ -1,7 +1,7 @@
 // Copyright 2026 The qor-handler-manager authors
 // SPDX-License-Identifier: Apache-2.0
 
-#include "world.h"
+#include "environment.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -17,11 +17,11 @@
 #include "handler-package.h"
 #include "handler-peer.h"
 
-namespace sweep {
+namespace fault_injection {
 
 namespace {
 
-// There are thousands of worlds, each with files of its own: these go where they cost least.
+// Thousands of environments write files: keep them off the disk.
 void KeepFilesInMemory() {
   static const bool possible = std::filesystem::is_directory("/dev/shm");
   if (possible) setenv("TMPDIR", "/dev/shm", 0);
@@ -60,18 +60,18 @@ bool Journal::operator==(const Journal& other) const {
   return all(*this) == all(other);
 }
 
-World::World() {
+Environment::Environment() {
   KeepFilesInMemory();
   fake::Reset();
   support::InstallHandler("h", {"type", "other type"});
   support::InstallHandler("i", {"type"}, "20");
 }
 
-void World::BeginHere() {
+void Environment::BeginHere() {
   if (on_begin) on_begin();
 }
 
-void World::Start() {
+void Environment::Start() {
   Configure();
   Call("set_response_cb",
        [this] { return qor_handler_manager_set_response_cb(OnResponse, &journal_); });
@@ -81,7 +81,7 @@ void World::Start() {
        [this] { return qor_handler_manager_set_handler_update_cb(OnUpdate, &journal_); });
 }
 
-void World::Configure() {
+void Environment::Configure() {
   qor_handler_manager_configuration_h config = nullptr;
   if (Call("configuration_create",
            [&] { return qor_handler_manager_configuration_create(&config); }) != 0) {
@@ -97,18 +97,20 @@ void World::Configure() {
   Call("configuration_destroy", [&] { return qor_handler_manager_configuration_destroy(config); });
 }
 
-void World::ShutDown() {
+void Environment::ShutDown() {
   Call("shutdown", [] { return qor_handler_manager_shutdown(); });
 }
 
-int World::Send(const std::string& uuid, const std::string& request_type) {
+int Environment::Send(const std::string& uuid, const std::string& request_type) {
   return SendIn("send_command", uuid, request_type);
 }
 
-int World::SendFirst(const std::string& uuid) { return SendIn("first send_command", uuid, "type"); }
+int Environment::SendFirst(const std::string& uuid) {
+  return SendIn("first send_command", uuid, "type");
+}
 
-int World::SendIn(const std::string& step, const std::string& uuid,
-                  const std::string& request_type) {
+int Environment::SendIn(const std::string& step, const std::string& uuid,
+                        const std::string& request_type) {
   const int result = Call(step, [&] {
     return qor_handler_manager_send_command(uuid.c_str(), request_type.c_str(),
                                             "{\"what\": \"a payload of some length\"}", 3, 17);
@@ -117,18 +119,18 @@ int World::SendIn(const std::string& step, const std::string& uuid,
   return result;
 }
 
-void World::Enumerate() {
+void Environment::Enumerate() {
   Call("foreach_handler_info", [this] {
     return qor_handler_manager_foreach_handler_info(
         [](qor_handler_manager_handler_info_h info, void* data) {
           const fake::SideScope side(fake::Side::kTest);
-          auto* world = static_cast<World*>(data);
+          auto* environment = static_cast<Environment*>(data);
           qor_handler_manager_handler_info_h clone = nullptr;
-          const int result = world->Call("handler_info_clone", [&] {
+          const int result = environment->Call("handler_info_clone", [&] {
             return qor_handler_manager_handler_info_clone(info, &clone);
           });
           EXPECT_EQ(result == 0, clone != nullptr);
-          if (result == 0) world->clones_.push_back(clone);
+          if (result == 0) environment->clones_.push_back(clone);
           return true;
         },
         this);
@@ -138,7 +140,7 @@ void World::Enumerate() {
   }
 }
 
-void World::Connect(const std::string& instance, const std::string& app_id) {
+void Environment::Connect(const std::string& instance, const std::string& app_id) {
   if (!fake::IsListening() || fake::IsConnected(instance)) return;
   Do("connect", [&] {
     fake::Connect(app_id, instance);
@@ -146,7 +148,7 @@ void World::Connect(const std::string& instance, const std::string& app_id) {
   });
 }
 
-void World::Disconnect(const std::string& instance) {
+void Environment::Disconnect(const std::string& instance) {
   if (!fake::IsConnected(instance)) return;
   Do("disconnect", [&] {
     fake::Disconnect(instance);
@@ -154,7 +156,7 @@ void World::Disconnect(const std::string& instance) {
   });
 }
 
-void World::Fetch(const std::string& instance) {
+void Environment::Fetch(const std::string& instance) {
   if (!fake::IsConnected(instance)) return;
   Do("fetch", [&] {
     return fake::Receive(instance, fake::ParcelWriter()
@@ -165,7 +167,7 @@ void World::Fetch(const std::string& instance) {
   });
 }
 
-void World::Answer(const std::string& instance, const std::string& uuid) {
+void Environment::Answer(const std::string& instance, const std::string& uuid) {
   if (!fake::IsConnected(instance) || !WasDelivered(instance, uuid)) return;
   ++journal_.answered[uuid];
   Do("answer", [&] {
@@ -179,7 +181,7 @@ void World::Answer(const std::string& instance, const std::string& uuid) {
   });
 }
 
-void World::Negotiate(const std::string& instance, const std::string& uuid, double seconds) {
+void Environment::Negotiate(const std::string& instance, const std::string& uuid, double seconds) {
   if (!fake::IsConnected(instance) || !WasDelivered(instance, uuid)) return;
   Do("negotiate", [&] {
     return fake::Receive(
@@ -188,14 +190,14 @@ void World::Negotiate(const std::string& instance, const std::string& uuid, doub
   });
 }
 
-void World::Advance(double seconds) {
+void Environment::Advance(double seconds) {
   Do("timers", [&] {
     fake::Advance(seconds);
     return 0;
   });
 }
 
-void World::Install(const std::string& package_id) {
+void Environment::Install(const std::string& package_id) {
   support::InstallPackage(package_id, {{"one", {{"first"}}}, {"two", {{"second"}}}});
   Do("installed", [&] {
     support::RaiseInstalled(package_id);
@@ -203,7 +205,7 @@ void World::Install(const std::string& package_id) {
   });
 }
 
-void World::Update(const std::string& package_id) {
+void Environment::Update(const std::string& package_id) {
   support::InstallPackage(package_id, {{"one", {{"first", "third"}}}});
   Do("updated", [&] {
     support::RaiseUpdated(package_id);
@@ -211,7 +213,7 @@ void World::Update(const std::string& package_id) {
   });
 }
 
-void World::Uninstall(const std::string& package_id) {
+void Environment::Uninstall(const std::string& package_id) {
   Do("uninstalling", [&] {
     support::RaiseUninstalling(package_id);
     return 0;
@@ -219,7 +221,7 @@ void World::Uninstall(const std::string& package_id) {
   fake::Uninstall(package_id);
 }
 
-int World::Do(const std::string& name, const std::function<int()>& step) {
+int Environment::Do(const std::string& name, const std::function<int()>& step) {
   int result = 0;
   try {
     result = step();
@@ -233,14 +235,14 @@ int World::Do(const std::string& name, const std::function<int()>& step) {
   return result;
 }
 
-int World::Call(const std::string& name, const std::function<int()>& function) {
+int Environment::Call(const std::string& name, const std::function<int()>& function) {
   return Do(name, [&function] {
     const fake::SideScope side(fake::Side::kCaller);
     return function();
   });
 }
 
-bool World::WasDelivered(const std::string& instance, const std::string& uuid) const {
+bool Environment::WasDelivered(const std::string& instance, const std::string& uuid) const {
   for (fake::ParcelReader parcel : fake::Sent(instance, RPC_PORT_PORT_CALLBACK)) {
     try {
       parcel.Int32();
@@ -255,4 +257,4 @@ bool World::WasDelivered(const std::string& instance, const std::string& uuid) c
   return false;
 }
 
-}  // namespace sweep
+}  // namespace fault_injection

@@ -12,7 +12,7 @@
 
 #include <map>
 
-namespace sweep {
+namespace fault_injection {
 
 namespace {
 
@@ -110,4 +110,4 @@ const std::vector<int>& DocumentedErrors(const std::string& function) {
   return kErrors.at(function);
 }
 
-}  // namespace sweep
+}  // namespace fault_injection

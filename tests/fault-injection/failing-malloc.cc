@@ -16,19 +16,19 @@ void* __libc_calloc(std::size_t count, std::size_t size);
 void* __libc_realloc(void* memory, std::size_t size);
 
 void* malloc(std::size_t size) {
-  if (!sweep::MustAllocationFail()) return __libc_malloc(size);
+  if (!fault_injection::MustAllocationFail()) return __libc_malloc(size);
   errno = ENOMEM;
   return nullptr;
 }
 
 void* calloc(std::size_t count, std::size_t size) {
-  if (!sweep::MustAllocationFail()) return __libc_calloc(count, size);
+  if (!fault_injection::MustAllocationFail()) return __libc_calloc(count, size);
   errno = ENOMEM;
   return nullptr;
 }
 
 void* realloc(void* memory, std::size_t size) {
-  if (!sweep::MustAllocationFail()) return __libc_realloc(memory, size);
+  if (!fault_injection::MustAllocationFail()) return __libc_realloc(memory, size);
   errno = ENOMEM;
   return nullptr;
 }

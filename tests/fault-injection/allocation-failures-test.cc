@@ -6,16 +6,16 @@
 #include <optional>
 
 #include "allocation-failure.h"
+#include "environment.h"
 #include "fake-platform.h"
-#include "world.h"
 
 namespace {
 
-using sweep::AllocationFailure;
-using sweep::Journal;
-using sweep::Play;
-using sweep::Scenario;
-using sweep::Step;
+using fault_injection::AllocationFailure;
+using fault_injection::Journal;
+using fault_injection::Play;
+using fault_injection::Scenario;
+using fault_injection::Step;
 
 // The failed allocation's own step. A C function tells of it, unless it starts the library:
 // handlers that cannot be loaded are left out.
@@ -36,7 +36,7 @@ bool IsOfTheLibrary() { return fake::CurrentSide() == fake::Side::kCaller; }
 // Each scenario, once for every allocation that the library makes in it.
 class AllocationFailures : public ::testing::TestWithParam<Scenario> {};
 
-INSTANTIATE_TEST_SUITE_P(At, AllocationFailures, ::testing::ValuesIn(sweep::kScenarios),
+INSTANTIATE_TEST_SUITE_P(At, AllocationFailures, ::testing::ValuesIn(fault_injection::kScenarios),
                          [](const auto& param_info) { return param_info.param.name; });
 
 TEST_P(AllocationFailures, OfAnyAllocationAreSurvived) {

@@ -3,7 +3,7 @@
 
 #include "allocation-failure.h"
 
-namespace sweep {
+namespace fault_injection {
 
 namespace {
 
@@ -38,4 +38,4 @@ void AllocationFailure::Arm() { counter.armed = true; }
 
 bool AllocationFailure::HasFailed() const { return counter.failed; }
 
-}  // namespace sweep
+}  // namespace fault_injection

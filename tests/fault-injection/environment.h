@@ -1,8 +1,8 @@
 // Copyright 2026 The qor-handler-manager authors
 // SPDX-License-Identifier: Apache-2.0
 
-#ifndef TESTS_SWEEP_WORLD_H_
-#define TESTS_SWEEP_WORLD_H_
+#ifndef TESTS_FAULT_INJECTION_ENVIRONMENT_H_
+#define TESTS_FAULT_INJECTION_ENVIRONMENT_H_
 
 #include <functional>
 #include <map>
@@ -12,7 +12,7 @@
 #include "fake-platform.h"
 #include "qor_handler_manager.h"
 
-namespace sweep {
+namespace fault_injection {
 
 // One call of a C function, or one thing that the platform did to the library.
 struct Step {
@@ -39,10 +39,10 @@ struct Journal {
 // A client, handlers and a platform around the library. Everything goes on when things fail, as far
 // as a real peer could: a handler connects only where somebody listens and answers only what it was
 // sent.
-class World {
+class Environment {
  public:
   // A fresh platform with the handlers "h", of the types "type" and "other type", and "i".
-  World();
+  Environment();
 
   // Everything before this is preparation, and not what the scenario is about.
   void BeginHere();
@@ -85,7 +85,7 @@ class World {
 
 struct Scenario {
   const char* name;
-  void (*play)(World&);
+  void (*play)(Environment&);
   // A command that was accepted is answered, whatever fails.
   bool answers_what_it_accepts = false;
 };
@@ -96,6 +96,6 @@ extern const std::vector<Scenario> kScenarios;
 Journal Play(const Scenario& scenario, const std::function<void()>& on_begin = nullptr,
              const std::function<void(const Step&)>& on_step = nullptr);
 
-}  // namespace sweep
+}  // namespace fault_injection
 
 #endif

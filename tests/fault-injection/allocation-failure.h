@@ -1,10 +1,10 @@
 // Copyright 2026 The qor-handler-manager authors
 // SPDX-License-Identifier: Apache-2.0
 
-#ifndef TESTS_SWEEP_ALLOCATION_FAILURE_H_
-#define TESTS_SWEEP_ALLOCATION_FAILURE_H_
+#ifndef TESTS_FAULT_INJECTION_ALLOCATION_FAILURE_H_
+#define TESTS_FAULT_INJECTION_ALLOCATION_FAILURE_H_
 
-namespace sweep {
+namespace fault_injection {
 
 // While one lives, the nth allocation that this thread makes fails, once, of those made while
 // `counts` says so. What an allocation is depends on what the program links: operator new
@@ -26,6 +26,6 @@ class AllocationFailure {
 // Called for each allocation: counts it and returns whether it is the one to fail.
 bool MustAllocationFail();
 
-}  // namespace sweep
+}  // namespace fault_injection
 
 #endif

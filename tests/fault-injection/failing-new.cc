@@ -9,7 +9,7 @@
 namespace {
 
 void* Allocate(std::size_t size) {
-  if (sweep::MustAllocationFail()) throw std::bad_alloc();
+  if (fault_injection::MustAllocationFail()) throw std::bad_alloc();
   void* memory = std::malloc(size != 0 ? size : 1);
   if (memory == nullptr) throw std::bad_alloc();
   return memory;
