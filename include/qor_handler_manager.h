@@ -108,7 +108,7 @@ typedef qor_handler_manager_handler_info_s* qor_handler_manager_handler_info_h;
  *
  * Not every command ends by a timeout. A command loses its timer when its handler connects, until
  * the handler asks for commands, and can lose it when other commands of the same handler are sent
- * or end. Without a timer it ends only by the handler's result or at shutdown. docs/not-promised.md
+ * or end. Without a timer it ends only by the handler's result or at shutdown. docs/limitations.md
  * has the rules. An agent that needs an end for every command sets a deadline of its own.
  *
  * The command is pending until the callback returns: sending its uuid to the same handler in the
