@@ -13,80 +13,81 @@ namespace qor::internal {
 
 namespace {
 
-constexpr double kFirstDelaySeconds = 0.2;
-constexpr double kLongestDelaySeconds = 30;
-constexpr std::size_t kMostUnsettled = 64;
+constexpr std::chrono::duration<double> kMinBackoff{0.2};
+constexpr std::chrono::duration<double> kMaxBackoff{30};
+// Bounds the answers that are sent again after a lost connection.
+constexpr std::size_t kMaxUnacked = 64;
 
 }  // namespace
 
-AgentLink::AgentLink(std::string agent, Receiver& receiver, std::size_t most_kept,
+AgentLink::AgentLink(std::string agent, Receiver& receiver, std::size_t max_pending,
                      Lifetime lifetime)
     : agent_(std::move(agent)),
       receiver_(receiver),
-      most_kept_(most_kept),
+      max_pending_(max_pending),
       lifetime_(lifetime),
-      delay_(kFirstDelaySeconds) {}
+      backoff_(kMinBackoff) {}
 
 AgentLink::~AgentLink() {
   StopTimer();
-  StopSettlingLater();
+  StopIdleEnterer();
 }
 
-void AgentLink::OnWanted() {
-  is_wanted_ = true;
-  if (connection_ != nullptr && !connection_->IsOver()) return;
-  delay_ = kFirstDelaySeconds;
+void AgentLink::OnFetchRequested() {
+  is_fetch_requested_ = true;
+  if (connection_ != nullptr && !connection_->IsClosed()) return;
+  backoff_ = kMinBackoff;
   Connect();
 }
 
 void AgentLink::Send(const std::string& uuid, Answer answer) {
-  kept_.emplace_back(uuid, std::move(answer));
-  if (connection_ != nullptr && !connection_->IsOver()) {
-    // While it is being connected they go when it stands.
-    SendKept();
+  pending_.emplace_back(uuid, std::move(answer));
+  if (connection_ != nullptr && !connection_->IsClosed()) {
+    // Fails while connecting; OnOpened() sends them then.
+    SendPending();
   } else if (timer_ == nullptr) {
-    delay_ = kFirstDelaySeconds;
-    ConnectLater();
+    backoff_ = kMinBackoff;
+    ReconnectWithBackoff();
   }
-  if (kept_.size() > most_kept_) {
-    dlog_print(DLOG_ERROR, kLogTag, "too many answers wait for %s, that of %s is lost",
-               agent_.c_str(), kept_.front().first.c_str());
-    kept_.pop_front();
+  if (pending_.size() > max_pending_) {
+    dlog_print(DLOG_ERROR, kLogTag, "too many pending answers for %s: dropped that of %s",
+               agent_.c_str(), pending_.front().first.c_str());
+    pending_.pop_front();
   }
 }
 
-bool AgentLink::AskForSeconds(const std::string& uuid, double seconds) {
-  // Replies come in order.
-  Settle();
-  return connection_ != nullptr && connection_->AskForSeconds(uuid, seconds) &&
+bool AgentLink::RequestExtension(const std::string& uuid, double seconds) {
+  // Replies come in the order of the calls.
+  AwaitAcks();
+  return connection_ != nullptr && connection_->RequestExtension(uuid, seconds) &&
          connection_->AwaitReply().value_or(false);
 }
 
 void AgentLink::OnOpened() {
-  delay_ = kFirstDelaySeconds;
-  is_wanted_ = false;
+  backoff_ = kMinBackoff;
+  is_fetch_requested_ = false;
   was_open_ = true;
-  // First what is done, so that the agent does not deliver it again.
-  SendKept();
+  // Before fetching: the agent redelivers every command that it has no answer for.
+  SendPending();
   if (connection_->IsOpen()) connection_->FetchCommands();
 }
 
 void AgentLink::OnCommand(ReceivedCommand command) {
-  // The agent sees us.
-  is_wanted_ = false;
-  if (sent_ > 0) pace_.OnCommandBeforeReply();
+  // The agent delivers over this connection, so it is not stale.
+  is_fetch_requested_ = false;
+  if (unacked_ > 0) batching_.OnCommandBeforeAck();
   receiver_.OnCommand(std::move(command));
 }
 
 void AgentLink::OnClosed() {
-  // To be sent again: nobody knows whether they arrived.
-  sent_ = 0;
-  StopSettlingLater();
-  if (!TriesAgain()) return;
-  if (was_open_ && is_wanted_) {
-    ConnectIn(0);
+  // Send these again: whether they arrived is unknown.
+  unacked_ = 0;
+  StopIdleEnterer();
+  if (!ShouldReconnect()) return;
+  if (was_open_ && is_fetch_requested_) {
+    ReconnectAfter(Seconds::zero());
   } else {
-    ConnectLater();
+    ReconnectWithBackoff();
   }
 }
 
@@ -94,31 +95,32 @@ void AgentLink::Connect() {
   StopTimer();
   was_open_ = false;
   connection_ = std::make_unique<Connection>(agent_, static_cast<Connection::Observer&>(*this));
-  if (!connection_->Connect() && TriesAgain()) ConnectLater();
+  if (!connection_->Connect() && ShouldReconnect()) ReconnectWithBackoff();
 }
 
-bool AgentLink::TriesAgain() const {
-  if (lifetime_ == Lifetime::kAlways || !kept_.empty()) return true;
-  return (is_wanted_ || receiver_.IsWorkingFor(agent_)) && delay_ < kLongestDelaySeconds;
+bool AgentLink::ShouldReconnect() const {
+  if (lifetime_ == Lifetime::kPersistent || !pending_.empty()) return true;
+  return (is_fetch_requested_ || receiver_.HasCommandsInFlight(agent_)) && backoff_ < kMaxBackoff;
 }
 
-void AgentLink::ConnectLater() {
-  ConnectIn(delay_);
-  delay_ = std::min(delay_ * 2, kLongestDelaySeconds);
+void AgentLink::ReconnectWithBackoff() {
+  ReconnectAfter(backoff_);
+  backoff_ = std::min(backoff_ * 2, kMaxBackoff);
 }
 
-// Also keeps a connection's end from destroying it while it is on the stack.
-void AgentLink::ConnectIn(double seconds) {
+// Reconnecting replaces the connection, which must not happen inside its own OnClosed(): hence a
+// timer even without a delay.
+void AgentLink::ReconnectAfter(Seconds delay) {
   StopTimer();
   timer_ = ecore_timer_add(
-      seconds,
+      delay.count(),
       [](void* data) -> Eina_Bool {
         auto* self = static_cast<AgentLink*>(data);
         self->timer_ = nullptr;
         try {
           self->Connect();
         } catch (const std::exception& error) {
-          dlog_print(DLOG_ERROR, kLogTag, "cannot connect again to %s: %s", self->agent_.c_str(),
+          dlog_print(DLOG_ERROR, kLogTag, "cannot reconnect to %s: %s", self->agent_.c_str(),
                      error.what());
         }
         return ECORE_CALLBACK_CANCEL;
@@ -131,58 +133,59 @@ void AgentLink::StopTimer() {
   timer_ = nullptr;
 }
 
-void AgentLink::SendKept() {
-  while (sent_ < kept_.size()) {
-    const auto& [uuid, answer] = kept_[sent_];
+void AgentLink::SendPending() {
+  while (unacked_ < pending_.size()) {
+    const auto& [uuid, answer] = pending_[unacked_];
     if (!connection_->SendResult(uuid, answer)) return;
-    ++sent_;
-    if (pace_.MayWait() && sent_ < std::min(kMostUnsettled, most_kept_)) {
-      SettleLater();
+    ++unacked_;
+    if (batching_.MayDefer() && unacked_ < std::min(kMaxUnacked, max_pending_)) {
+      AwaitAcksWhenIdle();
     } else {
-      Settle();
+      AwaitAcks();
     }
   }
 }
 
-void AgentLink::Settle() {
-  if (sent_ == 0) return;
-  StopSettlingLater();
-  const std::size_t count = sent_;
-  while (sent_ > 0) {
-    // Taken out only when it has arrived.
-    const auto taken = connection_->AwaitReply();
-    if (!taken) return;
-    if (!*taken) {
-      dlog_print(DLOG_WARN, kLogTag, "%s does not take the answer of %s", agent_.c_str(),
-                 kept_.front().first.c_str());
+void AgentLink::AwaitAcks() {
+  if (unacked_ == 0) return;
+  StopIdleEnterer();
+  const std::size_t count = unacked_;
+  while (unacked_ > 0) {
+    const auto accepted = connection_->AwaitReply();
+    // Closed; the answers stay pending.
+    if (!accepted) return;
+    if (!*accepted) {
+      // The agent no longer waits for this command, so sending the answer again is no use.
+      dlog_print(DLOG_WARN, kLogTag, "%s rejected the answer to command %s", agent_.c_str(),
+                 pending_.front().first.c_str());
     }
-    kept_.pop_front();
-    --sent_;
+    pending_.pop_front();
+    --unacked_;
   }
-  pace_.OnReplies(count);
+  batching_.OnAcks(count);
 }
 
-void AgentLink::SettleLater() {
-  if (settling_ != nullptr) return;
-  settling_ = ecore_idle_enterer_add(
+void AgentLink::AwaitAcksWhenIdle() {
+  if (idle_enterer_ != nullptr) return;
+  idle_enterer_ = ecore_idle_enterer_add(
       [](void* data) -> Eina_Bool {
         auto* self = static_cast<AgentLink*>(data);
-        self->settling_ = nullptr;
+        self->idle_enterer_ = nullptr;
         try {
-          self->Settle();
+          self->AwaitAcks();
         } catch (const std::exception& error) {
-          dlog_print(DLOG_ERROR, kLogTag, "the replies of %s were not awaited: %s",
-                     self->agent_.c_str(), error.what());
+          dlog_print(DLOG_ERROR, kLogTag, "cannot await acks from %s: %s", self->agent_.c_str(),
+                     error.what());
         }
         return ECORE_CALLBACK_CANCEL;
       },
       this);
-  if (settling_ == nullptr) Settle();
+  if (idle_enterer_ == nullptr) AwaitAcks();
 }
 
-void AgentLink::StopSettlingLater() {
-  if (settling_ != nullptr) ecore_idle_enterer_del(settling_);
-  settling_ = nullptr;
+void AgentLink::StopIdleEnterer() {
+  if (idle_enterer_ != nullptr) ecore_idle_enterer_del(idle_enterer_);
+  idle_enterer_ = nullptr;
 }
 
 }  // namespace qor::internal

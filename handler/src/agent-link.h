@@ -6,80 +6,83 @@
 
 #include <Ecore.h>
 
+#include <chrono>
 #include <cstddef>
 #include <deque>
 #include <memory>
 #include <string>
 #include <utility>
 
+#include "ack-batching.h"
 #include "connection.h"
 #include "records.h"
-#include "reply-pace.h"
 
 namespace qor::internal {
 
-// The way to one agent, through as many connections as it takes: connects again after a loss and
-// keeps answers until they can be handed over. Main loop's thread only.
+// The link to one agent across reconnects. Keeps each answer until the agent has acknowledged it,
+// and sends it again over the next connection otherwise. Main loop's thread only.
 class AgentLink final : private Connection::Observer {
  public:
   class Receiver {
    public:
     virtual void OnCommand(ReceivedCommand command) = 0;
-    virtual bool IsWorkingFor(const std::string& agent) const = 0;
+    virtual bool HasCommandsInFlight(const std::string& agent) const = 0;
 
    protected:
     ~Receiver() = default;
   };
 
   enum class Lifetime {
-    kWhileNeeded,  // lets the connection rest when nothing is in work
-    kAlways,       // is to be connected all the time
+    kOnDemand,    // not reconnected while nothing is in flight or pending
+    kPersistent,  // always reconnected
   };
 
-  AgentLink(std::string agent, Receiver& receiver, std::size_t most_kept, Lifetime lifetime);
+  // The receiver must outlive the link. Of more than `max_pending` answers the oldest is dropped.
+  AgentLink(std::string agent, Receiver& receiver, std::size_t max_pending, Lifetime lifetime);
   AgentLink(const AgentLink&) = delete;
   AgentLink& operator=(const AgentLink&) = delete;
   ~AgentLink();
 
-  // The agent has commands for us. Where we seem to be connected, it may have said so before it saw
-  // us, or it has started anew and the end of the old connection is still to be heard of; the end
-  // then makes us connect again.
-  void OnWanted();
+  // The agent asks this handler to fetch commands; connects unless connected. The request may also
+  // reach a connection that the agent has already dropped: its close then reconnects at once.
+  void OnFetchRequested();
 
-  // Sends an answer; keeps it for later when there is no connection. Of more than `most_kept` the
-  // oldest goes.
+  // Queues an answer and sends it as soon as there is a connection.
   void Send(const std::string& uuid, Answer answer);
-  bool AskForSeconds(const std::string& uuid, double seconds);
+  // Returns whether the agent grants the extension. Blocks until the agent replies.
+  bool RequestExtension(const std::string& uuid, double seconds);
 
  private:
+  using Seconds = std::chrono::duration<double>;
+
   void OnOpened() override;
   void OnCommand(ReceivedCommand command) override;
   void OnClosed() override;
 
   void Connect();
-  bool TriesAgain() const;
-  void ConnectIn(double seconds);
-  void ConnectLater();
+  bool ShouldReconnect() const;
+  void ReconnectAfter(Seconds delay);
+  void ReconnectWithBackoff();
   void StopTimer();
-  void SendKept();
-  // Awaits the replies to all answers that were sent.
-  void Settle();
-  void SettleLater();
-  void StopSettlingLater();
+  void SendPending();
+  void AwaitAcks();
+  void AwaitAcksWhenIdle();
+  void StopIdleEnterer();
 
   const std::string agent_;
   Receiver& receiver_;
-  const std::size_t most_kept_;
+  const std::size_t max_pending_;
   const Lifetime lifetime_;
   std::unique_ptr<Connection> connection_;
-  // Uuids and answers, oldest first. The first of them, so many, are sent and await a reply.
-  std::deque<std::pair<std::string, Answer>> kept_;
-  std::size_t sent_ = 0;
-  ReplyPace pace_;
-  Ecore_Idle_Enterer* settling_ = nullptr;
-  bool is_wanted_ = false;
+  // Uuids and answers, oldest first. The first `unacked_` of them are sent and await their acks.
+  std::deque<std::pair<std::string, Answer>> pending_;
+  std::size_t unacked_ = 0;
+  AckBatching batching_;
+  Ecore_Idle_Enterer* idle_enterer_ = nullptr;
+  // Since the last command or successful connect.
+  bool is_fetch_requested_ = false;
   bool was_open_ = false;
-  double delay_;
+  Seconds backoff_;
   Ecore_Timer* timer_ = nullptr;
 };
 

@@ -23,14 +23,13 @@ namespace {
 
 constexpr char kInMemory[] = ":memory:";
 constexpr std::size_t kPageBytes = 4096;
-// No statement here is longer, however small the file may be.
-constexpr std::size_t kLongestSql = 4096;
-// The main loop waits so long for a lock of another process, once: while the lock is held, nothing
-// waits for it again.
+// SQLite limits values and statements together: room for the statements even with a small file.
+constexpr std::size_t kMaxSqlBytes = 4096;
+// Blocks the main loop, so only the first access waits while another process holds the lock.
 constexpr std::chrono::seconds kLockTimeout{1};
 constexpr std::chrono::seconds kNoWait(0);
 
-// As SQLite stores them in its schema.
+// Compared with the text that SQLite stores in its schema.
 constexpr char kTable[] =
     "CREATE TABLE answers (agent TEXT, uuid TEXT, digest BLOB, succeeded INTEGER, text TEXT,"
     " time INTEGER, PRIMARY KEY (agent, uuid, digest))";
@@ -45,13 +44,14 @@ void Add(crypto_generichash_state& state, const std::string& text) {
 }
 
 CommandKey::Digest DigestOf(const ReceivedCommand& command) {
-  // Selects the fastest code of this processor. Without it the portable one runs.
+  // Selects the implementation for this processor. Without it the portable one runs, so failure is
+  // no error.
   [[maybe_unused]] static const int initialized = sodium_init();
   crypto_generichash_state state;
   CommandKey::Digest digest;
   crypto_generichash_init(&state, nullptr, 0, digest.size());
   for (const std::string* text : {&command.agent, &command.uuid, &command.type, &command.payload}) {
-    // The length separates each text from the next.
+    // The length prefix keeps ("ab", "c") distinct from ("a", "bc").
     Add(state, std::to_string(text->size()) + ':');
     Add(state, *text);
   }
@@ -61,7 +61,7 @@ CommandKey::Digest DigestOf(const ReceivedCommand& command) {
 
 bool IsDamage(const sqlite::DatabaseError& error) {
   return error.code() == SQLITE_CORRUPT || error.code() == SQLITE_NOTADB ||
-         // The file holds something else under our table's name.
+         // A table of that name with other columns.
          error.code() == SQLITE_ERROR;
 }
 
@@ -84,11 +84,11 @@ void AnswerStore::Prepare() {
   try {
     Open(path_);
   } catch (const sqlite::DatabaseError& error) {
-    dlog_print(DLOG_WARN, kLogTag, "the file of answers cannot be used: %s", error.what());
+    dlog_print(DLOG_WARN, kLogTag, "cannot open answer file: %s", error.what());
     if (IsDamage(error)) {
-      BeginAnew();
+      Recreate();
     } else if (error.code() == SQLITE_BUSY) {
-      // The next call tries again.
+      // The next access tries again.
       database_.reset();
       is_locked_ = true;
     } else {
@@ -97,20 +97,20 @@ void AnswerStore::Prepare() {
   }
 }
 
-void AnswerStore::Keep(const CommandKey& key, const Answer& answer) {
+void AnswerStore::Store(const CommandKey& key, const Answer& answer) {
   Prepare();
-  if (database_) Guard([&] { Store(key, answer); });
+  if (database_) RunWithRecovery([&] { Insert(key, answer); });
 }
 
 std::optional<Answer> AnswerStore::Find(const CommandKey& key) {
   Prepare();
   std::optional<Answer> answer;
-  if (database_) Guard([&] { answer = Load(key); });
+  if (database_) RunWithRecovery([&] { answer = Load(key); });
   return answer;
 }
 
 void AnswerStore::Open(const std::string& path) {
-  // It would lead SQLite to a file of somebody else.
+  // SQLite would follow it and change a file that is not ours.
   std::error_code ignored;
   if (std::filesystem::is_symlink(path, ignored)) {
     throw sqlite::DatabaseError(path + ": a symbolic link", SQLITE_NOTADB);
@@ -118,7 +118,7 @@ void AnswerStore::Open(const std::string& path) {
   database_.emplace(path, sqlite::Database::Mode::kCreate);
   database_->SetLockTimeout(is_locked_ ? kNoWait : kLockTimeout);
   database_->SetLongestValue(
-      static_cast<int>(std::clamp<std::size_t>(limits_.bytes, kLongestSql, INT_MAX)));
+      static_cast<int>(std::clamp<std::size_t>(limits_.bytes, kMaxSqlBytes, INT_MAX)));
   const bool has_table = HasTable();
   const std::size_t pages = std::max<std::size_t>(limits_.bytes / kPageBytes, 1);
   database_->Execute(("PRAGMA page_size = " + std::to_string(kPageBytes) +
@@ -132,59 +132,60 @@ void AnswerStore::Open(const std::string& path) {
     database_->Execute(kIndex);
     transaction.Commit();
   }
-  // Tells at once of a file that cannot be written.
-  ForgetWhatIsOverTheLimits();
+  // Also detects a read-only file now rather than at the first answer.
+  EvictOverLimits();
 }
 
 bool AnswerStore::HasTable() {
-  // Whatever else is declared there, such as generated columns, would be run by queries.
+  // Queries would evaluate anything else that a foreign schema declares: views, triggers, generated
+  // columns.
   bool has_table = false;
   auto query = database_->Prepare("SELECT sql FROM sqlite_schema WHERE sql IS NOT NULL");
   while (query.Step()) {
     const std::string sql = query.Text(0);
     if (sql != kTable && sql != kTableWithIntegerDigests && sql != kIndex) {
-      throw sqlite::DatabaseError(path_ + ": not a file of answers", SQLITE_NOTADB);
+      throw sqlite::DatabaseError(path_ + ": not an answer file", SQLITE_NOTADB);
     }
     has_table = true;
   }
   return has_table;
 }
 
-void AnswerStore::BeginAnew() {
+void AnswerStore::Recreate() {
   database_.reset();
   const std::string aside = path_ + ".corrupt";
   for (const char* part : {"-wal", "-shm"}) std::remove((path_ + part).c_str());
   if (std::rename(path_.c_str(), aside.c_str()) == 0) {
-    dlog_print(DLOG_WARN, kLogTag, "it is set aside as %s and begun anew", aside.c_str());
+    dlog_print(DLOG_WARN, kLogTag, "moved damaged answer file to %s", aside.c_str());
   }
   try {
     Open(path_);
   } catch (const sqlite::DatabaseError& error) {
-    dlog_print(DLOG_WARN, kLogTag, "answers are kept in memory: %s", error.what());
+    dlog_print(DLOG_WARN, kLogTag, "keeping answers in memory: %s", error.what());
     Open(kInMemory);
   }
 }
 
-void AnswerStore::Guard(const std::function<void()>& action) {
+void AnswerStore::RunWithRecovery(const std::function<void()>& action) {
   try {
     return action();
   } catch (const sqlite::DatabaseError& error) {
-    dlog_print(DLOG_WARN, kLogTag, "the file of answers fails: %s", error.what());
+    dlog_print(DLOG_WARN, kLogTag, "answer file error: %s", error.what());
     if (error.code() == SQLITE_BUSY) {
       is_locked_ = true;
       database_->SetLockTimeout(kNoWait);
     }
     if (!IsDamage(error)) return;
   }
-  BeginAnew();
+  Recreate();
   try {
     action();
   } catch (const sqlite::DatabaseError& error) {
-    dlog_print(DLOG_WARN, kLogTag, "and fails again: %s", error.what());
+    dlog_print(DLOG_WARN, kLogTag, "answer file error after recovery: %s", error.what());
   }
 }
 
-void AnswerStore::Store(const CommandKey& key, const Answer& answer) {
+void AnswerStore::Insert(const CommandKey& key, const Answer& answer) {
   for (;;) {
     try {
       sqlite::Transaction transaction(*database_);
@@ -199,26 +200,26 @@ void AnswerStore::Store(const CommandKey& key, const Answer& answer) {
           .Bind(5, answer.text)
           .Bind(6, clock_())
           .Step();
-      ForgetWhatIsOverTheLimits();
+      EvictOverLimits();
       transaction.Commit();
-      // A look-up that succeeds proves nothing: readers pass the locks of writers.
+      // Only a write shows that the lock is released: in WAL mode readers ignore writers' locks.
       if (std::exchange(is_locked_, false)) database_->SetLockTimeout(kLockTimeout);
       return;
     } catch (const sqlite::DatabaseError& error) {
-      if (error.code() != SQLITE_FULL || !ForgetOldestHalf()) throw;
+      if (error.code() != SQLITE_FULL || !EvictOldestHalf()) throw;
     }
   }
 }
 
-void AnswerStore::ForgetWhatIsOverTheLimits() {
-  database_->Prepare("DELETE FROM answers WHERE time < ?1").Bind(1, OldestTime()).Step();
-  // Later answers have higher row numbers.
+void AnswerStore::EvictOverLimits() {
+  database_->Prepare("DELETE FROM answers WHERE time < ?1").Bind(1, MinTime()).Step();
+  // INSERT OR REPLACE assigns increasing row ids.
   database_->Prepare("DELETE FROM answers WHERE rowid <= (SELECT max(rowid) FROM answers) - ?1")
       .Bind(1, static_cast<std::int64_t>(limits_.count))
       .Step();
 }
 
-bool AnswerStore::ForgetOldestHalf() {
+bool AnswerStore::EvictOldestHalf() {
   if (!database_->Prepare("SELECT 1 FROM answers LIMIT 1").Step()) return false;
   database_->Execute(
       "DELETE FROM answers WHERE rowid <="
@@ -227,8 +228,8 @@ bool AnswerStore::ForgetOldestHalf() {
 }
 
 std::optional<Answer> AnswerStore::Load(const CommandKey& key) {
-  // Versions before the cryptographic digest stored an integer, which does not tell payloads apart.
-  // Those answers are matched by agent and uuid, so that an update of the SDK repeats no command.
+  // Earlier versions stored a 64-bit integer digest, which is not computed any more. Match those
+  // answers by agent and uuid, so that an update of the SDK repeats no command.
   auto query = database_->Prepare(
       "SELECT succeeded, text FROM answers WHERE agent = ?1 AND uuid = ?2"
       " AND (digest = ?3 OR typeof(digest) = 'integer') AND time >= ?4"
@@ -236,7 +237,7 @@ std::optional<Answer> AnswerStore::Load(const CommandKey& key) {
   query.Bind(1, key.agent)
       .Bind(2, key.uuid)
       .BindBytes(3, key.digest.data(), key.digest.size())
-      .Bind(4, OldestTime());
+      .Bind(4, MinTime());
   if (!query.Step()) return std::nullopt;
   return Answer{query.Number(0) != 0, query.Text(1)};
 }

@@ -17,8 +17,8 @@
 
 namespace qor::internal {
 
-// What tells commands apart. An agent that uses a uuid again for something else has made a new
-// command, which the old answer does not fit.
+// Identifies a command. A uuid that an agent reuses with another type or payload is another
+// command.
 struct CommandKey {
   using Digest = std::array<unsigned char, 32>;
 
@@ -27,47 +27,49 @@ struct CommandKey {
 
   std::string agent;
   std::string uuid;
-  // BLAKE2b of agent, uuid, type and payload, so that nobody can make two commands with one digest.
+  // BLAKE2b of agent, uuid, type and payload: cryptographic, so that an agent cannot craft two
+  // commands with the same digest.
   Digest digest;
 };
 
-// The answers of the last commands, in a file. Never throws for the file's sake: what is wrong with
-// it is logged, and less is remembered.
+// The answers of recent commands, in a SQLite file. File errors are logged, not thrown: an answer
+// that cannot be stored is lost to later look-ups, which then find nothing.
 class AnswerStore {
  public:
   using Clock = std::function<std::int64_t()>;
 
-  // An empty path keeps the answers in memory, a limit of no answers keeps none. The clock tells
-  // seconds since the epoch.
+  // An empty path stores the answers in memory; a limit of 0 answers stores none. The clock returns
+  // seconds since the epoch. Touches no file yet.
   AnswerStore(std::string path, const AnswerLimits& limits, Clock clock);
 
-  // Opens the file unless it is open. The functions below do so themselves; who calls this first
-  // chooses the time.
+  // Opens the file unless it is open. The functions below do the same; call this first to choose
+  // when.
   void Prepare();
 
-  void Keep(const CommandKey& key, const Answer& answer);
+  void Store(const CommandKey& key, const Answer& answer);
   std::optional<Answer> Find(const CommandKey& key);
 
  private:
   void Open(const std::string& path);
-  // Throws when anything else is in the file.
+  // Returns false for a new file. Throws when the schema is not this class's.
   bool HasTable();
-  // Sets a damaged file aside and begins a new one; in memory where that fails too.
-  void BeginAnew();
-  // Runs an action on the database, once more after damage was repaired. Logs what fails.
-  void Guard(const std::function<void()>& action);
-  void Store(const CommandKey& key, const Answer& answer);
-  void ForgetWhatIsOverTheLimits();
-  // Makes room by about half; false when there was nothing to forget.
-  bool ForgetOldestHalf();
+  // Renames a damaged file and creates a new one; continues in memory when that fails too.
+  void Recreate();
+  // Runs an action on the database. Recreates a damaged file and runs the action once more; logs
+  // every other error.
+  void RunWithRecovery(const std::function<void()>& action);
+  void Insert(const CommandKey& key, const Answer& answer);
+  void EvictOverLimits();
+  // Deletes about half of the answers. Returns false when there are none.
+  bool EvictOldestHalf();
   std::optional<Answer> Load(const CommandKey& key);
-  std::int64_t OldestTime() const { return clock_() - limits_.age.count(); }
+  std::int64_t MinTime() const { return clock_() - limits_.age.count(); }
 
   const std::string path_;
   const AnswerLimits limits_;
   const Clock clock_;
   std::optional<sqlite::Database> database_;
-  // By another process, when it was used last.
+  // Whether another process held the lock at the last access.
   bool is_locked_ = false;
 };
 

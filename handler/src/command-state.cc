@@ -9,7 +9,6 @@
 #include <exception>
 #include <utility>
 
-#include "error-text.h"
 #include "log.h"
 #include "main-loop.h"
 
@@ -24,43 +23,41 @@ CommandState::CommandState(ReceivedCommand command, CommandKey key,
 CommandState::~CommandState() {
   if (is_answered_) return;
   try {
-    const bool taken =
-        HandOver({false, ErrorText(ErrorCode::kDropped, "the handler dropped the command")});
-    if (taken) {
-      dlog_print(DLOG_WARN, kLogTag, "%s of %s was dropped, which fails it", command_.uuid.c_str(),
-                 command_.agent.c_str());
+    if (Post(ErrorAnswer(ErrorCode::kDropped, "the handler dropped the command"))) {
+      dlog_print(DLOG_WARN, kLogTag, "command %s of %s failed: dropped without an answer",
+                 command_.uuid.c_str(), command_.agent.c_str());
     }
   } catch (const std::exception& error) {
-    dlog_print(DLOG_ERROR, kLogTag, "%s of %s was dropped without an answer: %s",
+    dlog_print(DLOG_ERROR, kLogTag, "cannot fail the dropped command %s of %s: %s",
                command_.uuid.c_str(), command_.agent.c_str(), error.what());
   }
 }
 
-bool CommandState::End(Answer answer) {
+bool CommandState::Complete(Answer answer) {
   if (is_answered_.exchange(true)) {
-    dlog_print(DLOG_WARN, kLogTag, "%s of %s has been answered, another answer is ignored",
+    dlog_print(DLOG_WARN, kLogTag, "ignoring another answer to command %s of %s",
                command_.uuid.c_str(), command_.agent.c_str());
     return false;
   }
-  if (HandOver(std::move(answer))) return true;
-  dlog_print(DLOG_WARN, kLogTag, "the answer of %s of %s is lost: the handler is ending",
+  if (Post(std::move(answer))) return true;
+  dlog_print(DLOG_WARN, kLogTag, "lost the answer to command %s of %s: the handler is exiting",
              command_.uuid.c_str(), command_.agent.c_str());
   return false;
 }
 
-bool CommandState::AskForSeconds(double seconds) {
+bool CommandState::RequestExtension(double seconds) {
   if (!std::isfinite(seconds) || seconds <= 0 || is_answered_) {
-    dlog_print(DLOG_WARN, kLogTag, "no agent is asked for %g s more for %s%s", seconds,
-               command_.uuid.c_str(), is_answered_ ? ", which has been answered" : "");
+    dlog_print(DLOG_WARN, kLogTag, "no extension of %g s requested for command %s: %s", seconds,
+               command_.uuid.c_str(), is_answered_ ? "already answered" : "invalid duration");
     return false;
   }
-  return MainLoop::Get().Ask([owner = owner_, key = key_, seconds] {
+  return MainLoop::Get().PostAndWait([owner = owner_, key = key_, seconds] {
     const auto alive = owner.lock();
-    return alive != nullptr && alive->AskForSeconds(*key, seconds);
+    return alive != nullptr && alive->RequestExtension(*key, seconds);
   });
 }
 
-bool CommandState::HandOver(Answer answer) {
+bool CommandState::Post(Answer answer) {
   return MainLoop::Get().Post([owner = owner_, key = key_, answer = std::move(answer)]() mutable {
     if (const auto alive = owner.lock()) alive->OnAnswer(*key, std::move(answer));
   });

@@ -13,39 +13,42 @@
 
 namespace qor::internal {
 
-// Whom the handles of a command reach. Called on the main loop's thread.
+// Receives what the handles of a command request. Called on the main loop's thread.
 class CommandOwner {
  public:
   virtual void OnAnswer(const CommandKey& key, Answer answer) = 0;
-  // Returns whether the agent grants the seconds.
-  virtual bool AskForSeconds(const CommandKey& key, double seconds) = 0;
+  // Returns whether the agent grants the extension.
+  virtual bool RequestExtension(const CommandKey& key, double seconds) = 0;
 
  protected:
   ~CommandOwner() = default;
 };
 
-// What the handles of one command share. Safe from any thread.
+// The state shared by all handles of one command. Answered exactly once: by the first Complete(),
+// or with an error when the last handle is destroyed. Thread-safe.
 class CommandState {
  public:
   CommandState(ReceivedCommand command, CommandKey key, std::weak_ptr<CommandOwner> owner);
   CommandState(const CommandState&) = delete;
   CommandState& operator=(const CommandState&) = delete;
-  // Answers for those who did not.
+  // Fails a command that has no answer.
   ~CommandState();
 
   const ReceivedCommand& command() const { return command_; }
   bool IsAnswered() const { return is_answered_; }
 
-  // These do what the functions of qor::Command say.
-  bool End(Answer answer);
-  bool AskForSeconds(double seconds);
+  // As Succeed() and Fail() of qor::Command.
+  bool Complete(Answer answer);
+  // As AskForSeconds() of qor::Command.
+  bool RequestExtension(double seconds);
 
  private:
-  // False when the application has ended.
-  bool HandOver(Answer answer);
+  // Passes the answer to the owner on the main loop's thread. Returns false when the loop is
+  // closed.
+  bool Post(Answer answer);
 
   const ReceivedCommand command_;
-  // Shared with what is under way to the owner, which may outlive this object.
+  // Shared with posted tasks, which may outlive this object.
   const std::shared_ptr<const CommandKey> key_;
   const std::weak_ptr<CommandOwner> owner_;
   std::atomic<bool> is_answered_{false};

@@ -23,11 +23,13 @@ std::int64_t Command::Time() const { return state_->command().time; }
 const std::string& Command::Agent() const { return state_->command().agent; }
 
 bool Command::Succeed(const std::string& result_json) const {
-  return state_->End({true, result_json});
+  return state_->Complete({true, result_json});
 }
 
-bool Command::Fail(const std::string& error_json) const { return state_->End({false, error_json}); }
+bool Command::Fail(const std::string& error_json) const {
+  return state_->Complete({false, error_json});
+}
 
-bool Command::AskForSeconds(double seconds) const { return state_->AskForSeconds(seconds); }
+bool Command::AskForSeconds(double seconds) const { return state_->RequestExtension(seconds); }
 
 }  // namespace qor

@@ -15,13 +15,13 @@ namespace qor::internal {
 
 namespace {
 
-// Nothing may be thrown through the platform.
+// Exceptions must not pass through the platform's C code.
 template <typename Action>
 void Guard(void* connection, Action action) {
   try {
     (static_cast<Connection*>(connection)->*action)();
   } catch (const std::exception& error) {
-    dlog_print(DLOG_ERROR, kLogTag, "an event of a connection was not served: %s", error.what());
+    dlog_print(DLOG_ERROR, kLogTag, "cannot handle a connection event: %s", error.what());
   }
 }
 
@@ -47,7 +47,7 @@ Connection::~Connection() { rpc_port_proxy_destroy(proxy_); }
 bool Connection::Connect() {
   const int error = rpc_port_proxy_connect(proxy_, agent_.c_str(), wire::kPortName);
   if (error == RPC_PORT_ERROR_NONE) return true;
-  state_ = State::kOver;
+  state_ = State::kClosed;
   dlog_print(DLOG_WARN, kLogTag, "cannot connect to %s: %s%s", agent_.c_str(),
              get_error_message(error),
              error == RPC_PORT_ERROR_PERMISSION_DENIED
@@ -67,7 +67,7 @@ bool Connection::SendResult(const std::string& uuid, const Answer& answer) {
   return Call(wire::Result(uuid, answer));
 }
 
-bool Connection::AskForSeconds(const std::string& uuid, double seconds) {
+bool Connection::RequestExtension(const std::string& uuid, double seconds) {
   return Call(wire::ExtensionRequest(uuid, seconds));
 }
 
@@ -78,16 +78,16 @@ void Connection::Open() {
 }
 
 void Connection::Close() {
-  if (state_ == State::kOver) return;
-  state_ = State::kOver;
+  if (state_ == State::kClosed) return;
+  state_ = State::kClosed;
   observer_.OnClosed();
 }
 
 void Connection::Receive() {
-  const wire::Parcel parcel = wire::Take(Port(RPC_PORT_PORT_CALLBACK));
+  const wire::Parcel parcel = wire::Receive(Port(RPC_PORT_PORT_CALLBACK));
   auto command = parcel ? wire::ReadDelivery(parcel.get()) : std::nullopt;
   if (!command) {
-    dlog_print(DLOG_ERROR, kLogTag, "%s sent something that is no command", agent_.c_str());
+    dlog_print(DLOG_ERROR, kLogTag, "invalid command from %s", agent_.c_str());
     return;
   }
   command->agent = agent_;
@@ -103,20 +103,21 @@ rpc_port_h Connection::Port(rpc_port_port_type_e type) const {
 bool Connection::Call(const wire::Parcel& call) {
   if (!IsOpen()) return false;
   const int error = rpc_port_parcel_send(call.get(), Port(RPC_PORT_PORT_MAIN));
-  if (error != RPC_PORT_ERROR_NONE) GiveUp();
+  if (error != RPC_PORT_ERROR_NONE) Abort();
   return error == RPC_PORT_ERROR_NONE;
 }
 
 std::optional<bool> Connection::AwaitReply() {
   if (!IsOpen()) return std::nullopt;
-  const wire::Parcel parcel = wire::Take(Port(RPC_PORT_PORT_MAIN));
+  // The main port is read only here, so the platform blocks until the reply or its own timeout.
+  const wire::Parcel parcel = wire::Receive(Port(RPC_PORT_PORT_MAIN));
   const auto reply = parcel ? wire::ReadReply(parcel.get()) : std::nullopt;
-  if (!reply) GiveUp();
+  if (!reply) Abort();
   return reply;
 }
 
-void Connection::GiveUp() {
-  dlog_print(DLOG_WARN, kLogTag, "%s does not answer, the connection is given up", agent_.c_str());
+void Connection::Abort() {
+  dlog_print(DLOG_WARN, kLogTag, "no reply from %s: closing the connection", agent_.c_str());
   Close();
 }
 

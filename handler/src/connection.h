@@ -14,14 +14,16 @@
 
 namespace qor::internal {
 
-// One connection to one agent, from the try to connect to the end. Main loop's thread only.
+// One connection to one agent: connecting, then open, then closed for good. Main loop's thread
+// only.
 class Connection {
  public:
   class Observer {
    public:
     virtual void OnOpened() = 0;
     virtual void OnCommand(ReceivedCommand command) = 0;
-    // It was refused, or has ended. Must not destroy the connection, which is on the stack.
+    // The connection was rejected or has ended. Must not destroy the connection, which is on the
+    // stack.
     virtual void OnClosed() = 0;
 
    protected:
@@ -31,33 +33,34 @@ class Connection {
   Connection(std::string agent, Observer& observer);
   Connection(const Connection&) = delete;
   Connection& operator=(const Connection&) = delete;
-  // No event any more.
+  // Closes without calling the observer.
   ~Connection();
 
-  // False when connecting fails at once; else OnOpened() or OnClosed() follows.
+  // Returns false when connecting fails at once; else OnOpened() or OnClosed() follows.
   bool Connect();
   bool IsOpen() const { return state_ == State::kOpen; }
-  bool IsOver() const { return state_ == State::kOver; }
+  bool IsClosed() const { return state_ == State::kClosed; }
 
-  // Asks the agent for every command that waits for an answer, and for those to come.
+  // Requests every unanswered command and all later ones.
   void FetchCommands();
-  // False when the connection is over; OnClosed() has been called then. The agent replies to each.
+  // Calls of the agent, each with one reply. They return false when the connection is closed;
+  // OnClosed() has been called then.
   bool SendResult(const std::string& uuid, const Answer& answer);
-  bool AskForSeconds(const std::string& uuid, double seconds);
-  // Waits for the agent's reply to the oldest of these. Nothing when it does not come; the
-  // connection is over then, because a late reply could not be told from the next one, and
+  bool RequestExtension(const std::string& uuid, double seconds);
+  // Blocks until the agent replies to the oldest of these calls. Returns nothing after a timeout;
+  // the connection is closed then, because a late reply could be mistaken for the next one, and
   // OnClosed() has been called.
   std::optional<bool> AwaitReply();
 
  private:
-  enum class State { kConnecting, kOpen, kOver };
+  enum class State { kConnecting, kOpen, kClosed };
 
   void Open();
   void Close();
   void Receive();
   rpc_port_h Port(rpc_port_port_type_e type) const;
   bool Call(const wire::Parcel& call);
-  void GiveUp();
+  void Abort();
 
   const std::string agent_;
   Observer& observer_;

@@ -18,41 +18,43 @@
 
 namespace qor::internal {
 
-// Where answers and questions go.
-class Agents {
+// Sends answers and extension requests to agents.
+class AgentSender {
  public:
   virtual void Send(const std::string& agent, const std::string& uuid, Answer answer) = 0;
-  virtual bool AskForSeconds(const std::string& agent, const std::string& uuid, double seconds) = 0;
+  virtual bool RequestExtension(const std::string& agent, const std::string& uuid,
+                                double seconds) = 0;
 
  protected:
-  ~Agents() = default;
+  ~AgentSender() = default;
 };
 
-// Runs the function of each command, once. Main loop's thread only.
+// Calls the function of each command. Runs no command twice: a redelivered command that is in
+// flight is ignored, and one with a stored answer gets that answer again. Main loop's thread only.
 class Dispatcher final : public AgentLink::Receiver,
                          public CommandOwner,
                          public std::enable_shared_from_this<Dispatcher> {
  public:
   using Functions = std::map<std::string, Handler::Function>;
 
-  // All three must outlive this object; in the end nothing but answers is taken from them.
-  Dispatcher(const Functions& functions, AnswerStore& answers, Agents& agents)
-      : functions_(functions), answers_(answers), agents_(agents) {}
+  // Borrows all three, which must outlive this object.
+  Dispatcher(const Functions& functions, AnswerStore& answers, AgentSender& agents)
+      : functions_(functions), answers_(answers), sender_(agents) {}
 
   void OnCommand(ReceivedCommand command) override;
-  bool IsWorkingFor(const std::string& agent) const override;
+  bool HasCommandsInFlight(const std::string& agent) const override;
 
   void OnAnswer(const CommandKey& key, Answer answer) override;
-  bool AskForSeconds(const CommandKey& key, double seconds) override;
+  bool RequestExtension(const CommandKey& key, double seconds) override;
 
  private:
   void Run(const std::shared_ptr<CommandState>& state);
 
   const Functions& functions_;
   AnswerStore& answers_;
-  Agents& agents_;
-  // Commands that no one has answered yet; ordered by agent.
-  std::set<CommandKey> in_work_;
+  AgentSender& sender_;
+  // Commands without an answer, ordered by agent.
+  std::set<CommandKey> in_flight_;
 };
 
 }  // namespace qor::internal

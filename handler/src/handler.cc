@@ -28,28 +28,28 @@ namespace {
 
 constexpr char kAnswersFile[] = ".qor-answers.db";
 
-// The extra datum of a launch request that means us.
+// The extra datum of an agent's launch request.
 constexpr char kNotify[] = "Notify";
 constexpr char kFetchCommand[] = "FetchCommand";
 
-std::string Take(char* text) {
+std::string TakeString(char* text) {
   const std::unique_ptr<char, decltype(&std::free)> owned(text, std::free);
   return text != nullptr ? text : "";
 }
 
-// In the application's data folder; empty when there is none.
+// In the application's data folder; empty without one.
 std::string AnswersPath() {
-  const std::string folder = Take(app_get_data_path());
+  const std::string folder = TakeString(app_get_data_path());
   if (!folder.empty()) return folder + kAnswersFile;
-  dlog_print(DLOG_WARN, kLogTag, "no data folder (%s): answers are kept in memory",
+  dlog_print(DLOG_WARN, kLogTag, "no data folder, keeping answers in memory: %s",
              get_error_message(get_last_result()));
   return {};
 }
 
-bool AsksToFetchCommands(app_control_h request) {
+bool IsFetchRequest(app_control_h request) {
   char* value = nullptr;
   return app_control_get_extra_data(request, kNotify, &value) == APP_CONTROL_ERROR_NONE &&
-         Take(value) == kFetchCommand;
+         TakeString(value) == kFetchCommand;
 }
 
 }  // namespace
@@ -58,33 +58,33 @@ struct Handler::Settings {
   internal::Dispatcher::Functions functions;
   std::string agent;
   AnswerLimits limits;
-  // Only while the application runs.
+  // Set only while the application runs.
   std::optional<Session> session;
 
-  void Begin() {
+  void Start() {
     MainLoop::Get().Open();
     session.emplace(functions, limits.count != 0 ? AnswersPath() : "", limits);
-    if (!agent.empty()) session->OnWanted(agent, AgentLink::Lifetime::kAlways);
+    if (!agent.empty()) session->OnFetchRequested(agent, AgentLink::Lifetime::kPersistent);
   }
 
-  void Serve(app_control_h request) {
-    if (!AsksToFetchCommands(request)) {
-      dlog_print(DLOG_INFO, kLogTag, "a launch request that asks for nothing is ignored");
+  void OnLaunchRequest(app_control_h request) {
+    if (!IsFetchRequest(request)) {
+      dlog_print(DLOG_INFO, kLogTag, "ignoring a launch request other than FetchCommand");
       return;
     }
     char* caller = nullptr;
     const int error = app_control_get_caller(request, &caller);
     if (error == APP_CONTROL_ERROR_NONE) {
-      session->OnWanted(Take(caller), AgentLink::Lifetime::kWhileNeeded);
+      session->OnFetchRequested(TakeString(caller), AgentLink::Lifetime::kOnDemand);
     } else if (!agent.empty()) {
-      session->OnWanted(agent, AgentLink::Lifetime::kAlways);
+      session->OnFetchRequested(agent, AgentLink::Lifetime::kPersistent);
     } else {
-      dlog_print(DLOG_WARN, kLogTag, "a launch request is ignored, its sender is not known: %s",
+      dlog_print(DLOG_WARN, kLogTag, "ignoring a launch request from an unknown caller: %s",
                  get_error_message(error));
     }
   }
 
-  void End() {
+  void Stop() {
     MainLoop::Get().Close();
     session.reset();
   }
@@ -109,29 +109,29 @@ Handler& Handler::KeepAnswers(const AnswerLimits& limits) {
 }
 
 int Handler::Run(int argc, char** argv) {
-  // Nothing may be thrown through the platform.
+  // Exceptions must not pass through the platform's C code.
   service_app_lifecycle_callback_s callbacks = {};
   callbacks.create = [](void* data) {
     try {
-      static_cast<Settings*>(data)->Begin();
+      static_cast<Settings*>(data)->Start();
       return true;
     } catch (const std::exception& error) {
-      dlog_print(DLOG_ERROR, kLogTag, "the handler cannot start: %s", error.what());
+      dlog_print(DLOG_ERROR, kLogTag, "cannot start the handler: %s", error.what());
       MainLoop::Get().Close();
       return false;
     }
   };
   callbacks.app_control = [](app_control_h request, void* data) {
     try {
-      static_cast<Settings*>(data)->Serve(request);
+      static_cast<Settings*>(data)->OnLaunchRequest(request);
     } catch (const std::exception& error) {
-      dlog_print(DLOG_ERROR, kLogTag, "a launch request was not served: %s", error.what());
+      dlog_print(DLOG_ERROR, kLogTag, "cannot handle a launch request: %s", error.what());
     }
   };
-  callbacks.terminate = [](void* data) { static_cast<Settings*>(data)->End(); };
+  callbacks.terminate = [](void* data) { static_cast<Settings*>(data)->Stop(); };
   const int result = service_app_main(argc, argv, &callbacks, settings_.get());
   if (result != APP_ERROR_NONE) {
-    dlog_print(DLOG_ERROR, kLogTag, "the handler does not run: %s", get_error_message(result));
+    dlog_print(DLOG_ERROR, kLogTag, "cannot run the handler: %s", get_error_message(result));
   }
   return result;
 }

@@ -8,7 +8,7 @@
 
 namespace qor::internal {
 
-// Every line of this library stands under it in the platform's log.
+// The tag of every log line of the SDK.
 inline constexpr char kLogTag[] = "QOR-HANDLER";
 
 }  // namespace qor::internal

@@ -34,7 +34,7 @@ void MainLoop::Close() {
   RunTasks(last);
 }
 
-bool MainLoop::IsOpenHere() {
+bool MainLoop::IsOpenOnThisThread() {
   const std::lock_guard<std::mutex> lock(mutex_);
   return is_open_ && std::this_thread::get_id() == thread_;
 }
@@ -43,27 +43,27 @@ bool MainLoop::PostLater(std::function<void()> task) {
   const std::lock_guard<std::mutex> lock(mutex_);
   if (!is_open_) return false;
   queued_.push_back(std::move(task));
-  // Under the lock, so that the loop is not taken down meanwhile.
+  // Under the lock: Close() must not return, and Ecore not shut down, before this call.
   if (queued_.size() == 1) {
     ecore_main_loop_thread_safe_call_async([](void*) { Get().RunQueued(); }, nullptr);
   }
   return true;
 }
 
-bool MainLoop::Ask(const std::function<bool()>& question) {
-  // Shared: the asking thread may be gone before the other end is done with the promise.
-  const auto answer = std::make_shared<std::promise<bool>>();
-  auto future = answer->get_future();
-  const auto task = [question, answer] {
-    bool yes = false;
+bool MainLoop::PostAndWait(const std::function<bool()>& task) {
+  // Shared: the waiting thread may continue, and destroy its copy, before set_value() has returned.
+  const auto promise = std::make_shared<std::promise<bool>>();
+  auto future = promise->get_future();
+  const auto run = [task, promise] {
+    bool result = false;
     try {
-      yes = question();
+      result = task();
     } catch (const std::exception& error) {
-      dlog_print(DLOG_ERROR, kLogTag, "a question to the agent failed: %s", error.what());
+      dlog_print(DLOG_ERROR, kLogTag, "task failed: %s", error.what());
     }
-    answer->set_value(yes);
+    promise->set_value(result);
   };
-  return Post(task) && future.get();
+  return Post(run) && future.get();
 }
 
 void MainLoop::RunQueued() {
@@ -80,7 +80,7 @@ void MainLoop::RunTasks(std::deque<std::function<void()>>& tasks) {
     try {
       task();
     } catch (const std::exception& error) {
-      dlog_print(DLOG_ERROR, kLogTag, "an answer was not handed over: %s", error.what());
+      dlog_print(DLOG_ERROR, kLogTag, "task failed: %s", error.what());
     }
   }
 }

@@ -12,32 +12,32 @@
 
 namespace qor::internal {
 
-// The way onto the main loop's thread, for as long as the application runs. Every function is safe
-// from any thread unless it says otherwise.
+// Runs tasks on the main loop's thread while the application runs. Thread-safe unless noted.
 class MainLoop {
  public:
-  // The one of this process. Never destroyed: handles of commands may outlive everything else.
+  // The instance of this process. Never destroyed, because handles of commands may outlive static
+  // objects.
   static MainLoop& Get();
 
-  // Called on the main loop's thread, which the calling thread becomes.
+  // Makes the calling thread the main loop's thread.
   void Open();
-  // Runs what is still queued, then refuses everything. Called on the main loop's thread.
+  // Runs the queued tasks and rejects all later ones. Called on the main loop's thread.
   void Close();
 
-  // Runs a task on the main loop's thread: at once when that is the calling thread, else soon.
-  // False when the loop is closed; the task is not run then.
+  // Runs a task on the main loop's thread: at once when that is the calling thread, else in a later
+  // iteration. Returns false, and does not run the task, when the loop is closed.
   template <typename Task>
   bool Post(Task task) {
-    if (!IsOpenHere()) return PostLater(std::move(task));
+    if (!IsOpenOnThisThread()) return PostLater(std::move(task));
     task();
     return true;
   }
-  // The same, waiting for the task's answer; false too when the loop is closed.
-  bool Ask(const std::function<bool()>& question);
+  // The same, blocking until the task has run. Returns its result; false when the loop is closed or
+  // the task throws.
+  bool PostAndWait(const std::function<bool()>& task);
 
  private:
-  // Whether the loop is open and the calling thread its own.
-  bool IsOpenHere();
+  bool IsOpenOnThisThread();
   bool PostLater(std::function<void()> task);
   static void RunTasks(std::deque<std::function<void()>>& tasks);
   void RunQueued();

@@ -4,12 +4,14 @@
 #ifndef QOR_HANDLER_SRC_RECORDS_H_
 #define QOR_HANDLER_SRC_RECORDS_H_
 
+#include <qor/handler.h>
+
 #include <cstdint>
 #include <string>
 
 namespace qor::internal {
 
-// A command as it came, and from whom.
+// A delivered command and the application id of the agent that sent it.
 struct ReceivedCommand {
   std::string agent;
   std::string uuid;
@@ -18,11 +20,14 @@ struct ReceivedCommand {
   std::int64_t time = 0;
 };
 
-// How a command ended: a JSON text, of its result or of its error.
+// The outcome of a command: a JSON text, either its result or its error.
 struct Answer {
   bool succeeded = false;
   std::string text;
 };
+
+// Returns a failure with the SDK's JSON error object. Replaces a description that is not UTF-8.
+Answer ErrorAnswer(ErrorCode code, const std::string& description);
 
 }  // namespace qor::internal
 

@@ -10,19 +10,21 @@ namespace qor::internal {
 
 namespace {
 
-// Answers of one agent that wait for it.
-constexpr std::size_t kMostKept = 1000;
+// Per agent. Bounds the memory while an agent stays away.
+constexpr std::size_t kMaxPendingAnswers = 1000;
 
 }  // namespace
 
 Session::Session(const Dispatcher::Functions& functions, const std::string& answers_path,
                  const AnswerLimits& limits)
     : answers_(answers_path, limits, [] { return static_cast<std::int64_t>(std::time(nullptr)); }),
-      dispatcher_(std::make_shared<Dispatcher>(functions, answers_, static_cast<Agents&>(*this))) {}
+      dispatcher_(
+          std::make_shared<Dispatcher>(functions, answers_, static_cast<AgentSender&>(*this))) {}
 
-void Session::OnWanted(const std::string& agent, AgentLink::Lifetime lifetime) {
-  links_.try_emplace(agent, agent, *dispatcher_, kMostKept, lifetime).first->second.OnWanted();
-  // While the agent looks at who connects.
+void Session::OnFetchRequested(const std::string& agent, AgentLink::Lifetime lifetime) {
+  links_.try_emplace(agent, agent, *dispatcher_, kMaxPendingAnswers, lifetime)
+      .first->second.OnFetchRequested();
+  // Open the file while the agent handles the connection request.
   answers_.Prepare();
 }
 
@@ -30,8 +32,8 @@ void Session::Send(const std::string& agent, const std::string& uuid, Answer ans
   links_.at(agent).Send(uuid, std::move(answer));
 }
 
-bool Session::AskForSeconds(const std::string& agent, const std::string& uuid, double seconds) {
-  return links_.at(agent).AskForSeconds(uuid, seconds);
+bool Session::RequestExtension(const std::string& agent, const std::string& uuid, double seconds) {
+  return links_.at(agent).RequestExtension(uuid, seconds);
 }
 
 }  // namespace qor::internal

@@ -16,22 +16,22 @@
 
 namespace qor::internal {
 
-// What lives while the application runs: the answers, the commands in work, a link for each agent.
-// Main loop's thread only.
-class Session final : private Agents {
+// The state of a running application: stored answers, commands in flight and a link per agent. Main
+// loop's thread only.
+class Session final : private AgentSender {
  public:
-  // An empty path keeps the answers in memory. The functions must outlive this object.
+  // An empty path stores the answers in memory. The functions must outlive this object.
   Session(const Dispatcher::Functions& functions, const std::string& answers_path,
           const AnswerLimits& limits);
   Session(const Session&) = delete;
   Session& operator=(const Session&) = delete;
 
-  // An agent has commands for this handler.
-  void OnWanted(const std::string& agent, AgentLink::Lifetime lifetime);
+  // An agent asks this handler to fetch commands. A known agent keeps its lifetime.
+  void OnFetchRequested(const std::string& agent, AgentLink::Lifetime lifetime);
 
  private:
   void Send(const std::string& agent, const std::string& uuid, Answer answer) override;
-  bool AskForSeconds(const std::string& agent, const std::string& uuid, double seconds) override;
+  bool RequestExtension(const std::string& agent, const std::string& uuid, double seconds) override;
 
   AnswerStore answers_;
   const std::shared_ptr<Dispatcher> dispatcher_;

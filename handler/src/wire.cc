@@ -12,7 +12,7 @@ namespace qor::internal::wire {
 
 namespace {
 
-// First value of every parcel.
+// The first value of every parcel: kinds of parcels from the agent, then methods of the handler.
 constexpr int kReply = 0;
 constexpr int kCallback = 1;
 constexpr int kSetCommandReceivedCb = 2;
@@ -60,8 +60,8 @@ bool Read(rpc_port_parcel_h parcel, std::int64_t* value) {
 Parcel Registration() {
   Parcel call = NewCall(kSetCommandReceivedCb);
   rpc_port_parcel_write_int32(call.get(), kOnCommandReceived);
-  rpc_port_parcel_write_int32(call.get(), 0);     // our number of this callback
-  rpc_port_parcel_write_bool(call.get(), false);  // may be invoked again and again
+  rpc_port_parcel_write_int32(call.get(), 0);     // sequence number of the callback
+  rpc_port_parcel_write_bool(call.get(), false);  // not a one-shot callback
   return call;
 }
 
@@ -85,7 +85,7 @@ Parcel ExtensionRequest(const std::string& uuid, double seconds) {
   return call;
 }
 
-Parcel Take(rpc_port_h port) {
+Parcel Receive(rpc_port_h port) {
   rpc_port_parcel_h parcel = nullptr;
   if (rpc_port_parcel_create_from_port(&parcel, port) != RPC_PORT_ERROR_NONE) return nullptr;
   return Parcel(parcel);
@@ -105,7 +105,7 @@ std::optional<ReceivedCommand> ReadDelivery(rpc_port_parcel_h parcel) {
   bool once = false;
   std::string uuid;
   ReceivedCommand command;
-  // The uuid stands ahead of the command and in it; the extra data at the end is not used.
+  // The uuid comes twice: as an argument and in the command. The trailing extra data is not used.
   if (!Read(parcel, &kind) || kind != kCallback || !Read(parcel, &delegate) ||
       delegate != kOnCommandReceived || !Read(parcel, &callback) || !Read(parcel, &once) ||
       !Read(parcel, &uuid) || !Read(parcel, &command.uuid) || !Read(parcel, &command.type) ||

@@ -15,7 +15,7 @@
 
 namespace qor::internal::wire {
 
-// The parcels of the interface that CommandHandler.tidl describes.
+// The parcels of the interface in CommandHandler.tidl.
 
 inline constexpr char kPortName[] = "CommandHandler";
 
@@ -24,15 +24,16 @@ struct ParcelDeleter {
 };
 using Parcel = std::unique_ptr<void, ParcelDeleter>;
 
-// Calls to the agent. They throw std::bad_alloc when the platform has no memory for a parcel.
+// Calls of the agent. Throw std::bad_alloc when the platform cannot create a parcel.
 Parcel Registration();
 Parcel Result(const std::string& uuid, const Answer& answer);
 Parcel ExtensionRequest(const std::string& uuid, double seconds);
 
-// The next parcel of a port; null when none comes.
-Parcel Take(rpc_port_h port);
+// Blocks until the next parcel of a port. Returns null when the port fails or times out.
+Parcel Receive(rpc_port_h port);
 
-// What the agent says; nothing when it says something else. The agent's id is left empty.
+// Decode a parcel from the agent; nothing when it is of another kind or truncated. `agent` of the
+// command is left empty.
 std::optional<bool> ReadReply(rpc_port_parcel_h parcel);
 std::optional<ReceivedCommand> ReadDelivery(rpc_port_parcel_h parcel);
 

@@ -16,7 +16,7 @@
 namespace qor::internal {
 namespace {
 
-constexpr double kPatienceSeconds = 60;
+constexpr double kTimeoutSeconds = 60;
 
 class AgentLinkTest : public testing::Test, protected AgentLink::Receiver {
  protected:
@@ -34,80 +34,80 @@ class AgentLinkTest : public testing::Test, protected AgentLink::Receiver {
     std::filesystem::remove_all(root_);
   }
 
-  // This process plays both sides.
+  // This process is both agent and handler.
   std::string AgentId() const {
     return "host." + std::filesystem::read_symlink("/proc/self/exe").filename().string();
   }
   bool AwaitRegistration() {
-    return tools::RunUntil([this] { return port_->CountReceived() > 0; }, kPatienceSeconds);
+    return tools::RunUntil([this] { return port_->CountReceived() > 0; }, kTimeoutSeconds);
   }
   void OnCommand(ReceivedCommand) override {}
-  bool IsWorkingFor(const std::string&) const override { return is_working_; }
+  bool HasCommandsInFlight(const std::string&) const override { return is_working_; }
 
   bool is_working_ = false;
   std::string root_;
   std::unique_ptr<test::AgentPort> port_;
 };
 
-TEST_F(AgentLinkTest, ConnectsAndRegistersWhenItIsWanted) {
-  AgentLink link(AgentId(), *this, 10, AgentLink::Lifetime::kWhileNeeded);
-  link.OnWanted();
+TEST_F(AgentLinkTest, ConnectsAndRegistersOnFetchRequest) {
+  AgentLink link(AgentId(), *this, 10, AgentLink::Lifetime::kOnDemand);
+  link.OnFetchRequested();
   EXPECT_TRUE(AwaitRegistration());
   EXPECT_EQ(port_->Connected(), AgentId() + " ");
 }
 
-TEST_F(AgentLinkTest, ConnectsOnceHoweverOftenItIsWanted) {
-  AgentLink link(AgentId(), *this, 10, AgentLink::Lifetime::kWhileNeeded);
-  for (int i = 0; i < 3; ++i) link.OnWanted();
+TEST_F(AgentLinkTest, ConnectsOnceOnRepeatedFetchRequests) {
+  AgentLink link(AgentId(), *this, 10, AgentLink::Lifetime::kOnDemand);
+  for (int i = 0; i < 3; ++i) link.OnFetchRequested();
   EXPECT_TRUE(AwaitRegistration());
-  link.OnWanted();
+  link.OnFetchRequested();
   EXPECT_EQ(port_->Connected(), AgentId() + " ");
 }
 
-TEST_F(AgentLinkTest, ConnectsAgainWhenItWasWantedBeforeTheEndWasHeardOf) {
-  AgentLink link(AgentId(), *this, 10, AgentLink::Lifetime::kWhileNeeded);
-  link.OnWanted();
+TEST_F(AgentLinkTest, ReconnectsWhenRequestedBeforeTheCloseIsDetected) {
+  AgentLink link(AgentId(), *this, 10, AgentLink::Lifetime::kOnDemand);
+  link.OnFetchRequested();
   ASSERT_TRUE(AwaitRegistration());
   port_.reset();
   port_ = std::make_unique<test::AgentPort>();
-  link.OnWanted();
+  link.OnFetchRequested();
   EXPECT_TRUE(AwaitRegistration());
 }
 
-TEST_F(AgentLinkTest, TriesAgainWhenTheAgentIsNotThereYet) {
+TEST_F(AgentLinkTest, RetriesUntilTheAgentListens) {
   port_.reset();
-  AgentLink link(AgentId(), *this, 10, AgentLink::Lifetime::kWhileNeeded);
-  link.OnWanted();
+  AgentLink link(AgentId(), *this, 10, AgentLink::Lifetime::kOnDemand);
+  link.OnFetchRequested();
   port_ = std::make_unique<test::AgentPort>();
   EXPECT_TRUE(AwaitRegistration());
 }
 
-TEST_F(AgentLinkTest, ConnectsAgainByItselfWhileSomethingIsInWork) {
+TEST_F(AgentLinkTest, ReconnectsWhileACommandIsInFlight) {
   is_working_ = true;
-  AgentLink link(AgentId(), *this, 10, AgentLink::Lifetime::kWhileNeeded);
-  link.OnWanted();
+  AgentLink link(AgentId(), *this, 10, AgentLink::Lifetime::kOnDemand);
+  link.OnFetchRequested();
   ASSERT_TRUE(AwaitRegistration());
   port_.reset();
   port_ = std::make_unique<test::AgentPort>();
   EXPECT_TRUE(AwaitRegistration());
 }
 
-TEST_F(AgentLinkTest, ConnectsAgainByItselfToAnAgentThatWasNamed) {
-  AgentLink link(AgentId(), *this, 10, AgentLink::Lifetime::kAlways);
-  link.OnWanted();
+TEST_F(AgentLinkTest, ReconnectsToAPersistentAgent) {
+  AgentLink link(AgentId(), *this, 10, AgentLink::Lifetime::kPersistent);
+  link.OnFetchRequested();
   ASSERT_TRUE(AwaitRegistration());
   port_.reset();
   port_ = std::make_unique<test::AgentPort>();
   EXPECT_TRUE(AwaitRegistration());
 }
 
-TEST_F(AgentLinkTest, ConnectsForAnAnswerThatWaits) {
+TEST_F(AgentLinkTest, ConnectsForAPendingAnswer) {
   port_.reset();
-  AgentLink link(AgentId(), *this, 10, AgentLink::Lifetime::kWhileNeeded);
+  AgentLink link(AgentId(), *this, 10, AgentLink::Lifetime::kOnDemand);
   link.Send("one", {true, "yes"});
-  EXPECT_FALSE(link.AskForSeconds("one", 1));
+  EXPECT_FALSE(link.RequestExtension("one", 1));
   port_ = std::make_unique<test::AgentPort>();
-  EXPECT_TRUE(tools::RunUntil([this] { return !port_->Connected().empty(); }, kPatienceSeconds));
+  EXPECT_TRUE(tools::RunUntil([this] { return !port_->Connected().empty(); }, kTimeoutSeconds));
 }
 
 }  // namespace

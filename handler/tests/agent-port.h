@@ -12,8 +12,7 @@
 
 namespace qor::test {
 
-// The port of an agent that says nothing: shows who connects and how often a callback is
-// registered.
+// The port of an agent that sends nothing. Records the connecting handlers and counts their calls.
 class AgentPort {
  public:
   AgentPort() {
@@ -40,7 +39,7 @@ class AgentPort {
   AgentPort& operator=(const AgentPort&) = delete;
   ~AgentPort() { rpc_port_stub_destroy(stub_); }
 
-  // Ids of those who connected, each followed by a space.
+  // Application ids of all handlers that have connected, each followed by a space.
   const std::string& Connected() const { return connected_; }
   int CountReceived() const { return received_; }
 

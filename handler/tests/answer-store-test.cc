@@ -43,22 +43,22 @@ class AnswerStoreTest : public testing::Test {
   std::string folder_;
 };
 
-TEST_F(AnswerStoreTest, TouchesNoFileBeforeItIsTold) {
+TEST_F(AnswerStoreTest, CreatesNoFileBeforePrepare) {
   auto store = Open();
   EXPECT_TRUE(fs::is_empty(folder_));
   store.Prepare();
   EXPECT_TRUE(fs::exists(File()));
 }
 
-TEST_F(AnswerStoreTest, LooksUpAnAnswerWithoutBeingTold) {
-  Open().Keep(Key("one"), {true, "yes"});
+TEST_F(AnswerStoreTest, OpensTheFileOnFirstUse) {
+  Open().Store(Key("one"), {true, "yes"});
   EXPECT_EQ(TextOf(Open().Find(Key("one"))), "yes");
   EXPECT_EQ(TextOf(Open().Find(Key("two"))), "(none)");
 }
 
-// The stored files are of an x86-64 process: Keep(Key("one", "payload"), {true, "yes"}),
-// Keep(Key("two"), {false, "no"}).
-TEST_F(AnswerStoreTest, ReadsAFileOfAnotherArchitecture) {
+// The stored files are of an x86-64 process: Store(Key("one", "payload"), {true, "yes"}),
+// Store(Key("two"), {false, "no"}).
+TEST_F(AnswerStoreTest, ReadsFileFromAnotherArchitecture) {
   fs::copy_file(QOR_STORED_ANSWERS "/answers.db", File());
   auto store = Open();
   EXPECT_EQ(TextOf(store.Find(Key("one", "payload"))), "yes");
@@ -69,9 +69,9 @@ TEST_F(AnswerStoreTest, ReadsAFileOfAnotherArchitecture) {
   EXPECT_EQ(TextOf(store.Find(Key("one", "other payload"))), "(none)");
 }
 
-// It does not tell which payload was answered. To repeat a command would be worse than to answer a
-// uuid that is used again.
-TEST_F(AnswerStoreTest, FindsAnswersOfAFileWithIntegerDigestsByUuid) {
+// Such a file does not identify the payload. Running a command twice would be worse than giving an
+// old answer to a reused uuid.
+TEST_F(AnswerStoreTest, MatchesIntegerDigestsByUuid) {
   fs::copy_file(QOR_STORED_ANSWERS "/answers-integer-digests.db", File());
   auto store = Open();
   EXPECT_EQ(TextOf(store.Find(Key("one", "payload"))), "yes");
@@ -79,15 +79,15 @@ TEST_F(AnswerStoreTest, FindsAnswersOfAFileWithIntegerDigestsByUuid) {
   EXPECT_EQ(TextOf(store.Find(Key("two"))), "no");
   EXPECT_FALSE(store.Find(Key("three")));
   EXPECT_FALSE(store.Find(CommandKey({"other agent", "one", "type", "payload", 0})));
-  store.Keep(Key("three", "payload"), {true, "new"});
+  store.Store(Key("three", "payload"), {true, "new"});
   EXPECT_EQ(TextOf(store.Find(Key("three", "payload"))), "new");
   EXPECT_FALSE(store.Find(Key("three", "other payload")));
   now_ += limits_.age.count() + 1;
   EXPECT_FALSE(store.Find(Key("one", "payload")));
 }
 
-TEST_F(AnswerStoreTest, RemembersAcrossARestart) {
-  Open().Keep(Key("one"), {true, "yes"});
+TEST_F(AnswerStoreTest, FindsAnswerAfterRestart) {
+  Open().Store(Key("one"), {true, "yes"});
   auto again = Open();
   const auto answer = again.Find(Key("one"));
   ASSERT_TRUE(answer);
@@ -95,17 +95,17 @@ TEST_F(AnswerStoreTest, RemembersAcrossARestart) {
   EXPECT_EQ(answer->text, "yes");
 }
 
-TEST_F(AnswerStoreTest, RemembersAFailureAsAFailure) {
-  Open().Keep(Key("one"), {false, "no"});
+TEST_F(AnswerStoreTest, StoresFailureAsFailure) {
+  Open().Store(Key("one"), {false, "no"});
   auto again = Open();
   const auto answer = again.Find(Key("one"));
   ASSERT_TRUE(answer);
   EXPECT_FALSE(answer->succeeded);
 }
 
-TEST_F(AnswerStoreTest, TellsAgentsUuidsTypesAndPayloadsApart) {
+TEST_F(AnswerStoreTest, DistinguishesAgentsUuidsTypesAndPayloads) {
   auto store = Open();
-  store.Keep(CommandKey({"a", "u", "t", "p", 1}), {true, "yes"});
+  store.Store(CommandKey({"a", "u", "t", "p", 1}), {true, "yes"});
   EXPECT_EQ(TextOf(store.Find(CommandKey({"a", "u", "t", "p", 2}))), "yes");
   EXPECT_FALSE(store.Find(CommandKey({"b", "u", "t", "p", 1})));
   EXPECT_FALSE(store.Find(CommandKey({"a", "v", "t", "p", 1})));
@@ -115,88 +115,89 @@ TEST_F(AnswerStoreTest, TellsAgentsUuidsTypesAndPayloadsApart) {
   EXPECT_FALSE(store.Find(CommandKey({"a", "ut", "", "p", 1})));
 }
 
-// In a multiplicative hash of words the second word of a lane can undo what the first one changed.
-TEST_F(AnswerStoreTest, TellsPayloadsApartThatWereMadeToCollide) {
+// These collide in a multiplicative hash over words, where the second word of a lane can cancel the
+// change of the first.
+TEST_F(AnswerStoreTest, DistinguishesPayloadsCraftedToCollide) {
   const auto payload = [](const char* first, const char* second) {
     return std::string(8, 'a') + first + std::string(24, 'a') + second + std::string(16, 'a');
   };
   const std::string one = payload("aaaaaaaa", "aaaaaaaa");
   const std::string other = payload("XxoIfvip", "A(jx6gqI");
   auto store = Open();
-  store.Keep(Key("uuid", one), {true, "yes"});
+  store.Store(Key("uuid", one), {true, "yes"});
   EXPECT_EQ(TextOf(store.Find(Key("uuid", one))), "yes");
   EXPECT_FALSE(store.Find(Key("uuid", other)));
   EXPECT_NE(Key("uuid", one).digest, Key("uuid", other).digest);
 }
 
-TEST_F(AnswerStoreTest, ForgetsTheOldestBeyondTheNumber) {
+TEST_F(AnswerStoreTest, EvictsOldestBeyondCount) {
   limits_.count = 2;
   auto store = Open();
-  for (const char* uuid : {"one", "two", "three"}) store.Keep(Key(uuid), {true, uuid});
+  for (const char* uuid : {"one", "two", "three"}) store.Store(Key(uuid), {true, uuid});
   EXPECT_FALSE(store.Find(Key("one")));
   EXPECT_EQ(TextOf(store.Find(Key("two"))), "two");
   EXPECT_EQ(TextOf(store.Find(Key("three"))), "three");
 }
 
-TEST_F(AnswerStoreTest, ForgetsWhatIsTooOld) {
+TEST_F(AnswerStoreTest, EvictsExpiredAnswers) {
   limits_.age = std::chrono::seconds(10);
   auto store = Open();
-  store.Keep(Key("one"), {true, "yes"});
+  store.Store(Key("one"), {true, "yes"});
   now_ += 10;
   EXPECT_TRUE(store.Find(Key("one")));
   now_ += 1;
   EXPECT_FALSE(store.Find(Key("one")));
 }
 
-TEST_F(AnswerStoreTest, ForgetsNothingWhenTheClockIsSetBack) {
+TEST_F(AnswerStoreTest, EvictsNothingWhenTheClockIsSetBack) {
   limits_.age = std::chrono::seconds(10);
   auto store = Open();
-  store.Keep(Key("one"), {true, "1"});
+  store.Store(Key("one"), {true, "1"});
   now_ = 0;
-  store.Keep(Key("two"), {true, "2"});
+  store.Store(Key("two"), {true, "2"});
   EXPECT_TRUE(store.Find(Key("one")));
   EXPECT_TRUE(store.Find(Key("two")));
   now_ = 11;
   EXPECT_FALSE(store.Find(Key("two")));
 }
 
-TEST_F(AnswerStoreTest, MakesRoomInAFileThatIsFull) {
+TEST_F(AnswerStoreTest, EvictsOldestWhenFileIsFull) {
   limits_.bytes = 128 * 1024;
   auto store = Open();
   for (int i = 0; i < 100; ++i) {
-    store.Keep(Key(std::to_string(i)), {true, std::string(10'000, 'x')});
+    store.Store(Key(std::to_string(i)), {true, std::string(10'000, 'x')});
     ASSERT_TRUE(store.Find(Key(std::to_string(i)))) << i;
   }
   EXPECT_FALSE(store.Find(Key("0")));
   EXPECT_LE(fs::file_size(File()), limits_.bytes);
 }
 
-TEST_F(AnswerStoreTest, DoesWithoutAnAnswerThatNeverFits) {
+TEST_F(AnswerStoreTest, SkipsAnswerLargerThanTheFile) {
   limits_.bytes = 64 * 1024;
   auto store = Open();
-  store.Keep(Key("large"), {true, std::string(100'000, 'x')});
+  store.Store(Key("large"), {true, std::string(100'000, 'x')});
   EXPECT_FALSE(store.Find(Key("large")));
-  store.Keep(Key("small"), {true, "yes"});
+  store.Store(Key("small"), {true, "yes"});
   EXPECT_TRUE(store.Find(Key("small")));
 }
 
-TEST_F(AnswerStoreTest, SetsAFileAsideThatIsNoDatabase) {
+TEST_F(AnswerStoreTest, ReplacesFileThatIsNoDatabase) {
   std::ofstream(File()) << std::string(10'000, 'x');
-  Open().Keep(Key("one"), {true, "yes"});
+  Open().Store(Key("one"), {true, "yes"});
   EXPECT_EQ(TextOf(Open().Find(Key("one"))), "yes");
   EXPECT_EQ(fs::file_size(File() + ".corrupt"), 10'000u);
 }
 
-TEST_F(AnswerStoreTest, SetsAFileAsideWhoseTableIsAnother) {
+TEST_F(AnswerStoreTest, ReplacesFileWithAnotherTable) {
   sqlite::Database(File(), sqlite::Database::Mode::kCreate)
       .Execute("CREATE TABLE answers (something)");
-  Open().Keep(Key("one"), {true, "yes"});
+  Open().Store(Key("one"), {true, "yes"});
   EXPECT_EQ(TextOf(Open().Find(Key("one"))), "yes");
   EXPECT_TRUE(fs::exists(File() + ".corrupt"));
 }
 
-// Each is run, or used up memory, when a query meets it; journal modes are for files of one's own.
-TEST_F(AnswerStoreTest, SetsAFileAsideThatDeclaresMore) {
+// Queries would evaluate these declarations or exhaust memory.
+TEST_F(AnswerStoreTest, ReplacesFileWithForeignSchema) {
   const std::string table =
       "CREATE TABLE answers (agent TEXT, uuid TEXT, digest BLOB, succeeded INTEGER, text TEXT,"
       " time INTEGER, PRIMARY KEY (agent, uuid, digest))";
@@ -214,20 +215,20 @@ TEST_F(AnswerStoreTest, SetsAFileAsideThatDeclaresMore) {
     sqlite::Database(File(), sqlite::Database::Mode::kCreate).Execute(sql.c_str());
     const auto size = fs::file_size(File());
     auto store = Open();
-    store.Keep(Key("one"), {true, "yes"});
+    store.Store(Key("one"), {true, "yes"});
     EXPECT_EQ(TextOf(store.Find(Key("one"))), "yes") << sql;
     EXPECT_TRUE(fs::exists(File() + ".corrupt")) << sql;
     EXPECT_EQ(fs::file_size(File() + ".corrupt"), size);
   }
 }
 
-TEST_F(AnswerStoreTest, LeavesTheFileAloneToWhichALinkLeads) {
+TEST_F(AnswerStoreTest, DoesNotFollowSymbolicLink) {
   const std::string other = folder_ + "/other.db";
   sqlite::Database(other, sqlite::Database::Mode::kCreate).Execute("CREATE TABLE other (x)");
   std::ostringstream before;
   before << std::ifstream(other).rdbuf();
   fs::create_symlink(other, File());
-  Open().Keep(Key("one"), {true, "yes"});
+  Open().Store(Key("one"), {true, "yes"});
   EXPECT_EQ(TextOf(Open().Find(Key("one"))), "yes");
   std::ostringstream after;
   after << std::ifstream(other).rdbuf();
@@ -236,42 +237,42 @@ TEST_F(AnswerStoreTest, LeavesTheFileAloneToWhichALinkLeads) {
   EXPECT_FALSE(fs::is_symlink(File()));
 }
 
-TEST_F(AnswerStoreTest, DoesWithoutAPipe) {
+TEST_F(AnswerStoreTest, IgnoresPipe) {
   ASSERT_EQ(mkfifo(File().c_str(), 0600), 0);
   auto store = Open();
-  store.Keep(Key("one"), {true, "yes"});
+  store.Store(Key("one"), {true, "yes"});
   EXPECT_EQ(TextOf(store.Find(Key("one"))), "yes");
 }
 
-TEST_F(AnswerStoreTest, FindsNoAnswerThatIsLongerThanTheFileMayBe) {
+TEST_F(AnswerStoreTest, RejectsStoredAnswerLargerThanTheLimit) {
   limits_.bytes = 1024 * 1024;
-  Open().Keep(Key("one"), {true, "yes"});
+  Open().Store(Key("one"), {true, "yes"});
   sqlite::Database(File(), sqlite::Database::Mode::kExisting)
       .Execute("UPDATE answers SET text = zeroblob(2000000)");
   auto store = Open();
   EXPECT_FALSE(store.Find(Key("one")));
-  store.Keep(Key("one"), {true, "again"});
+  store.Store(Key("one"), {true, "again"});
   EXPECT_EQ(TextOf(store.Find(Key("one"))), "again");
 }
 
-// With a wait for each answer, this would take longer than a test may.
-TEST_F(AnswerStoreTest, WaitsOnceForALockOfAnotherProcess) {
+// A wait for each answer would exceed the test's timeout.
+TEST_F(AnswerStoreTest, WaitsOnceForLockOfAnotherProcess) {
   auto store = Open();
-  store.Keep(Key("before"), {true, "yes"});
+  store.Store(Key("before"), {true, "yes"});
   sqlite::Database other(File(), sqlite::Database::Mode::kExisting);
   {
     const sqlite::Transaction lock(other);
     for (int i = 0; i < 1'000; ++i) {
-      store.Keep(Key(std::to_string(i)), {true, "no"});
+      store.Store(Key(std::to_string(i)), {true, "no"});
       EXPECT_EQ(TextOf(store.Find(Key("before"))), "yes");
     }
   }
-  store.Keep(Key("after"), {true, "yes"});
+  store.Store(Key("after"), {true, "yes"});
   EXPECT_EQ(TextOf(Open().Find(Key("after"))), "yes");
 }
 
-TEST_F(AnswerStoreTest, OpensAFileAsSoonAsAnotherProcessHasUnlockedIt) {
-  Open().Keep(Key("before"), {true, "yes"});
+TEST_F(AnswerStoreTest, OpensFileOnceAnotherProcessUnlocksIt) {
+  Open().Store(Key("before"), {true, "yes"});
   auto store = Open();
   {
     sqlite::Database other(File(), sqlite::Database::Mode::kExisting);
@@ -281,47 +282,47 @@ TEST_F(AnswerStoreTest, OpensAFileAsSoonAsAnotherProcessHasUnlockedIt) {
   EXPECT_EQ(TextOf(store.Find(Key("before"))), "yes");
 }
 
-TEST_F(AnswerStoreTest, SetsAFileAsideThatTurnsOutDamagedLater) {
+TEST_F(AnswerStoreTest, ReplacesFileFoundDamagedAfterOpening) {
   limits_.bytes = 1024 * 1024;
   {
     auto store = Open();
     for (int i = 0; i < 50; ++i)
-      store.Keep(Key(std::to_string(i)), {true, std::string(5'000, 'x')});
+      store.Store(Key(std::to_string(i)), {true, std::string(5'000, 'x')});
   }
   {
-    // Everything but the first page, which is all that opening looks at.
+    // All pages but the first, the only one that opening reads.
     std::fstream file(File(), std::ios::in | std::ios::out | std::ios::binary);
     const auto size = static_cast<std::streamoff>(fs::file_size(File()));
     file.seekp(4096);
     file << std::string(static_cast<std::size_t>(size - 4096), '\xff');
   }
   auto store = Open();
-  store.Keep(Key("one"), {true, "yes"});
+  store.Store(Key("one"), {true, "yes"});
   EXPECT_EQ(TextOf(store.Find(Key("one"))), "yes");
   EXPECT_TRUE(fs::exists(File() + ".corrupt"));
 }
 
-TEST_F(AnswerStoreTest, RemembersInMemoryWhereThereIsNoFile) {
+TEST_F(AnswerStoreTest, StoresInMemoryWithoutAFile) {
   for (const std::string& path : {std::string(), folder_ + "/no/such/folder/file", folder_}) {
     auto store = Open(path);
-    store.Keep(Key("one"), {true, "yes"});
+    store.Store(Key("one"), {true, "yes"});
     EXPECT_EQ(TextOf(store.Find(Key("one"))), "yes") << path;
   }
   EXPECT_TRUE(fs::is_empty(folder_));
 }
 
-TEST_F(AnswerStoreTest, KeepsNothingWhenNothingIsToBeKept) {
+TEST_F(AnswerStoreTest, StoresNothingWithCountZero) {
   limits_.count = 0;
   auto store = Open();
-  store.Keep(Key("one"), {true, "yes"});
+  store.Store(Key("one"), {true, "yes"});
   EXPECT_FALSE(store.Find(Key("one")));
   EXPECT_TRUE(fs::is_empty(folder_));
 }
 
-TEST_F(AnswerStoreTest, KeepsTheLastAnswerOfAKey) {
+TEST_F(AnswerStoreTest, ReplacesAnswerOfTheSameKey) {
   auto store = Open();
-  store.Keep(Key("one"), {true, "first"});
-  store.Keep(Key("one"), {true, "second"});
+  store.Store(Key("one"), {true, "first"});
+  store.Store(Key("one"), {true, "second"});
   EXPECT_EQ(TextOf(store.Find(Key("one"))), "second");
 }
 

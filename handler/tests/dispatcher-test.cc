@@ -21,9 +21,9 @@ using testing::ElementsAre;
 using testing::HasSubstr;
 using testing::IsEmpty;
 
-constexpr double kPatienceSeconds = 60;
+constexpr double kTimeoutSeconds = 60;
 
-class DispatcherTest : public testing::Test, protected Agents {
+class DispatcherTest : public testing::Test, protected AgentSender {
  protected:
   DispatcherTest() {
     ecore_init();
@@ -40,32 +40,33 @@ class DispatcherTest : public testing::Test, protected Agents {
     dispatcher_->OnCommand({agent, uuid, type, "payload", 7});
   }
   bool AwaitSent(std::size_t count) {
-    return tools::RunUntil([&] { return sent_.size() >= count; }, kPatienceSeconds);
+    return tools::RunUntil([&] { return sent_.size() >= count; }, kTimeoutSeconds);
   }
 
   void Send(const std::string& agent, const std::string& uuid, Answer answer) override {
     EXPECT_EQ(std::this_thread::get_id(), main_thread_);
     sent_.push_back(agent + " " + uuid + (answer.succeeded ? " + " : " - ") + answer.text);
   }
-  bool AskForSeconds(const std::string& agent, const std::string& uuid, double seconds) override {
+  bool RequestExtension(const std::string& agent, const std::string& uuid,
+                        double seconds) override {
     EXPECT_EQ(std::this_thread::get_id(), main_thread_);
-    asked_.push_back(agent + " " + uuid + " " + std::to_string(seconds));
-    return grants_;
+    extension_requests_.push_back(agent + " " + uuid + " " + std::to_string(seconds));
+    return grants_extensions_;
   }
 
   const std::thread::id main_thread_ = std::this_thread::get_id();
   Dispatcher::Functions functions_;
   AnswerStore answers_{"", {}, [] { return std::int64_t{0}; }};
   std::shared_ptr<Dispatcher> dispatcher_ =
-      std::make_shared<Dispatcher>(functions_, answers_, static_cast<Agents&>(*this));
+      std::make_shared<Dispatcher>(functions_, answers_, static_cast<AgentSender&>(*this));
   std::vector<std::string> sent_;
-  std::vector<std::string> asked_;
-  bool grants_ = true;
-  // Commands that functions put here.
+  std::vector<std::string> extension_requests_;
+  bool grants_extensions_ = true;
+  // Handles that functions keep.
   std::vector<Command> kept_;
 };
 
-TEST_F(DispatcherTest, GivesTheFunctionTheWholeCommand) {
+TEST_F(DispatcherTest, PassesTheWholeCommandToTheFunction) {
   functions_["type"] = [](const Command& command) {
     EXPECT_EQ(command.Uuid(), "one");
     EXPECT_EQ(command.Type(), "type");
@@ -78,7 +79,7 @@ TEST_F(DispatcherTest, GivesTheFunctionTheWholeCommand) {
   EXPECT_THAT(sent_, ElementsAre("agent one + yes"));
 }
 
-TEST_F(DispatcherTest, TakesTheFirstAnswerOnly) {
+TEST_F(DispatcherTest, AcceptsTheFirstAnswerOnly) {
   functions_["type"] = [](const Command& command) {
     EXPECT_TRUE(command.Fail("no"));
     EXPECT_FALSE(command.Fail("no"));
@@ -88,28 +89,29 @@ TEST_F(DispatcherTest, TakesTheFirstAnswerOnly) {
   EXPECT_THAT(sent_, ElementsAre("agent one - no"));
 }
 
-TEST_F(DispatcherTest, TakesTheFirstAnswerOnlyOfManyThreads) {
+TEST_F(DispatcherTest, AcceptsTheFirstAnswerOnlyFromManyThreads) {
   functions_["type"] = [this](const Command& command) { kept_.push_back(command); };
   Deliver("one");
-  std::atomic<int> taken{0};
+  std::atomic<int> accepted{0};
   std::vector<std::thread> threads;
   for (int i = 0; i < 8; ++i) {
-    threads.emplace_back([&taken, command = kept_[0]] { taken += command.Succeed("yes") ? 1 : 0; });
+    threads.emplace_back(
+        [&accepted, command = kept_[0]] { accepted += command.Succeed("yes") ? 1 : 0; });
   }
   for (auto& thread : threads) thread.join();
   EXPECT_TRUE(AwaitSent(1));
-  EXPECT_EQ(taken, 1);
+  EXPECT_EQ(accepted, 1);
   EXPECT_THAT(sent_, ElementsAre("agent one + yes"));
 }
 
-TEST_F(DispatcherTest, FailsACommandThatIsDropped) {
+TEST_F(DispatcherTest, FailsDroppedCommand) {
   functions_["type"] = [](const Command&) {};
   Deliver("one");
   EXPECT_THAT(sent_, ElementsAre(R"(agent one - {"ErrorCode":3003,"ErrorDomain":"QOR-HANDLER",)"
                                  R"("ErrorDescription":"the handler dropped the command"})"));
 }
 
-TEST_F(DispatcherTest, FailsACommandThatIsDroppedByAThread) {
+TEST_F(DispatcherTest, FailsCommandDroppedByAThread) {
   functions_["type"] = [this](const Command& command) { kept_.push_back(command); };
   Deliver("one");
   std::thread([command = std::move(kept_[0])] {}).join();
@@ -118,37 +120,37 @@ TEST_F(DispatcherTest, FailsACommandThatIsDroppedByAThread) {
   EXPECT_THAT(sent_, ElementsAre(HasSubstr("dropped")));
 }
 
-TEST_F(DispatcherTest, LeavesACommandAloneAsLongAsAHandleIsKept) {
+TEST_F(DispatcherTest, KeepsCommandInFlightWhileAHandleExists) {
   functions_["type"] = [this](const Command& command) { kept_.push_back(command); };
   Deliver("one");
   EXPECT_THAT(sent_, IsEmpty());
-  EXPECT_TRUE(dispatcher_->IsWorkingFor("agent"));
-  EXPECT_FALSE(dispatcher_->IsWorkingFor("another"));
+  EXPECT_TRUE(dispatcher_->HasCommandsInFlight("agent"));
+  EXPECT_FALSE(dispatcher_->HasCommandsInFlight("another"));
   kept_.clear();
   EXPECT_EQ(sent_.size(), 1u);
-  EXPECT_FALSE(dispatcher_->IsWorkingFor("agent"));
+  EXPECT_FALSE(dispatcher_->HasCommandsInFlight("agent"));
 }
 
-TEST_F(DispatcherTest, MakesAnErrorOfAnException) {
+TEST_F(DispatcherTest, ReportsExceptionAsError) {
   functions_["type"] = [](const Command&) { throw std::runtime_error("no \"way\"\n"); };
   Deliver("one");
   EXPECT_THAT(sent_, ElementsAre(R"(agent one - {"ErrorCode":3001,"ErrorDomain":"QOR-HANDLER",)"
                                  R"("ErrorDescription":"no \"way\"\n"})"));
 }
 
-TEST_F(DispatcherTest, MakesAnErrorOfAnExceptionWhoseTextIsNotUtf8) {
+TEST_F(DispatcherTest, ReplacesExceptionTextThatIsNotUtf8) {
   functions_["type"] = [](const Command&) { throw std::runtime_error("\xff\xfe"); };
   Deliver("one");
-  EXPECT_THAT(sent_, ElementsAre(HasSubstr(":\"(a text that is not UTF-8)\"}")));
+  EXPECT_THAT(sent_, ElementsAre(HasSubstr(":\"(invalid UTF-8)\"}")));
 }
 
-TEST_F(DispatcherTest, MakesAnErrorOfWhatIsNoException) {
+TEST_F(DispatcherTest, ReportsUnknownExceptionAsError) {
   functions_["type"] = [](const Command&) { throw 5; };
   Deliver("one");
   EXPECT_THAT(sent_, ElementsAre(HasSubstr(R"("ErrorCode":3001)")));
 }
 
-TEST_F(DispatcherTest, KeepsTheAnswerThatCameBeforeAnException) {
+TEST_F(DispatcherTest, KeepsAnswerGivenBeforeAnException) {
   functions_["type"] = [](const Command& command) {
     command.Succeed("yes");
     throw std::runtime_error("too late");
@@ -157,14 +159,13 @@ TEST_F(DispatcherTest, KeepsTheAnswerThatCameBeforeAnException) {
   EXPECT_THAT(sent_, ElementsAre("agent one + yes"));
 }
 
-TEST_F(DispatcherTest, FailsATypeWithoutAFunction) {
+TEST_F(DispatcherTest, FailsTypeWithoutAFunction) {
   Deliver("one", "unknown");
-  EXPECT_THAT(sent_,
-              ElementsAre(R"(agent one - {"ErrorCode":3002,"ErrorDomain":"QOR-HANDLER",)"
-                          R"("ErrorDescription":"this handler has no code for it: unknown"})"));
+  EXPECT_THAT(sent_, ElementsAre(R"(agent one - {"ErrorCode":3002,"ErrorDomain":"QOR-HANDLER",)"
+                                 R"("ErrorDescription":"no function for request type: unknown"})"));
 }
 
-TEST_F(DispatcherTest, IgnoresWhatIsDeliveredAgainWhileInWork) {
+TEST_F(DispatcherTest, IgnoresRedeliveryWhileInFlight) {
   functions_["type"] = [this](const Command& command) { kept_.push_back(command); };
   Deliver("one");
   Deliver("one");
@@ -173,7 +174,7 @@ TEST_F(DispatcherTest, IgnoresWhatIsDeliveredAgainWhileInWork) {
   EXPECT_THAT(sent_, ElementsAre("agent one + yes"));
 }
 
-TEST_F(DispatcherTest, SendsTheSameAnswerToWhatIsDeliveredAgain) {
+TEST_F(DispatcherTest, ResendsStoredAnswerOnRedelivery) {
   int runs = 0;
   functions_["type"] = [&runs](const Command& command) {
     command.Fail("no " + std::to_string(++runs));
@@ -183,7 +184,7 @@ TEST_F(DispatcherTest, SendsTheSameAnswerToWhatIsDeliveredAgain) {
   EXPECT_THAT(sent_, ElementsAre("agent one - no 1", "agent one - no 1"));
 }
 
-TEST_F(DispatcherTest, RunsTheSameUuidOfAnotherAgentOrType) {
+TEST_F(DispatcherTest, RunsSameUuidOfAnotherAgentOrType) {
   int runs = 0;
   functions_["type"] = functions_["other"] = [&runs](const Command& command) {
     command.Succeed(std::to_string(++runs));
@@ -194,7 +195,7 @@ TEST_F(DispatcherTest, RunsTheSameUuidOfAnotherAgentOrType) {
   EXPECT_THAT(sent_, ElementsAre("agent one + 1", "another one + 2", "agent one + 3"));
 }
 
-TEST_F(DispatcherTest, TakesAnswersFromThreads) {
+TEST_F(DispatcherTest, AcceptsAnswersFromThreads) {
   std::vector<std::thread> threads;
   functions_["type"] = [&threads](const Command& command) {
     threads.emplace_back([command] { command.Succeed(command.Uuid()); });
@@ -205,47 +206,47 @@ TEST_F(DispatcherTest, TakesAnswersFromThreads) {
   EXPECT_EQ(sent_.size(), 20u);
 }
 
-TEST_F(DispatcherTest, AsksForTimeAndTellsTheWord) {
+TEST_F(DispatcherTest, ReturnsTheReplyToAnExtensionRequest) {
   functions_["type"] = [this](const Command& command) {
     EXPECT_TRUE(command.AskForSeconds(2));
-    grants_ = false;
+    grants_extensions_ = false;
     EXPECT_FALSE(command.AskForSeconds(3));
     command.Succeed("yes");
     EXPECT_FALSE(command.AskForSeconds(4));
   };
   Deliver("one");
-  EXPECT_THAT(asked_, ElementsAre("agent one 2.000000", "agent one 3.000000"));
+  EXPECT_THAT(extension_requests_, ElementsAre("agent one 2.000000", "agent one 3.000000"));
 }
 
-TEST_F(DispatcherTest, AsksForNoTimeThatIsNoTime) {
+TEST_F(DispatcherTest, RejectsInvalidExtensions) {
   functions_["type"] = [](const Command& command) {
     for (const double seconds : {0.0, -1.0, 0.0 / 0.0, 1 / 0.0}) {
       EXPECT_FALSE(command.AskForSeconds(seconds)) << seconds;
     }
   };
   Deliver("one");
-  EXPECT_THAT(asked_, IsEmpty());
+  EXPECT_THAT(extension_requests_, IsEmpty());
 }
 
-TEST_F(DispatcherTest, AsksForTimeFromAThreadAndWaitsForTheWord) {
+TEST_F(DispatcherTest, ReturnsTheReplyToAnExtensionRequestOfAThread) {
   std::thread thread;
   functions_["type"] = [&thread](const Command& command) {
     thread = std::thread(
         [command] { command.Succeed(command.AskForSeconds(2) ? "granted" : "refused"); });
   };
-  grants_ = false;
+  grants_extensions_ = false;
   Deliver("one");
   EXPECT_TRUE(AwaitSent(1));
   thread.join();
   EXPECT_THAT(sent_, ElementsAre("agent one + refused"));
-  grants_ = true;
+  grants_extensions_ = true;
   Deliver("two");
   EXPECT_TRUE(AwaitSent(2));
   thread.join();
   EXPECT_EQ(sent_[1], "agent two + granted");
 }
 
-TEST_F(DispatcherTest, ServesWhatThreadsLeftWhenTheLoopCloses) {
+TEST_F(DispatcherTest, SendsQueuedAnswersOfThreadsWhenTheLoopCloses) {
   functions_["type"] = [this](const Command& command) { kept_.push_back(command); };
   Deliver("one");
   Deliver("two");
@@ -258,11 +259,11 @@ TEST_F(DispatcherTest, ServesWhatThreadsLeftWhenTheLoopCloses) {
   EXPECT_EQ(sent_.size(), 1u);
 }
 
-TEST_F(DispatcherTest, IsNotMissedByCommandsThatOutliveIt) {
+TEST_F(DispatcherTest, IgnoresAnswersAfterDestruction) {
   functions_["type"] = [this](const Command& command) { kept_.push_back(command); };
   Deliver("one");
   dispatcher_.reset();
-  EXPECT_TRUE(kept_[0].Succeed("nobody hears it"));
+  EXPECT_TRUE(kept_[0].Succeed("ignored"));
   EXPECT_THAT(sent_, IsEmpty());
 }
 

@@ -1,7 +1,7 @@
 // Copyright 2026 The qor-handler-manager authors
 // SPDX-License-Identifier: Apache-2.0
 
-// Handlers made with the SDK as installed applications, beside agents that come and go.
+// SDK handlers as installed applications, with agents that start and stop.
 
 #include <fcntl.h>
 #include <sys/stat.h>
@@ -37,94 +37,95 @@ class HandlerProcess : public end_to_end::EndToEndTest {
   }
 
   std::string DataFolder() const { return Root() + "/data/org.example.probe.handler"; }
-  // Whether nothing takes launch requests for the handler any more. A process that dies does so
-  // for a moment after its last deed, and they are lost with it.
+  // Whether the handler's launch socket is closed. A dying process still accepts launch requests
+  // for a moment, and they are lost with it.
   bool IsGone() const {
     return !platform::ConnectTo(platform::FolderBelowRoot(platform::kApplicationSocketFolder),
                                 "org.example.probe.handler");
   }
-  // Uuids of the commands that the handler ran, a line each.
+  // The uuids of the commands that the handler has run, one per line.
   std::string Runs() const {
     std::ifstream file(DataFolder() + "/runs");
     return std::string(std::istreambuf_iterator<char>(file), {});
   }
 
   std::string Pipe() const { return Root() + "/pipe"; }
-  // Lets "probe.wait" answer with a text. The handler must have the command.
+  // Makes "probe.wait" answer with a text. The command must be in flight.
   void Release(const std::string& text) const { std::ofstream(Pipe()) << text; }
 
-  // An agent that notes who asked for time.
-  tools::Agent& StartListeningAgent() {
+  // Starts an agent that records extension requests.
+  tools::Agent& StartRecordingAgent() {
     auto& agent = StartAgent();
     agent.SetNegotiator([this](const std::string&, const std::string& uuid, double) {
-      asked_ += uuid + " ";
-      return grants_;
+      extension_requests_ += uuid + " ";
+      return grants_extensions_;
     });
     return agent;
   }
-  // Sends a command that is in work until it is released.
+  // Sends a command that is in flight until Release().
   void SendWaiting(tools::Agent& agent, const std::string& uuid) {
     ASSERT_EQ(agent.Send(uuid, "probe.wait", Pipe()), 0);
-    ASSERT_TRUE(tools::RunUntil([&] { return asked_ == uuid + " "; }, kPatienceSeconds));
+    ASSERT_TRUE(
+        tools::RunUntil([&] { return extension_requests_ == uuid + " "; }, kPatienceSeconds));
   }
 
-  // Another agent, which sends "probe.agent" as command-1.
+  // Runs another agent, which sends "probe.agent" as command-1.
   tools::ProcessResult RunSecondAgent() {
     const std::string second = Root() + "/second-agent";
     fs::copy_file(BuildFolder() + "/examples/example-agent", second);
     return tools::RunProcess({second, "probe.agent"}, kPatienceSeconds);
   }
 
-  std::string asked_;
-  bool grants_ = true;
+  std::string extension_requests_;
+  bool grants_extensions_ = true;
 };
 
 TEST_F(HandlerProcess, AnswersFromAThread) {
-  auto& agent = StartListeningAgent();
+  auto& agent = StartRecordingAgent();
   SendWaiting(agent, "one");
   Release("done");
   EXPECT_EQ(AwaitResponse("one").result, "done");
 }
 
-TEST_F(HandlerProcess, LearnsWhetherTimeIsGranted) {
-  StartListeningAgent();
+TEST_F(HandlerProcess, ReceivesTheReplyToAnExtensionRequest) {
+  StartRecordingAgent();
   EXPECT_EQ(Execute("one", "probe.ask").result, "granted granted");
-  grants_ = false;
+  grants_extensions_ = false;
   EXPECT_EQ(Execute("two", "probe.ask").result, "refused refused");
-  EXPECT_EQ(asked_, "one one two two ");
+  EXPECT_EQ(extension_requests_, "one one two two ");
 }
 
-TEST_F(HandlerProcess, ConnectsAgainToAnAgentThatStartedAnewAndHandsOverWhatItOwes) {
-  SendWaiting(StartListeningAgent(), "one");
+TEST_F(HandlerProcess, ReconnectsToARestartedAgentAndSendsPendingAnswers) {
+  SendWaiting(StartRecordingAgent(), "one");
   StopAgent();
-  // Nothing but the handler's own trying brings the two together.
+  // Only the handler's own retries reconnect the two.
   StartAgent();
   Release("late");
   EXPECT_EQ(AwaitResponse("one").result, "late");
   EXPECT_EQ(Runs(), "one\n");
 }
 
-TEST_F(HandlerProcess, KeepsAnAnswerUntilTheAgentIsBack) {
-  SendWaiting(StartListeningAgent(), "one");
+TEST_F(HandlerProcess, KeepsAnswerUntilTheAgentRestarts) {
+  SendWaiting(StartRecordingAgent(), "one");
   StopAgent();
   Release("kept");
   StartAgent();
   EXPECT_EQ(AwaitResponse("one").result, "kept");
 }
 
-TEST_F(HandlerProcess, IgnoresACommandThatIsDeliveredAgainWhileInWork) {
-  SendWaiting(StartListeningAgent(), "one");
+TEST_F(HandlerProcess, IgnoresRedeliveryWhileInFlight) {
+  SendWaiting(StartRecordingAgent(), "one");
   StopAgent();
   auto& agent = StartAgent();
   ASSERT_EQ(agent.Send("one", "probe.wait", Pipe()), 0);
-  // Delivered after the first, so that has been seen by now.
+  // Deliveries are ordered, so the handler has seen the first one.
   EXPECT_EQ(Execute("two", "probe.run").result, "2");
   Release("once");
   EXPECT_EQ(AwaitResponse("one").result, "once");
   EXPECT_EQ(Runs(), "one\ntwo\n");
 }
 
-TEST_F(HandlerProcess, AnswersTheSameToACommandThatIsSentAgain) {
+TEST_F(HandlerProcess, ResendsStoredAnswerToACommandSentAgain) {
   StartAgent();
   EXPECT_EQ(Execute("one", "probe.run").result, "1");
   StopAgent();
@@ -133,7 +134,7 @@ TEST_F(HandlerProcess, AnswersTheSameToACommandThatIsSentAgain) {
   EXPECT_EQ(Runs(), "one\n");
 }
 
-TEST_F(HandlerProcess, HandsOverAllThatItOwesWhenTheAgentStopsAmongManyAnswers) {
+TEST_F(HandlerProcess, ResendsUnackedAnswersWhenTheAgentStopsAmongMany) {
   constexpr int kCount = 300;
   auto& agent = StartAgent();
   for (int i = 0; i < kCount; ++i) {
@@ -145,8 +146,8 @@ TEST_F(HandlerProcess, HandsOverAllThatItOwesWhenTheAgentStopsAmongManyAnswers) 
     const std::string runs = Runs();
     return static_cast<std::size_t>(std::count(runs.begin(), runs.end(), '\n'));
   };
-  // While this agent looks at nothing the handler goes on, unless it awaits a single reply just
-  // then: some answers are sent and never read.
+  // The agent's loop does not run below, so the handler gets ahead unless it is awaiting a single
+  // ack: some answers are sent and never read.
   const auto is_far_ahead = [&] { return count_runs() >= agent.Responses().size() + 20; };
   while (!is_far_ahead()) {
     const auto limit = std::chrono::steady_clock::now() + std::chrono::milliseconds(200);
@@ -160,7 +161,7 @@ TEST_F(HandlerProcess, HandsOverAllThatItOwesWhenTheAgentStopsAmongManyAnswers) 
   for (const auto& response : agent.Responses()) answered.insert(response.uuid);
   StopAgent();
   auto& again = StartAgent();
-  // Nothing is sent to it again.
+  // The new agent sends no commands.
   EXPECT_TRUE(tools::RunUntil(
       [&] {
         for (const auto& response : again.Responses()) answered.insert(response.uuid);
@@ -175,11 +176,11 @@ TEST_F(HandlerProcess, HandsOverAllThatItOwesWhenTheAgentStopsAmongManyAnswers) 
   EXPECT_GT(answered.size(), kCount / 3);
 }
 
-TEST_F(HandlerProcess, AsksForTimeAmongManyAnswers) {
-  auto& agent = StartListeningAgent();
-  // Replies to answers say yes.
-  grants_ = false;
-  // Enough for replies to be left for later.
+TEST_F(HandlerProcess, RequestsExtensionsAmongManyAnswers) {
+  auto& agent = StartRecordingAgent();
+  // Acks of answers are true, so a mixed-up reply would show.
+  grants_extensions_ = false;
+  // Enough commands for batched acks.
   for (int i = 0; i < 200; ++i) {
     ASSERT_EQ(agent.Send("run-" + std::to_string(i), "probe.run", ""), 0);
     ASSERT_EQ(agent.Send("ask-" + std::to_string(i), "probe.ask", ""), 0);
@@ -190,7 +191,7 @@ TEST_F(HandlerProcess, AsksForTimeAmongManyAnswers) {
   }
 }
 
-TEST_F(HandlerProcess, AnswersTheSameAfterItWasKilled) {
+TEST_F(HandlerProcess, ResendsStoredAnswerAfterAKill) {
   auto& agent = StartAgent();
   EXPECT_EQ(Execute("one", "probe.run").result, "1");
   ASSERT_EQ(agent.Send("die", "probe.die", ""), 0);
@@ -203,7 +204,7 @@ TEST_F(HandlerProcess, AnswersTheSameAfterItWasKilled) {
   EXPECT_EQ(Runs(), "one\ndie\n");
 }
 
-TEST_F(HandlerProcess, RunsACommandAgainThatItWasKilledIn) {
+TEST_F(HandlerProcess, RerunsTheCommandInFlightAtAKill) {
   auto& agent = StartAgent();
   ASSERT_EQ(agent.Send("one", "probe.die-once", ""), 0);
   ASSERT_TRUE(tools::RunUntil([this] { return Runs() == "one\n"; }, kPatienceSeconds));
@@ -215,16 +216,16 @@ TEST_F(HandlerProcess, RunsACommandAgainThatItWasKilledIn) {
 }
 
 TEST_F(HandlerProcess, ServesSeveralAgentsAtOnce) {
-  auto& agent = StartListeningAgent();
+  auto& agent = StartRecordingAgent();
   SendWaiting(agent, "command-1");
-  // The same uuid, from another.
+  // The same uuid from another agent.
   const auto run = RunSecondAgent();
   EXPECT_EQ(run.output, "command-1: host.second-agent\n") << run.errors;
   Release("first");
   EXPECT_EQ(AwaitResponse("command-1").result, "first");
 }
 
-TEST_F(HandlerProcess, ConnectsToTheAgentThatItNamesWhoeverLaunchesIt) {
+TEST_F(HandlerProcess, ConnectsToTheConfiguredAgentWhicheverAgentLaunchesIt) {
   setenv("PROBE_AGENT", "host.qor_handler_process_test", 1);
   const test::AgentPort port;
   const auto run = RunSecondAgent();
@@ -234,7 +235,7 @@ TEST_F(HandlerProcess, ConnectsToTheAgentThatItNamesWhoeverLaunchesIt) {
   EXPECT_EQ(port.Connected(), "org.example.probe.handler ");
 }
 
-TEST_F(HandlerProcess, GoesOnWithoutAFileOfAnswersThatIsDamaged) {
+TEST_F(HandlerProcess, ReplacesDamagedAnswerFile) {
   fs::create_directories(DataFolder());
   std::ofstream(DataFolder() + "/.qor-answers.db") << std::string(5000, 'x');
   StartAgent();
@@ -242,17 +243,17 @@ TEST_F(HandlerProcess, GoesOnWithoutAFileOfAnswersThatIsDamaged) {
   EXPECT_TRUE(fs::exists(DataFolder() + "/.qor-answers.db.corrupt"));
 }
 
-TEST_F(HandlerProcess, GoesOnWithoutAFileOfAnswersThatCannotBeWritten) {
+TEST_F(HandlerProcess, RunsWithoutAWritableAnswerFile) {
   fs::create_directories(DataFolder() + "/.qor-answers.db");
   StartAgent();
   EXPECT_EQ(Execute("one", "probe.run").result, "1");
   EXPECT_EQ(Execute("two", "probe.run").result, "2");
 }
 
-TEST_F(HandlerProcess, IsToldApartFromAProcessThatNobodyLaunched) {
+TEST_F(HandlerProcess, FailsToRunWhenNotLaunchedByThePlatform) {
   const auto run = tools::RunProcess({Packages() + "/probe/bin/probe-handler"}, kPatienceSeconds);
   EXPECT_NE(run.exit_status, 0);
-  EXPECT_NE(run.errors.find("the handler does not run"), std::string::npos) << run.errors;
+  EXPECT_NE(run.errors.find("cannot run the handler"), std::string::npos) << run.errors;
 }
 
 }  // namespace

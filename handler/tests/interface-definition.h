@@ -10,7 +10,7 @@
 
 namespace qor::test {
 
-// What an interface-definition file says about its interface's parcels.
+// The parcel layouts of the interface in an interface-definition file.
 class InterfaceDefinition {
  public:
   struct Field {
@@ -18,7 +18,7 @@ class InterfaceDefinition {
     std::string name;
   };
   struct Method {
-    // Methods are counted from 2, delegates from 1.
+    // Methods are numbered from 2, delegates from 1.
     int id;
     bool is_delegate;
     std::string returns;
@@ -28,7 +28,7 @@ class InterfaceDefinition {
   explicit InterfaceDefinition(const std::string& path);
 
   const Method& Get(const std::string& method) const { return methods_.at(method); }
-  // The plain values that a call of the method carries, in wire order.
+  // The scalar values of a call of the method in wire order, with structs expanded.
   std::vector<Field> Values(const std::string& method) const;
 
  private:

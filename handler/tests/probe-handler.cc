@@ -1,8 +1,8 @@
 // Copyright 2026 The qor-handler-manager authors
 // SPDX-License-Identifier: Apache-2.0
 
-// A handler for tests. It notes each run of a command in the file "runs" of its data folder, a line
-// with the uuid.
+// A handler for tests. Appends the uuid of each command that it runs to the file "runs" in its data
+// folder.
 
 #include <app_common.h>
 #include <qor/handler.h>
@@ -32,7 +32,8 @@ int CountRuns() {
 // Answers with the number of runs so far.
 void Run(const qor::Command& command) { command.Succeed(std::to_string(CountRuns())); }
 
-// In a thread: asks for time, then answers with what comes through the pipe that the payload names.
+// In a thread: requests an extension, then answers with the text read from the pipe that the
+// payload names.
 void Wait(const qor::Command& command) {
   std::thread([command] {
     command.AskForSeconds(60);
@@ -41,7 +42,7 @@ void Wait(const qor::Command& command) {
   }).detach();
 }
 
-// Asks for time on the main loop's thread and in another.
+// Requests extensions on the main loop's thread and on another one.
 void Ask(const qor::Command& command) {
   const bool here = command.AskForSeconds(1);
   std::thread([command, here] {

@@ -1,7 +1,7 @@
 // Copyright 2026 The qor-handler-manager authors
 // SPDX-License-Identifier: Apache-2.0
 
-// The SDK's parcels beside the interface definition that is given to others.
+// Compares the SDK's parcels with the published interface definition.
 
 #include "wire.h"
 
@@ -35,7 +35,7 @@ Parcel NewParcel() {
   return Parcel(parcel);
 }
 
-// The same bytes as they come out at the other end.
+// Returns the parcel as the receiver decodes it.
 Parcel Transported(const Parcel& sent) {
   void* bytes = nullptr;
   unsigned size = 0;
@@ -90,7 +90,7 @@ void WriteAs(const std::string& type, const std::string& value, rpc_port_parcel_
   }
 }
 
-// The values of a call as "name=value", read as the definition says.
+// The values of a call as "name=value", read in the order of the definition.
 std::vector<std::string> ReadCall(const Parcel& sent, const std::string& method) {
   const Parcel parcel = Transported(sent);
   EXPECT_EQ(ReadAs("int", parcel.get()), std::to_string(Interface().Get(method).id));
@@ -103,7 +103,7 @@ std::vector<std::string> ReadCall(const Parcel& sent, const std::string& method)
   return values;
 }
 
-// A delivery whose command has these values by field name.
+// Returns a delivery of a command with these field values.
 Parcel NewDelivery(const std::map<std::string, std::string>& values) {
   Parcel parcel = NewParcel();
   rpc_port_parcel_write_int32(parcel.get(), 1);
@@ -116,31 +116,31 @@ Parcel NewDelivery(const std::map<std::string, std::string>& values) {
   return Transported(parcel);
 }
 
-TEST(Wire, RegistersTheCallbackAsTheInterfaceSays) {
+TEST(Wire, RegistersCallbackAsDefined) {
   EXPECT_EQ(Interface().Get("SetCommandReceivedCb").returns, "void");
   EXPECT_THAT(ReadCall(wire::Registration(), "SetCommandReceivedCb"),
               ElementsAre("id=" + std::to_string(Interface().Get("OnCommandReceived").id),
                           "sequence=0", "once=false"));
 }
 
-TEST(Wire, SendsASuccessAsTheInterfaceSays) {
+TEST(Wire, SendsSuccessAsDefined) {
   EXPECT_EQ(Interface().Get("SendResult").returns, "bool");
   EXPECT_THAT(ReadCall(wire::Result("u", {true, "{}"}), "SendResult"),
               ElementsAre("uuid=u", "result={}", "status=0", "error=", "extra=0 entries"));
 }
 
-TEST(Wire, SendsAFailureAsTheInterfaceSays) {
+TEST(Wire, SendsFailureAsDefined) {
   EXPECT_THAT(ReadCall(wire::Result("u", {false, "{}"}), "SendResult"),
               ElementsAre("uuid=u", "result=", "status=1", "error={}", "extra=0 entries"));
 }
 
-TEST(Wire, AsksForTimeAsTheInterfaceSays) {
+TEST(Wire, RequestsExtensionAsDefined) {
   EXPECT_EQ(Interface().Get("NegotiateTimeout").returns, "bool");
   EXPECT_THAT(ReadCall(wire::ExtensionRequest("u", 2.5), "NegotiateTimeout"),
               ElementsAre("uuid=u", "timeout=2.500000"));
 }
 
-TEST(Wire, ReadsACommandAsTheInterfaceSays) {
+TEST(Wire, ReadsCommandAsDefined) {
   const Parcel parcel =
       NewDelivery({{"uuid", "u"}, {"request_type", "t"}, {"payload", "p"}, {"timestamp", "-5"}});
   const auto command = wire::ReadDelivery(parcel.get());
@@ -151,7 +151,7 @@ TEST(Wire, ReadsACommandAsTheInterfaceSays) {
   EXPECT_EQ(command->time, -5);
 }
 
-TEST(Wire, TakesNothingFromAParcelThatEndsEarly) {
+TEST(Wire, RejectsTruncatedParcels) {
   const std::vector<std::function<void(rpc_port_parcel_h)>> writes = {
       [](auto parcel) { rpc_port_parcel_write_int32(parcel, 1); },
       [](auto parcel) { rpc_port_parcel_write_int32(parcel, 1); },
@@ -163,7 +163,7 @@ TEST(Wire, TakesNothingFromAParcelThatEndsEarly) {
       [](auto parcel) { rpc_port_parcel_write_string(parcel, "p"); },
       [](auto parcel) { rpc_port_parcel_write_int64(parcel, 5); }};
   Parcel delivery = NewParcel();
-  for (size_t written = 0; written < writes.size(); ++written) {
+  for (std::size_t written = 0; written < writes.size(); ++written) {
     EXPECT_FALSE(wire::ReadDelivery(Transported(delivery).get())) << written;
     writes[written](delivery.get());
   }
@@ -175,7 +175,7 @@ TEST(Wire, TakesNothingFromAParcelThatEndsEarly) {
   EXPECT_FALSE(wire::ReadReply(Transported(reply).get()));
 }
 
-TEST(Wire, TakesNoCommandFromAReplyAndNoReplyFromACommand) {
+TEST(Wire, RejectsParcelsOfAnotherKind) {
   Parcel reply = NewParcel();
   rpc_port_parcel_write_int32(reply.get(), 0);
   rpc_port_parcel_write_bool(reply.get(), true);

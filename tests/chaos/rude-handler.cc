@@ -48,7 +48,7 @@ class Rude {
 
  private:
   void Receive() {
-    const wire::Parcel parcel = wire::Take(Port(RPC_PORT_PORT_CALLBACK));
+    const wire::Parcel parcel = wire::Receive(Port(RPC_PORT_PORT_CALLBACK));
     const auto command = parcel ? wire::ReadDelivery(parcel.get()) : std::nullopt;
     if (!command) return;
     const std::string word = command->type.substr(command->type.find('.') + 1);
@@ -78,7 +78,7 @@ class Rude {
   }
 
   void Call(const wire::Parcel& call) {
-    if (Send(call)) wire::Take(Port(RPC_PORT_PORT_MAIN));
+    if (Send(call)) wire::Receive(Port(RPC_PORT_PORT_MAIN));
   }
 
   rpc_port_h Port(rpc_port_port_type_e type) const {

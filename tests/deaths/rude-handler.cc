@@ -34,7 +34,7 @@ bool is_sending_result = false;
 class Rude : public Connection::Observer {
  public:
   void Connect(const std::string& agent) {
-    if (connection_ != nullptr && !connection_->IsOver()) return;
+    if (connection_ != nullptr && !connection_->IsClosed()) return;
     connection_ = std::make_unique<Connection>(agent, *this);
     connection_->Connect();
     DieAt("connecting");

@@ -25,7 +25,7 @@ class Careless : public Connection::Observer {
 
   void Connect(const std::string& agent) {
     if (name_ == "brief-handler") return service_app_exit();
-    if (connection_ != nullptr && !connection_->IsOver()) return;
+    if (connection_ != nullptr && !connection_->IsClosed()) return;
     connection_ = std::make_unique<Connection>(agent, *this);
     connection_->Connect();
   }

@@ -20,7 +20,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     command.uuid = "uuid";
     const CommandKey key(command);
     store.Find(key);
-    store.Keep(key, {true, "{}"});
+    store.Store(key, {true, "{}"});
     store.Find(key);
   }
   for (const char* part : {"", "-wal", "-shm", "-journal", ".corrupt"})

@@ -34,8 +34,8 @@ class Session : private AgentLink::Receiver {
         folder_(platform::FolderBelowRoot(std::string("run/ports/") + kAgentId)),
         port_(platform::ListenAt(folder_, "CommandHandler")),
         link_(std::make_unique<AgentLink>(kAgentId, static_cast<AgentLink::Receiver&>(*this), 4,
-                                          input_.Below(2) == 0 ? AgentLink::Lifetime::kWhileNeeded
-                                                               : AgentLink::Lifetime::kAlways)) {
+                                          input_.Below(2) == 0 ? AgentLink::Lifetime::kOnDemand
+                                                               : AgentLink::Lifetime::kPersistent)) {
     fuzz::Require(static_cast<bool>(port_), "the agent listens");
   }
   ~Session() {
@@ -61,12 +61,12 @@ class Session : private AgentLink::Receiver {
     commands_.push_back(command.uuid);
     if (input_.Below(4) == 0) Answer(command.uuid);
   }
-  bool IsWorkingFor(const std::string&) const override { return !commands_.empty(); }
+  bool HasCommandsInFlight(const std::string&) const override { return !commands_.empty(); }
 
   void Step() {
     switch (input_.Below(10)) {
       case 0:
-        link_->OnWanted();
+        link_->OnFetchRequested();
         break;
       case 1:
         AcceptMain();
@@ -92,13 +92,13 @@ class Session : private AgentLink::Receiver {
         if (!commands_.empty()) Answer(commands_.back());
         break;
       case 7:
-        if (is_silent_) link_->AskForSeconds("uuid", 1);
+        if (is_silent_) link_->RequestExtension("uuid", 1);
         break;
       case 8:
         (input_.Below(2) == 0 ? main_ : callback_).Reset();
         break;
       default:
-        link_->OnWanted();
+        link_->OnFetchRequested();
         fuzz::RunLoop();
         AcceptMain();
         fuzz::Send(main_, Acceptance());

@@ -5,7 +5,7 @@
 #define QOR_HANDLER_H_
 
 /// \file
-/// For the author of a handler application: name a function for each request type, run.
+/// The SDK for handler applications: register a function for each request type, then run.
 ///
 /// \code
 ///   #include <qor/handler.h>
@@ -17,14 +17,20 @@
 ///   }
 /// \endcode
 ///
-/// The application's manifest holds the privileges http://tizen.org/privilege/appmanager.launch and
-/// http://tizen.org/privilege/datasharing and names the file that lists the request types.
+/// The application's manifest requests the privileges http://tizen.org/privilege/appmanager.launch
+/// and http://tizen.org/privilege/datasharing and names the file that lists the request types.
 ///
-/// Everything runs on the main loop: the functions are called there one after the other, and none
-/// is called while another has not returned. Work that takes long belongs into a thread, a timer or
-/// the like, with a copy of the command.
+/// \par Threads
+/// The functions of all request types are called on the main loop's thread, one at a time. A
+/// function that blocks also blocks all other commands: do long work in a thread or in timers, with
+/// a copy of the command.
 ///
-/// Needs version 5.0 of the platform or later.
+/// \par Errors
+/// Functions report errors by their return value and in the log, under the tag QOR-HANDLER. Only
+/// running out of memory is an exception.
+///
+/// \par Requirements
+/// Version 5.0 of the platform or later.
 
 #include <chrono>
 #include <cstddef>
@@ -33,7 +39,7 @@
 #include <memory>
 #include <string>
 
-/// Marks what the library shows.
+/// Marks the exported classes.
 #define QOR_HANDLER_API __attribute__((visibility("default")))
 
 /// The SDK for handler applications.
@@ -46,71 +52,78 @@ class Dispatcher;
 }  // namespace internal
 /// \endcond
 
-/// The errors that the agent gets without the handler's doing, as the "ErrorCode" of the error text
+/// Errors that the SDK reports to the agent, as the "ErrorCode" of the error text
 /// {"ErrorCode":...,"ErrorDomain":"QOR-HANDLER","ErrorDescription":"..."}.
 enum class ErrorCode {
-  /// The function threw before anybody answered. The description is the exception's text.
+  /// The function threw before the command was answered. The description is the exception's text.
   kFunctionThrew = 3001,
-  /// No function was named for the request type.
+  /// No function is registered for the request type.
   kNoFunction = 3002,
-  /// The last handle of the command went away and nobody had answered.
+  /// The last handle of the command was destroyed before the command was answered.
   kDropped = 3003,
 };
 
-/// One command of an agent: a handle, cheap to copy. All copies stand for the same command, and
-/// each may be used from any thread.
+/// A handle of one command, cheap to copy. All copies refer to the same command.
 ///
-/// A command is answered once. When the last handle goes away before, the agent gets the error
-/// ErrorCode::kDropped. Who wants to leave a command to the agent's time limit keeps a handle.
+/// A command is answered exactly once, by the first Succeed() or Fail(). When the last handle is
+/// destroyed first, the agent gets the error ErrorCode::kDropped. To leave a command to the agent's
+/// timeout, keep a handle.
+///
+/// Thread-safe: every function may be called from any thread, on copies and on the same handle.
+/// Assigning to a handle or moving from it needs external synchronization. A handle may outlive the
+/// Handler.
 class QOR_HANDLER_API Command {
  public:
-  /// Another handle of the same command.
+  /// Creates another handle of the same command.
   Command(const Command&);
-  /// Takes the other's place; the other may only be assigned to.
+  /// Takes over the command. The other handle may then only be assigned to or destroyed.
   Command(Command&&) noexcept;
-  /// Stands for the other's command from now on.
-  /// \return the handle itself
+  /// Refers to the other handle's command from now on.
+  /// \return this handle
   Command& operator=(const Command&);
-  /// Takes the other's place; the other may only be assigned to.
-  /// \return the handle itself
+  /// Takes over the command. The other handle may then only be assigned to or destroyed.
+  /// \return this handle
   Command& operator=(Command&&) noexcept;
   ~Command();
 
-  /// \return the command's uuid; like all texts here it lives as long as any handle of the command
+  /// \return the uuid that the agent gave the command. This and the other references are valid as
+  ///         long as any handle of the command exists
   const std::string& Uuid() const;
   /// \return the request type
   const std::string& Type() const;
-  /// \return a JSON text; empty when the agent sent none
+  /// \return the payload, a JSON text; empty when the agent sent none
   const std::string& Payload() const;
-  /// \return the time that the agent gave the command, in seconds since the epoch by convention
+  /// \return the timestamp that the agent gave the command, by convention in seconds since the
+  /// epoch
   std::int64_t Time() const;
   /// \return the agent's application id
   const std::string& Agent() const;
 
-  /// Ends the command with its result.
+  /// Completes the command with its result.
   ///
-  /// On the main loop's thread the answer is handed over before the call returns, elsewhere soon
-  /// after. An answer that the agent cannot take now is kept and handed over when it is back.
+  /// On the main loop's thread the answer is stored and sent before the call returns; on other
+  /// threads it is stored and sent by a later iteration of the main loop. While the agent is not
+  /// connected the answer is kept, and sent when the agent connects again.
   ///
-  /// \param result_json  a JSON text
-  /// \return whether this was the first answer; a later one changes nothing and is logged. False
-  ///         too when Run() has ended
+  /// \param result_json  a JSON text; not checked
+  /// \return true for the first answer. False, with a log line, for any later one and when the
+  ///         application is terminating
   bool Succeed(const std::string& result_json) const;
-  /// Ends the command with an error. In all else as Succeed().
+  /// Completes the command with an error, otherwise as Succeed().
   ///
-  /// \param error_json  a JSON text
+  /// \param error_json  a JSON text; not checked
   /// \return as Succeed()
   bool Fail(const std::string& error_json) const;
 
-  /// Asks the agent to wait longer.
+  /// Requests an extension of the command's timeout from the agent.
   ///
-  /// Waits for the agent's word, about 10 s at most. From another thread it waits for the main loop
-  /// first: do not call it from a thread that the main loop's thread is waiting for.
+  /// Blocks until the agent replies, about 10 s at most. Another thread first waits for the main
+  /// loop: do not call this from a thread that the main loop's thread is waiting for.
   ///
-  /// \param seconds  how many, counted from now
-  /// \return whether the agent grants them. False, without asking, for a number that is not
-  ///         positive and finite, for a command that has been answered and while there is no
-  ///         connection
+  /// \param seconds  the requested time, counted from now
+  /// \return whether the agent grants the extension. False, without asking the agent, when
+  ///         `seconds` is not positive and finite, the command has been answered, the agent is not
+  ///         connected, or the application is terminating
   bool AskForSeconds(double seconds) const;
 
  private:
@@ -120,69 +133,82 @@ class QOR_HANDLER_API Command {
   std::shared_ptr<internal::CommandState> state_;
 };
 
-/// What is kept of the answers. The oldest go first. A count of 0 keeps none, on file or elsewhere:
-/// a command that is delivered again after its answer then runs again.
+/// Limits of the stored answers; beyond any of them the oldest are deleted. A count of 0 stores
+/// none, neither on file nor in memory: a command that is redelivered after its answer then runs
+/// again.
 struct AnswerLimits {
   /// Number of answers.
   std::size_t count = 1000;
-  /// Age of the oldest.
+  /// Age of an answer.
   std::chrono::seconds age = std::chrono::hours(7 * 24);
-  /// Size of the file. An answer that does not fit into it is not kept.
+  /// Size of the file in bytes. An answer larger than this is not stored.
   std::size_t bytes = std::size_t{16} << 20;
 };
 
-/// The handler application. One at a time in a process; everything but the functions of commands is
-/// called on one thread.
+/// The handler application. Create one per process, and call its functions on one thread.
 ///
-/// Connections. The handler connects to whoever launches it to fetch commands, one connection for
-/// each agent. When a connection ends while commands of that agent are in work or answers wait, it
-/// connects again, first after 0.2 s and then after delays that double up to 30 s; answers that
-/// wait are handed over then. After the longest delay it goes on only as long as answers wait. An
-/// agent that has commands launches the handler again anyway, which makes it connect at once.
+/// \par Connections
+/// The handler opens one connection to each agent that launches it. When a connection closes while
+/// commands of the agent are in flight or answers to it are pending, the handler reconnects after
+/// 0.2 s and then with delays that double up to 30 s; after the longest delay it goes on only while
+/// answers are pending. Pending answers are sent as soon as the connection is open, at most 1000
+/// for each agent; beyond that the oldest is dropped. An agent with new commands launches the
+/// handler again, which reconnects at once.
 ///
-/// Never twice. The same command (same agent, uuid, type and payload) that is delivered again while
-/// it is in work is ignored, and one that has been answered gets the same answer again. For this
-/// the answers are kept in a file in the application's data folder, across restarts of the handler
-/// and of the agent. An answer is on file before it is sent; it outlives the end of the process,
-/// though perhaps not a loss of power. A command that was in work when the process ended runs anew
-/// when the agent delivers it again. A file that cannot be used is logged and the handler goes on
-/// without: a damaged one, one of another program and a symbolic link are set aside (".corrupt"
-/// added to the name) and begun anew, and without a file the answers are kept in memory. While
-/// another process locks the file, answers are not kept; the handler waits a second for it, once.
+/// \par At most one run
+/// A command (identified by agent, uuid, type and payload) that is redelivered while in flight is
+/// ignored. One that has been answered gets the same answer again. For this the answers are stored
+/// in a SQLite file in the application's data folder, across restarts of handler and agent. Only a
+/// command that was in flight when the process died runs again when it is redelivered.
+///
+/// \par Durability
+/// An answer is stored before it is sent. It survives a crash of the process; a power failure may
+/// lose the most recent ones.
+///
+/// \par File errors
+/// An unusable file is logged and never stops the handler. A damaged or foreign file and a symbolic
+/// link are renamed to "*.corrupt" and replaced by a new file; when that fails too, the answers are
+/// kept in memory. While another process locks the file, answers are not stored; the handler waits
+/// for the lock once, for one second.
 class QOR_HANDLER_API Handler {
  public:
-  /// Called on the main loop's thread. What it throws becomes the command's error.
+  /// Serves one command. Called on the main loop's thread; may return before the command is
+  /// answered. An exception fails the command with ErrorCode::kFunctionThrew unless it has been
+  /// answered.
   using Function = std::function<void(Command)>;
 
+  /// Creates a handler without functions. Connects to nothing yet.
   Handler();
   Handler(const Handler&) = delete;
   Handler& operator=(const Handler&) = delete;
   ~Handler();
 
-  /// Names the function of a request type, in place of an earlier one. Before Run().
+  /// Registers the function of a request type, replacing an earlier one. Call before Run().
   ///
-  /// \param request_type  as the file in the package lists it
-  /// \param function      what to call for each command of the type
-  /// \return the handler itself
+  /// \param request_type  as in the package's list of request types
+  /// \param function      called for each command of the type; the handler keeps a copy until it is
+  ///                      destroyed
+  /// \return this handler
   Handler& On(const std::string& request_type, Function function);
-  /// Connects to this agent from the start and as long as Run() lasts, whoever launches the
-  /// handler. Before Run().
+  /// Connects to this agent at the start, whichever agent launches the handler, and always
+  /// reconnects to it. Call before Run().
   ///
   /// \param app_id  the agent's application id
-  /// \return the handler itself
+  /// \return this handler
   Handler& SetAgent(const std::string& app_id);
-  /// Keeps more or fewer answers. Before Run().
+  /// Sets the limits of the stored answers. Call before Run().
   ///
-  /// \param limits  how many, how long, how large
-  /// \return the handler itself
+  /// \param limits  number, age and bytes
+  /// \return this handler
   Handler& KeepAnswers(const AnswerLimits& limits);
 
-  /// Runs the application until the platform ends it, or service_app_exit().
+  /// Runs the application's main loop until the platform or service_app_exit() terminates it. Call
+  /// once, on the main thread.
   ///
-  /// \param argc  main()'s
-  /// \param argv  main()'s
+  /// \param argc  as passed to main()
+  /// \param argv  as passed to main()
   /// \return 0, or a negative platform error (app_error_e) when the application cannot run, for
-  ///         example because it was not launched by the platform; the log says why
+  ///         example because the platform did not launch it; the log has the reason
   int Run(int argc, char** argv);
 
  private:

@@ -1,13 +1,13 @@
 // Copyright 2026 The qor-handler-manager authors
 // SPDX-License-Identifier: Apache-2.0
 
-#include "error-text.h"
+#include "records.h"
 
 #include "json/json.h"
 
 namespace qor::internal {
 
-std::string ErrorText(ErrorCode code, const std::string& description) {
+Answer ErrorAnswer(ErrorCode code, const std::string& description) {
   json::StringBuffer text;
   json::Writer<rapidjson::kWriteValidateEncodingFlag> writer(text);
   writer.StartObject();
@@ -17,11 +17,9 @@ std::string ErrorText(ErrorCode code, const std::string& description) {
   writer.String("QOR-HANDLER");
   writer.Key("ErrorDescription");
   const auto length = static_cast<rapidjson::SizeType>(description.size());
-  if (!writer.String(description.data(), length)) {
-    return ErrorText(code, "(a text that is not UTF-8)");
-  }
+  if (!writer.String(description.data(), length)) return ErrorAnswer(code, "(invalid UTF-8)");
   writer.EndObject();
-  return text.GetString();
+  return {false, text.GetString()};
 }
 
 }  // namespace qor::internal
