@@ -8,7 +8,7 @@
 #include <stdexcept>
 
 #include "handlers.h"
-#include "platform/linux/tests/packages/support/package-folder.h"
+#include "platform/linux/tests/support/package-folder.h"
 #include "tizen/platform-uris.h"
 
 namespace chaos {

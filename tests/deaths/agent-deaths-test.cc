@@ -13,8 +13,8 @@
 
 #include "end-to-end/end-to-end-test.h"
 #include "platform/linux/common/process-list.h"
-#include "platform/linux/tests/packages/support/killed-program.h"
-#include "platform/linux/tests/packages/support/program.h"
+#include "platform/linux/tests/support/kill-at-system-call.h"
+#include "platform/linux/tests/support/program.h"
 
 namespace deaths {
 namespace {

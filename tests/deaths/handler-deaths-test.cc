@@ -12,7 +12,7 @@
 
 #include "end-to-end/end-to-end-test.h"
 #include "platform/linux/common/unix-socket.h"
-#include "platform/linux/tests/packages/support/program.h"
+#include "platform/linux/tests/support/program.h"
 
 namespace deaths {
 namespace {

@@ -11,7 +11,7 @@
 
 #include "input.h"
 #include "platform/linux/common/unix-socket.h"
-#include "platform/linux/package-manager/files.h"
+#include "platform/linux/package-manager/file-system.h"
 #include "target.h"
 
 namespace {

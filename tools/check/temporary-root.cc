@@ -13,7 +13,7 @@
 #include <stdexcept>
 
 #include "platform/linux/common/package-database.h"
-#include "platform/linux/package-manager/files.h"
+#include "platform/linux/package-manager/file-system.h"
 
 namespace check {
 

@@ -8,10 +8,10 @@
 #include <filesystem>
 
 #include "platform/linux/package-manager/errors.h"
-#include "platform/linux/package-manager/files.h"
+#include "platform/linux/package-manager/file-system.h"
 #include "platform/linux/package-manager/manifest.h"
 #include "platform/linux/package-manager/package-source.h"
-#include "platform/linux/package-manager/stager.h"
+#include "platform/linux/package-manager/staging-writer.h"
 
 namespace inspect {
 

@@ -14,7 +14,7 @@
 #include "platform/linux/common/process-identity.h"
 #include "platform/linux/common/process-list.h"
 #include "platform/linux/common/root-folder.h"
-#include "platform/linux/package-manager/files.h"
+#include "platform/linux/package-manager/file-system.h"
 
 namespace qor {
 

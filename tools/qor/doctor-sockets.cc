@@ -15,7 +15,7 @@
 #include "file-users.h"
 #include "platform/linux/common/file-lock.h"
 #include "platform/linux/common/root-folder.h"
-#include "platform/linux/package-manager/files.h"
+#include "platform/linux/package-manager/file-system.h"
 
 namespace qor {
 

@@ -16,9 +16,9 @@
 #include <thread>
 #include <utility>
 
-#include "platform/linux/app-control/delivery.h"
 #include "platform/linux/app-control/launch-protocol.h"
 #include "platform/linux/app-control/launch-queue.h"
+#include "platform/linux/app-control/request-delivery.h"
 #include "platform/linux/app-control/spawn.h"
 #include "platform/linux/common/file-lock.h"
 #include "platform/linux/common/ids.h"

@@ -15,7 +15,7 @@
 #include "platform/linux/common/message.h"
 #include "platform/linux/common/root-folder.h"
 #include "platform/linux/package-manager/errors.h"
-#include "platform/linux/package-manager/event-truth.h"
+#include "platform/linux/package-manager/event-verification.h"
 
 namespace platform {
 

@@ -17,7 +17,7 @@
 #include "platform/linux/common/unix-socket.h"
 #include "platform/linux/package-manager/errors.h"
 #include "platform/linux/package-manager/event-listener.h"
-#include "platform/linux/package-manager/files.h"
+#include "platform/linux/package-manager/file-system.h"
 
 namespace platform {
 namespace {

@@ -11,7 +11,7 @@
 #include "platform/linux/package-manager/manifest.h"
 #include "platform/linux/package-manager/operation.h"
 #include "platform/linux/package-manager/package-source.h"
-#include "platform/linux/package-manager/stager.h"
+#include "platform/linux/package-manager/staging-writer.h"
 
 namespace platform {
 

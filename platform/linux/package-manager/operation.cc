@@ -16,7 +16,7 @@
 #include "platform/linux/common/ids.h"
 #include "platform/linux/common/root-folder.h"
 #include "platform/linux/package-manager/errors.h"
-#include "platform/linux/package-manager/files.h"
+#include "platform/linux/package-manager/file-system.h"
 #include "platform/linux/package-manager/process-termination.h"
 
 namespace platform {

@@ -14,7 +14,7 @@
 #include <memory>
 
 #include "platform/linux/package-manager/errors.h"
-#include "platform/linux/package-manager/files.h"
+#include "platform/linux/package-manager/file-system.h"
 
 namespace platform {
 namespace {

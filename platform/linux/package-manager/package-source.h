@@ -6,7 +6,7 @@
 
 #include <string>
 
-#include "platform/linux/package-manager/stager.h"
+#include "platform/linux/package-manager/staging-writer.h"
 
 namespace platform {
 

@@ -10,7 +10,7 @@
 #include <cstring>
 #include <memory>
 
-#include "platform/linux/package-manager/files.h"
+#include "platform/linux/package-manager/file-system.h"
 
 namespace platform {
 namespace {

@@ -1,0 +1,56 @@
+// Copyright 2026 The qor-handler-manager authors
+// SPDX-License-Identifier: Apache-2.0
+
+// Lets the disk fail from each call on that changes files, in turn, and looks at what is left.
+#include <gtest/gtest.h>
+#include <package_manager.h>
+
+#include "platform/linux/tests/support/disk-fault-injector.h"
+#include "platform/linux/tests/support/interrupted-operation-test.h"
+
+namespace platform {
+namespace {
+
+using test::FailingDisk;
+
+struct Failure {
+  const char* name;
+  FailingDisk::Kind kind;
+};
+
+class OnAFailingDisk : public test::SweptPackage, public testing::WithParamInterface<Failure> {
+ protected:
+  void FailAtEveryStep(const Operation& operation) {
+    DisturbAtEveryStep(operation, [&](int step) {
+      int result = 0;
+      bool has_failed = false;
+      {
+        const FailingDisk disk(Root(), GetParam().kind, step);
+        result = Run(operation);
+        has_failed = disk.HasFailed();
+      }
+      // What is reported is so: done, or not done at all and said why.
+      EXPECT_EQ(InstalledVersion(), result == PACKAGE_MANAGER_ERROR_NONE ? operation.new_version
+                                                                         : operation.old_version);
+      if (result != PACKAGE_MANAGER_ERROR_NONE) {
+        EXPECT_NE(Log().find(Root()), std::string::npos) << Log();
+      }
+      return has_failed;
+    });
+  }
+};
+
+INSTANTIATE_TEST_SUITE_P(That, OnAFailingDisk,
+                         testing::Values(Failure{"IsFull", FailingDisk::Kind::kFull},
+                                         Failure{"IsReadOnly", FailingDisk::Kind::kReadOnly},
+                                         Failure{"FailsOnce", FailingDisk::Kind::kOneFailure}),
+                         [](const auto& param_info) { return param_info.param.name; });
+
+TEST_P(OnAFailingDisk, AFirstInstallIsDoneOrNot) { FailAtEveryStep(FirstInstall()); }
+
+TEST_P(OnAFailingDisk, AnUpdateIsDoneOrNot) { FailAtEveryStep(Update()); }
+
+TEST_P(OnAFailingDisk, AnUninstallIsDoneOrNot) { FailAtEveryStep(Removal()); }
+
+}  // namespace
+}  // namespace platform

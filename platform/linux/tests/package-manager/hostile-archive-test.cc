@@ -1,0 +1,156 @@
+// Copyright 2026 The qor-handler-manager authors
+// SPDX-License-Identifier: Apache-2.0
+
+// Archives that are made to do harm, each around a manifest that is sound.
+
+#include <gtest/gtest.h>
+#include <package_manager.h>
+#include <sys/stat.h>
+
+#include <filesystem>
+
+#include "platform/linux/common/package-database.h"
+#include "platform/linux/tests/support/archive-writer.h"
+#include "platform/linux/tests/support/platform-test.h"
+
+namespace platform {
+namespace {
+
+namespace fs = std::filesystem;
+using test::ArchiveWriter;
+
+// A version 1.0.0 is installed; each archive would be its update.
+class HostileArchive : public test::PlatformTest {
+ protected:
+  HostileArchive() {
+    EXPECT_EQ(Install(test::PackageText()), PACKAGE_MANAGER_ERROR_NONE);
+    installed_ = FindPackage("org.test.p")->root_path;
+    test::WriteFile(Folder() + "/secret", "untouched");
+    test::PackageText update;
+    update.version = "2.0.0";
+    test::WritePackage(update_, update);
+  }
+
+  ArchiveWriter Update(ArchiveWriter::Format format = ArchiveWriter::Format::kZip) {
+    ArchiveWriter writer(archive_, format);
+    writer.Tree(update_);
+    return writer;
+  }
+
+  // `reason` stands behind the archive's name in the log.
+  void ExpectRefused(const std::string& reason) {
+    EXPECT_EQ(InstallPath(archive_), PACKAGE_MANAGER_ERROR_INVALID_PARAMETER);
+    EXPECT_NE(Log().find(archive_ + ":" + reason), std::string::npos) << Log();
+    EXPECT_EQ(test::ReadFile(Folder() + "/secret"), "untouched");
+    EXPECT_TRUE(test::SortedNames(Root() + "/staging").empty());
+    EXPECT_EQ(test::SortedNames(Root() + "/packages/org.test.p").size(), 1U);
+    EXPECT_EQ(FindPackage("org.test.p")->root_path, installed_);
+    EXPECT_EQ(test::ReadFile(installed_ + "/res/note.txt"), "version 1.0.0");
+  }
+
+  const std::string update_ = Folder() + "/update";
+  const std::string archive_ = Folder() + "/update.tpk";
+  std::string installed_;
+};
+
+TEST_F(HostileArchive, WithoutItsHarmIsAnUpdate) {
+  Update();
+  EXPECT_EQ(InstallPath(archive_), PACKAGE_MANAGER_ERROR_NONE) << Log();
+  EXPECT_EQ(FindPackage("org.test.p")->version, "2.0.0");
+}
+
+TEST_F(HostileArchive, WithAClimbingPath) {
+  Update().File("res/../../secret", "changed");
+  ExpectRefused("res/../../secret: a path with \"..\" leaves the package");
+}
+
+TEST_F(HostileArchive, WithAnAbsolutePath) {
+  Update().File(Folder() + "/secret", "changed");
+  ExpectRefused(Folder() + "/secret: an absolute path leaves the package");
+}
+
+TEST_F(HostileArchive, WithALinkOutOfThePackage) {
+  Update().Link("res/link", "../../../../../secret");
+  ExpectRefused("res/link: a link to \"../../../../../secret\" leaves the package");
+}
+
+TEST_F(HostileArchive, WithAnAbsoluteLink) {
+  Update().Link("res/link", Folder() + "/secret");
+  ExpectRefused("res/link: a link to \"" + Folder() + "/secret\" leaves the package");
+}
+
+TEST_F(HostileArchive, WithAFileBelowALinkedFolder) {
+  Update().Link("way", "../../..").File("way/secret", "changed");
+  ExpectRefused("way: other entries need a folder of this name");
+}
+
+TEST_F(HostileArchive, WithALinkMadeThroughALinkedFolder) {
+  Update().Link("way", "res").Link("way/link", "../bin");
+  ExpectRefused("way/link: way is not a folder");
+}
+
+TEST_F(HostileArchive, WithAHardLinkInAnotherFormat) {
+  Update(ArchiveWriter::Format::kTar).HardLink("res/link", Folder() + "/secret");
+  ExpectRefused("start: Unrecognized archive format");
+}
+
+TEST_F(HostileArchive, WithASpecialFile) {
+  for (const mode_t type : {mode_t{S_IFCHR}, mode_t{S_IFBLK}, mode_t{S_IFSOCK}}) {
+    Update().File("res/special", "");
+    test::SetTypeOfLastEntry(archive_, type | 0644);
+    ExpectRefused("res/special: neither a file nor a folder nor a symbolic link");
+  }
+}
+
+// The archive reader takes a pipe for an ordinary file.
+TEST_F(HostileArchive, WithAPipeMakesNone) {
+  Update().File("res/pipe", "");
+  test::SetTypeOfLastEntry(archive_, S_IFIFO | 0644);
+  ASSERT_EQ(InstallPath(archive_), PACKAGE_MANAGER_ERROR_NONE) << Log();
+  EXPECT_TRUE(fs::is_regular_file(FindPackage("org.test.p")->root_path + "/res/pipe"));
+}
+
+TEST_F(HostileArchive, WithTwoManifests) {
+  Update().File("./tizen-manifest.xml", "<manifest/>");
+  ExpectRefused("./tizen-manifest.xml: the entry appears twice");
+}
+
+// The first folder of a chain that needs a descriptor for each level to be walked, in 8 KB.
+TEST_F(HostileArchive, WithFoldersInEachOther) {
+  std::string chain;
+  for (int i = 0; i < 1900; ++i) chain += "d/";
+  Update().File(chain + "text", "text");
+  ExpectRefused(chain.substr(0, 64) + "...: a path longer than 1024 bytes");
+  Update().File(chain.substr(0, 1000) + "text", "text");
+  ExpectRefused(chain.substr(0, 1000) + "text: a path deeper than 64 levels");
+  Update();
+  EXPECT_EQ(InstallPath(archive_), PACKAGE_MANAGER_ERROR_NONE) << Log();
+}
+
+TEST_F(HostileArchive, WithTheSameNameInAnotherSpelling) {
+  for (const char* name : {"res//note.txt", "./res/note.txt", "res/./note.txt"}) {
+    Update().File(name, "again");
+    ExpectRefused(std::string(name) + ": the entry appears twice");
+  }
+}
+
+TEST_F(HostileArchive, WithAFolderInPlaceOfAFile) {
+  Update().Folder("res/note.txt/");
+  ExpectRefused("res/note.txt/: the entry appears twice");
+  Update().File("res/note.txt/below", "text");
+  ExpectRefused("res/note.txt/below: res/note.txt is not a folder");
+}
+
+TEST_F(HostileArchive, WithSixtyFourBitSizesIsAnUpdateToo) {
+  Update(ArchiveWriter::Format::kZip64);
+  EXPECT_EQ(InstallPath(archive_), PACKAGE_MANAGER_ERROR_NONE) << Log();
+  EXPECT_EQ(FindPackage("org.test.p")->version, "2.0.0");
+}
+
+TEST_F(HostileArchive, WithAnEndlessFileInAFewBytes) {
+  Update().File("res/zeros", std::string(8 << 20, '\0'));
+  ExpectRefused("res/zeros: the package unpacks to more than 200 times its size");
+}
+
+}  // namespace
+}  // namespace platform

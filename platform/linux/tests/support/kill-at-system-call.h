@@ -1,0 +1,27 @@
+// Copyright 2026 The qor-handler-manager authors
+// SPDX-License-Identifier: Apache-2.0
+
+#ifndef PLATFORM_LINUX_TESTS_SUPPORT_KILL_AT_SYSTEM_CALL_H_
+#define PLATFORM_LINUX_TESTS_SUPPORT_KILL_AT_SYSTEM_CALL_H_
+
+#include <sys/ptrace.h>
+
+#include <functional>
+#include <string>
+#include <vector>
+
+namespace platform::test {
+
+// Tells whether a system call that is about to be made counts as a step.
+using IsStep = std::function<bool(const __ptrace_syscall_info&)>;
+
+// Calls that create, write, move or remove files.
+bool ChangesFiles(const __ptrace_syscall_info& call);
+
+// Runs a program, its path first, and kills it before its step number `number`, from 1. False when
+// it came to its end before. Steps of other threads and of processes that it starts do not count.
+bool KillAtStep(const std::vector<std::string>& arguments, int number, const IsStep& is_step);
+
+}  // namespace platform::test
+
+#endif

@@ -1,0 +1,65 @@
+// Copyright 2026 The qor-handler-manager authors
+// SPDX-License-Identifier: Apache-2.0
+
+#include "platform/linux/tests/support/program.h"
+
+#include <gtest/gtest.h>
+#include <poll.h>
+#include <spawn.h>
+#include <sys/syscall.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <csignal>
+
+#include "platform/linux/common/unix-socket.h"
+
+namespace platform::test {
+namespace {
+
+constexpr int kPatience = 30'000;
+
+bool EndsWithin(pid_t pid, int milliseconds) {
+  const UniqueFd process(static_cast<int>(syscall(SYS_pidfd_open, pid, 0)));
+  if (!process) return true;
+  pollfd entry{process.Get(), POLLIN, 0};
+  return poll(&entry, 1, milliseconds) == 1;
+}
+
+}  // namespace
+
+pid_t Start(const std::string& file, const std::vector<std::string>& arguments) {
+  std::vector<std::string> texts = {file};
+  texts.insert(texts.end(), arguments.begin(), arguments.end());
+  std::vector<char*> pointers;
+  for (std::string& text : texts) pointers.push_back(text.data());
+  pointers.push_back(nullptr);
+  pid_t pid = -1;
+  return posix_spawn(&pid, file.c_str(), nullptr, nullptr, pointers.data(), environ) == 0 ? pid
+                                                                                          : -1;
+}
+
+int Await(pid_t pid) {
+  int status = 0;
+  while (waitpid(pid, &status, 0) < 0)
+    if (errno != EINTR) return -1;
+  return WIFSIGNALED(status) ? -WTERMSIG(status) : WEXITSTATUS(status);
+}
+
+void Signal(pid_t pid, int signal) {
+  ASSERT_GT(pid, 0) << "no process to send a signal to";
+  kill(pid, signal);
+}
+
+bool HasEnded(pid_t pid) { return EndsWithin(pid, 0); }
+
+bool AwaitEnd(pid_t pid) { return EndsWithin(pid, kPatience); }
+
+std::string ToolPath() { return TEST_TOOL; }
+
+pid_t StartTool(const std::vector<std::string>& arguments) { return Start(TEST_TOOL, arguments); }
+
+int RunTool(const std::vector<std::string>& arguments) { return Await(StartTool(arguments)); }
+
+}  // namespace platform::test
