@@ -48,8 +48,8 @@ namespace wire = qor::internal::wire;
 using platform::UniqueFd;
 
 UniqueFd ConnectTo(const std::string& agent) {
-  UniqueFd fd = platform::ConnectTo(platform::RootPath() + "/" + rpc::kPortsFolder + "/" + agent,
-                                    wire::kPortName);
+  UniqueFd fd = platform::ConnectTo(
+      platform::RootPath() + "/" + platform::kPortsFolder + "/" + agent, wire::kPortName);
   if (fd) fcntl(fd.Get(), F_SETFL, 0);
   return fd;
 }

@@ -30,7 +30,7 @@ std::string Below(const std::string& relative) { return platform::RootPath() + "
 
 // Folders and files that an install in progress may be about to change.
 bool IsInstalling(Checks& checks) {
-  const auto user = UserOfFile(Below("install.lock"));
+  const auto user = UserOfFile(Below(platform::kInstallLock));
   if (!user) return false;
   checks.push_back({kPass, "process " + std::to_string(*user) +
                                " installs or uninstalls now, so leftovers are not looked for"});
@@ -39,16 +39,18 @@ bool IsInstalling(Checks& checks) {
 
 void CheckLeftovers(const std::vector<inspect::Package>& packages, Checks& checks) {
   if (IsInstalling(checks)) return;
-  for (const auto& name : platform::NamesIn(Below("staging"))) {
-    checks.push_back({kWarn, Below("staging/" + name) + " is left of an interrupted operation",
+  const std::string staging = Below(platform::kStagingFolder);
+  for (const auto& name : platform::NamesIn(staging)) {
+    checks.push_back({kWarn, staging + "/" + name + " is left of an interrupted operation",
                       "the next \"qor package install\" or \"uninstall\" clears it away"});
   }
   std::set<std::string> installed;
   for (const auto& package : packages)
     installed.insert(fs::weakly_canonical(package.record.root_path));
-  for (const auto& id : platform::NamesIn(Below("packages"))) {
-    for (const auto& generation : platform::NamesIn(Below("packages/" + id))) {
-      const std::string folder = Below("packages/" + id + "/" + generation);
+  const std::string all = Below(platform::kPackagesFolder);
+  for (const auto& id : platform::NamesIn(all)) {
+    for (const auto& generation : platform::NamesIn(all + "/" + id)) {
+      const std::string folder = all + "/" + id + "/" + generation;
       if (installed.count(fs::weakly_canonical(folder)) != 0) continue;
       checks.push_back(
           {kWarn, folder + " belongs to no installed package", "remove it: rm -r " + folder});
@@ -89,8 +91,10 @@ bool CheckRoot(Checks& checks) {
 }
 
 void CheckAgents(Checks& checks) {
-  for (const auto& owner : platform::NamesIn(Below("run/ports"))) {
-    const auto pid = UserOfFile(Below("run/ports/" + owner + "/.CommandHandler.lock"));
+  const std::string ports = Below(platform::kPortsFolder);
+  for (const auto& owner : platform::NamesIn(ports)) {
+    const auto pid =
+        UserOfFile(ports + "/" + owner + "/" + platform::PortLockName("CommandHandler"));
     if (!pid) continue;
     const platform::Executable executable = platform::ExecutableOf(*pid);
     const std::string who = "the port CommandHandler of " + owner + " belongs to process " +

@@ -29,7 +29,7 @@ class Sweep {
 
   // A port's socket is somebody's as long as the lock file beside it is.
   void Ports() {
-    const std::string folder = root_ + "/run/ports";
+    const std::string folder = root_ + "/" + platform::kPortsFolder;
     for (const auto& owner : platform::NamesIn(folder)) {
       for (const auto& name : platform::NamesIn(folder + "/" + owner)) {
         const std::string path = folder + "/" + owner + "/" + name;
@@ -37,7 +37,7 @@ class Sweep {
           LockFile(path);
           continue;
         }
-        const std::string lock = folder + "/" + owner + "/." + name + ".lock";
+        const std::string lock = folder + "/" + owner + "/" + platform::PortLockName(name);
         if (!UserOfFile(lock)) Stale(path, lock);
       }
     }
@@ -47,17 +47,17 @@ class Sweep {
   // about to start one holds the lock.
   void Applications() {
     const std::set<std::string> listening = ListeningSocketNames();
-    const std::string folder = root_ + "/run/apps";
+    const std::string folder = root_ + "/" + platform::kApplicationSocketFolder;
     for (const auto& app_id : platform::NamesIn(folder)) {
-      const std::string lock = root_ + "/run/app-locks/" + app_id;
+      const std::string lock = root_ + "/" + platform::kApplicationLockFolder + "/" + app_id;
       if (listening.count(app_id) == 0 && !UserOfFile(lock)) Stale(folder + "/" + app_id, lock);
     }
-    LockFilesIn("app-locks");
+    LockFilesIn(platform::kApplicationLockFolder);
   }
 
   // A listener's socket is named after its process.
   void Events() {
-    const std::string folder = root_ + "/run/events";
+    const std::string folder = root_ + "/" + platform::kEventSocketFolder;
     for (const auto& name : platform::NamesIn(folder)) {
       const auto pid = static_cast<pid_t>(std::strtol(name.c_str(), nullptr, 10));
       if (pid > 0 && kill(pid, 0) != 0 && errno == ESRCH) Stale(folder + "/" + name, "");
@@ -65,8 +65,8 @@ class Sweep {
   }
 
   void LockFilesIn(const std::string& folder) {
-    for (const auto& name : platform::NamesIn(root_ + "/run/" + folder)) {
-      LockFile(root_ + "/run/" + folder + "/" + name);
+    for (const auto& name : platform::NamesIn(root_ + "/" + folder)) {
+      LockFile(root_ + "/" + folder + "/" + name);
     }
   }
 
@@ -121,7 +121,7 @@ void CheckSockets(bool fix, Checks& checks) {
   sweep.Ports();
   sweep.Applications();
   sweep.Events();
-  sweep.LockFilesIn("host-names");
+  sweep.LockFilesIn(platform::kHostNameLockFolder);
   sweep.Report();
 }
 

@@ -24,7 +24,6 @@ namespace {
 
 // The descriptor that holds the lock on the identity, for the process after the execution.
 constexpr char kLockVariable[] = "QOR_TOOL_IDENTITY_LOCK";
-constexpr char kLockFolder[] = "run/host-names";
 
 [[noreturn]] void Fail(const std::string& what) {
   throw Failure(kError, what + ": " + std::generic_category().message(errno));
@@ -60,7 +59,7 @@ std::vector<std::string> OwnArguments() {
 
 void TakeIdentity() {
   if (HasIdentity()) return;
-  const std::string folder = platform::FolderBelowRoot(kLockFolder);
+  const std::string folder = platform::FolderBelowRoot(platform::kHostNameLockFolder);
   for (int number = 1;; ++number) {
     const std::string name = number == 1 ? "qor" : "qor-" + std::to_string(number);
     const std::string file = folder + "/" + name;

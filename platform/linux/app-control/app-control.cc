@@ -2,12 +2,9 @@
 // SPDX-License-Identifier: Apache-2.0
 
 #include <app_control.h>
-#include <dlog.h>
 
 #include <cstring>
-#include <exception>
 #include <memory>
-#include <new>
 #include <string>
 #include <system_error>
 #include <vector>
@@ -15,10 +12,9 @@
 #include "platform/linux/app-control/app-control-handle.h"
 #include "platform/linux/app-control/launcher.h"
 #include "platform/linux/app-control/received-request.h"
+#include "platform/linux/common/c-boundary.h"
 
 namespace {
-
-constexpr char kLogTag[] = "APPCTL";
 
 int CodeOf(const std::error_code& error) {
   if (error == std::errc::message_size) return APP_CONTROL_ERROR_INVALID_PARAMETER;
@@ -27,24 +23,12 @@ int CodeOf(const std::error_code& error) {
   return APP_CONTROL_ERROR_IO_ERROR;
 }
 
-// Runs what stands behind a C function; a failure is logged as an error and becomes its code.
-template <typename Body>
-int WithErrorCode(Body body) {
-  try {
-    return body();
-  } catch (const platform::LaunchFailed& error) {
-    dlog_print(DLOG_ERROR, kLogTag, "%s", error.what());
+constexpr platform::CBoundary kBoundary("APPCTL", [](const std::exception& error) -> int {
+  if (dynamic_cast<const platform::LaunchFailed*>(&error) != nullptr)
     return APP_CONTROL_ERROR_LAUNCH_FAILED;
-  } catch (const std::system_error& error) {
-    dlog_print(DLOG_ERROR, kLogTag, "%s", error.what());
-    return CodeOf(error.code());
-  } catch (const std::bad_alloc&) {
-    return APP_CONTROL_ERROR_OUT_OF_MEMORY;
-  } catch (const std::exception& error) {
-    dlog_print(DLOG_ERROR, kLogTag, "%s", error.what());
-    return APP_CONTROL_ERROR_IO_ERROR;
-  }
-}
+  const auto* failure = dynamic_cast<const std::system_error*>(&error);
+  return failure != nullptr ? CodeOf(failure->code()) : APP_CONTROL_ERROR_IO_ERROR;
+});
 
 int CopyText(const std::string& text, char** out) {
   *out = strdup(text.c_str());
@@ -59,7 +43,7 @@ bool IsReserved(const char* key) { return std::strncmp(key, "__", 2) == 0; }
 
 EXPORT_API int app_control_create(app_control_h* app_control) {
   if (app_control == nullptr) return APP_CONTROL_ERROR_INVALID_PARAMETER;
-  return WithErrorCode([=]() -> int {
+  return kBoundary.Run([=]() -> int {
     *app_control = new app_control_s;
     return APP_CONTROL_ERROR_NONE;
   });
@@ -73,7 +57,7 @@ EXPORT_API int app_control_destroy(app_control_h app_control) {
 
 EXPORT_API int app_control_clone(app_control_h* clone, app_control_h app_control) {
   if (clone == nullptr || app_control == nullptr) return APP_CONTROL_ERROR_INVALID_PARAMETER;
-  return WithErrorCode([=]() -> int {
+  return kBoundary.Run([=]() -> int {
     *clone = new app_control_s(*app_control);
     return APP_CONTROL_ERROR_NONE;
   });
@@ -81,7 +65,7 @@ EXPORT_API int app_control_clone(app_control_h* clone, app_control_h app_control
 
 EXPORT_API int app_control_set_app_id(app_control_h app_control, const char* app_id) {
   if (app_control == nullptr) return APP_CONTROL_ERROR_INVALID_PARAMETER;
-  return WithErrorCode([=]() -> int {
+  return kBoundary.Run([=]() -> int {
     app_control->app_id.reset();
     if (app_id != nullptr) app_control->app_id = app_id;
     return APP_CONTROL_ERROR_NONE;
@@ -100,7 +84,7 @@ EXPORT_API int app_control_add_extra_data(app_control_h app_control, const char*
   if (app_control == nullptr || IsEmpty(key) || IsEmpty(value))
     return APP_CONTROL_ERROR_INVALID_PARAMETER;
   if (IsReserved(key)) return APP_CONTROL_ERROR_KEY_REJECTED;
-  return WithErrorCode([=]() -> int {
+  return kBoundary.Run([=]() -> int {
     app_control->extra_data[key] = value;
     return APP_CONTROL_ERROR_NONE;
   });
@@ -110,7 +94,7 @@ EXPORT_API int app_control_get_extra_data(app_control_h app_control, const char*
                                           char** value) {
   if (app_control == nullptr || IsEmpty(key) || value == nullptr)
     return APP_CONTROL_ERROR_INVALID_PARAMETER;
-  return WithErrorCode([=]() -> int {
+  return kBoundary.Run([=]() -> int {
     const auto found = app_control->extra_data.find(key);
     if (found == app_control->extra_data.end()) return APP_CONTROL_ERROR_KEY_NOT_FOUND;
     return CopyText(found->second, value);
@@ -120,7 +104,7 @@ EXPORT_API int app_control_get_extra_data(app_control_h app_control, const char*
 EXPORT_API int app_control_remove_extra_data(app_control_h app_control, const char* key) {
   if (app_control == nullptr || IsEmpty(key)) return APP_CONTROL_ERROR_INVALID_PARAMETER;
   if (IsReserved(key)) return APP_CONTROL_ERROR_KEY_REJECTED;
-  return WithErrorCode([=]() -> int {
+  return kBoundary.Run([=]() -> int {
     return app_control->extra_data.erase(key) == 1 ? APP_CONTROL_ERROR_NONE
                                                    : APP_CONTROL_ERROR_KEY_NOT_FOUND;
   });
@@ -129,7 +113,7 @@ EXPORT_API int app_control_remove_extra_data(app_control_h app_control, const ch
 EXPORT_API int app_control_foreach_extra_data(app_control_h app_control,
                                               app_control_extra_data_cb callback, void* user_data) {
   if (app_control == nullptr || callback == nullptr) return APP_CONTROL_ERROR_INVALID_PARAMETER;
-  return WithErrorCode([=]() -> int {
+  return kBoundary.Run([=]() -> int {
     // A copy: the callback may change the request.
     std::vector<std::string> keys;
     for (const auto& pair : app_control->extra_data) keys.push_back(pair.first);
@@ -143,7 +127,7 @@ EXPORT_API int app_control_send_launch_request(app_control_h app_control,
                                                app_control_reply_cb callback, void*) {
   if (app_control == nullptr || callback != nullptr || !app_control->app_id)
     return APP_CONTROL_ERROR_INVALID_PARAMETER;
-  return WithErrorCode([=]() -> int {
+  return kBoundary.Run([=]() -> int {
     const auto application = platform::FindApplication(*app_control->app_id);
     if (!application) return APP_CONTROL_ERROR_APP_NOT_FOUND;
     platform::LaunchWith(*application, platform::EncodeRequest(*app_control));
@@ -160,7 +144,7 @@ EXPORT_API int app_control_get_caller(app_control_h app_control, char** id) {
 
 EXPORT_API int platform_app_control_receive(const uint8_t* bytes, size_t size, const char* caller,
                                             app_control_h* request) {
-  return WithErrorCode([=]() -> int {
+  return kBoundary.Run([=]() -> int {
     auto received = std::make_unique<app_control_s>();
     if (!platform::DecodeRequest(bytes, size, received.get()))
       return APP_CONTROL_ERROR_INVALID_PARAMETER;

@@ -12,9 +12,8 @@ namespace platform {
 // it to those who connect. As long as connecting works and the listener executes the application,
 // it runs or starts; each request is one message on a connection of its own, which the application
 // acknowledges when it has taken it. A lock file of the same name lets one launcher at a time
-// decide whether a process must be started.
-inline constexpr char kApplicationSocketFolder[] = "run/apps";
-inline constexpr char kApplicationLockFolder[] = "run/app-locks";
+// decide whether a process must be started. The folders are kApplicationSocketFolder and
+// kApplicationLockFolder.
 
 // Holds the number of the inherited descriptor.
 inline constexpr char kLaunchSocketVariable[] = "QOR_PLATFORM_LAUNCH_SOCKET";

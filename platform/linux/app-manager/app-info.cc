@@ -22,7 +22,7 @@ struct app_info_metadata_filter_s {
 
 namespace {
 
-using platform::WithErrorCode;
+using platform::kAppManagerBoundary;
 
 int CopyText(const std::string& text, char** out) {
   *out = strdup(text.c_str());
@@ -33,7 +33,7 @@ int CopyText(const std::string& text, char** out) {
 
 EXPORT_API int app_info_create(const char* app_id, app_info_h* app_info) {
   if (app_id == nullptr || app_info == nullptr) return APP_MANAGER_ERROR_INVALID_PARAMETER;
-  return WithErrorCode([=]() -> int {
+  return kAppManagerBoundary.Run([=]() -> int {
     auto record = platform::FindApplication(app_id);
     if (!record) return APP_MANAGER_ERROR_NO_SUCH_APP;
     *app_info = new app_info_s{std::move(*record)};
@@ -78,7 +78,7 @@ EXPORT_API int app_info_foreach_metadata(app_info_h app_info, app_info_metadata_
 
 EXPORT_API int app_info_metadata_filter_create(app_info_metadata_filter_h* handle) {
   if (handle == nullptr) return APP_MANAGER_ERROR_INVALID_PARAMETER;
-  return WithErrorCode([=]() -> int {
+  return kAppManagerBoundary.Run([=]() -> int {
     *handle = new app_info_metadata_filter_s;
     return APP_MANAGER_ERROR_NONE;
   });
@@ -93,7 +93,7 @@ EXPORT_API int app_info_metadata_filter_destroy(app_info_metadata_filter_h handl
 EXPORT_API int app_info_metadata_filter_add(app_info_metadata_filter_h handle, const char* key,
                                             const char* value) {
   if (handle == nullptr || key == nullptr) return APP_MANAGER_ERROR_INVALID_PARAMETER;
-  return WithErrorCode([=]() -> int {
+  return kAppManagerBoundary.Run([=]() -> int {
     platform::MetadataCondition condition{key, std::nullopt};
     if (value != nullptr) condition.value = value;
     handle->conditions.push_back(std::move(condition));
@@ -104,7 +104,7 @@ EXPORT_API int app_info_metadata_filter_add(app_info_metadata_filter_h handle, c
 EXPORT_API int app_info_metadata_filter_foreach(app_info_metadata_filter_h handle,
                                                 app_info_filter_cb callback, void* user_data) {
   if (handle == nullptr || callback == nullptr) return APP_MANAGER_ERROR_INVALID_PARAMETER;
-  return WithErrorCode([=]() -> int {
+  return kAppManagerBoundary.Run([=]() -> int {
     for (platform::ApplicationRecord& record :
          platform::FindApplicationsWithMetadata(handle->conditions)) {
       app_info_s info{std::move(record)};

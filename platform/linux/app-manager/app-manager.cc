@@ -10,7 +10,7 @@
 #include "platform/linux/common/package-database.h"
 #include "platform/linux/common/process-list.h"
 
-using platform::WithErrorCode;
+using platform::kAppManagerBoundary;
 
 EXPORT_API int app_manager_get_app_info(const char* app_id, app_info_h* app_info) {
   return app_info_create(app_id, app_info);
@@ -18,7 +18,7 @@ EXPORT_API int app_manager_get_app_info(const char* app_id, app_info_h* app_info
 
 EXPORT_API int app_manager_get_app_id(pid_t pid, char** app_id) {
   if (pid <= 0 || app_id == nullptr) return APP_MANAGER_ERROR_INVALID_PARAMETER;
-  return WithErrorCode([=]() -> int {
+  return kAppManagerBoundary.Run([=]() -> int {
     const platform::ProcessHandle process(pid);
     const std::string executable = process.ExecutablePath().path;
     const auto found = platform::FindApplicationIdByExecutable(executable);
@@ -30,7 +30,7 @@ EXPORT_API int app_manager_get_app_id(pid_t pid, char** app_id) {
 
 EXPORT_API int app_manager_is_running(const char* app_id, bool* running) {
   if (app_id == nullptr || running == nullptr) return APP_MANAGER_ERROR_INVALID_PARAMETER;
-  return WithErrorCode([=]() -> int {
+  return kAppManagerBoundary.Run([=]() -> int {
     const auto application = platform::FindApplication(app_id);
     if (!application) return APP_MANAGER_ERROR_NO_SUCH_APP;
     const auto candidates = platform::ProcessesWhere([&](const platform::Executable& executable) {

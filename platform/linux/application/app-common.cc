@@ -45,7 +45,7 @@ EXPORT_API char* app_get_data_path(void) {
       dlog_print(DLOG_ERROR, kLogTag, "no data folder: this process has no identity");
       return GiveNothing(APP_ERROR_INVALID_CONTEXT);
     }
-    return GivePath(platform::FolderBelowRoot("data/" + self.app_id));
+    return GivePath(platform::FolderBelowRoot(platform::kDataFolder + ("/" + self.app_id)));
   } catch (const std::exception& error) {
     dlog_print(DLOG_ERROR, kLogTag, "no data folder: %s", error.what());
     return GiveNothing(APP_ERROR_PERMISSION_DENIED);

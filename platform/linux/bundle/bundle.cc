@@ -8,10 +8,10 @@
 #include <utility>
 #include <vector>
 
-#include "platform/linux/bundle/guard.h"
+#include "platform/linux/bundle/boundary.h"
 #include "platform/linux/bundle/values.h"
 
-using platform::bundle::Guarded;
+using platform::bundle::kBoundary;
 using platform::bundle::Succeeds;
 
 namespace {
@@ -20,7 +20,7 @@ bool IsKey(const char* key) { return key != nullptr && *key != '\0'; }
 
 int Add(bundle* b, const char* key, int type, const void* const* elements, const size_t* sizes,
         size_t count) {
-  return Guarded([&] {
+  return kBoundary.Run([&] {
     if (b->values.find(key) != b->values.end()) return BUNDLE_ERROR_KEY_EXISTS;
     keyval_t value(type);
     value.Assign(elements, sizes, count);
@@ -78,7 +78,7 @@ EXPORT_API int bundle_add_str_array(bundle* b, const char* key, const char** str
                                     const int len) {
   if (b == nullptr || !IsKey(key) || len <= 0) return BUNDLE_ERROR_INVALID_PARAMETER;
   const auto count = static_cast<size_t>(len);
-  return Guarded([&] {
+  return kBoundary.Run([&] {
     std::vector<const void*> elements(count, nullptr);
     std::vector<size_t> sizes(count, 0);
     for (size_t i = 0; str_array != nullptr && i < count; ++i) {

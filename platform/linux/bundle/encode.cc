@@ -9,12 +9,12 @@
 #include <cstdlib>
 #include <cstring>
 
+#include "platform/linux/bundle/boundary.h"
 #include "platform/linux/bundle/codec.h"
-#include "platform/linux/bundle/guard.h"
 #include "platform/linux/bundle/values.h"
 
 using platform::bundle::FromRaw;
-using platform::bundle::Guarded;
+using platform::bundle::kBoundary;
 using platform::bundle::Succeeds;
 using platform::bundle::ToRaw;
 
@@ -36,7 +36,7 @@ int HandOut(const void* bytes, size_t size, bundle_raw** r, int* len) {
 
 EXPORT_API int bundle_encode_raw(bundle* b, bundle_raw** r, int* len) {
   if (b == nullptr || r == nullptr || len == nullptr) return BUNDLE_ERROR_INVALID_PARAMETER;
-  return Guarded([&] {
+  return kBoundary.Run([&] {
     const auto raw = ToRaw(*b);
     if (raw.empty()) return static_cast<int>(BUNDLE_ERROR_OUT_OF_MEMORY);
     return HandOut(raw.data(), raw.size(), r, len);

@@ -6,7 +6,7 @@
 #include <new>
 #include <utility>
 
-#include "platform/linux/common/loop-guard.h"
+#include "platform/linux/common/c-boundary.h"
 
 namespace platform {
 
@@ -26,7 +26,10 @@ Eina_Bool LoopTimer::Fired(void* data) {
   auto* self = static_cast<LoopTimer*>(data);
   self->timer_ = nullptr;
   const std::function<void()> action = std::move(self->action_);
-  RunOnLoop(action);
+  kMainLoopBoundary.Run([&] {
+    action();
+    return TIZEN_ERROR_NONE;
+  });
   return ECORE_CALLBACK_CANCEL;
 }
 

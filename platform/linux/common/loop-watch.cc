@@ -5,7 +5,7 @@
 
 #include <stdexcept>
 
-#include "platform/linux/common/loop-guard.h"
+#include "platform/linux/common/c-boundary.h"
 
 namespace platform {
 
@@ -35,7 +35,10 @@ void LoopWatch::Remove() {
 Eina_Bool LoopWatch::Ready(void* data, Ecore_Fd_Handler* handler) {
   const bool readable = ecore_main_fd_handler_active_get(handler, ECORE_FD_READ) != EINA_FALSE;
   const bool writable = ecore_main_fd_handler_active_get(handler, ECORE_FD_WRITE) != EINA_FALSE;
-  RunOnLoop([&] { static_cast<LoopWatch*>(data)->target_->OnReady(readable, writable); });
+  kMainLoopBoundary.Run([&] {
+    static_cast<LoopWatch*>(data)->target_->OnReady(readable, writable);
+    return TIZEN_ERROR_NONE;
+  });
   return ECORE_CALLBACK_RENEW;
 }
 

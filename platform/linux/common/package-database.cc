@@ -68,7 +68,7 @@ Cache& TheCache() {
   return *cache;
 }
 
-std::string FileIn(const std::string& root) { return root + "/packages.db"; }
+std::string FileIn(const std::string& root) { return root + "/" + kPackageDatabase; }
 
 int64_t SchemaVersion(Database& database) {
   Query query = database.Prepare("PRAGMA user_version");
@@ -228,7 +228,8 @@ void Sync(const std::string& path) {
 // old state or the new one, and a crash leaves one of them.
 class NextState {
  public:
-  NextState() : root_(RootFolder()), file_(FolderBelowRoot(kStagingFolder) + "/packages.db") {
+  NextState()
+      : root_(RootFolder()), file_(FolderBelowRoot(kStagingFolder) + "/" + kPackageDatabase) {
     Remove();
     // Names a file that is no database, or of another version.
     const Session session;

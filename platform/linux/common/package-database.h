@@ -16,9 +16,10 @@ namespace platform {
 
 using sqlite::DatabaseError;
 
-// What is installed below the current root (RootPath()), kept in `packages.db`. All functions are
-// safe from any thread, see what other processes stored, and throw DatabaseError with a text that
-// names the file. While nothing was ever installed the queries find nothing and create nothing.
+// What is installed below the current root (RootPath()), kept in kPackageDatabase. All functions
+// are safe from any thread, see what other processes stored, and throw DatabaseError with a text
+// that names the file. While nothing was ever installed the queries find nothing and create
+// nothing.
 //
 // The file is never modified in place: a writer writes a new file and renames it over the old one.
 // Queries take no lock, so that no process can delay those of another.
@@ -66,10 +67,6 @@ std::vector<ApplicationRecord> FindApplicationsWithMetadata(
 
 // Whether the package of an application lists the privilege. False for an unknown application.
 bool PackageOfApplicationHasPrivilege(const std::string& app_id, const std::string& privilege);
-
-// What lies in this folder below the root is removed with the next operation: new files on their
-// way to their places.
-inline constexpr char kStagingFolder[] = "staging";
 
 // The functions below write. Other processes must not write meanwhile; the lock of installations
 // sees to that.

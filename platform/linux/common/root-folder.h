@@ -8,6 +8,33 @@
 
 namespace platform {
 
+// Layout of the root folder: paths relative to it.
+
+// What is installed, see package-database.h.
+inline constexpr char kPackageDatabase[] = "packages.db";
+// Locked by the one process that installs, updates or uninstalls packages.
+inline constexpr char kInstallLock[] = "install.lock";
+// New files until they are renamed to their final paths. The next operation removes what an
+// interrupted one left here.
+inline constexpr char kStagingFolder[] = "staging";
+// `<package id>/<generation>/` with the files of a package.
+inline constexpr char kPackagesFolder[] = "packages";
+// `<app id>/` with the data of an application.
+inline constexpr char kDataFolder[] = "data";
+// `<app id>/<port name>`, the listening socket of a port, and its lock beside it (PortLockName()).
+inline constexpr char kPortsFolder[] = "run/ports";
+// `<app id>`, the socket on which an application receives launch requests.
+inline constexpr char kApplicationSocketFolder[] = "run/apps";
+// `<app id>`, locked by the process that launches the application.
+inline constexpr char kApplicationLockFolder[] = "run/app-locks";
+// `<process id>`, the socket on which a process receives package events.
+inline constexpr char kEventSocketFolder[] = "run/events";
+// `<name>`, locked by a tool that runs under the host name.
+inline constexpr char kHostNameLockFolder[] = "run/host-names";
+
+// The file beside a port's socket, locked by the owner of the port. No port name begins with a dot.
+inline std::string PortLockName(const std::string& port_name) { return "." + port_name + ".lock"; }
+
 // The folder that holds everything of one platform: $QOR_PLATFORM_ROOT, else
 // $XDG_DATA_HOME/qor-platform, else ~/.local/share/qor-platform. Absolute, without a trailing
 // slash. Does not touch the file system: for readers, to whom a missing folder means "nothing yet".

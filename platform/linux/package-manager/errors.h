@@ -8,6 +8,8 @@
 #include <string>
 #include <utility>
 
+#include "platform/linux/common/c-boundary.h"
+
 namespace platform {
 
 inline constexpr char kPackageLogTag[] = "PKGMGR";
@@ -51,21 +53,12 @@ class NoSuchPackage : public std::runtime_error {
 //   package database, anything else      PACKAGE_MANAGER_ERROR_SYSTEM_ERROR
 int ErrorCodeOfCaught();
 
-// Runs what stands behind a C function; a failure is logged as an error and becomes its code.
-template <typename Body>
-int WithErrorCode(Body body);
+inline constexpr CBoundary kPackageManagerBoundary(kPackageLogTag,
+                                                   [](const std::exception&) -> int {
+                                                     return ErrorCodeOfCaught();
+                                                   });
 
 void LogCaught();
-
-template <typename Body>
-int WithErrorCode(Body body) {
-  try {
-    return body();
-  } catch (...) {
-    LogCaught();
-    return ErrorCodeOfCaught();
-  }
-}
 
 }  // namespace platform
 

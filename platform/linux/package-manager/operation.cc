@@ -27,7 +27,9 @@ constexpr char kApplications[] = "/applications";
 std::string StagingFolder() { return FolderBelowRoot(kStagingFolder); }
 
 // Free of links, because executables are told by their real paths.
-std::string PackagesFolder() { return std::filesystem::canonical(FolderBelowRoot("packages")); }
+std::string PackagesFolder() {
+  return std::filesystem::canonical(FolderBelowRoot(kPackagesFolder));
+}
 
 // Only one operation runs at a time, so the clock gives every one a number of its own.
 std::string NewGeneration() {
@@ -51,7 +53,7 @@ void RemoveUninstalledFiles(const std::string& package_id) {
 void RemoveUninstalledData(const std::string& entry) {
   for (const std::string& app_id : NamesIn(entry + kApplications)) {
     if (!IsApplicationId(app_id) || FindApplication(app_id)) continue;
-    RemoveTree(RootPath() + "/data/" + app_id);
+    RemoveTree(RootPath() + "/" + kDataFolder + "/" + app_id);
     // Its processes have ended, and a launcher makes itself a new one.
     RemoveTree(RootPath() + "/" + kApplicationSocketFolder + "/" + app_id);
   }

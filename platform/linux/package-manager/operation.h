@@ -18,9 +18,6 @@ namespace platform {
 // not known, `<generation>@<package id>` then. The entry goes last, so whatever a crash leaves
 // behind is found through it.
 
-// Of the root.
-inline constexpr char kInstallLock[] = "install.lock";
-
 // How long an operation waits for the one of another process.
 constexpr std::chrono::seconds kInstallLockTimeout{60};
 

@@ -23,9 +23,8 @@ struct PackageEvent {
   package_manager_error_e error = PACKAGE_MANAGER_ERROR_NONE;
 };
 
-// Listeners serve a socket each in this folder below the root. An installer connects, sends the
-// event as one message, and waits for one byte, sent when the callbacks have returned.
-inline constexpr char kEventSocketFolder[] = "run/events";
+// Listeners serve a socket each in kEventSocketFolder. An installer connects, sends the event as
+// one message, and waits for one byte, sent when the callbacks have returned.
 
 std::vector<uint8_t> EncodeEvent(const PackageEvent& event);
 

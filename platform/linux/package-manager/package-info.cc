@@ -12,7 +12,7 @@
 
 namespace {
 
-using platform::WithErrorCode;
+using platform::kPackageManagerBoundary;
 
 int CopyText(const std::string& text, char** out) {
   *out = strdup(text.c_str());
@@ -23,7 +23,7 @@ int CopyText(const std::string& text, char** out) {
 
 EXPORT_API int package_info_create(const char* package, package_info_h* package_info) {
   if (package == nullptr || package_info == nullptr) return PACKAGE_MANAGER_ERROR_INVALID_PARAMETER;
-  return WithErrorCode([=]() -> int {
+  return kPackageManagerBoundary.Run([=]() -> int {
     auto record = platform::FindPackage(package);
     if (!record) return PACKAGE_MANAGER_ERROR_NO_SUCH_PACKAGE;
     *package_info = new package_info_s{std::move(record)};

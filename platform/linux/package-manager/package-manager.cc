@@ -17,7 +17,7 @@ struct package_manager_s {
 namespace {
 
 using platform::EventListener;
-using platform::WithErrorCode;
+using platform::kPackageManagerBoundary;
 
 // Runs `body` on the main loop's thread, which is this one if Ecore was not up before. Waits for
 // it.
@@ -29,7 +29,7 @@ int OnMainLoop(const Body& body) {
   } call{body, PACKAGE_MANAGER_ERROR_NONE};
   const auto run = [](void* data) -> void* {
     auto* asked = static_cast<Call*>(data);
-    asked->result = WithErrorCode([=]() -> int {
+    asked->result = kPackageManagerBoundary.Run([=]() -> int {
       asked->body();
       return PACKAGE_MANAGER_ERROR_NONE;
     });
@@ -54,7 +54,7 @@ void Refresh(const std::shared_ptr<platform::Subscription>& subscription) {
 
 EXPORT_API int package_manager_create(package_manager_h* manager) {
   if (manager == nullptr) return PACKAGE_MANAGER_ERROR_INVALID_PARAMETER;
-  return WithErrorCode([=]() -> int {
+  return kPackageManagerBoundary.Run([=]() -> int {
     *manager = new package_manager_s;
     return PACKAGE_MANAGER_ERROR_NONE;
   });
@@ -98,7 +98,7 @@ EXPORT_API int package_manager_unset_event_cb(package_manager_h manager) {
 EXPORT_API int package_manager_foreach_package_info(package_manager_package_info_cb callback,
                                                     void* user_data) {
   if (callback == nullptr) return PACKAGE_MANAGER_ERROR_INVALID_PARAMETER;
-  return WithErrorCode([=]() -> int {
+  return kPackageManagerBoundary.Run([=]() -> int {
     for (platform::PackageRecord& record : platform::AllPackages()) {
       package_info_s info{std::make_shared<const platform::PackageRecord>(std::move(record))};
       if (!callback(&info, user_data)) break;

@@ -37,7 +37,7 @@ int Run(package_manager_request_h request, const char* text, int* id,
   const int number = ++last_id;
   if (id != nullptr) *id = number;
   thread_is_in_request = true;
-  const int result = platform::WithErrorCode([&]() -> int {
+  const int result = platform::kPackageManagerBoundary.Run([&]() -> int {
     // A copy: the callback may release the request.
     const auto report = [number, asked = *request](const PackageEvent& event) {
       if (asked.callback == nullptr) return;
@@ -55,7 +55,7 @@ int Run(package_manager_request_h request, const char* text, int* id,
 
 EXPORT_API int package_manager_request_create(package_manager_request_h* request) {
   if (request == nullptr) return PACKAGE_MANAGER_ERROR_INVALID_PARAMETER;
-  return platform::WithErrorCode([=]() -> int {
+  return platform::kPackageManagerBoundary.Run([=]() -> int {
     *request = new package_manager_request_s;
     return PACKAGE_MANAGER_ERROR_NONE;
   });

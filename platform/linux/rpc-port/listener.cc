@@ -10,7 +10,7 @@
 #include <cstring>
 #include <utility>
 
-#include "platform/linux/rpc-port/log.h"
+#include "platform/linux/rpc-port/boundary.h"
 
 namespace platform::rpc {
 namespace {

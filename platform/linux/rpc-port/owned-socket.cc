@@ -19,8 +19,7 @@ namespace {
 }
 
 UniqueFd Lock(const std::string& folder, const std::string& owner, const std::string& port_name) {
-  // No port's name begins with a dot.
-  const std::string file = folder + "/." + port_name + ".lock";
+  const std::string file = folder + "/" + PortLockName(port_name);
   UniqueFd lock = LockFile(file);
   if (lock) return lock;
   if (errno != EWOULDBLOCK) Throw("Cannot lock \"" + file + "\"");

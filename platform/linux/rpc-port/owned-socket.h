@@ -10,9 +10,6 @@
 
 namespace platform::rpc {
 
-// Where the ports of all applications are, below the platform's root.
-constexpr char kPortsFolder[] = "run/ports";
-
 // A port's listening socket and the right to it. A lock on a file beside the socket says who owns
 // the port; the kernel drops it with the process, so that a socket without one is stale.
 class OwnedSocket {

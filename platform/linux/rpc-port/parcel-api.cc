@@ -6,20 +6,20 @@
 
 #include <memory>
 
-#include "platform/linux/rpc-port/guard.h"
+#include "platform/linux/rpc-port/boundary.h"
 #include "platform/linux/rpc-port/handle-table.h"
 #include "platform/linux/rpc-port/parcel.h"
 #include "platform/linux/rpc-port/port.h"
 
 using platform::rpc::ByteView;
-using platform::rpc::Guarded;
 using platform::rpc::HandleTable;
+using platform::rpc::kBoundary;
 using platform::rpc::Parcel;
 using platform::rpc::Port;
 
 EXPORT_API int rpc_port_parcel_create(rpc_port_parcel_h* h) {
   if (h == nullptr) return RPC_PORT_ERROR_INVALID_PARAMETER;
-  return Guarded([&] {
+  return kBoundary.Run([&] {
     *h = new Parcel;
     return RPC_PORT_ERROR_NONE;
   });
@@ -28,7 +28,7 @@ EXPORT_API int rpc_port_parcel_create(rpc_port_parcel_h* h) {
 EXPORT_API int rpc_port_parcel_create_from_port(rpc_port_parcel_h* h, rpc_port_h port) {
   const auto found = HandleTable<Port>::Get().Find(port);
   if (h == nullptr || found == nullptr) return RPC_PORT_ERROR_INVALID_PARAMETER;
-  return Guarded([&] {
+  return kBoundary.Run([&] {
     if (!found->WaitForFrame()) return RPC_PORT_ERROR_IO_ERROR;
     auto parcel = Parcel::TakeFrom(&found->reader());
     if (parcel == nullptr) {
@@ -43,7 +43,7 @@ EXPORT_API int rpc_port_parcel_create_from_port(rpc_port_parcel_h* h, rpc_port_h
 EXPORT_API int rpc_port_parcel_create_from_raw(rpc_port_parcel_h* h, const void* raw,
                                                unsigned int size) {
   if (h == nullptr || raw == nullptr) return RPC_PORT_ERROR_INVALID_PARAMETER;
-  return Guarded([&] {
+  return kBoundary.Run([&] {
     auto parcel = Parcel::FromBytes({static_cast<const uint8_t*>(raw), size});
     if (parcel == nullptr) return RPC_PORT_ERROR_INVALID_PARAMETER;
     *h = parcel.release();
@@ -54,7 +54,7 @@ EXPORT_API int rpc_port_parcel_create_from_raw(rpc_port_parcel_h* h, const void*
 EXPORT_API int rpc_port_parcel_send(rpc_port_parcel_h h, rpc_port_h port) {
   const auto found = HandleTable<Port>::Get().Find(port);
   if (h == nullptr || found == nullptr) return RPC_PORT_ERROR_INVALID_PARAMETER;
-  return Guarded([&] {
+  return kBoundary.Run([&] {
     return found->Send(static_cast<Parcel*>(h)->Frame()) ? RPC_PORT_ERROR_NONE
                                                          : RPC_PORT_ERROR_IO_ERROR;
   });
@@ -68,7 +68,7 @@ EXPORT_API int rpc_port_parcel_destroy(rpc_port_parcel_h h) {
 
 EXPORT_API int rpc_port_parcel_get_raw(rpc_port_parcel_h h, void** raw, unsigned int* size) {
   if (h == nullptr || raw == nullptr || size == nullptr) return RPC_PORT_ERROR_INVALID_PARAMETER;
-  return Guarded([&] {
+  return kBoundary.Run([&] {
     const ByteView bytes = static_cast<Parcel*>(h)->Bytes();
     *raw = const_cast<uint8_t*>(bytes.data);
     *size = static_cast<unsigned int>(bytes.size);

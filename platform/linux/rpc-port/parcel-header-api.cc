@@ -6,10 +6,10 @@
 
 #include <cstring>
 
-#include "platform/linux/rpc-port/guard.h"
+#include "platform/linux/rpc-port/boundary.h"
 #include "platform/linux/rpc-port/parcel.h"
 
-using platform::rpc::Guarded;
+using platform::rpc::kBoundary;
 using platform::rpc::Parcel;
 using platform::rpc::ParcelHeader;
 
@@ -22,7 +22,7 @@ EXPORT_API int rpc_port_parcel_get_header(rpc_port_parcel_h h, rpc_port_parcel_h
 EXPORT_API int rpc_port_parcel_header_set_tag(rpc_port_parcel_header_h header, const char* tag) {
   if (header == nullptr || tag == nullptr) return RPC_PORT_ERROR_INVALID_PARAMETER;
   if (strnlen(tag, Parcel::kMaxTag + 1) > Parcel::kMaxTag) return RPC_PORT_ERROR_INVALID_PARAMETER;
-  return Guarded([&] {
+  return kBoundary.Run([&] {
     static_cast<ParcelHeader*>(header)->tag = tag;
     return RPC_PORT_ERROR_NONE;
   });

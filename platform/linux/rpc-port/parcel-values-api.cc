@@ -11,12 +11,11 @@
 #include <cstring>
 #include <memory>
 
-#include "platform/linux/rpc-port/guard.h"
-#include "platform/linux/rpc-port/log.h"
+#include "platform/linux/rpc-port/boundary.h"
 #include "platform/linux/rpc-port/parcel.h"
 
 using platform::rpc::ByteView;
-using platform::rpc::Guarded;
+using platform::rpc::kBoundary;
 using platform::rpc::Parcel;
 
 namespace {
@@ -32,11 +31,11 @@ int Told(bool fits, size_t size) {
 
 int Write(rpc_port_parcel_h h, const void* data, size_t size) {
   if (h == nullptr || data == nullptr) return RPC_PORT_ERROR_INVALID_PARAMETER;
-  return Guarded([&] { return Told(static_cast<Parcel*>(h)->Write(data, size), size); });
+  return kBoundary.Run([&] { return Told(static_cast<Parcel*>(h)->Write(data, size), size); });
 }
 
 int WriteSized(rpc_port_parcel_h h, const void* data, size_t size) {
-  return Guarded([&] { return Told(static_cast<Parcel*>(h)->WriteSized(data, size), size); });
+  return kBoundary.Run([&] { return Told(static_cast<Parcel*>(h)->WriteSized(data, size), size); });
 }
 
 int Read(rpc_port_parcel_h h, void* data, size_t size) {

@@ -12,10 +12,9 @@
 #include <algorithm>
 #include <utility>
 
+#include "platform/linux/rpc-port/boundary.h"
 #include "platform/linux/rpc-port/greeting.h"
-#include "platform/linux/rpc-port/guard.h"
 #include "platform/linux/rpc-port/handle-table.h"
-#include "platform/linux/rpc-port/log.h"
 
 namespace platform::rpc {
 
@@ -92,7 +91,7 @@ void Port::AskToFlush() {
   auto* port = new std::weak_ptr<Port>(weak_from_this());
   const auto watch_writing = [](void* data) {
     const std::unique_ptr<std::weak_ptr<Port>> weak(static_cast<std::weak_ptr<Port>*>(data));
-    Guarded([&] {
+    kBoundary.Run([&] {
       const auto self = weak->lock();
       if (self != nullptr && !self->is_closed_) self->watch_.WatchWriting(true);
       return RPC_PORT_ERROR_NONE;

@@ -6,15 +6,15 @@
 
 #include <memory>
 
-#include "platform/linux/rpc-port/guard.h"
+#include "platform/linux/rpc-port/boundary.h"
 #include "platform/linux/rpc-port/handle-table.h"
 #include "platform/linux/rpc-port/names.h"
 #include "platform/linux/rpc-port/proxy.h"
 
-using platform::rpc::Guarded;
 using platform::rpc::HandleTable;
 using platform::rpc::IsAppId;
 using platform::rpc::IsPortName;
+using platform::rpc::kBoundary;
 using platform::rpc::Proxy;
 
 namespace {
@@ -26,7 +26,7 @@ int AddCallback(rpc_port_proxy_h h, platform::rpc::CallbackList<Callback> Proxy:
                 Callback callback, void* user_data) {
   const auto proxy = Find(h);
   if (proxy == nullptr || callback == nullptr) return RPC_PORT_ERROR_INVALID_PARAMETER;
-  return Guarded([&] {
+  return kBoundary.Run([&] {
     ((*proxy).*list).Add(callback, user_data);
     return RPC_PORT_ERROR_NONE;
   });
@@ -36,7 +36,7 @@ int AddCallback(rpc_port_proxy_h h, platform::rpc::CallbackList<Callback> Proxy:
 
 EXPORT_API int rpc_port_proxy_create(rpc_port_proxy_h* h) {
   if (h == nullptr) return RPC_PORT_ERROR_INVALID_PARAMETER;
-  return Guarded([&] {
+  return kBoundary.Run([&] {
     *h = HandleTable<Proxy>::Get().Add(std::make_shared<Proxy>());
     return RPC_PORT_ERROR_NONE;
   });
@@ -54,7 +54,7 @@ EXPORT_API int rpc_port_proxy_connect(rpc_port_proxy_h h, const char* appid, con
   if (proxy == nullptr || !IsAppId(appid) || !IsPortName(port)) {
     return RPC_PORT_ERROR_INVALID_PARAMETER;
   }
-  return Guarded([&] { return proxy->Connect(appid, port); });
+  return kBoundary.Run([&] { return proxy->Connect(appid, port); });
 }
 
 EXPORT_API int rpc_port_proxy_connect_sync(rpc_port_proxy_h h, const char* appid,
@@ -63,7 +63,7 @@ EXPORT_API int rpc_port_proxy_connect_sync(rpc_port_proxy_h h, const char* appid
   if (proxy == nullptr || !IsAppId(appid) || !IsPortName(port_name)) {
     return RPC_PORT_ERROR_INVALID_PARAMETER;
   }
-  return Guarded([&] { return proxy->ConnectSync(appid, port_name); });
+  return kBoundary.Run([&] { return proxy->ConnectSync(appid, port_name); });
 }
 
 EXPORT_API int rpc_port_proxy_add_connected_event_cb(rpc_port_proxy_h h,

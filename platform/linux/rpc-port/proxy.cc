@@ -13,7 +13,7 @@
 #include "platform/linux/common/process-identity.h"
 #include "platform/linux/common/root-folder.h"
 #include "platform/linux/common/unix-socket.h"
-#include "platform/linux/rpc-port/log.h"
+#include "platform/linux/rpc-port/boundary.h"
 #include "platform/linux/rpc-port/owned-socket.h"
 #include "platform/linux/rpc-port/parcel.h"
 

@@ -6,14 +6,14 @@
 
 #include <memory>
 
-#include "platform/linux/rpc-port/guard.h"
+#include "platform/linux/rpc-port/boundary.h"
 #include "platform/linux/rpc-port/handle-table.h"
 #include "platform/linux/rpc-port/names.h"
 #include "platform/linux/rpc-port/stub.h"
 
 using platform::rpc::Client;
-using platform::rpc::Guarded;
 using platform::rpc::HandleTable;
+using platform::rpc::kBoundary;
 using platform::rpc::Stub;
 
 namespace {
@@ -25,7 +25,7 @@ int AddCallback(rpc_port_stub_h h, platform::rpc::CallbackList<Callback> Stub::*
                 Callback callback, void* user_data) {
   const auto stub = Find(h);
   if (stub == nullptr || callback == nullptr) return RPC_PORT_ERROR_INVALID_PARAMETER;
-  return Guarded([&] {
+  return kBoundary.Run([&] {
     ((*stub).*list).Add(callback, user_data);
     return RPC_PORT_ERROR_NONE;
   });
@@ -37,7 +37,7 @@ EXPORT_API int rpc_port_stub_create(rpc_port_stub_h* h, const char* port_name) {
   if (h == nullptr || !platform::rpc::IsPortName(port_name)) {
     return RPC_PORT_ERROR_INVALID_PARAMETER;
   }
-  return Guarded([&] {
+  return kBoundary.Run([&] {
     *h = HandleTable<Stub>::Get().Add(std::make_shared<Stub>(port_name));
     return RPC_PORT_ERROR_NONE;
   });
@@ -53,7 +53,7 @@ EXPORT_API int rpc_port_stub_destroy(rpc_port_stub_h h) {
 EXPORT_API int rpc_port_stub_listen(rpc_port_stub_h h) {
   const auto stub = Find(h);
   if (stub == nullptr) return RPC_PORT_ERROR_INVALID_PARAMETER;
-  return Guarded([&] {
+  return kBoundary.Run([&] {
     stub->Listen();
     return RPC_PORT_ERROR_NONE;
   });
@@ -62,7 +62,7 @@ EXPORT_API int rpc_port_stub_listen(rpc_port_stub_h h) {
 EXPORT_API int rpc_port_stub_add_privilege(rpc_port_stub_h h, const char* privilege) {
   const auto stub = Find(h);
   if (stub == nullptr || privilege == nullptr) return RPC_PORT_ERROR_INVALID_PARAMETER;
-  return Guarded([&] {
+  return kBoundary.Run([&] {
     stub->AddPrivilege(privilege);
     return RPC_PORT_ERROR_NONE;
   });
@@ -93,7 +93,7 @@ EXPORT_API int rpc_port_stub_get_port(rpc_port_stub_h h, rpc_port_port_type_e ty
       (type != RPC_PORT_PORT_MAIN && type != RPC_PORT_PORT_CALLBACK)) {
     return RPC_PORT_ERROR_INVALID_PARAMETER;
   }
-  return Guarded([&] {
+  return kBoundary.Run([&] {
     const Client* client = stub->FindClient(instance);
     if (client == nullptr) return RPC_PORT_ERROR_IO_ERROR;
     *port = type == RPC_PORT_PORT_MAIN ? client->main().handle() : client->callback()->handle();

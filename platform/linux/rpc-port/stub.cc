@@ -10,7 +10,7 @@
 
 #include "platform/linux/common/process-identity.h"
 #include "platform/linux/rpc-port/admission.h"
-#include "platform/linux/rpc-port/log.h"
+#include "platform/linux/rpc-port/boundary.h"
 #include "platform/linux/rpc-port/names.h"
 
 namespace platform::rpc {
