@@ -94,7 +94,7 @@ void Account::EnterFired(int timer) {
     Blame("its timer fired, and no timeout was told", expiring_->uuid, expiring_->handler);
   }
   expiring_.reset();
-  if (!clock_.PlaceOf(timer)) {
+  if (!clock_.PositionOf(timer)) {
     return Blame("timer " + std::to_string(timer) + " fired, which by the rules had ended", "");
   }
   expiring_ = OccupantOf(timer);
@@ -133,7 +133,7 @@ void Account::Close() {
   }
   for (const auto& [handler, list] : lists_) {
     for (const model::Command& command : list.commands.Commands()) {
-      if (clock_.PlaceOf(command.timer)) continue;
+      if (clock_.PositionOf(command.timer)) continue;
       const auto rule = list.without_timer.find(command.uuid);
       if (rule == list.without_timer.end()) {
         Blame("it waits without a timer, by no rule", command.uuid, handler);
@@ -162,11 +162,11 @@ void Account::Change(const std::string& handler, Rule rule,
   List& list = ListOf(handler);
   std::vector<std::string> with_timer;
   for (const model::Command& command : list.commands.Commands())
-    if (clock_.PlaceOf(command.timer)) with_timer.push_back(command.uuid);
+    if (clock_.PositionOf(command.timer)) with_timer.push_back(command.uuid);
   change(list);
   for (const std::string& uuid : with_timer) {
     const model::Command* command = list.commands.Find(uuid);
-    if (command != nullptr && !clock_.PlaceOf(command->timer)) list.without_timer[uuid] = rule;
+    if (command != nullptr && !clock_.PositionOf(command->timer)) list.without_timer[uuid] = rule;
   }
 }
 
@@ -186,7 +186,7 @@ int Account::Breaks(const std::string& handler) {
 }
 
 std::optional<Account::Expiring> Account::OccupantOf(model::Clock::Timer timer) {
-  const auto place = clock_.PlaceOf(timer);
+  const auto place = clock_.PositionOf(timer);
   if (!place) return std::nullopt;
   for (auto& [handler, list] : lists_) {
     if (const model::Command* command = list.commands.At(*place)) {

@@ -7,9 +7,9 @@
 
 namespace model {
 
-Clock::Timer Clock::Start(double seconds, Place place) {
+Clock::Timer Clock::Start(double seconds, Position position) {
   if (timers_fail) return kNone;
-  timers_[++last_timer_] = {now_ + std::max(seconds, 0.0), ++last_order_, place};
+  timers_[++last_timer_] = {now_ + std::max(seconds, 0.0), ++last_order_, position};
   return last_timer_;
 }
 
@@ -20,15 +20,15 @@ void Clock::Restart(Timer timer, double seconds) {
   found->second.order = ++last_order_;
 }
 
-void Clock::Advance(double seconds, const std::function<void(Place)>& fire) {
-  // What is due but for a rounding error is due, as on the platform that is compared.
+void Clock::Advance(double seconds, const std::function<void(Position)>& fire) {
+  // The fake platform also fires timers that are due within a rounding error.
   constexpr double kTolerance = 1e-9;
   const double until = now_ + seconds;
   for (auto next = NextDue(until + kTolerance); next != timers_.end();
        next = NextDue(until + kTolerance)) {
     const auto [timer, running] = *next;
     now_ = std::max(now_, running.due);
-    fire(running.place);
+    fire(running.position);
     timers_.erase(timer);
   }
   now_ = until;
@@ -40,9 +40,9 @@ std::vector<Clock::Timer> Clock::Timers() const {
   return timers;
 }
 
-std::optional<Place> Clock::PlaceOf(Timer timer) const {
+std::optional<Position> Clock::PositionOf(Timer timer) const {
   const auto found = timers_.find(timer);
-  return found != timers_.end() ? std::optional(found->second.place) : std::nullopt;
+  return found != timers_.end() ? std::optional(found->second.position) : std::nullopt;
 }
 
 std::map<Clock::Timer, Clock::Running>::iterator Clock::NextDue(double until) {

@@ -12,34 +12,35 @@
 
 namespace model {
 
-// Where a command is stored: a block of storage and the index in it.
-struct Place {
+// Where a command is stored: a block of storage and the index in it. A timer stays bound to its
+// position when the commands move.
+struct Position {
   int block;
   std::size_t index;
 };
 
-// Time and the timers that run, each bound to a place. Names of timers are never used again, so a
-// name whose timer is gone is as good as none.
+// A virtual clock with its active timers. Timer ids are never reused, so an id whose timer has
+// fired or was deleted is harmless.
 class Clock {
  public:
   using Timer = int;
   static constexpr Timer kNone = 0;
 
-  // kNone while timers fail.
-  Timer Start(double seconds, Place place);
+  // Returns kNone when `timers_fail`.
+  Timer Start(double seconds, Position position);
   void Delete(Timer timer) { timers_.erase(timer); }
   void DeleteAll() { timers_.clear(); }
-  // Counts from now; nothing for a timer that is gone.
+  // Counts from now. Ignores an inactive timer.
   void Restart(Timer timer, double seconds);
 
-  // Fires, and ends, what falls due on the way: earlier first, older first.
-  void Advance(double seconds, const std::function<void(Place)>& fire);
+  // Fires and deletes every timer that becomes due, in order of due time, then of start.
+  void Advance(double seconds, const std::function<void(Position)>& fire);
 
   double Now() const { return now_; }
-  // Those that run.
+  // The active timers.
   std::vector<Timer> Timers() const;
-  // Nothing for a timer that does not run.
-  std::optional<Place> PlaceOf(Timer timer) const;
+  // Returns nothing for an inactive timer.
+  std::optional<Position> PositionOf(Timer timer) const;
   // Ascending.
   std::vector<double> DueTimes() const;
 
@@ -49,7 +50,7 @@ class Clock {
   struct Running {
     double due;
     long order;
-    Place place;
+    Position position;
   };
 
   std::map<Timer, Running>::iterator NextDue(double until);

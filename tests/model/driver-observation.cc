@@ -1,7 +1,7 @@
 // Copyright 2026 The qor-handler-manager authors
 // SPDX-License-Identifier: Apache-2.0
 
-// What the driver sees of an operation, but for the client's callbacks.
+// Collects the effects of an operation, except for the client's callbacks.
 
 #include <algorithm>
 #include <utility>
@@ -13,7 +13,7 @@
 namespace model {
 namespace {
 
-// The entries of the database file, told apart by the text they begin with.
+// The entries of the database file, split at the text that begins each.
 std::multiset<std::string> ReadDatabase(const std::string& path) {
   if (!support::FileExists(path)) return {kNoDatabase};
   const std::string begin = R"({"handlers":[)";
@@ -22,12 +22,12 @@ std::multiset<std::string> ReadDatabase(const std::string& path) {
   const std::string text = support::ReadFile(path);
   if (text.size() < begin.size() + end.size() || text.compare(0, begin.size(), begin) != 0 ||
       text.compare(text.size() - end.size(), end.size(), end) != 0) {
-    return {"no database: " + text};
+    return {"invalid database: " + text};
   }
   const std::string list = text.substr(begin.size(), text.size() - begin.size() - end.size());
   std::multiset<std::string> entries;
-  for (size_t from = 0; from < list.size();) {
-    const size_t to = std::min(list.find(separator, from), list.size());
+  for (std::size_t from = 0; from < list.size();) {
+    const std::size_t to = std::min(list.find(separator, from), list.size());
     entries.insert(list.substr(from, to - from));
     from = to + 1;
   }
@@ -42,8 +42,8 @@ void Driver::ObserveDeliveries() {
   if (std::exchange(seen_sends_, sends) + replies == sends) return;
   for (Connection& connection : connections_) {
     const auto deliveries = connection.peer.Deliveries();
-    for (size_t i = connection.seen_deliveries; i < deliveries.size(); ++i) {
-      observation_.deliveries.push_back(DeliveryWords(connection.peer.Instance(), deliveries[i]));
+    for (std::size_t i = connection.seen_deliveries; i < deliveries.size(); ++i) {
+      observation_.deliveries.push_back(FormatDelivery(connection.peer.Instance(), deliveries[i]));
     }
     connection.seen_deliveries = deliveries.size();
   }
@@ -55,7 +55,7 @@ void Driver::ObserveLaunches() {
   const auto launches = fake::Launches();
   for (; seen_launches_ < launches.size(); ++seen_launches_) {
     const fake::Launch& launch = launches[seen_launches_];
-    observation_.launches.push_back(LaunchWords(launch.app_id, launch.extra_data));
+    observation_.launches.push_back(FormatLaunch(launch.app_id, launch.extra_data));
   }
 }
 
@@ -67,11 +67,11 @@ void Driver::ObservePlatform() {
   for (const auto& timer : fake::Timers()) observation_.due_times.push_back(timer.due);
   if (started_) {
     for (const auto& info : support::Client::Handlers()) {
-      observation_.handlers.insert(HandlerWords(info.app_id, info.request_types));
+      observation_.handlers.insert(FormatHandler(info.app_id, info.request_types));
     }
   }
   observation_.database = ReadDatabase(fake::DataPath() + ".qor-handlers.db");
-  observation_.faults = fake::Faults();
+  observation_.violations = fake::Faults();
 }
 
 }  // namespace model

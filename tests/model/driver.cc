@@ -15,9 +15,9 @@ namespace model {
 namespace {
 
 constexpr int kPlatformError = -1;
-constexpr int kNoMethod = 99;
+constexpr int kUnknownMethod = 99;
 
-const char* FunctionOf(Failure failure) {
+const char* FailingFunction(Failure failure) {
   switch (failure) {
     case Failure::kNone:
       break;
@@ -49,9 +49,9 @@ void Raise(const Operation& operation) {
   }
 }
 
-std::string Words(const support::Response& response) {
-  return ResponseWords(response.uuid, response.status, response.result, response.result_length,
-                       response.error, response.error_length);
+std::string Format(const support::Response& response) {
+  return FormatResponse(response.uuid, response.status, response.result, response.result_length,
+                        response.error, response.error_length);
 }
 
 }  // namespace
@@ -59,25 +59,25 @@ std::string Words(const support::Response& response) {
 Driver::Driver() {
   fake::Reset();
   client_.on_response = [this](const support::Response& response) {
-    observation_.callbacks.push_back(Words(response));
+    observation_.callbacks.push_back(Format(response));
     React();
   };
   client_.on_negotiation = [this](const support::Negotiation& negotiation) {
     observation_.callbacks.push_back(
-        NegotiationWords(negotiation.handler_id, negotiation.uuid, negotiation.seconds));
+        FormatNegotiation(negotiation.handler_id, negotiation.uuid, negotiation.seconds));
     React();
     return negotiation_answer_;
   };
   client_.on_update = [this](const support::HandlerUpdate& update) {
-    observation_.callbacks.push_back(UpdateWords(
-        update.type, HandlerWords(update.handler.app_id, update.handler.request_types)));
+    observation_.callbacks.push_back(FormatUpdate(
+        update.type, FormatHandler(update.handler.app_id, update.handler.request_types)));
     React();
   };
 }
 
 Driver::~Driver() {
   qor_handler_manager_shutdown();
-  // Timers whose place is gone live until they fire.
+  // Timers whose position no longer exists are active until they fire.
   constexpr double kLongerThanAnyTimer = 1e9;
   fake::Advance(kLongerThanAnyTimer);
 }
@@ -87,25 +87,25 @@ Observation Driver::Apply(const Operation& operation) {
   fake::ClearLog();
   ::testing::TestPartResultArray broken_expectations;
   {
-    // The verbs state what they expect of the library with GoogleTest.
+    // The support library checks the library with GoogleTest expectations.
     const ::testing::ScopedFakeTestPartResultReporter reporter(
         ::testing::ScopedFakeTestPartResultReporter::INTERCEPT_ONLY_CURRENT_THREAD,
         &broken_expectations);
-    const char* failing = FunctionOf(operation.failure);
+    const char* failing = FailingFunction(operation.failure);
     if (failing) fake::FailAlways(failing, kPlatformError);
-    Do(operation);
+    Execute(operation);
     if (failing) fake::FailAlways(failing, 0);
     ObserveDeliveries();
     ObserveLaunches();
     ObservePlatform();
   }
   for (int i = 0; i < broken_expectations.size(); ++i) {
-    observation_.faults.emplace_back(broken_expectations.GetTestPartResult(i).message());
+    observation_.violations.emplace_back(broken_expectations.GetTestPartResult(i).message());
   }
   return observation_;
 }
 
-void Driver::Do(const Operation& operation) {
+void Driver::Execute(const Operation& operation) {
   switch (operation.kind) {
     case Kind::kPutPackage:
       support::InstallPackage(operation.package.id, operation.package.apps,
@@ -198,7 +198,7 @@ void Driver::Connect(const Operation& operation) {
 void Driver::Call(const Operation& operation) {
   Connection* connection = Find(operation);
   if (!connection) {
-    observation_.faults.emplace_back("the connection is gone");
+    observation_.violations.emplace_back("connection closed by the library");
     return;
   }
   support::HandlerPeer& peer = connection->peer;
@@ -215,7 +215,7 @@ void Driver::Call(const Operation& operation) {
       Return(peer.Negotiate(operation.uuid, operation.seconds));
       break;
     default:
-      return Return(fake::Receive(peer.Instance(), fake::ParcelWriter().Int32(kNoMethod)));
+      return Return(fake::Receive(peer.Instance(), fake::ParcelWriter().Int32(kUnknownMethod)));
   }
   if (const auto reply = peer.LastReply()) observation_.reply = *reply ? "true" : "false";
 }

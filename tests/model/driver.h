@@ -16,7 +16,8 @@
 
 namespace model {
 
-// The library itself over a fresh fake platform, for as long as this lives.
+// Runs operations with the library over the fake platform. The constructor resets the platform, the
+// destructor shuts the library down.
 class Driver {
  public:
   Driver();
@@ -31,10 +32,10 @@ class Driver {
     std::string app;
     int slot;
     support::HandlerPeer peer;
-    size_t seen_deliveries = 0;
+    std::size_t seen_deliveries = 0;
   };
 
-  void Do(const Operation& operation);
+  void Execute(const Operation& operation);
   void Listen(model::Listen listen);
   void Configure(const Operation& operation);
   void Send(const Operation& operation);
@@ -53,10 +54,10 @@ class Driver {
   int connects_ = 0;
   bool started_ = false;
   std::list<Connection> connections_;  // oldest first
-  // Counts of platform calls, which tell cheaply that there is nothing new.
+  // Call counts of the platform: cheaper to compare than its lists of launches and deliveries.
   int seen_requests_ = 0;
   int seen_sends_ = 0;
-  size_t seen_launches_ = 0;
+  std::size_t seen_launches_ = 0;
   Operation reaction_;
   int negotiation_answer_ = 0;
   Observation observation_;

@@ -29,7 +29,7 @@ const std::vector<int> kTimeouts{3000, 3000, 5000, 1000, 2000, 250, 60000, 1, 0,
 const std::vector<double> kTimes{0, 0.25, 0.25, 1, 3, 5, 0.1, 1000};
 constexpr int kSlots = 2;
 
-// How often each kind comes, in the order of the kinds.
+// The weight of each kind, in the order of `Kind`.
 using Weights = std::array<int, 16>;
 constexpr Weights kMixed{3, 1, 4, 2, 1, 1, 3, 30, 8, 4, 8, 16, 8, 1, 14, 1};
 constexpr Weights kFill{0, 0, 0, 0, 0, 0, 1, 90, 2, 1, 2, 3, 1, 0, 2, 0};
@@ -38,30 +38,30 @@ constexpr Weights kChurn{0, 0, 0, 0, 0, 0, 1, 40, 2, 0, 2, 35, 4, 0, 16, 0};
 constexpr Weights kTime{0, 0, 0, 1, 0, 0, 3, 10, 4, 3, 8, 6, 15, 0, 50, 0};
 constexpr Weights kPackaging{20, 6, 30, 0, 0, 2, 4, 12, 5, 3, 4, 4, 0, 0, 4, 2};
 
-size_t Sum(const Weights& weights) {
-  return static_cast<size_t>(std::accumulate(weights.begin(), weights.end(), 0));
+std::size_t Sum(const Weights& weights) {
+  return static_cast<std::size_t>(std::accumulate(weights.begin(), weights.end(), 0));
 }
 
 class Generator {
  public:
   explicit Generator(Choose choose) : choose_(std::move(choose)) {}
 
-  // As many as the choices say, in phases of different kinds.
-  std::vector<Operation> Make();
-  // Of all kinds, until it is over.
-  std::vector<Operation> MakeUntil(const std::function<bool()>& is_over);
+  // Generates phases with different weights.
+  std::vector<Operation> Generate();
+  // Generates one mixed phase.
+  std::vector<Operation> GenerateUntil(const std::function<bool()>& is_exhausted);
 
  private:
-  size_t Below(size_t limit) { return choose_(limit); }
-  bool Chance(size_t percent) { return Below(100) < percent; }
+  std::size_t Below(std::size_t limit) { return choose_(limit); }
+  bool Chance(std::size_t percent) { return Below(100) < percent; }
   template <typename T>
   const T& OneOf(const std::vector<T>& all) {
     return all[Below(all.size())];
   }
 
-  void Begin();
-  void AddPhase(const Weights& weights, size_t length);
-  void AddRandom(const Weights& weights, size_t total);
+  void AddPreamble();
+  void AddPhase(const Weights& weights, std::size_t length);
+  void AddRandom(const Weights& weights, std::size_t total);
   void Add(const Operation& operation);
   Operation Random(Kind kind);
   Package RandomPackage(const KnownPackage& known);
@@ -77,19 +77,19 @@ class Generator {
   const Choose choose_;
   Model model_;
   std::vector<Operation> operations_;
-  // Most sends of a phase go one way, so that commands gather.
+  // The type of most commands of a phase, so that one handler has many pending commands.
   std::string favourite_type_;
   int last_uuid_ = 0;
 };
 
-std::vector<Operation> Generator::Make() {
-  Begin();
-  const size_t size = Below(100);
+std::vector<Operation> Generator::Generate() {
+  AddPreamble();
+  const std::size_t size = Below(100);
   const bool is_long = size == 0;
-  const size_t phases = is_long ? 8 : size < 8 ? 5 : 1 + Below(2);
-  for (size_t i = 0; i < phases; ++i) {
+  const std::size_t phases = is_long ? 8 : size < 8 ? 5 : 1 + Below(2);
+  for (std::size_t i = 0; i < phases; ++i) {
     favourite_type_ = OneOf(kTypes);
-    const size_t length = 4 + Below(is_long ? 60 : 14);
+    const std::size_t length = 4 + Below(is_long ? 60 : 14);
     switch (Below(8)) {
       case 0:
         AddPhase(kFill, is_long ? 4 * length : length);
@@ -114,14 +114,14 @@ std::vector<Operation> Generator::Make() {
   return operations_;
 }
 
-std::vector<Operation> Generator::MakeUntil(const std::function<bool()>& is_over) {
-  Begin();
+std::vector<Operation> Generator::GenerateUntil(const std::function<bool()>& is_exhausted) {
+  AddPreamble();
   favourite_type_ = OneOf(kTypes);
-  while (!is_over()) AddRandom(kMixed, Sum(kMixed));
+  while (!is_exhausted()) AddRandom(kMixed, Sum(kMixed));
   return operations_;
 }
 
-void Generator::Begin() {
+void Generator::AddPreamble() {
   for (const KnownPackage& known : kPackages) {
     if (!Chance(70)) continue;
     Operation put;
@@ -137,14 +137,14 @@ void Generator::Begin() {
   }
 }
 
-void Generator::AddPhase(const Weights& weights, size_t length) {
-  const size_t total = Sum(weights);
-  for (size_t i = 0; i < length; ++i) AddRandom(weights, total);
+void Generator::AddPhase(const Weights& weights, std::size_t length) {
+  const std::size_t total = Sum(weights);
+  for (std::size_t i = 0; i < length; ++i) AddRandom(weights, total);
 }
 
-void Generator::AddRandom(const Weights& weights, size_t total) {
+void Generator::AddRandom(const Weights& weights, std::size_t total) {
   int left = static_cast<int>(Below(total));
-  size_t kind = 0;
+  std::size_t kind = 0;
   while (left >= weights[kind]) left -= weights[kind++];
   Add(Random(static_cast<Kind>(kind)));
 }
@@ -256,7 +256,7 @@ void Generator::FillReaction(Operation* operation) {
   FillSend(operation);
   operation->execution_timeout = OneOf(kTimeouts);
   operation->connection_timeout = OneOf(kTimeouts);
-  const size_t which = Below(20);
+  const std::size_t which = Below(20);
   operation->reaction = which < 14   ? Reaction::kSend
                         : which < 17 ? Reaction::kConfigure
                         : which < 19 ? Reaction::kShutDown
@@ -302,7 +302,7 @@ void Generator::FillCall(Operation* operation) {
 }
 
 std::string Generator::RandomUuid() {
-  return "u" + std::to_string(1 + Below(static_cast<size_t>(last_uuid_) + 1));
+  return "u" + std::to_string(1 + Below(static_cast<std::size_t>(last_uuid_) + 1));
 }
 
 std::string Generator::PendingUuid(const std::string& app) {
@@ -313,7 +313,7 @@ std::string Generator::PendingUuid(const std::string& app) {
 
 double Generator::RandomTime() {
   std::vector<double> due = model_.Time().DueTimes();
-  // Of times beyond that the differences are lost.
+  // Beyond that, differences between times are lost to rounding.
   constexpr double kLatest = 1e6;
   due.erase(std::upper_bound(due.begin(), due.end(), kLatest), due.end());
   if (due.empty() || Chance(35)) return OneOf(kTimes);
@@ -325,12 +325,13 @@ double Generator::RandomTime() {
 
 std::vector<Operation> Generate(std::uint64_t seed) {
   std::mt19937_64 random(seed);
-  return Generator([&random](size_t limit) { return static_cast<size_t>(random() % limit); })
-      .Make();
+  return Generator(
+             [&random](std::size_t limit) { return static_cast<std::size_t>(random() % limit); })
+      .Generate();
 }
 
-std::vector<Operation> Generate(const Choose& choose, const std::function<bool()>& is_over) {
-  return Generator(choose).MakeUntil(is_over);
+std::vector<Operation> Generate(const Choose& choose, const std::function<bool()>& is_exhausted) {
+  return Generator(choose).GenerateUntil(is_exhausted);
 }
 
 }  // namespace model

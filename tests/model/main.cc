@@ -15,35 +15,36 @@
 
 #include "sequence.h"
 
-// Called before a sanitizer ends the process; there without one as null.
+// Runs the callback before a sanitizer ends the process. Null without a sanitizer.
 extern "C" void __sanitizer_set_death_callback(void (*callback)()) __attribute__((weak));
 
 namespace {
 
 constexpr char kUsage[] =
     "usage: qor_model [--sequences N] [--seed S]\n"
-    "  --sequences N   how many random sequences (1000)\n"
-    "  --seed S        seed of the first; the others follow it (1)\n";
+    "  --sequences N   number of random sequences (1000)\n"
+    "  --seed S        seed of the first sequence, incremented for each (1)\n";
 
-// None once all have run: what they are made from dies before the last checks of a sanitizer.
+// Reset after the last sequence: a leak check at exit must not generate a sequence from destroyed
+// static objects.
 std::optional<std::uint64_t> running_seed;
 
-// A crash cannot be shrunk, but its sequence can be run again.
-void TellSeed() {
+// A crash cannot be shrunk in this process, but its sequence can be run again.
+void PrintSeed() {
   if (!running_seed) return;
-  const std::string text = "\nin the sequence of seed " + std::to_string(*running_seed) + ":\n" +
-                           Describe(model::Generate(*running_seed));
+  const std::string text = "\ncrash in the sequence of seed " + std::to_string(*running_seed) +
+                           ":\n" + Describe(model::Generate(*running_seed));
   if (write(STDERR_FILENO, text.data(), text.size()) < 0) std::_Exit(EXIT_FAILURE);
 }
 
 void OnSignal(int signal) {
-  TellSeed();
+  PrintSeed();
   std::signal(signal, SIG_DFL);
   std::raise(signal);
 }
 
-void TellSeedOnCrash() {
-  if (__sanitizer_set_death_callback) return __sanitizer_set_death_callback(TellSeed);
+void PrintSeedOnCrash() {
+  if (__sanitizer_set_death_callback) return __sanitizer_set_death_callback(PrintSeed);
   for (const int signal : {SIGABRT, SIGBUS, SIGFPE, SIGSEGV}) std::signal(signal, OnSignal);
 }
 
@@ -57,9 +58,8 @@ std::optional<std::uint64_t> ReadNumber(const char* text) {
 int Report(std::uint64_t seed) {
   const auto operations = model::Shrink(model::Generate(seed));
   const auto mismatch = model::Run(operations);
-  std::cout << "The library differs from the model in the sequence of seed " << seed
-            << ", shrunk to:\n"
-            << Describe(operations) << "  After the last of them:\n"
+  std::cout << "library and model differ in the sequence of seed " << seed << ", shrunk to:\n"
+            << Describe(operations) << "  after the last operation:\n"
             << (mismatch ? mismatch->text : "    no difference when run again\n");
   return EXIT_FAILURE;
 }
@@ -78,8 +78,8 @@ int main(int argc, char** argv) {
     }
     (is_sequences ? sequences : first_seed) = *number;
   }
-  TellSeedOnCrash();
-  // The database file is written again and again; nobody waits for a disk where memory will do.
+  PrintSeedOnCrash();
+  // The database file is written very often: keep it off the disk.
   if (access("/dev/shm", W_OK) == 0) setenv("TMPDIR", "/dev/shm", 0);
   std::uint64_t steps = 0;
   for (std::uint64_t i = 0; i < sequences; ++i) {

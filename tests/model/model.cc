@@ -18,7 +18,7 @@ bool Model::Allows(const Operation& operation) const {
     case Kind::kFetch:
     case Kind::kAnswer:
     case Kind::kNegotiate:
-    case Kind::kCallNonsense:
+    case Kind::kCallUnknown:
       return IsConnected(operation.app, operation.slot);
     default:
       return true;
@@ -30,7 +30,7 @@ Observation Model::Apply(const Operation& operation) {
   deliveries_.clear();
   failure_ = operation.failure;
   clock_.timers_fail = failure_ == Failure::kTimer;
-  Do(operation);
+  Execute(operation);
   return Finish();
 }
 
@@ -43,7 +43,7 @@ std::vector<std::string> Model::PendingUuids(const std::string& app) const {
   return uuids;
 }
 
-void Model::Do(const Operation& operation) {
+void Model::Execute(const Operation& operation) {
   switch (operation.kind) {
     case Kind::kPutPackage:
       packages_[operation.package.id] = operation.package;
@@ -80,8 +80,8 @@ void Model::Do(const Operation& operation) {
       Disconnect({operation.app, operation.slot});
       break;
     case Kind::kAdvance:
-      clock_.Advance(operation.seconds, [this](Place place) {
-        if (const auto router = router_) router->Fire(place);
+      clock_.Advance(operation.seconds, [this](Position position) {
+        if (const auto router = router_) router->Fire(position);
       });
       break;
     case Kind::kShutDown:
@@ -103,8 +103,8 @@ void Model::Start() {
     }
   }
   WriteDatabase();
-  router_ =
-      std::make_shared<Router>(static_cast<Outside*>(this), &clock_, &last_block_, registry_.get());
+  router_ = std::make_shared<Router>(static_cast<Environment*>(this), &clock_, &last_block_,
+                                     registry_.get());
 }
 
 void Model::ShutDown() {
@@ -115,7 +115,7 @@ void Model::ShutDown() {
 }
 
 void Model::Send(const Operation& operation) {
-  const auto length = static_cast<size_t>(operation.length);
+  const auto length = static_cast<std::size_t>(operation.length);
   const bool invalid = operation.uuid.empty() || operation.type.empty() ||
                        (operation.has_text && operation.text.size() < length) ||
                        (!operation.has_text && operation.length > 0) || operation.timestamp < 0;
@@ -124,8 +124,8 @@ void Model::Send(const Operation& operation) {
   try {
     router_->Send(operation);
     Return(QOR_HANDLER_MANAGER_ERROR_NONE);
-  } catch (const Failed& failed) {
-    Return(failed.code);
+  } catch (const Error& error) {
+    Return(error.code);
   }
 }
 
@@ -139,7 +139,7 @@ void Model::RaiseEvent(const Operation& operation) {
   const Package package = found->second;
   const auto registry = registry_;
   for (const support::HandlerApp& app : package.apps) {
-    // After a fresh start inside a callback nobody follows the rest of the old event.
+    // A restart inside a callback replaces the registry and with it the rest of this event.
     if (registry_ != registry) return;
     const HandlerPointer handler = MakeHandler(app, package.preloaded);
     if (handler->IsValid()) Apply(operation, handler);
@@ -158,17 +158,17 @@ void Model::Apply(const Operation& operation, const HandlerPointer& handler) {
     update = QOR_HANDLER_UPDATE_REMOVED;
   }
   WriteDatabase();
-  if (const auto router = router_) router->RegistryChanged(update, *handler);
+  if (const auto router = router_) router->OnRegistryChanged(update, *handler);
 }
 
 void Model::Connect(const Operation& operation) {
   connections_[{operation.app, operation.slot}] = "c" + std::to_string(++connects_);
-  router_->Connected(operation.app);
+  router_->OnConnected(operation.app);
 }
 
 void Model::Disconnect(const Connection& connection) {
   connections_.erase(connection);
-  if (router_) router_->Disconnected(connection.first);
+  if (router_) router_->OnDisconnected(connection.first);
 }
 
 void Model::Call(const Operation& operation) {
@@ -178,11 +178,11 @@ void Model::Call(const Operation& operation) {
   try {
     switch (operation.kind) {
       case Kind::kFetch:
-        router->Fetched(operation.app,
+        router->OnFetch(operation.app,
                         {connections_.at(connection), operation.callback, operation.once, false});
         break;
       case Kind::kAnswer:
-        router->Answered(operation.app, operation);
+        router->OnAnswer(operation.app, operation);
         observation_.reply = "true";
         break;
       case Kind::kNegotiate:
@@ -193,11 +193,11 @@ void Model::Call(const Operation& operation) {
       default:
         ends = true;
     }
-  } catch (const Failed&) {
+  } catch (const Error&) {
     ends = true;
   }
   if (router != router_) {
-    // The client shut the library down: nobody is there to reply.
+    // The client shut the library down inside a callback, so there is no reply.
     observation_.reply.clear();
     return Return(-1);
   }
@@ -246,28 +246,28 @@ Observation Model::Finish() {
   std::stable_sort(deliveries_.begin(), deliveries_.end(), [](const auto& a, const auto& b) {
     return std::stoi(a.first.substr(1)) < std::stoi(b.first.substr(1));
   });
-  for (const auto& [instance, words] : deliveries_) observation_.deliveries.push_back(words);
+  for (const auto& [instance, text] : deliveries_) observation_.deliveries.push_back(text);
   if (router_) {
-    for (const auto& handler : registry_->All()) observation_.handlers.insert(handler->Words());
+    for (const auto& handler : registry_->All()) observation_.handlers.insert(handler->Format());
   }
   observation_.due_times = clock_.DueTimes();
   observation_.database = database_;
   return observation_;
 }
 
-void Model::Respond(const std::string& words) {
-  observation_.callbacks.push_back(words);
+void Model::Respond(const std::string& text) {
+  observation_.callbacks.push_back(text);
   React();
 }
 
-int Model::Negotiate(const std::string& words) {
-  observation_.callbacks.push_back(words);
+int Model::Negotiate(const std::string& text) {
+  observation_.callbacks.push_back(text);
   React();
   return negotiation_answer_;
 }
 
-void Model::TellUpdate(const std::string& words) {
-  observation_.callbacks.push_back(words);
+void Model::NotifyUpdate(const std::string& text) {
+  observation_.callbacks.push_back(text);
   React();
 }
 
@@ -279,13 +279,13 @@ void Model::Launch(const std::string& app) {
                            [&app](const auto& candidate) { return candidate.id == app; });
       });
   if (!installed || failure_ == Failure::kExtraData || failure_ == Failure::kLaunch) {
-    throw Failed{QOR_HANDLER_MANAGER_ERROR_FAIL_TO_SEND_APP_CONTROL};
+    throw Error{QOR_HANDLER_MANAGER_ERROR_FAIL_TO_SEND_APP_CONTROL};
   }
-  observation_.launches.push_back(LaunchWords(app, {{"Notify", "FetchCommand"}}));
+  observation_.launches.push_back(FormatLaunch(app, {{"Notify", "FetchCommand"}}));
 }
 
-void Model::Deliver(const std::string& instance, const std::string& words) {
-  deliveries_.emplace_back(instance, words);
+void Model::Deliver(const std::string& instance, const std::string& text) {
+  deliveries_.emplace_back(instance, text);
 }
 
 }  // namespace model

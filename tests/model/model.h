@@ -19,29 +19,29 @@
 
 namespace model {
 
-// The library, its client, its handlers and the package database, written a second time and
-// simpler. Shares no code with the library.
-class Model : private Outside {
+// The reference model: a second, simpler implementation of the library with its client, its
+// handlers and the package database. Shares no code with the library.
+class Model : private Environment {
  public:
-  // Whether the operation is one that the world can do now: no connection twice, no call on one
-  // that there is not.
+  // Returns whether the operation is possible now: no second connection of a slot, no call on a
+  // missing connection.
   bool Allows(const Operation& operation) const;
   Observation Apply(const Operation& operation);
 
-  // For those who look for interesting operations.
+  // State for the generator of operations.
   bool IsStarted() const { return router_ != nullptr; }
   bool IsConnected(const std::string& app, int slot) const {
     return connections_.count({app, slot}) > 0;
   }
   bool HasPackage(const std::string& id) const { return packages_.count(id) > 0; }
-  // The commands that wait at a handler, in order.
+  // The pending commands of a handler, oldest first.
   std::vector<std::string> PendingUuids(const std::string& app) const;
   const Clock& Time() const { return clock_; }
 
  private:
   using Connection = std::pair<std::string, int>;
 
-  void Do(const Operation& operation);
+  void Execute(const Operation& operation);
   void Start();
   void ShutDown();
   void Send(const Operation& operation);
@@ -55,28 +55,28 @@ class Model : private Outside {
   void React();
   Observation Finish();
 
-  void Respond(const std::string& words) override;
-  int Negotiate(const std::string& words) override;
-  void TellUpdate(const std::string& words) override;
+  void Respond(const std::string& text) override;
+  int Negotiate(const std::string& text) override;
+  void NotifyUpdate(const std::string& text) override;
   void Launch(const std::string& app) override;
-  void Deliver(const std::string& instance, const std::string& words) override;
+  void Deliver(const std::string& instance, const std::string& text) override;
 
   Clock clock_;
   int last_block_ = 0;
   int connects_ = 0;
   std::map<std::string, Package> packages_;
-  // Outlives a shut-down and follows the packages until the next start.
+  // Survives shutdown and tracks package events until the next start, like the library's.
   std::shared_ptr<Registry> registry_;
   std::shared_ptr<Router> router_;
-  std::map<Connection, std::string> connections_;  // names of the instances
+  std::map<Connection, std::string> connections_;  // instance names
   std::multiset<std::string> database_{kNoDatabase};
 
-  // Of the running operation.
+  // State of the current operation.
   Failure failure_ = Failure::kNone;
   int negotiation_answer_ = 0;
   Observation observation_;
   std::vector<std::pair<std::string, std::string>> deliveries_;
-  // Until a callback comes.
+  // Of the next callback.
   Operation reaction_;
 };
 

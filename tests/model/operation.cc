@@ -57,11 +57,11 @@ const char* Describe(Failure failure) {
     case Failure::kNone:
       return "";
     case Failure::kExtraData:
-      return " while no extra datum can be added";
+      return " while adding extra data fails";
     case Failure::kLaunch:
-      return " while no application can be launched";
+      return " while launching fails";
     case Failure::kTimer:
-      return " while no timer can be made";
+      return " while creating timers fails";
   }
   return "";
 }
@@ -115,8 +115,8 @@ std::string DescribeConnectionCall(const Operation& operation) {
           << operation.status << " error '" << operation.error << "'";
       break;
     case Kind::kNegotiate:
-      out << "asks for " << operation.seconds << " s for " << operation.uuid << ", the client says "
-          << operation.status;
+      out << "requests " << operation.seconds << " s for " << operation.uuid
+          << ", the client returns " << operation.status;
       break;
     default:
       out << "calls an unknown method";
@@ -164,7 +164,7 @@ std::string Describe(const Operation& operation) {
 
 std::string Describe(const std::vector<Operation>& operations) {
   std::string text;
-  for (size_t i = 0; i < operations.size(); ++i) {
+  for (std::size_t i = 0; i < operations.size(); ++i) {
     text += "  " + std::to_string(i + 1) + ". " + Describe(operations[i]) + "\n";
   }
   return text;

@@ -12,28 +12,28 @@
 namespace model {
 
 enum class Kind {
-  kPutPackage,    // adds or replaces `package` in the package database, without an event
-  kDropPackage,   // removes it from there, without an event
-  kRaiseEvent,    // one event about it, `event`
-  kConfigure,     // initialize, with the two timeouts
-  kInitialize,    // initialize, without a configuration
-  kListen,        // sets the client's callback `listen`
-  kReact,         // makes the client do `reaction` in its next callback
-  kSend,          // the client sends a command
-  kConnect,       // the application `app` opens its connection `slot`
-  kDisconnect,    // and closes it
-  kFetch,         // it asks for commands
-  kAnswer,        // it answers `uuid`
-  kNegotiate,     // it asks for `seconds`; the client would say `status`
-  kCallNonsense,  // it calls a method that there is not
-  kAdvance,       // the clock moves on by `seconds`
+  kPutPackage,   // adds or replaces `package` in the package database, without an event
+  kDropPackage,  // removes it from there, without an event
+  kRaiseEvent,   // one event about it, `event`
+  kConfigure,    // initialize, with the two timeouts
+  kInitialize,   // initialize, without a configuration
+  kListen,       // sets the client's callback `listen`
+  kReact,        // makes the client do `reaction` in its next callback
+  kSend,         // the client sends a command
+  kConnect,      // the application `app` opens its connection `slot`
+  kDisconnect,   // the application closes the connection
+  kFetch,        // the handler fetches commands
+  kAnswer,       // the handler answers `uuid`
+  kNegotiate,    // the handler requests `seconds`; the client's callback returns `status`
+  kCallUnknown,  // it calls a method that there is not
+  kAdvance,      // the clock advances by `seconds`
   kShutDown,
 };
 
 enum class Event { kInstalled, kUpdated, kUninstalling, kUninstalled, kForeignType };
 enum class Listen { kResponses, kNegotiations, kUpdates };
 enum class Reaction { kNone, kSend, kConfigure, kShutDown, kRestart };
-// A platform function that fails as long as the operation lasts.
+// A platform function that fails during the operation.
 enum class Failure { kNone, kExtraData, kLaunch, kTimer };
 
 struct Package {
@@ -57,9 +57,9 @@ struct Operation {
   std::string text;      // payload or result
   std::string error;     // of an answer
   bool has_text = true;  // false: a null payload
-  int length = 0;        // of the payload, as the client states it
+  int length = 0;        // of the payload, as passed by the client
   long long timestamp = 0;
-  int status = 0;    // of an answer, or what the client says to a negotiation
+  int status = 0;    // of an answer, or the client's reply to a negotiation
   int callback = 0;  // sequence number of a callback
   bool once = false;
   double seconds = 0;
@@ -68,7 +68,7 @@ struct Operation {
 };
 
 std::string Describe(const Operation& operation);
-// One numbered line each.
+// One numbered line per operation.
 std::string Describe(const std::vector<Operation>& operations);
 
 }  // namespace model

@@ -11,7 +11,7 @@ Command& Pending::Append(const Command& command) {
   if (commands_.size() == capacity_) {
     capacity_ = capacity_ == 0 ? 1 : 2 * capacity_;
     block_ = ++*last_block_;
-    for (const Command& old : commands_) DestroyPlace(old);
+    for (const Command& old : commands_) DestroyPosition(old);
   }
   commands_.push_back(command);
   return commands_.back();
@@ -22,7 +22,7 @@ void Pending::Remove(const std::string& uuid) {
   if (!removed) return;
   const auto index = static_cast<std::size_t>(removed - commands_.data());
   for (std::size_t i = index; i + 1 < commands_.size(); ++i) commands_[i] = commands_[i + 1];
-  DestroyPlace(commands_.back());
+  DestroyPosition(commands_.back());
   commands_.pop_back();
 }
 
@@ -32,9 +32,9 @@ Command* Pending::Find(const std::string& uuid) {
   return found == commands_.end() ? nullptr : &*found;
 }
 
-Command* Pending::At(Place place) {
-  return place.block == block_ && place.index < commands_.size() ? &commands_[place.index]
-                                                                 : nullptr;
+Command* Pending::At(Position position) {
+  return position.block == block_ && position.index < commands_.size() ? &commands_[position.index]
+                                                                       : nullptr;
 }
 
 bool Pending::StartTimer(Command* command, double seconds) {
@@ -49,7 +49,7 @@ void Pending::StopTimer(Command* command) {
   command->timer = Clock::kNone;
 }
 
-void Pending::DestroyPlace(const Command& command) {
+void Pending::DestroyPosition(const Command& command) {
   if (!command.expired) clock_->Delete(command.timer);
 }
 

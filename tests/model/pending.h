@@ -20,27 +20,28 @@ struct Command {
   long long timestamp = 0;
   Timeout timeout = Timeout::kConnection;
   bool sent = false;
-  // Its timeout is being told: whatever timer it has outlives it.
+  // Its timeout is being reported. A timer started in that callback is not deleted with the
+  // command.
   bool expired = false;
   Clock::Timer timer = Clock::kNone;
 };
 
-// The commands that wait at one handler, by place.
+// The pending commands of one handler, by position.
 class Pending {
  public:
-  // Both outlive this.
+  // Both must outlive this object.
   Pending(Clock* clock, int* last_block) : clock_(clock), last_block_(last_block) {}
 
-  // Full space becomes a new block of twice the size: the old places are destroyed.
+  // When full, moves all commands to a new block of twice the size and destroys the old positions.
   Command& Append(const Command& command);
-  // Moves the later commands forward and destroys the last place.
+  // Moves the later commands forward and destroys the last position.
   void Remove(const std::string& uuid);
 
   Command* Find(const std::string& uuid);
-  // The command at a place of this storage, or null.
-  Command* At(Place place);
+  // Returns the command at a position of the current block, or null.
+  Command* At(Position position);
 
-  // False when the timer cannot be made.
+  // Returns false when the timer cannot be created.
   bool StartTimer(Command* command, double seconds);
   void StopTimer(Command* command);
 
@@ -48,7 +49,7 @@ class Pending {
   const std::vector<Command>& Commands() const { return commands_; }
 
  private:
-  void DestroyPlace(const Command& command);
+  void DestroyPosition(const Command& command);
 
   Clock* clock_;
   int* last_block_;

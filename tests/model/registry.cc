@@ -17,7 +17,7 @@ int Priority(const std::optional<std::string>& declared, bool preloaded) {
   try {
     if (declared) priority = std::clamp(std::stoi(*declared), 1, 100);
   } catch (const std::logic_error&) {
-    // No number, or one too large: as if nothing were declared.
+    // Not a number or out of range: treated as undeclared.
   }
   return preloaded ? priority + 101 : priority;
 }
@@ -31,8 +31,8 @@ std::string PreferenceKey(const Handler& handler) {
 
 }  // namespace
 
-std::string Handler::Words() const {
-  return HandlerWords(id, std::vector<std::string>(types.begin(), types.end()));
+std::string Handler::Format() const {
+  return FormatHandler(id, std::vector<std::string>(types.begin(), types.end()));
 }
 
 std::string Handler::DatabaseEntry() const {

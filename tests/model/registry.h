@@ -14,14 +14,14 @@
 
 namespace model {
 
-// What an application declared when its record was made.
+// A handler as declared when its record was created.
 struct Handler {
   std::string id;
   std::set<std::string> types;
   int priority = 0;
 
   bool IsValid() const { return !types.empty(); }
-  std::string Words() const;
+  std::string Format() const;
   std::string DatabaseEntry() const;
 };
 using HandlerPointer = std::shared_ptr<const Handler>;
@@ -31,13 +31,13 @@ HandlerPointer MakeHandler(const support::HandlerApp& app, bool preloaded);
 class Registry {
  public:
   void Add(const HandlerPointer& handler);
-  // Both take the stored record of the id away first.
+  // Both first remove the stored record of the id.
   void Remove(const std::string& id);
   void Update(const HandlerPointer& handler);
 
-  // Null when there is none.
+  // Returns null when no handler serves the type.
   HandlerPointer Preferred(const std::string& type) const;
-  // Also one that was removed.
+  // Also finds a removed handler.
   HandlerPointer ById(const std::string& id) const;
   const std::set<HandlerPointer>& All() const { return all_; }
 

@@ -13,11 +13,11 @@ namespace {
 
 constexpr int kDelegate = 1;
 
-std::string TimeoutWords(const std::string& uuid, Timeout timeout) {
+std::string FormatTimeout(const std::string& uuid, Timeout timeout) {
   const std::string error = timeout == Timeout::kConnection ? support::kConnectionTimeoutError
                                                             : support::kExecutionTimeoutError;
-  return ResponseWords(uuid, QOR_REQUEST_STATUS_FAILED, "", 0, error,
-                       static_cast<int>(error.size()));
+  return FormatResponse(uuid, QOR_REQUEST_STATUS_FAILED, "", 0, error,
+                        static_cast<int>(error.size()));
 }
 
 }  // namespace
@@ -35,9 +35,9 @@ void Router::ShutDown() {
 
 void Router::Send(const Operation& operation) {
   const HandlerPointer handler = registry_->Preferred(operation.type);
-  if (!handler) throw Failed{QOR_HANDLER_MANAGER_ERROR_NOT_SUPPORTED_COMMAND};
+  if (!handler) throw Error{QOR_HANDLER_MANAGER_ERROR_NOT_SUPPORTED_COMMAND};
   Pending& pending = PendingOf(handler->id);
-  if (pending.Find(operation.uuid)) throw Failed{QOR_HANDLER_MANAGER_ERROR_UNKNOWN};
+  if (pending.Find(operation.uuid)) throw Error{QOR_HANDLER_MANAGER_ERROR_UNKNOWN};
 
   Command command;
   command.uuid = operation.uuid;
@@ -46,7 +46,7 @@ void Router::Send(const Operation& operation) {
   command.timestamp = operation.timestamp;
   const auto connection = connected_.find(handler->id);
   if (connection == connected_.end()) {
-    outside_->Launch(handler->id);
+    environment_->Launch(handler->id);
     command.timeout = Timeout::kConnection;
     StartTimer(&pending, &pending.Append(command), connection_timeout_);
     return;
@@ -56,14 +56,14 @@ void Router::Send(const Operation& operation) {
   if (!connection->second.instance.empty()) Deliver(&connection->second, command);
 }
 
-void Router::Connected(const std::string& app) {
+void Router::OnConnected(const std::string& app) {
   if (!registry_->ById(app)) return;
   Pending& pending = PendingOf(app);
   for (Command& command : pending.Commands()) pending.StopTimer(&command);
   connected_.emplace(app, Callback());
 }
 
-void Router::Fetched(const std::string& app, const Callback& callback) {
+void Router::OnFetch(const std::string& app, const Callback& callback) {
   if (!registry_->ById(app)) return;
   Pending& pending = PendingOf(app);
   for (Command& command : pending.Commands()) {
@@ -78,12 +78,12 @@ void Router::Fetched(const std::string& app, const Callback& callback) {
   }
 }
 
-void Router::Answered(const std::string& app, const Operation& answer) {
+void Router::OnAnswer(const std::string& app, const Operation& answer) {
   if (!registry_->ById(app)) return;
   if (listening_[Listen::kResponses]) {
-    outside_->Respond(ResponseWords(answer.uuid, answer.status, answer.text,
-                                    static_cast<int>(answer.text.size()), answer.error,
-                                    static_cast<int>(answer.error.size())));
+    environment_->Respond(FormatResponse(answer.uuid, answer.status, answer.text,
+                                         static_cast<int>(answer.text.size()), answer.error,
+                                         static_cast<int>(answer.error.size())));
   }
   Command* command = Find(app, answer.uuid);
   if (!command) return;
@@ -95,33 +95,34 @@ void Router::Answered(const std::string& app, const Operation& answer) {
 bool Router::Negotiate(const std::string& app, const std::string& uuid, double seconds) {
   if (std::isnan(seconds) || !Find(app, uuid)) return false;
   if (listening_[Listen::kNegotiations] &&
-      outside_->Negotiate(NegotiationWords(app, uuid, seconds)) == 1) {
+      environment_->Negotiate(FormatNegotiation(app, uuid, seconds)) == 1) {
     return false;
   }
-  // The client may have sent commands meanwhile, and those take timers away.
+  // The client may have sent commands in its callback, which deletes timers.
   if (const Command* command = Find(app, uuid)) clock_->Restart(command->timer, seconds);
   return true;
 }
 
-void Router::RegistryChanged(int update, const Handler& handler) {
-  if (listening_[Listen::kUpdates]) outside_->TellUpdate(UpdateWords(update, handler.Words()));
+void Router::OnRegistryChanged(int update, const Handler& handler) {
+  if (listening_[Listen::kUpdates])
+    environment_->NotifyUpdate(FormatUpdate(update, handler.Format()));
 }
 
-void Router::Fire(Place place) {
+void Router::Fire(Position position) {
   for (auto& [app, pending] : pending_) {
-    const Command* command = pending.At(place);
+    const Command* command = pending.At(position);
     if (!command) continue;
     const Command copy = *command;
-    TimedOut(std::string(app), copy.uuid, copy.timeout);
+    OnTimeout(std::string(app), copy.uuid, copy.timeout);
     return;
   }
 }
 
-void Router::TimedOut(const std::string& app, const std::string& uuid, Timeout timeout) {
+void Router::OnTimeout(const std::string& app, const std::string& uuid, Timeout timeout) {
   Command* command = Find(app, uuid);
   if (!command) return;
   command->expired = true;
-  if (listening_[Listen::kResponses]) outside_->Respond(TimeoutWords(uuid, timeout));
+  if (listening_[Listen::kResponses]) environment_->Respond(FormatTimeout(uuid, timeout));
   if (Find(app, uuid)) PendingOf(app).Remove(uuid);
 }
 
@@ -135,22 +136,22 @@ Command* Router::Find(const std::string& app, const std::string& uuid) {
 }
 
 void Router::Deliver(Callback* callback, const Command& command) {
-  if (callback->once && callback->used) throw Failed{QOR_HANDLER_MANAGER_ERROR_UNKNOWN};
+  if (callback->once && callback->used) throw Error{QOR_HANDLER_MANAGER_ERROR_UNKNOWN};
   callback->used = true;
-  outside_->Deliver(callback->instance, DeliveryWords(callback->instance, {kDelegate,
-                                                                           callback->sequence,
-                                                                           callback->once,
-                                                                           command.uuid,
-                                                                           command.uuid,
-                                                                           command.type,
-                                                                           command.payload,
-                                                                           command.timestamp,
-                                                                           {}}));
+  environment_->Deliver(callback->instance, FormatDelivery(callback->instance, {kDelegate,
+                                                                                callback->sequence,
+                                                                                callback->once,
+                                                                                command.uuid,
+                                                                                command.uuid,
+                                                                                command.type,
+                                                                                command.payload,
+                                                                                command.timestamp,
+                                                                                {}}));
 }
 
 void Router::StartTimer(Pending* pending, Command* command, int milliseconds) {
   if (!pending->StartTimer(command, milliseconds / 1000.0)) {
-    throw Failed{QOR_HANDLER_MANAGER_ERROR_UNKNOWN};
+    throw Error{QOR_HANDLER_MANAGER_ERROR_UNKNOWN};
   }
 }
 

@@ -15,24 +15,25 @@
 
 namespace model {
 
-// Where the router's doings go. The first three tell the client, which may call back.
-class Outside {
+// Receives the router's output. The client's callbacks may call the router again.
+class Environment {
  public:
-  virtual ~Outside() = default;
-  virtual void Respond(const std::string& words) = 0;
-  virtual int Negotiate(const std::string& words) = 0;
-  virtual void TellUpdate(const std::string& words) = 0;
-  // Throws when a platform function fails.
+  virtual ~Environment() = default;
+  // Callbacks of the client.
+  virtual void Respond(const std::string& text) = 0;
+  virtual int Negotiate(const std::string& text) = 0;
+  virtual void NotifyUpdate(const std::string& text) = 0;
+  // Throws Error when a platform function fails.
   virtual void Launch(const std::string& app) = 0;
-  virtual void Deliver(const std::string& instance, const std::string& words) = 0;
+  virtual void Deliver(const std::string& instance, const std::string& text) = 0;
 };
 
-// Thrown by what fails.
-struct Failed {
+// A failed operation of the library, with the code that it returns.
+struct Error {
   int code;
 };
 
-// How a handler wants its commands.
+// The callback that a handler has registered for its commands.
 struct Callback {
   std::string instance;
   int sequence = 0;
@@ -42,9 +43,9 @@ struct Callback {
 
 class Router {
  public:
-  // All outlive the router, the registry until ShutDown().
-  Router(Outside* outside, Clock* clock, int* last_block, const Registry* registry)
-      : outside_(outside), clock_(clock), last_block_(last_block), registry_(registry) {}
+  // All must outlive the router, the registry only until ShutDown().
+  Router(Environment* environment, Clock* clock, int* last_block, const Registry* registry)
+      : environment_(environment), clock_(clock), last_block_(last_block), registry_(registry) {}
 
   void Configure(int execution_timeout, int connection_timeout);
   void Listen(Listen listen) { listening_[listen] = true; }
@@ -52,29 +53,29 @@ class Router {
   void ShutDown();
 
   void Send(const Operation& operation);
-  void Connected(const std::string& app);
-  void Disconnected(const std::string& app) { connected_.erase(app); }
-  void Fetched(const std::string& app, const Callback& callback);
-  void Answered(const std::string& app, const Operation& answer);
+  void OnConnected(const std::string& app);
+  void OnDisconnected(const std::string& app) { connected_.erase(app); }
+  void OnFetch(const std::string& app, const Callback& callback);
+  void OnAnswer(const std::string& app, const Operation& answer);
   bool Negotiate(const std::string& app, const std::string& uuid, double seconds);
-  void RegistryChanged(int update, const Handler& handler);
+  void OnRegistryChanged(int update, const Handler& handler);
 
-  // A timer that is bound to this place has fired.
-  void Fire(Place place);
+  // Called when a timer bound to this position fires.
+  void Fire(Position position);
 
   const std::map<std::string, Pending>& AllPending() const { return pending_; }
 
  private:
-  // What is known of a connected handler; no instance while it has not asked for commands.
+  // The callbacks of connected handlers; `instance` is empty until the handler fetches commands.
   using Connections = std::map<std::string, Callback>;
 
   Pending& PendingOf(const std::string& app);
   Command* Find(const std::string& app, const std::string& uuid);
   void Deliver(Callback* callback, const Command& command);
   void StartTimer(Pending* pending, Command* command, int milliseconds);
-  void TimedOut(const std::string& app, const std::string& uuid, Timeout timeout);
+  void OnTimeout(const std::string& app, const std::string& uuid, Timeout timeout);
 
-  Outside* outside_;
+  Environment* environment_;
   Clock* clock_;
   int* last_block_;
   const Registry* registry_;

@@ -10,11 +10,11 @@ namespace model {
 std::optional<Mismatch> Run(const std::vector<Operation>& operations) {
   Driver driver;
   Model model;
-  for (size_t i = 0; i < operations.size(); ++i) {
+  for (std::size_t i = 0; i < operations.size(); ++i) {
     if (!model.Allows(operations[i])) continue;
     const Observation expected = model.Apply(operations[i]);
-    const Observation seen = driver.Apply(operations[i]);
-    const std::string text = Difference(expected, seen);
+    const Observation actual = driver.Apply(operations[i]);
+    const std::string text = Difference(expected, actual);
     if (!text.empty()) return Mismatch{i, text};
   }
   return std::nullopt;

@@ -15,24 +15,24 @@
 
 namespace model {
 
-// A random sequence; the seed alone decides it.
+// Generates a random sequence, determined by the seed alone.
 std::vector<Operation> Generate(std::uint64_t seed);
 
-// A choice out of so many.
+// Returns a number below `limit`.
 using Choose = std::function<std::size_t(std::size_t limit)>;
-// A sequence that somebody else's choices decide, until these are over.
-std::vector<Operation> Generate(const Choose& choose, const std::function<bool()>& is_over);
+// Generates a sequence from the caller's choices, such as a fuzzer's input, until exhausted.
+std::vector<Operation> Generate(const Choose& choose, const std::function<bool()>& is_exhausted);
 
 struct Mismatch {
-  size_t step;  // index of the operation after which it was seen
+  std::size_t step;  // index of the operation that it follows
   std::string text;
 };
 
-// Runs the operations with the library and with the model, up to the first difference. An
-// operation that the world cannot do at its turn is passed over.
+// Runs the operations with the library and with the model, up to the first difference. Skips
+// operations that the model does not allow.
 std::optional<Mismatch> Run(const std::vector<Operation>& operations);
 
-// A short part of the sequence that still shows a difference.
+// Removes operations as long as the rest still shows a difference.
 std::vector<Operation> Shrink(std::vector<Operation> operations);
 
 }  // namespace model

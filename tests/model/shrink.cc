@@ -9,7 +9,7 @@
 namespace model {
 namespace {
 
-constexpr int kThinnings = 2000;
+constexpr int kThinningAttempts = 2000;
 
 }  // namespace
 
@@ -21,19 +21,20 @@ std::vector<Operation> Shrink(std::vector<Operation> operations) {
     return true;
   };
   keep_if_different(std::vector<Operation>(operations));
-  // What needs a round number of commands stays when many go at once, but not one by one.
+  // Removes many at once: a difference that depends on the number of commands may survive that, but
+  // not the removal of single ones.
   std::mt19937 random;
-  for (int attempt = 0; attempt < kThinnings; ++attempt) {
+  for (int attempt = 0; attempt < kThinningAttempts; ++attempt) {
     std::vector<Operation> fewer;
     for (const Operation& operation : operations) {
       if (random() % 4 != 0) fewer.push_back(operation);
     }
     if (fewer.size() < operations.size()) keep_if_different(fewer);
   }
-  // Ever smaller runs of operations go, until no single one can.
-  for (size_t length = std::max<size_t>(operations.size() / 2, 1);;) {
+  // Removes ever shorter runs of operations, until no single one can be removed.
+  for (std::size_t length = std::max<std::size_t>(operations.size() / 2, 1);;) {
     bool shorter = false;
-    for (size_t end = operations.size(); end > 0; end = end > length ? end - length : 0) {
+    for (std::size_t end = operations.size(); end > 0; end = end > length ? end - length : 0) {
       end = std::min(end, operations.size());
       const auto to = operations.begin() + static_cast<long>(end);
       const auto from = end > length ? to - static_cast<long>(length) : operations.begin();
