@@ -1,9 +1,9 @@
 # Copyright 2026 The qor-handler-manager authors
 # SPDX-License-Identifier: Apache-2.0
 
-# The Linux platform has the names of a device's libraries, headers and pkg-config modules, and its
-# layout. It is installed in folders of its own, which are found on request only: nothing on the
-# machine takes it for the device's.
+# The libraries, headers and pkg-config modules of the Linux platform have the names and the layout of a
+# device's. They are installed in separate folders that are on no default search path, so that nothing
+# else on the machine uses them by accident.
 get_property(platform_libraries GLOBAL PROPERTY QOR_PLATFORM_LIBRARIES)
 set(platform_folder ${CMAKE_INSTALL_LIBDIR}/qor-platform)
 
@@ -18,20 +18,20 @@ foreach(module IN LISTS modules)
   foreach(property IN ITEMS FOLDER LIBRARY REQUIRES REQUIRES_PRIVATE)
     get_target_property(module_${property} platform::${module} QOR_${property})
   endforeach()
-  # The Linux platform has no UI applications: capi-appfw-application has no library here and only
+  # capi-appfw-application has no library on Linux, where UI applications are not supported. It only
   # requires other modules.
   set(libraries "")
   if(TARGET ${module_LIBRARY})
-    # Programs find the library when they run, too.
+    # With a run path, since the folder is not on the loader's default path.
     set(libraries "-L\${libdir} -l${module_LIBRARY} -Wl,-rpath,\${libdir}")
   endif()
-  pkgconfig_file(${platform_folder} ${module} "The device's ${module}, on Linux"
+  pkgconfig_file(${platform_folder} ${module} "${module} of the Linux platform"
     ${platform_folder} ${CMAKE_INSTALL_INCLUDEDIR}/qor-platform/${module_FOLDER} "${libraries}"
     REQUIRES ${module_REQUIRES} REQUIRES_PRIVATE ${module_REQUIRES_PRIVATE})
 endforeach()
 
-# What is installed finds it beside itself, and holds no folder of the build: the same sources give
-# the same bytes wherever they are built.
+# Run paths are relative to the binary: the installed tree can be moved, and builds are reproducible in
+# any folder.
 cmake_path(RELATIVE_PATH CMAKE_INSTALL_FULL_LIBDIR BASE_DIRECTORY ${CMAKE_INSTALL_FULL_BINDIR}
   OUTPUT_VARIABLE to_libraries)
 set(run_path_of_capi-qor-handler-manager "$ORIGIN/qor-platform")

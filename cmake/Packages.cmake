@@ -1,7 +1,7 @@
 # Copyright 2026 The qor-handler-manager authors
 # SPDX-License-Identifier: Apache-2.0
 
-# Debian packages of what is built for Linux, one a component: cpack --config BUILD/CPackConfig.cmake
+# Debian packages of the Linux build, one for each component: cpack --config BUILD/CPackConfig.cmake
 set(CPACK_GENERATOR DEB)
 set(CPACK_PACKAGE_VENDOR "The qor-handler-manager authors")
 set(CPACK_PACKAGE_CONTACT ${CPACK_PACKAGE_VENDOR})
@@ -19,9 +19,9 @@ set(CPACK_DEBIAN_PACKAGE_SHLIBDEPS ON)
 set(CPACK_DEBIAN_RUNTIME_PACKAGE_NAME qor-handler-manager)
 set(CPACK_DEBIAN_RUNTIME_PACKAGE_SECTION libs)
 set(CPACK_COMPONENT_RUNTIME_DESCRIPTION
-  "Commands of a device-management agent for handler applications
-The library that stands between an agent and the applications that carry out
-its commands, with the platform that it stands on.")
+  "Sends commands of a device-management agent to handler applications
+The library that an agent uses to run commands in handler applications, with
+the Linux implementation of the platform that it requires.")
 set(CPACK_DEBIAN_DEV_PACKAGE_NAME qor-handler-manager-dev)
 set(CPACK_DEBIAN_DEV_PACKAGE_SECTION libdevel)
 set(CPACK_COMPONENT_DEV_DESCRIPTION
@@ -37,8 +37,8 @@ set(same_version "qor-handler-manager (= ${PROJECT_VERSION})")
 set(CPACK_DEBIAN_DEV_PACKAGE_DEPENDS ${same_version})
 set(CPACK_DEBIAN_TOOLS_PACKAGE_DEPENDS ${same_version})
 
-# What is known when cpack runs: every date in the packages is the sources'; our own libraries are no
-# package's yet and stand in the build.
+# Settings evaluated by cpack: the date of all files, for reproducible packages, and the build folders of
+# our own libraries, which no installed package provides.
 foreach(library IN LISTS platform_libraries ITEMS platform_common capi-qor-handler-manager)
   list(APPEND library_folders $<TARGET_FILE_DIR:${library}>)
 endforeach()

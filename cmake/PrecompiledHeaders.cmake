@@ -1,9 +1,9 @@
 # Copyright 2026 The qor-handler-manager authors
 # SPDX-License-Identifier: Apache-2.0
 
-# Parses the headers that most tests include once for their libraries, once for their programs and
-# once for those of GoogleTest: compiling takes a third less time. What is shipped is compiled
-# without, since debug information would hold the path of the precompiled header.
+# Precompiles the headers that most tests include, once each for libraries, programs and GoogleTest
+# programs, which saves a third of the compile time. Shipped targets do not use them: debug information
+# would contain the path of the precompiled header.
 set(precompiled ${PROJECT_BINARY_DIR}/precompiled.cc)
 file(CONFIGURE OUTPUT ${precompiled} CONTENT "int main() { return 0; }\n")
 set(standard_headers <algorithm> <chrono> <cstdint> <filesystem> <functional> <map> <memory>
@@ -17,7 +17,7 @@ add_executable(precompiled_for_tests ${precompiled})
 target_link_libraries(precompiled_for_tests PRIVATE GTest::gtest GTest::gmock)
 target_precompile_headers(precompiled_for_tests PRIVATE ${standard_headers} <gmock/gmock.h>)
 
-# use_precompiled_headers(FOLDER): for all targets of the folder and those below.
+# use_precompiled_headers(FOLDER): for all targets of the folder and of its subfolders.
 function(use_precompiled_headers folder)
   get_property(targets DIRECTORY ${folder} PROPERTY BUILDSYSTEM_TARGETS)
   foreach(target IN LISTS targets)
@@ -34,8 +34,8 @@ function(use_precompiled_headers folder)
       target_precompile_headers(${target} REUSE_FROM precompiled_for_programs)
     endif()
   endforeach()
-  get_property(below DIRECTORY ${folder} PROPERTY SUBDIRECTORIES)
-  foreach(subfolder IN LISTS below)
+  get_property(subfolders DIRECTORY ${folder} PROPERTY SUBDIRECTORIES)
+  foreach(subfolder IN LISTS subfolders)
     use_precompiled_headers(${subfolder})
   endforeach()
 endfunction()

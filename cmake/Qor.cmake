@@ -1,14 +1,13 @@
 # Copyright 2026 The qor-handler-manager authors
 # SPDX-License-Identifier: Apache-2.0
 
-# What every target of this project has in common.
+# Options and helper functions for all targets.
 
-# Warnings for our own code; never handed to consumers.
+# Warnings for our own code. Always linked PRIVATE, so that consumers do not inherit them.
 add_library(qor_warnings INTERFACE)
 target_compile_options(qor_warnings INTERFACE
   -Wall -Wextra -Wshadow -Wconversion $<$<BOOL:${QOR_WERROR}>:-Werror>)
-# libstdc++ 12 calls a function of its own that it marks as deprecated; Clang 19 reports that at
-# every std::stable_sort().
+# libstdc++ 12 calls a deprecated function of its own in std::stable_sort(), which Clang 19 reports.
 if(CMAKE_CXX_COMPILER_ID STREQUAL Clang AND CMAKE_CXX_COMPILER_VERSION VERSION_GREATER_EQUAL 19)
   target_compile_options(qor_warnings INTERFACE -Wno-deprecated-declarations)
 endif()
@@ -21,13 +20,14 @@ if(QOR_BUILD_FUZZ)
   add_compile_options(-fsanitize-ignorelist=${CMAKE_CURRENT_SOURCE_DIR}/tests/fuzz/ignore.txt)
 endif()
 
-# Build paths stay out of the binaries, the ones too that a compiler cache has made relative.
+# Keeps build paths out of the binaries, including paths that a compiler cache has made relative.
 cmake_path(RELATIVE_PATH CMAKE_SOURCE_DIR BASE_DIRECTORY ${CMAKE_BINARY_DIR}
-  OUTPUT_VARIABLE way_to_sources)
-add_compile_options(-ffile-prefix-map=${CMAKE_SOURCE_DIR}/= -ffile-prefix-map=${way_to_sources}/=
+  OUTPUT_VARIABLE relative_source_dir)
+add_compile_options(-ffile-prefix-map=${CMAKE_SOURCE_DIR}/= -ffile-prefix-map=${relative_source_dir}/=
   -ffile-prefix-map=${CMAKE_BINARY_DIR}=build)
 
-# qor_test(NAME SOURCES... ): a GoogleTest executable whose cases ctest lists one by one.
+# qor_test(NAME LABEL label TIMEOUT seconds SOURCES... LIBRARIES...): a GoogleTest executable, each test of
+# which is a test LABEL.<name> of ctest.
 function(qor_test name)
   cmake_parse_arguments(arg "" "LABEL;TIMEOUT" "SOURCES;LIBRARIES" ${ARGN})
   add_executable(${name} ${arg_SOURCES})
@@ -36,8 +36,8 @@ function(qor_test name)
     PROPERTIES LABELS ${arg_LABEL} TIMEOUT ${arg_TIMEOUT})
 endfunction()
 
-# qor_package(NAME EXECUTABLE): the package folder <build>/packages/NAME, ready to be installed, from
-# packages/NAME beside the caller and an executable of this project.
+# qor_package(NAME EXECUTABLE): builds the application package <build>/packages/NAME from packages/NAME
+# next to the caller and an executable of this project.
 function(qor_package name executable)
   set(folder ${PROJECT_BINARY_DIR}/packages/${name})
   set(source ${CMAKE_CURRENT_SOURCE_DIR}/packages/${name})

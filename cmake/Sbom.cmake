@@ -1,17 +1,17 @@
 # Copyright 2026 The qor-handler-manager authors
 # SPDX-License-Identifier: Apache-2.0
 
-# The software bill of materials of what is installed, where dpkg knows what it is made of.
+# The software bill of materials of the installed files. Versions and licences come from dpkg.
 find_package(Python3 COMPONENTS Interpreter)
 find_program(DPKG_QUERY dpkg-query)
-# dpkg-query knows the packages of this machine, not those of another architecture.
+# dpkg-query knows this machine's packages only, not those of another architecture.
 if(NOT Python3_FOUND OR NOT DPKG_QUERY OR CMAKE_CROSSCOMPILING)
-  message(STATUS "No software bill of materials: it takes python3 and dpkg-query")
+  message(STATUS "No software bill of materials: requires python3 and dpkg-query, and a native build")
   return()
 endif()
 
 set(sbom ${PROJECT_BINARY_DIR}/sbom.spdx.json)
-# Libraries that are headers alone, by Debian's package.
+# Debian packages of the header-only libraries that each target uses.
 set(headers_of_capi-qor-handler-manager ,rapidjson-dev)
 set(headers_of_qor_handler ,rapidjson-dev)
 set(headers_of_qor-recorder ,rapidjson-dev)

@@ -1,11 +1,11 @@
 # Copyright 2026 The qor-handler-manager authors
 # SPDX-License-Identifier: Apache-2.0
 
-# cmake -D BUILD_FOLDER=... -P uninstall.cmake: removes what was last installed from that build
-# folder, and the folders that this leaves empty.
+# cmake -D BUILD_FOLDER=... -P uninstall.cmake: removes the files that were last installed from that
+# build folder, and the folders that become empty.
 file(GLOB manifests ${BUILD_FOLDER}/install_manifest*.txt)
 if(NOT manifests)
-  message(FATAL_ERROR "Nothing was installed from ${BUILD_FOLDER}: it holds no install_manifest.txt.")
+  message(FATAL_ERROR "nothing was installed from ${BUILD_FOLDER}: install_manifest.txt is missing")
 endif()
 file(READ ${BUILD_FOLDER}/install_prefix.txt prefix)
 foreach(manifest IN LISTS manifests)
@@ -28,4 +28,4 @@ foreach(manifest IN LISTS manifests)
   file(REMOVE ${manifest})
 endforeach()
 file(REMOVE ${BUILD_FOLDER}/install_prefix.txt)
-message(STATUS "Uninstalled from ${prefix}")
+message(STATUS "uninstalled from ${prefix}")

@@ -1,13 +1,13 @@
 #!/usr/bin/env python3
 # Copyright 2026 The qor-handler-manager authors
 # SPDX-License-Identifier: Apache-2.0
-"""Writes the software bill of materials of what is installed, as SPDX JSON.
+"""Writes the software bill of materials of the installed files, as SPDX JSON.
 
 usage: sbom.py OUTPUT VERSION SECONDS ARCHITECTURE BINARY[,HEADERS...]...
 
-What each binary needs is read from the binary itself; the package that brings it, and its version,
-are asked of dpkg. HEADERS are Debian packages of libraries that are headers alone and so leave no
-trace in the binary. SECONDS since 1970 are the document's date: the same input gives the same bytes.
+The shared libraries that each BINARY needs are read from its dynamic section; their packages and
+versions come from dpkg. HEADERS are Debian packages of header-only libraries, which are not recorded in
+the binary. SECONDS since 1970 are the date of the document, so that the output is reproducible.
 """
 
 import datetime
@@ -19,7 +19,7 @@ import subprocess
 import sys
 
 OWN_LICENCE = "Apache-2.0"
-# By Debian's source package. The licence of what we link of it.
+# By Debian source package: the licence of the parts that are linked.
 LICENCES = {
     "cli11": "BSD-3-Clause",
     "efl": "BSD-2-Clause AND LGPL-2.1-or-later",
@@ -44,7 +44,7 @@ def dynamic_entries(path, kind):
 
 
 def owners(sonames, architecture):
-    """The Debian package of each soname."""
+    """The Debian package that owns each soname."""
     if not sonames:
         return {}
     found = output_of("dpkg-query", "-S", *(f"*/{architecture}/{name}" for name in sonames))
@@ -78,8 +78,8 @@ class Document:
                                     package).split()
         licence = LICENCES.get(re.sub(r"^gcc-[0-9]+$", "gcc", source))
         if licence is None:
-            sys.exit(f"sbom.py: the licence of {package} is not known: "
-                     f"add its source package {source} to LICENCES")
+            sys.exit(f"sbom.py: unknown licence of {package} "
+                     f"(add its source package {source} to LICENCES)")
         return self.add(package, version, licence, externalRefs=[{
             "referenceCategory": "PACKAGE-MANAGER", "referenceType": "purl",
             "referenceLocator": f"pkg:deb/debian/{package}@{version}".replace("+", "%2B")}])
@@ -106,7 +106,7 @@ class Document:
 
 def main(output, version, seconds, architecture, *binaries):
     document = Document(version)
-    headers_of = {path: headers for path, *headers in (word.split(",") for word in binaries)}
+    headers_of = {path: headers for path, *headers in (binary.split(",") for binary in binaries)}
     own = {}
     for path in headers_of:
         name = (dynamic_entries(path, "SONAME") or [os.path.basename(path)])[0]

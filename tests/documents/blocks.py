@@ -1,20 +1,21 @@
 #!/usr/bin/env python3
 # Copyright 2026 The qor-handler-manager authors
 # SPDX-License-Identifier: Apache-2.0
-"""Every fenced block of a document is true.
+"""Checks the fenced blocks of a document.
 
 usage: blocks.py DOCUMENT SOURCES BUILD PREFIX [COMPILER OPTION...]
 
-In the order of the document, in a folder of its own that looks like the sources, with what is
-installed in PREFIX ready to be used and build/release standing for BUILD:
+Blocks are checked in order, in a temporary folder with links to the sources. The files installed in
+PREFIX are on all search paths, and build/release is a link to BUILD.
 
   a block after a line that ends with `name`:   is written to the file of this name
-  console   each line that begins with "$ " is run; the lines below are what it prints. A line "..."
-            stands for any lines; uuids, times and folders may differ. A command ends with status 0,
-            unless the next one is "echo $?"
-  sh        is run, unless it is about building and installing the project, which tests/install
-            does: then its words exist
-  others    stand line for line in a file of examples, handler or include, or are JSON
+  console   each line that begins with "$ " is run and its output compared with the lines below. A
+            line "..." matches any lines; uuids, times and folders may differ. A command must exit
+            with status 0, unless the next one is "echo $?"
+  sh        is run. Commands that build or install the project are not, since tests/install runs
+            them: only their verbs and presets are checked
+  c, cpp, yaml, xml, cmake, tidl   must be an excerpt of a file in examples, handler or include
+  json      must parse
 """
 
 import difflib
@@ -30,46 +31,46 @@ import tempfile
 
 import markdown
 
-PATIENCE_SECONDS = 60
+TIMEOUT_SECONDS = 60
 SUFFIXES = {"c": {".c", ".h"}, "cpp": {".cc", ".h"}, "yaml": {".yaml"}, "xml": {".xml"},
             "cmake": {".txt"}, "tidl": {".tidl"}}
 
 
-class Fault(Exception):
+class CheckError(Exception):
     pass
 
 
-def lose_patience(*_):
-    raise Fault(f"takes longer than {PATIENCE_SECONDS} s")
+def on_alarm(*_):
+    raise CheckError(f"timeout of {TIMEOUT_SECONDS} s")
 
 
-def settled(text, folder):
-    """The text with one word for everything that differs from one run to the next."""
+def normalized(text, folder):
+    """The lines of a text, with a placeholder for everything that differs between runs."""
     text = text.replace(str(folder), "/home/me")
-    for pattern, word in ((r"\b[0-9a-f]{8}(-[0-9a-f]{4}){3}-[0-9a-f]{12}\b", "<uuid>"),
+    for pattern, placeholder in ((r"\b[0-9a-f]{8}(-[0-9a-f]{4}){3}-[0-9a-f]{12}\b", "<uuid>"),
                           (r"^\d\d-\d\d [\d:.]+[+-]\d{4} +\d+ +\d+ (\w.*: )\d+ >", r"\1<line> >"),
                           (r"\b\d\d:\d\d:\d\d(\.\d+)?\b", "<time>"),
                           (r"\b\d{4}-\d\d-\d\d\b", "<day>"),
                           (r"[ +]*\b\d+(\.\d+)? ?(us|ms|s)\b", " <time>")):
-        text = re.sub(pattern, word, text, flags=re.M)
+        text = re.sub(pattern, placeholder, text, flags=re.M)
     return [line.rstrip() for line in text.splitlines()]
 
 
-def fits(expected, actual):
-    """Whether the lines are the expected ones, of which "..." stands for any."""
+def matches(expected, actual):
+    """Whether the lines are the expected ones. A line "..." matches any lines."""
     pattern = "".join(r"(?:.*\n)*" if line == "..." else re.escape(line) + r"\n"
                       for line in expected)
     return re.fullmatch(pattern, "".join(line + "\n" for line in actual)) is not None
 
 
 def commands_of(block):
-    """[command, expected output] of each command of a console block."""
+    """[command, expected output] of each command in a console block."""
     commands = []
     for line in block.text.splitlines():
         if line.startswith("$ "):
             commands.append([line[2:], ""])
         elif not commands:
-            raise Fault("a console block begins with a command after \"$ \"")
+            raise CheckError("a console block must begin with \"$ \" and a command")
         elif commands[-1][0].endswith("\\"):
             commands[-1][0] += "\n" + line
         else:
@@ -78,8 +79,8 @@ def commands_of(block):
 
 
 class Shell:
-    """One bash for all commands of a document. What they print goes to a file: handlers outlive
-    the commands that launch them and keep what they write to open."""
+    """One bash process for all commands of a document. Output goes to a file, not to a pipe: handlers
+    outlive the commands that launch them and keep the descriptor open."""
 
     def __init__(self, sources, build, prefix, options):
         self.folder = pathlib.Path(tempfile.mkdtemp(prefix="qor-documents-"))
@@ -106,25 +107,25 @@ class Shell:
         self.bash = subprocess.Popen(["bash"], cwd=self.folder, env=self.environment, text=True,
                                      stdin=subprocess.PIPE, stdout=self.output,
                                      stderr=subprocess.STDOUT, start_new_session=True)
-        self.ended = self.folder / "build/ended"
-        os.mkfifo(self.ended)
+        self.done = self.folder / "build/done"
+        os.mkfifo(self.done)
 
     def run(self, command):
-        """What the command printed, and its exit status."""
+        """The output of a command and its exit status."""
         begin = os.fstat(self.output.fileno()).st_size
         self.bash.stdin.write(f"{{ {command}\n}} </dev/null; qor_status=$?; "
-                              f"echo $qor_status >'{self.ended}'; (exit $qor_status)\n")
+                              f"echo $qor_status >'{self.done}'; (exit $qor_status)\n")
         self.bash.stdin.flush()
-        signal.alarm(PATIENCE_SECONDS)
-        with open(self.ended, encoding="utf-8") as ended:
-            status = int(ended.read())
+        signal.alarm(TIMEOUT_SECONDS)
+        with open(self.done, encoding="utf-8") as done:
+            status = int(done.read())
         signal.alarm(0)
         with open(self.output.name, encoding="utf-8") as output:
             output.seek(begin)
             return output.read(), status
 
     def close(self):
-        """Ends what runs: the shell, and with their packages the handlers."""
+        """Stops the shell, and all handlers by uninstalling their packages."""
         try:
             self.bash.stdin.close()
             os.killpg(self.bash.pid, signal.SIGTERM)
@@ -152,70 +153,70 @@ class Checker:
         if block.file:
             path = self.shell.folder / block.file
             if self.shell.folder.joinpath(pathlib.Path(block.file).parts[0]).is_symlink():
-                raise Fault(f"{block.file} would be written to the sources")
+                raise CheckError(f"{block.file} is in a folder of the sources")
             path.parent.mkdir(parents=True, exist_ok=True)
             path.write_text(block.text)
         elif block.language == "console":
             self.run_console(block)
         elif block.language == "sh":
-            self.run_words(block)
+            self.run_script(block)
         elif block.language == "json":
             json.loads(block.text)
         elif block.language in SUFFIXES:
-            self.find(block)
+            self.find_excerpt(block)
         else:
-            raise Fault(f"no test knows what to do with a block of \"{block.language}\"")
+            raise CheckError(f"unsupported language of a block: \"{block.language}\"")
 
     def run_console(self, block):
         commands = commands_of(block)
         for index, (command, expected) in enumerate(commands):
             output, status = self.shell.run(command)
-            then = commands[index + 1][0] if index + 1 < len(commands) else ""
-            if status != 0 and then != "echo $?":
-                raise Fault(f"{command}\nends with {status}:\n{output}")
-            expected = settled(expected, self.shell.folder)
-            actual = settled(output, self.shell.folder)
-            if not fits(expected, actual):
-                raise Fault(f"{command}\nprints something else:\n" + "\n".join(
+            following = commands[index + 1][0] if index + 1 < len(commands) else ""
+            if status != 0 and following != "echo $?":
+                raise CheckError(f"{command}\nexits with {status}:\n{output}")
+            expected = normalized(expected, self.shell.folder)
+            actual = normalized(output, self.shell.folder)
+            if not matches(expected, actual):
+                raise CheckError(f"{command}\nunexpected output:\n" + "\n".join(
                     difflib.unified_diff(expected, actual, "document", "program", lineterm="")))
 
-    def run_words(self, block):
-        pieces = [piece.strip() for line in block.text.splitlines()
-                  for piece in re.sub(r"(^|\s)#.*", "", line).split("&&") if piece.strip()]
-        held = [self.is_held(piece) for piece in pieces]
-        if any(held):
-            if not all(held):
-                raise Fault("a block is run, or it is about building the project, not both")
+    def run_script(self, block):
+        commands = [command.strip() for line in block.text.splitlines()
+                  for command in re.sub(r"(^|\s)#.*", "", line).split("&&") if command.strip()]
+        checked = [self.is_build_command(command) for command in commands]
+        if any(checked):
+            if not all(checked):
+                raise CheckError("a block mixes commands that build the project with others")
             return
         output, status = self.shell.run(block.text)
         if status != 0:
-            raise Fault(f"ends with {status}:\n{output}")
+            raise CheckError(f"exits with {status}:\n{output}")
 
-    def is_held(self, words):
-        """Whether these are words about building, packing and installing, which must exist."""
-        if words.startswith("./run "):
+    def is_build_command(self, command):
+        """Whether the command builds or installs the project. Its verb or preset must exist."""
+        if command.startswith("./run "):
             usage = subprocess.run([self.sources / "run", "help"], check=True, text=True,
                                    stdout=subprocess.PIPE).stdout
-            for word in words.split()[1:]:
+            for word in command.split()[1:]:
                 if not re.search(rf"(?<![\w-]){re.escape(word)}(?![\w-])", usage):
-                    raise Fault(f"./run help does not know {word}")
+                    raise CheckError(f"./run help does not list {word}")
             return True
-        preset = re.match(r"cmake (?:--build )?--preset (\S+)", words)
+        preset = re.match(r"cmake (?:--build )?--preset (\S+)", command)
         if preset:
             presets = json.loads((self.sources / "CMakePresets.json").read_text())
             if preset.group(1) not in (each["name"] for each in presets["configurePresets"]):
-                raise Fault(f"there is no preset {preset.group(1)}")
+                raise CheckError(f"no preset {preset.group(1)}")
             return True
         return re.match(r"(cmake (--install|--build) build/|apt install |rpmbuild |cpack )",
-                        words) is not None
+                        command) is not None
 
-    def find(self, block):
+    def find_excerpt(self, block):
         lines = dedented(block.text)
         for folder in ("examples", "handler", "include"):
             for path in sorted((self.sources / folder).rglob("*")):
-                if path.suffix in SUFFIXES[block.language] and stands_in(lines, path):
+                if path.suffix in SUFFIXES[block.language] and contains_lines(lines, path):
                     return
-        raise Fault("stands in no file of examples, handler or include")
+        raise CheckError("not an excerpt of a file in examples, handler or include")
 
 
 def dedented(text):
@@ -224,7 +225,7 @@ def dedented(text):
     return [line[indent:] for line in lines]
 
 
-def stands_in(lines, path):
+def contains_lines(lines, path):
     whole = path.read_text().splitlines()
     return any(dedented("\n".join(whole[at:at + len(lines)])) == lines
                for at in range(len(whole) - len(lines) + 1))
@@ -232,15 +233,15 @@ def stands_in(lines, path):
 
 def main(document, sources, build, prefix, options):
     blocks = markdown.blocks(document.read_text())
-    signal.signal(signal.SIGALRM, lose_patience)
+    signal.signal(signal.SIGALRM, on_alarm)
     shell = Shell(sources, build, prefix, options)
     try:
         checker = Checker(sources, shell)
         for block in blocks:
             try:
                 checker.check(block)
-            except (Fault, ValueError) as fault:
-                sys.exit(f"{document}:{block.line}: {fault}")
+            except (CheckError, ValueError) as error:
+                sys.exit(f"{document}:{block.line}: {error}")
     finally:
         shell.close()
 

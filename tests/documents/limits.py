@@ -1,7 +1,7 @@
 #!/usr/bin/env python3
 # Copyright 2026 The qor-handler-manager authors
 # SPDX-License-Identifier: Apache-2.0
-"""Each number in the document's table of limits is the one in the source that the row names.
+"""Compares the limits in a document with the constants that the table names.
 
 usage: limits.py DOCUMENT SOURCES
 """
@@ -12,33 +12,33 @@ import sys
 
 import markdown
 
-PLACE = re.compile(r"^`([\w./-]+)` `(\w+)`$")
+CONSTANT = re.compile(r"^`([\w./-]+)` `(\w+)`$")
 
 
 def value_of(source, name):
-    """What a constant of that name is set to: a product or a shift of numbers."""
+    """The value of a constant: a number, a product or a shift."""
     found = re.search(rf"\b{name}\s*(?:=\s*|\{{)([^;]*?)\}}?;", source.read_text())
     if not found:
         return None
     text = re.sub(r"[\w:]+\{(\d+)\}", r"\1", found.group(1)).replace("'", "")
     if not re.fullmatch(r"[\d\s*<().-]+", text):
         return None
-    return eval(text)  # nothing but numbers and operators
+    return eval(text)  # only digits and operators
 
 
 def main(document, sources):
-    faults, count = [], 0
+    errors, count = [], 0
     for row in markdown.rows(document.read_text()):
-        place = PLACE.match(row[-1])
-        if not place:
+        constant = CONSTANT.match(row[-1])
+        if not constant:
             continue
         count += 1
         number = int(re.match(r"\d+", row[1]).group())
-        actual = value_of(sources / place.group(1), place.group(2))
+        actual = value_of(sources / constant.group(1), constant.group(2))
         if actual != number:
-            faults.append(f"{document}: {row[0]}: {number}, but {row[-1]} is {actual}")
-    if faults or not count:
-        sys.exit("\n".join(faults) or f"{document}: there are no limits")
+            errors.append(f"{document}: {row[0]}: documented {number}, but {row[-1]} is {actual}")
+    if errors or not count:
+        sys.exit("\n".join(errors) or f"{document}: no limits found")
 
 
 if __name__ == "__main__":

@@ -1,9 +1,11 @@
 #!/usr/bin/env python3
 # Copyright 2026 The qor-handler-manager authors
 # SPDX-License-Identifier: Apache-2.0
-"""Every relative link of every document leads somewhere, and every document is tested.
+"""Checks the relative links of all documents, and that the blocks of each document are tested.
 
-usage: links.py FOLDER DOCUMENT...    a git working tree; the documents whose blocks are tested
+usage: links.py FOLDER DOCUMENT...
+
+FOLDER is a git working tree, each DOCUMENT one whose blocks are tested.
 """
 
 import pathlib
@@ -13,16 +15,16 @@ import sys
 import markdown
 
 
-def faults_of(path):
+def broken_links(path):
     for target, line in markdown.links(path.read_text()):
         if "://" in target or target.startswith("mailto:"):
             continue
         name, _, anchor = target.partition("#")
-        goal = path.parent / name if name else path
-        if not goal.exists():
-            yield f"{path}:{line}: there is no {target}"
-        elif anchor and anchor not in markdown.anchors(goal.read_text()):
-            yield f"{path}:{line}: {goal.name} has no title #{anchor}"
+        file = path.parent / name if name else path
+        if not file.exists():
+            yield f"{path}:{line}: broken link: {target}"
+        elif anchor and anchor not in markdown.anchors(file.read_text()):
+            yield f"{path}:{line}: broken link: {file.name} has no heading #{anchor}"
 
 
 def main(folder, tested):
@@ -31,11 +33,11 @@ def main(folder, tested):
                             "*.md"],
                            cwd=folder, check=True, text=True, stdout=subprocess.PIPE).stdout
     documents = [folder / name for name in names.split("\0") if name and (folder / name).exists()]
-    faults = [fault for path in documents for fault in faults_of(path)]
-    faults += [f"{path}: add it to tests/documents/CMakeLists.txt"
+    errors = [error for path in documents for error in broken_links(path)]
+    errors += [f"{path}: add it to tests/documents/CMakeLists.txt"
                for path in documents if path not in map(pathlib.Path, tested)]
-    if faults or not documents:
-        sys.exit("\n".join(faults) or "there are no documents")
+    if errors or not documents:
+        sys.exit("\n".join(errors) or "no documents found")
 
 
 if __name__ == "__main__":

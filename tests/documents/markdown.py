@@ -1,11 +1,11 @@
 # Copyright 2026 The qor-handler-manager authors
 # SPDX-License-Identifier: Apache-2.0
-"""What the tests need of a Markdown document: its fenced blocks, its links, its tables."""
+"""Reads the fenced blocks, links, headings and tables of Markdown documents."""
 
 import collections
 import re
 
-# `line` counts from 1. `file` is the name in a line that ends with `name`: before the block.
+# `line` counts from 1. `file` is the name in the line before the block, if that ends with `name`:
 Block = collections.namedtuple("Block", "line language file text")
 
 FENCE = re.compile(r"^```(\S*)")
@@ -29,12 +29,12 @@ def blocks(text):
         elif line.strip():
             before = line
     if language is not None:
-        raise ValueError(f"line {start}: the block has no end")
+        raise ValueError(f"line {start}: unterminated block")
     return found
 
 
 def without_blocks(text):
-    """The text with an empty line for each line of a fenced block."""
+    """The text with fenced blocks replaced by empty lines."""
     lines, inside = [], False
     for line in text.splitlines():
         fence = FENCE.match(line)
@@ -44,20 +44,20 @@ def without_blocks(text):
 
 
 def links(text):
-    """The target and line of each link and image."""
+    """The target and line number of each link and image."""
     return [(match.group(1), number)
             for number, line in enumerate(without_blocks(text).splitlines(), 1)
             for match in re.finditer(r"\]\(([^)\s]+)\)", line)]
 
 
 def anchors(text):
-    """The names by which links reach the document's titles."""
-    return {re.sub(r"[^\w\- ]", "", title.strip().lower()).replace(" ", "-")
-            for title in re.findall(r"^#+ (.*)$", without_blocks(text), re.M)}
+    """The anchors of the document's headings."""
+    return {re.sub(r"[^\w\- ]", "", heading.strip().lower()).replace(" ", "-")
+            for heading in re.findall(r"^#+ (.*)$", without_blocks(text), re.M)}
 
 
 def rows(text):
-    """The cells of each row of each table, without titles."""
+    """The cells of each table row, header rows included."""
     found = []
     for line in text.splitlines():
         if line.startswith("|") and not set(line) <= set("|-: "):

@@ -1,9 +1,11 @@
 #!/usr/bin/env python3
 # Copyright 2026 The qor-handler-manager authors
 # SPDX-License-Identifier: Apache-2.0
-"""Writes a program of a document to a file, with some of its texts replaced.
+"""Writes a program listed in a document to a file, with each text OLD replaced by NEW.
 
-usage: program.py DOCUMENT NAME FILE [OLD NEW]...    the block after a line that ends with `NAME`:
+usage: program.py DOCUMENT NAME FILE [OLD NEW]...
+
+The program is the block after a line that ends with `NAME`:
 """
 
 import pathlib

@@ -2,8 +2,9 @@
 # Copyright 2026 The qor-handler-manager authors
 # SPDX-License-Identifier: Apache-2.0
 #
-# debian-packages.sh BUILD FOLDER VERSION: cpack makes three packages into BUILD/debian, which hold
-# what they should, name what they need, work, and leave nothing when purged. Works in FOLDER.
+# debian-packages.sh BUILD FOLDER VERSION: writes the Debian packages to BUILD/debian with cpack and
+# checks their files, dependencies and bill of materials, that the tool runs, and that a purge removes
+# every file. Uses FOLDER as working folder.
 set -euo pipefail
 build=$1 folder=$2 version=$3
 rm -rf "$folder" "$build/debian"
@@ -14,39 +15,39 @@ architecture=$(dpkg --print-architecture)
 package() { echo "$build/debian/$1_${version}_$architecture.deb"; }
 fail() { printf '%s\n' "$@"; exit 1; }
 
-# holds PACKAGE PATTERN...: each pattern is some path of the package.
-holds() {
+# expect_files PACKAGE PATTERN...: each pattern matches a path in the package.
+expect_files() {
   local paths pattern package=$1
   shift
   paths=$(dpkg-deb -c "$(package "$package")" | awk '{ print substr($6, 2) }')
   for pattern in "$@"; do
-    grep -qE "^/usr/$pattern\$" <<<"$paths" || fail "$package holds no $pattern:" "$paths"
+    grep -qE "^/usr/$pattern\$" <<<"$paths" || fail "$package: no file matches $pattern:" "$paths"
   done
 }
-holds qor-handler-manager 'lib/.*libcapi-qor-handler-manager\.so\.0' \
+expect_files qor-handler-manager 'lib/.*libcapi-qor-handler-manager\.so\.0' \
   'lib/.*qor-platform/librpc-port\.so\.1' share/doc/qor-handler-manager/copyright \
   share/doc/qor-handler-manager/sbom.spdx.json
-holds qor-handler-manager-dev 'lib/.*libcapi-qor-handler-manager\.so' include/qor_handler_manager.h \
+expect_files qor-handler-manager-dev 'lib/.*libcapi-qor-handler-manager\.so' include/qor_handler_manager.h \
   'lib/.*pkgconfig/capi-qor-handler-manager\.pc' 'lib/.*/qor-handler-manager-config\.cmake' \
   include/qor-platform/bundle.h include/qor-platform/rpc-port/rpc-port.h
-holds qor-handler-manager-tools bin/qor
+expect_files qor-handler-manager-tools bin/qor
 
-# needs PACKAGE PATTERN...
-needs() {
-  local named pattern package=$1
+# expect_depends PACKAGE TEXT...: the package's dependencies contain each text.
+expect_depends() {
+  local depends pattern package=$1
   shift
-  named=$(dpkg-deb -f "$(package "$package")" Depends)
+  depends=$(dpkg-deb -f "$(package "$package")" Depends)
   for pattern in "$@"; do
-    grep -qF -e "$pattern" <<<"$named" || fail "$package does not need $pattern: $named"
+    grep -qF -e "$pattern" <<<"$depends" || fail "$package does not depend on $pattern: $depends"
   done
 }
-needs qor-handler-manager 'libc6 (>=' 'libstdc++6 (>=' 'libecore1 (>=' 'libyaml-cpp0' 'libsqlite3-0' \
+expect_depends qor-handler-manager 'libc6 (>=' 'libstdc++6 (>=' 'libecore1 (>=' 'libyaml-cpp0' 'libsqlite3-0' \
   'libpugixml' 'libarchive13' 'libsodium23'
-needs qor-handler-manager-dev "qor-handler-manager (= $version)"
-needs qor-handler-manager-tools "qor-handler-manager (= $version)" 'libstdc++6 (>='
+expect_depends qor-handler-manager-dev "qor-handler-manager (= $version)"
+expect_depends qor-handler-manager-tools "qor-handler-manager (= $version)" 'libstdc++6 (>='
 
-# Unpacked by hand, the tool runs from there, and the bill of materials names all that dpkg found to be
-# needed, each with a licence.
+# The tool runs from an unpacked archive. The bill of materials lists every dependency that dpkg found,
+# with version and licence.
 for name in qor-handler-manager qor-handler-manager-tools; do
   dpkg-deb -x "$(package $name)" "$folder/unpacked"
 done
@@ -55,26 +56,26 @@ for name in qor-handler-manager qor-handler-manager-tools; do
   dpkg-deb -f "$(package $name)" Depends | tr ',' '\n' | awk '{ print $1 }'
 done | sort -u | python3 -c '
 import json, sys
-parts = {part["name"]: part for part in json.load(open(sys.argv[1]))["packages"]}
+packages = {package["name"]: package for package in json.load(open(sys.argv[1]))["packages"]}
 for name in sys.stdin.read().split():
-    assert parts[name]["versionInfo"] and parts[name]["licenseConcluded"], name
+    assert packages[name]["versionInfo"] and packages[name]["licenseConcluded"], name
 ' "$folder/unpacked/usr/share/doc/qor-handler-manager/sbom.spdx.json"
 
-# Installed beside this machine's other packages, but below a folder, so that the machine stays as it
-# is, and purged again. Only root may.
+# Install and purge below a folder with a copy of this machine's dpkg database, so that the machine
+# itself is unchanged. dpkg requires root.
 if [ "$(id -u)" = 0 ]; then
-  below=$folder/machine
-  mkdir -p "$below/var/lib/dpkg/info" "$below/var/lib/dpkg/updates" "$below/var/lib/dpkg/triggers"
-  cp /var/lib/dpkg/status "$below/var/lib/dpkg/"
-  list() { find "$below" -path "$below/var" -prune -o -print | sort; }
+  root=$folder/machine
+  mkdir -p "$root/var/lib/dpkg/info" "$root/var/lib/dpkg/updates" "$root/var/lib/dpkg/triggers"
+  cp /var/lib/dpkg/status "$root/var/lib/dpkg/"
+  list() { find "$root" -path "$root/var" -prune -o -print | sort; }
   before=$(list)
   names=(qor-handler-manager qor-handler-manager-dev qor-handler-manager-tools)
   files=()
   for name in "${names[@]}"; do files+=("$(package "$name")"); done
-  dpkg --root="$below" --force-script-chrootless --log=/dev/null -i "${files[@]}" \
+  dpkg --root="$root" --force-script-chrootless --log=/dev/null -i "${files[@]}" \
     >"$folder/dpkg.log" 2>&1 || fail "$(cat "$folder/dpkg.log")"
-  QOR_PLATFORM_ROOT=$folder/root "$below/usr/bin/qor" package list >/dev/null
-  dpkg --root="$below" --force-script-chrootless --log=/dev/null --purge "${names[@]}" \
+  QOR_PLATFORM_ROOT=$folder/root "$root/usr/bin/qor" package list >/dev/null
+  dpkg --root="$root" --force-script-chrootless --log=/dev/null --purge "${names[@]}" \
     >>"$folder/dpkg.log" 2>&1 || fail "$(cat "$folder/dpkg.log")"
-  [ "$(list)" = "$before" ] || fail "left after the purge:" "$(diff <(echo "$before") <(list))"
+  [ "$(list)" = "$before" ] || fail "files left after the purge:" "$(diff <(echo "$before") <(list))"
 fi

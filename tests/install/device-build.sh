@@ -2,11 +2,11 @@
 # Copyright 2026 The qor-handler-manager authors
 # SPDX-License-Identifier: Apache-2.0
 #
-# device-build.sh PREFIX SOURCES FOLDER VERSION: builds for a device, against the headers and
-# pkg-config modules that the Linux platform installed in PREFIX, which are laid out as a device's, and
-# against stub libraries that export what a device's do. Each target links the modules whose headers it
-# includes. The result has nothing of the Linux platform inside. It is installed to FOLDER/installed;
-# FOLDER/sysroot holds headers, modules and stubs.
+# device-build.sh PREFIX SOURCES FOLDER VERSION: builds for a device and installs to FOLDER/installed.
+# Headers and pkg-config modules are those that the Linux platform installed in PREFIX, in a device's
+# layout; libraries are stubs with a device's exports. All are copied to FOLDER/sysroot. Checks that
+# each target links the modules whose headers it includes and that the result contains nothing of the
+# Linux platform.
 set -euo pipefail
 prefix=$1 sources=$2 folder=$3 version=$4
 tests=$sources/tests/install
@@ -24,8 +24,8 @@ export PKG_CONFIG_PATH=$folder/sysroot/$pkgconfig
 # A device's libraries are in the linker's default folder.
 sed -i 's/ -Wl,-rpath,[^ ]*//' "$PKG_CONFIG_PATH"/*.pc
 
-# In the place, with the flags and in the locale of rpmbuild in rpm-recipe.sh, so that a compiler
-# cache has the objects.
+# Same path, flags and locale as rpmbuild in rpm-spec.sh, which then takes all objects from the
+# compiler cache.
 export LANG=C
 copy=$folder/rpmbuild/BUILD/capi-qor-handler-manager-$version
 build=$copy/build
@@ -47,12 +47,12 @@ sdk=$folder/installed/usr/lib64/libqor-handler.so.0
   "$sources/include/qor_handler_manager.h" ""
 "$sources/handler/tests/library-symbols.sh" "$sdk"
 if grep -F "$copy/platform/" "$build/compile_commands.json"; then
-  echo "the device's build compiles or sees sources of the platform"
+  echo "the device build compiles or includes files of the Linux platform"
   exit 1
 fi
 for file in "$library" "$sdk"; do
   if nm -C "$file" | grep -E ' [A-Za-z] platform::'; then
-    echo "$file holds parts of the Linux platform"
+    echo "$file contains symbols of the Linux platform"
     exit 1
   fi
   if readelf -d "$file" | grep -E 'RPATH|RUNPATH'; then
@@ -61,7 +61,7 @@ for file in "$library" "$sdk"; do
   fi
 done
 found=$(find "$folder/installed" -name '*qor-platform*' -o -path '*/bin/qor')
-[ -z "$found" ] || { echo "no device has: $found"; exit 1; }
+[ -z "$found" ] || { echo "installed, but not for devices: $found"; exit 1; }
 
 cp "$build/CMakeCache.txt" "$folder/"
 run cmake --graphviz="$folder/targets.dot" -B "$build"

@@ -1,11 +1,11 @@
 #!/usr/bin/env python3
 # Copyright 2026 The qor-handler-manager authors
 # SPDX-License-Identifier: Apache-2.0
-"""Checks that targets link the platform's modules whose headers they include, and no others.
+"""Checks that each target links exactly the platform modules whose headers it includes.
 
 usage: module-owners.py GRAPH COMMANDS MODULES
 
-GRAPH is what cmake --graphviz writes, COMMANDS a compile_commands.json, MODULES device-modules.txt.
+GRAPH is the output of cmake --graphviz, COMMANDS a compile_commands.json, MODULES device-modules.txt.
 A header next to a target's sources belongs to that target.
 """
 
@@ -21,7 +21,7 @@ INCLUDE = re.compile(r"^#include <([^>]+)>", re.M)
 
 
 def linked_modules(graph):
-    """The modules that each target links itself."""
+    """The modules that each target links directly."""
     linked = collections.defaultdict(set)
     for target, module in re.findall(r"// (\S+) -> platform_(\S+)$", graph, re.M):
         linked[target].add(module)
@@ -48,10 +48,10 @@ def main(graph, commands, module_table):
     linked = linked_modules(pathlib.Path(graph).read_text())
     included = included_modules(json.loads(pathlib.Path(commands).read_text()), owners)
     if len(included) < 2:
-        sys.exit("no targets include the platform's headers")
+        sys.exit("fewer than two targets include the platform's headers")
     errors = []
     for target in sorted(included.keys() | linked.keys()):
-        # Linked by libraries and programs for their other targets' sake.
+        # platform::platform, an empty target in a device build.
         linked[target].discard("none")
         if target.startswith("platform_"):
             continue

@@ -1,6 +1,6 @@
 # Copyright 2026 The qor-handler-manager authors
 # SPDX-License-Identifier: Apache-2.0
-"""Readers of the tables of the platform's modules and functions."""
+"""Reads device-modules.txt and packaging/platform-functions.txt."""
 
 import collections
 import pathlib

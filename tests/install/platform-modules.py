@@ -1,7 +1,7 @@
 #!/usr/bin/env python3
 # Copyright 2026 The qor-handler-manager authors
 # SPDX-License-Identifier: Apache-2.0
-"""Compares the installed modules of the Linux platform with a device's.
+"""Compares the installed pkg-config modules of the Linux platform with those of a device.
 
 usage: platform-modules.py PREFIX MODULES FUNCTIONS
 
@@ -30,7 +30,7 @@ def compiles(header, flags):
 def module_errors(module, pkgconfig, headers):
     text = (pkgconfig / f"{module.name}.pc").read_text()
     if re.findall(r"^Cflags: (.*)$", text, re.M) != ["-I${includedir}"]:
-        yield "names more than its own include folder"
+        yield "Cflags: expected its own include folder only"
     folder = pathlib.Path(output_of("pkg-config", "--variable=includedir", module.name).strip())
     if folder.resolve() != (headers / module.folder).resolve():
         yield f"its include folder is {folder}, expected {module.folder}"

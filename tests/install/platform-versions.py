@@ -1,12 +1,12 @@
 #!/usr/bin/env python3
 # Copyright 2026 The qor-handler-manager authors
 # SPDX-License-Identifier: Apache-2.0
-"""Compares the version of the platform that each library needs with what its documents state.
+"""Compares the platform version that each library requires with the documented one.
 
 usage: platform-versions.py SOURCES FOLDER
 
-FOLDER holds the libraries, built for a device. A library needs the newest of its undefined platform
-functions, by SOURCES/packaging/platform-functions.txt.
+FOLDER holds the libraries, built for a device. A library requires the version of its newest undefined
+platform function, according to SOURCES/packaging/platform-functions.txt.
 """
 
 import pathlib
@@ -16,7 +16,7 @@ import sys
 
 import modules
 
-# By library: the sentences that state the version, and where.
+# By library: files that state the version, with the pattern of the sentence.
 STATEMENTS = {
     "libcapi-qor-handler-manager.so.0": [
         ("include/qor_handler_manager.h", r"Needs version ([\d.]+) of the platform or later\."),
@@ -31,8 +31,8 @@ STATEMENTS = {
          r"The SDK for handlers needs version ([\d.]+) or later\."),
     ],
 }
-# Undefined symbols of others: the language run-time, yaml-cpp, SQLite, libsodium, Ecore and Eina,
-# which have versions of their own. The C library's have versions.
+# Undefined symbols that are not the platform's: the language run-time, yaml-cpp, SQLite, libsodium,
+# Ecore and Eina; and the C library, whose symbols are versioned.
 OTHERS = re.compile(r"_ITM_|__gmon_start__|_Z|sqlite3_|sodium_|crypto_|ecore_|eina_|.*@")
 
 
@@ -55,7 +55,7 @@ def main(sources, folder):
     for name, statements in STATEMENTS.items():
         used = platform_symbols(next(pathlib.Path(folder).rglob(name)))
         unused -= used
-        errors += [f"{name} needs {symbol}, which is not in the table"
+        errors += [f"{name} calls {symbol}, which is not in platform-functions.txt"
                    for symbol in sorted(used - functions.keys())]
         newest = max((functions[symbol] for symbol in used & functions.keys()),
                      key=lambda function: (function.version, function.name))
@@ -65,7 +65,7 @@ def main(sources, folder):
             if stated != [dotted(newest.version)]:
                 errors.append(f"{path} states {stated} for {name}, expected "
                               f"{dotted(newest.version)} because of {newest.name}")
-    errors += [f"no library needs {symbol} of the table" for symbol in sorted(unused)]
+    errors += [f"platform-functions.txt lists {symbol}, which no library calls" for symbol in sorted(unused)]
     return "\n".join(errors) or None
 
 

@@ -2,7 +2,7 @@
 # Copyright 2026 The qor-handler-manager authors
 # SPDX-License-Identifier: Apache-2.0
 #
-# uninstall.sh BUILD FOLDER: the target uninstall takes back what was installed and nothing else.
+# uninstall.sh BUILD FOLDER: the target uninstall removes the installed files and no others.
 set -euo pipefail
 build=$1 folder=$2
 rm -rf "$folder"
@@ -16,18 +16,18 @@ cmake --build "$build" --target uninstall >/dev/null
 after=$(cd "$folder" && find . | sort)
 [ "$after" = "$before" ] || { diff <(echo "$before") <(echo "$after"); exit 1; }
 
-# Component by component, and into a staging folder.
+# Single components, with DESTDIR.
 DESTDIR=$folder/stage cmake --install "$build" --prefix /opt/qor --component runtime >/dev/null
 DESTDIR=$folder/stage cmake --install "$build" --prefix /opt/qor --component dev >/dev/null
 [ -e "$folder/stage/opt/qor/include/qor_handler_manager.h" ]
 [ ! -e "$folder/stage/opt/qor/bin" ]
 DESTDIR=$folder/stage cmake --build "$build" --target uninstall >/dev/null
 left=$(find "$folder/stage" ! -type d)
-[ -z "$left" ] || { echo "left: $left"; exit 1; }
+[ -z "$left" ] || { echo "files left: $left"; exit 1; }
 
-# There is nothing more to take back, which is said.
+# A second uninstall fails.
 if message=$(cmake --build "$build" --target uninstall 2>&1); then
-  echo "uninstalled twice: $message"
+  echo "the second uninstall succeeded: $message"
   exit 1
 fi
-grep -q "Nothing was installed from" <<<"$message"
+grep -q "nothing was installed from" <<<"$message"

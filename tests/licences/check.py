@@ -1,9 +1,9 @@
 #!/usr/bin/env python3
 # Copyright 2026 The qor-handler-manager authors
 # SPDX-License-Identifier: Apache-2.0
-"""Every file of the project names its licence, in itself or in REUSE.toml.
+"""Checks that every file states its licence, in the file or in REUSE.toml.
 
-usage: check.py FOLDER    a git working tree
+usage: check.py FOLDER    (a git working tree)
 """
 
 import pathlib
@@ -15,9 +15,9 @@ import tomllib
 LICENCE = re.compile(rb"SPDX-License-Identifier: Apache-2\.0\b")
 
 
-def listed(folder):
-    """The files that REUSE.toml speaks for; each of its patterns must still speak for one."""
-    files, idle = set(), []
+def annotated(folder):
+    """The files that REUSE.toml covers, and its patterns that match no file."""
+    files, unmatched = set(), []
     for annotation in tomllib.loads((folder / "REUSE.toml").read_text())["annotations"]:
         for pattern in annotation["path"]:
             found = {path for path in folder.glob(pattern) if path.is_file()}
@@ -25,24 +25,24 @@ def listed(folder):
                 found = {path for path in folder.glob(pattern + "/*") if path.is_file()}
             files |= found
             if not found:
-                idle.append(pattern)
-    return files, idle
+                unmatched.append(pattern)
+    return files, unmatched
 
 
 def main(folder):
     folder = pathlib.Path(folder)
     names = subprocess.run(["git", "ls-files", "-z", "--cached", "--others", "--exclude-standard"],
                            cwd=folder, check=True, stdout=subprocess.PIPE).stdout
-    spoken_for, idle = listed(folder)
-    faults = [f"REUSE.toml: no file is {pattern}" for pattern in idle]
+    covered, unmatched = annotated(folder)
+    errors = [f"REUSE.toml: no file matches {pattern}" for pattern in unmatched]
     for name in filter(None, names.decode().split("\0")):
         path = folder / name
-        # A file that is about to be removed is still listed.
-        if path.is_file() and path not in spoken_for and not LICENCE.search(path.read_bytes()):
-            faults.append(f"{name}: add the line SPDX-License-Identifier: Apache-2.0, "
-                          "or the file to REUSE.toml where it cannot hold one")
-    if faults:
-        sys.exit("\n".join(faults))
+        # git lists a removed file until the removal is staged.
+        if path.is_file() and path not in covered and not LICENCE.search(path.read_bytes()):
+            errors.append(f"{name}: no licence (add SPDX-License-Identifier: Apache-2.0, "
+                          "or add the file to REUSE.toml if it cannot contain comments)")
+    if errors:
+        sys.exit("\n".join(errors))
 
 
 if __name__ == "__main__":

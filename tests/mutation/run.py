@@ -1,17 +1,18 @@
 #!/usr/bin/env python3
 # Copyright 2026 The qor-handler-manager authors
 # SPDX-License-Identifier: Apache-2.0
-"""Puts small faults into copies of the sources, one at a time, and tells which unit test sees each.
+"""Mutation testing: applies each mutant to a copy of the sources and runs the unit tests.
 
-A fault that no test sees is a test that is missing. The faults stand in the .txt files beside this
-script:
+A mutant that survives shows a missing test. The mutants are defined in the .txt files of this folder:
 
-    == name of the fault
+    == name of the mutant
     path of the source
-    -text that stands there exactly once, over as many lines as it takes
-    +text that takes its place; nothing, where the old text is only dropped
+    -old text, one or more lines, which occurs exactly once in the source
+    +new text, zero or more lines
 
-usage: run.py WORK_FOLDER [NAME...]    only faults whose name holds one of the given texts
+usage: run.py WORK_FOLDER [NAME...]
+
+With names, only mutants whose name contains one of them are run.
 """
 
 import concurrent.futures
@@ -28,12 +29,12 @@ ROOT = HERE.parent.parent
 SOURCES = ["CMakeLists.txt", "cmake", "handler", "include", "json", "platform", "qor-common",
            "sqlite", "src", "tests", "text"]
 WORKERS = 2
-# Far above what all tests take; a fault may make one wait for ever.
-SECONDS_TO_TEST = 120
+# Far above the duration of all tests: a mutant may loop forever.
+TEST_TIMEOUT_SECONDS = 120
 
 
-class ListError(Exception):
-    """The list of faults is wrong."""
+class MutantError(Exception):
+    """A mutant that cannot be applied, compiled or tested."""
 
 
 class Mutant:
@@ -45,7 +46,8 @@ class Mutant:
 
     def apply(self, text):
         if not self.old or text.count(self.old) != 1 or self.old == self.new:
-            raise ListError(f"{self.name}: stands {text.count(self.old)} times in {self.file}")
+            raise MutantError(f"{self.name}: old text found {text.count(self.old)} times in {self.file}, "
+                              "expected 1")
         return text.replace(self.old, self.new)
 
 
@@ -59,14 +61,14 @@ def read_mutants():
     names = [mutant.name for mutant in mutants]
     for name in set(names):
         if names.count(name) > 1:
-            raise ListError(f"{name}: two faults of this name")
+            raise MutantError(f"{name}: duplicate name")
     for mutant in mutants:
         mutant.apply((ROOT / mutant.file).read_text())
     return mutants
 
 
 class Tree:
-    """A copy of the sources with a build of its own."""
+    """A copy of the sources with its own build folder."""
 
     def __init__(self, folder):
         self.folder = folder
@@ -76,13 +78,13 @@ class Tree:
             os.environ,
             CCACHE_BASEDIR=str(self.sources),
             CCACHE_NOHASHDIR="1",
-            # Released memory does not keep its contents, so that its users are found out.
+            # Overwrites freed memory, so that uses after free fail.
             MALLOC_PERTURB_="165",
         )
 
     def prepare(self):
         self.copy_sources()
-        # A fault that ends the tests leaves their files behind.
+        # Tests that crash leave their files behind.
         temporary = self.folder / "tmp"
         shutil.rmtree(temporary, ignore_errors=True)
         temporary.mkdir()
@@ -90,19 +92,19 @@ class Tree:
         launcher = []
         if shutil.which("ccache"):
             launcher = ["-DCMAKE_C_COMPILER_LAUNCHER=ccache", "-DCMAKE_CXX_COMPILER_LAUNCHER=ccache"]
-        # Debug without debug information, which takes long to write and is not looked at.
+        # No debug information: nothing reads it, and writing it is slow.
         self.call("cmake", "-G", "Ninja", "-S", self.sources, "-B", self.build,
                   "-DCMAKE_BUILD_TYPE=Debug", "-DCMAKE_CXX_FLAGS_DEBUG=", "-DQOR_BUILD_TOOLS=OFF",
                   *launcher, check=True)
         built, log = self.compile()
         if not built:
-            raise ListError("the sources do not compile:\n" + log)
+            raise MutantError("the unchanged sources do not compile:\n" + log)
         failure = self.test()
         if failure:
-            raise ListError(f"the tests fail without any fault: {failure}")
+            raise MutantError(f"the unchanged sources fail {failure}")
 
     def copy_sources(self):
-        """Touches only what differs, so that the build goes on from where it was."""
+        """Writes only files that differ, so that the build is incremental."""
         wanted = set()
         for name in SOURCES:
             start = ROOT / name
@@ -123,25 +125,25 @@ class Tree:
         return result.returncode == 0, result.stdout
 
     def test(self):
-        """The name of the first test that fails; none when all pass."""
+        """The name of the first failed test, or None."""
         try:
             result = self.call(self.build / "tests/unit/qor_unit_tests", "--gtest_fail_fast",
-                               timeout=SECONDS_TO_TEST)
+                               timeout=TEST_TIMEOUT_SECONDS)
         except subprocess.TimeoutExpired as error:
-            return last_started((error.stdout or b"").decode(errors="replace")) + " (does not end)"
+            return last_started((error.stdout or b"").decode(errors="replace")) + " (timeout)"
         if result.returncode == 0:
             return None
         failed = re.search(r"^\[  FAILED  \] (\S+?)(,| \()", result.stdout, re.MULTILINE)
         return failed.group(1) if failed else last_started(result.stdout) + " (crash)"
 
-    def try_out(self, mutant):
+    def run_mutant(self, mutant):
         path = self.sources / mutant.file
         original = path.read_text()
         path.write_text(mutant.apply(original))
         try:
             built, log = self.compile()
             if not built:
-                raise ListError(f"{mutant.name}: does not compile\n{log}")
+                raise MutantError(f"{mutant.name}: does not compile:\n{log}")
             return self.test()
         finally:
             path.write_text(original)
@@ -158,7 +160,7 @@ def last_started(output):
 
 
 def work(tree, waiting, report):
-    """Returns the errors of the list that came up."""
+    """Runs mutants until the queue is empty. Returns the errors."""
     errors = []
     while True:
         try:
@@ -166,8 +168,8 @@ def work(tree, waiting, report):
         except queue.Empty:
             return errors
         try:
-            report(mutant, tree.try_out(mutant))
-        except ListError as error:
+            report(mutant, tree.run_mutant(mutant))
+        except MutantError as error:
             errors.append(str(error))
 
 
@@ -177,7 +179,7 @@ def main():
     mutants = [mutant for mutant in read_mutants()
                if not wanted or any(text in mutant.name for text in wanted)]
     if not mutants:
-        raise ListError("no fault of this name")
+        raise MutantError("no mutant of this name")
 
     trees = [Tree(work_folder / f"tree{number}") for number in range(min(WORKERS, len(mutants)))]
     for tree in trees:
@@ -188,10 +190,10 @@ def main():
     width = max(len(mutant.name) for mutant in mutants)
     survivors = []
 
-    def report(mutant, caught_by):
-        if caught_by is None:
+    def report(mutant, failed_test):
+        if failed_test is None:
             survivors.append(mutant.name)
-        print(f"{mutant.name:{width}}  {caught_by or 'SURVIVED'}", flush=True)
+        print(f"{mutant.name:{width}}  {failed_test or 'SURVIVED'}", flush=True)
 
     with concurrent.futures.ThreadPoolExecutor(len(trees)) as pool:
         list(pool.map(Tree.prepare, trees))
@@ -199,13 +201,13 @@ def main():
 
     for error in errors:
         print(error, file=sys.stderr)
-    print(f"{len(mutants) - len(survivors) - len(errors)} caught, {len(survivors)} survived"
-          + (f", {len(errors)} wrong in the list" if errors else ""))
+    print(f"{len(mutants) - len(survivors) - len(errors)} killed, {len(survivors)} survived"
+          + (f", {len(errors)} errors" if errors else ""))
     return 1 if survivors or errors else 0
 
 
 if __name__ == "__main__":
     try:
         sys.exit(main())
-    except ListError as error:
+    except MutantError as error:
         sys.exit(str(error))

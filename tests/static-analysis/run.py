@@ -1,17 +1,17 @@
 #!/usr/bin/env python3
 # Copyright 2026 The qor-handler-manager authors
 # SPDX-License-Identifier: Apache-2.0
-"""Looks for faults in what a build compiles, without running it: clang-tidy with clang's static
-analyser, cppcheck, and for C GCC's analyser.
+"""Runs static analysers on the sources of a build: clang-tidy with the Clang static analyser,
+cppcheck, and the GCC analyser for C.
 
 usage: run.py BUILD [--compiler] [PATH...]
 
-BUILD holds compile_commands.json; with paths, only sources below them. clang-tidy takes nearly all
-of the time, so it looks at tests and benchmarks only where a path leads to them. With --compiler
-the warnings of the build's own compiler instead.
+BUILD contains compile_commands.json. With paths, only sources below them are analysed. clang-tidy
+takes nearly all of the time, so it runs on tests and benchmarks only if a path selects them. With
+--compiler, prints the warnings of the build's compiler instead.
 
-Prints each finding once, headers' too, and in the end how many there are. Beside a line that is
-right in spite of a finding stands why:
+Prints each finding once, including those in headers, and the number of findings. To suppress a false
+positive, state the reason on the line before:
 
     // NOLINTNEXTLINE(name-of-check): reason
     // cppcheck-suppress nameOfCheck ; reason
@@ -27,27 +27,26 @@ import subprocess
 import sys
 
 ROOT = pathlib.Path(__file__).resolve().parents[2]
-# The build's commands without those for sources that it makes itself: cppcheck misses them.
+# A compilation database without generated sources, which cppcheck does not find.
 SOURCES = "sources.json"
-TRIAL = re.compile("/(tests|conformance|bench)/")
-# The line that a finding begins with; what explains it comes below.
+TEST_CODE = re.compile("/(tests|conformance|bench)/")
+# The first line of a finding; notes follow on the lines below.
 FINDING = re.compile(r"^(?=\S+: (?:warning|error): )", re.MULTILINE)
 
 
-def is_trial(source):
-    return TRIAL.search(str(source)[len(str(ROOT)):]) is not None
+def is_test_code(source):
+    return TEST_CODE.search(str(source)[len(str(ROOT)):]) is not None
 
 
 def clang_tidy(build, entry):
-    # What tests and benchmarks begin with may throw, their random numbers come again, and they run
-    # what they have built: "cert" wants none of that.
-    checks = ["--checks=-cert-*"] if is_trial(entry["file"]) else []
+    # The cert checks forbid static initializers that throw, fixed random seeds and subprocesses,
+    # all of which tests and benchmarks use.
+    checks = ["--checks=-cert-*"] if is_test_code(entry["file"]) else []
     return ["clang-tidy", "-p", build, "--quiet", *checks, entry["file"]]
 
 
 def cppcheck(build, entry):
-    # Not "performance": it asks for references where a copy is meant. Headers of the system are the
-    # dependencies'.
+    # Not "performance": it reports deliberate copies. System headers belong to dependencies.
     return ["cppcheck", "-q", f"--project={build / SOURCES}",
             f"--file-filter={entry['file']}", "--enable=warning,portability", "--inline-suppr",
             "--library=googletest", "--suppress=*:/usr/*",
@@ -55,27 +54,27 @@ def cppcheck(build, entry):
 
 
 def gcc(_, entry):
-    words = shlex.split(entry["command"])
-    words[words.index("-o") + 1] = "/dev/null"
-    return words + ["-fanalyzer", "-Wno-error"]
+    arguments = shlex.split(entry["command"])
+    arguments[arguments.index("-o") + 1] = "/dev/null"
+    return arguments + ["-fanalyzer", "-Wno-error"]
 
 
 def compiler(_, entry):
-    words = shlex.split(entry["command"])
-    return words + ["-fsyntax-only", "-Wno-error"]
+    arguments = shlex.split(entry["command"])
+    return arguments + ["-fsyntax-only", "-Wno-error"]
 
 
-def analysers(source, is_asked_for):
-    if is_asked_for or not is_trial(source):
+def analysers(source, is_selected):
+    if is_selected or not is_test_code(source):
         yield clang_tidy
     yield cppcheck
-    # In C++ it takes whatever a function returns by value for uninitialised.
+    # In C++ it reports values returned by functions as uninitialized.
     if source.suffix == ".c":
         yield gcc
 
 
 def compilations(build, folders):
-    """One for each source, not for what the build itself has made."""
+    """One entry of the compilation database for each source below the folders, without generated ones."""
     found = {}
     for entry in json.loads((build / "compile_commands.json").read_text()):
         source = pathlib.Path(entry["file"])
@@ -85,28 +84,28 @@ def compilations(build, folders):
     return found
 
 
-def look(build, analyser, entry):
-    """The findings, each with what explains it."""
-    result = subprocess.run([str(word) for word in analyser(build, entry)], cwd=entry["directory"],
+def analyse(build, analyser, entry):
+    """The findings, each with its notes."""
+    result = subprocess.run([str(argument) for argument in analyser(build, entry)], cwd=entry["directory"],
                             stdin=subprocess.DEVNULL, stdout=subprocess.PIPE,
                             stderr=subprocess.STDOUT, text=True, errors="replace")
     findings = FINDING.split(result.stdout)[1:]
     if result.returncode != 0 and not findings:
-        findings = [f"{entry['file']}: {analyser.__name__} fails:\n{result.stdout}"]
+        findings = [f"{entry['file']}: {analyser.__name__} failed:\n{result.stdout}"]
     return [finding.replace(f"{ROOT}/", "").rstrip() for finding in findings]
 
 
-def main(build, asked, paths):
+def main(build, selected, paths):
     build = build.resolve()
     (build / SOURCES).write_text(json.dumps(list(compilations(build, [ROOT]).values())))
     work = [(analyser, entry)
             for source, entry in sorted(compilations(build, paths or [ROOT]).items())
-            for analyser in asked or analysers(source, bool(paths))]
+            for analyser in selected or analysers(source, bool(paths))]
     if not work:
-        sys.exit("no source of the build lies below " + ", ".join(map(str, paths or [ROOT])))
+        sys.exit("no sources below " + ", ".join(map(str, paths or [ROOT])))
     seen = set()
     with concurrent.futures.ThreadPoolExecutor(os.cpu_count()) as pool:
-        for done, findings in enumerate(pool.map(lambda each: look(build, *each), work), 1):
+        for done, findings in enumerate(pool.map(lambda each: analyse(build, *each), work), 1):
             for finding in findings:
                 first_line = finding.partition("\n")[0]
                 if first_line not in seen:
@@ -119,8 +118,8 @@ def main(build, asked, paths):
 
 
 if __name__ == "__main__":
-    words = [word for word in sys.argv[1:] if word != "--compiler"]
-    if not words:
+    arguments = [argument for argument in sys.argv[1:] if argument != "--compiler"]
+    if not arguments:
         sys.exit(__doc__.strip())
-    sys.exit(main(pathlib.Path(words[0]), [compiler] if "--compiler" in sys.argv else [],
-                  [pathlib.Path(path).resolve() for path in words[1:]]))
+    sys.exit(main(pathlib.Path(arguments[0]), [compiler] if "--compiler" in sys.argv else [],
+                  [pathlib.Path(path).resolve() for path in arguments[1:]]))

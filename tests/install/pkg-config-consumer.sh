@@ -2,11 +2,11 @@
 # Copyright 2026 The qor-handler-manager authors
 # SPDX-License-Identifier: Apache-2.0
 #
-# agents-by-pkg-config.sh PREFIX SOURCES PACKAGE FOLDER: the example agents and a handler, built with the
-# compiler and pkg-config alone against what is installed, work.
+# pkg-config-consumer.sh PREFIX SOURCES PACKAGE FOLDER: builds the example agents and a handler with
+# the flags that the installed pkg-config files give, and runs them.
 set -euo pipefail
 prefix=$1 sources=$2 package=$3 folder=$4
-. "$(dirname "$0")/use-agents.sh"
+. "$(dirname "$0")/run-consumers.sh"
 rm -rf "$folder"
 mkdir -p "$folder"
 library=$(dirname "$(find "$prefix" -name capi-qor-handler-manager.pc)")
@@ -21,9 +21,9 @@ if pkg-config --exists qor-handler; then
     $(pkg-config --cflags --libs qor-handler) \
     -Wl,-rpath,"$(dirname "$library")" -o "$folder/greet-handler"
 fi
-use_agents "$prefix" "$sources/examples" "$package" "$folder"
-# The platform's modules bear a device's names: only who asks for their folder finds them.
+run_consumers "$prefix" "$sources/examples" "$package" "$folder"
+# The platform's modules have the device's names, so they must not be on the library's path.
 if pkg-config --exists rpc-port; then
-  echo "the platform's modules are found beside the library's"
+  echo "pkg-config finds the platform's modules without their folder"
   exit 1
 fi
