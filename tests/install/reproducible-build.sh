@@ -18,9 +18,8 @@ export SOURCE_DATE_EPOCH CCACHE_DISABLE=1
 run() { "$@" >"$folder/build.log" 2>&1 || { cat "$folder/build.log"; exit 1; }; }
 run cmake -G Ninja -S "$copy/sources" -B "$copy/build" -DCMAKE_BUILD_TYPE="$build_type" \
   -DQOR_BUILD_TESTS=OFF
-# One job: other tests run at the same time.
-# Not the examples, which are not packaged.
-run cmake --build "$copy/build" -j 1 --target sbom qor-share
+# At low priority, since other tests run at the same time. The examples are not packaged.
+run nice -n 10 cmake --build "$copy/build" -j "$(nproc)" --target sbom qor-share
 unset SOURCE_DATE_EPOCH
 run cpack --config "$copy/build/CPackConfig.cmake"
 expected=$(cd "$packages" && sha256sum ./*.deb)
