@@ -1,8 +1,9 @@
 // Copyright 2026 The qor-handler-manager authors
 // SPDX-License-Identifier: Apache-2.0
 
-// Prints the time of day in seconds since the epoch. The machine's own date may be of another
-// architecture than what is loaded into it.
+// Prints the wall clock in seconds since the epoch. The system's `date` may be of another
+// architecture than the preloaded clock.
+
 #include <stdio.h>
 #include <time.h>
 

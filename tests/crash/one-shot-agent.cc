@@ -1,8 +1,9 @@
 // Copyright 2026 The qor-handler-manager authors
 // SPDX-License-Identifier: Apache-2.0
 
-// An agent that sends one command of type "probe.run", with the uuid that it is called with, and
-// prints the result.
+// usage: one-shot-agent UUID
+// Sends one command of type "probe.run" with the uuid, and prints the result.
+
 #include <iostream>
 
 #include "agent/agent.h"

@@ -1,7 +1,8 @@
 // Copyright 2026 The qor-handler-manager authors
 // SPDX-License-Identifier: Apache-2.0
 
-// A time of day that is set while everything runs.
+// The wall clock is set while agents, handlers and installers run.
+
 #include <chrono>
 #include <cstdlib>
 #include <fstream>
@@ -11,7 +12,7 @@
 #include "end-to-end/end-to-end-test.h"
 #include "end-to-end/live-process.h"
 
-namespace deaths {
+namespace crash {
 namespace {
 
 using std::chrono::steady_clock;
@@ -21,21 +22,23 @@ constexpr long kYearSeconds = 365L * 24 * 60 * 60;
 class ClockStep : public end_to_end::EndToEndTest {
  protected:
   ClockStep() {
-    // A sanitizer's run-time wants to be loaded first, where the clock is.
+    // The preloaded clock takes the first place, which AddressSanitizer's run-time expects for
+    // itself.
     setenv("ASAN_OPTIONS", "verify_asan_link_order=0", 1);
     SetClock(0);
   }
 
-  // For all processes of the test that are started with Under(), handlers too.
+  // Applies at once to all processes started with Under(), and to the handlers that they launch.
   void SetClock(long shift_seconds) const { std::ofstream(Clock()) << shift_seconds; }
 
-  std::vector<std::string> Under(std::vector<std::string> words) const {
-    words.insert(words.begin(), {"env", "LD_PRELOAD=" SHIFTED_CLOCK, "SHIFTED_CLOCK=" + Clock()});
-    return words;
+  std::vector<std::string> Under(std::vector<std::string> arguments) const {
+    arguments.insert(arguments.begin(),
+                     {"env", "LD_PRELOAD=" SHIFTED_CLOCK, "SHIFTED_CLOCK=" + Clock()});
+    return arguments;
   }
-  std::vector<std::string> Tool(const std::vector<std::string>& words) const {
+  std::vector<std::string> Tool(const std::vector<std::string>& arguments) const {
     std::vector<std::string> all = {BuildFolder() + "/tools/qor/qor"};
-    all.insert(all.end(), words.begin(), words.end());
+    all.insert(all.end(), arguments.begin(), arguments.end());
     return Under(all);
   }
 
@@ -43,20 +46,20 @@ class ClockStep : public end_to_end::EndToEndTest {
   std::string Clock() const { return Root() + "/clock"; }
 };
 
-class ClockSteps : public ClockStep, public testing::WithParamInterface<long> {};
+class ClockStepInBothDirections : public ClockStep, public testing::WithParamInterface<long> {};
 
-INSTANTIATE_TEST_SUITE_P(By, ClockSteps, testing::Values(kYearSeconds, -kYearSeconds),
-                         [](const auto& param_info) {
-                           return param_info.param > 0 ? "AYearForward" : "AYearBack";
+INSTANTIATE_TEST_SUITE_P(By, ClockStepInBothDirections,
+                         testing::Values(kYearSeconds, -kYearSeconds), [](const auto& param_info) {
+                           return param_info.param > 0 ? "OneYearForward" : "OneYearBack";
                          });
 
-TEST_P(ClockSteps, AreSeenByTheProcesses) {
+TEST_P(ClockStepInBothDirections, IsSeenByProcesses) {
   SetClock(GetParam());
   const auto run = tools::RunProcess(Under({PRINT_TIME}), end_to_end::kPatienceSeconds);
   EXPECT_NEAR(std::stod(run.output), static_cast<double>(time(nullptr) + GetParam()), 3600);
 }
 
-TEST_P(ClockSteps, EndNoCommandBeforeItsTimeAndNoneLater) {
+TEST_P(ClockStepInBothDirections, DoesNotChangeCommandTimeouts) {
   Install("text");
   end_to_end::LiveProcess agent(Tool({"agent"}));
   agent.Write(R"({"configuration":{"executionTimeout":2000}})"
@@ -75,8 +78,8 @@ TEST_P(ClockSteps, EndNoCommandBeforeItsTimeAndNoneLater) {
   EXPECT_TRUE(agent.AwaitOutput(R"("uuid":"after","outcome":"success")")) << agent.Output();
 }
 
-// Forward, answers may be too old to be kept.
-TEST_F(ClockStep, BackLetsNoCommandBeRunTwice) {
+// Only backward: after a step forward, stored answers may have expired.
+TEST_F(ClockStep, BackwardDoesNotRepeatCommand) {
   Install("probe");
   const auto send = [this] {
     return tools::RunProcess(Tool({"send", "probe.run", "1", "--uuid", "same"}),
@@ -90,20 +93,20 @@ TEST_F(ClockStep, BackLetsNoCommandBeRunTwice) {
   EXPECT_EQ(std::string(std::istreambuf_iterator<char>(file), {}), "same\n");
 }
 
-TEST_P(ClockSteps, KeepNoPackageFromBeingReplaced) {
-  const auto carry_out = [this](const std::vector<std::string>& words) {
-    const auto run = tools::RunProcess(Tool(words), end_to_end::kPatienceSeconds);
+TEST_P(ClockStepInBothDirections, DoesNotPreventPackageUpdate) {
+  const auto expect_success = [this](const std::vector<std::string>& arguments) {
+    const auto run = tools::RunProcess(Tool(arguments), end_to_end::kPatienceSeconds);
     EXPECT_EQ(run.exit_status, 0) << run.errors;
   };
   end_to_end::LiveProcess agent(Tool({"agent"}));
-  carry_out({"package", "install", Packages() + "/text"});
+  expect_success({"package", "install", Packages() + "/text"});
   SetClock(GetParam());
-  carry_out({"package", "update", Packages() + "/text"});
+  expect_success({"package", "update", Packages() + "/text"});
   agent.Write(R"({"uuid":"after","type":"text.echo","payload":"2"})"
               "\n");
   EXPECT_TRUE(agent.AwaitOutput(R"("uuid":"after","outcome":"success")")) << agent.Output();
-  carry_out({"package", "uninstall", "org.example.text"});
+  expect_success({"package", "uninstall", "org.example.text"});
 }
 
 }  // namespace
-}  // namespace deaths
+}  // namespace crash

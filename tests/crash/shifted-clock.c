@@ -1,8 +1,9 @@
 // Copyright 2026 The qor-handler-manager authors
 // SPDX-License-Identifier: Apache-2.0
 
-// To be loaded into processes before anything else: their time of day is off by as many seconds as
-// the file $SHIFTED_CLOCK holds at that moment.
+// A preload library that shifts a process's wall clock by the number of seconds in the file
+// $SHIFTED_CLOCK, which is read on every call.
+
 #include <fcntl.h>
 #include <stdlib.h>
 #include <sys/syscall.h>

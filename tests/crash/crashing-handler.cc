@@ -1,8 +1,9 @@
 // Copyright 2026 The qor-handler-manager authors
 // SPDX-License-Identifier: Apache-2.0
 
-// A handler that is killed at the step which the environment's RUDE_STEP names, and answers every
-// command with its payload where there is none. Its process id goes into the root's FIFO `born`.
+// A handler that kills itself at the step named by the environment variable CRASH_STEP; without the
+// variable it answers each command with the payload. Writes its process id into the FIFO `started`
+// of the root folder.
 
 #include <fcntl.h>
 #include <sys/socket.h>
@@ -24,29 +25,29 @@ namespace {
 using qor::internal::Connection;
 using qor::internal::ReceivedCommand;
 
-void DieAt(const std::string& step) {
-  const char* last = std::getenv("RUDE_STEP");
+void CrashAt(const std::string& step) {
+  const char* last = std::getenv("CRASH_STEP");
   if (last != nullptr && step == last) kill(getpid(), SIGKILL);
 }
 
 bool is_sending_result = false;
 
-class Rude : public Connection::Observer {
+class CrashingHandler : public Connection::Observer {
  public:
   void Connect(const std::string& agent) {
     if (connection_ != nullptr && !connection_->IsClosed()) return;
     connection_ = std::make_unique<Connection>(agent, *this);
     connection_->Connect();
-    DieAt("connecting");
+    CrashAt("connecting");
   }
 
   void OnOpened() override {
-    DieAt("connected");
+    CrashAt("connected");
     connection_->FetchCommands();
-    DieAt("fetched");
+    CrashAt("fetched");
   }
   void OnCommand(ReceivedCommand command) override {
-    DieAt("delivered");
+    CrashAt("delivered");
     is_sending_result = true;
     connection_->SendResult(command.uuid, {true, command.payload});
     is_sending_result = false;
@@ -57,8 +58,8 @@ class Rude : public Connection::Observer {
   std::unique_ptr<Connection> connection_;
 };
 
-void TellBirth() {
-  const int fd = open((platform::RootFolder() + "/born").c_str(), O_WRONLY | O_CLOEXEC);
+void ReportStart() {
+  const int fd = open((platform::RootFolder() + "/started").c_str(), O_WRONLY | O_CLOEXEC);
   const pid_t pid = getpid();
   if (write(fd, &pid, sizeof pid) != sizeof pid) _exit(3);
   close(fd);
@@ -66,25 +67,25 @@ void TellBirth() {
 
 }  // namespace
 
-// In place of the C library's: the platform sends a parcel with one call.
+// Replaces the C library's function: the platform sends a parcel with one call.
 extern "C" __attribute__((visibility("default"))) ssize_t send(int fd, const void* bytes,
                                                                size_t size, int flags) {
-  const char* last = std::getenv("RUDE_STEP");
-  const bool halves = is_sending_result && last != nullptr && std::string(last) == "half-result";
-  const long sent = syscall(SYS_sendto, fd, bytes, halves ? size / 2 : size, flags, nullptr, 0);
+  const char* last = std::getenv("CRASH_STEP");
+  const bool is_cut = is_sending_result && last != nullptr && std::string(last) == "half-result";
+  const long sent = syscall(SYS_sendto, fd, bytes, is_cut ? size / 2 : size, flags, nullptr, 0);
   if (is_sending_result) {
-    DieAt("half-result");
-    DieAt("result");
+    CrashAt("half-result");
+    CrashAt("result");
   }
   return sent;
 }
 
 int main(int argc, char** argv) {
-  TellBirth();
-  DieAt("start");
-  Rude rude;
-  return support::RunBareHandler(argc, argv, [&rude](const std::string& agent) {
-    DieAt("launched");
-    rude.Connect(agent);
+  ReportStart();
+  CrashAt("start");
+  CrashingHandler handler;
+  return support::RunBareHandler(argc, argv, [&handler](const std::string& agent) {
+    CrashAt("launched");
+    handler.Connect(agent);
   });
 }
