@@ -49,6 +49,25 @@ TEST_F(Files, BelowARootThatOthersMayWriteToAreNotUsed) {
   ExpectUnharmed();
 }
 
+TEST_F(Files, BelowARootThatOthersMayReplaceAreNotUsed) {
+  StopAgent();
+  const std::string parent = Root() + "/parent";
+  fs::create_directory(parent);
+  ASSERT_EQ(chmod(parent.c_str(), 0777), 0);
+  setenv("QOR_PLATFORM_ROOT", (parent + "/root").c_str(), 1);
+  const std::string cause = "others may replace the root folder " + parent +
+                            "/root, since they may write to " + parent + ", run: chmod go-w " +
+                            parent;
+  ExpectNoStart(cause);
+  const auto install = Qor({"package", "install", Packages() + "/silent"});
+  EXPECT_NE(install.exit_status, 0);
+  EXPECT_NE(install.errors.find(cause), std::string::npos) << install.errors;
+  EXPECT_TRUE(fs::is_empty(parent));
+  setenv("QOR_PLATFORM_ROOT", Root().c_str(), 1);
+  StartAgent();
+  ExpectUnharmed();
+}
+
 TEST_F(Files, BelowTheRootOfAnotherUserAreNotUsed) {
   // As root a folder can be given away; else there is one of root's.
   const bool is_root = geteuid() == 0;

@@ -73,6 +73,55 @@ void RequireFolderAndParents(const std::string& path) {
   } while (end != std::string::npos);
 }
 
+bool IsWritableByOthers(const struct stat& status) {
+  // Members of root's group usually have root's rights. A user's private group has the number of
+  // the user and no other member; where such groups are the default, the umask keeps folders
+  // writable by them.
+  const bool is_trusted_group = status.st_gid == 0 || status.st_gid == geteuid();
+  return (status.st_mode & S_IWOTH) != 0 || ((status.st_mode & S_IWGRP) != 0 && !is_trusted_group);
+}
+
+// Requires of each folder down to the first symbolic link that nobody else can replace the next
+// part of the path. Returns the link, or an empty path without one or where a part is missing.
+std::filesystem::path RequireSafeUpToLink(const std::string& root,
+                                          const std::filesystem::path& path) {
+  std::filesystem::path part;
+  struct stat status {};  // of the part before
+  for (const std::filesystem::path& name : path) {
+    if (name.empty()) break;
+    const bool is_shared = IsWritableByOthers(status);
+    if (is_shared && (status.st_mode & S_ISVTX) == 0) {
+      Throw(EPERM, "others may replace the root folder " + root + ", since they may write to " +
+                       part.string() + ", run: chmod go-w " + part.string());
+    }
+    part /= name;
+    if (lstat(part.c_str(), &status) != 0) return {};
+    const bool is_link = S_ISLNK(status.st_mode);
+    // The sticky bit lets nobody but the owner replace an entry, but anybody create it.
+    if (is_shared && (is_link || part != root) && status.st_uid != 0 &&
+        status.st_uid != geteuid()) {
+      Throw(EPERM, "the root folder " + root + " is below " + part.string() +
+                       ", which belongs to user " + std::to_string(status.st_uid) +
+                       ", set QOR_PLATFORM_ROOT to a folder of your own");
+    }
+    if (is_link) return part;
+  }
+  return {};
+}
+
+// Requires that no other user can rename a part of the root's path and put a folder in its place.
+// The owners of the parents are trusted: a root below them is their decision.
+void RequireSafeParents(const std::string& root) {
+  std::filesystem::path path = root;
+  constexpr int kMaxLinks = 40;  // as in the kernel
+  for (int i = 0; i < kMaxLinks; ++i) {
+    const std::filesystem::path link = RequireSafeUpToLink(root, path);
+    if (link.empty()) return;
+    const auto target = link.parent_path() / std::filesystem::read_symlink(link);
+    path = (target / path.lexically_relative(link)).lexically_normal();
+  }
+}
+
 void RequireOurs(const std::string& root) {
   struct stat status {};
   if (stat(root.c_str(), &status) != 0) Throw(errno, "cannot look at folder " + root);
@@ -123,6 +172,7 @@ std::string RootPath() {
 
 std::string RootFolder() {
   const std::string root = RootPath();
+  RequireSafeParents(root);
   RequireFolderAndParents(root);
   RequireOurs(root);
   if (access(root.c_str(), W_OK | X_OK) != 0) Throw(errno, "cannot write to folder " + root);

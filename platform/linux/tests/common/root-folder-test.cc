@@ -4,10 +4,13 @@
 #include "platform/linux/common/root-folder.h"
 
 #include <gtest/gtest.h>
+#include <sys/stat.h>
+#include <unistd.h>
 
 #include <cstdlib>
 #include <filesystem>
 #include <string>
+#include <system_error>
 
 namespace platform {
 namespace {
@@ -60,6 +63,110 @@ TEST_F(Root, IsInTheDataFolderWhereNothingNamesIt) {
   setenv("XDG_DATA_HOME", "/data", 1);
   EXPECT_EQ(RootWith(""), "/data/qor-platform");
   unsetenv("XDG_DATA_HOME");
+}
+
+constexpr uid_t kOtherUser = 65533;
+
+// A root folder below a parent that others may write to.
+class RootParents : public Root {
+ protected:
+  RootParents() {
+    std::string folder = std::filesystem::temp_directory_path() / "root-parents-XXXXXX";
+    folder_ = mkdtemp(folder.data());
+    std::filesystem::create_directory(Parent());
+    setenv(kVariable, (Parent() + "/root").c_str(), 1);
+  }
+  ~RootParents() override { std::filesystem::remove_all(folder_); }
+
+  std::string Below(const std::string& name) const { return folder_ + "/" + name; }
+  std::string Parent() const { return Below("parent"); }
+  void SetMode(mode_t mode) const { ASSERT_EQ(chmod(Parent().c_str(), mode), 0); }
+
+  static std::string ErrorOfRoot() {
+    try {
+      RootFolder();
+      return "";
+    } catch (const std::system_error& error) {
+      EXPECT_EQ(error.code().value(), EPERM);
+      return error.what();
+    }
+  }
+  void ExpectRejected() const {
+    const std::string expected = "others may replace the root folder " + RootPath() +
+                                 ", since they may write to " + Parent() + ", run: chmod go-w " +
+                                 Parent();
+    const std::string error = ErrorOfRoot();
+    EXPECT_EQ(error.substr(0, expected.size()), expected);
+  }
+
+ private:
+  std::string folder_;
+};
+
+TEST_F(RootParents, AreRejectedWhenWritableByOthers) {
+  for (const mode_t mode : {0777U, 0702U}) {
+    SetMode(mode);
+    ExpectRejected();
+    EXPECT_FALSE(std::filesystem::exists(RootPath()));
+  }
+  SetMode(0755);
+  EXPECT_EQ(RootFolder(), RootPath());
+  // Also around a root that exists.
+  SetMode(0777);
+  ExpectRejected();
+}
+
+TEST_F(RootParents, AreRejectedAtAnyLevel) {
+  setenv(kVariable, (Parent() + "/a/b/root").c_str(), 1);
+  EXPECT_EQ(ErrorOfRoot(), "");
+  SetMode(0777);
+  ExpectRejected();
+}
+
+TEST_F(RootParents, AreAcceptedWhenSticky) {
+  SetMode(01777);
+  EXPECT_EQ(ErrorOfRoot(), "");
+}
+
+TEST_F(RootParents, AreAcceptedWhenWritableByThePrivateGroupOfTheUser) {
+  SetMode(0775);
+  if (getegid() == geteuid()) {
+    EXPECT_EQ(ErrorOfRoot(), "");
+  } else {
+    ExpectRejected();
+  }
+}
+
+TEST_F(RootParents, AreRejectedBehindASymbolicLink) {
+  std::filesystem::create_directory_symlink("parent", Below("link"));
+  std::filesystem::create_directory_symlink(Below("link"), Below("link-to-link"));
+  setenv(kVariable, (Below("link-to-link") + "/root").c_str(), 1);
+  EXPECT_EQ(ErrorOfRoot(), "");
+  SetMode(0777);
+  ExpectRejected();
+}
+
+TEST_F(RootParents, OfOtherUsersAndGroupsAreRejectedWhenShared) {
+  // Only root may give files away.
+  if (geteuid() != 0) return;
+  ASSERT_EQ(chown(Parent().c_str(), 0, kOtherUser), 0);
+  SetMode(0775);
+  ExpectRejected();
+  // An entry of a sticky folder, which anybody may have created.
+  ASSERT_EQ(chown(Parent().c_str(), kOtherUser, 0), 0);
+  SetMode(0755);
+  EXPECT_EQ(ErrorOfRoot(), "");
+  ASSERT_EQ(chmod(Below("").c_str(), 01777), 0);
+  const std::string expected =
+      "the root folder " + RootPath() + " is below " + Parent() + ", which belongs to user 65533";
+  EXPECT_EQ(ErrorOfRoot().substr(0, expected.size()), expected);
+  // The same for a link, whose target may be the user's own.
+  ASSERT_EQ(chown(Parent().c_str(), 0, 0), 0);
+  std::filesystem::create_directory_symlink(Parent() + "/root", Below("link"));
+  setenv(kVariable, Below("link").c_str(), 1);
+  EXPECT_EQ(ErrorOfRoot(), "");
+  ASSERT_EQ(lchown(Below("link").c_str(), kOtherUser, 0), 0);
+  EXPECT_NE(ErrorOfRoot().find("which belongs to user 65533"), std::string::npos);
 }
 
 }  // namespace
