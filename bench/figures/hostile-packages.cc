@@ -14,12 +14,12 @@
 #include <vector>
 
 #include "agent/agent.h"
+#include "common/platform-names.h"
 #include "figures/figures.h"
 #include "support/operation-end.h"
 #include "support/temporary-folder.h"
 #include "support/turns.h"
 #include "support/worker.h"
-#include "tizen/platform-uris.h"
 
 namespace bench {
 
@@ -88,7 +88,6 @@ const std::vector<HostilePackage>& Packages() {
 
 void Write(const std::string& folder, const HostilePackage& package) {
   fs::create_directories(folder + "/bin");
-  const std::string prefix = tizen::kMetadataUriPrefix;
   std::ofstream manifest(folder + "/tizen-manifest.xml");
   manifest << "<manifest xmlns=\"http://tizen.org/ns/packages\" package=\"" << kPackage
            << "\" version=\"1.0.0\">\n";
@@ -99,8 +98,8 @@ void Write(const std::string& folder, const HostilePackage& package) {
     std::ofstream(folder + "/bin/run-" + number) << "#!/bin/sh\n";
     chmod((folder + "/bin/run-" + number).c_str(), S_IRWXU);
     manifest << "<service-application appid=\"" << kPackage << "." << number << "\" exec=\"run-"
-             << number << "\"><metadata key=\"" << prefix << tizen::kCommandHandlerPath
-             << "\" value=\"" << file << "\"/></service-application>\n";
+             << number << "\"><metadata key=\"" << common::kCommandHandlerKey << "\" value=\""
+             << file << "\"/></service-application>\n";
   }
   manifest << "</manifest>\n";
 }

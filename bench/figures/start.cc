@@ -10,13 +10,13 @@
 #include <filesystem>
 
 #include "agent/agent.h"
+#include "common/platform-names.h"
 #include "figures/figures.h"
 #include "support/package-root.h"
 #include "support/temporary-folder.h"
 #include "support/worker.h"
 #include "tizen/app-info.h"
 #include "tizen/package-manager.h"
-#include "tizen/platform-uris.h"
 
 namespace bench {
 
@@ -73,10 +73,10 @@ class Root {
   // What every start has to ask and to read, asked and read once: milliseconds of all and of YAML.
   Numbers ReadByItself() const {
     setenv("QOR_PLATFORM_ROOT", folder_.Path().c_str(), 1);
-    const std::string key = std::string(tizen::kMetadataUriPrefix) + tizen::kCommandHandlerPath;
+    const std::string key = common::kCommandHandlerKey;
     Stopwatch watch;
     double yaml = 0;
-    for (const auto& package : tizen::PackageManager().Handlers()) {
+    for (const auto& package : tizen::PackageManager(common::kLogTag).Handlers(key)) {
       for (const auto& app_id : package.Apps()) {
         for (const auto& [name, value] : tizen::AppInfo(app_id).Metadata()) {
           if (name != key) continue;

@@ -8,9 +8,9 @@
 #include <fstream>
 #include <vector>
 
+#include "common/platform-names.h"
 #include "platform/linux/common/package-database.h"
 #include "support/worker.h"
-#include "tizen/platform-uris.h"
 
 namespace bench {
 
@@ -38,11 +38,10 @@ platform::PackageRecord Record(const std::string& folder, std::size_t number, bo
   package.version = "1.0.0";
   package.root_path = folder;
   if (is_handler) {
-    const std::string prefix = tizen::kMetadataUriPrefix;
-    application.metadata = {{prefix + tizen::kCommandHandlerPath, "res/handler.yaml"},
-                            {prefix + "/iot/metadata/qor/priority", "10"}};
-    for (const char* privilege : tizen::kHandlerPrivilegePaths) {
-      package.privileges.push_back(std::string(tizen::kPrivilegeUriPrefix) + privilege);
+    application.metadata = {{common::kCommandHandlerKey, "res/handler.yaml"},
+                            {common::kPriorityKey, "10"}};
+    for (const char* privilege : common::kHandlerPrivileges) {
+      package.privileges.push_back(privilege);
     }
   }
   package.applications.push_back(application);

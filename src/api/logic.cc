@@ -9,6 +9,7 @@
 #include "api/handler-info.h"
 #include "common/exceptions.h"
 #include "common/logging.h"
+#include "common/timeout-errors.h"
 #include "tizen/callback-guard.h"
 
 namespace api {
@@ -16,21 +17,8 @@ namespace api {
 namespace {
 
 constexpr double kMillisecondsPerSecond = 1000.0;
-constexpr int kNegotiationRefused = 1;
-
-// Clients compare these texts byte for byte.
-constexpr char kExecutionTimeoutError[] = R"(
-                    {
-                        "ErrorCode": 2004,
-                        "ErrorDomain": "QOR-CLIENT",
-                        "ErrorDescription": "Execution time out"
-                    })";
-constexpr char kConnectionTimeoutError[] = R"(
-                    {
-                        "ErrorCode": 2004,
-                        "ErrorDomain": "QOR-CLIENT",
-                        "ErrorDescription": "Connection time out"
-                    })";
+// Value of a negotiation callback that rejects the request; all others accept it.
+constexpr int kNegotiationRejected = 1;
 
 }  // namespace
 
@@ -56,7 +44,7 @@ void Logic::SetCommandReceivedCb(const HandlerId& handler_id, ipc::OnCommandRece
   std::size_t next_index = 0;
   commands.ForEach([&](RequestContext& context) {
     const std::size_t index = next_index++;
-    // Gone when the platform has reported the end of the connection while sending.
+    // Sending may report a disconnection, which removes the entry.
     const auto connected = connected_handlers_.find(handler_id);
     if (connected == connected_handlers_.end()) return;
     const std::string& uuid = context.GetCommand().uuid;
@@ -73,7 +61,7 @@ bool Logic::SendResult(const HandlerId& handler_id, rpc_port::stub::Result resul
     QOR_WARN("Received SendResult request from non-registered handler. Ignoring...");
     return true;
   }
-  // Before the command is looked up: a late result reaches the client too.
+  // Even without a pending command: the client receives late results too.
   Respond(result.uuid, result.status, result.result, result.error);
   if (const auto found = FindCmdId(handler_id, result.uuid)) {
     found->get().StopTimer();
@@ -97,14 +85,14 @@ void Logic::OnDisconnected(const HandlerId& handler_id) {
 
 bool Logic::NegotiateTimeout(const HandlerId& handler_id, const std::string& uuid, double timeout) {
   if (!FindCmdId(handler_id, uuid)) return false;
-  // A timer with such an interval would stop the other timers of the main loop.
+  // With a NaN interval, Ecore stops its other timers.
   if (std::isnan(timeout)) return false;
   if (negotiation_cb_ != nullptr &&
       negotiation_cb_(handler_id.c_str(), uuid.c_str(), timeout, negotiation_user_data_) ==
-          kNegotiationRefused) {
+          kNegotiationRejected) {
     return false;
   }
-  // The client may have changed everything meanwhile.
+  // Again, because the client's callback may have ended the command.
   const auto found = FindCmdId(handler_id, uuid);
   if (!found) return false;
   found->get().SetTimeout(timeout);
@@ -112,15 +100,15 @@ bool Logic::NegotiateTimeout(const HandlerId& handler_id, const std::string& uui
 }
 
 void Logic::Update(const handlers::HandlerAdded& event) {
-  TellClient(QOR_HANDLER_UPDATE_ADDED, event.handler);
+  NotifyClient(QOR_HANDLER_UPDATE_ADDED, event.handler);
 }
 
 void Logic::Update(const handlers::HandlerRemoved& event) {
-  TellClient(QOR_HANDLER_UPDATE_REMOVED, event.handler);
+  NotifyClient(QOR_HANDLER_UPDATE_REMOVED, event.handler);
 }
 
 void Logic::Update(const handlers::HandlerUpdated& event) {
-  TellClient(QOR_HANDLER_UPDATE_UPDATED, event.handler);
+  NotifyClient(QOR_HANDLER_UPDATE_UPDATED, event.handler);
 }
 
 void Logic::SendCommand(std::string uuid, std::string request_type, std::string payload, int,
@@ -135,8 +123,7 @@ void Logic::SendCommand(std::string uuid, std::string request_type, std::string 
     throw NotSupportedCommand(__FILE__, __LINE__, "");
   }
   const HandlerId& handler_id = handler->Id();
-  auto& commands = pending_commands_[handler_id];
-  if (commands.Find(uuid) != nullptr) {
+  if (pending_commands_[handler_id].Find(uuid) != nullptr) {
     throw OperationFailed(__FILE__, __LINE__, "Duplicated command uuid occurred.");
   }
   QOR_INFO("Handler is [%s]", handler_id.c_str());
@@ -146,18 +133,14 @@ void Logic::SendCommand(std::string uuid, std::string request_type, std::string 
   if (connected == connected_handlers_.end()) {
     QOR_INFO("Handler registered but not running. Launching...");
     QOR_INFO("Putting command on waiting queue.");
-    // Launched first, so that nothing stays pending when that fails.
-    handler->Notify();
-    auto& waiting = commands.Append(std::move(command),
-                                    TimeoutAction(&Logic::ConnectionTimeoutCb, handler_id, uuid));
-    commands.StartTimer(waiting, commands.Size() - 1, ConnectionSeconds());
+    Launch(*handler, std::move(command));
     return;
   }
 
-  auto& context = commands.Append(std::move(command),
-                                  TimeoutAction(&Logic::ExecutionTimeoutCb, handler_id, uuid));
-  // Started first, so that the time that the handler takes to accept the command counts.
-  commands.StartTimer(context, commands.Size() - 1, ExecutionSeconds());
+  // The timer starts before the delivery, so that the time that the handler takes to accept the
+  // command counts.
+  const RequestContext& context =
+      AddPending(handler_id, std::move(command), &Logic::ExecutionTimeoutCb, ExecutionSeconds());
   if (connected->second) {
     QOR_INFO("Handler connected and callback is registered.");
     connected->second->Invoke(uuid, context.GetCommand());
@@ -197,15 +180,30 @@ void Logic::SetHandlerUpdateCallback(qor_handler_manager_handler_update_cb callb
 }
 
 Eina_Bool Logic::ExecutionTimeoutCb(const HandlerId& handler_id, const std::string& uuid) {
-  if (ExpireCommand(handler_id, uuid, kExecutionTimeoutError)) {
+  if (ExpireCommand(handler_id, uuid, common::kExecutionTimeoutError)) {
     QOR_DEBUG("SCENARIO_TEST_LOG: Execution timeout");
   }
   return ECORE_CALLBACK_CANCEL;
 }
 
 Eina_Bool Logic::ConnectionTimeoutCb(const HandlerId& handler_id, const std::string& uuid) {
-  ExpireCommand(handler_id, uuid, kConnectionTimeoutError);
+  ExpireCommand(handler_id, uuid, common::kConnectionTimeoutError);
   return ECORE_CALLBACK_CANCEL;
+}
+
+void Logic::Launch(handlers::BaseHandler& handler, rpc_port::stub::Command command) {
+  // The launch comes first, so that the command does not stay pending if it fails.
+  handler.Notify();
+  AddPending(handler.Id(), std::move(command), &Logic::ConnectionTimeoutCb, ConnectionSeconds());
+}
+
+RequestContext& Logic::AddPending(const HandlerId& handler_id, rpc_port::stub::Command command,
+                                  TimeoutCb timeout_cb, double seconds) {
+  auto& commands = pending_commands_[handler_id];
+  auto action = TimeoutAction(timeout_cb, handler_id, command.uuid);
+  auto& context = commands.Append(std::move(command), std::move(action));
+  commands.StartTimer(context, commands.Size() - 1, seconds);
+  return context;
 }
 
 Logic::FoundCommand Logic::FindCmdId(const HandlerId& handler_id, const std::string& uuid) {
@@ -224,10 +222,10 @@ bool Logic::ExpireCommand(const HandlerId& handler_id, const std::string& uuid,
                           std::string_view error) {
   const auto found = FindCmdId(handler_id, uuid);
   if (!found) return false;
-  // The client may shut the library down from its callback.
+  // The client may shut the library down in its callback.
   const auto self = weak_from_this().lock();
   found->get().SetExpired();
-  tizen::GuardCallback(__FILE__, __FUNCTION__, __LINE__, 0, [&] {
+  tizen::GuardCallback(common::kLogTag, __FILE__, __FUNCTION__, __LINE__, 0, [&] {
     Respond(uuid, QOR_REQUEST_STATUS_FAILED, "", error);
     return 0;
   });
@@ -260,8 +258,8 @@ void Logic::Respond(const std::string& uuid, int status, const std::string& resu
                response_user_data_);
 }
 
-void Logic::TellClient(qor_handler_update_type_e type,
-                       std::shared_ptr<handlers::BaseHandler> handler) {
+void Logic::NotifyClient(qor_handler_update_type_e type,
+                         std::shared_ptr<handlers::BaseHandler> handler) {
   qor_handler_manager_handler_info_s info(handler->Id(), handler->RequestTypes());
   if (handler_update_cb_ != nullptr) handler_update_cb_(type, &info, handler_update_user_data_);
 }

@@ -16,18 +16,21 @@
 #include "api/api-interface.h"
 #include "api/configuration.h"
 #include "api/pending-commands.h"
-#include "common/handler-id.h"
 #include "common/observer.h"
+#include "common/platform-names.h"
 #include "handlers/events.h"
 #include "handlers/manager.h"
 #include "ipc/request-taker.h"
 
 namespace api {
 
-// The router: takes commands from the client, finds and launches their handlers, keeps the commands
-// until they are answered or their time is up, and passes results back. Has no lock; the client,
-// the connections and the registry all reach it on the main loop's thread. Without a manager there
-// are no handlers.
+// The router: sends the client's commands to their handlers, which it launches if necessary, keeps
+// the commands until their result or timeout, and passes results back. Without a manager there are
+// no handlers.
+//
+// Without a lock: the client, the connections and the registry call it on the main loop's thread.
+// Each callback of the client may change everything, shutdown included, so nothing that was looked
+// up before a callback is used after it.
 class Logic : public ipc::RequestTaker,
               public ApiInterface,
               public common::IObserver<const handlers::HandlerAdded&>,
@@ -37,10 +40,10 @@ class Logic : public ipc::RequestTaker,
  public:
   Logic();
 
-  // Sets the registry; the caller attaches this object to the sources of change events.
+  // Sets the registry. The caller attaches this object to the sources of change events.
   void Bind(std::shared_ptr<handlers::Manager> manager);
   void UnbindAll();
-  // Drops every pending command without telling the client.
+  // Drops all pending commands without a response.
   void ShutDown();
 
   void SetCommandReceivedCb(const HandlerId& handler_id,
@@ -72,12 +75,19 @@ class Logic : public ipc::RequestTaker,
   Eina_Bool ExecutionTimeoutCb(const HandlerId& handler_id, const std::string& uuid);
   Eina_Bool ConnectionTimeoutCb(const HandlerId& handler_id, const std::string& uuid);
 
-  // The first pending command of this uuid. Valid until the handler's commands change.
+  // Launches a handler and adds the command to its pending commands. Throws FailToSendAppControl.
+  void Launch(handlers::BaseHandler& handler, rpc_port::stub::Command command);
+  // Adds a pending command and starts its timer. The reference is valid until the command is
+  // removed. Throws OperationFailed if the platform creates no timer; the command stays pending
+  // then.
+  RequestContext& AddPending(const HandlerId& handler_id, rpc_port::stub::Command command,
+                             TimeoutCb timeout_cb, double seconds);
+  // Returns a pending command. The reference is valid until the command is removed.
   FoundCommand FindCmdId(const HandlerId& handler_id, const std::string& uuid);
-  // Forgets a command, if it is still pending.
+  // Removes a command, if it is still pending.
   void RemoveCommand(const HandlerId& handler_id, const std::string& uuid);
-  // Ends a command whose time is up; false when it is no longer pending.
-  // A timeout is told even when memory has run out: nothing here allocates.
+  // Reports a timeout to the client and removes the command; false if it is no longer pending.
+  // Allocates nothing, so that a timeout is reported even when out of memory.
   bool ExpireCommand(const HandlerId& handler_id, const std::string& uuid, std::string_view error);
 
   std::function<bool()> TimeoutAction(TimeoutCb timeout_cb, const HandlerId& handler_id,
@@ -86,10 +96,10 @@ class Logic : public ipc::RequestTaker,
   double ExecutionSeconds() const;
 
   std::shared_ptr<handlers::BaseHandler> FindHandlerById(const HandlerId& id) const;
-  // `error` ends with a NUL.
+  // Reports a result to the client. `error` must be NUL-terminated.
   void Respond(const std::string& uuid, int status, const std::string& result,
                std::string_view error) const;
-  void TellClient(qor_handler_update_type_e type, std::shared_ptr<handlers::BaseHandler> handler);
+  void NotifyClient(qor_handler_update_type_e type, std::shared_ptr<handlers::BaseHandler> handler);
 
   std::shared_ptr<handlers::Manager> manager_;
   std::map<HandlerId, ipc::OnCommandReceivedUniqePtr> connected_handlers_;

@@ -39,11 +39,11 @@ void PendingCommands::Remove(const std::string& uuid) {
 }
 
 void PendingCommands::StartTimer(RequestContext& context, std::size_t index, double seconds) {
-  // A timer that was started before the list has grown finds nothing.
-  const auto occupant = [this, capacity = capacity_, index] {
+  // A timer that was started before the list grew has no owner.
+  const auto find_owner = [this, capacity = capacity_, index] {
     return capacity == capacity_ ? TimerAt(index) : nullptr;
   };
-  context.StartTimer(seconds, timers_, occupant);
+  context.StartTimer(seconds, timers_, find_owner);
 }
 
 const EcoreTimerWrapper* PendingCommands::TimerAt(std::size_t index) const {

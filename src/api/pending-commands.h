@@ -12,6 +12,7 @@
 #include <unordered_map>
 
 #include "api/request-context.h"
+#include "common/platform-names.h"
 
 namespace api {
 
@@ -56,7 +57,7 @@ class PendingCommands final {
   // The keys are the commands' own texts.
   std::unordered_map<std::string_view, std::list<RequestContext>::iterator> by_uuid_;
   // Last, so that all timers end before what they refer to is destroyed.
-  EcoreTimerGroup timers_;
+  EcoreTimerGroup timers_{common::kLogTag};
 };
 
 }  // namespace api

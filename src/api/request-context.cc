@@ -14,9 +14,9 @@ RequestContext::RequestContext(rpc_port::stub::Command command, std::function<bo
     : command_(std::move(command)), timer_(std::move(action)) {}
 
 void RequestContext::StartTimer(double seconds, EcoreTimerGroup& group,
-                                EcoreTimerWrapper::Occupant occupant) {
+                                EcoreTimerWrapper::FindOwner find_owner) {
   ThreadUtils::InvokeOnMainThreadSync([&] {
-    if (!timer_.Start(seconds, group, std::move(occupant))) {
+    if (!timer_.Start(seconds, group, std::move(find_owner))) {
       throw OperationFailed(__FILE__, __LINE__, "Could not initialize a timer.");
     }
   });

@@ -20,7 +20,7 @@ class RequestContext {
 
   // Starts the timer, or restarts it; the parameters are those of EcoreTimerWrapper::Start().
   // Throws OperationFailed, without a timer, when the platform gives none.
-  void StartTimer(double seconds, EcoreTimerGroup& group, EcoreTimerWrapper::Occupant occupant);
+  void StartTimer(double seconds, EcoreTimerGroup& group, EcoreTimerWrapper::FindOwner find_owner);
   void StopTimer();
   // Gives the running timer this many seconds from now.
   void SetTimeout(double seconds);

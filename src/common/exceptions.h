@@ -9,16 +9,20 @@
 #include <string_view>
 #include <vector>
 
-// Every failure inside the library is one of these, thrown by value; the C interface turns it into
-// a return code.
+#include "tizen/callback-guard.h"
+
+// Base of the library's exceptions. Thrown by value; api::TryCatch() turns them into return codes
+// of the C interface.
 class QorCommonException : public std::exception {
  public:
-  // `file` is the full path of the throwing source; only its last component is kept.
-  QorCommonException(const char* file, int line, std::string_view message);
+  // `file` is the path of the throwing source; only its last component is kept.
+  QorCommonException(const char* file, int line, std::string_view message) : message_(message) {
+    locations_.push_back(tizen::BaseName(file) + (":" + std::to_string(line)));
+  }
 
   const char* what() const noexcept override { return message_.c_str(); }
 
-  // Where it was thrown, as "<file name>:<line>".
+  // Location of the throw, as "<file name>:<line>".
   const std::vector<std::string>& Locations() const { return locations_; }
 
  private:

@@ -6,20 +6,20 @@
 
 #include <dlog.h>
 
-#include "tizen/log.h"
+#include "common/platform-names.h"
+#include "tizen/callback-guard.h"
 
-// Every line goes to the platform log under one tag, led by file, function and line.
+// Every line goes to the platform log under one tag and begins with file, function and line.
 //
-// Log readers rely on some of the line numbers. Those are written out at the call (the _AT forms),
-// so that a line keeps its number when the code around it moves; all others are where they stand.
+// Log readers rely on some of the line numbers. The _AT forms take such a number as an argument, so
+// that it stays when the code around it moves; the other forms use __LINE__.
 
 namespace common {
 
 using tizen::BaseName;
-using tizen::kLogTag;
 
-// Writes the exit line of a scope on every way out, at the priority of its enter line. The texts
-// must last as long; nothing is allocated, so that opening a scope cannot fail.
+// Writes the exit line of a scope on every path out of it, at the priority of its enter line. Keeps
+// the pointers to the texts. Allocates nothing, so that opening a scope cannot fail.
 class ScopeTrace {
  public:
   ScopeTrace(log_priority priority, const char* file, const char* function) noexcept
@@ -38,30 +38,30 @@ class ScopeTrace {
 
 }  // namespace common
 
-#define QOR_LOG(priority, line, lead, format, ...)                                             \
-  dlog_print(priority, common::kLogTag, lead format, common::BaseName(__FILE__), __FUNCTION__, \
+#define QOR_LOG(priority, line, prefix, format, ...)                                             \
+  dlog_print(priority, common::kLogTag, prefix format, common::BaseName(__FILE__), __FUNCTION__, \
              line, ##__VA_ARGS__)
 
-#define QOR_LEAD_PLAIN "%s: %s: %d > "
-#define QOR_LEAD_GREEN "\033[0;32m%s: %s: %d > \033[0;m"
-#define QOR_LEAD_RED "\033[0;31m%s: %s: %d > \033[0;m"
-#define QOR_LEAD_ENTER "\033[0;36m%s: %s: %d > Enter \033[0;m"
+#define QOR_PREFIX_PLAIN "%s: %s: %d > "
+#define QOR_PREFIX_GREEN "\033[0;32m%s: %s: %d > \033[0;m"
+#define QOR_PREFIX_RED "\033[0;31m%s: %s: %d > \033[0;m"
+#define QOR_PREFIX_ENTER "\033[0;36m%s: %s: %d > Enter \033[0;m"
 
 #define QOR_DEBUG_AT(line, format, ...) \
-  QOR_LOG(DLOG_DEBUG, line, QOR_LEAD_PLAIN, format, ##__VA_ARGS__)
+  QOR_LOG(DLOG_DEBUG, line, QOR_PREFIX_PLAIN, format, ##__VA_ARGS__)
 #define QOR_INFO_AT(line, format, ...) \
-  QOR_LOG(DLOG_INFO, line, QOR_LEAD_GREEN, format, ##__VA_ARGS__)
+  QOR_LOG(DLOG_INFO, line, QOR_PREFIX_GREEN, format, ##__VA_ARGS__)
 #define QOR_ERROR_AT(line, format, ...) \
-  QOR_LOG(DLOG_ERROR, line, QOR_LEAD_RED, format, ##__VA_ARGS__)
+  QOR_LOG(DLOG_ERROR, line, QOR_PREFIX_RED, format, ##__VA_ARGS__)
 
 #define QOR_DEBUG(format, ...) QOR_DEBUG_AT(__LINE__, format, ##__VA_ARGS__)
 #define QOR_INFO(format, ...) QOR_INFO_AT(__LINE__, format, ##__VA_ARGS__)
-#define QOR_WARN(format, ...) QOR_LOG(DLOG_WARN, __LINE__, QOR_LEAD_PLAIN, format, ##__VA_ARGS__)
+#define QOR_WARN(format, ...) QOR_LOG(DLOG_WARN, __LINE__, QOR_PREFIX_PLAIN, format, ##__VA_ARGS__)
 #define QOR_ERROR(format, ...) QOR_ERROR_AT(__LINE__, format, ##__VA_ARGS__)
 
-// Opens a scope: the enter line now, the exit line on the way out.
-#define QOR_SCOPE(priority, line, format, ...)                    \
-  QOR_LOG(priority, line, QOR_LEAD_ENTER, format, ##__VA_ARGS__); \
+// Opens a scope: writes the enter line now and the exit line at the end of the scope.
+#define QOR_SCOPE(priority, line, format, ...)                      \
+  QOR_LOG(priority, line, QOR_PREFIX_ENTER, format, ##__VA_ARGS__); \
   const common::ScopeTrace scope_trace(priority, common::BaseName(__FILE__), __FUNCTION__)
 
 #define QOR_FRAME_AT(line) QOR_SCOPE(DLOG_DEBUG, line, "")

@@ -10,20 +10,19 @@
 
 #include "common/exceptions.h"
 #include "common/logging.h"
+#include "common/platform-names.h"
 #include "handlers/handler-config.h"
 #include "handlers/priority.h"
 #include "tizen/app-info.h"
-#include "tizen/platform-uris.h"
 
 namespace handlers {
 
 namespace {
 
 const std::string* FindValue(const std::vector<tizen::AppInfo::MetadataEntry>& metadata,
-                             const std::string& path) {
-  const std::string key = tizen::kMetadataUriPrefix + path;
+                             const char* key) {
   const auto found = std::find_if(metadata.begin(), metadata.end(),
-                                  [&key](const auto& entry) { return entry.first == key; });
+                                  [key](const auto& entry) { return entry.first == key; });
   return found != metadata.end() ? &found->second : nullptr;
 }
 
@@ -107,14 +106,14 @@ void AppHandler::LoadDataFromManifest(PackageConfigs* configs) {
   const tizen::PackageInfo package = app.Package();
   const auto metadata = app.Metadata();
 
-  if (const std::string* path = FindValue(metadata, tizen::kCommandHandlerPath)) {
+  if (const std::string* path = FindValue(metadata, common::kCommandHandlerKey)) {
     PackageConfigs own;
     const auto config = HandlerConfig::FromYaml(package.RootPath() + "/" + *path,
                                                 configs != nullptr ? *configs : own);
     for (const auto& type : config.RequestTypes()) AddRequestType(type);
   }
 
-  const DeclaredPriority priority = ReadPriority(FindValue(metadata, kPriorityPath));
+  const DeclaredPriority priority = ReadPriority(FindValue(metadata, common::kPriorityKey));
   if (priority.source == DeclaredPriority::Source::kInvalid) {
     QOR_ERROR("Invalid priority value for the app with id: %s, setting priority to 0",
               app_id_.c_str());

@@ -8,7 +8,7 @@
 #include <set>
 #include <string>
 
-#include "common/handler-id.h"
+#include "common/platform-names.h"
 #include "handlers/json.h"
 
 namespace handlers {

@@ -8,6 +8,7 @@
 #include <utility>
 
 #include "common/logging.h"
+#include "common/platform-names.h"
 #include "handlers/factory.h"
 #include "handlers/handler-config.h"
 
@@ -48,7 +49,7 @@ InstalledAppsSource::InstalledAppsSource() {
 std::vector<std::shared_ptr<BaseHandler>> InstalledAppsSource::Load() {
   try {
     std::vector<std::shared_ptr<BaseHandler>> handlers;
-    for (const auto& package : package_manager_.Handlers()) {
+    for (const auto& package : package_manager_.Handlers(common::kCommandHandlerKey)) {
       PackageConfigs configs;
       for (const auto& app_id : package.Apps()) {
         auto handler = Factory::Instance().CreateAppHandler(app_id, &configs);

@@ -8,6 +8,7 @@
 #include <memory>
 #include <vector>
 
+#include "common/platform-names.h"
 #include "handlers/app-handler.h"
 #include "handlers/source.h"
 #include "tizen/package-manager.h"
@@ -34,7 +35,7 @@ class InstalledAppsSource : public Source,
   template <typename Event>
   void NotifyOfPackage(const char* package);
 
-  tizen::PackageManager package_manager_;
+  tizen::PackageManager package_manager_{common::kLogTag};
 };
 
 }  // namespace handlers

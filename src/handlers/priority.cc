@@ -4,9 +4,19 @@
 #include "handlers/priority.h"
 
 #include <algorithm>
+#include <cstddef>
 #include <stdexcept>
 
 namespace handlers {
+
+namespace {
+
+constexpr std::size_t kKeyWidth = 3;
+// Priority with the smallest key of three digits. Larger ones give a sign, smaller than 0 a fourth
+// digit, and are ordered as the text is.
+constexpr int kTopPriority = 999;
+
+}  // namespace
 
 DeclaredPriority ReadPriority(const std::string* text) {
   using Source = DeclaredPriority::Source;
@@ -18,6 +28,17 @@ DeclaredPriority ReadPriority(const std::string* text) {
   } catch (const std::logic_error&) {
     return {Source::kInvalid, 0};
   }
+}
+
+std::string PreferenceKey(int priority, const HandlerId& id) {
+  return ToZeroLeadString(kTopPriority - priority) + id;
+}
+
+std::string ToZeroLeadString(int value) {
+  // Without a stream: a stream that runs out of memory truncates the text instead of throwing.
+  std::string text = std::to_string(value);
+  if (text.size() < kKeyWidth) text.insert(0, kKeyWidth - text.size(), '0');
+  return text;
 }
 
 }  // namespace handlers

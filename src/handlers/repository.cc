@@ -18,13 +18,6 @@ namespace {
 
 using RequestType = Repository::HandlersByRequestType::value_type;
 
-constexpr std::size_t kKeyWidth = 3;
-constexpr int kTopPriority = 999;
-
-std::string PreferenceKey(BaseHandler& handler) {
-  return ToZeroLeadString(kTopPriority - handler.Priority()) + handler.Id();
-}
-
 void EraseHandler(Repository::HandlersByPreference& handlers,
                   const Repository::HandlerPtr& handler) {
   for (auto it = handlers.begin(); it != handlers.end();) {
@@ -32,22 +25,15 @@ void EraseHandler(Repository::HandlersByPreference& handlers,
   }
 }
 
-// Keeps the order, and each once.
+// Inserts in ascending order, unless present.
 void Insert(std::vector<RequestType*>& types, RequestType& type) {
-  const auto place = std::lower_bound(
+  const auto position = std::lower_bound(
       types.begin(), types.end(), type.first,
       [](const RequestType* one, const std::string& name) { return one->first < name; });
-  if (place == types.end() || *place != &type) types.insert(place, &type);
+  if (position == types.end() || *position != &type) types.insert(position, &type);
 }
 
 }  // namespace
-
-std::string ToZeroLeadString(int value) {
-  // No stream: one that runs out of memory gives a shorter text instead of an error.
-  std::string text = std::to_string(value);
-  if (text.size() < kKeyWidth) text.insert(0, kKeyWidth - text.size(), '0');
-  return text;
-}
 
 Repository::Repository(std::unique_ptr<RepositoryBackend> backend) : backend_(std::move(backend)) {
   QOR_FRAME();
@@ -55,9 +41,10 @@ Repository::Repository(std::unique_ptr<RepositoryBackend> backend) : backend_(st
 
 void Repository::Add(std::string request_type, HandlerPtr handler) {
   RequestType& type = *handlers_.try_emplace(std::move(request_type)).first;
-  // First, so that RemoveAll() finds whatever stands in the other.
+  // The reverse index first: if the second insertion runs out of memory, RemoveAll() still finds
+  // every entry.
   Insert(request_types_[handler], type);
-  type.second.emplace(PreferenceKey(*handler), handler);
+  type.second.emplace(PreferenceKey(handler->Priority(), handler->Id()), handler);
   SetById(std::move(handler));
 }
 

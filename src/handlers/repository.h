@@ -12,12 +12,10 @@
 #include <vector>
 
 #include "handlers/base-handler.h"
+#include "handlers/priority.h"
 #include "handlers/repository-backend.h"
 
 namespace handlers {
-
-// `value` in decimal, filled with zeros from the left to three characters: 7 is 007, -5 is 0-5.
-std::string ToZeroLeadString(int value);
 
 // The registry in memory: which handlers serve a request type, in order of preference. The backend
 // is touched by Load() and Sync() only. To be used from one thread.

@@ -7,7 +7,7 @@
 #include <memory>
 #include <string>
 
-#include "common/handler-id.h"
+#include "common/platform-names.h"
 #include "ipc/stub.h"
 
 namespace ipc {

@@ -11,7 +11,7 @@
 #include <utility>
 
 #include "common/logging.h"
-#include "tizen/platform-uris.h"
+#include "common/platform-names.h"
 
 #define STUB_ERROR(format, ...)                                                               \
   dlog_print(DLOG_ERROR, "RPC_PORT_STUB", "%s: %s(%d) > " format, common::BaseName(__FILE__), \
@@ -24,10 +24,10 @@ namespace stub {
 namespace {
 
 constexpr char kPortName[] = "CommandHandler";
-// Version of the interface definition's protocol; marks every reply.
+// Protocol version of the interface definition; the header tag of every reply.
 constexpr char kReplyTag[] = "1.10.4";
 
-// First value of every parcel.
+// First field of every parcel. Result and Callback are sent by the stub, the others received.
 enum class MethodId {
   Result = 0,
   Callback = 1,
@@ -40,9 +40,9 @@ enum class DelegateId { OnCommandReceived = 1 };
 
 class Parcel {
  public:
-  Parcel() { Keep(rpc_port_parcel_create(&handle_)); }
-  // Takes the next parcel of a port; check Error() before use.
-  explicit Parcel(rpc_port_h port) { Keep(rpc_port_parcel_create_from_port(&handle_, port)); }
+  Parcel() { Init(rpc_port_parcel_create(&handle_)); }
+  // Reads the next parcel from a port. Error() must be checked before use.
+  explicit Parcel(rpc_port_h port) { Init(rpc_port_parcel_create_from_port(&handle_, port)); }
   Parcel(const Parcel&) = delete;
   Parcel& operator=(const Parcel&) = delete;
   ~Parcel() {
@@ -53,8 +53,8 @@ class Parcel {
   rpc_port_parcel_h Get() const { return handle_; }
 
  private:
-  // After a failure the handle may be anything.
-  void Keep(int error) {
+  // The platform leaves the handle undefined after an error.
+  void Init(int error) {
     error_ = error;
     if (error != RPC_PORT_ERROR_NONE) handle_ = nullptr;
   }
@@ -118,7 +118,7 @@ CommandHandler::ServiceBase::ServiceBase(std::string sender, std::string instanc
       active_object_(std::make_unique<ActiveObject>()) {}
 
 void CommandHandler::ServiceBase::Disconnect() {
-  // Inverted on purpose: users of this call rely on it.
+  // The test is inverted on purpose: callers rely on it.
   const int result = rpc_port_disconnect(port_);
   if (result == RPC_PORT_ERROR_NONE) {
     STUB_ERROR("Failed to disconnect the port(%d)", result);
@@ -144,10 +144,9 @@ void CommandHandler::OnCommandReceived::Invoke(std::string uuid, Command command
   parcel.Get() << static_cast<const CallbackBase&>(*this);
   rpc_port_parcel_write_string(parcel.Get(), uuid.c_str());
   parcel.Get() << command;
-  // Consulted only by callbacks that may be invoked once.
+  // Cleared by every invocation, but checked only for callbacks that may be invoked once.
   valid_ = false;
-  // Last: the platform may report the end of the connection from within, which destroys this
-  // object.
+  // Last: the platform may report a disconnection during the call, which destroys this object.
   set_last_result(rpc_port_parcel_send(parcel.Get(), port_));
 }
 
@@ -161,13 +160,13 @@ CommandHandler::CommandHandler() {
   rpc_port_stub_add_connected_event_cb(stub, OnConnectedCB, this);
   rpc_port_stub_add_disconnected_event_cb(stub, OnDisconnectedCB, this);
   rpc_port_stub_add_received_event_cb(stub, OnReceivedCB, this);
-  const std::string prefix = tizen::kPrivilegeUriPrefix;
-  for (const char* path : tizen::kHandlerPrivilegePaths)
-    rpc_port_stub_add_privilege(stub, (prefix + path).c_str());
+  for (const char* privilege : common::kHandlerPrivileges)
+    rpc_port_stub_add_privilege(stub, privilege);
 }
 
 CommandHandler::~CommandHandler() {
-  // Away from the events that an end may raise, so that each end comes only once.
+  // Removed first: OnTerminate() may cause disconnection events, and must be called only once per
+  // service.
   const auto services = std::exchange(services_, {});
   services_by_instance_.clear();
   for (const auto& service : services) {
@@ -231,7 +230,7 @@ void CommandHandler::OnConnectedCB(const char* sender, const char* instance) {
   }
   service->SetPort(port);
   const std::weak_ptr<const bool> alive = alive_;
-  // Its place is made before it starts: a service that has started can no longer fail to be listed.
+  // Allocated before OnCreate(): adding a service that has started cannot fail any more.
   Services started{service};
   ServicesByInstance indexed{{instance, started.begin()}};
   service->OnCreate();
@@ -246,7 +245,8 @@ void CommandHandler::OnConnectedCB(const char* sender, const char* instance) {
 void CommandHandler::OnDisconnectedCB(const char* instance) {
   const auto found = Find(instance);
   if (found == services_by_instance_.end()) return;
-  // Out of the list first, so that its end comes only once, whatever happens in it.
+  // Removed first: OnTerminate() may cause further events, and must be called only once per
+  // service.
   const auto service = *found->second;
   services_.erase(found->second);
   services_by_instance_.erase(found);
@@ -276,43 +276,53 @@ int CommandHandler::OnReceivedCB(const char* instance, rpc_port_h port) {
   SetReplyHeader(reply, SequenceNumberOf(request));
 
   int method = -1;
-  bool answer = false;
+  bool value = false;
   ReadNumber(rpc_port_parcel_read_int32, request.Get(), method);
   switch (static_cast<MethodId>(method)) {
-    case MethodId::SetCommandReceivedCb: {
-      auto callback = std::make_unique<OnCommandReceived>(callback_port, service);
-      request.Get() >> static_cast<CallbackBase&>(*callback);
-      service->SetCommandReceivedCb(std::move(callback));
+    case MethodId::SetCommandReceivedCb:
+      SetCommandReceivedCb(service, request.Get(), callback_port);
       return service->IsConnected() ? 0 : -1;
-    }
-    case MethodId::SendResult: {
-      Result result;
-      request.Get() >> result;
-      answer = service->SendResult(std::move(result));
+    case MethodId::SendResult:
+      value = SendResult(*service, request.Get());
       break;
-    }
-    case MethodId::NegotiateTimeout: {
-      std::string uuid;
-      double timeout = 0;
-      ReadString(request.Get(), uuid);
-      ReadNumber(rpc_port_parcel_read_double, request.Get(), timeout);
-      answer = service->NegotiateTimeout(std::move(uuid), timeout);
+    case MethodId::NegotiateTimeout:
+      value = NegotiateTimeout(*service, request.Get());
       break;
-    }
     default:
       STUB_ERROR("Unknown command(%d)", method);
       return -1;
   }
-  // The port ended with the connection or the stub.
+  // The method may have ended the connection or the stub, and the port with it.
   if (!service->IsConnected()) return -1;
-  return SendReply(reply, answer, port);
+  return SendReply(reply, value, port);
+}
+
+void CommandHandler::SetCommandReceivedCb(const std::shared_ptr<ServiceBase>& service,
+                                          rpc_port_parcel_h request, rpc_port_h callback_port) {
+  auto callback = std::make_unique<OnCommandReceived>(callback_port, service);
+  request >> static_cast<CallbackBase&>(*callback);
+  service->SetCommandReceivedCb(std::move(callback));
+}
+
+bool CommandHandler::SendResult(ServiceBase& service, rpc_port_parcel_h request) {
+  Result result;
+  request >> result;
+  return service.SendResult(std::move(result));
+}
+
+bool CommandHandler::NegotiateTimeout(ServiceBase& service, rpc_port_parcel_h request) {
+  std::string uuid;
+  double timeout = 0;
+  ReadString(request, uuid);
+  ReadNumber(rpc_port_parcel_read_double, request, timeout);
+  return service.NegotiateTimeout(std::move(uuid), timeout);
 }
 
 CommandHandler::ServicesByInstance::const_iterator CommandHandler::Find(
     const char* instance) const {
   const auto found = services_by_instance_.lower_bound(instance);
-  const bool is_it = found != services_by_instance_.end() && found->first == instance;
-  return is_it ? found : services_by_instance_.end();
+  const bool is_found = found != services_by_instance_.end() && found->first == instance;
+  return is_found ? found : services_by_instance_.end();
 }
 
 }  // namespace stub

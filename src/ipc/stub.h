@@ -27,24 +27,23 @@ class Exception {
   virtual ~Exception() = default;
 };
 
-// The platform refused to create the stub or to listen.
+// The platform failed to create the stub or to listen.
 class InvalidIOException : public Exception {};
-// The connection of a callback is gone.
+// The connection of a callback has ended.
 class NotConnectedSocketException : public Exception {};
 // A callback that may be invoked once was invoked again.
 class InvalidCallbackException : public Exception {};
 
-// The library's side of the port "CommandHandler": accepts handler applications, turns each
-// incoming parcel into a call of that connection's service object, and sends the replies.
+// The server side of the port "CommandHandler": accepts connections of handler applications,
+// dispatches each received parcel to the connection's service object, and sends the replies.
 //
-// Everything runs on the main loop's thread. Whatever a service does, it may destroy this object
-// from within a call.
+// To be used on the main loop's thread. A service may destroy this object during any call.
 class CommandHandler {
  public:
-  // A callback object that a proxy registered; its header travels ahead of every invocation.
+  // A callback object of a proxy. Its fields precede the arguments of every invocation.
   class CallbackBase {
    public:
-    // Draws the next sequence number of the process; safe from any thread.
+    // Takes the next sequence number of the process. Thread-safe.
     CallbackBase(int id, bool once);
     virtual ~CallbackBase() = default;
 
@@ -67,7 +66,7 @@ class CommandHandler {
 
   class OnCommandReceived;
 
-  // One connection, as the application that uses this stub sees it.
+  // The application's object for one connection.
   class ServiceBase {
    public:
     class Factory {
@@ -79,9 +78,9 @@ class CommandHandler {
 
     virtual ~ServiceBase() = default;
 
-    // The connection stands; comes once, before anything else.
+    // Called once, when the connection is established, before all other calls.
     virtual void OnCreate() = 0;
-    // The connection has ended, or the stub is going away; comes once, after everything else.
+    // Called once, when the connection has ended or the stub is destroyed, after all other calls.
     virtual void OnTerminate() = 0;
     virtual void SetCommandReceivedCb(std::unique_ptr<OnCommandReceived> cb) = 0;
     virtual bool SendResult(Result result) = 0;
@@ -89,15 +88,14 @@ class CommandHandler {
 
     // Application id of the peer.
     const std::string& GetSender() const { return sender_; }
-    // The platform's name of this connection.
+    // Instance id that the platform gave to this connection.
     const std::string& GetInstance() const { return instance_; }
     // The connection's callback port; not owned.
     void SetPort(rpc_port_h port) { port_ = port; }
-    // False from the moment the connection has ended, when its ports are no longer valid.
+    // False after the connection has ended: its ports are no longer valid.
     bool IsConnected() const { return is_connected_; }
     void SetDisconnected() { is_connected_ = false; }
-    // Asks the platform to end the connection. Keeps the port when that succeeds and forgets it
-    // when it fails.
+    // Asks the platform to end the connection. Keeps the port on success and clears it on failure.
     void Disconnect();
 
    protected:
@@ -111,14 +109,14 @@ class CommandHandler {
     std::unique_ptr<ActiveObject> active_object_;
   };
 
-  // Pushes commands to the connection that registered it. May outlive the connection.
+  // Sends commands to the connection that registered the callback. May outlive the connection.
   class OnCommandReceived : public CallbackBase {
    public:
     OnCommandReceived(rpc_port_h callback_port, std::weak_ptr<ServiceBase> service);
 
-    // Sends one command; the platform's result becomes the thread's last result. Throws
-    // NotConnectedSocketException when the connection is gone, InvalidCallbackException when the
-    // callback may be invoked only once and has been.
+    // Sends one command and stores the platform's result as the thread's last result. Throws
+    // NotConnectedSocketException after the connection has ended, InvalidCallbackException if the
+    // callback may be invoked only once and has been invoked.
     void Invoke(std::string uuid, Command command);
 
    private:
@@ -127,23 +125,23 @@ class CommandHandler {
     bool valid_ = true;
   };
 
-  // Throws InvalidIOException when the platform gives no stub.
+  // Throws InvalidIOException if the platform creates no stub.
   CommandHandler();
   CommandHandler(const CommandHandler&) = delete;
   CommandHandler& operator=(const CommandHandler&) = delete;
-  // Ends every service, in the order of connection, and stops listening.
+  // Terminates the services, in the order of connection, and stops listening.
   ~CommandHandler();
 
-  // From here on applications can connect; `factory` makes a service of each connection. Throws
-  // InvalidIOException when the platform calls it an invalid parameter or an I/O error; any other
-  // failure is only logged.
+  // Starts to accept connections; `factory` creates a service for each. Throws InvalidIOException
+  // on the platform errors invalid parameter and I/O error; other errors are only logged.
   void Listen(std::shared_ptr<ServiceBase::Factory> factory);
 
  private:
   using Services = std::list<std::shared_ptr<ServiceBase>>;
   using ServicesByInstance = std::multimap<std::string, Services::iterator, std::less<>>;
 
-  // The platform's callbacks. Each pair has one name because log lines contain the function name.
+  // Callbacks of the platform. The pairs share their names because log lines contain the function
+  // name.
   static void OnConnectedCB(const char* sender, const char* instance, void* data);
   static void OnDisconnectedCB(const char* sender, const char* instance, void* data);
   static int OnReceivedCB(const char* sender, const char* instance, rpc_port_h port, void* data);
@@ -151,7 +149,14 @@ class CommandHandler {
   void OnDisconnectedCB(const char* instance);
   int OnReceivedCB(const char* instance, rpc_port_h port);
 
-  // Of several with one instance, the one that connected first; else the end.
+  // The methods that a proxy calls. Each reads its arguments from the request and calls the
+  // service.
+  static void SetCommandReceivedCb(const std::shared_ptr<ServiceBase>& service,
+                                   rpc_port_parcel_h request, rpc_port_h callback_port);
+  static bool SendResult(ServiceBase& service, rpc_port_parcel_h request);
+  static bool NegotiateTimeout(ServiceBase& service, rpc_port_parcel_h request);
+
+  // Returns the service of an instance, the one that connected first if there are several.
   ServicesByInstance::const_iterator Find(const char* instance) const;
 
   struct Destroyer {
@@ -162,7 +167,7 @@ class CommandHandler {
   std::shared_ptr<ServiceBase::Factory> factory_;
   Services services_;
   ServicesByInstance services_by_instance_;
-  // Expires with this object, for those who have to know after a call that may have destroyed it.
+  // Expires with this object: weak pointers detect its destruction during a call of a service.
   std::shared_ptr<const bool> alive_ = std::make_shared<const bool>(true);
 };
 

@@ -7,9 +7,9 @@
 #include <filesystem>
 #include <stdexcept>
 
+#include "common/platform-names.h"
 #include "handlers.h"
 #include "platform/linux/tests/support/package-folder.h"
-#include "tizen/platform-uris.h"
 
 namespace chaos {
 
@@ -20,18 +20,15 @@ namespace fs = std::filesystem;
 // The second version serves less, and is preferred by others.
 void Write(const std::string& folder, int handler, int version, const std::string& executable) {
   constexpr char kConfiguration[] = "res/handler.yaml";
-  constexpr char kPriorityKey[] = "http://tizen.org/iot/metadata/qor/priority";
   const int priority = version == 0 ? handler % 7 : handler % 3;
   platform::test::PackageText package;
   package.id = PackageOf(handler);
   package.version = std::to_string(version + 1) + ".0.0";
   package.app_id = ApplicationOf(handler);
   package.executable = executable;
-  package.metadata = {
-      {std::string(tizen::kMetadataUriPrefix) + tizen::kCommandHandlerPath, kConfiguration},
-      {kPriorityKey, std::to_string(priority + 1)}};
-  for (const char* path : tizen::kHandlerPrivilegePaths)
-    package.privileges.push_back(std::string(tizen::kPrivilegeUriPrefix) + path);
+  package.metadata = {{common::kCommandHandlerKey, kConfiguration},
+                      {common::kPriorityKey, std::to_string(priority + 1)}};
+  for (const char* privilege : common::kHandlerPrivileges) package.privileges.push_back(privilege);
   platform::test::WritePackage(folder, package);
   std::string types = "request-types:\n  - " + SharedTypeOf(handler) + "\n";
   for (const std::string& word : WordsOf(handler)) {

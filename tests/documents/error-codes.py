@@ -39,7 +39,7 @@ def main(document, sources):
     texts = {row for row in texts if row[0].isdigit()}
     library = re.findall(r'"ErrorCode": (\d+),\s*"ErrorDomain": "([^"]*)",\s*'
                          r'"ErrorDescription": "([^"]*)"',
-                         (sources / "src/api/logic.cc").read_text())
+                         (sources / "src/common/timeout-errors.h").read_text())
     compare("the library's errors", set(library), {row for row in texts if row[1] == "QOR-CLIENT"})
     sdk_texts = {row for row in texts if row[1] == "QOR-HANDLER"}
     compare("the SDK's errors", {str(number) for _, number in values(sdk, "k")},

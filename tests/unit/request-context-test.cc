@@ -30,7 +30,8 @@ class RequestContext : public support::PlatformTest {
                         [&context] { return context ? &context->Timer() : nullptr; });
   }
 
-  std::optional<EcoreTimerGroup> timers_ = std::make_optional<EcoreTimerGroup>();
+  std::optional<EcoreTimerGroup> timers_ =
+      std::make_optional<EcoreTimerGroup>(support::kLibraryTag);
   std::optional<api::RequestContext> context_;
   int fired_ = 0;
 };

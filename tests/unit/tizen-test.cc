@@ -56,9 +56,10 @@ TEST_F(TizenWrappers, ListEachPackageWithAHandlerOnce) {
   support::InstallPackage("z", {{"z.one", {{"x"}}}, {"z.two", {{"y"}}}});
   support::InstallPackage("plain", {{"plain.app", std::nullopt}});
   support::InstallPackage("a", {{"a.plain", std::nullopt}, {"a.one", {{"x"}}}});
-  const tizen::PackageManager manager;
+  const tizen::PackageManager manager(support::kLibraryTag);
   std::vector<Texts> apps;
-  for (const auto& package : manager.Handlers()) apps.push_back(package.Apps());
+  for (const auto& package : manager.Handlers(support::kCommandHandlerKey))
+    apps.push_back(package.Apps());
   EXPECT_EQ(apps, (std::vector<Texts>{{"a.plain", "a.one"}, {"z.one", "z.two"}}));
 }
 
@@ -81,7 +82,7 @@ TEST_F(TizenWrappers, TellOfAnApplication) {
 }
 
 TEST_F(TizenWrappers, PassOnPackageEvents) {
-  tizen::PackageManager manager;
+  tizen::PackageManager manager(support::kLibraryTag);
   Texts heard;
   manager.SetPackageManagerEventCallback(
       [&](const char* type, const char* package, package_manager_event_type_e event,
@@ -97,7 +98,7 @@ TEST_F(TizenWrappers, PassOnPackageEvents) {
 }
 
 TEST_F(TizenWrappers, PassOnNoPackageEventOfAnotherType) {
-  tizen::PackageManager manager;
+  tizen::PackageManager manager(support::kLibraryTag);
   int heard = 0;
   manager.SetPackageManagerEventCallback(
       [&heard](const char*, const char*, package_manager_event_type_e,
@@ -112,7 +113,7 @@ TEST_F(TizenWrappers, PassOnNoPackageEventOfAnotherType) {
 }
 
 TEST_F(TizenWrappers, ContainWhatAnEventCallbackThrows) {
-  tizen::PackageManager manager;
+  tizen::PackageManager manager(support::kLibraryTag);
   manager.SetPackageManagerEventCallback(
       [](const char*, const char*, package_manager_event_type_e, package_manager_event_state_e, int,
          package_manager_error_e) { throw std::runtime_error("refused"); });
@@ -122,7 +123,7 @@ TEST_F(TizenWrappers, ContainWhatAnEventCallbackThrows) {
 }
 
 TEST_F(TizenWrappers, AllowAnEventCallbackToEndItsOwner) {
-  auto manager = std::make_unique<tizen::PackageManager>();
+  auto manager = std::make_unique<tizen::PackageManager>(support::kLibraryTag);
   const auto token = std::make_shared<int>(0);
   manager->SetPackageManagerEventCallback(
       [&manager, token](const char*, const char*, package_manager_event_type_e,
@@ -150,7 +151,7 @@ TEST_F(TizenWrappers, StopAListAtAnExceptionAndPassItOn) {
 
 TEST_F(TizenWrappers, GuardCallbacksThatReturnAValue) {
   const auto guard = [](auto body) {
-    return tizen::GuardCallback("/a/file.cc", "Function", 12, -1, body);
+    return tizen::GuardCallback(support::kLibraryTag, "/a/file.cc", "Function", 12, -1, body);
   };
   EXPECT_EQ(guard([] { return 7; }), 7);
   EXPECT_EQ(guard([]() -> int { throw std::runtime_error("refused"); }), -1);
@@ -200,7 +201,7 @@ class TimerWrapper : public support::PlatformTest {
     return wrapper.Start(seconds, timers_, [&wrapper] { return &wrapper; });
   }
 
-  EcoreTimerGroup timers_;
+  EcoreTimerGroup timers_{support::kLibraryTag};
   int fired_ = 0;
   std::function<bool()> count_ = [this] {
     ++fired_;

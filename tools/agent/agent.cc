@@ -10,6 +10,8 @@
 #include <fstream>
 #include <stdexcept>
 
+#include "common/timeout-errors.h"
+
 namespace tools {
 
 namespace {
@@ -168,7 +170,7 @@ const char* NameOf(qor_handler_update_type_e type) {
 }
 
 bool IsTimeout(const Agent::Response& response) {
-  return response.error.find(R"("ErrorDomain": "QOR-CLIENT")") != std::string::npos;
+  return common::TimeoutOf(response.error) != common::Timeout::kNone;
 }
 
 }  // namespace tools

@@ -12,6 +12,7 @@
 #include <vector>
 
 #include "agent/agent.h"
+#include "common/timeout-errors.h"
 #include "inspect/explanation.h"
 #include "platform/linux/common/process-list.h"
 
@@ -131,7 +132,7 @@ class Trial {
               "set the callback for commands (SetCommandReceivedCb) after every connection"};
     }
     if (answer.outcome != "timeout") return {kFail, answer.text, kLogCure};
-    if (answer.text.find("Connection time out") != std::string::npos) {
+    if (common::TimeoutOf(answer.text) == common::Timeout::kConnection) {
       const std::string limit =
           " within " + std::to_string(options_.timeouts.connection_ms) + " ms";
       if (!is_alive) return {kFail, "it ended and did not connect" + limit, kLogCure};
@@ -155,7 +156,7 @@ class Trial {
     if (!has_fetched_) {
       // Only its answer, or the lack of one after delivery, says that a handler fetches.
       const bool is_delivered = answer.IsHandlers() || answer.outcome == "working" ||
-                                answer.text.find("Execution time out") != std::string::npos;
+                                common::TimeoutOf(answer.text) == common::Timeout::kExecution;
       if (!is_delivered) {
         ReportTrouble("connection", "", answer);
         return false;

@@ -6,8 +6,8 @@
 #include <algorithm>
 #include <filesystem>
 
+#include "common/platform-names.h"
 #include "inspect/package-file.h"
-#include "tizen/platform-uris.h"
 
 namespace check {
 
@@ -104,7 +104,7 @@ void CheckContents(const inspect::Package& package, const std::string& path,
         return application.is_handler || !application.obstacles.empty();
       });
   if (is_meant_to_serve) return;
-  const std::string key = std::string(tizen::kMetadataUriPrefix) + tizen::kCommandHandlerPath;
+  const std::string key = common::kCommandHandlerKey;
   report({kFail,
           "no application names a configuration file, so none is a command handler",
           "add <metadata key=\"" + key + "\" value=\"res/handler.yaml\"/> to the application",

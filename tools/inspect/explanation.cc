@@ -4,7 +4,6 @@
 #include "inspect/explanation.h"
 
 #include <algorithm>
-#include <tuple>
 
 #include "inspect/config-file.h"
 #include "inspect/similar.h"
@@ -42,8 +41,8 @@ Explanation Explain(const std::vector<Package>& packages, const std::string& typ
   }
   std::sort(explanation.candidates.begin(), explanation.candidates.end(),
             [](const Application& a, const Application& b) {
-              return std::make_tuple(-a.priority.Value(), a.record.id) <
-                     std::make_tuple(-b.priority.Value(), b.record.id);
+              return handlers::PreferenceKey(a.priority.Value(), a.record.id) <
+                     handlers::PreferenceKey(b.priority.Value(), b.record.id);
             });
   return explanation;
 }

@@ -11,10 +11,10 @@
 #include <iterator>
 #include <utility>
 
+#include "common/platform-names.h"
 #include "inspect/config-file.h"
 #include "inspect/manifest-lines.h"
 #include "inspect/similar.h"
-#include "tizen/platform-uris.h"
 
 namespace inspect {
 
@@ -66,8 +66,7 @@ class Inspector {
   }
 
   // The first entry of a key, which is the one that counts.
-  static Metadata::const_iterator Find(const Metadata& metadata, const std::string& path) {
-    const std::string key = tizen::kMetadataUriPrefix + path;
+  static Metadata::const_iterator Find(const Metadata& metadata, const std::string& key) {
     return std::find_if(metadata.begin(), metadata.end(),
                         [&key](const auto& entry) { return entry.first == key; });
   }
@@ -78,10 +77,9 @@ class Inspector {
   }
 
   // An entry whose key was meant to be another.
-  void FindNearMiss(const Application& application, const std::string& path, Topic topic,
+  void FindNearMiss(const Application& application, const std::string& key, Topic topic,
                     std::vector<Finding>& findings) const {
     const Metadata& metadata = application.record.metadata;
-    const std::string key = tizen::kMetadataUriPrefix + path;
     for (auto entry = metadata.begin(); entry != metadata.end(); ++entry) {
       const std::string last = LastPart(entry->first);
       if (!IsNearMiss(entry->first, key) && !IsNearMiss(last, LastPart(key)) &&
@@ -95,10 +93,10 @@ class Inspector {
 
   void ReadPriority(Application& application) const {
     const Metadata& metadata = application.record.metadata;
-    const auto entry = Find(metadata, handlers::kPriorityPath);
+    const auto entry = Find(metadata, common::kPriorityKey);
     if (entry == metadata.end()) {
       application.priority.declared = handlers::ReadPriority(nullptr);
-      FindNearMiss(application, handlers::kPriorityPath, Topic::kPriority, application.doubts);
+      FindNearMiss(application, common::kPriorityKey, Topic::kPriority, application.doubts);
       return;
     }
     using Source = handlers::DeclaredPriority::Source;
@@ -118,9 +116,9 @@ class Inspector {
 
   void ReadRequestTypes(Application& application, handlers::PackageConfigs& configs) const {
     const Metadata& metadata = application.record.metadata;
-    const auto entry = Find(metadata, tizen::kCommandHandlerPath);
+    const auto entry = Find(metadata, common::kCommandHandlerKey);
     if (entry == metadata.end()) {
-      FindNearMiss(application, tizen::kCommandHandlerPath, Topic::kMetadata,
+      FindNearMiss(application, common::kCommandHandlerKey, Topic::kMetadata,
                    application.obstacles);
       return;
     }
@@ -173,8 +171,7 @@ class Inspector {
   }
 
   void CheckPrivileges(Application& application) const {
-    for (const char* path : tizen::kHandlerPrivilegePaths) {
-      const std::string name = std::string(tizen::kPrivilegeUriPrefix) + path;
+    for (const std::string name : common::kHandlerPrivileges) {
       if (std::count(package_.privileges.begin(), package_.privileges.end(), name) != 0) continue;
       application.failures.push_back({"its connection is rejected: a privilege is missing",
                                       "add <privilege>" + name + "</privilege> to <privileges>",

@@ -9,6 +9,7 @@
 #include <cmath>
 #include <string_view>
 
+#include "common/timeout-errors.h"
 #include "recorder/real.h"
 #include "recorder/recorder.h"
 #include "recorder/scope.h"
@@ -25,18 +26,15 @@ constexpr int kRefused = 1;
 std::atomic<bool> response_cb_set{false};
 std::atomic<bool> negotiation_cb_set{false};
 
-bool Contains(std::string_view text, std::string_view part) {
-  return text.find(part) != std::string_view::npos;
-}
-
 void OnResponse(const char* uuid, qor_request_status_e status, const char* result, int result_len,
                 const char* error, int error_len, void* user_data) {
   // Handlers answer from within a call of theirs; the library's own timeouts come from the loop.
   const char* handler = ReceiveScope::Current();
-  if (handler == nullptr && Contains(Text(error), "QOR-CLIENT")) {
+  const common::Timeout timeout = common::TimeoutOf(Text(error));
+  if (handler == nullptr && timeout != common::Timeout::kNone) {
     Record("timed-out", [&](qor::JsonWriter& json) {
       json.Member("uuid", Text(uuid))
-          .Member("limit", Contains(Text(error), "Connection") ? "connection" : "execution");
+          .Member("limit", timeout == common::Timeout::kConnection ? "connection" : "execution");
     });
   } else {
     Record("answered", [&](qor::JsonWriter& json) {

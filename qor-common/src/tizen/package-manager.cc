@@ -7,12 +7,10 @@
 
 #include <cstring>
 #include <set>
-#include <string>
 
 #include "tizen/c-string.h"
 #include "tizen/callback-guard.h"
 #include "tizen/collector.h"
-#include "tizen/platform-uris.h"
 
 namespace tizen {
 
@@ -24,7 +22,7 @@ struct FilterDestroyer {
   }
 };
 
-// The package ids of all applications that carry a metadata key, one entry an application.
+// Returns the package id of each application with a metadata key; one entry per application.
 std::vector<std::string> PackagesOfAppsWithMetadata(const std::string& key) {
   app_info_metadata_filter_h handle = nullptr;
   ThrowOnError(app_info_metadata_filter_create(&handle), "app_info_metadata_filter_create");
@@ -52,8 +50,8 @@ std::vector<std::string> PackagesOfAppsWithMetadata(const std::string& key) {
   return state.packages.Take();
 }
 
-// Whether an event is of a type that was asked for. Newer platforms have more types, and a number
-// outside the range of the enumeration must not be read as one.
+// Returns whether an event is of a type that callbacks expect. Newer platforms have more types, and
+// reading a value outside the range of the enumeration is undefined behaviour.
 bool IsExpected(const package_manager_event_type_e& type) {
   int number = 0;
   static_assert(sizeof(number) == sizeof(type));
@@ -65,15 +63,14 @@ bool IsExpected(const package_manager_event_type_e& type) {
 
 }  // namespace
 
-PackageManager::PackageManager() {
+PackageManager::PackageManager(const char* log_tag) : log_tag_(log_tag) {
   package_manager_h handle = nullptr;
   ThrowOnError(package_manager_create(&handle), "package_manager_create");
   handle_.reset(handle);
 }
 
-std::vector<PackageInfo> PackageManager::Handlers() const {
-  const auto packages =
-      PackagesOfAppsWithMetadata(std::string(kMetadataUriPrefix) + kCommandHandlerPath);
+std::vector<PackageInfo> PackageManager::Handlers(const std::string& key) const {
+  const auto packages = PackagesOfAppsWithMetadata(key);
   std::vector<PackageInfo> handlers;
   for (const auto& package : std::set<std::string>(packages.begin(), packages.end())) {
     handlers.emplace_back(package);
@@ -83,7 +80,7 @@ std::vector<PackageInfo> PackageManager::Handlers() const {
 
 void PackageManager::SetPackageManagerEventCallback(EventCallback callback) {
   callback_ = std::make_shared<const EventCallback>(std::move(callback));
-  // Without a status no event is delivered.
+  // A device delivers no events to a handle without a status.
   ThrowOnError(
       package_manager_set_event_status(handle_.get(), PACKAGE_MANAGER_STATUS_TYPE_INSTALL |
                                                           PACKAGE_MANAGER_STATUS_TYPE_UPGRADE |
@@ -98,9 +95,10 @@ void PackageManager::OnEvent(const char* type, const char* package,
                              package_manager_event_state_e state, int progress,
                              package_manager_error_e error, void* data) {
   if (!IsExpected(event)) return;
+  const auto* self = static_cast<PackageManager*>(data);
   // The callback may destroy this object, and itself with it.
-  const auto callback = static_cast<PackageManager*>(data)->callback_;
-  GuardCallback(__FILE__, __FUNCTION__, __LINE__, 0, [&] {
+  const auto callback = self->callback_;
+  GuardCallback(self->log_tag_, __FILE__, __FUNCTION__, __LINE__, 0, [&] {
     (*callback)(type, package, event, state, progress, error);
     return 0;
   });

@@ -10,25 +10,26 @@
 
 namespace {
 
-// The count of users tells: initializing once more is 1 only where nobody else has.
+// Ecore has no query for this. Its initialization count is 1 after the call only if it was down.
 bool IsEcoreUp() {
-  const int users = ecore_init();
-  if (users > 0) ecore_shutdown();
-  return users > 1;
+  const int count = ecore_init();
+  if (count > 0) ecore_shutdown();
+  return count > 1;
 }
 
 }  // namespace
 
-// One timer of the main loop. Keeps itself alive while it runs, for the loop to call.
+// One timer of the main loop. Owns itself while it runs, since the loop holds only a raw pointer.
 struct EcoreTimerGroup::Timer {
+  const char* log_tag = nullptr;
   Ecore_Timer* handle = nullptr;
-  EcoreTimerWrapper::Occupant occupant;
+  EcoreTimerWrapper::FindOwner find_owner;
   std::shared_ptr<Timer> self;
-  // Position in the group's list; `link` is the pointer that refers to this timer.
+  // Links of the group's list; `link` is the pointer that refers to this timer.
   Timer* next = nullptr;
   Timer** link = nullptr;
 
-  void Join(EcoreTimerGroup& group) {
+  void LinkInto(EcoreTimerGroup& group) {
     next = group.first_;
     if (next != nullptr) next->link = &next;
     link = &group.first_;
@@ -40,11 +41,11 @@ struct EcoreTimerGroup::Timer {
   void DeleteIn(bool ecore_is_up) {
     if (handle == nullptr) return;
     if (ecore_is_up) ecore_timer_del(handle);
-    Forget();
+    Release();
   }
 
-  // The handle is no longer valid.
-  void Forget() {
+  // Drops the handle, which is no longer valid, and the timer's reference to itself.
+  void Release() {
     handle = nullptr;
     *link = next;
     if (next != nullptr) next->link = link;
@@ -62,14 +63,15 @@ EcoreTimerGroup::~EcoreTimerGroup() {
 
 EcoreTimerWrapper::EcoreTimerWrapper(std::function<bool()> task) { SetTask(std::move(task)); }
 
-bool EcoreTimerWrapper::Start(double seconds, EcoreTimerGroup& group, Occupant occupant) {
+bool EcoreTimerWrapper::Start(double seconds, EcoreTimerGroup& group, FindOwner find_owner) {
   Stop();
   if (std::isnan(seconds)) return false;
   auto timer = std::make_shared<Timer>();
-  timer->occupant = std::move(occupant);
+  timer->log_tag = group.log_tag_;
+  timer->find_owner = std::move(find_owner);
   timer->handle = ecore_timer_add(seconds, EcoreTaskCb, timer.get());
   if (timer->handle == nullptr) return false;
-  timer->Join(group);
+  timer->LinkInto(group);
   timer->self = timer;
   timer_ = std::move(timer);
   return true;
@@ -87,10 +89,10 @@ void EcoreTimerWrapper::Stop() {
 
 void EcoreTimerWrapper::SetInterval(double seconds) {
   if (std::isnan(seconds)) return;
-  // The platform ignores a missing timer.
+  // Ecore ignores a null timer.
   Ecore_Timer* handle = timer_ ? timer_->handle : nullptr;
   ecore_timer_interval_set(handle, seconds);
-  // The new interval alone would count only from the end of the running period.
+  // Ecore applies a new interval from the next period on.
   ecore_timer_reset(handle);
 }
 
@@ -101,15 +103,16 @@ void EcoreTimerWrapper::SetTask(std::function<bool()> task) {
 bool EcoreTimerWrapper::IsRunning() const { return timer_ && timer_->handle != nullptr; }
 
 Eina_Bool EcoreTimerWrapper::EcoreTaskCb(void* data) {
-  // The task may delete this very timer, or the wrapper and the task itself.
+  // The task may delete this timer, its owner and the task itself.
   const std::shared_ptr<Timer> timer = static_cast<Timer*>(data)->self;
-  const bool keep = tizen::GuardCallback(__FILE__, __FUNCTION__, __LINE__, false, [&timer] {
-    const EcoreTimerWrapper* occupant = timer->occupant();
-    if (occupant == nullptr) return false;
-    const auto task = occupant->task_;
-    return (*task)();
-  });
+  const bool keep =
+      tizen::GuardCallback(timer->log_tag, __FILE__, __FUNCTION__, __LINE__, false, [&timer] {
+        const EcoreTimerWrapper* owner = timer->find_owner();
+        if (owner == nullptr) return false;
+        const auto task = owner->task_;
+        return (*task)();
+      });
   if (timer->handle == nullptr) return ECORE_CALLBACK_CANCEL;
-  if (!keep) timer->Forget();
+  if (!keep) timer->Release();
   return keep ? ECORE_CALLBACK_RENEW : ECORE_CALLBACK_CANCEL;
 }

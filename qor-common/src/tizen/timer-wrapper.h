@@ -9,10 +9,12 @@
 #include <functional>
 #include <memory>
 
-// The running timers of one owner, including those that no wrapper refers to.
+// The running timers of one list of wrappers, including those that no wrapper refers to any more.
+// Bounds the lifetime of its timers.
 class EcoreTimerGroup {
  public:
-  EcoreTimerGroup() = default;
+  // Exceptions of tasks are logged under `log_tag`, which must outlive the group.
+  explicit EcoreTimerGroup(const char* log_tag) : log_tag_(log_tag) {}
   EcoreTimerGroup(const EcoreTimerGroup&) = delete;
   EcoreTimerGroup& operator=(const EcoreTimerGroup&) = delete;
   // Deletes the timers, on the main loop's thread.
@@ -22,56 +24,59 @@ class EcoreTimerGroup {
   friend class EcoreTimerWrapper;
   struct Timer;
 
+  const char* log_tag_;
   // Head of an intrusive list.
   Timer* first_ = nullptr;
 };
 
-// A timer on the main loop together with the task that it is for.
+// A task and its timer on the main loop.
 //
-// When a timer fires it runs the task of its occupant: the wrapper that is found at that time,
-// which may be another one than the wrapper that started it, or none.
+// A timer belongs to a position, not to a wrapper: when it fires, it runs the task of its owner at
+// that time, which may be another wrapper than the one that started it, or none.
 //
-// A timer may outlive its wrapper: one that is marked as expired is left to the main loop even when
-// another timer has run its task. The group that it was started in deletes it at the latest.
+// A timer may outlive its wrapper: the destructor of an expired wrapper leaves the timer to the
+// main loop, even when another timer has run the task. The timer's group deletes it at the latest.
 //
-// Ecore deletes all its timers when it shuts down; one that ends after that is only forgotten,
-// since its handle must not reach an Ecore that is down.
+// Ecore deletes its timers when it shuts down. A timer that is deleted later is only released,
+// since its handle must not reach Ecore after that.
 //
-// Start(), Stop() and SetInterval() are called on the main loop's thread.
+// Start(), Stop() and SetInterval() must be called on the main loop's thread.
 class EcoreTimerWrapper {
  public:
-  // Finds the wrapper whose task a timer runs; null when there is none. Called on the main loop's
-  // thread.
-  using Occupant = std::function<const EcoreTimerWrapper*()>;
+  // Returns the wrapper whose task a timer runs; null if there is none. Called on the main loop's
+  // thread when the timer fires.
+  using FindOwner = std::function<const EcoreTimerWrapper*()>;
 
   explicit EcoreTimerWrapper(std::function<bool()> task);
   EcoreTimerWrapper(const EcoreTimerWrapper&) = delete;
   EcoreTimerWrapper& operator=(const EcoreTimerWrapper&) = delete;
-  // Deletes the timer, on the main loop's thread, unless it is marked as expired.
+  // Deletes the timer, on the main loop's thread, unless the wrapper is marked as expired.
   ~EcoreTimerWrapper() { End(); }
 
-  // Replaces the timer by a new one, which belongs to `group`. False, without a timer, when the
-  // platform gives none or the seconds are NaN, which stops Ecore's other timers.
-  bool Start(double seconds, EcoreTimerGroup& group, Occupant occupant);
+  // Replaces the timer by a new one in `group`. Returns false, without a timer, if the platform
+  // creates none or `seconds` is NaN, with which Ecore stops its other timers.
+  bool Start(double seconds, EcoreTimerGroup& group, FindOwner find_owner);
+  // Deletes the timer.
   void Stop();
-  // What the destructor does to the timer; from any thread.
+  // Deletes the timer as the destructor does. Callable from any thread.
   void End();
-  // Changes the period and counts it from now. Without a timer, or for NaN, nothing happens.
+  // Changes the period and restarts it. Does nothing without a timer or for NaN.
   void SetInterval(double seconds);
 
-  // The timer has fired and is left to the main loop, which deletes it when its callback says so.
+  // Marks the timer as fired: the main loop deletes it when its callback returns false.
   void SetExpired() { expired_ = true; }
   bool IsRunning() const;
   void SetTask(std::function<bool()> task);
 
-  // Runs a task for the timer whose record is `data`. Returns what the task returned: true to keep
-  // the timer running, false to end it, also when the task threw, which is logged.
+  // Ecore's callback; `data` is the timer's record. Returns the result of the owner's task: true
+  // keeps the timer running. An exception of the task is logged and ends the timer.
   static Eina_Bool EcoreTaskCb(void* data);
 
  private:
   using Timer = EcoreTimerGroup::Timer;
 
-  // Shared, so that running it needs no memory: a task may end its own wrapper.
+  // Shared, because a task may destroy its own wrapper: a running task is kept alive without a
+  // copy, which could run out of memory.
   std::shared_ptr<const std::function<bool()>> task_;
   std::shared_ptr<Timer> timer_;
   bool expired_ = false;
