@@ -10,8 +10,8 @@ namespace {
 struct Counter {
   bool armed = false;
   bool failed = false;
-  long to_go = 0;
-  bool (*counts)() = nullptr;
+  long remaining = 0;
+  bool (*is_counted)() = nullptr;
 };
 
 thread_local Counter counter;
@@ -19,17 +19,17 @@ thread_local Counter counter;
 }  // namespace
 
 bool MustAllocationFail() {
-  if (!counter.armed || !counter.counts()) return false;
-  if (--counter.to_go > 0) return false;
+  if (!counter.armed || !counter.is_counted()) return false;
+  if (--counter.remaining > 0) return false;
   counter.armed = false;
   counter.failed = true;
   return true;
 }
 
-AllocationFailure::AllocationFailure(long nth, bool (*counts)()) {
+AllocationFailure::AllocationFailure(long nth, bool (*is_counted)()) {
   counter = {};
-  counter.to_go = nth;
-  counter.counts = counts;
+  counter.remaining = nth;
+  counter.is_counted = is_counted;
 }
 
 AllocationFailure::~AllocationFailure() { counter = {}; }

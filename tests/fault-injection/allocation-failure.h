@@ -6,24 +6,23 @@
 
 namespace fault_injection {
 
-// While one lives, the nth allocation that this thread makes fails, once, of those made while
-// `counts` says so. What an allocation is depends on what the program links: operator new
-// (failing-new.cc), or malloc(), calloc() and realloc(), which operator new calls
-// (failing-malloc.cc).
+// Fails the nth allocation of this thread, once, counting only allocations for which `is_counted`
+// returns true. One object at a time per thread. The program links either failing-new.cc (operator
+// new) or failing-malloc.cc (malloc(), calloc() and realloc(), which operator new calls).
 class AllocationFailure {
  public:
-  AllocationFailure(long nth, bool (*counts)());
+  AllocationFailure(long nth, bool (*is_counted)());
   AllocationFailure(const AllocationFailure&) = delete;
   AllocationFailure& operator=(const AllocationFailure&) = delete;
   ~AllocationFailure();
 
-  // Lets the counting begin.
+  // Starts counting.
   void Arm();
-  // Whether there were as many allocations.
+  // Returns whether the nth allocation has been reached.
   bool HasFailed() const;
 };
 
-// Called for each allocation: counts it and returns whether it is the one to fail.
+// Counts an allocation and returns whether it must fail. Called by the replaced functions.
 bool MustAllocationFail();
 
 }  // namespace fault_injection

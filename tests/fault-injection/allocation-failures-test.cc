@@ -17,8 +17,8 @@ using fault_injection::Play;
 using fault_injection::Scenario;
 using fault_injection::Step;
 
-// The failed allocation's own step. A C function tells of it, unless it starts the library:
-// handlers that cannot be loaded are left out.
+// Checks the step in which the allocation failed. A C function returns the error, except when it
+// starts the library: handlers that cannot be loaded are skipped.
 void Check(const Step& step) {
   const bool starts = step.name == "initialize" || step.name == "first send_command";
   const bool serves_nothing = step.result == QOR_HANDLER_MANAGER_ERROR_NOT_SUPPORTED_COMMAND;
@@ -30,21 +30,21 @@ void Check(const Step& step) {
   }
 }
 
-// What the test and the platform allocate does not count.
-bool IsOfTheLibrary() { return fake::CurrentSide() == fake::Side::kCaller; }
+// Allocations of the test and of the fake platform do not count.
+bool IsLibraryCode() { return fake::CurrentSide() == fake::Side::kCaller; }
 
-// Each scenario, once for every allocation that the library makes in it.
+// Runs each scenario once for every allocation of the library in it.
 class AllocationFailures : public ::testing::TestWithParam<Scenario> {};
 
 INSTANTIATE_TEST_SUITE_P(At, AllocationFailures, ::testing::ValuesIn(fault_injection::kScenarios),
                          [](const auto& param_info) { return param_info.param.name; });
 
-TEST_P(AllocationFailures, OfAnyAllocationAreSurvived) {
+TEST_P(AllocationFailures, SurvivesAnyFailedAllocation) {
   const Journal expected = Play(GetParam());
   for (long nth = 1;; ++nth) {
     SCOPED_TRACE("allocation " + std::to_string(nth));
     {
-      AllocationFailure failure(nth, IsOfTheLibrary);
+      AllocationFailure failure(nth, IsLibraryCode);
       std::optional<Step> failed;
       Play(
           GetParam(), [&failure] { failure.Arm(); },

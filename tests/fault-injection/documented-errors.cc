@@ -18,90 +18,91 @@ namespace {
 
 using Errors = std::vector<int>;
 
-constexpr int kMemory = TIZEN_ERROR_OUT_OF_MEMORY;
-constexpr int kParameter = TIZEN_ERROR_INVALID_PARAMETER;
-constexpr int kInOut = TIZEN_ERROR_IO_ERROR;
-constexpr int kPermission = TIZEN_ERROR_PERMISSION_DENIED;
-// Functions that tell of their failure by what they return only.
-constexpr int kAny = -1;
+constexpr int kOutOfMemory = TIZEN_ERROR_OUT_OF_MEMORY;
+constexpr int kInvalidParameter = TIZEN_ERROR_INVALID_PARAMETER;
+constexpr int kIoError = TIZEN_ERROR_IO_ERROR;
+constexpr int kPermissionDenied = TIZEN_ERROR_PERMISSION_DENIED;
+// For functions that return a null handle and no error code.
+constexpr int kNullResult = -1;
 
-const Errors kAppInfo = {kParameter, kMemory, kInOut, APP_MANAGER_ERROR_NO_SUCH_APP,
-                         APP_MANAGER_ERROR_DB_FAILED};
-const Errors kPackageInfo = {kParameter,
-                             kMemory,
-                             kInOut,
-                             kPermission,
-                             PACKAGE_MANAGER_ERROR_NO_SUCH_PACKAGE,
-                             PACKAGE_MANAGER_ERROR_SYSTEM_ERROR};
-const Errors kPackageManager = {kParameter, kMemory, kInOut, kPermission,
-                                PACKAGE_MANAGER_ERROR_SYSTEM_ERROR};
-const Errors kHandle = {kParameter};
-const Errors kCreated = {kParameter, kMemory};
-const Errors kNever = {};
+const Errors kAppInfoErrors = {kInvalidParameter, kOutOfMemory, kIoError,
+                               APP_MANAGER_ERROR_NO_SUCH_APP, APP_MANAGER_ERROR_DB_FAILED};
+const Errors kPackageInfoErrors = {kInvalidParameter,
+                                   kOutOfMemory,
+                                   kIoError,
+                                   kPermissionDenied,
+                                   PACKAGE_MANAGER_ERROR_NO_SUCH_PACKAGE,
+                                   PACKAGE_MANAGER_ERROR_SYSTEM_ERROR};
+const Errors kPackageManagerErrors = {kInvalidParameter, kOutOfMemory, kIoError, kPermissionDenied,
+                                      PACKAGE_MANAGER_ERROR_SYSTEM_ERROR};
+const Errors kHandleErrors = {kInvalidParameter};
+const Errors kCreateErrors = {kInvalidParameter, kOutOfMemory};
+const Errors kNone = {};
 
 const std::map<std::string, Errors> kErrors = {
-    {"app_control_add_extra_data", {kParameter, kMemory, APP_CONTROL_ERROR_KEY_REJECTED}},
-    {"app_control_create", kCreated},
-    {"app_control_destroy", kHandle},
+    {"app_control_add_extra_data",
+     {kInvalidParameter, kOutOfMemory, APP_CONTROL_ERROR_KEY_REJECTED}},
+    {"app_control_create", kCreateErrors},
+    {"app_control_destroy", kHandleErrors},
     {"app_control_send_launch_request",
-     {kParameter, kMemory, kInOut, kPermission, APP_CONTROL_ERROR_APP_NOT_FOUND,
+     {kInvalidParameter, kOutOfMemory, kIoError, kPermissionDenied, APP_CONTROL_ERROR_APP_NOT_FOUND,
       APP_CONTROL_ERROR_LAUNCH_REJECTED, APP_CONTROL_ERROR_LAUNCH_FAILED,
       APP_CONTROL_ERROR_TIMED_OUT}},
-    {"app_control_set_app_id", kCreated},
-    {"app_get_data_path", {kMemory, TIZEN_ERROR_INVALID_OPERATION}},
-    {"app_info_destroy", kHandle},
-    {"app_info_foreach_metadata", kAppInfo},
-    {"app_info_get_package", kAppInfo},
-    {"app_info_metadata_filter_add", kCreated},
-    {"app_info_metadata_filter_create", kCreated},
-    {"app_info_metadata_filter_destroy", kHandle},
-    {"app_info_metadata_filter_foreach", kAppInfo},
-    {"app_manager_get_app_info", kAppInfo},
+    {"app_control_set_app_id", kCreateErrors},
+    {"app_get_data_path", {kOutOfMemory, TIZEN_ERROR_INVALID_OPERATION}},
+    {"app_info_destroy", kHandleErrors},
+    {"app_info_foreach_metadata", kAppInfoErrors},
+    {"app_info_get_package", kAppInfoErrors},
+    {"app_info_metadata_filter_add", kCreateErrors},
+    {"app_info_metadata_filter_create", kCreateErrors},
+    {"app_info_metadata_filter_destroy", kHandleErrors},
+    {"app_info_metadata_filter_foreach", kAppInfoErrors},
+    {"app_manager_get_app_info", kAppInfoErrors},
     {"bundle_create", {BUNDLE_ERROR_OUT_OF_MEMORY}},
     {"bundle_dup", {BUNDLE_ERROR_OUT_OF_MEMORY, BUNDLE_ERROR_INVALID_PARAMETER}},
-    {"bundle_free", kHandle},
-    {"ecore_init", kNever},
-    {"ecore_main_loop_thread_safe_call_sync", kNever},
-    {"ecore_shutdown", kNever},
-    {"ecore_timer_add", {kAny}},
-    {"ecore_timer_del", kNever},
-    {"ecore_timer_interval_set", kNever},
-    {"ecore_timer_reset", kNever},
-    {"package_info_destroy", kHandle},
-    {"package_info_foreach_app_from_package", kPackageInfo},
-    {"package_info_get_root_path", kPackageInfo},
-    {"package_info_is_preload_package", kPackageInfo},
-    {"package_manager_create", kPackageManager},
-    {"package_manager_destroy", kHandle},
-    {"package_manager_get_package_info", kPackageInfo},
-    {"package_manager_set_event_cb", kPackageManager},
-    {"package_manager_set_event_status", kPackageManager},
-    {"rpc_port_parcel_create", kCreated},
-    {"rpc_port_parcel_create_from_port", {kParameter, kMemory, kInOut}},
-    {"rpc_port_parcel_destroy", kHandle},
-    {"rpc_port_parcel_get_header", kHandle},
-    {"rpc_port_parcel_header_get_seq_num", kHandle},
-    {"rpc_port_parcel_header_set_seq_num", kHandle},
-    {"rpc_port_parcel_header_set_tag", kHandle},
-    {"rpc_port_parcel_read_bool", kHandle},
-    {"rpc_port_parcel_read_bundle", kHandle},
-    {"rpc_port_parcel_read_double", kHandle},
-    {"rpc_port_parcel_read_int32", kHandle},
-    {"rpc_port_parcel_read_string", kHandle},
-    {"rpc_port_parcel_send", {kParameter, kInOut}},
-    {"rpc_port_parcel_write_bool", kHandle},
-    {"rpc_port_parcel_write_bundle", kHandle},
-    {"rpc_port_parcel_write_int32", kHandle},
-    {"rpc_port_parcel_write_int64", kHandle},
-    {"rpc_port_parcel_write_string", kHandle},
-    {"rpc_port_stub_add_connected_event_cb", kCreated},
-    {"rpc_port_stub_add_disconnected_event_cb", kCreated},
-    {"rpc_port_stub_add_privilege", kCreated},
-    {"rpc_port_stub_add_received_event_cb", kCreated},
-    {"rpc_port_stub_create", {kParameter, kMemory, kInOut}},
-    {"rpc_port_stub_destroy", kHandle},
-    {"rpc_port_stub_get_port", {kParameter, kInOut}},
-    {"rpc_port_stub_listen", {kParameter, kMemory, kInOut, kPermission}},
+    {"bundle_free", kHandleErrors},
+    {"ecore_init", kNone},
+    {"ecore_main_loop_thread_safe_call_sync", kNone},
+    {"ecore_shutdown", kNone},
+    {"ecore_timer_add", {kNullResult}},
+    {"ecore_timer_del", kNone},
+    {"ecore_timer_interval_set", kNone},
+    {"ecore_timer_reset", kNone},
+    {"package_info_destroy", kHandleErrors},
+    {"package_info_foreach_app_from_package", kPackageInfoErrors},
+    {"package_info_get_root_path", kPackageInfoErrors},
+    {"package_info_is_preload_package", kPackageInfoErrors},
+    {"package_manager_create", kPackageManagerErrors},
+    {"package_manager_destroy", kHandleErrors},
+    {"package_manager_get_package_info", kPackageInfoErrors},
+    {"package_manager_set_event_cb", kPackageManagerErrors},
+    {"package_manager_set_event_status", kPackageManagerErrors},
+    {"rpc_port_parcel_create", kCreateErrors},
+    {"rpc_port_parcel_create_from_port", {kInvalidParameter, kOutOfMemory, kIoError}},
+    {"rpc_port_parcel_destroy", kHandleErrors},
+    {"rpc_port_parcel_get_header", kHandleErrors},
+    {"rpc_port_parcel_header_get_seq_num", kHandleErrors},
+    {"rpc_port_parcel_header_set_seq_num", kHandleErrors},
+    {"rpc_port_parcel_header_set_tag", kHandleErrors},
+    {"rpc_port_parcel_read_bool", kHandleErrors},
+    {"rpc_port_parcel_read_bundle", kHandleErrors},
+    {"rpc_port_parcel_read_double", kHandleErrors},
+    {"rpc_port_parcel_read_int32", kHandleErrors},
+    {"rpc_port_parcel_read_string", kHandleErrors},
+    {"rpc_port_parcel_send", {kInvalidParameter, kIoError}},
+    {"rpc_port_parcel_write_bool", kHandleErrors},
+    {"rpc_port_parcel_write_bundle", kHandleErrors},
+    {"rpc_port_parcel_write_int32", kHandleErrors},
+    {"rpc_port_parcel_write_int64", kHandleErrors},
+    {"rpc_port_parcel_write_string", kHandleErrors},
+    {"rpc_port_stub_add_connected_event_cb", kCreateErrors},
+    {"rpc_port_stub_add_disconnected_event_cb", kCreateErrors},
+    {"rpc_port_stub_add_privilege", kCreateErrors},
+    {"rpc_port_stub_add_received_event_cb", kCreateErrors},
+    {"rpc_port_stub_create", {kInvalidParameter, kOutOfMemory, kIoError}},
+    {"rpc_port_stub_destroy", kHandleErrors},
+    {"rpc_port_stub_get_port", {kInvalidParameter, kIoError}},
+    {"rpc_port_stub_listen", {kInvalidParameter, kOutOfMemory, kIoError, kPermissionDenied}},
 };
 
 }  // namespace

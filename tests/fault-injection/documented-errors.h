@@ -9,8 +9,8 @@
 
 namespace fault_injection {
 
-// The errors with which a platform function is known to fail; empty for one that cannot fail.
-// Throws std::out_of_range for a function that the library is not known to call.
+// Returns the errors that the platform documents for a function; empty when it cannot fail. Throws
+// std::out_of_range for a function that is not listed: add new platform calls of the library here.
 const std::vector<int>& DocumentedErrors(const std::string& function);
 
 }  // namespace fault_injection

@@ -27,7 +27,8 @@ void KeepFilesInMemory() {
   if (possible) setenv("TMPDIR", "/dev/shm", 0);
 }
 
-// Callbacks of the client are the test's own code.
+// The client's callbacks are test code: SideScope keeps their allocations and calls out of the
+// count.
 Journal& JournalOf(void* data) { return *static_cast<Journal*>(data); }
 
 void OnResponse(const char* uuid, qor_request_status_e, const char*, int, const char* error, int,
@@ -67,38 +68,41 @@ Environment::Environment() {
   support::InstallHandler("i", {"type"}, "20");
 }
 
-void Environment::BeginHere() {
-  if (on_begin) on_begin();
+void Environment::StartInjection() {
+  if (on_start) on_start();
 }
 
 void Environment::Start() {
   Configure();
-  Call("set_response_cb",
-       [this] { return qor_handler_manager_set_response_cb(OnResponse, &journal_); });
-  Call("set_negotiate_request_cb",
-       [this] { return qor_handler_manager_set_negotiate_request_cb(OnNegotiation, &journal_); });
-  Call("set_handler_update_cb",
-       [this] { return qor_handler_manager_set_handler_update_cb(OnUpdate, &journal_); });
+  CallLibrary("set_response_cb",
+              [this] { return qor_handler_manager_set_response_cb(OnResponse, &journal_); });
+  CallLibrary("set_negotiate_request_cb", [this] {
+    return qor_handler_manager_set_negotiate_request_cb(OnNegotiation, &journal_);
+  });
+  CallLibrary("set_handler_update_cb",
+              [this] { return qor_handler_manager_set_handler_update_cb(OnUpdate, &journal_); });
 }
 
 void Environment::Configure() {
   qor_handler_manager_configuration_h config = nullptr;
-  if (Call("configuration_create",
-           [&] { return qor_handler_manager_configuration_create(&config); }) != 0) {
+  if (CallLibrary("configuration_create",
+                  [&] { return qor_handler_manager_configuration_create(&config); }) != 0) {
     EXPECT_EQ(config, nullptr);
     return;
   }
-  Call("set_connection_timeout",
-       [&] { return qor_handler_manager_configuration_set_connection_timeout(config, 5000); });
-  Call("set_command_execution_timeout", [&] {
+  CallLibrary("set_connection_timeout", [&] {
+    return qor_handler_manager_configuration_set_connection_timeout(config, 5000);
+  });
+  CallLibrary("set_command_execution_timeout", [&] {
     return qor_handler_manager_configuration_set_command_execution_timeout(config, 3000);
   });
-  Call("initialize", [&] { return qor_handler_manager_initialize(config); });
-  Call("configuration_destroy", [&] { return qor_handler_manager_configuration_destroy(config); });
+  CallLibrary("initialize", [&] { return qor_handler_manager_initialize(config); });
+  CallLibrary("configuration_destroy",
+              [&] { return qor_handler_manager_configuration_destroy(config); });
 }
 
 void Environment::ShutDown() {
-  Call("shutdown", [] { return qor_handler_manager_shutdown(); });
+  CallLibrary("shutdown", [] { return qor_handler_manager_shutdown(); });
 }
 
 int Environment::Send(const std::string& uuid, const std::string& request_type) {
@@ -111,7 +115,7 @@ int Environment::SendFirst(const std::string& uuid) {
 
 int Environment::SendIn(const std::string& step, const std::string& uuid,
                         const std::string& request_type) {
-  const int result = Call(step, [&] {
+  const int result = CallLibrary(step, [&] {
     return qor_handler_manager_send_command(uuid.c_str(), request_type.c_str(),
                                             "{\"what\": \"a payload of some length\"}", 3, 17);
   });
@@ -120,13 +124,13 @@ int Environment::SendIn(const std::string& step, const std::string& uuid,
 }
 
 void Environment::Enumerate() {
-  Call("foreach_handler_info", [this] {
+  CallLibrary("foreach_handler_info", [this] {
     return qor_handler_manager_foreach_handler_info(
         [](qor_handler_manager_handler_info_h info, void* data) {
           const fake::SideScope side(fake::Side::kTest);
           auto* environment = static_cast<Environment*>(data);
           qor_handler_manager_handler_info_h clone = nullptr;
-          const int result = environment->Call("handler_info_clone", [&] {
+          const int result = environment->CallLibrary("handler_info_clone", [&] {
             return qor_handler_manager_handler_info_clone(info, &clone);
           });
           EXPECT_EQ(result == 0, clone != nullptr);
@@ -136,13 +140,14 @@ void Environment::Enumerate() {
         this);
   });
   for (const auto clone : std::exchange(clones_, {})) {
-    Call("handler_info_destroy", [&] { return qor_handler_manager_handler_info_destroy(clone); });
+    CallLibrary("handler_info_destroy",
+                [&] { return qor_handler_manager_handler_info_destroy(clone); });
   }
 }
 
 void Environment::Connect(const std::string& instance, const std::string& app_id) {
   if (!fake::IsListening() || fake::IsConnected(instance)) return;
-  Do("connect", [&] {
+  RunStep("connect", [&] {
     fake::Connect(app_id, instance);
     return 0;
   });
@@ -150,7 +155,7 @@ void Environment::Connect(const std::string& instance, const std::string& app_id
 
 void Environment::Disconnect(const std::string& instance) {
   if (!fake::IsConnected(instance)) return;
-  Do("disconnect", [&] {
+  RunStep("disconnect", [&] {
     fake::Disconnect(instance);
     return 0;
   });
@@ -158,7 +163,7 @@ void Environment::Disconnect(const std::string& instance) {
 
 void Environment::Fetch(const std::string& instance) {
   if (!fake::IsConnected(instance)) return;
-  Do("fetch", [&] {
+  RunStep("fetch", [&] {
     return fake::Receive(instance, fake::ParcelWriter()
                                        .Int32(support::kMethodSetCommandReceivedCb)
                                        .Int32(1)
@@ -170,7 +175,7 @@ void Environment::Fetch(const std::string& instance) {
 void Environment::Answer(const std::string& instance, const std::string& uuid) {
   if (!fake::IsConnected(instance) || !WasDelivered(instance, uuid)) return;
   ++journal_.answered[uuid];
-  Do("answer", [&] {
+  RunStep("answer", [&] {
     return fake::Receive(instance, fake::ParcelWriter()
                                        .Int32(support::kMethodSendResult)
                                        .String(uuid)
@@ -183,7 +188,7 @@ void Environment::Answer(const std::string& instance, const std::string& uuid) {
 
 void Environment::Negotiate(const std::string& instance, const std::string& uuid, double seconds) {
   if (!fake::IsConnected(instance) || !WasDelivered(instance, uuid)) return;
-  Do("negotiate", [&] {
+  RunStep("negotiate", [&] {
     return fake::Receive(
         instance,
         fake::ParcelWriter().Int32(support::kMethodNegotiateTimeout).String(uuid).Double(seconds));
@@ -191,7 +196,7 @@ void Environment::Negotiate(const std::string& instance, const std::string& uuid
 }
 
 void Environment::Advance(double seconds) {
-  Do("timers", [&] {
+  RunStep("timers", [&] {
     fake::Advance(seconds);
     return 0;
   });
@@ -199,7 +204,7 @@ void Environment::Advance(double seconds) {
 
 void Environment::Install(const std::string& package_id) {
   support::InstallPackage(package_id, {{"one", {{"first"}}}, {"two", {{"second"}}}});
-  Do("installed", [&] {
+  RunStep("installed", [&] {
     support::RaiseInstalled(package_id);
     return 0;
   });
@@ -207,36 +212,36 @@ void Environment::Install(const std::string& package_id) {
 
 void Environment::Update(const std::string& package_id) {
   support::InstallPackage(package_id, {{"one", {{"first", "third"}}}});
-  Do("updated", [&] {
+  RunStep("updated", [&] {
     support::RaiseUpdated(package_id);
     return 0;
   });
 }
 
 void Environment::Uninstall(const std::string& package_id) {
-  Do("uninstalling", [&] {
+  RunStep("uninstalling", [&] {
     support::RaiseUninstalling(package_id);
     return 0;
   });
   fake::Uninstall(package_id);
 }
 
-int Environment::Do(const std::string& name, const std::function<int()>& step) {
+int Environment::RunStep(const std::string& name, const std::function<int()>& step) {
   int result = 0;
   try {
     result = step();
   } catch (const std::exception& error) {
-    ADD_FAILURE() << name << " let out " << error.what();
+    ADD_FAILURE() << name << " threw " << error.what();
   } catch (...) {
-    ADD_FAILURE() << name << " let out something";
+    ADD_FAILURE() << name << " threw an unknown exception";
   }
   journal_.steps.push_back({name, result});
   if (on_step) on_step(journal_.steps.back());
   return result;
 }
 
-int Environment::Call(const std::string& name, const std::function<int()>& function) {
-  return Do(name, [&function] {
+int Environment::CallLibrary(const std::string& name, const std::function<int()>& function) {
+  return RunStep(name, [&function] {
     const fake::SideScope side(fake::Side::kCaller);
     return function();
   });
@@ -251,7 +256,7 @@ bool Environment::WasDelivered(const std::string& instance, const std::string& u
       parcel.Bool();
       if (parcel.String() == uuid) return true;
     } catch (const std::out_of_range&) {
-      // A field is missing: no handler understands this.
+      // A truncated parcel, which a handler would ignore.
     }
   }
   return false;

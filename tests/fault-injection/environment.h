@@ -14,43 +14,43 @@
 
 namespace fault_injection {
 
-// One call of a C function, or one thing that the platform did to the library.
+// One call of a C function, or one event that the platform delivered to the library.
 struct Step {
   std::string name;
-  // What a C function returned, or the stub's received callback; 0 for anything else.
+  // The return value of a C function or of the stub's received callback; 0 for other events.
   int result;
 
   bool operator==(const Step& other) const { return name == other.name && result == other.result; }
 };
 
-// All that the client and the handlers saw of the library, in order and countable.
+// Everything that the client and the handlers observed.
 struct Journal {
   std::vector<Step> steps;
   std::map<std::string, std::vector<int>> sent;  // return codes by uuid
   std::map<std::string, int> answered;           // answers that handlers gave, by uuid
   std::map<std::string, int> results;            // responses of handlers, by uuid
-  std::map<std::string, int> timeouts;           // responses of the library's own, by uuid
+  std::map<std::string, int> timeouts;           // timeout responses of the library, by uuid
   std::vector<std::string> updates;
   int negotiations = 0;
 
   bool operator==(const Journal& other) const;
 };
 
-// A client, handlers and a platform around the library. Everything goes on when things fail, as far
-// as a real peer could: a handler connects only where somebody listens and answers only what it was
-// sent.
+// A client, handlers and a platform around the library. Continues after failures as real peers
+// would: a handler connects only while the agent listens and answers only delivered commands.
 class Environment {
  public:
-  // A fresh platform with the handlers "h", of the types "type" and "other type", and "i".
+  // Resets the platform and installs the handlers "h", for the types "type" and "other type", and
+  // "i".
   Environment();
 
-  // Everything before this is preparation, and not what the scenario is about.
-  void BeginHere();
+  // Failures are injected from here on; everything before is set-up.
+  void StartInjection();
 
   void Start();
   void ShutDown();
   int Send(const std::string& uuid, const std::string& request_type = "type");
-  // Starts the library by a command.
+  // Sends a command while the library is not initialized, which starts it.
   int SendFirst(const std::string& uuid);
   // Clones every record and destroys the clones after the enumeration.
   void Enumerate();
@@ -68,15 +68,15 @@ class Environment {
 
   const Journal& GetJournal() const { return journal_; }
 
-  std::function<void()> on_begin;
-  // After each step; a step within another one comes first.
+  std::function<void()> on_start;
+  // Called after each step; a nested step is reported before the enclosing one.
   std::function<void(const Step&)> on_step;
 
  private:
-  // Runs a step of the code under test; what escapes from it is a failure.
-  int Do(const std::string& name, const std::function<int()>& step);
+  // Runs and records a step. An escaping exception is a test failure.
+  int RunStep(const std::string& name, const std::function<int()>& step);
   int SendIn(const std::string& step, const std::string& uuid, const std::string& request_type);
-  int Call(const std::string& name, const std::function<int()>& function);
+  int CallLibrary(const std::string& name, const std::function<int()>& function);
   bool WasDelivered(const std::string& instance, const std::string& uuid) const;
 
   Journal journal_;
@@ -86,14 +86,14 @@ class Environment {
 struct Scenario {
   const char* name;
   void (*play)(Environment&);
-  // A command that was accepted is answered, whatever fails.
-  bool answers_what_it_accepts = false;
+  // Whether every accepted command gets a response, whatever fails.
+  bool answers_accepted_commands = false;
 };
 
 extern const std::vector<Scenario> kScenarios;
 
-// Plays a scenario, shuts the library down and checks what must hold whatever failed.
-Journal Play(const Scenario& scenario, const std::function<void()>& on_begin = nullptr,
+// Plays a scenario, shuts the library down and checks the invariants that hold after any failure.
+Journal Play(const Scenario& scenario, const std::function<void()>& on_start = nullptr,
              const std::function<void(const Step&)>& on_step = nullptr);
 
 }  // namespace fault_injection

@@ -1,8 +1,8 @@
 // Copyright 2026 The qor-handler-manager authors
 // SPDX-License-Identifier: Apache-2.0
 
-// The C library's allocation functions, for the whole process: it allows a program to define its
-// own and provides its own ones under these names.
+// Replaces malloc(), calloc() and realloc() of the whole process. The C library supports this and
+// exports its own implementations as __libc_….
 
 #include <cerrno>
 #include <cstddef>

@@ -17,7 +17,7 @@ void* Allocate(std::size_t size) {
 
 }  // namespace
 
-// The other forms call these.
+// The nothrow forms call these; the aligned forms are not used.
 void* operator new(std::size_t size) { return Allocate(size); }
 void* operator new[](std::size_t size) { return Allocate(size); }
 void operator delete(void* memory) noexcept { std::free(memory); }

@@ -12,15 +12,16 @@ using fault_injection::Journal;
 using fault_injection::Play;
 using fault_injection::Scenario;
 
-// Each scenario, once for every call of a platform function in it and every error of that function.
+// Runs each scenario once for every call of a platform function in it and every documented error of
+// that function.
 class PlatformFailures : public ::testing::TestWithParam<Scenario> {
  protected:
-  // Plays the scenario as it should go and counts its calls from where it begins.
+  // Plays the scenario without failures and counts its platform calls from the start of injection.
   void SetUp() override {
-    size_t first = 0;
+    std::size_t first = 0;
     expected_ = Play(GetParam(), [&first] { first = fake::Calls().size(); });
     const auto calls = fake::Calls();
-    for (size_t i = first; i < calls.size(); ++i) ++counts_[calls[i].function];
+    for (std::size_t i = first; i < calls.size(); ++i) ++counts_[calls[i].function];
     ASSERT_FALSE(HasFailure());
   }
 
@@ -28,7 +29,7 @@ class PlatformFailures : public ::testing::TestWithParam<Scenario> {
     SCOPED_TRACE("call " + std::to_string(nth) + " of " + function + " with " +
                  std::to_string(error));
     Play(GetParam(), [&] { fake::Fail(function, error, nth); });
-    // The next time everything is as if nothing had happened.
+    // No state may be left over from the failure.
     EXPECT_TRUE(Play(GetParam()) == expected_);
   }
 
@@ -39,7 +40,7 @@ class PlatformFailures : public ::testing::TestWithParam<Scenario> {
 INSTANTIATE_TEST_SUITE_P(At, PlatformFailures, ::testing::ValuesIn(fault_injection::kScenarios),
                          [](const auto& param_info) { return param_info.param.name; });
 
-TEST_P(PlatformFailures, OfAnyCallAreSurvived) {
+TEST_P(PlatformFailures, SurvivesAnyFailedCall) {
   for (const auto& [function, count] : counts_) {
     for (const int error : fault_injection::DocumentedErrors(function)) {
       for (int nth = 1; nth <= count; ++nth) {
@@ -50,7 +51,7 @@ TEST_P(PlatformFailures, OfAnyCallAreSurvived) {
   }
 }
 
-TEST_P(PlatformFailures, OfAllCallsOfAFunctionAreSurvived) {
+TEST_P(PlatformFailures, SurvivesFailureOfAllCallsOfAFunction) {
   for (const auto& [function, count] : counts_) {
     for (const int error : fault_injection::DocumentedErrors(function)) {
       SCOPED_TRACE("all calls of " + function + " with " + std::to_string(error));
@@ -61,7 +62,7 @@ TEST_P(PlatformFailures, OfAllCallsOfAFunctionAreSurvived) {
   }
 }
 
-TEST_P(PlatformFailures, OfTheLogChangeNothing) {
+TEST_P(PlatformFailures, IgnoresLogFailures) {
   EXPECT_TRUE(Play(GetParam(), [] { fake::FailAlways("dlog_print", -1); }) == expected_);
 }
 

@@ -12,19 +12,19 @@ namespace fault_injection {
 namespace {
 
 void StartUp(Environment& environment) {
-  environment.BeginHere();
+  environment.StartInjection();
   environment.Start();
   environment.Enumerate();
 }
 
 void FirstCommand(Environment& environment) {
-  environment.BeginHere();
+  environment.StartInjection();
   environment.SendFirst("first");
 }
 
 void Launch(Environment& environment) {
   environment.Start();
-  environment.BeginHere();
+  environment.StartInjection();
   environment.Send("first");
   environment.Connect("instance");
   environment.Fetch("instance");
@@ -36,7 +36,7 @@ void Launch(Environment& environment) {
 
 void ManyCommands(Environment& environment) {
   environment.Start();
-  environment.BeginHere();
+  environment.StartInjection();
   for (const char* uuid : {"one", "two", "three"}) environment.Send(uuid);
   environment.Connect("instance");
   environment.Fetch("instance");
@@ -50,7 +50,7 @@ void ExecutionTimeout(Environment& environment) {
   environment.Start();
   environment.Connect("instance");
   environment.Fetch("instance");
-  environment.BeginHere();
+  environment.StartInjection();
   environment.Send("late");
   environment.Advance(10);
   environment.Answer("instance", "late");
@@ -58,7 +58,7 @@ void ExecutionTimeout(Environment& environment) {
 
 void ConnectionTimeout(Environment& environment) {
   environment.Start();
-  environment.BeginHere();
+  environment.StartInjection();
   environment.Send("to h", "other type");
   environment.Advance(10);
 }
@@ -67,7 +67,7 @@ void Negotiation(Environment& environment) {
   environment.Start();
   environment.Connect("instance");
   environment.Fetch("instance");
-  environment.BeginHere();
+  environment.StartInjection();
   environment.Send("slow");
   for (const double seconds : support::kNaNs) environment.Negotiate("instance", "slow", seconds);
   for (const double seconds : support::kExtremeDoubles) {
@@ -80,7 +80,7 @@ void Negotiation(Environment& environment) {
 
 void PackageEvents(Environment& environment) {
   environment.Start();
-  environment.BeginHere();
+  environment.StartInjection();
   environment.Install("pair");
   environment.Send("to two", "second");
   environment.Update("pair");
@@ -93,7 +93,7 @@ void Restart(Environment& environment) {
   environment.Start();
   environment.Send("dropped");
   environment.Connect("before");
-  environment.BeginHere();
+  environment.StartInjection();
   environment.ShutDown();
   environment.Install("pair");
   environment.Start();
@@ -105,7 +105,7 @@ void Restart(Environment& environment) {
 
 void Enumeration(Environment& environment) {
   environment.Start();
-  environment.BeginHere();
+  environment.StartInjection();
   environment.Enumerate();
 }
 
@@ -116,7 +116,7 @@ int CountOf(const std::map<std::string, int>& counts, const std::string& uuid) {
 
 void CheckResponses(const Scenario& scenario, const Journal& journal) {
   for (const auto& [uuid, count] : journal.results) {
-    // A result whose uuid could not be read is one of an unknown command, and passed on as such.
+    // A result whose uuid could not be read is passed on as that of an unknown command.
     if (journal.sent.count(uuid) == 0) continue;
     EXPECT_LE(count, CountOf(journal.answered, uuid)) << uuid;
   }
@@ -126,12 +126,12 @@ void CheckResponses(const Scenario& scenario, const Journal& journal) {
   }
   for (const auto& [uuid, codes] : journal.sent) {
     const int responses = CountOf(journal.timeouts, uuid) + CountOf(journal.results, uuid);
-    // A refusal is final. Any other error may come after the command was recorded.
-    const bool refused = codes[0] == QOR_HANDLER_MANAGER_ERROR_NOT_SUPPORTED_COMMAND ||
-                         codes[0] == QOR_HANDLER_MANAGER_ERROR_FAIL_TO_SEND_APP_CONTROL;
-    if (refused) {
+    // These errors reject the command. Any other error may occur after it was recorded.
+    const bool rejected = codes[0] == QOR_HANDLER_MANAGER_ERROR_NOT_SUPPORTED_COMMAND ||
+                          codes[0] == QOR_HANDLER_MANAGER_ERROR_FAIL_TO_SEND_APP_CONTROL;
+    if (rejected) {
       EXPECT_EQ(responses, 0) << uuid;
-    } else if (codes[0] == 0 && scenario.answers_what_it_accepts) {
+    } else if (codes[0] == 0 && scenario.answers_accepted_commands) {
       EXPECT_GE(responses, 1) << uuid;
     }
   }
@@ -152,15 +152,15 @@ const std::vector<Scenario> kScenarios = {
     {"Enumeration", Enumeration},
 };
 
-Journal Play(const Scenario& scenario, const std::function<void()>& on_begin,
+Journal Play(const Scenario& scenario, const std::function<void()>& on_start,
              const std::function<void(const Step&)>& on_step) {
   Environment environment;
-  environment.on_begin = on_begin;
+  environment.on_start = on_start;
   environment.on_step = on_step;
   scenario.play(environment);
   environment.ShutDown();
   EXPECT_EQ(environment.GetJournal().steps.back().result, 0);
-  // After a shut-down the registry goes on following the packages.
+  // The registry keeps tracking package events after shutdown.
   EXPECT_THAT(fake::Held(), ::testing::AnyOf("", "1 package manager"));
   EXPECT_EQ(fake::LoopUsers(), 1);
   EXPECT_THAT(fake::Faults(), ::testing::IsEmpty());
