@@ -104,7 +104,7 @@ class Demo {
     ExpectUpdate("the first package is updated", QOR_HANDLER_UPDATE_UPDATED,
                  [this] { Install("text-2"); });
     ExpectFailure("a new request type is served", "translate", "text.translate", "",
-                  "no code for it");
+                  "no function for request type");
     ExpectRefusal("a dropped request type is not", "dropped", "text.reject",
                   QOR_HANDLER_MANAGER_ERROR_NOT_SUPPORTED_COMMAND);
     ExpectUpdate("the preferred handler is uninstalled", QOR_HANDLER_UPDATE_REMOVED,

@@ -3,16 +3,30 @@
 
 #include "command-state.h"
 
-#include <qor/handler.h>
-
 #include <cmath>
 #include <exception>
 #include <utility>
 
+#include "json/json.h"
 #include "log.h"
 #include "main-loop.h"
 
 namespace qor::internal {
+
+Answer ErrorAnswer(ErrorCode code, const std::string& description) {
+  json::StringBuffer text;
+  json::Writer<rapidjson::kWriteValidateEncodingFlag> writer(text);
+  writer.StartObject();
+  writer.Key("ErrorCode");
+  writer.Int(static_cast<int>(code));
+  writer.Key("ErrorDomain");
+  writer.String("QOR-HANDLER");
+  writer.Key("ErrorDescription");
+  const auto length = static_cast<rapidjson::SizeType>(description.size());
+  if (!writer.String(description.data(), length)) return ErrorAnswer(code, "(invalid UTF-8)");
+  writer.EndObject();
+  return {false, text.GetString()};
+}
 
 CommandState::CommandState(ReceivedCommand command, CommandKey key,
                            std::weak_ptr<CommandOwner> owner)

@@ -4,6 +4,8 @@
 #ifndef QOR_HANDLER_SRC_COMMAND_STATE_H_
 #define QOR_HANDLER_SRC_COMMAND_STATE_H_
 
+#include <qor/handler.h>
+
 #include <atomic>
 #include <memory>
 #include <string>
@@ -12,6 +14,9 @@
 #include "records.h"
 
 namespace qor::internal {
+
+// Returns a failure with the SDK's JSON error object. Replaces a description that is not UTF-8.
+Answer ErrorAnswer(ErrorCode code, const std::string& description);
 
 // Receives what the handles of a command request. Called on the main loop's thread.
 class CommandOwner {

@@ -4,8 +4,6 @@
 #ifndef QOR_HANDLER_SRC_RECORDS_H_
 #define QOR_HANDLER_SRC_RECORDS_H_
 
-#include <qor/handler.h>
-
 #include <cstdint>
 #include <string>
 
@@ -25,9 +23,6 @@ struct Answer {
   bool succeeded = false;
   std::string text;
 };
-
-// Returns a failure with the SDK's JSON error object. Replaces a description that is not UTF-8.
-Answer ErrorAnswer(ErrorCode code, const std::string& description);
 
 }  // namespace qor::internal
 

@@ -67,7 +67,7 @@ TEST_F(Registry, FollowsAnUpdateThatChangesTheRequestTypes) {
   ASSERT_TRUE(AwaitUpdates(1));
   EXPECT_EQ(agent.Updates()[0].type, QOR_HANDLER_UPDATE_UPDATED);
   EXPECT_EQ(agent.Send("two", "text.reject", ""), QOR_HANDLER_MANAGER_ERROR_NOT_SUPPORTED_COMMAND);
-  EXPECT_NE(Execute("three", "text.translate").error.find("no code for it"), std::string::npos);
+  EXPECT_NE(Execute("three", "text.translate").error.find("no function for request type"), std::string::npos);
 }
 
 TEST_F(Registry, ForgetsAHandlerThatIsUninstalled) {
