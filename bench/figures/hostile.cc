@@ -156,7 +156,7 @@ void AwaitTheEndOfHandlers(const std::string& root) {
     return executable.path.compare(0, root.size(), root) == 0;
   };
   double waited = 0;
-  for (Stopwatch watch; !platform::ProcessesWhere(is_of_root).empty(); waited += watch.Lap()) {
+  for (Stopwatch watch; !platform::FindProcesses(is_of_root).empty(); waited += watch.Lap()) {
     if (waited > kMicrosecondsToEnd) throw std::runtime_error("a handler does not end");
     std::this_thread::yield();
   }

@@ -46,7 +46,7 @@ std::vector<std::string> LeftoversBelow(const std::string& root) {
     }
   }
   const std::string prefix = root + "/";
-  for (const pid_t pid : platform::ProcessesWhere(
+  for (const pid_t pid : platform::FindProcesses(
            [&](const auto& executable) { return executable.path.rfind(prefix, 0) == 0; })) {
     leftovers.push_back("process " + std::to_string(pid));
   }

@@ -87,7 +87,7 @@ Supervisor::~Supervisor() {
   CloseInput();
   if (agent_ > 0) kill(agent_, SIGKILL);
   const std::string prefix = places_.Root() + "/";
-  for (const pid_t pid : platform::ProcessesWhere(
+  for (const pid_t pid : platform::FindProcesses(
            [&](const auto& executable) { return executable.path.rfind(prefix, 0) == 0; })) {
     kill(pid, SIGKILL);
   }
@@ -206,7 +206,7 @@ void Supervisor::Send(const Step& step, const std::string& uuid) {
 
 void Supervisor::Signal(int handler, int signal) {
   const std::string prefix = places_.Root() + "/packages/" + PackageOf(handler) + "/";
-  for (const pid_t pid : platform::ProcessesWhere(
+  for (const pid_t pid : platform::FindProcesses(
            [&](const auto& executable) { return executable.path.rfind(prefix, 0) == 0; })) {
     writer_.Write("signal " + std::to_string(signal), ApplicationOf(handler));
     kill(pid, signal);

@@ -76,7 +76,7 @@ class AgentCrashAtAnyStep : public AgentCrash, public testing::WithParamInterfac
     const auto is_handler = [this](const platform::Executable& executable) {
       return executable.path.compare(0, Root().size(), Root()) == 0;
     };
-    for (const pid_t pid : platform::ProcessesWhere(is_handler)) {
+    for (const pid_t pid : platform::FindProcesses(is_handler)) {
       kill(pid, SIGKILL);
       ASSERT_TRUE(platform::test::AwaitEnd(pid));
     }

@@ -39,7 +39,7 @@ class Check : public EndToEndTest {
 
   std::string Temporary() const { return Root() + "/tmp"; }
   std::vector<pid_t> Processes() const {
-    return platform::ProcessesWhere([this](const platform::Executable& executable) {
+    return platform::FindProcesses([this](const platform::Executable& executable) {
       return executable.path.rfind(Temporary() + "/", 0) == 0;
     });
   }

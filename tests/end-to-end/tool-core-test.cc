@@ -23,7 +23,7 @@ class ToolCore : public EndToEndTest {
   static std::string QorPath() { return BuildFolder() + "/tools/qor/qor"; }
 
   std::vector<pid_t> HandlerProcesses() const {
-    return platform::ProcessesWhere([this](const platform::Executable& executable) {
+    return platform::FindProcesses([this](const platform::Executable& executable) {
       return executable.path.rfind(Root() + "/packages/", 0) == 0;
     });
   }
@@ -63,8 +63,8 @@ TEST_F(ToolCore, KeepsItsNameFromTheApplicationsThatItLaunches) {
   unsetenv(platform::kHostNameVariable);
   const auto handlers = HandlerProcesses();
   ASSERT_EQ(handlers.size(), 1u);
-  EXPECT_EQ(platform::StartVariableOf(handlers[0], platform::kHostNameVariable), std::nullopt);
-  EXPECT_EQ(platform::StartVariableOf(handlers[0], "QOR_PLATFORM_ROOT"), Root());
+  EXPECT_EQ(platform::ReadStartVariable(handlers[0], platform::kHostNameVariable), std::nullopt);
+  EXPECT_EQ(platform::ReadStartVariable(handlers[0], "QOR_PLATFORM_ROOT"), Root());
 }
 
 TEST_F(ToolCore, UsesItsNamesAgain) {

@@ -22,7 +22,7 @@
 #include "platform/linux/common/root-folder.h"
 #include "platform/linux/common/unix-socket.h"
 #include "platform/linux/package-manager/package-event.h"
-#include "platform/linux/rpc-port/greeting.h"
+#include "platform/linux/rpc-port/handshake.h"
 #include "qor_handler_manager.h"
 #include "target.h"
 #include "wire-bytes.h"
@@ -222,8 +222,8 @@ class Session {
     const std::string answer = fuzz::Receive(main_);
     if (answer.size() <= kFrameLengthSize) return;
     const auto accepted =
-        DecodeAnswer({reinterpret_cast<const uint8_t*>(answer.data()) + kFrameLengthSize,
-                      answer.size() - kFrameLengthSize});
+        DecodeReply({reinterpret_cast<const uint8_t*>(answer.data()) + kFrameLengthSize,
+                     answer.size() - kFrameLengthSize});
     fuzz::Require(accepted && accepted->is_accepted, "a handler is admitted");
     callback_ = Connect();
     fuzz::Send(callback_, TextOf(EncodeHello({true, accepted->token})));

@@ -15,7 +15,7 @@
 #include "loop.h"
 #include "platform/linux/common/root-folder.h"
 #include "platform/linux/common/unix-socket.h"
-#include "platform/linux/rpc-port/greeting.h"
+#include "platform/linux/rpc-port/handshake.h"
 #include "target.h"
 #include "wire-bytes.h"
 
@@ -34,8 +34,9 @@ class Session : private AgentLink::Receiver {
         folder_(platform::FolderBelowRoot(std::string("run/ports/") + kAgentId)),
         port_(platform::ListenAt(folder_, "CommandHandler")),
         link_(std::make_unique<AgentLink>(kAgentId, static_cast<AgentLink::Receiver&>(*this), 4,
-                                          input_.Below(2) == 0 ? AgentLink::Lifetime::kOnDemand
-                                                               : AgentLink::Lifetime::kPersistent)) {
+                                          input_.Below(2) == 0
+                                              ? AgentLink::Lifetime::kOnDemand
+                                              : AgentLink::Lifetime::kPersistent)) {
     fuzz::Require(static_cast<bool>(port_), "the agent listens");
   }
   ~Session() {
@@ -110,7 +111,7 @@ class Session : private AgentLink::Receiver {
   }
 
   static std::string Acceptance() {
-    const auto bytes = platform::rpc::EncodeAnswer({true, {}, ""});
+    const auto bytes = platform::rpc::EncodeReply({true, {}, ""});
     return {bytes.begin(), bytes.end()};
   }
 

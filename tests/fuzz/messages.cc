@@ -14,7 +14,7 @@
 #include "platform/linux/app-control/received-request.h"
 #include "platform/linux/common/message.h"
 #include "platform/linux/package-manager/package-event.h"
-#include "platform/linux/tests/ipc/sockets.h"
+#include "platform/linux/tests/support/sockets.h"
 #include "target.h"
 
 namespace {

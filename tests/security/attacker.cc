@@ -36,7 +36,7 @@
 #include "platform/linux/common/root-folder.h"
 #include "platform/linux/common/unix-socket.h"
 #include "platform/linux/package-manager/package-event.h"
-#include "platform/linux/rpc-port/greeting.h"
+#include "platform/linux/rpc-port/handshake.h"
 #include "platform/linux/rpc-port/owned-socket.h"
 #include "platform/linux/rpc-port/parcel.h"
 #include "wire.h"
@@ -199,7 +199,7 @@ class Attacker {
 
   std::string Hear(const UniqueFd& fd) {
     const auto frame = Receive(fd);
-    const auto answer = rpc::DecodeAnswer({frame.data(), frame.size()});
+    const auto answer = rpc::DecodeReply({frame.data(), frame.size()});
     if (!answer) return "gone";
     if (!answer->is_accepted) return "refused: " + answer->cause;
     token_ = answer->token;

@@ -86,7 +86,7 @@ TEST_F(Messages, ThatNeverComeKeepNoHandlerFromItsRequests) {
   pollfd end = {last.Get(), POLLIN, 0};
   EXPECT_EQ(poll(&end, 1, 60'000), 1);
   const std::string program = InstalledProgram(kTextHandler);
-  const auto handlers = platform::ProcessesWhere(
+  const auto handlers = platform::FindProcesses(
       [&](const platform::Executable& executable) { return executable.path == program; });
   ASSERT_EQ(handlers.size(), 1U);
   EXPECT_LE(OpenDescriptors("/proc/" + std::to_string(handlers[0])), 64 + 30);

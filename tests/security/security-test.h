@@ -8,7 +8,7 @@
 #include <string>
 
 #include "end-to-end-test.h"
-#include "platform/linux/tests/ipc/peer-process.h"
+#include "platform/linux/tests/support/peer-process.h"
 
 namespace security {
 

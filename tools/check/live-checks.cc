@@ -111,7 +111,7 @@ class Trial {
   }
 
   std::vector<pid_t> Processes() const {
-    return platform::ProcessesWhere(
+    return platform::FindProcesses(
         [this](const platform::Executable& executable) { return executable.path == executable_; });
   }
 

@@ -185,7 +185,7 @@ void LaunchWith(const ApplicationRecord& application, const std::vector<uint8_t>
 
 std::string LaunchLockError(const std::string& app_id) {
   const std::string file = LaunchLock(app_id);
-  return file + " is locked by " + LockHolder(file);
+  return file + " is locked by " + DescribeLockHolder(file);
 }
 
 }  // namespace platform

@@ -18,7 +18,7 @@ namespace platform {
 
 // A request on its way to an application that ran already. The kernel takes it at once, and the
 // application may yet end before it does: the main loop waits for its acknowledgement.
-class Delivery final : private LoopTarget {
+class Delivery final : private LoopObserver {
  public:
   using NotTaken = void (*)(const std::string& app_id, const std::vector<uint8_t>& request);
 

@@ -33,7 +33,7 @@ EXPORT_API int app_manager_is_running(const char* app_id, bool* running) {
   return kAppManagerBoundary.Run([=]() -> int {
     const auto application = platform::FindApplication(app_id);
     if (!application) return APP_MANAGER_ERROR_NO_SUCH_APP;
-    const auto candidates = platform::ProcessesWhere([&](const platform::Executable& executable) {
+    const auto candidates = platform::FindProcesses([&](const platform::Executable& executable) {
       return executable.path == application->executable;
     });
     *running = std::any_of(candidates.begin(), candidates.end(), [&](pid_t pid) {

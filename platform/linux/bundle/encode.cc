@@ -21,7 +21,7 @@ using platform::bundle::ToRaw;
 namespace {
 
 // Hands bytes to a C caller, with a NUL behind them that is not counted.
-int HandOut(const void* bytes, size_t size, bundle_raw** r, int* len) {
+int CopyToCaller(const void* bytes, size_t size, bundle_raw** r, int* len) {
   if (size > INT_MAX) return BUNDLE_ERROR_OUT_OF_MEMORY;
   auto* copy = static_cast<bundle_raw*>(std::malloc(size + 1));
   if (copy == nullptr) return BUNDLE_ERROR_OUT_OF_MEMORY;
@@ -39,7 +39,7 @@ EXPORT_API int bundle_encode_raw(bundle* b, bundle_raw** r, int* len) {
   return kBoundary.Run([&] {
     const auto raw = ToRaw(*b);
     if (raw.empty()) return static_cast<int>(BUNDLE_ERROR_OUT_OF_MEMORY);
-    return HandOut(raw.data(), raw.size(), r, len);
+    return CopyToCaller(raw.data(), raw.size(), r, len);
   });
 }
 

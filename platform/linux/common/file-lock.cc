@@ -73,7 +73,7 @@ UniqueFd AwaitLock(const std::string& path, std::chrono::milliseconds limit) {
     if (file || errno != EWOULDBLOCK || waited >= limit) return file;
     if (!is_logged && waited > kSilentWait) {
       dlog_print(DLOG_WARN, kLogTag, "%s is locked by %s, waiting for up to %lld seconds",
-                 path.c_str(), LockHolder(path).c_str(),
+                 path.c_str(), DescribeLockHolder(path).c_str(),
                  static_cast<long long>(std::chrono::ceil<std::chrono::seconds>(limit).count()));
       is_logged = true;
     }
@@ -83,7 +83,7 @@ UniqueFd AwaitLock(const std::string& path, std::chrono::milliseconds limit) {
   }
 }
 
-std::string LockHolder(const std::string& path) {
+std::string DescribeLockHolder(const std::string& path) {
   struct stat status {};
   if (stat(path.c_str(), &status) == 0) {
     std::ifstream locks("/proc/locks");

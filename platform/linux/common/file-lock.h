@@ -23,7 +23,7 @@ UniqueFd AwaitLock(const std::string& path, std::chrono::milliseconds limit);
 
 // Says who holds the lock on a file: "process 12 (/usr/bin/program)", or "another process" when the
 // kernel does not tell.
-std::string LockHolder(const std::string& path);
+std::string DescribeLockHolder(const std::string& path);
 
 }  // namespace platform
 

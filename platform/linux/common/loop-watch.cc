@@ -36,7 +36,7 @@ Eina_Bool LoopWatch::Ready(void* data, Ecore_Fd_Handler* handler) {
   const bool readable = ecore_main_fd_handler_active_get(handler, ECORE_FD_READ) != EINA_FALSE;
   const bool writable = ecore_main_fd_handler_active_get(handler, ECORE_FD_WRITE) != EINA_FALSE;
   kMainLoopBoundary.Run([&] {
-    static_cast<LoopWatch*>(data)->target_->OnReady(readable, writable);
+    static_cast<LoopWatch*>(data)->observer_->OnReady(readable, writable);
     return TIZEN_ERROR_NONE;
   });
   return ECORE_CALLBACK_RENEW;

@@ -8,20 +8,20 @@
 
 namespace platform {
 
-class LoopTarget {
+class LoopObserver {
  public:
   // Called on the main loop's thread. May destroy the watch that calls it.
   virtual void OnReady(bool readable, bool writable) = 0;
 
  protected:
-  ~LoopTarget() = default;
+  ~LoopObserver() = default;
 };
 
 // Lets the main loop tell when a descriptor is ready. For the main loop's thread alone.
 class LoopWatch {
  public:
   // Neither is owned; both must outlive the watch. Nothing is watched at first.
-  LoopWatch(int fd, LoopTarget* target) : fd_(fd), target_(target) {}
+  LoopWatch(int fd, LoopObserver* target) : fd_(fd), observer_(target) {}
   LoopWatch(const LoopWatch&) = delete;
   LoopWatch& operator=(const LoopWatch&) = delete;
   ~LoopWatch() { Remove(); }
@@ -37,7 +37,7 @@ class LoopWatch {
   static Eina_Bool Ready(void* data, Ecore_Fd_Handler* handler);
 
   const int fd_;
-  LoopTarget* const target_;
+  LoopObserver* const observer_;
   Ecore_Fd_Handler* handler_ = nullptr;
   int flags_ = 0;
 };

@@ -18,7 +18,7 @@
 namespace platform {
 
 // One sender, until its message is there.
-class MessageServer::Connection final : private LoopTarget {
+class MessageServer::Connection final : private LoopObserver {
  public:
   Connection(MessageServer* server, UniqueFd socket)
       : server_(server),
@@ -29,10 +29,10 @@ class MessageServer::Connection final : private LoopTarget {
   const PeerCredentials& Peer() const { return peer_; }
 
   void Wait() {
-    limit_.Start(kMessageLimit, [this] {
+    timeout_.Start(kMessageTimeout, [this] {
       dlog_print(DLOG_WARN, server_->log_tag_, "process %d sent no whole message in %.0f s",
-                 peer_.pid, kMessageLimit);
-      TakeOut();
+                 peer_.pid, kMessageTimeout);
+      Detach();
     });
     watch_.WatchReading(true);
   }
@@ -44,8 +44,8 @@ class MessageServer::Connection final : private LoopTarget {
     if (state == MessageReader::State::kPartial) return false;
     // The observer may run the main loop.
     watch_.Remove();
-    limit_.Stop();
-    const std::list<Connection> self = TakeOut();
+    timeout_.Stop();
+    const std::list<Connection> self = Detach();
     static const std::vector<uint8_t> kNone;
     const bool is_complete = state == MessageReader::State::kComplete;
     server_->observer_->OnMessage(is_complete ? reader_.Bytes() : kNone, peer_, socket_);
@@ -53,7 +53,7 @@ class MessageServer::Connection final : private LoopTarget {
   }
 
   // Out of its server's list.
-  std::list<Connection> TakeOut() {
+  std::list<Connection> Detach() {
     std::list<Connection>& all = server_->connections_;
     std::list<Connection> self;
     self.splice(self.end(), all,
@@ -68,7 +68,7 @@ class MessageServer::Connection final : private LoopTarget {
       Serve();
     } catch (const std::exception& error) {
       dlog_print(DLOG_ERROR, server_->log_tag_, "a message is lost: %s", error.what());
-      TakeOut();
+      Detach();
     }
   }
 
@@ -77,7 +77,7 @@ class MessageServer::Connection final : private LoopTarget {
   const PeerCredentials peer_;
   MessageReader reader_;
   LoopWatch watch_;
-  LoopTimer limit_;
+  LoopTimer timeout_;
 };
 
 MessageServer::MessageServer(UniqueFd listening_socket, const char* log_tag,
@@ -86,7 +86,7 @@ MessageServer::MessageServer(UniqueFd listening_socket, const char* log_tag,
       observer_(observer),
       socket_(std::move(listening_socket)),
       watch_(socket_.Get(), this),
-      pause_(&watch_) {
+      backoff_(&watch_) {
   watch_.WatchReading(true);
 }
 
@@ -100,7 +100,7 @@ void MessageServer::OnReady(bool, bool) {
   }
 }
 
-void MessageServer::EndOldest() {
+void MessageServer::CloseOldest() {
   dlog_print(DLOG_WARN, log_tag_,
              "more than %zu connections have sent no whole message, that of process %d ended",
              kMaxSenders, connections_.front().Peer().pid);
@@ -110,7 +110,7 @@ void MessageServer::EndOldest() {
 void MessageServer::Accept() {
   UniqueFd socket(accept4(socket_.Get(), nullptr, nullptr, SOCK_CLOEXEC | SOCK_NONBLOCK));
   if (!socket) {
-    if (errno == EMFILE || errno == ENFILE) pause_.Start();
+    if (errno == EMFILE || errno == ENFILE) backoff_.Start();
     return;
   }
   Connection& connection = connections_.emplace_back(this, std::move(socket));
@@ -125,10 +125,10 @@ void MessageServer::Accept() {
     if (connection.Serve()) return;
     connection.Wait();
   } catch (...) {
-    connection.TakeOut();
+    connection.Detach();
     throw;
   }
-  if (connections_.size() > kMaxSenders) EndOldest();
+  if (connections_.size() > kMaxSenders) CloseOldest();
 }
 
 }  // namespace platform

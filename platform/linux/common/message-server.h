@@ -8,7 +8,7 @@
 #include <list>
 #include <vector>
 
-#include "platform/linux/common/accept-pause.h"
+#include "platform/linux/common/accept-backoff.h"
 #include "platform/linux/common/loop-watch.h"
 #include "platform/linux/common/unix-socket.h"
 
@@ -29,12 +29,12 @@ class MessageObserver {
 // Takes messages, one for each connection, from a listening socket on the Ecore main loop, in the
 // order in which they are complete. Processes of other users are rejected. Senders that are slow or
 // silent delay nobody and cannot use up descriptors. For the main loop's thread alone.
-class MessageServer final : private LoopTarget {
+class MessageServer final : private LoopObserver {
  public:
   // This many connections may wait for their message; the next one ends the oldest.
   static constexpr size_t kMaxSenders = 64;
   // So many seconds a connection may wait for its message.
-  static constexpr double kMessageLimit = 10.0;
+  static constexpr double kMessageTimeout = 10.0;
 
   // Log lines have the tag. The tag and the observer must outlive the server. Throws
   // std::runtime_error when the main loop refuses.
@@ -46,7 +46,7 @@ class MessageServer final : private LoopTarget {
 
   void OnReady(bool readable, bool writable) override;
   void Accept();
-  void EndOldest();
+  void CloseOldest();
 
   const char* const log_tag_;
   MessageObserver* const observer_;
@@ -54,7 +54,7 @@ class MessageServer final : private LoopTarget {
   // Closed before the connections: who then finds its message not taken knows why.
   const UniqueFd socket_;
   LoopWatch watch_;
-  AcceptPause pause_;
+  AcceptBackoff backoff_;
 };
 
 }  // namespace platform

@@ -62,7 +62,7 @@ struct Cache {
   SharedPackages packages;
 };
 
-Cache& TheCache() {
+Cache& GetCache() {
   // Never destroyed: queries may come from destructors of static objects.
   static Cache* const cache = new Cache;
   return *cache;
@@ -78,7 +78,7 @@ int64_t SchemaVersion(Database& database) {
 // Exclusive use of the connection, which is empty while there is no database.
 class Session {
  public:
-  Session() : cache_(TheCache()), lock_(cache_.mutex) {
+  Session() : cache_(GetCache()), lock_(cache_.mutex) {
     const std::string file = FileIn(RootPath());
     struct stat status {};
     const bool exists = stat(file.c_str(), &status) == 0;

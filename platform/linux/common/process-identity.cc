@@ -18,7 +18,7 @@ namespace {
 constexpr char kLogTag[] = "PLATFORM";
 
 std::string HostName(pid_t pid, const std::string& executable) {
-  if (const auto name = StartVariableOf(pid, kHostNameVariable)) {
+  if (const auto name = ReadStartVariable(pid, kHostNameVariable)) {
     if (IsHostName(*name)) return *name;
     dlog_print(DLOG_WARN, kLogTag, "process %d: %s=\"%s\" is not a name; its executable's counts",
                pid, kHostNameVariable, name->c_str());

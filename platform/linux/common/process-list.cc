@@ -12,7 +12,7 @@ namespace platform {
 
 Executable ExecutableOf(pid_t pid) { return ProcessHandle(pid).ExecutablePath(); }
 
-std::vector<pid_t> ProcessesWhere(const std::function<bool(const Executable&)>& condition) {
+std::vector<pid_t> FindProcesses(const std::function<bool(const Executable&)>& condition) {
   std::vector<pid_t> found;
   std::unique_ptr<DIR, int (*)(DIR*)> folder(opendir("/proc"), closedir);
   if (folder == nullptr) return found;

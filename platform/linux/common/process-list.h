@@ -16,7 +16,7 @@ namespace platform {
 Executable ExecutableOf(pid_t pid);
 
 // The processes whose executable meets a condition.
-std::vector<pid_t> ProcessesWhere(const std::function<bool(const Executable&)>& condition);
+std::vector<pid_t> FindProcesses(const std::function<bool(const Executable&)>& condition);
 
 }  // namespace platform
 

@@ -28,15 +28,15 @@ std::string Environment(const char* name) {
 }
 
 // The path that an absolute value of the variable gave last.
-struct Known {
+struct CachedRoot {
   std::mutex mutex;
   std::string variable;
   std::string path;
 };
 
-Known& TheKnown() {
+CachedRoot& GetCachedRoot() {
   // Never destroyed: destructors of static objects may ask.
-  static Known* const known = new Known;
+  static CachedRoot* const known = new CachedRoot;
   return *known;
 }
 
@@ -122,7 +122,7 @@ void RequireSafeParents(const std::string& root) {
   }
 }
 
-void RequireOurs(const std::string& root) {
+void RequireOwner(const std::string& root) {
   struct stat status {};
   if (stat(root.c_str(), &status) != 0) Throw(errno, "cannot look at folder " + root);
   if (status.st_uid != geteuid()) {
@@ -152,7 +152,7 @@ void RequireNoLinks(const std::string& root, const std::string& relative) {
 std::string RootPath() {
   const std::string variable = Environment("QOR_PLATFORM_ROOT");
   // Asked for with every query. An absolute path is the same in whatever folder the process works.
-  Known& known = TheKnown();
+  CachedRoot& known = GetCachedRoot();
   const std::lock_guard<std::mutex> lock(known.mutex);
   if (!variable.empty() && variable == known.variable) return known.path;
   std::filesystem::path path = variable;
@@ -174,7 +174,7 @@ std::string RootFolder() {
   const std::string root = RootPath();
   RequireSafeParents(root);
   RequireFolderAndParents(root);
-  RequireOurs(root);
+  RequireOwner(root);
   if (access(root.c_str(), W_OK | X_OK) != 0) Throw(errno, "cannot write to folder " + root);
   return root;
 }

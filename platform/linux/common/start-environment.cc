@@ -7,7 +7,7 @@
 
 namespace platform {
 
-std::optional<std::string> StartVariableOf(pid_t pid, const std::string& name) {
+std::optional<std::string> ReadStartVariable(pid_t pid, const std::string& name) {
   std::ifstream block("/proc/" + std::to_string(pid) + "/environ", std::ios::binary);
   const std::string begin = name + "=";
   for (std::string variable; std::getline(block, variable, '\0');)

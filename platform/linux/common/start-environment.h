@@ -13,7 +13,7 @@ namespace platform {
 
 // A variable of the environment that a process was started with, whatever it has done to its
 // environment since. Empty when it had none of that name, is gone, or is not ours to look at.
-std::optional<std::string> StartVariableOf(pid_t pid, const std::string& name);
+std::optional<std::string> ReadStartVariable(pid_t pid, const std::string& name);
 
 }  // namespace platform
 

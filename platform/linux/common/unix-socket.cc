@@ -79,7 +79,7 @@ UniqueFd ConnectTo(const std::string& folder, const std::string& name) {
   return OpenSocket(folder, name, false);
 }
 
-bool NameSenders(const UniqueFd& listening_socket) {
+bool EnableSenderCredentials(const UniqueFd& listening_socket) {
   const int on = 1;
   return setsockopt(listening_socket.Get(), SOL_SOCKET, SO_PASSCRED, &on, sizeof on) == 0;
 }

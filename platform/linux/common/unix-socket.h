@@ -38,7 +38,7 @@ UniqueFd ListenAt(const std::string& folder, const std::string& name);
 
 // Makes the kernel name the sending process with everything that is received from connections
 // accepted later (SCM_CREDENTIALS). False with errno set on failure.
-bool NameSenders(const UniqueFd& listening_socket);
+bool EnableSenderCredentials(const UniqueFd& listening_socket);
 
 // Connects to `name` in `folder`. ENOENT or ECONNREFUSED when nobody listens there.
 UniqueFd ConnectTo(const std::string& folder, const std::string& name);

@@ -36,7 +36,7 @@ struct Log {
 };
 
 // Never destroyed: threads and destructors log until the very end.
-const Log& TheLog() {
+const Log& GetLog() {
   static const Log& log = *new Log;
   return log;
 }
@@ -50,7 +50,7 @@ int WriteLimited(int priority, const char* tag, const char* format,
   RateLimit::Decision decision{true, 0};
   if (priority >= DLOG_WARN) {
     const std::unique_lock<std::mutex> lock(mutex, std::try_to_lock);
-    if (lock) decision = limit.Ask(std::chrono::steady_clock::now(), tag, format, line.message());
+    if (lock) decision = limit.Check(std::chrono::steady_clock::now(), tag, format, line.message());
   }
   if (!decision.is_admitted) return 0;
   if (decision.suppressed > 0) {
@@ -58,7 +58,7 @@ int WriteLimited(int priority, const char* tag, const char* format,
                "suppressed %llu lines similar to the next",
                static_cast<unsigned long long>(decision.suppressed));
   }
-  return platform::dlog::WriteOnce(TheLog().output, line.text(), line.size());
+  return platform::dlog::WriteOnce(GetLog().output, line.text(), line.size());
 }
 
 int Write(int priority, const char* tag, const char* format, va_list arguments) {
@@ -81,13 +81,13 @@ bool AreValid(int priority, const char* tag, const char* format) {
 
 EXPORT_API int dlog_vprint(log_priority prio, const char* tag, const char* fmt, va_list ap) {
   if (!AreValid(prio, tag, fmt)) return DLOG_ERROR_INVALID_PARAMETER;
-  if (!TheLog().filter.Passes(prio, tag)) return 0;
+  if (!GetLog().filter.Passes(prio, tag)) return 0;
   return Write(prio, tag, fmt, ap);
 }
 
 EXPORT_API int dlog_print(log_priority prio, const char* tag, const char* fmt, ...) {
   if (!AreValid(prio, tag, fmt)) return DLOG_ERROR_INVALID_PARAMETER;
-  if (!TheLog().filter.Passes(prio, tag)) return 0;
+  if (!GetLog().filter.Passes(prio, tag)) return 0;
   va_list arguments;
   va_start(arguments, fmt);
   const int result = Write(prio, tag, fmt, arguments);

@@ -34,8 +34,8 @@ bool RateLimit::Take(Time now, unsigned most, Bucket* bucket) {
   return true;
 }
 
-RateLimit::Decision RateLimit::Ask(Time now, std::string_view tag, std::string_view format,
-                                   std::string_view message) {
+RateLimit::Decision RateLimit::Check(Time now, std::string_view tag, std::string_view format,
+                                     std::string_view message) {
   const uint64_t tag_hash = Hash(tag, kHashStart);
   Bucket& of_format = formats_[Hash(format, tag_hash) % formats_.size()];
   Bucket& of_message = messages_[Hash(message, tag_hash) % messages_.size()];

@@ -28,7 +28,7 @@ class RateLimit {
     // Of an admitted line: how many similar ones were suppressed since the last one.
     uint64_t suppressed = 0;
   };
-  Decision Ask(Time now, std::string_view tag, std::string_view format, std::string_view message);
+  Decision Check(Time now, std::string_view tag, std::string_view format, std::string_view message);
 
  private:
   // What is counted together: by hash, so that two causes may share a limit.

@@ -78,7 +78,7 @@ InstallLock::InstallLock(std::chrono::milliseconds timeout) {
   file_ = AwaitLock(path, timeout);
   if (!file_ && errno == EWOULDBLOCK) {
     throw std::system_error(ETIMEDOUT, std::generic_category(),
-                            path + " is locked by " + LockHolder(path));
+                            path + " is locked by " + DescribeLockHolder(path));
   }
   if (!file_) throw FileError(path);
   const std::string staging = StagingFolder();

@@ -58,7 +58,7 @@ void TerminateProcessesIn(const std::string& folder) {
     return executable.path.compare(0, prefix.size(), prefix) == 0;
   };
   std::vector<UniqueFd> processes;
-  for (const pid_t pid : ProcessesWhere(is_inside)) {
+  for (const pid_t pid : FindProcesses(is_inside)) {
     UniqueFd process = OpenProcess(pid);
     if (pid == getpid() || !process || !is_inside(ExecutableOf(pid))) continue;
     dlog_print(DLOG_INFO, kPackageLogTag, "ending process %d of %s", pid, folder.c_str());

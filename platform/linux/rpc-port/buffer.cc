@@ -12,12 +12,12 @@ namespace platform::rpc {
 namespace {
 
 // Smaller ones cost the allocator little, larger ones are rare and would hold much.
-constexpr size_t kSmallestSpare = 16 * 1024;
-constexpr size_t kLargestSpare = 256 * 1024;
+constexpr size_t kMinPooledSize = 16 * 1024;
+constexpr size_t kMaxPooledSize = 256 * 1024;
 // Sizes are multiples of this, so that a spare one fits the next parcel too.
-constexpr size_t kStep = 16 * 1024;
+constexpr size_t kSizeStep = 16 * 1024;
 // Nobody gets one that is so much larger than what was asked for: its pages are in use.
-constexpr size_t kMostTimesTooLarge = 4;
+constexpr size_t kMaxSizeRatio = 4;
 
 struct Block {
   std::unique_ptr<uint8_t[]> bytes;
@@ -25,11 +25,11 @@ struct Block {
 };
 
 // As many as one command needs at the same time.
-class Spares {
+class BufferPool {
  public:
   // Never destroyed: buffers come back until the very end of the process.
-  static Spares& Get() {
-    static Spares& spares = *new Spares;
+  static BufferPool& Get() {
+    static BufferPool& spares = *new BufferPool;
     return spares;
   }
 
@@ -38,7 +38,7 @@ class Spares {
     const std::lock_guard<std::mutex> lock(mutex_);
     Block* best = nullptr;
     for (Block& block : blocks_) {
-      const bool fits = block.size >= size && block.size / kMostTimesTooLarge <= size;
+      const bool fits = block.size >= size && block.size / kMaxSizeRatio <= size;
       if (fits && (best == nullptr || block.size < best->size)) best = &block;
     }
     return best == nullptr ? Block{} : std::exchange(*best, {});
@@ -61,9 +61,9 @@ class Spares {
 }  // namespace
 
 Buffer::Buffer(size_t size) {
-  if (size >= kSmallestSpare && size <= kLargestSpare) {
-    size = (size + kStep - 1) / kStep * kStep;
-    Block spare = Spares::Get().Take(size);
+  if (size >= kMinPooledSize && size <= kMaxPooledSize) {
+    size = (size + kSizeStep - 1) / kSizeStep * kSizeStep;
+    Block spare = BufferPool::Get().Take(size);
     bytes_ = std::move(spare.bytes);
     size_ = spare.size;
   }
@@ -79,8 +79,8 @@ Buffer& Buffer::operator=(Buffer&& other) noexcept {
 }
 
 Buffer::~Buffer() {
-  if (size_ >= kSmallestSpare && size_ <= kLargestSpare) {
-    Spares::Get().Give({std::move(bytes_), size_});
+  if (size_ >= kMinPooledSize && size_ <= kMaxPooledSize) {
+    BufferPool::Get().Give({std::move(bytes_), size_});
   }
 }
 

@@ -11,9 +11,9 @@
 
 namespace platform::rpc {
 
-// Room for bytes, which is not zeroed: only the pages that are written to are ever touched. A few
-// large ones outlive their owners to become the next buffers, because a stream of long parcels
-// would otherwise give its pages back to the kernel and fetch them again with each of them.
+// Memory for bytes, which is not zeroed: only the pages that are written to are ever touched.
+// A few large ones outlive their owners to become the next buffers, because a stream of long
+// parcels would otherwise give its pages back to the kernel and fetch them again with each of them.
 // Buffers may be made and destroyed on any thread.
 class Buffer {
  public:

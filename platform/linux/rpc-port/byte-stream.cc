@@ -30,33 +30,33 @@ ByteStream::SendResult ByteStream::Send(ByteView bytes) {
   const std::lock_guard<std::mutex> lock(mutex_);
   const bool was_waiting = !queue_.empty();
   if (was_waiting) {
-    if (queue_.size() - sent_ > kMaxWaiting) return SendResult::kFull;
-    if (sent_ > kMaxWaiting) {
-      queue_.erase(queue_.begin(), queue_.begin() + static_cast<ptrdiff_t>(sent_));
-      sent_ = 0;
+    if (queue_.size() - queue_begin_ > kMaxQueued) return SendResult::kFull;
+    if (queue_begin_ > kMaxQueued) {
+      queue_.erase(queue_.begin(), queue_.begin() + static_cast<ptrdiff_t>(queue_begin_));
+      queue_begin_ = 0;
     }
     queue_.insert(queue_.end(), bytes.data, bytes.data + bytes.size);
-    return SendResult::kWaiting;
+    return SendResult::kQueued;
   }
   const ssize_t done = SendSome(bytes.data, bytes.size);
   if (done < 0) return SendResult::kBroken;
   if (static_cast<size_t>(done) == bytes.size) return SendResult::kSent;
   queue_.assign(bytes.data + done, bytes.data + bytes.size);
-  return SendResult::kStartsWaiting;
+  return SendResult::kQueueStarted;
 }
 
 ByteStream::SendResult ByteStream::Flush() {
   const std::lock_guard<std::mutex> lock(mutex_);
-  const ssize_t done = SendSome(queue_.data() + sent_, queue_.size() - sent_);
+  const ssize_t done = SendSome(queue_.data() + queue_begin_, queue_.size() - queue_begin_);
   if (done < 0 || is_shut_down_) return SendResult::kBroken;
-  sent_ += static_cast<size_t>(done);
-  if (sent_ < queue_.size()) return SendResult::kWaiting;
+  queue_begin_ += static_cast<size_t>(done);
+  if (queue_begin_ < queue_.size()) return SendResult::kQueued;
   std::vector<uint8_t>().swap(queue_);
-  sent_ = 0;
+  queue_begin_ = 0;
   return SendResult::kSent;
 }
 
-bool ByteStream::HasWaiting() const {
+bool ByteStream::HasQueued() const {
   const std::lock_guard<std::mutex> lock(mutex_);
   return !queue_.empty();
 }
@@ -90,10 +90,10 @@ ByteStream::ReceiveResult ByteStream::Receive(uint8_t* data, size_t size, int fl
   if (count > 0) {
     if (sender != sender_) return ReceiveResult::kOtherSender;
     *received = static_cast<size_t>(count);
-    return ReceiveResult::kBytes;
+    return ReceiveResult::kData;
   }
   const bool may_come = count < 0 && (errno == EAGAIN || errno == EINTR);
-  return may_come ? ReceiveResult::kNothing : ReceiveResult::kEnded;
+  return may_come ? ReceiveResult::kWouldBlock : ReceiveResult::kClosed;
 }
 
 void ByteStream::Shutdown() {

@@ -23,7 +23,7 @@ namespace platform::rpc {
 class ByteStream {
  public:
   // Once this many bytes wait, nothing more is taken. At most one send goes beyond it.
-  static constexpr size_t kMaxWaiting = 16 * 1024 * 1024;
+  static constexpr size_t kMaxQueued = 16 * 1024 * 1024;
 
   // No process has this id: bytes are taken from every process that has the other end.
   static constexpr pid_t kAnySender = -1;
@@ -35,22 +35,22 @@ class ByteStream {
   int fd() const { return fd_.Get(); }
 
   enum class SendResult {
-    kSent,           // nothing waits
-    kWaiting,        // something waits; who saw it begin takes care of it
-    kStartsWaiting,  // something waits from now on: Flush() when the socket is writable
-    kFull,           // too much waits already, nothing was taken
-    kBroken          // the peer is gone or the stream was shut down
+    kSent,          // nothing waits
+    kQueued,        // something waits; who saw it begin takes care of it
+    kQueueStarted,  // something waits from now on: Flush() when the socket is writable
+    kFull,          // too much waits already, nothing was taken
+    kBroken         // the peer is gone or the stream was shut down
   };
   // All of the bytes or none, in one piece of the stream.
   SendResult Send(ByteView bytes);
-  // Sends what waits, as far as the socket takes it: kSent, kWaiting or kBroken.
+  // Sends what waits, as far as the socket takes it: kSent, kQueued or kBroken.
   SendResult Flush();
-  bool HasWaiting() const;
+  bool HasQueued() const;
 
   enum class ReceiveResult {
-    kBytes,
-    kNothing,
-    kEnded,
+    kData,
+    kWouldBlock,
+    kClosed,
     kOtherSender  // the bytes are lost
   };
   // One system call. Blocks only on a blocking descriptor without MSG_DONTWAIT among the flags.
@@ -70,9 +70,9 @@ class ByteStream {
   const pid_t sender_;
   std::atomic<bool> is_shut_down_{false};
   mutable std::mutex mutex_;
-  // Guarded by mutex_: what waits is behind sent_.
+  // Guarded by mutex_: what waits is behind queue_begin_.
   std::vector<uint8_t> queue_;
-  size_t sent_ = 0;
+  size_t queue_begin_ = 0;
 };
 
 }  // namespace platform::rpc

@@ -36,24 +36,24 @@ Client::Client(const std::string& sender, ProcessHandle process, const FileId& e
 }
 
 void Client::Start() {
-  SendAcceptance(main_.get());
+  SendAccept(main_.get());
   main_->Watch(weak_from_this());
-  limit_.Start(kGreetingLimit, [weak = weak_from_this()] {
+  timeout_.Start(kHandshakeTimeout, [weak = weak_from_this()] {
     if (const auto self = weak.lock()) self->End();
   });
 }
 
-void Client::SendAcceptance(Port* port) {
-  const auto frame = EncodeAnswer({true, token_, ""});
+void Client::SendAccept(Port* port) {
+  const auto frame = EncodeReply({true, token_, ""});
   port->Send({frame.data(), frame.size()});
 }
 
-bool Client::Awaits(const Token& token, pid_t pid) const {
+bool Client::ExpectsCallback(const Token& token, pid_t pid) const {
   return !IsJoined() && token == token_ && pid == process_->pid() &&
          process_->ExecutableFile() == executable_;
 }
 
-bool Client::IsUnchanged() {
+bool Client::HasSameExecutable() {
   const auto now = std::chrono::steady_clock::now();
   if (now < next_check_) return true;
   next_check_ = now + kCheckInterval;
@@ -62,7 +62,7 @@ bool Client::IsUnchanged() {
 }
 
 void Client::Join(std::shared_ptr<Port> callback) {
-  limit_.Stop();
+  timeout_.Stop();
   process_.reset();
   next_check_ = std::chrono::steady_clock::now() + kCheckInterval;
   callback_ = std::move(callback);
@@ -70,7 +70,7 @@ void Client::Join(std::shared_ptr<Port> callback) {
   main_->Open(callback_);
   callback_->Open(main_);
   // Before anyone can send on the port: the proxy expects it first.
-  SendAcceptance(callback_.get());
+  SendAccept(callback_.get());
 }
 
 void Client::OnReadable(Port* port) {
@@ -87,21 +87,21 @@ void Client::OnReadable(Port* port) {
 void Client::Serve(Port* port) {
   const auto host = host_.lock();
   if (host == nullptr) return Drop();
-  if (!IsUnchanged()) {
-    port->EndAsMalformed("something after it has executed another file");
+  if (!HasSameExecutable()) {
+    port->AbortConnection("something after it has executed another file");
     return End();
   }
-  const auto serve = [&] { return ServeFrame(host.get()); };
-  if (port->ServeFrames(serve) != Port::Served::kGoesOn) End();
+  const auto serve = [&] { return HandleFrame(host.get()); };
+  if (port->HandleFrames(serve) != Port::HandleResult::kContinue) End();
 }
 
-bool Client::ServeFrame(ClientHost* host) {
+bool Client::HandleFrame(ClientHost* host) {
   if (!IsJoined()) {
-    main_->EndAsMalformed("a parcel before it was connected");
+    main_->AbortConnection("a parcel before it was connected");
     return false;
   }
   if (!Parcel::IsWellFormed(main_->Frame())) {
-    main_->EndAsMalformed("a parcel with a broken header");
+    main_->AbortConnection("a parcel with a broken header");
     return false;
   }
   const uint64_t popped = main_->popped();
@@ -113,7 +113,7 @@ bool Client::ServeFrame(ClientHost* host) {
 
 void Client::Drop() {
   is_ended_ = true;
-  limit_.Stop();
+  timeout_.Stop();
   main_->Close();
   if (callback_ != nullptr) callback_->Close();
 }
@@ -121,7 +121,7 @@ void Client::Drop() {
 void Client::End() {
   if (is_ended_) return;
   Drop();
-  if (const auto host = host_.lock()) host->OnClientEnded(shared_from_this());
+  if (const auto host = host_.lock()) host->OnClientDisconnected(shared_from_this());
 }
 
 }  // namespace platform::rpc

@@ -11,7 +11,7 @@
 
 #include "platform/linux/common/loop-timer.h"
 #include "platform/linux/common/process-handle.h"
-#include "platform/linux/rpc-port/greeting.h"
+#include "platform/linux/rpc-port/handshake.h"
 #include "platform/linux/rpc-port/port.h"
 
 namespace platform::rpc {
@@ -23,7 +23,7 @@ class ClientHost {
   // A frame is at the front of the main port. Anything but 0 ends the connection.
   virtual int OnFrame(const Client& client) = 0;
   // The connection ended by itself: never called for one that was dropped.
-  virtual void OnClientEnded(const std::shared_ptr<Client>& client) = 0;
+  virtual void OnClientDisconnected(const std::shared_ptr<Client>& client) = 0;
 
  protected:
   ~ClientHost() = default;
@@ -42,7 +42,7 @@ class Client final : public PortObserver, public std::enable_shared_from_this<Cl
   // Whether a second connection of that process is this one's callback port. It is not when the
   // process executes another file by now: it may have had the first connection before it became
   // the application, and have left that to another process.
-  bool Awaits(const Token& token, pid_t pid) const;
+  bool ExpectsCallback(const Token& token, pid_t pid) const;
   void Join(std::shared_ptr<Port> callback);
   bool IsJoined() const { return callback_ != nullptr; }
 
@@ -61,11 +61,11 @@ class Client final : public PortObserver, public std::enable_shared_from_this<Cl
   void Serve(Port* port);
   // Whether the process executes what it was identified by, or did when it exited: what it has sent
   // before is its own. Looks no more than once a second.
-  bool IsUnchanged();
+  bool HasSameExecutable();
   // False when the connection is over.
-  bool ServeFrame(ClientHost* host);
+  bool HandleFrame(ClientHost* host);
   void End();
-  void SendAcceptance(Port* port);
+  void SendAccept(Port* port);
 
   const std::string sender_;
   const std::string instance_;
@@ -78,7 +78,7 @@ class Client final : public PortObserver, public std::enable_shared_from_this<Cl
   const std::weak_ptr<ClientHost> host_;
   const std::shared_ptr<Port> main_;
   std::shared_ptr<Port> callback_;
-  LoopTimer limit_;
+  LoopTimer timeout_;
   bool is_ended_ = false;
 };
 

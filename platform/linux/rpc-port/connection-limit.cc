@@ -7,10 +7,12 @@
 
 namespace platform::rpc {
 
-ConnectionLimit::Answer ConnectionLimit::Ask(const std::string& app_id) {
+ConnectionLimit::Decision ConnectionLimit::Check(const std::string& app_id) {
   const auto found = counts_.find(app_id);
-  if (found == counts_.end() || found->second.connections < kMost) return Answer::kGranted;
-  return std::exchange(found->second.is_told, true) ? Answer::kRefusedAgain : Answer::kRefused;
+  if (found == counts_.end() || found->second.connections < kMaxConnections)
+    return Decision::kGranted;
+  return std::exchange(found->second.is_logged, true) ? Decision::kRejectedAgain
+                                                      : Decision::kRejected;
 }
 
 void ConnectionLimit::Remove(const std::string& app_id) {

@@ -14,22 +14,22 @@ namespace platform::rpc {
 // the memory of all.
 class ConnectionLimit {
  public:
-  static constexpr size_t kMost = 16;
+  static constexpr size_t kMaxConnections = 16;
 
-  enum class Answer {
+  enum class Decision {
     kGranted,
-    kRefused,
-    kRefusedAgain  // the application was told before, and has had connections ever since
+    kRejected,
+    kRejectedAgain  // the application was told before, and has had connections ever since
   };
   // Whether the application may have one more.
-  Answer Ask(const std::string& app_id);
+  Decision Check(const std::string& app_id);
   void Add(const std::string& app_id) { ++counts_[app_id].connections; }
   void Remove(const std::string& app_id);
 
  private:
   struct Count {
     size_t connections = 0;
-    bool is_told = false;
+    bool is_logged = false;
   };
   std::map<std::string, Count> counts_;
 };

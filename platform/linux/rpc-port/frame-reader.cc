@@ -11,13 +11,13 @@ namespace platform::rpc {
 namespace {
 
 // Takes a burst of small frames at once.
-constexpr size_t kUsualSize = 32 * 1024;
+constexpr size_t kDefaultSize = 32 * 1024;
 // No buffer is made longer than this in advance.
-constexpr size_t kLongestInAdvance = 256 * 1024;
+constexpr size_t kMaxBufferInAdvance = 256 * 1024;
 
 }  // namespace
 
-FrameReader::FrameReader(size_t max_frame) : max_frame_(max_frame), next_size_(kUsualSize) {}
+FrameReader::FrameReader(size_t max_frame) : max_frame_(max_frame), next_size_(kDefaultSize) {}
 
 size_t FrameReader::Length() const {
   uint32_t length;
@@ -51,10 +51,10 @@ Buffer FrameReader::TakeFrame() {
 
 void FrameReader::CountPopped(size_t size) {
   ++popped_;
-  next_size_ = size > kLongestInAdvance ? kUsualSize : std::max(size, kUsualSize);
+  next_size_ = size > kMaxBufferInAdvance ? kDefaultSize : std::max(size, kDefaultSize);
 }
 
-void FrameReader::Rest() { buffer_ = {}; }
+void FrameReader::ReleaseBuffer() { buffer_ = {}; }
 
 size_t FrameReader::Needed() const {
   return Available() < kFrameLengthSize ? kFrameLengthSize : kFrameLengthSize + Length();
@@ -62,10 +62,10 @@ size_t FrameReader::Needed() const {
 
 size_t FrameReader::Missing() const { return Needed() - Available(); }
 
-FrameReader::Space FrameReader::Room() {
+FrameReader::Space FrameReader::PrepareWrite() {
   if (IsEmpty()) {
     begin_ = end_ = 0;
-    if (buffer_.size() > kLongestInAdvance) buffer_ = {};
+    if (buffer_.size() > kMaxBufferInAdvance) buffer_ = {};
   }
   // A malformed length asks for nothing: its stream is at its end.
   const size_t needed = Front() == State::kIncomplete ? Needed() : Available() + 1;

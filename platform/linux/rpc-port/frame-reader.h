@@ -16,8 +16,8 @@ constexpr size_t kFrameLengthSize = sizeof(uint32_t);
 // The longest that a main loop receives, reads and answers in a few ms.
 constexpr size_t kMaxFrame = 4 * 1024 * 1024;
 
-// Cuts a stream of bytes into frames. Knows nothing of sockets: bytes are put into Room() and
-// reported with Added().
+// Cuts a stream of bytes into frames. Knows nothing of sockets: bytes are put into PrepareWrite()
+// and reported with CommitWrite().
 class FrameReader {
  public:
   enum class State { kIncomplete, kComplete, kMalformed };
@@ -31,12 +31,12 @@ class FrameReader {
     size_t size;
   };
   // Where the next bytes go: at least as many as Missing(). Ends the life of frames handed out.
-  Space Room();
-  void Added(size_t count) { end_ += count; }
+  Space PrepareWrite();
+  void CommitWrite(size_t count) { end_ += count; }
 
   // What the front of the stream is.
   State Front() const;
-  // The complete frame at the front, without its length. Valid until Room() is called.
+  // The complete frame at the front, without its length. Valid until PrepareWrite() is called.
   ByteView Frame() const;
   void Pop();
   // Pops the frame and hands it over with the buffer that it lies in, without a copy. Only possible
@@ -44,7 +44,7 @@ class FrameReader {
   Buffer TakeFrame();
 
   // Gives the buffer of an empty reader back until there is something to put in.
-  void Rest();
+  void ReleaseBuffer();
 
   // How many bytes the length, or then the frame, at the front lacks. Front() must be incomplete.
   size_t Missing() const;

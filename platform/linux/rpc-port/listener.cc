@@ -25,14 +25,14 @@ Listener::Listener(const std::string& owner, const std::string& port_name, Accep
       observer_(observer),
       socket_(owner, port_name),
       watch_(socket_.fd(), this),
-      pause_(&watch_) {
+      backoff_(&watch_) {
   watch_.WatchReading(true);
 }
 
 void Listener::OnReady(bool, bool) {
   UniqueFd fd(accept4(socket_.fd(), nullptr, nullptr, SOCK_CLOEXEC | SOCK_NONBLOCK));
   if (fd) {
-    is_told_ = false;
+    is_logged_ = false;
     observer_->OnAccepted(std::move(fd));
   } else if (!IsPassing(errno)) {
     Pause(errno);
@@ -40,12 +40,12 @@ void Listener::OnReady(bool, bool) {
 }
 
 void Listener::Pause(int cause) {
-  if (!is_told_) {
+  if (!is_logged_) {
     dlog_print(DLOG_ERROR, kLogTag, "Port \"%s\" accepts nobody, and tries every second: %s",
                port_name_.c_str(), strerrordesc_np(cause));
   }
-  is_told_ = true;
-  pause_.Start();
+  is_logged_ = true;
+  backoff_.Start();
 }
 
 }  // namespace platform::rpc

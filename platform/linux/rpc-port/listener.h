@@ -6,7 +6,7 @@
 
 #include <string>
 
-#include "platform/linux/common/accept-pause.h"
+#include "platform/linux/common/accept-backoff.h"
 #include "platform/linux/common/loop-watch.h"
 #include "platform/linux/common/unix-socket.h"
 #include "platform/linux/rpc-port/owned-socket.h"
@@ -23,7 +23,7 @@ class AcceptObserver {
 };
 
 // Accepts the connections to one port on the main loop.
-class Listener final : private LoopTarget {
+class Listener final : private LoopObserver {
  public:
   // Throws like OwnedSocket. The observer must outlive the listener.
   Listener(const std::string& owner, const std::string& port_name, AcceptObserver* observer);
@@ -36,9 +36,9 @@ class Listener final : private LoopTarget {
   AcceptObserver* const observer_;
   OwnedSocket socket_;
   LoopWatch watch_;
-  AcceptPause pause_;
+  AcceptBackoff backoff_;
   // Whether the log tells of what keeps it from accepting.
-  bool is_told_ = false;
+  bool is_logged_ = false;
 };
 
 }  // namespace platform::rpc

@@ -36,7 +36,7 @@ OwnedSocket::OwnedSocket(const std::string& owner, const std::string& port_name)
   const std::string file = folder_ + "/" + port_name_;
   if (unlink(file.c_str()) != 0 && errno != ENOENT) Throw("Cannot replace \"" + file + "\"");
   socket_ = ListenAt(folder_, port_name_);
-  if (!socket_ || !NameSenders(socket_)) Throw("Cannot listen at \"" + file + "\"");
+  if (!socket_ || !EnableSenderCredentials(socket_)) Throw("Cannot listen at \"" + file + "\"");
 }
 
 OwnedSocket::~OwnedSocket() { unlink((folder_ + "/" + port_name_).c_str()); }

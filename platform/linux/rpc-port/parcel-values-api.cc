@@ -21,7 +21,7 @@ using platform::rpc::Parcel;
 namespace {
 
 // Callers often pass over that a text was left out: what becomes of it would be a riddle.
-int Told(bool fits, size_t size) {
+int ResultOf(bool fits, size_t size) {
   if (fits) return RPC_PORT_ERROR_NONE;
   dlog_print(DLOG_ERROR, platform::rpc::kLogTag,
              "%zu more bytes are too long for a parcel, which holds %zu: left out", size,
@@ -31,11 +31,12 @@ int Told(bool fits, size_t size) {
 
 int Write(rpc_port_parcel_h h, const void* data, size_t size) {
   if (h == nullptr || data == nullptr) return RPC_PORT_ERROR_INVALID_PARAMETER;
-  return kBoundary.Run([&] { return Told(static_cast<Parcel*>(h)->Write(data, size), size); });
+  return kBoundary.Run([&] { return ResultOf(static_cast<Parcel*>(h)->Write(data, size), size); });
 }
 
 int WriteSized(rpc_port_parcel_h h, const void* data, size_t size) {
-  return kBoundary.Run([&] { return Told(static_cast<Parcel*>(h)->WriteSized(data, size), size); });
+  return kBoundary.Run(
+      [&] { return ResultOf(static_cast<Parcel*>(h)->WriteSized(data, size), size); });
 }
 
 int Read(rpc_port_parcel_h h, void* data, size_t size) {

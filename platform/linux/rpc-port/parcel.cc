@@ -11,27 +11,27 @@ namespace platform::rpc {
 namespace {
 
 // What stands in front of the tag.
-struct __attribute__((packed)) FixedHead {
+struct __attribute__((packed)) FixedHeader {
   int32_t sequence;
   int64_t seconds;
   int32_t nanoseconds;
   uint32_t tag_size;
 };
 
-static_assert(Parcel::kMaxValues + sizeof(FixedHead) + Parcel::kMaxTag <= kMaxFrame);
+static_assert(Parcel::kMaxValues + sizeof(FixedHeader) + Parcel::kMaxTag <= kMaxFrame);
 
 // Most parcels fit this without growing.
-constexpr size_t kUsualSize = 512;
+constexpr size_t kDefaultSize = 512;
 // A frame that is at least as long becomes a parcel together with its buffer; shorter ones are
 // copied, for the reader to go on with the buffer that it has.
-constexpr size_t kWorthTaking = 4096;
+constexpr size_t kMinTakenFrame = 4096;
 
 }  // namespace
 
-Parcel::Parcel() : buffer_(kUsualSize) { clock_gettime(CLOCK_MONOTONIC_RAW, &header_.created); }
+Parcel::Parcel() : buffer_(kDefaultSize) { clock_gettime(CLOCK_MONOTONIC_RAW, &header_.created); }
 
 Parcel::Parcel(ByteView bytes) {
-  FixedHead head;
+  FixedHeader head;
   std::memcpy(&head, bytes.data, sizeof(head));
   const uint8_t* tag = bytes.data + sizeof(head);
   header_.tag.assign(tag, tag + head.tag_size);
@@ -41,7 +41,7 @@ Parcel::Parcel(ByteView bytes) {
 }
 
 bool Parcel::IsWellFormed(ByteView bytes) {
-  FixedHead head;
+  FixedHeader head;
   if (bytes.size < sizeof(head)) return false;
   std::memcpy(&head, bytes.data, sizeof(head));
   return head.tag_size <= kMaxTag && head.tag_size <= bytes.size - sizeof(head) &&
@@ -51,9 +51,9 @@ bool Parcel::IsWellFormed(ByteView bytes) {
 std::unique_ptr<Parcel> Parcel::FromBytes(ByteView bytes) {
   if (!IsWellFormed(bytes)) return nullptr;
   std::unique_ptr<Parcel> parcel(new Parcel(bytes));
-  const size_t head = sizeof(FixedHead) + parcel->header_.tag.size();
+  const size_t head = sizeof(FixedHeader) + parcel->header_.tag.size();
   const size_t size = bytes.size - head;
-  parcel->buffer_ = Buffer(kUsualHead + size);
+  parcel->buffer_ = Buffer(kReservedHeader + size);
   std::memcpy(parcel->End(), bytes.data + head, size);
   parcel->end_ += size;
   return parcel;
@@ -61,12 +61,12 @@ std::unique_ptr<Parcel> Parcel::FromBytes(ByteView bytes) {
 
 std::unique_ptr<Parcel> Parcel::TakeFrom(FrameReader* reader) {
   const ByteView frame = reader->Frame();
-  if (frame.size >= kWorthTaking && IsWellFormed(frame)) {
+  if (frame.size >= kMinTakenFrame && IsWellFormed(frame)) {
     std::unique_ptr<Parcel> parcel(new Parcel(frame));
     parcel->buffer_ = reader->TakeFrame();
     if (parcel->buffer_.data() != nullptr) {
       const auto begin = static_cast<size_t>(frame.data - parcel->buffer_.data());
-      parcel->values_ = begin + sizeof(FixedHead) + parcel->header_.tag.size();
+      parcel->values_ = begin + sizeof(FixedHeader) + parcel->header_.tag.size();
       parcel->read_ = parcel->values_;
       parcel->end_ = begin + frame.size;
       return parcel;
@@ -118,10 +118,10 @@ bool Parcel::Read(void* data, size_t size) {
   return true;
 }
 
-uint8_t* Parcel::PutHead() {
-  const FixedHead head = {header_.sequence, static_cast<int64_t>(header_.created.tv_sec),
-                          static_cast<int32_t>(header_.created.tv_nsec),
-                          static_cast<uint32_t>(header_.tag.size())};
+uint8_t* Parcel::WriteHeader() {
+  const FixedHeader head = {header_.sequence, static_cast<int64_t>(header_.created.tv_sec),
+                            static_cast<int32_t>(header_.created.tv_nsec),
+                            static_cast<uint32_t>(header_.tag.size())};
   const size_t size = kFrameLengthSize + sizeof(head) + header_.tag.size();
   if (size > values_) {
     const size_t more = size - values_;
@@ -140,7 +140,7 @@ uint8_t* Parcel::PutHead() {
 }
 
 ByteView Parcel::Frame() {
-  const uint8_t* begin = PutHead();
+  const uint8_t* begin = WriteHeader();
   return {begin, static_cast<size_t>(End() - begin)};
 }
 

@@ -66,18 +66,18 @@ class Parcel {
   // Makes room for that many bytes more.
   void Grow(size_t more);
   // Puts frame length and header right in front of the values; returns where they begin.
-  uint8_t* PutHead();
+  uint8_t* WriteHeader();
 
   // In front of the values there is room for the frame's length and the header, so that a parcel is
   // sent from where it was written. Grows for an unusually long tag.
-  static constexpr size_t kUsualHead = 64;
+  static constexpr size_t kReservedHeader = 64;
 
   ParcelHeader header_;
   Buffer buffer_;
   // Offsets in the buffer: where the values begin, are read next, and end.
-  size_t values_ = kUsualHead;
-  size_t read_ = kUsualHead;
-  size_t end_ = kUsualHead;
+  size_t values_ = kReservedHeader;
+  size_t read_ = kReservedHeader;
+  size_t end_ = kReservedHeader;
 };
 
 }  // namespace platform::rpc

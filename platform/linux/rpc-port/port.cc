@@ -13,15 +13,15 @@
 #include <utility>
 
 #include "platform/linux/rpc-port/boundary.h"
-#include "platform/linux/rpc-port/greeting.h"
 #include "platform/linux/rpc-port/handle-table.h"
+#include "platform/linux/rpc-port/handshake.h"
 
 namespace platform::rpc {
 
 using Clock = std::chrono::steady_clock;
 
 Port::Port(UniqueFd fd, pid_t sender)
-    : stream_(std::move(fd), sender), reader_(kMaxGreeting), watch_(stream_.fd(), this) {}
+    : stream_(std::move(fd), sender), reader_(kMaxHandshakeFrame), watch_(stream_.fd(), this) {}
 
 void Port::Open(const std::shared_ptr<Port>& partner) {
   partner_ = partner;
@@ -29,12 +29,11 @@ void Port::Open(const std::shared_ptr<Port>& partner) {
   handle_ = HandleTable<Port>::Get().Add(shared_from_this());
 }
 
-void Port::WaitInKernel() {
-  const timeval limit = {kReplyLimit.count(), 0};
+void Port::EnableBlockingReceive() {
+  const timeval limit = {kReplyTimeout.count(), 0};
   const int flags = fcntl(stream_.fd(), F_GETFL);
-  waits_in_kernel_ =
-      setsockopt(stream_.fd(), SOL_SOCKET, SO_RCVTIMEO, &limit, sizeof(limit)) == 0 &&
-      fcntl(stream_.fd(), F_SETFL, flags & ~O_NONBLOCK) == 0;
+  is_blocking_ = setsockopt(stream_.fd(), SOL_SOCKET, SO_RCVTIMEO, &limit, sizeof(limit)) == 0 &&
+                 fcntl(stream_.fd(), F_SETFL, flags & ~O_NONBLOCK) == 0;
 }
 
 void Port::Watch(const std::weak_ptr<PortObserver>& observer) {
@@ -50,7 +49,7 @@ void Port::StopWatching() {
 void Port::Close() {
   is_closed_ = true;
   watch_.Remove();
-  rest_.Stop();
+  rest_timer_.Stop();
   observer_.reset();
   stream_.Shutdown();
   RemoveHandle();
@@ -71,10 +70,10 @@ bool Port::Send(ByteView frame) {
 bool Port::TrySend(ByteView frame) {
   switch (stream_.Send(frame)) {
     case ByteStream::SendResult::kSent:
-    case ByteStream::SendResult::kWaiting:
+    case ByteStream::SendResult::kQueued:
       return true;
-    case ByteStream::SendResult::kStartsWaiting:
-      AskToFlush();
+    case ByteStream::SendResult::kQueueStarted:
+      ScheduleFlush();
       return true;
     case ByteStream::SendResult::kFull:
       dlog_print(DLOG_ERROR, kLogTag, "%s takes nothing any more, connection ended", peer_.c_str());
@@ -87,7 +86,7 @@ bool Port::TrySend(ByteView frame) {
 }
 
 // Runs at once on the main loop's thread, else as soon as the loop gets to it.
-void Port::AskToFlush() {
+void Port::ScheduleFlush() {
   auto* port = new std::weak_ptr<Port>(weak_from_this());
   const auto watch_writing = [](void* data) {
     const std::unique_ptr<std::weak_ptr<Port>> weak(static_cast<std::weak_ptr<Port>*>(data));
@@ -102,7 +101,7 @@ void Port::AskToFlush() {
 
 void Port::Flush() {
   const auto result = stream_.Flush();
-  if (result == ByteStream::SendResult::kWaiting) return;
+  if (result == ByteStream::SendResult::kQueued) return;
   watch_.WatchWriting(false);
   if (result == ByteStream::SendResult::kBroken) Shutdown();
 }
@@ -114,11 +113,11 @@ void Port::OnReady(bool readable, bool writable) {
   if (readable && observer != nullptr) observer->OnReadable(this);
 }
 
-Port::Served Port::ServeRestLater() {
-  rest_.Start(0, [weak = weak_from_this()] {
+Port::HandleResult Port::ScheduleRest() {
+  rest_timer_.Start(0, [weak = weak_from_this()] {
     if (const auto self = weak.lock()) self->OnReady(true, false);
   });
-  return Served::kGoesOn;
+  return HandleResult::kContinue;
 }
 
 void Port::Shutdown() {
@@ -132,46 +131,46 @@ void Port::Disconnect() {
   if (const auto partner = partner_.lock()) partner->RemoveHandle();
 }
 
-void Port::EndAsMalformed(const char* cause) {
+void Port::AbortConnection(const char* cause) {
   dlog_print(DLOG_ERROR, kLogTag, "%s sent %s, connection ended", peer_.c_str(), cause);
   Shutdown();
 }
 
-Port::Received Port::Receive() { return ReceiveSome(SIZE_MAX, MSG_DONTWAIT); }
+Port::ReceiveResult Port::Receive() { return ReceiveSome(SIZE_MAX, MSG_DONTWAIT); }
 
-Port::Received Port::ReceiveSome(size_t limit, int flags) {
-  if (IsShutDown()) return Received::kEnd;
-  const FrameReader::Space room = reader_.Room();
+Port::ReceiveResult Port::ReceiveSome(size_t limit, int flags) {
+  if (IsShutDown()) return ReceiveResult::kClosed;
+  const FrameReader::Space room = reader_.PrepareWrite();
   size_t count = 0;
   switch (stream_.Receive(room.data, std::min(room.size, limit), flags, &count)) {
-    case ByteStream::ReceiveResult::kBytes:
-      reader_.Added(count);
-      return Received::kSomething;
-    case ByteStream::ReceiveResult::kNothing:
-      if (reader_.IsEmpty()) reader_.Rest();
-      return Received::kNothing;
+    case ByteStream::ReceiveResult::kData:
+      reader_.CommitWrite(count);
+      return ReceiveResult::kData;
+    case ByteStream::ReceiveResult::kWouldBlock:
+      if (reader_.IsEmpty()) reader_.ReleaseBuffer();
+      return ReceiveResult::kWouldBlock;
     case ByteStream::ReceiveResult::kOtherSender:
-      EndAsMalformed("bytes of another process");
+      AbortConnection("bytes of another process");
       break;
-    case ByteStream::ReceiveResult::kEnded:
+    case ByteStream::ReceiveResult::kClosed:
       break;
   }
-  return Received::kEnd;
+  return ReceiveResult::kClosed;
 }
 
 bool Port::WaitForFrame() {
   if (Front() == FrameReader::State::kIncomplete) {
-    const auto deadline = Clock::now() + kReplyLimit;
+    const auto deadline = Clock::now() + kReplyTimeout;
     // The usual case of a reply: it comes whole, and the first call gets it.
-    const bool may_block = waits_in_kernel_ && !stream_.HasWaiting();
-    bool goes_on = !may_block || ReceiveSome(SIZE_MAX, 0) != Received::kEnd;
-    while (goes_on && Front() == FrameReader::State::kIncomplete) goes_on = WaitStep(deadline);
+    const bool may_block = is_blocking_ && !stream_.HasQueued();
+    bool goes_on = !may_block || ReceiveSome(SIZE_MAX, 0) != ReceiveResult::kClosed;
+    while (goes_on && Front() == FrameReader::State::kIncomplete) goes_on = PollOnce(deadline);
   }
   switch (Front()) {
     case FrameReader::State::kComplete:
       return true;
     case FrameReader::State::kMalformed:
-      EndAsMalformed("a frame of impossible length");
+      AbortConnection("a frame of impossible length");
       return false;
     case FrameReader::State::kIncomplete:
       break;
@@ -179,14 +178,14 @@ bool Port::WaitForFrame() {
   return false;
 }
 
-bool Port::WaitStep(Clock::time_point deadline) {
+bool Port::PollOnce(Clock::time_point deadline) {
   const auto left = std::chrono::ceil<std::chrono::milliseconds>(deadline - Clock::now());
   if (left.count() <= 0) {
     dlog_print(DLOG_ERROR, kLogTag, "Nothing came from %s within %d s", peer_.c_str(),
-               static_cast<int>(kReplyLimit.count()));
+               static_cast<int>(kReplyTimeout.count()));
     return false;
   }
-  const short sending = stream_.HasWaiting() ? POLLOUT : 0;
+  const short sending = stream_.HasQueued() ? POLLOUT : 0;
   pollfd ready = {stream_.fd(), static_cast<short>(POLLIN | sending), 0};
   if (poll(&ready, 1, static_cast<int>(left.count())) <= 0) return true;
   if ((ready.revents & POLLOUT) != 0 && stream_.Flush() == ByteStream::SendResult::kBroken) {
@@ -194,7 +193,7 @@ bool Port::WaitStep(Clock::time_point deadline) {
   }
   if ((ready.revents & (POLLIN | POLLHUP | POLLERR)) == 0) return true;
   const size_t limit = watch_.IsReading() ? reader_.Missing() : SIZE_MAX;
-  return ReceiveSome(limit, MSG_DONTWAIT) != Received::kEnd;
+  return ReceiveSome(limit, MSG_DONTWAIT) != ReceiveResult::kClosed;
 }
 
 }  // namespace platform::rpc

@@ -34,10 +34,10 @@ class PortObserver {
 // One connected socket that carries frames: one half of what a connection's user sees. Sending and
 // shutting down are safe from any thread; at most one thread at a time receives; the rest is for
 // the main loop's thread.
-class Port final : public std::enable_shared_from_this<Port>, private LoopTarget {
+class Port final : public std::enable_shared_from_this<Port>, private LoopObserver {
  public:
   // How long a caller is kept waiting for a frame.
-  static constexpr std::chrono::seconds kReplyLimit{10};
+  static constexpr std::chrono::seconds kReplyTimeout{10};
 
   // Takes frames of a greeting's length until the port is opened. Bytes of another process than
   // `sender` end the connection; see ByteStream.
@@ -53,7 +53,7 @@ class Port final : public std::enable_shared_from_this<Port>, private LoopTarget
   void Open(const std::shared_ptr<Port>& partner);
   void* handle() const { return handle_; }
   // Lets a caller wait for frames with a single system call. For a port that nobody watches.
-  void WaitInKernel();
+  void EnableBlockingReceive();
 
   // Tells the observer when there is something to receive.
   void Watch(const std::weak_ptr<PortObserver>& observer);
@@ -72,19 +72,19 @@ class Port final : public std::enable_shared_from_this<Port>, private LoopTarget
   void Disconnect();
   bool IsShutDown() const { return stream_.IsShutDown(); }
   // The same as Shutdown(), with a line in the log that names the peer and the cause.
-  void EndAsMalformed(const char* cause);
+  void AbortConnection(const char* cause);
 
-  enum class Received { kSomething, kNothing, kEnd };
+  enum class ReceiveResult { kData, kWouldBlock, kClosed };
   // Receives once what is there.
-  Received Receive();
-  enum class Served { kGoesOn, kStopped, kEnded };
+  ReceiveResult Receive();
+  enum class HandleResult { kContinue, kStopped, kClosed };
   // Receives what is there and calls `serve` for each complete frame at the front; kStopped when
-  // that says false, kEnded when the stream is at its end or malformed, which is logged. The answer
-  // to a served frame often brings the next one at once: that is served too, before the main loop
-  // has to find it, but only so often that others are not kept waiting. Frames that are left then
-  // are served in the main loop's next turn.
+  // that says false, kClosed when the stream is at its end or malformed, which is logged. The
+  // answer to a served frame often brings the next one at once: that is served too, before the main
+  // loop has to find it, but only so often that others are not kept waiting. Frames that are left
+  // then are served in the main loop's next turn.
   template <typename Serve>
-  Served ServeFrames(Serve serve);
+  HandleResult HandleFrames(Serve serve);
   FrameReader::State Front() const { return reader_.Front(); }
   bool HasUnread() const { return !reader_.IsEmpty(); }
   ByteView Frame() const { return reader_.Frame(); }
@@ -92,59 +92,59 @@ class Port final : public std::enable_shared_from_this<Port>, private LoopTarget
   FrameReader& reader() { return reader_; }
   uint64_t popped() const { return reader_.popped(); }
 
-  // Whether there is a frame at the front, waiting for it up to kReplyLimit, while what waits to be
-  // sent goes on being sent. Takes nothing from a watched socket beyond that frame, so that the
+  // Whether there is a frame at the front, waiting for it up to kReplyTimeout, while what waits to
+  // be sent goes on being sent. Takes nothing from a watched socket beyond that frame, so that the
   // main loop still tells of the next. Reasons for false are logged.
   bool WaitForFrame();
 
  private:
   // After so many the main loop has its turn.
-  static constexpr int kFramesInARow = 64;
+  static constexpr int kMaxFramesPerIteration = 64;
 
   void OnReady(bool readable, bool writable) override;
   // What was received already does not make the socket readable: the main loop is asked to come
   // back for it.
-  Served ServeRestLater();
+  HandleResult ScheduleRest();
   bool TrySend(ByteView frame);
-  Received ReceiveSome(size_t limit, int flags);
+  ReceiveResult ReceiveSome(size_t limit, int flags);
   // One step of waiting; false when there is no point in another.
-  bool WaitStep(std::chrono::steady_clock::time_point deadline);
+  bool PollOnce(std::chrono::steady_clock::time_point deadline);
   void Flush();
-  void AskToFlush();
+  void ScheduleFlush();
   void RemoveHandle();
 
   ByteStream stream_;
   FrameReader reader_;
   LoopWatch watch_;
-  LoopTimer rest_;
+  LoopTimer rest_timer_;
   std::weak_ptr<PortObserver> observer_;
   std::weak_ptr<Port> partner_;
   std::string peer_;
   void* handle_ = nullptr;
-  bool waits_in_kernel_ = false;
+  bool is_blocking_ = false;
   bool is_closed_ = false;
 };
 
 template <typename Serve>
-Port::Served Port::ServeFrames(Serve serve) {
+Port::HandleResult Port::HandleFrames(Serve serve) {
   for (int served = 0; !IsShutDown();) {
     while (Front() == FrameReader::State::kComplete) {
-      if (served == kFramesInARow) return ServeRestLater();
-      if (!serve()) return Served::kStopped;
+      if (served == kMaxFramesPerIteration) return ScheduleRest();
+      if (!serve()) return HandleResult::kStopped;
       ++served;
     }
     if (Front() == FrameReader::State::kMalformed) {
-      EndAsMalformed("a frame of impossible length");
-      return Served::kEnded;
+      AbortConnection("a frame of impossible length");
+      return HandleResult::kClosed;
     }
-    if (served == kFramesInARow) return Served::kGoesOn;
-    const Received received = Receive();
-    if (received == Received::kEnd) return Served::kEnded;
-    if (received == Received::kNothing || Front() == FrameReader::State::kIncomplete) {
-      return Served::kGoesOn;
+    if (served == kMaxFramesPerIteration) return HandleResult::kContinue;
+    const ReceiveResult received = Receive();
+    if (received == ReceiveResult::kClosed) return HandleResult::kClosed;
+    if (received == ReceiveResult::kWouldBlock || Front() == FrameReader::State::kIncomplete) {
+      return HandleResult::kContinue;
     }
   }
-  return Served::kEnded;
+  return HandleResult::kClosed;
 }
 
 }  // namespace platform::rpc

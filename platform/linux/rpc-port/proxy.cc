@@ -42,7 +42,7 @@ int Proxy::Connect(const std::string& app_id, const std::string& port_name) {
   const int result = Begin(app_id, port_name);
   if (result != RPC_PORT_ERROR_NONE) return result;
   try {
-    limit_.Start(kGreetingLimit, [weak = weak_from_this()] {
+    timeout_.Start(kHandshakeTimeout, [weak = weak_from_this()] {
       const auto self = weak.lock();
       if (self == nullptr) return;
       dlog_print(DLOG_ERROR, kLogTag, "Port \"%s\" of %s does not answer",
@@ -62,7 +62,7 @@ int Proxy::ConnectSync(const std::string& app_id, const std::string& port_name) 
   if (result != RPC_PORT_ERROR_NONE) return result;
   try {
     while (state_ != State::kConnected) {
-      if (Awaited()->WaitForFrame() && ServeAnswer()) continue;
+      if (ExpectedPort()->WaitForFrame() && HandleReply()) continue;
       End();
       return RPC_PORT_ERROR_IO_ERROR;
     }
@@ -78,13 +78,13 @@ int Proxy::Begin(const std::string& app_id, const std::string& port_name) {
   if (state_ != State::kIdle) return RPC_PORT_ERROR_INVALID_PARAMETER;
   if (!MayConnect()) return RPC_PORT_ERROR_PERMISSION_DENIED;
   target_ = std::make_shared<const Target>(Target{app_id, port_name});
-  main_ = SayHello(Hello{});
+  main_ = ConnectPort(Hello{});
   if (main_ == nullptr) return RPC_PORT_ERROR_IO_ERROR;
-  state_ = State::kAwaitsMainAnswer;
+  state_ = State::kAwaitingMainReply;
   return RPC_PORT_ERROR_NONE;
 }
 
-std::shared_ptr<Port> Proxy::SayHello(const Hello& hello) {
+std::shared_ptr<Port> Proxy::ConnectPort(const Hello& hello) {
   const std::string folder = RootPath() + "/" + kPortsFolder + "/" + target_->app_id;
   UniqueFd fd = ConnectTo(folder, target_->port_name);
   if (!fd) {
@@ -99,9 +99,9 @@ std::shared_ptr<Port> Proxy::SayHello(const Hello& hello) {
   return port;
 }
 
-Port* Proxy::Awaited() const {
+Port* Proxy::ExpectedPort() const {
   if (state_ == State::kIdle) return nullptr;
-  return state_ == State::kAwaitsMainAnswer ? main_.get() : callback_.get();
+  return state_ == State::kAwaitingMainReply ? main_.get() : callback_.get();
 }
 
 void Proxy::OnReadable(Port* port) {
@@ -115,24 +115,24 @@ void Proxy::OnReadable(Port* port) {
 }
 
 void Proxy::Serve(Port& port) {
-  if (&port != Awaited()) return;
+  if (&port != ExpectedPort()) return;
   bool is_over = false;
   const auto serve = [&] {
     const bool was_connected = state_ == State::kConnected;
-    is_over = was_connected ? !ServeFrame() : !ServeAnswer();
+    is_over = was_connected ? !HandleFrame() : !HandleReply();
     if (is_over) return false;
     if (!was_connected && state_ == State::kConnected) FinishConnecting();
-    return &port == Awaited();
+    return &port == ExpectedPort();
   };
-  if (port.ServeFrames(serve) == Port::Served::kEnded || is_over) End();
+  if (port.HandleFrames(serve) == Port::HandleResult::kClosed || is_over) End();
 }
 
-bool Proxy::ServeAnswer() {
-  Port* port = Awaited();
-  const std::optional<Answer> answer = DecodeAnswer(port->Frame());
+bool Proxy::HandleReply() {
+  Port* port = ExpectedPort();
+  const std::optional<HandshakeReply> answer = DecodeReply(port->Frame());
   port->PopFrame();
   if (!answer) {
-    port->EndAsMalformed("no answer to a greeting");
+    port->AbortConnection("no answer to a greeting");
     return false;
   }
   if (!answer->is_accepted) {
@@ -140,39 +140,39 @@ bool Proxy::ServeAnswer() {
                target_->port_name.c_str(), target_->app_id.c_str(), answer->cause.c_str());
     return false;
   }
-  if (state_ == State::kAwaitsMainAnswer) return OpenCallback(answer->token);
+  if (state_ == State::kAwaitingMainReply) return OpenCallback(answer->token);
   state_ = State::kConnected;
   return true;
 }
 
 bool Proxy::OpenCallback(const Token& token) {
   main_->StopWatching();
-  callback_ = SayHello(Hello{true, token});
+  callback_ = ConnectPort(Hello{true, token});
   if (callback_ == nullptr) return false;
   callback_->Watch(weak_from_this());
-  state_ = State::kAwaitsCallbackAnswer;
+  state_ = State::kAwaitingCallbackReply;
   return true;
 }
 
 void Proxy::FinishConnecting() {
-  limit_.Stop();
+  timeout_.Stop();
   main_->Open(callback_);
   callback_->Open(main_);
-  main_->WaitInKernel();
+  main_->EnableBlockingReceive();
   const auto target = target_;
   connected.Call(target->app_id.c_str(), target->port_name.c_str(), main_->handle());
 }
 
-bool Proxy::ServeFrame() {
-  Port* port = Awaited();
+bool Proxy::HandleFrame() {
+  Port* port = ExpectedPort();
   if (!Parcel::IsWellFormed(port->Frame())) {
-    port->EndAsMalformed("a parcel with a broken header");
+    port->AbortConnection("a parcel with a broken header");
     return false;
   }
   const auto target = target_;
   const uint64_t popped = port->popped();
   received.Call(target->app_id.c_str(), target->port_name.c_str());
-  if (port != Awaited()) return true;
+  if (port != ExpectedPort()) return true;
   if (port->IsShutDown()) return false;
   // A frame that the callback left alone is not offered again.
   if (port->popped() == popped) port->PopFrame();
@@ -181,7 +181,7 @@ bool Proxy::ServeFrame() {
 
 void Proxy::Reset() {
   state_ = State::kIdle;
-  limit_.Stop();
+  timeout_.Stop();
   for (auto* port : {&main_, &callback_}) {
     if (*port != nullptr) (*port)->Close();
     port->reset();

@@ -12,7 +12,7 @@
 #include "platform/linux/common/ecore-reference.h"
 #include "platform/linux/common/loop-timer.h"
 #include "platform/linux/rpc-port/callback-list.h"
-#include "platform/linux/rpc-port/greeting.h"
+#include "platform/linux/rpc-port/handshake.h"
 #include "platform/linux/rpc-port/port.h"
 
 namespace platform::rpc {
@@ -43,7 +43,7 @@ class Proxy final : public PortObserver, public std::enable_shared_from_this<Pro
   CallbackList<rpc_port_proxy_received_event_cb> received;
 
  private:
-  enum class State { kIdle, kAwaitsMainAnswer, kAwaitsCallbackAnswer, kConnected };
+  enum class State { kIdle, kAwaitingMainReply, kAwaitingCallbackReply, kConnected };
   // What callbacks are told; they keep it even when they end the connection.
   struct Target {
     std::string app_id;
@@ -51,15 +51,15 @@ class Proxy final : public PortObserver, public std::enable_shared_from_this<Pro
   };
 
   int Begin(const std::string& app_id, const std::string& port_name);
-  std::shared_ptr<Port> SayHello(const Hello& hello);
+  std::shared_ptr<Port> ConnectPort(const Hello& hello);
 
   void OnReadable(Port* port) override;
   void Serve(Port& port);
   // Where the next frame comes from; null without a connection.
-  Port* Awaited() const;
+  Port* ExpectedPort() const;
   // Both are false when the connection is over.
-  bool ServeAnswer();
-  bool ServeFrame();
+  bool HandleReply();
+  bool HandleFrame();
   bool OpenCallback(const Token& token);
   void FinishConnecting();
   void Reset();
@@ -70,7 +70,7 @@ class Proxy final : public PortObserver, public std::enable_shared_from_this<Pro
   std::shared_ptr<const Target> target_;
   std::shared_ptr<Port> main_;
   std::shared_ptr<Port> callback_;
-  LoopTimer limit_;
+  LoopTimer timeout_;
 };
 
 }  // namespace platform::rpc

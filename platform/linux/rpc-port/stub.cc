@@ -26,7 +26,7 @@ void Stub::Destroy() {
   connected.Clear();
   disconnected.Clear();
   received.Clear();
-  guests_.clear();
+  pending_.clear();
   const auto clients = std::exchange(clients_, {});
   for (const auto& entry : clients) entry.second->Drop();
   limit_ = {};
@@ -39,59 +39,61 @@ const Client* Stub::FindClient(const std::string& instance) const {
   return client.IsJoined() && !client.main().IsShutDown() ? &client : nullptr;
 }
 
-void Stub::MakeRoomForGuest() {
-  if (guests_.empty()) is_crowd_told_ = false;
-  if (guests_.size() < kMaxGuests) return;
-  const std::shared_ptr<Guest> oldest = guests_.front();
-  guests_.pop_front();
+void Stub::EvictOldestPending() {
+  if (pending_.empty()) is_eviction_logged_ = false;
+  if (pending_.size() < kMaxPendingConnections) return;
+  const std::shared_ptr<PendingConnection> oldest = pending_.front();
+  pending_.pop_front();
   const std::string cause =
-      "more than " + std::to_string(kMaxGuests) + " connections have not said hello";
-  if (!std::exchange(is_crowd_told_, true)) return Refuse(oldest, "", cause);
-  oldest->Refuse(cause);
+      "more than " + std::to_string(kMaxPendingConnections) + " connections have not said hello";
+  if (!std::exchange(is_eviction_logged_, true)) return Reject(oldest, "", cause);
+  oldest->Reject(cause);
 }
 
 void Stub::OnAccepted(UniqueFd fd) {
-  MakeRoomForGuest();
-  const auto guest = std::make_shared<Guest>(std::move(fd), weak_from_this());
-  guest->Start();
-  guests_.push_back(guest);
+  EvictOldestPending();
+  const auto pending = std::make_shared<PendingConnection>(std::move(fd), weak_from_this());
+  pending->Start();
+  pending_.push_back(pending);
 }
 
-void Stub::OnGuestGone(const std::shared_ptr<Guest>& guest) { guests_.remove(guest); }
+void Stub::OnPendingClosed(const std::shared_ptr<PendingConnection>& pending) {
+  pending_.remove(pending);
+}
 
-void Stub::OnHello(const std::shared_ptr<Guest>& guest, const Hello& hello) {
-  guests_.remove(guest);
+void Stub::OnHello(const std::shared_ptr<PendingConnection>& pending, const Hello& hello) {
+  pending_.remove(pending);
   if (hello.is_callback) {
-    Join(guest, hello.token);
+    Join(pending, hello.token);
   } else {
-    Admit(guest);
+    Admit(pending);
   }
 }
 
-void Stub::Refuse(const std::shared_ptr<Guest>& guest, const std::string& who,
+void Stub::Reject(const std::shared_ptr<PendingConnection>& pending, const std::string& who,
                   const std::string& cause) {
   dlog_print(DLOG_WARN, kLogTag, "Port \"%s\" refuses %s (process %d): %s", port_name_.c_str(),
-             who.empty() ? "a stranger" : who.c_str(), guest->peer().pid, cause.c_str());
-  guest->Refuse(cause);
+             who.empty() ? "a stranger" : who.c_str(), pending->peer().pid, cause.c_str());
+  pending->Reject(cause);
 }
 
-void Stub::Admit(const std::shared_ptr<Guest>& guest) {
-  ProcessHandle process(guest->peer().pid);
-  const Admission admission = rpc::Admit(process, guest->peer().uid, privileges_);
-  if (!admission.is_granted) return Refuse(guest, admission.app_id, admission.cause);
+void Stub::Admit(const std::shared_ptr<PendingConnection>& pending) {
+  ProcessHandle process(pending->peer().pid);
+  const Admission admission = rpc::Admit(process, pending->peer().uid, privileges_);
+  if (!admission.is_granted) return Reject(pending, admission.app_id, admission.cause);
   const std::string too_many =
-      "it has " + std::to_string(ConnectionLimit::kMost) + " connections already";
-  switch (limit_.Ask(admission.app_id)) {
-    case ConnectionLimit::Answer::kGranted:
+      "it has " + std::to_string(ConnectionLimit::kMaxConnections) + " connections already";
+  switch (limit_.Check(admission.app_id)) {
+    case ConnectionLimit::Decision::kGranted:
       break;
-    case ConnectionLimit::Answer::kRefused:
-      return Refuse(guest, admission.app_id, too_many);
-    case ConnectionLimit::Answer::kRefusedAgain:
-      return guest->Refuse(too_many);
+    case ConnectionLimit::Decision::kRejected:
+      return Reject(pending, admission.app_id, too_many);
+    case ConnectionLimit::Decision::kRejectedAgain:
+      return pending->Reject(too_many);
   }
   const auto client =
       std::make_shared<Client>(admission.app_id, std::move(process), admission.executable,
-                               guest->TakePort(), weak_from_this());
+                               pending->TakePort(), weak_from_this());
   clients_.emplace(client->instance(), client);
   try {
     limit_.Add(client->sender());
@@ -109,12 +111,12 @@ void Stub::Forget(const std::shared_ptr<Client>& client) {
   client->Drop();
 }
 
-void Stub::Join(const std::shared_ptr<Guest>& guest, const Token& token) {
+void Stub::Join(const std::shared_ptr<PendingConnection>& pending, const Token& token) {
   for (const auto& entry : clients_) {
     const std::shared_ptr<Client> client = entry.second;
-    if (!client->Awaits(token, guest->peer().pid)) continue;
+    if (!client->ExpectsCallback(token, pending->peer().pid)) continue;
     try {
-      client->Join(guest->TakePort());
+      client->Join(pending->TakePort());
     } catch (...) {
       Forget(client);
       throw;
@@ -122,7 +124,7 @@ void Stub::Join(const std::shared_ptr<Guest>& guest, const Token& token) {
     connected.Call(client->sender().c_str(), client->instance().c_str());
     return;
   }
-  Refuse(guest, "", "its main connection is unknown");
+  Reject(pending, "", "its main connection is unknown");
 }
 
 int Stub::OnFrame(const Client& client) {
@@ -130,7 +132,7 @@ int Stub::OnFrame(const Client& client) {
                                    client.main().handle());
 }
 
-void Stub::OnClientEnded(const std::shared_ptr<Client>& client) {
+void Stub::OnClientDisconnected(const std::shared_ptr<Client>& client) {
   clients_.erase(client->instance());
   limit_.Remove(client->sender());
   if (!client->IsJoined()) return;

@@ -16,21 +16,21 @@
 #include "platform/linux/rpc-port/callback-list.h"
 #include "platform/linux/rpc-port/client.h"
 #include "platform/linux/rpc-port/connection-limit.h"
-#include "platform/linux/rpc-port/guest.h"
 #include "platform/linux/rpc-port/listener.h"
+#include "platform/linux/rpc-port/pending-connection.h"
 
 namespace platform::rpc {
 
 // The serving side of one port: takes guests in, turns them into clients and tells of what these
 // do. For the main loop's thread. Every function may be called from inside every callback.
-class Stub final : public GuestHost,
+class Stub final : public PendingConnectionHost,
                    public ClientHost,
                    public AcceptObserver,
                    public std::enable_shared_from_this<Stub> {
  public:
   // So many connections may wait for their greeting; then the oldest makes room for the next one.
   // Who means to greet does so at once.
-  static constexpr size_t kMaxGuests = 64;
+  static constexpr size_t kMaxPendingConnections = 64;
 
   explicit Stub(const std::string& port_name) : port_name_(port_name) {}
 
@@ -49,24 +49,24 @@ class Stub final : public GuestHost,
 
  private:
   void OnAccepted(UniqueFd fd) override;
-  void OnHello(const std::shared_ptr<Guest>& guest, const Hello& hello) override;
-  void OnGuestGone(const std::shared_ptr<Guest>& guest) override;
+  void OnHello(const std::shared_ptr<PendingConnection>& pending, const Hello& hello) override;
+  void OnPendingClosed(const std::shared_ptr<PendingConnection>& pending) override;
   int OnFrame(const Client& client) override;
-  void OnClientEnded(const std::shared_ptr<Client>& client) override;
+  void OnClientDisconnected(const std::shared_ptr<Client>& client) override;
 
-  void MakeRoomForGuest();
-  void Admit(const std::shared_ptr<Guest>& guest);
-  void Join(const std::shared_ptr<Guest>& guest, const Token& token);
+  void EvictOldestPending();
+  void Admit(const std::shared_ptr<PendingConnection>& pending);
+  void Join(const std::shared_ptr<PendingConnection>& pending, const Token& token);
   void Forget(const std::shared_ptr<Client>& client);
-  void Refuse(const std::shared_ptr<Guest>& guest, const std::string& who,
+  void Reject(const std::shared_ptr<PendingConnection>& pending, const std::string& who,
               const std::string& cause);
 
   const EcoreReference ecore_;
   const std::string port_name_;
   std::vector<std::string> privileges_;
   std::unique_ptr<Listener> listener_;
-  std::list<std::shared_ptr<Guest>> guests_;  // oldest first
-  bool is_crowd_told_ = false;
+  std::list<std::shared_ptr<PendingConnection>> pending_;  // oldest first
+  bool is_eviction_logged_ = false;
   ConnectionLimit limit_;
   std::map<std::string, std::shared_ptr<Client>> clients_;  // by instance
 };

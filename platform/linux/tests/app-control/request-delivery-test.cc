@@ -17,7 +17,7 @@
 #include "platform/linux/common/file-lock.h"
 #include "platform/linux/common/package-database.h"
 #include "platform/linux/common/root-folder.h"
-#include "platform/linux/tests/ipc/loop.h"
+#include "platform/linux/tests/support/loop.h"
 #include "platform/linux/tests/support/platform-test.h"
 #include "platform/linux/tests/support/program.h"
 

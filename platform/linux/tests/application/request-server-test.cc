@@ -8,7 +8,7 @@
 #include <sys/socket.h>
 #include <unistd.h>
 
-#include "platform/linux/tests/ipc/loop.h"
+#include "platform/linux/tests/support/loop.h"
 #include "platform/linux/tests/support/platform-test.h"
 
 namespace platform {

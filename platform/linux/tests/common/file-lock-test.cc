@@ -53,12 +53,12 @@ TEST_F(FileLock, IsNotWaitedForLongerThanTheLimit) {
 
 TEST_F(FileLock, NamesItsHolder) {
   const std::string self = std::filesystem::read_symlink("/proc/self/exe");
-  EXPECT_EQ(LockHolder(path_), "another process");
+  EXPECT_EQ(DescribeLockHolder(path_), "another process");
   const UniqueFd first = LockFile(path_);
-  EXPECT_EQ(LockHolder(path_), "process " + std::to_string(getpid()) + " (" + self + ")");
+  EXPECT_EQ(DescribeLockHolder(path_), "process " + std::to_string(getpid()) + " (" + self + ")");
   const UniqueFd other = LockFile(path_ + "-2");
   std::filesystem::rename(path_, path_ + "-3");
-  EXPECT_EQ(LockHolder(path_), "another process");
+  EXPECT_EQ(DescribeLockHolder(path_), "another process");
 }
 
 TEST_F(FileLock, OfInstallationsIsGivenUpAndItsHolderNamed) {

@@ -28,7 +28,7 @@ class Identity : public test::PlatformTest {
     std::filesystem::copy_file("/bin/sleep", path);
     pid_ = test::Start(path, {"1000"});
     // The kernel shows the environment of an executed file a moment after the file itself.
-    while (!StartVariableOf(pid_, "QOR_PLATFORM_ROOT")) sched_yield();
+    while (!ReadStartVariable(pid_, "QOR_PLATFORM_ROOT")) sched_yield();
     return pid_;
   }
 

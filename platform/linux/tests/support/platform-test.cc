@@ -62,7 +62,7 @@ PlatformTest::~PlatformTest() {
   const auto is_ours = [this](const Executable& executable) {
     return executable.path.compare(0, folder_.size() + 1, folder_ + "/") == 0;
   };
-  for (const pid_t pid : ProcessesWhere(is_ours)) {
+  for (const pid_t pid : FindProcesses(is_ours)) {
     kill(pid, SIGKILL);
     AwaitEnd(pid);
   }
@@ -151,7 +151,7 @@ std::string PlatformTest::Log() const { return LogFile::Content().substr(log_sta
 pid_t PlatformTest::ProcessOf(const std::string& app_id) {
   const std::string path = FindApplication(app_id)->executable;
   const auto pids =
-      ProcessesWhere([&](const Executable& executable) { return executable.path == path; });
+      FindProcesses([&](const Executable& executable) { return executable.path == path; });
   EXPECT_EQ(pids.size(), 1U) << "processes of " << app_id;
   return pids.size() == 1 ? pids.front() : -1;
 }

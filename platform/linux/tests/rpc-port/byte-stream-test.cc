@@ -9,7 +9,7 @@
 #include <utility>
 #include <vector>
 
-#include "platform/linux/tests/ipc/sockets.h"
+#include "platform/linux/tests/support/sockets.h"
 
 using platform::UniqueFd;
 using platform::rpc::ByteStream;
@@ -40,7 +40,7 @@ TEST(ByteStream, SendsSmallThingsAtOnce) {
   auto [near, far] = SocketPair();
   ByteStream stream(std::move(near));
   EXPECT_EQ(Send(&stream, {1, 2, 3}), SendResult::kSent);
-  EXPECT_FALSE(stream.HasWaiting());
+  EXPECT_FALSE(stream.HasQueued());
   EXPECT_EQ(ReceiveAll(far.Get()), (std::vector<uint8_t>{1, 2, 3}));
 }
 
@@ -51,7 +51,7 @@ TEST(ByteStream, KeepsWhatTheSocketDoesNotTakeInOrder) {
   for (uint8_t i = 0; i < 8; ++i) {
     const std::vector<uint8_t> piece(kMegabyte / 2, i);
     const SendResult result = Send(&stream, piece);
-    EXPECT_EQ(result, i == 0 ? SendResult::kStartsWaiting : SendResult::kWaiting);
+    EXPECT_EQ(result, i == 0 ? SendResult::kQueueStarted : SendResult::kQueued);
     expected.insert(expected.end(), piece.begin(), piece.end());
   }
   std::vector<uint8_t> received;
@@ -61,7 +61,7 @@ TEST(ByteStream, KeepsWhatTheSocketDoesNotTakeInOrder) {
     ASSERT_NE(stream.Flush(), SendResult::kBroken);
   }
   EXPECT_EQ(received, expected);
-  EXPECT_FALSE(stream.HasWaiting());
+  EXPECT_FALSE(stream.HasQueued());
 }
 
 TEST(ByteStream, TakesNothingMoreOverItsLimit) {
@@ -70,8 +70,8 @@ TEST(ByteStream, TakesNothingMoreOverItsLimit) {
   const std::vector<uint8_t> piece(kMegabyte, 'x');
   size_t taken = 0;
   while (Send(&stream, piece) != SendResult::kFull) ++taken;
-  EXPECT_GE(taken * kMegabyte, ByteStream::kMaxWaiting);
-  EXPECT_LE(taken * kMegabyte, ByteStream::kMaxWaiting + 2 * kMegabyte);
+  EXPECT_GE(taken * kMegabyte, ByteStream::kMaxQueued);
+  EXPECT_LE(taken * kMegabyte, ByteStream::kMaxQueued + 2 * kMegabyte);
 }
 
 TEST(ByteStream, NoticesThatThePeerIsGone) {
@@ -81,7 +81,7 @@ TEST(ByteStream, NoticesThatThePeerIsGone) {
   EXPECT_EQ(Send(&stream, {1}), SendResult::kBroken);
   uint8_t byte;
   size_t count = 0;
-  EXPECT_EQ(stream.Receive(&byte, 1, MSG_DONTWAIT, &count), ByteStream::ReceiveResult::kEnded);
+  EXPECT_EQ(stream.Receive(&byte, 1, MSG_DONTWAIT, &count), ByteStream::ReceiveResult::kClosed);
 }
 
 TEST(ByteStream, EndsBothSidesWhenItIsShutDown) {
@@ -91,7 +91,7 @@ TEST(ByteStream, EndsBothSidesWhenItIsShutDown) {
   stream.Shutdown();
   uint8_t byte;
   size_t count = 0;
-  EXPECT_EQ(other.Receive(&byte, 1, MSG_DONTWAIT, &count), ByteStream::ReceiveResult::kEnded);
+  EXPECT_EQ(other.Receive(&byte, 1, MSG_DONTWAIT, &count), ByteStream::ReceiveResult::kClosed);
   EXPECT_EQ(Send(&stream, {1}), SendResult::kBroken);
   EXPECT_EQ(stream.Flush(), SendResult::kBroken);
 }
@@ -111,7 +111,7 @@ TEST(ByteStream, KeepsThePiecesOfManyThreadsWhole) {
   while (received.size() < 3 * kPieces * kPiece) {
     const auto some = ReceiveAll(far.Get());
     received.insert(received.end(), some.begin(), some.end());
-    if (stream.HasWaiting()) stream.Flush();
+    if (stream.HasQueued()) stream.Flush();
   }
   for (std::thread& thread : threads) thread.join();
   for (size_t i = 0; i < received.size(); ++i) {

@@ -8,9 +8,9 @@
 #include <string>
 #include <vector>
 
-#include "platform/linux/tests/ipc/endpoints.h"
-#include "platform/linux/tests/ipc/peer-process.h"
-#include "platform/linux/tests/ipc/test-root.h"
+#include "platform/linux/tests/rpc-port/endpoints.h"
+#include "platform/linux/tests/support/peer-process.h"
+#include "platform/linux/tests/support/test-root.h"
 
 using namespace platform::test;
 

@@ -10,9 +10,9 @@
 #include <thread>
 #include <vector>
 
-#include "platform/linux/tests/ipc/endpoints.h"
-#include "platform/linux/tests/ipc/loop.h"
-#include "platform/linux/tests/ipc/test-root.h"
+#include "platform/linux/tests/rpc-port/endpoints.h"
+#include "platform/linux/tests/support/loop.h"
+#include "platform/linux/tests/support/test-root.h"
 
 using namespace platform::test;
 

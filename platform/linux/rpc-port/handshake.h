@@ -1,8 +1,8 @@
 // Copyright 2026 The qor-handler-manager authors
 // SPDX-License-Identifier: Apache-2.0
 
-#ifndef PLATFORM_LINUX_RPC_PORT_GREETING_H_
-#define PLATFORM_LINUX_RPC_PORT_GREETING_H_
+#ifndef PLATFORM_LINUX_RPC_PORT_HANDSHAKE_H_
+#define PLATFORM_LINUX_RPC_PORT_HANDSHAKE_H_
 
 #include <array>
 #include <cstdint>
@@ -19,10 +19,10 @@ namespace platform::rpc {
 // which becomes the callback port of the first.
 
 // Greetings are short; longer frames are refused before anything is allocated for them.
-constexpr size_t kMaxGreeting = 512;
+constexpr size_t kMaxHandshakeFrame = 512;
 
 // How long each side waits for the other's part, in seconds.
-constexpr double kGreetingLimit = 10.0;
+constexpr double kHandshakeTimeout = 10.0;
 
 using Token = std::array<uint8_t, 16>;
 
@@ -34,7 +34,7 @@ struct Hello {
   Token token{};  // of the main connection; zero for a main connection itself
 };
 
-struct Answer {
+struct HandshakeReply {
   bool is_accepted = false;
   Token token{};      // for the callback connection's hello
   std::string cause;  // why not
@@ -42,11 +42,11 @@ struct Answer {
 
 // Whole frames, with their length in front.
 std::vector<uint8_t> EncodeHello(const Hello& hello);
-std::vector<uint8_t> EncodeAnswer(const Answer& answer);
+std::vector<uint8_t> EncodeReply(const HandshakeReply& answer);
 
 // From a frame without its length; empty when it is malformed.
 std::optional<Hello> DecodeHello(ByteView frame);
-std::optional<Answer> DecodeAnswer(ByteView frame);
+std::optional<HandshakeReply> DecodeReply(ByteView frame);
 
 }  // namespace platform::rpc
 

@@ -1,7 +1,7 @@
 // Copyright 2026 The qor-handler-manager authors
 // SPDX-License-Identifier: Apache-2.0
 
-#include "platform/linux/rpc-port/greeting.h"
+#include "platform/linux/rpc-port/handshake.h"
 
 #include <gtest/gtest.h>
 
@@ -27,7 +27,7 @@ TEST(Greeting, SurvivesTheWire) {
   ASSERT_TRUE(hello);
   EXPECT_TRUE(hello->is_callback);
   EXPECT_EQ(hello->token, token);
-  const auto answer = DecodeAnswer(Inside(EncodeAnswer({false, Token{}, "no"})));
+  const auto answer = DecodeReply(Inside(EncodeReply({false, Token{}, "no"})));
   ASSERT_TRUE(answer);
   EXPECT_FALSE(answer->is_accepted);
   EXPECT_EQ(answer->cause, "no");
@@ -36,9 +36,9 @@ TEST(Greeting, SurvivesTheWire) {
 TEST(Greeting, NeverRepeatsAToken) { EXPECT_NE(NewToken(), NewToken()); }
 
 TEST(Greeting, CutsALongCause) {
-  const auto frame = EncodeAnswer({false, Token{}, std::string(5000, 'x')});
-  EXPECT_LE(frame.size(), kFrameLengthSize + kMaxGreeting);
-  EXPECT_TRUE(DecodeAnswer(Inside(frame)));
+  const auto frame = EncodeReply({false, Token{}, std::string(5000, 'x')});
+  EXPECT_LE(frame.size(), kFrameLengthSize + kMaxHandshakeFrame);
+  EXPECT_TRUE(DecodeReply(Inside(frame)));
 }
 
 TEST(Greeting, IsRefusedWhenMalformed) {
@@ -46,8 +46,8 @@ TEST(Greeting, IsRefusedWhenMalformed) {
   for (size_t size = 0; size + kFrameLengthSize < hello.size(); ++size) {
     EXPECT_FALSE(DecodeHello({hello.data() + kFrameLengthSize, size})) << size;
   }
-  EXPECT_FALSE(DecodeAnswer(Inside(hello)));
-  EXPECT_FALSE(DecodeHello(Inside(EncodeAnswer(Answer{}))));
+  EXPECT_FALSE(DecodeReply(Inside(hello)));
+  EXPECT_FALSE(DecodeHello(Inside(EncodeReply(HandshakeReply{}))));
   auto other_protocol = hello;
   other_protocol[kFrameLengthSize + 3] = 2;
   EXPECT_FALSE(DecodeHello(Inside(other_protocol)));

@@ -9,7 +9,7 @@
 #include <vector>
 
 #include "platform/linux/common/unix-socket.h"
-#include "platform/linux/rpc-port/greeting.h"
+#include "platform/linux/rpc-port/handshake.h"
 
 namespace platform::test {
 
@@ -20,15 +20,15 @@ class RawClient {
 
   void SendBytes(const std::vector<uint8_t>& bytes);
   // What the stub answers to a greeting, running the loop until it is there.
-  rpc::Answer Greet(const rpc::Hello& hello);
+  rpc::HandshakeReply Greet(const rpc::Hello& hello);
   // The same in a process whose stub is served by another one.
-  rpc::Answer GreetOtherProcess(const rpc::Hello& hello);
+  rpc::HandshakeReply GreetOtherProcess(const rpc::Hello& hello);
   // Runs the loop until the stub has closed the connection.
   bool IsClosed();
   void Close() { fd_.Reset(); }
 
  private:
-  rpc::Answer ReceiveAnswer();
+  rpc::HandshakeReply ReceiveAnswer();
 
   UniqueFd fd_;
 };

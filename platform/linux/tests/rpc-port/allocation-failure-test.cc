@@ -14,9 +14,9 @@
 
 #include "fault-injection/allocation-failure.h"
 #include "platform/linux/rpc-port/port.h"
-#include "platform/linux/tests/ipc/loop.h"
-#include "platform/linux/tests/ipc/sockets.h"
-#include "platform/linux/tests/ipc/test-root.h"
+#include "platform/linux/tests/support/loop.h"
+#include "platform/linux/tests/support/sockets.h"
+#include "platform/linux/tests/support/test-root.h"
 
 namespace platform::test {
 namespace {

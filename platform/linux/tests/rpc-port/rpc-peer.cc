@@ -52,7 +52,7 @@ bool TakeText(rpc_port_h port, std::string* verb, std::string* text) {
 }
 
 // What the stub is asked to do.
-int Received(const char*, const char* instance, rpc_port_h port, void*) {
+int ReceiveResult(const char*, const char* instance, rpc_port_h port, void*) {
   std::string verb;
   std::string text;
   if (!TakeText(port, &verb, &text)) return -1;
@@ -89,7 +89,7 @@ void Listen(std::istringstream* words) {
   while (*words >> privilege) rpc_port_stub_add_privilege(stub, privilege.c_str());
   rpc_port_stub_add_connected_event_cb(stub, StubConnected, nullptr);
   rpc_port_stub_add_disconnected_event_cb(stub, StubDisconnected, nullptr);
-  rpc_port_stub_add_received_event_cb(stub, Received, nullptr);
+  rpc_port_stub_add_received_event_cb(stub, ReceiveResult, nullptr);
   Tell("listen " + std::to_string(rpc_port_stub_listen(stub)));
 }
 

@@ -12,7 +12,7 @@
 
 #include "platform/linux/rpc-port/frame-reader.h"
 #include "platform/linux/rpc-port/parcel.h"
-#include "platform/linux/tests/ipc/sockets.h"
+#include "platform/linux/tests/support/sockets.h"
 
 using platform::rpc::ByteView;
 using platform::rpc::FrameReader;

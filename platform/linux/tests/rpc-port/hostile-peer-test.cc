@@ -16,10 +16,10 @@
 
 #include "platform/linux/common/unix-socket.h"
 #include "platform/linux/rpc-port/parcel.h"
-#include "platform/linux/tests/ipc/endpoints.h"
-#include "platform/linux/tests/ipc/loop.h"
-#include "platform/linux/tests/ipc/raw-client.h"
-#include "platform/linux/tests/ipc/test-root.h"
+#include "platform/linux/tests/rpc-port/endpoints.h"
+#include "platform/linux/tests/rpc-port/raw-client.h"
+#include "platform/linux/tests/support/loop.h"
+#include "platform/linux/tests/support/test-root.h"
 
 using namespace platform::test;
 

@@ -1,53 +1,53 @@
 // Copyright 2026 The qor-handler-manager authors
 // SPDX-License-Identifier: Apache-2.0
 
-#include "platform/linux/rpc-port/guest.h"
+#include "platform/linux/rpc-port/pending-connection.h"
 
 #include <optional>
 #include <utility>
 
 namespace platform::rpc {
 
-Guest::Guest(UniqueFd fd, const std::weak_ptr<GuestHost>& host)
+PendingConnection::PendingConnection(UniqueFd fd, const std::weak_ptr<PendingConnectionHost>& host)
     : peer_(PeerOf(fd.Get())),
       host_(host),
       port_(std::make_shared<Port>(std::move(fd), peer_.pid)) {
   port_->SetPeer("Process " + std::to_string(peer_.pid));
 }
 
-Guest::~Guest() {
+PendingConnection::~PendingConnection() {
   if (port_ != nullptr) port_->Close();
 }
 
-void Guest::Start() {
+void PendingConnection::Start() {
   port_->Watch(weak_from_this());
-  limit_.Start(kGreetingLimit, [weak = weak_from_this()] {
+  timeout_.Start(kHandshakeTimeout, [weak = weak_from_this()] {
     if (const auto self = weak.lock()) self->Leave();
   });
 }
 
-std::shared_ptr<Port> Guest::TakePort() {
+std::shared_ptr<Port> PendingConnection::TakePort() {
   port_->StopWatching();
-  limit_.Stop();
+  timeout_.Stop();
   return std::move(port_);
 }
 
-void Guest::Refuse(const std::string& cause) {
-  Answer answer;
+void PendingConnection::Reject(const std::string& cause) {
+  HandshakeReply answer;
   answer.cause = cause;
-  const auto frame = EncodeAnswer(answer);
+  const auto frame = EncodeReply(answer);
   port_->Send({frame.data(), frame.size()});
   port_->Close();
-  limit_.Stop();
+  timeout_.Stop();
 }
 
-void Guest::Leave() {
+void PendingConnection::Leave() {
   port_->Close();
-  limit_.Stop();
-  if (const auto host = host_.lock()) host->OnGuestGone(shared_from_this());
+  timeout_.Stop();
+  if (const auto host = host_.lock()) host->OnPendingClosed(shared_from_this());
 }
 
-void Guest::OnReadable(Port* port) {
+void PendingConnection::OnReadable(Port* port) {
   const auto self = shared_from_this();
   try {
     Serve(port);
@@ -58,8 +58,8 @@ void Guest::OnReadable(Port* port) {
   }
 }
 
-void Guest::Serve(Port* port) {
-  if (port->Receive() == Port::Received::kEnd) return Leave();
+void PendingConnection::Serve(Port* port) {
+  if (port->Receive() == Port::ReceiveResult::kClosed) return Leave();
   if (port->Front() == FrameReader::State::kIncomplete) return;
   std::optional<Hello> hello;
   if (port->Front() == FrameReader::State::kComplete) {
@@ -67,7 +67,7 @@ void Guest::Serve(Port* port) {
     port->PopFrame();
   }
   if (!hello || port->HasUnread()) {
-    port->EndAsMalformed("no greeting");
+    port->AbortConnection("no greeting");
     return Leave();
   }
   if (const auto host = host_.lock()) host->OnHello(shared_from_this(), *hello);

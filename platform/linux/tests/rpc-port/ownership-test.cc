@@ -10,9 +10,9 @@
 #include <filesystem>
 #include <string>
 
-#include "platform/linux/tests/ipc/endpoints.h"
-#include "platform/linux/tests/ipc/peer-process.h"
-#include "platform/linux/tests/ipc/test-root.h"
+#include "platform/linux/tests/rpc-port/endpoints.h"
+#include "platform/linux/tests/support/peer-process.h"
+#include "platform/linux/tests/support/test-root.h"
 
 using namespace platform::test;
 

@@ -1,7 +1,7 @@
 // Copyright 2026 The qor-handler-manager authors
 // SPDX-License-Identifier: Apache-2.0
 
-#include "platform/linux/rpc-port/greeting.h"
+#include "platform/linux/rpc-port/handshake.h"
 
 #include <sys/random.h>
 
@@ -19,7 +19,7 @@ namespace {
 // changes with the protocol.
 constexpr std::array<uint8_t, 4> kMark = {'R', 'P', 'C', 1};
 constexpr size_t kHeadSize = kMark.size() + 1 + sizeof(Token);
-constexpr size_t kMaxCause = kMaxGreeting - kHeadSize;
+constexpr size_t kMaxCause = kMaxHandshakeFrame - kHeadSize;
 
 enum class Kind : uint8_t { kMainHello = 1, kCallbackHello, kAccept, kReject };
 
@@ -64,7 +64,7 @@ std::vector<uint8_t> EncodeHello(const Hello& hello) {
   return Encode(hello.is_callback ? Kind::kCallbackHello : Kind::kMainHello, hello.token, "");
 }
 
-std::vector<uint8_t> EncodeAnswer(const Answer& answer) {
+std::vector<uint8_t> EncodeReply(const HandshakeReply& answer) {
   return Encode(answer.is_accepted ? Kind::kAccept : Kind::kReject, answer.token,
                 answer.cause.substr(0, kMaxCause));
 }
@@ -76,11 +76,11 @@ std::optional<Hello> DecodeHello(ByteView frame) {
   return Hello{kind == Kind::kCallbackHello, TokenOf(frame)};
 }
 
-std::optional<Answer> DecodeAnswer(ByteView frame) {
+std::optional<HandshakeReply> DecodeReply(ByteView frame) {
   if (!HasHead(frame)) return std::nullopt;
   const Kind kind = KindOf(frame);
   if (kind != Kind::kAccept && kind != Kind::kReject) return std::nullopt;
-  return Answer{kind == Kind::kAccept, TokenOf(frame), TextOf(frame)};
+  return HandshakeReply{kind == Kind::kAccept, TokenOf(frame), TextOf(frame)};
 }
 
 }  // namespace platform::rpc

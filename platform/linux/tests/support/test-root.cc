@@ -1,7 +1,7 @@
 // Copyright 2026 The qor-handler-manager authors
 // SPDX-License-Identifier: Apache-2.0
 
-#include "platform/linux/tests/ipc/test-root.h"
+#include "platform/linux/tests/support/test-root.h"
 
 #include <cstdlib>
 #include <filesystem>

@@ -8,9 +8,9 @@
 #include <memory>
 #include <string>
 
-#include "platform/linux/tests/ipc/endpoints.h"
-#include "platform/linux/tests/ipc/loop.h"
-#include "platform/linux/tests/ipc/test-root.h"
+#include "platform/linux/tests/rpc-port/endpoints.h"
+#include "platform/linux/tests/support/loop.h"
+#include "platform/linux/tests/support/test-root.h"
 
 using namespace platform::test;
 

@@ -19,7 +19,7 @@ class DlogRateLimit : public testing::Test {
   unsigned Admitted(unsigned count, MessageOf message_of, const char* format = "format") {
     unsigned admitted = 0;
     for (unsigned i = 0; i < count; ++i) {
-      const auto decision = limit_->Ask(now_, "TAG", format, message_of(i));
+      const auto decision = limit_->Check(now_, "TAG", format, message_of(i));
       if (decision.is_admitted) ++admitted;
       suppressed_ += decision.suppressed;
     }
@@ -58,5 +58,5 @@ TEST_F(DlogRateLimit, BeginsAnewWithTheNextPeriodAndTellsWhatItSuppressed) {
 TEST_F(DlogRateLimit, AdmitsSomeLinesOfAFormatWhateverTheySay) {
   EXPECT_EQ(Admitted(10'000, Different), RateLimit::kMaxLinesOfFormat);
   EXPECT_EQ(Admitted(1, Similar, "another format"), 1U);
-  EXPECT_EQ(limit_->Ask(now_, "OTHER", "format", "text").is_admitted, true);
+  EXPECT_EQ(limit_->Check(now_, "OTHER", "format", "text").is_admitted, true);
 }

@@ -1,7 +1,7 @@
 // Copyright 2026 The qor-handler-manager authors
 // SPDX-License-Identifier: Apache-2.0
 
-#include "platform/linux/tests/ipc/peer-process.h"
+#include "platform/linux/tests/support/peer-process.h"
 
 #include <Ecore.h>
 #include <fcntl.h>
@@ -17,7 +17,7 @@ extern "C" {
 #include <sys/pidfd.h>
 }
 
-#include "platform/linux/tests/ipc/loop.h"
+#include "platform/linux/tests/support/loop.h"
 
 namespace platform::test {
 

@@ -1,8 +1,8 @@
 // Copyright 2026 The qor-handler-manager authors
 // SPDX-License-Identifier: Apache-2.0
 
-#ifndef PLATFORM_LINUX_COMMON_ACCEPT_PAUSE_H_
-#define PLATFORM_LINUX_COMMON_ACCEPT_PAUSE_H_
+#ifndef PLATFORM_LINUX_COMMON_ACCEPT_BACKOFF_H_
+#define PLATFORM_LINUX_COMMON_ACCEPT_BACKOFF_H_
 
 #include "platform/linux/common/loop-timer.h"
 #include "platform/linux/common/loop-watch.h"
@@ -12,10 +12,10 @@ namespace platform {
 // Lets a listening socket rest for a second. A connection that cannot be accepted, for want of
 // descriptors or memory, keeps the socket readable: going on would spin. For the main loop's thread
 // alone.
-class AcceptPause {
+class AcceptBackoff {
  public:
   // The watch is not owned and must outlive the pause.
-  explicit AcceptPause(LoopWatch* watch) : watch_(watch) {}
+  explicit AcceptBackoff(LoopWatch* watch) : watch_(watch) {}
 
   // Throws std::bad_alloc; the socket then does not rest.
   void Start() {

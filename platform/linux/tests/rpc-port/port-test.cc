@@ -11,8 +11,8 @@
 #include <utility>
 #include <vector>
 
-#include "platform/linux/tests/ipc/loop.h"
-#include "platform/linux/tests/ipc/sockets.h"
+#include "platform/linux/tests/support/loop.h"
+#include "platform/linux/tests/support/sockets.h"
 
 using namespace platform::rpc;
 using platform::UniqueFd;
@@ -28,7 +28,7 @@ namespace {
 class Collector final : public PortObserver {
  public:
   void OnReadable(Port* port) override {
-    if (port->Receive() == Port::Received::kEnd) {
+    if (port->Receive() == Port::ReceiveResult::kClosed) {
       ++ends;
       port->StopWatching();
     }
@@ -102,7 +102,7 @@ TEST_F(PortTest, ServesWhatComesWhileItServesButNotForever) {
     PeerSends(FrameOf(1, 'x'));
     return true;
   };
-  EXPECT_EQ(port_->ServeFrames(serve), Port::Served::kGoesOn);
+  EXPECT_EQ(port_->HandleFrames(serve), Port::HandleResult::kContinue);
   EXPECT_EQ(served, 64);
 }
 
@@ -111,7 +111,7 @@ TEST_F(PortTest, StopsServingWhenItIsTold) {
   PeerSends(FrameOf(1, 'x'));
   int served = 0;
   const auto serve = [&] { return ++served > 1; };
-  EXPECT_EQ(port_->ServeFrames(serve), Port::Served::kStopped);
+  EXPECT_EQ(port_->HandleFrames(serve), Port::HandleResult::kStopped);
   EXPECT_EQ(served, 1);
 }
 
@@ -124,7 +124,7 @@ TEST_F(PortTest, ServesWhatAPeerSentBeforeItsEnd) {
     port_->PopFrame();
     return true;
   };
-  EXPECT_EQ(port_->ServeFrames(serve), Port::Served::kEnded);
+  EXPECT_EQ(port_->HandleFrames(serve), Port::HandleResult::kClosed);
   EXPECT_EQ(served, 1);
 }
 
@@ -138,7 +138,7 @@ TEST_F(PortTest, ServesWhatComesBeforeAFrameOfImpossibleLength) {
     port_->PopFrame();
     return true;
   };
-  EXPECT_EQ(port_->ServeFrames(serve), Port::Served::kEnded);
+  EXPECT_EQ(port_->HandleFrames(serve), Port::HandleResult::kClosed);
   EXPECT_EQ(served, 1);
   EXPECT_TRUE(port_->IsShutDown());
 }
@@ -168,7 +168,7 @@ TEST_F(PortTest, WaitsForAFrameThatComesInPieces) {
       ASSERT_EQ(write(peer_.Get(), frame.data() + done, 50002), 50002);
     }
   });
-  port_->WaitInKernel();
+  port_->EnableBlockingReceive();
   EXPECT_TRUE(port_->WaitForFrame());
   EXPECT_EQ(port_->Frame().size, 100000u);
   peer.join();
@@ -187,7 +187,7 @@ TEST_F(PortTest, LeavesTheNextFrameOfAWatchedSocketToTheLoop) {
 
 TEST_F(PortTest, FailsToWaitForAPeerThatIsGone) {
   peer_.Reset();
-  port_->WaitInKernel();
+  port_->EnableBlockingReceive();
   EXPECT_FALSE(port_->WaitForFrame());
 }
 
@@ -240,7 +240,7 @@ TEST_F(PortTest, LeavesTheRestOfALongBurstToTheLoopsNextTurn) {
         port->PopFrame();
         return true;
       };
-      is_ended = port->ServeFrames(serve) == Port::Served::kEnded;
+      is_ended = port->HandleFrames(serve) == Port::HandleResult::kClosed;
       turns.push_back(served);
       if (is_ended) port->StopWatching();
     }
@@ -269,8 +269,8 @@ TEST_F(PortTest, ServesNothingAnyMoreOnceItWasShutDownAmidABurst) {
     port_->PopFrame();
     return true;
   };
-  ASSERT_EQ(port_->Receive(), Port::Received::kSomething);
+  ASSERT_EQ(port_->Receive(), Port::ReceiveResult::kData);
   port_->Shutdown();
-  EXPECT_EQ(port_->ServeFrames(serve), Port::Served::kEnded);
+  EXPECT_EQ(port_->HandleFrames(serve), Port::HandleResult::kClosed);
   EXPECT_EQ(served, 0);
 }

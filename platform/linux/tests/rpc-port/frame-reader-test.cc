@@ -10,7 +10,7 @@
 #include <string>
 #include <vector>
 
-#include "platform/linux/tests/ipc/sockets.h"
+#include "platform/linux/tests/support/sockets.h"
 
 using platform::rpc::Buffer;
 using platform::rpc::ByteView;
@@ -27,10 +27,10 @@ namespace {
 // Moves all that a socket has into the reader.
 void Drain(int fd, FrameReader* reader) {
   for (;;) {
-    const FrameReader::Space room = reader->Room();
+    const FrameReader::Space room = reader->PrepareWrite();
     const ssize_t count = recv(fd, room.data, room.size, MSG_DONTWAIT);
     if (count <= 0) return;
-    reader->Added(static_cast<size_t>(count));
+    reader->CommitWrite(static_cast<size_t>(count));
   }
 }
 
@@ -89,13 +89,13 @@ TEST(FrameReader, RefusesAnOversizeLengthWithoutMakingRoomForIt) {
   FrameReader reader(kMaxFrame);
   Put(FrameOf(1, 'x'), &reader);
   reader.Pop();
-  const size_t usual = reader.Room().size;
+  const size_t usual = reader.PrepareWrite().size;
   const uint32_t length = kMaxFrame + 1;
   std::vector<uint8_t> bytes(sizeof(length));
   std::memcpy(bytes.data(), &length, sizeof(length));
   Put(bytes, &reader);
   EXPECT_EQ(reader.Front(), State::kMalformed);
-  EXPECT_LE(reader.Room().size, usual);
+  EXPECT_LE(reader.PrepareWrite().size, usual);
 }
 
 TEST(FrameReader, TakesTheLongestFrame) {
@@ -111,13 +111,13 @@ TEST(FrameReader, TakesLongFramesAndGivesTheirRoomBack) {
   FrameReader reader(kMaxFrame);
   Put(FrameOf(1, 'a'), &reader);
   reader.Pop();
-  const size_t usual = reader.Room().size;
+  const size_t usual = reader.PrepareWrite().size;
   Put(FrameOf(3 * 1024 * 1024, 'b'), &reader);
   ASSERT_EQ(reader.Front(), State::kComplete);
   EXPECT_EQ(reader.Frame().size, 3u * 1024 * 1024);
   EXPECT_EQ(reader.Frame().data[3 * 1024 * 1024 - 1], 'b');
   reader.Pop();
-  EXPECT_EQ(reader.Room().size, usual);
+  EXPECT_EQ(reader.PrepareWrite().size, usual);
 }
 
 TEST(FrameReader, HandsAFrameOverWithItsBuffer) {
@@ -131,7 +131,7 @@ TEST(FrameReader, HandsAFrameOverWithItsBuffer) {
   EXPECT_TRUE(reader.IsEmpty());
   EXPECT_EQ(reader.popped(), 1u);
   // The next has room for as much at once.
-  EXPECT_GE(reader.Room().size, kFrameLengthSize + 100000);
+  EXPECT_GE(reader.PrepareWrite().size, kFrameLengthSize + 100000);
 }
 
 TEST(FrameReader, KeepsTheBufferOfAFrameThatIsNotAlone) {
@@ -149,7 +149,7 @@ TEST(FrameReader, GoesOnAfterARest) {
   FrameReader reader(kMaxFrame);
   Put(FrameOf(5, 'a'), &reader);
   reader.Pop();
-  reader.Rest();
+  reader.ReleaseBuffer();
   EXPECT_EQ(reader.Front(), State::kIncomplete);
   Put(FrameOf(6, 'b'), &reader);
   ASSERT_EQ(reader.Front(), State::kComplete);

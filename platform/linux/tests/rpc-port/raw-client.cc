@@ -1,15 +1,15 @@
 // Copyright 2026 The qor-handler-manager authors
 // SPDX-License-Identifier: Apache-2.0
 
-#include "platform/linux/tests/ipc/raw-client.h"
+#include "platform/linux/tests/rpc-port/raw-client.h"
 
 #include <gtest/gtest.h>
 #include <poll.h>
 #include <sys/socket.h>
 
 #include "platform/linux/common/root-folder.h"
-#include "platform/linux/tests/ipc/loop.h"
-#include "platform/linux/tests/ipc/test-root.h"
+#include "platform/linux/tests/support/loop.h"
+#include "platform/linux/tests/support/test-root.h"
 
 namespace platform::test {
 
@@ -23,25 +23,26 @@ void RawClient::SendBytes(const std::vector<uint8_t>& bytes) {
             static_cast<ssize_t>(bytes.size()));
 }
 
-rpc::Answer RawClient::Greet(const rpc::Hello& hello) {
+rpc::HandshakeReply RawClient::Greet(const rpc::Hello& hello) {
   SendBytes(rpc::EncodeHello(hello));
   uint8_t byte;
   EXPECT_TRUE(RunLoopUntil([&] { return recv(fd_.Get(), &byte, 1, MSG_PEEK) >= 0; }));
   return ReceiveAnswer();
 }
 
-rpc::Answer RawClient::GreetOtherProcess(const rpc::Hello& hello) {
+rpc::HandshakeReply RawClient::GreetOtherProcess(const rpc::Hello& hello) {
   SendBytes(rpc::EncodeHello(hello));
   pollfd ready = {fd_.Get(), POLLIN, 0};
   poll(&ready, 1, -1);
   return ReceiveAnswer();
 }
 
-rpc::Answer RawClient::ReceiveAnswer() {
+rpc::HandshakeReply RawClient::ReceiveAnswer() {
   uint8_t bytes[1024];
   const ssize_t size = recv(fd_.Get(), bytes, sizeof(bytes), 0);
   if (size <= 4) return {};
-  return rpc::DecodeAnswer({bytes + 4, static_cast<size_t>(size) - 4}).value_or(rpc::Answer{});
+  return rpc::DecodeReply({bytes + 4, static_cast<size_t>(size) - 4})
+      .value_or(rpc::HandshakeReply{});
 }
 
 bool RawClient::IsClosed() {
@@ -52,7 +53,7 @@ bool RawClient::IsClosed() {
 }
 
 JoinedClient::JoinedClient(const std::string& port_name) : main(port_name), callback(port_name) {
-  const rpc::Answer answer = main.Greet(rpc::Hello{});
+  const rpc::HandshakeReply answer = main.Greet(rpc::Hello{});
   EXPECT_TRUE(answer.is_accepted);
   EXPECT_TRUE(callback.Greet({true, answer.token}).is_accepted);
 }

@@ -34,10 +34,10 @@ inline std::vector<uint8_t> FrameOf(uint32_t size, uint8_t value) {
 // What a reader has received then.
 inline void Put(const std::vector<uint8_t>& bytes, rpc::FrameReader* reader) {
   for (size_t done = 0; done < bytes.size();) {
-    const auto room = reader->Room();
+    const auto room = reader->PrepareWrite();
     const size_t count = std::min(room.size, bytes.size() - done);
     std::memcpy(room.data, bytes.data() + done, count);
-    reader->Added(count);
+    reader->CommitWrite(count);
     done += count;
   }
 }
