@@ -12,12 +12,12 @@
 #include <cstdlib>
 #include <new>
 
-// RapidJSON's types over an allocator that reports a lack of memory. Its default one returns null,
-// which its containers then write to.
+// RapidJSON's types with an allocator that throws when out of memory. The default allocator returns
+// null, and the containers write to it.
 
 namespace json {
 
-// The allocator concept of rapidjson/allocators.h. Throws std::bad_alloc.
+// Implements the allocator concept of rapidjson/allocators.h. Throws std::bad_alloc.
 class Allocator {
  public:
   static const bool kNeedFree = true;

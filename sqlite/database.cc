@@ -8,18 +8,19 @@
 namespace sqlite {
 namespace {
 
-[[noreturn]] void Fail(sqlite3* database) {
+[[noreturn]] void ThrowError(sqlite3* database) {
   const char* file = sqlite3_db_filename(database, "main");
   throw DatabaseError(
       std::string(file == nullptr ? "database" : file) + ": " + sqlite3_errmsg(database),
       sqlite3_errcode(database) & 0xff);
 }
 
-// A file may be damaged or another's: what it declares is data, and no code that runs in a query.
-void TakeAsData(sqlite3* database) {
-  for (const int right : {SQLITE_DBCONFIG_ENABLE_TRIGGER, SQLITE_DBCONFIG_ENABLE_VIEW,
-                          SQLITE_DBCONFIG_TRUSTED_SCHEMA}) {
-    sqlite3_db_config(database, right, 0, nullptr);
+// The file may be corrupt or malicious: triggers, views and functions of its schema must not run in
+// queries.
+void DisableSchemaCode(sqlite3* database) {
+  for (const int option : {SQLITE_DBCONFIG_ENABLE_TRIGGER, SQLITE_DBCONFIG_ENABLE_VIEW,
+                           SQLITE_DBCONFIG_TRUSTED_SCHEMA}) {
+    sqlite3_db_config(database, option, 0, nullptr);
   }
 }
 
@@ -48,25 +49,25 @@ Query::~Query() {
 Query& Query::Bind(int parameter, const std::string& text) {
   if (sqlite3_bind_text64(statement_, parameter, text.data(), text.size(), SQLITE_STATIC,
                           SQLITE_UTF8) != SQLITE_OK)
-    Fail(database_);
+    ThrowError(database_);
   return *this;
 }
 
 Query& Query::BindBytes(int parameter, const void* bytes, size_t size) {
   if (sqlite3_bind_blob64(statement_, parameter, bytes, size, SQLITE_STATIC) != SQLITE_OK)
-    Fail(database_);
+    ThrowError(database_);
   return *this;
 }
 
 Query& Query::Bind(int parameter, int64_t number) {
-  if (sqlite3_bind_int64(statement_, parameter, number) != SQLITE_OK) Fail(database_);
+  if (sqlite3_bind_int64(statement_, parameter, number) != SQLITE_OK) ThrowError(database_);
   return *this;
 }
 
 bool Query::Step() {
   const int result = sqlite3_step(statement_);
   if (result == SQLITE_ROW) return true;
-  if (result != SQLITE_DONE) Fail(database_);
+  if (result != SQLITE_DONE) ThrowError(database_);
   return false;
 }
 
@@ -92,14 +93,14 @@ Database::Database(const std::string& file, Mode mode) {
   const int result = sqlite3_open_v2(name.c_str(), &opened, flags, nullptr);
   database_.reset(opened);
   if (result != SQLITE_OK) throw DatabaseError(file + ": " + sqlite3_errstr(result), result & 0xff);
-  TakeAsData(opened);
+  DisableSchemaCode(opened);
 }
 
 void Database::SetLockTimeout(std::chrono::milliseconds timeout) {
   sqlite3_busy_timeout(database_.get(), static_cast<int>(timeout.count()));
 }
 
-void Database::SetLongestValue(int bytes) {
+void Database::SetMaxValueSize(int bytes) {
   sqlite3_limit(database_.get(), SQLITE_LIMIT_LENGTH, bytes);
 }
 
@@ -109,7 +110,7 @@ Query Database::Prepare(const std::string& sql) {
     sqlite3_stmt* prepared = nullptr;
     if (sqlite3_prepare_v3(database_.get(), sql.c_str(), static_cast<int>(sql.size()),
                            SQLITE_PREPARE_PERSISTENT, &prepared, nullptr) != SQLITE_OK)
-      Fail(database_.get());
+      ThrowError(database_.get());
     statement.reset(prepared);
   }
   return {database_.get(), statement.get()};
@@ -117,7 +118,7 @@ Query Database::Prepare(const std::string& sql) {
 
 void Database::Execute(const char* sql) {
   if (sqlite3_exec(database_.get(), sql, nullptr, nullptr, nullptr) != SQLITE_OK)
-    Fail(database_.get());
+    ThrowError(database_.get());
 }
 
 Transaction::Transaction(Database& database) : database_(database) {
@@ -125,7 +126,7 @@ Transaction::Transaction(Database& database) : database_(database) {
 }
 
 Transaction::~Transaction() {
-  // Fails where it was rolled back already by the failure that brought us here.
+  // Fails if SQLite has already rolled back because of an error.
   if (open_) sqlite3_exec(database_.database_.get(), "ROLLBACK", nullptr, nullptr, nullptr);
 }
 

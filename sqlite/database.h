@@ -15,22 +15,28 @@
 struct sqlite3;
 struct sqlite3_stmt;
 
+// A thin wrapper of SQLite's C interface. SQLiteCpp would not replace it: a layer of about the same
+// size would remain for the statement cache, the restrictions on untrusted schemas, immutable
+// files, the length limit and the file name in errors. Devices provide SQLite itself but not
+// SQLiteCpp, which Debian offers only as a static library without the hardening options of this
+// project.
+
 namespace sqlite {
 
-// A database that cannot be opened, read or written. The text names the file.
+// A database cannot be opened, read or written. The message contains the file name.
 class DatabaseError : public std::runtime_error {
  public:
   explicit DatabaseError(const std::string& text, int code = 0)
       : std::runtime_error(text), code_(code) {}
-  // SQLite's primary result code, 0 when the failure is not SQLite's.
+  // Returns SQLite's primary result code; 0 for other errors.
   int code() const { return code_; }
 
  private:
   int code_;
 };
 
-// One run of a prepared statement. Ends, and gives the statement back, when it goes out of scope.
-// Columns and parameters count as in SQLite: columns from 0, parameters from 1.
+// One execution of a prepared statement. The destructor resets the statement for the next
+// execution. As in SQLite, columns are counted from 0 and parameters from 1.
 class Query {
  public:
   Query(sqlite3* database, sqlite3_stmt* statement);
@@ -38,11 +44,11 @@ class Query {
   Query(const Query&) = delete;
   Query& operator=(const Query&) = delete;
 
-  // Text and bytes must live until the query ends.
+  // Text and bytes are not copied and must outlive the query.
   Query& Bind(int parameter, const std::string& text);
   Query& BindBytes(int parameter, const void* bytes, size_t size);
   Query& Bind(int parameter, int64_t number);
-  // Advances to the next row; false when there is none.
+  // Advances to the next row. Returns false if there is none.
   bool Step();
   std::string Text(int column) const;
   int64_t Number(int column) const;
@@ -55,20 +61,20 @@ class Query {
 // An open SQLite database with its prepared statements. Not safe for concurrent use.
 class Database {
  public:
-  // kImmutable: for reading a file that nobody changes in place. No lock is taken, so that no other
-  // process delays a query, and what it may have in its files beside is not looked at.
+  // kImmutable: for reading a file that is never modified in place. Takes no locks, so that other
+  // processes cannot delay a query, and ignores journal and write-ahead log.
   enum class Mode { kExisting, kCreate, kImmutable };
 
   Database(const std::string& file, Mode mode);
 
-  // How long to wait for the locks of other processes; not at all unless it is set.
+  // Sets how long to wait for locks of other processes. The default is not to wait.
   void SetLockTimeout(std::chrono::milliseconds timeout);
-  // The longest text or row; longer ones are errors (SQLITE_TOOBIG).
-  void SetLongestValue(int bytes);
+  // Limits the size of texts and rows; larger ones are errors (SQLITE_TOOBIG).
+  void SetMaxValueSize(int bytes);
 
-  // Prepares `sql` once and keeps it.
+  // Returns a query of `sql`. The prepared statement is cached.
   Query Prepare(const std::string& sql);
-  // Runs statements that give no rows.
+  // Executes statements that return no rows.
   void Execute(const char* sql);
 
  private:
@@ -81,7 +87,7 @@ class Database {
   std::unordered_map<std::string, std::unique_ptr<sqlite3_stmt, Closer>> statements_;
 };
 
-// One that writes. Rolls back unless committed.
+// A write transaction. Rolls back unless committed.
 class Transaction {
  public:
   explicit Transaction(Database& database);

@@ -12,7 +12,8 @@ namespace text {
 
 namespace {
 
-// Room for any code point, as the compiler cannot tell that none here has more than four digits.
+// Code points have at most four digits here, but the compiler warns of truncation in a smaller
+// buffer.
 using Escape = char[12];
 
 bool IsPrintable(const Character& character) {
@@ -33,14 +34,14 @@ std::size_t WriteEscape(const Character& character, Escape& escape) {
   return static_cast<std::size_t>(std::snprintf(escape, sizeof escape, format, code));
 }
 
-// Calls `write` with each piece of the result, until it returns false.
+// Calls `write` with each character or escape of the result, until it returns false.
 template <typename Write>
-void ForEachPiece(std::string_view foreign, Write write) {
-  for (std::size_t at = 0; at < foreign.size();) {
-    const Character character = ReadCharacter(foreign.substr(at));
+void ForEachToken(std::string_view untrusted, Write write) {
+  for (std::size_t at = 0; at < untrusted.size();) {
+    const Character character = ReadCharacter(untrusted.substr(at));
     Escape escape;
     const std::string_view piece = IsPrintable(character)
-                                       ? foreign.substr(at, character.size)
+                                       ? untrusted.substr(at, character.size)
                                        : std::string_view(escape, WriteEscape(character, escape));
     if (!write(piece)) return;
     at += character.size;
@@ -49,29 +50,29 @@ void ForEachPiece(std::string_view foreign, Write write) {
 
 }  // namespace
 
-bool IsPrintable(std::string_view foreign) {
-  for (std::size_t at = 0; at < foreign.size();) {
-    const Character character = ReadCharacter(foreign.substr(at));
+bool IsPrintable(std::string_view untrusted) {
+  for (std::size_t at = 0; at < untrusted.size();) {
+    const Character character = ReadCharacter(untrusted.substr(at));
     if (!IsPrintable(character)) return false;
     at += character.size;
   }
   return true;
 }
 
-std::string Printable(std::string_view foreign) {
+std::string Printable(std::string_view untrusted) {
   std::string text;
-  ForEachPiece(foreign, [&](std::string_view piece) {
+  ForEachToken(untrusted, [&](std::string_view piece) {
     text += piece;
     return true;
   });
   return text;
 }
 
-std::size_t WritePrintable(std::string_view foreign, char* to, std::size_t size) {
+std::size_t WritePrintable(std::string_view untrusted, char* buffer, std::size_t size) {
   std::size_t written = 0;
-  ForEachPiece(foreign, [&](std::string_view piece) {
+  ForEachToken(untrusted, [&](std::string_view piece) {
     if (piece.size() > size - written) return false;
-    std::memcpy(to + written, piece.data(), piece.size());
+    std::memcpy(buffer + written, piece.data(), piece.size());
     written += piece.size();
     return true;
   });
@@ -83,7 +84,7 @@ std::string PrintableJson(std::string_view json) {
   std::size_t copied = 0;
   for (std::size_t at = 0; at < json.size();) {
     const Character character = ReadCharacter(json.substr(at));
-    // Below 0x20 there is white space between values and nothing else.
+    // Valid JSON has characters below 0x20 only as white space between values.
     if (character.code >= 0x20 && !IsPrintable(character)) {
       Escape escape = "\xEF\xBF\xBD";
       if (character.is_valid) {

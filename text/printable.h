@@ -8,25 +8,26 @@
 #include <string>
 #include <string_view>
 
-// Text that others wrote, for people. Control characters would act on a terminal, line ends forge
-// lines, and bidirectional controls show text in another order than it has.
+// Untrusted text, made safe for display. Control characters would control the terminal, line ends
+// forge lines, and bidirectional controls change the order in which text is shown.
 
 namespace text {
 
-// Whether `foreign` is valid UTF-8 without control characters (C0, DEL, C1), line and paragraph
-// separators and bidirectional controls.
-bool IsPrintable(std::string_view foreign);
+// Returns whether `untrusted` is valid UTF-8 without control characters (C0, DEL, C1), line and
+// paragraph separators and bidirectional controls.
+bool IsPrintable(std::string_view untrusted);
 
-// Returns `foreign` with everything else escaped: \n, \r and \t; \x1b for other controls of ASCII
-// and invalid bytes; \u202e for the rest. Backslashes stay, so that the result is only for reading.
-std::string Printable(std::string_view foreign);
+// Escapes all other characters: as \n, \r and \t; as \x1b other ASCII controls and invalid bytes;
+// as \u202e the rest. Backslashes are not escaped, so the result cannot be decoded.
+std::string Printable(std::string_view untrusted);
 
-// Writes the same to `to`, at most `size` bytes and no part of an escape. Allocates nothing.
-// Returns the number of bytes written.
-std::size_t WritePrintable(std::string_view foreign, char* to, std::size_t size);
+// Writes the result of Printable() to `buffer`, truncated to at most `size` bytes before an escape
+// or character. Adds no NUL. Allocates nothing. Returns the number of bytes written.
+std::size_t WritePrintable(std::string_view untrusted, char* buffer, std::size_t size);
 
-// Returns JSON that is the same value, valid UTF-8 and safe on a terminal: such characters of
-// `json` become \u escapes, invalid bytes U+FFFD. `json` must be JSON but for bytes in its strings.
+// Returns the same JSON value as valid UTF-8 that is safe for display: such characters become \u
+// escapes, invalid bytes U+FFFD. `json` must be valid JSON, except for invalid bytes in its
+// strings.
 std::string PrintableJson(std::string_view json);
 
 }  // namespace text

@@ -11,18 +11,18 @@
 namespace text {
 
 struct Character {
-  // The code point; for an invalid byte its value.
+  // The code point, or the value of an invalid byte.
   char32_t code;
-  // In bytes.
+  // Size in bytes.
   std::size_t size;
   bool is_valid;
 };
 
-// Reads the first character of `bytes`, which must not be empty. A byte that begins no character is
-// invalid, alone.
+// Decodes the first character of `bytes`, which must not be empty. If no valid character begins
+// there, returns the first byte alone as invalid.
 Character ReadCharacter(std::string_view bytes);
 
-// Returns `bytes` with U+FFFD for each invalid byte.
+// Replaces each invalid byte by U+FFFD.
 std::string ValidUtf8(std::string_view bytes);
 
 }  // namespace text

@@ -117,7 +117,7 @@ void AnswerStore::Open(const std::string& path) {
   }
   database_.emplace(path, sqlite::Database::Mode::kCreate);
   database_->SetLockTimeout(is_locked_ ? kNoWait : kLockTimeout);
-  database_->SetLongestValue(
+  database_->SetMaxValueSize(
       static_cast<int>(std::clamp<std::size_t>(limits_.bytes, kMaxSqlBytes, INT_MAX)));
   const bool has_table = HasTable();
   const std::size_t pages = std::max<std::size_t>(limits_.bytes / kPageBytes, 1);

@@ -12,7 +12,7 @@
 
 namespace api {
 
-// What the C functions ask of the router.
+// The operations of the router that the C functions call.
 class ApiInterface {
  public:
   virtual ~ApiInterface() = default;

@@ -6,7 +6,7 @@
 
 #include "qor_handler_manager.h"
 
-// The two time limits of command routing, in milliseconds. Any value is stored.
+// The timeouts of command routing, in milliseconds. Values are not checked.
 struct qor_handler_manager_configuration_s {
  public:
   int GetConnectionTimeout() const { return connection_timeout_; }

@@ -10,8 +10,8 @@
 
 #include "qor_handler_manager.h"
 
-// What the client is shown of a handler: a snapshot. Each text is allocated with the array form of
-// new; the vector ends with one null entry.
+// A snapshot of a handler for the client. The strings are allocated with new[]; the vector ends
+// with a null entry.
 struct qor_handler_manager_handler_info_s {
  public:
   qor_handler_manager_handler_info_s(const std::string& app_id,
@@ -24,8 +24,8 @@ struct qor_handler_manager_handler_info_s {
   char** RequestTypes() { return request_types_.data(); }
 
  private:
-  // Holds the terminator alone. The other constructors build on it, so that the destructor releases
-  // what was copied when a later copy fails.
+  // Creates an empty list. The other constructors delegate to it: if a copy runs out of memory, the
+  // destructor releases the earlier ones.
   explicit qor_handler_manager_handler_info_s(const std::string& app_id);
 
   void Append(const char* request_type);

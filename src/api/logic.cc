@@ -41,9 +41,9 @@ void Logic::SetCommandReceivedCb(const HandlerId& handler_id, ipc::OnCommandRece
     if (!context.IsSent()) context.StopTimer();
   });
   connected_handlers_[handler_id] = std::move(cb);
-  std::size_t next_index = 0;
+  std::size_t next_position = 0;
   commands.ForEach([&](RequestContext& context) {
-    const std::size_t index = next_index++;
+    const std::size_t position = next_position++;
     // Sending may report a disconnection, which removes the entry.
     const auto connected = connected_handlers_.find(handler_id);
     if (connected == connected_handlers_.end()) return;
@@ -51,7 +51,7 @@ void Logic::SetCommandReceivedCb(const HandlerId& handler_id, ipc::OnCommandRece
     connected->second->Invoke(uuid, context.GetCommand());
     context.SetSent();
     context.SetAction(TimeoutAction(&Logic::ExecutionTimeoutCb, handler_id, uuid));
-    commands.StartTimer(context, index, ExecutionSeconds());
+    commands.StartTimer(context, position, ExecutionSeconds());
   });
 }
 

@@ -11,7 +11,7 @@ namespace api {
 
 RequestContext& PendingCommands::Append(rpc_port::stub::Command command,
                                         std::function<bool()> action) {
-  // All allocations come before the first change.
+  // All allocations come before the first modification.
   std::list<RequestContext> added;
   added.emplace_back(std::move(command), std::move(action));
   by_uuid_.emplace(added.front().GetCommand().uuid, added.begin());
@@ -38,17 +38,17 @@ void PendingCommands::Remove(const std::string& uuid) {
   commands_.erase(removed);
 }
 
-void PendingCommands::StartTimer(RequestContext& context, std::size_t index, double seconds) {
+void PendingCommands::StartTimer(RequestContext& context, std::size_t position, double seconds) {
   // A timer that was started before the list grew has no owner.
-  const auto find_owner = [this, capacity = capacity_, index] {
-    return capacity == capacity_ ? TimerAt(index) : nullptr;
+  const auto find_owner = [this, capacity = capacity_, position] {
+    return capacity == capacity_ ? TimerAt(position) : nullptr;
   };
   context.StartTimer(seconds, timers_, find_owner);
 }
 
-const EcoreTimerWrapper* PendingCommands::TimerAt(std::size_t index) const {
-  if (index >= Size()) return nullptr;
-  return &std::next(commands_.begin(), static_cast<std::ptrdiff_t>(index))->Timer();
+const EcoreTimerWrapper* PendingCommands::TimerAt(std::size_t position) const {
+  if (position >= Size()) return nullptr;
+  return &std::next(commands_.begin(), static_cast<std::ptrdiff_t>(position))->Timer();
 }
 
 }  // namespace api

@@ -16,16 +16,20 @@
 
 namespace api {
 
-// The pending commands of one handler, in the order in which they were sent.
+// The pending commands of one handler, in the order of sending.
 //
-// A timer is bound to an index of the list, not to a command, and what happens to timers when
-// commands come and go is part of what clients and handlers observe. The capacity grows from n to
-// 2n, starting at 1; growing ends the timers of all commands in the list. A removal moves the later
-// commands one index forward and ends the timer of the last command. A timer that fires runs the
-// action of the command that is at its index by then, if there is one. A timer whose command was
-// removed keeps running for its index, and ends with the list at the latest.
+// Timers behave as in a vector that copies its elements when it grows, because clients and handlers
+// observe the effects:
+// - A timer belongs to a position in the list, not to a command. When it fires, it runs the action
+//   of the command that owns the position at that time, if any.
+// - The capacity grows from n to 2n, starting at 1. Growth deletes the timers of all commands in
+// the
+//   list.
+// - A removal moves the later commands one position forward and deletes the timer of the last one.
+//   The timer of the removed command keeps running for its position.
+// - The destructor deletes all timers.
 //
-// Append, Find and Remove take constant time; a timer that fires walks to its index.
+// Append, Find and Remove take constant time; a timer that fires walks to its position.
 class PendingCommands final {
  public:
   PendingCommands() = default;
@@ -33,30 +37,30 @@ class PendingCommands final {
   PendingCommands& operator=(const PendingCommands&) = delete;
 
   std::size_t Size() const { return commands_.size(); }
-  // The uuid is not in the list yet. When memory runs out, nothing has changed.
+  // Adds a command whose uuid is not in the list. No effect when out of memory.
   RequestContext& Append(rpc_port::stub::Command command, std::function<bool()> action);
-  // The command of this uuid, or null. Valid until it is removed.
+  // Returns the command with this uuid, or null. Valid until it is removed.
   RequestContext* Find(const std::string& uuid);
-  // Removes the command of this uuid, if there is one. Allocates nothing.
+  // Removes the command with this uuid, if any. Allocates nothing.
   void Remove(const std::string& uuid);
-  // Starts the timer of the command at this index. Throws as RequestContext::StartTimer() does.
-  void StartTimer(RequestContext& context, std::size_t index, double seconds);
+  // Starts the timer of the command at this position. Throws as RequestContext::StartTimer() does.
+  void StartTimer(RequestContext& context, std::size_t position, double seconds);
 
-  // Calls `function` for each command, in order; it must not change the list.
+  // Calls `function` for each command, in order. It must not modify the list.
   template <typename Function>
   void ForEach(Function function) {
     for (RequestContext& context : commands_) function(context);
   }
 
  private:
-  // Null where there is no command.
-  const EcoreTimerWrapper* TimerAt(std::size_t index) const;
+  // Returns the timer of the owner of a position; null if there is no command.
+  const EcoreTimerWrapper* TimerAt(std::size_t position) const;
 
   std::size_t capacity_ = 0;
   std::list<RequestContext> commands_;
-  // The keys are the commands' own texts.
+  // The keys refer to the uuids in the commands.
   std::unordered_map<std::string_view, std::list<RequestContext>::iterator> by_uuid_;
-  // Last, so that all timers end before what they refer to is destroyed.
+  // Last, so that the timers are deleted before the members that they refer to.
   EcoreTimerGroup timers_{common::kLogTag};
 };
 

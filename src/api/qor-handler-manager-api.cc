@@ -43,7 +43,7 @@ ApiInterfacePtr QorHandlerManagerApi::Instance() {
   manager->AddSource(source);
   manager->Reload();
   instance->Bind(manager);
-  // After the manager, so that the client hears of a change when it has taken effect.
+  // Attached after the manager: a change has taken effect when the client is notified.
   source->AttachToAll(instance);
   QOR_DEBUG_AT(74, "Create ipc::ServiceManager");
   serviceManager = std::make_shared<ipc::ServiceManager>();
@@ -57,7 +57,7 @@ ApiInterfacePtr QorHandlerManagerApi::Instance() {
 
 void QorHandlerManagerApi::ShutDown() {
   if (!instance) return;
-  // A start that failed may have left no service manager.
+  // Null after a failed start.
   if (serviceManager) serviceManager->SetRequestTaker(nullptr);
   instance->UnbindAll();
   instance->ShutDown();
@@ -71,8 +71,8 @@ QorHandlerManagerApi::ExitGuard::~ExitGuard() {
     ShutDown();
     return;
   }
-  // Destroying the objects waits for the main loop, which may have ended with its thread. They
-  // stay, and stay reachable, so that they are not reported as leaks.
+  // Destroying the objects would wait for the main loop, whose thread may have exited. They are
+  // kept reachable, so that leak checkers do not report them.
   static const auto* kept = new auto(std::make_tuple(instance, manager, serviceManager, stub));
   static_cast<void>(kept);
 }

@@ -28,18 +28,18 @@ namespace api {
 
 class Logic;
 
-// Holds the library's object graph for the process. Not to be called from two threads at once.
+// Owns the library's object graph, one per process. Not thread-safe.
 class QorHandlerManagerApi {
  public:
-  // The router; on first use the whole graph is built. What fails is thrown, and what was built by
-  // then stays.
+  // Returns the router. Builds the object graph on first use; if that fails, throws and keeps the
+  // objects built so far.
   static ApiInterfacePtr Instance();
-  // Takes the graph down. The registry's manager stays and keeps the database file up to date until
-  // the next start.
+  // Destroys the object graph, except the registry's manager, which keeps the database file up to
+  // date until the next start.
   static void ShutDown();
 
  private:
-  // Ends the library when the process exits or the library is unloaded.
+  // Shuts the library down when the process exits or the library is unloaded.
   struct ExitGuard {
     ~ExitGuard();
   };

@@ -12,24 +12,24 @@
 
 namespace api {
 
-// One pending command. Its timer ends with it. Timer operations run on the main loop's thread,
-// whichever thread calls.
+// A pending command and its timer. Timer operations run on the main loop's thread and may be called
+// on any thread.
 class RequestContext {
  public:
   RequestContext(rpc_port::stub::Command command, std::function<bool()> action);
 
-  // Starts the timer, or restarts it; the parameters are those of EcoreTimerWrapper::Start().
-  // Throws OperationFailed, without a timer, when the platform gives none.
+  // Starts or restarts the timer; the parameters are those of EcoreTimerWrapper::Start(). Throws
+  // OperationFailed if the platform creates no timer; there is none then.
   void StartTimer(double seconds, EcoreTimerGroup& group, EcoreTimerWrapper::FindOwner find_owner);
   void StopTimer();
-  // Gives the running timer this many seconds from now.
+  // Restarts the running timer with a new period.
   void SetTimeout(double seconds);
-  // Deletes the timer as the destructor does: unless it is marked as expired.
+  // Deletes the timer unless it is marked as expired, as the destructor does.
   void EndTimer() { timer_.End(); }
 
-  // What happens at the timeout, instead of the action until now.
+  // Replaces the action that runs at the timeout.
   void SetAction(std::function<bool()> action) { timer_.SetTask(std::move(action)); }
-  // The timer has fired: the main loop deletes it.
+  // Marks the timer as fired: the main loop deletes it.
   void SetExpired() { timer_.SetExpired(); }
   bool IsSent() const { return sent_; }
   void SetSent() { sent_ = true; }

@@ -17,17 +17,17 @@ class IObserver {
   virtual void Update(T event) = 0;
 };
 
-// Tells its observers of events. It never owns them: one that has been destroyed is not reached.
+// Notifies observers of events. Holds weak references: destroyed observers are skipped.
 template <typename T>
 class Subject {
  public:
   virtual ~Subject() = default;
 
-  // No check for duplicates: an observer attached twice is told twice.
+  // Without a check for duplicates: an observer that is attached twice is notified twice.
   void Attach(std::weak_ptr<IObserver<T>> observer) { observers_.push_back(std::move(observer)); }
 
-  // Calls the live observers in the order of their attachment, on the calling thread. An observer
-  // may attach others or destroy this subject.
+  // Calls the live observers in the order of attachment, on the calling thread. An observer may
+  // attach others or destroy this subject.
   void Notify(T event) {
     const auto observers = observers_;
     for (const auto& weak : observers) {

@@ -33,7 +33,7 @@ json::Value Copy(const std::string& text, json::PoolAllocator& allocator) {
 class AppControl {
  public:
   AppControl() {
-    // After a failure the handle may be anything.
+    // The platform leaves the handle undefined after an error.
     if (app_control_create(&handle_) != APP_CONTROL_ERROR_NONE) handle_ = nullptr;
   }
   AppControl(const AppControl&) = delete;
@@ -79,7 +79,7 @@ void AppHandler::Notify() {
 }
 
 void AppHandler::FromJson(const json::Value& json) {
-  // operator[] asserts that the member is there; a lookup would not.
+  // operator[] asserts that the member exists; FindMember() does not.
   app_id_ = json["appId"].GetString();
   const json::Value& types = json["requestTypes"];
   if (!types.IsArray()) return;

@@ -20,12 +20,12 @@ class PackageConfigs;
 // An installed application that serves request types.
 class AppHandler : public BaseHandler {
  public:
-  // Takes request types and priority from the application's manifest. Throws tizen::Exception when
-  // the platform does not know the application. `configs` are those of the application's package;
-  // none stand for those of this application alone.
+  // Reads request types and priority from the application's manifest. Throws tizen::Exception if
+  // the application is not installed. `configs` holds the configuration files of the application's
+  // package that are already parsed; may be null.
   AppHandler(std::string app_id, std::weak_ptr<ipc::ServiceManager> service_manager,
              PackageConfigs* configs = nullptr);
-  // Takes application id and request types from the stored form; the priority stays 0.
+  // Reads application id and request types from the stored form; the priority is 0.
   AppHandler(const json::Value& json, std::weak_ptr<ipc::ServiceManager> service_manager);
 
   const HandlerId& Id() override { return app_id_; }

@@ -13,27 +13,27 @@
 
 namespace handlers {
 
-// Someone who serves request types.
+// A handler of commands, with the request types that it serves.
 class BaseHandler {
  public:
   virtual ~BaseHandler() = default;
 
   virtual const HandlerId& Id() = 0;
-  // Launches the handler so that it connects. Throws FailToSendAppControl when that is refused.
+  // Launches the handler, which is expected to connect. Throws FailToSendAppControl on failure.
   virtual void Notify() = 0;
-  // Adds what the stored form holds to this record. A form that is not the library's own ends the
-  // process.
+  // Reads the stored form into this record; its request types are added to the present ones. Aborts
+  // the process on a form that the library did not write.
   virtual void FromJson(const json::Value& json) = 0;
   virtual void ToJson(json::Value& out, json::PoolAllocator& allocator) const = 0;
-  // Whether `other` is the same handler, whatever it declares.
+  // Returns whether `other` is a record of the same handler. Request types are not compared.
   virtual bool Compare(std::shared_ptr<BaseHandler> other) = 0;
 
   const std::set<std::string>& RequestTypes() const { return request_types_; }
-  // Larger wins among handlers of one request type.
+  // The handler with the largest priority serves a request type.
   int Priority() const { return priority_; }
   void SetPriority(int priority) { priority_ = priority; }
   void AddRequestType(std::string type) { request_types_.insert(std::move(type)); }
-  // Whether it serves anything.
+  // Whether the handler serves any request type.
   bool IsValid() const { return !request_types_.empty(); }
 
  private:

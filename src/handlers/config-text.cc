@@ -19,8 +19,8 @@ struct Closer {
 };
 using File = std::unique_ptr<std::FILE, Closer>;
 
-// Nothing where the path leads to anything but a file. Its text is the package's: it may lead to a
-// pipe, which must not make us wait until somebody writes to it.
+// Returns null unless the path is a regular file. The path comes from the package and may be a
+// pipe: O_NONBLOCK prevents waiting for a writer.
 File OpenFile(const std::string& path) {
   const int descriptor = open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK);
   if (descriptor < 0) return nullptr;
@@ -60,7 +60,7 @@ bool IsIndicator(char c, char next) {
   }
 }
 
-// UTF-16 and UTF-32, as the YAML library tells them.
+// Detects UTF-16 and UTF-32 as the YAML library does.
 bool HasWideCharacters(const std::string& text) {
   return text.compare(0, 2, "\xFE\xFF") == 0 || text.compare(0, 2, "\xFF\xFE") == 0 ||
          text.find('\0') < sizeof(char32_t);
@@ -74,8 +74,8 @@ std::string ReadConfigText(const std::string& path) {
   char block[4096];
   while (const std::size_t count = file ? std::fread(block, 1, sizeof block, file.get()) : 0) {
     text.append(block, count);
-    if (text.size() > kLongestConfig) {
-      throw ConfigTooLong("the file is longer than " + std::to_string(kLongestConfig) + " bytes");
+    if (text.size() > kMaxConfigBytes) {
+      throw ConfigLimitError("the file exceeds " + std::to_string(kMaxConfigBytes) + " bytes");
     }
   }
   if (!file || std::ferror(file.get()) != 0) {
@@ -84,23 +84,24 @@ std::string ReadConfigText(const std::string& path) {
   return text;
 }
 
-std::size_t ConfigWeight(const std::string& text) {
-  std::size_t weight = text.size();
+std::size_t ParseCost(const std::string& text) {
+  std::size_t cost = text.size();
   for (std::size_t i = 0; i < text.size(); ++i) {
-    // A std::string ends with a NUL that may be read.
-    if (IsIndicator(text[i], text[i + 1])) weight += kIndicatorWeight;
+    // The last access reads the terminating NUL.
+    if (IsIndicator(text[i], text[i + 1])) cost += kIndicatorCost;
   }
-  // Wide characters are converted first, and may become longer by that.
-  return HasWideCharacters(text) ? 2 * weight : weight;
+  // The YAML library converts wide characters to UTF-8, which may be longer.
+  return HasWideCharacters(text) ? 2 * cost : cost;
 }
 
-void TakeConfigWeight(std::size_t weight, std::size_t& left) {
-  if (weight > left) {
-    throw ConfigTooLong("the configuration files of the package weigh more than " +
-                        std::to_string(kMaxConfigWeight) + " together (1 for each byte, and " +
-                        std::to_string(kIndicatorWeight) + " for each line or indicator)");
+void ChargeParseCost(std::size_t cost, std::size_t& remaining) {
+  if (cost > remaining) {
+    throw ConfigLimitError(
+        "the configuration files of the package exceed the parse cost limit of " +
+        std::to_string(kMaxParseCost) + " (1 per byte and " + std::to_string(kIndicatorCost) +
+        " per line or indicator)");
   }
-  left -= weight;
+  remaining -= cost;
 }
 
 }  // namespace handlers

@@ -11,32 +11,34 @@
 
 namespace handlers {
 
-// In bytes: of a configuration file, and of all its request types, which aliases may multiply.
-inline constexpr std::size_t kLongestConfig = std::size_t{1} << 20;
+// Maximum size of a configuration file and, separately, of all its request types, which aliases may
+// multiply.
+inline constexpr std::size_t kMaxConfigBytes = std::size_t{1} << 20;
 
-// What the configurations that one package's applications use may weigh together, so that no
-// package holds up the main loop: each byte weighs 1, and each that may end a line or begin a node
-// kIndicatorWeight more, for it takes the YAML library so much longer.
-inline constexpr std::size_t kIndicatorWeight = 32;
-inline constexpr std::size_t kMaxConfigWeight = 1114112;
+// An estimate of the time to parse a text: 1 for each byte, and kIndicatorCost for each character
+// that may end a line or begin a node, since the YAML library takes that much longer for them.
+// Parsing happens on the main loop's thread, so the cost of all configuration files of a package is
+// limited.
+inline constexpr std::size_t kIndicatorCost = 32;
+inline constexpr std::size_t kMaxParseCost = 1114112;
 
-// A limit is exceeded.
-class ConfigTooLong : public YAML::Exception {
+// A configuration file exceeds a limit.
+class ConfigLimitError : public YAML::Exception {
  public:
-  explicit ConfigTooLong(const std::string& what)
+  explicit ConfigLimitError(const std::string& what)
       : YAML::Exception(YAML::Mark::null_mark(), what) {}
 };
 
-// Reads the text of a configuration file, and no more of it than it may hold. Throws
-// YAML::Exception.
+// Reads a configuration file. Throws ConfigLimitError after kMaxConfigBytes, YAML::Exception if the
+// file cannot be read.
 std::string ReadConfigText(const std::string& path);
 
-// The weight of a text. An indicator counts wherever it is, for only the parser knows which ones
-// are part of a scalar or a comment.
-std::size_t ConfigWeight(const std::string& text);
+// Returns the cost of a text. Counts indicators in scalars and comments as well, which only the
+// parser could distinguish.
+std::size_t ParseCost(const std::string& text);
 
-// Subtracts a weight from what is left. Throws ConfigTooLong, without subtracting, if it is less.
-void TakeConfigWeight(std::size_t weight, std::size_t& left);
+// Subtracts `cost` from `remaining`. Throws ConfigLimitError, without subtracting, if less remains.
+void ChargeParseCost(std::size_t cost, std::size_t& remaining);
 
 }  // namespace handlers
 

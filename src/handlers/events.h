@@ -14,12 +14,12 @@ struct HandlerAdded {
   std::shared_ptr<BaseHandler> handler;
 };
 
-// Only the handler's id counts.
+// Only the id of the handler is significant.
 struct HandlerRemoved {
   std::shared_ptr<BaseHandler> handler;
 };
 
-// The new record replaces the one of the same id.
+// The record replaces the one with the same id.
 struct HandlerUpdated {
   std::shared_ptr<BaseHandler> handler;
 };

@@ -15,26 +15,25 @@ namespace handlers {
 
 class PackageConfigs;
 
-// Makes handler records, by the type names of the database file or from application ids.
+// Creates handler records, from the database file or from application ids.
 class Factory {
  public:
-  // One for the process, made on first use; safe from any thread.
+  // The process's only factory, created on first use. Thread-safe.
   static Factory& Instance();
 
-  // Type name of a record. Throws InvalidOperation for a kind of record that has none.
+  // Returns the type name of a record in the database file. Throws InvalidOperation for a record of
+  // an unknown class.
   std::string Type(const BaseHandler& handler);
-  // A record from its stored form. Throws InvalidOperation for an unknown type name.
+  // Creates a record from its stored form. Throws InvalidOperation for an unknown type name.
   std::shared_ptr<BaseHandler> CreateHandler(std::string_view type, const json::Value& json);
-  // A record from the application's manifest. Throws tizen::Exception when the platform does not
-  // know the application. `configs` are those of the application's package; none stand for those of
-  // this application alone.
+  // Creates a record from the application's manifest, as AppHandler's constructor does.
   std::shared_ptr<AppHandler> CreateAppHandler(std::string app_id,
                                                PackageConfigs* configs = nullptr);
 
  private:
   Factory() = default;
 
-  // Given to every record; stays empty.
+  // Passed to every record; always empty.
   std::weak_ptr<ipc::ServiceManager> service_manager_;
 };
 

@@ -9,19 +9,19 @@ namespace handlers {
 
 namespace {
 
-std::vector<std::string> TextsOf(const YAML::Node& list) {
+std::vector<std::string> ReadStrings(const YAML::Node& list) {
   if (!list.IsSequence()) throw YAML::Exception(list.Mark(), "not a list");
-  std::vector<std::string> texts;
+  std::vector<std::string> strings;
   std::size_t length = 0;
   for (const YAML::Node& item : list) {
-    texts.push_back(item.as<std::string>());
-    length += texts.back().size();
-    if (length > kLongestConfig) {
-      throw ConfigTooLong("the request types are together longer than " +
-                          std::to_string(kLongestConfig) + " bytes");
+    strings.push_back(item.as<std::string>());
+    length += strings.back().size();
+    if (length > kMaxConfigBytes) {
+      throw ConfigLimitError("the request types exceed " + std::to_string(kMaxConfigBytes) +
+                             " bytes");
     }
   }
-  return texts;
+  return strings;
 }
 
 }  // namespace
@@ -45,16 +45,16 @@ const HandlerConfig& PackageConfigs::Load(const std::string& path) {
   if (known != files_.end()) {
     if (!known->second.config)
       throw YAML::Exception(YAML::Mark::null_mark(), "the file is invalid");
-    TakeConfigWeight(known->second.weight, left_);
+    ChargeParseCost(known->second.parse_cost, remaining_cost_);
     return *known->second.config;
   }
   const std::string text = ReadConfigText(path);
   File& file = files_[path];
-  file.weight = ConfigWeight(text);
-  TakeConfigWeight(file.weight, left_);
-  // Const, because looking a key up in a node that is not const may turn the node into a map.
+  file.parse_cost = ParseCost(text);
+  ChargeParseCost(file.parse_cost, remaining_cost_);
+  // Const, because a lookup in a non-const node may turn the node into a map.
   const YAML::Node root = YAML::Load(text);
-  file.config = HandlerConfig(TextsOf(root["request-types"]));
+  file.config = HandlerConfig(ReadStrings(root["request-types"]));
   return *file.config;
 }
 

@@ -17,17 +17,15 @@ namespace handlers {
 
 class PackageConfigs;
 
-// What a handler application declares in the YAML file that its manifest points to: a mapping with
-// the key "request-types", a list of texts. Neither the file nor all the texts may be longer than
-// 1 MiB, nor may the files of a package weigh more than kMaxConfigWeight.
+// The configuration file of a handler application: a YAML mapping with the key "request-types", a
+// list of strings. The limits are in config-text.h.
 class HandlerConfig {
  public:
-  // Never fails: a file that cannot be read or understood, or exceeds a limit, yields no request
-  // types and an error line that names it.
+  // Reads a configuration file. On error, logs the path and returns no request types.
   static HandlerConfig FromYaml(const std::string& path);
   static HandlerConfig FromYaml(const std::string& path, PackageConfigs& package);
 
-  // In file order, duplicates kept.
+  // Returns the request types in the order of the file, including duplicates.
   const std::vector<std::string>& RequestTypes() const { return request_types_; }
 
  private:
@@ -38,22 +36,22 @@ class HandlerConfig {
   std::vector<std::string> request_types_;
 };
 
-// The configuration files of the applications of one package, each of which is parsed once.
+// The configuration files of the applications of one package. Each file is parsed once, valid or
+// not, but its cost is charged to the package's limit for every application that uses it.
 class PackageConfigs {
  public:
-  // Returns the configuration in a file, for one more application: each of those that use a file
-  // adds its weight. Throws YAML::Exception when the file cannot be read or understood, or exceeds
-  // a limit.
+  // Returns the configuration in a file, for one more application. Throws YAML::Exception if the
+  // file cannot be read, is invalid or exceeds a limit.
   const HandlerConfig& Load(const std::string& path);
 
  private:
   struct File {
-    std::size_t weight = 0;
+    std::size_t parse_cost = 0;
     std::optional<HandlerConfig> config;
   };
 
   std::map<std::string, File> files_;
-  std::size_t left_ = kMaxConfigWeight;
+  std::size_t remaining_cost_ = kMaxParseCost;
 };
 
 }  // namespace handlers

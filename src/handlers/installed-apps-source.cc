@@ -21,12 +21,12 @@ constexpr char kNativePackage[] = "tpk";
 }  // namespace
 
 InstalledAppsSource::InstalledAppsSource() {
-  // The body stays in the lambda: its log lines name "operator()".
+  // The body must stay in the lambda: log readers rely on the function name "operator()".
   package_manager_.SetPackageManagerEventCallback(
       [this](const char* type, const char* package, package_manager_event_type_e event,
              package_manager_event_state_e state, int, package_manager_error_e) {
         if (type == nullptr || std::strcmp(type, kNativePackage) != 0) return;
-        // An observer may release the last reference to this source during the event.
+        // An observer may release the last reference to this source.
         const auto self = weak_from_this().lock();
 
         if (event == PACKAGE_MANAGER_EVENT_TYPE_INSTALL &&
@@ -39,7 +39,7 @@ InstalledAppsSource::InstalledAppsSource() {
           NotifyOfPackage<HandlerUpdated>(package);
         } else if (event == PACKAGE_MANAGER_EVENT_TYPE_UNINSTALL &&
                    state == PACKAGE_MANAGER_EVENT_STATE_STARTED) {
-          // When the uninstall starts, because the metadata is still readable then.
+          // At the start of the uninstall: the metadata can still be read.
           QOR_DEBUG("Received package: %s uninstalled event", package);
           NotifyOfPackage<HandlerRemoved>(package);
         }

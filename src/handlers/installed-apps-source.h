@@ -15,19 +15,19 @@
 
 namespace handlers {
 
-// The handlers among the installed applications; follows installs, updates and uninstalls, on the
-// main loop's thread. Failures are logged here and never thrown.
+// The handlers among the installed applications. Reports installs, updates and uninstalls, on the
+// main loop's thread. Errors are logged and never thrown.
 class InstalledAppsSource : public Source,
                             public std::enable_shared_from_this<InstalledAppsSource> {
  public:
-  // Throws tizen::Exception when the platform's package manager is not to be had.
+  // Throws tizen::Exception if the platform's package manager is not available.
   InstalledAppsSource();
 
-  // Empty when a single package or application fails.
+  // Returns an empty list if any package or application cannot be read.
   std::vector<std::shared_ptr<BaseHandler>> Load() override;
 
-  // Calls `fn` with the record of each application of a package, in the package's order, until one
-  // fails.
+  // Calls `fn` with the record of each application of a package, in the package's order. Stops at
+  // the first error.
   void ForeachHandlerInPackage(const char* package_id,
                                std::function<void(std::shared_ptr<AppHandler>)> fn);
 

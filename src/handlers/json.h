@@ -7,8 +7,8 @@
 #include <cstdio>
 #include <cstdlib>
 
-// The JSON library's assertions are the check of the database file: they end the process in every
-// build, also where the standard assert() is compiled away. This header is the only way in.
+// The JSON library's assertions validate the database file. They abort the process in every build,
+// even with NDEBUG, which disables assert(). Include the JSON library only through this header.
 #define RAPIDJSON_ASSERT(condition) \
   ((condition) ? static_cast<void>(0) : handlers::JsonAssertionFailed(#condition))
 

@@ -16,8 +16,8 @@
 
 namespace handlers {
 
-// Keeps the repository in step with the sources and the stored form in step with the repository.
-// Owned by a shared pointer; to be used from one thread.
+// Applies the changes that the sources report to the repository, and stores the repository after
+// each change. Must be owned by a shared pointer. Not thread-safe.
 class Manager : public common::IObserver<const HandlerAdded&>,
                 public common::IObserver<const HandlerRemoved&>,
                 public common::IObserver<const HandlerUpdated&>,
@@ -25,15 +25,15 @@ class Manager : public common::IObserver<const HandlerAdded&>,
  public:
   explicit Manager(std::shared_ptr<Repository> repository);
 
-  // Follows the source's events from now on; does not load it. Throws std::bad_weak_ptr when no
+  // Attaches to the source's events; does not load its handlers. Throws std::bad_weak_ptr if no
   // shared pointer owns this object.
   void AddSource(std::shared_ptr<Source> source);
 
-  // Takes the stored handlers, or those of the sources when nothing is stored yet.
+  // Loads the stored handlers, or those of the sources if nothing has been stored.
   void Initialize();
-  // Takes the handlers of the sources and stores them.
+  // Replaces the handlers by those of the sources and stores them.
   void Reload();
-  // Adds the handlers of the sources; stores nothing.
+  // Adds the handlers of the sources without storing them.
   void LoadHandlers();
 
   void Update(const HandlerAdded& event) override;
@@ -42,7 +42,7 @@ class Manager : public common::IObserver<const HandlerAdded&>,
 
   std::shared_ptr<BaseHandler> GetHandler(const std::string& request_type);
   std::shared_ptr<BaseHandler> GetHandlerById(const std::string& id);
-  // Each handler once, in no particular order.
+  // Returns each handler once, in no particular order.
   std::vector<std::shared_ptr<BaseHandler>> GetHandlers();
 
  private:

@@ -20,10 +20,10 @@ namespace handlers {
 namespace {
 
 constexpr std::size_t kParseStackBytes = 1024;
-// Room for an ordinary record; a larger one gets more.
+// Enough for a typical record; the allocator adds blocks for a larger one.
 constexpr std::size_t kRecordBytes = 4096;
-// Written in pieces of about this size.
-constexpr std::size_t kPieceBytes = std::size_t{64} * 1024;
+// Threshold at which buffered text is written.
+constexpr std::size_t kChunkBytes = std::size_t{64} * 1024;
 
 }  // namespace
 
@@ -32,7 +32,7 @@ void FileRepositoryBackend::Store(const std::vector<std::shared_ptr<BaseHandler>
   std::ofstream file(path_);
   if (!file.is_open()) return;
 
-  // Piece by piece: neither the document nor its text stands in memory as a whole.
+  // In chunks: neither the document nor its text is in memory as a whole.
   json::StringBuffer text;
   const auto write = [&] {
     file.write(text.GetString(), static_cast<std::streamsize>(text.GetSize()));
@@ -49,7 +49,7 @@ void FileRepositoryBackend::Store(const std::vector<std::shared_ptr<BaseHandler>
     ToJson(handler, entry, allocator);
     entry.Accept(writer);
     allocator.Clear();
-    if (text.GetSize() >= kPieceBytes) write();
+    if (text.GetSize() >= kChunkBytes) write();
   }
   writer.EndArray();
   writer.EndObject();
@@ -64,10 +64,10 @@ std::vector<std::shared_ptr<BaseHandler>> FileRepositoryBackend::Load() {
   json::PoolAllocator allocator;
   json::Document document(&allocator, kParseStackBytes);
   rapidjson::IStreamWrapper stream(file);
-  // Iterative: no file decides how deep the stack gets.
+  // Iterative, so that a deeply nested file cannot overflow the stack.
   document.ParseStream<rapidjson::kParseIterativeFlag>(stream);
 
-  // operator[] asserts that the member is there; a lookup would not.
+  // operator[] asserts that the member exists; FindMember() does not.
   const json::Value& entries = static_cast<const json::Document&>(document)["handlers"];
   std::vector<std::shared_ptr<BaseHandler>> handlers;
   if (!entries.IsArray()) return handlers;

@@ -13,16 +13,16 @@
 
 namespace handlers {
 
-// Keeps the records as one JSON document in one file:
+// Stores the records as one JSON document in one file:
 // {"handlers":[{"handlerType":"AppHandler","handlerData":{...}},...]}
 class FileRepositoryBackend : public RepositoryBackend {
  public:
   explicit FileRepositoryBackend(std::string path) : path_(std::move(path)) {}
 
-  // Never reports a failure; an unopenable file leaves what was there.
+  // Never reports an error. A file that cannot be opened keeps its contents.
   void Store(const std::vector<std::shared_ptr<BaseHandler>>& handlers) override;
-  // Throws NotInitialized when the file cannot be read and InvalidOperation on an unknown handler
-  // type. A file that the library did not write ends the process.
+  // Throws NotInitialized if the file cannot be read and InvalidOperation on an unknown handler
+  // type. Aborts the process on a file that the library did not write.
   std::vector<std::shared_ptr<BaseHandler>> Load() override;
 
  private:

@@ -11,14 +11,14 @@
 
 namespace handlers {
 
-// Where the handler records are kept.
+// Persistent storage of the handler records.
 class RepositoryBackend {
  public:
   virtual ~RepositoryBackend() = default;
 
-  // Replaces what is stored.
+  // Replaces the stored records.
   virtual void Store(const std::vector<std::shared_ptr<BaseHandler>>& handlers) = 0;
-  // Rebuilds what is stored. Throws NotInitialized when there is nothing yet.
+  // Returns the stored records. Throws NotInitialized if nothing has been stored.
   virtual std::vector<std::shared_ptr<BaseHandler>> Load() = 0;
 };
 

@@ -17,45 +17,48 @@
 
 namespace handlers {
 
-// The registry in memory: which handlers serve a request type, in order of preference. The backend
-// is touched by Load() and Sync() only. To be used from one thread.
+// The registry in memory: the handlers of each request type, in order of preference. Only Load()
+// and Sync() access the backend. Not thread-safe.
 class Repository {
  public:
   using HandlerPtr = std::shared_ptr<BaseHandler>;
-  // By preference key: larger priority first, then smaller id.
+  // By preference key.
   using HandlersByPreference = std::map<std::string, HandlerPtr>;
   using HandlersByRequestType = std::unordered_map<std::string, HandlersByPreference>;
-  // Where a handler stands in HandlersByRequestType, in ascending order of the types, each once.
+  // The entries of a handler in HandlersByRequestType, ordered by type, without duplicates.
   using RequestTypesByHandler =
       std::unordered_map<HandlerPtr, std::vector<HandlersByRequestType::value_type*>>;
 
   explicit Repository(std::unique_ptr<RepositoryBackend> backend);
 
-  // Keeps an entry of the same id and priority; the by-id entry becomes `handler` in any case.
+  // Adds a handler of a request type. A handler with the same id and priority keeps its entry under
+  // the type; the by-id entry is always replaced.
   void Add(std::string request_type, HandlerPtr handler);
-  // Forgets the id too, but keeps the handler among those that are stored.
+  // Removes a handler of a request type, and its by-id entry. Sync() still stores the handler.
   void Remove(std::string request_type, HandlerPtr handler);
-  // Keeps the by-id entry, but no longer stores the handler.
+  // Removes a handler from all request types. Keeps its by-id entry, but Sync() no longer stores
+  // the handler.
   void RemoveAll(HandlerPtr handler);
 
   bool Exists(std::string request_type);
-  // The preferred handler, or none.
+  // Returns the preferred handler of a request type, or null.
   HandlerPtr GetHandler(const std::string& request_type);
-  // The handler added last under an id, or none. A handler whose id has changed since is not found.
+  // Returns the handler that was added last with an id, or null. A handler whose id has changed
+  // since then is not found.
   HandlerPtr GetHandlerById(const std::string& id);
   const HandlersByRequestType& GetAll() { return handlers_; }
   const RequestTypesByHandler& GetAllRev() { return request_types_; }
 
   void Clear();
-  // Replaces the contents by what is stored; by-id entries of others stay. Throws what the backend
-  // throws, with no request type left.
+  // Replaces the contents by the stored handlers, but keeps the other by-id entries. Throws the
+  // backend's exceptions; no request types are left then.
   void Load();
-  // Stores every handler that was added under a request type.
+  // Stores the handlers that were added and not removed by RemoveAll().
   void Sync();
 
  private:
-  // By the hash of the handler's id. Holds no reference to the text, which the handler may replace,
-  // and no copy of it.
+  // By the hash of the handler's id: a reference to the id would dangle when FromJson() replaces
+  // it, and a copy would double its memory.
   using HandlersById = std::unordered_multimap<std::size_t, HandlerPtr>;
 
   HandlersById::iterator FindById(const std::string& id);

@@ -13,7 +13,7 @@
 
 namespace handlers {
 
-// A place that knows which handlers exist and tells its observers when that changes.
+// A source of handlers. Notifies its observers of changes.
 class Source : public common::Subject<const HandlerAdded&>,
                public common::Subject<const HandlerRemoved&>,
                public common::Subject<const HandlerUpdated&> {
@@ -25,7 +25,7 @@ class Source : public common::Subject<const HandlerAdded&>,
   using common::Subject<const HandlerRemoved&>::Notify;
   using common::Subject<const HandlerUpdated&>::Notify;
 
-  // Attaches an observer of all three kinds of event.
+  // Attaches an observer to all three kinds of events.
   template <typename Observer>
   void AttachToAll(const std::shared_ptr<Observer>& observer) {
     Attach(std::weak_ptr<common::IObserver<const HandlerAdded&>>(observer));
@@ -33,7 +33,7 @@ class Source : public common::Subject<const HandlerAdded&>,
     Attach(std::weak_ptr<common::IObserver<const HandlerUpdated&>>(observer));
   }
 
-  // All handlers there are now.
+  // Returns all present handlers.
   virtual std::vector<std::shared_ptr<BaseHandler>> Load() = 0;
 };
 

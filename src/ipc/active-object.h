@@ -15,7 +15,7 @@ namespace rpc_port {
 namespace stub {
 namespace stub {
 
-// One piece of work for a worker thread.
+// A unit of work for a worker thread.
 class Job {
  public:
   class IEvent {
@@ -24,10 +24,10 @@ class Job {
     virtual void OnJobRun() = 0;
   };
 
-  // `event` is not owned and may be null for a job that only stops its worker.
+  // `event` is not owned. It may be null for a job that only stops its worker.
   explicit Job(IEvent* event, bool done = false) : event_(event), done_(done) {}
 
-  // Whether the worker stops here.
+  // Whether the worker exits at this job, without running it.
   bool IsDone() const { return done_; }
   void Run() const {
     if (event_ != nullptr) event_->OnJobRun();
@@ -38,7 +38,7 @@ class Job {
   bool done_;
 };
 
-// A queue that several threads may use.
+// A thread-safe queue.
 template <typename T>
 class SharedQueue {
  public:
@@ -48,7 +48,7 @@ class SharedQueue {
     Append(items);
   }
 
-  // Takes the items over; needs no memory.
+  // Moves the items to the end of the queue. Allocates nothing.
   void Append(std::list<T>& items) {
     const std::lock_guard<std::mutex> lock(mutex_);
     items_.splice(items_.end(), items);
@@ -70,8 +70,7 @@ class SharedQueue {
   std::condition_variable available_;
 };
 
-// A worker thread and its queue. The thread starts with the object and is joined by its destructor,
-// after the jobs queued before.
+// A worker thread and its queue. The destructor joins the thread after the queued jobs have run.
 class ActiveObject {
  public:
   ActiveObject();
@@ -85,7 +84,7 @@ class ActiveObject {
   void Work();
 
   SharedQueue<std::shared_ptr<Job>> queue_;
-  // Made beforehand: the destructor must not fail for want of memory.
+  // Allocated in advance, so that the destructor cannot run out of memory.
   std::list<std::shared_ptr<Job>> stop_{std::make_shared<Job>(nullptr, true)};
   std::thread worker_;
 };

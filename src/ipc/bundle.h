@@ -12,7 +12,7 @@ namespace stub {
 // Owns a platform bundle; copies duplicate it.
 class Bundle {
  public:
-  // An empty bundle. Throws std::bad_alloc when the platform gives none, as copying does.
+  // Creates an empty bundle. Throws std::bad_alloc if the platform fails, as copying does.
   Bundle();
   // Takes ownership.
   explicit Bundle(bundle* handle) : handle_(handle) {}

@@ -15,7 +15,7 @@
 namespace rpc_port {
 namespace stub {
 
-// What the library sends to a handler. On the wire: the fields in this order.
+// A command for a handler. The fields are serialized in this order.
 struct Command {
   Command() = default;
   Command(std::string uuid, std::string request_type, std::string payload, std::int64_t timestamp,
@@ -28,7 +28,7 @@ struct Command {
   Bundle extra;
 };
 
-// What a handler sends back. On the wire: the fields in this order.
+// A handler's result of a command. The fields are serialized in this order.
 struct Result {
   Result() = default;
   Result(std::string uuid, std::string result, int status, std::string error, Bundle extra);
@@ -40,17 +40,17 @@ struct Result {
   Bundle extra;
 };
 
-// Fields missing from a short parcel keep the values they had.
+// Serialization. Fields missing from a short parcel keep their values.
 rpc_port_parcel_h operator<<(rpc_port_parcel_h parcel, const Command& command);
 rpc_port_parcel_h operator>>(rpc_port_parcel_h parcel, Command& command);
 rpc_port_parcel_h operator<<(rpc_port_parcel_h parcel, const Result& result);
 rpc_port_parcel_h operator>>(rpc_port_parcel_h parcel, Result& result);
 
-// Reads a string field into `text`; a missing one leaves it as it was.
+// Reads a string field; `text` is unchanged if it is missing.
 void ReadString(rpc_port_parcel_h parcel, std::string& text);
 
-// Reads a number field with the platform's function for it; a missing one leaves `number` as it
-// was, whatever the platform writes when it fails.
+// Reads a number field with the platform's function; `number` is unchanged if it is missing, even
+// though the platform may write to its output on failure.
 template <typename Number>
 void ReadNumber(int (*read)(rpc_port_parcel_h, Number*), rpc_port_parcel_h parcel, Number& number) {
   Number value{};

@@ -15,19 +15,20 @@ namespace ipc {
 using OnCommandReceivedUniqePtr =
     std::unique_ptr<rpc_port::stub::stub::CommandHandler::OnCommandReceived>;
 
-// Who takes what handler applications ask for. Handlers are named by their application id; all
-// calls come on the main loop's thread.
+// Receives the requests of handler applications, each with the application id of its sender. Called
+// on the main loop's thread.
 class RequestTaker {
  public:
   virtual ~RequestTaker() = default;
 
-  // The handler asks for its commands; they are to be sent through `cb`.
+  // The handler fetches its commands: pending ones and those to come are sent through `cb`.
   virtual void SetCommandReceivedCb(const HandlerId& sender, OnCommandReceivedUniqePtr cb) = 0;
-  // The handler answers a command. What is returned is sent back to it.
+  // The handler reports the result of a command. The return value is sent back.
   virtual bool SendResult(const HandlerId& sender, rpc_port::stub::Result result) = 0;
   virtual void OnConnected(const HandlerId& sender) = 0;
   virtual void OnDisconnected(const HandlerId& sender) = 0;
-  // The handler asks for `timeout` seconds for a command. What is returned is sent back to it.
+  // The handler requests a timeout of `timeout` seconds from now for a command. The return value is
+  // sent back.
   virtual bool NegotiateTimeout(const HandlerId& sender, const std::string& uuid,
                                 double timeout) = 0;
 };

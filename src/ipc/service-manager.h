@@ -12,11 +12,10 @@
 
 namespace ipc {
 
-// Makes the service object of each connection, which adds the sender to every call and forwards it
-// to the request taker.
+// Creates the service objects of connections, which forward every call to the request taker.
 class ServiceManager : public rpc_port::stub::stub::CommandHandler::ServiceBase::Factory {
  public:
-  // For the connections made from now on; those that stand keep the taker they have.
+  // Sets the taker of new connections. Established connections keep theirs.
   void SetRequestTaker(std::shared_ptr<RequestTaker> taker) { taker_ = std::move(taker); }
 
   std::unique_ptr<rpc_port::stub::stub::CommandHandler::ServiceBase> CreateService(

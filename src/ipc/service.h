@@ -13,7 +13,8 @@
 
 namespace ipc {
 
-// One connection. Keeps the request taker alive for as long as the connection stands.
+// The service object of a connection: adds the sender to every call and forwards it to the request
+// taker, which it keeps alive until the connection ends.
 class Service : public rpc_port::stub::stub::CommandHandler::ServiceBase {
  public:
   Service(std::string sender, std::string instance, std::shared_ptr<RequestTaker> taker)

@@ -52,8 +52,8 @@ void RequireBoundedNodes(const std::string& text) {
     // Nodes before the fault were created nevertheless.
   }
   const std::size_t indicators =
-      (handlers::ConfigWeight(text) - text.size()) / handlers::kIndicatorWeight;
-  fuzz::Require(nodes.count <= 2 * indicators + 2, "the weight of a text bounds its nodes");
+      (handlers::ParseCost(text) - text.size()) / handlers::kIndicatorCost;
+  fuzz::Require(nodes.count <= 2 * indicators + 2, "the parse cost of a text bounds its nodes");
 }
 
 }  // namespace

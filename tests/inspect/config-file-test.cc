@@ -61,16 +61,15 @@ TEST_F(ConfigFiles, NameAValueThatIsNoList) {
 
 TEST_F(ConfigFiles, NameWhatIsTooLong) {
   EXPECT_EQ(Obstacle(std::string((1 << 20) + 1, '#')),
-            "pkg/handler.yaml: the file is longer than 1048576 bytes");
+            "pkg/handler.yaml: the file exceeds 1048576 bytes");
   std::string multiplied = "x: &x " + std::string(1 << 19, 'x') + "\nrequest-types: [*x, *x, *x]\n";
-  EXPECT_EQ(Obstacle(multiplied),
-            "pkg/handler.yaml: the request types are together longer than 1048576 bytes");
+  EXPECT_EQ(Obstacle(multiplied), "pkg/handler.yaml: the request types exceed 1048576 bytes");
 }
 
 TEST_F(ConfigFiles, NameWhatWeighsTooMuch) {
   const std::string too_much =
-      "pkg/handler.yaml: the configuration files of the package weigh more than 1114112 together "
-      "(1 for each byte, and 32 for each line or indicator)";
+      "pkg/handler.yaml: the configuration files of the package exceed the parse cost limit of "
+      "1114112 (1 per byte and 32 per line or indicator)";
   EXPECT_EQ(Obstacle("request-types: [" + std::string(40'000, ',') + "]"), too_much);
   // With those of the package's other applications.
   handlers::PackageConfigs package;

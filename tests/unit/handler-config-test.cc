@@ -115,18 +115,17 @@ TEST_F(HandlerConfig, DoesNotParseWhatWeighsTooMuch) {
   for (const char* item : {",", "a,", "? ,", ":,", "[],", "{},", "{a: b},", "&a,", "!a ,", "\"\",",
                            "'',", "a\n", "a\r", "*,", "| ,", "> ,", "% ,"}) {
     // At least one indicator in each item.
-    const std::size_t least = std::string(item).size() + handlers::kIndicatorWeight;
+    const std::size_t least = std::string(item).size() + handlers::kIndicatorCost;
     std::string yaml = begin;
-    for (std::size_t weight = 0; weight <= handlers::kMaxConfigWeight; weight += least)
-      yaml += item;
+    for (std::size_t weight = 0; weight <= handlers::kMaxParseCost; weight += least) yaml += item;
     handlers::PackageConfigs package;
     try {
       package.Load(WriteFile("handler.yaml", yaml + "]"));
       ADD_FAILURE() << item;
-    } catch (const handlers::ConfigTooLong& refusal) {
+    } catch (const handlers::ConfigLimitError& refusal) {
       EXPECT_EQ(refusal.msg,
-                "the configuration files of the package weigh more than 1114112 together (1 for "
-                "each byte, and 32 for each line or indicator)");
+                "the configuration files of the package exceed the parse cost limit of 1114112 (1 "
+                "per byte and 32 per line or indicator)");
     } catch (const YAML::Exception& error) {
       ADD_FAILURE() << item << ": " << error.what();
     }
@@ -137,15 +136,14 @@ TEST_F(HandlerConfig, DoesNotParseWhatWeighsTooMuch) {
 }
 
 TEST_F(HandlerConfig, WeighsBytesAndIndicators) {
-  using handlers::ConfigWeight;
-  EXPECT_EQ(ConfigWeight(""), 0u);
-  EXPECT_EQ(ConfigWeight("some.type_with-dashes/#@~"), 25u);
-  EXPECT_EQ(ConfigWeight("- a\n-\n-\tb\n"), 10u + 6 * handlers::kIndicatorWeight);
-  EXPECT_EQ(ConfigWeight("-"), 1u + handlers::kIndicatorWeight);
+  using handlers::ParseCost;
+  EXPECT_EQ(ParseCost(""), 0u);
+  EXPECT_EQ(ParseCost("some.type_with-dashes/#@~"), 25u);
+  EXPECT_EQ(ParseCost("- a\n-\n-\tb\n"), 10u + 6 * handlers::kIndicatorCost);
+  EXPECT_EQ(ParseCost("-"), 1u + handlers::kIndicatorCost);
   // A wide character is more than one byte of the text that the YAML library makes of it.
-  EXPECT_EQ(ConfigWeight(std::string("\xFF\xFE-\0\n\0", 6)),
-            2 * (6u + 2 * handlers::kIndicatorWeight));
-  EXPECT_EQ(ConfigWeight(std::string("\0a", 2)), 4u);
+  EXPECT_EQ(ParseCost(std::string("\xFF\xFE-\0\n\0", 6)), 2 * (6u + 2 * handlers::kIndicatorCost));
+  EXPECT_EQ(ParseCost(std::string("\0a", 2)), 4u);
 }
 
 TEST_F(HandlerConfig, TakesThousandsOfRequestTypes) {
@@ -186,25 +184,25 @@ TEST_F(HandlerConfig, ReadsAFileAgainThatCouldNotBeRead) {
 TEST_F(HandlerConfig, LimitsWhatTheFilesOfAPackageWeighTogether) {
   const auto weighing = [](const std::string& name, std::size_t weight) {
     std::string yaml = "request-types: [" + name + "]\n#";
-    yaml.resize(weight - (handlers::ConfigWeight(yaml) - yaml.size()), '#');
+    yaml.resize(weight - (handlers::ParseCost(yaml) - yaml.size()), '#');
     return WriteFile(name, yaml);
   };
   handlers::PackageConfigs package;
-  const std::string half = weighing("half", handlers::kMaxConfigWeight / 2);
-  const std::string quarter = weighing("quarter", handlers::kMaxConfigWeight / 4);
-  const std::string more = weighing("more", handlers::kMaxConfigWeight / 4 + 1);
+  const std::string half = weighing("half", handlers::kMaxParseCost / 2);
+  const std::string quarter = weighing("quarter", handlers::kMaxParseCost / 4);
+  const std::string more = weighing("more", handlers::kMaxParseCost / 4 + 1);
   EXPECT_EQ(package.Load(half).RequestTypes(), Texts{"half"});
   EXPECT_EQ(package.Load(quarter).RequestTypes(), Texts{"quarter"});
-  EXPECT_THROW(package.Load(half), handlers::ConfigTooLong);
-  EXPECT_THROW(package.Load(more), handlers::ConfigTooLong);
+  EXPECT_THROW(package.Load(half), handlers::ConfigLimitError);
+  EXPECT_THROW(package.Load(more), handlers::ConfigLimitError);
   EXPECT_EQ(package.Load(quarter).RequestTypes(), Texts{"quarter"});
-  EXPECT_THROW(package.Load(quarter), handlers::ConfigTooLong);
+  EXPECT_THROW(package.Load(quarter), handlers::ConfigLimitError);
   // Invalid ones count as well.
   handlers::PackageConfigs invalid;
   std::string yaml = "[";
-  yaml.resize(handlers::kLongestConfig, '#');
+  yaml.resize(handlers::kMaxConfigBytes, '#');
   EXPECT_THROW(invalid.Load(WriteFile("invalid", yaml)), YAML::Exception);
-  EXPECT_THROW(invalid.Load(quarter), handlers::ConfigTooLong);
+  EXPECT_THROW(invalid.Load(quarter), handlers::ConfigLimitError);
 }
 
 TEST_F(HandlerConfig, CountsWhatAliasesMultiply) {

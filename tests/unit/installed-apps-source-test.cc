@@ -115,7 +115,7 @@ TEST_F(InstalledApps, OfAPackageParseASharedFileOnce) {
 
 TEST_F(InstalledApps, OfAPackageShareALimitOfConfigurations) {
   std::string text = "request-types: [type]\n#";
-  text.resize(handlers::kMaxConfigWeight / 3, '#');
+  text.resize(handlers::kMaxParseCost / 3, '#');
   InstallSharing("pkg", {"a", "b", "c"}, text);
   InstallSharing("third", {"d"}, text);
   support::RaiseInstalled("pkg");

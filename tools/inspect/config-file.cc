@@ -23,8 +23,8 @@ constexpr char kShape[] =
 
 YAML::Node Parse(const std::string& path) {
   const std::string text = handlers::ReadConfigText(path);
-  std::size_t left = handlers::kMaxConfigWeight;
-  handlers::TakeConfigWeight(handlers::ConfigWeight(text), left);
+  std::size_t left = handlers::kMaxParseCost;
+  handlers::ChargeParseCost(handlers::ParseCost(text), left);
   return YAML::Load(text);
 }
 
@@ -145,7 +145,7 @@ ConfigFile ReadConfigFile(const std::string& path, const std::string& shown_as,
            {}});
     }
     return OfConfiguration({{types.begin(), types.end()}, {}, Doubts(list, path, shown_as)});
-  } catch (const handlers::ConfigTooLong& refusal) {
+  } catch (const handlers::ConfigLimitError& refusal) {
     return OfConfiguration({{}, {{refusal.msg, "make it shorter", {shown_as}}}, {}});
   } catch (const YAML::Exception&) {
     return OfConfiguration({{}, {DiagnoseFile(path, shown_as)}, {}});

@@ -15,17 +15,17 @@
 
 namespace tizen {
 
-// What the platform knows of one installed application. Every function throws tizen::Exception when
-// the platform fails.
+// The platform's information about an installed application. Every function throws tizen::Exception
+// if the platform call fails.
 class AppInfo {
  public:
   using MetadataEntry = std::pair<std::string, std::string>;
 
   explicit AppInfo(const std::string& app_id);
 
-  // The package that the application belongs to.
+  // Returns the application's package.
   PackageInfo Package() const;
-  // Keys and values in manifest order; a key may stand more than once.
+  // Returns keys and values in the order of the manifest; keys may be duplicate.
   std::vector<MetadataEntry> Metadata() const;
 
  private:

@@ -16,10 +16,11 @@ struct FreeDeleter {
   void operator()(void* memory) const { std::free(memory); }
 };
 
-// A text that the platform allocated and the caller releases.
+// A string that the platform allocated with malloc() and the caller frees.
 using CString = std::unique_ptr<char, FreeDeleter>;
 
-// Reads one text of a platform handle; throws tizen::Exception naming `what` when the getter fails.
+// Reads a string property of a platform handle; null becomes "". Throws tizen::Exception with the
+// name `what` if the getter fails.
 template <typename Getter, typename Handle>
 std::string GetString(Getter getter, Handle handle, const char* what) {
   char* text = nullptr;

@@ -10,12 +10,12 @@
 
 namespace tizen {
 
-// Gathers what a C enumeration hands to its callback. An exception stops the enumeration and is
-// thrown when the items are taken.
+// Collects the items of a C enumeration in its callback. An exception stops the enumeration and is
+// rethrown by Take().
 template <typename Item>
 class Collector {
  public:
-  // To be returned by the callback: true to go on.
+  // Adds an item. Returns the callback's return value: true to continue.
   template <typename... Arguments>
   bool Add(Arguments&&... arguments) noexcept {
     try {

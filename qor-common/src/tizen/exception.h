@@ -9,13 +9,14 @@
 
 namespace tizen {
 
-// A platform call failed. The message is the given text with the platform's own text of the error.
+// The error of a platform call. The message consists of the given text and the platform's error
+// message.
 class Exception : public std::runtime_error {
  public:
   Exception(const std::string& message, int error);
 };
 
-// Throws Exception unless `result` is 0; `what` names the call.
+// Throws Exception unless `result` is 0; `what` is the name of the call.
 void ThrowOnError(int result, const char* what);
 
 }  // namespace tizen

@@ -12,17 +12,17 @@
 
 namespace tizen {
 
-// What the platform knows of one installed package. Every function throws tizen::Exception when the
-// platform fails.
+// The platform's information about an installed package. Every function throws tizen::Exception if
+// the platform call fails.
 class PackageInfo {
  public:
   explicit PackageInfo(const std::string& package_id);
 
-  // Application ids, in the package's own order.
+  // Returns the application ids, in the package's order.
   std::vector<std::string> Apps() const;
-  // Absolute path of the package's folder.
+  // Returns the absolute path of the package's folder.
   std::string RootPath() const;
-  // Whether the package is part of the device image.
+  // Returns whether the package is part of the device image.
   bool IsPreloaded() const;
 
  private:

@@ -11,7 +11,7 @@ namespace tizen {
 
 namespace {
 
-char* FolderOf(Directory directory) {
+char* PathOf(Directory directory) {
   switch (directory) {
     case Directory::kData:
       return app_get_data_path();
@@ -24,7 +24,7 @@ char* FolderOf(Directory directory) {
 
 std::string GetResourcePath(Directory directory, const std::string& file_name) {
   // The platform's folder paths end in a slash.
-  const CString folder(FolderOf(directory));
+  const CString folder(PathOf(directory));
   if (!folder) throw Exception("The application has no such folder", get_last_result());
   return folder.get() + file_name;
 }

@@ -9,12 +9,12 @@
 namespace tizen {
 
 enum class Directory {
-  // The application's own data folder, readable and writable by it alone.
+  // The application's private data folder.
   kData = 0,
 };
 
-// Path of a file in one of the application's folders; the file need not exist. Throws
-// tizen::Exception when the platform has no such folder.
+// Returns the path of a file in one of the application's folders. The file may be missing. Throws
+// tizen::Exception if the platform has no such folder.
 std::string GetResourcePath(Directory directory, const std::string& file_name);
 
 }  // namespace tizen

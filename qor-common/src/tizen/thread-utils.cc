@@ -16,7 +16,7 @@ struct Call {
   std::exception_ptr error;
 };
 
-// The main loop is C code: an exception is carried across it, not thrown through it.
+// The main loop is C code: exceptions must not unwind through it.
 void* Run(void* data) {
   auto* call = static_cast<Call*>(data);
   try {

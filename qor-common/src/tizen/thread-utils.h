@@ -10,12 +10,11 @@ namespace tizen {
 
 class ThreadUtils {
  public:
-  // Runs `closure` on the main loop's thread and returns when it has run: at once when called
-  // there, else as soon as the loop gets to it, which must be running. What the closure throws is
-  // thrown here.
+  // Runs `closure` on the main loop's thread and waits for it. The loop must be running, unless
+  // this is its thread: then the closure runs at once. Rethrows exceptions of the closure.
   static void InvokeOnMainThreadSync(const std::function<void()>& closure);
 
-  // Returns whether the calling thread is the one that initialized the main loop. Thread-safe.
+  // Returns whether the calling thread initialized the main loop. Thread-safe.
   static bool IsMainThread();
 };
 
