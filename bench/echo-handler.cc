@@ -1,12 +1,12 @@
 // Copyright 2026 The qor-handler-manager authors
 // SPDX-License-Identifier: Apache-2.0
 
-// The other end of the library's round trips: answers commands of the types "text.echo…" with their
-// payload and those of the types "text.silent…" never. Its peers keep nothing on file, so neither
-// does it.
+// The handler of the benchmarks: answers commands of the types "text.echo…" with their payload and
+// never answers those of the types "text.silent…". Stores no answers, because the peers that it is
+// compared with store nothing either.
 //
-// With an argument it is the peer of a launch instead: connects to that Unix socket, and sends back
-// what it reads.
+// With an argument it is the spawned process of the launch benchmark instead: it connects to that
+// Unix socket and echoes one message.
 
 #include <qor/handler.h>
 #include <sys/prctl.h>
@@ -22,7 +22,7 @@
 
 namespace {
 
-// From the package's folder, in which the platform starts applications.
+// Reads the package's configuration. The platform starts applications in the package's folder.
 std::vector<std::string> RequestTypes() {
   const std::string item = "  - ";
   std::ifstream file("res/handler.yaml");
@@ -44,7 +44,7 @@ int AnswerAt(const char* path) {
   char bytes[4096];
   const ssize_t size = recv(connection, bytes, sizeof bytes, 0);
   if (size <= 0 || send(connection, bytes, static_cast<std::size_t>(size), 0) != size) return 1;
-  // There until the other side has looked at what it took.
+  // Stay alive until the peer has read this process's CPU time and closes.
   recv(connection, bytes, sizeof bytes, 0);
   return 0;
 }
@@ -52,7 +52,7 @@ int AnswerAt(const char* path) {
 }  // namespace
 
 int main(int argc, char** argv) {
-  // Ends with the agent that launched it.
+  // Exit with the agent that launched this handler.
   prctl(PR_SET_PDEATHSIG, SIGKILL);
   if (argc == 2) return AnswerAt(argv[1]);
   qor::AnswerLimits none;

@@ -1,9 +1,9 @@
 // Copyright 2026 The qor-handler-manager authors
 // SPDX-License-Identifier: Apache-2.0
 
-// An agent that does nothing. Prints, in bytes of memory: the library's and the Linux platform's
-// files, what the heap grew by when they started, Ecore's files, all other libraries' files. What
-// other processes share is counted in full, as on a device where nobody else loads it.
+// An idle agent. Prints resident bytes of: the files of the library and the Linux platform, the
+// heap growth by their start, Ecore's files, all other libraries' files. Shared pages are counted
+// in full, as on a device where no other process loads these libraries.
 
 #include <Ecore.h>
 
@@ -14,7 +14,7 @@
 
 namespace {
 
-constexpr int kTimeoutMs = 20'000;
+constexpr int kCommandTimeoutMs = 20'000;
 constexpr double kSettleSeconds = 0.5;
 
 bool BeginsWithOneOf(const std::string& text, const std::vector<const char*>& beginnings) {
@@ -52,7 +52,7 @@ struct Memory {
 int main() {
   ecore_init();
   const Memory before;
-  const tools::Agent agent(kTimeoutMs, kTimeoutMs);
+  const tools::Agent agent(kCommandTimeoutMs, kCommandTimeoutMs);
   tools::RunUntil([] { return false; }, kSettleSeconds);
   const Memory after;
   std::printf("%.0f %.0f %.0f %.0f\n", after.own, after.heap - before.heap, after.ecore,

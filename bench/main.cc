@@ -1,8 +1,8 @@
 // Copyright 2026 The qor-handler-manager authors
 // SPDX-License-Identifier: Apache-2.0
 
-// Measures the library beside its peers and limits, all in one run and on one core. Each figure is
-// a ratio inside the run, or a size; goals are told beside what they were measured for.
+// Compares the library with its peers and limits in one run on one core. Each figure is a ratio
+// within the run, or a size, so that goals hold on any machine.
 
 #include <sys/prctl.h>
 #include <sys/resource.h>
@@ -38,7 +38,7 @@ constexpr Part kParts[] = {
     {"share", bench::MeasureShare},
 };
 
-// A thousand handlers have thousands of connections.
+// A thousand handlers need thousands of connections.
 void AllowManyDescriptors() {
   rlimit limit{};
   getrlimit(RLIMIT_NOFILE, &limit);
@@ -46,18 +46,18 @@ void AllowManyDescriptors() {
   setrlimit(RLIMIT_NOFILE, &limit);
 }
 
-// A signal interrupts the wait for a measuring process, which then is an error like any other: so
-// neither processes nor folders stay behind.
-void EndInOrderOnSignals() {
+// A signal interrupts the wait for a measuring process, which then fails like any other error and
+// cleans up processes and folders.
+void InterruptOnSignals() {
   struct sigaction action {};
   action.sa_handler = [](int) {};
   sigaction(SIGINT, &action, nullptr);
   sigaction(SIGTERM, &action, nullptr);
 }
 
-// Waits for the processes of one part to be gone before the next is measured. They come to us when
-// their parents end.
-void AwaitOrphans() {
+// Waits until all processes of one part have exited before the next part is measured. Orphans are
+// reparented to this process, which is a subreaper.
+void ReapOrphans() {
   while (waitpid(-1, nullptr, 0) > 0) {
   }
 }
@@ -67,31 +67,31 @@ void AwaitOrphans() {
 int main(int argc, char** argv) {
   try {
     CLI::App app(
-        "Measures the library beside a bare socket, D-Bus and what a task takes by itself.");
+        "Compares the library with a bare socket, D-Bus and the minimum cost of each task.");
     bool json = false;
     std::string only;
     std::map<std::string, int> names;
     for (const Part& part : kParts) names[part.name] = 0;
-    app.add_flag("--json", json, "Print the figures as JSON, and nothing else, on standard output");
+    app.add_flag("--json", json, "Print only JSON on standard output");
     app.add_option("--only", only, "Measure one part")->check(CLI::IsMember(names));
     CLI11_PARSE(app, argc, argv);
 
     unsetenv("DLOG_FILTER");
     unsetenv("DLOG_FILE");
     AllowManyDescriptors();
-    EndInOrderOnSignals();
+    InterruptOnSignals();
     prctl(PR_SET_CHILD_SUBREAPER, 1);
-    bench::Report report(bench::FactsOfMachine(bench::PinToOneCore()));
+    bench::Report report(bench::DescribeMachine(bench::PinToOneCore()));
     for (const Part& part : kParts) {
       if (!only.empty() && only != part.name) continue;
       std::fprintf(stderr, "measuring %s\n", part.name);
       part.measure(report);
-      AwaitOrphans();
+      ReapOrphans();
     }
     json ? report.PrintJson() : report.PrintTable();
   } catch (const std::exception& error) {
     std::fprintf(stderr, "%s: %s\n", argv[0], error.what());
-    AwaitOrphans();
+    ReapOrphans();
     return 1;
   }
   return 0;

@@ -40,10 +40,10 @@ Figure Ratio(std::string name, const Samples& dividends, const Samples& divisors
 void Report::PrintTable() const {
   for (const auto& [name, value] : facts_) std::printf("%-12s %s\n", name.c_str(), value.c_str());
   int goals = 0;
-  int held = 0;
+  int met = 0;
   for (const Group& group : groups_) {
     std::printf("\n%-52s%9s%9s%9s %-4s %-10s%s\n", group.title.c_str(), "median", "p10", "p90", "",
-                "goal", "holds");
+                "goal", "met");
     for (const Figure& figure : group.figures) {
       std::printf("  %-50s%9s%9s%9s %-4s %-10s%-6s %s\n", figure.name.c_str(),
                   Rounded(figure.value.median).c_str(), Rounded(figure.value.p10).c_str(),
@@ -54,11 +54,11 @@ void Report::PrintTable() const {
                                    : "NO",
                   figure.detail.c_str());
       if (figure.goal) ++goals;
-      if (figure.goal && figure.Holds()) ++held;
+      if (figure.goal && figure.Holds()) ++met;
     }
     for (const std::string& remark : group.remarks) std::printf("  %s\n", remark.c_str());
   }
-  std::printf("\n%d of %d goals hold\n", held, goals);
+  std::printf("\n%d of %d goals met\n", met, goals);
 }
 
 }  // namespace bench

@@ -22,34 +22,34 @@ struct Goal {
 inline Goal AtMost(double limit) { return {Goal::Kind::kAtMost, limit}; }
 inline Goal AtLeast(double limit) { return {Goal::Kind::kAtLeast, limit}; }
 
-// One thing measured.
+// One measured value.
 struct Figure {
   std::string name;
   std::string unit;  // "x" for a ratio
   Spread value;
   std::optional<Goal> goal;
-  std::string detail;  // what a ratio is made of
+  std::string detail;  // the medians of a ratio
 
   bool Holds() const;
 };
 
-// A ratio of two series of the same unit, round by round.
+// The ratio of two series in the same unit, computed per round.
 Figure Ratio(std::string name, const Samples& dividends, const Samples& divisors,
              const std::string& unit, std::optional<Goal> goal = {});
 
-// Everything measured, in the order in which it was added.
+// All figures in the order of addition.
 class Report {
  public:
   using Facts = std::vector<std::pair<std::string, std::string>>;
 
   explicit Report(Facts facts) : facts_(std::move(facts)) {}
 
-  // Figures and remarks belong to the group begun last.
+  // Figures and remarks are added to the latest group.
   void BeginGroup(std::string title) { groups_.push_back({std::move(title), {}, {}}); }
   void Add(Figure figure) { groups_.back().figures.push_back(std::move(figure)); }
-  void Remark(std::string text) { groups_.back().remarks.push_back(std::move(text)); }
+  void AddRemark(std::string text) { groups_.back().remarks.push_back(std::move(text)); }
 
-  // To standard output.
+  // Both print to standard output.
   void PrintTable() const;
   void PrintJson() const;
 

@@ -15,7 +15,7 @@ constexpr std::size_t kRounds = 30;
 constexpr std::size_t kHandlers = 1000;
 constexpr std::size_t kPayload = 64;
 
-// An agent of a thousand registered handlers.
+// An agent with a thousand registered handlers, `connected` of which are connected.
 class Agent {
  public:
   explicit Agent(std::size_t connected) {
@@ -44,23 +44,23 @@ Samples KiBEach(const Costs& many, const Costs& one) {
 void MeasureConnected(Report& report) {
   const Agent one(1);
   const Agent many(kHandlers);
-  const Slice to_one_of_them = {100, kPayload};
-  const Slice to_all = {kHandlers, kPayload, 1, kHandlers};
+  const Workload to_one_of_them = {100, kPayload};
+  const Workload to_all = {kHandlers, kPayload, 1, kHandlers};
   Costs alone, among_many, spread;
   for (std::size_t round = 0; round < kRounds; ++round) {
     alone.push_back(one->Measure(to_one_of_them));
     among_many.push_back(many->Measure(to_one_of_them));
     spread.push_back(many->Measure(to_all));
   }
-  report.BeginGroup("1,000 handlers connected beside 1");
-  report.Add(Ratio("time of a command to one of them", Each(among_many, &Cost::wall),
+  report.BeginGroup("1,000 connected handlers vs. 1");
+  report.Add(Ratio("round-trip time to one handler", Each(among_many, &Cost::wall),
                    Each(alone, &Cost::wall), "us", AtMost(1.3)));
-  report.Add(Ratio("agent's CPU time of a command to one of them", Each(among_many, &Cost::own_cpu),
+  report.Add(Ratio("agent CPU time per command to one handler", Each(among_many, &Cost::own_cpu),
                    Each(alone, &Cost::own_cpu), "us", AtMost(1.3)));
-  report.Add(Ratio("time of a command to each in turn", Each(spread, &Cost::wall),
+  report.Add(Ratio("round-trip time to all handlers in turn", Each(spread, &Cost::wall),
                    Each(alone, &Cost::wall), "us"));
-  report.Remark("a turn through all finds every handler's code and data out of the caches");
-  report.Add({"agent's memory of a connected handler", "KiB", SpreadOf(KiBEach(among_many, alone)),
+  report.AddRemark("in a round over all handlers, the caches hold no handler's code and data");
+  report.Add({"agent memory per connected handler", "KiB", SpreadOf(KiBEach(among_many, alone)),
               AtMost(64), ""});
 }
 

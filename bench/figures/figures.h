@@ -6,38 +6,37 @@
 
 #include "report.h"
 
-// What is measured; each adds its groups to the report, with the goals that stand in its source.
+// The measured parts. Each function adds its groups to the report; the goals are in its source.
 
 namespace bench {
 
-// One command at a time and 64 at a time, beside a bare socket and D-Bus.
+// One command at a time and 64 in flight, compared with a bare socket and D-Bus.
 void MeasureRoundTrips(Report& report);
 
-// Sends and results beside 10,000 commands that wait at the same handler, and what one of those
-// costs.
+// Commands to a handler with 10,000 pending commands, and the memory of a pending command.
 void MeasurePending(Report& report);
 
-// Commands of an agent with 1,000 connected handlers, and what a connection costs it.
+// Commands of an agent with 1,000 connected handlers, and the memory of a connection.
 void MeasureConnected(Report& report);
 
-// Commands to one handler while another does what none should, and the main loop's longest turn.
+// Commands to one handler while another attacks the agent, and the longest main-loop iteration.
 void MeasureHostile(Report& report);
-// Part of it: how long the agent reads a package that was made to take long.
+// Part of it: how long a crafted package keeps the agent busy.
 void MeasureHostilePackages(Report& report);
 
-// The library's start among 10,000 installed packages, and what a registered handler costs.
+// The library's start with 10,000 installed packages, and the memory of a registered handler.
 void MeasureStart(Report& report);
 
-// An installed, updated or removed package among 1,000 registered handlers.
+// Install, update and uninstall of a package with 1,000 registered handlers.
 void MeasurePackageEvent(Report& report);
 
-// A command to a handler that does not run yet.
+// A command to a handler that is not running.
 void MeasureLaunch(Report& report);
 
-// What an idle agent costs; the library's file.
+// The memory of an idle agent and the size of the library's file.
 void MeasureMemory(Report& report);
 
-// How much of what an agent's command takes is the library's own, above the platform.
+// The library's share of the instructions of a command in the agent.
 void MeasureShare(Report& report);
 
 }  // namespace bench

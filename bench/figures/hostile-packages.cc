@@ -1,7 +1,6 @@
 // Copyright 2026 The qor-handler-manager authors
 // SPDX-License-Identifier: Apache-2.0
 
-#include <package_manager.h>
 #include <sys/stat.h>
 
 #include <cstdlib>
@@ -16,9 +15,9 @@
 #include "agent/agent.h"
 #include "common/platform-names.h"
 #include "figures/figures.h"
-#include "support/operation-end.h"
+#include "support/iteration-meter.h"
+#include "support/package-operations.h"
 #include "support/temporary-folder.h"
-#include "support/turns.h"
 #include "support/worker.h"
 
 namespace bench {
@@ -28,14 +27,14 @@ namespace {
 namespace fs = std::filesystem;
 
 constexpr std::size_t kRounds = 5;
-constexpr int kTimeoutMs = 20'000;
-constexpr double kLimitSeconds = 60;
+constexpr int kCommandTimeoutMs = 20'000;
+constexpr double kTimeoutSeconds = 60;
 constexpr char kPackage[] = "org.example.bench.package";
-// What may be parsed at most: beyond it a file is refused.
-constexpr std::size_t kMostIndicators = 33'500;
-constexpr std::size_t kMostBytes = std::size_t{1} << 20;
-constexpr std::size_t kMostRequestTypes = 29'000;
-constexpr std::size_t kMostApplications = 16;
+// The limits of a configuration file: beyond them it is rejected.
+constexpr std::size_t kMaxIndicators = 33'500;
+constexpr std::size_t kMaxBytes = std::size_t{1} << 20;
+constexpr std::size_t kMaxRequestTypes = 29'000;
+constexpr std::size_t kMaxApplications = 16;
 
 std::string Repeated(const std::string& text, std::size_t count) {
   std::string all;
@@ -59,29 +58,28 @@ struct HostilePackage {
   const char* name;
   std::string text;
   std::size_t applications = 1;
-  // Of one file for all of them, or of one for each.
+  // One configuration file for all applications, or one each.
   bool is_shared = true;
 };
 
-// The first is honest.
+// The first one is honest, as the reference.
 const std::vector<HostilePackage>& Packages() {
   static const std::vector<HostilePackage> packages = {
       {"5,000 request types", List(5000)},
-      {"commas", "request-types: [" + Repeated(",", kMostIndicators) + "]"},
-      {"keys without names", "request-types: [a]\nb: {" + Repeated(",", kMostIndicators) + "}"},
-      {"pairs", "request-types: [" + Repeated("a: b,", kMostIndicators / 2 - 1000) + "]"},
-      {"block keys", "request-types: [a]\n" + Repeated("a:\n", kMostIndicators / 2 - 500)},
+      {"commas only", "request-types: [" + Repeated(",", kMaxIndicators) + "]"},
+      {"empty keys", "request-types: [a]\nb: {" + Repeated(",", kMaxIndicators) + "}"},
+      {"key-value pairs", "request-types: [" + Repeated("a: b,", kMaxIndicators / 2 - 1000) + "]"},
+      {"block keys", "request-types: [a]\n" + Repeated("a:\n", kMaxIndicators / 2 - 500)},
       {"anchors and keys",
-       "request-types: [a]\nb: {" + Repeated("&a a: ,", kMostIndicators / 3 - 500) + "}"},
-      {"one text of 1 MiB", "request-types: [" + std::string(kMostBytes - 100, 'a') + "]"},
-      {"wide characters", "\xFF\xFE" + Repeated("\x01\x4E", kMostBytes / 4)},
-      {"as many request types as possible", Numbered(kMostRequestTypes)},
-      {"request types of 16 applications", Numbered(kMostRequestTypes / kMostApplications),
-       kMostApplications},
-      {"16 files of commas", "request-types: [" + Repeated(",", kMostIndicators) + "]",
-       kMostApplications, false},
-      {"16 files that are not parsed", "[" + std::string(kMostBytes - 1, ','), kMostApplications,
-       false},
+       "request-types: [a]\nb: {" + Repeated("&a a: ,", kMaxIndicators / 3 - 500) + "}"},
+      {"one string of 1 MiB", "request-types: [" + std::string(kMaxBytes - 100, 'a') + "]"},
+      {"UTF-16", "\xFF\xFE" + Repeated("\x01\x4E", kMaxBytes / 4)},
+      {"maximum number of request types", Numbered(kMaxRequestTypes)},
+      {"request types of 16 applications", Numbered(kMaxRequestTypes / kMaxApplications),
+       kMaxApplications},
+      {"16 files of commas", "request-types: [" + Repeated(",", kMaxIndicators) + "]",
+       kMaxApplications, false},
+      {"16 files beyond the limit", "[" + std::string(kMaxBytes - 1, ','), kMaxApplications, false},
   };
   return packages;
 }
@@ -104,36 +102,32 @@ void Write(const std::string& folder, const HostilePackage& package) {
   manifest << "</manifest>\n";
 }
 
-// Answers with the milliseconds of the longest turn until the next operation on a package is over.
+// Replies with the longest main-loop iteration, in milliseconds, during the next package operation.
 Worker::Task Listen() {
-  auto agent = std::make_shared<tools::Agent>(kTimeoutMs, kTimeoutMs);
-  auto is_over = std::make_shared<bool>(false);
-  auto turns = std::make_shared<Turns>();
-  WatchForTheEndOfOperations(is_over.get());
-  return [agent, is_over, turns](const Numbers&) -> Numbers {
-    *is_over = false;
-    turns->Begin();
-    if (!tools::RunUntil([&] { return *is_over; }, kLimitSeconds)) {
-      throw std::runtime_error("no package event arrived within the limit");
+  auto agent = std::make_shared<tools::Agent>(kCommandTimeoutMs, kCommandTimeoutMs);
+  auto is_finished = std::make_shared<bool>(false);
+  auto iterations = std::make_shared<IterationMeter>();
+  WatchPackageOperations(is_finished.get());
+  return [agent, is_finished, iterations](const Numbers&) -> Numbers {
+    *is_finished = false;
+    iterations->Start();
+    if (!tools::RunUntil([&] { return *is_finished; }, kTimeoutSeconds)) {
+      throw std::runtime_error("no package event before the timeout");
     }
-    // The turn that has ended the wait is over with the next one.
+    // The iteration that ended the wait counts when the next one starts.
     ecore_main_loop_iterate();
-    return {turns->Longest()};
+    return {iterations->MaxMs()};
   };
 }
 
-// Installs the package of the number, or removes it again.
+// Installs the package with the requested number, or uninstalls it.
 Worker::Task Operate(const std::string& root) {
   return [root](const Numbers& numbers) -> Numbers {
-    const std::string folder = root + "/sources/" + std::to_string(static_cast<int>(numbers[0]));
-    package_manager_request_h request = nullptr;
-    int id = 0;
-    package_manager_request_create(&request);
-    const int result = numbers[1] != 0
-                           ? package_manager_request_install(request, folder.c_str(), &id)
-                           : package_manager_request_uninstall(request, kPackage, &id);
-    package_manager_request_destroy(request);
-    if (result != 0) throw std::runtime_error("the package is not installed or removed");
+    if (numbers[1] != 0) {
+      InstallPackage(root + "/sources/" + std::to_string(static_cast<int>(numbers[0])));
+    } else {
+      UninstallPackage(kPackage);
+    }
     return {};
   };
 }
@@ -153,22 +147,23 @@ void MeasureHostilePackages(Report& report) {
   };
   Worker agent(in_root(Listen));
   Worker installer(in_root([&root] { return Operate(root.Path()); }));
-  std::vector<Samples> turns(Packages().size());
+  std::vector<Samples> iterations(Packages().size());
   for (std::size_t round = 0; round < kRounds; ++round) {
     for (std::size_t i = 0; i < Packages().size(); ++i) {
       for (const bool is_install : {true, false}) {
         agent.Send({});
-        installer.Ask({static_cast<double>(i), is_install ? 1.0 : 0.0});
+        installer.Call({static_cast<double>(i), is_install ? 1.0 : 0.0});
         const double longest = agent.Receive()[0];
-        if (is_install) turns[i].push_back(longest);
+        if (is_install) iterations[i].push_back(longest);
       }
     }
   }
-  report.BeginGroup("a hostile package: the agent's longest turn");
+  report.BeginGroup("hostile package: longest main-loop iteration of the agent");
   for (std::size_t i = 0; i < Packages().size(); ++i) {
     const std::string name = Packages()[i].name;
-    report.Add({name, "ms", SpreadOf(turns[i]), AtMost(100), ""});
-    if (i > 0) report.Add(Ratio(name + " beside an honest package", turns[i], turns[0], "ms"));
+    report.Add({name, "ms", SpreadOf(iterations[i]), AtMost(100), ""});
+    if (i > 0)
+      report.Add(Ratio(name + " vs. an honest package", iterations[i], iterations[0], "ms"));
   }
 }
 

@@ -5,12 +5,12 @@
 
 namespace bench {
 
-std::vector<Costs> Interleave(const std::vector<PeerProcess*>& peers, const Slice& slice,
+std::vector<Costs> Interleave(const std::vector<PeerProcess*>& peers, const Workload& workload,
                               std::size_t rounds) {
   std::vector<Costs> costs(peers.size());
-  for (PeerProcess* peer : peers) peer->Measure(slice);  // caches and heaps are warm then
+  for (PeerProcess* peer : peers) peer->Measure(workload);  // warm-up
   for (std::size_t round = 0; round < rounds; ++round) {
-    for (std::size_t i = 0; i < peers.size(); ++i) costs[i].push_back(peers[i]->Measure(slice));
+    for (std::size_t i = 0; i < peers.size(); ++i) costs[i].push_back(peers[i]->Measure(workload));
   }
   return costs;
 }

@@ -11,15 +11,15 @@
 
 namespace bench {
 
-// The costs of one peer, a round each.
+// The costs of one peer, one per round.
 using Costs = std::vector<Cost>;
 
-// Lets each of the peers do the slice in turn, `rounds` times; so what else the machine does in a
-// round meets all of them.
-std::vector<Costs> Interleave(const std::vector<PeerProcess*>& peers, const Slice& slice,
+// Runs the workload on each peer in turn, `rounds` times, so that other load on the machine affects
+// all peers alike.
+std::vector<Costs> Interleave(const std::vector<PeerProcess*>& peers, const Workload& workload,
                               std::size_t rounds);
 
-// One of the costs, a round each.
+// One member of the costs, one sample per round.
 Samples Each(const Costs& costs, double Cost::*member);
 
 }  // namespace bench

@@ -27,14 +27,14 @@ namespace {
 constexpr std::size_t kRounds = 80;
 constexpr std::size_t kGiB = std::size_t{1} << 30;
 constexpr std::size_t kPayload = 64;
-constexpr int kTimeoutMs = 20'000;
-constexpr double kLimitSeconds = 20;
+constexpr int kCommandTimeoutMs = 20'000;
+constexpr double kTimeoutSeconds = 20;
 
-// An agent with so much more memory. Answers with the time until the result is there, that of the
-// call that sends the command, and the CPU time of both processes, in microseconds.
+// An agent with `memory` bytes of ballast. Replies with the time until the result, the time of the
+// send call, and the CPU time of both processes, in microseconds.
 Worker::Task Launch(const std::string& root, std::size_t memory) {
   setenv("QOR_PLATFORM_ROOT", root.c_str(), 1);
-  auto agent = std::make_shared<tools::Agent>(kTimeoutMs, kTimeoutMs);
+  auto agent = std::make_shared<tools::Agent>(kCommandTimeoutMs, kCommandTimeoutMs);
   auto ballast = std::make_shared<std::vector<char>>(memory, 'x');
   auto number = std::make_shared<std::size_t>(0);
   return [agent, ballast, number](const Numbers&) -> Numbers {
@@ -42,18 +42,18 @@ Worker::Task Launch(const std::string& root, std::size_t memory) {
     const std::string uuid = Texts::Uuid((*number)++);
     bool answered = false;
     agent->SetResponseListener([&answered](const tools::Agent::Response&) { answered = true; });
-    const double cpu = CpuTimeOfFamily();
+    const double cpu = CpuTimeOfProcessTree();
     Stopwatch watch;
     agent->Send(uuid, texts.request_type, texts.payload);
     const double send = watch.Lap();
-    if (!tools::RunUntil([&] { return answered; }, kLimitSeconds)) {
-      throw std::runtime_error("a launched handler does not answer");
+    if (!tools::RunUntil([&] { return answered; }, kTimeoutSeconds)) {
+      throw std::runtime_error("no response from the launched handler");
     }
     const double rest = watch.Lap();
-    const double cpu_taken = CpuTimeOfFamily() - cpu;
-    // The next command finds no handler again.
+    const double cpu_taken = CpuTimeOfProcessTree() - cpu;
+    // The next command must launch the handler again.
     for (const pid_t handler : ChildrenOf(getpid())) kill(handler, SIGKILL);
-    tools::RunUntil([] { return ChildrenOf(getpid()).empty(); }, kLimitSeconds);
+    tools::RunUntil([] { return ChildrenOf(getpid()).empty(); }, kTimeoutSeconds);
     return {send + rest, send, cpu_taken};
   };
 }
@@ -70,8 +70,8 @@ int ListenAt(const std::string& path) {
   return listener;
 }
 
-// Starts the executable of the handlers, which connects and sends back what it gets. Answers with
-// the time of all that and the CPU time of both processes, in microseconds.
+// Spawns the handlers' executable, which connects and echoes. Replies with the time of all that and
+// the CPU time of both processes, in microseconds.
 Worker::Task Spawn(const std::string& root) {
   const std::string path = root + "/bare";
   const int listener = ListenAt(path);
@@ -81,7 +81,7 @@ Worker::Task Spawn(const std::string& root) {
     char* arguments[] = {executable.data(), argument.data(), nullptr};
     char bytes[kPayload] = {};
     pid_t process = -1;
-    const double cpu = CpuTimeOfFamily();
+    const double cpu = CpuTimeOfProcessTree();
     Stopwatch watch;
     if (posix_spawn(&process, executable.c_str(), nullptr, nullptr, arguments, environ) != 0) {
       throw std::runtime_error("cannot start " + executable);
@@ -90,16 +90,16 @@ Worker::Task Spawn(const std::string& root) {
     send(connection, bytes, sizeof bytes, MSG_NOSIGNAL);
     const bool answered = recv(connection, bytes, sizeof bytes, MSG_WAITALL) == sizeof bytes;
     const double time = watch.Lap();
-    const double cpu_taken = CpuTimeOfFamily() - cpu;
+    const double cpu_taken = CpuTimeOfProcessTree() - cpu;
     close(connection);
     waitpid(process, nullptr, 0);
-    if (!answered) throw std::runtime_error(executable + " does not answer");
+    if (!answered) throw std::runtime_error("no reply from " + executable);
     return {time, cpu_taken};
   };
 }
 
-Figure More(std::string name, const Samples& minuends, const Samples& subtrahends,
-            std::optional<Goal> goal) {
+Figure Difference(std::string name, const Samples& minuends, const Samples& subtrahends,
+                  std::optional<Goal> goal) {
   Figure figure = Ratio(std::move(name), minuends, subtrahends, "us", goal);
   figure.unit = "us";
   figure.value = SpreadOf(Differences(minuends, subtrahends));
@@ -117,20 +117,20 @@ void MeasureLaunch(Report& report) {
   Worker bare([&] { return Spawn(small_root.Path()); });
   Samples commands, commands_cpu, sends, sends_of_large, spawns, spawns_cpu;
   for (std::size_t round = 0; round < kRounds; ++round) {
-    const Numbers of_small = small.Ask({});
+    const Numbers of_small = small.Call({});
     commands.push_back(of_small[0]);
     sends.push_back(of_small[1]);
     commands_cpu.push_back(of_small[2]);
-    sends_of_large.push_back(large.Ask({})[1]);
-    const Numbers of_bare = bare.Ask({});
+    sends_of_large.push_back(large.Call({})[1]);
+    const Numbers of_bare = bare.Call({});
     spawns.push_back(of_bare[0]);
     spawns_cpu.push_back(of_bare[1]);
   }
-  report.BeginGroup("a command to a handler that does not run");
-  report.Add(More("time more than spawn, connect and answer", commands, spawns, AtMost(500)));
-  report.Add(More("CPU time more than that", commands_cpu, spawns_cpu, {}));
-  report.Add(Ratio("launching call, agent of 1 GiB beside an empty one", sends_of_large, sends,
-                   "us", AtMost(1.2)));
+  report.BeginGroup("command to a handler that is not running");
+  report.Add(Difference("time beyond spawn, connect and reply", commands, spawns, AtMost(500)));
+  report.Add(Difference("CPU time beyond spawn, connect and reply", commands_cpu, spawns_cpu, {}));
+  report.Add(Ratio("send call: agent of 1 GiB vs. an empty one", sends_of_large, sends, "us",
+                   AtMost(1.2)));
 }
 
 }  // namespace bench

@@ -26,12 +26,13 @@ struct IdleAgent {
 };
 
 IdleAgent RunIdleAgent() {
-  std::FILE* output = popen((FolderOfBench() + "/idle-agent").c_str(), "r");
+  std::FILE* output = popen((BenchFolder() + "/idle-agent").c_str(), "r");
   IdleAgent agent;
-  const bool told = output != nullptr && std::fscanf(output, "%lf %lf %lf %lf", &agent.files,
-                                                     &agent.heap, &agent.ecore, &agent.others) == 4;
+  const bool is_read =
+      output != nullptr && std::fscanf(output, "%lf %lf %lf %lf", &agent.files, &agent.heap,
+                                       &agent.ecore, &agent.others) == 4;
   if (output != nullptr) pclose(output);
-  if (!told) throw std::runtime_error("the idle agent does not run");
+  if (!is_read) throw std::runtime_error("cannot run the idle agent");
   return agent;
 }
 
@@ -53,12 +54,12 @@ void MeasureMemory(Report& report) {
   report.BeginGroup("memory and size");
   report.Add(
       {"idle agent: library, platform and their heap", "KiB", SpreadOf(own), AtMost(2048), ""});
-  report.Add({"idle agent: the heap of that", "KiB", SpreadOf(heap), {}, ""});
+  report.Add({"idle agent: heap alone", "KiB", SpreadOf(heap), {}, ""});
   report.Add({"idle agent: Ecore's libraries", "KiB", SpreadOf(ecore), {}, ""});
   report.Add({"idle agent: all other libraries", "KiB", SpreadOf(others), {}, ""});
   const auto size =
-      static_cast<double>(std::filesystem::file_size(FolderOfBench() + "/stripped-library.so"));
-  report.Add({"the stripped library", "KiB", SpreadOf({size / kKiB}), AtMost(400), ""});
+      static_cast<double>(std::filesystem::file_size(BenchFolder() + "/stripped-library.so"));
+  report.Add({"stripped library file", "KiB", SpreadOf({size / kKiB}), AtMost(400), ""});
 }
 
 }  // namespace bench

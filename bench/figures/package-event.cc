@@ -1,7 +1,6 @@
 // Copyright 2026 The qor-handler-manager authors
 // SPDX-License-Identifier: Apache-2.0
 
-#include <package_manager.h>
 #include <rapidjson/document.h>
 #include <rapidjson/istreamwrapper.h>
 #include <rapidjson/stringbuffer.h>
@@ -15,7 +14,7 @@
 #include "agent/agent.h"
 #include "figures/figures.h"
 #include "support/cpu-time.h"
-#include "support/operation-end.h"
+#include "support/package-operations.h"
 #include "support/package-root.h"
 #include "support/temporary-folder.h"
 #include "support/worker.h"
@@ -26,26 +25,26 @@ namespace {
 
 constexpr std::size_t kRounds = 15;
 constexpr std::size_t kHandlers = 1000;
-constexpr int kTimeoutMs = 20'000;
-constexpr double kLimitSeconds = 20;
+constexpr int kCommandTimeoutMs = 20'000;
+constexpr double kTimeoutSeconds = 20;
 
-// What an agent has heard of an operation.
-struct Heard {
+// Callbacks that the agent has received for an operation.
+struct Received {
   bool handler = false;
   bool end = false;
 };
 
-// Answers with the CPU time that it took to hear of one operation on a handler.
+// Replies with the CPU time that the agent spends on one operation on a handler package.
 Worker::Task Listen() {
-  auto agent = std::make_shared<tools::Agent>(kTimeoutMs, kTimeoutMs);
-  auto heard = std::make_shared<Heard>();
-  agent->SetUpdateListener([heard](const tools::Agent::Update&) { heard->handler = true; });
-  WatchForTheEndOfOperations(&heard->end);
-  return [agent, heard](const Numbers&) -> Numbers {
-    *heard = {};
+  auto agent = std::make_shared<tools::Agent>(kCommandTimeoutMs, kCommandTimeoutMs);
+  auto received = std::make_shared<Received>();
+  agent->SetUpdateListener([received](const tools::Agent::Update&) { received->handler = true; });
+  WatchPackageOperations(&received->end);
+  return [agent, received](const Numbers&) -> Numbers {
+    *received = {};
     const double before = CpuTimeOf(getpid());
-    if (!tools::RunUntil([&] { return heard->handler && heard->end; }, kLimitSeconds)) {
-      throw std::runtime_error("the agent hears of no handler");
+    if (!tools::RunUntil([&] { return received->handler && received->end; }, kTimeoutSeconds)) {
+      throw std::runtime_error("no handler update before the timeout");
     }
     return {CpuTimeOf(getpid()) - before};
   };
@@ -53,31 +52,21 @@ Worker::Task Listen() {
 
 enum Operation { kInstall, kUpdate, kUninstall };
 
-void Carry(Operation operation) {
-  package_manager_request_h request = nullptr;
-  int id = 0;
-  package_manager_request_create(&request);
-  const int result = operation == kUninstall
-                         ? package_manager_request_uninstall(request, "org.example.echo", &id)
-                         : package_manager_request_install(request, EchoPackage().c_str(), &id);
-  package_manager_request_destroy(request);
-  if (result != 0) throw std::runtime_error("the example package is not installed or removed");
-}
-
 Worker::Task Operate() {
   return [](const Numbers& numbers) -> Numbers {
-    Carry(static_cast<Operation>(numbers[0]));
+    static_cast<Operation>(numbers[0]) == kUninstall ? UninstallPackage("org.example.echo")
+                                                     : InstallPackage(EchoPackage());
     return {};
   };
 }
 
-// Answers with the CPU time of serialising and writing what the agent has stored.
+// Replies with the CPU time of serializing and writing the agent's registry file.
 Worker::Task WriteRegistry(const std::string& root) {
   std::ifstream file(root + "/data/host.qor-bench/.qor-handlers.db");
   rapidjson::IStreamWrapper stream(file);
   auto document = std::make_shared<rapidjson::Document>();
   document->ParseStream(stream);
-  if (!document->IsObject()) throw std::runtime_error("the agent has stored no handlers");
+  if (!document->IsObject()) throw std::runtime_error("the agent has no registry file");
   return [document, root](const Numbers&) -> Numbers {
     const double before = CpuTimeOf(getpid());
     rapidjson::StringBuffer text;
@@ -104,10 +93,10 @@ void MeasurePackageEvent(Report& report) {
   Worker installer(in_root(Operate));
   const auto measure = [&](Operation operation) {
     agent.Send({});
-    installer.Ask({static_cast<double>(operation)});
+    installer.Call({static_cast<double>(operation)});
     return agent.Receive()[0];
   };
-  // Once unmeasured: then the agent is there, and has stored its handlers.
+  // Once unmeasured, so that the agent has started and has written its registry file.
   measure(kInstall);
   measure(kUninstall);
   Worker writer([&root] { return WriteRegistry(root.Path()); });
@@ -118,12 +107,12 @@ void MeasurePackageEvent(Report& report) {
     for (const Operation operation : {kInstall, kUpdate, kUninstall}) {
       events[operation].push_back(measure(operation));
     }
-    writes.push_back(writer.Ask({})[0]);
+    writes.push_back(writer.Call({})[0]);
   }
-  report.BeginGroup("a package event, 1,000 handlers: agent's CPU time");
-  const char* const names[] = {"install beside writing the registry",
-                               "update beside writing the registry",
-                               "uninstall beside writing the registry"};
+  report.BeginGroup("package event with 1,000 handlers: agent CPU time");
+  const char* const names[] = {"install vs. writing the registry",
+                               "update vs. writing the registry",
+                               "uninstall vs. writing the registry"};
   for (const Operation operation : {kInstall, kUpdate, kUninstall}) {
     report.Add(Ratio(names[operation], events[operation], writes, "us", AtMost(1.5)));
   }

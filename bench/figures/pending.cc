@@ -33,8 +33,8 @@ class Agent {
   std::unique_ptr<PeerProcess> process_;
 };
 
-// Bytes that one of the many takes beside its payload.
-Samples BytesEach(const Costs& many, const Costs& few) {
+// Bytes per pending command, without its payload.
+Samples BytesPerCommand(const Costs& many, const Costs& few) {
   Samples bytes = Differences(Each(many, &Cost::resident), Each(few, &Cost::resident));
   for (double& number : bytes) {
     number = number / static_cast<double>(kMany - kFew) - static_cast<double>(kPayload);
@@ -51,12 +51,12 @@ void MeasurePending(Report& report) {
   const auto compare = [&](const char* name, double Cost::*member) {
     report.Add(Ratio(name, Each(costs[1], member), Each(costs[0], member), "us", AtMost(1.5)));
   };
-  report.BeginGroup("10,000 commands pending beside 1");
-  compare("call that sends a command", &Cost::send);
-  compare("agent's CPU time of a send and a result", &Cost::own_cpu);
-  compare("time of a command and its result", &Cost::wall);
-  report.Add({"memory of a waiting command beside its payload", "B",
-              SpreadOf(BytesEach(costs[1], costs[0])), AtMost(1024), ""});
+  report.BeginGroup("10,000 pending commands vs. 1");
+  compare("send call", &Cost::send);
+  compare("agent CPU time per command", &Cost::own_cpu);
+  compare("round-trip time", &Cost::wall);
+  report.Add({"memory per pending command without its payload", "B",
+              SpreadOf(BytesPerCommand(costs[1], costs[0])), AtMost(1024), ""});
 }
 
 }  // namespace bench

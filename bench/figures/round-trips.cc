@@ -19,11 +19,11 @@ namespace {
 
 constexpr std::size_t kRounds = 40;
 
-// The D-Bus that goals are measured against.
+// The fastest available D-Bus, which the goals refer to.
 struct BestDBus {
   std::unique_ptr<PeerProcess> broker;
   std::string name = "dbus-broker";
-  std::string cause;  // why there is no broker
+  std::string cause;  // of a missing dbus-broker
 };
 
 BestDBus StartBroker(const std::string& folder) {
@@ -55,10 +55,10 @@ class RoundTrips {
         [this] { return std::make_unique<LibraryPeer>(root_.Path()); });
   }
 
-  Comparison Compare(const Slice& slice) {
+  Comparison Compare(const Workload& workload) {
     std::vector<PeerProcess*> peers = {&bare_, library_.get(), &daemon_};
     if (best_dbus_.broker) peers.push_back(best_dbus_.broker.get());
-    auto costs = Interleave(peers, slice, kRounds);
+    auto costs = Interleave(peers, workload, kRounds);
     return {costs[0], costs[2], costs[1], costs.back()};
   }
 
@@ -75,38 +75,37 @@ void AddOneAtATime(Report& report, RoundTrips& trips, std::size_t payload, doubl
   const Comparison costs = trips.Compare({payload > 4096 ? 50u : 200u, payload});
   const auto wall = [](const Costs& of) { return Each(of, &Cost::wall); };
   report.BeginGroup("one command at a time, " + std::to_string(payload) + " bytes");
-  report.Add(Ratio("time beside the bare socket", wall(costs.library), wall(costs.bare), "us",
-                   AtMost(most)));
-  report.Add(Ratio("time beside D-Bus through " + trips.DBus().name, wall(costs.library),
+  report.Add(
+      Ratio("time vs. bare socket", wall(costs.library), wall(costs.bare), "us", AtMost(most)));
+  report.Add(Ratio("time vs. D-Bus, " + trips.DBus().name, wall(costs.library),
                    wall(costs.best_dbus), "us", AtMost(0.5)));
   if (trips.DBus().broker) {
-    report.Add(Ratio("time beside D-Bus through dbus-daemon", wall(costs.library),
-                     wall(costs.daemon), "us"));
+    report.Add(Ratio("time vs. D-Bus, dbus-daemon", wall(costs.library), wall(costs.daemon), "us"));
   }
-  report.Add(Ratio("CPU time beside the bare socket", Each(costs.library, &Cost::cpu),
+  report.Add(Ratio("CPU time vs. bare socket", Each(costs.library, &Cost::cpu),
                    Each(costs.bare, &Cost::cpu), "us"));
-  report.Add(Ratio("CPU time beside D-Bus through " + trips.DBus().name,
-                   Each(costs.library, &Cost::cpu), Each(costs.best_dbus, &Cost::cpu), "us"));
+  report.Add(Ratio("CPU time vs. D-Bus, " + trips.DBus().name, Each(costs.library, &Cost::cpu),
+                   Each(costs.best_dbus, &Cost::cpu), "us"));
 }
 
-// Of rates: the times stand the other way round.
+// A ratio of rates is the inverse ratio of times.
 void AddInFlight(Report& report, RoundTrips& trips) {
   const Comparison costs = trips.Compare({1000, 64, 64});
   const auto wall = [](const Costs& of) { return Each(of, &Cost::wall); };
   report.BeginGroup("64 commands in flight, 64 bytes");
-  report.Add(Ratio("rate beside the bare socket", wall(costs.bare), wall(costs.library),
-                   "us a command", AtLeast(1.0 / 3)));
-  report.Add(Ratio("rate beside D-Bus through " + trips.DBus().name, wall(costs.best_dbus),
-                   wall(costs.library), "us a command", AtLeast(3)));
+  report.Add(Ratio("rate vs. bare socket", wall(costs.bare), wall(costs.library), "us per command",
+                   AtLeast(1.0 / 3)));
+  report.Add(Ratio("rate vs. D-Bus, " + trips.DBus().name, wall(costs.best_dbus),
+                   wall(costs.library), "us per command", AtLeast(3)));
   if (trips.DBus().broker) {
-    report.Add(Ratio("rate beside D-Bus through dbus-daemon", wall(costs.daemon),
-                     wall(costs.library), "us a command"));
+    report.Add(Ratio("rate vs. D-Bus, dbus-daemon", wall(costs.daemon), wall(costs.library),
+                     "us per command"));
   }
-  report.Add(Ratio("CPU time beside the bare socket", Each(costs.library, &Cost::cpu),
+  report.Add(Ratio("CPU time vs. bare socket", Each(costs.library, &Cost::cpu),
                    Each(costs.bare, &Cost::cpu), "us"));
 }
 
-double NanosecondsOfADroppedLogLine() {
+double NanosecondsPerFilteredLogLine() {
   constexpr int kLines = 100'000;
   Stopwatch watch;
   for (int i = 0; i < kLines; ++i) dlog_print(DLOG_DEBUG, "BENCH", "%s: %d > dropped", "text", i);
@@ -122,13 +121,13 @@ void MeasureRoundTrips(Report& report) {
   AddOneAtATime(report, trips, 64 * 1024, 2.5);
   AddInFlight(report, trips);
   if (!trips.DBus().cause.empty()) {
-    report.Remark("dbus-daemon stands in for dbus-broker: " + trips.DBus().cause);
+    report.AddRemark("dbus-daemon instead of dbus-broker: " + trips.DBus().cause);
   }
   Samples lines;
   for (std::size_t round = 0; round < kRounds; ++round) {
-    lines.push_back(NanosecondsOfADroppedLogLine());
+    lines.push_back(NanosecondsPerFilteredLogLine());
   }
-  report.Add({"a log line that the filter drops", "ns", SpreadOf(lines), {}, ""});
+  report.Add({"filtered log line", "ns", SpreadOf(lines), {}, ""});
 }
 
 }  // namespace bench

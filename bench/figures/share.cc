@@ -12,14 +12,14 @@ namespace bench {
 
 void MeasureShare(Report& report) {
   const std::string command =
-      "python3 -B " QOR_BENCH_INSTRUCTIONS "/check.py '" + FolderOfBench() + "/..' --share";
+      "python3 -B " QOR_BENCH_INSTRUCTIONS "/check.py '" + BenchFolder() + "/..' --share";
   std::FILE* output = popen(command.c_str(), "r");
   double share = 0;
-  const bool told = output != nullptr && std::fscanf(output, "%lf", &share) == 1;
+  const bool is_read = output != nullptr && std::fscanf(output, "%lf", &share) == 1;
   if (output != nullptr) pclose(output);
-  if (!told) throw std::runtime_error("the instructions cannot be counted: " + command);
-  report.BeginGroup("instructions of an agent's command");
-  report.Add({"the library's own part of them", "%", SpreadOf({share * 100}), AtMost(25), ""});
+  if (!is_read) throw std::runtime_error("cannot count instructions: " + command);
+  report.BeginGroup("instructions per command in the agent");
+  report.Add({"share of the library", "%", SpreadOf({share * 100}), AtMost(25), ""});
 }
 
 }  // namespace bench

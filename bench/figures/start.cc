@@ -25,14 +25,14 @@ namespace {
 constexpr std::size_t kRounds = 7;
 constexpr std::size_t kFewPackages = 1'000;
 constexpr std::size_t kManyPackages = 10'000;
-constexpr std::size_t kPackagesOfAHandler = 10;
-constexpr int kTimeoutMs = 20'000;
+constexpr std::size_t kPackagesPerHandler = 10;
+constexpr int kCommandTimeoutMs = 20'000;
 
 struct Starts {
   Samples time;
-  Samples limit;   // the platform's queries and the YAML files by themselves
-  Samples yaml;    // the files alone
-  Samples memory;  // bytes of heap that are in use afterwards, SQLite's own caches left out
+  Samples limit;   // the platform's queries and parsing the YAML files alone
+  Samples yaml;    // parsing the YAML files
+  Samples memory;  // bytes of heap in use afterwards, without SQLite's caches
 };
 
 double HeapInUse() {
@@ -44,34 +44,35 @@ double HeapInUse() {
 class Root {
  public:
   explicit Root(std::size_t packages) {
-    FillRoot(folder_.Path(), packages, packages / kPackagesOfAHandler);
+    FillRoot(folder_.Path(), packages, packages / kPackagesPerHandler);
   }
 
   void MeasureInto(Starts& starts) const {
     const Numbers start = Start();
     starts.time.push_back(start[0]);
     starts.memory.push_back(start[1]);
-    const Numbers limit = AskOnce([this]() -> Numbers { return ReadByItself(); });
+    const Numbers limit = RunInProcess([this]() -> Numbers { return ReadAlone(); });
     starts.limit.push_back(limit[0]);
     starts.yaml.push_back(limit[1]);
   }
 
  private:
-  // Milliseconds, and bytes of memory.
+  // Returns milliseconds and bytes of memory.
   Numbers Start() const {
-    return AskOnce([this]() -> Numbers {
+    return RunInProcess([this]() -> Numbers {
       setenv("QOR_PLATFORM_ROOT", folder_.Path().c_str(), 1);
       ecore_init();
       const double before = HeapInUse();
       Stopwatch watch;
-      const tools::Agent agent(kTimeoutMs, kTimeoutMs);
+      const tools::Agent agent(kCommandTimeoutMs, kCommandTimeoutMs);
       const double time = watch.Lap() / 1000;
       return {time, HeapInUse() - before};
     });
   }
 
-  // What every start has to ask and to read, asked and read once: milliseconds of all and of YAML.
-  Numbers ReadByItself() const {
+  // Makes the queries and parses the files of a start, once each. Returns the milliseconds of both
+  // and of parsing.
+  Numbers ReadAlone() const {
     setenv("QOR_PLATFORM_ROOT", folder_.Path().c_str(), 1);
     const std::string key = common::kCommandHandlerKey;
     Stopwatch watch;
@@ -94,21 +95,21 @@ class Root {
   TemporaryFolder folder_;
 };
 
-Samples Divided(Samples samples, double divisor) {
+Samples Divide(Samples samples, double divisor) {
   for (double& sample : samples) sample /= divisor;
   return samples;
 }
 
-// Of one handler's id and request types.
+// The size of one handler's id and request types.
 double TextBytes(std::size_t number) {
   const std::string text = std::to_string(number);
   return static_cast<double>(HandlerId(number).size() + ("text.echo." + text).size() +
                              ("text.silent." + text).size());
 }
 
-Samples BytesOfAHandler(const Starts& many, const Starts& few) {
-  const std::size_t from = kFewPackages / kPackagesOfAHandler;
-  const std::size_t to = kManyPackages / kPackagesOfAHandler;
+Samples BytesPerHandler(const Starts& many, const Starts& few) {
+  const std::size_t from = kFewPackages / kPackagesPerHandler;
+  const std::size_t to = kManyPackages / kPackagesPerHandler;
   double texts = 0;
   for (std::size_t i = from; i < to; ++i) texts += TextBytes(i);
   Samples bytes = Differences(many.memory, few.memory);
@@ -127,14 +128,14 @@ void MeasureStart(Report& report) {
     many_packages.MeasureInto(many);
   }
   report.BeginGroup("start with 10,000 packages, 1,000 of them handlers");
-  report.Add(
-      Ratio("start beside its queries and YAML files", many.time, many.limit, "ms", AtMost(1.3)));
-  report.Add(Ratio("YAML files' share of that", many.yaml, many.limit, "ms"));
-  report.Add(Ratio("start by package beside 1,000 packages",
-                   Divided(many.time, kManyPackages / 1000.0),
-                   Divided(few.time, kFewPackages / 1000.0), "us", AtMost(1.2)));
-  report.Add({"memory of a registered handler beside its texts", "B",
-              SpreadOf(BytesOfAHandler(many, few)), AtMost(1024), ""});
+  report.Add(Ratio("start vs. its queries and YAML files alone", many.time, many.limit, "ms",
+                   AtMost(1.3)));
+  report.Add(Ratio("share of the YAML files", many.yaml, many.limit, "ms"));
+  report.Add(Ratio("start per package vs. 1,000 packages",
+                   Divide(many.time, kManyPackages / 1000.0),
+                   Divide(few.time, kFewPackages / 1000.0), "us", AtMost(1.2)));
+  report.Add({"memory per registered handler without its texts", "B",
+              SpreadOf(BytesPerHandler(many, few)), AtMost(1024), ""});
 }
 
 }  // namespace bench

@@ -1,27 +1,29 @@
 # Copyright 2026 The qor-handler-manager authors
 # SPDX-License-Identifier: Apache-2.0
-"""Reads what callgrind writes with --collect-systime=yes."""
+"""Reads the output of callgrind --collect-systime=yes."""
 
 import collections
 
-# Where a cost arose: the file of a library or program, and a function in it. With --separate-callers
-# that is a tuple of it and those that called it, one after another; a tuple of one without.
-Place = collections.namedtuple("Place", "file stack")
+# The source of a cost: the file of a library or program, and a tuple of a function and, with
+# --separate-callers, its callers from the innermost outwards.
+Frame = collections.namedtuple("Frame", "file stack")
 
 
 class Profile:
-    """own: the instructions that each place spent by itself; system_calls: those it made by itself;
-    through: the instructions spent in others that it called, for each pair of caller and called;
-    calls: how often each place was called."""
+    """The counters of a run.
+
+    own: instructions of each frame itself; system_calls: system calls of each frame itself;
+    callees: inclusive instructions of calls, by (caller, callee); calls: calls of each frame.
+    """
 
     def __init__(self):
         self.own = collections.Counter()
         self.system_calls = collections.Counter()
-        self.through = collections.Counter()
+        self.callees = collections.Counter()
         self.calls = collections.Counter()
 
     def __sub__(self, other):
-        """What this run did beyond the other one."""
+        """Returns the counters of this run minus those of the other."""
         rest = Profile()
         for mine, theirs, difference in zip(vars(self).values(), vars(other).values(),
                                             vars(rest).values()):
@@ -34,12 +36,12 @@ class Profile:
 
 
 def read(path):
-    """The Profile in a file."""
+    """Returns the Profile in a file."""
     profile = Profile()
     names = {}
 
     def name(text):
-        # "kind=(7) text" names it, "kind=(7)" alone refers to that.
+        # Name compression: "kind=(7) text" defines a name, "kind=(7)" refers to it.
         kind, _, rest = text.rstrip("\n").partition("=")
         number, _, given = rest.partition(" ")
         key = kind[-2:], number
@@ -47,25 +49,25 @@ def read(path):
             names[key] = tuple(given.split("'")) if key[0] == "fn" else given
         return names[key]
 
-    file = called_file = place = called = None
+    file = called_file = frame = called = None
     with open(path, encoding="utf-8", errors="replace") as lines:
         for line in lines:
             if line[0].isdigit() or line[0] in "+-*":
                 costs = [int(number) for number in line.split()[1:3]] + [0, 0]
                 if called:
-                    profile.through[place, called] += costs[0]
+                    profile.callees[frame, called] += costs[0]
                     called = None
                 else:
-                    profile.own[place] += costs[0]
-                    profile.system_calls[place] += costs[1]
+                    profile.own[frame] += costs[0]
+                    profile.system_calls[frame] += costs[1]
             elif line.startswith("ob="):
                 file = name(line)
             elif line.startswith("fn="):
-                place = Place(file, name(line))
+                frame = Frame(file, name(line))
             elif line.startswith("cob="):
                 called_file = name(line)
             elif line.startswith("cfn="):
-                callee = Place(called_file or file, name(line))
+                callee = Frame(called_file or file, name(line))
                 called_file = None
             elif line.startswith("calls="):
                 called = callee

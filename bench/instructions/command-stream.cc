@@ -1,13 +1,13 @@
 // Copyright 2026 The qor-handler-manager authors
 // SPDX-License-Identifier: Apache-2.0
 
-// What is counted and profiled: an agent that does one thing again and again, each time only after
-// the last one is done, with the same texts in every run.
+// The counted and profiled program: an agent that repeats one operation, one at a time, with the
+// same texts in every run.
 //
-//   command-stream install FOLDER COUNT   installs a package, COUNT times
-//   command-stream commands BYTES COUNT   sends commands with a payload of that size
-//   command-stream updates COUNT          hears of that many updates of a handler's package; prints
-//                                         a line when it listens
+//   command-stream install FOLDER COUNT   installs a package COUNT times
+//   command-stream commands BYTES COUNT   sends COUNT commands with a payload of BYTES
+//   command-stream updates COUNT          receives COUNT updates of a handler's package; prints a
+//                                         line when ready
 
 #include <Ecore.h>
 #include <package_manager.h>
@@ -21,8 +21,8 @@
 
 namespace {
 
-// Under an instrumenting tool everything takes long.
-constexpr int kTimeoutMs = 120'000;
+// Generous, because callgrind slows everything down.
+constexpr int kCommandTimeoutMs = 120'000;
 
 void Require(int result, const char* what) {
   if (result != 0) throw std::runtime_error(std::string(what) + ": " + std::to_string(result));
@@ -36,18 +36,18 @@ void Install(const std::string& folder, int count) {
   package_manager_request_destroy(request);
 }
 
-// The library and the main loop, for as long as it exists.
+// Initializes the main loop and the library; shuts both down in the destructor.
 class Library {
  public:
   Library() {
     ecore_init();
     qor_handler_manager_configuration_h config = nullptr;
     Require(qor_handler_manager_configuration_create(&config), "configuration");
-    qor_handler_manager_configuration_set_command_execution_timeout(config, kTimeoutMs);
-    qor_handler_manager_configuration_set_connection_timeout(config, kTimeoutMs);
+    qor_handler_manager_configuration_set_command_execution_timeout(config, kCommandTimeoutMs);
+    qor_handler_manager_configuration_set_connection_timeout(config, kCommandTimeoutMs);
     const int result = qor_handler_manager_initialize(config);
     qor_handler_manager_configuration_destroy(config);
-    Require(result, "the library does not start");
+    Require(result, "cannot initialize the library");
   }
   Library(const Library&) = delete;
   Library& operator=(const Library&) = delete;
@@ -70,32 +70,32 @@ void SendCommands(std::size_t payload_bytes, int count) {
   for (int sent = 1; sent <= count; ++sent) {
     Require(qor_handler_manager_send_command("0b9c1f0e-5d3a-4a57-9d7c-3f6f2c1a7e10", "text.echo",
                                              payload.c_str(), static_cast<int>(payload.size()), 0),
-            "a command was refused");
+            "cannot send a command");
     ecore_main_loop_begin();
     if (answered != sent) throw std::runtime_error("a command failed");
   }
 }
 
-void HearOfUpdates(int count) {
+void ReceiveUpdates(int count) {
   const Library library;
-  int left = count;
+  int remaining = count;
   qor_handler_manager_set_handler_update_cb(
       [](qor_handler_update_type_e, qor_handler_manager_handler_info_h, void* data) {
         if (--*static_cast<int*>(data) == 0) ecore_main_loop_quit();
       },
-      &left);
+      &remaining);
   std::puts("listening");
   std::fflush(stdout);
   ecore_main_loop_begin();
 }
 
-int Run(const std::vector<std::string>& words) {
-  if (words.size() == 3 && words[0] == "install") {
-    Install(words[1], std::stoi(words[2]));
-  } else if (words.size() == 3 && words[0] == "commands") {
-    SendCommands(std::stoul(words[1]), std::stoi(words[2]));
-  } else if (words.size() == 2 && words[0] == "updates") {
-    HearOfUpdates(std::stoi(words[1]));
+int Run(const std::vector<std::string>& arguments) {
+  if (arguments.size() == 3 && arguments[0] == "install") {
+    Install(arguments[1], std::stoi(arguments[2]));
+  } else if (arguments.size() == 3 && arguments[0] == "commands") {
+    SendCommands(std::stoul(arguments[1]), std::stoi(arguments[2]));
+  } else if (arguments.size() == 2 && arguments[0] == "updates") {
+    ReceiveUpdates(std::stoi(arguments[1]));
   } else {
     throw std::runtime_error(
         "usage: command-stream install FOLDER COUNT | commands BYTES COUNT | updates COUNT");

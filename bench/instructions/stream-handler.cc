@@ -1,8 +1,8 @@
 // Copyright 2026 The qor-handler-manager authors
 // SPDX-License-Identifier: Apache-2.0
 
-// Answers the commands of command-stream. Nothing is kept on file, so that what is counted is the
-// way of a command alone.
+// Answers the commands of command-stream. Stores no answers, so that only the command flow itself
+// is counted.
 
 #include <qor/handler.h>
 

@@ -16,12 +16,12 @@ namespace bench {
 
 namespace {
 
-// What the library's messages hold beside their texts: a command's uuid stands in it twice.
+// The framing of the library's messages without their texts. A command contains its uuid twice.
 constexpr std::size_t kCommandFraming = 73;
 constexpr std::size_t kResultFraming = 55;
 constexpr std::size_t kBufferBytes = 1024 * 1024;
 
-// Begins every message.
+// The header of every message.
 struct Head {
   std::size_t size;
   std::size_t size_of_answer;
@@ -36,12 +36,12 @@ bool SendAll(int socket, const std::vector<char>& bytes, std::size_t size) {
   return true;
 }
 
-// The messages that come through a socket, however many a read brings.
+// Reads messages from a socket, several per system call if possible.
 class Reader {
  public:
   explicit Reader(int socket) : socket_(socket) {}
 
-  // False at the end of the connection.
+  // Returns false at the end of the connection.
   bool Next(Head& head) {
     for (;;) {
       if (end_ - begin_ >= sizeof head) {
@@ -102,8 +102,8 @@ BareSocketPeer::BareSocketPeer() {
 
 BareSocketPeer::~BareSocketPeer() { close(socket_); }
 
-Cost BareSocketPeer::Measure(const Slice& slice) {
-  const Texts texts(slice.payload_bytes);
+Cost BareSocketPeer::Measure(const Workload& workload) {
+  const Texts texts(workload.payload_bytes);
   const std::size_t uuid_bytes = Texts::Uuid(0).size();
   const Head head = {
       kCommandFraming + 2 * uuid_bytes + texts.request_type.size() + texts.payload.size(),
@@ -111,16 +111,16 @@ Cost BareSocketPeer::Measure(const Slice& slice) {
   std::vector<char> bytes(kBufferBytes);
   std::memcpy(bytes.data(), &head, sizeof head);
   Reader reader(socket_);
-  Meter meter(slice);
+  Meter meter(workload);
   std::size_t sent = 0;
-  for (std::size_t done = 0; done < slice.count; ++done) {
-    for (; sent < slice.count && sent < done + slice.in_flight; ++sent) {
+  for (std::size_t done = 0; done < workload.count; ++done) {
+    for (; sent < workload.count && sent < done + workload.in_flight; ++sent) {
       if (!SendAll(socket_, bytes, head.size)) {
         throw std::system_error(errno, std::generic_category(), "bare socket");
       }
     }
     Head answer;
-    if (!reader.Next(answer)) throw std::runtime_error("bare socket: the other end is gone");
+    if (!reader.Next(answer)) throw std::runtime_error("bare socket: connection closed");
     meter.Lap();
   }
   return meter.Finish();

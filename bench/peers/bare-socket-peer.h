@@ -12,14 +12,14 @@
 
 namespace bench {
 
-// The limit: two processes that pass as many bytes as a command and its result have through a Unix
-// stream socket and do nothing else.
+// The lower limit: two processes that only pass the bytes of a command and its result through a
+// Unix stream socket.
 class BareSocketPeer : public Peer {
  public:
   BareSocketPeer();
   ~BareSocketPeer() override;
 
-  Cost Measure(const Slice& slice) override;
+  Cost Measure(const Workload& workload) override;
 
  private:
   int socket_ = -1;

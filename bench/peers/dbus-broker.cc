@@ -21,8 +21,8 @@ namespace {
 
 constexpr char kMachineId[] = "0123456789abcdef0123456789abcdef";
 
-// A policy is a list of batches by user, one of batches by console, group and user, names of a
-// security module, whether another module counts. A batch says who may connect, own, send, receive.
+// A policy: batches per user, batches per console, group and user, labels of a security module, and
+// whether another module is active. A batch has the rules for connect, own, send and receive.
 #define BATCH "bta(btbs)a(btssssuutt)a(btssssuutt)"
 #define POLICY "a(u(" BATCH "))a(buu(" BATCH "))a(ss)bs"
 
@@ -38,7 +38,7 @@ int Listen(const std::string& path) {
   return socket_fd;
 }
 
-// Everybody may do everything.
+// Allows everything to everybody.
 void AppendPolicy(sd_bus_message* message) {
   constexpr std::uint32_t kEveryUser = UINT32_MAX;
   constexpr std::uint64_t kPriority = 1;
@@ -68,7 +68,7 @@ void AddListener(sd_bus* controller, int socket_fd) {
   sd_bus_error_free(&error);
   sd_bus_message_unref(call);
   if (result < 0) {
-    throw std::runtime_error("dbus-broker refuses its socket: " + std::string(strerror(-result)) +
+    throw std::runtime_error("dbus-broker rejects its socket: " + std::string(strerror(-result)) +
                              " " + cause);
   }
 }
@@ -79,7 +79,7 @@ DBusBroker::DBusBroker(const std::string& folder) : address_("unix:path=" + fold
   int ends[2];
   RequireDBus(socketpair(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0, ends), "socketpair");
   process_ = std::make_unique<ChildProcess>([&ends] {
-    // Not closed in the program that takes this one's place.
+    // The duplicate lacks close-on-exec.
     const std::string descriptor = std::to_string(dup(ends[1]));
     execlp("dbus-broker", "dbus-broker", "--controller", descriptor.c_str(), "--machine-id",
            kMachineId, nullptr);
@@ -88,7 +88,7 @@ DBusBroker::DBusBroker(const std::string& folder) : address_("unix:path=" + fold
   close(ends[1]);
   RequireDBus(sd_bus_new(&controller_), "sd_bus_new");
   RequireDBus(sd_bus_set_fd(controller_, ends[0], ends[0]), "sd_bus_set_fd");
-  RequireDBus(sd_bus_start(controller_), "dbus-broker does not start: sd_bus_start");
+  RequireDBus(sd_bus_start(controller_), "cannot start dbus-broker: sd_bus_start");
   const int socket_fd = Listen(folder + "/bus");
   AddListener(controller_, socket_fd);
   close(socket_fd);

@@ -13,14 +13,15 @@ struct sd_bus;
 
 namespace bench {
 
-// A bus of our own. The constructors of its kinds throw std::runtime_error when it does not start.
+// A private bus. The constructors of the implementations throw std::runtime_error when it fails to
+// start.
 class DBusBus {
  public:
   virtual ~DBusBus() = default;
   virtual std::string Address() const = 0;
 };
 
-// The reference implementation. Its socket stands in `folder`.
+// The reference implementation, with its socket in `folder`.
 class DBusDaemon : public DBusBus {
  public:
   explicit DBusDaemon(const std::string& folder);
@@ -31,8 +32,8 @@ class DBusDaemon : public DBusBus {
   std::unique_ptr<ChildProcess> process_;
 };
 
-// The fast implementation, which gets its socket and its policy from its starter. We are that
-// starter: the usual one needs a running systemd.
+// The fast implementation, which receives its socket and policy from a launcher. This class is the
+// launcher, because the regular one needs a running systemd.
 class DBusBroker : public DBusBus {
  public:
   explicit DBusBroker(const std::string& folder);
@@ -47,7 +48,7 @@ class DBusBroker : public DBusBus {
   std::unique_ptr<ChildProcess> process_;
 };
 
-// Throws std::runtime_error that names `what` when `result` is a negative error of sd-bus.
+// Throws std::runtime_error with `what` when `result` is a negative sd-bus error.
 void RequireDBus(int result, const char* what);
 
 }  // namespace bench

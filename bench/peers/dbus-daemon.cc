@@ -30,7 +30,7 @@ DBusDaemon::DBusDaemon(const std::string& folder) : address_("unix:path=" + fold
     const std::string config_option = "--config-file=" + config;
     const std::string print_option = "--print-address=" + std::to_string(ready[1]);
     close(ready[0]);
-    // It complains of limits that it may not raise and that do not matter here.
+    // Hide warnings about limits that it may not raise and that do not matter here.
     dup2(open("/dev/null", O_WRONLY), STDERR_FILENO);
     execlp("dbus-daemon", "dbus-daemon", "--nofork", config_option.c_str(), print_option.c_str(),
            nullptr);
@@ -39,7 +39,7 @@ DBusDaemon::DBusDaemon(const std::string& folder) : address_("unix:path=" + fold
   char byte;
   const bool started = read(ready[0], &byte, 1) == 1;
   close(ready[0]);
-  if (!started) throw std::runtime_error("dbus-daemon does not start");
+  if (!started) throw std::runtime_error("cannot start dbus-daemon");
 }
 
 }  // namespace bench

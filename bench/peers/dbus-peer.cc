@@ -28,7 +28,7 @@ sd_bus* Connect(const std::string& address) {
   return bus;
 }
 
-// Takes a command, gives its result: uuid, text, status, error.
+// Replies to a command with its result: uuid, text, status, error.
 int OnExecute(sd_bus_message* message, void*, sd_bus_error*) {
   const char* uuid = nullptr;
   const char* type = nullptr;
@@ -59,7 +59,7 @@ void Serve(const std::string& address, int ready) {
   for (;;) ProcessOne(bus);
 }
 
-// Calls that are under way.
+// The calls of one workload.
 struct Calls {
   sd_bus* bus;
   Texts texts;
@@ -110,16 +110,17 @@ DBusPeer::DBusPeer(std::unique_ptr<DBusBus> bus) : bus_(std::move(bus)) {
   char byte;
   const bool started = read(ready[0], &byte, 1) == 1;
   close(ready[0]);
-  if (!started) throw std::runtime_error("the D-Bus service does not start");
+  if (!started) throw std::runtime_error("cannot start the D-Bus service");
   connection_ = Connect(bus_->Address());
 }
 
 DBusPeer::~DBusPeer() { sd_bus_unref(connection_); }
 
-Cost DBusPeer::Measure(const Slice& slice) {
-  Calls calls{connection_, Texts(slice.payload_bytes), Meter(slice)};
-  while (calls.done < slice.count) {
-    while (calls.sent < slice.count && calls.sent < calls.done + slice.in_flight) calls.Send();
+Cost DBusPeer::Measure(const Workload& workload) {
+  Calls calls{connection_, Texts(workload.payload_bytes), Meter(workload)};
+  while (calls.done < workload.count) {
+    while (calls.sent < workload.count && calls.sent < calls.done + workload.in_flight)
+      calls.Send();
     ProcessOne(connection_);
   }
   return calls.meter.Finish();

@@ -12,13 +12,13 @@
 
 namespace bench {
 
-// What people would use instead: a method call over D-Bus, with sd-bus on both sides.
+// The usual alternative: a method call over D-Bus, with sd-bus on both sides.
 class DBusPeer : public Peer {
  public:
   explicit DBusPeer(std::unique_ptr<DBusBus> bus);
   ~DBusPeer() override;
 
-  Cost Measure(const Slice& slice) override;
+  Cost Measure(const Workload& workload) override;
 
  private:
   std::unique_ptr<DBusBus> bus_;

@@ -15,20 +15,20 @@ namespace bench {
 
 namespace {
 
-constexpr int kTimeoutMs = 600'000;
-constexpr double kLimitSeconds = 60;
-// More would start together than one core can bring up in time.
-constexpr std::size_t kLaunchesAtATime = 20;
+constexpr int kCommandTimeoutMs = 600'000;
+constexpr double kTimeoutSeconds = 60;
+// One core cannot start more processes together within their timeouts.
+constexpr std::size_t kMaxConcurrentLaunches = 20;
 
-// Before the library looks at it.
+// For the initializer list: the library reads the variable when agent_ is constructed.
 int SetRoot(const std::string& root) {
   setenv("QOR_PLATFORM_ROOT", root.c_str(), 1);
-  return kTimeoutMs;
+  return kCommandTimeoutMs;
 }
 
 }  // namespace
 
-LibraryPeer::LibraryPeer(const std::string& root) : agent_(SetRoot(root), kTimeoutMs) {
+LibraryPeer::LibraryPeer(const std::string& root) : agent_(SetRoot(root), kCommandTimeoutMs) {
   Connect(1);
 }
 
@@ -37,7 +37,7 @@ void LibraryPeer::Send(const std::string& request_type, const std::string& paylo
       qor_handler_manager_send_command(Texts::Uuid(sent_++).c_str(), request_type.c_str(),
                                        payload.c_str(), static_cast<int>(payload.size()), 0);
   if (code != 0) {
-    throw std::runtime_error(request_type + " is not sent: error " + std::to_string(code));
+    throw std::runtime_error("cannot send " + request_type + ": error " + std::to_string(code));
   }
 }
 
@@ -51,42 +51,42 @@ void LibraryPeer::SetOnResponse(OnResponse on_response) {
 }
 
 void LibraryPeer::Connect(std::size_t count) {
-  // Shared with what hears of responses that come when nobody waits any more.
+  // Shared, because responses may arrive after the waits below.
   const auto answered = std::make_shared<std::size_t>(0);
   SetOnResponse([answered](int) { ++*answered; });
   for (std::size_t sent = 0; sent < count;) {
-    for (; sent < count && sent < *answered + kLaunchesAtATime; ++sent) {
+    for (; sent < count && sent < *answered + kMaxConcurrentLaunches; ++sent) {
       Send("text.echo." + std::to_string(sent), "{}");
     }
     const std::size_t before = *answered;
-    if (!tools::RunUntil([&] { return *answered > before; }, kLimitSeconds)) {
-      throw std::runtime_error("a handler does not connect");
+    if (!tools::RunUntil([&] { return *answered > before; }, kTimeoutSeconds)) {
+      throw std::runtime_error("a handler failed to connect");
     }
   }
-  tools::RunUntil([&] { return *answered == count; }, kLimitSeconds);
+  tools::RunUntil([&] { return *answered == count; }, kTimeoutSeconds);
 }
 
 void LibraryPeer::LeavePending(std::size_t count, std::size_t payload_bytes, std::size_t handler) {
   const std::string payload(payload_bytes, 'x');
   for (std::size_t i = 0; i < count; ++i) {
     Send("text.silent." + std::to_string(handler), payload);
-    // Gives the handler time to take them, so that no queue grows.
-    if (i % kLaunchesAtATime == 0) Connect(1);
+    // Lets the handler read the commands, so that no queue grows.
+    if (i % kMaxConcurrentLaunches == 0) Connect(1);
   }
   Connect(1);
 }
 
-Cost LibraryPeer::Measure(const Slice& slice) {
-  const Texts texts(slice.payload_bytes);
+Cost LibraryPeer::Measure(const Workload& workload) {
+  const Texts texts(workload.payload_bytes);
   std::vector<std::string> types;
-  for (std::size_t i = 0; i < slice.handlers; ++i)
+  for (std::size_t i = 0; i < workload.handlers; ++i)
     types.push_back("text.echo." + std::to_string(i));
   Samples sends;
-  sends.reserve(slice.count);
+  sends.reserve(workload.count);
   std::size_t sent = 0;
   std::size_t done = 0;
   bool failed = false;
-  Meter meter(slice);
+  Meter meter(workload);
   const auto send = [&] {
     Stopwatch watch;
     Send(types[sent++ % types.size()], texts.payload);
@@ -96,13 +96,13 @@ Cost LibraryPeer::Measure(const Slice& slice) {
     meter.Lap();
     ++done;
     failed = failed || status != QOR_REQUEST_STATUS_SUCCESS;
-    if (failed || done == slice.count) {
+    if (failed || done == workload.count) {
       ecore_main_loop_quit();
-    } else if (sent < slice.count) {
+    } else if (sent < workload.count) {
       send();
     }
   });
-  while (sent < slice.count && sent < slice.in_flight) send();
+  while (sent < workload.count && sent < workload.in_flight) send();
   ecore_main_loop_begin();
   if (failed) throw std::runtime_error("a command failed");
   Cost cost = meter.Finish();

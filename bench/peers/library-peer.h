@@ -12,24 +12,24 @@
 
 namespace bench {
 
-// The library: a command to a handler application and its result.
+// A command to a handler application and its result, through the library.
 class LibraryPeer : public Peer {
  public:
-  // An agent of the root, which was filled by FillRoot(); its handler 0 is connected.
+  // Starts an agent in a root that FillRoot() filled, and connects its handler 0.
   explicit LibraryPeer(const std::string& root);
 
   // Launches and connects the first `count` handlers.
   void Connect(std::size_t count);
-  // Sends commands to a handler that does not answer them.
+  // Sends commands that the handler does not answer.
   void LeavePending(std::size_t count, std::size_t payload_bytes, std::size_t handler = 0);
 
-  Cost Measure(const Slice& slice) override;
+  Cost Measure(const Workload& workload) override;
 
  private:
-  // Status of a response.
+  // Called with the status of a response.
   using OnResponse = std::function<void(int)>;
 
-  // Not through the agent: it copies what the library hands over.
+  // Both bypass tools::Agent, which copies every response.
   void Send(const std::string& request_type, const std::string& payload);
   void SetOnResponse(OnResponse on_response);
 

@@ -13,30 +13,30 @@
 
 namespace bench {
 
-// Takes the time of a slice from its start on.
+// Measures the time of a workload, starting at construction.
 class Meter {
  public:
-  explicit Meter(const Slice& slice) : slice_(slice) { laps_.reserve(slice.count); }
+  explicit Meter(const Workload& workload) : workload_(workload) { laps_.reserve(workload.count); }
 
-  // A round trip has come to its end.
+  // Call at the end of each round trip.
   void Lap() { laps_.push_back(watch_.Lap()); }
 
   Cost Finish() const {
-    const auto count = static_cast<double>(slice_.count);
+    const auto count = static_cast<double>(workload_.count);
     double sum = 0;
     for (const double lap : laps_) sum += lap;
     Cost cost;
-    cost.wall = slice_.in_flight == 1 ? Median(laps_) : sum / count;
+    cost.wall = workload_.in_flight == 1 ? Median(laps_) : sum / count;
     cost.own_cpu = (CpuTimeOf(getpid()) - own_cpu_) / count;
-    cost.cpu = (CpuTimeOfFamily() - cpu_) / count;
+    cost.cpu = (CpuTimeOfProcessTree() - cpu_) / count;
     cost.resident = OwnMemory();
     return cost;
   }
 
  private:
-  Slice slice_;
+  Workload workload_;
   Samples laps_;
-  double cpu_ = CpuTimeOfFamily();
+  double cpu_ = CpuTimeOfProcessTree();
   double own_cpu_ = CpuTimeOf(getpid());
   Stopwatch watch_;
 };

@@ -22,14 +22,14 @@ Worker::Task TaskOf(std::shared_ptr<Peer> peer) {
 
 PeerProcess::PeerProcess(const std::function<std::unique_ptr<Peer>()>& make)
     : worker_([&make] { return TaskOf(make()); }) {
-  // Whatever keeps it from working shows here.
+  // Fail here rather than in the middle of the measurements.
   Measure({1, 1});
 }
 
-Cost PeerProcess::Measure(const Slice& slice) {
-  const Numbers numbers =
-      worker_.Ask({static_cast<double>(slice.count), static_cast<double>(slice.payload_bytes),
-                   static_cast<double>(slice.in_flight), static_cast<double>(slice.handlers)});
+Cost PeerProcess::Measure(const Workload& workload) {
+  const Numbers numbers = worker_.Call(
+      {static_cast<double>(workload.count), static_cast<double>(workload.payload_bytes),
+       static_cast<double>(workload.in_flight), static_cast<double>(workload.handlers)});
   return {numbers[0], numbers[1], numbers[2], numbers[3], numbers[4]};
 }
 

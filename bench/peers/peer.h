@@ -14,42 +14,42 @@
 namespace bench {
 
 // A number of round trips.
-struct Slice {
+struct Workload {
   std::size_t count;
   std::size_t payload_bytes;
-  std::size_t in_flight = 1;  // how many are under way at any time
-  std::size_t handlers = 1;   // to how many they go in turn, of peers that have several
+  std::size_t in_flight = 1;  // concurrent round trips
+  std::size_t handlers = 1;   // number of handlers, used in turn; only LibraryPeer has several
 };
 
-// What one round trip of a slice took, in microseconds.
+// The cost of one round trip of a workload, in microseconds.
 struct Cost {
-  double wall = 0;      // of one at a time the median, else the slice's time by its count
-  double cpu = 0;       // of all processes that took part
-  double own_cpu = 0;   // of the process that sent the commands
-  double send = 0;      // the median call that sends a command; 0 where it is not told apart
-  double resident = 0;  // bytes of memory of its own that the sender holds afterwards
+  double wall = 0;      // the median with one in flight, else the average
+  double cpu = 0;       // of all processes
+  double own_cpu = 0;   // of the sending process
+  double send = 0;      // the median of the send call; 0 when not measured
+  double resident = 0;  // private memory of the sender afterwards, in bytes
 };
 
-// Someone who can carry a command to another process and its result back.
+// A transport of commands to another process and results back.
 class Peer {
  public:
   virtual ~Peer() = default;
   // Throws std::runtime_error.
-  virtual Cost Measure(const Slice& slice) = 0;
+  virtual Cost Measure(const Workload& workload) = 0;
 };
 
-// A peer in a process of its own.
+// Runs a peer in a process of its own.
 class PeerProcess {
  public:
-  // `make` runs in the new process.
+  // Calls `make` in the new process. Throws std::runtime_error when the peer does not work.
   explicit PeerProcess(const std::function<std::unique_ptr<Peer>()>& make);
-  Cost Measure(const Slice& slice);
+  Cost Measure(const Workload& workload);
 
  private:
   Worker worker_;
 };
 
-// The texts of one command, the same for every peer.
+// The texts of a command, the same for all peers.
 struct Texts {
   std::string request_type = "text.echo.0";
   std::string payload;

@@ -24,7 +24,7 @@ ChildProcess::ChildProcess(const std::function<void()>& body) : pid_(fork()) {
   try {
     body();
   } catch (const std::exception& error) {
-    // The parent notices that the process is gone.
+    // The parent detects the exit when it next reads from this process.
     std::fprintf(stderr, "%s\n", error.what());
   }
   _exit(0);

@@ -10,7 +10,7 @@
 
 namespace bench {
 
-// A forked process that runs `body` and ends; killed with this object.
+// A forked process that runs `body` and exits. The destructor kills it.
 class ChildProcess {
  public:
   explicit ChildProcess(const std::function<void()>& body);

@@ -13,9 +13,9 @@ namespace bench {
 
 namespace {
 
-double CpuTimeBelow(pid_t process) {
+double CpuTimeOfTree(pid_t process) {
   double sum = CpuTimeOf(process);
-  for (const pid_t child : ChildrenOf(process)) sum += CpuTimeBelow(child);
+  for (const pid_t child : ChildrenOf(process)) sum += CpuTimeOfTree(child);
   return sum;
 }
 
@@ -36,6 +36,6 @@ double CpuTimeOf(pid_t process) {
   return static_cast<double>(time.tv_sec) * 1e6 + static_cast<double>(time.tv_nsec) / 1e3;
 }
 
-double CpuTimeOfFamily() { return CpuTimeBelow(getpid()); }
+double CpuTimeOfProcessTree() { return CpuTimeOfTree(getpid()); }
 
 }  // namespace bench

@@ -10,14 +10,14 @@
 
 namespace bench {
 
-// The running children of a process.
+// Returns the child processes of a process.
 std::vector<pid_t> ChildrenOf(pid_t process);
 
 // Microseconds that a process has run on a processor, in user and in kernel mode.
 double CpuTimeOf(pid_t process);
 
 // The same of this process and everything below it.
-double CpuTimeOfFamily();
+double CpuTimeOfProcessTree();
 
 }  // namespace bench
 

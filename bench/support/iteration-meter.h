@@ -1,8 +1,8 @@
 // Copyright 2026 The qor-handler-manager authors
 // SPDX-License-Identifier: Apache-2.0
 
-#ifndef QOR_BENCH_SUPPORT_TURNS_H_
-#define QOR_BENCH_SUPPORT_TURNS_H_
+#ifndef QOR_BENCH_SUPPORT_ITERATION_METER_H_
+#define QOR_BENCH_SUPPORT_ITERATION_METER_H_
 
 #include <Ecore.h>
 #include <time.h>
@@ -11,33 +11,32 @@
 
 namespace bench {
 
-// The longest that the main loop worked before it looked at its descriptors again: time on the
-// processor, because the attacker has its own share of the only core.
-class Turns {
+// Measures the longest iteration of the main loop: the CPU time between two polls. Not wall time,
+// because the other processes share the core.
+class IterationMeter {
  public:
-  Turns() {
+  IterationMeter() {
     ecore_idle_exiter_add(
         [](void* self) -> Eina_Bool {
-          static_cast<Turns*>(self)->start_ = Now();
+          static_cast<IterationMeter*>(self)->start_ms_ = Now();
           return ECORE_CALLBACK_RENEW;
         },
         this);
     ecore_idle_enterer_add(
         [](void* data) -> Eina_Bool {
-          auto* self = static_cast<Turns*>(data);
+          auto* self = static_cast<IterationMeter*>(data);
           const double now = Now();
-          self->longest_ = std::max(self->longest_, now - self->start_);
-          self->start_ = now;
+          self->max_ms_ = std::max(self->max_ms_, now - self->start_ms_);
+          self->start_ms_ = now;
           return ECORE_CALLBACK_RENEW;
         },
         this);
   }
-  void Begin() {
-    start_ = Now();
-    longest_ = 0;
+  void Start() {
+    start_ms_ = Now();
+    max_ms_ = 0;
   }
-  // In milliseconds.
-  double Longest() const { return longest_; }
+  double MaxMs() const { return max_ms_; }
 
  private:
   static double Now() {
@@ -46,8 +45,8 @@ class Turns {
     return static_cast<double>(time.tv_sec) * 1e3 + static_cast<double>(time.tv_nsec) / 1e6;
   }
 
-  double start_ = 0;
-  double longest_ = 0;
+  double start_ms_ = 0;
+  double max_ms_ = 0;
 };
 
 }  // namespace bench

@@ -13,13 +13,13 @@ namespace bench {
 
 namespace {
 
-std::string FirstLineOf(const std::string& path) {
+std::string FirstLine(const std::string& path) {
   std::string line;
   std::getline(std::ifstream(path), line);
   return line;
 }
 
-std::string NameOfProcessor() {
+std::string ProcessorName() {
   std::ifstream file("/proc/cpuinfo");
   for (std::string line; std::getline(file, line);) {
     if (line.rfind("model name", 0) == 0) return line.substr(line.find(':') + 2);
@@ -34,8 +34,8 @@ std::string Kernel() {
 }
 
 std::string Governor(int core) {
-  const std::string governor = FirstLineOf("/sys/devices/system/cpu/cpu" + std::to_string(core) +
-                                           "/cpufreq/scaling_governor");
+  const std::string governor =
+      FirstLine("/sys/devices/system/cpu/cpu" + std::to_string(core) + "/cpufreq/scaling_governor");
   return governor.empty() ? "unknown" : governor;
 }
 
@@ -50,12 +50,12 @@ int PinToOneCore() {
   return core;
 }
 
-std::vector<std::pair<std::string, std::string>> FactsOfMachine(int core) {
+std::vector<std::pair<std::string, std::string>> DescribeMachine(int core) {
   return {
-      {"processor", NameOfProcessor()},    {"cores", std::to_string(sysconf(_SC_NPROCESSORS_ONLN))},
+      {"processor", ProcessorName()},      {"cores", std::to_string(sysconf(_SC_NPROCESSORS_ONLN))},
       {"core used", std::to_string(core)}, {"kernel", Kernel()},
       {"governor", Governor(core)},        {"build type", QOR_BENCH_BUILD_TYPE},
-      {"compiler", QOR_BENCH_COMPILER},    {"load before", FirstLineOf("/proc/loadavg")}};
+      {"compiler", QOR_BENCH_COMPILER},    {"load before", FirstLine("/proc/loadavg")}};
 }
 
 }  // namespace bench

@@ -10,12 +10,12 @@
 
 namespace bench {
 
-// Holds this process, and what it starts, on the core that it runs on. Across cores wake-ups would
-// drown everything else. Returns the core's number.
+// Pins this process and its children to the current core and returns its number. Across cores, the
+// cost of wake-ups would dominate all others.
 int PinToOneCore();
 
-// What figures depend on, by name.
-std::vector<std::pair<std::string, std::string>> FactsOfMachine(int core);
+// Returns the properties of the machine that affect the figures, by name.
+std::vector<std::pair<std::string, std::string>> DescribeMachine(int core);
 
 }  // namespace bench
 

@@ -17,7 +17,8 @@ bool ReadBytes(const std::string& line, const std::string& name, double& bytes) 
   return true;
 }
 
-// "from-to permissions offset device inode path"; false when the line is none of these.
+// Reads the first line of a mapping: "from-to permissions offset device inode path". Returns false
+// for other lines.
 bool ReadHead(const std::string& line, Mapping& mapping) {
   std::istringstream words(line);
   std::string range, permissions, offset, device, inode, path;

@@ -11,14 +11,14 @@ namespace bench {
 
 // A range of this process's memory.
 struct Mapping {
-  std::string file;      // its name without folders; empty when it is of no file
-  double resident = 0;   // bytes in memory, whoever shares them
-  double anonymous = 0;  // bytes in memory that no file holds
+  std::string file;      // base name; empty for anonymous memory
+  double resident = 0;   // resident bytes, including shared pages
+  double anonymous = 0;  // resident bytes that are not backed by a file
 };
 
 std::vector<Mapping> Mappings();
 
-// Bytes in memory of this process that are of no file: heap, stacks and what was written to.
+// Returns the anonymous resident bytes of this process: heap, stacks and modified file pages.
 double OwnMemory();
 
 }  // namespace bench

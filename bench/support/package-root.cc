@@ -23,7 +23,7 @@ std::string PackageId(std::size_t number) { return "org.example.bench." + std::t
 void WriteFiles(const fs::path& folder, const fs::path& executable, std::size_t number) {
   fs::create_directories(folder / "bin");
   fs::create_directories(folder / "res");
-  // Of one file, so that a thousand handlers share their code as applications share a library's.
+  // Hard links, so that a thousand handlers share their code pages.
   fs::create_hard_link(executable, folder / "bin/echo-handler");
   std::ofstream(folder / "res/handler.yaml")
       << "request-types:\n  - text.echo." << number << "\n  - text.silent." << number << "\n";
@@ -51,7 +51,7 @@ platform::PackageRecord Record(const std::string& folder, std::size_t number, bo
 }  // namespace
 
 void FillRoot(const std::string& root, std::size_t packages, std::size_t handlers) {
-  AskOnce([&]() -> Numbers {
+  RunInProcess([&]() -> Numbers {
     setenv("QOR_PLATFORM_ROOT", root.c_str(), 1);
     const fs::path executable = root + "/echo-handler";
     fs::copy_file(EchoPackage() + "/bin/echo-handler", executable);
@@ -68,8 +68,8 @@ void FillRoot(const std::string& root, std::size_t packages, std::size_t handler
 
 std::string HandlerId(std::size_t number) { return PackageId(number) + ".handler"; }
 
-std::string FolderOfBench() { return fs::canonical("/proc/self/exe").parent_path(); }
+std::string BenchFolder() { return fs::canonical("/proc/self/exe").parent_path(); }
 
-std::string EchoPackage() { return FolderOfBench() + "/../packages/echo"; }
+std::string EchoPackage() { return BenchFolder() + "/../packages/echo"; }
 
 }  // namespace bench

@@ -9,17 +9,17 @@
 
 namespace bench {
 
-// Fills a platform's root with `packages` installed packages, the first `handlers` of which hold a
-// handler application. Number N serves "text.echo.N", which it answers with the payload, and
-// "text.silent.N", which it leaves unanswered. They do not go through the installer, whose care for
-// every file would take minutes. Runs in a process of its own.
+// Fills a platform's root with `packages` installed packages, the first `handlers` of which contain
+// a handler application. Handler N answers "text.echo.N" with the payload and never answers
+// "text.silent.N". Writes the database directly, because the installer, which syncs every file,
+// would take minutes. Works in a child process, which has the root in its environment.
 void FillRoot(const std::string& root, std::size_t packages, std::size_t handlers);
 
-// Id of the application of package N.
+// The application id of package N.
 std::string HandlerId(std::size_t number);
 
-// The executables that stand beside this one, and the packages that were built.
-std::string FolderOfBench();
+// The folder of this executable, and that of the built echo package.
+std::string BenchFolder();
 std::string EchoPackage();
 
 }  // namespace bench

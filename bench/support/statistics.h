@@ -20,13 +20,13 @@ struct Spread {
 double Median(Samples samples);
 Spread SpreadOf(Samples samples);
 
-// Round by round: what stood beside each other in time is compared.
+// Both combine samples of the same round, which were measured close in time.
 Samples Quotients(const Samples& dividends, const Samples& divisors);
 Samples Differences(const Samples& minuends, const Samples& subtrahends);
 
 class Stopwatch {
  public:
-  // Microseconds since the last call, or since the start.
+  // Returns the microseconds since the last call or construction.
   double Lap() {
     const auto now = std::chrono::steady_clock::now();
     const std::chrono::duration<double, std::micro> lap = now - last_;

@@ -8,10 +8,10 @@
 
 namespace bench {
 
-// Gone with this object.
+// A new folder, removed with all its contents by the destructor.
 class TemporaryFolder {
  public:
-  // Inside another, or where temporary files belong.
+  // Creates it in `parent`, or in the system's folder for temporary files.
   explicit TemporaryFolder(const std::string& parent = {});
   TemporaryFolder(const TemporaryFolder&) = delete;
   TemporaryFolder& operator=(const TemporaryFolder&) = delete;

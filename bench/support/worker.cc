@@ -17,11 +17,11 @@ namespace bench {
 
 namespace {
 
-constexpr std::size_t kLargestMessage = 64 * 1024;
+constexpr std::size_t kMaxMessageBytes = 64 * 1024;
 constexpr char kNumbers = 'n';
 constexpr char kError = 'e';
 
-// Messages keep their bounds on this kind of socket.
+// The socket is of type SOCK_SEQPACKET, which preserves message boundaries.
 void Write(int socket, char kind, const void* data, std::size_t size) {
   std::string message(1, kind);
   message.append(static_cast<const char*>(data), size);
@@ -32,9 +32,9 @@ void Write(int socket, const Numbers& numbers) {
   Write(socket, kNumbers, numbers.data(), numbers.size() * sizeof(double));
 }
 
-// Empty at the end of the connection.
+// Returns an empty string at the end of the connection.
 std::string Read(int socket) {
-  std::string message(kLargestMessage, '\0');
+  std::string message(kMaxMessageBytes, '\0');
   const ssize_t size = recv(socket, message.data(), message.size(), 0);
   message.resize(size > 0 ? static_cast<std::size_t>(size) : 0);
   return message;
@@ -50,9 +50,9 @@ void Serve(int socket, const std::function<Worker::Task()>& make) {
   try {
     const Worker::Task task = make();
     for (;;) {
-      const std::string question = Read(socket);
-      if (question.empty()) return;
-      Write(socket, task(NumbersOf(question)));
+      const std::string request = Read(socket);
+      if (request.empty()) return;
+      Write(socket, task(NumbersOf(request)));
     }
   } catch (const std::exception& error) {
     Write(socket, kError, error.what(), std::strlen(error.what()));
@@ -76,22 +76,22 @@ Worker::Worker(const std::function<Task()>& make) {
 
 Worker::~Worker() { close(socket_); }
 
-void Worker::Send(const Numbers& question) { Write(socket_, question); }
+void Worker::Send(const Numbers& request) { Write(socket_, request); }
 
 Numbers Worker::Receive() {
   const std::string answer = Read(socket_);
-  if (answer.empty()) throw std::runtime_error("a measuring process ended without an answer");
+  if (answer.empty()) throw std::runtime_error("a measuring process exited without a reply");
   if (answer[0] == kError) throw std::runtime_error(answer.substr(1));
   return NumbersOf(answer);
 }
 
-Numbers Worker::Ask(const Numbers& question) {
-  Send(question);
+Numbers Worker::Call(const Numbers& request) {
+  Send(request);
   return Receive();
 }
 
-Numbers AskOnce(const std::function<Numbers()>& task) {
-  return Worker([&task] { return [&task](const Numbers&) { return task(); }; }).Ask({});
+Numbers RunInProcess(const std::function<Numbers()>& task) {
+  return Worker([&task] { return [&task](const Numbers&) { return task(); }; }).Call({});
 }
 
 }  // namespace bench

@@ -14,32 +14,32 @@ namespace bench {
 
 using Numbers = std::vector<double>;
 
-// A process of its own that answers questions in numbers. Everything that is measured runs in one,
-// so that no two things measured share a main loop, a root or a heap.
+// A child process that replies to requests; both consist of numbers. Everything measured runs in a
+// worker, so that no two of them share a main loop, a root or a heap.
 class Worker {
  public:
   using Task = std::function<Numbers(const Numbers&)>;
 
-  // `make` runs in the new process; what it returns answers every question. What either throws, is
-  // thrown by Receive().
+  // Calls `make` in the new process, then the returned task for every request. Receive() rethrows
+  // the message of an exception of either as std::runtime_error.
   explicit Worker(const std::function<Task()>& make);
   Worker(const Worker&) = delete;
   Worker& operator=(const Worker&) = delete;
-  // Ends the process; what it started ends with it.
+  // Kills the process. Its own ChildProcess objects die with it.
   ~Worker();
 
-  void Send(const Numbers& question);
-  // Throws std::runtime_error.
+  void Send(const Numbers& request);
+  // Blocks until the reply. Throws std::runtime_error.
   Numbers Receive();
-  Numbers Ask(const Numbers& question);
+  Numbers Call(const Numbers& request);
 
  private:
   int socket_ = -1;
   std::unique_ptr<ChildProcess> process_;
 };
 
-// The answer of a process that is started for one question.
-Numbers AskOnce(const std::function<Numbers()>& task);
+// Runs `task` in a new worker and returns its result.
+Numbers RunInProcess(const std::function<Numbers()>& task);
 
 }  // namespace bench
 

@@ -1,7 +1,7 @@
 #!/usr/bin/env python3
 # Copyright 2026 The qor-handler-manager authors
 # SPDX-License-Identifier: Apache-2.0
-"""How counted instructions are read, compared and drawn.
+"""Tests reading, comparing and drawing instruction counts.
 
 usage: instructions-test.py FOLDER    bench/instructions
 """
@@ -20,9 +20,8 @@ import check
 import flames
 
 LIBRARY = "/lib/libcapi-qor-handler-manager.so.0.1.0"
-# main spends 10, calls Send<int>(int) of the library twice; that spends 30 and one system call,
-# 40 more in malloc and 500 in the platform, which spends 100 of them in malloc. Done() of main's
-# own file takes nothing.
+# main costs 10 and calls Send<int>(int) of the library twice, which costs 30 and one system call, 40
+# in malloc and 500 in the platform, 100 of them in malloc. Done(), in main's own file, costs nothing.
 FLAT = f"""\
 # callgrind format
 positions: line
@@ -68,7 +67,7 @@ ob=(3)
 fn=(3)
 1 140
 """
-# The same with a stack for each, and code of no file that passes a call on.
+# The same with call stacks, and with a trampoline that belongs to no file.
 STACKS = f"""\
 events: Ir sysCount sysTime
 
@@ -110,21 +109,21 @@ def profile_of(text):
 
 
 class Reader(unittest.TestCase):
-    def test_costs_stay_apart_from_those_of_calls(self):
+    def test_own_costs_exclude_calls(self):
         profile = profile_of(FLAT)
-        self.assertEqual({place.stack: cost for place, cost in profile.own.items()},
+        self.assertEqual({frame.stack: cost for frame, cost in profile.own.items()},
                          {("main",): 10, ("Send<int>(int)",): 30, ("rpc_port_parcel_send",): 400,
                           ("malloc",): 140})
         self.assertEqual(profile.total(), 580)
-        self.assertEqual({place.stack[0]: calls for place, calls in profile.calls.items()},
+        self.assertEqual({frame.stack[0]: calls for frame, calls in profile.calls.items()},
                          {"Send<int>(int)": 2, "malloc": 6, "rpc_port_parcel_send": 2, "Done()": 1})
-        self.assertIn(callgrind.Place("/bin/agent", ("Done()",)), profile.calls)
+        self.assertIn(callgrind.Frame("/bin/agent", ("Done()",)), profile.calls)
         self.assertEqual(sum(profile.system_calls.values()), 1)
 
-    def test_a_run_less_another_is_what_it_did_beyond_it(self):
+    def test_subtracts_profiles(self):
         rest = profile_of(FLAT.replace("1 400\n", "1 450\n")) - profile_of(FLAT)
-        self.assertEqual({place: cost for place, cost in rest.own.items() if cost},
-                         {callgrind.Place("/lib/librpc-port.so.1", ("rpc_port_parcel_send",)): 50})
+        self.assertEqual({frame: cost for frame, cost in rest.own.items() if cost},
+                         {callgrind.Frame("/lib/librpc-port.so.1", ("rpc_port_parcel_send",)): 50})
 
 
 class Check(unittest.TestCase):
@@ -145,13 +144,13 @@ class Check(unittest.TestCase):
             code = check.main("build", self.file, *options)
         return code, output.getvalue()
 
-    def test_what_was_written_is_reached(self):
+    def test_accepts_updated_baseline(self):
         self.assertEqual(self.run_check("--update")[0], 0)
         code, output = self.run_check()
         self.assertEqual(code, 0, output)
         self.assertNotIn("NOT COMPARED", output)
 
-    def test_growth_is_named_with_both_counts(self):
+    def test_reports_growth_with_both_counts(self):
         self.run_check("--update")
         self.assertEqual(self.run_check(send=1100)[0], 0)
         code, output = self.run_check(send=1101)
@@ -159,45 +158,45 @@ class Check(unittest.TestCase):
         self.assertIn("send grew by more than 10%, from 1000 to 1101 instructions", output)
         self.assertNotIn("result grew", output)
 
-    def test_an_operation_that_only_one_side_knows_is_named(self):
+    def test_reports_operations_missing_on_either_side(self):
         self.run_check("--update")
         code, output = self.run_check(update=5)
         self.assertEqual(code, 1)
-        self.assertIn("update is not on file", output)
+        self.assertIn("update is not in the baseline", output)
         self.run_check("--update", update=5)
         code, output = self.run_check()
         self.assertEqual(code, 1)
-        self.assertIn("update is on file and no longer counted", output)
+        self.assertIn("update is in the baseline but not counted", output)
 
-    def test_counts_of_another_machine_are_not_compared(self):
+    def test_skips_baseline_of_another_machine(self):
         self.run_check("--update")
         self.here = "another machine"
         code, output = self.run_check(send=9000)
         self.assertEqual(code, 0)
         self.assertIn("NOT COMPARED", output)
-        self.assertIn("holds for one machine, and this is another machine", output)
+        self.assertIn("is valid for one machine, this is another machine", output)
 
-    def test_counts_that_do_not_repeat_are_neither_compared_nor_written(self):
+    def test_rejects_counts_that_are_not_repeatable(self):
         self.run_check("--update")
         written = self.file.read_text(encoding="utf-8")
         code, output = self.run_check(first=self.COUNTS, send=1020)
         self.assertEqual(code, 0)
-        self.assertIn("NOT COMPARED: the counts do not repeat here: send took 1000, then 1020",
+        self.assertIn("NOT COMPARED: counts are not repeatable: send took 1000, then 1020",
                       output)
         self.assertEqual(self.run_check("--update", first=self.COUNTS, send=1020)[0], 1)
         self.assertEqual(self.file.read_text(encoding="utf-8"), written)
 
-    def test_a_function_counts_with_what_it_calls(self):
+    def test_inclusive_count_contains_callees(self):
         self.assertEqual(check.inclusive(profile_of(FLAT), "Send<int>"), 570)
         with self.assertRaises(SystemExit):
             check.inclusive(profile_of(FLAT), "Receive")
 
-    def test_the_run_time_works_for_its_caller(self):
-        self.assertEqual(check.of_the_library(profile_of(FLAT)), 70)
+    def test_attributes_run_time_to_its_caller(self):
+        self.assertEqual(check.library_instructions(profile_of(FLAT)), 70)
 
 
 class Flames(unittest.TestCase):
-    def test_every_box_tells_its_part(self):
+    def test_tooltip_of_every_box_has_its_share(self):
         text = flames.drawing(flames.tree(profile_of(STACKS), 2), "a < b")
         drawing = xml.dom.minidom.parseString(text)
         titles = [title.firstChild.data for title in drawing.getElementsByTagName("title")]
@@ -225,24 +224,24 @@ class Flames(unittest.TestCase):
                          set())
         self.assertNotIn("Ecore", texts)
 
-    def test_boxes_stand_side_by_side_and_none_is_too_narrow_to_see(self):
+    def test_places_boxes_side_by_side_and_omits_narrow_ones(self):
         profile = callgrind.Profile()
         for stack, cost in ((("main",), 0), (("a", "main"), 3000), (("b", "main"), 7000),
                             (("c", "b", "main"), 40000), (("d", "main"), 4)):
-            profile.own[callgrind.Place("/bin/agent", stack)] = cost
+            profile.own[callgrind.Frame("/bin/agent", stack)] = cost
         drawing = xml.dom.minidom.parseString(flames.drawing(flames.tree(profile, 1), "boxes"))
-        places = {}
+        positions = {}
         for box in drawing.getElementsByTagName("g"):
             name = box.getElementsByTagName("title")[0].firstChild.data.partition("\n")[0]
             rectangle = box.getElementsByTagName("rect")[0]
-            places[name] = [float(rectangle.getAttribute(name)) for name in ("x", "y", "width")]
-        self.assertEqual(places.keys(), {"main", "a", "b", "c"})
-        self.assertAlmostEqual(places["b"][0], places["a"][0] + places["a"][2], delta=0.2)
-        self.assertAlmostEqual(places["a"][2] / places["main"][2], 3000 / 50004, delta=0.001)
-        # Below the heading.
-        self.assertEqual(places["c"][1], flames.ROW)
+            positions[name] = [float(rectangle.getAttribute(name)) for name in ("x", "y", "width")]
+        self.assertEqual(positions.keys(), {"main", "a", "b", "c"})
+        self.assertAlmostEqual(positions["b"][0], positions["a"][0] + positions["a"][2], delta=0.2)
+        self.assertAlmostEqual(positions["a"][2] / positions["main"][2], 3000 / 50004, delta=0.001)
+        # Directly below the heading.
+        self.assertEqual(positions["c"][1], flames.ROW)
 
-    def test_short_names_say_whose_a_function_is(self):
+    def test_short_names_keep_the_enclosing_function(self):
         for name, short in {
                 "tizen::(anonymous namespace)::Run(void*)": "tizen::Run",
                 "std::_Function_handler<void (), a::B::C(double)::{lambda()#1}>::_M_invoke("
