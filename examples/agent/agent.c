@@ -1,6 +1,6 @@
 /* Copyright 2026 The qor-handler-manager authors. SPDX-License-Identifier: Apache-2.0 */
 
-/* An agent in plain C: sends one command and prints how it ended.
+/* An agent in plain C: sends one command and prints its outcome.
  *
  *   agent REQUEST_TYPE [PAYLOAD]
  */
@@ -11,7 +11,7 @@
 #include <string.h>
 #include <time.h>
 
-/* Longer than both timeouts together: the library does not end every command by a timeout. */
+/* Longer than both timeouts together. Needed, because not every command has a timeout. */
 static const double deadline_seconds = 10;
 
 static int exit_status = 1;
@@ -50,7 +50,7 @@ int main(int argc, char** argv) {
     ecore_timer_add(deadline_seconds, on_deadline, NULL);
     ecore_main_loop_begin();
   } else {
-    fprintf(stderr, "%s was not accepted: %d\n", argv[1], error);
+    fprintf(stderr, "cannot send %s: error %d\n", argv[1], error);
   }
   qor_handler_manager_shutdown();
   ecore_shutdown();

@@ -1,8 +1,8 @@
 // Copyright 2026 The qor-handler-manager authors
 // SPDX-License-Identifier: Apache-2.0
 
-// An agent in C++: sends one command for each payload, all at once, and prints each response, or
-// that there was none before the deadline.
+// An agent in C++: sends one command per payload, all at once, and prints each response or that it
+// did not arrive before the deadline.
 //
 //   agent-cpp REQUEST_TYPE PAYLOAD...
 
@@ -17,10 +17,10 @@
 
 namespace {
 
-// Longer than both timeouts together: the library does not end every command by a timeout.
+// Longer than both timeouts together. Needed, because not every command has a timeout.
 constexpr double kDeadlineSeconds = 10;
 
-// No two commands have the same: handlers tell commands apart by it.
+// Handlers identify commands by their uuid, so it must be unique.
 std::string NewUuid() {
   std::string uuid;
   std::ifstream("/proc/sys/kernel/random/uuid") >> uuid;
@@ -57,7 +57,7 @@ class Agent {
     if (error == 0) {
       payloads_[uuid] = payload;
     } else {
-      std::cerr << type << " was not accepted: " << error << "\n";
+      std::cerr << "cannot send " << type << ": error " << error << "\n";
       all_succeeded_ = false;
     }
   }
@@ -79,7 +79,7 @@ class Agent {
 
   void OnResponse(const std::string& uuid, bool succeeded, const std::string& text) {
     const auto found = payloads_.find(uuid);
-    // A late result repeats the uuid of a command that has ended.
+    // A result that arrives after the timeout is a second response with the same uuid.
     if (found == payloads_.end()) return;
     std::cout << found->second << (succeeded ? ": " : " failed: ") << text << "\n";
     all_succeeded_ = all_succeeded_ && succeeded;
@@ -87,7 +87,7 @@ class Agent {
     if (payloads_.empty()) ecore_main_loop_quit();
   }
 
-  // Of the commands that no response has come for, by uuid.
+  // Payloads of the commands without a response, by uuid.
   std::map<std::string, std::string> payloads_;
   bool all_succeeded_ = true;
 };

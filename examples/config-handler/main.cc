@@ -1,8 +1,8 @@
 // Copyright 2026 The qor-handler-manager authors
 // SPDX-License-Identifier: Apache-2.0
 
-// A handler that keeps a configuration. What it takes is said by a JSON schema in the package
-// (res/schema.json); an error names the place in the payload that does not fit.
+// A handler that stores a configuration. A JSON schema in the package (res/schema.json) validates
+// it; errors contain a JSON pointer to the invalid part of the payload.
 
 #include <app_common.h>
 #include <qor/handler.h>
@@ -24,7 +24,7 @@ namespace {
 
 std::string Take(char* text) {
   const std::unique_ptr<char, decltype(&std::free)> owned(text, std::free);
-  if (text == nullptr) throw std::runtime_error("this application has no such folder");
+  if (text == nullptr) throw std::runtime_error("application folder not available");
   return text;
 }
 
@@ -36,13 +36,13 @@ rapidjson::SchemaDocument LoadSchema() {
   rapidjson::IStreamWrapper stream(file);
   rapidjson::Document document;
   if (document.ParseStream(stream).HasParseError()) {
-    throw std::runtime_error(
-        path + " is no JSON: " + rapidjson::GetParseError_En(document.GetParseError()));
+    throw std::runtime_error("invalid JSON: " + path + ": " +
+                             rapidjson::GetParseError_En(document.GetParseError()));
   }
   return rapidjson::SchemaDocument(document);
 }
 
-// `pointer` is a JSON pointer into the payload, `rule` the word of the schema that it breaks.
+// `pointer` is a JSON pointer into the payload, `rule` the schema's keyword that it violates.
 std::string ErrorText(const std::string& description, const std::string& pointer,
                       const std::string& rule) {
   rapidjson::StringBuffer text;
@@ -63,9 +63,8 @@ std::string ErrorText(const std::string& description, const std::string& pointer
 void Set(const qor::Command& command) {
   rapidjson::Document payload;
   if (payload.Parse(command.Payload().c_str()).HasParseError()) {
-    command.Fail(ErrorText("the payload is no JSON at byte " +
-                               std::to_string(payload.GetErrorOffset()) + ": " +
-                               rapidjson::GetParseError_En(payload.GetParseError()),
+    command.Fail(ErrorText("invalid JSON at byte " + std::to_string(payload.GetErrorOffset()) +
+                               ": " + rapidjson::GetParseError_En(payload.GetParseError()),
                            "", ""));
     return;
   }
@@ -74,7 +73,7 @@ void Set(const qor::Command& command) {
   if (!payload.Accept(validator)) {
     rapidjson::StringBuffer pointer;
     validator.GetInvalidDocumentPointer().Stringify(pointer);
-    command.Fail(ErrorText("the configuration does not fit the schema", pointer.GetString(),
+    command.Fail(ErrorText("configuration does not match the schema", pointer.GetString(),
                            validator.GetInvalidSchemaKeyword()));
     return;
   }

@@ -1,12 +1,12 @@
 // Copyright 2026 The qor-handler-manager authors
 // SPDX-License-Identifier: Apache-2.0
 
-// Shows the whole road of commands and of registry changes with real processes: an agent (this
-// program), handler applications that the platform launches, packages that the qor tool installs.
+// Shows the flow of commands and of registry changes with real processes: an agent (this program),
+// handler applications launched by the platform, packages installed by the qor tool.
 //
 //   qor-demo QOR_TOOL PACKAGES_FOLDER
 //
-// The platform's root folder is $QOR_PLATFORM_ROOT and should be fresh.
+// The platform's root folder is $QOR_PLATFORM_ROOT and should be empty.
 
 #include <Ecore.h>
 
@@ -25,8 +25,8 @@ using tools::Agent;
 
 constexpr int kExecutionTimeoutMs = 2000;
 constexpr int kConnectionTimeoutMs = 4000;
-// No step takes anywhere near this long.
-constexpr double kPatienceSeconds = 60;
+// Far above the duration of any step.
+constexpr double kTimeoutSeconds = 60;
 
 class Demo {
  public:
@@ -34,7 +34,7 @@ class Demo {
       : tool_(std::move(tool)), packages_(std::move(packages)) {}
 
   bool Run() {
-    board_.Headline("Two handler packages are installed, then the agent starts");
+    board_.Headline("Install two handler packages and start the agent");
     Install("text");
     Install("silent");
     agent_.emplace(kExecutionTimeoutMs, kConnectionTimeoutMs);
@@ -50,72 +50,69 @@ class Demo {
  private:
   void ShowCommands() {
     board_.Headline("Commands");
-    ExpectSuccess("handler not running: launched, answers", "launch", "text.upper", R"("hello")",
-                  "HELLO");
-    ExpectSuccess("handler connected: answers", "connected", "text.upper", R"("again")", "AGAIN");
+    ExpectSuccess("handler not running: launched", "launch", "text.upper", R"("hello")", "HELLO");
+    ExpectSuccess("handler connected", "connected", "text.upper", R"("again")", "AGAIN");
     ExpectFailure("handler fails the command", "reject", "text.reject", "", "this handler refuses");
-    ExpectRefusal("request type that nobody serves", "unsupported", "no.such.type",
-                  QOR_HANDLER_MANAGER_ERROR_NOT_SUPPORTED_COMMAND);
+    ExpectRejection("unknown request type", "unsupported", "no.such.type",
+                    QOR_HANDLER_MANAGER_ERROR_NOT_SUPPORTED_COMMAND);
   }
 
   void ShowNegotiation() {
-    board_.Headline("More time");
+    board_.Headline("Timeout extensions");
     agent_->SetNegotiator([](const std::string&, const std::string&, double) { return true; });
-    ExpectSuccess("handler asks for more time: granted", "slow-1", "text.slow", "2.5",
-                  "done slowly");
+    ExpectSuccess("extension granted", "slow-1", "text.slow", "2.5", "done slowly");
     agent_->SetNegotiator([](const std::string&, const std::string&, double) { return false; });
-    ExpectFailure("handler asks for more time: refused", "slow-2", "text.slow", "2.5",
-                  "no more time was granted");
+    ExpectFailure("extension denied", "slow-2", "text.slow", "2.5", "no more time was granted");
     agent_->SetNegotiator(nullptr);
   }
 
   void ShowTimeouts() {
-    board_.Headline("Timeouts and a handler that dies");
+    board_.Headline("Timeouts and crashes");
     agent_->Send("forgotten", "text.forget", "");
-    ExpectRefusal("the same uuid again", "forgotten", "text.forget",
-                  QOR_HANDLER_MANAGER_ERROR_UNKNOWN);
+    ExpectRejection("duplicate uuid", "forgotten", "text.forget",
+                    QOR_HANDLER_MANAGER_ERROR_UNKNOWN);
     ExpectAnswer("handler never answers", "forgotten", QOR_REQUEST_STATUS_FAILED,
                  "Execution time out");
     ExpectFailure("handler never connects", "silent", "silence.keep", "", "Connection time out");
-    ExpectFailure("handler killed in the middle", "killed", "text.crash", "", "Execution time out");
+    ExpectFailure("handler killed", "killed", "text.crash", "", "Execution time out");
     ExpectInOrder();
   }
 
-  // The handler is dead by now, so the first of the three launches it anew.
+  // The handler was killed before, so the first of the three launches it.
   void ExpectInOrder() {
     const std::size_t before = agent_->Responses().size();
     for (const char* uuid : {"first", "second", "third"})
       agent_->Send(uuid, "text.upper", R"("x")");
-    tools::RunUntil([&] { return agent_->Responses().size() >= before + 3; }, kPatienceSeconds);
+    tools::RunUntil([&] { return agent_->Responses().size() >= before + 3; }, kTimeoutSeconds);
     std::string order;
     for (auto i = before; i < agent_->Responses().size(); ++i) {
       const auto& response = agent_->Responses()[i];
       order += response.uuid + (response.status == QOR_REQUEST_STATUS_SUCCESS ? " " : "(failed) ");
     }
-    board_.Line("three sent while the handler starts", order, order == "first second third ");
+    board_.Line("three commands while the handler starts", order, order == "first second third ");
   }
 
   void ShowRegistryChanges() {
-    board_.Headline("Packages come and go");
-    ExpectUpdate("a second handler is installed", QOR_HANDLER_UPDATE_ADDED,
+    board_.Headline("Package events");
+    ExpectUpdate("install a second handler", QOR_HANDLER_UPDATE_ADDED,
                  [this] { Install("text-preferred"); });
-    ExpectSuccess("the higher priority wins", "preferred", "text.upper", R"("x")",
+    ExpectSuccess("higher priority preferred", "preferred", "text.upper", R"("x")",
                   "org.example.preferred");
-    ExpectUpdate("the first package is updated", QOR_HANDLER_UPDATE_UPDATED,
+    ExpectUpdate("update the first package", QOR_HANDLER_UPDATE_UPDATED,
                  [this] { Install("text-2"); });
-    ExpectFailure("a new request type is served", "translate", "text.translate", "",
+    ExpectFailure("added request type delivered", "translate", "text.translate", "",
                   "no function for request type");
-    ExpectRefusal("a dropped request type is not", "dropped", "text.reject",
-                  QOR_HANDLER_MANAGER_ERROR_NOT_SUPPORTED_COMMAND);
-    ExpectUpdate("the preferred handler is uninstalled", QOR_HANDLER_UPDATE_REMOVED,
+    ExpectRejection("removed request type rejected", "dropped", "text.reject",
+                    QOR_HANDLER_MANAGER_ERROR_NOT_SUPPORTED_COMMAND);
+    ExpectUpdate("uninstall the preferred handler", QOR_HANDLER_UPDATE_REMOVED,
                  [this] { Uninstall("org.example.preferred"); });
-    ExpectSuccess("the other one serves again", "fallback", "text.upper", R"("x")",
+    ExpectSuccess("fallback to the other handler", "fallback", "text.upper", R"("x")",
                   "org.example.text");
-    ExpectUpdate("the last one is uninstalled", QOR_HANDLER_UPDATE_REMOVED,
+    ExpectUpdate("uninstall the last handler", QOR_HANDLER_UPDATE_REMOVED,
                  [this] { Uninstall("org.example.text"); });
-    ExpectRefusal("nobody serves it now", "gone", "text.upper",
-                  QOR_HANDLER_MANAGER_ERROR_NOT_SUPPORTED_COMMAND);
-    // Ends its process too.
+    ExpectRejection("request type without a handler", "gone", "text.upper",
+                    QOR_HANDLER_MANAGER_ERROR_NOT_SUPPORTED_COMMAND);
+    // Also terminates its process.
     Uninstall("org.example.silent");
   }
 
@@ -133,44 +130,44 @@ class Demo {
 
   void ExpectAnswer(const std::string& step, const std::string& uuid, int status,
                     const std::string& text) {
-    const Agent::Response* response = agent_->WaitForResponse(uuid, kPatienceSeconds);
+    const Agent::Response* response = agent_->WaitForResponse(uuid, kTimeoutSeconds);
     if (response == nullptr) {
       board_.Line(step, "no response", false);
       return;
     }
-    const std::string& saw =
+    const std::string& actual =
         response->status == QOR_REQUEST_STATUS_SUCCESS ? response->result : response->error;
-    board_.Line(step, "status " + std::to_string(response->status) + ", " + OnOneLine(saw),
-                response->status == status && saw.find(text) != std::string::npos);
+    board_.Line(step, "status " + std::to_string(response->status) + ", " + OnOneLine(actual),
+                response->status == status && actual.find(text) != std::string::npos);
   }
 
-  void ExpectRefusal(const std::string& step, const std::string& uuid, const std::string& type,
-                     int error) {
+  void ExpectRejection(const std::string& step, const std::string& uuid, const std::string& type,
+                       int error) {
     const int result = agent_->Send(uuid, type, "");
-    board_.Line(step, "refused with " + std::to_string(result), result == error);
+    board_.Line(step, "rejected with error " + std::to_string(result), result == error);
   }
 
   template <typename Change>
   void ExpectUpdate(const std::string& step, qor_handler_update_type_e type, Change change) {
     const std::size_t before = agent_->Updates().size();
     change();
-    tools::RunUntil([&] { return agent_->Updates().size() > before; }, kPatienceSeconds);
+    tools::RunUntil([&] { return agent_->Updates().size() > before; }, kTimeoutSeconds);
     if (agent_->Updates().size() == before) {
-      board_.Line(step, "the client was not told", false);
+      board_.Line(step, "no update callback", false);
       return;
     }
     const auto& update = agent_->Updates().back();
-    std::string saw = "update " + std::to_string(update.type) + " of " + update.app_id + ":";
-    for (const auto& request_type : update.request_types) saw += " " + request_type;
-    board_.Line(step, saw, update.type == type);
+    std::string actual = "update " + std::to_string(update.type) + " of " + update.app_id + ":";
+    for (const auto& request_type : update.request_types) actual += " " + request_type;
+    board_.Line(step, actual, update.type == type);
   }
 
   void Install(const std::string& folder) { Package("install", packages_ + "/" + folder, folder); }
   void Uninstall(const std::string& id) { Package("uninstall", id, id); }
 
-  void Package(const std::string& word, const std::string& argument, const std::string& name) {
-    const auto run = tools::RunProcess({tool_, "package", word, argument}, kPatienceSeconds);
-    board_.Line("qor package " + word + " " + name,
+  void Package(const std::string& verb, const std::string& argument, const std::string& name) {
+    const auto run = tools::RunProcess({tool_, "package", verb, argument}, kTimeoutSeconds);
+    board_.Line("qor package " + verb + " " + name,
                 run.exit_status == 0 ? "done" : "failed: " + OnOneLine(run.errors),
                 run.exit_status == 0);
   }
@@ -198,12 +195,12 @@ int main(int argc, char** argv) {
     return 2;
   }
   ecore_init();
-  bool as_expected = false;
+  bool succeeded = false;
   try {
-    as_expected = Demo(argv[1], argv[2]).Run();
+    succeeded = Demo(argv[1], argv[2]).Run();
   } catch (const std::exception& error) {
     std::cerr << argv[0] << ": " << error.what() << "\n";
   }
   ecore_shutdown();
-  return as_expected ? 0 : 1;
+  return succeeded ? 0 : 1;
 }

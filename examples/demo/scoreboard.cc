@@ -9,11 +9,11 @@ namespace demo {
 
 void Scoreboard::Headline(const std::string& text) const { std::printf("\n%s\n", text.c_str()); }
 
-void Scoreboard::Line(const std::string& step, const std::string& saw, bool expected) {
-  ++(expected ? expected_ : unexpected_);
+void Scoreboard::Line(const std::string& step, const std::string& actual, bool is_expected) {
+  ++(is_expected ? expected_ : unexpected_);
   const std::chrono::duration<double> elapsed = std::chrono::steady_clock::now() - start_;
-  std::printf("%8.3f s  %-4s  %-44s %s\n", elapsed.count(), expected ? "ok" : "BAD", step.c_str(),
-              saw.c_str());
+  std::printf("%8.3f s  %-4s  %-44s %s\n", elapsed.count(), is_expected ? "ok" : "BAD",
+              step.c_str(), actual.c_str());
   std::fflush(stdout);
 }
 

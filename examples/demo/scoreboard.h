@@ -9,13 +9,13 @@
 
 namespace demo {
 
-// Prints a line for each step, with the time since the start, and counts what came out as expected.
+// Prints a line per step, with the time since the start, and counts expected and unexpected
+// results.
 class Scoreboard {
  public:
   void Headline(const std::string& text) const;
-  // `saw` is what the client saw; `expected` whether that is what it should.
-  void Line(const std::string& step, const std::string& saw, bool expected);
-  // Prints the count; true when everything was as expected.
+  void Line(const std::string& step, const std::string& actual, bool is_expected);
+  // Prints the counts. Returns whether every result was as expected.
   bool Finish() const;
 
  private:

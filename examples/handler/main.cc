@@ -1,8 +1,8 @@
 // Copyright 2026 The qor-handler-manager authors
 // SPDX-License-Identifier: Apache-2.0
 
-// An example handler application. Each request type shows one thing that a handler can do with a
-// command; which types a package declares is up to its res/handler.yaml.
+// An example handler application with one request type per use of the SDK. A package's
+// res/handler.yaml selects the request types that it declares.
 
 #include <Ecore.h>
 #include <app_common.h>
@@ -30,7 +30,7 @@ std::string AppId() {
 
 void Echo(const qor::Command& command) { command.Succeed(command.Payload()); }
 
-// The text in upper case, and who made it so.
+// Answers with the text in upper case and the handler's application id.
 void Upper(const qor::Command& command) {
   std::string text = command.Payload();
   std::transform(text.begin(), text.end(), text.begin(),
@@ -42,8 +42,8 @@ void Reject(const qor::Command& command) {
   command.Fail(R"({"ErrorCode":42,"ErrorDescription":"this handler refuses"})");
 }
 
-// The number of seconds that the payload is. Fails the command, and returns nothing, when it is
-// none: NaN would stop the timers of the main loop.
+// Returns the payload as a number of seconds. Fails the command and returns nothing when it is not
+// finite: NaN would stop the main loop's timers.
 std::optional<double> ReadSeconds(const qor::Command& command) {
   const double seconds = std::strtod(command.Payload().c_str(), nullptr);
   if (std::isfinite(seconds)) return seconds;
@@ -51,7 +51,7 @@ std::optional<double> ReadSeconds(const qor::Command& command) {
   return std::nullopt;
 }
 
-// Answers after the seconds that the payload names, whether the agent waits that long or not.
+// Answers after the payload's number of seconds, even when that is after the timeout.
 void Delay(const qor::Command& command) {
   const auto seconds = ReadSeconds(command);
   if (!seconds) return;
@@ -65,8 +65,8 @@ void Delay(const qor::Command& command) {
       new qor::Command(command));
 }
 
-// Takes longer than the agent allows: asks for the seconds that the payload names, works that long
-// when they are granted and gives up at once when they are not.
+// Takes longer than the timeout: requests an extension, works for the payload's number of seconds
+// when it is granted and fails at once when it is denied.
 void Slow(const qor::Command& command) {
   const auto seconds = ReadSeconds(command);
   if (!seconds) return;
@@ -77,7 +77,7 @@ void Slow(const qor::Command& command) {
   Delay(command);
 }
 
-// Keeps the command for ever: dropping it would answer it.
+// Keeps the handle forever, because dropping the last handle fails the command.
 void NeverAnswer(const qor::Command& command) {
   static std::vector<qor::Command> forgotten;
   forgotten.push_back(command);

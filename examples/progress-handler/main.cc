@@ -1,9 +1,8 @@
 // Copyright 2026 The qor-handler-manager authors
 // SPDX-License-Identifier: Apache-2.0
 
-// A handler whose work takes longer than any agent waits by itself: a thread that asks for more
-// time for as long as it gets on, and gives up when it gets none. The payload is the number of
-// parts.
+// A handler with work longer than any timeout: a thread that requests an extension for each part of
+// the work and gives up when it is denied. The payload is the number of parts.
 
 #include <dlog.h>
 #include <qor/handler.h>
@@ -19,10 +18,10 @@
 namespace {
 
 constexpr std::chrono::milliseconds kPart{400};
-// The agent waits for two parts more, counted from the end of each.
+// Time for two parts, counted from the start of each.
 constexpr double kSecondsToAskFor = 0.8;
 
-// Work in threads that end when this does.
+// Runs each download in a thread. The destructor interrupts and joins them.
 class Downloads {
  public:
   ~Downloads() {
@@ -43,7 +42,7 @@ class Downloads {
     const long parts = std::strtol(command.Payload().c_str(), nullptr, 10);
     for (long part = 1; part <= parts; ++part) {
       if (!command.AskForSeconds(kSecondsToAskFor)) {
-        command.Fail(R"({"ErrorCode":1,"ErrorDescription":"the agent does not wait"})");
+        command.Fail(R"({"ErrorCode":1,"ErrorDescription":"extension denied"})");
         return;
       }
       if (!FetchPart()) return;
@@ -53,7 +52,7 @@ class Downloads {
     command.Succeed("{\"parts\":" + std::to_string(parts) + "}");
   }
 
-  // Stands for work that takes its time. False when it was interrupted.
+  // Simulates work. Returns false when interrupted.
   bool FetchPart() {
     std::unique_lock<std::mutex> lock(mutex_);
     return !end_.wait_for(lock, kPart, [this] { return is_ending_; });

@@ -1,8 +1,8 @@
 // Copyright 2026 The qor-handler-manager authors
 // SPDX-License-Identifier: Apache-2.0
 
-// A handler that restarts the device, or would: it gets itself the time to close everything, tells
-// the agent, and only then would the device go down. Nothing is restarted here.
+// A handler that restarts the device: it requests the time to close everything and answers before
+// the restart. The restart itself is only simulated.
 
 #include <Ecore.h>
 #include <dlog.h>
@@ -24,7 +24,7 @@ void Reboot(const qor::Command& command) {
       kSecondsToClose,
       [](void* data) -> Eina_Bool {
         const std::unique_ptr<qor::Command> closed(static_cast<qor::Command*>(data));
-        // Once this returns the answer is on file and with the agent: what comes now may end us.
+        // After this returns the answer is stored and sent, so the process may be killed.
         closed->Succeed(R"({"state":"rebooting"})");
         dlog_print(DLOG_INFO, "REBOOT-HANDLER", "this is where the device would restart");
         return ECORE_CALLBACK_CANCEL;

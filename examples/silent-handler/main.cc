@@ -1,8 +1,7 @@
 // Copyright 2026 The qor-handler-manager authors
 // SPDX-License-Identifier: Apache-2.0
 
-// A handler application that is launched and never connects: what an agent's connection timeout is
-// for.
+// A handler application that never connects, to show an agent's connection timeout.
 
 #include <service_app.h>
 
