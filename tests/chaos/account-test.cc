@@ -11,11 +11,11 @@
 namespace chaos {
 namespace {
 
-using qor::record::Event;
-using qor::record::EventKind;
 using testing::ElementsAre;
 using testing::IsEmpty;
 using testing::Pair;
+using tools::record::Event;
+using tools::record::EventKind;
 
 constexpr char kPolite[] = "polite";
 constexpr char kRude[] = "rude";

@@ -7,8 +7,8 @@
 
 namespace chaos {
 
-using qor::record::Event;
-using qor::record::EventKind;
+using tools::record::Event;
+using tools::record::EventKind;
 
 const char* NameOf(Rule rule) {
   switch (rule) {

@@ -59,7 +59,7 @@ class Account {
   // Of a handler that is rude more is put up with: it answers again, and what nobody asked.
   explicit Account(std::function<bool(const std::string& handler)> is_rude);
 
-  void Enter(const qor::record::Event& event);
+  void Enter(const tools::record::Event& event);
   // The timer of this number, counted from the agent's start, has fired.
   void EnterFired(int timer);
   // The handler that has just connected is gone already, and the library has not taken it.
@@ -110,10 +110,10 @@ class Account {
   void Accept(const std::string& uuid);
   // Enters the last connection.
   void Connect();
-  void Deliver(const qor::record::Event& event);
-  void Answer(const qor::record::Event& event);
-  void TakeAnswer(const qor::record::Event& event, Life& life);
-  void TimeOut(const qor::record::Event& event);
+  void Deliver(const tools::record::Event& event);
+  void Answer(const tools::record::Event& event);
+  void TakeAnswer(const tools::record::Event& event, Life& life);
+  void TimeOut(const tools::record::Event& event);
 
   const std::function<bool(const std::string&)> is_rude_;
   model::Clock clock_;

@@ -84,7 +84,7 @@ void JournalReader::EnterEvents(Account& account) {
   if (events_.empty()) return;
   std::istringstream lines(events_);
   events_.clear();
-  const auto read = qor::record::ReadJsonLines(lines);
+  const auto read = tools::record::ReadJsonLines(lines);
   bad_lines_ += static_cast<int>(read.bad_lines.size());
   for (const auto& event : read.events) account.Enter(event);
 }

@@ -49,7 +49,7 @@ def main(document, sources):
                   if row[0] != "3001" and f'"{row[2].replace("TYPE", "")}"' not in source_text)
 
     statuses = {int(row[0]) for row in rows if len(row) == 2 and row[0].isdigit()}
-    codes = values((sources / "tools/qor/exit-codes.h").read_text(), "k")
+    codes = values((sources / "tools/qor/output/exit-codes.h").read_text(), "k")
     compare("exit statuses", {number for _, number in codes}, statuses)
     if errors:
         sys.exit("\n".join(f"{document}: {error}" for error in errors))

@@ -53,10 +53,10 @@ class Check : public EndToEndTest {
   }
 
   // The handler behaves as its executable is called.
-  std::string CopyOfCarelessAs(const std::string& executable) const {
-    const std::string package = Copy("careless");
-    fs::rename(package + "/bin/careless-handler", package + "/bin/" + executable);
-    Replace(package + "/" + kManifest, "exec=\"careless-handler\"", "exec=\"" + executable + "\"");
+  std::string CopyOfMisbehavingAs(const std::string& executable) const {
+    const std::string package = Copy("misbehaving");
+    fs::rename(package + "/bin/misbehaving-handler", package + "/bin/" + executable);
+    Replace(package + "/" + kManifest, "exec=\"misbehaving-handler\"", "exec=\"" + executable + "\"");
     return package;
   }
 
@@ -129,14 +129,14 @@ TEST_F(Check, NamesWhatThePackageManagerWouldRefuse) {
 
 TEST_F(Check, NamesAnApplicationWithoutAnExecutableFile) {
   const std::string exec = "fail  manifest: " + InPackage(kManifest) + ":6: exec: ";
-  const std::string cure = "\n      name an executable file in bin/";
+  const std::string hint = "\n      name an executable file in bin/";
   EXPECT_HAS(ReportWith(kManifest, "exec=\"text-handler\"", "", 1),
-             exec + "the application has no exec" + cure);
+             exec + "the application has no exec" + hint);
   EXPECT_HAS(ReportWith(kManifest, "exec=\"text", "exec=\"test", 1),
-             exec + "bin/test-handler does not exist" + cure);
+             exec + "bin/test-handler does not exist" + hint);
   const std::string package = Copy("text");
   fs::permissions(package + "/bin/text-handler", fs::perms::owner_read | fs::perms::owner_write);
-  EXPECT_HAS(ReportOf(package, 1), exec + "bin/text-handler is not executable" + cure);
+  EXPECT_HAS(ReportOf(package, 1), exec + "bin/text-handler is not executable" + hint);
 }
 
 TEST_F(Check, WarnsOfAHandlerThatShowsItself) {
@@ -226,13 +226,13 @@ TEST_F(Check, WarnsOfItemsThatWereHardlyMeantSo) {
 TEST_F(Check, TellsWhatAPriorityCountsAs) {
   const std::string place =
       "warn  priority: " + InPackage(kManifest) + ":9: " + kPriorityKey + ": ";
-  const std::string cure = "\n      write a number from 1 to 100\n";
+  const std::string hint = "\n      write a number from 1 to 100\n";
   EXPECT_HAS(ReportWith(kManifest, "value=\"10\"", "value=\"high\"", 0),
-             place + "\"high\" is no number and counts as 0" + cure);
+             place + "\"high\" is no number and counts as 0" + hint);
   EXPECT_HAS(ReportWith(kManifest, "value=\"10\"", "value=\"250\"", 0),
-             place + "\"250\" is out of range and counts as 100" + cure);
+             place + "\"250\" is out of range and counts as 100" + hint);
   EXPECT_HAS(ReportWith(kManifest, "value=\"10\"", "value=\"0\"", 0),
-             place + "\"0\" is out of range and counts as 1" + cure);
+             place + "\"0\" is out of range and counts as 1" + hint);
   EXPECT_HAS(ReportWith(kManifest, kPriorityKey, "http://example.org/other", 0),
              "pass  priority: 0: none is declared, which counts as 0\n");
 }
@@ -294,11 +294,11 @@ TEST_F(Check, PrintsJson) {
                 R"({"name":"metadata","level":"pass","message":"names res/handler.yaml"},)"
                 R"({"name":"configuration","level":"fail","message":"the list is empty","file":")" +
                 InPackage(kConfiguration) +
-                R"(","line":1,"key":"request-types","cure":"add the request types"},)"
+                R"(","line":1,"key":"request-types","hint":"add the request types"},)"
                 R"({"name":"priority","level":"warn","message":)"
                 R"("\"high\" is no number and counts as 0","file":")" +
                 InPackage(kManifest) + R"(","line":9,"key":")" + kPriorityKey +
-                R"(","cure":"write a number from 1 to 100"},)"
+                R"(","hint":"write a number from 1 to 100"},)"
                 R"({"name":"privileges","level":"pass","message":"holds what a handler needs"}],)"
                 R"("summary":{"pass":5,"warn":1,"fail":1}})"
                 "\n");
@@ -354,7 +354,7 @@ TEST_F(Check, NamesAHandlerThatNeverConnects) {
 }
 
 TEST_F(Check, NamesAHandlerThatEndsBeforeItConnects) {
-  const auto run = RunHandlers(CopyOfCarelessAs("brief-handler"), {}, "2000");
+  const auto run = RunHandlers(CopyOfMisbehavingAs("exiting-handler"), {}, "2000");
   EXPECT_EQ(run.exit_status, 1);
   EXPECT_HAS(run.output, "fail  connection: it ended and did not connect within 2000 ms\n");
 }
@@ -369,7 +369,7 @@ TEST_F(Check, NamesAHandlerThatCannotBeLaunched) {
 
 TEST_F(Check, NamesAHandlerThatDoesNotFetchItsCommands) {
   const auto run =
-      RunHandlers(CopyOfCarelessAs("deaf-handler"), {"--execution-timeout", "500"}, "2000");
+      RunHandlers(CopyOfMisbehavingAs("no-fetch-handler"), {"--execution-timeout", "500"}, "2000");
   EXPECT_EQ(run.exit_status, 1);
   EXPECT_HAS(run.output,
              "fail  connection: it connects, but does not fetch its commands\n      set");
@@ -415,18 +415,18 @@ TEST_F(Check, SendsThePayloadsThatItIsTold) {
   EXPECT_HAS(run.output, " ms: {\"text\":\"A=B\",\"by\":");
 }
 
-TEST_F(Check, NamesWhatACarelessHandlerDoes) {
-  const auto run = RunHandlers(Packages() + "/careless");
+TEST_F(Check, ReportsMisbehaviourOfAHandler) {
+  const auto run = RunHandlers(Packages() + "/misbehaving");
   EXPECT_EQ(run.exit_status, 1);
-  EXPECT_HAS(run.output, "pass  careless.count: succeeds after ");
+  EXPECT_HAS(run.output, "pass  misbehaving.count: succeeds after ");
   EXPECT_HAS(run.output,
-             "fail  careless.count again: a command that comes again is answered with 2, before "
+             "fail  misbehaving.count again: a command that comes again is answered with 2, before "
              "with 1\n      keep the answers by uuid");
   EXPECT_HAS(
       run.output,
-      "warn  careless.once again: a command that comes again is not answered\n      keep the");
+      "warn  misbehaving.once again: a command that comes again is not answered\n      keep the");
   EXPECT_HAS(run.output,
-             "fail  careless.text: its result is not JSON: hello there\n      answer with a JSON");
+             "fail  misbehaving.text: its result is not JSON: hello there\n      answer with a JSON");
   EXPECT_HAS(run.output, "fail  agent restart: after it: a command that comes again is answered");
   EXPECT_HAS(run.output, "fail  once: ");
   EXPECT_HAS(run.output, " commands were answered more than once\n      pass over");

@@ -169,18 +169,18 @@ void ExpectSilentExit(const std::vector<std::string>& command) {
 
 TEST_F(Commands, MayBePendingWhenTheAgentExitsWithoutShuttingDown) {
   Install("text");
-  ExpectSilentExit({BuildFolder() + "/tests/end-to-end/careless-agent"});
+  ExpectSilentExit({BuildFolder() + "/tests/end-to-end/agent-without-shutdown"});
 }
 
 TEST_F(Commands, MayBePendingWhenTheThreadOfTheLoopHasEnded) {
   Install("text");
-  ExpectSilentExit({BuildFolder() + "/tests/end-to-end/careless-agent", "thread"});
+  ExpectSilentExit({BuildFolder() + "/tests/end-to-end/agent-without-shutdown", "thread"});
 }
 
 TEST_F(Commands, LeaveNoTimerToAnUnloadedLibrary) {
   Install("text");
   const auto run = tools::RunProcess(
-      {BuildFolder() + "/tests/end-to-end/unloading-agent", QOR_LIBRARY}, kPatienceSeconds);
+      {BuildFolder() + "/tests/end-to-end/dlclose-agent", QOR_LIBRARY}, kPatienceSeconds);
   EXPECT_EQ(run.exit_status, 0) << run.errors;
 }
 

@@ -96,12 +96,12 @@ TEST_F(Examples, SendManyCommandsFromAnAgentInCpp) {
 }
 
 TEST_F(Examples, EndAtADeadlineWhenTheHandlerNeverAsksForCommands) {
-  const ExampleCopy package(Packages() + "/careless", Root() + "/deaf");
-  package.Replace("careless-handler", "deaf-handler");
-  std::filesystem::rename(package.Path() + "/bin/careless-handler",
-                          package.Path() + "/bin/deaf-handler");
+  const ExampleCopy package(Packages() + "/misbehaving", Root() + "/no-fetch");
+  package.Replace("misbehaving-handler", "no-fetch-handler");
+  std::filesystem::rename(package.Path() + "/bin/misbehaving-handler",
+                          package.Path() + "/bin/no-fetch-handler");
   ASSERT_EQ(Qor({"package", "install", package.Path()}).exit_status, 0);
-  const auto run = tools::RunProcess({BuildFolder() + "/examples/example-agent", "careless.text"},
+  const auto run = tools::RunProcess({BuildFolder() + "/examples/example-agent", "misbehaving.text"},
                                      kPatienceSeconds);
   EXPECT_EQ(run.exit_status, 1);
   EXPECT_NE(run.errors.find("no response within 10 s\n"), std::string::npos) << run.errors;

@@ -83,7 +83,7 @@ TEST_F(Send, WarnsOfAPayloadThatIsNoJsonAndSendsItAsItIs) {
   EXPECT_EQ(run.exit_status, 0);
   EXPECT_EQ(run.output, "{\"\xC3\xA4\":x}\n");
   EXPECT_EQ(run.errors,
-            "qor: warning: the payload is not JSON: Invalid value (line 1, column 6)\n");
+            "qor: warning: payload is not JSON: Invalid value (line 1, column 6)\n");
 }
 
 TEST_F(Send, RefusesAPayloadThatIsNoJsonWhenStrict) {
@@ -92,7 +92,7 @@ TEST_F(Send, RefusesAPayloadThatIsNoJsonWhenStrict) {
   const auto run = Qor({"send", "--strict", "text.echo", "@" + file});
   EXPECT_EQ(run.exit_status, 2);
   EXPECT_EQ(run.output, "");
-  EXPECT_TRUE(Holds(run.errors, "qor: " + file + ":3: the payload is not JSON: ")) << run.errors;
+  EXPECT_TRUE(Holds(run.errors, "qor: " + file + ":3: payload is not JSON: ")) << run.errors;
   EXPECT_TRUE(Holds(run.errors, "(line 3, column 3)")) << run.errors;
   EXPECT_EQ(Qor({"send", "--strict", "text.echo", "{}"}).exit_status, 0);
 }
@@ -101,14 +101,14 @@ TEST_F(Send, NamesAPayloadFileThatCannotBeRead) {
   for (const std::string& file : {Root() + "/nothing.json", Root()}) {
     const auto run = Qor({"send", "text.echo", "@" + file});
     EXPECT_EQ(run.exit_status, 2);
-    EXPECT_EQ(run.errors.find("qor: " + file + ": cannot be read: "), 0U) << run.errors;
+    EXPECT_EQ(run.errors.find("qor: " + file + ": cannot read the payload: "), 0U) << run.errors;
   }
 }
 
 TEST_F(Send, RefusesAPayloadThatANulByteWouldEnd) {
   const auto run = Shell("printf '{}\\0{}' | $qor send text.echo -");
   EXPECT_EQ(run.exit_status, 2);
-  EXPECT_TRUE(Holds(run.errors, "standard input: the payload holds a NUL byte, at byte 3"))
+  EXPECT_TRUE(Holds(run.errors, "standard input: payload contains a NUL byte at byte 3"))
       << run.errors;
 }
 
@@ -164,7 +164,7 @@ TEST_F(Send, PrintsFailuresAsJsonOnStandardOutput) {
 TEST_F(Send, PrintsTheErrorOfACommandLineAsJson) {
   const auto run = Qor({"send", "--json", "text.echo", "@" + Root() + "/nothing.json"});
   EXPECT_EQ(run.exit_status, 2);
-  EXPECT_EQ(run.errors.find(R"({"error":{"message":"cannot be read: )"), 0U) << run.errors;
+  EXPECT_EQ(run.errors.find(R"({"error":{"message":"cannot read the payload: )"), 0U) << run.errors;
 }
 
 TEST_F(Send, RefusesOneUuidForSeveralCommands) {

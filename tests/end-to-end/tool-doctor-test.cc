@@ -140,7 +140,7 @@ TEST_F(ToolDoctor, FindsADatabaseThatCannotBeRead) {
   std::ofstream(Root() + "/packages.db") << std::string(5000, 'x');
   const std::string json = Report(1, {"--json"});
   EXPECT_THAT(json, HasSubstr("{\"level\":\"fail\",\"message\":\"" + Root() + "/packages.db"));
-  EXPECT_THAT(json, HasSubstr("\"cure\":\"move the file away and install the packages again\""));
+  EXPECT_THAT(json, HasSubstr("\"hint\":\"move the file away and install the packages again\""));
   fs::remove(Root() + "/packages.db");
 }
 

@@ -159,8 +159,8 @@ TEST_F(ToolPackages, ExplainTellsWhoWasLeftOutAndWhy) {
   const auto json = Qor({"explain", "text.upper", "--json"});
   EXPECT_THAT(json.output,
               StartsWith("{\"type\":\"text.upper\",\"servedBy\":null,\"candidates\":[],"
-                         "\"leftOut\":[{\"appId\":\"org.example.text.handler\","));
-  EXPECT_THAT(json.output, HasSubstr("\"line\":2,\"key\":\"request_types\",\"cure\":"));
+                         "\"excluded\":[{\"appId\":\"org.example.text.handler\","));
+  EXPECT_THAT(json.output, HasSubstr("\"line\":2,\"key\":\"request_types\",\"hint\":"));
 }
 
 TEST_F(ToolPackages, ExplainTellsThatALookUpThatFailsLeavesNoHandler) {

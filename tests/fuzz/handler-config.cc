@@ -64,11 +64,12 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
   const std::string path = fuzz::WriteFile("handler.yaml", text);
   const auto types = handlers::HandlerConfig::FromYaml(path).RequestTypes();
   handlers::PackageConfigs package;
-  const inspect::ConfigFile file = inspect::ReadConfigFile(path, "handler.yaml", package);
+  const tools::inspect::ConfigFile file =
+      tools::inspect::ReadConfigFile(path, "handler.yaml", package);
   fuzz::Require(file.request_types == std::set<std::string>(types.begin(), types.end()),
                 "the tool sees the request types that the library takes");
-  fuzz::Require(types.empty() == !file.obstacles.empty(),
+  fuzz::Require(types.empty() == !file.errors.empty(),
                 "the tool says why there is no request type");
-  for (const std::string& type : types) inspect::LineOfRequestType(path, type);
+  for (const std::string& type : types) tools::inspect::LineOfRequestType(path, type);
   return 0;
 }

@@ -10,7 +10,7 @@
 #include "target.h"
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
-  using namespace qor::record;
+  using namespace tools::record;
   std::istringstream lines(fuzz::TextOf(data, size));
   ReadEvents read = ReadJsonLines(lines);
   for (const BadLine& line : read.bad_lines)

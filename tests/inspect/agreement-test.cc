@@ -13,7 +13,7 @@
 #include "memory-backend.h"
 #include "scratch.h"
 
-namespace inspect {
+namespace tools::inspect {
 namespace {
 
 constexpr char kKey[] = "http://tizen.org/iot/metadata/qor/command-handler";
@@ -119,4 +119,4 @@ TEST_F(Agreement, TheExplanationIsTheLibrarysOwnOrder) {
 }
 
 }  // namespace
-}  // namespace inspect
+}  // namespace tools::inspect

@@ -7,7 +7,7 @@
 
 #include "scratch.h"
 
-namespace inspect {
+namespace tools::inspect {
 namespace {
 
 class ConfigFiles : public ScratchTest {
@@ -16,21 +16,21 @@ class ConfigFiles : public ScratchTest {
     handlers::PackageConfigs package;
     return ReadConfigFile(Write("handler.yaml", text), "pkg/handler.yaml", package);
   }
-  // The one obstacle of a file that has no request type, as text.
+  // The one error of a file that has no request type, as text.
   std::string Obstacle(const std::string& text) const {
     const ConfigFile config = Read(text);
     EXPECT_TRUE(config.request_types.empty());
-    EXPECT_EQ(config.obstacles.size(), 1u);
-    if (config.obstacles.empty()) return "";
-    EXPECT_NE(config.obstacles[0].cure, "");
-    return ToText(config.obstacles[0]);
+    EXPECT_EQ(config.errors.size(), 1u);
+    if (config.errors.empty()) return "";
+    EXPECT_NE(config.errors[0].hint, "");
+    return ToText(config.errors[0]);
   }
 };
 
 TEST_F(ConfigFiles, GiveTheTypesEachOnce) {
   const ConfigFile config = Read("request-types:\n  - b\n  - a\n  - b\n  -\n");
   EXPECT_EQ(config.request_types, (std::set<std::string>{"a", "b", "null"}));
-  EXPECT_TRUE(config.obstacles.empty());
+  EXPECT_TRUE(config.errors.empty());
 }
 
 TEST_F(ConfigFiles, NameTheKeyThatWasMeant) {
@@ -78,23 +78,23 @@ TEST_F(ConfigFiles, NameWhatWeighsTooMuch) {
   EXPECT_FALSE(ReadConfigFile(path, "pkg/handler.yaml", package).request_types.empty());
   const ConfigFile second = ReadConfigFile(path, "pkg/handler.yaml", package);
   EXPECT_TRUE(second.request_types.empty());
-  ASSERT_EQ(second.obstacles.size(), 1u);
-  EXPECT_EQ(ToText(second.obstacles[0]), too_much);
+  ASSERT_EQ(second.errors.size(), 1u);
+  EXPECT_EQ(ToText(second.errors[0]), too_much);
 }
 
 TEST_F(ConfigFiles, FindADashWithoutATextBeforeAnyComment) {
   const ConfigFile config =
       Read("request-types:\n  - a\n  - #" + std::string(500'000, '#') + "\n  # more\n\n");
-  ASSERT_EQ(config.doubts.size(), 1u);
-  EXPECT_EQ(config.doubts[0].place.line, 3);
+  ASSERT_EQ(config.warnings.size(), 1u);
+  EXPECT_EQ(config.warnings[0].location.line, 3);
 }
 
 TEST_F(ConfigFiles, NameAFolder) {
   std::filesystem::create_directory(Folder() + "/folder");
   handlers::PackageConfigs package;
   const auto config = ReadConfigFile(Folder() + "/folder", "folder", package);
-  ASSERT_EQ(config.obstacles.size(), 1u);
-  EXPECT_EQ(ToText(config.obstacles[0]), "folder: a folder, not a configuration file");
+  ASSERT_EQ(config.errors.size(), 1u);
+  EXPECT_EQ(ToText(config.errors[0]), "folder: a folder, not a configuration file");
 }
 
 TEST_F(ConfigFiles, KnowTheLineOfAType) {
@@ -105,4 +105,4 @@ TEST_F(ConfigFiles, KnowTheLineOfAType) {
 }
 
 }  // namespace
-}  // namespace inspect
+}  // namespace tools::inspect

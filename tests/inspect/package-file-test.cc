@@ -7,7 +7,7 @@
 
 #include "scratch.h"
 
-namespace inspect {
+namespace tools::inspect {
 namespace {
 
 class PackageFiles : public ScratchTest {
@@ -33,9 +33,9 @@ TEST_F(PackageFiles, AreNotRefusedWhenSound) { EXPECT_FALSE(WhyRefused(WritePack
 TEST_F(PackageFiles, AreRefusedWithFileLineAndKey) {
   const auto reason = WhyRefused(WritePackage("1.2"));
   ASSERT_TRUE(reason);
-  EXPECT_EQ(reason->place.file, Folder() + "/pkg/tizen-manifest.xml");
-  EXPECT_EQ(reason->place.line, 2);
-  EXPECT_EQ(reason->place.key, "version");
+  EXPECT_EQ(reason->location.file, Folder() + "/pkg/tizen-manifest.xml");
+  EXPECT_EQ(reason->location.line, 2);
+  EXPECT_EQ(reason->location.key, "version");
   EXPECT_EQ(reason->message, "\"1.2\" is not a version like 1.2.3");
 }
 
@@ -59,4 +59,4 @@ TEST_F(PackageFiles, LeaveNothingBehind) {
 }
 
 }  // namespace
-}  // namespace inspect
+}  // namespace tools::inspect

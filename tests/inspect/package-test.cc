@@ -8,7 +8,7 @@
 #include "inspect/explanation.h"
 #include "scratch.h"
 
-namespace inspect {
+namespace tools::inspect {
 namespace {
 
 constexpr char kKey[] = "http://tizen.org/iot/metadata/qor/command-handler";
@@ -69,30 +69,29 @@ TEST_F(Packages, NameAKeyThatWasMeantOtherwise) {
   for (const std::string& slip : {std::string("http://tizen.org/iot/metadata/qor/command_handler"),
                                   std::string("http://tizen.org/metadata/qor/command-handler"),
                                   std::string("command-handler")}) {
-    EXPECT_EQ(Text(Inspect({{"other", "x"}, {slip, "res/handler.yaml"}}).obstacles),
+    EXPECT_EQ(Text(Inspect({{"other", "x"}, {slip, "res/handler.yaml"}}).errors),
               "pkg/tizen-manifest.xml:4: " + slip + ": this key is not \"" + kKey + "\"\n");
   }
   const auto application =
       Inspect({{kKey, "res/handler.yaml"}, {"http://tizen.org/iot/metadata/qor/prioritty", "9"}});
   EXPECT_EQ(
-      Text(application.doubts),
+      Text(application.warnings),
       "pkg/tizen-manifest.xml:4: http://tizen.org/iot/metadata/qor/prioritty: this key is not \"" +
           std::string(kPriority) + "\"\n");
 }
 
 TEST_F(Packages, NameAConfigurationFileThatIsNotThere) {
-  EXPECT_EQ(Text(Inspect({{kKey, "res/handlers.yaml"}}).obstacles),
+  EXPECT_EQ(Text(Inspect({{kKey, "res/handlers.yaml"}}).errors),
             "pkg/tizen-manifest.xml:3: " + std::string(kKey) +
                 ": the configuration file res/handlers.yaml does not exist\n");
-  EXPECT_EQ(Text(Inspect({{kKey, ""}}).obstacles),
-            "pkg/tizen-manifest.xml:3: " + std::string(kKey) +
-                ": the value names no configuration file\n");
+  EXPECT_EQ(Text(Inspect({{kKey, ""}}).errors), "pkg/tizen-manifest.xml:3: " + std::string(kKey) +
+                                                    ": the value names no configuration file\n");
 }
 
 TEST_F(Packages, NameAMissingPrivilege) {
   record_.privileges.pop_back();
   EXPECT_EQ(
-      Text(Inspect({{kKey, "res/handler.yaml"}}).failures),
+      Text(Inspect({{kKey, "res/handler.yaml"}}).runtime_errors),
       "pkg/tizen-manifest.xml:5: http://tizen.org/privilege/appmanager.launch: its connection "
       "is rejected: a privilege is missing\n");
 }
@@ -100,7 +99,7 @@ TEST_F(Packages, NameAMissingPrivilege) {
 TEST_F(Packages, NameAMissingExecutable) {
   Inspect({{kKey, "res/handler.yaml"}});
   std::filesystem::remove(Folder() + "/pkg/bin/app");
-  EXPECT_EQ(Text(InspectAgain().failures),
+  EXPECT_EQ(Text(InspectAgain().runtime_errors),
             "pkg/bin/app: it cannot be launched: the executable is missing\n");
 }
 
@@ -124,16 +123,16 @@ TEST_F(Packages, SayWhereAPriorityComesFrom) {
 
 TEST_F(Packages, NameATypeThatIsNearlyTheOneAskedFor) {
   const std::vector<Package> packages = {{record_, {Inspect({{kKey, "res/handler.yaml"}})}}};
-  EXPECT_TRUE(Explain(packages, "b.else").left_out.empty());
+  EXPECT_TRUE(Explain(packages, "b.else").excluded.empty());
   Write("pkg/res/handler.yaml", "request-types:\n  - text.Upper");
   const auto explanation = Explain({{record_, {InspectAgain()}}}, "text.upper");
   EXPECT_TRUE(explanation.candidates.empty());
-  ASSERT_EQ(explanation.left_out.size(), 1u);
-  EXPECT_EQ(ToText(explanation.left_out[0].reason),
+  ASSERT_EQ(explanation.excluded.size(), 1u);
+  EXPECT_EQ(ToText(explanation.excluded[0].reason),
             Folder() +
                 "/pkg/res/handler.yaml:2: request-types: it declares \"text.Upper\", not "
                 "\"text.upper\"");
 }
 
 }  // namespace
-}  // namespace inspect
+}  // namespace tools::inspect

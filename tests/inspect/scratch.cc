@@ -8,7 +8,7 @@
 #include <fstream>
 #include <stdexcept>
 
-namespace inspect {
+namespace tools::inspect {
 
 namespace fs = std::filesystem;
 
@@ -30,4 +30,4 @@ std::string ScratchTest::Write(const std::string& relative_path, const std::stri
   return path;
 }
 
-}  // namespace inspect
+}  // namespace tools::inspect

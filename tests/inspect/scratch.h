@@ -1,8 +1,8 @@
 // Copyright 2026 The qor-handler-manager authors
 // SPDX-License-Identifier: Apache-2.0
 
-#ifndef TESTS_INSPECT_SCRATCH_H_
-#define TESTS_INSPECT_SCRATCH_H_
+#ifndef QOR_TESTS_INSPECT_SCRATCH_H_
+#define QOR_TESTS_INSPECT_SCRATCH_H_
 
 #include <gtest/gtest.h>
 
@@ -10,7 +10,7 @@
 
 #include "inspect/package.h"
 
-namespace inspect {
+namespace tools::inspect {
 
 // A test with a folder and a platform root of its own.
 class ScratchTest : public testing::Test {
@@ -28,6 +28,6 @@ class ScratchTest : public testing::Test {
   std::string folder_;
 };
 
-}  // namespace inspect
+}  // namespace tools::inspect
 
 #endif

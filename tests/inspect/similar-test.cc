@@ -5,7 +5,7 @@
 
 #include <gtest/gtest.h>
 
-namespace inspect {
+namespace tools::inspect {
 namespace {
 
 TEST(Similar, SlipsAreNearMisses) {
@@ -30,4 +30,4 @@ TEST(Similar, InAShortTextOneLetterMayDiffer) {
 }
 
 }  // namespace
-}  // namespace inspect
+}  // namespace tools::inspect

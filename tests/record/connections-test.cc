@@ -5,7 +5,7 @@
 
 #include <gtest/gtest.h>
 
-namespace recorder {
+namespace tools::recorder {
 namespace {
 
 int places[2];
@@ -48,4 +48,4 @@ TEST(Connections, KnowTheLibrarysStubAmongOthers) {
 }
 
 }  // namespace
-}  // namespace recorder
+}  // namespace tools::recorder

@@ -5,7 +5,7 @@
 
 #include "lines.h"
 
-namespace qor::record {
+namespace tools::record {
 namespace {
 
 std::string ReasonFor(const std::string& line) {
@@ -96,4 +96,4 @@ TEST(EventReader, ReplacesBytesThatAreNoUtf8AndKeepsWhatIs) {
 }
 
 }  // namespace
-}  // namespace qor::record
+}  // namespace tools::record

@@ -15,7 +15,7 @@
 #include "support/random-bytes.h"
 #include "text/printable.h"
 
-namespace qor::record {
+namespace tools::record {
 namespace {
 
 class JsonFormats : public testing::Test {
@@ -75,4 +75,4 @@ TEST_F(JsonFormats, AreValidWhateverWasRecorded) {
 }
 
 }  // namespace
-}  // namespace qor::record
+}  // namespace tools::record

@@ -14,7 +14,7 @@
 #include "record/event-reader.h"
 #include "record/record.h"
 
-namespace qor::record {
+namespace tools::record {
 
 // A line of a record. `members` begin with a comma where there are any.
 inline std::string Line(int time, const std::string& event, const std::string& members = "",
@@ -105,6 +105,6 @@ std::string Written(Writer writer, const Record& record) {
   return out.str();
 }
 
-}  // namespace qor::record
+}  // namespace tools::record
 
 #endif

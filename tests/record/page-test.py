@@ -360,7 +360,7 @@ class Page(unittest.TestCase):
                 if (contrast(a, b) < 4.5) poor.push([name, contrast(a, b)]);
               };
               for (const outcome of ["success", "failure", "connection-timeout", "execution-timeout",
-                                     "refused", "dropped", "unfinished", "unasked"]) {
+                                     "refused", "dropped", "unfinished", "unsolicited"]) {
                 const own = colour(`--${outcome}`);
                 check(`label on ${outcome}`, colour("--on-outcome"), own);
                 check(`${outcome} as text`, own, colour("--back"));

@@ -7,7 +7,7 @@
 
 #include "lines.h"
 
-namespace qor::record {
+namespace tools::record {
 
 bool operator==(const Segment& a, const Segment& b) {
   return a.phase == b.phase && a.begin == b.begin && a.end == b.end;
@@ -171,7 +171,7 @@ TEST(RecordOfCommands, TellsEqualUuidsOfTwoAgentsApart) {
 
 TEST(RecordOfCommands, KeepsAnAnswerThatNobodyAskedFor) {
   const Command command = OnlyCommandOf(Answered(5, "u", "h"));
-  EXPECT_EQ(command.outcome, Outcome::kUnasked);
+  EXPECT_EQ(command.outcome, Outcome::kUnsolicited);
   EXPECT_EQ(command.handler, "h");
   EXPECT_EQ(command.late_answers.size(), 1u);
 }
@@ -201,4 +201,4 @@ TEST(RecordOfCommands, TellsWhichAgentsRanAndWhenTheFirstBegan) {
 }
 
 }  // namespace
-}  // namespace qor::record
+}  // namespace tools::record

@@ -16,12 +16,12 @@
 namespace end_to_end {
 namespace {
 
-using qor::record::Command;
-using qor::record::Outcome;
 using testing::ElementsAre;
 using testing::HasSubstr;
 using testing::Not;
 using testing::SizeIs;
+using tools::record::Command;
+using tools::record::Outcome;
 
 const std::string kText = "org.example.text.handler";
 const std::string kSilent = "org.example.silent.handler";
@@ -35,7 +35,7 @@ std::string TextOf(const std::string& path) {
 
 class Recording : public EndToEndTest {
  protected:
-  static std::string ScriptedAgent() { return BuildFolder() + "/tests/record/scripted-agent"; }
+  static std::string ScenarioAgent() { return BuildFolder() + "/tests/record/scenario-agent"; }
   static std::string Recorder() { return BuildFolder() + "/tools/recorder/libqor-recorder.so"; }
   std::string File() const { return Root() + "/record"; }
 
@@ -58,15 +58,15 @@ class Recording : public EndToEndTest {
     return Qor(all);
   }
 
-  qor::record::Record Recorded() const {
+  tools::record::Record Recorded() const {
     std::ifstream file(File());
-    auto read = qor::record::ReadJsonLines(file);
+    auto read = tools::record::ReadJsonLines(file);
     for (const auto& line : read.bad_lines) ADD_FAILURE() << line.number << ": " << line.reason;
-    return qor::record::MakeRecord(std::move(read.events));
+    return tools::record::MakeRecord(std::move(read.events));
   }
 };
 
-const Command& Find(const qor::record::Record& record, const std::string& uuid) {
+const Command& Find(const tools::record::Record& record, const std::string& uuid) {
   for (const Command& command : record.commands) {
     if (command.uuid == uuid) return command;
   }
@@ -78,11 +78,11 @@ const Command& Find(const qor::record::Record& record, const std::string& uuid) 
 TEST_F(Recording, ChangesNeitherOutputNorExitStatusNorEnvironment) {
   Install("text");
   Install("silent");
-  const auto plain = Run({ScriptedAgent(), "lives"});
+  const auto plain = Run({ScenarioAgent(), "outcomes"});
   ASSERT_EQ(plain.exit_status, 7) << plain.errors;
   ASSERT_THAT(plain.output, HasSubstr("environment: no preload not recorded\n"));
   ReinstallText();
-  const auto recorded = RunRecorded({ScriptedAgent(), "lives"});
+  const auto recorded = RunRecorded({ScenarioAgent(), "outcomes"});
   EXPECT_EQ(recorded.exit_status, 7) << recorded.errors;
   EXPECT_EQ(recorded.output, plain.output);
 }
@@ -90,11 +90,11 @@ TEST_F(Recording, ChangesNeitherOutputNorExitStatusNorEnvironment) {
 TEST_F(Recording, HoldsTheLifeOfEveryCommand) {
   Install("text");
   Install("silent");
-  ASSERT_EQ(RunRecorded({ScriptedAgent(), "lives"}).exit_status, 7);
-  const qor::record::Record record = Recorded();
+  ASSERT_EQ(RunRecorded({ScenarioAgent(), "outcomes"}).exit_status, 7);
+  const tools::record::Record record = Recorded();
   ASSERT_THAT(record.commands, SizeIs(7));
   ASSERT_THAT(record.agents, SizeIs(1));
-  EXPECT_EQ(record.agents[0].program, ScriptedAgent());
+  EXPECT_EQ(record.agents[0].program, ScenarioAgent());
 
   const Command& success = Find(record, "success");
   EXPECT_EQ(success.outcome, Outcome::kSuccess);
@@ -131,10 +131,10 @@ TEST_F(Recording, HoldsTheLifeOfEveryCommand) {
   EXPECT_GE(unconnected.Duration(), 1'500'000);
 
   int routed = 0;
-  for (const qor::record::Event& event : record.events) {
-    if (event.kind == qor::record::EventKind::kAnswered) {
+  for (const tools::record::Event& event : record.events) {
+    if (event.kind == tools::record::EventKind::kAnswered) {
       EXPECT_EQ(event.handler, kText);
-    } else if (event.kind == qor::record::EventKind::kRouted) {
+    } else if (event.kind == tools::record::EventKind::kRouted) {
       EXPECT_EQ(event.handler, event.uuid == "unconnected" ? kSilent : kText);
       ++routed;
     }
@@ -149,11 +149,11 @@ TEST_F(Recording, HoldsTheLifeOfEveryCommand) {
 
 TEST_F(Recording, LetsTheAgentRefuseExtensions) {
   Install("text");
-  const auto plain = Run({ScriptedAgent(), "refuse"});
+  const auto plain = Run({ScenarioAgent(), "refuse"});
   EXPECT_THAT(plain.output, HasSubstr(kText + " asks agent for 1.2 s for extended\n"));
   ReinstallText();
-  EXPECT_EQ(RunRecorded({ScriptedAgent(), "refuse"}).output, plain.output);
-  const qor::record::Record record = Recorded();
+  EXPECT_EQ(RunRecorded({ScenarioAgent(), "refuse"}).output, plain.output);
+  const tools::record::Record record = Recorded();
   const Command& extended = Find(record, "extended");
   EXPECT_EQ(extended.outcome, Outcome::kFailure);
   ASSERT_THAT(extended.extensions, SizeIs(1));
@@ -162,9 +162,9 @@ TEST_F(Recording, LetsTheAgentRefuseExtensions) {
 
 TEST_F(Recording, HearsWhatAnAgentWithoutCallbacksDoesNot) {
   Install("text");
-  ASSERT_EQ(RunRecorded({ScriptedAgent(), "no-callbacks"}).exit_status, 7);
-  const qor::record::Record record = Recorded();
-  EXPECT_EQ(Find(record, "unheard").outcome, Outcome::kSuccess);
+  ASSERT_EQ(RunRecorded({ScenarioAgent(), "no-callbacks"}).exit_status, 7);
+  const tools::record::Record record = Recorded();
+  EXPECT_EQ(Find(record, "unobserved").outcome, Outcome::kSuccess);
   EXPECT_THAT(Find(record, "crash").delivered, SizeIs(1));
   ASSERT_THAT(record.handlers, SizeIs(1));
   ASSERT_THAT(record.handlers[0].connections, SizeIs(1));
@@ -173,12 +173,12 @@ TEST_F(Recording, HearsWhatAnAgentWithoutCallbacksDoesNot) {
 
 TEST_F(Recording, GoesOnWhenTheLibraryIsStartedAgain) {
   Install("text");
-  const auto plain = Run({ScriptedAgent(), "again"});
+  const auto plain = Run({ScenarioAgent(), "restart"});
   ReinstallText();
-  const auto recorded = RunRecorded({ScriptedAgent(), "again"});
+  const auto recorded = RunRecorded({ScenarioAgent(), "restart"});
   EXPECT_EQ(recorded.output, plain.output);
   EXPECT_THAT(recorded.output, HasSubstr("agent second: 0"));
-  const qor::record::Record record = Recorded();
+  const tools::record::Record record = Recorded();
   ASSERT_THAT(record.commands, SizeIs(2));
   for (const Command& command : record.commands) {
     EXPECT_EQ(command.outcome, Outcome::kSuccess);
@@ -188,8 +188,8 @@ TEST_F(Recording, GoesOnWhenTheLibraryIsStartedAgain) {
 }
 
 TEST_F(Recording, TakesCallsFromSeveralThreads) {
-  ASSERT_EQ(RunRecorded({ScriptedAgent(), "threads"}).exit_status, 7);
-  const qor::record::Record record = Recorded();
+  ASSERT_EQ(RunRecorded({ScenarioAgent(), "threads"}).exit_status, 7);
+  const tools::record::Record record = Recorded();
   EXPECT_THAT(record.commands, SizeIs(800));
   for (const Command& command : record.commands) EXPECT_EQ(command.outcome, Outcome::kRefused);
 }
@@ -200,7 +200,7 @@ TEST_F(Recording, FindsAgentsBehindAShell) {
   const auto run =
       RunRecorded({"sh", "-c", agent + " text.upper '\"a\"'; exec " + agent + " text.reject"});
   EXPECT_EQ(run.exit_status, 1) << run.errors;
-  const qor::record::Record record = Recorded();
+  const tools::record::Record record = Recorded();
   EXPECT_THAT(record.agents, SizeIs(2));
   ASSERT_THAT(record.commands, SizeIs(2));
   EXPECT_EQ(record.commands[0].outcome, Outcome::kSuccess);
@@ -212,14 +212,14 @@ TEST_F(Recording, RecordsTheToolsOwnSend) {
   const auto run = RunRecorded(
       {BuildFolder() + "/tools/qor/qor", "send", "text.forget", "--execution-timeout", "200"});
   EXPECT_EQ(run.exit_status, 4) << run.errors;
-  const qor::record::Record record = Recorded();
+  const tools::record::Record record = Recorded();
   ASSERT_THAT(record.commands, SizeIs(1));
   EXPECT_EQ(record.commands[0].outcome, Outcome::kExecutionTimeout);
 }
 
 TEST_F(Recording, DoesNotHarmAnAgentThatLoadsTheLibraryByItself) {
   Install("text");
-  const auto run = RunRecorded({BuildFolder() + "/tests/record/loading-agent", QOR_LIBRARY});
+  const auto run = RunRecorded({BuildFolder() + "/tests/record/dlopen-agent", QOR_LIBRARY});
   EXPECT_EQ(run.exit_status, 0) << run.errors;
   EXPECT_EQ(run.output, "loaded: {\"text\":\"A\",\"by\":\"" + kText + "\"}\n");
   EXPECT_THAT(Recorded().handlers, SizeIs(1));
@@ -241,7 +241,7 @@ TEST_F(Recording, SaysOnceThatItCannotWriteAndLetsTheAgentGoOn) {
 
 TEST_F(Recording, LeavesOtherPreloadedLibrariesInTheEnvironment) {
   const auto run = Run({"env", "LD_PRELOAD=" + Recorder() + " libpthread.so.0",
-                        "QOR_RECORD_FILE=" + File(), ScriptedAgent()});
+                        "QOR_RECORD_FILE=" + File(), ScenarioAgent()});
   EXPECT_EQ(run.output, "environment: libpthread.so.0 not recorded\n") << run.errors;
 }
 
@@ -261,7 +261,7 @@ TEST_F(Recording, FindsTheRecorderWhereTheToolIsInstalled) {
   const std::vector<std::string> words = {
       "env", "LD_LIBRARY_PATH=" + libraries.substr(0, libraries.find('\n')),
       tool,  "record",
-      "--",  ScriptedAgent()};
+      "--",  ScenarioAgent()};
   const auto without = Run(words);
   EXPECT_EQ(without.exit_status, 1);
   EXPECT_THAT(without.errors, HasSubstr("qor: libqor-recorder.so is not there\n  Install it as " +

@@ -8,7 +8,7 @@
 #include "lines.h"
 #include "record/writers.h"
 
-namespace qor::record {
+namespace tools::record {
 namespace {
 
 using testing::HasSubstr;
@@ -62,4 +62,4 @@ TEST(JsonLines, TellTheOutcomeAtTheEndAndLateResults) {
 }
 
 }  // namespace
-}  // namespace qor::record
+}  // namespace tools::record

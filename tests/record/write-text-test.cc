@@ -6,7 +6,7 @@
 #include "lines.h"
 #include "record/writers.h"
 
-namespace qor::record {
+namespace tools::record {
 namespace {
 
 using testing::HasSubstr;
@@ -72,4 +72,4 @@ TEST(TextOfARecord, ShowsDurationsInAFittingUnit) {
 }
 
 }  // namespace
-}  // namespace qor::record
+}  // namespace tools::record

@@ -9,7 +9,7 @@
 #include "lines.h"
 #include "record/writers.h"
 
-namespace qor::record {
+namespace tools::record {
 namespace {
 
 const std::string kLines =
@@ -98,4 +98,4 @@ TEST_F(Trace, GivesEachHandlerANamedThread) {
 }
 
 }  // namespace
-}  // namespace qor::record
+}  // namespace tools::record

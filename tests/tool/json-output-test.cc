@@ -9,15 +9,15 @@
 #include <cmath>
 #include <random>
 
-#include "failure.h"
-#include "finding-json.h"
-#include "json-text.h"
-#include "outcome.h"
+#include "json/text.h"
+#include "qor/output/finding-json.h"
+#include "qor/output/outcome-report.h"
+#include "qor/output/tool-error.h"
 #include "support/random-bytes.h"
 #include "text/printable.h"
 #include "text/utf8.h"
 
-namespace qor {
+namespace tools::cli {
 namespace {
 
 class JsonOutput : public testing::Test {
@@ -39,7 +39,7 @@ TEST_F(JsonOutput, KeepsEveryTextButItsInvalidBytes) {
   for (int i = 0; i < 5'000; ++i) {
     const std::string key = Bytes();
     const std::string value = Bytes();
-    JsonWriter json;
+    json::ValueWriter json;
     json.BeginObject().Member(key, value).EndObject();
     const rapidjson::Document read = Parsed(json.Text());
     ASSERT_TRUE(read.IsObject());
@@ -54,26 +54,26 @@ TEST_F(JsonOutput, KeepsEveryTextButItsInvalidBytes) {
 TEST_F(JsonOutput, OfAnOutcomeIsValid) {
   for (int i = 0; i < 5'000; ++i) {
     Outcome outcome;
-    outcome.ending = static_cast<Ending>(random_() % 7);
+    outcome.kind = static_cast<OutcomeKind>(random_() % 7);
     outcome.uuid = Bytes();
     outcome.type = Bytes();
     outcome.result = Bytes();
     outcome.error = Bytes();
-    outcome.milliseconds = i % 2 == 0 ? HUGE_VAL : 1.5;
-    JsonWriter json;
+    outcome.latency_ms = i % 2 == 0 ? HUGE_VAL : 1.5;
+    json::ValueWriter json;
     WriteMembers(json.BeginObject(), outcome);
     Parsed(json.EndObject().Text());
-    Parsed(ToJson(FailureOf(outcome)));
-    const std::string shown = ToText(FailureOf(outcome));
+    Parsed(ToJson(ToToolError(outcome)));
+    const std::string shown = ToText(ToToolError(outcome));
     EXPECT_TRUE(text::IsPrintable(shown.substr(0, shown.find('\n'))));
   }
 }
 
 TEST_F(JsonOutput, OfAFailureIsValid) {
   for (int i = 0; i < 2'000; ++i) {
-    Parsed(ToJson(Failure(kError, Bytes(), Bytes(), {Bytes(), 1, Bytes()})));
+    Parsed(ToJson(ToolError(kError, Bytes(), Bytes(), {Bytes(), 1, Bytes()})));
   }
 }
 
 }  // namespace
-}  // namespace qor
+}  // namespace tools::cli

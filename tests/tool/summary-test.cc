@@ -1,23 +1,23 @@
 // Copyright 2026 The qor-handler-manager authors
 // SPDX-License-Identifier: Apache-2.0
 
-#include "summary.h"
+#include "qor/output/summary.h"
 
 #include <gtest/gtest.h>
 
-namespace qor {
+namespace tools::cli {
 namespace {
 
-Outcome Ended(Ending ending, double milliseconds = 1) {
+Outcome Ended(OutcomeKind kind, double milliseconds = 1) {
   Outcome outcome;
-  outcome.ending = ending;
-  outcome.milliseconds = milliseconds;
+  outcome.kind = kind;
+  outcome.latency_ms = milliseconds;
   return outcome;
 }
 
 TEST(Summary, TellsLatenciesThatCommandsReallyHad) {
   Summary summary;
-  for (int i = 200; i > 0; --i) summary.Add(Ended(Ending::kSuccess, i));
+  for (int i = 200; i > 0; --i) summary.Add(Ended(OutcomeKind::kSuccess, i));
   EXPECT_EQ(summary.ToText(),
             "200 commands: 200 success\n"
             "latency in ms: min 1.000, median 100.000, p90 180.000, p99 198.000, max 200.000\n");
@@ -28,7 +28,7 @@ TEST(Summary, TellsLatenciesThatCommandsReallyHad) {
 
 TEST(Summary, OfOneCommandHasOneLatency) {
   Summary summary;
-  summary.Add(Ended(Ending::kHandlerFailed, 2.5));
+  summary.Add(Ended(OutcomeKind::kHandlerFailed, 2.5));
   EXPECT_EQ(summary.ToText(),
             "1 command: 1 failed\n"
             "latency in ms: min 2.500, median 2.500, p90 2.500, p99 2.500, max 2.500\n");
@@ -36,40 +36,41 @@ TEST(Summary, OfOneCommandHasOneLatency) {
 
 TEST(Summary, TakesTheLatencyOfAnswersOnly) {
   Summary summary;
-  for (const Ending ending : {Ending::kTimeout, Ending::kNoAnswer, Ending::kNotSupported,
-                              Ending::kLaunchRefused, Ending::kNotAccepted})
-    summary.Add(Ended(ending));
+  for (const OutcomeKind kind :
+       {OutcomeKind::kTimeout, OutcomeKind::kNoAnswer, OutcomeKind::kNotSupported,
+        OutcomeKind::kLaunchFailed, OutcomeKind::kNotAccepted})
+    summary.Add(Ended(kind));
   summary.AddInterrupted(2);
   EXPECT_EQ(summary.ToText(),
-            "7 commands: 1 timeout, 1 no-answer, 1 not-supported, 1 launch-refused, "
+            "7 commands: 1 timeout, 1 no-answer, 1 not-supported, 1 launch-failed, "
             "1 not-accepted, 2 interrupted\n");
 }
 
 TEST(Summary, HasTheExitStatusOfTheFirstThatWasNoSuccess) {
   Summary summary;
   EXPECT_EQ(summary.Code(), kSuccess);
-  summary.Add(Ended(Ending::kSuccess));
+  summary.Add(Ended(OutcomeKind::kSuccess));
   EXPECT_EQ(summary.Code(), kSuccess);
-  summary.Add(Ended(Ending::kTimeout));
-  summary.Add(Ended(Ending::kHandlerFailed));
+  summary.Add(Ended(OutcomeKind::kTimeout));
+  summary.Add(Ended(OutcomeKind::kHandlerFailed));
   EXPECT_EQ(summary.Code(), kTimeout);
 }
 
 TEST(Summary, GivesEveryEndingItsExitStatus) {
-  const std::pair<Ending, ExitCode> statuses[] = {
-      {Ending::kHandlerFailed, kHandlerFailed},
-      {Ending::kTimeout, kTimeout},
-      {Ending::kNoAnswer, kTimeout},
-      {Ending::kNotSupported, kNotSupported},
-      {Ending::kLaunchRefused, kLaunchRefused},
-      {Ending::kNotAccepted, kError},
+  const std::pair<OutcomeKind, ExitCode> statuses[] = {
+      {OutcomeKind::kHandlerFailed, kHandlerFailed},
+      {OutcomeKind::kTimeout, kTimeout},
+      {OutcomeKind::kNoAnswer, kTimeout},
+      {OutcomeKind::kNotSupported, kNotSupported},
+      {OutcomeKind::kLaunchFailed, kLaunchFailed},
+      {OutcomeKind::kNotAccepted, kError},
   };
-  for (const auto& [ending, status] : statuses) {
+  for (const auto& [kind, status] : statuses) {
     Summary summary;
-    summary.Add(Ended(ending));
-    EXPECT_EQ(summary.Code(), status) << NameOf(ending);
+    summary.Add(Ended(kind));
+    EXPECT_EQ(summary.Code(), status) << NameOf(kind);
   }
 }
 
 }  // namespace
-}  // namespace qor
+}  // namespace tools::cli

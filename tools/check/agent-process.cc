@@ -13,9 +13,9 @@
 
 #include "agent/agent.h"
 #include "agent/process.h"
-#include "qor/json-writer.h"
+#include "json/value-writer.h"
 
-namespace check {
+namespace tools::check {
 
 namespace {
 
@@ -80,7 +80,7 @@ AgentProcess::~AgentProcess() {
 }
 
 void AgentProcess::Send(const Command& command) {
-  qor::JsonWriter line;
+  json::ValueWriter line;
   line.BeginObject().Member("uuid", command.uuid).Member("type", command.type);
   line.Member("payload", command.payload).EndObject();
   answers_.erase(command.uuid);
@@ -152,4 +152,4 @@ bool AgentProcess::WaitUntil(const std::function<bool()>& condition, double limi
   return condition();
 }
 
-}  // namespace check
+}  // namespace tools::check

@@ -12,7 +12,9 @@
 #include <stdexcept>
 #include <string>
 
-namespace check {
+#include "agent/command-tracker.h"
+
+namespace tools::check {
 
 struct Command {
   std::string uuid;
@@ -30,12 +32,6 @@ struct Answer {
 
   // Whether a handler gave it.
   bool IsHandlers() const { return outcome == "success" || outcome == "failed"; }
-};
-
-// Milliseconds.
-struct Timeouts {
-  int execution_ms;
-  int connection_ms;
 };
 
 // Thrown where a wait was interrupted.
@@ -80,6 +76,6 @@ class AgentProcess {
   std::set<std::string> answered_twice_;
 };
 
-}  // namespace check
+}  // namespace tools::check
 
 #endif

@@ -10,15 +10,15 @@
 
 #include "inspect/finding.h"
 
-namespace check {
+namespace tools::check {
 
 // One line of a report.
 struct Check {
   enum class Level { kPass, kWarn, kFail };
   Level level;
   std::string message;
-  std::string cure = {};  // empty when all is well
-  inspect::Place place = {};
+  std::string hint = {};  // empty when all is well
+  inspect::Location location = {};
   std::string name = {};  // what was looked at; empty where the message tells
 };
 using Checks = std::vector<Check>;
@@ -26,6 +26,6 @@ using Checks = std::vector<Check>;
 // Takes a check as soon as it is done.
 using Reporter = std::function<void(const Check&)>;
 
-}  // namespace check
+}  // namespace tools::check
 
 #endif

@@ -16,7 +16,7 @@
 #include "inspect/explanation.h"
 #include "platform/linux/common/process-list.h"
 
-namespace check {
+namespace tools::check {
 
 namespace {
 
@@ -24,9 +24,9 @@ constexpr Check::Level kPass = Check::Level::kPass;
 constexpr Check::Level kWarn = Check::Level::kWarn;
 constexpr Check::Level kFail = Check::Level::kFail;
 
-constexpr char kMoreTimeCure[] =
+constexpr char kMoreTimeHint[] =
     "ask for more time before it is up (AskForSeconds(), NegotiateTimeout)";
-constexpr char kLogCure[] = "see the log lines (DLOG_FILTER='*:D'), and whether it runs at all";
+constexpr char kLogHint[] = "see the log lines (DLOG_FILTER='*:D'), and whether it runs at all";
 constexpr std::size_t kLongestShown = 80;
 
 std::string Shown(const Answer& answer) {
@@ -82,8 +82,8 @@ class Trial {
   };
 
   void Report(const std::string& name, Check::Level level, const std::string& message,
-              const std::string& cure = "") const {
-    Check check{level, message, cure};
+              const std::string& hint = "") const {
+    Check check{level, message, hint};
     check.name = prefix_ + name;
     report_(check);
   }
@@ -131,22 +131,22 @@ class Trial {
       return {kFail, "it connects, but does not fetch its commands",
               "set the callback for commands (SetCommandReceivedCb) after every connection"};
     }
-    if (answer.outcome != "timeout") return {kFail, answer.text, kLogCure};
+    if (answer.outcome != "timeout") return {kFail, answer.text, kLogHint};
     if (common::TimeoutOf(answer.text) == common::Timeout::kConnection) {
       const std::string limit =
           " within " + std::to_string(options_.timeouts.connection_ms) + " ms";
-      if (!is_alive) return {kFail, "it ended and did not connect" + limit, kLogCure};
+      if (!is_alive) return {kFail, "it ended and did not connect" + limit, kLogHint};
       return {kFail, "it runs, but does not connect" + limit,
               "connect to the port CommandHandler of whoever launches it to fetch commands"};
     }
-    if (!is_alive) return {kFail, "it ended while it worked on the command", kLogCure};
+    if (!is_alive) return {kFail, "it ended while it worked on the command", kLogHint};
     return {kWarn, "no answer within " + std::to_string(options_.timeouts.execution_ms) + " ms",
-            kMoreTimeCure};
+            kMoreTimeHint};
   }
 
   void ReportTrouble(const std::string& name, const std::string& when, const Answer& answer) const {
     const Check trouble = Trouble(answer);
-    Report(name, trouble.level, when + trouble.message, trouble.cure);
+    Report(name, trouble.level, when + trouble.message, trouble.hint);
   }
 
   // False when nothing else can be tried.
@@ -204,15 +204,15 @@ class Trial {
 
   void ReportDifference(const std::string& name, const std::string& when, const Answer& answer,
                         const Answer& before) const {
-    const std::string cure =
+    const std::string hint =
         "keep the answers by uuid, and give the same one instead of running it twice";
     if (answer.IsHandlers()) {
       Report(name, kFail,
              when + "a command that comes again is answered with " + Shown(answer) +
                  ", before with " + Shown(before),
-             cure);
+             hint);
     } else if (Trouble(answer).level == kWarn) {
-      Report(name, kWarn, when + "a command that comes again is not answered", cure);
+      Report(name, kWarn, when + "a command that comes again is not answered", hint);
     } else {
       ReportTrouble(name, when, answer);
     }
@@ -299,4 +299,4 @@ void CheckAlive(const inspect::Package& package, const LiveOptions& options,
   }
 }
 
-}  // namespace check
+}  // namespace tools::check

@@ -13,7 +13,7 @@
 #include "check/check.h"
 #include "inspect/package.h"
 
-namespace check {
+namespace tools::check {
 
 struct LiveOptions {
   Timeouts timeouts;
@@ -30,6 +30,6 @@ struct LiveOptions {
 void CheckAlive(const inspect::Package& package, const LiveOptions& options,
                 const std::function<bool()>& is_interrupted, const Reporter& report);
 
-}  // namespace check
+}  // namespace tools::check
 
 #endif

@@ -9,7 +9,7 @@
 #include "common/platform-names.h"
 #include "inspect/package-file.h"
 
-namespace check {
+namespace tools::check {
 
 namespace {
 
@@ -76,12 +76,12 @@ class ApplicationChecks {
       for (const auto& finding : findings) {
         if (finding.topic != topic) continue;
         is_sound = false;
-        report_({level, finding.message, finding.cure, finding.place, name});
+        report_({level, finding.message, finding.hint, finding.location, name});
       }
     };
-    report_those(kFail, application_.obstacles);
-    report_those(kFail, application_.failures);
-    report_those(kWarn, application_.doubts);
+    report_those(kFail, application_.errors);
+    report_those(kFail, application_.runtime_errors);
+    report_those(kWarn, application_.warnings);
     if (is_sound && was_looked_at) report_({kPass, all_is_well, "", {}, name});
   }
 
@@ -101,7 +101,7 @@ void CheckContents(const inspect::Package& package, const std::string& path,
   }
   const bool is_meant_to_serve =
       std::any_of(applications.begin(), applications.end(), [](const auto& application) {
-        return application.is_handler || !application.obstacles.empty();
+        return application.is_handler || !application.errors.empty();
       });
   if (is_meant_to_serve) return;
   const std::string key = common::kCommandHandlerKey;
@@ -121,9 +121,9 @@ std::optional<inspect::Package> CheckPackage(const std::string& path, const Repo
     return file.Contents();
   } catch (const platform::PackageRefused& refusal) {
     const inspect::Finding finding = inspect::FindingOf(refusal);
-    report({kFail, finding.message, finding.cure, finding.place, "manifest"});
+    report({kFail, finding.message, finding.hint, finding.location, "manifest"});
     return std::nullopt;
   }
 }
 
-}  // namespace check
+}  // namespace tools::check

@@ -10,12 +10,12 @@
 #include "check/check.h"
 #include "inspect/package.h"
 
-namespace check {
+namespace tools::check {
 
 // Checks what a package, a folder or a .tpk file, declares. Returns its contents unless the package
 // manager would refuse it. Throws std::system_error for trouble with files.
 std::optional<inspect::Package> CheckPackage(const std::string& path, const Reporter& report);
 
-}  // namespace check
+}  // namespace tools::check
 
 #endif

@@ -15,7 +15,7 @@
 #include "platform/linux/common/package-database.h"
 #include "platform/linux/package-manager/file-system.h"
 
-namespace check {
+namespace tools::check {
 
 namespace {
 
@@ -72,4 +72,4 @@ void Install(const std::string& path) {
   }
 }
 
-}  // namespace check
+}  // namespace tools::check

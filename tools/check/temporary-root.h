@@ -6,7 +6,7 @@
 
 #include <string>
 
-namespace check {
+namespace tools::check {
 
 // A platform root of its own for this process and those that it starts. At the end everything in it
 // is uninstalled, which ends its processes, and removed. To be made before anything uses the
@@ -25,6 +25,6 @@ class TemporaryRoot {
 // Installs a package folder or a .tpk file below the root. Throws std::runtime_error.
 void Install(const std::string& path);
 
-}  // namespace check
+}  // namespace tools::check
 
 #endif

@@ -13,7 +13,7 @@
 #include "inspect/similar.h"
 #include "text/printable.h"
 
-namespace inspect {
+namespace tools::inspect {
 
 namespace {
 
@@ -84,31 +84,33 @@ int LineOfNull(const YAML::Node& item, const std::vector<std::string>& lines) {
 }
 
 // Items that the library takes, but hardly as they were meant.
-std::vector<Finding> Doubts(const YAML::Node& types, const std::string& path,
-                            const std::string& file) {
-  std::vector<Finding> doubts;
+std::vector<Finding> FindWarnings(const YAML::Node& types, const std::string& path,
+                                  const std::string& file) {
+  std::vector<Finding> warnings;
   std::set<std::string> seen;
   const std::vector<std::string> lines = ReadLines(path);
   for (const YAML::Node& item : types) {
-    Place place{file, LineOf(item), kKey};
+    Location location{file, LineOf(item), kKey};
     if (item.IsNull()) {
-      place.line = LineOfNull(item, lines);
-      doubts.push_back({"an item without a text counts as the request type \"null\"",
-                        "write the type after the dash, or remove the line", place});
+      location.line = LineOfNull(item, lines);
+      warnings.push_back({"an item without a text counts as the request type \"null\"",
+                          "write the type after the dash, or remove the line", location});
     } else if (item.Scalar().empty()) {
-      doubts.push_back({"an item is an empty text", "write the type, or remove the line", place});
+      warnings.push_back(
+          {"an item is an empty text", "write the type, or remove the line", location});
     } else if (!text::IsPrintable(item.Scalar())) {
-      doubts.push_back({"\"" + item.Scalar() + "\" holds control characters or invalid UTF-8",
-                        "write the type without them", place});
+      warnings.push_back({"\"" + item.Scalar() + "\" holds control characters or invalid UTF-8",
+                          "write the type without them", location});
     } else if (!seen.insert(item.Scalar()).second) {
-      doubts.push_back({"\"" + item.Scalar() + "\" is in the list twice", "remove one", place});
+      warnings.push_back(
+          {"\"" + item.Scalar() + "\" is in the list twice", "remove one", location});
     }
   }
-  return doubts;
+  return warnings;
 }
 
 ConfigFile OfConfiguration(ConfigFile config) {
-  for (auto* findings : {&config.obstacles, &config.doubts}) {
+  for (auto* findings : {&config.errors, &config.warnings}) {
     for (Finding& finding : *findings) finding.topic = Topic::kConfiguration;
   }
   return config;
@@ -144,7 +146,7 @@ ConfigFile ReadConfigFile(const std::string& path, const std::string& shown_as,
            {{"the list is empty", "add the request types", {shown_as, LineOf(list), kKey}}},
            {}});
     }
-    return OfConfiguration({{types.begin(), types.end()}, {}, Doubts(list, path, shown_as)});
+    return OfConfiguration({{types.begin(), types.end()}, {}, FindWarnings(list, path, shown_as)});
   } catch (const handlers::ConfigLimitError& refusal) {
     return OfConfiguration({{}, {{refusal.msg, "make it shorter", {shown_as}}}, {}});
   } catch (const YAML::Exception&) {
@@ -164,4 +166,4 @@ int LineOfRequestType(const std::string& path, const std::string& type) {
   return 0;
 }
 
-}  // namespace inspect
+}  // namespace tools::inspect

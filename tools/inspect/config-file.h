@@ -11,15 +11,15 @@
 #include "handlers/handler-config.h"
 #include "inspect/finding.h"
 
-namespace inspect {
+namespace tools::inspect {
 
 // A handler's configuration file as the library takes it.
 struct ConfigFile {
   std::set<std::string> request_types;
   // Why there is no request type.
-  std::vector<Finding> obstacles;
+  std::vector<Finding> errors;
   // Items that were probably meant otherwise.
-  std::vector<Finding> doubts;
+  std::vector<Finding> warnings;
 };
 
 // For one more application of the package. The places in the result name the file as `shown_as`.
@@ -29,6 +29,6 @@ ConfigFile ReadConfigFile(const std::string& path, const std::string& shown_as,
 // The line on which a request type stands, 0 when it does not.
 int LineOfRequestType(const std::string& path, const std::string& type);
 
-}  // namespace inspect
+}  // namespace tools::inspect
 
 #endif

@@ -8,18 +8,18 @@
 #include "inspect/config-file.h"
 #include "inspect/similar.h"
 
-namespace inspect {
+namespace tools::inspect {
 
 namespace {
 
-void LeaveOut(const Application& application, const std::string& type, Explanation& explanation) {
-  for (const Finding& obstacle : application.obstacles) {
-    explanation.left_out.push_back({application, obstacle});
+void Exclude(const Application& application, const std::string& type, Explanation& explanation) {
+  for (const Finding& error : application.errors) {
+    explanation.excluded.push_back({application, error});
   }
   for (const std::string& declared : application.request_types) {
     if (!IsNearMiss(declared, type)) continue;
     const int line = LineOfRequestType(application.config_file, declared);
-    explanation.left_out.push_back({application,
+    explanation.excluded.push_back({application,
                                     {"it declares \"" + declared + "\", not \"" + type + "\"",
                                      "write \"" + type + "\" there if that was meant",
                                      {application.config_file, line, "request-types"}}});
@@ -35,7 +35,7 @@ Explanation Explain(const std::vector<Package>& packages, const std::string& typ
       if (application.request_types.count(type) != 0) {
         explanation.candidates.push_back(application);
       } else {
-        LeaveOut(application, type, explanation);
+        Exclude(application, type, explanation);
       }
     }
   }
@@ -47,4 +47,4 @@ Explanation Explain(const std::vector<Package>& packages, const std::string& typ
   return explanation;
 }
 
-}  // namespace inspect
+}  // namespace tools::inspect

@@ -9,11 +9,11 @@
 
 #include "inspect/package.h"
 
-namespace inspect {
+namespace tools::inspect {
 
 // Who serves a request type when the library starts, and why.
 struct Explanation {
-  struct LeftOut {
+  struct Exclusion {
     Application application;
     Finding reason;
   };
@@ -21,11 +21,11 @@ struct Explanation {
   // In the library's order of preference: the larger priority first, then the smaller id.
   std::vector<Application> candidates;
   // Those that may have been meant to serve it.
-  std::vector<LeftOut> left_out;
+  std::vector<Exclusion> excluded;
 };
 
 Explanation Explain(const std::vector<Package>& packages, const std::string& type);
 
-}  // namespace inspect
+}  // namespace tools::inspect
 
 #endif

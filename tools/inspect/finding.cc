@@ -5,18 +5,18 @@
 
 #include "text/printable.h"
 
-namespace inspect {
+namespace tools::inspect {
 
 std::string ToText(const Finding& finding) {
-  const Place& place = finding.place;
+  const Location& location = finding.location;
   std::string result;
-  if (!place.file.empty()) {
-    result += text::Printable(place.file) + ":";
-    if (place.line > 0) result += std::to_string(place.line) + ":";
+  if (!location.file.empty()) {
+    result += text::Printable(location.file) + ":";
+    if (location.line > 0) result += std::to_string(location.line) + ":";
     result += " ";
   }
-  if (!place.key.empty()) result += text::Printable(place.key) + ": ";
+  if (!location.key.empty()) result += text::Printable(location.key) + ": ";
   return result + text::Printable(finding.message);
 }
 
-}  // namespace inspect
+}  // namespace tools::inspect

@@ -6,10 +6,10 @@
 
 #include <string>
 
-namespace inspect {
+namespace tools::inspect {
 
 // Where something is wrong, as far as that is known.
-struct Place {
+struct Location {
   std::string file = {};
   int line = 0;
   std::string key = {};
@@ -29,14 +29,14 @@ enum class Topic {
 // Something wrong: what, where, and what to do about it (empty: nothing to say).
 struct Finding {
   std::string message;
-  std::string cure = {};
-  Place place = {};
+  std::string hint = {};
+  Location location = {};
   Topic topic = Topic::kManifest;
 };
 
-// "<file>:<line>: <key>: <message>", without what is not known and without the cure.
+// "<file>:<line>: <key>: <message>", without what is not known and without the hint.
 std::string ToText(const Finding& finding);
 
-}  // namespace inspect
+}  // namespace tools::inspect
 
 #endif

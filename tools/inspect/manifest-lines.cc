@@ -8,7 +8,7 @@
 #include <iterator>
 #include <pugixml.hpp>
 
-namespace inspect {
+namespace tools::inspect {
 
 ManifestLines::ManifestLines(const std::string& path) {
   std::ifstream file(path, std::ios::binary);
@@ -45,4 +45,4 @@ int ManifestLines::OfMetadata(const std::string& app_id, std::size_t index) cons
   return found->second.metadata[index];
 }
 
-}  // namespace inspect
+}  // namespace tools::inspect

@@ -9,7 +9,7 @@
 #include <string>
 #include <vector>
 
-namespace inspect {
+namespace tools::inspect {
 
 // Where things stand in a manifest that the platform has accepted. A line is 0 when the file cannot
 // be read (any more).
@@ -33,6 +33,6 @@ class ManifestLines {
   int privileges_ = 0;
 };
 
-}  // namespace inspect
+}  // namespace tools::inspect
 
 #endif

@@ -13,7 +13,7 @@
 #include "platform/linux/package-manager/package-source.h"
 #include "platform/linux/package-manager/staging-writer.h"
 
-namespace inspect {
+namespace tools::inspect {
 
 namespace {
 
@@ -38,7 +38,7 @@ Package Read(const std::string& path, const std::string& folder) {
 }
 
 // By the manifest's attribute that is wrong.
-std::string CureOf(const std::string& key) {
+std::string HintFor(const std::string& key) {
   if (key == "exec") return "name an executable file in bin/, one of its own for each application";
   if (key == "version") return "write three numbers, such as version=\"1.2.3\"";
   if (key == "package" || key == "appid") {
@@ -61,12 +61,12 @@ PackageFile::PackageFile(const std::string& path)
     : folder_{NewFolder()}, package_(Read(path, folder_.path)) {}
 
 Finding FindingOf(const platform::PackageRefused& refusal) {
-  Finding finding{refusal.Reason(), CureOf(refusal.Key()), {refusal.File(), 0, refusal.Key()}};
-  const std::string& place = refusal.Place();
-  const char* const end = place.data() + place.size();
+  Finding finding{refusal.Reason(), HintFor(refusal.Key()), {refusal.File(), 0, refusal.Key()}};
+  const std::string& location = refusal.Place();
+  const char* const end = location.data() + location.size();
   // A line of the manifest, or else the name of an entry.
-  if (std::from_chars(place.data(), end, finding.place.line).ptr != end) {
-    finding.place = {refusal.File(), 0, place};
+  if (std::from_chars(location.data(), end, finding.location.line).ptr != end) {
+    finding.location = {refusal.File(), 0, location};
   }
   return finding;
 }
@@ -80,4 +80,4 @@ std::optional<Finding> WhyRefused(const std::string& path) {
   }
 }
 
-}  // namespace inspect
+}  // namespace tools::inspect

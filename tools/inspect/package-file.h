@@ -10,7 +10,7 @@
 #include "inspect/package.h"
 #include "platform/linux/package-manager/errors.h"
 
-namespace inspect {
+namespace tools::inspect {
 
 // A package that is not installed: a folder or a .tpk file, read as the package manager would, with
 // all its checks, from a temporary folder that is gone with this object.
@@ -38,6 +38,6 @@ Finding FindingOf(const platform::PackageRefused& refusal);
 // Why the package manager refuses a package; empty when it does not. Throws std::system_error.
 std::optional<Finding> WhyRefused(const std::string& path);
 
-}  // namespace inspect
+}  // namespace tools::inspect
 
 #endif

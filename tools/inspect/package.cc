@@ -16,7 +16,7 @@
 #include "inspect/manifest-lines.h"
 #include "inspect/similar.h"
 
-namespace inspect {
+namespace tools::inspect {
 
 namespace {
 
@@ -71,7 +71,7 @@ class Inspector {
                         [&key](const auto& entry) { return entry.first == key; });
   }
 
-  Place PlaceOf(const Application& application, Metadata::const_iterator entry) const {
+  Location LocationOf(const Application& application, Metadata::const_iterator entry) const {
     const auto index = static_cast<std::size_t>(entry - application.record.metadata.begin());
     return {manifest_, lines_.OfMetadata(application.record.id, index), entry->first};
   }
@@ -87,7 +87,7 @@ class Inspector {
         continue;
       }
       findings.push_back({"this key is not \"" + key + "\"", "rename it to \"" + key + "\"",
-                          PlaceOf(application, entry), topic});
+                          LocationOf(application, entry), topic});
     }
   }
 
@@ -96,7 +96,7 @@ class Inspector {
     const auto entry = Find(metadata, common::kPriorityKey);
     if (entry == metadata.end()) {
       application.priority.declared = handlers::ReadPriority(nullptr);
-      FindNearMiss(application, common::kPriorityKey, Topic::kPriority, application.doubts);
+      FindNearMiss(application, common::kPriorityKey, Topic::kPriority, application.warnings);
       return;
     }
     using Source = handlers::DeclaredPriority::Source;
@@ -107,11 +107,11 @@ class Inspector {
     const std::string fault = source == Source::kInvalid
                                   ? "is no number and counts as 0"
                                   : "is out of range and counts as " + std::to_string(value);
-    application.doubts.push_back({"\"" + entry->second + "\" " + fault,
-                                  "write a number from " +
-                                      std::to_string(handlers::kLowestPriority) + " to " +
-                                      std::to_string(handlers::kHighestPriority),
-                                  PlaceOf(application, entry), Topic::kPriority});
+    application.warnings.push_back({"\"" + entry->second + "\" " + fault,
+                                    "write a number from " +
+                                        std::to_string(handlers::kLowestPriority) + " to " +
+                                        std::to_string(handlers::kHighestPriority),
+                                    LocationOf(application, entry), Topic::kPriority});
   }
 
   void ReadRequestTypes(Application& application, handlers::PackageConfigs& configs) const {
@@ -119,50 +119,51 @@ class Inspector {
     const auto entry = Find(metadata, common::kCommandHandlerKey);
     if (entry == metadata.end()) {
       FindNearMiss(application, common::kCommandHandlerKey, Topic::kMetadata,
-                   application.obstacles);
+                   application.errors);
       return;
     }
     application.is_handler = true;
-    const Place place = PlaceOf(application, entry);
+    const Location location = LocationOf(application, entry);
     if (entry->second.empty()) {
-      application.obstacles.push_back({"the value names no configuration file",
-                                       "name it relative to the package's folder", place,
-                                       Topic::kMetadata});
+      application.errors.push_back({"the value names no configuration file",
+                                    "name it relative to the package's folder", location,
+                                    Topic::kMetadata});
       return;
     }
     application.config_file = package_.root_path + "/" + entry->second;
     const bool exists = fs::exists(application.config_file);
     if (LeavesPackage(entry->second)) {
-      (exists ? application.failures : application.obstacles)
+      (exists ? application.runtime_errors : application.errors)
           .push_back({"the configuration file " + entry->second + " is outside the package",
                       "put it into the package, and name it relative to the package's folder",
-                      place, Topic::kMetadata});
+                      location, Topic::kMetadata});
     } else if (!exists) {
-      application.obstacles.push_back(
-          {"the configuration file " + entry->second + " does not exist",
-           "put it into the package, or name the one that is there", place, Topic::kMetadata});
+      application.errors.push_back({"the configuration file " + entry->second + " does not exist",
+                                    "put it into the package, or name the one that is there",
+                                    location, Topic::kMetadata});
     }
     if (!exists) return;
     ConfigFile config =
         ReadConfigFile(application.config_file, shown_as_ + "/" + entry->second, configs);
     application.request_types = std::move(config.request_types);
-    application.obstacles = std::move(config.obstacles);
-    std::move(config.doubts.begin(), config.doubts.end(), std::back_inserter(application.doubts));
+    application.errors = std::move(config.errors);
+    std::move(config.warnings.begin(), config.warnings.end(),
+              std::back_inserter(application.warnings));
   }
 
   // An agent launches a handler behind the user's back.
   void CheckKind(Application& application) const {
     if (application.record.kind == platform::ApplicationKind::kService) return;
-    application.doubts.push_back({"a handler that is not a service application shows itself",
-                                  "declare it as a <service-application>",
-                                  {manifest_, lines_.OfApplication(application.record.id)},
-                                  Topic::kApplication});
+    application.warnings.push_back({"a handler that is not a service application shows itself",
+                                    "declare it as a <service-application>",
+                                    {manifest_, lines_.OfApplication(application.record.id)},
+                                    Topic::kApplication});
   }
 
   void CheckExecutable(Application& application) const {
     const std::string& file = application.record.executable;
     if (access(file.c_str(), X_OK) == 0) return;
-    application.failures.push_back(
+    application.runtime_errors.push_back(
         {fs::exists(file) ? "it cannot be launched: the executable may not be executed"
                           : "it cannot be launched: the executable is missing",
          "install the package again",
@@ -173,10 +174,11 @@ class Inspector {
   void CheckPrivileges(Application& application) const {
     for (const std::string name : common::kHandlerPrivileges) {
       if (std::count(package_.privileges.begin(), package_.privileges.end(), name) != 0) continue;
-      application.failures.push_back({"its connection is rejected: a privilege is missing",
-                                      "add <privilege>" + name + "</privilege> to <privileges>",
-                                      {manifest_, lines_.OfPrivileges(), name},
-                                      Topic::kPrivileges});
+      application.runtime_errors.push_back(
+          {"its connection is rejected: a privilege is missing",
+           "add <privilege>" + name + "</privilege> to <privileges>",
+           {manifest_, lines_.OfPrivileges(), name},
+           Topic::kPrivileges});
     }
   }
 
@@ -212,9 +214,9 @@ std::string Priority::Reason() const {
 }
 
 std::vector<Finding> Application::Problems() const {
-  std::vector<Finding> problems = obstacles;
-  problems.insert(problems.end(), failures.begin(), failures.end());
-  problems.insert(problems.end(), doubts.begin(), doubts.end());
+  std::vector<Finding> problems = errors;
+  problems.insert(problems.end(), runtime_errors.begin(), runtime_errors.end());
+  problems.insert(problems.end(), warnings.begin(), warnings.end());
   return problems;
 }
 
@@ -230,4 +232,4 @@ std::vector<Package> InspectInstalledPackages() {
   return packages;
 }
 
-}  // namespace inspect
+}  // namespace tools::inspect

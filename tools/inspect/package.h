@@ -12,7 +12,7 @@
 #include "inspect/finding.h"
 #include "platform/linux/common/package-database.h"
 
-namespace inspect {
+namespace tools::inspect {
 
 // What the library makes of a package: its own readers are asked, so that the answers are the same.
 
@@ -35,11 +35,11 @@ struct Application {
   std::set<std::string> request_types;
   Priority priority;
   // Why it serves nothing though it is, or was meant to be, a handler.
-  std::vector<Finding> obstacles;
+  std::vector<Finding> errors;
   // Why it will not answer though it is chosen.
-  std::vector<Finding> failures;
+  std::vector<Finding> runtime_errors;
   // What was probably meant otherwise.
-  std::vector<Finding> doubts;
+  std::vector<Finding> warnings;
 
   // All of them.
   std::vector<Finding> Problems() const;
@@ -56,6 +56,6 @@ Package InspectPackage(const platform::PackageRecord& record, const std::string&
 // Ordered by package id. Throws platform::DatabaseError.
 std::vector<Package> InspectInstalledPackages();
 
-}  // namespace inspect
+}  // namespace tools::inspect
 
 #endif

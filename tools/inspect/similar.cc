@@ -9,7 +9,7 @@
 #include <numeric>
 #include <vector>
 
-namespace inspect {
+namespace tools::inspect {
 
 namespace {
 
@@ -53,4 +53,4 @@ bool IsNearMiss(const std::string& text, const std::string& expected) {
   return longer - shorter <= allowed && Distance(text, expected) <= allowed;
 }
 
-}  // namespace inspect
+}  // namespace tools::inspect

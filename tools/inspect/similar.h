@@ -6,12 +6,12 @@
 
 #include <string>
 
-namespace inspect {
+namespace tools::inspect {
 
 // Whether `text` is not `expected` but may well have been meant to be: they differ only in case and
 // separators, or by one letter, by two where the text is long.
 bool IsNearMiss(const std::string& text, const std::string& expected);
 
-}  // namespace inspect
+}  // namespace tools::inspect
 
 #endif

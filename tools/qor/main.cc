@@ -8,20 +8,20 @@
 #include <iostream>
 #include <string>
 
-#include "commands.h"
-#include "exit-codes.h"
-#include "failure.h"
+#include "qor/commands/commands.h"
+#include "qor/output/exit-codes.h"
+#include "qor/output/tool-error.h"
 
 namespace {
 
-int Report(const qor::Failure& failure, bool as_json) {
-  std::cerr << (as_json ? qor::ToJson(failure) + "\n" : qor::ToText(failure));
-  return failure.Code();
+int Report(const tools::cli::ToolError& error, bool as_json) {
+  std::cerr << (as_json ? tools::cli::ToJson(error) + "\n" : tools::cli::ToText(error));
+  return error.Code();
 }
 
 std::string Footer() {
   std::string text = "Example:\n  qor send text.upper '\"hello\"'\n\nExit status:";
-  for (const auto& entry : qor::kExitCodeMeanings) {
+  for (const auto& entry : tools::cli::kExitCodeMeanings) {
     text += "\n  " + std::to_string(entry.code) + "  " + entry.meaning;
   }
   return text;
@@ -32,17 +32,17 @@ int Run(int argc, char** argv) {
   app.require_subcommand(1);
   app.failure_message(CLI::FailureMessage::help);
   app.footer(Footer());
-  qor::Choice choice;
-  qor::AddPackageCommand(app, choice);
-  qor::AddCheckCommand(app, choice);
-  qor::AddDoctorCommand(app, choice);
-  qor::AddExplainCommand(app, choice);
-  qor::AddHandlersCommand(app, choice);
-  qor::AddSendCommand(app, choice);
-  qor::AddAgentCommand(app, choice);
-  qor::AddRecordCommand(app, choice);
-  qor::AddCompletionCommand(app, choice);
-  qor::AddManCommand(app, choice);
+  tools::cli::Choice choice;
+  tools::cli::AddPackageCommand(app, choice);
+  tools::cli::AddCheckCommand(app, choice);
+  tools::cli::AddDoctorCommand(app, choice);
+  tools::cli::AddExplainCommand(app, choice);
+  tools::cli::AddHandlersCommand(app, choice);
+  tools::cli::AddSendCommand(app, choice);
+  tools::cli::AddAgentCommand(app, choice);
+  tools::cli::AddRecordCommand(app, choice);
+  tools::cli::AddCompletionCommand(app, choice);
+  tools::cli::AddManCommand(app, choice);
   try {
     app.parse(argc, argv);
     return choice.run();
@@ -50,11 +50,11 @@ int Run(int argc, char** argv) {
     return app.exit(help);
   } catch (const CLI::ParseError& error) {
     app.exit(error);
-    return qor::kUsage;
-  } catch (const qor::Failure& failure) {
-    return Report(failure, choice.json);
+    return tools::cli::kUsage;
+  } catch (const tools::cli::ToolError& error) {
+    return Report(error, choice.json);
   } catch (const std::exception& error) {
-    return Report(qor::Failure(qor::kError, error.what()), choice.json);
+    return Report(tools::cli::ToolError(tools::cli::kError, error.what()), choice.json);
   }
 }
 
@@ -66,6 +66,6 @@ int main(int argc, char** argv) {
   } catch (const std::exception& error) {
     // Before the words are known, or while a failure is reported: memory is short.
     std::fprintf(stderr, "qor: %s\n", error.what());
-    return qor::kError;
+    return tools::cli::kError;
   }
 }

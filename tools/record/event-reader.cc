@@ -14,7 +14,7 @@
 
 #include "text/utf8.h"
 
-namespace qor::record {
+namespace tools::record {
 
 namespace {
 
@@ -95,4 +95,4 @@ ReadEvents ReadJsonLines(std::istream& lines) {
   return read;
 }
 
-}  // namespace qor::record
+}  // namespace tools::record

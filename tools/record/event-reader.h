@@ -10,7 +10,7 @@
 
 #include "record/event.h"
 
-namespace qor::record {
+namespace tools::record {
 
 // A line that is no event, and why.
 struct BadLine {
@@ -28,6 +28,6 @@ struct ReadEvents {
 // UTF-8 become U+FFFD.
 ReadEvents ReadJsonLines(std::istream& lines);
 
-}  // namespace qor::record
+}  // namespace tools::record
 
 #endif

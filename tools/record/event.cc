@@ -6,7 +6,7 @@
 #include <algorithm>
 #include <array>
 
-namespace qor::record {
+namespace tools::record {
 
 namespace {
 
@@ -67,4 +67,4 @@ const std::vector<Member>& MembersOf(EventKind kind) {
   return Kinds()[static_cast<std::size_t>(kind)].members;
 }
 
-}  // namespace qor::record
+}  // namespace tools::record

@@ -9,7 +9,7 @@
 #include <variant>
 #include <vector>
 
-namespace qor::record {
+namespace tools::record {
 
 // What can happen in a recorded program.
 enum class EventKind {
@@ -72,6 +72,6 @@ bool FindKind(const std::string& name, EventKind* kind);
 // What lines of the kind hold besides time, process and name.
 const std::vector<Member>& MembersOf(EventKind kind);
 
-}  // namespace qor::record
+}  // namespace tools::record
 
 #endif

@@ -9,13 +9,13 @@
 #include <map>
 #include <utility>
 
-namespace qor::record {
+namespace tools::record {
 
 namespace {
 
-class Maker {
+class RecordBuilder {
  public:
-  explicit Maker(std::vector<Event> events) {
+  explicit RecordBuilder(std::vector<Event> events) {
     record_.events = std::move(events);
     if (record_.events.empty()) return;
     record_.origin = record_.events.front().time;
@@ -24,16 +24,16 @@ class Maker {
 
   Record Make() {
     for (const Event& event : record_.events) record_.command_of_event.push_back(Take(event));
-    for (Life& life : lives_) {
-      if (life.open) life.command.end = record_.duration;
-      life.command.segments = SegmentsOf(life);
-      record_.commands.push_back(std::move(life.command));
+    for (CommandTimeline& timeline : timelines_) {
+      if (timeline.open) timeline.command.end = record_.duration;
+      timeline.command.segments = SegmentsOf(timeline);
+      record_.commands.push_back(std::move(timeline.command));
     }
     return std::move(record_);
   }
 
  private:
-  struct Life {
+  struct CommandTimeline {
     Command command;
     bool open = true;
   };
@@ -69,27 +69,27 @@ class Maker {
   }
 
   std::size_t Begin(const Event& event) {
-    Life life;
-    life.command.process = event.process;
-    life.command.uuid = event.uuid;
-    life.command.type = event.type;
-    life.command.payload = event.payload;
-    life.command.begin = Time(event);
-    lives_.push_back(std::move(life));
-    const std::size_t index = lives_.size() - 1;
-    lives_by_uuid_[{event.process, event.uuid}].push_back(index);
+    CommandTimeline timeline;
+    timeline.command.process = event.process;
+    timeline.command.uuid = event.uuid;
+    timeline.command.type = event.type;
+    timeline.command.payload = event.payload;
+    timeline.command.begin = Time(event);
+    timelines_.push_back(std::move(timeline));
+    const std::size_t index = timelines_.size() - 1;
+    timelines_by_uuid_[{event.process, event.uuid}].push_back(index);
     return index;
   }
 
   // The last sent of the commands with this uuid that the event can be about.
   Index Find(const Event& event, bool open) const {
-    const auto found = lives_by_uuid_.find({event.process, event.uuid});
-    if (found == lives_by_uuid_.end()) return std::nullopt;
+    const auto found = timelines_by_uuid_.find({event.process, event.uuid});
+    if (found == timelines_by_uuid_.end()) return std::nullopt;
     for (auto index = found->second.rbegin(); index != found->second.rend(); ++index) {
-      const Life& life = lives_[*index];
-      const bool same_handler = event.handler.empty() || life.command.handler.empty() ||
-                                event.handler == life.command.handler;
-      if (life.open == open && same_handler) return *index;
+      const CommandTimeline& timeline = timelines_[*index];
+      const bool same_handler = event.handler.empty() || timeline.command.handler.empty() ||
+                                event.handler == timeline.command.handler;
+      if (timeline.open == open && same_handler) return *index;
     }
     return std::nullopt;
   }
@@ -97,7 +97,7 @@ class Maker {
   Index TakeStep(const Event& event) {
     const Index index = Find(event, true);
     if (!index) return std::nullopt;
-    Command& command = lives_[*index].command;
+    Command& command = timelines_[*index].command;
     switch (event.kind) {
       case EventKind::kRouted:
         SetHandler(command, event.handler);
@@ -135,25 +135,25 @@ class Maker {
   Index TakeAnswer(const Event& event) {
     const Answer answer{Time(event), event.status, event.result, event.error};
     if (const Index index = Find(event, true)) {
-      SetHandler(lives_[*index].command, event.handler);
-      lives_[*index].command.answer = answer;
+      SetHandler(timelines_[*index].command, event.handler);
+      timelines_[*index].command.answer = answer;
       Finish(*index, event.status == 0 ? Outcome::kSuccess : Outcome::kFailure, Time(event));
       return index;
     }
     Index index = Find(event, false);
     if (!index) {
       index = Begin(event);
-      SetHandler(lives_[*index].command, event.handler);
-      Finish(*index, Outcome::kUnasked, Time(event));
+      SetHandler(timelines_[*index].command, event.handler);
+      Finish(*index, Outcome::kUnsolicited, Time(event));
     }
-    lives_[*index].command.late_answers.push_back(answer);
+    timelines_[*index].command.late_answers.push_back(answer);
     return index;
   }
 
   void Finish(std::size_t index, Outcome outcome, std::int64_t time) {
-    lives_[index].open = false;
-    lives_[index].command.outcome = outcome;
-    lives_[index].command.end = time;
+    timelines_[index].open = false;
+    timelines_[index].command.outcome = outcome;
+    timelines_[index].command.end = time;
   }
 
   void SetHandler(Command& command, const std::string& handler) {
@@ -174,9 +174,9 @@ class Maker {
   void Connect(const Event& event) {
     HandlerOf(event.handler)
         .connections.push_back({event.process, event.instance, Time(event), record_.duration});
-    for (Life& life : lives_) {
-      Command& command = life.command;
-      const bool waits = life.open && command.launched && !command.connected &&
+    for (CommandTimeline& timeline : timelines_) {
+      Command& command = timeline.command;
+      const bool waits = timeline.open && command.launched && !command.connected &&
                          command.delivered.empty() && command.process == event.process &&
                          command.handler == event.handler;
       if (waits) command.connected = Time(event);
@@ -197,8 +197,8 @@ class Maker {
 
   // The library was shut down, or the whole agent has ended.
   void Stop(const Event& event) {
-    for (std::size_t index = 0; index < lives_.size(); ++index) {
-      if (lives_[index].open && lives_[index].command.process == event.process) {
+    for (std::size_t index = 0; index < timelines_.size(); ++index) {
+      if (timelines_[index].open && timelines_[index].command.process == event.process) {
         Finish(index, Outcome::kDropped, Time(event));
       }
     }
@@ -211,8 +211,8 @@ class Maker {
     }
   }
 
-  static std::vector<Segment> SegmentsOf(const Life& life) {
-    const Command& command = life.command;
+  static std::vector<Segment> SegmentsOf(const CommandTimeline& timeline) {
+    const Command& command = timeline.command;
     std::vector<Segment> segments;
     std::int64_t begin = command.begin;
     const auto add = [&](Phase phase, std::int64_t end) {
@@ -229,8 +229,8 @@ class Maker {
   }
 
   Record record_;
-  std::vector<Life> lives_;
-  std::map<std::pair<std::int64_t, std::string>, std::vector<std::size_t>> lives_by_uuid_;
+  std::vector<CommandTimeline> timelines_;
+  std::map<std::pair<std::int64_t, std::string>, std::vector<std::size_t>> timelines_by_uuid_;
 };
 
 }  // namespace
@@ -251,8 +251,8 @@ const char* NameOf(Outcome outcome) {
       return "dropped";
     case Outcome::kUnfinished:
       return "unfinished";
-    case Outcome::kUnasked:
-      return "unasked";
+    case Outcome::kUnsolicited:
+      return "unsolicited";
   }
   return "";
 }
@@ -281,6 +281,6 @@ std::string ReasonOf(std::int64_t code) {
   return std::string(meaning) + " (" + std::to_string(code) + ")";
 }
 
-Record MakeRecord(std::vector<Event> events) { return Maker(std::move(events)).Make(); }
+Record MakeRecord(std::vector<Event> events) { return RecordBuilder(std::move(events)).Make(); }
 
-}  // namespace qor::record
+}  // namespace tools::record

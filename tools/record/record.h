@@ -11,7 +11,7 @@
 
 #include "record/event.h"
 
-namespace qor::record {
+namespace tools::record {
 
 // All times in here are microseconds since the beginning of the record.
 
@@ -31,7 +31,7 @@ enum class Outcome {
   // Not before the record did.
   kUnfinished,
   // Was answered, but never sent as far as the record knows.
-  kUnasked,
+  kUnsolicited,
 };
 
 // What a command spent its time with.
@@ -136,6 +136,6 @@ std::string ReasonOf(std::int64_t code);
 // Joins the events, which are in the order of their times, to the lives of commands.
 Record MakeRecord(std::vector<Event> events);
 
-}  // namespace qor::record
+}  // namespace tools::record
 
 #endif

@@ -4,10 +4,10 @@
 #include <string>
 #include <string_view>
 
-#include "qor/json-writer.h"
+#include "json/value-writer.h"
 #include "record/writers.h"
 
-namespace qor::record {
+namespace tools::record {
 
 // The page, with a place for the record.
 extern const char kPage[];
@@ -16,7 +16,7 @@ namespace {
 
 constexpr std::string_view kPlaceOfRecord = "@record@";
 
-void WriteAnswer(const Answer& answer, JsonWriter& json) {
+void WriteAnswer(const Answer& answer, json::ValueWriter& json) {
   json.BeginObject()
       .Member("time", answer.time)
       .Member("status", answer.status)
@@ -25,11 +25,12 @@ void WriteAnswer(const Answer& answer, JsonWriter& json) {
       .EndObject();
 }
 
-void WriteOptional(const char* key, const std::optional<std::int64_t>& time, JsonWriter& json) {
+void WriteOptional(const char* key, const std::optional<std::int64_t>& time,
+                   json::ValueWriter& json) {
   if (time) json.Member(key, *time);
 }
 
-void WriteCommand(const Command& command, JsonWriter& json) {
+void WriteCommand(const Command& command, json::ValueWriter& json) {
   json.BeginObject()
       .Member("process", command.process)
       .Member("uuid", command.uuid)
@@ -69,7 +70,7 @@ void WriteCommand(const Command& command, JsonWriter& json) {
 }
 
 std::string ToJson(const Record& record) {
-  JsonWriter json;
+  json::ValueWriter json;
   json.BeginObject()
       .Member("begin", FormatWallTime(record.wall))
       .Member("duration", record.duration)
@@ -129,4 +130,4 @@ void WriteHtml(const Record& record, std::ostream& out) {
       << page.substr(place + kPlaceOfRecord.size());
 }
 
-}  // namespace qor::record
+}  // namespace tools::record

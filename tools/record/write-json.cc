@@ -3,10 +3,10 @@
 
 #include <variant>
 
-#include "qor/json-writer.h"
+#include "json/value-writer.h"
 #include "record/writers.h"
 
-namespace qor::record {
+namespace tools::record {
 
 namespace {
 
@@ -31,7 +31,7 @@ void WriteJson(const Record& record, std::ostream& out) {
   for (std::size_t i = 0; i < record.events.size(); ++i) {
     const Event& event = record.events[i];
     const std::int64_t at = event.time - record.origin;
-    JsonWriter json;
+    json::ValueWriter json;
     json.BeginObject()
         .Member("t", event.time)
         .Member("pid", event.process)
@@ -52,4 +52,4 @@ void WriteJson(const Record& record, std::ostream& out) {
   }
 }
 
-}  // namespace qor::record
+}  // namespace tools::record

@@ -12,7 +12,7 @@
 #include "record/writers.h"
 #include "text/printable.h"
 
-namespace qor::record {
+namespace tools::record {
 
 namespace {
 
@@ -77,7 +77,7 @@ std::vector<Step> StepsOf(const Command& command) {
   }
   std::stable_sort(steps.begin(), steps.end(),
                    [](const Step& a, const Step& b) { return a.time < b.time; });
-  if (command.outcome != Outcome::kUnasked) steps.push_back({command.end, NameOfEnd(command)});
+  if (command.outcome != Outcome::kUnsolicited) steps.push_back({command.end, NameOfEnd(command)});
   for (const Answer& answer : command.late_answers) {
     steps.push_back({answer.time, "late result: " + OfAnswer(answer)});
   }
@@ -85,7 +85,7 @@ std::vector<Step> StepsOf(const Command& command) {
 }
 
 std::string WordOfBegin(const Command& command) {
-  if (command.outcome == Outcome::kUnasked) return "first heard of";
+  if (command.outcome == Outcome::kUnsolicited) return "first heard of";
   return command.payload.empty() ? "sent" : "sent " + Shown(command.payload);
 }
 
@@ -148,4 +148,4 @@ void WriteText(const Record& record, std::ostream& out) {
   if (late > 0) out << std::setw(6) << late << "  late result" << (late == 1 ? "" : "s") << "\n";
 }
 
-}  // namespace qor::record
+}  // namespace tools::record

@@ -3,10 +3,10 @@
 
 #include <map>
 
-#include "qor/json-writer.h"
+#include "json/value-writer.h"
 #include "record/writers.h"
 
-namespace qor::record {
+namespace tools::record {
 
 namespace {
 
@@ -35,8 +35,8 @@ class TraceWriter {
     return numbers_.emplace(handler, static_cast<int>(numbers_.size()) + 1).first->second;
   }
 
-  JsonWriter& Begin(const char* phase, const std::string& name, std::int64_t process,
-                    const std::string& handler, std::int64_t time) {
+  json::ValueWriter& Begin(const char* phase, const std::string& name, std::int64_t process,
+                           const std::string& handler, std::int64_t time) {
     return json_.BeginObject()
         .Member("ph", phase)
         .Member("name", name)
@@ -50,7 +50,7 @@ class TraceWriter {
   void WriteCommand(std::size_t number) {
     const Command& command = record_.commands[number - 1];
     const auto step = [&](const char* phase, const std::string& name,
-                          std::int64_t time) -> JsonWriter& {
+                          std::int64_t time) -> json::ValueWriter& {
       return Begin(phase, name, command.process, command.handler, time)
           .Member("id", std::to_string(number));
     };
@@ -120,7 +120,7 @@ class TraceWriter {
 
   const Record& record_;
   std::map<std::string, int> numbers_;
-  JsonWriter json_;
+  json::ValueWriter json_;
 };
 
 }  // namespace
@@ -129,4 +129,4 @@ void WriteTrace(const Record& record, std::ostream& out) {
   out << TraceWriter(record).Write() << "\n";
 }
 
-}  // namespace qor::record
+}  // namespace tools::record

@@ -10,7 +10,7 @@
 
 #include "record/record.h"
 
-namespace qor::record {
+namespace tools::record {
 
 // For people: the life of each command, and how many ended how.
 void WriteText(const Record& record, std::ostream& out);
@@ -32,6 +32,6 @@ std::string FormatDuration(std::int64_t microseconds);
 // "2026-01-31 23:59:59.123 UTC"; empty for 0, which stands for an unknown time.
 std::string FormatWallTime(std::int64_t microseconds);
 
-}  // namespace qor::record
+}  // namespace tools::record
 
 #endif

@@ -15,7 +15,7 @@
 #include "recorder/scope.h"
 #include "recorder/target.h"
 
-namespace recorder {
+namespace tools::recorder {
 
 namespace {
 
@@ -32,12 +32,12 @@ void OnResponse(const char* uuid, qor_request_status_e status, const char* resul
   const char* handler = ReceiveScope::Current();
   const common::Timeout timeout = common::TimeoutOf(Text(error));
   if (handler == nullptr && timeout != common::Timeout::kNone) {
-    Record("timed-out", [&](qor::JsonWriter& json) {
+    Record("timed-out", [&](json::ValueWriter& json) {
       json.Member("uuid", Text(uuid))
           .Member("limit", timeout == common::Timeout::kConnection ? "connection" : "execution");
     });
   } else {
-    Record("answered", [&](qor::JsonWriter& json) {
+    Record("answered", [&](json::ValueWriter& json) {
       json.Member("uuid", Text(uuid))
           .Member("handler", Text(handler))
           .Member("status", static_cast<int>(status))
@@ -53,7 +53,7 @@ int OnNegotiation(const char* handler, const char* uuid, double seconds, void* u
   const auto& [callback, data] = Kept<qor_handler_manager_negotiate_request_cb>(user_data);
   const std::int64_t asked = Now();
   const int answer = callback != nullptr ? callback(handler, uuid, seconds, data) : kGranted;
-  Recorder::Get().Write(asked, "extension", [&](qor::JsonWriter& json) {
+  Recorder::Get().Write(asked, "extension", [&](json::ValueWriter& json) {
     json.Member("uuid", Text(uuid))
         .Member("handler", Text(handler))
         .Member("seconds", std::isfinite(seconds) ? seconds : 0)  // JSON has no infinity.
@@ -77,22 +77,22 @@ void SetMissingCallbacks() {
 
 }  // namespace
 
-}  // namespace recorder
+}  // namespace tools::recorder
 
-using recorder::Keep;
-using recorder::negotiation_cb_set;
-using recorder::OnNegotiation;
-using recorder::OnResponse;
-using recorder::Record;
-using recorder::response_cb_set;
-using recorder::SendScope;
-using recorder::SetMissingCallbacks;
-using recorder::Text;
+using tools::recorder::Keep;
+using tools::recorder::negotiation_cb_set;
+using tools::recorder::OnNegotiation;
+using tools::recorder::OnResponse;
+using tools::recorder::Record;
+using tools::recorder::response_cb_set;
+using tools::recorder::SendScope;
+using tools::recorder::SetMissingCallbacks;
+using tools::recorder::Text;
 
 int qor_handler_manager_send_command(const char* uuid, const char* request_type,
                                      const char* payload, int payload_len, time_t timestamp) {
   const SendScope scope(uuid);
-  Record("sent", [&](qor::JsonWriter& json) {
+  Record("sent", [&](json::ValueWriter& json) {
     json.Member("uuid", Text(uuid))
         .Member("type", Text(request_type))
         .Member("payload", Text(payload));
@@ -100,11 +100,11 @@ int qor_handler_manager_send_command(const char* uuid, const char* request_type,
   const int code = QOR_REAL(kClientLibrary, qor_handler_manager_send_command)(
       uuid, request_type, payload, payload_len, timestamp);
   if (code == QOR_HANDLER_MANAGER_ERROR_NONE) {
-    Record("accepted", [&](qor::JsonWriter& json) { json.Member("uuid", Text(uuid)); });
+    Record("accepted", [&](json::ValueWriter& json) { json.Member("uuid", Text(uuid)); });
     SetMissingCallbacks();
   } else {
     Record("refused",
-           [&](qor::JsonWriter& json) { json.Member("uuid", Text(uuid)).Member("code", code); });
+           [&](json::ValueWriter& json) { json.Member("uuid", Text(uuid)).Member("code", code); });
   }
   return code;
 }
@@ -131,7 +131,7 @@ int qor_handler_manager_shutdown() {
   if (code == QOR_HANDLER_MANAGER_ERROR_NONE) {
     response_cb_set = false;
     negotiation_cb_set = false;
-    Record("stopped", [](qor::JsonWriter&) {});
+    Record("stopped", [](json::ValueWriter&) {});
   }
   return code;
 }

@@ -3,7 +3,7 @@
 
 #include "recorder/connections.h"
 
-namespace recorder {
+namespace tools::recorder {
 
 namespace {
 
@@ -57,4 +57,4 @@ std::optional<Peer> Connections::OfCallbackPort(rpc_port_h port) {
   return found != peers_by_port_.end() ? std::optional(found->second) : std::nullopt;
 }
 
-}  // namespace recorder
+}  // namespace tools::recorder

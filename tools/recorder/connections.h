@@ -12,7 +12,7 @@
 #include <set>
 #include <string>
 
-namespace recorder {
+namespace tools::recorder {
 
 // One connection of a handler application.
 struct Peer {
@@ -46,6 +46,6 @@ class Connections {
   std::map<rpc_port_h, Peer> peers_by_port_;
 };
 
-}  // namespace recorder
+}  // namespace tools::recorder
 
 #endif

@@ -20,7 +20,7 @@
 #include "recorder/scope.h"
 #include "recorder/target.h"
 
-namespace recorder {
+namespace tools::recorder {
 
 namespace {
 
@@ -29,7 +29,7 @@ constexpr int kCallbackMethod = 1;
 
 void OnConnected(const char* sender, const char* instance, void* user_data) {
   const Peer peer{Text(sender), Text(instance)};
-  Record("connected", [&](qor::JsonWriter& json) {
+  Record("connected", [&](json::ValueWriter& json) {
     json.Member("handler", peer.handler).Member("instance", peer.instance);
   });
   Connections::Get().Add(peer);
@@ -39,7 +39,7 @@ void OnConnected(const char* sender, const char* instance, void* user_data) {
 
 void OnDisconnected(const char* sender, const char* instance, void* user_data) {
   const Peer peer{Text(sender), Text(instance)};
-  Record("disconnected", [&](qor::JsonWriter& json) {
+  Record("disconnected", [&](json::ValueWriter& json) {
     json.Member("handler", peer.handler).Member("instance", peer.instance);
   });
   const auto& [callback, data] = Kept<rpc_port_stub_disconnected_event_cb>(user_data);
@@ -111,7 +111,7 @@ void RecordHandlerOf(const char* uuid, const char* format, va_list arguments) {
   const char* end = std::strrchr(begin, ']');
   if (end == nullptr) return;
   const std::string handler(begin, end);
-  Record("routed", [&](qor::JsonWriter& json) {
+  Record("routed", [&](json::ValueWriter& json) {
     json.Member("uuid", Text(uuid)).Member("handler", handler);
   });
 }
@@ -128,20 +128,20 @@ int AddCallback(int (*real)(rpc_port_stub_h, Callback, void*), rpc_port_stub_h s
 
 }  // namespace
 
-}  // namespace recorder
+}  // namespace tools::recorder
 
-using recorder::AddCallback;
-using recorder::Connections;
-using recorder::Now;
-using recorder::OnConnected;
-using recorder::OnDisconnected;
-using recorder::OnReceived;
-using recorder::Recorder;
-using recorder::RecordHandlerOf;
-using recorder::SendScope;
-using recorder::TargetOf;
-using recorder::Text;
-using recorder::UuidOfCommandIn;
+using tools::recorder::AddCallback;
+using tools::recorder::Connections;
+using tools::recorder::Now;
+using tools::recorder::OnConnected;
+using tools::recorder::OnDisconnected;
+using tools::recorder::OnReceived;
+using tools::recorder::Recorder;
+using tools::recorder::RecordHandlerOf;
+using tools::recorder::SendScope;
+using tools::recorder::TargetOf;
+using tools::recorder::Text;
+using tools::recorder::UuidOfCommandIn;
 
 EXPORT_API int rpc_port_stub_create(rpc_port_stub_h* h, const char* port_name) {
   const int code = QOR_REAL(kRpcPortLibrary, rpc_port_stub_create)(h, port_name);
@@ -187,7 +187,7 @@ EXPORT_API int rpc_port_parcel_send(rpc_port_parcel_h h, rpc_port_h port) {
   const std::int64_t begin = Now();
   const int code = real(h, port);
   if (!uuid.empty()) {
-    Recorder::Get().Write(begin, "delivered", [&](qor::JsonWriter& json) {
+    Recorder::Get().Write(begin, "delivered", [&](json::ValueWriter& json) {
       json.Member("uuid", uuid)
           .Member("handler", peer->handler)
           .Member("instance", peer->instance)
@@ -203,7 +203,7 @@ EXPORT_API int app_control_send_launch_request(app_control_h app_control,
   const std::int64_t begin = Now();
   const int code = real(app_control, callback, user_data);
   if (const char* uuid = SendScope::Current()) {
-    Recorder::Get().Write(begin, "launched", [&](qor::JsonWriter& json) {
+    Recorder::Get().Write(begin, "launched", [&](json::ValueWriter& json) {
       json.Member("uuid", Text(uuid)).Member("handler", TargetOf(app_control)).Member("code", code);
     });
   }

@@ -9,7 +9,7 @@
 #include <cstdio>
 #include <cstdlib>
 
-namespace recorder {
+namespace tools::recorder {
 
 constexpr char kClientLibrary[] = "libcapi-qor-handler-manager.so.0";
 constexpr char kAppControlLibrary[] = "libcapi-appfw-app-control.so.0";
@@ -31,14 +31,14 @@ Function* FindReal(const char* library, const char* name) {
   return reinterpret_cast<Function*>(found);
 }
 
-}  // namespace recorder
+}  // namespace tools::recorder
 
 // The C function behind the recorder's own of the same name, looked up once.
-#define QOR_REAL(library, function)                                           \
-  ([] {                                                                       \
-    static const auto found =                                                 \
-        recorder::FindReal<decltype(function)>(recorder::library, #function); \
-    return found;                                                             \
+#define QOR_REAL(library, function)                                                         \
+  ([] {                                                                                     \
+    static const auto found =                                                               \
+        tools::recorder::FindReal<decltype(function)>(tools::recorder::library, #function); \
+    return found;                                                                           \
   }())
 
 #endif

@@ -17,7 +17,7 @@
 #include <stdexcept>
 #include <system_error>
 
-namespace recorder {
+namespace tools::recorder {
 
 namespace {
 
@@ -96,13 +96,13 @@ Recorder::Recorder() noexcept {
     return;
   }
   first_process_ = Process();
-  Write(Now(), "start", [](qor::JsonWriter& json) {
+  Write(Now(), "start", [](json::ValueWriter& json) {
     json.Member("program", Text(program_invocation_name)).Member("wall", WallTime());
   });
 }
 
 void Recorder::WriteEnd() noexcept {
-  if (Process() == first_process_) Write(Now(), "end", [](qor::JsonWriter&) {});
+  if (Process() == first_process_) Write(Now(), "end", [](json::ValueWriter&) {});
 }
 
 std::int64_t Recorder::Process() { return getpid(); }
@@ -131,4 +131,4 @@ __attribute__((destructor)) void OnUnload() {
 
 }  // namespace
 
-}  // namespace recorder
+}  // namespace tools::recorder

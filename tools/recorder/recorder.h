@@ -10,9 +10,9 @@
 #include <exception>
 #include <string>
 
-#include "qor/json-writer.h"
+#include "json/value-writer.h"
 
-namespace recorder {
+namespace tools::recorder {
 
 // Microseconds of the monotonic clock, which is the same in every process.
 std::int64_t Now();
@@ -37,7 +37,7 @@ class Recorder {
     if (!recording_) return;
     const int errno_of_caller = errno;
     try {
-      qor::JsonWriter json;
+      json::ValueWriter json;
       json.BeginObject().Member("t", time).Member("pid", Process()).Member("event", event);
       fill(json);
       Append(json.EndObject().Text() + "\n");
@@ -71,6 +71,6 @@ void Record(const char* event, Fill fill) noexcept {
 // A text as the C interface takes them.
 inline std::string Text(const char* text) { return text != nullptr ? text : ""; }
 
-}  // namespace recorder
+}  // namespace tools::recorder
 
 #endif

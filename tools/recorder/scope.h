@@ -4,7 +4,7 @@
 #ifndef QOR_TOOLS_RECORDER_SCOPE_H_
 #define QOR_TOOLS_RECORDER_SCOPE_H_
 
-namespace recorder {
+namespace tools::recorder {
 
 // What this thread is in the middle of: lets a call at one boundary know what came in at another.
 // `Tag` only tells the scopes apart.
@@ -30,6 +30,6 @@ using SendScope = Scope<struct SendTag>;
 // The handler with this application id calls a method.
 using ReceiveScope = Scope<struct ReceiveTag>;
 
-}  // namespace recorder
+}  // namespace tools::recorder
 
 #endif

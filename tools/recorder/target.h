@@ -8,7 +8,7 @@
 #include <set>
 #include <utility>
 
-namespace recorder {
+namespace tools::recorder {
 
 // Whom a callback of the recorder's own stands in for.
 template <typename Callback>
@@ -30,6 +30,6 @@ const Target<Callback>& Kept(void* user_data) {
   return *static_cast<const Target<Callback>*>(user_data);
 }
 
-}  // namespace recorder
+}  // namespace tools::recorder
 
 #endif

@@ -11,7 +11,7 @@ function stepsOf(command) {
   const add = (time, text) => {
     if (time !== undefined) steps.push([time, text]);
   };
-  add(command.outcome === "unasked" ? undefined : command.begin, "sent");
+  add(command.outcome === "unsolicited" ? undefined : command.begin, "sent");
   add(command.accepted, "accepted");
   add(command.launched, "launch of the handler");
   add(command.connected, "handler connected");
@@ -22,7 +22,7 @@ function stepsOf(command) {
   steps.sort((a, b) => a[0] - b[0]);
   if (command.outcome === "refused") add(command.end, `refused: ${command.reason}`);
   else if (command.answer) add(command.end, `answered: ${describeAnswer(command.answer)}`);
-  else if (command.outcome !== "unasked") add(command.end, command.outcome);
+  else if (command.outcome !== "unsolicited") add(command.end, command.outcome);
   for (const answer of command.lateAnswers) {
     add(answer.time, `late result: ${describeAnswer(answer)}`);
   }

@@ -14,7 +14,7 @@ foreach(part format lanes timeline details table page)
 endforeach()
 string(REPLACE "@style@" "${style}" html "${html}")
 string(REPLACE "@script@" "${script}" html "${html}")
-file(WRITE ${OUTPUT} "namespace qor::record {
+file(WRITE ${OUTPUT} "namespace tools::record {
 extern const char kPage[];
 const char kPage[] = R\"--page--(${html})--page--\";
 }

@@ -4,7 +4,7 @@
 const record = JSON.parse(document.getElementById("record").textContent);
 
 const OUTCOMES = [
-  "success", "failure", "connection timeout", "execution timeout", "refused", "dropped", "unfinished", "unasked",
+  "success", "failure", "connection timeout", "execution timeout", "refused", "dropped", "unfinished", "unsolicited",
 ];
 
 // How many commands have each value of a member.
@@ -22,7 +22,7 @@ function plural(count, what) {
 
 function showSummary() {
   const late = record.commands.filter(({ lateAnswers, outcome }) =>
-    lateAnswers.length > 0 && outcome !== "unasked").length;
+    lateAnswers.length > 0 && outcome !== "unsolicited").length;
   document.getElementById("summary").textContent = [
     record.begin,
     formatDuration(record.duration),

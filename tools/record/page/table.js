@@ -45,7 +45,7 @@ class Table {
       const segment = command.segments.find(({ phase }) => phase === name);
       return segment ? formatDuration(segment.end - segment.begin) : "";
     };
-    const late = command.lateAnswers.length > 0 && command.outcome !== "unasked" ? " + late result" : "";
+    const late = command.lateAnswers.length > 0 && command.outcome !== "unsolicited" ? " + late result" : "";
     const cells = [
       formatDuration(command.begin),
       element("button", { type: "button" }, command.uuid),

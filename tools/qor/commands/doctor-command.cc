@@ -1,0 +1,50 @@
+// Copyright 2026 The qor-handler-manager authors
+// SPDX-License-Identifier: Apache-2.0
+
+#include <CLI/CLI.hpp>
+
+#include <iostream>
+#include <memory>
+
+#include "qor/commands/commands.h"
+#include "qor/doctor/checks.h"
+#include "qor/output/check-report.h"
+
+namespace tools::cli {
+
+namespace {
+
+int RunDoctor(bool fix, bool as_json) {
+  Checks checks;
+  if (CheckRoot(checks)) {
+    CheckPackages(checks);
+    CheckHandlers(checks);
+    CheckAgents(checks);
+    CheckSockets(fix, checks);
+  }
+  if (as_json) {
+    json::ValueWriter json;
+    WriteChecks(json, checks);
+    std::cout << json.Text() << "\n";
+  } else {
+    for (const Check& check : checks) std::cout << ToText(check);
+  }
+  return ExitCodeOf(checks);
+}
+
+}  // namespace
+
+void AddDoctorCommand(CLI::App& app, Choice& choice) {
+  CLI::App* doctor = app.add_subcommand(
+      "doctor", "Look for what is wrong below the root folder; exits with 1 when something is");
+  doctor->footer(
+      "Example:\n"
+      "  qor doctor --fix");
+  const auto fix = std::make_shared<bool>(false);
+  doctor->add_flag("--fix", *fix, "Remove sockets and lock files that nobody uses");
+  doctor->add_flag("--json", choice.json, "Print JSON");
+  doctor->callback(
+      [fix, &choice] { choice.run = [fix, &choice] { return RunDoctor(*fix, choice.json); }; });
+}
+
+}  // namespace tools::cli

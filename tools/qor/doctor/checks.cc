@@ -1,0 +1,166 @@
+// Copyright 2026 The qor-handler-manager authors
+// SPDX-License-Identifier: Apache-2.0
+
+#include "qor/doctor/checks.h"
+
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <filesystem>
+#include <set>
+
+#include "inspect/package.h"
+#include "platform/linux/common/process-identity.h"
+#include "platform/linux/common/process-list.h"
+#include "platform/linux/common/root-folder.h"
+#include "platform/linux/package-manager/file-system.h"
+#include "qor/doctor/file-users.h"
+
+namespace tools::cli {
+
+namespace {
+
+namespace fs = std::filesystem;
+
+constexpr Check::Level kPass = Check::Level::kPass;
+constexpr Check::Level kWarn = Check::Level::kWarn;
+constexpr Check::Level kFail = Check::Level::kFail;
+
+std::string Below(const std::string& relative) { return platform::RootPath() + "/" + relative; }
+
+// Folders and files that an install in progress may be about to change.
+bool IsInstalling(Checks& checks) {
+  const auto user = UserOfFile(Below(platform::kInstallLock));
+  if (!user) return false;
+  checks.push_back({kPass, "process " + std::to_string(*user) +
+                               " installs or uninstalls now, so leftovers are not looked for"});
+  return true;
+}
+
+void CheckLeftovers(const std::vector<inspect::Package>& packages, Checks& checks) {
+  if (IsInstalling(checks)) return;
+  const std::string staging = Below(platform::kStagingFolder);
+  for (const auto& name : platform::NamesIn(staging)) {
+    checks.push_back({kWarn, staging + "/" + name + " is left of an interrupted operation",
+                      "the next \"qor package install\" or \"uninstall\" clears it away"});
+  }
+  std::set<std::string> installed;
+  for (const auto& package : packages)
+    installed.insert(fs::weakly_canonical(package.record.root_path));
+  const std::string all = Below(platform::kPackagesFolder);
+  for (const auto& id : platform::NamesIn(all)) {
+    for (const auto& generation : platform::NamesIn(all + "/" + id)) {
+      const std::string folder = all + "/" + id + "/" + generation;
+      if (installed.count(fs::weakly_canonical(folder)) != 0) continue;
+      checks.push_back(
+          {kWarn, folder + " belongs to no installed package", "remove it: rm -r " + folder});
+    }
+  }
+}
+
+}  // namespace
+
+bool CheckRoot(Checks& checks) {
+  const std::string root = platform::RootPath();
+  struct stat status {};
+  if (stat(root.c_str(), &status) != 0) {
+    checks.push_back(
+        {kPass, "the root folder " + root + " does not exist: nothing was installed yet"});
+    return false;
+  }
+  if (!S_ISDIR(status.st_mode)) {
+    checks.push_back({kFail, "the root " + root + " is not a folder",
+                      "move it away, or set QOR_PLATFORM_ROOT to another place"});
+    return false;
+  }
+  constexpr mode_t kOthers = S_IRWXG | S_IRWXO;
+  if (status.st_uid != geteuid()) {
+    checks.push_back(
+        {kFail, "the root folder " + root + " belongs to user " + std::to_string(status.st_uid),
+         "give it to yourself (chown), or set QOR_PLATFORM_ROOT to another place"});
+  } else if ((status.st_mode & S_IRWXU) != S_IRWXU) {
+    checks.push_back(
+        {kFail, "the root folder " + root + " cannot be used by its owner", "chmod 700 " + root});
+  } else if ((status.st_mode & kOthers) != 0) {
+    checks.push_back(
+        {kWarn, "the root folder " + root + " is open to other users", "chmod 700 " + root});
+  } else {
+    checks.push_back({kPass, "the root folder " + root + " is yours alone"});
+  }
+  return access(root.c_str(), R_OK | X_OK) == 0;
+}
+
+void CheckAgents(Checks& checks) {
+  const std::string ports = Below(platform::kPortsFolder);
+  for (const auto& owner : platform::NamesIn(ports)) {
+    const auto pid =
+        UserOfFile(ports + "/" + owner + "/" + platform::PortLockName("CommandHandler"));
+    if (!pid) continue;
+    const platform::Executable executable = platform::ExecutableOf(*pid);
+    const std::string who = "the port CommandHandler of " + owner + " belongs to process " +
+                            std::to_string(*pid) + ", " + executable.path;
+    if (executable.is_deleted) {
+      checks.push_back({kWarn, who + ", whose file was replaced: handlers cannot tell who it is",
+                        "start that agent again"});
+    } else {
+      checks.push_back({kPass, who});
+    }
+  }
+}
+
+void CheckPackages(Checks& checks) {
+  std::vector<inspect::Package> packages;
+  try {
+    packages = inspect::InspectInstalledPackages();
+  } catch (const platform::DatabaseError& error) {
+    checks.push_back({kFail, error.what(), "move the file away and install the packages again"});
+    return;
+  }
+  bool sound = true;
+  for (const auto& package : packages) {
+    const auto& record = package.record;
+    if (fs::is_directory(record.root_path)) continue;
+    sound = false;
+    checks.push_back({kFail,
+                      "package " + record.id + ": its folder " + record.root_path + " is missing",
+                      "qor package uninstall " + record.id + ", then install it again"});
+  }
+  if (sound) {
+    checks.push_back({kPass, "all folders of the " + std::to_string(packages.size()) +
+                                 " installed packages are there"});
+  }
+  CheckLeftovers(packages, checks);
+}
+
+void CheckHandlers(Checks& checks) {
+  std::vector<inspect::Package> packages;
+  try {
+    packages = inspect::InspectInstalledPackages();
+  } catch (const platform::DatabaseError&) {
+    // Reported with the packages.
+    return;
+  }
+  for (const auto& package : packages) {
+    // Reported with the packages.
+    if (!fs::is_directory(package.record.root_path)) continue;
+    for (const auto& application : package.applications) {
+      const std::string name = "handler " + application.record.id + ": ";
+      for (const auto* findings : {&application.errors, &application.runtime_errors}) {
+        for (const auto& finding : *findings) {
+          checks.push_back({kFail, name + inspect::ToText(finding), finding.hint});
+        }
+      }
+      for (const auto& finding : application.warnings) {
+        checks.push_back({kWarn, name + inspect::ToText(finding), finding.hint});
+      }
+      if (application.is_handler && application.Problems().empty()) {
+        checks.push_back({kPass, name + "serves " +
+                                     std::to_string(application.request_types.size()) +
+                                     " request types with priority " +
+                                     std::to_string(application.priority.Value())});
+      }
+    }
+  }
+}
+
+}  // namespace tools::cli

@@ -1,0 +1,76 @@
+// Copyright 2026 The qor-handler-manager authors
+// SPDX-License-Identifier: Apache-2.0
+
+#include "qor/protocol/line-reader.h"
+
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <stdexcept>
+#include <utility>
+
+namespace tools::cli {
+
+namespace {
+
+// Files and devices such as /dev/null are always ready, and nothing can wait for them.
+bool IsAlwaysReady(int fd) {
+  struct stat status {};
+  if (fstat(fd, &status) != 0) return false;
+  return S_ISREG(status.st_mode) || (S_ISCHR(status.st_mode) && isatty(fd) == 0);
+}
+
+}  // namespace
+
+LineReader::LineReader(int fd, Events events) : fd_(fd), events_(std::move(events)) {
+  const auto on_ready = [](void* self, Ecore_Fd_Handler*) -> Eina_Bool {
+    static_cast<LineReader*>(self)->Read();
+    return static_cast<LineReader*>(self)->AtEnd() ? ECORE_CALLBACK_CANCEL : ECORE_CALLBACK_RENEW;
+  };
+  const auto add = IsAlwaysReady(fd) ? ecore_main_fd_handler_file_add : ecore_main_fd_handler_add;
+  handler_ = add(fd, ECORE_FD_READ, on_ready, this, nullptr, nullptr);
+  if (handler_ == nullptr) throw std::runtime_error("standard input cannot be read");
+}
+
+LineReader::~LineReader() {
+  if (handler_ != nullptr) ecore_main_fd_handler_del(handler_);
+}
+
+void LineReader::Read() {
+  char block[64 * 1024];
+  const ssize_t count = read(fd_, block, sizeof block);
+  if (count > 0) {
+    Take({block, static_cast<std::size_t>(count)});
+    return;
+  }
+  if (count < 0 && (errno == EINTR || errno == EAGAIN)) return;
+  if (!line_.empty()) EndLine();
+  // Returning to the loop takes the handler away.
+  handler_ = nullptr;
+}
+
+void LineReader::Take(std::string_view bytes) {
+  while (!bytes.empty()) {
+    const std::size_t end = bytes.find('\n');
+    const std::string_view part = bytes.substr(0, end);
+    if (!too_long_ && line_.size() + part.size() > kMaxLineSize) {
+      too_long_ = true;
+      line_ = {};
+      events_.on_too_long(number_);
+    }
+    if (!too_long_) line_ += part;
+    if (end == std::string_view::npos) return;
+    EndLine();
+    bytes.remove_prefix(end + 1);
+  }
+}
+
+void LineReader::EndLine() {
+  if (!too_long_) events_.on_line(number_, line_);
+  line_.clear();
+  too_long_ = false;
+  ++number_;
+}
+
+}  // namespace tools::cli
