@@ -1,11 +1,12 @@
 # Copyright 2026 The qor-handler-manager authors
 # SPDX-License-Identifier: Apache-2.0
 
-# For sed -z, on each document. Its title comes first, or it would not be that of the page.
+# Filter for sed -z, applied to each document. Removes leading comments: Doxygen takes the title of the
+# page from the first line.
 s/^(<!--[^\n]*\n)+\n*//
-# Doxygen does not resolve titles of other documents, so these links lead to the documents alone.
+# Removes anchors from links to other documents, which Doxygen does not resolve.
 s/\]\(([^) #]+\.md)#[^) ]*\)/](\1)/g
-# Links to sources lead nowhere from the pages, so their words alone stay.
+# Replaces links to source files, which have no page, by their text.
 s/\]\(([^) ]*\.(md|svg)[^) ]*)\)/](\x01\1)/g
 s/\[([^][]+)\]\([^)\x01:# ]+\)/\1/g
 s/\x01//g
