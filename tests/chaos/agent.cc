@@ -24,9 +24,9 @@
 #include <string>
 
 #include "agent/agent.h"
-#include "journal.h"
-#include "port-watch.h"
-#include "timer-watch.h"
+#include "history.h"
+#include "port-interposer.h"
+#include "timer-interposer.h"
 
 namespace {
 
@@ -120,18 +120,18 @@ int main(int argc, char** argv) {
     return 2;
   }
   try {
-    const chaos::JournalWriter journal(argv[1]);
-    chaos::WatchTimers(
-        [&journal](int number) { journal.Write(chaos::kFired, std::to_string(number)); });
-    chaos::WatchPorts([&journal] { journal.Write(chaos::kNoPort, ""); });
+    const chaos::HistoryWriter history(argv[1]);
+    chaos::SetTimerFiredCallback(
+        [&history](int number) { history.Write(chaos::kTimerFired, std::to_string(number)); });
+    chaos::SetMissingPortCallback([&history] { history.Write(chaos::kPortMissing, ""); });
     ecore_init();
     {
       Agent agent(std::atoi(argv[2]), std::atoi(argv[3]));
       ecore_main_loop_begin();
     }
     ecore_shutdown();
-    chaos::WatchTimers(nullptr);
-    chaos::WatchPorts(nullptr);
+    chaos::SetTimerFiredCallback(nullptr);
+    chaos::SetMissingPortCallback(nullptr);
   } catch (const std::exception& error) {
     std::cerr << argv[0] << ": " << error.what() << "\n";
     return 1;

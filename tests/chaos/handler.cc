@@ -21,9 +21,9 @@
 #include <thread>
 #include <vector>
 
-#include "crash-note.h"
+#include "crash-handler.h"
 #include "handlers.h"
-#include "limits.h"
+#include "timeouts.h"
 
 namespace {
 
@@ -98,7 +98,7 @@ class Timers {
 }  // namespace
 
 int main(int argc, char** argv) {
-  chaos::NoteCrashes(argv[0]);
+  chaos::InstallCrashHandler(argv[0]);
   Threads threads;
   Timers timers;
   std::vector<Command> forgotten;
@@ -117,8 +117,8 @@ int main(int argc, char** argv) {
       {"ask",
        [&](const Command& command) {
          threads.Start([command](Threads& self) {
-           command.AskForSeconds(chaos::kSecondsAsked);
-           self.Take(chaos::kLongWorkMs);
+           command.AskForSeconds(chaos::kExtensionSeconds);
+           self.Take(chaos::kLongTaskMs);
            command.Succeed(command.Payload());
          });
        }},
@@ -130,13 +130,13 @@ int main(int argc, char** argv) {
          threads.Take(MillisecondsOf(command));
          command.Succeed(command.Payload());
        }},
-      {"late", [&](const Command& command) { timers.SucceedAfter(chaos::kLongWorkMs, command); }},
+      {"late", [&](const Command& command) { timers.SucceedAfter(chaos::kLongTaskMs, command); }},
       {"forget", [&](const Command& command) { forgotten.push_back(command); }},
       {"die", [](const Command&) { kill(getpid(), SIGKILL); }},
   };
   const int number = chaos::HandlerOfExecutable(argv[0]);
   qor::Handler handler;
-  for (const std::string& word : chaos::WordsOf(number))
+  for (const std::string& word : chaos::BehaviorsOf(number))
     handler.On(chaos::TypeOf(number, word), functions.at(word));
   handler.On(chaos::SharedTypeOf(number), echo);
   return handler.Run(argc, argv);

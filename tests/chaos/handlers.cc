@@ -14,13 +14,15 @@ constexpr char kPackagePrefix[] = "org.example.chaos";
 constexpr char kApplicationSuffix[] = ".handler";
 constexpr int kSharedTypes = 5;
 // Every so many handlers one is rude.
-constexpr int kRudeEvery = 8;
+constexpr int kMisbehavingInterval = 8;
 
 std::string TwoDigits(int number) { return (number < 10 ? "0" : "") + std::to_string(number); }
 
 }  // namespace
 
-bool IsRude(int handler) { return handler % kRudeEvery == kRudeEvery - 1; }
+bool IsMisbehaving(int handler) {
+  return handler % kMisbehavingInterval == kMisbehavingInterval - 1;
+}
 
 std::string PackageOf(int handler) { return kPackagePrefix + TwoDigits(handler); }
 
@@ -32,11 +34,12 @@ std::optional<int> HandlerOf(const std::string& application) {
   return std::nullopt;
 }
 
-const std::vector<std::string>& WordsOf(int handler) {
-  static const std::vector<std::string> polite = {
+const std::vector<std::string>& BehaviorsOf(int handler) {
+  static const std::vector<std::string> well_behaved = {
       "echo", "thread", "timer", "ask", "fail", "drop", "throw", "block", "late", "forget", "die"};
-  static const std::vector<std::string> rude = {"echo", "twice", "never", "garbage", "nonsense"};
-  return IsRude(handler) ? rude : polite;
+  static const std::vector<std::string> misbehaving = {"echo", "twice", "never", "garbage",
+                                                       "nonsense"};
+  return IsMisbehaving(handler) ? misbehaving : well_behaved;
 }
 
 std::string TypeOf(int handler, const std::string& word) {

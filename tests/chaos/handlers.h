@@ -16,14 +16,14 @@ inline constexpr int kHandlers = 50;
 inline constexpr int kVersions = 2;
 
 // Whether it answers twice, never, what was not asked, and not in parcels.
-bool IsRude(int handler);
+bool IsMisbehaving(int handler);
 std::string PackageOf(int handler);
 std::string ApplicationOf(int handler);
 // Nothing for an application that is none of them.
 std::optional<int> HandlerOf(const std::string& application);
 
 // What a handler can be asked for, polite or rude.
-const std::vector<std::string>& WordsOf(int handler);
+const std::vector<std::string>& BehaviorsOf(int handler);
 // The request type of one handler, and one that several serve with "echo".
 std::string TypeOf(int handler, const std::string& word);
 std::string SharedTypeOf(int handler);

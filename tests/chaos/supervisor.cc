@@ -17,24 +17,24 @@
 #include <system_error>
 #include <utility>
 
-#include "child.h"
-#include "crash-note.h"
+#include "child-process.h"
+#include "crash-handler.h"
 #include "handlers.h"
-#include "limits.h"
 #include "platform/linux/common/package-database.h"
 #include "platform/linux/common/process-list.h"
+#include "timeouts.h"
 
 namespace chaos {
 
 namespace {
 
-constexpr std::chrono::milliseconds kTurn(100);
-constexpr std::chrono::seconds kBetweenReports(10);
+constexpr std::chrono::milliseconds kPollInterval(100);
+constexpr std::chrono::seconds kReportInterval(10);
 // No program takes this long to do what it is asked.
-constexpr int kPatienceSeconds = 120;
-constexpr std::size_t kMostOperations = 3;
+constexpr int kTimeoutSeconds = 120;
+constexpr std::size_t kMaxOperations = 3;
 // An agent that ends so often by itself does not start at all.
-constexpr int kMostUnaskedEnds = 10;
+constexpr int kMaxUnexpectedExits = 10;
 
 // The end of a child, and what asks this process to end.
 sigset_t AwaitedSignals() {
@@ -44,7 +44,7 @@ sigset_t AwaitedSignals() {
   return signals;
 }
 
-std::string HowItEnded(int status) {
+std::string DescribeExit(int status) {
   return WIFSIGNALED(status) ? "signal " + std::to_string(WTERMSIG(status))
                              : "status " + std::to_string(WEXITSTATUS(status));
 }
@@ -58,15 +58,15 @@ std::string LastLineOf(const std::string& path) {
 
 }  // namespace
 
-Supervisor::Supervisor(const Programs& programs, const Places& places, SmallDisk& disk,
-                       Account& account)
+Supervisor::Supervisor(const Programs& programs, const RunFolder& places, ResizableTmpfs& disk,
+                       HistoryChecker& checker)
     : programs_(programs),
-      places_(places),
+      folder_(places),
       disk_(disk),
-      account_(account),
-      writer_(places.Journal()),
-      reader_(places.Journal()),
-      next_report_(start_ + kBetweenReports) {
+      checker_(checker),
+      writer_(places.History()),
+      reader_(places.History()),
+      next_report_(start_ + kReportInterval) {
   const sigset_t signals = AwaitedSignals();
   sigprocmask(SIG_BLOCK, &signals, nullptr);
   signal(SIGPIPE, SIG_IGN);
@@ -74,8 +74,8 @@ Supervisor::Supervisor(const Programs& programs, const Places& places, SmallDisk
   prctl(PR_SET_CHILD_SUBREAPER, 1);
   setenv("QOR_PLATFORM_ROOT", places.Root().c_str(), 1);
   // What has been preloaded stands ahead of a sanitizer.
-  setenv(kCrashFileVariable, (places.Findings() + ".crashes").c_str(), 1);
-  const std::string options = "log_path=" + places.Findings();
+  setenv(kCrashFileVariable, (places.ReportPrefix() + ".crashes").c_str(), 1);
+  const std::string options = "log_path=" + places.ReportPrefix();
   setenv("ASAN_OPTIONS", ("verify_asan_link_order=0:" + options).c_str(), 1);
   setenv("UBSAN_OPTIONS", ("print_stacktrace=1:" + options).c_str(), 1);
   const char* thread_options = std::getenv("TSAN_OPTIONS");
@@ -86,7 +86,7 @@ Supervisor::Supervisor(const Programs& programs, const Places& places, SmallDisk
 Supervisor::~Supervisor() {
   CloseInput();
   if (agent_ > 0) kill(agent_, SIGKILL);
-  const std::string prefix = places_.Root() + "/";
+  const std::string prefix = folder_.Root() + "/";
   for (const pid_t pid : platform::FindProcesses(
            [&](const auto& executable) { return executable.path.rfind(prefix, 0) == 0; })) {
     kill(pid, SIGKILL);
@@ -96,104 +96,106 @@ Supervisor::~Supervisor() {
 void Supervisor::InstallAll() {
   for (int handler = 0; handler < kHandlers; ++handler) {
     if (platform::FindPackage(PackageOf(handler))) continue;
-    Operate("install", places_.Package(handler, 0), false);
-    if (!Await([this] { return operations_.empty(); }, kPatienceSeconds)) return;
+    StartOperation("install", folder_.Package(handler, 0), false);
+    if (!Await([this] { return operations_.empty(); }, kTimeoutSeconds)) return;
   }
 }
 
 void Supervisor::UninstallAll() {
   for (const auto& package : platform::AllPackages()) {
-    Operate("uninstall", package.id, false);
-    if (!Await([this] { return operations_.empty(); }, kPatienceSeconds)) return;
+    StartOperation("uninstall", package.id, false);
+    if (!Await([this] { return operations_.empty(); }, kTimeoutSeconds)) return;
   }
 }
 
 void Supervisor::StartAgent(int execution_timeout, int connection_timeout) {
   agent_timeouts_ = {std::to_string(execution_timeout), std::to_string(connection_timeout)};
   agent_is_wanted_ = true;
-  agent_may_end_ = false;
+  agent_may_exit_ = false;
   int ends[2];
   if (socketpair(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0, ends) != 0) {
     throw std::system_error(errno, std::generic_category(), "socketpair");
   }
   agent_input_ = ends[0];
   fcntl(agent_input_, F_SETFL, O_NONBLOCK);
-  agent_ = StartChild({programs_.agent, places_.Journal(), agent_timeouts_[0], agent_timeouts_[1]},
-                      {"LD_PRELOAD=" + programs_.recorder, "QOR_RECORD_FILE=" + places_.Journal()},
-                      places_.Log(), ends[1]);
+  agent_ = StartChildProcess(
+      {programs_.agent, folder_.History(), agent_timeouts_[0], agent_timeouts_[1]},
+      {"LD_PRELOAD=" + programs_.recorder, "QOR_RECORD_FILE=" + folder_.History()}, folder_.Log(),
+      ends[1]);
   close(ends[1]);
   writer_.Write("agent-started", std::to_string(agent_));
 }
 
-void Supervisor::Follow(const std::vector<Step>& plan, const std::string& uuid_prefix) {
+void Supervisor::RunSchedule(const std::vector<Step>& schedule, const std::string& uuid_prefix) {
   const auto begin = Clock::now();
   int number = 0;
-  for (const Step& step : plan) {
+  for (const Step& step : schedule) {
     const auto at = begin + std::chrono::milliseconds(step.at_milliseconds);
-    while (Clock::now() < at) Serve(at);
+    while (Clock::now() < at) RunIteration(at);
     Do(step, uuid_prefix + "-" + std::to_string(++number));
   }
 }
 
 void Supervisor::Do(const Step& step, const std::string& uuid) {
   const std::string package = PackageOf(step.handler);
-  switch (step.deed) {
-    case Deed::kSend:
+  switch (step.action) {
+    case Action::kSend:
       Send(step, uuid);
       break;
-    case Deed::kKillHandler:
-      ++deeds_.handlers_killed;
+    case Action::kKillHandler:
+      ++counts_.handlers_killed;
       Signal(step.handler, SIGKILL);
       break;
-    case Deed::kStopHandler:
-      ++deeds_.handlers_stopped;
+    case Action::kPauseHandler:
+      ++counts_.handlers_paused;
       Stop([this, handler = step.handler](int signal) { Signal(handler, signal); },
            step.milliseconds);
       break;
-    case Deed::kKillAgent:
-    case Deed::kEndAgent:
+    case Action::kKillAgent:
+    case Action::kTerminateAgent:
       // The one before may be on its way out.
-      if (agent_may_end_ || agent_ == 0) break;
-      agent_may_end_ = true;
-      if (step.deed == Deed::kKillAgent) {
-        ++deeds_.agents_killed;
+      if (agent_may_exit_ || agent_ == 0) break;
+      agent_may_exit_ = true;
+      if (step.action == Action::kKillAgent) {
+        ++counts_.agents_killed;
         writer_.Write("kill agent", "");
         kill(agent_, SIGKILL);
       } else {
-        ++deeds_.agents_ended;
+        ++counts_.agents_terminated;
         CloseInput();
       }
       break;
-    case Deed::kStopAgent:
-      ++deeds_.agents_stopped;
+    case Action::kPauseAgent:
+      ++counts_.agents_paused;
       Stop(
           [this](int signal) {
             if (agent_ > 0) kill(agent_, signal);
           },
           step.milliseconds);
       break;
-    case Deed::kRestartLibrary:
+    case Action::kRestartLibrary:
       WriteToAgent("restart\n");
       break;
-    case Deed::kInstall:
-      ++deeds_.installs;
-      Operate("install", places_.Package(step.handler, step.version), is_full_);
+    case Action::kInstall:
+      ++counts_.installs;
+      StartOperation("install", folder_.Package(step.handler, step.version), is_disk_full_);
       break;
-    case Deed::kUninstall:
-      ++deeds_.uninstalls;
+    case Action::kUninstall:
+      ++counts_.uninstalls;
       // It may not be there.
-      Operate("uninstall", package, true);
+      StartOperation("uninstall", package, true);
       break;
-    case Deed::kBreakInstall: {
-      const pid_t pid = Operate("install", places_.Package(step.handler, step.version), true);
+    case Action::kInterruptInstall: {
+      const pid_t pid =
+          StartOperation("install", folder_.Package(step.handler, step.version), true);
       if (pid == 0) break;
-      ++deeds_.installs_broken;
-      Later(step.milliseconds, [this, pid] {
+      ++counts_.installs_interrupted;
+      Schedule(step.milliseconds, [this, pid] {
         if (operations_.count(pid) != 0) kill(pid, SIGKILL);
       });
       break;
     }
-    case Deed::kFillDisk:
+    case Action::kFillDisk:
       Fill(step.milliseconds);
       break;
   }
@@ -205,7 +207,7 @@ void Supervisor::Send(const Step& step, const std::string& uuid) {
 }
 
 void Supervisor::Signal(int handler, int signal) {
-  const std::string prefix = places_.Root() + "/packages/" + PackageOf(handler) + "/";
+  const std::string prefix = folder_.Root() + "/packages/" + PackageOf(handler) + "/";
   for (const pid_t pid : platform::FindProcesses(
            [&](const auto& executable) { return executable.path.rfind(prefix, 0) == 0; })) {
     writer_.Write("signal " + std::to_string(signal), ApplicationOf(handler));
@@ -215,33 +217,35 @@ void Supervisor::Signal(int handler, int signal) {
 
 void Supervisor::Stop(const std::function<void(int)>& signal, int milliseconds) {
   signal(SIGSTOP);
-  Later(milliseconds, [signal] { signal(SIGCONT); });
+  Schedule(milliseconds, [signal] { signal(SIGCONT); });
 }
 
 void Supervisor::WriteToAgent(const std::string& line) {
   // A line is small enough to be taken whole or not at all.
   if (agent_input_ < 0 || write(agent_input_, line.data(), line.size()) < 0) {
-    ++deeds_.not_handed_over;
+    ++counts_.not_sent;
   }
 }
 
-pid_t Supervisor::Operate(const std::string& word, const std::string& argument, bool may_fail) {
-  if (operations_.size() >= kMostOperations) return 0;
-  const pid_t pid = StartChild({programs_.tool, "package", word, argument}, {}, places_.Log(), -1);
+pid_t Supervisor::StartOperation(const std::string& word, const std::string& argument,
+                                 bool may_fail) {
+  if (operations_.size() >= kMaxOperations) return 0;
+  const pid_t pid =
+      StartChildProcess({programs_.tool, "package", word, argument}, {}, folder_.Log(), -1);
   operations_[pid] = {word + " " + argument, may_fail};
   writer_.Write("package " + word, argument);
   return pid;
 }
 
 void Supervisor::Fill(int milliseconds) {
-  if (is_full_ || !disk_.IsMounted() || !disk_.Fill()) return;
-  ++deeds_.disks_filled;
-  is_full_ = true;
+  if (is_disk_full_ || !disk_.IsMounted() || !disk_.Fill()) return;
+  ++counts_.disks_filled;
+  is_disk_full_ = true;
   for (auto& [pid, operation] : operations_) operation.may_fail = true;
   writer_.Write("the agent's disk is full", "");
-  Later(milliseconds, [this] {
-    if (!disk_.Free()) faults_.emplace_back("the disk cannot be made free again");
-    is_full_ = false;
+  Schedule(milliseconds, [this] {
+    if (!disk_.Free()) violations_.emplace_back("the disk cannot be made free again");
+    is_disk_full_ = false;
     writer_.Write("the agent's disk has room", "");
   });
 }
@@ -255,28 +259,28 @@ bool Supervisor::Await(const std::function<bool()>& condition, int seconds) {
   const auto end = Clock::now() + std::chrono::seconds(seconds);
   while (!condition()) {
     if (Clock::now() >= end) return false;
-    Serve(end);
+    RunIteration(end);
   }
   return true;
 }
 
-void Supervisor::Settle() {
-  if (!Await([this] { return later_.empty() && operations_.empty(); }, kPatienceSeconds)) {
-    faults_.emplace_back("a package operation does not end");
+void Supervisor::AwaitQuiescence() {
+  if (!Await([this] { return scheduled_.empty() && operations_.empty(); }, kTimeoutSeconds)) {
+    violations_.emplace_back("a package operation does not end");
   }
   InstallAll();
   // Handlers that connect late, and so give their commands time anew, do so within their delays.
   constexpr std::chrono::seconds kQuiet(5);
   auto quiet_since = Clock::now();
   const auto is_quiet = [&] {
-    if (account_.HasTimers()) quiet_since = Clock::now();
+    if (checker_.HasPendingTimers()) quiet_since = Clock::now();
     return Clock::now() - quiet_since > kQuiet;
   };
-  Await(is_quiet, kPatienceSeconds);
+  Await(is_quiet, kTimeoutSeconds);
 }
 
-void Supervisor::TryEveryHandler() {
-  StartAgent(kPatientTimeoutMs, kPatientTimeoutMs);
+void Supervisor::CheckEveryHandler() {
+  StartAgent(kGenerousTimeoutMs, kGenerousTimeoutMs);
   std::vector<std::string> uuids;
   for (int handler = 0; handler < kHandlers; ++handler) {
     Step step;
@@ -287,20 +291,20 @@ void Supervisor::TryEveryHandler() {
   Await(
       [&] {
         for (const auto& uuid : uuids)
-          if (!account_.HasSucceeded(uuid)) return false;
+          if (!checker_.HasSucceeded(uuid)) return false;
         return true;
       },
-      kPatienceSeconds);
+      kTimeoutSeconds);
   for (const auto& uuid : uuids)
-    if (!account_.HasSucceeded(uuid)) faults_.push_back("no success in the end: " + uuid);
+    if (!checker_.HasSucceeded(uuid)) violations_.push_back("no success in the end: " + uuid);
 }
 
-void Supervisor::EndAgent() {
+void Supervisor::TerminateAgent() {
   agent_is_wanted_ = false;
-  agent_may_end_ = true;
+  agent_may_exit_ = true;
   CloseInput();
-  if (!Await([this] { return agent_ == 0; }, kPatienceSeconds)) {
-    faults_.emplace_back("the agent does not end");
+  if (!Await([this] { return agent_ == 0; }, kTimeoutSeconds)) {
+    violations_.emplace_back("the agent does not end");
   }
 }
 
@@ -308,17 +312,17 @@ long Supervisor::AgentKilobytes() const { return agent_ > 0 ? ResidentKilobytes(
 
 int Supervisor::Zombies() const { return ZombiesOf(agent_); }
 
-void Supervisor::Serve(Clock::time_point until) {
-  while (!later_.empty() && later_.begin()->first <= Clock::now()) {
-    const auto action = std::move(later_.begin()->second);
-    later_.erase(later_.begin());
+void Supervisor::RunIteration(Clock::time_point until) {
+  while (!scheduled_.empty() && scheduled_.begin()->first <= Clock::now()) {
+    const auto action = std::move(scheduled_.begin()->second);
+    scheduled_.erase(scheduled_.begin());
     action();
   }
   Reap();
-  reader_.Enter(account_);
+  reader_.Replay(checker_);
   if (Clock::now() >= next_report_) Report();
-  auto end = std::min(until, Clock::now() + kTurn);
-  if (!later_.empty()) end = std::min(end, later_.begin()->first);
+  auto end = std::min(until, Clock::now() + kPollInterval);
+  if (!scheduled_.empty()) end = std::min(end, scheduled_.begin()->first);
   const auto left = std::chrono::duration_cast<std::chrono::nanoseconds>(end - Clock::now());
   if (left.count() <= 0) return;
   const timespec time{static_cast<time_t>(left.count() / 1'000'000'000),
@@ -333,15 +337,15 @@ void Supervisor::Reap() {
   pid_t pid = 0;
   while ((pid = waitpid(-1, &status, WNOHANG)) > 0) {
     if (pid == agent_) {
-      AgentEnded(status);
+      OnAgentExited(status);
       continue;
     }
     const auto operation = operations_.find(pid);
     if (operation == operations_.end()) continue;
     if (status != 0) {
-      ++deeds_.operations_failed;
+      ++counts_.operations_failed;
       if (!operation->second.may_fail) {
-        faults_.push_back(operation->second.words + " failed with " + HowItEnded(status));
+        violations_.push_back(operation->second.words + " failed with " + DescribeExit(status));
       }
     }
     operations_.erase(operation);
@@ -349,41 +353,41 @@ void Supervisor::Reap() {
   has_children_ = pid == 0;
 }
 
-void Supervisor::AgentEnded(int status) {
+void Supervisor::OnAgentExited(int status) {
   agent_ = 0;
   CloseInput();
-  writer_.Write(kAgentEnded, "");
+  writer_.Write(kAgentExited, "");
   const bool is_killed = WIFSIGNALED(status) && WTERMSIG(status) == SIGKILL;
-  if (!agent_may_end_ || (status != 0 && !is_killed)) {
-    faults_.push_back("the agent ended with " + HowItEnded(status));
-    if (++unasked_ends_ >= kMostUnaskedEnds) {
-      throw std::runtime_error(faults_.back() + " time after time; the last that was said: " +
-                               LastLineOf(places_.Log()));
+  if (!agent_may_exit_ || (status != 0 && !is_killed)) {
+    violations_.push_back("the agent ended with " + DescribeExit(status));
+    if (++unexpected_exits_ >= kMaxUnexpectedExits) {
+      throw std::runtime_error(violations_.back() + " time after time; the last that was said: " +
+                               LastLineOf(folder_.Log()));
     }
   }
   if (agent_is_wanted_) StartAgent(std::stoi(agent_timeouts_[0]), std::stoi(agent_timeouts_[1]));
 }
 
-void Supervisor::Later(int milliseconds, std::function<void()> action) {
-  later_.emplace(Clock::now() + std::chrono::milliseconds(milliseconds), std::move(action));
+void Supervisor::Schedule(int milliseconds, std::function<void()> action) {
+  scheduled_.emplace(Clock::now() + std::chrono::milliseconds(milliseconds), std::move(action));
 }
 
 void Supervisor::Report() {
-  next_report_ += kBetweenReports;
-  const Totals& sums = account_.Sums();
+  next_report_ += kReportInterval;
+  const Tally& tally = checker_.GetTally();
   constexpr int kTooManyWithoutAnswer = 150;
-  if (sums.answered == reported_.answered &&
-      sums.accepted - reported_.accepted > kTooManyWithoutAnswer) {
-    faults_.emplace_back("many commands are taken, and none is answered");
+  if (tally.answered == reported_.answered &&
+      tally.accepted - reported_.accepted > kTooManyWithoutAnswer) {
+    violations_.emplace_back("many commands are taken, and none is answered");
   }
-  reported_ = sums;
+  reported_ = tally;
   std::printf(
       "%5lld s  %d accepted, %d refused: %d answered, %d timed out, %d dropped; %d agents, %d "
       "handlers killed, %d package operations, %ld kB\n",
       static_cast<long long>(
           std::chrono::duration_cast<std::chrono::seconds>(Clock::now() - start_).count()),
-      sums.accepted, sums.refused, sums.answered, sums.timed_out, sums.dropped, sums.agents,
-      deeds_.handlers_killed, deeds_.installs + deeds_.uninstalls + deeds_.installs_broken,
+      tally.accepted, tally.refused, tally.answered, tally.timed_out, tally.dropped, tally.agents,
+      counts_.handlers_killed, counts_.installs + counts_.uninstalls + counts_.installs_interrupted,
       AgentKilobytes());
   std::fflush(stdout);
 }

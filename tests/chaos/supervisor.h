@@ -12,27 +12,27 @@
 #include <string>
 #include <vector>
 
-#include "account.h"
-#include "journal.h"
-#include "places.h"
-#include "plan.h"
-#include "small-disk.h"
+#include "history-checker.h"
+#include "history.h"
+#include "resizable-tmpfs.h"
+#include "run-folder.h"
+#include "schedule.h"
 
 namespace chaos {
 
 // What was done beside sending.
-struct Deeds {
+struct ActionCounts {
   int handlers_killed = 0;
-  int handlers_stopped = 0;
+  int handlers_paused = 0;
   int agents_killed = 0;
-  int agents_ended = 0;
-  int agents_stopped = 0;
+  int agents_terminated = 0;
+  int agents_paused = 0;
   int installs = 0;
   int uninstalls = 0;
-  int installs_broken = 0;
+  int installs_interrupted = 0;
   int operations_failed = 0;  // for want of room, or broken
   int disks_filled = 0;
-  int not_handed_over = 0;  // commands that the agent was too busy to read
+  int not_sent = 0;  // commands that the agent was too busy to read
 };
 
 // Owns the processes of a run: starts the agent, hands it its lines, does to it, to its handlers
@@ -41,7 +41,8 @@ struct Deeds {
 class Supervisor {
  public:
   // All outlive it. The signals that it waits for are blocked from here on.
-  Supervisor(const Programs& programs, const Places& places, SmallDisk& disk, Account& account);
+  Supervisor(const Programs& programs, const RunFolder& places, ResizableTmpfs& disk,
+             HistoryChecker& checker);
   Supervisor(const Supervisor&) = delete;
   Supervisor& operator=(const Supervisor&) = delete;
   // Kills what is left.
@@ -49,13 +50,13 @@ class Supervisor {
 
   void InstallAll();
   void StartAgent(int execution_timeout, int connection_timeout);
-  void Follow(const std::vector<Step>& plan, const std::string& uuid_prefix);
+  void RunSchedule(const std::vector<Step>& schedule, const std::string& uuid_prefix);
   // Lets everything run freely until no package operation and no timer is left.
-  void Settle();
+  void AwaitQuiescence();
   // With a new agent and patient timeouts: each handler answers one command.
-  void TryEveryHandler();
+  void CheckEveryHandler();
   // Asks the agent to end, and waits.
-  void EndAgent();
+  void TerminateAgent();
   void UninstallAll();
 
   // Serves whatever comes until the condition holds; false when it does not in time. Like all that
@@ -68,9 +69,9 @@ class Supervisor {
   int Zombies() const;
   // Whether a process is left that came from here.
   bool HasChildren() const { return has_children_; }
-  const Deeds& Done() const { return deeds_; }
-  const JournalReader& Journal() const { return reader_; }
-  const std::vector<std::string>& Faults() const { return faults_; }
+  const ActionCounts& Counts() const { return counts_; }
+  const HistoryReader& History() const { return reader_; }
+  const std::vector<std::string>& Violations() const { return violations_; }
 
  private:
   using Clock = std::chrono::steady_clock;
@@ -84,39 +85,39 @@ class Supervisor {
   void Signal(int handler, int signal);
   void Stop(const std::function<void(int signal)>& signal, int milliseconds);
   void WriteToAgent(const std::string& line);
-  pid_t Operate(const std::string& word, const std::string& argument, bool may_fail);
+  pid_t StartOperation(const std::string& word, const std::string& argument, bool may_fail);
   void Fill(int milliseconds);
   void CloseInput();
 
   // One turn: what is due, what ended, what the journal says; waits for at most this long.
-  void Serve(Clock::time_point until);
+  void RunIteration(Clock::time_point until);
   void Reap();
-  void AgentEnded(int status);
-  void Later(int milliseconds, std::function<void()> action);
+  void OnAgentExited(int status);
+  void Schedule(int milliseconds, std::function<void()> action);
   void Report();
 
   const Programs& programs_;
-  const Places& places_;
-  SmallDisk& disk_;
-  Account& account_;
-  const JournalWriter writer_;
-  JournalReader reader_;
+  const RunFolder& folder_;
+  ResizableTmpfs& disk_;
+  HistoryChecker& checker_;
+  const HistoryWriter writer_;
+  HistoryReader reader_;
   const Clock::time_point start_ = Clock::now();
   Clock::time_point next_report_;
-  Totals reported_;
+  Tally reported_;
 
   pid_t agent_ = 0;
   int agent_input_ = -1;
-  bool agent_may_end_ = false;
+  bool agent_may_exit_ = false;
   bool agent_is_wanted_ = false;
-  int unasked_ends_ = 0;
+  int unexpected_exits_ = 0;
   std::vector<std::string> agent_timeouts_;
   std::map<pid_t, Operation> operations_;
-  bool is_full_ = false;
+  bool is_disk_full_ = false;
   bool has_children_ = true;
-  std::multimap<Clock::time_point, std::function<void()>> later_;
-  Deeds deeds_;
-  std::vector<std::string> faults_;
+  std::multimap<Clock::time_point, std::function<void()>> scheduled_;
+  ActionCounts counts_;
+  std::vector<std::string> violations_;
 };
 
 }  // namespace chaos

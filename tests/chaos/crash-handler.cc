@@ -1,7 +1,7 @@
 // Copyright 2026 The qor-handler-manager authors
 // SPDX-License-Identifier: Apache-2.0
 
-#include "crash-note.h"
+#include "crash-handler.h"
 
 #include <fcntl.h>
 #include <signal.h>
@@ -19,7 +19,7 @@ const char* crash_file = nullptr;
 const char* crashed_program = nullptr;
 
 // Calls only what signal handlers may.
-void Note(int signal) {
+void OnCrash(int signal) {
   const int file = open(crash_file, O_WRONLY | O_CREAT | O_APPEND | O_CLOEXEC, 0600);
   if (file >= 0) {
     char line[] = ": signal ??\n";
@@ -34,7 +34,7 @@ void Note(int signal) {
 
 }  // namespace
 
-void NoteCrashes(const char* program) {
+void InstallCrashHandler(const char* program) {
   crash_file = std::getenv(kCrashFileVariable);
   if (crash_file == nullptr) return;
   crashed_program = program;
@@ -43,7 +43,7 @@ void NoteCrashes(const char* program) {
     sigaction(signal, nullptr, &before);
     if (before.sa_handler != SIG_DFL) continue;
     struct sigaction action {};
-    action.sa_handler = Note;
+    action.sa_handler = OnCrash;
     action.sa_flags = static_cast<int>(SA_RESETHAND);
     sigaction(signal, &action, nullptr);
   }

@@ -1,7 +1,7 @@
 // Copyright 2026 The qor-handler-manager authors
 // SPDX-License-Identifier: Apache-2.0
 
-#include "small-disk.h"
+#include "resizable-tmpfs.h"
 
 #include <sched.h>
 #include <sys/mount.h>
@@ -15,10 +15,10 @@ namespace chaos {
 
 namespace {
 
-constexpr char kRoom[] = "size=2g,mode=0700";
+constexpr char kMountOptions[] = "size=2g,mode=0700";
 
 // A name space in which mounting is allowed; as the same user as before.
-bool EnterOwnNameSpace() {
+bool EnterMountNamespace() {
   const uid_t user = geteuid();
   const gid_t group = getegid();
   if (unshare(CLONE_NEWNS) == 0) return true;
@@ -31,18 +31,18 @@ bool EnterOwnNameSpace() {
 
 }  // namespace
 
-SmallDisk::SmallDisk(std::string folder) : folder_(std::move(folder)) {
-  is_mounted_ = EnterOwnNameSpace() &&
+ResizableTmpfs::ResizableTmpfs(std::string folder) : folder_(std::move(folder)) {
+  is_mounted_ = EnterMountNamespace() &&
                 mount(nullptr, "/", nullptr, MS_REC | MS_PRIVATE, nullptr) == 0 &&
-                mount("tmpfs", folder_.c_str(), "tmpfs", MS_NOSUID | MS_NODEV, kRoom) == 0;
+                mount("tmpfs", folder_.c_str(), "tmpfs", MS_NOSUID | MS_NODEV, kMountOptions) == 0;
 }
 
-SmallDisk::~SmallDisk() {
+ResizableTmpfs::~ResizableTmpfs() {
   // Processes that are about to end may still be in it.
   if (is_mounted_) umount2(folder_.c_str(), MNT_DETACH);
 }
 
-bool SmallDisk::Fill() {
+bool ResizableTmpfs::Fill() {
   struct statvfs sizes {};
   if (statvfs(folder_.c_str(), &sizes) != 0) return false;
   const auto used = (sizes.f_blocks - sizes.f_bfree) * sizes.f_frsize;
@@ -51,8 +51,9 @@ bool SmallDisk::Fill() {
                room.c_str()) == 0;
 }
 
-bool SmallDisk::Free() {
-  return mount(nullptr, folder_.c_str(), nullptr, MS_REMOUNT | MS_NOSUID | MS_NODEV, kRoom) == 0;
+bool ResizableTmpfs::Free() {
+  return mount(nullptr, folder_.c_str(), nullptr, MS_REMOUNT | MS_NOSUID | MS_NODEV,
+               kMountOptions) == 0;
 }
 
 }  // namespace chaos

@@ -1,8 +1,8 @@
 // Copyright 2026 The qor-handler-manager authors
 // SPDX-License-Identifier: Apache-2.0
 
-#ifndef TESTS_CHAOS_CRASH_NOTE_H_
-#define TESTS_CHAOS_CRASH_NOTE_H_
+#ifndef TESTS_CHAOS_CRASH_HANDLER_H_
+#define TESTS_CHAOS_CRASH_HANDLER_H_
 
 namespace chaos {
 
@@ -11,7 +11,7 @@ inline constexpr char kCrashFileVariable[] = "QOR_CHAOS_CRASHES";
 
 // From here on a crash of this process leaves a line in that file: nobody else sees how a handler
 // ends. Under a sanitizer, which tells more, nothing changes.
-void NoteCrashes(const char* program);
+void InstallCrashHandler(const char* program);
 
 }  // namespace chaos
 

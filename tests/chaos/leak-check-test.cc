@@ -1,7 +1,7 @@
 // Copyright 2026 The qor-handler-manager authors
 // SPDX-License-Identifier: Apache-2.0
 
-#include "leftovers.h"
+#include "leak-check.h"
 
 #include <fcntl.h>
 #include <gmock/gmock.h>
@@ -13,7 +13,7 @@
 #include <filesystem>
 #include <fstream>
 
-#include "child.h"
+#include "child-process.h"
 #include "platform/linux/common/file-lock.h"
 #include "platform/linux/common/unix-socket.h"
 
@@ -25,9 +25,9 @@ using testing::ElementsAre;
 using testing::IsEmpty;
 using testing::UnorderedElementsAre;
 
-class LeftoversTest : public testing::Test {
+class LeakCheckTest : public testing::Test {
  protected:
-  LeftoversTest() : root_(fs::temp_directory_path() / "qor-leftovers-XXXXXX") {
+  LeakCheckTest() : root_(fs::temp_directory_path() / "qor-leaks-XXXXXX") {
     root_ = mkdtemp(root_.data());
     for (const char* folder : {"run/apps", "run/ports/host.agent", "data/host.agent", "staging"})
       fs::create_directories(root_ + "/" + folder);
@@ -35,37 +35,37 @@ class LeftoversTest : public testing::Test {
                              "data/host.agent/.qor-handlers.db"})
       Write(file);
   }
-  ~LeftoversTest() override { fs::remove_all(root_); }
+  ~LeakCheckTest() override { fs::remove_all(root_); }
 
   void Write(const std::string& file) const { std::ofstream(root_ + "/" + file) << "x"; }
 
   std::string root_;
 };
 
-TEST_F(LeftoversTest, KnowsWhatStays) { EXPECT_THAT(LeftoversBelow(root_), IsEmpty()); }
+TEST_F(LeakCheckTest, KnowsWhatStays) { EXPECT_THAT(FindLeaks(root_), IsEmpty()); }
 
-TEST_F(LeftoversTest, NamesSocketsFilesAndLocks) {
+TEST_F(LeakCheckTest, NamesSocketsFilesAndLocks) {
   const auto socket = platform::ListenAt(root_ + "/run/ports/host.agent", "Port");
   const auto lock = platform::LockFile(root_ + "/install.lock");
   Write("staging/half");
-  EXPECT_THAT(LeftoversBelow(root_),
+  EXPECT_THAT(FindLeaks(root_),
               UnorderedElementsAre("socket run/ports/host.agent/Port", "held lock install.lock",
                                    "file staging/half"));
 }
 
-TEST_F(LeftoversTest, NamesProcesses) {
+TEST_F(LeakCheckTest, NamesProcesses) {
   const std::string program = root_ + "/program";
   fs::copy_file("/bin/cat", program);
   int ends[2];
   ASSERT_EQ(pipe2(ends, O_CLOEXEC), 0);
   // When this returns the process has its executable.
-  const pid_t pid = StartChild({program}, {}, "/dev/null", ends[0]);
-  EXPECT_THAT(LeftoversBelow(root_),
+  const pid_t pid = StartChildProcess({program}, {}, "/dev/null", ends[0]);
+  EXPECT_THAT(FindLeaks(root_),
               UnorderedElementsAre("file program", "process " + std::to_string(pid)));
   close(ends[0]);
   close(ends[1]);
   EXPECT_EQ(waitpid(pid, nullptr, 0), pid);
-  EXPECT_THAT(LeftoversBelow(root_), ElementsAre("file program"));
+  EXPECT_THAT(FindLeaks(root_), ElementsAre("file program"));
 }
 
 }  // namespace

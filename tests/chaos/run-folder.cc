@@ -1,7 +1,7 @@
 // Copyright 2026 The qor-handler-manager authors
 // SPDX-License-Identifier: Apache-2.0
 
-#include "places.h"
+#include "run-folder.h"
 
 #include <cstdlib>
 #include <filesystem>
@@ -31,8 +31,8 @@ void Write(const std::string& folder, int handler, int version, const std::strin
   for (const char* privilege : common::kHandlerPrivileges) package.privileges.push_back(privilege);
   platform::test::WritePackage(folder, package);
   std::string types = "request-types:\n  - " + SharedTypeOf(handler) + "\n";
-  for (const std::string& word : WordsOf(handler)) {
-    const bool is_last = word == WordsOf(handler).back();
+  for (const std::string& word : BehaviorsOf(handler)) {
+    const bool is_last = word == BehaviorsOf(handler).back();
     if (version == 0 || !is_last) types += "  - " + TypeOf(handler, word) + "\n";
   }
   platform::test::WriteFile(folder + "/" + kConfiguration, types);
@@ -40,27 +40,27 @@ void Write(const std::string& folder, int handler, int version, const std::strin
 
 }  // namespace
 
-Places::Places() {
+RunFolder::RunFolder() {
   folder_ = fs::temp_directory_path() / "qor-chaos-XXXXXX";
   if (mkdtemp(folder_.data()) == nullptr) throw std::runtime_error("cannot make " + folder_);
   folder_ = fs::canonical(folder_);
   fs::create_directory(Root());
 }
 
-Places::~Places() {
+RunFolder::~RunFolder() {
   std::error_code ignored;
   if (!is_kept_) fs::remove_all(folder_, ignored);
 }
 
-std::string Places::Package(int handler, int version) const {
+std::string RunFolder::Package(int handler, int version) const {
   return folder_ + "/packages/" + PackageOf(handler) + "-" + std::to_string(version + 1);
 }
 
-void Places::WritePackages(const Programs& programs) const {
+void RunFolder::WritePackages(const Programs& programs) const {
   for (int handler = 0; handler < kHandlers; ++handler) {
     for (int version = 0; version < kVersions; ++version) {
       Write(Package(handler, version), handler, version,
-            IsRude(handler) ? programs.rude_handler : programs.handler);
+            IsMisbehaving(handler) ? programs.misbehaving_handler : programs.handler);
     }
   }
 }

@@ -1,8 +1,8 @@
 // Copyright 2026 The qor-handler-manager authors
 // SPDX-License-Identifier: Apache-2.0
 
-#ifndef TESTS_CHAOS_PLACES_H_
-#define TESTS_CHAOS_PLACES_H_
+#ifndef TESTS_CHAOS_RUN_FOLDER_H_
+#define TESTS_CHAOS_RUN_FOLDER_H_
 
 #include <string>
 
@@ -12,30 +12,30 @@ namespace chaos {
 struct Programs {
   std::string agent;
   std::string handler;
-  std::string rude_handler;
+  std::string misbehaving_handler;
   std::string tool;
   std::string recorder;
 };
 
 // A folder with everything of one run, made new and removed with this object unless it is kept.
-class Places {
+class RunFolder {
  public:
   // Throws std::runtime_error.
-  Places();
-  Places(const Places&) = delete;
-  Places& operator=(const Places&) = delete;
-  ~Places();
+  RunFolder();
+  RunFolder(const RunFolder&) = delete;
+  RunFolder& operator=(const RunFolder&) = delete;
+  ~RunFolder();
 
   void Keep() { is_kept_ = true; }
 
   const std::string& Folder() const { return folder_; }
   // The platform's root.
   std::string Root() const { return folder_ + "/root"; }
-  std::string Journal() const { return folder_ + "/journal"; }
+  std::string History() const { return folder_ + "/history"; }
   // What the programs print and log.
   std::string Log() const { return folder_ + "/log"; }
   // What the files begin with in which sanitizers and crashes leave their findings.
-  std::string Findings() const { return folder_ + "/finding"; }
+  std::string ReportPrefix() const { return folder_ + "/finding"; }
   std::string Package(int handler, int version) const;
 
   // The packages of all handlers in all versions, to be installed.

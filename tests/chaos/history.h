@@ -1,13 +1,13 @@
 // Copyright 2026 The qor-handler-manager authors
 // SPDX-License-Identifier: Apache-2.0
 
-#ifndef TESTS_CHAOS_JOURNAL_H_
-#define TESTS_CHAOS_JOURNAL_H_
+#ifndef TESTS_CHAOS_HISTORY_H_
+#define TESTS_CHAOS_HISTORY_H_
 
 #include <fstream>
 #include <string>
 
-#include "account.h"
+#include "history-checker.h"
 
 namespace chaos {
 
@@ -15,17 +15,17 @@ namespace chaos {
 // events, all others notes, a line each. What was written stays when the writer is killed.
 
 // Notes that the account needs. "fired" names a timer, by number.
-inline constexpr char kFired[] = "fired";
-inline constexpr char kNoPort[] = "no-port";
-inline constexpr char kAgentEnded[] = "agent-ended";
+inline constexpr char kTimerFired[] = "fired";
+inline constexpr char kPortMissing[] = "no-port";
+inline constexpr char kAgentExited[] = "agent-ended";
 
-class JournalWriter {
+class HistoryWriter {
  public:
   // Throws std::system_error.
-  explicit JournalWriter(const std::string& path);
-  JournalWriter(const JournalWriter&) = delete;
-  JournalWriter& operator=(const JournalWriter&) = delete;
-  ~JournalWriter();
+  explicit HistoryWriter(const std::string& path);
+  HistoryWriter(const HistoryWriter&) = delete;
+  HistoryWriter& operator=(const HistoryWriter&) = delete;
+  ~HistoryWriter();
 
   // A note; `about` may be empty. Aborts when the disk is full: nothing after could be believed.
   void Write(const std::string& note, const std::string& about) const;
@@ -34,20 +34,20 @@ class JournalWriter {
   int file_;
 };
 
-class JournalReader {
+class HistoryReader {
  public:
   // Throws std::system_error.
-  explicit JournalReader(const std::string& path);
+  explicit HistoryReader(const std::string& path);
 
   // Enters what was written since the last call.
-  void Enter(Account& account);
+  void Replay(HistoryChecker& checker);
   // The lines that could not be read: at most one for each agent that was killed while writing.
   int BadLines() const { return bad_lines_; }
 
  private:
-  void EnterNote(const std::string& line, Account& account);
+  void ReplayNote(const std::string& line, HistoryChecker& checker);
   // The events that were read since the last note.
-  void EnterEvents(Account& account);
+  void ReplayEvents(HistoryChecker& checker);
 
   std::ifstream file_;
   std::string rest_;
@@ -57,8 +57,8 @@ class JournalReader {
 
 // The beginning of a command's history: the lines that name it, and those of its handler and agents
 // from then on.
-std::string LinesThatName(const std::string& journal, const std::string& uuid,
-                          const std::string& handler);
+std::string HistoryOfCommand(const std::string& history, const std::string& uuid,
+                             const std::string& handler);
 
 }  // namespace chaos
 

@@ -1,7 +1,7 @@
 // Copyright 2026 The qor-handler-manager authors
 // SPDX-License-Identifier: Apache-2.0
 
-#include "plan.h"
+#include "schedule.h"
 
 #include <algorithm>
 #include <functional>
@@ -13,23 +13,33 @@ namespace chaos {
 
 namespace {
 
-class Planner {
+class ScheduleGenerator {
  public:
-  Planner(std::uint64_t seed, int seconds) : random_(seed), end_(std::int64_t{seconds} * 1000) {}
+  ScheduleGenerator(std::uint64_t seed, int seconds)
+      : random_(seed), end_(std::int64_t{seconds} * 1000) {}
 
   std::vector<Step> Make() {
     // How long between two of a kind, in milliseconds, on average.
-    Repeat(200, 0, end_, &Planner::Burst);
-    Repeat(1'200, 0, end_, [](Planner& self) { self.OnHandler(Deed::kKillHandler, 0, 0); });
-    Repeat(2'000, 0, end_, [](Planner& self) { self.OnHandler(Deed::kStopHandler, 50, 4'000); });
-    Repeat(3'000, 0, end_, &Planner::Install);
-    Repeat(6'000, 0, end_, [](Planner& self) { self.OnHandler(Deed::kUninstall, 0, 0); });
-    Repeat(12'000, 0, end_, [](Planner& self) { self.OnHandler(Deed::kBreakInstall, 0, 150); });
-    Repeat(9'000, 0, end_, [](Planner& self) { self.OnAgent(Deed::kStopAgent, 50, 1'500); });
-    Repeat(15'000, 0, end_, [](Planner& self) { self.OnAgent(Deed::kFillDisk, 500, 3'000); });
-    Repeat(9'000, 0, end_ / 2, [](Planner& self) { self.OnAgent(Deed::kKillAgent, 0, 0); });
-    Repeat(14'000, 0, end_ / 2, [](Planner& self) { self.OnAgent(Deed::kEndAgent, 0, 0); });
-    Repeat(14'000, 0, end_, [](Planner& self) { self.OnAgent(Deed::kRestartLibrary, 0, 0); });
+    Repeat(200, 0, end_, &ScheduleGenerator::Burst);
+    Repeat(1'200, 0, end_,
+           [](ScheduleGenerator& self) { self.OnHandler(Action::kKillHandler, 0, 0); });
+    Repeat(2'000, 0, end_,
+           [](ScheduleGenerator& self) { self.OnHandler(Action::kPauseHandler, 50, 4'000); });
+    Repeat(3'000, 0, end_, &ScheduleGenerator::Install);
+    Repeat(6'000, 0, end_,
+           [](ScheduleGenerator& self) { self.OnHandler(Action::kUninstall, 0, 0); });
+    Repeat(12'000, 0, end_,
+           [](ScheduleGenerator& self) { self.OnHandler(Action::kInterruptInstall, 0, 150); });
+    Repeat(9'000, 0, end_,
+           [](ScheduleGenerator& self) { self.OnAgent(Action::kPauseAgent, 50, 1'500); });
+    Repeat(15'000, 0, end_,
+           [](ScheduleGenerator& self) { self.OnAgent(Action::kFillDisk, 500, 3'000); });
+    Repeat(9'000, 0, end_ / 2,
+           [](ScheduleGenerator& self) { self.OnAgent(Action::kKillAgent, 0, 0); });
+    Repeat(14'000, 0, end_ / 2,
+           [](ScheduleGenerator& self) { self.OnAgent(Action::kTerminateAgent, 0, 0); });
+    Repeat(14'000, 0, end_,
+           [](ScheduleGenerator& self) { self.OnAgent(Action::kRestartLibrary, 0, 0); });
     std::stable_sort(steps_.begin(), steps_.end(), [](const Step& a, const Step& b) {
       return a.at_milliseconds < b.at_milliseconds;
     });
@@ -43,41 +53,41 @@ class Planner {
   }
   bool OneIn(int number) { return Pick(1, number) == 1; }
 
-  template <typename Action>
-  void Repeat(int mean, std::int64_t from, std::int64_t to, Action action) {
+  template <typename Function>
+  void Repeat(int mean, std::int64_t from, std::int64_t to, Function function) {
     for (now_ = from + Pick(1, 2 * mean); now_ < to; now_ += Pick(1, 2 * mean)) {
       const std::int64_t begin = now_;
-      std::invoke(action, *this);
+      std::invoke(function, *this);
       now_ = begin;
     }
   }
 
-  Step& Add(Deed deed) {
+  Step& Add(Action action) {
     steps_.push_back({});
     steps_.back().at_milliseconds = now_;
-    steps_.back().deed = deed;
+    steps_.back().action = action;
     return steps_.back();
   }
 
-  void OnAgent(Deed deed, int from, int to) { Add(deed).milliseconds = Pick(from, to); }
+  void OnAgent(Action action, int from, int to) { Add(action).milliseconds = Pick(from, to); }
 
-  void OnHandler(Deed deed, int from, int to) {
-    Step& step = Add(deed);
+  void OnHandler(Action action, int from, int to) {
+    Step& step = Add(action);
     step.handler = Pick(0, kHandlers - 1);
     step.version = Pick(0, kVersions - 1);
     step.milliseconds = Pick(from, to);
   }
 
-  void Install() { OnHandler(Deed::kInstall, 0, 0); }
+  void Install() { OnHandler(Action::kInstall, 0, 0); }
 
   // Some commands to one handler, so that its list grows and shrinks.
   void Burst() {
     const int handler = Pick(0, kHandlers - 1);
-    const auto& words = WordsOf(handler);
+    const auto& words = BehaviorsOf(handler);
     const int commands = OneIn(3) ? Pick(1, 40) : Pick(1, 5);
     const int spread = OneIn(2) ? 0 : 100;
     for (int i = 0; i < commands && now_ < end_; ++i) {
-      Step& step = Add(Deed::kSend);
+      Step& step = Add(Action::kSend);
       step.handler = handler;
       step.type = OneIn(5) ? SharedTypeOf(handler) : TypeOf(handler, words[Word(words.size())]);
       step.milliseconds = OneIn(4) ? Pick(0, 1'500) : Pick(0, 60);
@@ -100,8 +110,8 @@ class Planner {
 
 }  // namespace
 
-std::vector<Step> MakePlan(std::uint64_t seed, int seconds) {
-  return Planner(seed, seconds).Make();
+std::vector<Step> MakeSchedule(std::uint64_t seed, int seconds) {
+  return ScheduleGenerator(seed, seconds).Make();
 }
 
 }  // namespace chaos

@@ -1,7 +1,7 @@
 // Copyright 2026 The qor-handler-manager authors
 // SPDX-License-Identifier: Apache-2.0
 
-#include "timer-watch.h"
+#include "timer-interposer.h"
 
 #include <Ecore.h>
 #include <dlfcn.h>
@@ -64,7 +64,9 @@ Function* Real(const char* name) {
 
 }  // namespace
 
-void WatchTimers(std::function<void(int)> on_fired) { TheWatch().on_fired = std::move(on_fired); }
+void SetTimerFiredCallback(std::function<void(int)> on_fired) {
+  TheWatch().on_fired = std::move(on_fired);
+}
 
 }  // namespace chaos
 

@@ -1,7 +1,7 @@
 // Copyright 2026 The qor-handler-manager authors
 // SPDX-License-Identifier: Apache-2.0
 
-#include "port-watch.h"
+#include "port-interposer.h"
 
 #include <dlfcn.h>
 #include <rpc-port.h>
@@ -36,7 +36,9 @@ void OnDisconnected(const char* sender, const char* instance, void* kept) {
 
 }  // namespace
 
-void WatchPorts(std::function<void()> on_missing) { OnMissing() = std::move(on_missing); }
+void SetMissingPortCallback(std::function<void()> on_missing) {
+  OnMissing() = std::move(on_missing);
+}
 
 }  // namespace chaos
 

@@ -1,7 +1,7 @@
 // Copyright 2026 The qor-handler-manager authors
 // SPDX-License-Identifier: Apache-2.0
 
-#include "leftovers.h"
+#include "leak-check.h"
 
 #include <array>
 #include <filesystem>
@@ -32,25 +32,25 @@ bool IsLock(const fs::path& path) {
 
 }  // namespace
 
-std::vector<std::string> LeftoversBelow(const std::string& root) {
-  std::vector<std::string> leftovers;
+std::vector<std::string> FindLeaks(const std::string& root) {
+  std::vector<std::string> leaks;
   for (const auto& entry : fs::recursive_directory_iterator(root)) {
     const std::string path = fs::relative(entry.path(), root);
     if (entry.is_directory()) continue;
     if (entry.is_socket()) {
-      leftovers.push_back("socket " + path);
+      leaks.push_back("socket " + path);
     } else if (!Stays(path)) {
-      leftovers.push_back("file " + path);
+      leaks.push_back("file " + path);
     } else if (IsLock(entry.path()) && !platform::LockFile(entry.path())) {
-      leftovers.push_back("held lock " + path);
+      leaks.push_back("held lock " + path);
     }
   }
   const std::string prefix = root + "/";
   for (const pid_t pid : platform::FindProcesses(
            [&](const auto& executable) { return executable.path.rfind(prefix, 0) == 0; })) {
-    leftovers.push_back("process " + std::to_string(pid));
+    leaks.push_back("process " + std::to_string(pid));
   }
-  return leftovers;
+  return leaks;
 }
 
 }  // namespace chaos

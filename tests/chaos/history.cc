@@ -1,7 +1,7 @@
 // Copyright 2026 The qor-handler-manager authors
 // SPDX-License-Identifier: Apache-2.0
 
-#include "journal.h"
+#include "history.h"
 
 #include <fcntl.h>
 #include <unistd.h>
@@ -29,25 +29,25 @@ std::int64_t Microseconds() {
 
 }  // namespace
 
-JournalWriter::JournalWriter(const std::string& path)
+HistoryWriter::HistoryWriter(const std::string& path)
     : file_(open(path.c_str(), O_WRONLY | O_CREAT | O_APPEND | O_CLOEXEC, 0600)) {
   if (file_ < 0) throw std::system_error(errno, std::generic_category(), path);
 }
 
-JournalWriter::~JournalWriter() { close(file_); }
+HistoryWriter::~HistoryWriter() { close(file_); }
 
-void JournalWriter::Write(const std::string& note, const std::string& about) const {
+void HistoryWriter::Write(const std::string& note, const std::string& about) const {
   // Who was killed while writing left a line without an end.
   const std::string line = std::string("\n") + kNoteMark + ' ' + std::to_string(Microseconds()) +
                            ' ' + note + ' ' + about + '\n';
   if (write(file_, line.data(), line.size()) != static_cast<ssize_t>(line.size())) std::abort();
 }
 
-JournalReader::JournalReader(const std::string& path) : file_(path) {
+HistoryReader::HistoryReader(const std::string& path) : file_(path) {
   if (!file_) throw std::system_error(errno, std::generic_category(), path);
 }
 
-void JournalReader::Enter(Account& account) {
+void HistoryReader::Replay(HistoryChecker& checker) {
   char bytes[1 << 16];
   for (;;) {
     file_.clear();
@@ -58,46 +58,46 @@ void JournalReader::Enter(Account& account) {
   std::size_t begin = 0;
   for (std::size_t end; (end = rest_.find('\n', begin)) != std::string::npos; begin = end + 1) {
     if (rest_[begin] == kNoteMark) {
-      EnterEvents(account);
-      EnterNote(rest_.substr(begin, end - begin), account);
+      ReplayEvents(checker);
+      ReplayNote(rest_.substr(begin, end - begin), checker);
     } else {
       events_.append(rest_, begin, end + 1 - begin);
     }
   }
   rest_.erase(0, begin);
-  EnterEvents(account);
+  ReplayEvents(checker);
 }
 
-void JournalReader::EnterNote(const std::string& line, Account& account) {
+void HistoryReader::ReplayNote(const std::string& line, HistoryChecker& checker) {
   std::istringstream words(line);
   std::string mark;
   std::string time;
   std::string note;
   int number = 0;
   words >> mark >> time >> note;
-  if (note == kFired && words >> number) account.EnterFired(number);
-  if (note == kNoPort) account.EnterNoPort();
-  if (note == kAgentEnded) account.EnterAgentEnded();
+  if (note == kTimerFired && words >> number) checker.OnTimerFired(number);
+  if (note == kPortMissing) checker.OnPortMissing();
+  if (note == kAgentExited) checker.OnAgentExited();
 }
 
-void JournalReader::EnterEvents(Account& account) {
+void HistoryReader::ReplayEvents(HistoryChecker& checker) {
   if (events_.empty()) return;
   std::istringstream lines(events_);
   events_.clear();
   const auto read = tools::record::ReadJsonLines(lines);
   bad_lines_ += static_cast<int>(read.bad_lines.size());
-  for (const auto& event : read.events) account.Enter(event);
+  for (const auto& event : read.events) checker.OnEvent(event);
 }
 
-std::string LinesThatName(const std::string& journal, const std::string& uuid,
-                          const std::string& handler) {
-  constexpr std::size_t kMostOfALine = 200;
-  constexpr int kMostLines = 60;
-  std::ifstream file(journal);
+std::string HistoryOfCommand(const std::string& history, const std::string& uuid,
+                             const std::string& handler) {
+  constexpr std::size_t kMaxLineLength = 200;
+  constexpr int kMaxLines = 60;
+  std::ifstream file(history);
   std::string lines;
   int count = 0;
   bool is_sent = false;
-  for (std::string line; count < kMostLines && std::getline(file, line);) {
+  for (std::string line; count < kMaxLines && std::getline(file, line);) {
     const bool names_uuid = line.find('"' + uuid + '"') != std::string::npos;
     is_sent = is_sent || names_uuid;
     // Of the others what is about the handler or the agent while the command is there.
@@ -105,7 +105,7 @@ std::string LinesThatName(const std::string& journal, const std::string& uuid,
         is_sent && line.find("uuid") == std::string::npos &&
         (line.find(handler) != std::string::npos || line.find("agent") != std::string::npos);
     if (!names_uuid && !is_about) continue;
-    lines += "    " + line.substr(0, kMostOfALine) + "\n";
+    lines += "    " + line.substr(0, kMaxLineLength) + "\n";
     ++count;
   }
   return lines;

@@ -10,19 +10,19 @@
 #include <string>
 
 #include "bare-handler.h"
-#include "crash-note.h"
+#include "crash-handler.h"
 #include "wire.h"
 
 namespace {
 
 namespace wire = qor::internal::wire;
 
-class Rude {
+class MisbehavingHandler {
  public:
-  Rude() = default;
-  Rude(const Rude&) = delete;
-  Rude& operator=(const Rude&) = delete;
-  ~Rude() { Close(); }
+  MisbehavingHandler() = default;
+  MisbehavingHandler(const MisbehavingHandler&) = delete;
+  MisbehavingHandler& operator=(const MisbehavingHandler&) = delete;
+  ~MisbehavingHandler() { Close(); }
 
   void Connect(const std::string& agent) {
     if (proxy_ != nullptr && is_connected_) return;
@@ -31,16 +31,19 @@ class Rude {
     rpc_port_proxy_add_connected_event_cb(
         proxy_,
         [](const char*, const char*, rpc_port_h, void* self) {
-          static_cast<Rude*>(self)->Send(wire::Registration());
+          static_cast<MisbehavingHandler*>(self)->Send(wire::Registration());
         },
         this);
     const auto end = [](const char*, const char*, void* self) {
-      static_cast<Rude*>(self)->is_connected_ = false;
+      static_cast<MisbehavingHandler*>(self)->is_connected_ = false;
     };
     rpc_port_proxy_add_rejected_event_cb(proxy_, end, this);
     rpc_port_proxy_add_disconnected_event_cb(proxy_, end, this);
     rpc_port_proxy_add_received_event_cb(
-        proxy_, [](const char*, const char*, void* self) { static_cast<Rude*>(self)->Receive(); },
+        proxy_,
+        [](const char*, const char*, void* self) {
+          static_cast<MisbehavingHandler*>(self)->Receive();
+        },
         this);
     is_connected_ =
         rpc_port_proxy_connect(proxy_, agent.c_str(), wire::kPortName) == RPC_PORT_ERROR_NONE;
@@ -99,8 +102,8 @@ class Rude {
 }  // namespace
 
 int main(int argc, char** argv) {
-  chaos::NoteCrashes(argv[0]);
-  Rude rude;
+  chaos::InstallCrashHandler(argv[0]);
+  MisbehavingHandler misbehaving;
   return support::RunBareHandler(argc, argv,
-                                 [&](const std::string& agent) { rude.Connect(agent); });
+                                 [&](const std::string& agent) { misbehaving.Connect(agent); });
 }

@@ -1,7 +1,7 @@
 // Copyright 2026 The qor-handler-manager authors
 // SPDX-License-Identifier: Apache-2.0
 
-#include "child.h"
+#include "child-process.h"
 
 #include <fcntl.h>
 #include <signal.h>
@@ -28,8 +28,9 @@ std::vector<char*> Pointers(std::vector<std::string>& texts) {
 
 }  // namespace
 
-pid_t StartChild(const std::vector<std::string>& words, const std::vector<std::string>& variables,
-                 const std::string& log, int input) {
+pid_t StartChildProcess(const std::vector<std::string>& words,
+                        const std::vector<std::string>& variables, const std::string& log,
+                        int input) {
   std::vector<std::string> arguments = words;
   std::vector<std::string> environment = variables;
   for (char** variable = environ; *variable != nullptr; ++variable) {

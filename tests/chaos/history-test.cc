@@ -1,7 +1,7 @@
 // Copyright 2026 The qor-handler-manager authors
 // SPDX-License-Identifier: Apache-2.0
 
-#include "journal.h"
+#include "history.h"
 
 #include <gtest/gtest.h>
 #include <unistd.h>
@@ -21,29 +21,29 @@ constexpr char kSent[] = R"({"t":2,"pid":1,"event":"sent","uuid":"a","type":"t",
 constexpr char kRouted[] = R"({"t":3,"pid":1,"event":"routed","uuid":"a","handler":"h"})";
 constexpr char kAccepted[] = R"({"t":4,"pid":1,"event":"accepted","uuid":"a"})";
 
-class JournalTest : public testing::Test {
+class HistoryTest : public testing::Test {
  protected:
-  JournalTest() : path_(std::filesystem::temp_directory_path() / "qor-journal-XXXXXX") {
+  HistoryTest() : path_(std::filesystem::temp_directory_path() / "qor-history-XXXXXX") {
     close(mkstemp(path_.data()));
     reader_.emplace(path_);
   }
-  ~JournalTest() override { std::remove(path_.c_str()); }
+  ~HistoryTest() override { std::remove(path_.c_str()); }
 
   void Append(const std::string& text) { std::ofstream(path_, std::ios::app) << text; }
-  void Note(const std::string& note, const std::string& about) {
-    JournalWriter(path_).Write(note, about);
+  void AppendNote(const std::string& note, const std::string& about) {
+    HistoryWriter(path_).Write(note, about);
   }
-  const Totals& Read() {
-    reader_->Enter(account_);
-    return account_.Sums();
+  const Tally& Read() {
+    reader_->Replay(checker_);
+    return checker_.GetTally();
   }
 
   std::string path_;
-  std::optional<JournalReader> reader_;
-  Account account_{[](const std::string&) { return false; }};
+  std::optional<HistoryReader> reader_;
+  HistoryChecker checker_{[](const std::string&) { return false; }};
 };
 
-TEST_F(JournalTest, IsReadAsItGrows) {
+TEST_F(HistoryTest, IsReadAsItGrows) {
   Append(std::string(kStart) + "\n" + kSent + "\n" + kRouted);
   EXPECT_EQ(Read().agents, 1);
   Append("\n" + std::string(kAccepted) + "\n");
@@ -51,29 +51,29 @@ TEST_F(JournalTest, IsReadAsItGrows) {
   EXPECT_EQ(reader_->BadLines(), 0);
 }
 
-TEST_F(JournalTest, NotesStandWhereTheyWereWritten) {
+TEST_F(HistoryTest, NotesStandWhereTheyWereWritten) {
   Append(std::string(kStart) + "\n" + kSent + "\n" + kRouted + "\n" + kAccepted + "\n");
-  Note(kFired, "1");
+  AppendNote(kTimerFired, "1");
   Append(R"({"t":5,"pid":1,"event":"timed-out","uuid":"a","limit":"execution"})"
          "\n");
   EXPECT_EQ(Read().timed_out, 1);
-  EXPECT_TRUE(account_.Faults().empty());
+  EXPECT_TRUE(checker_.Violations().empty());
 }
 
-TEST_F(JournalTest, AgentsThatAreKilledLeaveHalfALine) {
+TEST_F(HistoryTest, AgentsThatAreKilledLeaveHalfALine) {
   Append(std::string(kStart) + "\n" + kSent + "\n" + kRouted + "\n" + kAccepted + "\n{\"t\":5,");
-  Note(kAgentEnded, "");
+  AppendNote(kAgentExited, "");
   Append(std::string(kStart) + "\n");
   EXPECT_EQ(Read().dropped, 1);
   EXPECT_EQ(Read().agents, 2);
   EXPECT_EQ(reader_->BadLines(), 1);
 }
 
-TEST_F(JournalTest, TellsTheHistoryOfACommand) {
+TEST_F(HistoryTest, TellsTheHistoryOfACommand) {
   Append(std::string(kStart) + "\n" + kSent + "\n" + kRouted + "\n" + kAccepted + "\n");
-  Note("signal 9", "some.handler");
-  Note("signal 9", "another");
-  const std::string history = LinesThatName(path_, "a", "some.handler");
+  AppendNote("signal 9", "some.handler");
+  AppendNote("signal 9", "another");
+  const std::string history = HistoryOfCommand(path_, "a", "some.handler");
   EXPECT_EQ(history.find("start"), std::string::npos);
   EXPECT_NE(history.find(kSent), std::string::npos);
   EXPECT_NE(history.find("signal 9 some.handler"), std::string::npos);

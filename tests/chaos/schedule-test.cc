@@ -1,7 +1,7 @@
 // Copyright 2026 The qor-handler-manager authors
 // SPDX-License-Identifier: Apache-2.0
 
-#include "plan.h"
+#include "schedule.h"
 
 #include <gtest/gtest.h>
 
@@ -16,33 +16,33 @@ namespace {
 constexpr int kSeconds = 300;
 
 auto Fields(const Step& step) {
-  return std::tie(step.at_milliseconds, step.deed, step.handler, step.version, step.type,
+  return std::tie(step.at_milliseconds, step.action, step.handler, step.version, step.type,
                   step.milliseconds, step.bytes);
 }
 
-TEST(PlanTest, TheSeedAloneDecidesIt) {
-  const auto first = MakePlan(7, kSeconds);
-  const auto again = MakePlan(7, kSeconds);
+TEST(ScheduleTest, TheSeedAloneDecidesIt) {
+  const auto first = MakeSchedule(7, kSeconds);
+  const auto again = MakeSchedule(7, kSeconds);
   ASSERT_EQ(first.size(), again.size());
   for (std::size_t i = 0; i < first.size(); ++i) ASSERT_EQ(Fields(first[i]), Fields(again[i]));
-  EXPECT_NE(MakePlan(8, kSeconds).size(), first.size());
+  EXPECT_NE(MakeSchedule(8, kSeconds).size(), first.size());
 }
 
-TEST(PlanTest, IsInOrderAndHasEveryDeed) {
-  std::set<Deed> deeds;
+TEST(ScheduleTest, IsInOrderAndHasEveryDeed) {
+  std::set<Action> counts;
   std::int64_t last = 0;
-  for (const Step& step : MakePlan(7, kSeconds)) {
+  for (const Step& step : MakeSchedule(7, kSeconds)) {
     EXPECT_LE(last, step.at_milliseconds);
     EXPECT_LT(step.at_milliseconds, kSeconds * 1000);
     last = step.at_milliseconds;
-    deeds.insert(step.deed);
+    counts.insert(step.action);
   }
-  EXPECT_EQ(deeds.size(), 11u);
+  EXPECT_EQ(counts.size(), 11u);
 }
 
-TEST(PlanTest, LetsTheAgentOfTheSecondHalfGrowOld) {
-  for (const Step& step : MakePlan(7, kSeconds)) {
-    if (step.deed != Deed::kKillAgent && step.deed != Deed::kEndAgent) continue;
+TEST(ScheduleTest, LetsTheAgentOfTheSecondHalfGrowOld) {
+  for (const Step& step : MakeSchedule(7, kSeconds)) {
+    if (step.action != Action::kKillAgent && step.action != Action::kTerminateAgent) continue;
     EXPECT_LT(step.at_milliseconds, kSeconds * 1000 / 2);
   }
 }
