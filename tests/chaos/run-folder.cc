@@ -21,7 +21,7 @@ namespace fs = std::filesystem;
 void Write(const std::string& folder, int handler, int version, const std::string& executable) {
   constexpr char kConfiguration[] = "res/handler.yaml";
   const int priority = version == 0 ? handler % 7 : handler % 3;
-  platform::test::PackageText package;
+  platform::test::PackageSpec package;
   package.id = PackageOf(handler);
   package.version = std::to_string(version + 1) + ".0.0";
   package.app_id = ApplicationOf(handler);

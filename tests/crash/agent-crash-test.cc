@@ -94,7 +94,7 @@ TEST_P(AgentCrashAtAnyStep, NextStartExecutesCommandOnce) {
     SCOPED_TRACE("killed at step " + std::to_string(step));
     const std::string uuid = "command-" + std::to_string(step);
     if (GetParam()) KillHandler();
-    const bool was_killed = platform::test::KillAtStep(AgentCommand(uuid), step, IsObservable);
+    const bool was_killed = platform::test::KillAtSystemCall(AgentCommand(uuid), step, IsObservable);
     ExpectResult(uuid, std::to_string(step));
     // Exactly once, whether the first or the second agent delivered the command.
     runs += uuid + "\n";

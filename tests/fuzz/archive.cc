@@ -48,12 +48,12 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
   const fs::path folder = fs::path(fuzz::ScratchFolder()) / "staging";
   fs::create_directory(folder);
   try {
-    platform::Stager stager(folder, archive, kLimits);
-    platform::CopyPackage(archive, &stager);
-    stager.Finish();
+    platform::StagingWriter writer(folder, archive, kLimits);
+    platform::CopyPackage(archive, &writer);
+    writer.Finish();
     CheckStaged(folder);
     platform::ReadManifest(folder, archive);
-  } catch (const platform::PackageRefused& refusal) {
+  } catch (const platform::InvalidPackageError& refusal) {
     fuzz::Require(!refusal.Reason().empty(), "a refusal has a reason");
   }
   platform::RemoveTree(folder);

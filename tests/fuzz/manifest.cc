@@ -34,7 +34,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
       fuzz::Require(application.executable.compare(0, 4, "bin/") == 0,
                     "an executable lies in the package");
     }
-  } catch (const platform::PackageRefused& refusal) {
+  } catch (const platform::InvalidPackageError& refusal) {
     fuzz::Require(!refusal.Reason().empty(), "a refusal has a reason");
   }
   return 0;

@@ -40,7 +40,7 @@ TEST_F(Messages, ThatAreForgedEventsChangeNoHandler) {
   // Uninstalled: started, half done, completed. Installed and updated, which is not so.
   for (const char* forged : {"0 1 org.example.text", "1 1 org.example.text", "2 1 org.example.text",
                              "2 0 org.example.none", "2 2 org.example.none"}) {
-    ExpectOneLine("dropped a false event of process", [&] {
+    ExpectOneLine("dropped a forged event from process", [&] {
       EXPECT_EQ(attacker.Ask("forge-event " + Listener() + " " + forged), "heard");
     });
   }
@@ -105,7 +105,7 @@ class LaunchRequests : public Messages {
 TEST_F(LaunchRequests, AreNotHandedToAnotherProcess) {
   Peer attacker;
   EXPECT_EQ(attacker.Ask(std::string("take-place ") + kTextHandler), "taken");
-  ExpectOneLine(std::string("listens for ") + kTextHandler + " and is not that application",
+  ExpectOneLine(std::string("listens for ") + kTextHandler + " but does not execute it",
                 [&] { ExpectUnharmed(); });
   EXPECT_EQ(attacker.Ask("stolen"), "0");
 }

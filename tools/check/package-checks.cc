@@ -119,7 +119,7 @@ std::optional<inspect::Package> CheckPackage(const std::string& path, const Repo
     const inspect::PackageFile file(path);
     CheckContents(file.Contents(), path, report);
     return file.Contents();
-  } catch (const platform::PackageRefused& refusal) {
+  } catch (const platform::InvalidPackageError& refusal) {
     const inspect::Finding finding = inspect::FindingOf(refusal);
     report({kFail, finding.message, finding.hint, finding.location, "manifest"});
     return std::nullopt;

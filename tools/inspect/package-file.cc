@@ -26,9 +26,9 @@ std::string NewFolder() {
 }
 
 Package Read(const std::string& path, const std::string& folder) {
-  platform::Stager stager(folder, path, platform::PackageLimits());
-  platform::CopyPackage(path, &stager);
-  stager.Finish();
+  platform::StagingWriter writer(folder, path, platform::PackageLimits());
+  platform::CopyPackage(path, &writer);
+  writer.Finish();
   platform::PackageRecord record = platform::ReadManifest(folder, path);
   record.root_path = folder;
   for (auto& application : record.applications) {
@@ -53,16 +53,16 @@ PackageFile::Folder::~Folder() {
   try {
     platform::RemoveTree(path);
   } catch (...) {
-    platform::LogCaught();
+    platform::LogCurrentException();
   }
 }
 
 PackageFile::PackageFile(const std::string& path)
     : folder_{NewFolder()}, package_(Read(path, folder_.path)) {}
 
-Finding FindingOf(const platform::PackageRefused& refusal) {
+Finding FindingOf(const platform::InvalidPackageError& refusal) {
   Finding finding{refusal.Reason(), HintFor(refusal.Key()), {refusal.File(), 0, refusal.Key()}};
-  const std::string& location = refusal.Place();
+  const std::string& location = refusal.Location();
   const char* const end = location.data() + location.size();
   // A line of the manifest, or else the name of an entry.
   if (std::from_chars(location.data(), end, finding.location.line).ptr != end) {
@@ -75,7 +75,7 @@ std::optional<Finding> WhyRefused(const std::string& path) {
   try {
     const PackageFile package(path);
     return std::nullopt;
-  } catch (const platform::PackageRefused& refusal) {
+  } catch (const platform::InvalidPackageError& refusal) {
     return FindingOf(refusal);
   }
 }

@@ -16,8 +16,8 @@ namespace tools::inspect {
 // all its checks, from a temporary folder that is gone with this object.
 class PackageFile {
  public:
-  // Throws platform::PackageRefused for what the package manager would refuse, std::system_error
-  // for trouble with files.
+  // Throws platform::InvalidPackageError for what the package manager would refuse,
+  // std::system_error for trouble with files.
   explicit PackageFile(const std::string& path);
   PackageFile(const PackageFile&) = delete;
   PackageFile& operator=(const PackageFile&) = delete;
@@ -33,7 +33,7 @@ class PackageFile {
   const Package package_;
 };
 
-Finding FindingOf(const platform::PackageRefused& refusal);
+Finding FindingOf(const platform::InvalidPackageError& refusal);
 
 // Why the package manager refuses a package; empty when it does not. Throws std::system_error.
 std::optional<Finding> WhyRefused(const std::string& path);

@@ -23,7 +23,7 @@ using UniqueBundle = std::unique_ptr<bundle, BundleDeleter>;
 
 void Add(bundle* b, const std::string& key, const std::string& value) {
   if (bundle_add_str(b, key.c_str(), value.c_str()) != BUNDLE_ERROR_NONE)
-    throw std::runtime_error("cannot pack " + key + " into the request");
+    throw std::runtime_error("cannot add " + key + " to the request");
 }
 
 void CollectTextKey(const char* key, const int type, const bundle_keyval_t*, void* keys) {

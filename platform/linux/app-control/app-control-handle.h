@@ -10,20 +10,20 @@
 #include <string>
 #include <vector>
 
-// A request, made here or received.
+// A launch request, created by this process or received from another.
 struct app_control_s {
   std::optional<std::string> app_id;
   std::map<std::string, std::string> extra_data;
-  // Of a received request only; empty when the sender could not be told any more.
+  // Set for received requests; empty when the sender could not be identified.
   std::optional<std::string> caller;
 };
 
 namespace platform {
 
-// The request as a raw bundle. Throws std::runtime_error when it cannot be made.
+// Returns the request as an encoded bundle. Throws std::runtime_error.
 std::vector<uint8_t> EncodeRequest(const app_control_s& request);
 
-// False for bytes that are no bundle. What is not a text in it is left out.
+// Returns false for bytes that are not a bundle. Ignores values that are not strings.
 bool DecodeRequest(const uint8_t* bytes, size_t size, app_control_s* request);
 
 }  // namespace platform

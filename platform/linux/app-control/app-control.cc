@@ -24,7 +24,7 @@ int CodeOf(const std::error_code& error) {
 }
 
 constexpr platform::CBoundary kBoundary("APPCTL", [](const std::exception& error) -> int {
-  if (dynamic_cast<const platform::LaunchFailed*>(&error) != nullptr)
+  if (dynamic_cast<const platform::LaunchError*>(&error) != nullptr)
     return APP_CONTROL_ERROR_LAUNCH_FAILED;
   const auto* failure = dynamic_cast<const std::system_error*>(&error);
   return failure != nullptr ? CodeOf(failure->code()) : APP_CONTROL_ERROR_IO_ERROR;
@@ -114,7 +114,7 @@ EXPORT_API int app_control_foreach_extra_data(app_control_h app_control,
                                               app_control_extra_data_cb callback, void* user_data) {
   if (app_control == nullptr || callback == nullptr) return APP_CONTROL_ERROR_INVALID_PARAMETER;
   return kBoundary.Run([=]() -> int {
-    // A copy: the callback may change the request.
+    // A copy of the keys: the callback may change the request.
     std::vector<std::string> keys;
     for (const auto& pair : app_control->extra_data) keys.push_back(pair.first);
     for (const std::string& key : keys)
@@ -130,7 +130,7 @@ EXPORT_API int app_control_send_launch_request(app_control_h app_control,
   return kBoundary.Run([=]() -> int {
     const auto application = platform::FindApplication(*app_control->app_id);
     if (!application) return APP_CONTROL_ERROR_APP_NOT_FOUND;
-    platform::LaunchWith(*application, platform::EncodeRequest(*app_control));
+    platform::LaunchApplication(*application, platform::EncodeRequest(*app_control));
     return APP_CONTROL_ERROR_NONE;
   });
 }

@@ -6,16 +6,19 @@
 
 namespace platform {
 
-// Every application has a listening Unix socket, named after its id, below the root. Who launches
-// it first makes the socket and hands it over as an inherited descriptor, so that requests queue up
-// in the kernel while the application starts. The new process listens on it anew: the kernel names
-// it to those who connect. As long as connecting works and the listener executes the application,
-// it runs or starts; each request is one message on a connection of its own, which the application
-// acknowledges when it has taken it. A lock file of the same name lets one launcher at a time
-// decide whether a process must be started. The folders are kApplicationSocketFolder and
-// kApplicationLockFolder.
+// Launch protocol:
+//
+// Every application has a listening Unix socket below the root, named after its id. The process
+// that launches the application creates the socket and passes it on as an inherited descriptor, so
+// that requests queue in the kernel while the application starts. The new process calls listen()
+// again, which makes it the peer that SO_PEERCRED reports to launchers.
+//
+// While connecting succeeds and the peer executes the application, the application is running or
+// starting. Each request is one message on a connection of its own; the application acknowledges it
+// after reading it. A lock file of the same name serializes launchers, so that only one process is
+// started. The folders are kApplicationSocketFolder and kApplicationLockFolder.
 
-// Holds the number of the inherited descriptor.
+// Environment variable with the number of the inherited descriptor.
 inline constexpr char kLaunchSocketVariable[] = "QOR_PLATFORM_LAUNCH_SOCKET";
 
 }  // namespace platform

@@ -24,7 +24,7 @@ LaunchQueue::LaunchQueue(std::string app_id, Launch launch)
     : app_id_(std::move(app_id)), launch_(launch) {}
 
 std::map<std::string, LaunchQueue>& LaunchQueue::Queues() {
-  // Never destroyed: a program's static objects may launch applications when it ends.
+  // Never destroyed: destructors of static objects may launch applications.
   static auto* const queues = new std::map<std::string, LaunchQueue>;
   return *queues;
 }
@@ -59,13 +59,13 @@ bool LaunchQueue::LaunchAll() {
 void LaunchQueue::Retry() {
   try {
     if (!LaunchAll()) {
-      if (++retries_ >= kMaxRetries) throw LaunchFailed(LaunchLockError(app_id_));
+      if (++retries_ >= kMaxRetries) throw LaunchError(DescribeLaunchLock(app_id_));
       StartTimer();
       return;
     }
   } catch (const std::exception& error) {
-    dlog_print(DLOG_ERROR, kLaunchLogTag, "%zu launch requests to %s are lost: %s",
-               requests_.size(), app_id_.c_str(), error.what());
+    dlog_print(DLOG_ERROR, kLaunchLogTag, "lost %zu launch requests to %s: %s", requests_.size(),
+               app_id_.c_str(), error.what());
   }
   Queues().erase(std::string(app_id_));
 }

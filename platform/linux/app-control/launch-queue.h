@@ -15,26 +15,27 @@
 
 namespace platform {
 
-// Launch requests of this process to one application whose launch another process has locked. They
-// are tried again by a timer, in their order; after kLaunchLockTimeout they are given up, which is
-// logged as an error. For the main loop's thread alone.
+// The launch requests of this process to one application whose launch lock another process holds.
+// A timer retries them in order. After kLaunchLockTimeout they are dropped and an error is logged.
+// Main loop's thread only.
 class LaunchQueue {
  public:
-  // Launches; false when the launch is still locked.
+  // Launches the application with the request. Returns false while the lock is held.
   using Launch = bool (*)(const std::string& app_id, const std::vector<uint8_t>& request);
 
-  // Whether requests to the application wait: a new one then waits behind them.
+  // Whether requests to the application are queued. New requests must then be queued too, to keep
+  // their order.
   static bool IsWaiting(const std::string& app_id);
-  // `launch` is called later, from the main loop. Throws std::bad_alloc.
+  // Queues the request; `launch` is called from the main loop. Throws std::bad_alloc.
   static void Add(const std::string& app_id, const std::vector<uint8_t>& request, Launch launch);
 
-  // For Add() alone; public for the container.
+  // Called by Add() only; public for the container.
   LaunchQueue(std::string app_id, Launch launch);
 
  private:
   static std::map<std::string, LaunchQueue>& Queues();
   void Retry();
-  // False while the launch is locked.
+  // Returns false while the lock is held.
   bool LaunchAll();
   void StartTimer();
 

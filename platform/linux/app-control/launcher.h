@@ -16,35 +16,36 @@ namespace platform {
 
 inline constexpr char kLaunchLogTag[] = "APPCTL";
 
-// How long a launch waits for another process that holds the lock on launches of the application.
+// How long a launch waits for another process that holds the launch lock of the application.
 inline constexpr std::chrono::seconds kLaunchLockTimeout{5};
 
-class LaunchFailed : public std::runtime_error {
+class LaunchError : public std::runtime_error {
  public:
   using std::runtime_error::runtime_error;
 };
 
-// Starts the application unless it runs already and hands it the request. Nothing is sent to a
-// listener that does not execute the application: it loses its place to a new process. Returns when
-// the kernel has the whole request, which may be before the application has started. Throws
-// std::system_error when that fails, and LaunchFailed when the executable cannot be started. An
-// application that was updated since it was looked up is started as what it is now.
+// Starts the application unless it is running and sends it the request. Returns when the request is
+// in the socket's buffer, which may be before the application has started. If `application` is
+// outdated because of an update, the installed version is started. A process that listens on the
+// application's socket but does not execute the application receives nothing and is replaced.
+// Throws std::system_error when the request cannot be sent, and LaunchError when the executable
+// cannot be started.
 //
-// When another process has locked the launch, the main loop's thread does not wait: the main loop
-// tries again for kLaunchLockTimeout and logs an error when that was in vain. In other threads this
-// waits as long, and then throws LaunchFailed.
+// While another process holds the launch lock, a call on the main loop's thread does not wait: the
+// main loop retries for kLaunchLockTimeout, then logs an error. A call on another thread waits and
+// throws LaunchError after the timeout.
 //
-// A process that ran already may end before it takes the request. When the main loop's thread
-// launched, the main loop then starts a new process with it.
+// A running process may exit before it reads the request. For calls on the main loop's thread, the
+// main loop then starts a new process with the request.
 //
-// A new process gets the launcher's root in its environment, a session of its own, default signal
-// handling, the package's folder as its working folder, /dev/null for its standard input, output
-// and error, and no other descriptor but its listening socket. In a program with an Ecore main
-// loop, Ecore reaps it.
-void LaunchWith(const ApplicationRecord& application, const std::vector<uint8_t>& request);
+// A new process has the launcher's root in its environment, its own session, default signal
+// dispositions, the package's folder as working folder, /dev/null as standard input, output and
+// error, and no other descriptor than its listening socket. Ecore reaps it in programs with an
+// Ecore main loop.
+void LaunchApplication(const ApplicationRecord& application, const std::vector<uint8_t>& request);
 
-// That another process has locked the application's launch, and which.
-std::string LaunchLockError(const std::string& app_id);
+// Returns an error message that names the holder of the application's launch lock.
+std::string DescribeLaunchLock(const std::string& app_id);
 
 }  // namespace platform
 

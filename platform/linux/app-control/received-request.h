@@ -10,9 +10,10 @@
 
 extern "C" {
 
-// For the library that runs applications: makes the handle of a request from the bytes that came
-// and from the sender's identity ("" when it could not be told). Release with
-// app_control_destroy(). APP_CONTROL_ERROR_INVALID_PARAMETER for bytes that are no request.
+// Internal interface for the service application library. Creates the handle of a received request
+// from its bytes and the sender's application id, "" if the sender could not be identified. Release
+// with app_control_destroy(). Returns APP_CONTROL_ERROR_INVALID_PARAMETER for bytes that are not a
+// request.
 int platform_app_control_receive(const uint8_t* bytes, size_t size, const char* caller,
                                  app_control_h* request);
 }

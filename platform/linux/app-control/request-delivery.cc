@@ -14,46 +14,47 @@
 
 namespace platform {
 
-Delivery::Delivery(const std::string& app_id, const std::vector<uint8_t>& request,
-                   UniqueFd connection, NotTaken not_taken)
+RequestDelivery::RequestDelivery(const std::string& app_id, const std::vector<uint8_t>& request,
+                                 UniqueFd connection, LostCallback on_lost)
     : app_id_(app_id),
       request_(request),
       connection_(std::move(connection)),
-      not_taken_(not_taken),
+      on_lost_(on_lost),
       watch_(connection_.Get(), this) {
   watch_.WatchReading(true);
 }
 
-std::list<Delivery>& Delivery::Underway() {
-  // Never destroyed: a program's static objects may launch applications when it ends.
-  static auto* const underway = new std::list<Delivery>;
-  return *underway;
+std::list<RequestDelivery>& RequestDelivery::InFlight() {
+  // Never destroyed: destructors of static objects may launch applications.
+  static auto* const in_flight = new std::list<RequestDelivery>;
+  return *in_flight;
 }
 
-bool Delivery::Start(const std::string& app_id, const std::vector<uint8_t>& request,
-                     UniqueFd connection, std::chrono::milliseconds limit, NotTaken not_taken) {
+bool RequestDelivery::Send(const std::string& app_id, const std::vector<uint8_t>& request,
+                           UniqueFd connection, std::chrono::milliseconds limit,
+                           LostCallback on_lost) {
   if (!eina_main_loop_is()) return SendMessage(connection.Get(), request, limit);
-  // Before the request is sent, so that it is not when there is no memory to remember it.
-  std::list<Delivery> added;
-  added.emplace_back(app_id, request, std::move(connection), not_taken);
+  // Allocates before it sends: when out of memory, nothing has been sent.
+  std::list<RequestDelivery> added;
+  added.emplace_back(app_id, request, std::move(connection), on_lost);
   if (!SendMessage(added.back().connection_.Get(), request, limit)) return false;
-  std::list<Delivery>& underway = Underway();
-  underway.remove_if([&](const Delivery& earlier) { return earlier.app_id_ == app_id; });
-  underway.splice(underway.end(), added);
+  std::list<RequestDelivery>& in_flight = InFlight();
+  in_flight.remove_if([&](const RequestDelivery& earlier) { return earlier.app_id_ == app_id; });
+  in_flight.splice(in_flight.end(), added);
   return true;
 }
 
-void Delivery::OnReady(bool, bool) {
+void RequestDelivery::OnReady(bool, bool) {
   char acknowledgement;
   const ssize_t count = recv(connection_.Get(), &acknowledgement, 1, MSG_DONTWAIT);
   if (count < 0 && errno == EAGAIN) return;
-  // Out of the list first: what is called may start another delivery to the application.
-  std::list<Delivery>& underway = Underway();
-  std::list<Delivery> self;
-  self.splice(self.end(), underway,
-              std::find_if(underway.begin(), underway.end(),
-                           [this](const Delivery& other) { return &other == this; }));
-  if (count != 1) not_taken_(app_id_, request_);
+  // Leaves the list first: the callback may send another request to the application.
+  std::list<RequestDelivery>& in_flight = InFlight();
+  std::list<RequestDelivery> self;
+  self.splice(self.end(), in_flight,
+              std::find_if(in_flight.begin(), in_flight.end(),
+                           [this](const RequestDelivery& other) { return &other == this; }));
+  if (count != 1) on_lost_(app_id_, request_);
 }
 
 }  // namespace platform

@@ -16,34 +16,35 @@
 
 namespace platform {
 
-// A request on its way to an application that ran already. The kernel takes it at once, and the
-// application may yet end before it does: the main loop waits for its acknowledgement.
-class Delivery final : private LoopObserver {
+// A launch request that was sent to a running application and has not been acknowledged. The
+// request is in the socket's buffer and is lost when the application exits before it reads the
+// buffer, so the main loop waits for the acknowledgement.
+class RequestDelivery final : private LoopObserver {
  public:
-  using NotTaken = void (*)(const std::string& app_id, const std::vector<uint8_t>& request);
+  using LostCallback = void (*)(const std::string& app_id, const std::vector<uint8_t>& request);
 
-  // Sends the request; fails as SendMessage() does. `not_taken` is called later, once, when the
-  // application has closed the connection without an acknowledgement. That is known only of what
-  // the main loop's thread starts.
+  // Sends the request; fails like SendMessage(). If the application closes the connection without
+  // an acknowledgement, `on_lost` is called once on the main loop. Other threads than the main
+  // loop's send the request without waiting for its acknowledgement.
   //
-  // An application takes its requests in order, so that the latest one to it speaks for those
-  // before: only that is waited for. However long an application rests, it costs one descriptor.
-  static bool Start(const std::string& app_id, const std::vector<uint8_t>& request,
-                    UniqueFd connection, std::chrono::milliseconds limit, NotTaken not_taken);
+  // An application reads its requests in order, so only the latest request to an application is
+  // waited for: an application that hangs costs one descriptor.
+  static bool Send(const std::string& app_id, const std::vector<uint8_t>& request,
+                   UniqueFd connection, std::chrono::milliseconds limit, LostCallback on_lost);
 
-  // For Start() alone; public for the container.
-  Delivery(const std::string& app_id, const std::vector<uint8_t>& request, UniqueFd connection,
-           NotTaken not_taken);
+  // Called by Send() only; public for the container.
+  RequestDelivery(const std::string& app_id, const std::vector<uint8_t>& request,
+                  UniqueFd connection, LostCallback on_lost);
 
  private:
-  static std::list<Delivery>& Underway();
+  static std::list<RequestDelivery>& InFlight();
   void OnReady(bool readable, bool writable) override;
 
   const EcoreReference ecore_;
   const std::string app_id_;
   const std::vector<uint8_t> request_;
   const UniqueFd connection_;
-  const NotTaken not_taken_;
+  const LostCallback on_lost_;
   LoopWatch watch_;
 };
 

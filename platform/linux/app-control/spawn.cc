@@ -22,26 +22,28 @@
 namespace platform {
 namespace {
 
+// The first descriptor after the standard ones.
 constexpr int kInheritedSocket = 3;
 
 constexpr size_t kStackSize = 64 * 1024;
 
-// What the new process needs until it executes the application. It runs in this process's memory,
-// while the calling thread waits, so that only system calls are allowed there.
-struct Start {
+// Arguments of the new process. Until it executes the application it shares this process's memory
+// (CLONE_VM), so it may only make system calls, and must not allocate.
+struct SpawnArguments {
   const char* executable;
   char* const* arguments;
   char* const* environment;
   const char* folder;
   int socket;
-  int reason = 0;  // the errno value of what failed
+  int error = 0;  // the errno value of what failed
 };
 
 bool TakeDescriptors(int socket) {
-  // The socket first: it may have the number of a standard descriptor.
+  // The socket comes first: its number may be that of a standard descriptor.
   if (socket != kInheritedSocket && dup2(socket, kInheritedSocket) < 0) return false;
   if (fcntl(kInheritedSocket, F_SETFD, 0) != 0) return false;
-  // A reader of the launcher's output must not have to wait for the end of the application.
+  // If the application inherited the launcher's output, a reader of the output, such as a pipe,
+  // would not see end of file before the application exits.
   const int null = open("/dev/null", O_RDWR);
   if (null < 0) return false;
   for (const int standard : {STDIN_FILENO, STDOUT_FILENO, STDERR_FILENO})
@@ -52,26 +54,26 @@ bool TakeDescriptors(int socket) {
 void ResetSignals() {
   struct sigaction action {};
   action.sa_handler = SIG_DFL;
-  // Some cannot be set, and need not be.
+  // Fails for SIGKILL and SIGSTOP, which always have the default disposition.
   for (int signal = 1; signal < NSIG; ++signal) sigaction(signal, &action, nullptr);
   sigset_t none;
   sigemptyset(&none);
   sigprocmask(SIG_SETMASK, &none, nullptr);
 }
 
-int Execute(void* data) {
-  auto* start = static_cast<Start*>(data);
+int RunChild(void* data) {
+  auto* spawn = static_cast<SpawnArguments*>(data);
   ResetSignals();
-  // From now on the kernel names the application's process to those who connect.
-  if (setsid() >= 0 && TakeDescriptors(start->socket) && listen(kInheritedSocket, SOMAXCONN) == 0 &&
-      chdir(start->folder) == 0)
-    execve(start->executable, start->arguments, start->environment);
-  start->reason = errno;
+  // listen() makes this process the one that SO_PEERCRED reports to peers.
+  if (setsid() >= 0 && TakeDescriptors(spawn->socket) && listen(kInheritedSocket, SOMAXCONN) == 0 &&
+      chdir(spawn->folder) == 0)
+    execve(spawn->executable, spawn->arguments, spawn->environment);
+  spawn->error = errno;
   _exit(127);
 }
 
-// This process's environment, with the variables of the launch and without a name that is this
-// process's own.
+// Returns this process's environment with the variables of the launch, without the variable that
+// names this process.
 std::vector<std::string> EnvironmentOfApplication() {
   const std::string socket_variable = std::string(kLaunchSocketVariable) + "=";
   const std::string root_variable = "QOR_PLATFORM_ROOT=";
@@ -97,21 +99,21 @@ int SpawnApplication(const ApplicationRecord& application, const UniqueFd& liste
   environment.push_back(nullptr);
   std::string name = application.executable;
   char* arguments[] = {name.data(), nullptr};
-  Start start{name.c_str(), arguments, environment.data(), application.package_root.c_str(),
-              listening_socket.Get()};
+  SpawnArguments spawn{name.c_str(), arguments, environment.data(),
+                       application.package_root.c_str(), listening_socket.Get()};
   const auto stack = std::make_unique<char[]>(kStackSize);
-  // No handler of this process may run in the new one.
+  // Signal handlers of this process must not run in the new one, which shares its memory.
   sigset_t all;
   sigset_t before;
   sigfillset(&all);
   pthread_sigmask(SIG_SETMASK, &all, &before);
   const pid_t child =
-      clone(Execute, stack.get() + kStackSize, CLONE_VM | CLONE_VFORK | SIGCHLD, &start);
-  if (child < 0) start.reason = errno;
+      clone(RunChild, stack.get() + kStackSize, CLONE_VM | CLONE_VFORK | SIGCHLD, &spawn);
+  if (child < 0) spawn.error = errno;
   pthread_sigmask(SIG_SETMASK, &before, nullptr);
-  if (child >= 0 && start.reason != 0) waitpid(child, nullptr, 0);
+  if (child >= 0 && spawn.error != 0) waitpid(child, nullptr, 0);
   *pid = child;
-  return start.reason;
+  return spawn.error;
 }
 
 }  // namespace platform

@@ -9,9 +9,9 @@
 
 namespace platform {
 
-// Starts the application's executable with its listening socket, whose peers see the new process
-// from now on as the one that listens. Costs the same however large the calling process is. Returns
-// 0 and the process in `*pid`, or the errno value that says why there is none.
+// Starts the application's executable, which inherits the listening socket. From then on the kernel
+// reports the new process to peers that connect. The cost does not depend on the size of the
+// calling process. Returns 0 and sets `*pid`, or returns an errno value.
 int SpawnApplication(const ApplicationRecord& application, const UniqueFd& listening_socket,
                      pid_t* pid);
 

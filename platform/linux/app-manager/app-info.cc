@@ -11,7 +11,7 @@
 #include "platform/linux/app-manager/errors.h"
 #include "platform/linux/common/package-database.h"
 
-// An application as it stood when the handle was made.
+// A snapshot of an application at the time when the handle was created.
 struct app_info_s {
   platform::ApplicationRecord record;
 };

@@ -16,15 +16,16 @@ namespace {
 
 constexpr char kLogTag[] = "APPCOM";
 
-// A folder path as the interface hands it out: with a trailing slash, or NULL and the reason.
-char* GivePath(const std::string& path) {
+// Returns a copy of the path with a trailing slash, as the interface requires. Returns null and
+// sets the last result when out of memory.
+char* ReturnPath(const std::string& path) {
   char* const copy = strdup((path + "/").c_str());
   set_last_result(copy == nullptr ? APP_ERROR_OUT_OF_MEMORY : APP_ERROR_NONE);
   return copy;
 }
 
-char* GiveNothing(int reason) {
-  set_last_result(reason);
+char* ReturnError(int error) {
+  set_last_result(error);
   return nullptr;
 }
 
@@ -42,13 +43,13 @@ EXPORT_API char* app_get_data_path(void) {
   try {
     const platform::ProcessIdentity self = platform::IdentifyThisProcess();
     if (self.app_id.empty()) {
-      dlog_print(DLOG_ERROR, kLogTag, "no data folder: this process has no identity");
-      return GiveNothing(APP_ERROR_INVALID_CONTEXT);
+      dlog_print(DLOG_ERROR, kLogTag, "no data folder: cannot identify this process");
+      return ReturnError(APP_ERROR_INVALID_CONTEXT);
     }
-    return GivePath(platform::FolderBelowRoot(platform::kDataFolder + ("/" + self.app_id)));
+    return ReturnPath(platform::FolderBelowRoot(platform::kDataFolder + ("/" + self.app_id)));
   } catch (const std::exception& error) {
     dlog_print(DLOG_ERROR, kLogTag, "no data folder: %s", error.what());
-    return GiveNothing(APP_ERROR_PERMISSION_DENIED);
+    return ReturnError(APP_ERROR_PERMISSION_DENIED);
   }
 }
 
@@ -57,9 +58,9 @@ EXPORT_API char* app_get_resource_path(void) {
     const platform::ProcessIdentity self = platform::IdentifyThisProcess();
     if (self.is_installed_application)
       if (const auto application = platform::FindApplication(self.app_id))
-        return GivePath(application->package_root + "/res");
+        return ReturnPath(application->package_root + "/res");
   } catch (const std::exception& error) {
     dlog_print(DLOG_ERROR, kLogTag, "no resource folder: %s", error.what());
   }
-  return GiveNothing(APP_ERROR_INVALID_CONTEXT);
+  return ReturnError(APP_ERROR_INVALID_CONTEXT);
 }

@@ -31,14 +31,14 @@ void RequestServer::OnMessage(const std::vector<uint8_t>& bytes, const PeerCrede
     app_control_h request = nullptr;
     if (bytes.empty() || platform_app_control_receive(bytes.data(), bytes.size(), caller.c_str(),
                                                       &request) != APP_CONTROL_ERROR_NONE) {
-      dlog_print(DLOG_WARN, kLogTag, "dropped a message from \"%s\" that is no request",
+      dlog_print(DLOG_WARN, kLogTag, "dropped a message from \"%s\" that is not a launch request",
                  caller.c_str());
       return;
     }
     callback_(request);
     app_control_destroy(request);
   } catch (const std::exception& error) {
-    dlog_print(DLOG_ERROR, kLogTag, "a launch request is lost: %s", error.what());
+    dlog_print(DLOG_ERROR, kLogTag, "lost a launch request: %s", error.what());
   }
 }
 

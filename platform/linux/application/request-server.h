@@ -12,13 +12,13 @@
 
 namespace platform {
 
-// Takes launch requests from a listening socket on the Ecore main loop.
+// Receives launch requests on a listening socket, on the Ecore main loop.
 class RequestServer final : private MessageObserver {
  public:
-  // The request belongs to the server and dies when the callback returns.
+  // The request belongs to the server and is destroyed when the callback returns.
   using Callback = std::function<void(app_control_h)>;
 
-  // Throws std::runtime_error when the main loop refuses.
+  // Throws std::runtime_error when the socket cannot be added to the main loop.
   RequestServer(UniqueFd listening_socket, Callback callback);
 
  private:

@@ -12,12 +12,12 @@
 
 namespace platform {
 
-int ErrorCodeOfCaught() {
+int CurrentErrorCode() {
   try {
     throw;
-  } catch (const PackageRefused&) {
+  } catch (const InvalidPackageError&) {
     return PACKAGE_MANAGER_ERROR_INVALID_PARAMETER;
-  } catch (const NoSuchPackage&) {
+  } catch (const NoSuchPackageError&) {
     return PACKAGE_MANAGER_ERROR_NO_SUCH_PACKAGE;
   } catch (const std::system_error& error) {
     return error.code() == std::errc::permission_denied ||
@@ -31,13 +31,13 @@ int ErrorCodeOfCaught() {
   }
 }
 
-void LogCaught() {
+void LogCurrentException() {
   try {
     throw;
   } catch (const std::exception& error) {
     dlog_print(DLOG_ERROR, kPackageLogTag, "%s", error.what());
   } catch (...) {
-    dlog_print(DLOG_ERROR, kPackageLogTag, "unknown failure");
+    dlog_print(DLOG_ERROR, kPackageLogTag, "unknown exception");
   }
 }
 

@@ -14,51 +14,54 @@ namespace platform {
 
 inline constexpr char kPackageLogTag[] = "PKGMGR";
 
-// A package that must not be installed. The text is "<file>:<place>: <reason>", where the place is
-// a line of the manifest or an entry of the package.
-class PackageRefused : public std::runtime_error {
+// The package is invalid and is not installed. The message is "<file>:<location>: <reason>"; the
+// location is a line of the manifest or the name of an entry of the package.
+class InvalidPackageError : public std::runtime_error {
  public:
-  // `key` is the attribute or the like that is wrong, empty when there is none.
-  PackageRefused(std::string file, std::string place, std::string reason, std::string key = "")
-      : std::runtime_error(file + ":" + place + ": " + reason),
+  // `key` names the invalid attribute of the manifest; empty for other errors.
+  InvalidPackageError(std::string file, std::string location, std::string reason,
+                      std::string key = "")
+      : std::runtime_error(file + ":" + location + ": " + reason),
         file_(std::move(file)),
-        place_(std::move(place)),
+        location_(std::move(location)),
         reason_(std::move(reason)),
         key_(std::move(key)) {}
 
   const std::string& File() const { return file_; }
-  const std::string& Place() const { return place_; }
+  const std::string& Location() const { return location_; }
   const std::string& Reason() const { return reason_; }
   const std::string& Key() const { return key_; }
 
  private:
   std::string file_;
-  std::string place_;
+  std::string location_;
   std::string reason_;
   std::string key_;
 };
 
-class NoSuchPackage : public std::runtime_error {
+class NoSuchPackageError : public std::runtime_error {
  public:
-  explicit NoSuchPackage(const std::string& package_id)
+  explicit NoSuchPackageError(const std::string& package_id)
       : std::runtime_error("package " + package_id + " is not installed") {}
 };
 
-// To be called inside a catch block: the package manager's error code for what was caught.
-//   PackageRefused                       PACKAGE_MANAGER_ERROR_INVALID_PARAMETER
-//   NoSuchPackage                        PACKAGE_MANAGER_ERROR_NO_SUCH_PACKAGE
-//   files that may not be touched        PACKAGE_MANAGER_ERROR_PERMISSION_DENIED
-//   other trouble with files             PACKAGE_MANAGER_ERROR_IO_ERROR
-//   no memory                            PACKAGE_MANAGER_ERROR_OUT_OF_MEMORY
-//   package database, anything else      PACKAGE_MANAGER_ERROR_SYSTEM_ERROR
-int ErrorCodeOfCaught();
+// Returns the package manager's error code for the exception that is being handled. Must be called
+// inside a catch block.
+//   InvalidPackageError                  PACKAGE_MANAGER_ERROR_INVALID_PARAMETER
+//   NoSuchPackageError                   PACKAGE_MANAGER_ERROR_NO_SUCH_PACKAGE
+//   std::system_error: EACCES, EPERM     PACKAGE_MANAGER_ERROR_PERMISSION_DENIED
+//   std::system_error, other codes       PACKAGE_MANAGER_ERROR_IO_ERROR
+//   std::bad_alloc                       PACKAGE_MANAGER_ERROR_OUT_OF_MEMORY
+//   anything else, DatabaseError too     PACKAGE_MANAGER_ERROR_SYSTEM_ERROR
+int CurrentErrorCode();
 
 inline constexpr CBoundary kPackageManagerBoundary(kPackageLogTag,
                                                    [](const std::exception&) -> int {
-                                                     return ErrorCodeOfCaught();
+                                                     return CurrentErrorCode();
                                                    });
 
-void LogCaught();
+// Logs the exception that is being handled as an error. Must be called inside a catch block.
+void LogCurrentException();
 
 }  // namespace platform
 

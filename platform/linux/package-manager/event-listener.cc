@@ -22,7 +22,7 @@ namespace platform {
 EventListener::Server::Server(UniqueFd listening_socket, EventListener* listener)
     : messages(std::move(listening_socket), kPackageLogTag, listener) {}
 
-bool Subscription::Wants(package_manager_event_type_e type) const {
+bool Subscription::Matches(package_manager_event_type_e type) const {
   if (!has_status || callback == nullptr) return false;
   if (status == PACKAGE_MANAGER_STATUS_TYPE_ALL) return true;
   switch (type) {
@@ -33,7 +33,7 @@ bool Subscription::Wants(package_manager_event_type_e type) const {
     case PACKAGE_MANAGER_EVENT_TYPE_UPDATE:
       return (status & PACKAGE_MANAGER_STATUS_TYPE_UPGRADE) != 0;
     default:
-      return false;  // never raised here
+      return false;  // this platform sends no other types
   }
 }
 
@@ -63,8 +63,8 @@ void EventListener::Remove(const std::shared_ptr<Subscription>& subscription) {
 void EventListener::Deliver(const PackageEvent& event) {
   const std::vector<std::shared_ptr<Subscription>> present = subscriptions_;
   for (const auto& subscription : present) {
-    // One that was removed meanwhile has lost its callback.
-    if (!subscription->Wants(event.type)) continue;
+    // No match if an earlier callback has removed the subscription.
+    if (!subscription->Matches(event.type)) continue;
     subscription->callback(event.package_type.c_str(), event.package_id.c_str(), event.type,
                            event.state, event.progress, event.error, subscription->user_data);
   }
@@ -77,7 +77,7 @@ std::string EventListener::OwnName() const {
 
 void EventListener::Start() {
   folder_ = FolderBelowRoot(kEventSocketFolder);
-  // The name tells installers whose socket it is.
+  // Installers remove the socket when the process in its name has exited.
   const std::string name = std::to_string(getpid());
   unlink((folder_ + "/" + name).c_str());
   UniqueFd socket = ListenAt(folder_, name);
@@ -101,17 +101,17 @@ void EventListener::OnMessage(const std::vector<uint8_t>& bytes, const PeerCrede
   try {
     const auto event = DecodeEvent(bytes);
     if (!event) {
-      dlog_print(DLOG_WARN, kPackageLogTag, "dropped a message that is no package event");
-    } else if (!IsTrue(*event, sender.pid)) {
+      dlog_print(DLOG_WARN, kPackageLogTag, "dropped a message that is not a package event");
+    } else if (!VerifyEvent(*event, sender.pid)) {
       dlog_print(DLOG_WARN, kPackageLogTag,
-                 "dropped a false event of process %d on package %s: the package database says "
-                 "otherwise",
+                 "dropped a forged event from process %d: package %s has another state in the "
+                 "package database",
                  sender.pid, event->package_id.c_str());
     } else {
       Deliver(*event);
     }
   } catch (const std::exception& error) {
-    dlog_print(DLOG_ERROR, kPackageLogTag, "a package event is lost: %s", error.what());
+    dlog_print(DLOG_ERROR, kPackageLogTag, "lost a package event: %s", error.what());
   }
   Acknowledge(connection.Get());
 }

@@ -18,9 +18,10 @@
 
 namespace platform {
 
-// What one package manager handle wants to hear.
+// The event filter and callback of one package manager handle. Shared by the handle and the
+// listener: the callback may release the handle.
 struct Subscription {
-  bool Wants(package_manager_event_type_e type) const;
+  bool Matches(package_manager_event_type_e type) const;
 
   bool has_status = false;
   int status = PACKAGE_MANAGER_STATUS_TYPE_ALL;
@@ -28,27 +29,29 @@ struct Subscription {
   void* user_data = nullptr;
 };
 
-// This process's ear: serves its event socket on the Ecore main loop while any subscription is in.
-// All functions but OwnName() belong to the main loop's thread.
+// Receives package events for this process. Serves an event socket on the Ecore main loop while
+// there is a subscription. Main loop's thread only, except for OwnName().
 class EventListener final : private MessageObserver {
  public:
   static EventListener& Instance();
   EventListener(const EventListener&) = delete;
   EventListener& operator=(const EventListener&) = delete;
 
-  // Throws std::system_error when the socket cannot be made.
+  // Throws std::system_error when the socket cannot be created.
   void Add(const std::shared_ptr<Subscription>& subscription);
-  // The subscription has no callback any more; events that are being delivered pass it by.
+  // The caller has cleared the subscription's callback, so that an event whose delivery is in
+  // progress skips it.
   void Remove(const std::shared_ptr<Subscription>& subscription);
 
-  // Runs the callbacks of the subscriptions that want the event. They may add and remove any.
+  // Runs the callbacks of the subscriptions that match the event. Callbacks may add and remove
+  // subscriptions.
   void Deliver(const PackageEvent& event);
 
-  // The socket's name in its folder; empty while nobody listens.
+  // Returns the socket's name in its folder, empty while there is no subscription. Thread-safe.
   std::string OwnName() const;
 
  private:
-  // What is there while any subscription is in.
+  // Exists while there is a subscription.
   struct Server {
     Server(UniqueFd listening_socket, EventListener* listener);
 

@@ -24,8 +24,8 @@ namespace {
 
 using Clock = std::chrono::steady_clock;
 
-// Connecting fails too while a new listener is about to listen, so the process decides.
-void RemoveIfDead(const std::string& folder, const std::string& name) {
+// A refused connection alone proves nothing: a new listener has bound its socket before it listens.
+void RemoveSocketOfDeadProcess(const std::string& folder, const std::string& name) {
   pid_t owner = 0;
   std::from_chars(name.data(), name.data() + name.size(), owner);
   if (owner > 0 && kill(owner, 0) != 0 && errno == ESRCH) unlink((folder + "/" + name).c_str());
@@ -40,28 +40,30 @@ struct EventSender::Delivery {
 
 void EventSender::Send(const PackageEvent& event) {
   const std::string own_name = EventListener::Instance().OwnName();
-  // On its own main loop a listener could never answer while this waits; it is called directly.
+  // This process's listener is called directly: on the main loop's thread it could not answer while
+  // this function waits.
   const bool deliver_here = !own_name.empty() && eina_main_loop_is();
   const std::vector<uint8_t> message = EncodeEvent(event);
   const std::string folder = FolderBelowRoot(kEventSocketFolder);
   std::vector<Delivery> deliveries;
-  for (const std::string& name : NamesIn(folder)) {
+  for (const std::string& name : ListFolder(folder)) {
     if (deliver_here && name == own_name) continue;
     UniqueFd socket = ConnectTo(folder, name);
     if (!socket) {
-      if (errno == ECONNREFUSED) RemoveIfDead(folder, name);
-    } else if (SendMessage(socket.Get(), message, kEventPatience) && silent_.count(name) == 0) {
+      if (errno == ECONNREFUSED) RemoveSocketOfDeadProcess(folder, name);
+    } else if (SendMessage(socket.Get(), message, kEventAckTimeout) &&
+               unresponsive_.count(name) == 0) {
       deliveries.push_back({name, std::move(socket)});
     }
   }
   if (deliver_here) EventListener::Instance().Deliver(event);
-  const bool clears_the_way = event.type == PACKAGE_MANAGER_EVENT_TYPE_UNINSTALL &&
-                              event.state == PACKAGE_MANAGER_EVENT_STATE_STARTED;
-  Await(&deliveries, clears_the_way ? kUninstallPatience : kEventPatience);
+  const bool precedes_removal = event.type == PACKAGE_MANAGER_EVENT_TYPE_UNINSTALL &&
+                                event.state == PACKAGE_MANAGER_EVENT_STATE_STARTED;
+  AwaitAcks(&deliveries, precedes_removal ? kUninstallAckTimeout : kEventAckTimeout);
 }
 
-void EventSender::Await(std::vector<Delivery>* deliveries, std::chrono::milliseconds limit) {
-  const Clock::time_point deadline = Clock::now() + limit;
+void EventSender::AwaitAcks(std::vector<Delivery>* deliveries, std::chrono::milliseconds timeout) {
+  const Clock::time_point deadline = Clock::now() + timeout;
   while (!deliveries->empty()) {
     const auto left =
         std::chrono::duration_cast<std::chrono::milliseconds>(deadline - Clock::now()).count();
@@ -71,15 +73,16 @@ void EventSender::Await(std::vector<Delivery>* deliveries, std::chrono::millisec
       entries.push_back({delivery.socket.Get(), POLLIN, 0});
     if (poll(entries.data(), entries.size(), static_cast<int>(left)) < 0 && errno != EINTR)
       throw std::system_error(errno, std::generic_category(), "waiting for event listeners");
-    // An answer, or the end of the listener: both mean that nobody is busy with the event any more.
-    std::vector<Delivery> unanswered;
+    // An acknowledgement, or end of file because the listener has exited.
+    std::vector<Delivery> pending;
     for (size_t i = 0; i < entries.size(); ++i)
-      if (entries[i].revents == 0) unanswered.push_back(std::move((*deliveries)[i]));
-    *deliveries = std::move(unanswered);
+      if (entries[i].revents == 0) pending.push_back(std::move((*deliveries)[i]));
+    *deliveries = std::move(pending);
   }
   for (const Delivery& delivery : *deliveries) {
-    dlog_print(DLOG_WARN, kPackageLogTag, "listener %s does not answer", delivery.listener.c_str());
-    silent_.insert(delivery.listener);
+    dlog_print(DLOG_WARN, kPackageLogTag, "listener %s has not acknowledged an event in time",
+               delivery.listener.c_str());
+    unresponsive_.insert(delivery.listener);
   }
 }
 

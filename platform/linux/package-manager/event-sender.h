@@ -13,26 +13,27 @@
 
 namespace platform {
 
-// How long an installer waits for listeners whose main loop does not answer. Before an uninstall
-// touches a file everyone gets time to let go of the package; for the other events the wait only
-// keeps the order that listeners see the same as the installer's.
-inline constexpr std::chrono::milliseconds kUninstallPatience{5000};
-inline constexpr std::chrono::milliseconds kEventPatience{1000};
+// How long an installer waits for the acknowledgements of an event. Before an uninstall removes
+// files, listeners get time to release the package. For other events the wait only makes listeners
+// see the state that the event reports.
+inline constexpr std::chrono::milliseconds kUninstallAckTimeout{5000};
+inline constexpr std::chrono::milliseconds kEventAckTimeout{1000};
 
-// Carries the events of one request to every listening process, this one included.
+// Sends the events of one request to every listening process, including this one.
 class EventSender {
  public:
-  // Returns when every live listener's callbacks have returned, or after the limit. A listener that
-  // let the limit pass gets the request's further events, but is not waited for again. Sockets of
-  // dead listeners are removed. Throws std::system_error when the folder of sockets cannot be read.
+  // Returns when the callbacks of every listener have returned, or after the timeout. A listener
+  // that exceeds the timeout receives the request's later events, but is not waited for again.
+  // Removes the sockets of exited listeners. Throws std::system_error when the folder of the
+  // sockets cannot be read.
   void Send(const PackageEvent& event);
 
  private:
   struct Delivery;
 
-  void Await(std::vector<Delivery>* deliveries, std::chrono::milliseconds limit);
+  void AwaitAcks(std::vector<Delivery>* deliveries, std::chrono::milliseconds timeout);
 
-  std::set<std::string> silent_;
+  std::set<std::string> unresponsive_;
 };
 
 }  // namespace platform

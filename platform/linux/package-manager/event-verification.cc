@@ -10,7 +10,7 @@
 
 namespace platform {
 
-bool IsTrue(const PackageEvent& event, pid_t sender) {
+bool VerifyEvent(const PackageEvent& event, pid_t sender) {
   const bool is_completed = event.state == PACKAGE_MANAGER_EVENT_STATE_COMPLETED;
   if (event.type != PACKAGE_MANAGER_EVENT_TYPE_UNINSTALL)
     return !is_completed || FindPackage(event.package_id) != nullptr;

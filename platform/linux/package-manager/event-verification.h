@@ -10,11 +10,12 @@
 
 namespace platform {
 
-// Whether an event agrees with the package database: what was installed or updated is there, what
-// was uninstalled is not. While it is being uninstalled it still is: then the process that says so
-// must hold the installers' lock. Events that come late are true. Throws DatabaseError and
-// std::bad_alloc.
-bool IsTrue(const PackageEvent& event, pid_t sender);
+// Returns whether an event is consistent with the package database, since any process of the user
+// can send events. An installed or updated package must be in the database, an uninstalled package
+// must not. A package that is being uninstalled still is, so the sender must then hold the install
+// lock. The state of the database decides, so events that are delivered late are accepted. Throws
+// DatabaseError and std::bad_alloc.
+bool VerifyEvent(const PackageEvent& event, pid_t sender);
 
 }  // namespace platform
 

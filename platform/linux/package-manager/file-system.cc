@@ -44,7 +44,7 @@ void Rename(const std::string& from, const std::string& to) {
   if (rename(from.c_str(), to.c_str()) != 0) throw FileError(from + " to " + to);
 }
 
-std::vector<std::string> NamesIn(const std::string& path) {
+std::vector<std::string> ListFolder(const std::string& path) {
   std::vector<std::string> names;
   std::error_code error;
   for (fs::directory_iterator entry(path, error), end; !error && entry != end;

@@ -24,8 +24,8 @@ void Installer::Send(package_manager_event_state_e state, int progress) {
   try {
     sender_.Send(event_);
   } catch (...) {
-    // Installing does not depend on being heard.
-    LogCaught();
+    // Events are best effort: an installation does not depend on its listeners.
+    LogCurrentException();
   }
 }
 
@@ -34,7 +34,7 @@ void Installer::RunWithEvents(const std::function<void()>& steps) {
     Send(PACKAGE_MANAGER_EVENT_STATE_STARTED, 0);
     steps();
   } catch (...) {
-    event_.error = static_cast<package_manager_error_e>(ErrorCodeOfCaught());
+    event_.error = static_cast<package_manager_error_e>(CurrentErrorCode());
     Send(PACKAGE_MANAGER_EVENT_STATE_FAILED, event_.progress);
     throw;
   }
@@ -44,23 +44,23 @@ void Installer::RunWithEvents(const std::function<void()>& steps) {
 void Installer::Install(const std::string& path) {
   const InstallLock lock;
   std::optional<Operation> operation(std::in_place);
-  Stager stager(operation->ContentFolder(), path, PackageLimits());
-  CopyPackage(path, &stager);
-  stager.Finish();
+  StagingWriter writer(operation->ContentFolder(), path, PackageLimits());
+  CopyPackage(path, &writer);
+  writer.Finish();
   PackageRecord package = ReadManifest(operation->ContentFolder(), path);
   const auto installed = FindPackage(package.id);
   event_.package_id = package.id;
   event_.type = installed ? PACKAGE_MANAGER_EVENT_TYPE_UPDATE : PACKAGE_MANAGER_EVENT_TYPE_INSTALL;
   RunWithEvents([&] {
-    operation->Claim(package.id, installed.get());
-    package.root_path = operation->PlaceContent();
+    operation->SetPackage(package.id, installed.get());
+    package.root_path = operation->MoveContentToPackages();
     for (ApplicationRecord& application : package.applications)
       application.executable = package.root_path + "/" + application.executable;
-    // An updated preloaded package stays one.
+    // An update keeps the package preloaded.
     package.preload = package.preload || (installed && installed->preload);
     Send(PACKAGE_MANAGER_EVENT_STATE_PROCESSING, 50);
     StorePackage(package);
-    // Ends the old version's processes and removes its files, before anyone hears of the end.
+    // Terminates the old version's processes and removes its files before the completed event.
     operation.reset();
   });
 }
@@ -68,13 +68,13 @@ void Installer::Install(const std::string& path) {
 void Installer::Uninstall(const std::string& package_id) {
   const InstallLock lock;
   const auto installed = FindPackage(package_id);
-  if (!installed) throw NoSuchPackage(package_id);
+  if (!installed) throw NoSuchPackageError(package_id);
   event_.package_id = package_id;
   event_.package_type = installed->type;
   event_.type = PACKAGE_MANAGER_EVENT_TYPE_UNINSTALL;
   RunWithEvents([&] {
     Operation operation;
-    operation.Claim(package_id, installed.get());
+    operation.SetPackage(package_id, installed.get());
     Send(PACKAGE_MANAGER_EVENT_STATE_PROCESSING, 50);
     RemovePackage(package_id);
   });

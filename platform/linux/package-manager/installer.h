@@ -12,14 +12,15 @@
 
 namespace platform {
 
-// Carries one request out. Both functions return when all is done and throw what
-// ErrorCodeOfCaught() knows when it is not; the old state then stands. Events start once the
-// package is known to be sound and end with completed or failed.
+// Runs one install, update or uninstall request. Both functions return when the request is
+// complete. On failure they throw an exception that CurrentErrorCode() maps, and leave the previous
+// state. Events are sent from the time that the package is known to be valid; the last one is
+// completed or failed.
 class Installer {
  public:
   using Report = std::function<void(const PackageEvent&)>;
 
-  // `report` hears of every event before the listeners do.
+  // `report` is called with each event before the listeners are.
   explicit Installer(Report report);
 
   // From a folder or a .tpk archive; an installed package of the same id is updated.

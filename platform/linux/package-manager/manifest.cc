@@ -16,6 +16,7 @@
 
 #include "platform/linux/common/ids.h"
 #include "platform/linux/package-manager/errors.h"
+#include "platform/linux/package-manager/package-limits.h"
 
 namespace platform {
 namespace {
@@ -23,11 +24,8 @@ namespace {
 namespace fs = std::filesystem;
 
 constexpr char kFileName[] = "tizen-manifest.xml";
-constexpr size_t kMaxManifestSize = 1024 * 1024;
-// Each listener to package events processes all of them.
-constexpr size_t kMaxApplications = 16;
 
-// Three numbers, 0-255.0-255.0-65535.
+// Three numbers, at most 255.255.65535.
 bool IsVersion(const std::string& text) {
   constexpr unsigned kMax[] = {255, 255, 65535};
   const char* next = text.data();
@@ -74,55 +72,55 @@ class ManifestReader {
     Load();
     const pugi::xml_node root = document_.document_element();
     if (std::strcmp(root.name(), "manifest") != 0)
-      Refuse(root, "the root element is <" + std::string(root.name()) + ">, not <manifest>");
+      Reject(root, "the root element is <" + std::string(root.name()) + ">, not <manifest>");
     ReadPackage(root);
     for (const pugi::xml_node& element : root.children()) {
       ApplicationKind kind{};
       if (KindOf(element.name(), &kind)) ReadApplication(element, kind);
     }
-    if (package_.applications.empty()) Refuse(root, "the package has no application");
+    if (package_.applications.empty()) Reject(root, "the package has no application");
     for (const pugi::xml_node& list : root.children("privileges")) ReadPrivileges(list);
     return std::move(package_);
   }
 
  private:
-  [[noreturn]] void Refuse(ptrdiff_t offset, const std::string& reason,
+  [[noreturn]] void Reject(ptrdiff_t offset, const std::string& reason,
                            const std::string& key = "") const {
     const auto end =
         text_.begin() + std::clamp<ptrdiff_t>(offset, 0, static_cast<ptrdiff_t>(text_.size()));
-    throw PackageRefused(shown_as_, std::to_string(1 + std::count(text_.begin(), end, '\n')),
-                         reason, key);
+    throw InvalidPackageError(shown_as_, std::to_string(1 + std::count(text_.begin(), end, '\n')),
+                              reason, key);
   }
 
-  // `key` is the attribute that is wrong.
-  [[noreturn]] void Refuse(const pugi::xml_node& where, const std::string& reason,
+  // `key` is the invalid attribute.
+  [[noreturn]] void Reject(const pugi::xml_node& where, const std::string& reason,
                            const std::string& key = "") const {
-    Refuse(where.offset_debug(), reason, key);
+    Reject(where.offset_debug(), reason, key);
   }
 
   void Load() {
     std::ifstream file(folder_ / kFileName, std::ios::binary);
     if (!fs::is_regular_file(folder_ / kFileName) || !file)
-      Refuse(ptrdiff_t{0}, "the package has no manifest");
+      Reject(ptrdiff_t{0}, "the package has no manifest");
     if (fs::file_size(folder_ / kFileName) > kMaxManifestSize)
-      Refuse(ptrdiff_t{0},
+      Reject(ptrdiff_t{0},
              "the manifest is longer than " + std::to_string(kMaxManifestSize) + " bytes");
     text_.assign(std::istreambuf_iterator<char>(file), {});
     const pugi::xml_parse_result result =
         document_.load_buffer(text_.data(), text_.size(), pugi::parse_default, pugi::encoding_utf8);
-    if (!result) Refuse(result.offset, result.description());
+    if (!result) Reject(result.offset, result.description());
   }
 
   void ReadPackage(const pugi::xml_node& root) {
     package_.id = root.attribute("package").value();
     if (!IsPackageId(package_.id))
-      Refuse(root,
+      Reject(root,
              package_.id.empty() ? "the package id is missing"
                                  : "\"" + package_.id + "\" is not a package id",
              "package");
     package_.version = root.attribute("version").value();
     if (!IsVersion(package_.version))
-      Refuse(root,
+      Reject(root,
              package_.version.empty() ? "the version is missing"
                                       : "\"" + package_.version + "\" is not a version like 1.2.3",
              "version");
@@ -131,62 +129,70 @@ class ManifestReader {
 
   void ReadApplication(const pugi::xml_node& element, ApplicationKind kind) {
     if (package_.applications.size() == kMaxApplications)
-      Refuse(element,
+      Reject(element,
              "the package has more than " + std::to_string(kMaxApplications) + " applications");
     ApplicationRecord application;
     application.kind = kind;
-    application.id = element.attribute("appid").value();
-    if (HasHostPrefix(application.id))
-      Refuse(element, "\"" + application.id + "\" is reserved for a process that is not installed",
-             "appid");
-    if (!IsApplicationId(application.id))
-      Refuse(element,
-             application.id.empty() ? "the application id is missing"
-                                    : "\"" + application.id + "\" is not an application id",
-             "appid");
+    application.id = ApplicationIdOf(element);
     application.executable = ExecutableOf(element);
-    for (const ApplicationRecord& other : package_.applications) {
-      if (other.id == application.id)
-        Refuse(element, "application " + other.id + " appears twice", "appid");
-      // The executable is what a running application is known by.
-      if (other.executable == application.executable)
-        Refuse(element, "application " + other.id + " has the same executable", "exec");
-    }
-    const auto owner = FindApplication(application.id);
-    if (owner && owner->package_id != package_.id)
-      Refuse(element,
-             "application " + application.id + " belongs to installed package " + owner->package_id,
-             "appid");
+    CheckUnique(element, application);
     for (const pugi::xml_node& pair : element.children("metadata")) {
-      if (*pair.attribute("key").value() == '\0') Refuse(pair, "metadata without a key", "key");
+      if (*pair.attribute("key").value() == '\0') Reject(pair, "metadata without a key", "key");
       application.metadata.emplace_back(pair.attribute("key").value(),
                                         pair.attribute("value").value());
     }
     package_.applications.push_back(std::move(application));
   }
 
+  std::string ApplicationIdOf(const pugi::xml_node& element) const {
+    std::string id = element.attribute("appid").value();
+    if (HasHostPrefix(id))
+      Reject(element, "\"" + id + "\" is reserved for a process that is not installed", "appid");
+    if (!IsApplicationId(id))
+      Reject(
+          element,
+          id.empty() ? "the application id is missing" : "\"" + id + "\" is not an application id",
+          "appid");
+    return id;
+  }
+
+  void CheckUnique(const pugi::xml_node& element, const ApplicationRecord& application) const {
+    for (const ApplicationRecord& other : package_.applications) {
+      if (other.id == application.id)
+        Reject(element, "duplicate application id " + other.id, "appid");
+      // A running application is identified by its executable.
+      if (other.executable == application.executable)
+        Reject(element, "application " + other.id + " has the same executable", "exec");
+    }
+    const auto owner = FindApplication(application.id);
+    if (owner && owner->package_id != package_.id)
+      Reject(element,
+             "application " + application.id + " belongs to installed package " + owner->package_id,
+             "appid");
+  }
+
   std::string ExecutableOf(const pugi::xml_node& element) const {
     const std::string exec = element.attribute("exec").value();
-    if (exec.empty()) Refuse(element, "the application has no exec", "exec");
+    if (exec.empty()) Reject(element, "the application has no exec", "exec");
     const fs::path path(exec);
     if (path.is_absolute())
-      Refuse(element, "exec \"" + exec + "\" is absolute, not a file below bin/", "exec");
+      Reject(element, "exec \"" + exec + "\" is absolute, not a file below bin/", "exec");
     if (std::find(path.begin(), path.end(), "..") != path.end())
-      Refuse(element, "exec \"" + exec + "\" has a \"..\" in it", "exec");
+      Reject(element, "exec \"" + exec + "\" has a \"..\" in it", "exec");
     std::error_code missing;
     const fs::path real = fs::canonical(folder_ / "bin" / path, missing);
-    if (missing) Refuse(element, "bin/" + exec + " does not exist", "exec");
-    if (!fs::is_regular_file(real)) Refuse(element, "bin/" + exec + " is not a file", "exec");
+    if (missing) Reject(element, "bin/" + exec + " does not exist", "exec");
+    if (!fs::is_regular_file(real)) Reject(element, "bin/" + exec + " is not a file", "exec");
     struct stat status {};
     if (stat(real.c_str(), &status) != 0 || (status.st_mode & S_IXUSR) == 0)
-      Refuse(element, "bin/" + exec + " is not executable", "exec");
+      Reject(element, "bin/" + exec + " is not executable", "exec");
     return real.lexically_relative(folder_);
   }
 
   void ReadPrivileges(const pugi::xml_node& list) {
     for (const pugi::xml_node& element : list.children("privilege")) {
       std::string name = Trimmed(element.text().get());
-      if (name.empty()) Refuse(element, "privilege without a name");
+      if (name.empty()) Reject(element, "privilege without a name");
       package_.privileges.push_back(std::move(name));
     }
   }

@@ -10,11 +10,10 @@
 
 namespace platform {
 
-// Reads and checks `tizen-manifest.xml` of the unpacked package in `folder`, whose links are known
-// to stay inside. `shown_as` is the name under which the user knows the package. The executables in
-// the result are relative to the folder, free of links; root_path is empty. Throws PackageRefused.
-//
-// A manifest is at most 1 MiB long. The rules for ids are in platform/linux/common/ids.h.
+// Reads and validates `tizen-manifest.xml` of the unpacked package in `folder`, none of whose links
+// leads out of the folder. Errors name the package `shown_as`, which is the path that the user has
+// given. In the result the executables are relative to the folder and without links, and root_path
+// is empty. Throws InvalidPackageError.
 PackageRecord ReadManifest(const std::string& folder, const std::string& shown_as);
 
 }  // namespace platform

@@ -26,12 +26,12 @@ constexpr char kApplications[] = "/applications";
 
 std::string StagingFolder() { return FolderBelowRoot(kStagingFolder); }
 
-// Free of links, because executables are told by their real paths.
+// Without links, because processes are identified by the real paths of their executables.
 std::string PackagesFolder() {
   return std::filesystem::canonical(FolderBelowRoot(kPackagesFolder));
 }
 
-// Only one operation runs at a time, so the clock gives every one a number of its own.
+// Unique, because only one operation runs at a time.
 std::string NewGeneration() {
   timespec now{};
   clock_gettime(CLOCK_REALTIME, &now);
@@ -41,7 +41,7 @@ std::string NewGeneration() {
 void RemoveUninstalledFiles(const std::string& package_id) {
   const std::string folder = PackagesFolder() + "/" + package_id;
   const auto installed = FindPackage(package_id);
-  for (const std::string& generation : NamesIn(folder)) {
+  for (const std::string& generation : ListFolder(folder)) {
     const std::string path = folder + "/" + generation;
     if (installed && installed->root_path == path) continue;
     TerminateProcessesIn(path);
@@ -51,19 +51,19 @@ void RemoveUninstalledFiles(const std::string& package_id) {
 }
 
 void RemoveUninstalledData(const std::string& entry) {
-  for (const std::string& app_id : NamesIn(entry + kApplications)) {
+  for (const std::string& app_id : ListFolder(entry + kApplications)) {
     if (!IsApplicationId(app_id) || FindApplication(app_id)) continue;
     RemoveTree(RootPath() + "/" + kDataFolder + "/" + app_id);
-    // Its processes have ended, and a launcher makes itself a new one.
+    // The application's processes have exited, and a launcher creates a new socket.
     RemoveTree(RootPath() + "/" + kApplicationSocketFolder + "/" + app_id);
   }
 }
 
-// The end of every operation, and of every interrupted one: what the database does not know goes.
+// Ends an operation, complete or interrupted: removes files that are not of an installed package.
 void FinishOperation(const std::string& entry) {
   const size_t mark = entry.rfind('@');
   const std::string package_id = mark == std::string::npos ? "" : entry.substr(mark + 1);
-  // What is no id would lead elsewhere.
+  // Any other name, such as "..", would remove files elsewhere.
   if (IsPackageId(package_id)) {
     RemoveUninstalledFiles(package_id);
     RemoveUninstalledData(entry);
@@ -82,12 +82,12 @@ InstallLock::InstallLock(std::chrono::milliseconds timeout) {
   }
   if (!file_) throw FileError(path);
   const std::string staging = StagingFolder();
-  for (const std::string& name : NamesIn(staging)) {
+  for (const std::string& name : ListFolder(staging)) {
     try {
       FinishOperation(staging + "/" + name);
     } catch (...) {
-      // Stays for the next operation, and is no reason to do without this one.
-      LogCaught();
+      // The next operation tries again. Files that cannot be removed must not prevent this one.
+      LogCurrentException();
     }
   }
 }
@@ -101,12 +101,12 @@ Operation::~Operation() {
   try {
     FinishOperation(entry_);
   } catch (...) {
-    // What could not be removed stays listed in the staging folder for the next operation.
-    LogCaught();
+    // The entry stays in the staging folder, so that the next operation tries again.
+    LogCurrentException();
   }
 }
 
-void Operation::Claim(const std::string& package_id, const PackageRecord* installed) {
+void Operation::SetPackage(const std::string& package_id, const PackageRecord* installed) {
   if (installed != nullptr) {
     MakeFolder(entry_ + kApplications);
     for (const ApplicationRecord& application : installed->applications)
@@ -115,20 +115,20 @@ void Operation::Claim(const std::string& package_id, const PackageRecord* instal
     SyncFolder(entry_ + kApplications);
   }
   SyncFolder(entry_);
-  const std::string claimed = entry_ + "@" + package_id;
-  Rename(entry_, claimed);
-  entry_ = claimed;
+  const std::string entry_of_package = entry_ + "@" + package_id;
+  Rename(entry_, entry_of_package);
+  entry_ = entry_of_package;
   SyncFolder(StagingFolder());
   package_folder_ = PackagesFolder() + "/" + package_id;
 }
 
-std::string Operation::PlaceContent() {
+std::string Operation::MoveContentToPackages() {
   MakeFolder(package_folder_);
-  const std::string place = package_folder_ + "/" + generation_;
-  Rename(ContentFolder(), place);
+  std::string path = package_folder_ + "/" + generation_;
+  Rename(ContentFolder(), path);
   SyncFolder(package_folder_);
   SyncFolder(PackagesFolder());
-  return place;
+  return path;
 }
 
 }  // namespace platform

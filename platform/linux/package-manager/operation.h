@@ -12,18 +12,20 @@
 
 namespace platform {
 
-// Below the root, packages lie as `packages/<package id>/<generation>/`. The database alone says
-// which generation is installed, so its one transaction switches from the old state to the new.
-// What an operation works on has an entry in `staging/`: `<generation>` while the package's id is
-// not known, `<generation>@<package id>` then. The entry goes last, so whatever a crash leaves
-// behind is found through it.
+// Crash safety of installs, updates and uninstalls:
+//
+// The files of a package are in `packages/<package id>/<generation>/` below the root. Only the
+// database says which generation is installed, so that one transaction of the database commits the
+// operation. While an operation runs it has an entry in `staging/`: `<generation>` until the
+// package's id is known, then `<generation>@<package id>`. The entry is removed last, so that the
+// next operation finds and removes everything that a crash has left.
 
-// How long an operation waits for the one of another process.
+// How long an operation waits for an operation of another process.
 constexpr std::chrono::seconds kInstallLockTimeout{60};
 
-// One install, update or uninstall at a time below one root, across all processes. Also clears away
-// what an interrupted operation left. Throws std::system_error, which names the holder, when
-// another process holds the lock for longer than the timeout.
+// Serializes the operations of all processes below one root. Its constructor also cleans up after
+// interrupted operations. Throws std::system_error that names the holder when another process holds
+// the lock for longer than the timeout.
 class InstallLock {
  public:
   explicit InstallLock(std::chrono::milliseconds timeout = kInstallLockTimeout);
@@ -32,28 +34,28 @@ class InstallLock {
   UniqueFd file_;
 };
 
-// The files of one operation. To be made under the lock.
+// The files of one operation. Exists only while the install lock is held.
 class Operation {
  public:
   Operation();
-  // Ends processes of what is no longer installed and removes its files.
+  // Terminates the processes of generations that are not installed and removes their files.
   ~Operation();
   Operation(const Operation&) = delete;
   Operation& operator=(const Operation&) = delete;
 
-  // An empty folder for the package's new files.
+  // Returns an empty folder for the package's new files.
   std::string ContentFolder() const { return entry_ + "/content"; }
 
-  // Names the package that changes, and what is installed of it now (null: nothing). The data
-  // folders of applications that are not installed in the end are removed with the rest.
-  void Claim(const std::string& package_id, const PackageRecord* installed);
+  // Sets the package that the operation changes; `installed` is its installed version or null. The
+  // destructor removes the data folders of applications that are no longer installed.
+  void SetPackage(const std::string& package_id, const PackageRecord* installed);
 
-  // Moves the content to its final place, which it returns.
-  std::string PlaceContent();
+  // Moves the content to its final path and returns the path.
+  std::string MoveContentToPackages();
 
  private:
   std::string generation_;
-  std::string entry_;
+  std::string entry_;  // path of the entry in the staging folder
   std::string package_folder_;
 };
 

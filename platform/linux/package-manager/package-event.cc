@@ -9,8 +9,8 @@
 namespace platform {
 namespace {
 
-// Type and state as a byte each, progress and error as four bytes (lowest first), then the two
-// texts, each closed by a zero byte.
+// Type and state as one byte each, progress and error as four bytes (little-endian), then package
+// type and package id, each terminated by a zero byte.
 constexpr size_t kNumbersSize = 1 + 1 + 4 + 4;
 
 void PutNumber(std::vector<uint8_t>* bytes, int number) {

@@ -13,7 +13,7 @@
 
 namespace platform {
 
-// What a listener hears of an install, update or uninstall.
+// The state of an install, update or uninstall, as reported to listeners.
 struct PackageEvent {
   std::string package_type = "tpk";
   std::string package_id;
@@ -28,7 +28,7 @@ struct PackageEvent {
 
 std::vector<uint8_t> EncodeEvent(const PackageEvent& event);
 
-// Empty for bytes that are no event.
+// Returns nothing for bytes that EncodeEvent() does not produce.
 std::optional<PackageEvent> DecodeEvent(const std::vector<uint8_t>& bytes);
 
 }  // namespace platform

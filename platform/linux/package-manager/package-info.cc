@@ -5,10 +5,17 @@
 #include <package_manager.h>
 
 #include <cstring>
+#include <memory>
 #include <string>
+#include <utility>
 
+#include "platform/linux/common/package-database.h"
 #include "platform/linux/package-manager/errors.h"
-#include "platform/linux/package-manager/package-info-handle.h"
+
+// A snapshot of a package at the time when the handle was created.
+struct package_info_s {
+  std::shared_ptr<const platform::PackageRecord> record;
+};
 
 namespace {
 
@@ -86,4 +93,21 @@ EXPORT_API int package_info_foreach_privilege_info(package_info_h package_info,
   for (const std::string& privilege : package_info->record->privileges)
     if (!callback(privilege.c_str(), user_data)) break;
   return PACKAGE_MANAGER_ERROR_NONE;
+}
+
+EXPORT_API int package_manager_foreach_package_info(package_manager_package_info_cb callback,
+                                                    void* user_data) {
+  if (callback == nullptr) return PACKAGE_MANAGER_ERROR_INVALID_PARAMETER;
+  return kPackageManagerBoundary.Run([=]() -> int {
+    for (platform::PackageRecord& record : platform::AllPackages()) {
+      package_info_s info{std::make_shared<const platform::PackageRecord>(std::move(record))};
+      if (!callback(&info, user_data)) break;
+    }
+    return PACKAGE_MANAGER_ERROR_NONE;
+  });
+}
+
+EXPORT_API int package_manager_get_package_info(const char* package_id,
+                                                package_info_h* package_info) {
+  return package_info_create(package_id, package_info);
 }

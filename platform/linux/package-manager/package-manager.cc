@@ -8,7 +8,6 @@
 
 #include "platform/linux/package-manager/errors.h"
 #include "platform/linux/package-manager/event-listener.h"
-#include "platform/linux/package-manager/package-info-handle.h"
 
 struct package_manager_s {
   std::shared_ptr<platform::Subscription> subscription = std::make_shared<platform::Subscription>();
@@ -19,8 +18,8 @@ namespace {
 using platform::EventListener;
 using platform::kPackageManagerBoundary;
 
-// Runs `body` on the main loop's thread, which is this one if Ecore was not up before. Waits for
-// it.
+// Runs `body` on the main loop's thread and waits for its end. If Ecore has not been initialized,
+// the calling thread becomes the main loop's thread.
 template <typename Body>
 int OnMainLoop(const Body& body) {
   struct Call {
@@ -41,7 +40,8 @@ int OnMainLoop(const Body& body) {
   return call.result;
 }
 
-// Listens exactly while there is a callback and a wish what to hear.
+// Adds or removes the subscription. As on devices, events are delivered only when both the status
+// and the callback are set.
 void Refresh(const std::shared_ptr<platform::Subscription>& subscription) {
   if (subscription->has_status && subscription->callback != nullptr) {
     EventListener::Instance().Add(subscription);
@@ -93,21 +93,4 @@ EXPORT_API int package_manager_unset_event_cb(package_manager_h manager) {
     subscription->callback = nullptr;
     Refresh(subscription);
   });
-}
-
-EXPORT_API int package_manager_foreach_package_info(package_manager_package_info_cb callback,
-                                                    void* user_data) {
-  if (callback == nullptr) return PACKAGE_MANAGER_ERROR_INVALID_PARAMETER;
-  return kPackageManagerBoundary.Run([=]() -> int {
-    for (platform::PackageRecord& record : platform::AllPackages()) {
-      package_info_s info{std::make_shared<const platform::PackageRecord>(std::move(record))};
-      if (!callback(&info, user_data)) break;
-    }
-    return PACKAGE_MANAGER_ERROR_NONE;
-  });
-}
-
-EXPORT_API int package_manager_get_package_info(const char* package_id,
-                                                package_info_h* package_info) {
-  return package_info_create(package_id, package_info);
 }

@@ -28,8 +28,9 @@ int Run(package_manager_request_h request, const char* text, int* id,
   if (request == nullptr || text == nullptr || *text == '\0')
     return PACKAGE_MANAGER_ERROR_INVALID_PARAMETER;
   if (thread_is_in_request) {
-    // A callback of the running request would wait for its own end.
-    dlog_print(DLOG_ERROR, platform::kPackageLogTag, "%s: another request runs in this thread",
+    // Called from a callback of the running request, which holds the install lock: the new request
+    // would wait for the lock forever.
+    dlog_print(DLOG_ERROR, platform::kPackageLogTag, "%s: a request is in progress on this thread",
                text);
     return PACKAGE_MANAGER_ERROR_SYSTEM_ERROR;
   }

@@ -21,12 +21,12 @@ namespace {
 
 namespace fs = std::filesystem;
 
-void CopyFile(const std::string& path, const std::string& entry, Stager* stager) {
-  // Should the file have turned into something else meanwhile, opening it must not block.
+void CopyFile(const std::string& path, const std::string& entry, StagingWriter* writer) {
+  // Non-blocking in case the file has been replaced by a pipe since the folder was listed.
   const UniqueFd file(open(path.c_str(), O_RDONLY | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC));
   struct stat status {};
   if (!file || fstat(file.Get(), &status) != 0) throw FileError(path);
-  if (!S_ISREG(status.st_mode)) stager->RefuseSpecial(entry);
+  if (!S_ISREG(status.st_mode)) writer->RejectSpecial(entry);
   const auto read_on = [&](char* buffer, size_t size) {
     ssize_t count = -1;
     do {
@@ -35,24 +35,24 @@ void CopyFile(const std::string& path, const std::string& entry, Stager* stager)
     if (count < 0) throw FileError(path);
     return static_cast<size_t>(count);
   };
-  stager->AddFile(entry, status.st_mode, static_cast<uint64_t>(status.st_size), read_on);
+  writer->AddFile(entry, status.st_mode, static_cast<uint64_t>(status.st_size), read_on);
 }
 
-void CopyFolder(const std::string& path, Stager* stager) {
+void CopyFolder(const std::string& path, StagingWriter* writer) {
   for (const fs::directory_entry& item : fs::recursive_directory_iterator(path)) {
     const std::string entry = item.path().lexically_relative(path);
     switch (item.symlink_status().type()) {
       case fs::file_type::regular:
-        CopyFile(item.path(), entry, stager);
+        CopyFile(item.path(), entry, writer);
         break;
       case fs::file_type::directory:
-        stager->AddFolder(entry);
+        writer->AddFolder(entry);
         break;
       case fs::file_type::symlink:
-        stager->AddLink(entry, fs::read_symlink(item.path()));
+        writer->AddLink(entry, fs::read_symlink(item.path()));
         break;
       default:
-        stager->RefuseSpecial(entry);
+        writer->RejectSpecial(entry);
     }
   }
 }
@@ -60,13 +60,13 @@ void CopyFolder(const std::string& path, Stager* stager) {
 class ArchiveReader {
  public:
   explicit ArchiveReader(const std::string& path) : path_(path) {
-    // By its directory at the end: an archive that was cut off is refused.
+    // Reads the central directory at the end, so that truncated archives are rejected.
     archive_read_support_format_zip_seekable(archive_.get());
     constexpr size_t kBlockSize = 64 * 1024;
     if (archive_read_open_filename(archive_.get(), path.c_str(), kBlockSize) != ARCHIVE_OK) Fail();
   }
 
-  void CopyTo(Stager* stager) {
+  void CopyTo(StagingWriter* writer) {
     archive_entry* entry = nullptr;
     for (;;) {
       place_ = "after " + place_;
@@ -74,7 +74,7 @@ class ArchiveReader {
       if (result == ARCHIVE_EOF) return;
       if (result != ARCHIVE_OK && result != ARCHIVE_WARN) Fail();
       place_ = Text(archive_entry_pathname_utf8(entry), archive_entry_pathname(entry));
-      CopyEntry(entry, stager);
+      CopyEntry(entry, writer);
     }
   }
 
@@ -83,7 +83,8 @@ class ArchiveReader {
     void operator()(archive* handle) const { archive_read_free(handle); }
   };
 
-  // Names outside ASCII have no form in the C locale, but one in UTF-8.
+  // Prefers UTF-8: the C locale has no form for names outside ASCII, and libarchive then returns
+  // null.
   static std::string Text(const char* utf8, const char* bytes) {
     if (utf8 != nullptr) return utf8;
     return bytes != nullptr ? bytes : "";
@@ -91,27 +92,27 @@ class ArchiveReader {
 
   [[noreturn]] void Fail() const {
     const char* reason = archive_error_string(archive_.get());
-    throw PackageRefused(path_, place_, reason != nullptr ? reason : "not a readable archive");
+    throw InvalidPackageError(path_, place_, reason != nullptr ? reason : "not a readable archive");
   }
 
-  void CopyEntry(archive_entry* entry, Stager* stager) {
-    if (archive_entry_hardlink(entry) != nullptr) stager->RefuseSpecial(place_);
+  void CopyEntry(archive_entry* entry, StagingWriter* writer) {
+    if (archive_entry_hardlink(entry) != nullptr) writer->RejectSpecial(place_);
     switch (archive_entry_filetype(entry)) {
       case AE_IFREG: {
         const auto size = static_cast<uint64_t>(archive_entry_size(entry));
-        stager->AddFile(place_, archive_entry_perm(entry), size,
+        writer->AddFile(place_, archive_entry_perm(entry), size,
                         [this](char* buffer, size_t room) { return Read(buffer, room); });
         break;
       }
       case AE_IFDIR:
-        stager->AddFolder(place_);
+        writer->AddFolder(place_);
         break;
       case AE_IFLNK:
-        stager->AddLink(place_,
+        writer->AddLink(place_,
                         Text(archive_entry_symlink_utf8(entry), archive_entry_symlink(entry)));
         break;
       default:
-        stager->RefuseSpecial(place_);
+        writer->RejectSpecial(place_);
     }
   }
 
@@ -128,16 +129,16 @@ class ArchiveReader {
 
 }  // namespace
 
-void CopyPackage(const std::string& path, Stager* stager) {
+void CopyPackage(const std::string& path, StagingWriter* writer) {
   struct stat status {};
   if (stat(path.c_str(), &status) != 0) throw FileError(path);
   if (S_ISDIR(status.st_mode)) {
-    CopyFolder(path, stager);
+    CopyFolder(path, writer);
   } else if (S_ISREG(status.st_mode)) {
-    stager->SetPackedSize(static_cast<uint64_t>(status.st_size));
-    ArchiveReader(path).CopyTo(stager);
+    writer->SetArchiveSize(static_cast<uint64_t>(status.st_size));
+    ArchiveReader(path).CopyTo(writer);
   } else {
-    throw PackageRefused(path, "start", "neither a package file nor a folder");
+    throw InvalidPackageError(path, "start", "neither a package file nor a folder");
   }
 }
 

@@ -10,9 +10,10 @@
 
 namespace platform {
 
-// Hands every entry of a package to a stager. `path` is a folder or a .tpk archive (zip). Throws
-// PackageRefused for an archive that cannot be read, std::system_error for files that cannot.
-void CopyPackage(const std::string& path, Stager* stager);
+// Passes every entry of a package to the writer, but does not call its Finish(). `path` is a folder
+// or a .tpk archive (zip). Throws InvalidPackageError when the archive or an entry is invalid, and
+// std::system_error when a file cannot be read.
+void CopyPackage(const std::string& path, StagingWriter* writer);
 
 }  // namespace platform
 

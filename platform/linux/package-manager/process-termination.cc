@@ -22,9 +22,9 @@ namespace platform {
 namespace {
 
 using Clock = std::chrono::steady_clock;
-constexpr auto kPatience = std::chrono::seconds(2);
+constexpr auto kTerminationTimeout = std::chrono::seconds(2);
 
-// A descriptor names a process for good; a process id may be given to another meanwhile.
+// A descriptor never refers to another process. A process id may be reused.
 UniqueFd OpenProcess(pid_t pid) {
   return UniqueFd(static_cast<int>(syscall(SYS_pidfd_open, pid, 0)));
 }
@@ -33,9 +33,9 @@ void Signal(const UniqueFd& process, int signal) {
   syscall(SYS_pidfd_send_signal, process.Get(), signal, nullptr, 0);
 }
 
-// Forgets the processes that end within the limit.
-void AwaitEnd(std::vector<UniqueFd>* processes) {
-  const Clock::time_point deadline = Clock::now() + kPatience;
+// Waits until all processes have exited or the timeout has passed. Removes those that have exited.
+void AwaitExit(std::vector<UniqueFd>* processes) {
+  const Clock::time_point deadline = Clock::now() + kTerminationTimeout;
   while (!processes->empty()) {
     std::vector<pollfd> entries;
     for (const UniqueFd& process : *processes) entries.push_back({process.Get(), POLLIN, 0});
@@ -61,13 +61,13 @@ void TerminateProcessesIn(const std::string& folder) {
   for (const pid_t pid : FindProcesses(is_inside)) {
     UniqueFd process = OpenProcess(pid);
     if (pid == getpid() || !process || !is_inside(ExecutableOf(pid))) continue;
-    dlog_print(DLOG_INFO, kPackageLogTag, "ending process %d of %s", pid, folder.c_str());
+    dlog_print(DLOG_INFO, kPackageLogTag, "terminating process %d of %s", pid, folder.c_str());
     Signal(process, SIGTERM);
     processes.push_back(std::move(process));
   }
-  AwaitEnd(&processes);
+  AwaitExit(&processes);
   for (const UniqueFd& process : processes) Signal(process, SIGKILL);
-  AwaitEnd(&processes);
+  AwaitExit(&processes);
 }
 
 }  // namespace platform

@@ -8,8 +8,8 @@
 
 namespace platform {
 
-// Ends every process that was started from a file below `folder`, the calling one excepted: asks
-// with SIGTERM, waits up to 2 seconds, then kills.
+// Terminates every process whose executable is below `folder`, except for the calling process.
+// Sends SIGTERM, waits up to 2 seconds, then sends SIGKILL and waits up to 2 seconds again.
 void TerminateProcessesIn(const std::string& folder);
 
 }  // namespace platform

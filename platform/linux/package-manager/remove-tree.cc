@@ -27,7 +27,7 @@ UniqueDir OpenFolder(int parent, const char* name) {
   return folder;
 }
 
-// Lets the owner list and change a folder, which an application may have forbidden.
+// Grants the owner all permissions on a folder. Applications may have removed them.
 bool AllowChanges(int parent, const char* name) {
   const UniqueFd folder(openat(parent, name, O_PATH | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC));
   struct stat status {};
@@ -36,8 +36,8 @@ bool AllowChanges(int parent, const char* name) {
   return chmod(("/proc/self/fd/" + std::to_string(folder.Get())).c_str(), S_IRWXU) == 0;
 }
 
-// Removes a tree from the bottom up. Keeps one folder open and goes by single names, so that
-// neither the number of levels nor the length of the paths matters.
+// Removes a tree from the bottom up. Keeps only the current folder open and passes single names to
+// the system, so that neither descriptors nor PATH_MAX limit the depth.
 class TreeRemover {
  public:
   explicit TreeRemover(const std::string& path) : path_(path) {}
@@ -61,19 +61,19 @@ class TreeRemover {
     std::string name;
     dev_t device;
     ino_t inode;
-    std::vector<std::string> folders;  // still there
+    std::vector<std::string> folders;  // not removed yet
   };
 
   [[noreturn]] void Fail() const { throw FileError("cannot remove " + path_); }
 
-  // True unless it is a folder.
+  // Returns false for a folder.
   bool RemoveFile(int parent, const char* name) const {
     if (unlinkat(parent, name, 0) == 0 || errno == ENOENT) return true;
     if (errno != EISDIR) Fail();
     return false;
   }
 
-  // Of a folder only what is not a folder, and goes into it.
+  // Removes a file, or enters a folder and removes its files.
   void Remove(int parent, const std::string& name) {
     if (RemoveFile(parent, name.c_str())) return;
     if (!AllowChanges(parent, name.c_str())) Fail();
@@ -93,7 +93,7 @@ class TreeRemover {
     if (errno != 0) Fail();
   }
 
-  // Removes the folder, which is empty, and goes back to the one that it is in.
+  // Removes the current folder, which is empty, and returns to its parent.
   void Leave() {
     const std::string name = levels_.back().name;
     levels_.pop_back();
@@ -108,7 +108,8 @@ class TreeRemover {
     if (unlinkat(parent, name.c_str(), AT_REMOVEDIR) != 0 && errno != ENOENT) Fail();
   }
 
-  // A folder that is moved elsewhere meanwhile has another parent.
+  // Fails if the current folder is not `level`: ".." leads elsewhere when another process has moved
+  // the folder that it was opened from.
   void RequireAt(const Level& level) const {
     struct stat status {};
     if (fstat(dirfd(folder_.get()), &status) != 0) Fail();
@@ -118,7 +119,7 @@ class TreeRemover {
   }
 
   const std::string path_;
-  UniqueDir folder_;  // that of the last level
+  UniqueDir folder_;  // of the last level
   std::vector<Level> levels_;
 };
 

@@ -14,66 +14,56 @@
 #include <utility>
 #include <vector>
 
+#include "platform/linux/package-manager/package-limits.h"
+
 namespace platform {
 
-// What one package may hold, so that a small archive cannot fill the disk.
-struct PackageLimits {
-  uint64_t bytes = uint64_t{1} << 30;  // all files together, unpacked: 1 GiB
-  size_t entries = 65'536;             // files, links and folders, also those only on a path
-  // Of an archive, all files together, unpacked: so many times its own size, beyond what any may
-  // unpack to (1 MiB).
-  uint64_t ratio = 200;
-  uint64_t bytes_at_any_ratio = uint64_t{1} << 20;
-  size_t depth = 64;          // names in an entry's path
-  size_t path_length = 1024;  // bytes in an entry's path
-};
-
-// Writes the entries of a package into a folder of its own, and nothing outside it. What would
-// leave the folder, and what is no file, folder or symbolic link, is refused by throwing
-// PackageRefused naming the entry. Trouble with the disk is std::system_error.
-class Stager {
+// Writes the entries of a package into a staging folder, and nothing outside of it. Functions throw
+// InvalidPackageError with the name of the entry if a path or link leaves the folder, if the entry
+// is a duplicate or not a file, folder or symbolic link, and beyond a limit. They throw
+// std::system_error when a file cannot be written.
+class StagingWriter {
  public:
-  // Fills the buffer with the next bytes of a file; 0 at its end.
+  // Fills the buffer with the next bytes of a file and returns their number, 0 at the end.
   using Reader = std::function<size_t(char* buffer, size_t size)>;
 
-  // `folder` exists and is empty; `shown_as` is the name under which the user knows the package.
-  Stager(std::string folder, std::string shown_as, PackageLimits limits);
+  // `folder` exists and is empty. Errors name the package `shown_as`.
+  StagingWriter(std::string folder, std::string shown_as, PackageLimits limits);
 
-  // The entries come out of an archive of so many bytes. To be called before the first of them.
-  void SetPackedSize(uint64_t bytes);
+  // Enables the check of the compression ratio: the entries come from an archive of this size. Must
+  // be called before the first entry is added.
+  void SetArchiveSize(uint64_t bytes);
 
-  // The three below refuse a path that was added before.
   void AddFolder(const std::string& entry);
-  // Of the mode only the permissions count, without write permission for others. `size` is what is
-  // announced; what is read is counted too.
+  // Takes the permissions of `mode` except for write permission of group and others. `size` is what
+  // the package claims; the bytes from `read` count towards the limits too.
   void AddFile(const std::string& entry, mode_t mode, uint64_t size, const Reader& read);
-  // Links are made last, so that no file is ever written through one.
+  // Links are created by Finish(), so that no file is written through a link.
   void AddLink(const std::string& entry, const std::string& target);
-  [[noreturn]] void RefuseSpecial(const std::string& entry) const;
+  [[noreturn]] void RejectSpecial(const std::string& entry) const;
 
-  // Makes the links, checks where they lead, and sees to it that all of it is on the disk.
+  // Creates the links, checks their targets and flushes everything to the disk.
   void Finish();
 
  private:
-  [[noreturn]] void Refuse(const std::string& entry, const std::string& reason) const;
-  // The entry's path, relative and clean; remembers the path.
-  std::string Accept(const std::string& entry);
-  // To be called for everything that is made.
-  void Count(const std::string& entry);
-  void RequireFolder(const std::string& entry, const std::string& path);
-  void RequireParents(const std::string& entry, const std::string& path);
-  void RequireRoom(const std::string& entry, uint64_t count) const;
+  [[noreturn]] void Reject(const std::string& entry, const std::string& reason) const;
+  // Returns the entry's path in normal form. Rejects duplicates.
+  std::string Normalize(const std::string& entry);
+  void CountEntry(const std::string& entry);
+  void EnsureFolder(const std::string& entry, const std::string& path);
+  void EnsureParents(const std::string& entry, const std::string& path);
+  // Checks that `count` more bytes are within the limits.
+  void CheckSize(const std::string& entry, uint64_t count) const;
 
   const std::string folder_;
   const std::string shown_as_;
   const PackageLimits limits_;
-  // No more than these, or the package is refused.
-  uint64_t most_bytes_unpacked_;
+  uint64_t max_unpacked_bytes_;
   uint64_t bytes_ = 0;
   size_t entries_ = 0;
   std::set<std::string> paths_;                             // of the entries so far
   std::vector<std::pair<std::string, std::string>> links_;  // path, target
-  std::vector<std::string> folders_;                        // made, parents first
+  std::vector<std::string> folders_;                        // created, parents first
 };
 
 }  // namespace platform

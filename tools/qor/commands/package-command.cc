@@ -106,7 +106,7 @@ int Install(const Options& options) {
 std::string IdOf(const std::string& path) {
   try {
     return inspect::PackageFile(path).Contents().record.id;
-  } catch (const platform::PackageRefused& refusal) {
+  } catch (const platform::InvalidPackageError& refusal) {
     throw ToolError(kError, inspect::FindingOf(refusal));
   }
 }

@@ -40,7 +40,7 @@ bool IsInstalling(Checks& checks) {
 void CheckLeftovers(const std::vector<inspect::Package>& packages, Checks& checks) {
   if (IsInstalling(checks)) return;
   const std::string staging = Below(platform::kStagingFolder);
-  for (const auto& name : platform::NamesIn(staging)) {
+  for (const auto& name : platform::ListFolder(staging)) {
     checks.push_back({kWarn, staging + "/" + name + " is left of an interrupted operation",
                       "the next \"qor package install\" or \"uninstall\" clears it away"});
   }
@@ -48,8 +48,8 @@ void CheckLeftovers(const std::vector<inspect::Package>& packages, Checks& check
   for (const auto& package : packages)
     installed.insert(fs::weakly_canonical(package.record.root_path));
   const std::string all = Below(platform::kPackagesFolder);
-  for (const auto& id : platform::NamesIn(all)) {
-    for (const auto& generation : platform::NamesIn(all + "/" + id)) {
+  for (const auto& id : platform::ListFolder(all)) {
+    for (const auto& generation : platform::ListFolder(all + "/" + id)) {
       const std::string folder = all + "/" + id + "/" + generation;
       if (installed.count(fs::weakly_canonical(folder)) != 0) continue;
       checks.push_back(
@@ -92,7 +92,7 @@ bool CheckRoot(Checks& checks) {
 
 void CheckAgents(Checks& checks) {
   const std::string ports = Below(platform::kPortsFolder);
-  for (const auto& owner : platform::NamesIn(ports)) {
+  for (const auto& owner : platform::ListFolder(ports)) {
     const auto pid =
         UserOfFile(ports + "/" + owner + "/" + platform::PortLockName("CommandHandler"));
     if (!pid) continue;

@@ -30,8 +30,8 @@ class Sweep {
   // A port's socket is somebody's as long as the lock file beside it is.
   void Ports() {
     const std::string folder = root_ + "/" + platform::kPortsFolder;
-    for (const auto& owner : platform::NamesIn(folder)) {
-      for (const auto& name : platform::NamesIn(folder + "/" + owner)) {
+    for (const auto& owner : platform::ListFolder(folder)) {
+      for (const auto& name : platform::ListFolder(folder + "/" + owner)) {
         const std::string path = folder + "/" + owner + "/" + name;
         if (name[0] == '.') {
           LockFile(path);
@@ -48,7 +48,7 @@ class Sweep {
   void Applications() {
     const std::set<std::string> listening = ListeningSocketNames();
     const std::string folder = root_ + "/" + platform::kApplicationSocketFolder;
-    for (const auto& app_id : platform::NamesIn(folder)) {
+    for (const auto& app_id : platform::ListFolder(folder)) {
       const std::string lock = root_ + "/" + platform::kApplicationLockFolder + "/" + app_id;
       if (listening.count(app_id) == 0 && !UserOfFile(lock)) Stale(folder + "/" + app_id, lock);
     }
@@ -58,14 +58,14 @@ class Sweep {
   // A listener's socket is named after its process.
   void Events() {
     const std::string folder = root_ + "/" + platform::kEventSocketFolder;
-    for (const auto& name : platform::NamesIn(folder)) {
+    for (const auto& name : platform::ListFolder(folder)) {
       const auto pid = static_cast<pid_t>(std::strtol(name.c_str(), nullptr, 10));
       if (pid > 0 && kill(pid, 0) != 0 && errno == ESRCH) Stale(folder + "/" + name, "");
     }
   }
 
   void LockFilesIn(const std::string& folder) {
-    for (const auto& name : platform::NamesIn(root_ + "/" + folder)) {
+    for (const auto& name : platform::ListFolder(root_ + "/" + folder)) {
       LockFile(root_ + "/" + folder + "/" + name);
     }
   }

@@ -26,7 +26,7 @@
 namespace platform {
 namespace {
 
-using test::PackageText;
+using test::PackageSpec;
 using test::Take;
 
 constexpr char kAppId[] = "org.test.p.app";
@@ -34,7 +34,7 @@ constexpr char kAppId[] = "org.test.p.app";
 class Launch : public test::PlatformTest {
  protected:
   void InstallService() {
-    PackageText package;
+    PackageSpec package;
     package.executable = ServiceProgram();
     ASSERT_EQ(Install(package), PACKAGE_MANAGER_ERROR_NONE);
   }
@@ -216,7 +216,7 @@ TEST_F(Launch, TellsTheReceiverWhoSentIt) {
   CreatedProcess();
   EXPECT_EQ(NextReport(), "caller host.platform_launch_test");
 
-  PackageText sender;
+  PackageSpec sender;
   sender.id = "org.test.sender";
   sender.app_id = "org.test.sender.app";
   sender.executable = test::ToolPath();
@@ -313,7 +313,7 @@ TEST_F(Launch, NamesTheProcessThatListens) {
 TEST_F(Launch, EndsTheProcessesOfAnUpdatedPackage) {
   InstallService();
   const pid_t first = StartService();
-  PackageText package;
+  PackageSpec package;
   package.version = "2.0.0";
   package.executable = ServiceProgram();
   ASSERT_EQ(Install(package), PACKAGE_MANAGER_ERROR_NONE);

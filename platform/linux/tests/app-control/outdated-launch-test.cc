@@ -17,7 +17,7 @@ namespace {
 class OutdatedLaunch : public test::PlatformTest {
  protected:
   OutdatedLaunch() {
-    test::PackageText package;
+    test::PackageSpec package;
     package.executable = ServiceProgram();
     EXPECT_EQ(Install(package), 0);
     outdated_ = *FindApplication("org.test.p.app");
@@ -31,20 +31,20 @@ class OutdatedLaunch : public test::PlatformTest {
 };
 
 TEST_F(OutdatedLaunch, StartsWhatIsInstalledNow) {
-  LaunchWith(outdated_, request_);
+  LaunchApplication(outdated_, request_);
   EXPECT_EQ(ExecutableOf(CreatedProcess()).path, FindApplication("org.test.p.app")->executable);
 }
 
 TEST_F(OutdatedLaunch, OfAnUninstalledApplicationFails) {
   ASSERT_EQ(Uninstall("org.test.p"), 0);
-  EXPECT_THROW(LaunchWith(outdated_, request_), LaunchFailed);
+  EXPECT_THROW(LaunchApplication(outdated_, request_), LaunchError);
   EXPECT_FALSE(std::filesystem::exists(Root() + "/run/apps/org.test.p.app"));
 }
 
 TEST_F(OutdatedLaunch, OfWhatIsNoApplicationIdFails) {
   for (const char* id : {"host.agent", "..", "../x", ""}) {
     outdated_.id = id;
-    EXPECT_THROW(LaunchWith(outdated_, request_), LaunchFailed) << id;
+    EXPECT_THROW(LaunchApplication(outdated_, request_), LaunchError) << id;
   }
 }
 

@@ -26,11 +26,11 @@ namespace {
 
 constexpr char kAppId[] = "org.test.p.app";
 
-class Deliveries : public test::PlatformTest {
+class LaunchRequestDelivery : public test::PlatformTest {
  protected:
-  Deliveries() {
+  LaunchRequestDelivery() {
     test::StartEcore();
-    test::PackageText package;
+    test::PackageSpec package;
     package.executable = ServiceProgram();
     EXPECT_EQ(Install(package), 0);
   }
@@ -47,7 +47,7 @@ class Deliveries : public test::PlatformTest {
   static size_t OpenDescriptors() { return test::SortedNames("/proc/self/fd").size(); }
 };
 
-TEST_F(Deliveries, ThatADyingProcessDoesNotTakeStartANewOne) {
+TEST_F(LaunchRequestDelivery, ThatADyingProcessDoesNotTakeStartANewOne) {
   // The process waits there before it takes anything.
   ASSERT_EQ(mkfifo((Root() + "/gate").c_str(), 0600), 0);
   Send("that dies with it");
@@ -64,7 +64,7 @@ TEST_F(Deliveries, ThatADyingProcessDoesNotTakeStartANewOne) {
   EXPECT_FALSE(HasReport());
 }
 
-TEST_F(Deliveries, ThatWereTakenAreNotRepeated) {
+TEST_F(LaunchRequestDelivery, ThatWereTakenAreNotRepeated) {
   Send("first");
   const pid_t pid = CreatedProcess();
   EXPECT_EQ(NextReport(), "request first 5");
@@ -80,7 +80,7 @@ TEST_F(Deliveries, ThatWereTakenAreNotRepeated) {
   EXPECT_FALSE(HasReport());
 }
 
-TEST_F(Deliveries, ToAProcessThatRestsCostOneDescriptor) {
+TEST_F(LaunchRequestDelivery, ToAProcessThatRestsCostOneDescriptor) {
   Send("first");
   const pid_t pid = CreatedProcess();
   EXPECT_EQ(NextReport(), "request first 5");
@@ -96,9 +96,10 @@ TEST_F(Deliveries, ToAProcessThatRestsCostOneDescriptor) {
 }
 
 // Another launcher, or a process that keeps the lock.
-class LockedDeliveries : public Deliveries {
+class LaunchRequestUnderLock : public LaunchRequestDelivery {
  protected:
-  LockedDeliveries() : lock_(LockFile(FolderBelowRoot(kApplicationLockFolder) + "/" + kAppId)) {}
+  LaunchRequestUnderLock()
+      : lock_(LockFile(FolderBelowRoot(kApplicationLockFolder) + "/" + kAppId)) {}
 
   bool AwaitLog(const std::string& text) {
     return test::RunLoopUntil([&] { return Log().find(text) != std::string::npos; });
@@ -107,7 +108,7 @@ class LockedDeliveries : public Deliveries {
   UniqueFd lock_;
 };
 
-TEST_F(LockedDeliveries, WaitInTheirOrderWithoutTheMainLoop) {
+TEST_F(LaunchRequestUnderLock, WaitInTheirOrderWithoutTheMainLoop) {
   Send("first");
   Send("second");
   test::RunLoopDry();
@@ -122,7 +123,7 @@ TEST_F(LockedDeliveries, WaitInTheirOrderWithoutTheMainLoop) {
     EXPECT_EQ(NextReport(), std::string("request ") + text);
 }
 
-TEST_F(LockedDeliveries, ReachAProcessThatRuns) {
+TEST_F(LaunchRequestUnderLock, ReachAProcessThatRuns) {
   lock_.Reset();
   Send("first");
   CreatedProcess();
@@ -132,10 +133,10 @@ TEST_F(LockedDeliveries, ReachAProcessThatRuns) {
   EXPECT_EQ(NextReport(), "request second 6");
 }
 
-TEST_F(LockedDeliveries, AreGivenUpAndTheHolderIsNamed) {
+TEST_F(LaunchRequestUnderLock, AreGivenUpAndTheHolderIsNamed) {
   Send("first");
   Send("second");
-  EXPECT_TRUE(AwaitLog("2 launch requests to org.test.p.app are lost: " + Root() +
+  EXPECT_TRUE(AwaitLog("lost 2 launch requests to org.test.p.app: " + Root() +
                        "/run/app-locks/org.test.p.app is locked by process " +
                        std::to_string(getpid()) + " ("));
   lock_.Reset();
@@ -144,7 +145,7 @@ TEST_F(LockedDeliveries, AreGivenUpAndTheHolderIsNamed) {
   EXPECT_EQ(NextReport(), "request third 5");
 }
 
-TEST_F(LockedDeliveries, OfAnotherThreadFail) {
+TEST_F(LaunchRequestUnderLock, OfAnotherThreadFail) {
   int result = 0;
   std::thread([&result] {
     app_control_h request = nullptr;
@@ -157,9 +158,9 @@ TEST_F(LockedDeliveries, OfAnotherThreadFail) {
 }
 
 // The test is the application.
-class RefusedDeliveries : public Deliveries {
+class RejectedLaunchRequest : public LaunchRequestDelivery {
  protected:
-  RefusedDeliveries() : socket_(ListenAt(FolderBelowRoot(kApplicationSocketFolder), kAppId)) {
+  RejectedLaunchRequest() : socket_(ListenAt(FolderBelowRoot(kApplicationSocketFolder), kAppId)) {
     PackageRecord package = *FindPackage("org.test.p");
     package.applications[0].executable = std::filesystem::canonical("/proc/self/exe");
     StorePackage(package);
@@ -173,7 +174,7 @@ class RefusedDeliveries : public Deliveries {
   const UniqueFd socket_;
 };
 
-TEST_F(RefusedDeliveries, AreRepeatedOnce) {
+TEST_F(RejectedLaunchRequest, AreRepeatedOnce) {
   Send("text");
   EXPECT_TRUE(Accept());
   test::RunLoopDry();
@@ -182,12 +183,12 @@ TEST_F(RefusedDeliveries, AreRepeatedOnce) {
   EXPECT_FALSE(Accept());
 }
 
-TEST_F(RefusedDeliveries, ToAnUninstalledApplicationAreLost) {
+TEST_F(RejectedLaunchRequest, ToAnUninstalledApplicationAreLost) {
   Send("text");
   ASSERT_EQ(Uninstall("org.test.p"), 0);
   EXPECT_TRUE(Accept());
   test::RunLoopDry();
-  EXPECT_NE(Log().find("a launch request to org.test.p.app is lost: org.test.p.app has been "
+  EXPECT_NE(Log().find("lost a launch request to org.test.p.app: org.test.p.app has been "
                        "uninstalled"),
             std::string::npos);
 }

@@ -15,14 +15,14 @@
 namespace platform {
 namespace {
 
-using test::PackageText;
+using test::PackageSpec;
 using test::Take;
 
 class AppManager : public test::PlatformTest {
  protected:
   // With `kind` and `name` as metadata.
   void InstallApplication(const std::string& id, const std::string& kind) {
-    PackageText package;
+    PackageSpec package;
     package.id = id;
     package.app_id = id + ".app";
     package.metadata = {{"kind", kind}, {"name", id}};
@@ -111,7 +111,7 @@ TEST_F(AppManager, FiltersByMetadataInAStableOrder) {
 }
 
 TEST_F(AppManager, TellsWhetherAnApplicationRuns) {
-  PackageText package;
+  PackageSpec package;
   package.executable = ServiceProgram();
   ASSERT_EQ(Install(package), PACKAGE_MANAGER_ERROR_NONE);
   bool running = true;

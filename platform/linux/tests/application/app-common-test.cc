@@ -13,7 +13,7 @@
 namespace platform {
 namespace {
 
-using test::PackageText;
+using test::PackageSpec;
 using test::Take;
 
 class AppCommon : public test::PlatformTest {};
@@ -36,7 +36,7 @@ TEST_F(AppCommon, AHostIsNoApplication) {
 }
 
 TEST_F(AppCommon, AnApplicationKnowsItsIdAndFolders) {
-  PackageText package;
+  PackageSpec package;
   package.executable = ServiceProgram();
   ASSERT_EQ(Install(package), PACKAGE_MANAGER_ERROR_NONE);
   app_control_h request = nullptr;

@@ -11,21 +11,22 @@
 namespace platform {
 namespace {
 
-using test::FailingDisk;
+using test::DiskFaultInjector;
 
 struct Failure {
   const char* name;
-  FailingDisk::Kind kind;
+  DiskFaultInjector::Kind kind;
 };
 
-class OnAFailingDisk : public test::SweptPackage, public testing::WithParamInterface<Failure> {
+class OnAFailingDisk : public test::InterruptedOperationTest,
+                       public testing::WithParamInterface<Failure> {
  protected:
   void FailAtEveryStep(const Operation& operation) {
-    DisturbAtEveryStep(operation, [&](int step) {
+    InterruptAtEveryStep(operation, [&](int step) {
       int result = 0;
       bool has_failed = false;
       {
-        const FailingDisk disk(Root(), GetParam().kind, step);
+        const DiskFaultInjector disk(Root(), GetParam().kind, step);
         result = Run(operation);
         has_failed = disk.HasFailed();
       }
@@ -41,9 +42,10 @@ class OnAFailingDisk : public test::SweptPackage, public testing::WithParamInter
 };
 
 INSTANTIATE_TEST_SUITE_P(That, OnAFailingDisk,
-                         testing::Values(Failure{"IsFull", FailingDisk::Kind::kFull},
-                                         Failure{"IsReadOnly", FailingDisk::Kind::kReadOnly},
-                                         Failure{"FailsOnce", FailingDisk::Kind::kOneFailure}),
+                         testing::Values(Failure{"IsFull", DiskFaultInjector::Kind::kFull},
+                                         Failure{"IsReadOnly", DiskFaultInjector::Kind::kReadOnly},
+                                         Failure{"FailsOnce",
+                                                 DiskFaultInjector::Kind::kOneFailure}),
                          [](const auto& param_info) { return param_info.param.name; });
 
 TEST_P(OnAFailingDisk, AFirstInstallIsDoneOrNot) { FailAtEveryStep(FirstInstall()); }

@@ -24,7 +24,7 @@
 namespace platform {
 namespace {
 
-using test::PackageText;
+using test::PackageSpec;
 
 struct Heard {
   std::vector<std::string> events;
@@ -93,7 +93,7 @@ TEST_F(Events, ReachTheRequestsOwnCallback) {
     std::vector<std::string> events;
     int id = 0;
   } seen;
-  test::WritePackage(Folder() + "/source", PackageText());
+  test::WritePackage(Folder() + "/source", PackageSpec());
   package_manager_request_h request = nullptr;
   package_manager_request_create(&request);
   package_manager_request_set_event_cb(
@@ -121,7 +121,7 @@ TEST_F(Events, ReachTheRequestsOwnCallback) {
 TEST_F(Events, ReachThisProcessesOwnListenerWithoutALoop) {
   Heard heard;
   package_manager_h manager = Listen(&heard, OnEvent, PACKAGE_MANAGER_STATUS_TYPE_ALL);
-  ASSERT_EQ(Install(PackageText()), PACKAGE_MANAGER_ERROR_NONE);
+  ASSERT_EQ(Install(PackageSpec()), PACKAGE_MANAGER_ERROR_NONE);
   EXPECT_EQ(heard.events, kInstallEvents);
   EXPECT_EQ(Sockets().size(), 1U);
   package_manager_destroy(manager);
@@ -133,7 +133,7 @@ TEST_F(Events, ReachTheMainLoopWhenAnotherThreadInstalls) {
   package_manager_h manager = Listen(&heard, OnEvent, PACKAGE_MANAGER_STATUS_TYPE_ALL);
   int result = -1;
   std::thread installer([&] {
-    result = Install(PackageText());
+    result = Install(PackageSpec());
     ecore_main_loop_thread_safe_call_async([](void*) { ecore_main_loop_quit(); }, nullptr);
   });
   ecore_main_loop_begin();
@@ -146,7 +146,7 @@ TEST_F(Events, ReachTheMainLoopWhenAnotherThreadInstalls) {
 TEST_F(Events, DoNotComeUntilTheStatusIsSet) {
   Heard heard;
   package_manager_h manager = Listen(&heard, OnEvent, -1);
-  ASSERT_EQ(Install(PackageText()), PACKAGE_MANAGER_ERROR_NONE);
+  ASSERT_EQ(Install(PackageSpec()), PACKAGE_MANAGER_ERROR_NONE);
   EXPECT_TRUE(heard.events.empty());
   package_manager_destroy(manager);
 }
@@ -155,7 +155,7 @@ TEST_F(Events, ComeOnlyForTheTypesAskedFor) {
   Heard heard;
   package_manager_h manager = Listen(
       &heard, OnEvent, PACKAGE_MANAGER_STATUS_TYPE_UPGRADE | PACKAGE_MANAGER_STATUS_TYPE_UNINSTALL);
-  PackageText package;
+  PackageSpec package;
   ASSERT_EQ(Install(package), PACKAGE_MANAGER_ERROR_NONE);
   EXPECT_TRUE(heard.events.empty());
   package.version = "2.0.0";
@@ -171,7 +171,7 @@ TEST_F(Events, EndAfterTheCallbackWasUnset) {
   Heard heard;
   package_manager_h manager = Listen(&heard, OnEvent, PACKAGE_MANAGER_STATUS_TYPE_ALL);
   ASSERT_EQ(package_manager_unset_event_cb(manager), PACKAGE_MANAGER_ERROR_NONE);
-  ASSERT_EQ(Install(PackageText()), PACKAGE_MANAGER_ERROR_NONE);
+  ASSERT_EQ(Install(PackageSpec()), PACKAGE_MANAGER_ERROR_NONE);
   EXPECT_TRUE(heard.events.empty());
   package_manager_destroy(manager);
 }
@@ -187,7 +187,7 @@ TEST_F(Events, MayDestroyTheirManager) {
   };
   Listen(&heard, destroy, PACKAGE_MANAGER_STATUS_TYPE_ALL);
   package_manager_h manager = Listen(&other, OnEvent, PACKAGE_MANAGER_STATUS_TYPE_ALL);
-  ASSERT_EQ(Install(PackageText()), PACKAGE_MANAGER_ERROR_NONE);
+  ASSERT_EQ(Install(PackageSpec()), PACKAGE_MANAGER_ERROR_NONE);
   EXPECT_EQ(heard.events.size(), 1U);
   EXPECT_EQ(other.events, kInstallEvents);
   package_manager_destroy(manager);
@@ -203,7 +203,7 @@ TEST_F(Events, MayDestroyTheirManagerOnTheMainLoop) {
   };
   Listen(&heard, destroy, PACKAGE_MANAGER_STATUS_TYPE_ALL);
   std::thread installer([&] {
-    EXPECT_EQ(Install(PackageText()), PACKAGE_MANAGER_ERROR_NONE);
+    EXPECT_EQ(Install(PackageSpec()), PACKAGE_MANAGER_ERROR_NONE);
     ecore_main_loop_thread_safe_call_async([](void*) { ecore_main_loop_quit(); }, nullptr);
   });
   ecore_main_loop_begin();
@@ -218,14 +218,14 @@ TEST_F(Events, CannotStartARequestInsideAnother) {
     static_cast<Heard*>(data)->events.push_back(std::to_string(Uninstall("org.test.p")));
   };
   package_manager_h manager = Listen(&heard, install, PACKAGE_MANAGER_STATUS_TYPE_ALL);
-  ASSERT_EQ(Install(PackageText()), PACKAGE_MANAGER_ERROR_NONE);
+  ASSERT_EQ(Install(PackageSpec()), PACKAGE_MANAGER_ERROR_NONE);
   EXPECT_EQ(heard.events[0], std::to_string(PACKAGE_MANAGER_ERROR_SYSTEM_ERROR));
   package_manager_destroy(manager);
 }
 
 TEST_F(Events, ReachAnotherProcessWithTheStateThatTheyAnnounce) {
   StartListener("0");
-  PackageText package;
+  PackageSpec package;
   ASSERT_EQ(Install(package), PACKAGE_MANAGER_ERROR_NONE);
   EXPECT_EQ(NextReport(), kInstallEvents[0] + ": gone");
   EXPECT_EQ(NextReport(), kInstallEvents[1] + ": gone");
@@ -245,7 +245,7 @@ TEST_F(Events, ReachAnotherProcessWithTheStateThatTheyAnnounce) {
 
 TEST_F(Events, HaveBeenHandledWhenTheRequestReturns) {
   StartListener("0");
-  ASSERT_EQ(Install(PackageText()), PACKAGE_MANAGER_ERROR_NONE);
+  ASSERT_EQ(Install(PackageSpec()), PACKAGE_MANAGER_ERROR_NONE);
   for (int i = 0; i < 3; ++i) {
     EXPECT_TRUE(HasReport());
     NextReport();
@@ -265,7 +265,7 @@ TEST_F(Events, TellOfAFailureAfterTheStart) {
   StartListener("0");
   // A file where the package's folder must go.
   test::WriteFile(Root() + "/packages/org.test.p", "in the way");
-  EXPECT_EQ(Install(PackageText()), PACKAGE_MANAGER_ERROR_IO_ERROR);
+  EXPECT_EQ(Install(PackageSpec()), PACKAGE_MANAGER_ERROR_IO_ERROR);
   EXPECT_EQ(NextReport(), kInstallEvents[0] + ": gone");
   EXPECT_EQ(NextReport(), "tpk org.test.p type 0 state 3 at 0 error -5: gone");
   StopListener();
@@ -276,19 +276,19 @@ TEST_F(Events, RemoveTheSocketOfADeadListener) {
   test::Signal(listener_, SIGKILL);
   test::Await(listener_);
   EXPECT_EQ(Sockets().size(), 1U);
-  ASSERT_EQ(Install(PackageText()), PACKAGE_MANAGER_ERROR_NONE);
+  ASSERT_EQ(Install(PackageSpec()), PACKAGE_MANAGER_ERROR_NONE);
   EXPECT_TRUE(Sockets().empty());
 }
 
 TEST_F(Events, WaitALimitedTimeForAListenerThatDoesNotAnswer) {
   const pid_t deaf = test::StartTool({"deaf"});
   ASSERT_EQ(NextReport(), "listening");
-  ASSERT_EQ(Install(PackageText()), PACKAGE_MANAGER_ERROR_NONE);
+  ASSERT_EQ(Install(PackageSpec()), PACKAGE_MANAGER_ERROR_NONE);
   const auto begin = std::chrono::steady_clock::now();
   ASSERT_EQ(Uninstall("org.test.p"), PACKAGE_MANAGER_ERROR_NONE);
   const auto taken = std::chrono::steady_clock::now() - begin;
   EXPECT_GE(taken, std::chrono::seconds(5)) << "files went before the time to let go was over";
-  EXPECT_NE(Log().find("does not answer"), std::string::npos);
+  EXPECT_NE(Log().find("has not acknowledged an event"), std::string::npos);
   test::Signal(deaf, SIGKILL);
   test::Await(deaf);
 }
@@ -311,7 +311,7 @@ void SendToOwnListener(const PackageEvent& event) {
 }
 
 TEST_F(Events, AreDroppedWhenThePackageDatabaseSaysOtherwise) {
-  ASSERT_EQ(Install(PackageText()), PACKAGE_MANAGER_ERROR_NONE);
+  ASSERT_EQ(Install(PackageSpec()), PACKAGE_MANAGER_ERROR_NONE);
   Heard heard;
   package_manager_h manager = Listen(&heard, OnEvent, PACKAGE_MANAGER_STATUS_TYPE_ALL);
   PackageEvent event;
@@ -329,8 +329,8 @@ TEST_F(Events, AreDroppedWhenThePackageDatabaseSaysOtherwise) {
     SendToOwnListener(event);
   }
   EXPECT_TRUE(heard.events.empty()) << heard.events.front();
-  EXPECT_NE(Log().find("dropped a false event of process " + std::to_string(getpid()) +
-                       " on package org.test.p"),
+  EXPECT_NE(Log().find("dropped a forged event from process " + std::to_string(getpid()) +
+                       ": package org.test.p has another state"),
             std::string::npos);
   package_manager_destroy(manager);
 }

@@ -23,10 +23,10 @@ using test::ArchiveWriter;
 class HostileArchive : public test::PlatformTest {
  protected:
   HostileArchive() {
-    EXPECT_EQ(Install(test::PackageText()), PACKAGE_MANAGER_ERROR_NONE);
+    EXPECT_EQ(Install(test::PackageSpec()), PACKAGE_MANAGER_ERROR_NONE);
     installed_ = FindPackage("org.test.p")->root_path;
     test::WriteFile(Folder() + "/secret", "untouched");
-    test::PackageText update;
+    test::PackageSpec update;
     update.version = "2.0.0";
     test::WritePackage(update_, update);
   }
@@ -81,7 +81,7 @@ TEST_F(HostileArchive, WithAnAbsoluteLink) {
 
 TEST_F(HostileArchive, WithAFileBelowALinkedFolder) {
   Update().Link("way", "../../..").File("way/secret", "changed");
-  ExpectRefused("way: other entries need a folder of this name");
+  ExpectRefused("way: duplicate entry, also used as a folder");
 }
 
 TEST_F(HostileArchive, WithALinkMadeThroughALinkedFolder) {
@@ -112,7 +112,7 @@ TEST_F(HostileArchive, WithAPipeMakesNone) {
 
 TEST_F(HostileArchive, WithTwoManifests) {
   Update().File("./tizen-manifest.xml", "<manifest/>");
-  ExpectRefused("./tizen-manifest.xml: the entry appears twice");
+  ExpectRefused("./tizen-manifest.xml: duplicate entry");
 }
 
 // The first folder of a chain that needs a descriptor for each level to be walked, in 8 KB.
@@ -130,13 +130,13 @@ TEST_F(HostileArchive, WithFoldersInEachOther) {
 TEST_F(HostileArchive, WithTheSameNameInAnotherSpelling) {
   for (const char* name : {"res//note.txt", "./res/note.txt", "res/./note.txt"}) {
     Update().File(name, "again");
-    ExpectRefused(std::string(name) + ": the entry appears twice");
+    ExpectRefused(std::string(name) + ": duplicate entry");
   }
 }
 
 TEST_F(HostileArchive, WithAFolderInPlaceOfAFile) {
   Update().Folder("res/note.txt/");
-  ExpectRefused("res/note.txt/: the entry appears twice");
+  ExpectRefused("res/note.txt/: duplicate entry");
   Update().File("res/note.txt/below", "text");
   ExpectRefused("res/note.txt/below: res/note.txt is not a folder");
 }

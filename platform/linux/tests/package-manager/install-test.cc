@@ -18,7 +18,7 @@ namespace platform {
 namespace {
 
 namespace fs = std::filesystem;
-using test::PackageText;
+using test::PackageSpec;
 using test::SortedNames;
 using test::Take;
 
@@ -37,7 +37,7 @@ class Installing : public test::PlatformTest {
 };
 
 TEST_F(Installing, AFolderMakesAPackageThatQueriesKnow) {
-  PackageText package;
+  PackageSpec package;
   package.version = "1.2.3";
   package.preload = true;
   package.privileges = {"http://tizen.org/privilege/datasharing", "second"};
@@ -72,7 +72,7 @@ TEST_F(Installing, AFolderMakesAPackageThatQueriesKnow) {
 }
 
 TEST_F(Installing, AnArchiveMakesTheSamePackage) {
-  test::WritePackage(Folder() + "/source", PackageText());
+  test::WritePackage(Folder() + "/source", PackageSpec());
   test::ArchiveWriter(Folder() + "/p.tpk").Tree(Folder() + "/source");
   ASSERT_EQ(InstallPath(Folder() + "/p.tpk"), PACKAGE_MANAGER_ERROR_NONE);
   EXPECT_EQ(test::ReadFile(RootPathOf("org.test.p") + "/res/note.txt"), "version 1.0.0");
@@ -86,7 +86,7 @@ TEST_F(Installing, AManifestErrorInAnArchiveNamesTheArchive) {
 }
 
 TEST_F(Installing, AnInstalledIdIsAnUpdateThatLeavesOneGeneration) {
-  PackageText package;
+  PackageSpec package;
   package.preload = true;
   ASSERT_EQ(Install(package), PACKAGE_MANAGER_ERROR_NONE);
   const std::string old_root = RootPathOf("org.test.p");
@@ -106,13 +106,13 @@ TEST_F(Installing, TheExecutableInTheDatabaseIsItsRealPath) {
   const std::string link = Folder() + "/link";
   fs::create_directory_symlink(Root(), link);
   setenv("QOR_PLATFORM_ROOT", link.c_str(), 1);
-  ASSERT_EQ(Install(PackageText()), PACKAGE_MANAGER_ERROR_NONE);
+  ASSERT_EQ(Install(PackageSpec()), PACKAGE_MANAGER_ERROR_NONE);
   const std::string executable = FindApplication("org.test.p.app")->executable;
   EXPECT_EQ(executable, fs::canonical(executable));
 }
 
 TEST_F(Installing, UninstallRemovesFilesRecordsAndData) {
-  ASSERT_EQ(Install(PackageText()), PACKAGE_MANAGER_ERROR_NONE);
+  ASSERT_EQ(Install(PackageSpec()), PACKAGE_MANAGER_ERROR_NONE);
   test::WriteFile(Root() + "/data/org.test.p.app/file", "data");
   test::WriteFile(Root() + "/data/host.agent/file", "data");
   ASSERT_EQ(Uninstall("org.test.p"), PACKAGE_MANAGER_ERROR_NONE);
@@ -124,9 +124,9 @@ TEST_F(Installing, UninstallRemovesFilesRecordsAndData) {
 }
 
 TEST_F(Installing, AnUpdateKeepsTheDataOfApplicationsThatStay) {
-  ASSERT_EQ(Install(PackageText()), PACKAGE_MANAGER_ERROR_NONE);
+  ASSERT_EQ(Install(PackageSpec()), PACKAGE_MANAGER_ERROR_NONE);
   test::WriteFile(Root() + "/data/org.test.p.app/file", "data");
-  PackageText package;
+  PackageSpec package;
   package.version = "2.0.0";
   ASSERT_EQ(Install(package), PACKAGE_MANAGER_ERROR_NONE);
   EXPECT_TRUE(fs::exists(Root() + "/data/org.test.p.app/file"));
@@ -145,7 +145,7 @@ TEST_F(Installing, ARootThatCannotBeWrittenIsNamed) {
   const std::string file = Folder() + "/file";
   test::WriteFile(file, "");
   setenv("QOR_PLATFORM_ROOT", (file + "/root").c_str(), 1);
-  EXPECT_EQ(Install(PackageText()), PACKAGE_MANAGER_ERROR_IO_ERROR);
+  EXPECT_EQ(Install(PackageSpec()), PACKAGE_MANAGER_ERROR_IO_ERROR);
   EXPECT_NE(Log().find("cannot create folder " + file + "/root"), std::string::npos) << Log();
 }
 
@@ -176,7 +176,7 @@ TEST_F(Installing, LeftoversOfWhatIsNoPackageRemoveNothingElse) {
     fs::create_directories(Root() + "/staging/" + name);
   fs::create_directories(Root() + "/staging/4@org.test.q/applications/host.agent");
   test::WriteFile(Root() + "/data/host.agent/file", "data");
-  EXPECT_EQ(Install(PackageText()), PACKAGE_MANAGER_ERROR_NONE) << Log();
+  EXPECT_EQ(Install(PackageSpec()), PACKAGE_MANAGER_ERROR_NONE) << Log();
   EXPECT_EQ(test::ReadFile(Root() + "/data/precious/file"), "data");
   EXPECT_EQ(test::ReadFile(Root() + "/data/host.agent/file"), "data");
   EXPECT_TRUE(test::SortedNames(Root() + "/staging").empty());
@@ -186,8 +186,8 @@ TEST_F(Installing, LeftoversThatCannotBeRemovedPreventNoInstall) {
   const std::string leftover = Root() + "/staging/1";
   test::WriteFile(leftover + "/content/text", "text");
   {
-    const test::FailingDisk disk(leftover, test::FailingDisk::Kind::kReadOnly, 1);
-    EXPECT_EQ(Install(PackageText()), PACKAGE_MANAGER_ERROR_NONE);
+    const test::DiskFaultInjector disk(leftover, test::DiskFaultInjector::Kind::kReadOnly, 1);
+    EXPECT_EQ(Install(PackageSpec()), PACKAGE_MANAGER_ERROR_NONE);
     EXPECT_TRUE(disk.HasFailed());
   }
   EXPECT_NE(Log().find("cannot remove " + leftover), std::string::npos) << Log();
@@ -197,7 +197,7 @@ TEST_F(Installing, LeftoversThatCannotBeRemovedPreventNoInstall) {
 
 TEST_F(Installing, ABrokenDatabaseIsNamed) {
   test::WriteFile(Root() + "/packages.db", std::string(5000, 'x'));
-  EXPECT_EQ(Install(PackageText()), PACKAGE_MANAGER_ERROR_SYSTEM_ERROR);
+  EXPECT_EQ(Install(PackageSpec()), PACKAGE_MANAGER_ERROR_SYSTEM_ERROR);
   EXPECT_NE(Log().find(Root() + "/packages.db: "), std::string::npos) << Log();
 }
 
@@ -205,12 +205,12 @@ TEST_F(Installing, ARootOfAnyLengthWorks) {
   std::string root = Folder();
   while (root.size() < 400) root += "/a-rather-long-folder-name-that-goes-on-and-on";
   UseRoot(root);
-  ASSERT_EQ(Install(PackageText()), PACKAGE_MANAGER_ERROR_NONE);
+  ASSERT_EQ(Install(PackageSpec()), PACKAGE_MANAGER_ERROR_NONE);
   EXPECT_EQ(InstalledCount(), 1);
 }
 
 TEST_F(Installing, AnotherProcessSeesItAndThisOneSeesTheOthers) {
-  test::WritePackage(Folder() + "/source", PackageText());
+  test::WritePackage(Folder() + "/source", PackageSpec());
   EXPECT_EQ(InstalledCount(), 0);
   EXPECT_EQ(test::RunTool({"install", Folder() + "/source"}), 0);
   EXPECT_EQ(InstalledCount(), 1);
@@ -220,7 +220,7 @@ TEST_F(Installing, AnotherProcessSeesItAndThisOneSeesTheOthers) {
 
 TEST_F(Installing, TwoProcessesTakeTurns) {
   for (const char* id : {"org.test.p", "org.test.q"}) {
-    PackageText package;
+    PackageSpec package;
     package.id = id;
     package.app_id = id + std::string(".app");
     test::WritePackage(Folder() + "/" + id, package);
@@ -234,7 +234,7 @@ TEST_F(Installing, TwoProcessesTakeTurns) {
 
 TEST_F(Installing, ForeachStopsWhenTheCallbackSaysSo) {
   for (const char* id : {"org.test.p", "org.test.q"}) {
-    PackageText package;
+    PackageSpec package;
     package.id = id;
     package.app_id = id + std::string(".app");
     ASSERT_EQ(Install(package), PACKAGE_MANAGER_ERROR_NONE);

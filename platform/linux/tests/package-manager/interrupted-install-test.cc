@@ -14,7 +14,7 @@
 namespace platform {
 namespace {
 
-class Interrupted : public test::SweptPackage {
+class Interrupted : public test::InterruptedOperationTest {
  protected:
   Interrupted() {
     // The leak checker cannot work in a process that is traced.
@@ -22,9 +22,9 @@ class Interrupted : public test::SweptPackage {
   }
 
   void KillAtEveryStep(const Operation& operation) {
-    DisturbAtEveryStep(operation, [&](int step) {
-      return test::KillAtStep({test::ToolPath(), operation.word, operation.argument}, step,
-                              test::ChangesFiles);
+    InterruptAtEveryStep(operation, [&](int step) {
+      return test::KillAtSystemCall({test::ToolPath(), operation.word, operation.argument}, step,
+                                    test::ModifiesFiles);
     });
   }
 };

@@ -17,7 +17,7 @@ namespace platform {
 namespace {
 
 namespace fs = std::filesystem;
-using test::PackageText;
+using test::PackageSpec;
 using test::WriteFile;
 
 constexpr char kOpen[] = R"(<manifest package="org.test.q" version="1.0.0">)";
@@ -54,7 +54,7 @@ std::string Nested(int levels) {
 class RefusedManifest : public test::PlatformTest, public testing::WithParamInterface<Refusal> {};
 
 TEST_P(RefusedManifest, LeavesTheInstalledStateAndNamesFileLineAndReason) {
-  ASSERT_EQ(Install(PackageText()), PACKAGE_MANAGER_ERROR_NONE);
+  ASSERT_EQ(Install(PackageSpec()), PACKAGE_MANAGER_ERROR_NONE);
   const auto before = test::SortedNames(Root() + "/packages/org.test.p");
 
   const std::string source = Folder() + "/bad";
@@ -125,7 +125,7 @@ const Refusal kRefusals[] = {
      2, "\"" + std::string(80, 'a') + "\" is not an application id"},
     {"AppIdTwice",
      Lines({kOpen, kSound, Application("appid=\"org.test.q.app\" exec=\"other\""), "</manifest>"}),
-     3, "application org.test.q.app appears twice"},
+     3, "duplicate application id org.test.q.app"},
     {"ExecutableTwice",
      Lines({kOpen, kSound, Application("appid=\"org.test.q.two\" exec=\"app\""), "</manifest>"}), 3,
      "application org.test.q.app has the same executable"},
@@ -228,7 +228,7 @@ TEST_F(Manifest, RejectsTooManyApplications) {
   try {
     ReadManifest(folder, "shown");
     ADD_FAILURE() << "not rejected";
-  } catch (const PackageRefused& refusal) {
+  } catch (const InvalidPackageError& refusal) {
     EXPECT_EQ(std::string(refusal.what()),
               "shown/tizen-manifest.xml:18: the package has more than 16 applications");
   }

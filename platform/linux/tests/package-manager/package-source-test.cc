@@ -33,9 +33,9 @@ class Source : public test::PlatformTest {
   ~Source() override { EXPECT_EQ(ReadFile(Folder() + "/secret"), "untouched"); }
 
   void Copy(const std::string& path, PackageLimits limits = {}) {
-    Stager stager(staged_, path, limits);
-    CopyPackage(path, &stager);
-    stager.Finish();
+    StagingWriter writer(staged_, path, limits);
+    CopyPackage(path, &writer);
+    writer.Finish();
   }
 
   // The text of the refusal; "" when the package is taken.
@@ -43,7 +43,7 @@ class Source : public test::PlatformTest {
     try {
       Copy(path, limits);
       return "";
-    } catch (const PackageRefused& refusal) {
+    } catch (const InvalidPackageError& refusal) {
       return refusal.what();
     }
   }
@@ -152,25 +152,25 @@ TEST_F(Source, NeverMakesALinkThroughALink) {
 
 TEST_F(Source, RefusesAnEntryThatAppearsTwice) {
   ArchiveWriter(archive_).File("bin/app", "one").File("bin/app", "two");
-  EXPECT_EQ(RefusalOf(archive_), archive_ + ":bin/app: the entry appears twice");
+  EXPECT_EQ(RefusalOf(archive_), archive_ + ":bin/app: duplicate entry");
 }
 
 TEST_F(Source, RefusesAFolderOrALinkThatAppearsTwice) {
   ArchiveWriter(archive_).Folder("bin/").File("bin/app", "one").Folder("./bin/");
-  EXPECT_EQ(RefusalOf(archive_), archive_ + ":./bin/: the entry appears twice");
+  EXPECT_EQ(RefusalOf(archive_), archive_ + ":./bin/: duplicate entry");
   fs::remove_all(staged_);
   fs::create_directories(staged_);
   ArchiveWriter(archive_).Link("link", "one").Link("link", "two");
-  EXPECT_EQ(RefusalOf(archive_), archive_ + ":link: the entry appears twice");
+  EXPECT_EQ(RefusalOf(archive_), archive_ + ":link: duplicate entry");
 }
 
 TEST_F(Source, RefusesAFileOrALinkThatOthersNeedAsAFolder) {
   ArchiveWriter(archive_).File("bin/app", "program").File("bin", "a file");
-  EXPECT_EQ(RefusalOf(archive_), archive_ + ":bin: other entries need a folder of this name");
+  EXPECT_EQ(RefusalOf(archive_), archive_ + ":bin: duplicate entry, also used as a folder");
   fs::remove_all(staged_);
   fs::create_directories(staged_);
   ArchiveWriter(archive_).Link("lib", "bin").File("lib/text", "text");
-  EXPECT_EQ(RefusalOf(archive_), archive_ + ":lib: other entries need a folder of this name");
+  EXPECT_EQ(RefusalOf(archive_), archive_ + ":lib: duplicate entry, also used as a folder");
 }
 
 TEST_F(Source, RefusesAFileWhereAFolderIsNeeded) {
@@ -273,8 +273,8 @@ TEST_F(Source, NeverMeasuresTheRatioOfAFolder) {
 }
 
 TEST_F(Source, LetsALargeArchiveReachTheLimitOfBytes) {
-  Stager stager(staged_, "package", {2'000'000, 10});
-  stager.SetPackedSize(UINT64_MAX);
+  StagingWriter writer(staged_, "package", {2'000'000, 10});
+  writer.SetArchiveSize(UINT64_MAX);
   uint64_t left = 2'000'000;
   const auto zeros = [&left](char* buffer, size_t size) {
     const size_t count = static_cast<size_t>(std::min<uint64_t>(size, left));
@@ -282,17 +282,17 @@ TEST_F(Source, LetsALargeArchiveReachTheLimitOfBytes) {
     left -= count;
     return count;
   };
-  EXPECT_NO_THROW(stager.AddFile("zeros", 0644, 2'000'000, zeros));
+  EXPECT_NO_THROW(writer.AddFile("zeros", 0644, 2'000'000, zeros));
 }
 
 TEST_F(Source, CountsBytesThatWereNotAnnounced) {
   fs::create_directories(staged_);
-  Stager stager(staged_, "package", {1000, 10});
+  StagingWriter writer(staged_, "package", {1000, 10});
   const auto endless = [](char* buffer, size_t size) {
     std::fill(buffer, buffer + size, 'x');
     return size;
   };
-  EXPECT_THROW(stager.AddFile("bomb", 0644, 0, endless), PackageRefused);
+  EXPECT_THROW(writer.AddFile("bomb", 0644, 0, endless), InvalidPackageError);
 }
 
 TEST_F(Source, RefusesAFileThatIsNoArchive) {

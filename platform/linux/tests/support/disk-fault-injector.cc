@@ -16,7 +16,7 @@
 namespace platform::test {
 namespace {
 
-using Kind = FailingDisk::Kind;
+using Kind = DiskFaultInjector::Kind;
 
 struct State {
   std::string folder;
@@ -66,16 +66,16 @@ auto CallUnless(int failure, const char* name, Function*, Arguments... arguments
 
 }  // namespace
 
-FailingDisk::FailingDisk(std::string folder, Kind kind, int number) {
+DiskFaultInjector::DiskFaultInjector(std::string folder, Kind kind, int number) {
   state = new State{std::move(folder), kind, number, false};
 }
 
-FailingDisk::~FailingDisk() {
+DiskFaultInjector::~DiskFaultInjector() {
   delete state;
   state = nullptr;
 }
 
-bool FailingDisk::HasFailed() const { return state->has_failed; }
+bool DiskFaultInjector::HasFailed() const { return state->has_failed; }
 
 // In place of the C library's, whose declarations may be more than plain ones. A path without a
 // folder in front does not occur.

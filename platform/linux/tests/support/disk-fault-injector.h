@@ -11,7 +11,7 @@ namespace platform::test {
 // As long as it lives, calls of this process that change files below a folder fail, from the one
 // with a number on, counted from 1. Sees the calls of every library that goes through the C
 // library's functions. One at a time; for programs with one thread.
-class FailingDisk {
+class DiskFaultInjector {
  public:
   enum class Kind {
     kFull,        // ENOSPC to what takes room; what is there can be overwritten, moved and removed
@@ -19,10 +19,10 @@ class FailingDisk {
     kOneFailure,  // EIO to the one call alone
   };
 
-  FailingDisk(std::string folder, Kind kind, int number);
-  FailingDisk(const FailingDisk&) = delete;
-  FailingDisk& operator=(const FailingDisk&) = delete;
-  ~FailingDisk();
+  DiskFaultInjector(std::string folder, Kind kind, int number);
+  DiskFaultInjector(const DiskFaultInjector&) = delete;
+  DiskFaultInjector& operator=(const DiskFaultInjector&) = delete;
+  ~DiskFaultInjector();
 
   // Whether a call has failed.
   bool HasFailed() const;

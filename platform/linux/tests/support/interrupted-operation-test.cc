@@ -15,20 +15,20 @@ namespace platform::test {
 
 namespace fs = std::filesystem;
 
-SweptPackage::SweptPackage() {
+InterruptedOperationTest::InterruptedOperationTest() {
   for (const char* version : {"1.0.0", "2.0.0"}) {
-    PackageText package;
+    PackageSpec package;
     package.version = version;
     WritePackage(Source(version), package);
   }
 }
 
-int SweptPackage::Run(const Operation& operation) {
+int InterruptedOperationTest::Run(const Operation& operation) {
   return operation.word == "install" ? InstallPath(operation.argument)
                                      : Uninstall(operation.argument);
 }
 
-std::string SweptPackage::InstalledVersion() {
+std::string InterruptedOperationTest::InstalledVersion() {
   const auto package = FindPackage("org.test.p");
   if (!package) return "";
   EXPECT_EQ(ReadFile(package->root_path + "/res/note.txt"), "version " + package->version);
@@ -37,7 +37,7 @@ std::string SweptPackage::InstalledVersion() {
 }
 
 // The first operation below a root has steps that later ones lack, so it gets a root of its own.
-void SweptPackage::Prepare(const Operation& operation, int step) {
+void InterruptedOperationTest::Prepare(const Operation& operation, int step) {
   if (operation.old_version.empty()) {
     UseRoot(Folder() + "/root-" + std::to_string(step));
   } else {
@@ -48,7 +48,7 @@ void SweptPackage::Prepare(const Operation& operation, int step) {
 }
 
 // A request that changes nothing itself clears away what the disturbed one left.
-void SweptPackage::ExpectNoLeftoversAfterTheNextRequest(const Operation& operation) {
+void InterruptedOperationTest::ExpectNoLeftoversAfterTheNextRequest(const Operation& operation) {
   const std::string version = InstalledVersion();
   EXPECT_EQ(Uninstall("nobody"), PACKAGE_MANAGER_ERROR_NO_SUCH_PACKAGE);
   EXPECT_EQ(InstalledVersion(), version);
@@ -64,14 +64,14 @@ void SweptPackage::ExpectNoLeftoversAfterTheNextRequest(const Operation& operati
             package != nullptr && !operation.old_version.empty());
 }
 
-void SweptPackage::ExpectOnlyKnownNames() const {
+void InterruptedOperationTest::ExpectOnlyKnownNames() const {
   const std::set<std::string> known = {"data",   "install.lock", "packages", "packages.db",
                                        "report", "run",          "staging"};
   for (const std::string& name : SortedNames(Root())) EXPECT_EQ(known.count(name), 1u) << name;
 }
 
-void SweptPackage::DisturbAtEveryStep(const Operation& operation,
-                                      const std::function<bool(int step)>& disturb) {
+void InterruptedOperationTest::InterruptAtEveryStep(const Operation& operation,
+                                                    const std::function<bool(int step)>& disturb) {
   std::set<std::string> seen;
   int step = 1;
   for (;; ++step) {

@@ -13,7 +13,7 @@
 namespace platform::test {
 
 // An operation on one package that is disturbed at each of its steps in turn.
-class SweptPackage : public PlatformTest {
+class InterruptedOperationTest : public PlatformTest {
  protected:
   struct Operation {
     // "install" and a source folder, or "uninstall" and a package's id.
@@ -24,7 +24,7 @@ class SweptPackage : public PlatformTest {
     std::string new_version;
   };
 
-  SweptPackage();
+  InterruptedOperationTest();
 
   Operation FirstInstall() const { return {"install", Source("1.0.0"), "", "1.0.0"}; }
   Operation Update() const { return {"install", Source("2.0.0"), "1.0.0", "2.0.0"}; }
@@ -40,7 +40,8 @@ class SweptPackage : public PlatformTest {
   // that it came to its end before that step. After each: the old state or the new one, nothing
   // left over once another request has run, and the operation does its work. Each of the two
   // states was seen in the end.
-  void DisturbAtEveryStep(const Operation& operation, const std::function<bool(int step)>& disturb);
+  void InterruptAtEveryStep(const Operation& operation,
+                            const std::function<bool(int step)>& disturb);
 
  private:
   std::string Source(const std::string& version) const { return Folder() + "/source-" + version; }

@@ -11,7 +11,7 @@
 
 namespace platform::test {
 
-bool ChangesFiles(const __ptrace_syscall_info& call) {
+bool ModifiesFiles(const __ptrace_syscall_info& call) {
   switch (call.entry.nr) {
     case SYS_openat:
       return (call.entry.args[2] & O_CREAT) != 0;
@@ -66,7 +66,8 @@ class NoNewsOfChildren {
 
 }  // namespace
 
-bool KillAtStep(const std::vector<std::string>& arguments, int number, const IsStep& is_step) {
+bool KillAtSystemCall(const std::vector<std::string>& arguments, int number,
+                      const SystemCallPredicate& is_step) {
   std::vector<std::string> texts = arguments;
   std::vector<char*> pointers;
   for (std::string& text : texts) pointers.push_back(text.data());

@@ -13,14 +13,15 @@
 namespace platform::test {
 
 // Tells whether a system call that is about to be made counts as a step.
-using IsStep = std::function<bool(const __ptrace_syscall_info&)>;
+using SystemCallPredicate = std::function<bool(const __ptrace_syscall_info&)>;
 
 // Calls that create, write, move or remove files.
-bool ChangesFiles(const __ptrace_syscall_info& call);
+bool ModifiesFiles(const __ptrace_syscall_info& call);
 
 // Runs a program, its path first, and kills it before its step number `number`, from 1. False when
 // it came to its end before. Steps of other threads and of processes that it starts do not count.
-bool KillAtStep(const std::vector<std::string>& arguments, int number, const IsStep& is_step);
+bool KillAtSystemCall(const std::vector<std::string>& arguments, int number,
+                      const SystemCallPredicate& is_step);
 
 }  // namespace platform::test
 

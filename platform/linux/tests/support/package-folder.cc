@@ -29,7 +29,7 @@ std::string ReadFile(const std::string& path) {
   return {std::istreambuf_iterator<char>(file), {}};
 }
 
-std::string ManifestOf(const PackageText& package) {
+std::string ManifestOf(const PackageSpec& package) {
   std::string text = "<?xml version=\"1.0\" encoding=\"utf-8\"?>\n";
   text += "<manifest xmlns=\"http://tizen.org/ns/packages\" api-version=\"6.5\" package=\"" +
           package.id + "\" version=\"" + package.version + "\"" +
@@ -52,7 +52,7 @@ void MakeDeepFolder(const std::string& folder, const std::string& name, int leve
   }
 }
 
-void WritePackage(const std::string& folder, const PackageText& package) {
+void WritePackage(const std::string& folder, const PackageSpec& package) {
   WriteFile(folder + "/tizen-manifest.xml", ManifestOf(package));
   WriteFile(folder + "/res/note.txt", "version " + package.version);
   if (package.executable.empty()) {

@@ -12,7 +12,7 @@ namespace platform::test {
 
 // A package to install, written as an unpacked folder: org.test.p with the service application
 // org.test.p.app, whose executable bin/app does nothing.
-struct PackageText {
+struct PackageSpec {
   std::string id = "org.test.p";
   std::string version = "1.0.0";
   std::string app_id = "org.test.p.app";
@@ -25,14 +25,14 @@ struct PackageText {
 void WriteFile(const std::string& path, const std::string& content, bool executable = false);
 std::string ReadFile(const std::string& path);
 
-std::string ManifestOf(const PackageText& package);
+std::string ManifestOf(const PackageSpec& package);
 
 // Folders in each other, all of that name, the first of them in `folder`: also so many that no path
 // leads to the last.
 void MakeDeepFolder(const std::string& folder, const std::string& name, int levels);
 
 // The folder is made with its parents.
-void WritePackage(const std::string& folder, const PackageText& package);
+void WritePackage(const std::string& folder, const PackageSpec& package);
 
 }  // namespace platform::test
 

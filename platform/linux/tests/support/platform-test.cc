@@ -25,7 +25,7 @@ namespace {
 
 namespace fs = std::filesystem;
 
-constexpr int kPatience = 30'000;
+constexpr int kTimeoutMs = 30'000;
 
 // The log opens its file at its first line, so the file is chosen before any test.
 class LogFile {
@@ -89,7 +89,7 @@ int PlatformTest::InstallPath(const std::string& path) {
   return result;
 }
 
-int PlatformTest::Install(const PackageText& package) {
+int PlatformTest::Install(const PackageSpec& package) {
   const std::string source = folder_ + "/source/" + package.id + "-" + package.version;
   WritePackage(source, package);
   return InstallPath(source);
@@ -130,7 +130,7 @@ bool PlatformTest::ReadReports(int milliseconds) {
 bool PlatformTest::HasReport() { return ReadReports(0); }
 
 std::string PlatformTest::NextReport() {
-  if (!ReadReports(kPatience)) {
+  if (!ReadReports(kTimeoutMs)) {
     ADD_FAILURE() << "no process reports";
     return {};
   }
@@ -167,7 +167,7 @@ std::string Take(char* text) {
 }
 
 std::vector<std::string> SortedNames(const std::string& folder) {
-  std::vector<std::string> names = NamesIn(folder);
+  std::vector<std::string> names = ListFolder(folder);
   std::sort(names.begin(), names.end());
   return names;
 }

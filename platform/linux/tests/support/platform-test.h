@@ -31,7 +31,7 @@ class PlatformTest : public testing::Test {
   static std::string ServiceProgram();
 
   // Writes the package as a folder and installs it in this process. The request's result.
-  int Install(const PackageText& package);
+  int Install(const PackageSpec& package);
   static int InstallPath(const std::string& path);
   static int Uninstall(const std::string& package_id);
   static int InstalledCount();

@@ -18,7 +18,7 @@
 namespace platform::test {
 namespace {
 
-constexpr int kPatience = 30'000;
+constexpr int kTimeoutMs = 30'000;
 
 bool EndsWithin(pid_t pid, int milliseconds) {
   const UniqueFd process(static_cast<int>(syscall(SYS_pidfd_open, pid, 0)));
@@ -54,7 +54,7 @@ void Signal(pid_t pid, int signal) {
 
 bool HasEnded(pid_t pid) { return EndsWithin(pid, 0); }
 
-bool AwaitEnd(pid_t pid) { return EndsWithin(pid, kPatience); }
+bool AwaitEnd(pid_t pid) { return EndsWithin(pid, kTimeoutMs); }
 
 std::string ToolPath() { return TEST_TOOL; }
 
