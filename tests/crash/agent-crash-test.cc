@@ -43,7 +43,7 @@ bool IsObservable(const __ptrace_syscall_info& call) {
 #endif
       return true;
     default:
-      return platform::test::ChangesFiles(call);
+      return platform::test::ModifiesFiles(call);
   }
 }
 
