@@ -38,7 +38,7 @@ class Peer {
   virtual Cost Measure(const Workload& workload) = 0;
 };
 
-// Runs a peer in a process of its own.
+// Runs a peer in a child process.
 class PeerProcess {
  public:
   // Calls `make` in the new process. Throws std::runtime_error when the peer does not work.

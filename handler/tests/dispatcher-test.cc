@@ -232,13 +232,13 @@ TEST_F(DispatcherTest, ReturnsTheReplyToAnExtensionRequestOfAThread) {
   std::thread thread;
   functions_["type"] = [&thread](const Command& command) {
     thread = std::thread(
-        [command] { command.Succeed(command.AskForSeconds(2) ? "granted" : "refused"); });
+        [command] { command.Succeed(command.AskForSeconds(2) ? "granted" : "denied"); });
   };
   grants_extensions_ = false;
   Deliver("one");
   EXPECT_TRUE(AwaitSent(1));
   thread.join();
-  EXPECT_THAT(sent_, ElementsAre("agent one + refused"));
+  EXPECT_THAT(sent_, ElementsAre("agent one + denied"));
   grants_extensions_ = true;
   Deliver("two");
   EXPECT_TRUE(AwaitSent(2));

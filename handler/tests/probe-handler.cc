@@ -47,7 +47,7 @@ void Ask(const qor::Command& command) {
   const bool here = command.AskForSeconds(1);
   std::thread([command, here] {
     const bool there = command.AskForSeconds(2);
-    command.Succeed(std::string(here ? "granted" : "refused") + (there ? " granted" : " refused"));
+    command.Succeed(std::string(here ? "granted" : "denied") + (there ? " granted" : " denied"));
   }).detach();
 }
 

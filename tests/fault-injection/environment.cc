@@ -27,8 +27,7 @@ void KeepFilesInMemory() {
   if (possible) setenv("TMPDIR", "/dev/shm", 0);
 }
 
-// The client's callbacks are test code: SideScope keeps their allocations and calls out of the
-// count.
+// The client's callbacks are test code: SideScope excludes their allocations.
 Journal& JournalOf(void* data) { return *static_cast<Journal*>(data); }
 
 void OnResponse(const char* uuid, qor_request_status_e, const char*, int, const char* error, int,

@@ -55,17 +55,13 @@ void Model::Execute(const Operation& operation) {
       RaiseEvent(operation);
       break;
     case Kind::kConfigure:
-      Start();
-      router_->Configure(operation.execution_timeout, operation.connection_timeout);
-      Return(QOR_HANDLER_MANAGER_ERROR_NONE);
+      Configure(operation);
       break;
     case Kind::kInitialize:
       Return(QOR_HANDLER_MANAGER_ERROR_NONE);
       break;
     case Kind::kListen:
-      Start();
-      router_->Listen(operation.listen);
-      Return(QOR_HANDLER_MANAGER_ERROR_NONE);
+      Listen(operation.listen);
       break;
     case Kind::kReact:
       reaction_ = operation;
@@ -86,7 +82,6 @@ void Model::Execute(const Operation& operation) {
       break;
     case Kind::kShutDown:
       ShutDown();
-      Return(QOR_HANDLER_MANAGER_ERROR_NONE);
       break;
     default:
       Call(operation);
@@ -107,7 +102,20 @@ void Model::Start() {
                                      registry_.get());
 }
 
+void Model::Configure(const Operation& operation) {
+  Start();
+  router_->Configure(operation.execution_timeout, operation.connection_timeout);
+  Return(QOR_HANDLER_MANAGER_ERROR_NONE);
+}
+
+void Model::Listen(model::Listen listen) {
+  Start();
+  router_->Listen(listen);
+  Return(QOR_HANDLER_MANAGER_ERROR_NONE);
+}
+
 void Model::ShutDown() {
+  Return(QOR_HANDLER_MANAGER_ERROR_NONE);
   if (!router_) return;
   router_->ShutDown();
   router_.reset();
@@ -221,18 +229,14 @@ void Model::React() {
       Send(reaction);
       break;
     case Reaction::kConfigure:
-      Start();
-      router_->Configure(reaction.execution_timeout, reaction.connection_timeout);
-      Return(QOR_HANDLER_MANAGER_ERROR_NONE);
+      Configure(reaction);
       break;
     case Reaction::kShutDown:
+      ShutDown();
+      break;
     case Reaction::kRestart:
       ShutDown();
-      Return(QOR_HANDLER_MANAGER_ERROR_NONE);
-      if (reaction.reaction == Reaction::kShutDown) break;
-      Start();
-      router_->Listen(Listen::kResponses);
-      Return(QOR_HANDLER_MANAGER_ERROR_NONE);
+      Listen(Listen::kResponses);
   }
 }
 

@@ -43,6 +43,8 @@ class Model : private Environment {
 
   void Execute(const Operation& operation);
   void Start();
+  void Configure(const Operation& operation);
+  void Listen(model::Listen listen);
   void ShutDown();
   void Send(const Operation& operation);
   void RaiseEvent(const Operation& operation);

@@ -158,8 +158,9 @@ struct AnswerLimits {
 /// \par At most one run
 /// A command (identified by agent, uuid, type and payload) that is redelivered while in flight is
 /// ignored. One that has been answered gets the same answer again. For this the answers are stored
-/// in a SQLite file in the application's data folder, across restarts of handler and agent. Only a
-/// command that was in flight when the process died runs again when it is redelivered.
+/// in a SQLite file in the application's data folder, across restarts of handler and agent. A
+/// redelivered command runs again only when the process died while it was in flight, or when its
+/// answer is no longer stored.
 ///
 /// \par Durability
 /// An answer is stored before it is sent. It survives a crash of the process; a power failure may
@@ -203,7 +204,7 @@ class QOR_HANDLER_API Handler {
   Handler& KeepAnswers(const AnswerLimits& limits);
 
   /// Runs the application's main loop until the platform or service_app_exit() terminates it. Call
-  /// once, on the main thread.
+  /// on the main thread.
   ///
   /// \param argc  as passed to main()
   /// \param argv  as passed to main()
