@@ -147,6 +147,28 @@ TEST_F(HostileArchive, WithSixtyFourBitSizesIsAnUpdateToo) {
   EXPECT_EQ(FindPackage("org.test.p")->version, "2.0.0");
 }
 
+// The size of an entry in eight bytes, as only 64-bit fields hold it.
+std::string SizeField(uint64_t size) {
+  std::string bytes;
+  for (int shift = 0; shift < 64; shift += 8) bytes += static_cast<char>(size >> shift & 0xFF);
+  return bytes;
+}
+
+TEST_F(HostileArchive, WithAForgedSixtyFourBitSize) {
+  constexpr uint64_t kSize = 54'321;
+  for (const uint64_t forged : {uint64_t{1} << 40, uint64_t{1} << 63, UINT64_MAX}) {
+    Update(ArchiveWriter::Format::kZip64).File("res/large", std::string(kSize, 'l'));
+    std::string bytes = test::ReadFile(archive_);
+    size_t count = 0;
+    for (size_t at = 0; (at = bytes.find(SizeField(kSize), at)) != std::string::npos; ++count) {
+      bytes.replace(at, sizeof forged, SizeField(forged));
+    }
+    EXPECT_GT(count, 0U);
+    test::WriteFile(archive_, bytes);
+    ExpectRefused("res/large: the package unpacks to more than 200 times its size");
+  }
+}
+
 TEST_F(HostileArchive, WithAnEndlessFileInAFewBytes) {
   Update().File("res/zeros", std::string(8 << 20, '\0'));
   ExpectRefused("res/zeros: the package unpacks to more than 200 times its size");

@@ -5,6 +5,8 @@
 
 #include <gtest/gtest.h>
 #include <package_manager.h>
+#include <signal.h>
+#include <sys/resource.h>
 #include <sys/stat.h>
 
 #include <algorithm>
@@ -270,6 +272,48 @@ TEST_F(Source, MeasuresTheRatioOverAllFilesTogether) {
 TEST_F(Source, NeverMeasuresTheRatioOfAFolder) {
   WriteFile(source_ + "/zeros", std::string(3 << 20, '\0'));
   EXPECT_EQ(RefusalOf(source_), "");
+}
+
+TEST_F(Source, RejectsASparseFileByItsApparentSizeBeforeCopyingIt) {
+  WriteFile(source_ + "/sparse", "");
+  fs::resize_file(source_ + "/sparse", std::uintmax_t{1} << 40);
+  // A copy would fill the disk.
+  rlimit before{};
+  getrlimit(RLIMIT_FSIZE, &before);
+  const rlimit small = {1 << 20, before.rlim_max};
+  signal(SIGXFSZ, SIG_IGN);
+  setrlimit(RLIMIT_FSIZE, &small);
+  EXPECT_EQ(RefusalOf(source_), source_ + ":sparse: the package is larger than 1073741824 bytes");
+  EXPECT_FALSE(fs::exists(staged_ + "/sparse"));
+  setrlimit(RLIMIT_FSIZE, &before);
+}
+
+TEST_F(Source, AddsTheApparentSizesOfSparseFiles) {
+  for (const char* name : {"a", "b", "c"}) {
+    WriteFile(source_ + "/" + name, "");
+    fs::resize_file(source_ + "/" + name, 400'000);
+  }
+  EXPECT_NE(RefusalOf(source_, {1'000'000, 10}).find("the package is larger than 1000000 bytes"),
+            std::string::npos);
+}
+
+TEST_F(Source, CopiesEachNameOfAHardLinkAsAFileOfItsOwn) {
+  WriteFile(source_ + "/first", "text");
+  fs::create_hard_link(source_ + "/first", source_ + "/second");
+  fs::create_hard_link(Folder() + "/secret", source_ + "/third");
+  Copy(source_);
+  for (const char* name : {"first", "second", "third"}) {
+    EXPECT_EQ(fs::hard_link_count(staged_ + "/" + name), 1U) << name;
+    WriteFile(staged_ + "/" + name, "changed");
+  }
+  EXPECT_EQ(ReadFile(source_ + "/first"), "text");
+}
+
+TEST_F(Source, CountsEachNameOfAHardLink) {
+  WriteFile(source_ + "/first", std::string(600, 't'));
+  fs::create_hard_link(source_ + "/first", source_ + "/second");
+  EXPECT_NE(RefusalOf(source_, {1000, 10}).find("the package is larger than 1000 bytes"),
+            std::string::npos);
 }
 
 TEST_F(Source, LetsALargeArchiveReachTheLimitOfBytes) {
