@@ -81,36 +81,29 @@ bool IsWritableByOthers(const struct stat& status) {
   return (status.st_mode & S_IWOTH) != 0 || ((status.st_mode & S_IWGRP) != 0 && !is_trusted_group);
 }
 
-// Requires of each folder down to the first symbolic link that nobody else can replace the next
-// part of the path. Returns the link, or an empty path without one or where a part is missing.
+// Requires that nobody but the owners can replace a part of the path, up to its first symbolic
+// link. Returns that link; an empty path when there is none or a part is missing.
 std::filesystem::path RequireSafeUpToLink(const std::string& root,
                                           const std::filesystem::path& path) {
   std::filesystem::path part;
   struct stat status {};  // of the part before
   for (const std::filesystem::path& name : path) {
     if (name.empty()) break;
-    const bool is_shared = IsWritableByOthers(status);
-    if (is_shared && (status.st_mode & S_ISVTX) == 0) {
+    // In a sticky folder only the owner of an entry may replace it.
+    if (IsWritableByOthers(status) && (status.st_mode & S_ISVTX) == 0) {
       Throw(EPERM, "others may replace the root folder " + root + ", since they may write to " +
                        part.string() + ", run: chmod go-w " + part.string());
     }
     part /= name;
     if (lstat(part.c_str(), &status) != 0) return {};
-    const bool is_link = S_ISLNK(status.st_mode);
-    // The sticky bit lets nobody but the owner replace an entry, but anybody create it.
-    if (is_shared && (is_link || part != root) && status.st_uid != 0 &&
-        status.st_uid != geteuid()) {
-      Throw(EPERM, "the root folder " + root + " is below " + part.string() +
-                       ", which belongs to user " + std::to_string(status.st_uid) +
-                       ", set QOR_PLATFORM_ROOT to a folder of your own");
-    }
-    if (is_link) return part;
+    if (S_ISLNK(status.st_mode)) return part;
   }
   return {};
 }
 
 // Requires that no other user can rename a part of the root's path and put a folder in its place.
-// The owners of the parents are trusted: a root below them is their decision.
+// The owners of the parents are not checked: in a user namespace, root's folders may belong to a
+// user that it does not know.
 void RequireSafeParents(const std::string& root) {
   std::filesystem::path path = root;
   constexpr int kMaxLinks = 40;  // as in the kernel

@@ -43,7 +43,7 @@ std::string RootPath();
 // The same folder for those who write: created with mode 0700 on first use. Throws
 // std::system_error naming the folder when it cannot be created or written, when it belongs to
 // another user or others may write to it, and when others may replace it: one of its parents is
-// writable by others and not sticky, or was created by another user in a sticky folder.
+// writable by others and not sticky.
 std::string RootFolder();
 
 // A folder below the root, created (with its parents, mode 0700) when missing. `relative` is like
