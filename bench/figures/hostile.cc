@@ -8,6 +8,7 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <chrono>
 #include <filesystem>
 #include <memory>
 #include <stdexcept>
@@ -33,7 +34,7 @@ constexpr std::size_t kRounds = 10;
 constexpr std::size_t kCommands = 3000;
 constexpr std::size_t kPayload = 64;
 constexpr std::size_t kHandlers = 2;
-constexpr double kExitTimeoutMicroseconds = 20e6;
+constexpr std::chrono::seconds kExitTimeout{20};
 // Together less than the limit of queued bytes of a connection.
 constexpr std::size_t kUnread = 200;
 constexpr std::size_t kUnreadBytes = std::size_t{64} * 1024;
@@ -118,7 +119,7 @@ const std::vector<Attack>& Attacks() {
   return attacks;
 }
 
-std::string Addressed(std::string command) {
+std::string WithAgentId(std::string command) {
   const std::string agent = "AGENT";
   const std::size_t at = command.find(agent);
   if (at != std::string::npos) {
@@ -138,15 +139,15 @@ Numbers MeasureUnderAttack(const std::string& root, const Attack& attack) {
   attacker.Execute("join " + agent);
   attacker.Execute("fetch");
   iterations.Start();
-  const bool lasts = !attack.command.empty() && !attack.is_finite;
-  if (!attack.command.empty()) attacker.Send(Addressed(attack.command));
+  const bool is_endless = !attack.command.empty() && !attack.is_finite;
+  if (!attack.command.empty()) attacker.Send(WithAgentId(attack.command));
   if (attack.sends_commands) peer.LeavePending(kUnread, kUnreadBytes, 1);
   // The first round lets the attack reach its full rate.
   peer.Measure({kCommands, kPayload});
   Stopwatch watch;
   peer.Measure({kCommands, kPayload});
   const double each = watch.Lap() / static_cast<double>(kCommands);
-  if (lasts && attacker.HasReplied()) throw std::runtime_error("the attack ended early");
+  if (is_endless && attacker.HasReplied()) throw std::runtime_error("the attack ended early");
   return {each, iterations.MaxMs()};
 }
 
@@ -156,9 +157,11 @@ void AwaitHandlerExit(const std::string& root) {
   const auto is_of_root = [&](const platform::Executable& executable) {
     return executable.path.compare(0, root.size(), root) == 0;
   };
-  double waited = 0;
-  for (Stopwatch watch; !platform::FindProcesses(is_of_root).empty(); waited += watch.Lap()) {
-    if (waited > kExitTimeoutMicroseconds) throw std::runtime_error("a handler does not exit");
+  const auto deadline = std::chrono::steady_clock::now() + kExitTimeout;
+  while (!platform::FindProcesses(is_of_root).empty()) {
+    if (std::chrono::steady_clock::now() > deadline) {
+      throw std::runtime_error("a handler does not exit");
+    }
     std::this_thread::yield();
   }
 }

@@ -23,7 +23,8 @@ namespace {
 
 constexpr char kInMemory[] = ":memory:";
 constexpr std::size_t kPageBytes = 4096;
-// SQLite limits values and statements together: room for the statements even with a small file.
+// The limit on values also applies to SQL that SQLite generates, so it must not be smaller than
+// that.
 constexpr std::size_t kMaxSqlBytes = 4096;
 // Blocks the main loop, so only the first access waits while another process holds the lock.
 constexpr std::chrono::seconds kLockTimeout{1};

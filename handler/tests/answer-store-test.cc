@@ -56,7 +56,7 @@ TEST_F(AnswerStoreTest, OpensTheFileOnFirstUse) {
   EXPECT_EQ(TextOf(Open().Find(Key("two"))), "(none)");
 }
 
-// The stored files are of an x86-64 process: Store(Key("one", "payload"), {true, "yes"}),
+// The stored files were written on x86-64 by Store(Key("one", "payload"), {true, "yes"}) and
 // Store(Key("two"), {false, "no"}).
 TEST_F(AnswerStoreTest, ReadsFileFromAnotherArchitecture) {
   fs::copy_file(QOR_STORED_ANSWERS "/answers.db", File());

@@ -13,8 +13,8 @@ namespace model {
 
 enum class Kind {
   kPutPackage,   // adds or replaces `package` in the package database, without an event
-  kDropPackage,  // removes it from there, without an event
-  kRaiseEvent,   // one event about it, `event`
+  kDropPackage,  // removes it from the database, without an event
+  kRaiseEvent,   // raises the event `event` of the package
   kConfigure,    // initialize, with the two timeouts
   kInitialize,   // initialize, without a configuration
   kListen,       // sets the client's callback `listen`
@@ -25,7 +25,7 @@ enum class Kind {
   kFetch,        // the handler fetches commands
   kAnswer,       // the handler answers `uuid`
   kNegotiate,    // the handler requests `seconds`; the client's callback returns `status`
-  kCallUnknown,  // it calls a method that there is not
+  kCallUnknown,  // the handler calls an unknown method
   kAdvance,      // the clock advances by `seconds`
   kShutDown,
 };

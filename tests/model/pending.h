@@ -20,8 +20,7 @@ struct Command {
   long long timestamp = 0;
   Timeout timeout = Timeout::kConnection;
   bool sent = false;
-  // Its timeout is being reported. A timer started in that callback is not deleted with the
-  // command.
+  // Its timeout is being reported: its timer is not deleted with the command.
   bool expired = false;
   Clock::Timer timer = Clock::kNone;
 };
