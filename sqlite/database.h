@@ -15,11 +15,10 @@
 struct sqlite3;
 struct sqlite3_stmt;
 
-// A thin wrapper of SQLite's C interface. SQLiteCpp would not replace it: a layer of about the same
-// size would remain for the statement cache, the restrictions on untrusted schemas, immutable
-// files, the length limit and the file name in errors. Devices provide SQLite itself but not
-// SQLiteCpp, which Debian offers only as a static library without the hardening options of this
-// project.
+// A thin wrapper of SQLite's C interface. SQLiteCpp would not replace it: a layer for the statement
+// cache, the restrictions on untrusted schemas, immutable files, the size limit and the file name in
+// errors would remain. Devices provide SQLite itself but not SQLiteCpp, which Debian offers only as
+// a static library without the hardening options of this project.
 
 namespace sqlite {
 

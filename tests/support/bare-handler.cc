@@ -13,22 +13,22 @@ namespace support {
 
 namespace {
 
-using OnWanted = std::function<void(const std::string& agent)>;
+using OnLaunch = std::function<void(const std::string& agent)>;
 
-void Serve(app_control_h request, void* on_wanted) {
+void Serve(app_control_h request, void* on_launch) {
   char* caller = nullptr;
   if (app_control_get_caller(request, &caller) != APP_CONTROL_ERROR_NONE) return;
   const std::unique_ptr<char, decltype(&std::free)> owned(caller, std::free);
-  (*static_cast<OnWanted*>(on_wanted))(caller);
+  (*static_cast<OnLaunch*>(on_launch))(caller);
 }
 
 }  // namespace
 
-int RunBareHandler(int argc, char** argv, OnWanted on_wanted) {
+int RunBareHandler(int argc, char** argv, OnLaunch on_launch) {
   service_app_lifecycle_callback_s callbacks = {};
   callbacks.create = [](void*) { return true; };
   callbacks.app_control = Serve;
-  return service_app_main(argc, argv, &callbacks, &on_wanted);
+  return service_app_main(argc, argv, &callbacks, &on_launch);
 }
 
 }  // namespace support

@@ -9,10 +9,10 @@
 
 namespace support {
 
-// Runs a handler application that has of the SDK only what `on_wanted` uses. It is called on the
-// main loop's thread for each launch request, with the application id of the agent that sent it.
-// Returns what the process is to end with.
-int RunBareHandler(int argc, char** argv, std::function<void(const std::string& agent)> on_wanted);
+// Runs a handler application without the SDK. `on_launch` is called on the main loop's thread for
+// each launch request, with the application id of its sender. Returns the exit status of the
+// process.
+int RunBareHandler(int argc, char** argv, std::function<void(const std::string& agent)> on_launch);
 
 }  // namespace support
 

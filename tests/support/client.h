@@ -45,18 +45,18 @@ struct HandlerUpdate {
   }
 };
 
-// Copies what a handler-information record says.
+// Copies a handler-information record.
 HandlerInfo Read(qor_handler_manager_handler_info_h info);
 
-// The agent: keeps what the library tells it. The hooks run inside the library's callbacks, after
-// the note is taken.
+// A client of the library: records the calls of its callbacks. The hooks run inside the callbacks,
+// after the call has been recorded.
 class Client {
  public:
   void ListenForResponses();
   void ListenForNegotiations();
   void ListenForUpdates();
 
-  // All handlers, by their id; the order of an enumeration means nothing.
+  // Returns all handlers, sorted by id because enumeration order is unspecified.
   static std::vector<HandlerInfo> Handlers();
 
   std::vector<std::string> AnsweredUuids() const;

@@ -9,7 +9,7 @@
 
 namespace support {
 
-// Numbers at the edges of what a peer can send.
+// Limits of the numbers that a peer can send.
 inline const std::vector<int> kExtremeInts{
     std::numeric_limits<int>::min(),     std::numeric_limits<int>::min() + 1, -1, 0,
     std::numeric_limits<int>::max() - 1, std::numeric_limits<int>::max()};
@@ -18,7 +18,7 @@ inline const std::vector<double> kNaNs{std::numeric_limits<double>::quiet_NaN(),
                                        -std::numeric_limits<double>::quiet_NaN(),
                                        std::numeric_limits<double>::signaling_NaN()};
 
-// All but NaN.
+// Without NaN.
 inline const std::vector<double> kExtremeDoubles{-std::numeric_limits<double>::infinity(),
                                                  std::numeric_limits<double>::lowest(),
                                                  -std::numeric_limits<double>::denorm_min(),

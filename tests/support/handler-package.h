@@ -19,27 +19,27 @@ inline constexpr char kPriorityKey[] = "http://tizen.org/iot/metadata/qor/priori
 
 struct HandlerApp {
   std::string id;
-  // No value: the application declares no configuration file and is no handler.
+  // Without a value the application declares no configuration file and is not a handler.
   std::optional<std::vector<std::string>> request_types;
-  // The metadata value as it stands in the manifest; none without a value.
+  // The metadata value in the manifest; no entry without a value.
   std::optional<std::string> priority = "50";
 };
 
-// Writes the files and adds or replaces the package; raises no event.
+// Writes the files and adds or replaces the package. Raises no event.
 void InstallPackage(const std::string& package_id, const std::vector<HandlerApp>& apps,
                     bool preloaded = false);
 
-// One application in a package of its own, whose id is PackageOf(id).
+// Installs an application in its own package, whose id is PackageOf(id).
 void InstallHandler(const std::string& id, const std::vector<std::string>& request_types,
                     const std::optional<std::string>& priority = "50", bool preloaded = false);
 std::string PackageOf(const std::string& app_id);
 
-// Events as the platform raises them for a native package.
+// Raise the platform's events of a native package.
 void RaiseInstalled(const std::string& package_id);
 void RaiseUpdated(const std::string& package_id);
 void RaiseUninstalling(const std::string& package_id);
 
-// Writes a file, and the folders that lead to it, below the fake's data folder. Returns its path.
+// Writes a file below the fake's data folder and creates its parent folders. Returns its path.
 std::string WriteFile(const std::string& relative_path, const std::string& text);
 std::string ReadFile(const std::string& path);
 bool FileExists(const std::string& path);

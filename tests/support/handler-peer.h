@@ -4,7 +4,7 @@
 #ifndef TESTS_SUPPORT_HANDLER_PEER_H_
 #define TESTS_SUPPORT_HANDLER_PEER_H_
 
-// A handler application at the other end of a connection, speaking the protocol's parcels.
+// A handler application at the other end of a connection. Sends and receives parcels.
 
 #include <map>
 #include <optional>
@@ -22,7 +22,7 @@ inline constexpr int kMethodSetCommandReceivedCb = 2;
 inline constexpr int kMethodSendResult = 3;
 inline constexpr int kMethodNegotiateTimeout = 4;
 
-// One command as it came over the callback port.
+// A command received on the callback port.
 struct Delivery {
   int callback_id;
   int callback_sequence;
@@ -37,18 +37,18 @@ struct Delivery {
 
 class HandlerPeer {
  public:
-  // Connects at once.
+  // Connects to the stub.
   explicit HandlerPeer(const std::string& app_id, const std::string& instance = "instance");
 
   void Disconnect() { fake::Disconnect(instance_); }
 
-  // Each returns what the stub's received callback returned.
+  // The methods of the stub. Return the result of the stub's received callback.
   int Fetch(int callback_sequence = 7, bool once = false);
   int Answer(const std::string& uuid, const std::string& result = "{}", int status = 0,
              const std::string& error = "");
   int Negotiate(const std::string& uuid, double seconds);
 
-  // The value of the last reply; none when nothing came back to the last call.
+  // Returns the value in the reply to the last call, if there was one.
   std::optional<bool> LastReply() const { return last_reply_; }
 
   std::vector<Delivery> Deliveries() const;

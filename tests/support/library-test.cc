@@ -20,7 +20,7 @@ void LibraryTest::TearDown() {
 }
 
 void LibraryTest::CheckHeld() const {
-  // After a shut-down the registry goes on following the packages.
+  // After a shutdown the registry still receives package events.
   EXPECT_THAT(fake::Held(), ::testing::AnyOf("", "1 package manager"));
 }
 
@@ -46,7 +46,7 @@ int LibraryTest::Send(const std::string& uuid, const std::string& request_type,
                                           static_cast<int>(payload.size()), 1700000000);
 }
 
-// Written out a second time on purpose: clients compare these byte for byte.
+// Duplicates of the library's constants on purpose: clients compare these texts byte for byte.
 const char kExecutionTimeoutError[] =
     "\n                    {\n"
     "                        \"ErrorCode\": 2004,\n"

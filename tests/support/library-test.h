@@ -17,25 +17,25 @@
 
 namespace support {
 
-// A fresh platform around each test, and afterwards no misuse of it.
+// Resets the fake platform before each test; afterwards expects that it was used correctly.
 class PlatformTest : public ::testing::Test {
  protected:
   void SetUp() override;
   void TearDown() override;
 
-  // The handles that may be left at the end of the test.
+  // Checks the platform handles that are not released at the end of the test.
   virtual void CheckHeld() const;
 };
 
-// The whole library, used as its clients use it; shut down after the test.
+// Tests of the whole library through its C interface. Shuts it down after each test.
 class LibraryTest : public PlatformTest {
  protected:
   void TearDown() override;
   void CheckHeld() const override;
 
-  // Starts the library with these timeouts, in milliseconds.
+  // Starts the library. Timeouts are in milliseconds.
   void Start(int execution_timeout = 3000, int connection_timeout = 5000);
-  // The same with a client that listens to everything.
+  // Starts the library with a client that sets all callbacks.
   void StartWithClient();
 
   int Send(const std::string& uuid, const std::string& request_type,
@@ -46,7 +46,7 @@ class LibraryTest : public PlatformTest {
   Client client_;
 };
 
-// Error texts of the library's own results.
+// The library's timeout errors.
 extern const char kExecutionTimeoutError[];
 extern const char kConnectionTimeoutError[];
 

@@ -15,11 +15,11 @@ constexpr char kAnyLineText[] = "<line>";
 
 std::string LineText(int line) { return line == kAnyLine ? kAnyLineText : std::to_string(line); }
 
-std::string Place(const std::string& file, const std::string& function, int line) {
+std::string Location(const std::string& file, const std::string& function, int line) {
   return file + ": " + function + ": " + LineText(line) + " > ";
 }
 
-// The text with its line number, if it leads one, replaced.
+// Replaces the line number at the start of a text, if any.
 std::string WithAnyLine(const std::string& text) {
   static const std::regex number(R"(^((?:\x1b\[0;3[0-9]m)?[^ ]+: [^ ]+: |[^ ]+: [^ (]+\()[0-9]+)");
   return std::regex_replace(text, number, std::string("$1") + kAnyLineText);
@@ -28,7 +28,7 @@ std::string WithAnyLine(const std::string& text) {
 }  // namespace
 
 std::string EnterLine(const std::string& file, const std::string& function, int line) {
-  return "\033[0;36m" + Place(file, function, line) + "Enter \033[0;m";
+  return "\033[0;36m" + Location(file, function, line) + "Enter \033[0;m";
 }
 
 std::string ExitLine(const std::string& file, const std::string& function) {
@@ -37,17 +37,17 @@ std::string ExitLine(const std::string& file, const std::string& function) {
 
 std::string InfoLine(const std::string& file, const std::string& function, int line,
                      const std::string& message) {
-  return "\033[0;32m" + Place(file, function, line) + "\033[0;m" + message;
+  return "\033[0;32m" + Location(file, function, line) + "\033[0;m" + message;
 }
 
 std::string ErrorLine(const std::string& file, const std::string& function, int line,
                       const std::string& message) {
-  return "\033[0;31m" + Place(file, function, line) + "\033[0;m" + message;
+  return "\033[0;31m" + Location(file, function, line) + "\033[0;m" + message;
 }
 
 std::string PlainLine(const std::string& file, const std::string& function, int line,
                       const std::string& message) {
-  return Place(file, function, line) + message;
+  return Location(file, function, line) + message;
 }
 
 std::string StubLine(const std::string& function, const std::string& message) {

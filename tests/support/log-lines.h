@@ -4,7 +4,7 @@
 #ifndef TESTS_SUPPORT_LOG_LINES_H_
 #define TESTS_SUPPORT_LOG_LINES_H_
 
-// What the library wrote to the platform log, and how its lines look.
+// The library's log lines and their formats.
 
 #include <dlog.h>
 
@@ -16,7 +16,7 @@ namespace support {
 inline constexpr char kLibraryTag[] = "QOR-HANDLER-MANAGER-API";
 inline constexpr char kStubTag[] = "RPC_PORT_STUB";
 
-// Stands for any line number in the texts below.
+// Matches any line number in the texts below.
 inline constexpr int kAnyLine = -1;
 
 std::string EnterLine(const std::string& file, const std::string& function, int line);
@@ -31,10 +31,10 @@ std::string PlainLine(const std::string& file, const std::string& function, int 
 // Lines of the stub, under its own tag.
 std::string StubLine(const std::string& function, const std::string& message);
 
-// The texts logged at a priority under a tag, in order.
+// Returns the texts logged at a priority under a tag, in order.
 std::vector<std::string> LoggedTexts(log_priority priority, const std::string& tag = kLibraryTag);
 
-// How often a line was logged; the text may hold kAnyLine.
+// Returns how often a line was logged. The text may contain kAnyLine.
 int CountLogged(log_priority priority, const std::string& text,
                 const std::string& tag = kLibraryTag);
 

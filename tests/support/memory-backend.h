@@ -18,9 +18,9 @@ namespace support {
 
 using HandlerList = std::vector<std::shared_ptr<handlers::BaseHandler>>;
 
-// What a MemoryBackend holds, kept apart because the repository owns the backend.
+// The contents of a MemoryBackend. Separate, because the repository owns the backend.
 struct MemoryStore {
-  // Nothing until the first write, as with a file that does not exist.
+  // Without a value until the first write, like a missing file.
   std::optional<HandlerList> handlers;
   int writes = 0;
   int reads = 0;
@@ -45,7 +45,7 @@ class MemoryBackend : public handlers::RepositoryBackend {
   std::shared_ptr<MemoryStore> store_;
 };
 
-// The stored form of a handler without request types.
+// Returns the stored form of a handler without request types.
 inline json::Document StoredForm(const std::string& id) {
   json::Document stored(rapidjson::kObjectType);
   auto& allocator = stored.GetAllocator();
@@ -54,11 +54,11 @@ inline json::Document StoredForm(const std::string& id) {
   return stored;
 }
 
-// A record that stands for no installed application.
+// Creates a record without an installed application.
 inline std::shared_ptr<handlers::BaseHandler> MakeHandler(
     const std::string& id, const std::vector<std::string>& request_types, int priority = 0) {
-  auto handler = std::make_shared<handlers::AppHandler>(StoredForm(id),
-                                                        std::weak_ptr<ipc::ServiceManager>());
+  auto handler =
+      std::make_shared<handlers::AppHandler>(StoredForm(id), std::weak_ptr<ipc::ServiceManager>());
   for (const std::string& type : request_types) handler->AddRequestType(type);
   handler->SetPriority(priority);
   return handler;

@@ -11,15 +11,15 @@
 
 namespace support {
 
-// The library with a listening client and one installed handler, "h", of the request type "type".
+// The library with a client and one installed handler, "h", of the request type "type".
 class OneHandlerTest : public LibraryTest {
  protected:
   void SetUp() override;
 
   void SendAll(const std::vector<std::string>& uuids);
-  // A connection of the handler that has asked for its commands.
+  // Connects the handler and fetches its commands.
   static HandlerPeer ConnectAndFetch();
-  // When the live timers fire, in seconds, in the order of their creation.
+  // Returns the due times of the running timers in seconds, in the order of creation.
   static std::vector<double> DueTimes();
 };
 

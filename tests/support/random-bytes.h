@@ -10,9 +10,10 @@
 
 namespace support {
 
-// Up to a dozen pieces of what JSON, UTF-8 and terminals treat specially, and random bytes.
+// Returns up to twelve tokens: random bytes and sequences that are special in JSON, UTF-8 or
+// terminals.
 inline std::string RandomBytes(std::mt19937& random) {
-  static const std::string kPieces[] = {"\"",       "\\",     "{",          "}",
+  static const std::string kTokens[] = {"\"",       "\\",     "{",          "}",
                                         "[",        "1e9",    "\\ud800",    "null",
                                         "\n",       " ",      "\x1b",       "\xE2",
                                         "\x80",     "\xAE",   "\xC2\x9B",   "\xED\xA0\x80",
@@ -23,7 +24,7 @@ inline std::string RandomBytes(std::mt19937& random) {
     if (random() % 4 == 0) {
       bytes += static_cast<char>(random());
     } else {
-      bytes += kPieces[random() % std::size(kPieces)];
+      bytes += kTokens[random() % std::size(kTokens)];
     }
   }
   return bytes;

@@ -18,7 +18,7 @@ namespace support {
 
 using rpc_port::stub::stub::CommandHandler;
 
-// What the services of one factory were told, in order, and what they answer.
+// The recorded calls of the services of one factory, in order, and their return value.
 struct Script {
   std::vector<std::string> calls;
   bool answer = true;
@@ -26,7 +26,7 @@ struct Script {
   std::unique_ptr<CommandHandler::OnCommandReceived> callback;
   std::function<void(const std::string&)> on_call;
 
-  void Note(const std::string& call) {
+  void Record(const std::string& call) {
     calls.push_back(call);
     if (on_call) on_call(call);
   }
@@ -38,19 +38,19 @@ class RecordingService : public CommandHandler::ServiceBase {
       : ServiceBase(std::move(sender), std::move(instance)), script_(script) {}
   ~RecordingService() override { script_->calls.push_back("destroyed " + GetInstance()); }
 
-  void OnCreate() override { script_->Note("create " + GetInstance()); }
-  void OnTerminate() override { script_->Note("terminate " + GetInstance()); }
+  void OnCreate() override { script_->Record("create " + GetInstance()); }
+  void OnTerminate() override { script_->Record("terminate " + GetInstance()); }
   void SetCommandReceivedCb(std::unique_ptr<CommandHandler::OnCommandReceived> cb) override {
     script_->callback = std::move(cb);
-    script_->Note("fetch " + GetInstance());
+    script_->Record("fetch " + GetInstance());
   }
   bool SendResult(rpc_port::stub::Result result) override {
     script_->last_result = std::move(result);
-    script_->Note("result " + GetInstance() + " " + script_->last_result.uuid);
+    script_->Record("result " + GetInstance() + " " + script_->last_result.uuid);
     return script_->answer;
   }
   bool NegotiateTimeout(std::string uuid, double timeout) override {
-    script_->Note("negotiate " + GetInstance() + " " + uuid + " " + std::to_string(timeout));
+    script_->Record("negotiate " + GetInstance() + " " + uuid + " " + std::to_string(timeout));
     return script_->answer;
   }
 
@@ -64,7 +64,7 @@ class RecordingFactory : public CommandHandler::ServiceBase::Factory {
 
   std::unique_ptr<CommandHandler::ServiceBase> CreateService(std::string sender,
                                                              std::string instance) override {
-    script_->Note("service " + sender + " " + instance);
+    script_->Record("service " + sender + " " + instance);
     auto service = std::make_unique<RecordingService>(sender, instance, script_);
     last_service = service.get();
     return service;
@@ -80,7 +80,7 @@ inline int CountStubErrors(const std::string& function, const std::string& messa
   return CountLogged(DLOG_ERROR, StubLine(function, message), kStubTag);
 }
 
-// A stub that listens, with services that note what they are told.
+// A listening stub with services that record their calls.
 class StubTest : public PlatformTest {
  protected:
   void SetUp() override {

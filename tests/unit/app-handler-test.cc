@@ -50,23 +50,23 @@ TEST_F(AppHandlerRecord, StoresNoPriority) {
   EXPECT_EQ(FromText(Stored(handler)).Priority(), 0);
 }
 
-TEST_F(AppHandlerRecord, IsNotValidWithoutAListOfRequestTypes) {
+TEST_F(AppHandlerRecord, IsInvalidWithoutListOfRequestTypes) {
   auto handler = FromText(R"({"appId":"x","requestTypes":"y"})");
   EXPECT_EQ(handler.Id(), "x");
   EXPECT_TRUE(handler.RequestTypes().empty());
   EXPECT_FALSE(handler.IsValid());
 }
 
-TEST_F(AppHandlerRecord, SkipsRequestTypesThatAreNoTexts) {
+TEST_F(AppHandlerRecord, SkipsRequestTypesThatAreNotStrings) {
   EXPECT_EQ(FromText(R"({"appId":"x","requestTypes":[1,"a",null,"a"]})").RequestTypes(),
             Types{"a"});
 }
 
-TEST_F(AppHandlerRecord, IsValidWithARequestTypeWhateverItsId) {
+TEST_F(AppHandlerRecord, IsValidWithRequestTypeAndEmptyId) {
   EXPECT_TRUE(FromText(R"({"appId":"","requestTypes":["a"]})").IsValid());
 }
 
-TEST_F(AppHandlerRecord, AddsWhatItReads) {
+TEST_F(AppHandlerRecord, AddsRequestTypesFromJson) {
   auto handler = FromText(R"({"appId":"x","requestTypes":["a"]})");
   json::Document more;
   more.Parse(R"({"appId":"y","requestTypes":["b"]})");
@@ -75,12 +75,12 @@ TEST_F(AppHandlerRecord, AddsWhatItReads) {
   EXPECT_EQ(handler.RequestTypes(), (Types{"a", "b"}));
 }
 
-TEST_F(AppHandlerRecord, EndsAnIdAtItsFirstNul) {
+TEST_F(AppHandlerRecord, TruncatesIdAtNul) {
   EXPECT_EQ(FromText(R"({"appId":"x\u0000y","requestTypes":[]})").Id(), "x");
 }
 
-TEST_F(AppHandlerRecord, OwnsItsTexts) {
-  // Long enough for the memory that it stands in to be released with the record.
+TEST_F(AppHandlerRecord, CopiesStringsToJson) {
+  // Too long for the small-string buffer, so that a reference to the record's memory would dangle.
   const std::string text(1000, 'x');
   json::Document document;
   FromText(R"({"appId":")" + text + R"(","requestTypes":[")" + text + R"("]})")
@@ -89,7 +89,7 @@ TEST_F(AppHandlerRecord, OwnsItsTexts) {
   EXPECT_EQ(document["requestTypes"][0].GetString(), text);
 }
 
-TEST_F(AppHandlerRecord, IsComparedByItsIdAlone) {
+TEST_F(AppHandlerRecord, ComparesIdOnly) {
   const auto first =
       std::make_shared<AppHandler>(FromText(R"({"appId":"x","requestTypes":["a"]})"));
   const auto second =
@@ -105,7 +105,7 @@ TEST_F(AppHandlerRecord, IsComparedByItsIdAlone) {
 
 class AppHandlerDeathTest : public AppHandlerRecord {
  protected:
-  // The JSON library's assertion ends the process, whatever becomes of the standard ones.
+  // The JSON library's assertions abort the process even with NDEBUG.
   static void ExpectAbort(const std::string& text, const std::string& condition) {
     ::testing::FLAGS_gtest_death_test_style = "threadsafe";
     EXPECT_EXIT(FromText(text), ::testing::KilledBySignal(SIGABRT),
@@ -114,20 +114,18 @@ class AppHandlerDeathTest : public AppHandlerRecord {
   }
 };
 
-TEST_F(AppHandlerDeathTest, DoesNotReadWhatIsNoObject) {
+TEST_F(AppHandlerDeathTest, AbortsOnNonObject) {
   ExpectAbort("[]", "IsObject\\(\\)");
   ExpectAbort("null", "IsObject\\(\\)");
 }
 
-TEST_F(AppHandlerDeathTest, DoesNotReadARecordWithoutAnId) {
-  ExpectAbort(R"({"requestTypes":[]})", "false");
-}
+TEST_F(AppHandlerDeathTest, AbortsOnMissingId) { ExpectAbort(R"({"requestTypes":[]})", "false"); }
 
-TEST_F(AppHandlerDeathTest, DoesNotReadARecordWithoutRequestTypes) {
+TEST_F(AppHandlerDeathTest, AbortsOnMissingRequestTypes) {
   ExpectAbort(R"({"appId":"x"})", "false");
 }
 
-TEST_F(AppHandlerDeathTest, DoesNotReadAnIdThatIsNoText) {
+TEST_F(AppHandlerDeathTest, AbortsOnNonStringId) {
   ExpectAbort(R"({"appId":1,"requestTypes":[]})", "IsString\\(\\)");
 }
 
@@ -154,34 +152,34 @@ class AppHandlerManifest : public support::PlatformTest {
   }
 };
 
-TEST_F(AppHandlerManifest, GivesThePriorityAsDeclared) {
+TEST_F(AppHandlerManifest, ReadsDeclaredPriority) {
   EXPECT_EQ(PriorityOf("50"), 50);
   EXPECT_EQ(PriorityOf("1"), 1);
   EXPECT_EQ(PriorityOf("100"), 100);
   EXPECT_TRUE(fake::Log().empty());
 }
 
-TEST_F(AppHandlerManifest, LiftsPreloadedPackages) {
+TEST_F(AppHandlerManifest, AddsBonusForPreloadedPackage) {
   EXPECT_EQ(PriorityOf("50", true), 151);
   EXPECT_EQ(PriorityOf("1", true), 102);
   EXPECT_EQ(PriorityOf("100", true), 201);
 }
 
-TEST_F(AppHandlerManifest, BoundsThePriority) {
+TEST_F(AppHandlerManifest, ClampsPriority) {
   EXPECT_EQ(PriorityOf("0"), 1);
   EXPECT_EQ(PriorityOf("-7"), 1);
   EXPECT_EQ(PriorityOf("250"), 100);
   EXPECT_EQ(PriorityOf("-2147483648"), 1);
 }
 
-TEST_F(AppHandlerManifest, ReadsThePriorityUpToTheFirstOtherCharacter) {
+TEST_F(AppHandlerManifest, IgnoresTextAfterPriority) {
   EXPECT_EQ(PriorityOf("12abc"), 12);
   EXPECT_EQ(PriorityOf("  12"), 12);
   EXPECT_EQ(PriorityOf("+12"), 12);
   EXPECT_EQ(PriorityOf("0x10"), 1);
 }
 
-TEST_F(AppHandlerManifest, GivesNoPriorityForATextThatIsNoNumber) {
+TEST_F(AppHandlerManifest, LogsErrorForInvalidPriority) {
   EXPECT_EQ(PriorityOf("abc"), 0);
   EXPECT_EQ(PriorityErrors(), 1);
   EXPECT_EQ(PriorityOf("99999999999"), 0);
@@ -190,12 +188,12 @@ TEST_F(AppHandlerManifest, GivesNoPriorityForATextThatIsNoNumber) {
   EXPECT_EQ(PriorityErrors(), 3);
 }
 
-TEST_F(AppHandlerManifest, LiftsAPreloadedPackageWithAnInvalidPriority) {
+TEST_F(AppHandlerManifest, AddsBonusToInvalidPriorityOfPreloadedPackage) {
   EXPECT_EQ(PriorityOf("abc", true), 101);
   EXPECT_EQ(PriorityErrors(), 1);
 }
 
-TEST_F(AppHandlerManifest, WarnsOfAMissingPriority) {
+TEST_F(AppHandlerManifest, WarnsOfMissingPriority) {
   InstallHandler("app", {"type"}, std::nullopt);
   EXPECT_EQ(AppHandler("app", {}).Priority(), 0);
   EXPECT_EQ(MissingPriorityWarnings(), 1);
@@ -204,14 +202,14 @@ TEST_F(AppHandlerManifest, WarnsOfAMissingPriority) {
   EXPECT_EQ(MissingPriorityWarnings(), 2);
 }
 
-TEST_F(AppHandlerManifest, ReadsTheConfigurationFileUnderThePackagesRoot) {
+TEST_F(AppHandlerManifest, ReadsConfigurationFileBelowPackageRoot) {
   const std::string root = fake::DataPath() + "opt/pkg";
   support::WriteFile("opt/pkg/res/handler.yaml", "request-types: [b, a, b]\n");
   fake::Install({"pkg", root, false, {{"app", {{kCommandHandlerKey, "res/handler.yaml"}}}}, {}});
   EXPECT_EQ(AppHandler("app", {}).RequestTypes(), (Types{"a", "b"}));
 }
 
-TEST_F(AppHandlerManifest, ReadsAConfigurationFileOutsideThePackage) {
+TEST_F(AppHandlerManifest, ReadsConfigurationFileOutsideOfPackage) {
   const std::string root = fake::DataPath() + "opt/pkg";
   support::WriteFile("opt/pkg/tizen-manifest.xml", "");
   support::WriteFile("opt/other.yaml", "request-types: [a]\n");
@@ -219,7 +217,7 @@ TEST_F(AppHandlerManifest, ReadsAConfigurationFileOutsideThePackage) {
   EXPECT_EQ(AppHandler("app", {}).RequestTypes(), Types{"a"});
 }
 
-TEST_F(AppHandlerManifest, NamesTheWholePathOfAMissingConfigurationFile) {
+TEST_F(AppHandlerManifest, LogsFullPathOfMissingConfigurationFile) {
   fake::Install({"pkg", "/opt/pkg", false, {{"app", {{kCommandHandlerKey, "res/none.yaml"}}}}, {}});
   EXPECT_FALSE(AppHandler("app", {}).IsValid());
   EXPECT_EQ(
@@ -229,7 +227,7 @@ TEST_F(AppHandlerManifest, NamesTheWholePathOfAMissingConfigurationFile) {
       1);
 }
 
-TEST_F(AppHandlerManifest, UsesTheFirstOfTwoConfigurationFiles) {
+TEST_F(AppHandlerManifest, UsesFirstOfDuplicateConfigurationFiles) {
   const std::string root = fake::DataPath() + "pkg";
   support::WriteFile("pkg/first.yaml", "request-types: [first]\n");
   support::WriteFile("pkg/second.yaml", "request-types: [second]\n");
@@ -242,13 +240,13 @@ TEST_F(AppHandlerManifest, UsesTheFirstOfTwoConfigurationFiles) {
   EXPECT_EQ(AppHandler("app", {}).RequestTypes(), Types{"first"});
 }
 
-TEST_F(AppHandlerManifest, UsesTheFirstOfTwoPriorities) {
+TEST_F(AppHandlerManifest, UsesFirstOfDuplicatePriorities) {
   fake::Install(
       {"pkg", "/opt/pkg", false, {{"app", {{kPriorityKey, "7"}, {kPriorityKey, "8"}}}}, {}});
   EXPECT_EQ(AppHandler("app", {}).Priority(), 7);
 }
 
-TEST_F(AppHandlerManifest, KnowsOnlyTheWholeKey) {
+TEST_F(AppHandlerManifest, MatchesKeysExactly) {
   const std::string key = kCommandHandlerKey;
   const std::string path = "/iot/metadata/qor/command-handler";
   support::WriteFile("pkg/h.yaml", "request-types: [type]\n");
@@ -260,14 +258,14 @@ TEST_F(AppHandlerManifest, KnowsOnlyTheWholeKey) {
   EXPECT_FALSE(AppHandler("app", {}).IsValid());
 }
 
-TEST_F(AppHandlerManifest, LeavesAnApplicationWithoutTheKeyInvalid) {
+TEST_F(AppHandlerManifest, IsInvalidWithoutCommandHandlerKey) {
   support::InstallPackage("pkg", {{"app", std::nullopt, "50"}});
   const AppHandler handler("app", {});
   EXPECT_FALSE(handler.IsValid());
   EXPECT_EQ(handler.Priority(), 50);
 }
 
-TEST_F(AppHandlerManifest, PassesOnFailuresOfThePlatform) {
+TEST_F(AppHandlerManifest, ThrowsOnPlatformErrors) {
   InstallHandler("app", {"type"});
   EXPECT_THROW(AppHandler("missing", {}), tizen::Exception);
   for (const char* function : {"app_manager_get_app_info", "app_info_get_package",
@@ -291,7 +289,7 @@ class AppHandlerLaunch : public support::PlatformTest {
   std::unique_ptr<AppHandler> handler_;
 };
 
-TEST_F(AppHandlerLaunch, AsksTheApplicationToFetchItsCommands) {
+TEST_F(AppHandlerLaunch, SendsFetchCommandRequest) {
   handler_->Notify();
   ASSERT_EQ(fake::Launches().size(), 1u);
   EXPECT_EQ(fake::Launches()[0].app_id, "app");
@@ -299,13 +297,13 @@ TEST_F(AppHandlerLaunch, AsksTheApplicationToFetchItsCommands) {
             (std::map<std::string, std::string>{{"Notify", "FetchCommand"}}));
 }
 
-TEST_F(AppHandlerLaunch, SendsOneRequestEachTime) {
+TEST_F(AppHandlerLaunch, SendsOneRequestPerCall) {
   handler_->Notify();
   handler_->Notify();
   EXPECT_EQ(fake::Launches().size(), 2u);
 }
 
-TEST_F(AppHandlerLaunch, LogsItsFrame) {
+TEST_F(AppHandlerLaunch, LogsEnterAndExit) {
   handler_->Notify();
   EXPECT_EQ(support::CountLogged(DLOG_DEBUG,
                                  support::EnterLine("app-handler.cc", "Notify", support::kAnyLine)),
@@ -314,7 +312,7 @@ TEST_F(AppHandlerLaunch, LogsItsFrame) {
   EXPECT_EQ(fake::Log().size(), 2u);
 }
 
-TEST_F(AppHandlerLaunch, DoesNothingWithoutAnId) {
+TEST_F(AppHandlerLaunch, DoesNothingWithoutId) {
   auto handler = FromText(R"({"appId":"","requestTypes":["a"]})");
   handler.Notify();
   EXPECT_TRUE(fake::Launches().empty());
@@ -324,7 +322,7 @@ TEST_F(AppHandlerLaunch, DoesNothingWithoutAnId) {
             1);
 }
 
-TEST_F(AppHandlerLaunch, LogsARejectedRequestOnceWithThePlatformsText) {
+TEST_F(AppHandlerLaunch, LogsPlatformErrorOfRejectedRequest) {
   fake::Fail("app_control_send_launch_request", APP_CONTROL_ERROR_LAUNCH_REJECTED);
   try {
     handler_->Notify();
@@ -342,7 +340,7 @@ TEST_F(AppHandlerLaunch, LogsARejectedRequestOnceWithThePlatformsText) {
   EXPECT_EQ(fake::Held(), "");
 }
 
-TEST_F(AppHandlerLaunch, GivesUpWhenTheDatumIsRefused) {
+TEST_F(AppHandlerLaunch, ThrowsWhenExtraDataIsRejected) {
   fake::Fail("app_control_add_extra_data", APP_CONTROL_ERROR_KEY_REJECTED);
   EXPECT_THROW(handler_->Notify(), FailToSendAppControl);
   EXPECT_EQ(fake::CallCount("app_control_send_launch_request"), 0);
@@ -350,14 +348,14 @@ TEST_F(AppHandlerLaunch, GivesUpWhenTheDatumIsRefused) {
   EXPECT_EQ(fake::Held(), "");
 }
 
-TEST_F(AppHandlerLaunch, DoesNotLookAtOtherFailures) {
+TEST_F(AppHandlerLaunch, IgnoresErrorOfSettingAppId) {
   fake::Fail("app_control_set_app_id", APP_CONTROL_ERROR_OUT_OF_MEMORY);
-  // Without a target the platform refuses the request itself.
+  // The platform rejects a request without an application id.
   EXPECT_THROW(handler_->Notify(), FailToSendAppControl);
   EXPECT_EQ(fake::CallCount("app_control_send_launch_request"), 1);
 }
 
-TEST_F(AppHandlerLaunch, FailsWithoutARequestToSend) {
+TEST_F(AppHandlerLaunch, ThrowsWhenRequestCannotBeCreated) {
   fake::Fail("app_control_create", APP_CONTROL_ERROR_OUT_OF_MEMORY);
   EXPECT_THROW(handler_->Notify(), FailToSendAppControl);
   EXPECT_EQ(fake::CallCount("app_control_destroy"), 0);

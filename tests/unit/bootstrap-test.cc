@@ -14,23 +14,23 @@ namespace {
 using api::QorHandlerManagerApi;
 using support::HandlerPeer;
 using support::PlainLine;
-using Texts = std::vector<std::string>;
+using Strings = std::vector<std::string>;
 
 constexpr int kUnknown = -1073741824;
 constexpr int kNotSupportedCommand = -1073741826;
 
 class Bootstrap : public support::LibraryTest {
  protected:
-  // The lines of the start alone.
-  static Texts StartLines() {
-    Texts lines;
+  // Log lines of the start only.
+  static Strings StartLines() {
+    Strings lines;
     for (const std::string& text : support::LoggedTexts(DLOG_DEBUG)) {
       if (text.find("qor-handler-manager-api.cc: ") == 0) lines.push_back(text);
     }
     return lines;
   }
 
-  static Texts AllStartLines() {
+  static Strings AllStartLines() {
     const char file[] = "qor-handler-manager-api.cc";
     return {PlainLine(file, "Instance", 54, "Create handlers::FileRepositoryBackend"),
             PlainLine(file, "Instance", 59, "Create handlers::Repository"),
@@ -49,7 +49,7 @@ class Bootstrap : public support::LibraryTest {
     return result;
   }
 
-  // Every function that needs the router answers without a crash.
+  // Calls every function that needs the router; none may crash.
   void CallEverything() {
     EXPECT_EQ(Send("a", "type"), kNotSupportedCommand);
     client_.ListenForResponses();
@@ -60,7 +60,7 @@ class Bootstrap : public support::LibraryTest {
   }
 };
 
-TEST_F(Bootstrap, BuildsTheGraphOnce) {
+TEST_F(Bootstrap, BuildsObjectGraphOnce) {
   const auto first = QorHandlerManagerApi::Instance();
   const auto second = QorHandlerManagerApi::Instance();
   EXPECT_NE(first, nullptr);
@@ -68,13 +68,13 @@ TEST_F(Bootstrap, BuildsTheGraphOnce) {
   EXPECT_EQ(StartLines(), AllStartLines());
 }
 
-TEST_F(Bootstrap, TakesDownNothingWhenNothingIsBuilt) {
+TEST_F(Bootstrap, DoesNothingWhenShutDownBeforeStart) {
   QorHandlerManagerApi::ShutDown();
   EXPECT_TRUE(fake::Log().empty());
   EXPECT_TRUE(fake::Calls().empty());
 }
 
-TEST_F(Bootstrap, BuildsANewGraphAfterAShutDown) {
+TEST_F(Bootstrap, BuildsNewObjectGraphAfterShutdown) {
   const auto first = QorHandlerManagerApi::Instance();
   QorHandlerManagerApi::ShutDown();
   fake::ClearLog();
@@ -83,12 +83,12 @@ TEST_F(Bootstrap, BuildsANewGraphAfterAShutDown) {
   EXPECT_EQ(StartLines(), AllStartLines());
 }
 
-TEST_F(Bootstrap, KeepsTheDatabaseInTheDataFolder) {
+TEST_F(Bootstrap, StoresDatabaseInDataFolder) {
   Start();
   EXPECT_EQ(support::ReadFile(DatabasePath()), R"({"handlers":[]})");
 }
 
-TEST_F(Bootstrap, FillsTheRegistryFromTheInstalledApplications) {
+TEST_F(Bootstrap, LoadsRegistryFromInstalledApplications) {
   support::WriteFile(".qor-handlers.db", "old text that is never read");
   support::InstallHandler("handler", {"b", "a"});
   Start();
@@ -97,7 +97,7 @@ TEST_F(Bootstrap, FillsTheRegistryFromTheInstalledApplications) {
             R"("handlerData":{"appId":"handler","requestTypes":["a","b"]}}]})");
 }
 
-TEST_F(Bootstrap, RebuildsTheRegistryOnEveryStart) {
+TEST_F(Bootstrap, ReloadsRegistryOnEveryStart) {
   support::InstallHandler("handler", {"type"});
   Start();
   qor_handler_manager_shutdown();
@@ -107,7 +107,7 @@ TEST_F(Bootstrap, RebuildsTheRegistryOnEveryStart) {
   EXPECT_EQ(Send("a", "type"), kNotSupportedCommand);
 }
 
-TEST_F(Bootstrap, ListensOnceEverythingElseStands) {
+TEST_F(Bootstrap, ListensAfterLoadingRegistry) {
   support::InstallHandler("handler", {"type"});
   Start();
   const auto calls = fake::Calls();
@@ -121,7 +121,7 @@ TEST_F(Bootstrap, ListensOnceEverythingElseStands) {
   EXPECT_TRUE(fake::IsListening());
 }
 
-TEST_F(Bootstrap, TellsTheClientOfAChangeWhenItHasTakenEffect) {
+TEST_F(Bootstrap, NotifiesClientAfterChangeHasTakenEffect) {
   StartWithClient();
   std::vector<support::HandlerInfo> seen;
   std::string stored;
@@ -135,14 +135,14 @@ TEST_F(Bootstrap, TellsTheClientOfAChangeWhenItHasTakenEffect) {
   EXPECT_NE(stored.find("\"handler\""), std::string::npos);
 }
 
-TEST_F(Bootstrap, StopsListeningAtAShutDown) {
+TEST_F(Bootstrap, StopsListeningOnShutdown) {
   Start();
   qor_handler_manager_shutdown();
   EXPECT_FALSE(fake::IsListening());
   EXPECT_EQ(fake::Held(), "1 package manager");
 }
 
-TEST_F(Bootstrap, ReleasesConnectionsAndCommandsAtAShutDown) {
+TEST_F(Bootstrap, ReleasesConnectionsAndCommandsOnShutdown) {
   support::InstallHandler("handler", {"type"});
   StartWithClient();
   HandlerPeer handler("handler");
@@ -154,7 +154,7 @@ TEST_F(Bootstrap, ReleasesConnectionsAndCommandsAtAShutDown) {
   EXPECT_EQ(fake::Held(), "1 package manager");
 }
 
-TEST_F(Bootstrap, EmptiesARouterThatOthersStillHold) {
+TEST_F(Bootstrap, ClearsRouterThatIsStillReferenced) {
   support::InstallHandler("handler", {"type"});
   StartWithClient();
   const auto router = QorHandlerManagerApi::Instance();
@@ -172,7 +172,7 @@ TEST_F(Bootstrap, EmptiesARouterThatOthersStillHold) {
   EXPECT_EQ(handlers, 0);
 }
 
-TEST_F(Bootstrap, KeepsTheDatabaseUpToDateAfterAShutDown) {
+TEST_F(Bootstrap, UpdatesDatabaseAfterShutdown) {
   StartWithClient();
   qor_handler_manager_shutdown();
   support::InstallHandler("handler", {"type"});
@@ -181,14 +181,14 @@ TEST_F(Bootstrap, KeepsTheDatabaseUpToDateAfterAShutDown) {
   EXPECT_TRUE(client_.updates.empty());
 }
 
-TEST_F(Bootstrap, ReplacesTheOldRegistryAtTheNextStart) {
+TEST_F(Bootstrap, ReplacesOldRegistryOnNextStart) {
   Start();
   qor_handler_manager_shutdown();
   Start();
   EXPECT_EQ(fake::Held("package manager"), 1);
 }
 
-TEST_F(Bootstrap, DoesNotTakeAFailedStartUpAgain) {
+TEST_F(Bootstrap, DoesNotRetryFailedStart) {
   support::InstallHandler("handler", {"type"});
   fake::Fail("app_get_data_path", -5);
   EXPECT_EQ(Send("a", "type"), kUnknown);
@@ -211,7 +211,7 @@ TEST_F(Bootstrap, ReturnsSuccessWhenInitializedAgainAfterAFailedStart) {
   EXPECT_EQ(Send("a", "type"), 0);
 }
 
-// On a device this is what an agent without the privilege packagemanager.info gets.
+// The result of an agent without the privilege packagemanager.info on a device.
 TEST_F(Bootstrap, ReturnsUnknownErrorWhenThePackageManagerDeniesPermission) {
   for (const char* function : {"package_manager_create", "package_manager_set_event_cb"}) {
     fake::FailAlways(function, PACKAGE_MANAGER_ERROR_PERMISSION_DENIED);
@@ -222,7 +222,7 @@ TEST_F(Bootstrap, ReturnsUnknownErrorWhenThePackageManagerDeniesPermission) {
   EXPECT_EQ(Initialize(), 0);
 }
 
-TEST_F(Bootstrap, ShutsDownAfterAFailureToFindTheDatabase) {
+TEST_F(Bootstrap, ShutsDownWhenDataFolderIsUnavailable) {
   fake::Fail("app_get_data_path", -5);
   EXPECT_EQ(qor_handler_manager_foreach_handler_info(
                 [](qor_handler_manager_handler_info_h, void*) { return true; }, nullptr),
@@ -233,7 +233,7 @@ TEST_F(Bootstrap, ShutsDownAfterAFailureToFindTheDatabase) {
   EXPECT_EQ(Send("a", "type"), 0);
 }
 
-TEST_F(Bootstrap, SurvivesAFailureToReachThePackageManager) {
+TEST_F(Bootstrap, SurvivesUnavailablePackageManager) {
   for (const char* function : {"package_manager_create", "package_manager_set_event_status",
                                "package_manager_set_event_cb"}) {
     fake::Fail(function, -13);
@@ -244,14 +244,14 @@ TEST_F(Bootstrap, SurvivesAFailureToReachThePackageManager) {
   }
 }
 
-TEST_F(Bootstrap, SurvivesAFailureToCreateTheStub) {
+TEST_F(Bootstrap, SurvivesFailureToCreateStub) {
   fake::Fail("rpc_port_stub_create", RPC_PORT_ERROR_IO_ERROR);
   EXPECT_EQ(Send("a", "type"), kUnknown);
   CallEverything();
   EXPECT_EQ(qor_handler_manager_shutdown(), 0);
 }
 
-TEST_F(Bootstrap, SurvivesAFailureToListen) {
+TEST_F(Bootstrap, SurvivesFailureToListen) {
   fake::Fail("rpc_port_stub_listen", RPC_PORT_ERROR_IO_ERROR);
   EXPECT_EQ(Send("a", "type"), kUnknown);
   CallEverything();
@@ -259,14 +259,14 @@ TEST_F(Bootstrap, SurvivesAFailureToListen) {
   EXPECT_EQ(fake::Held("stub"), 0);
 }
 
-TEST_F(Bootstrap, GoesOnWhenListeningFailsForAnotherReason) {
+TEST_F(Bootstrap, ContinuesAfterOtherErrorsOfListening) {
   fake::Fail("rpc_port_stub_listen", RPC_PORT_ERROR_PERMISSION_DENIED);
   client_.ListenForResponses();
   EXPECT_FALSE(fake::IsListening());
 }
 
-// In a process of its own: there is nothing left of an earlier start.
-TEST_F(Bootstrap, ShutsDownAfterAFirstStartThatFailed) {
+// In a separate process, without objects of an earlier start.
+TEST_F(Bootstrap, ShutsDownAfterFailedFirstStart) {
   ::testing::FLAGS_gtest_death_test_style = "threadsafe";
   EXPECT_EXIT(
       {
@@ -277,7 +277,7 @@ TEST_F(Bootstrap, ShutsDownAfterAFirstStartThatFailed) {
       ::testing::ExitedWithCode(0), "");
 }
 
-TEST_F(Bootstrap, AllowsTheProcessToEndWithTheLibraryUp) {
+TEST_F(Bootstrap, AllowsProcessExitWithoutShutdown) {
   ::testing::FLAGS_gtest_death_test_style = "threadsafe";
   EXPECT_EXIT(
       {

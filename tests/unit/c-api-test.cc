@@ -15,7 +15,7 @@ using support::CountLogged;
 using support::EnterLine;
 using support::ExitLine;
 using support::HandlerPeer;
-using Texts = std::vector<std::string>;
+using Strings = std::vector<std::string>;
 
 constexpr int kInvalid = -22;
 
@@ -33,7 +33,7 @@ class CApi : public support::LibraryTest {
     return qor_handler_manager_send_command(uuid, type, payload, length, timestamp);
   }
 
-  // What a connected handler gets as the payload of a command that is accepted.
+  // Returns the payload that a connected handler receives.
   std::string DeliveredPayload(const char* payload, int length) {
     HandlerPeer handler("handler");
     handler.Fetch();
@@ -48,7 +48,7 @@ int GrantAll(const char*, const char*, double, void*) { return 0; }
 void IgnoreUpdate(qor_handler_update_type_e, qor_handler_manager_handler_info_h, void*) {}
 bool GoOn(qor_handler_manager_handler_info_h, void*) { return true; }
 
-TEST_F(CApi, RefusesACommandWithoutUuidOrTypeBeforeItStartsTheLibrary) {
+TEST_F(CApi, RejectsCommandWithoutUuidOrTypeBeforeStart) {
   EXPECT_EQ(SendRaw(nullptr, "type", "{}", 2), kInvalid);
   EXPECT_EQ(SendRaw("", "type", "{}", 2), kInvalid);
   EXPECT_EQ(SendRaw("a", nullptr, "{}", 2), kInvalid);
@@ -56,44 +56,44 @@ TEST_F(CApi, RefusesACommandWithoutUuidOrTypeBeforeItStartsTheLibrary) {
   EXPECT_FALSE(IsStarted());
 }
 
-TEST_F(CApi, RefusesALengthBeyondThePayload) {
+TEST_F(CApi, RejectsLengthBeyondPayload) {
   EXPECT_EQ(SendRaw("a", "type", "abc", 4), kInvalid);
   EXPECT_FALSE(IsStarted());
 }
 
-TEST_F(CApi, PassesOnTheWholePayloadWhateverShorterLengthIsGiven) {
+TEST_F(CApi, PassesWholePayloadForShorterLength) {
   Start();
   EXPECT_EQ(DeliveredPayload("abc", 2), "abc");
 }
 
-TEST_F(CApi, TakesALengthOfZeroForAPayload) {
+TEST_F(CApi, AcceptsLengthOfZeroWithPayload) {
   Start();
   EXPECT_EQ(DeliveredPayload("abc", 0), "abc");
 }
 
-TEST_F(CApi, PassesOnAnEmptyTextForNoPayload) {
+TEST_F(CApi, PassesEmptyPayloadForNull) {
   Start();
   EXPECT_EQ(DeliveredPayload(nullptr, 0), "");
 }
 
-TEST_F(CApi, TakesANegativeLengthOnlyWithoutAPayload) {
+TEST_F(CApi, AcceptsNegativeLengthOnlyWithoutPayload) {
   Start();
   EXPECT_EQ(SendRaw("a", "type", "abc", -1), kInvalid);
   EXPECT_EQ(SendRaw("a", "type", "", -1), kInvalid);
   EXPECT_EQ(DeliveredPayload(nullptr, -1), "");
 }
 
-TEST_F(CApi, RefusesALengthWithoutAPayload) {
+TEST_F(CApi, RejectsPositiveLengthWithoutPayload) {
   EXPECT_EQ(SendRaw("a", "type", nullptr, 1), kInvalid);
 }
 
-TEST_F(CApi, RefusesANegativeTimestamp) {
+TEST_F(CApi, RejectsNegativeTimestamp) {
   EXPECT_EQ(SendRaw("a", "type", "{}", 2, -1), kInvalid);
   EXPECT_FALSE(IsStarted());
   EXPECT_EQ(SendRaw("a", "type", "{}", 2, 0), 0);
 }
 
-TEST_F(CApi, RefusesMissingCallbacksBeforeItStartsTheLibrary) {
+TEST_F(CApi, RejectsNullCallbacksBeforeStart) {
   EXPECT_EQ(qor_handler_manager_set_response_cb(nullptr, this), kInvalid);
   EXPECT_EQ(qor_handler_manager_set_negotiate_request_cb(nullptr, this), kInvalid);
   EXPECT_EQ(qor_handler_manager_set_handler_update_cb(nullptr, this), kInvalid);
@@ -101,19 +101,19 @@ TEST_F(CApi, RefusesMissingCallbacksBeforeItStartsTheLibrary) {
   EXPECT_FALSE(IsStarted());
 }
 
-TEST_F(CApi, TakesCallbacksWithoutUserData) {
+TEST_F(CApi, AcceptsCallbacksWithoutUserData) {
   EXPECT_EQ(qor_handler_manager_set_response_cb(IgnoreResponse, nullptr), 0);
   EXPECT_EQ(qor_handler_manager_set_negotiate_request_cb(GrantAll, nullptr), 0);
   EXPECT_EQ(qor_handler_manager_set_handler_update_cb(IgnoreUpdate, nullptr), 0);
   EXPECT_EQ(qor_handler_manager_foreach_handler_info(GoOn, nullptr), 0);
 }
 
-TEST_F(CApi, StartsTheLibraryWithTheFirstCallThatNeedsIt) {
+TEST_F(CApi, StartsLibraryOnFirstCall) {
   EXPECT_EQ(qor_handler_manager_set_response_cb(IgnoreResponse, nullptr), 0);
   EXPECT_TRUE(fake::IsListening());
 }
 
-TEST_F(CApi, LogsTheFrameOfEachFunction) {
+TEST_F(CApi, LogsEnterAndExitOfEachFunction) {
   Start();
   fake::ClearLog();
   const std::string exit = ExitLine("c-api.cc", "operator()");
@@ -126,7 +126,7 @@ TEST_F(CApi, LogsTheFrameOfEachFunction) {
   };
   SendRaw("a", "type", "{}", 2);
   expect_frame(127);
-  SendRaw("a", "type", "{}", 2);  // fails behind the frame
+  SendRaw("a", "type", "{}", 2);  // fails after the enter line
   expect_frame(127);
   qor_handler_manager_set_response_cb(IgnoreResponse, nullptr);
   expect_frame(155);
@@ -138,33 +138,33 @@ TEST_F(CApi, LogsTheFrameOfEachFunction) {
   expect_frame(221);
 }
 
-TEST_F(CApi, LogsTheExitOfAFunctionThatRefusesItsArguments) {
+TEST_F(CApi, LogsExitAfterInvalidArguments) {
   SendRaw("", "type", "{}", 2);
-  EXPECT_EQ(support::LoggedTexts(DLOG_DEBUG),
-            (Texts{EnterLine("c-api.cc", "operator()", 127), ExitLine("c-api.cc", "operator()")}));
+  EXPECT_EQ(support::LoggedTexts(DLOG_DEBUG), (Strings{EnterLine("c-api.cc", "operator()", 127),
+                                                       ExitLine("c-api.cc", "operator()")}));
 }
 
-TEST_F(CApi, LogsStartAndStopWithoutAFrame) {
+TEST_F(CApi, LogsInitializeAndShutdownWithoutEnterAndExit) {
   EXPECT_EQ(qor_handler_manager_initialize(nullptr), 0);
   EXPECT_EQ(qor_handler_manager_shutdown(), 0);
   EXPECT_EQ(
       support::LoggedTexts(DLOG_INFO),
-      (Texts{support::InfoLine("c-api.cc", "operator()", 51, "qor_handler_manager_initialize"),
-             support::InfoLine("c-api.cc", "operator()", 63, "qor_handler_manager_shutdown")}));
+      (Strings{support::InfoLine("c-api.cc", "operator()", 51, "qor_handler_manager_initialize"),
+               support::InfoLine("c-api.cc", "operator()", 63, "qor_handler_manager_shutdown")}));
   EXPECT_EQ(fake::Log().size(), 2u);
 }
 
-TEST_F(CApi, StartsNothingWithoutAConfiguration) {
+TEST_F(CApi, DoesNotStartWithoutConfiguration) {
   EXPECT_EQ(qor_handler_manager_initialize(nullptr), 0);
   EXPECT_FALSE(IsStarted());
 }
 
-TEST_F(CApi, StartsWithAConfiguration) {
+TEST_F(CApi, StartsWithConfiguration) {
   Start();
   EXPECT_TRUE(fake::IsListening());
 }
 
-TEST_F(CApi, TakesANewConfigurationWhenStartedAgain) {
+TEST_F(CApi, AppliesNewConfigurationWhenInitializedAgain) {
   Start(1000, 2000);
   Start(3000, 4000);
   EXPECT_EQ(fake::CallCount("rpc_port_stub_create"), 1);
@@ -173,12 +173,12 @@ TEST_F(CApi, TakesANewConfigurationWhenStartedAgain) {
   EXPECT_DOUBLE_EQ(fake::Timers()[0].interval, 4.0);
 }
 
-TEST_F(CApi, StopsWithoutEverHavingStarted) {
+TEST_F(CApi, ShutsDownWithoutStart) {
   EXPECT_EQ(qor_handler_manager_shutdown(), 0);
   EXPECT_FALSE(IsStarted());
 }
 
-TEST_F(CApi, StartsAgainAfterItStopped) {
+TEST_F(CApi, RestartsAfterShutdown) {
   Start();
   EXPECT_EQ(qor_handler_manager_shutdown(), 0);
   EXPECT_FALSE(fake::IsListening());
@@ -186,19 +186,21 @@ TEST_F(CApi, StartsAgainAfterItStopped) {
   EXPECT_TRUE(fake::IsListening());
 }
 
-TEST_F(CApi, TellsTheUnknownErrorForAUuidThatIsPending) {
+TEST_F(CApi, ReturnsUnknownErrorForPendingUuid) {
   EXPECT_EQ(Send("a", "type"), 0);
   EXPECT_EQ(Send("a", "type"), -1073741824);
 }
 
-TEST_F(CApi, TellsThatNobodyServesARequestType) { EXPECT_EQ(Send("a", "other"), -1073741826); }
+TEST_F(CApi, ReturnsNotSupportedCommandForUnknownType) {
+  EXPECT_EQ(Send("a", "other"), -1073741826);
+}
 
-TEST_F(CApi, TellsThatALaunchWasRefused) {
+TEST_F(CApi, ReturnsFailToSendAppControlWhenLaunchFails) {
   fake::Fail("app_control_send_launch_request", APP_CONTROL_ERROR_LAUNCH_REJECTED);
   EXPECT_EQ(Send("a", "type"), -1073741825);
 }
 
-TEST_F(CApi, TellsThatMemoryRanOut) {
+TEST_F(CApi, ReturnsOutOfMemory) {
   Start();
   fake::Fail("bundle_create", BUNDLE_ERROR_OUT_OF_MEMORY);
   EXPECT_EQ(Send("a", "type"), -12);
@@ -206,20 +208,20 @@ TEST_F(CApi, TellsThatMemoryRanOut) {
 
 class HandlerInfo : public support::LibraryTest {
  protected:
-  static Texts TypesOf(qor_handler_manager_handler_info_h info) {
+  static Strings TypesOf(qor_handler_manager_handler_info_h info) {
     return support::Read(info).request_types;
   }
 };
 
-TEST_F(HandlerInfo, ShowsIdAndRequestTypes) {
+TEST_F(HandlerInfo, ReturnsIdAndRequestTypes) {
   qor_handler_manager_handler_info_s info("app", {"b", "a"});
   char* id = nullptr;
   EXPECT_EQ(qor_handler_manager_handler_info_appid_get(&info, &id), 0);
   EXPECT_STREQ(id, "app");
-  EXPECT_EQ(TypesOf(&info), (Texts{"a", "b"}));
+  EXPECT_EQ(TypesOf(&info), (Strings{"a", "b"}));
 }
 
-TEST_F(HandlerInfo, GivesPointersIntoTheRecord) {
+TEST_F(HandlerInfo, ReturnsPointersIntoRecord) {
   qor_handler_manager_handler_info_s info("app", {"a"});
   char* id = nullptr;
   char** types = nullptr;
@@ -229,14 +231,14 @@ TEST_F(HandlerInfo, GivesPointersIntoTheRecord) {
   EXPECT_EQ(types, info.RequestTypes());
 }
 
-TEST_F(HandlerInfo, EndsTheListOfNoRequestTypesAtOnce) {
+TEST_F(HandlerInfo, TerminatesEmptyListOfRequestTypes) {
   qor_handler_manager_handler_info_s info("app", {});
   char** types = nullptr;
   ASSERT_EQ(qor_handler_manager_handler_info_supported_request_types_get(&info, &types), 0);
   EXPECT_EQ(types[0], nullptr);
 }
 
-TEST_F(HandlerInfo, HasClonesThatStandAlone) {
+TEST_F(HandlerInfo, ClonesAreIndependent) {
   qor_handler_manager_handler_info_s info("app", {"a", "b"});
   qor_handler_manager_handler_info_h clone = nullptr;
   ASSERT_EQ(qor_handler_manager_handler_info_clone(&info, &clone), 0);
@@ -248,18 +250,18 @@ TEST_F(HandlerInfo, HasClonesThatStandAlone) {
   EXPECT_EQ(types[2], nullptr);
   EXPECT_NE(types[0], info.RequestTypes()[0]);
   EXPECT_EQ(qor_handler_manager_handler_info_destroy(clone), 0);
-  EXPECT_EQ(TypesOf(&info), (Texts{"a", "b"}));
+  EXPECT_EQ(TypesOf(&info), (Strings{"a", "b"}));
 }
 
-TEST_F(HandlerInfo, ClonesARecordWithoutRequestTypes) {
+TEST_F(HandlerInfo, ClonesRecordWithoutRequestTypes) {
   qor_handler_manager_handler_info_s info("app", {});
   qor_handler_manager_handler_info_h clone = nullptr;
   ASSERT_EQ(qor_handler_manager_handler_info_clone(&info, &clone), 0);
-  EXPECT_EQ(TypesOf(clone), Texts{});
+  EXPECT_EQ(TypesOf(clone), Strings{});
   EXPECT_EQ(qor_handler_manager_handler_info_destroy(clone), 0);
 }
 
-TEST_F(HandlerInfo, RefusesMissingHandlesAndLeavesTheOutputs) {
+TEST_F(HandlerInfo, RejectsNullAndLeavesOutputsUnchanged) {
   qor_handler_manager_handler_info_s info("app", {"a"});
   qor_handler_manager_handler_info_h clone = &info;
   char unchanged = 'x';
@@ -278,7 +280,7 @@ TEST_F(HandlerInfo, RefusesMissingHandlesAndLeavesTheOutputs) {
   EXPECT_EQ(types, &id);
 }
 
-TEST_F(HandlerInfo, IsReadWithoutAnyLogLine) {
+TEST_F(HandlerInfo, LogsNothing) {
   qor_handler_manager_handler_info_s info("app", {"a"});
   qor_handler_manager_handler_info_h clone = nullptr;
   qor_handler_manager_handler_info_clone(&info, &clone);
@@ -289,7 +291,7 @@ TEST_F(HandlerInfo, IsReadWithoutAnyLogLine) {
   EXPECT_EQ(fake::CallCount("rpc_port_stub_create"), 0);
 }
 
-TEST_F(HandlerInfo, MayBeClonedInAnUpdateCallbackAndKept) {
+TEST_F(HandlerInfo, CanBeClonedInUpdateCallback) {
   Start();
   qor_handler_manager_handler_info_h kept = nullptr;
   qor_handler_manager_set_handler_update_cb(

@@ -10,7 +10,7 @@ namespace {
 using support::EnterLine;
 using support::ExitLine;
 using support::LoggedTexts;
-using Texts = std::vector<std::string>;
+using Strings = std::vector<std::string>;
 
 class Configuration : public support::LibraryTest {
  protected:
@@ -35,47 +35,47 @@ TEST_F(Configuration, HasDefaults) {
   EXPECT_EQ(config_->GetConnectionTimeout(), 5000);
 }
 
-TEST_F(Configuration, IsNotCreatedWithoutAPlaceForIt) {
+TEST_F(Configuration, RejectsNullOutput) {
   EXPECT_EQ(qor_handler_manager_configuration_create(nullptr), -22);
 }
 
-TEST_F(Configuration, KeepsEachTimeout) {
+TEST_F(Configuration, StoresEachTimeout) {
   EXPECT_EQ(qor_handler_manager_configuration_set_command_execution_timeout(config_, 1), 0);
   EXPECT_EQ(qor_handler_manager_configuration_set_connection_timeout(config_, 2), 0);
   EXPECT_EQ(config_->GetExecutionTimeout(), 1);
   EXPECT_EQ(config_->GetConnectionTimeout(), 2);
 }
 
-TEST_F(Configuration, TakesANegativeTimeoutAndZero) {
+TEST_F(Configuration, AcceptsNegativeTimeoutAndZero) {
   EXPECT_EQ(qor_handler_manager_configuration_set_command_execution_timeout(config_, -1), 0);
   EXPECT_EQ(qor_handler_manager_configuration_set_connection_timeout(config_, 0), 0);
   EXPECT_EQ(config_->GetExecutionTimeout(), -1);
   EXPECT_EQ(config_->GetConnectionTimeout(), 0);
 }
 
-TEST_F(Configuration, RefusesAMissingHandle) {
+TEST_F(Configuration, RejectsNullHandle) {
   EXPECT_EQ(qor_handler_manager_configuration_set_command_execution_timeout(nullptr, 1), -22);
   EXPECT_EQ(qor_handler_manager_configuration_set_connection_timeout(nullptr, 1), -22);
 }
 
-TEST_F(Configuration, LogsTheFrameOfEachFunction) {
+TEST_F(Configuration, LogsEnterAndExitOfEachFunction) {
   qor_handler_manager_configuration_h other = nullptr;
   ASSERT_EQ(qor_handler_manager_configuration_create(&other), 0);
   qor_handler_manager_configuration_set_command_execution_timeout(other, 1);
   qor_handler_manager_configuration_set_connection_timeout(nullptr, 1);
   EXPECT_EQ(qor_handler_manager_configuration_destroy(other), 0);
   const std::string exit = ExitLine("c-api.cc", "operator()");
-  EXPECT_EQ(LoggedTexts(DLOG_DEBUG), (Texts{EnterLine("c-api.cc", "operator()", 73), exit,
-                                            EnterLine("c-api.cc", "operator()", 87), exit,
-                                            EnterLine("c-api.cc", "operator()", 100), exit}));
+  EXPECT_EQ(LoggedTexts(DLOG_DEBUG), (Strings{EnterLine("c-api.cc", "operator()", 73), exit,
+                                              EnterLine("c-api.cc", "operator()", 87), exit,
+                                              EnterLine("c-api.cc", "operator()", 100), exit}));
 }
 
-TEST_F(Configuration, LogsTheDestructionOfNothingAsAnErrorAlone) {
+TEST_F(Configuration, LogsOnlyErrorWhenNullIsDestroyed) {
   EXPECT_EQ(qor_handler_manager_configuration_destroy(nullptr), -22);
   ASSERT_EQ(fake::Log().size(), 1u);
   EXPECT_EQ(LoggedTexts(DLOG_ERROR),
-            Texts{support::ErrorLine("c-api.cc", "qor_handler_manager_configuration_destroy", 113,
-                                     "config is nullptr")});
+            Strings{support::ErrorLine("c-api.cc", "qor_handler_manager_configuration_destroy", 113,
+                                       "config is nullptr")});
 }
 
 TEST_F(Configuration, LogsNothingWhenDestroyed) {
@@ -89,7 +89,7 @@ TEST_F(Configuration, DoesNotStartTheLibrary) {
   EXPECT_EQ(fake::CallCount("rpc_port_stub_create"), 0);
 }
 
-TEST_F(Configuration, MayBeDestroyedOnceTheLibraryHasIt) {
+TEST_F(Configuration, CanBeDestroyedAfterInitialize) {
   support::InstallHandler("handler", {"type"});
   qor_handler_manager_configuration_set_command_execution_timeout(config_, 1000);
   qor_handler_manager_configuration_set_connection_timeout(config_, 2000);
@@ -101,7 +101,7 @@ TEST_F(Configuration, MayBeDestroyedOnceTheLibraryHasIt) {
   EXPECT_DOUBLE_EQ(fake::Timers()[0].interval, 2.0);
 }
 
-TEST_F(Configuration, CountsInMilliseconds) {
+TEST_F(Configuration, IsInMilliseconds) {
   support::InstallHandler("handler", {"type"});
   qor_handler_manager_configuration_set_command_execution_timeout(config_, 1250);
   qor_handler_manager_configuration_set_connection_timeout(config_, 1);

@@ -25,7 +25,7 @@ int CodeOf() {
   return TryCatch([]() -> int { throw Exception("/a/b/x.y", 1, "message"); });
 }
 
-TEST_F(Errors, GiveEachFailureItsOwnCode) {
+TEST_F(Errors, MapsEachExceptionToItsCode) {
   EXPECT_EQ(CodeOf<InvalidParameter>(), -22);
   EXPECT_EQ(CodeOf<IOError>(), -5);
   EXPECT_EQ(CodeOf<PermissionDenied>(), -13);
@@ -38,59 +38,57 @@ TEST_F(Errors, GiveEachFailureItsOwnCode) {
   EXPECT_EQ(TryCatch([]() -> int { throw std::bad_alloc(); }), -12);
 }
 
-TEST_F(Errors, GiveAFailedOperationNoCodeOfItsOwn) {
-  EXPECT_EQ(CodeOf<OperationFailed>(), -1073741824);
-}
+TEST_F(Errors, MapsOperationFailedToUnknown) { EXPECT_EQ(CodeOf<OperationFailed>(), -1073741824); }
 
-TEST_F(Errors, TellAnUnsupportedCommandFromOtherUnsupportedThings) {
+TEST_F(Errors, DistinguishesNotSupportedCommandFromNotSupported) {
   EXPECT_EQ(CodeOf<NotSupportedCommand>(), -1073741826);
 }
 
-TEST_F(Errors, GiveEveryOtherExceptionTheUnknownCode) {
+TEST_F(Errors, MapsOtherExceptionsToUnknown) {
   EXPECT_EQ(TryCatch([]() -> int { throw std::runtime_error("text"); }), -1073741824);
   EXPECT_EQ(TryCatch([]() -> int { throw tizen::Exception("text", -5); }), -1073741824);
   EXPECT_EQ(TryCatch([]() -> int { throw QorCommonException("file", 1, "text"); }), -1073741824);
   EXPECT_EQ(TryCatch([]() -> int { throw 7; }), -1073741824);
 }
 
-TEST_F(Errors, GiveAMissingBodyTheUnknownCode) { EXPECT_EQ(TryCatch(nullptr), -1073741824); }
+TEST_F(Errors, MapsEmptyBodyToUnknown) { EXPECT_EQ(TryCatch(nullptr), -1073741824); }
 
-TEST_F(Errors, LeaveWhatABodyReturnsAsItIs) {
+TEST_F(Errors, ReturnsResultOfBody) {
   EXPECT_EQ(TryCatch([] { return 0; }), 0);
   EXPECT_EQ(TryCatch([] { return 42; }), 42);
   EXPECT_EQ(TryCatch([] { return -7; }), -7);
 }
 
-TEST_F(Errors, AreReportedByTheCodeAlone) {
+TEST_F(Errors, LogsNothing) {
   set_last_result(-3);
   CodeOf<InvalidParameter>();
   EXPECT_TRUE(fake::Log().empty());
   EXPECT_EQ(get_last_result(), -3);
 }
 
-TEST_F(Errors, HavePublicNames) {
+TEST_F(Errors, HasPublicCodes) {
   EXPECT_EQ(QOR_HANDLER_MANAGER_ERROR_FAIL_TO_SEND_APP_CONTROL, static_cast<int>(0xBFFFFFFF));
   EXPECT_EQ(QOR_HANDLER_MANAGER_ERROR_NOT_SUPPORTED_COMMAND, static_cast<int>(0xBFFFFFFE));
 }
 
-TEST_F(Errors, CarryTheFileNameAndLineOfTheirThrowSite) {
+TEST_F(Errors, StoresFileNameAndLine) {
   const OperationFailed error("/a/b/x.y", 75, "message");
   EXPECT_EQ(error.Locations(), std::vector<std::string>{"x.y:75"});
   EXPECT_STREQ(error.what(), "message");
 }
 
-TEST_F(Errors, CarryNoFileNameForAPathThatEndsInASlash) {
+TEST_F(Errors, StoresEmptyFileNameForPathWithTrailingSlash) {
   EXPECT_EQ(OperationFailed("/a/b/", 75, "").Locations(), std::vector<std::string>{":75"});
 }
 
-TEST_F(Errors, OwnTheirMessage) {
+TEST_F(Errors, CopiesMessage) {
   std::string message = "message";
   const IOError error("x.y", 1, message);
   message = "changed";
   EXPECT_STREQ(error.what(), "message");
 }
 
-TEST_F(Errors, AreSiblings) {
+TEST_F(Errors, HasIndependentClasses) {
   static_assert(std::is_base_of_v<std::exception, QorCommonException>);
   static_assert(!std::is_base_of_v<NotSupported, NotSupportedCommand>);
   static_assert(!std::is_base_of_v<InvalidOperation, OperationFailed>);
@@ -98,7 +96,7 @@ TEST_F(Errors, AreSiblings) {
   EXPECT_EQ(sizeof(FailToSendAppControl), sizeof(QorCommonException));
 }
 
-TEST_F(Errors, PassThroughAnExitLine) {
+TEST_F(Errors, LogsExitWhenExceptionPasses) {
   const int code = TryCatch([]() -> int {
     QOR_FRAME_AT(12);
     throw InvalidParameter(__FILE__, __LINE__, "");

@@ -9,7 +9,7 @@
 
 namespace {
 
-// A kind of record that has no type name.
+// A class without a type name.
 class OtherHandler : public handlers::AppHandler {
  public:
   using AppHandler::AppHandler;
@@ -36,19 +36,19 @@ class Factory : public support::PlatformTest {
   handlers::Factory& factory_ = handlers::Factory::Instance();
 };
 
-TEST_F(Factory, IsOneForTheProcess) { EXPECT_EQ(&handlers::Factory::Instance(), &factory_); }
+TEST_F(Factory, IsSingleton) { EXPECT_EQ(&handlers::Factory::Instance(), &factory_); }
 
-TEST_F(Factory, NamesTheTypeOfApplicationHandlers) {
+TEST_F(Factory, ReturnsTypeOfAppHandler) {
   support::InstallHandler("app", {"type"});
   EXPECT_EQ(factory_.Type(*factory_.CreateAppHandler("app")), "AppHandler");
 }
 
-TEST_F(Factory, HasNoNameForADerivedType) {
+TEST_F(Factory, RejectsDerivedClass) {
   const OtherHandler other(Json(R"({"appId":"x","requestTypes":[]})"), {});
   ExpectUnsupported([&] { factory_.Type(other); });
 }
 
-TEST_F(Factory, MakesARecordFromItsStoredForm) {
+TEST_F(Factory, CreatesRecordFromJson) {
   const auto handler =
       factory_.CreateHandler("AppHandler", Json(R"({"appId":"x","requestTypes":["a"]})"));
   EXPECT_EQ(handler->Id(), "x");
@@ -56,11 +56,11 @@ TEST_F(Factory, MakesARecordFromItsStoredForm) {
   EXPECT_EQ(handler->Priority(), 0);
 }
 
-TEST_F(Factory, TellsTypeNamesApartByCase) {
+TEST_F(Factory, MatchesTypeNamesCaseSensitively) {
   ExpectUnsupported([&] { factory_.CreateHandler("apphandler", Json("{}")); });
 }
 
-TEST_F(Factory, TakesOnlyTheWholeTypeName) {
+TEST_F(Factory, MatchesTypeNamesExactly) {
   ExpectUnsupported([&] { factory_.CreateHandler("AppHandlers", Json("{}")); });
   ExpectUnsupported([&] { factory_.CreateHandler("App", Json("{}")); });
   ExpectUnsupported([&] { factory_.CreateHandler("", Json("{}")); });
@@ -68,7 +68,7 @@ TEST_F(Factory, TakesOnlyTheWholeTypeName) {
       [&] { factory_.CreateHandler(std::string_view("AppHandler\0x", 12), Json("{}")); });
 }
 
-TEST_F(Factory, MakesNoRecordOfAnUnknownApplication) {
+TEST_F(Factory, ThrowsForUnknownApplication) {
   EXPECT_THROW(factory_.CreateAppHandler("missing"), tizen::Exception);
 }
 

@@ -18,7 +18,7 @@ using support::InstallPackage;
 using support::kAnyLine;
 using Ids = std::vector<std::string>;
 
-// Notes "+id", "-id" and "*id" for added, removed and updated handlers.
+// Records "+id", "-id" and "*id" for added, removed and updated handlers.
 class Listener : public common::IObserver<const handlers::HandlerAdded&>,
                  public common::IObserver<const handlers::HandlerRemoved&>,
                  public common::IObserver<const handlers::HandlerUpdated&> {
@@ -27,11 +27,11 @@ class Listener : public common::IObserver<const handlers::HandlerAdded&>,
   void Update(const handlers::HandlerRemoved& event) override { Note("-", event.handler); }
   void Update(const handlers::HandlerUpdated& event) override { Note("*", event.handler); }
 
-  Ids heard;
+  Ids received;
 
  private:
   void Note(const std::string& sign, const std::shared_ptr<handlers::BaseHandler>& handler) {
-    heard.push_back(sign + handler->Id());
+    received.push_back(sign + handler->Id());
   }
 };
 
@@ -54,7 +54,7 @@ class InstalledApps : public support::PlatformTest {
     return ids;
   }
 
-  // Applications of one package that name the same configuration file.
+  // Installs applications of one package that share a configuration file.
   static void InstallSharing(const std::string& package_id, const Ids& apps,
                              const std::string& text) {
     fake::Package package;
@@ -83,7 +83,7 @@ class InstalledApps : public support::PlatformTest {
   std::shared_ptr<Listener> listener_ = std::make_shared<Listener>();
 };
 
-TEST_F(InstalledApps, AreLoadedWithTheirManifests) {
+TEST_F(InstalledApps, LoadsManifests) {
   InstallHandler("a", {"x", "y"}, "7");
   const auto loaded = source_->Load();
   ASSERT_EQ(loaded.size(), 1u);
@@ -92,17 +92,17 @@ TEST_F(InstalledApps, AreLoadedWithTheirManifests) {
   EXPECT_EQ(loaded[0]->Priority(), 7);
 }
 
-TEST_F(InstalledApps, AreLoadedInPackageOrder) {
+TEST_F(InstalledApps, LoadsInPackageOrder) {
   InstallPackage("pkg", {{"b", {{"x"}}}, {"a", {{"y"}}}});
   EXPECT_EQ(Load(), (Ids{"b", "a"}));
 }
 
-TEST_F(InstalledApps, AreLoadedOnceHoweverManyOfAPackageAreHandlers) {
+TEST_F(InstalledApps, LoadsEachHandlerOfPackageOnce) {
   InstallPackage("pkg", {{"a", {{"x"}}}, {"b", {{"x"}}}, {"c", {{"x"}}}});
   EXPECT_EQ(Load().size(), 3u);
 }
 
-TEST_F(InstalledApps, OfAPackageParseASharedFileOnce) {
+TEST_F(InstalledApps, ParsesSharedFileOncePerPackage) {
   InstallSharing("pkg", {"a", "b", "c"}, "request-types: [shared]\n");
   std::vector<std::set<std::string>> types;
   source_->ForeachHandlerInPackage("pkg", [&](const auto& handler) {
@@ -113,18 +113,18 @@ TEST_F(InstalledApps, OfAPackageParseASharedFileOnce) {
   EXPECT_EQ(source_->Load().at(0)->RequestTypes(), std::set<std::string>{"changed"});
 }
 
-TEST_F(InstalledApps, OfAPackageShareALimitOfConfigurations) {
+TEST_F(InstalledApps, LimitsParseCostPerPackage) {
   std::string text = "request-types: [type]\n#";
   text.resize(handlers::kMaxParseCost / 3, '#');
   InstallSharing("pkg", {"a", "b", "c"}, text);
   InstallSharing("third", {"d"}, text);
   support::RaiseInstalled("pkg");
   support::RaiseInstalled("third");
-  EXPECT_EQ(listener_->heard, (Ids{"+a", "+b", "+d"}));
+  EXPECT_EQ(listener_->received, (Ids{"+a", "+b", "+d"}));
   EXPECT_EQ(Load(), (Ids{"a", "b", "d"}));
 }
 
-TEST_F(InstalledApps, AreLeftOutWithoutRequestTypes) {
+TEST_F(InstalledApps, SkipsAppsWithoutRequestTypes) {
   InstallPackage(
       "pkg",
       {{"plain", std::nullopt}, {"empty", {std::vector<std::string>{}}}, {"handler", {{"x"}}}});
@@ -132,7 +132,7 @@ TEST_F(InstalledApps, AreLeftOutWithoutRequestTypes) {
   EXPECT_EQ(Load(), Ids{"handler"});
 }
 
-TEST_F(InstalledApps, AreAllLeftOutWhenOnePackageFails) {
+TEST_F(InstalledApps, LoadsNothingWhenPackageFails) {
   InstallHandler("a", {"x"});
   InstallHandler("b", {"x"});
   InstallHandler("c", {"x"});
@@ -143,7 +143,7 @@ TEST_F(InstalledApps, AreAllLeftOutWhenOnePackageFails) {
             1);
 }
 
-TEST_F(InstalledApps, AreAllLeftOutWhenOneApplicationFails) {
+TEST_F(InstalledApps, LoadsNothingWhenApplicationFails) {
   InstallHandler("a", {"x"});
   InstallHandler("b", {"x"});
   fake::Fail("app_manager_get_app_info", -5, 2);
@@ -151,7 +151,7 @@ TEST_F(InstalledApps, AreAllLeftOutWhenOneApplicationFails) {
   EXPECT_EQ(support::LoggedTexts(DLOG_ERROR).size(), 1u);
 }
 
-TEST_F(InstalledApps, AreAllLeftOutWhenThePackagesCannotBeListed) {
+TEST_F(InstalledApps, LoadsNothingWhenPackagesCannotBeListed) {
   InstallHandler("a", {"x"});
   for (const char* function : {"app_info_metadata_filter_create", "app_info_metadata_filter_add",
                                "app_info_metadata_filter_foreach", "app_info_get_package",
@@ -165,37 +165,37 @@ TEST_F(InstalledApps, AreAllLeftOutWhenThePackagesCannotBeListed) {
   EXPECT_EQ(Load(), Ids{"a"});
 }
 
-TEST_F(InstalledApps, TellOfAnInstalledHandler) {
+TEST_F(InstalledApps, NotifiesOfInstalledHandler) {
   InstallHandler("a", {"x"});
   support::RaiseInstalled("package.a");
-  EXPECT_EQ(listener_->heard, Ids{"+a"});
+  EXPECT_EQ(listener_->received, Ids{"+a"});
   EXPECT_EQ(support::CountLogged(
                 DLOG_DEBUG, support::PlainLine("installed-apps-source.cc", "operator()", kAnyLine,
                                                "Received package: package.a installed event")),
             1);
 }
 
-TEST_F(InstalledApps, TellOfAnUpdatedHandler) {
+TEST_F(InstalledApps, NotifiesOfUpdatedHandler) {
   InstallHandler("a", {"x"});
   support::RaiseUpdated("package.a");
-  EXPECT_EQ(listener_->heard, Ids{"*a"});
+  EXPECT_EQ(listener_->received, Ids{"*a"});
   EXPECT_EQ(support::CountLogged(
                 DLOG_DEBUG, support::PlainLine("installed-apps-source.cc", "operator()", kAnyLine,
                                                "Received package: package.a updated event")),
             1);
 }
 
-TEST_F(InstalledApps, TellOfAHandlerThatGoesWhileItIsStillThere) {
+TEST_F(InstalledApps, NotifiesOfRemovedHandlerAtStartOfUninstall) {
   InstallHandler("a", {"x"});
   support::RaiseUninstalling("package.a");
-  EXPECT_EQ(listener_->heard, Ids{"-a"});
+  EXPECT_EQ(listener_->received, Ids{"-a"});
   EXPECT_EQ(support::CountLogged(
                 DLOG_DEBUG, support::PlainLine("installed-apps-source.cc", "operator()", kAnyLine,
                                                "Received package: package.a uninstalled event")),
             1);
 }
 
-TEST_F(InstalledApps, IgnorePackagesOfOtherTypes) {
+TEST_F(InstalledApps, IgnoresOtherPackageTypes) {
   InstallHandler("a", {"x"});
   for (const char* type : {"wgt", "TPK", "tpk ", ""}) {
     fake::RaisePackageEvent(type, "package.a", PACKAGE_MANAGER_EVENT_TYPE_INSTALL,
@@ -203,11 +203,11 @@ TEST_F(InstalledApps, IgnorePackagesOfOtherTypes) {
   }
   fake::RaisePackageEvent(nullptr, "package.a", PACKAGE_MANAGER_EVENT_TYPE_INSTALL,
                           PACKAGE_MANAGER_EVENT_STATE_COMPLETED);
-  EXPECT_TRUE(listener_->heard.empty());
+  EXPECT_TRUE(listener_->received.empty());
   EXPECT_TRUE(fake::Log().empty());
 }
 
-TEST_F(InstalledApps, IgnoreEveryOtherStateOfAnEvent) {
+TEST_F(InstalledApps, IgnoresOtherEventStates) {
   InstallHandler("a", {"x"});
   const auto raise = [](package_manager_event_type_e type, package_manager_event_state_e state) {
     fake::RaisePackageEvent("tpk", "package.a", type, state);
@@ -220,11 +220,11 @@ TEST_F(InstalledApps, IgnoreEveryOtherStateOfAnEvent) {
   raise(PACKAGE_MANAGER_EVENT_TYPE_UNINSTALL, PACKAGE_MANAGER_EVENT_STATE_PROCESSING);
   raise(PACKAGE_MANAGER_EVENT_TYPE_UNINSTALL, PACKAGE_MANAGER_EVENT_STATE_COMPLETED);
   raise(PACKAGE_MANAGER_EVENT_TYPE_UNINSTALL, PACKAGE_MANAGER_EVENT_STATE_FAILED);
-  EXPECT_TRUE(listener_->heard.empty());
+  EXPECT_TRUE(listener_->received.empty());
   EXPECT_TRUE(fake::Log().empty());
 }
 
-TEST_F(InstalledApps, IgnoreEventTypesOfNewerDevices) {
+TEST_F(InstalledApps, IgnoresEventTypesOfNewerDevices) {
   InstallHandler("a", {"x"});
   const int highest = PACKAGE_MANAGER_EVENT_TYPE_RES_UNINSTALL;
   std::vector<int> types = {-1, highest + 1, 100, INT_MIN, INT_MAX};
@@ -234,57 +234,57 @@ TEST_F(InstalledApps, IgnoreEventTypesOfNewerDevices) {
          {PACKAGE_MANAGER_EVENT_STATE_STARTED, PACKAGE_MANAGER_EVENT_STATE_PROCESSING,
           PACKAGE_MANAGER_EVENT_STATE_COMPLETED, PACKAGE_MANAGER_EVENT_STATE_FAILED}) {
       fake::RaisePackageEvent("tpk", "package.a", type, state);
-      EXPECT_EQ(listener_->heard, Ids{}) << type << " " << state;
+      EXPECT_EQ(listener_->received, Ids{}) << type << " " << state;
       EXPECT_TRUE(fake::Log().empty()) << type << " " << state;
     }
   }
   EXPECT_EQ(Load(), Ids{"a"});
 }
 
-TEST_F(InstalledApps, DoNotTellOfApplicationsThatAreNoHandlers) {
+TEST_F(InstalledApps, IgnoresAppsThatAreNotHandlers) {
   InstallPackage("pkg", {{"plain", std::nullopt}});
   support::RaiseInstalled("pkg");
   support::RaiseUpdated("pkg");
   support::RaiseUninstalling("pkg");
-  EXPECT_TRUE(listener_->heard.empty());
+  EXPECT_TRUE(listener_->received.empty());
 }
 
-TEST_F(InstalledApps, TellOfEachHandlerInPackageOrder) {
+TEST_F(InstalledApps, NotifiesInPackageOrder) {
   InstallPackage("pkg", {{"b", {{"x"}}}, {"plain", std::nullopt}, {"a", {{"x"}}}});
   support::RaiseInstalled("pkg");
-  EXPECT_EQ(listener_->heard, (Ids{"+b", "+a"}));
+  EXPECT_EQ(listener_->received, (Ids{"+b", "+a"}));
 }
 
-TEST_F(InstalledApps, StopAtTheFirstApplicationThatFails) {
+TEST_F(InstalledApps, StopsAtFirstFailingApplication) {
   InstallPackage("pkg", {{"a", {{"x"}}}, {"b", {{"x"}}}, {"c", {{"x"}}}});
   fake::Fail("app_manager_get_app_info", -5, 2);
   support::RaiseInstalled("pkg");
-  EXPECT_EQ(listener_->heard, Ids{"+a"});
+  EXPECT_EQ(listener_->received, Ids{"+a"});
   EXPECT_EQ(Errors("ForeachHandlerInPackage",
                    "Tizen error occurred: " + PlatformText("app_manager_get_app_info", -5)),
             1);
 }
 
-TEST_F(InstalledApps, LogAnUnknownPackage) {
+TEST_F(InstalledApps, LogsUnknownPackage) {
   support::RaiseInstalled("missing");
-  EXPECT_TRUE(listener_->heard.empty());
+  EXPECT_TRUE(listener_->received.empty());
   EXPECT_EQ(support::LoggedTexts(DLOG_ERROR).size(), 1u);
 }
 
-TEST_F(InstalledApps, ContainAnyExceptionOfACallback) {
+TEST_F(InstalledApps, CatchesExceptionsOfCallback) {
   InstallHandler("a", {"x"});
   EXPECT_NO_THROW(source_->ForeachHandlerInPackage(
       "package.a", [](std::shared_ptr<handlers::AppHandler>) { throw 7; }));
   EXPECT_EQ(Errors("ForeachHandlerInPackage", "Unknown error occurred"), 1);
 }
 
-TEST_F(InstalledApps, ContainTheCallOfAnEmptyFunction) {
+TEST_F(InstalledApps, CatchesCallOfEmptyFunction) {
   InstallHandler("a", {"x"});
   EXPECT_NO_THROW(source_->ForeachHandlerInPackage("package.a", nullptr));
   EXPECT_EQ(support::LoggedTexts(DLOG_ERROR).size(), 1u);
 }
 
-TEST_F(InstalledApps, VisitInvalidRecordsToo) {
+TEST_F(InstalledApps, VisitsInvalidRecords) {
   InstallPackage("pkg", {{"plain", std::nullopt}, {"a", {{"x"}}}});
   Ids visited;
   source_->ForeachHandlerInPackage("pkg", [&](std::shared_ptr<handlers::AppHandler> handler) {
@@ -293,7 +293,7 @@ TEST_F(InstalledApps, VisitInvalidRecordsToo) {
   EXPECT_EQ(visited, (Ids{"plain", "a"}));
 }
 
-TEST_F(InstalledApps, AskForExactlyTheEventsTheyFollow) {
+TEST_F(InstalledApps, SubscribesToHandledEventsOnly) {
   const int status = PACKAGE_MANAGER_STATUS_TYPE_INSTALL | PACKAGE_MANAGER_STATUS_TYPE_UNINSTALL |
                      PACKAGE_MANAGER_STATUS_TYPE_UPGRADE;
   int calls = 0;
@@ -306,12 +306,12 @@ TEST_F(InstalledApps, AskForExactlyTheEventsTheyFollow) {
   EXPECT_EQ(fake::CallCount("package_manager_create"), 1);
 }
 
-TEST_F(InstalledApps, ReleaseThePackageManager) {
+TEST_F(InstalledApps, ReleasesPackageManager) {
   source_.reset();
   EXPECT_EQ(fake::Held(), "");
 }
 
-TEST_F(InstalledApps, CannotBeFollowedWithoutAPackageManager) {
+TEST_F(InstalledApps, ThrowsWithoutPackageManager) {
   for (const char* function : {"package_manager_create", "package_manager_set_event_status",
                                "package_manager_set_event_cb"}) {
     fake::Fail(function, -12);
@@ -320,7 +320,7 @@ TEST_F(InstalledApps, CannotBeFollowedWithoutAPackageManager) {
   EXPECT_EQ(fake::Held(), "1 package manager");
 }
 
-TEST_F(InstalledApps, MayGoInTheMiddleOfAnEvent) {
+TEST_F(InstalledApps, CanBeDestroyedDuringEvent) {
   class Ender : public common::IObserver<const handlers::HandlerAdded&> {
    public:
     explicit Ender(std::shared_ptr<InstalledAppsSource>* source) : source_(source) {}
@@ -329,7 +329,7 @@ TEST_F(InstalledApps, MayGoInTheMiddleOfAnEvent) {
    private:
     std::shared_ptr<InstalledAppsSource>* source_;
   };
-  // Not with make_shared: a block that a weak reference keeps would hide a use after the end.
+  // Not with make_shared: weak pointers would keep the memory and hide a use after free.
   source_ = std::shared_ptr<InstalledAppsSource>(new InstalledAppsSource);
   const auto ender = std::make_shared<Ender>(&source_);
   source_->Attach(std::weak_ptr<common::IObserver<const handlers::HandlerAdded&>>(ender));
@@ -337,7 +337,7 @@ TEST_F(InstalledApps, MayGoInTheMiddleOfAnEvent) {
   InstallPackage("pkg", {{"a", {{"x"}}}, {"b", {{"x"}}}});
   support::RaiseInstalled("pkg");
   EXPECT_EQ(source_, nullptr);
-  EXPECT_EQ(listener_->heard, (Ids{"+a", "+b"}));
+  EXPECT_EQ(listener_->received, (Ids{"+a", "+b"}));
 }
 
 }  // namespace

@@ -7,12 +7,12 @@ namespace {
 
 using support::HandlerPeer;
 using support::InstallHandler;
-using Texts = std::vector<std::string>;
+using Strings = std::vector<std::string>;
 
-// Calls that change what the callback is about.
+// Calls in a callback that change the state that the callback reports.
 class LogicCallbacks : public support::OneHandlerTest {};
 
-TEST_F(LogicCallbacks, MaySendTheNextCommand) {
+TEST_F(LogicCallbacks, CanSendNextCommand) {
   HandlerPeer handler("h");
   handler.Fetch();
   int next = 0;
@@ -27,7 +27,7 @@ TEST_F(LogicCallbacks, MaySendTheNextCommand) {
   EXPECT_TRUE(fake::Timers().empty());
 }
 
-TEST_F(LogicCallbacks, SeeTheAnsweredCommandAsPending) {
+TEST_F(LogicCallbacks, SeesAnsweredCommandAsPending) {
   HandlerPeer handler("h");
   handler.Fetch();
   ASSERT_EQ(Send("a", "type"), 0);
@@ -38,7 +38,7 @@ TEST_F(LogicCallbacks, SeeTheAnsweredCommandAsPending) {
   EXPECT_EQ(Send("a", "type"), 0);
 }
 
-TEST_F(LogicCallbacks, LoseACommandSentAgainDuringItsLateResult) {
+TEST_F(LogicCallbacks, DropsCommandResentDuringItsLateResult) {
   HandlerPeer handler("h");
   handler.Fetch();
   ASSERT_EQ(Send("a", "type"), 0);
@@ -47,13 +47,13 @@ TEST_F(LogicCallbacks, LoseACommandSentAgainDuringItsLateResult) {
   client_.on_response = [&](const support::Response&) { EXPECT_EQ(Send("a", "type"), 0); };
   handler.Answer("a");
   client_.on_response = nullptr;
-  EXPECT_EQ(handler.DeliveredUuids(), (Texts{"a", "a"}));
+  EXPECT_EQ(handler.DeliveredUuids(), (Strings{"a", "a"}));
   EXPECT_TRUE(fake::Timers().empty());
-  EXPECT_EQ(client_.AnsweredUuids(), Texts{"a"});
+  EXPECT_EQ(client_.AnsweredUuids(), Strings{"a"});
   EXPECT_EQ(Send("a", "type"), 0);  // no longer pending
 }
 
-TEST_F(LogicCallbacks, MaySendManyCommandsWhileOneIsNegotiated) {
+TEST_F(LogicCallbacks, CanSendManyCommandsDuringNegotiation) {
   HandlerPeer handler("h");
   handler.Fetch();
   ASSERT_EQ(Send("a", "type"), 0);
@@ -65,7 +65,7 @@ TEST_F(LogicCallbacks, MaySendManyCommandsWhileOneIsNegotiated) {
   EXPECT_EQ(handler.LastReply(), true);
 }
 
-TEST_F(LogicCallbacks, MayReceiveTheResultOfTheCommandThatIsNegotiated) {
+TEST_F(LogicCallbacks, CanReceiveResultDuringNegotiation) {
   HandlerPeer handler("h");
   HandlerPeer second("h", "second");
   handler.Fetch();
@@ -79,19 +79,19 @@ TEST_F(LogicCallbacks, MayReceiveTheResultOfTheCommandThatIsNegotiated) {
   EXPECT_TRUE(fake::Timers().empty());
 }
 
-TEST_F(LogicCallbacks, MaySeeTheHandlerGo) {
+TEST_F(LogicCallbacks, CanDisconnectHandler) {
   HandlerPeer handler("h");
   handler.Fetch();
   ASSERT_EQ(Send("a", "type"), 0);
   client_.on_response = [&](const support::Response&) { handler.Disconnect(); };
   fake::Advance(3);
-  EXPECT_EQ(client_.AnsweredUuids(), Texts{"a"});
+  EXPECT_EQ(client_.AnsweredUuids(), Strings{"a"});
   client_.on_response = nullptr;
   EXPECT_EQ(Send("b", "type"), 0);
   EXPECT_EQ(fake::Launches().size(), 1u);
 }
 
-TEST_F(LogicCallbacks, MaySeeMorePackagesComeDuringAnUpdate) {
+TEST_F(LogicCallbacks, CanInstallPackageDuringUpdate) {
   client_.on_update = [&](const support::HandlerUpdate& update) {
     if (update.handler.app_id != "first") return;
     InstallHandler("second", {"second"});
@@ -104,15 +104,15 @@ TEST_F(LogicCallbacks, MaySeeMorePackagesComeDuringAnUpdate) {
   EXPECT_EQ(Send("b", "second"), 0);
 }
 
-TEST_F(LogicCallbacks, MayReplaceThemselves) {
+TEST_F(LogicCallbacks, CanReplaceCallback) {
   support::Client other;
   HandlerPeer handler("h");
   handler.Fetch();
   client_.on_response = [&](const support::Response&) { other.ListenForResponses(); };
   handler.Answer("a");
   handler.Answer("b");
-  EXPECT_EQ(client_.AnsweredUuids(), Texts{"a"});
-  EXPECT_EQ(other.AnsweredUuids(), Texts{"b"});
+  EXPECT_EQ(client_.AnsweredUuids(), Strings{"a"});
+  EXPECT_EQ(other.AnsweredUuids(), Strings{"b"});
 }
 
 }  // namespace

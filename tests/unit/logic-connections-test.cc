@@ -12,7 +12,7 @@ using support::CountLogged;
 using support::HandlerPeer;
 using support::InstallHandler;
 using support::kAnyLine;
-using Texts = std::vector<std::string>;
+using Strings = std::vector<std::string>;
 
 class LogicConnections : public support::OneHandlerTest {
  protected:
@@ -21,14 +21,14 @@ class LogicConnections : public support::OneHandlerTest {
   }
 };
 
-TEST_F(LogicConnections, StopTheTimersOfWaitingCommands) {
+TEST_F(LogicConnections, StopsTimersOfWaitingCommandsOnConnect) {
   SendAll({"a", "b", "c", "d"});
   EXPECT_FALSE(fake::Timers().empty());
   const HandlerPeer peer("h");
   EXPECT_TRUE(fake::Timers().empty());
 }
 
-TEST_F(LogicConnections, LeaveCommandsUntimedUntilTheHandlerAsks) {
+TEST_F(LogicConnections, StartsNoTimersUntilFetch) {
   SendAll({"a", "b"});
   HandlerPeer handler("h");
   fake::Advance(1000);
@@ -36,13 +36,13 @@ TEST_F(LogicConnections, LeaveCommandsUntimedUntilTheHandlerAsks) {
   SendAll({"c"});
   EXPECT_EQ(fake::Launches().size(), 2u);
   fake::Advance(3);
-  EXPECT_EQ(client_.AnsweredUuids(), Texts{"c"});
+  EXPECT_EQ(client_.AnsweredUuids(), Strings{"c"});
   EXPECT_EQ(client_.responses[0].error, support::kExecutionTimeoutError);
   fake::Advance(1000);
   EXPECT_EQ(client_.responses.size(), 1u);
 }
 
-TEST_F(LogicConnections, StopTheTimersOfDeliveredCommandsToo) {
+TEST_F(LogicConnections, StopsTimersOfDeliveredCommandsOnConnect) {
   HandlerPeer first("h", "one");
   first.Fetch();
   SendAll({"a"});
@@ -50,21 +50,21 @@ TEST_F(LogicConnections, StopTheTimersOfDeliveredCommandsToo) {
   EXPECT_TRUE(fake::Timers().empty());
 }
 
-TEST_F(LogicConnections, DeliverWaitingCommandsInTheOrderOfSending) {
+TEST_F(LogicConnections, DeliversWaitingCommandsInOrder) {
   SendAll({"c", "a", "b"});
   HandlerPeer handler("h");
   EXPECT_EQ(handler.Fetch(), 0);
-  EXPECT_EQ(handler.DeliveredUuids(), (Texts{"c", "a", "b"}));
+  EXPECT_EQ(handler.DeliveredUuids(), (Strings{"c", "a", "b"}));
   EXPECT_EQ(fake::Timers().size(), 3u);
   for (const auto& timer : fake::Timers()) EXPECT_DOUBLE_EQ(timer.interval, 3.0);
 }
 
-TEST_F(LogicConnections, DeliverBeforeTheyStartTheExecutionTimer) {
+TEST_F(LogicConnections, DeliversBeforeStartingExecutionTimer) {
   SendAll({"a"});
   HandlerPeer handler("h");
   const size_t before = fake::Calls().size();
   handler.Fetch();
-  Texts calls;
+  Strings calls;
   for (const auto& call : fake::Calls()) calls.push_back(call.function);
   const auto from = calls.begin() + static_cast<std::ptrdiff_t>(before);
   const auto sent = std::find(from, calls.end(), "rpc_port_parcel_send");
@@ -73,29 +73,29 @@ TEST_F(LogicConnections, DeliverBeforeTheyStartTheExecutionTimer) {
   EXPECT_EQ(std::count(sent, calls.end(), "ecore_timer_add"), 1);
 }
 
-TEST_F(LogicConnections, DeliverEveryPendingCommandAgainOnASecondRequest) {
+TEST_F(LogicConnections, RedeliversPendingCommandsOnSecondFetch) {
   SendAll({"a", "b"});
   HandlerPeer handler("h");
   handler.Fetch();
   fake::Advance(2);
   handler.Fetch();
-  EXPECT_EQ(handler.DeliveredUuids(), (Texts{"a", "b", "a", "b"}));
+  EXPECT_EQ(handler.DeliveredUuids(), (Strings{"a", "b", "a", "b"}));
   const auto timers = fake::Timers();
   ASSERT_EQ(timers.size(), 2u);
   EXPECT_DOUBLE_EQ(timers[0].due, 5.0);
   EXPECT_DOUBLE_EQ(timers[1].due, 5.0);
 }
 
-TEST_F(LogicConnections, DoNotDeliverWhatIsAnswered) {
+TEST_F(LogicConnections, DoesNotRedeliverAnsweredCommand) {
   SendAll({"a", "b"});
   HandlerPeer handler("h");
   handler.Fetch();
   handler.Answer("a");
   handler.Fetch();
-  EXPECT_EQ(handler.DeliveredUuids(), (Texts{"a", "b", "b"}));
+  EXPECT_EQ(handler.DeliveredUuids(), (Strings{"a", "b", "b"}));
 }
 
-TEST_F(LogicConnections, PassAResultOnUnchanged) {
+TEST_F(LogicConnections, PassesResultUnchanged) {
   SendAll({"a"});
   HandlerPeer handler("h");
   handler.Fetch();
@@ -111,7 +111,7 @@ TEST_F(LogicConnections, PassAResultOnUnchanged) {
   EXPECT_EQ(response.error_length, 7);
 }
 
-TEST_F(LogicConnections, PassOnAnyStatusAndEmptyTexts) {
+TEST_F(LogicConnections, PassesAnyStatusAndEmptyStrings) {
   HandlerPeer handler("h");
   handler.Fetch();
   SendAll({"a", "b"});
@@ -124,7 +124,7 @@ TEST_F(LogicConnections, PassOnAnyStatusAndEmptyTexts) {
   EXPECT_EQ(client_.responses[1].status, 2147483647);
 }
 
-TEST_F(LogicConnections, EndACommandWithItsResult) {
+TEST_F(LogicConnections, CompletesCommandOnResult) {
   HandlerPeer handler("h");
   handler.Fetch();
   SendAll({"a"});
@@ -134,39 +134,39 @@ TEST_F(LogicConnections, EndACommandWithItsResult) {
   EXPECT_EQ(client_.responses.size(), 1u);
 }
 
-TEST_F(LogicConnections, PassOnAResultOfAnUnknownCommand) {
+TEST_F(LogicConnections, PassesResultOfUnknownCommand) {
   HandlerPeer handler("h");
   SendAll({"a"});
   EXPECT_EQ(handler.Answer("unknown"), 0);
   EXPECT_EQ(handler.LastReply(), true);
-  EXPECT_EQ(client_.AnsweredUuids(), Texts{"unknown"});
+  EXPECT_EQ(client_.AnsweredUuids(), Strings{"unknown"});
   EXPECT_EQ(fake::Timers().size(), 1u);
 }
 
-TEST_F(LogicConnections, PassOnAResultThatComesAfterItsTimeout) {
+TEST_F(LogicConnections, PassesResultAfterTimeout) {
   HandlerPeer handler("h");
   handler.Fetch();
   SendAll({"a"});
   fake::Advance(3);
   handler.Answer("a", "{}", 0);
-  EXPECT_EQ(client_.AnsweredUuids(), (Texts{"a", "a"}));
+  EXPECT_EQ(client_.AnsweredUuids(), (Strings{"a", "a"}));
   EXPECT_EQ(client_.responses[0].status, 1);
   EXPECT_EQ(client_.responses[1].status, 0);
 }
 
-TEST_F(LogicConnections, EndACommandWithTheLateResultOfAnEarlierOneOfItsUuid) {
+TEST_F(LogicConnections, CompletesCommandOnLateResultOfSameUuid) {
   HandlerPeer handler("h");
   handler.Fetch();
   SendAll({"a"});
   fake::Advance(3);
   SendAll({"a"});
   handler.Answer("a");
-  EXPECT_EQ(client_.AnsweredUuids(), (Texts{"a", "a"}));
+  EXPECT_EQ(client_.AnsweredUuids(), (Strings{"a", "a"}));
   EXPECT_TRUE(fake::Timers().empty());
   EXPECT_EQ(Send("a", "type"), 0);  // no longer pending
 }
 
-TEST_F(LogicConnections, DoNotEndTheCommandOfAnotherHandler) {
+TEST_F(LogicConnections, KeepsCommandOnResultOfAnotherHandler) {
   InstallHandler("other", {"other"});
   support::RaiseInstalled(support::PackageOf("other"));
   HandlerPeer handler("h", "one");
@@ -178,7 +178,7 @@ TEST_F(LogicConnections, DoNotEndTheCommandOfAnotherHandler) {
   EXPECT_EQ(fake::Timers().size(), 1u);
 }
 
-TEST_F(LogicConnections, IgnoreTheResultOfAnUnregisteredApplication) {
+TEST_F(LogicConnections, IgnoresResultOfUnregisteredApplication) {
   HandlerPeer stranger("stranger");
   EXPECT_EQ(stranger.Answer("a"), 0);
   EXPECT_EQ(stranger.LastReply(), true);
@@ -188,7 +188,7 @@ TEST_F(LogicConnections, IgnoreTheResultOfAnUnregisteredApplication) {
             1);
 }
 
-TEST_F(LogicConnections, IgnoreTheRequestOfAnUnregisteredApplication) {
+TEST_F(LogicConnections, IgnoresFetchOfUnregisteredApplication) {
   HandlerPeer stranger("stranger");
   EXPECT_EQ(stranger.Fetch(), 0);
   EXPECT_EQ(
@@ -202,34 +202,34 @@ TEST_F(LogicConnections, IgnoreTheRequestOfAnUnregisteredApplication) {
   EXPECT_TRUE(stranger.Deliveries().empty());
 }
 
-TEST_F(LogicConnections, IgnoreAnUnregisteredApplicationSilently) {
+TEST_F(LogicConnections, IgnoresConnectionOfUnregisteredApplicationSilently) {
   const HandlerPeer peer("stranger");
   EXPECT_TRUE(support::LoggedTexts(DLOG_WARN).empty());
   EXPECT_TRUE(support::LoggedTexts(DLOG_ERROR).empty());
 }
 
-TEST_F(LogicConnections, TakeARequestFromAHandlerThatWasRegisteredAfterItConnected) {
+TEST_F(LogicConnections, AcceptsFetchOfHandlerRegisteredAfterConnecting) {
   HandlerPeer late("late");
   InstallHandler("late", {"lately"});
   support::RaiseInstalled(support::PackageOf("late"));
   EXPECT_EQ(late.Fetch(), 0);
   ASSERT_EQ(Send("a", "lately"), 0);
   EXPECT_TRUE(fake::Launches().empty());
-  EXPECT_EQ(late.DeliveredUuids(), Texts{"a"});
+  EXPECT_EQ(late.DeliveredUuids(), Strings{"a"});
 }
 
-TEST_F(LogicConnections, LeaveTheTimersOfDeliveredCommandsWhenTheyEnd) {
+TEST_F(LogicConnections, KeepsTimersOfDeliveredCommandsOnDisconnect) {
   HandlerPeer handler("h");
   handler.Fetch();
   SendAll({"a"});
   handler.Disconnect();
   ASSERT_EQ(fake::Timers().size(), 1u);
   fake::Advance(3);
-  EXPECT_EQ(client_.AnsweredUuids(), Texts{"a"});
+  EXPECT_EQ(client_.AnsweredUuids(), Strings{"a"});
   EXPECT_EQ(client_.responses[0].error, support::kExecutionTimeoutError);
 }
 
-TEST_F(LogicConnections, LeaveUntimedCommandsWaitingWhenTheyEnd) {
+TEST_F(LogicConnections, KeepsUntimedCommandsWaitingOnDisconnect) {
   SendAll({"a"});
   {
     HandlerPeer handler("h");
@@ -239,10 +239,10 @@ TEST_F(LogicConnections, LeaveUntimedCommandsWaitingWhenTheyEnd) {
   EXPECT_TRUE(client_.responses.empty());
   HandlerPeer again("h", "again");
   again.Fetch();
-  EXPECT_EQ(again.DeliveredUuids(), Texts{"a"});
+  EXPECT_EQ(again.DeliveredUuids(), Strings{"a"});
 }
 
-TEST_F(LogicConnections, MakeTheNextCommandLaunchAgainWhenTheyEnd) {
+TEST_F(LogicConnections, LaunchesAgainAfterDisconnect) {
   HandlerPeer handler("h");
   handler.Fetch();
   handler.Disconnect();
@@ -252,26 +252,26 @@ TEST_F(LogicConnections, MakeTheNextCommandLaunchAgainWhenTheyEnd) {
   EXPECT_DOUBLE_EQ(fake::Timers()[0].interval, 5.0);
 }
 
-TEST_F(LogicConnections, KeepTheCallbackWhenTheApplicationConnectsASecondTime) {
+TEST_F(LogicConnections, KeepsCallbackOnSecondConnection) {
   HandlerPeer first("h", "one");
   first.Fetch();
   HandlerPeer second("h", "two");
   SendAll({"a"});
-  EXPECT_EQ(first.DeliveredUuids(), Texts{"a"});
+  EXPECT_EQ(first.DeliveredUuids(), Strings{"a"});
   EXPECT_TRUE(second.Deliveries().empty());
 }
 
-TEST_F(LogicConnections, ReplaceTheCallbackByTheLastOne) {
+TEST_F(LogicConnections, ReplacesCallbackOnFetch) {
   HandlerPeer first("h", "one");
   HandlerPeer second("h", "two");
   first.Fetch();
   second.Fetch();
   SendAll({"a"});
   EXPECT_TRUE(first.Deliveries().empty());
-  EXPECT_EQ(second.DeliveredUuids(), Texts{"a"});
+  EXPECT_EQ(second.DeliveredUuids(), Strings{"a"});
 }
 
-TEST_F(LogicConnections, EndTogetherForTheRouter) {
+TEST_F(LogicConnections, TreatsOneDisconnectAsDisconnectOfHandler) {
   HandlerPeer first("h", "one");
   HandlerPeer second("h", "two");
   second.Fetch();
@@ -281,19 +281,19 @@ TEST_F(LogicConnections, EndTogetherForTheRouter) {
   EXPECT_TRUE(second.Deliveries().empty());
 }
 
-TEST_F(LogicConnections, KeepWhatIsNotSentWhenTheyEndDuringADelivery) {
+TEST_F(LogicConnections, KeepsUnsentCommandsOnDisconnectDuringDelivery) {
   SendAll({"a", "b", "c"});
   HandlerPeer handler("h");
   fake::DisconnectDuringSend(2);
   handler.Fetch();
-  EXPECT_EQ(handler.DeliveredUuids(), Texts{"a"});
+  EXPECT_EQ(handler.DeliveredUuids(), Strings{"a"});
   EXPECT_EQ(DueTimes(), (std::vector<double>{3.0, 3.0}));
   HandlerPeer again("h", "again");
   again.Fetch();
-  EXPECT_EQ(again.DeliveredUuids(), (Texts{"a", "b", "c"}));
+  EXPECT_EQ(again.DeliveredUuids(), (Strings{"a", "b", "c"}));
 }
 
-TEST_F(LogicConnections, MayEndWhileACommandIsSent) {
+TEST_F(LogicConnections, HandlesDisconnectDuringSend) {
   HandlerPeer handler("h");
   handler.Fetch();
   fake::DisconnectDuringSend();
@@ -303,7 +303,7 @@ TEST_F(LogicConnections, MayEndWhileACommandIsSent) {
   EXPECT_EQ(fake::Launches().size(), 1u);
 }
 
-TEST_F(LogicConnections, LogTheFramesOfTheirOperations) {
+TEST_F(LogicConnections, LogsEnterAndExitOfOperations) {
   HandlerPeer handler("h");
   handler.Fetch();
   handler.Answer("a");
@@ -316,60 +316,60 @@ TEST_F(LogicConnections, LogTheFramesOfTheirOperations) {
   }
 }
 
-TEST_F(LogicConnections, EndWhenACommandCannotBeDelivered) {
+TEST_F(LogicConnections, ClosesConnectionWhenDeliveryFails) {
   SendAll({"a", "b", "c"});
   HandlerPeer handler("h");
-  EXPECT_EQ(handler.Fetch(7, true), -1);  // the callback was for one command
+  EXPECT_EQ(handler.Fetch(7, true), -1);  // the callback is marked as once
   EXPECT_FALSE(fake::IsConnected("instance"));
-  EXPECT_EQ(handler.DeliveredUuids(), Texts{"a"});
+  EXPECT_EQ(handler.DeliveredUuids(), Strings{"a"});
   EXPECT_EQ(fake::Timers().size(), 1u);
   HandlerPeer again("h", "again");
   again.Fetch();
-  EXPECT_EQ(again.DeliveredUuids(), (Texts{"a", "b", "c"}));
+  EXPECT_EQ(again.DeliveredUuids(), (Strings{"a", "b", "c"}));
 }
 
-TEST_F(LogicConnections, StopTheTimersOfUndeliveredCommandsBeforeTheyDeliver) {
+TEST_F(LogicConnections, StopsTimersOfUndeliveredCommandsBeforeDelivery) {
   HandlerPeer handler("h");
   SendAll({"a", "b", "c", "d"});
   EXPECT_EQ(fake::Timers().size(), 2u);
-  EXPECT_EQ(handler.Fetch(7, true), -1);  // the callback was for one command
-  EXPECT_EQ(handler.DeliveredUuids(), Texts{"a"});
+  EXPECT_EQ(handler.Fetch(7, true), -1);  // the callback is marked as once
+  EXPECT_EQ(handler.DeliveredUuids(), Strings{"a"});
   EXPECT_EQ(fake::Timers().size(), 1u);
 }
 
-TEST_F(LogicConnections, TakeACommandThatWasSentAtOnceForUndelivered) {
+TEST_F(LogicConnections, TreatsCommandSentAtOnceAsUndelivered) {
   HandlerPeer first("h", "one");
   first.Fetch();
   SendAll({"a", "b", "c"});  // the third has a timer
   EXPECT_EQ(fake::Timers().size(), 1u);
-  EXPECT_EQ(first.Fetch(7, true), -1);  // the callback was for one command
+  EXPECT_EQ(first.Fetch(7, true), -1);  // the callback is marked as once
   ASSERT_EQ(fake::Timers().size(), 1u);
   EXPECT_EQ(fake::Timers()[0].due, 3.0);
   fake::Advance(3);
-  EXPECT_EQ(client_.AnsweredUuids(), Texts{"a"});
+  EXPECT_EQ(client_.AnsweredUuids(), Strings{"a"});
 }
 
-TEST_F(LogicConnections, LeaveTheTimersOfDeliveredCommandsUntilTheyDeliverAgain) {
+TEST_F(LogicConnections, KeepsTimersOfDeliveredCommandsUntilRedelivery) {
   SendAll({"a", "b", "c"});
   HandlerPeer first("h", "one");
   first.Fetch();
   fake::Advance(1);
-  EXPECT_EQ(first.Fetch(7, true), -1);  // the callback was for one command
+  EXPECT_EQ(first.Fetch(7, true), -1);  // the callback is marked as once
   std::vector<double> due;
   for (const auto& timer : fake::Timers()) due.push_back(timer.due);
   EXPECT_EQ(due, (std::vector<double>{3.0, 3.0, 4.0}));
 }
 
-TEST_F(LogicConnections, EndWhenATimerCannotBeMade) {
+TEST_F(LogicConnections, ClosesConnectionWhenTimerCannotBeCreated) {
   SendAll({"a", "b"});
   HandlerPeer handler("h");
   fake::Fail("ecore_timer_add", -12, 2);
   EXPECT_EQ(handler.Fetch(), -1);
-  EXPECT_EQ(handler.DeliveredUuids(), (Texts{"a", "b"}));
+  EXPECT_EQ(handler.DeliveredUuids(), (Strings{"a", "b"}));
   EXPECT_EQ(fake::Timers().size(), 1u);
 }
 
-TEST_F(LogicConnections, WorkWithoutAResponseCallback) {
+TEST_F(LogicConnections, WorksWithoutResponseCallback) {
   api::QorHandlerManagerApi::Instance()->SetResponseCallback(nullptr, nullptr);
   HandlerPeer handler("h");
   handler.Fetch();
@@ -381,7 +381,7 @@ TEST_F(LogicConnections, WorkWithoutAResponseCallback) {
   EXPECT_TRUE(client_.responses.empty());
 }
 
-TEST_F(LogicConnections, EndWhenTheClientsCallbackThrows) {
+TEST_F(LogicConnections, ClosesConnectionWhenClientCallbackThrows) {
   HandlerPeer handler("h");
   handler.Fetch();
   SendAll({"a"});

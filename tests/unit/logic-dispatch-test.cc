@@ -19,7 +19,7 @@ using support::HandlerPeer;
 using support::InfoLine;
 using support::InstallHandler;
 using support::kAnyLine;
-using Texts = std::vector<std::string>;
+using Strings = std::vector<std::string>;
 
 constexpr int kOutOfMemory = -12;
 constexpr int kUnknown = -1073741824;
@@ -41,14 +41,14 @@ class LogicDispatch : public support::OneHandlerTest {
     return CountLogged(DLOG_INFO, InfoLine("logic.cc", "SendCommand", kAnyLine, message));
   }
 
-  static Texts LaunchedApps() {
-    Texts apps;
+  static Strings LaunchedApps() {
+    Strings apps;
     for (const auto& launch : fake::Launches()) apps.push_back(launch.app_id);
     return apps;
   }
 };
 
-TEST_F(LogicDispatch, RefusesARequestTypeThatNobodyServes) {
+TEST_F(LogicDispatch, RejectsUnknownRequestType) {
   EXPECT_EQ(Send("a", "other"), kNotSupportedCommand);
   EXPECT_EQ(CountLogged(DLOG_WARN,
                         support::PlainLine("logic.cc", "SendCommand", kAnyLine,
@@ -60,7 +60,7 @@ TEST_F(LogicDispatch, RefusesARequestTypeThatNobodyServes) {
   EXPECT_TRUE(client_.responses.empty());
 }
 
-TEST_F(LogicDispatch, ThrowsTheExceptionsOfItsFailures) {
+TEST_F(LogicDispatch, ThrowsSpecificExceptions) {
   const auto router = api::QorHandlerManagerApi::Instance();
   try {
     router->SendCommand("a", "other", "", 0, 0);
@@ -77,7 +77,7 @@ TEST_F(LogicDispatch, ThrowsTheExceptionsOfItsFailures) {
   }
 }
 
-TEST_F(LogicDispatch, LogsItsFrameAtInformationPriority) {
+TEST_F(LogicDispatch, LogsEnterAndExitAtInfoPriority) {
   ASSERT_EQ(Send("a", "type"), 0);
   EXPECT_EQ(Send("b", "other"), kNotSupportedCommand);
   const auto enter = [](const std::string& message) {
@@ -89,7 +89,7 @@ TEST_F(LogicDispatch, LogsItsFrameAtInformationPriority) {
   EXPECT_EQ(CountLogged(DLOG_INFO, support::ExitLine("logic.cc", "SendCommand")), 2);
 }
 
-TEST_F(LogicDispatch, RefusesAUuidThatIsPendingAtTheSameHandler) {
+TEST_F(LogicDispatch, RejectsUuidPendingAtSameHandler) {
   ASSERT_EQ(Send("a", "type"), 0);
   EXPECT_EQ(Send("a", "type"), kUnknown);
   EXPECT_EQ(CountInfo("Handler is [h]"), 1);
@@ -97,18 +97,18 @@ TEST_F(LogicDispatch, RefusesAUuidThatIsPendingAtTheSameHandler) {
   EXPECT_EQ(fake::Timers().size(), 1u);
   HandlerPeer handler("h");
   handler.Fetch();
-  EXPECT_EQ(handler.DeliveredUuids(), Texts{"a"});
+  EXPECT_EQ(handler.DeliveredUuids(), Strings{"a"});
 }
 
-TEST_F(LogicDispatch, TakesAUuidAtTwoHandlers) {
+TEST_F(LogicDispatch, AcceptsSameUuidAtTwoHandlers) {
   InstallHandler("other", {"other"});
   support::RaiseInstalled(support::PackageOf("other"));
   EXPECT_EQ(Send("a", "type"), 0);
   EXPECT_EQ(Send("a", "other"), 0);
-  EXPECT_EQ(LaunchedApps(), (Texts{"h", "other"}));
+  EXPECT_EQ(LaunchedApps(), (Strings{"h", "other"}));
 }
 
-TEST_F(LogicDispatch, TakesAUuidAgainOnceItIsAnswered) {
+TEST_F(LogicDispatch, AcceptsUuidAgainAfterResult) {
   HandlerPeer handler("h");
   handler.Fetch();
   ASSERT_EQ(Send("a", "type"), 0);
@@ -116,41 +116,41 @@ TEST_F(LogicDispatch, TakesAUuidAgainOnceItIsAnswered) {
   EXPECT_EQ(Send("a", "type"), 0);
 }
 
-TEST_F(LogicDispatch, TellsUuidsApartByteForByte) {
+TEST_F(LogicDispatch, ComparesUuidsByteForByte) {
   EXPECT_EQ(Send("a", "type"), 0);
   EXPECT_EQ(Send("A", "type"), 0);
   EXPECT_EQ(Send("a ", "type"), 0);
 }
 
-TEST_F(LogicDispatch, LaunchesTheApplicationOnceACommand) {
+TEST_F(LogicDispatch, LaunchesApplicationForEachCommand) {
   for (const char* uuid : {"a", "b", "c"}) {
     ASSERT_EQ(Send(uuid, "type"), 0);
     const auto timers = fake::Timers();
     ASSERT_FALSE(timers.empty());
     EXPECT_DOUBLE_EQ(timers.back().interval, 5.0);
   }
-  EXPECT_EQ(LaunchedApps(), (Texts{"h", "h", "h"}));
+  EXPECT_EQ(LaunchedApps(), (Strings{"h", "h", "h"}));
   EXPECT_EQ(CountInfo("Handler is [h]"), 3);
   EXPECT_EQ(CountInfo("Handler registered but not running. Launching..."), 3);
   EXPECT_EQ(CountInfo("Putting command on waiting queue."), 3);
 }
 
-TEST_F(LogicDispatch, LaunchesBeforeItRecords) {
+TEST_F(LogicDispatch, LaunchesBeforeAddingCommand) {
   ASSERT_EQ(Send("a", "type"), 0);
   EXPECT_LT(LastCall("app_control_send_launch_request"), LastCall("ecore_timer_add"));
 }
 
-TEST_F(LogicDispatch, ForgetsACommandWhoseLaunchIsRefused) {
+TEST_F(LogicDispatch, DropsCommandWhenLaunchFails) {
   fake::Fail("app_control_send_launch_request", APP_CONTROL_ERROR_APP_NOT_FOUND);
   EXPECT_EQ(Send("a", "type"), -1073741825);
   EXPECT_TRUE(fake::Timers().empty());
   EXPECT_EQ(Send("a", "type"), 0);
   HandlerPeer handler("h");
   handler.Fetch();
-  EXPECT_EQ(handler.DeliveredUuids(), Texts{"a"});
+  EXPECT_EQ(handler.DeliveredUuids(), Strings{"a"});
 }
 
-TEST_F(LogicDispatch, LetsACommandWaitForAConnectedHandlerToAsk) {
+TEST_F(LogicDispatch, QueuesCommandUntilConnectedHandlerFetches) {
   HandlerPeer handler("h");
   ASSERT_EQ(Send("a", "type"), 0);
   EXPECT_TRUE(fake::Launches().empty());
@@ -161,7 +161,7 @@ TEST_F(LogicDispatch, LetsACommandWaitForAConnectedHandlerToAsk) {
   EXPECT_EQ(CountInfo("Putting command on waiting queue."), 1);
 }
 
-TEST_F(LogicDispatch, DeliversAtOnceToAHandlerThatHasAsked) {
+TEST_F(LogicDispatch, DeliversAtOnceAfterFetch) {
   HandlerPeer handler("h");
   handler.Fetch(9);
   ASSERT_EQ(qor_handler_manager_send_command("a", "type", "{\"k\":1}", 7, 1234), 0);
@@ -180,25 +180,25 @@ TEST_F(LogicDispatch, DeliversAtOnceToAHandlerThatHasAsked) {
   EXPECT_TRUE(fake::Launches().empty());
 }
 
-TEST_F(LogicDispatch, StartsTheExecutionTimerBeforeItDelivers) {
+TEST_F(LogicDispatch, StartsExecutionTimerBeforeDelivery) {
   HandlerPeer handler("h");
   handler.Fetch();
   ASSERT_EQ(Send("a", "type"), 0);
   EXPECT_LT(LastCall("ecore_timer_add"), LastCall("rpc_port_parcel_send"));
 }
 
-TEST_F(LogicDispatch, DeliversAgainWhenTheHandlerAsksAgain) {
+TEST_F(LogicDispatch, RedeliversOnSecondFetch) {
   HandlerPeer handler("h");
   handler.Fetch();
   ASSERT_EQ(Send("a", "type"), 0);
   fake::Advance(1.0);
   handler.Fetch();
-  EXPECT_EQ(handler.DeliveredUuids(), (Texts{"a", "a"}));
+  EXPECT_EQ(handler.DeliveredUuids(), (Strings{"a", "a"}));
   ASSERT_EQ(fake::Timers().size(), 1u);
   EXPECT_DOUBLE_EQ(fake::Timers()[0].due, 4.0);
 }
 
-TEST_F(LogicDispatch, DoesNotLookAtThePayloadOrItsLength) {
+TEST_F(LogicDispatch, IgnoresPayloadAndItsLength) {
   const auto router = api::QorHandlerManagerApi::Instance();
   HandlerPeer handler("h");
   handler.Fetch();
@@ -209,7 +209,7 @@ TEST_F(LogicDispatch, DoesNotLookAtThePayloadOrItsLength) {
   }
 }
 
-TEST_F(LogicDispatch, WidensTheTimestampWithItsSign) {
+TEST_F(LogicDispatch, SignExtendsTimestamp) {
   const auto router = api::QorHandlerManagerApi::Instance();
   HandlerPeer handler("h");
   handler.Fetch();
@@ -217,37 +217,37 @@ TEST_F(LogicDispatch, WidensTheTimestampWithItsSign) {
   EXPECT_EQ(handler.Deliveries().back().timestamp, -5);
 }
 
-TEST_F(LogicDispatch, TakesTimeoutsOfZero) {
+TEST_F(LogicDispatch, AcceptsTimeoutsOfZero) {
   Start(0, 0);
   ASSERT_EQ(Send("a", "type"), 0);
   ASSERT_EQ(fake::Timers().size(), 1u);
   EXPECT_DOUBLE_EQ(fake::Timers()[0].interval, 0.0);
   EXPECT_TRUE(client_.responses.empty());
   fake::Advance(0.0);
-  EXPECT_EQ(client_.AnsweredUuids(), Texts{"a"});
+  EXPECT_EQ(client_.AnsweredUuids(), Strings{"a"});
 }
 
-TEST_F(LogicDispatch, KeepsACommandWhoseTimerCannotBeMade) {
+TEST_F(LogicDispatch, KeepsCommandWhenTimerCannotBeCreated) {
   fake::Fail("ecore_timer_add", -12);
   EXPECT_EQ(Send("a", "type"), kUnknown);
   EXPECT_TRUE(fake::Timers().empty());
-  EXPECT_EQ(Send("a", "type"), kUnknown);  // it is pending
+  EXPECT_EQ(Send("a", "type"), kUnknown);  // still pending
   HandlerPeer handler("h");
   handler.Fetch();
-  EXPECT_EQ(handler.DeliveredUuids(), Texts{"a"});
+  EXPECT_EQ(handler.DeliveredUuids(), Strings{"a"});
   EXPECT_EQ(fake::Timers().size(), 1u);
 }
 
-TEST_F(LogicDispatch, PassesOnTheResultOfACommandWhoseTimerCannotBeMade) {
+TEST_F(LogicDispatch, PassesResultOfCommandWithoutTimer) {
   fake::Fail("ecore_timer_add", -12);
   EXPECT_EQ(Send("a", "type"), kUnknown);
   HandlerPeer handler = ConnectAndFetch();
-  EXPECT_EQ(handler.DeliveredUuids(), Texts{"a"});
+  EXPECT_EQ(handler.DeliveredUuids(), Strings{"a"});
   EXPECT_EQ(handler.Answer("a"), 0);
-  EXPECT_EQ(client_.AnsweredUuids(), Texts{"a"});
+  EXPECT_EQ(client_.AnsweredUuids(), Strings{"a"});
 }
 
-TEST_F(LogicDispatch, NamesTheTimerThatCannotBeMade) {
+TEST_F(LogicDispatch, ReportsTimerThatCannotBeCreated) {
   const auto router = api::QorHandlerManagerApi::Instance();
   fake::Fail("ecore_timer_add", -12);
   try {
@@ -258,38 +258,38 @@ TEST_F(LogicDispatch, NamesTheTimerThatCannotBeMade) {
   }
 }
 
-TEST_F(LogicDispatch, KeepsACommandThatCannotBeDelivered) {
+TEST_F(LogicDispatch, KeepsCommandWhenDeliveryFails) {
   HandlerPeer handler("h");
   handler.Fetch(7, true);
   ASSERT_EQ(Send("a", "type"), 0);
-  EXPECT_EQ(Send("b", "type"), kUnknown);  // the callback was for one command
-  EXPECT_EQ(handler.DeliveredUuids(), Texts{"a"});
+  EXPECT_EQ(Send("b", "type"), kUnknown);  // the callback is marked as once
+  EXPECT_EQ(handler.DeliveredUuids(), Strings{"a"});
   handler.Fetch(8);
-  EXPECT_EQ(handler.DeliveredUuids(), (Texts{"a", "a", "b"}));
+  EXPECT_EQ(handler.DeliveredUuids(), (Strings{"a", "a", "b"}));
 }
 
-TEST_F(LogicDispatch, KeepsACommandForAHandlerWithoutACallbackPort) {
+TEST_F(LogicDispatch, KeepsCommandForHandlerWithoutCallbackPort) {
   HandlerPeer handler("h");
   fake::Fail("rpc_port_stub_get_port", RPC_PORT_ERROR_IO_ERROR);
   handler.Fetch();
   EXPECT_EQ(Send("a", "type"), kUnknown);
   EXPECT_EQ(DueTimes(), std::vector<double>{3.0});
   handler.Fetch(8);
-  EXPECT_EQ(handler.DeliveredUuids(), Texts{"a"});
+  EXPECT_EQ(handler.DeliveredUuids(), Strings{"a"});
   EXPECT_EQ(handler.Answer("a"), 0);
-  EXPECT_EQ(client_.AnsweredUuids(), Texts{"a"});
+  EXPECT_EQ(client_.AnsweredUuids(), Strings{"a"});
 }
 
-TEST_F(LogicDispatch, KeepsACommandWhoseDeliveryRunsOutOfMemory) {
+TEST_F(LogicDispatch, KeepsCommandWhenDeliveryRunsOutOfMemory) {
   HandlerPeer handler = ConnectAndFetch();
   fake::Fail("bundle_dup", BUNDLE_ERROR_OUT_OF_MEMORY);
   EXPECT_EQ(Send("a", "type"), kOutOfMemory);
   EXPECT_TRUE(handler.DeliveredUuids().empty());
   fake::Advance(3);
-  EXPECT_EQ(client_.AnsweredUuids(), Texts{"a"});
+  EXPECT_EQ(client_.AnsweredUuids(), Strings{"a"});
 }
 
-TEST_F(LogicDispatch, DoesNotCareWhetherADeliveryIsTaken) {
+TEST_F(LogicDispatch, IgnoresErrorsOfSending) {
   HandlerPeer handler("h");
   handler.Fetch();
   fake::Fail("rpc_port_parcel_send", RPC_PORT_ERROR_IO_ERROR);
@@ -297,35 +297,35 @@ TEST_F(LogicDispatch, DoesNotCareWhetherADeliveryIsTaken) {
   EXPECT_EQ(fake::Timers().size(), 1u);
 }
 
-TEST_F(LogicDispatch, ChoosesTheHandlerOfTheHighestPriority) {
+TEST_F(LogicDispatch, ChoosesHandlerOfHighestPriority) {
   InstallHandler("low", {"shared"}, "10");
   InstallHandler("high", {"shared"}, "20");
   support::RaiseInstalled(support::PackageOf("low"));
   support::RaiseInstalled(support::PackageOf("high"));
   ASSERT_EQ(Send("a", "shared"), 0);
-  EXPECT_EQ(LaunchedApps(), Texts{"high"});
+  EXPECT_EQ(LaunchedApps(), Strings{"high"});
 }
 
-TEST_F(LogicDispatch, PrefersAPreloadedHandlerWithoutAPriority) {
+TEST_F(LogicDispatch, PrefersPreloadedHandlerWithoutPriority) {
   InstallHandler("downloaded", {"shared"}, "100");
   InstallHandler("preloaded", {"shared"}, std::nullopt, true);
   support::RaiseInstalled(support::PackageOf("downloaded"));
   support::RaiseInstalled(support::PackageOf("preloaded"));
   ASSERT_EQ(Send("a", "shared"), 0);
-  EXPECT_EQ(LaunchedApps(), Texts{"preloaded"});
+  EXPECT_EQ(LaunchedApps(), Strings{"preloaded"});
 }
 
-TEST_F(LogicDispatch, ChoosesTheNextHandlerWhenThePreferredGoes) {
+TEST_F(LogicDispatch, ChoosesNextHandlerAfterUninstall) {
   InstallHandler("low", {"shared"}, "10");
   InstallHandler("high", {"shared"}, "20");
   support::RaiseInstalled(support::PackageOf("low"));
   support::RaiseInstalled(support::PackageOf("high"));
   support::RaiseUninstalling(support::PackageOf("high"));
   ASSERT_EQ(Send("a", "shared"), 0);
-  EXPECT_EQ(LaunchedApps(), Texts{"low"});
+  EXPECT_EQ(LaunchedApps(), Strings{"low"});
 }
 
-TEST_F(LogicDispatch, HandsTimersToTheMainLoop) {
+TEST_F(LogicDispatch, StartsTimersOnMainLoopThread) {
   std::atomic<bool> done{false};
   std::thread caller([&] {
     EXPECT_EQ(Send("a", "type"), 0);
@@ -336,7 +336,7 @@ TEST_F(LogicDispatch, HandsTimersToTheMainLoop) {
   EXPECT_EQ(fake::Timers().size(), 1u);
 }
 
-TEST_F(LogicDispatch, CarriesATimersFailureToItsCaller) {
+TEST_F(LogicDispatch, ReturnsTimerErrorToCallingThread) {
   fake::Fail("ecore_timer_add", -12);
   std::atomic<bool> done{false};
   std::thread caller([&] {

@@ -4,7 +4,7 @@
 #include "api/qor-handler-manager-api.h"
 #include "library-test.h"
 
-// Only the sanitizer can tell that memory has been released.
+// Only AddressSanitizer can detect that memory has been released.
 #if defined(__has_feature)
 #if __has_feature(address_sanitizer)
 #define QOR_HAS_ADDRESS_SANITIZER 1
@@ -45,7 +45,7 @@ class LogicEvents : public support::LibraryTest {
   }
 };
 
-TEST_F(LogicEvents, DoNothingWithoutACallback) {
+TEST_F(LogicEvents, AreIgnoredWithoutCallback) {
   Start();
   InstallHandler("h", {"type"});
   support::RaiseInstalled(PackageOf("h"));
@@ -54,7 +54,7 @@ TEST_F(LogicEvents, DoNothingWithoutACallback) {
   EXPECT_TRUE(support::LoggedTexts(DLOG_ERROR).empty());
 }
 
-TEST_F(LogicEvents, TellTheClientWhatHappenedToWhichHandler) {
+TEST_F(LogicEvents, NotifyClientOfEachUpdate) {
   StartWithClient();
   InstallHandler("h", {"b", "a"});
   support::RaiseInstalled(PackageOf("h"));
@@ -66,7 +66,7 @@ TEST_F(LogicEvents, TellTheClientWhatHappenedToWhichHandler) {
 }
 
 #ifdef QOR_HAS_ADDRESS_SANITIZER
-TEST_F(LogicEvents, GiveARecordThatDiesWithTheCall) {
+TEST_F(LogicEvents, PassRecordValidDuringCallOnly) {
   Start();
   char** request_types = nullptr;
   qor_handler_manager_set_handler_update_cb(
@@ -82,7 +82,7 @@ TEST_F(LogicEvents, GiveARecordThatDiesWithTheCall) {
 }
 #endif
 
-TEST_F(LogicEvents, ReachTheCallbackThatWasSetLast) {
+TEST_F(LogicEvents, CallLastCallback) {
   StartWithClient();
   support::Client other;
   other.ListenForUpdates();
@@ -92,7 +92,7 @@ TEST_F(LogicEvents, ReachTheCallbackThatWasSetLast) {
   EXPECT_EQ(other.updates.size(), 1u);
 }
 
-TEST_F(LogicEvents, AreSwitchedOffByANullCallback) {
+TEST_F(LogicEvents, AreDisabledByNullCallback) {
   StartWithClient();
   const auto router = api::QorHandlerManagerApi::Instance();
   router->SetHandlerUpdateCallback(nullptr, nullptr);
@@ -101,7 +101,7 @@ TEST_F(LogicEvents, AreSwitchedOffByANullCallback) {
   EXPECT_TRUE(client_.updates.empty());
 }
 
-TEST_F(LogicEvents, DoNotTouchCommandsOfAHandlerThatGoes) {
+TEST_F(LogicEvents, KeepCommandsOfRemovedHandler) {
   InstallHandler("h", {"type"});
   StartWithClient();
   HandlerPeer handler("h");
@@ -114,7 +114,7 @@ TEST_F(LogicEvents, DoNotTouchCommandsOfAHandlerThatGoes) {
   EXPECT_EQ(client_.AnsweredUuids(), std::vector<std::string>{"a"});
 }
 
-TEST_F(LogicEvents, ChangeWhoServesARequestType) {
+TEST_F(LogicEvents, ChangeHandlerOfRequestType) {
   StartWithClient();
   EXPECT_EQ(Send("a", "type"), kNotSupportedCommand);
   InstallHandler("h", {"type"});
@@ -126,7 +126,7 @@ TEST_F(LogicEvents, ChangeWhoServesARequestType) {
   EXPECT_EQ(Send("b", "other"), 0);
 }
 
-TEST_F(LogicEvents, LeaveAHandlerUnservedAfterAFailedUninstallUntilTheNextEvent) {
+TEST_F(LogicEvents, KeepHandlerRemovedAfterFailedUninstall) {
   InstallHandler("h", {"type"});
   StartWithClient();
   support::RaiseUninstalling(PackageOf("h"));
@@ -138,7 +138,7 @@ TEST_F(LogicEvents, LeaveAHandlerUnservedAfterAFailedUninstallUntilTheNextEvent)
   EXPECT_EQ(Send("a", "type"), 0);
 }
 
-TEST_F(LogicEvents, KeepAHandlerWhoseConfigurationAnUpdateBrokeUntilTheNextStart) {
+TEST_F(LogicEvents, KeepHandlerAfterUpdateWithInvalidConfiguration) {
   InstallHandler("h", {"type"});
   StartWithClient();
   support::WriteFile("packages/package.h/res/h.yaml", "request-types: none\n");
@@ -152,7 +152,7 @@ TEST_F(LogicEvents, KeepAHandlerWhoseConfigurationAnUpdateBrokeUntilTheNextStart
   EXPECT_EQ(Send("b", "type"), kNotSupportedCommand);
 }
 
-TEST_F(LogicEvents, KeepOneRecordOfAHandlerThatWasInstalledTwiceUntilTheNextStart) {
+TEST_F(LogicEvents, KeepOneRecordOfHandlerInstalledTwice) {
   StartWithClient();
   InstallHandler("h", {"type"});
   support::RaiseInstalled(PackageOf("h"));
@@ -167,7 +167,7 @@ TEST_F(LogicEvents, KeepOneRecordOfAHandlerThatWasInstalledTwiceUntilTheNextStar
   EXPECT_EQ(Send("a", "type"), kNotSupportedCommand);
 }
 
-TEST_F(LogicEvents, LeaveTheDatabaseAsTheRegistryIs) {
+TEST_F(LogicEvents, UpdateDatabase) {
   StartWithClient();
   InstallHandler("h", {"type"});
   support::RaiseInstalled(PackageOf("h"));
@@ -176,7 +176,7 @@ TEST_F(LogicEvents, LeaveTheDatabaseAsTheRegistryIs) {
   EXPECT_EQ(support::ReadFile(DatabasePath()), R"({"handlers":[]})");
 }
 
-TEST_F(LogicEvents, AreNotHeardWhileAnExceptionOfTheClientIsContained) {
+TEST_F(LogicEvents, CatchExceptionsOfClientCallback) {
   StartWithClient();
   client_.on_update = [](const HandlerUpdate&) { throw std::runtime_error("refused"); };
   InstallHandler("h", {"type"});
@@ -185,7 +185,7 @@ TEST_F(LogicEvents, AreNotHeardWhileAnExceptionOfTheClientIsContained) {
   EXPECT_EQ(Send("a", "type"), 0);
 }
 
-TEST_F(LogicEvents, EnumerateNothingInAnEmptyRegistry) {
+TEST_F(LogicEvents, EnumerateNothingInEmptyRegistry) {
   Start();
   EXPECT_EQ(CountHandlers(true), 0);
 }
@@ -198,7 +198,7 @@ TEST_F(LogicEvents, EnumerateEveryHandlerOnce) {
             (std::vector<HandlerInfo>{{"a", {"x", "y", "z"}}, {"b", {"y"}}}));
 }
 
-TEST_F(LogicEvents, StopEnumeratingWhenTold) {
+TEST_F(LogicEvents, StopEnumerationWhenCallbackReturnsFalse) {
   InstallHandler("a", {"x"});
   InstallHandler("b", {"y"});
   Start();
@@ -206,7 +206,7 @@ TEST_F(LogicEvents, StopEnumeratingWhenTold) {
   EXPECT_EQ(CountHandlers(true), 2);
 }
 
-TEST_F(LogicEvents, ApplyANewConfigurationToTheNextTimers) {
+TEST_F(LogicEvents, ApplyNewConfigurationToNextTimers) {
   InstallHandler("h", {"type"});
   InstallHandler("other", {"other"});
   Start();
@@ -224,7 +224,7 @@ TEST_F(LogicEvents, ApplyANewConfigurationToTheNextTimers) {
   EXPECT_DOUBLE_EQ(timers[2].due, 5.0);
 }
 
-TEST_F(LogicEvents, DropCommandsAtAShutDownWithoutAResponse) {
+TEST_F(LogicEvents, DropCommandsWithoutResponseOnShutdown) {
   InstallHandler("h", {"type"});
   StartWithClient();
   ASSERT_EQ(Send("a", "type"), 0);

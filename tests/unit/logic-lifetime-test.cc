@@ -16,8 +16,8 @@ using support::HandlerPeer;
 using support::InstallHandler;
 using support::InstallPackage;
 
-// A graph made by hand, of objects whose memory goes with their last owner: what make_shared makes
-// stays for as long as anybody watches it, which would hide a use after the end.
+// An object graph that is destroyed in callbacks. Not created by make_shared: weak pointers would
+// keep the memory and hide a use after free.
 class LogicLifetime : public support::PlatformTest {
  protected:
   void SetUp() override {
@@ -52,7 +52,7 @@ class LogicLifetime : public support::PlatformTest {
         this);
   }
 
-  // As a shut-down and a fresh start do.
+  // Destroys the graph as a shutdown does.
   void TakeDown() {
     if (!logic_) return;
     ++taken_down_;
@@ -63,7 +63,7 @@ class LogicLifetime : public support::PlatformTest {
     logic_.reset();
     stub_.reset();
     source_.reset();
-    EXPECT_FALSE(router.expired()) << "it is in the middle of an event";
+    EXPECT_FALSE(router.expired()) << "destroyed during an event";
   }
 
   void TearDown() override {
@@ -79,40 +79,40 @@ class LogicLifetime : public support::PlatformTest {
   int taken_down_ = 0;
 };
 
-TEST_F(LogicLifetime, LastsToTheEndOfAConnectionTimeout) {
+TEST_F(LogicLifetime, ExtendsThroughConnectionTimeout) {
   logic_->SendCommand("a", "type", "", 0, 0);
   fake::Advance(5);
 }
 
-TEST_F(LogicLifetime, LastsToTheEndOfAnExecutionTimeout) {
+TEST_F(LogicLifetime, ExtendsThroughExecutionTimeout) {
   HandlerPeer handler("h");
   handler.Fetch();
   logic_->SendCommand("a", "type", "", 0, 0);
   fake::Advance(3);
 }
 
-TEST_F(LogicLifetime, LastsToTheEndOfAResult) {
+TEST_F(LogicLifetime, ExtendsThroughResult) {
   HandlerPeer handler("h");
   handler.Fetch();
   logic_->SendCommand("a", "type", "", 0, 0);
   EXPECT_EQ(handler.Answer("a"), -1);
 }
 
-TEST_F(LogicLifetime, LastsToTheEndOfANegotiation) {
+TEST_F(LogicLifetime, ExtendsThroughNegotiation) {
   HandlerPeer handler("h");
   handler.Fetch();
   logic_->SendCommand("a", "type", "", 0, 0);
   EXPECT_EQ(handler.Negotiate("a", 1.0), -1);
 }
 
-TEST_F(LogicLifetime, LastsToTheEndOfAnInstallation) {
+TEST_F(LogicLifetime, ExtendsThroughInstallation) {
   InstallPackage("pair", {{"a", {{"x"}}}, {"b", {{"y"}}}});
   support::RaiseInstalled("pair");
 }
 
-TEST_F(LogicLifetime, LastsToTheEndOfAnUpdate) { support::RaiseUpdated(support::PackageOf("h")); }
+TEST_F(LogicLifetime, ExtendsThroughUpdate) { support::RaiseUpdated(support::PackageOf("h")); }
 
-TEST_F(LogicLifetime, LastsToTheEndOfARemoval) {
+TEST_F(LogicLifetime, ExtendsThroughRemoval) {
   support::RaiseUninstalling(support::PackageOf("h"));
 }
 

@@ -10,33 +10,34 @@ namespace {
 using support::HandlerPeer;
 using support::InstallHandler;
 using support::InstallPackage;
-using Texts = std::vector<std::string>;
+using Strings = std::vector<std::string>;
 
-// What a client may do inside a callback.
-enum class Deed { kShutDown, kRestart };
+// Action of the client inside a callback.
+enum class Action { kShutDown, kRestart };
 
-// Every callback of the client shuts the library down, or also starts it anew.
-class LogicReentrancy : public support::OneHandlerTest, public ::testing::WithParamInterface<Deed> {
+// Callbacks of the client shut the library down or restart it.
+class LogicReentrancy : public support::OneHandlerTest,
+                        public ::testing::WithParamInterface<Action> {
  protected:
-  // Once: the new router's callbacks are to be heard, too.
-  void Do() {
-    if (done_) return;
-    done_ = true;
+  // Only once: the callbacks of the new router must be received as well.
+  void Act() {
+    if (acted_) return;
+    acted_ = true;
     EXPECT_EQ(qor_handler_manager_shutdown(), 0);
-    if (GetParam() == Deed::kRestart) {
+    if (GetParam() == Action::kRestart) {
       StartWithClient();
       EXPECT_EQ(Send("new", "type"), 0);
     }
   }
 
-  // Nothing of the old graph is left, and a new one works.
-  void ExpectSound() {
-    EXPECT_TRUE(done_);
-    EXPECT_EQ(fake::Held("stub"), GetParam() == Deed::kRestart ? 1 : 0);
-    EXPECT_EQ(fake::Held("timer"), GetParam() == Deed::kRestart ? 1 : 0);
+  // Expects that the old graph is released and a new one works.
+  void ExpectWorking() {
+    EXPECT_TRUE(acted_);
+    EXPECT_EQ(fake::Held("stub"), GetParam() == Action::kRestart ? 1 : 0);
+    EXPECT_EQ(fake::Held("timer"), GetParam() == Action::kRestart ? 1 : 0);
     EXPECT_EQ(fake::Held("parcel"), 0);
     EXPECT_EQ(fake::Held("package manager"), 1);
-    if (GetParam() == Deed::kShutDown) {
+    if (GetParam() == Action::kShutDown) {
       StartWithClient();
       EXPECT_EQ(Send("new", "type"), 0);
     }
@@ -44,110 +45,110 @@ class LogicReentrancy : public support::OneHandlerTest, public ::testing::WithPa
     client_.on_response = nullptr;
     HandlerPeer handler("h", "new instance");
     EXPECT_EQ(handler.Fetch(), 0);
-    EXPECT_EQ(handler.DeliveredUuids(), Texts{"new"});
+    EXPECT_EQ(handler.DeliveredUuids(), Strings{"new"});
     EXPECT_EQ(handler.Answer("new"), 0);
-    EXPECT_EQ(client_.AnsweredUuids(), Texts{"new"});
+    EXPECT_EQ(client_.AnsweredUuids(), Strings{"new"});
   }
 
-  bool done_ = false;
+  bool acted_ = false;
 };
 
 INSTANTIATE_TEST_SUITE_P(InAnyCallback, LogicReentrancy,
-                         ::testing::Values(Deed::kShutDown, Deed::kRestart),
+                         ::testing::Values(Action::kShutDown, Action::kRestart),
                          [](const auto& param_info) {
-                           return param_info.param == Deed::kShutDown ? "ShutDown" : "Restart";
+                           return param_info.param == Action::kShutDown ? "ShutDown" : "Restart";
                          });
 
-TEST_P(LogicReentrancy, IsAllowedOnAResult) {
+TEST_P(LogicReentrancy, IsAllowedOnResult) {
   HandlerPeer handler("h");
   handler.Fetch();
   ASSERT_EQ(Send("a", "type"), 0);
   ASSERT_EQ(Send("b", "type"), 0);
-  client_.on_response = [this](const support::Response&) { Do(); };
+  client_.on_response = [this](const support::Response&) { Act(); };
   EXPECT_EQ(handler.Answer("a"), -1);
   EXPECT_EQ(handler.LastReply(), std::nullopt);
-  ExpectSound();
+  ExpectWorking();
 }
 
-TEST_P(LogicReentrancy, IsAllowedOnAResultOfAnUnknownCommand) {
+TEST_P(LogicReentrancy, IsAllowedOnResultOfUnknownCommand) {
   HandlerPeer handler("h");
-  client_.on_response = [this](const support::Response&) { Do(); };
+  client_.on_response = [this](const support::Response&) { Act(); };
   EXPECT_EQ(handler.Answer("unknown"), -1);
-  ExpectSound();
+  ExpectWorking();
 }
 
-TEST_P(LogicReentrancy, IsAllowedOnAnExecutionTimeout) {
+TEST_P(LogicReentrancy, IsAllowedOnExecutionTimeout) {
   HandlerPeer handler("h");
   handler.Fetch();
   ASSERT_EQ(Send("a", "type"), 0);
-  client_.on_response = [this](const support::Response&) { Do(); };
+  client_.on_response = [this](const support::Response&) { Act(); };
   fake::Advance(3);
-  ExpectSound();
+  ExpectWorking();
 }
 
-TEST_P(LogicReentrancy, IsAllowedOnAConnectionTimeout) {
+TEST_P(LogicReentrancy, IsAllowedOnConnectionTimeout) {
   ASSERT_EQ(Send("a", "type"), 0);
-  client_.on_response = [this](const support::Response&) { Do(); };
+  client_.on_response = [this](const support::Response&) { Act(); };
   fake::Advance(5);
-  ExpectSound();
+  ExpectWorking();
 }
 
-TEST_P(LogicReentrancy, IsAllowedOnATimeoutAmongOthers) {
+TEST_P(LogicReentrancy, IsAllowedOnTimeoutAmongOthers) {
   HandlerPeer handler("h");
   for (const char* uuid : {"a", "b", "c", "d"}) ASSERT_EQ(Send(uuid, "type"), 0);
   handler.Fetch();
-  client_.on_response = [this](const support::Response&) { Do(); };
+  client_.on_response = [this](const support::Response&) { Act(); };
   fake::Advance(3);
-  ExpectSound();
+  ExpectWorking();
 }
 
-TEST_P(LogicReentrancy, IsAllowedOnANegotiation) {
+TEST_P(LogicReentrancy, IsAllowedOnNegotiation) {
   HandlerPeer handler("h");
   handler.Fetch();
   ASSERT_EQ(Send("a", "type"), 0);
   client_.on_negotiation = [this](const support::Negotiation&) {
-    Do();
+    Act();
     return 0;
   };
   EXPECT_EQ(handler.Negotiate("a", 10.0), -1);
   EXPECT_EQ(handler.LastReply(), std::nullopt);
-  ExpectSound();
+  ExpectWorking();
 }
 
-TEST_P(LogicReentrancy, IsAllowedOnAnInstallation) {
-  client_.on_update = [this](const support::HandlerUpdate&) { Do(); };
+TEST_P(LogicReentrancy, IsAllowedOnInstallation) {
+  client_.on_update = [this](const support::HandlerUpdate&) { Act(); };
   InstallPackage("pair", {{"a", {{"x"}}}, {"b", {{"y"}}}});
   support::RaiseInstalled("pair");
   EXPECT_EQ(client_.updates.size(), 1u);
-  ExpectSound();
+  ExpectWorking();
   EXPECT_EQ(Send("to a", "x"), 0);
   EXPECT_EQ(Send("to b", "y"), 0);
 }
 
-TEST_P(LogicReentrancy, IsAllowedOnAnUpdate) {
-  client_.on_update = [this](const support::HandlerUpdate&) { Do(); };
+TEST_P(LogicReentrancy, IsAllowedOnUpdate) {
+  client_.on_update = [this](const support::HandlerUpdate&) { Act(); };
   support::RaiseUpdated(support::PackageOf("h"));
   EXPECT_EQ(client_.updates.size(), 1u);
-  ExpectSound();
+  ExpectWorking();
 }
 
-TEST_P(LogicReentrancy, IsAllowedOnARemoval) {
+TEST_P(LogicReentrancy, IsAllowedOnRemoval) {
   InstallHandler("other", {"other"});
   support::RaiseInstalled(support::PackageOf("other"));
   client_.updates.clear();
-  client_.on_update = [this](const support::HandlerUpdate&) { Do(); };
+  client_.on_update = [this](const support::HandlerUpdate&) { Act(); };
   support::RaiseUninstalling(support::PackageOf("other"));
   EXPECT_EQ(client_.updates.size(), 1u);
-  ExpectSound();
+  ExpectWorking();
 }
 
-TEST_P(LogicReentrancy, IsAllowedDuringAnEnumeration) {
+TEST_P(LogicReentrancy, IsAllowedDuringEnumeration) {
   InstallHandler("other", {"other"});
   support::RaiseInstalled(support::PackageOf("other"));
   struct Visits {
     std::function<void()> act;
-    Texts ids;
-  } visits{[this] { Do(); }, {}};
+    Strings ids;
+  } visits{[this] { Act(); }, {}};
   EXPECT_EQ(qor_handler_manager_foreach_handler_info(
                 [](qor_handler_manager_handler_info_h info, void* data) {
                   auto* seen = static_cast<Visits*>(data);
@@ -158,7 +159,7 @@ TEST_P(LogicReentrancy, IsAllowedDuringAnEnumeration) {
                 &visits),
             0);
   EXPECT_EQ(visits.ids.size(), 2u);
-  ExpectSound();
+  ExpectWorking();
 }
 
 }  // namespace

@@ -7,21 +7,21 @@ namespace {
 
 using support::HandlerPeer;
 using support::InstallHandler;
-using Texts = std::vector<std::string>;
+using Strings = std::vector<std::string>;
 
-// Which timers come and go with the places in the list of pending commands.
-class LogicTimerPlaces : public support::OneHandlerTest {};
+// Timers and their positions in the list of pending commands.
+class LogicTimerPositions : public support::OneHandlerTest {};
 
-TEST_F(LogicTimerPlaces, StopForTheFirstCommandWhenASecondIsSent) {
+TEST_F(LogicTimerPositions, StopsFirstTimerWhenSecondCommandIsSent) {
   SendAll({"a"});
   fake::Advance(1);
   SendAll({"b"});
   EXPECT_EQ(DueTimes(), std::vector<double>{6.0});
   fake::Advance(1000);
-  EXPECT_EQ(client_.AnsweredUuids(), Texts{"b"});
+  EXPECT_EQ(client_.AnsweredUuids(), Strings{"b"});
 }
 
-TEST_F(LogicTimerPlaces, StopForAllEarlierCommandsWheneverTheListGrows) {
+TEST_F(LogicTimerPositions, StopsEarlierTimersWhenListGrows) {
   const std::vector<size_t> live{1, 1, 1, 2, 1, 2, 3, 4, 1, 2};
   for (size_t i = 0; i < live.size(); ++i) {
     SendAll({"uuid" + std::to_string(i)});
@@ -29,7 +29,7 @@ TEST_F(LogicTimerPlaces, StopForAllEarlierCommandsWheneverTheListGrows) {
   }
 }
 
-TEST_F(LogicTimerPlaces, StopForTheLastCommandWhenAnEarlierOneIsAnswered) {
+TEST_F(LogicTimerPositions, StopsLastTimerWhenEarlierCommandIsAnswered) {
   HandlerPeer handler = ConnectAndFetch();
   SendAll({"a", "b"});
   fake::Advance(0.25);
@@ -41,63 +41,63 @@ TEST_F(LogicTimerPlaces, StopForTheLastCommandWhenAnEarlierOneIsAnswered) {
   EXPECT_EQ(DueTimes(), std::vector<double>{3.25});
 }
 
-TEST_F(LogicTimerPlaces, RunTheActionOfTheCommandThatHasMovedToTheirPlace) {
+TEST_F(LogicTimerPositions, RunsActionOfCommandMovedToPosition) {
   HandlerPeer handler = ConnectAndFetch();
   SendAll({"a", "b", "c", "d"});
   handler.Answer("a");
   client_.responses.clear();
-  fake::Advance(3);  // the timer of "c", at whose place "d" is now
-  EXPECT_EQ(client_.AnsweredUuids(), Texts{"d"});
+  fake::Advance(3);  // the timer of "c", whose position "d" owns now
+  EXPECT_EQ(client_.AnsweredUuids(), Strings{"d"});
   EXPECT_TRUE(fake::Timers().empty());
   fake::Advance(1000);
   EXPECT_EQ(client_.responses.size(), 1u);
   handler.Fetch();
   const auto uuids = handler.DeliveredUuids();
-  EXPECT_EQ(Texts(uuids.end() - 2, uuids.end()), (Texts{"b", "c"}));
+  EXPECT_EQ(Strings(uuids.end() - 2, uuids.end()), (Strings{"b", "c"}));
 }
 
-TEST_F(LogicTimerPlaces, LeaveTheirOwnCommandWithoutAHandleOnceTheyFired) {
+TEST_F(LogicTimerPositions, ClearsHandleOfFiredTimer) {
   HandlerPeer handler = ConnectAndFetch();
   SendAll({"a", "b", "c", "d"});
   handler.Answer("a");
-  fake::Advance(3);  // the timer of "c" has ended "d"
+  fake::Advance(3);  // the timer of "c" has expired "d"
   handler.Negotiate("c", 10.0);
   EXPECT_EQ(handler.LastReply(), true);
   EXPECT_TRUE(fake::Timers().empty());
   EXPECT_EQ(handler.Answer("c"), 0);
 }
 
-TEST_F(LogicTimerPlaces, DoNothingForAPlaceThatNobodyIsAt) {
+TEST_F(LogicTimerPositions, DoesNothingForPositionWithoutOwner) {
   HandlerPeer handler = ConnectAndFetch();
   SendAll({"a", "b", "c", "d"});
   handler.Answer("a");
   handler.Answer("b");
   client_.responses.clear();
-  EXPECT_EQ(DueTimes(), std::vector<double>{3.0});  // of "c", bound to the third place
+  EXPECT_EQ(DueTimes(), std::vector<double>{3.0});  // of "c", bound to the third position
   fake::Advance(1000);
   EXPECT_TRUE(client_.responses.empty());
   EXPECT_TRUE(fake::Timers().empty());
   EXPECT_EQ(Send("c", "type"), -1073741824);  // still pending
 }
 
-TEST_F(LogicTimerPlaces, RunTheActionOfANewCommandAtTheirPlace) {
+TEST_F(LogicTimerPositions, RunsActionOfNewCommandAtPosition) {
   HandlerPeer handler = ConnectAndFetch();
   SendAll({"a", "b", "c", "d"});
   handler.Answer("a");
   handler.Answer("b");
   client_.responses.clear();
   fake::Advance(1);
-  SendAll({"e"});  // comes to the third place
+  SendAll({"e"});  // gets the third position
   EXPECT_EQ(DueTimes(), (std::vector<double>{3.0, 4.0}));
   fake::Advance(2);
-  EXPECT_EQ(client_.AnsweredUuids(), Texts{"e"});
+  EXPECT_EQ(client_.AnsweredUuids(), Strings{"e"});
   EXPECT_EQ(DueTimes(), std::vector<double>{4.0});
-  fake::Advance(1);  // the timer of "e" itself, whose place is empty again
+  fake::Advance(1);  // the timer of "e", whose position has no owner any more
   EXPECT_EQ(client_.responses.size(), 1u);
   EXPECT_TRUE(fake::Timers().empty());
 }
 
-TEST_F(LogicTimerPlaces, AreNotTouchedByAShutDownOnceNobodyOwnsThem) {
+TEST_F(LogicTimerPositions, IgnoresTimersWithoutOwnerOnShutdown) {
   HandlerPeer handler = ConnectAndFetch();
   SendAll({"a", "b", "c", "d"});
   handler.Answer("a");
@@ -111,21 +111,21 @@ TEST_F(LogicTimerPlaces, AreNotTouchedByAShutDownOnceNobodyOwnsThem) {
   EXPECT_TRUE(fake::Timers().empty());
 }
 
-// An unloaded library must not be called.
-TEST_F(LogicTimerPlaces, EndAtAShutDownWhenNoCommandOwnsThem) {
+// A timer must not call an unloaded library.
+TEST_F(LogicTimerPositions, DeletesTimersWithoutOwnerOnShutdown) {
   SendAll({"a", "b", "c", "d"});
   HandlerPeer handler = ConnectAndFetch();
   handler.Negotiate("c", 10.0);
   handler.Answer("a");
   client_.responses.clear();
-  fake::Advance(3);  // the timer of "b", at whose place "c" is now
-  EXPECT_EQ(client_.AnsweredUuids(), Texts{"c"});
+  fake::Advance(3);  // the timer of "b", whose position "c" owns now
+  EXPECT_EQ(client_.AnsweredUuids(), Strings{"c"});
   EXPECT_EQ(DueTimes(), std::vector<double>{10.0});
   qor_handler_manager_shutdown();
   EXPECT_TRUE(fake::Timers().empty());
 }
 
-TEST_F(LogicTimerPlaces, DoNotReachTheCommandsOfAFreshStart) {
+TEST_F(LogicTimerPositions, DoesNotRunOldTimersAfterRestart) {
   {
     HandlerPeer handler = ConnectAndFetch();
     SendAll({"a", "b", "c", "d"});
@@ -133,7 +133,8 @@ TEST_F(LogicTimerPlaces, DoNotReachTheCommandsOfAFreshStart) {
     handler.Answer("b");
     fake::Advance(1);
     SendAll({"e"});
-    fake::Advance(2);  // the timer of "c" has ended "e", whose own is left at the third place
+    fake::Advance(
+        2);  // the timer of "c" has expired "e"; the timer of "e" remains at the third position
     EXPECT_EQ(DueTimes(), std::vector<double>{4.0});
   }
   qor_handler_manager_shutdown();
@@ -142,20 +143,21 @@ TEST_F(LogicTimerPlaces, DoNotReachTheCommandsOfAFreshStart) {
   SendAll({"x", "y", "z", "w"});
   fake::Advance(4.9);
   EXPECT_TRUE(client_.responses.empty());
-  fake::Advance(0.1);  // its own
-  EXPECT_EQ(client_.AnsweredUuids(), Texts{"z"});
+  fake::Advance(0.1);  // the timer of "w"
+  EXPECT_EQ(client_.AnsweredUuids(), Strings{"z"});
 }
 
-TEST_F(LogicTimerPlaces, AreWhereTheirCommandStandsWhenTheyStart) {
+TEST_F(LogicTimerPositions, BindsTimerToPositionAtStart) {
   HandlerPeer handler = ConnectAndFetch();
   SendAll({"a", "b", "c", "d"});
   handler.Answer("a");
   handler.Fetch();
-  fake::Advance(3);  // the first ends "b", the next, at whose place "d" is then, "d"
-  EXPECT_EQ(client_.AnsweredUuids(), (Texts{"a", "b", "d"}));
+  fake::Advance(
+      3);  // the first timer expires "b", the next one "d", which owns its position by then
+  EXPECT_EQ(client_.AnsweredUuids(), (Strings{"a", "b", "d"}));
 }
 
-TEST_F(LogicTimerPlaces, EndWithAResultThatComesWhileTheClientHearsOfTheTimeout) {
+TEST_F(LogicTimerPositions, HandlesResultDuringTimeoutCallback) {
   SendAll({"a", "b", "c", "d"});
   HandlerPeer handler = ConnectAndFetch();
   handler.Negotiate("c", 10.0);
@@ -164,12 +166,12 @@ TEST_F(LogicTimerPlaces, EndWithAResultThatComesWhileTheClientHearsOfTheTimeout)
     client_.on_response = nullptr;
     handler.Answer("c");
   };
-  fake::Advance(3);  // the timer of "b", at whose place "c" is now
-  EXPECT_EQ(client_.AnsweredUuids(), (Texts{"a", "c", "c"}));
+  fake::Advance(3);  // the timer of "b", whose position "c" owns now
+  EXPECT_EQ(client_.AnsweredUuids(), (Strings{"a", "c", "c"}));
   EXPECT_TRUE(fake::Timers().empty());
 }
 
-TEST_F(LogicTimerPlaces, DoNothingOnceTheListHasGrown) {
+TEST_F(LogicTimerPositions, DoesNothingAfterListHasGrown) {
   HandlerPeer handler = ConnectAndFetch();
   SendAll({"a", "b", "c", "d"});
   handler.Answer("a");
@@ -180,56 +182,56 @@ TEST_F(LogicTimerPlaces, DoNothingOnceTheListHasGrown) {
   client_.on_response = [this](const support::Response& response) {
     if (response.uuid == "d") SendAll({"g"});
   };
-  // The timer of "c" ends "d", while the list grows. That of "d" is left, for a place that is gone.
+  // The timer of "c" expires "d" while the list grows. The timer of "d" remains without an owner.
   fake::Advance(3);
-  EXPECT_EQ(client_.AnsweredUuids(), (Texts{"a", "b", "d"}));
+  EXPECT_EQ(client_.AnsweredUuids(), (Strings{"a", "b", "d"}));
   fake::Advance(1000);
   EXPECT_EQ(client_.responses.size(), 3u);
 }
 
-TEST_F(LogicTimerPlaces, StopForTheLastCommandWhenAnEarlierOneTimesOut) {
+TEST_F(LogicTimerPositions, StopsLastTimerWhenEarlierCommandTimesOut) {
   HandlerPeer handler = ConnectAndFetch();
   SendAll({"a", "b", "c", "d"});
   fake::Advance(3);
-  EXPECT_EQ(client_.AnsweredUuids(), Texts{"c"});
+  EXPECT_EQ(client_.AnsweredUuids(), Strings{"c"});
   EXPECT_TRUE(fake::Timers().empty());
 }
 
-TEST_F(LogicTimerPlaces, OfThreeFetchedCommandsEndTheFirstAndTheLast) {
+TEST_F(LogicTimerPositions, ExpiresFirstAndLastOfThreeFetchedCommands) {
   SendAll({"a", "b", "c"});
   HandlerPeer handler = ConnectAndFetch();
   EXPECT_EQ(fake::Timers().size(), 3u);
   fake::Advance(3);
-  EXPECT_EQ(client_.AnsweredUuids(), (Texts{"a", "c"}));
+  EXPECT_EQ(client_.AnsweredUuids(), (Strings{"a", "c"}));
   fake::Advance(1000);
   EXPECT_EQ(client_.responses.size(), 2u);
   handler.Answer("b");
   EXPECT_EQ(client_.responses.size(), 3u);
 }
 
-TEST_F(LogicTimerPlaces, KeepRunningForACommandWhenTheLastIsAnswered) {
+TEST_F(LogicTimerPositions, KeepsTimersWhenLastCommandIsAnswered) {
   HandlerPeer handler = ConnectAndFetch();
   SendAll({"a", "b", "c", "d"});
   handler.Answer("d");
   EXPECT_EQ(fake::Timers().size(), 1u);
   client_.responses.clear();
   fake::Advance(3);
-  EXPECT_EQ(client_.AnsweredUuids(), Texts{"c"});
+  EXPECT_EQ(client_.AnsweredUuids(), Strings{"c"});
 }
 
-TEST_F(LogicTimerPlaces, StartAfreshForEveryCommandThatIsFetched) {
+TEST_F(LogicTimerPositions, RestartsTimerOfEachFetchedCommand) {
   SendAll({"a", "b", "c", "d", "e"});
   HandlerPeer handler = ConnectAndFetch();
   EXPECT_EQ(fake::Timers().size(), 5u);
 }
 
-TEST_F(LogicTimerPlaces, OfDeletedTimersAreNeverTouchedAgain) {
+TEST_F(LogicTimerPositions, NeverUsesDeletedTimers) {
   SendAll({"a", "b", "c"});  // "a" and "b" have lost their timers
-  HandlerPeer handler("h");  // stops
+  HandlerPeer handler("h");  // stops the timers
   handler.Negotiate("a", 10.0);
   EXPECT_EQ(handler.LastReply(), true);
   handler.Fetch();      // stops and starts
-  SendAll({"d", "e"});  // all five but "e" have lost theirs
+  SendAll({"d", "e"});  // only "e" has a timer
   handler.Negotiate("b", 10.0);
   EXPECT_EQ(handler.LastReply(), true);
   EXPECT_EQ(fake::Timers().size(), 1u);
@@ -238,7 +240,7 @@ TEST_F(LogicTimerPlaces, OfDeletedTimersAreNeverTouchedAgain) {
   EXPECT_THAT(fake::Faults(), ::testing::IsEmpty());
 }
 
-TEST_F(LogicTimerPlaces, OfOneHandlerAreNotChangedByAnothers) {
+TEST_F(LogicTimerPositions, KeepsTimersOfOtherHandlers) {
   InstallHandler("other", {"other"});
   support::RaiseInstalled(support::PackageOf("other"));
   SendAll({"a"});
@@ -247,7 +249,7 @@ TEST_F(LogicTimerPlaces, OfOneHandlerAreNotChangedByAnothers) {
   EXPECT_EQ(fake::Timers().size(), 2u);
 }
 
-TEST_F(LogicTimerPlaces, StopForACommandThatTheClientSendsOnAResult) {
+TEST_F(LogicTimerPositions, StopsTimerOfCommandSentInResponseCallback) {
   HandlerPeer handler = ConnectAndFetch();
   SendAll({"a"});
   client_.on_response = [&](const support::Response&) { SendAll({"b"}); };
@@ -255,12 +257,12 @@ TEST_F(LogicTimerPlaces, StopForACommandThatTheClientSendsOnAResult) {
   client_.on_response = nullptr;
   EXPECT_TRUE(fake::Timers().empty());
   fake::Advance(1000);
-  EXPECT_EQ(client_.AnsweredUuids(), Texts{"a"});
+  EXPECT_EQ(client_.AnsweredUuids(), Strings{"a"});
   handler.Answer("b");
-  EXPECT_EQ(client_.AnsweredUuids(), (Texts{"a", "b"}));
+  EXPECT_EQ(client_.AnsweredUuids(), (Strings{"a", "b"}));
 }
 
-TEST_F(LogicTimerPlaces, StopForTheLastOfSeveralCommandsThatTheClientSendsOnAResult) {
+TEST_F(LogicTimerPositions, StopsLastTimerOfCommandsSentInResponseCallback) {
   HandlerPeer handler = ConnectAndFetch();
   SendAll({"x", "y", "z"});
   for (const char* uuid : {"x", "y", "z"}) handler.Answer(uuid);
@@ -270,12 +272,13 @@ TEST_F(LogicTimerPlaces, StopForTheLastOfSeveralCommandsThatTheClientSendsOnARes
   client_.on_response = nullptr;
   client_.responses.clear();
   EXPECT_EQ(DueTimes(), (std::vector<double>{3.0, 3.0}));
-  // The timer of "b" ends "c", which is at its place now. That of "c" then finds its place empty.
+  // The timer of "b" expires "c", which owns its position now. The position of "c" then has no
+  // owner.
   fake::Advance(3);
-  EXPECT_EQ(client_.AnsweredUuids(), Texts{"c"});
+  EXPECT_EQ(client_.AnsweredUuids(), Strings{"c"});
 }
 
-TEST_F(LogicTimerPlaces, KeepRunningForACommandThatTheClientSendsToAnotherHandlerOnAResult) {
+TEST_F(LogicTimerPositions, KeepsTimerOfCommandSentToOtherHandlerInResponseCallback) {
   InstallHandler("other", {"other"});
   support::RaiseInstalled(support::PackageOf("other"));
   HandlerPeer handler = ConnectAndFetch();
@@ -285,14 +288,14 @@ TEST_F(LogicTimerPlaces, KeepRunningForACommandThatTheClientSendsToAnotherHandle
   EXPECT_EQ(DueTimes(), std::vector<double>{5.0});
 }
 
-TEST_F(LogicTimerPlaces, StopForACommandThatTheClientSendsOnATimeout) {
+TEST_F(LogicTimerPositions, StopsTimerOfCommandSentInTimeoutCallback) {
   SendAll({"a"});
   client_.on_response = [&](const support::Response&) { EXPECT_EQ(Send("b", "type"), 0); };
   fake::Advance(5);
   client_.on_response = nullptr;
   EXPECT_TRUE(fake::Timers().empty());
   HandlerPeer handler = ConnectAndFetch();
-  EXPECT_EQ(handler.DeliveredUuids(), Texts{"b"});
+  EXPECT_EQ(handler.DeliveredUuids(), Strings{"b"});
 }
 
 }  // namespace

@@ -13,7 +13,7 @@ using support::CountLogged;
 using support::HandlerPeer;
 using support::InstallHandler;
 using support::kAnyLine;
-using Texts = std::vector<std::string>;
+using Strings = std::vector<std::string>;
 
 class LogicTimers : public support::OneHandlerTest {
  protected:
@@ -33,7 +33,7 @@ class LogicTimers : public support::OneHandlerTest {
   }
 };
 
-TEST_F(LogicTimers, EndACommandWhoseHandlerDoesNotConnect) {
+TEST_F(LogicTimers, ReportsConnectionTimeout) {
   SendAll({"a"});
   fake::Advance(4.999);
   EXPECT_TRUE(client_.responses.empty());
@@ -42,20 +42,20 @@ TEST_F(LogicTimers, EndACommandWhoseHandlerDoesNotConnect) {
   ExpectTimeout(client_.responses[0], "a", support::kConnectionTimeoutError);
   EXPECT_EQ(ExecutionTimeoutLines(), 0);
   EXPECT_TRUE(fake::Timers().empty());
-  EXPECT_EQ(Send("a", "type"), 0);  // it was forgotten
+  EXPECT_EQ(Send("a", "type"), 0);  // no longer pending
 }
 
-TEST_F(LogicTimers, LetAResultAfterAConnectionTimeoutThrough) {
+TEST_F(LogicTimers, PassesResultAfterConnectionTimeout) {
   SendAll({"a"});
   fake::Advance(5);
   HandlerPeer handler("h");
   handler.Fetch();
   EXPECT_TRUE(handler.Deliveries().empty());
   handler.Answer("a");
-  EXPECT_EQ(client_.AnsweredUuids(), (Texts{"a", "a"}));
+  EXPECT_EQ(client_.AnsweredUuids(), (Strings{"a", "a"}));
 }
 
-TEST_F(LogicTimers, EndACommandThatIsNotAnswered) {
+TEST_F(LogicTimers, ReportsExecutionTimeout) {
   HandlerPeer handler = ConnectAndFetch();
   SendAll({"a"});
   fake::Advance(2.999);
@@ -66,10 +66,10 @@ TEST_F(LogicTimers, EndACommandThatIsNotAnswered) {
   EXPECT_EQ(ExecutionTimeoutLines(), 1);
   EXPECT_TRUE(fake::Timers().empty());
   handler.Fetch();
-  EXPECT_EQ(handler.DeliveredUuids(), Texts{"a"});  // it was forgotten
+  EXPECT_EQ(handler.DeliveredUuids(), Strings{"a"});  // no longer pending
 }
 
-TEST_F(LogicTimers, AreLeftToTheMainLoopWhenTheyFire) {
+TEST_F(LogicTimers, LeavesFiredTimerToMainLoop) {
   SendAll({"a"});
   fake::Advance(5);
   EXPECT_EQ(client_.responses.size(), 1u);
@@ -77,7 +77,7 @@ TEST_F(LogicTimers, AreLeftToTheMainLoopWhenTheyFire) {
   EXPECT_TRUE(fake::Timers().empty());
 }
 
-TEST_F(LogicTimers, EndACommandThatWasFetchedAndIsNotAnswered) {
+TEST_F(LogicTimers, ReportsExecutionTimeoutOfFetchedCommand) {
   SendAll({"a"});
   HandlerPeer handler = ConnectAndFetch();
   fake::Advance(3);
@@ -85,7 +85,7 @@ TEST_F(LogicTimers, EndACommandThatWasFetchedAndIsNotAnswered) {
   ExpectTimeout(client_.responses[0], "a", support::kExecutionTimeoutError);
 }
 
-TEST_F(LogicTimers, AreRefusedMoreTimeOnlyByTheNumberOne) {
+TEST_F(LogicTimers, RejectsExtensionOnlyForReturnValueOne) {
   HandlerPeer handler = ConnectAndFetch();
   SendAll({"a"});
   for (const int answer : {0, 2, -1, 256, 1}) {
@@ -99,7 +99,7 @@ TEST_F(LogicTimers, AreRefusedMoreTimeOnlyByTheNumberOne) {
   EXPECT_DOUBLE_EQ(client_.negotiations[0].seconds, 10.0);
 }
 
-TEST_F(LogicTimers, AreUnchangedByARefusal) {
+TEST_F(LogicTimers, KeepsTimeoutWhenExtensionIsRejected) {
   HandlerPeer handler = ConnectAndFetch();
   SendAll({"a"});
   fake::Advance(1);
@@ -109,7 +109,7 @@ TEST_F(LogicTimers, AreUnchangedByARefusal) {
   EXPECT_DOUBLE_EQ(fake::Timers()[0].interval, 3.0);
 }
 
-TEST_F(LogicTimers, CountGrantedTimeFromTheGrant) {
+TEST_F(LogicTimers, CountsExtensionFromGrant) {
   HandlerPeer handler = ConnectAndFetch();
   SendAll({"a"});
   fake::Advance(1);
@@ -122,15 +122,15 @@ TEST_F(LogicTimers, CountGrantedTimeFromTheGrant) {
   ExpectTimeout(client_.responses[0], "a", support::kExecutionTimeoutError);
 }
 
-TEST_F(LogicTimers, MayBeShortenedByNegotiation) {
+TEST_F(LogicTimers, ShortensTimeoutByNegotiation) {
   HandlerPeer handler = ConnectAndFetch();
   SendAll({"a"});
   handler.Negotiate("a", 0.5);
   fake::Advance(0.5);
-  EXPECT_EQ(client_.AnsweredUuids(), Texts{"a"});
+  EXPECT_EQ(client_.AnsweredUuids(), Strings{"a"});
 }
 
-TEST_F(LogicTimers, RejectAnExtensionThatIsNotANumber) {
+TEST_F(LogicTimers, RejectsExtensionOfNaN) {
   HandlerPeer handler = ConnectAndFetch();
   SendAll({"a"});
   fake::Advance(1);
@@ -141,10 +141,10 @@ TEST_F(LogicTimers, RejectAnExtensionThatIsNotANumber) {
   EXPECT_TRUE(client_.negotiations.empty());
   EXPECT_EQ(DueTimes(), std::vector<double>{3.0});
   fake::Advance(2);
-  EXPECT_EQ(client_.AnsweredUuids(), Texts{"a"});
+  EXPECT_EQ(client_.AnsweredUuids(), Strings{"a"});
 }
 
-TEST_F(LogicTimers, PassEveryOtherExtensionOn) {
+TEST_F(LogicTimers, PassesAllOtherExtensions) {
   HandlerPeer handler = ConnectAndFetch();
   SendAll({"a"});
   for (const double seconds : support::kExtremeDoubles) {
@@ -156,7 +156,7 @@ TEST_F(LogicTimers, PassEveryOtherExtensionOn) {
   }
 }
 
-TEST_F(LogicTimers, GrantEveryRequestWithoutACallback) {
+TEST_F(LogicTimers, GrantsExtensionWithoutCallback) {
   api::QorHandlerManagerApi::Instance()->SetNegotiationCallback(nullptr, nullptr);
   HandlerPeer handler = ConnectAndFetch();
   SendAll({"a"});
@@ -165,14 +165,14 @@ TEST_F(LogicTimers, GrantEveryRequestWithoutACallback) {
   EXPECT_EQ(DueTimes(), std::vector<double>{10.0});
 }
 
-TEST_F(LogicTimers, GrantNothingForAnUnknownCommand) {
+TEST_F(LogicTimers, RejectsExtensionOfUnknownCommand) {
   HandlerPeer handler = ConnectAndFetch();
   EXPECT_EQ(handler.Negotiate("unknown", 10.0), 0);
   EXPECT_EQ(handler.LastReply(), false);
   EXPECT_TRUE(client_.negotiations.empty());
 }
 
-TEST_F(LogicTimers, GrantNothingForACommandOfAnotherHandler) {
+TEST_F(LogicTimers, RejectsExtensionOfCommandOfAnotherHandler) {
   InstallHandler("other", {"other"});
   support::RaiseInstalled(support::PackageOf("other"));
   HandlerPeer handler = ConnectAndFetch();
@@ -183,7 +183,7 @@ TEST_F(LogicTimers, GrantNothingForACommandOfAnotherHandler) {
   EXPECT_EQ(DueTimes(), std::vector<double>{3.0});
 }
 
-TEST_F(LogicTimers, StayStoppedWhenMoreTimeIsGranted) {
+TEST_F(LogicTimers, KeepsTimerStoppedWhenExtensionIsGranted) {
   SendAll({"a"});
   HandlerPeer handler("h");
   handler.Negotiate("a", 10.0);
@@ -191,7 +191,7 @@ TEST_F(LogicTimers, StayStoppedWhenMoreTimeIsGranted) {
   EXPECT_TRUE(fake::Timers().empty());
 }
 
-TEST_F(LogicTimers, DoNotRunTheNegotiatedTimeAfterTheNextRequest) {
+TEST_F(LogicTimers, DiscardsExtensionOnNextFetch) {
   HandlerPeer handler = ConnectAndFetch();
   SendAll({"a"});
   handler.Negotiate("a", 10.0);
@@ -199,7 +199,7 @@ TEST_F(LogicTimers, DoNotRunTheNegotiatedTimeAfterTheNextRequest) {
   EXPECT_EQ(DueTimes(), std::vector<double>{3.0});
 }
 
-TEST_F(LogicTimers, EndACommandThoughTheClientsCallbackThrows) {
+TEST_F(LogicTimers, CompletesCommandWhenClientCallbackThrows) {
   HandlerPeer handler = ConnectAndFetch();
   SendAll({"a"});
   client_.on_response = [](const support::Response&) { throw std::runtime_error("refused"); };
@@ -209,7 +209,7 @@ TEST_F(LogicTimers, EndACommandThoughTheClientsCallbackThrows) {
   EXPECT_EQ(Send("a", "type"), 0);
 }
 
-TEST_F(LogicTimers, KeepACommandPendingWhileTheClientHearsOfItsTimeout) {
+TEST_F(LogicTimers, KeepsCommandPendingDuringTimeoutCallback) {
   SendAll({"a"});
   int inside = 0;
   client_.on_response = [&](const support::Response&) { inside = Send("a", "type"); };

@@ -46,7 +46,7 @@ class Manager : public support::PlatformTest {
   std::shared_ptr<FixedSource> source_ = std::make_shared<FixedSource>();
 };
 
-TEST_F(Manager, RegistersANewHandlerForAllItsTypesAndStoresOnce) {
+TEST_F(Manager, RegistersNewHandlerAndStoresOnce) {
   const auto h = MakeHandler("h", {"a", "b"});
   source_->Notify(HandlerAdded{h});
   EXPECT_EQ(manager_->GetHandler("a"), h);
@@ -56,7 +56,7 @@ TEST_F(Manager, RegistersANewHandlerForAllItsTypesAndStoresOnce) {
   EXPECT_EQ(*store_->handlers, HandlerList{h});
 }
 
-TEST_F(Manager, DropsTheTypesThatAnUpdateNoLongerDeclares) {
+TEST_F(Manager, RemovesTypesMissingFromUpdate) {
   source_->Notify(HandlerAdded{MakeHandler("h", {"a", "b"}, 5)});
   const auto updated = MakeHandler("h", {"a", "c"}, 6);
   source_->Notify(HandlerUpdated{updated});
@@ -69,13 +69,13 @@ TEST_F(Manager, DropsTheTypesThatAnUpdateNoLongerDeclares) {
   EXPECT_EQ(*store_->handlers, HandlerList{updated});
 }
 
-TEST_F(Manager, RegistersAnUpdateOfAHandlerItDoesNotKnow) {
+TEST_F(Manager, RegistersUpdateOfUnknownHandler) {
   const auto h = MakeHandler("h", {"a"});
   source_->Notify(HandlerUpdated{h});
   EXPECT_EQ(manager_->GetHandler("a"), h);
 }
 
-TEST_F(Manager, TakesTheNewPriorityOfAnUpdate) {
+TEST_F(Manager, AppliesPriorityOfUpdate) {
   source_->Notify(HandlerAdded{MakeHandler("a", {"t"}, 50)});
   const auto b = MakeHandler("b", {"t"}, 40);
   source_->Notify(HandlerAdded{b});
@@ -83,7 +83,7 @@ TEST_F(Manager, TakesTheNewPriorityOfAnUpdate) {
   EXPECT_EQ(manager_->GetHandler("t"), b);
 }
 
-TEST_F(Manager, RemovesTheRecordThatItHoldsForAnId) {
+TEST_F(Manager, RemovesStoredRecordOfId) {
   source_->Notify(HandlerAdded{MakeHandler("h", {"a", "b"})});
   source_->Notify(HandlerRemoved{MakeHandler("h", {})});
   EXPECT_EQ(manager_->GetHandler("a"), nullptr);
@@ -92,14 +92,14 @@ TEST_F(Manager, RemovesTheRecordThatItHoldsForAnId) {
   EXPECT_EQ(*store_->handlers, HandlerList{});
 }
 
-TEST_F(Manager, StillFindsARemovedHandlerById) {
+TEST_F(Manager, FindsRemovedHandlerById) {
   const auto h = MakeHandler("h", {"a"});
   source_->Notify(HandlerAdded{h});
   source_->Notify(HandlerRemoved{h});
   EXPECT_EQ(manager_->GetHandlerById("h"), h);
 }
 
-TEST_F(Manager, OnlyStoresWhenAnUnknownHandlerIsRemoved) {
+TEST_F(Manager, OnlyStoresOnRemovalOfUnknownHandler) {
   const auto h = MakeHandler("h", {"a"});
   source_->Notify(HandlerAdded{h});
   source_->Notify(HandlerRemoved{MakeHandler("other", {"a"})});
@@ -108,7 +108,7 @@ TEST_F(Manager, OnlyStoresWhenAnUnknownHandlerIsRemoved) {
   EXPECT_EQ(*store_->handlers, HandlerList{h});
 }
 
-TEST_F(Manager, KeepsBothRecordsOfAHandlerThatIsAddedTwice) {
+TEST_F(Manager, KeepsBothRecordsOfHandlerAddedTwice) {
   const auto first = MakeHandler("h", {"a"}, 5);
   const auto second = MakeHandler("h", {"a"}, 6);
   source_->Notify(HandlerAdded{first});
@@ -117,7 +117,7 @@ TEST_F(Manager, KeepsBothRecordsOfAHandlerThatIsAddedTwice) {
   EXPECT_EQ(manager_->GetHandler("a"), second);
 }
 
-TEST_F(Manager, StartsFromItsSourcesWhenNothingIsStored) {
+TEST_F(Manager, LoadsSourcesWhenNothingIsStored) {
   const auto h = MakeHandler("h", {"a"}, 50);
   source_->handlers = {h};
   manager_->Initialize();
@@ -125,7 +125,7 @@ TEST_F(Manager, StartsFromItsSourcesWhenNothingIsStored) {
   EXPECT_EQ(store_->writes, 1);
 }
 
-TEST_F(Manager, CreatesTheDatabaseFileWhenThereIsNone) {
+TEST_F(Manager, CreatesMissingDatabaseFile) {
   const std::string path = fake::DataPath() + "handlers.db";
   const auto manager = std::make_shared<handlers::Manager>(std::make_shared<handlers::Repository>(
       std::make_unique<handlers::FileRepositoryBackend>(path)));
@@ -136,7 +136,7 @@ TEST_F(Manager, CreatesTheDatabaseFileWhenThereIsNone) {
                                      R"("handlerData":{"appId":"h","requestTypes":["a"]}}]})");
 }
 
-TEST_F(Manager, StartsFromTheDatabaseFileAloneWhenThereIsOne) {
+TEST_F(Manager, LoadsOnlyExistingDatabaseFile) {
   const std::string path = support::WriteFile(
       "handlers.db", R"({"handlers":[{"handlerType":"AppHandler",)"
                      R"("handlerData":{"appId":"stored","requestTypes":["a"]}}]})");
@@ -151,7 +151,7 @@ TEST_F(Manager, StartsFromTheDatabaseFileAloneWhenThereIsOne) {
   EXPECT_EQ(manager->GetHandler("a")->Priority(), 0);
 }
 
-TEST_F(Manager, PassesOnOtherFailuresOfTheDatabase) {
+TEST_F(Manager, PropagatesOtherErrorsOfDatabase) {
   const std::string path = support::WriteFile(
       "handlers.db", R"({"handlers":[{"handlerType":"Other","handlerData":{}}]})");
   const auto repository = std::make_shared<handlers::Repository>(
@@ -165,7 +165,7 @@ TEST_F(Manager, PassesOnOtherFailuresOfTheDatabase) {
   EXPECT_TRUE(manager->GetHandlers().empty());
 }
 
-TEST_F(Manager, ReloadsFromItsSourcesWhateverIsStored) {
+TEST_F(Manager, ReloadsSourcesWhateverIsStored) {
   store_->handlers = HandlerList{MakeHandler("stored", {"s"})};
   repository_->Add("old", MakeHandler("old", {}));
   const auto h = MakeHandler("h", {"a"});
@@ -177,7 +177,7 @@ TEST_F(Manager, ReloadsFromItsSourcesWhateverIsStored) {
   EXPECT_EQ(manager_->GetHandlerById("old"), nullptr);
 }
 
-TEST_F(Manager, AddsTheHandlersOfEverySource) {
+TEST_F(Manager, AddsHandlersOfEachSource) {
   const auto other = std::make_shared<FixedSource>();
   source_->handlers = {MakeHandler("a", {"x"})};
   other->handlers = {MakeHandler("b", {"y"})};
@@ -188,23 +188,23 @@ TEST_F(Manager, AddsTheHandlersOfEverySource) {
   EXPECT_EQ(store_->writes, 0);
 }
 
-TEST_F(Manager, PassesOnFailuresOfASource) {
+TEST_F(Manager, PropagatesErrorsOfSource) {
   source_->fails = true;
   EXPECT_THROW(manager_->LoadHandlers(), IOError);
 }
 
-TEST_F(Manager, ListsAHandlerOnceHoweverManyTypesItServes) {
+TEST_F(Manager, ListsHandlerOfManyTypesOnce) {
   const auto h = MakeHandler("h", {"a", "b", "c"});
   source_->Notify(HandlerAdded{h});
   EXPECT_EQ(manager_->GetHandlers(), HandlerList{h});
 }
 
-TEST_F(Manager, DoesNotLoadASourceThatIsAdded) {
+TEST_F(Manager, DoesNotLoadAddedSource) {
   EXPECT_EQ(source_->loads, 0);
   EXPECT_EQ(store_->writes, 0);
 }
 
-TEST_F(Manager, HoldsItsSourcesAndIsNotHeldByThem) {
+TEST_F(Manager, OwnsSourcesWithoutCycle) {
   std::weak_ptr<FixedSource> source = source_;
   const auto kept = source_;
   std::weak_ptr<handlers::Manager> manager = manager_;
@@ -215,12 +215,12 @@ TEST_F(Manager, HoldsItsSourcesAndIsNotHeldByThem) {
   EXPECT_EQ(store_->writes, 0);
 }
 
-TEST_F(Manager, MustBeOwnedBeforeItTakesASource) {
+TEST_F(Manager, ThrowsWhenSourceIsAddedWithoutOwner) {
   handlers::Manager unowned(repository_);
   EXPECT_THROW(unowned.AddSource(source_), std::bad_weak_ptr);
 }
 
-TEST_F(Manager, LogsItsFrames) {
+TEST_F(Manager, LogsEnterAndExit) {
   manager_->AddSource(std::make_shared<FixedSource>());
   manager_->Initialize();
   source_->Notify(HandlerAdded{MakeHandler("h", {"a"})});
@@ -234,7 +234,7 @@ TEST_F(Manager, LogsItsFrames) {
   }
 }
 
-TEST_F(Manager, LogsNoFramesOfRemovalsAndUpdates) {
+TEST_F(Manager, LogsNoEnterAndExitOfRemovalsAndUpdates) {
   const auto h = MakeHandler("h", {"a"});
   source_->Notify(HandlerRemoved{h});
   source_->Notify(handlers::HandlerUpdated{h});

@@ -31,7 +31,7 @@ class Subject : public ::testing::Test {
   std::vector<int> told_;
 };
 
-TEST_F(Subject, TellsObserversInTheOrderOfAttachment) {
+TEST_F(Subject, NotifiesInOrderOfAttachment) {
   const auto second = MakeObserver(2);
   const auto first = MakeObserver(1);
   subject_->Attach(first);
@@ -40,7 +40,7 @@ TEST_F(Subject, TellsObserversInTheOrderOfAttachment) {
   EXPECT_EQ(told_, (std::vector<int>{1, 2}));
 }
 
-TEST_F(Subject, TellsAnObserverAsOftenAsItIsAttached) {
+TEST_F(Subject, NotifiesOncePerAttachment) {
   const auto observer = MakeObserver(1);
   subject_->Attach(observer);
   subject_->Attach(observer);
@@ -58,7 +58,7 @@ TEST_F(Subject, DoesNotKeepObserversAlive) {
   EXPECT_EQ(told_, std::vector<int>{2});
 }
 
-TEST_F(Subject, AllowsAnObserverToAttachOthers) {
+TEST_F(Subject, AllowsObserverToAttachOthers) {
   const auto late = MakeObserver(2);
   const auto observer = std::make_shared<Observer>([&](Event) {
     told_.push_back(1);
@@ -69,7 +69,7 @@ TEST_F(Subject, AllowsAnObserverToAttachOthers) {
   EXPECT_EQ(told_, std::vector<int>{1});
 }
 
-TEST_F(Subject, TellsTheOtherObserversWhenOneAttachesMany) {
+TEST_F(Subject, NotifiesOthersWhenObserverAttachesMany) {
   const auto late = MakeObserver(3);
   const auto first = std::make_shared<Observer>([&](Event) {
     told_.push_back(1);
@@ -83,7 +83,7 @@ TEST_F(Subject, TellsTheOtherObserversWhenOneAttachesMany) {
   EXPECT_EQ(told_, (std::vector<int>{1, 2, 3}));
 }
 
-TEST_F(Subject, AllowsAnObserverToEndIt) {
+TEST_F(Subject, CanBeDestroyedByObserver) {
   const auto first = std::make_shared<Observer>([&](Event) {
     told_.push_back(1);
     subject_.reset();
@@ -95,7 +95,7 @@ TEST_F(Subject, AllowsAnObserverToEndIt) {
   EXPECT_EQ(told_, (std::vector<int>{1, 2}));
 }
 
-TEST_F(Subject, DoesNotTellAnObserverThatAnotherEnded) {
+TEST_F(Subject, SkipsObserverDestroyedByAnother) {
   auto second = MakeObserver(2);
   const auto first = std::make_shared<Observer>([&](Event) { second.reset(); });
   subject_->Attach(first);
@@ -104,7 +104,7 @@ TEST_F(Subject, DoesNotTellAnObserverThatAnotherEnded) {
   EXPECT_TRUE(told_.empty());
 }
 
-TEST_F(Subject, KeepsAnObserverAliveWhileItIsTold) {
+TEST_F(Subject, KeepsObserverAliveDuringNotification) {
   auto observer = MakeObserver(0);
   observer = std::make_shared<Observer>([&](Event event) {
     observer.reset();

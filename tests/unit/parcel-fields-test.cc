@@ -45,12 +45,12 @@ const std::vector<Fields> kParcels = {
     {Int32(support::kMethodNegotiateTimeout), String("a"), Double(2.0)},
 };
 
-// One value of each type, and the ends of their ranges.
+// Values of each type, including the limits of their ranges.
 const Fields kOthers = {Int32(0),          Int32(-1),
                         Int32(2147483647), Int32(-2147483647 - 1),
                         Int64(-1),         Bool(true),
                         Double(1e308),     Double(-1.0),
-                        String(""),        String("another text, longer than what stood there"),
+                        String(""),        String("another text, longer than the original one"),
                         Bundle(),          [](ParcelWriter&) {}};
 
 ParcelWriter Write(const Fields& fields) {
@@ -59,10 +59,11 @@ ParcelWriter Write(const Fields& fields) {
   return parcel;
 }
 
-// Parcels that no handler should send, to the stub with the router behind it.
+// Invalid parcels, sent to the stub with the router.
 class ParcelFields : public support::OneHandlerTest {
  protected:
-  // Delivers one parcel while the command "a" is pending, and tells whether the connection stands.
+  // Receives a parcel while the command "a" is pending. Returns whether the connection is still
+  // open.
   bool Deliver(const ParcelWriter& parcel) {
     const std::string instance = "instance " + std::to_string(++count_);
     HandlerPeer handler("h", instance);
@@ -74,12 +75,12 @@ class ParcelFields : public support::OneHandlerTest {
     responses_ = std::exchange(client_.responses, {});
     const bool stands = fake::IsConnected(instance);
     if (stands) handler.Disconnect();
-    ExpectSound();
+    ExpectWorking();
     return stands;
   }
 
-  // The next handler gets what is pending, and answers it.
-  void ExpectSound() {
+  // Expects that the next handler can fetch and answer the pending commands.
+  void ExpectWorking() {
     HandlerPeer handler("h", "next " + std::to_string(count_));
     EXPECT_EQ(handler.Fetch(), 0);
     for (const std::string& uuid : handler.DeliveredUuids()) EXPECT_EQ(handler.Answer(uuid), 0);
@@ -96,17 +97,17 @@ class ParcelFields : public support::OneHandlerTest {
   int count_ = 0;
 };
 
-TEST_F(ParcelFields, MayEndAtAnyByte) {
+TEST_F(ParcelFields, CanBeTruncatedAtAnyByte) {
   for (const Fields& fields : kParcels) {
     const size_t size = Write(fields).Size();
     for (size_t end = 0; end <= size; ++end) {
-      // Without a whole method number there is no method.
+      // A truncated method id is no method.
       EXPECT_EQ(Deliver(Write(fields).Truncate(end)), end >= sizeof(int)) << end;
     }
   }
 }
 
-TEST_F(ParcelFields, HaveDefaultsWhenTheyAreMissing) {
+TEST_F(ParcelFields, HaveDefaultsWhenMissing) {
   const Fields& result = kParcels[1];
   const Fields::const_iterator begin = result.begin();
   for (int count = 1; count <= 6; ++count) {
@@ -119,7 +120,7 @@ TEST_F(ParcelFields, HaveDefaultsWhenTheyAreMissing) {
   }
 }
 
-TEST_F(ParcelFields, MayBeOfAnyOtherType) {
+TEST_F(ParcelFields, CanHaveAnyOtherType) {
   for (const Fields& fields : kParcels) {
     for (size_t at = 1; at < fields.size(); ++at) {
       for (const Field& other : kOthers) {
@@ -131,7 +132,7 @@ TEST_F(ParcelFields, MayBeOfAnyOtherType) {
   }
 }
 
-TEST_F(ParcelFields, MayNameAnyMethod) {
+TEST_F(ParcelFields, CanContainAnyMethod) {
   for (const Fields& fields : kParcels) {
     for (const Field& other : kOthers) {
       Fields changed = fields;
@@ -142,7 +143,7 @@ TEST_F(ParcelFields, MayNameAnyMethod) {
   }
 }
 
-TEST_F(ParcelFields, MayBeMoreThanExpected) {
+TEST_F(ParcelFields, CanBeMoreThanExpected) {
   for (const Fields& fields : kParcels) {
     Fields changed = fields;
     changed.insert(changed.end(), kOthers.begin(), kOthers.end());
@@ -150,7 +151,7 @@ TEST_F(ParcelFields, MayBeMoreThanExpected) {
   }
 }
 
-TEST_F(ParcelFields, MayPromiseMoreBytesThanThereAre) {
+TEST_F(ParcelFields, CanHaveLengthBeyondParcel) {
   for (const unsigned int length : {5u, 0x7fffffffu, 0xffffffffu}) {
     EXPECT_TRUE(Deliver(
         ParcelWriter().Int32(support::kMethodSendResult).Int32(static_cast<int>(length)).Int32(0)));

@@ -19,16 +19,16 @@ class PendingCommands : public support::PlatformTest {
   }
 
   api::RequestContext& Append(const std::string& uuid) {
-    // cppcheck-suppress returnTempReference ; the list gives a reference to what it keeps
+    // cppcheck-suppress returnTempReference ; the reference is to an element of the list
     return list_->Append(rpc_port::stub::Command(uuid, "type", "", 0, {}), [this, uuid] {
       fired_.push_back(uuid);
       return false;
     });
   }
 
-  // The index is the command's.
-  void Start(const std::string& uuid, std::size_t index) {
-    list_->StartTimer(*list_->Find(uuid), index, 2);
+  // `position` must be the position of the command.
+  void Start(const std::string& uuid, std::size_t position) {
+    list_->StartTimer(*list_->Find(uuid), position, 2);
   }
 
   std::vector<std::string> Uuids() {
@@ -38,12 +38,12 @@ class PendingCommands : public support::PlatformTest {
     return uuids;
   }
 
-  // Made anew it stands where the old one stood.
+  // Optional, so that a new list gets the address of the old one.
   std::optional<api::PendingCommands> list_ = std::make_optional<api::PendingCommands>();
   std::vector<std::string> fired_;
 };
 
-TEST_F(PendingCommands, StayInTheOrderInWhichTheyWereSent) {
+TEST_F(PendingCommands, KeepsOrderOfSending) {
   std::vector<std::string> expected;
   for (int i = 0; i < 300; ++i) {
     const std::string uuid = std::to_string(i);
@@ -63,7 +63,7 @@ TEST_F(PendingCommands, StayInTheOrderInWhichTheyWereSent) {
   }
 }
 
-TEST_F(PendingCommands, AreNotTouchedWhenOneIsRemovedThatIsNotThere) {
+TEST_F(PendingCommands, IgnoresRemovalOfUnknownUuid) {
   Append("a");
   Start("a", 0);
   list_->Remove("b");
@@ -71,7 +71,7 @@ TEST_F(PendingCommands, AreNotTouchedWhenOneIsRemovedThatIsNotThere) {
   EXPECT_EQ(fake::Timers().size(), 1u);
 }
 
-TEST_F(PendingCommands, EndTimersThatHaveLostTheirCommandWithTheList) {
+TEST_F(PendingCommands, DeletesTimersOfRemovedCommandsInDestructor) {
   Append("a");
   Start("a", 0);
   list_->Find("a")->SetExpired();
@@ -81,7 +81,7 @@ TEST_F(PendingCommands, EndTimersThatHaveLostTheirCommandWithTheList) {
   EXPECT_TRUE(fake::Timers().empty());
 }
 
-TEST_F(PendingCommands, EndSuchTimersOfASpaceThatHasGrownSince) {
+TEST_F(PendingCommands, DeletesTimersStartedBeforeGrowthInDestructor) {
   Append("a");
   Start("a", 0);
   list_->Find("a")->SetExpired();
@@ -91,7 +91,7 @@ TEST_F(PendingCommands, EndSuchTimersOfASpaceThatHasGrownSince) {
   EXPECT_TRUE(fake::Timers().empty());
 }
 
-TEST_F(PendingCommands, RunTheActionOfTheCommandThatIsAtTheIndexWhenATimerFires) {
+TEST_F(PendingCommands, RunsActionOfOwnerOfPosition) {
   for (const char* uuid : {"a", "b", "c"}) Append(uuid);
   Start("b", 1);
   list_->Remove("a");

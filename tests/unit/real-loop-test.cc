@@ -26,7 +26,7 @@ using tizen::ThreadUtils;
 
 constexpr double kLimitSeconds = 20;
 
-// Other threads beside Ecore's own main loop.
+// Other threads with Ecore's real main loop.
 class RealLoop : public ::testing::Test {
  protected:
   void SetUp() override {
@@ -43,7 +43,7 @@ class RealLoop : public ::testing::Test {
     std::filesystem::remove_all(root_);
   }
 
-  // Runs the loop until Quit() is called; fails when nobody does in time.
+  // Runs the loop until Quit() is called; fails after a timeout.
   static void Run() {
     bool late = false;
     Ecore_Timer* limit = ecore_timer_add(
@@ -63,7 +63,7 @@ class RealLoop : public ::testing::Test {
     ecore_main_loop_thread_safe_call_async([](void*) { ecore_main_loop_quit(); }, nullptr);
   }
 
-  // Runs the loop until the other threads have done their part.
+  // Runs the loop until the other threads have finished.
   static void RunBeside(const std::vector<std::function<void()>>& parts) {
     std::atomic<size_t> left{parts.size()};
     std::vector<std::thread> threads;
@@ -88,7 +88,7 @@ class RealLoop : public ::testing::Test {
   std::filesystem::path root_;
 };
 
-TEST_F(RealLoop, FiresTimersThatAnotherThreadStarted) {
+TEST_F(RealLoop, FiresTimersStartedByAnotherThread) {
   std::thread::id fired_on;
   api::PendingCommands commands;
   const auto action = [&fired_on] {
@@ -102,7 +102,7 @@ TEST_F(RealLoop, FiresTimersThatAnotherThreadStarted) {
   EXPECT_EQ(fired_on, std::this_thread::get_id());
 }
 
-TEST_F(RealLoop, TakesTimersOfManyThreads) {
+TEST_F(RealLoop, AcceptsTimersOfManyThreads) {
   std::atomic<int> fired{0};
   const auto action = [&fired] {
     ++fired;
@@ -122,7 +122,7 @@ TEST_F(RealLoop, TakesTimersOfManyThreads) {
   EXPECT_EQ(fired, 0);
 }
 
-// The platform's timers are one list in order of time, so an interval of one may stop all.
+// Ecore keeps its timers in one list ordered by time, so one interval could stop all of them.
 TEST_F(RealLoop, FiresTimersBesideExtremeIntervals) {
   std::vector<double> intervals = support::kNaNs;
   intervals.insert(intervals.end(), support::kExtremeDoubles.begin(),
@@ -143,9 +143,9 @@ TEST_F(RealLoop, FiresTimersBesideExtremeIntervals) {
   }
 }
 
-TEST_F(RealLoop, RunsCallsOfManyThreadsOneAfterAnother) {
+TEST_F(RealLoop, SerializesCallsOfManyThreads) {
   const auto main_thread = std::this_thread::get_id();
-  int count = 0;  // without a lock: only the loop's thread comes here
+  int count = 0;  // without a lock: only the loop's thread accesses it
   const std::vector<std::function<void()>> parts(4, [&] {
     for (int i = 0; i < 25; ++i) {
       ThreadUtils::InvokeOnMainThreadSync([&] {
@@ -160,7 +160,7 @@ TEST_F(RealLoop, RunsCallsOfManyThreadsOneAfterAnother) {
   EXPECT_EQ(count, 100);
 }
 
-TEST_F(RealLoop, EndsTimersAfterEcoreHasShutDown) {
+TEST_F(RealLoop, DeletesTimersAfterEcoreHasShutDown) {
   {
     api::PendingCommands commands;
     SendWithTimer(

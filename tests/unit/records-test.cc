@@ -47,7 +47,7 @@ class Records : public support::PlatformTest {
   rpc_port_parcel_h parcel_ = nullptr;
 };
 
-TEST_F(Records, WriteACommandFieldByField) {
+TEST_F(Records, WriteEachFieldOfCommand) {
   parcel_ << Command("uuid", "type", "payload", -5, Extra());
   EXPECT_EQ(NextString(), "uuid");
   EXPECT_EQ(NextString(), "type");
@@ -62,7 +62,7 @@ TEST_F(Records, WriteACommandFieldByField) {
   EXPECT_EQ(NextString(), "none");
 }
 
-TEST_F(Records, WriteAResultFieldByField) {
+TEST_F(Records, WriteEachFieldOfResult) {
   parcel_ << Result("uuid", "result", 7, "error", Extra());
   EXPECT_EQ(NextString(), "uuid");
   EXPECT_EQ(NextString(), "result");
@@ -77,7 +77,7 @@ TEST_F(Records, WriteAResultFieldByField) {
   EXPECT_EQ(NextString(), "none");
 }
 
-TEST_F(Records, ReadACommandAsItWasWritten) {
+TEST_F(Records, ReadWrittenCommand) {
   parcel_ << Command("uuid", "type", "payload", -5, Extra());
   Command command;
   parcel_ >> command;
@@ -88,7 +88,7 @@ TEST_F(Records, ReadACommandAsItWasWritten) {
   EXPECT_EQ(ValueOf(command.extra.GetHandle()), "value");
 }
 
-TEST_F(Records, ReadAResultAsItWasWritten) {
+TEST_F(Records, ReadWrittenResult) {
   parcel_ << Result("uuid", "result", 7, "error", Extra());
   Result result;
   parcel_ >> result;
@@ -99,7 +99,7 @@ TEST_F(Records, ReadAResultAsItWasWritten) {
   EXPECT_EQ(ValueOf(result.extra.GetHandle()), "value");
 }
 
-TEST_F(Records, KeepTheirValuesForFieldsThatAreMissing) {
+TEST_F(Records, KeepValuesOfMissingFields) {
   Command command("uuid", "type", "payload", 5, Extra());
   parcel_ >> command;
   EXPECT_EQ(command.payload, "payload");
@@ -107,7 +107,7 @@ TEST_F(Records, KeepTheirValuesForFieldsThatAreMissing) {
   EXPECT_EQ(ValueOf(command.extra.GetHandle()), "value");
 }
 
-TEST_F(Records, BeginEmptyWithABundleOfTheirOwn) {
+TEST_F(Records, AreEmptyByDefault) {
   const Command command;
   EXPECT_EQ(command.uuid + command.request_type + command.payload, "");
   EXPECT_EQ(command.timestamp, 0);
@@ -117,7 +117,7 @@ TEST_F(Records, BeginEmptyWithABundleOfTheirOwn) {
   EXPECT_EQ(fake::Held("bundle"), 2);
 }
 
-TEST_F(Records, DuplicateTheBundleForACopy) {
+TEST_F(Records, DuplicateBundleWhenCopied) {
   const Command command("uuid", "type", "payload", 5, Extra());
   const Command copy = command;
   EXPECT_NE(copy.extra.GetHandle(), command.extra.GetHandle());

@@ -14,14 +14,14 @@ using support::InstallHandler;
 
 constexpr int kParameter = QOR_HANDLER_MANAGER_ERROR_INVALID_PARAMETER;
 
-// What a client does inside a callback.
-struct Deed {
+// An action of the client inside a callback.
+struct Action {
   const char* name;
   std::function<void(support::Client&)> run;
 };
 
-// Names the parameter in a failure.
-void PrintTo(const Deed& deed, std::ostream* out) { *out << deed.name; }
+// Prints the parameter in failure messages.
+void PrintTo(const Action& action, std::ostream* out) { *out << action.name; }
 
 qor_handler_manager_configuration_h NewConfiguration() {
   qor_handler_manager_configuration_h config = nullptr;
@@ -43,7 +43,7 @@ int Send(const char* uuid, const char* request_type) {
 
 void ShutDown(support::Client&) { EXPECT_EQ(qor_handler_manager_shutdown(), 0); }
 
-const std::vector<Deed> kDeeds = {
+const std::vector<Action> kActions = {
     {"Initialize",
      [](support::Client&) {
        const auto config = NewConfiguration();
@@ -54,7 +54,7 @@ const std::vector<Deed> kDeeds = {
      }},
     {"InitializeWithoutConfiguration",
      [](support::Client&) { EXPECT_EQ(qor_handler_manager_initialize(nullptr), 0); }},
-    {"ConfigureNothing",
+    {"ConfigureNull",
      [](support::Client&) {
        EXPECT_EQ(qor_handler_manager_configuration_create(nullptr), kParameter);
        EXPECT_EQ(qor_handler_manager_configuration_set_connection_timeout(nullptr, 1), kParameter);
@@ -82,32 +82,32 @@ const std::vector<Deed> kDeeds = {
          EXPECT_EQ(Send("of the new graph", "type"), 0);
        }
      }},
-    {"SendANewCommand", [](support::Client&) { EXPECT_EQ(Send("new", "type"), 0); }},
+    {"SendNewCommand", [](support::Client&) { EXPECT_EQ(Send("new", "type"), 0); }},
     {"SendManyCommands",
      [](support::Client&) {
        for (int i = 0; i < 9; ++i) EXPECT_EQ(Send(std::to_string(i).c_str(), "type"), 0);
      }},
-    {"SendTheSameCommand",
+    {"SendSameCommand",
      [](support::Client&) {
        // Pending or not, depending on the callback.
        EXPECT_THAT(Send("a", "type"), ::testing::AnyOf(0, QOR_HANDLER_MANAGER_ERROR_UNKNOWN));
      }},
-    {"SendWhatNobodyServes",
+    {"SendUnknownType",
      [](support::Client&) {
        EXPECT_EQ(Send("new", "no type"), QOR_HANDLER_MANAGER_ERROR_NOT_SUPPORTED_COMMAND);
      }},
-    {"SendNothing", [](support::Client&) { EXPECT_EQ(Send(nullptr, nullptr), kParameter); }},
-    {"SetAResponseCallback", [](support::Client& client) { client.ListenForResponses(); }},
-    {"SetANegotiationCallback", [](support::Client& client) { client.ListenForNegotiations(); }},
-    {"SetAnUpdateCallback", [](support::Client& client) { client.ListenForUpdates(); }},
-    {"SetNoCallback",
+    {"SendNull", [](support::Client&) { EXPECT_EQ(Send(nullptr, nullptr), kParameter); }},
+    {"SetResponseCallback", [](support::Client& client) { client.ListenForResponses(); }},
+    {"SetNegotiationCallback", [](support::Client& client) { client.ListenForNegotiations(); }},
+    {"SetUpdateCallback", [](support::Client& client) { client.ListenForUpdates(); }},
+    {"SetNullCallback",
      [](support::Client&) {
        EXPECT_EQ(qor_handler_manager_set_response_cb(nullptr, nullptr), kParameter);
        EXPECT_EQ(qor_handler_manager_set_negotiate_request_cb(nullptr, nullptr), kParameter);
        EXPECT_EQ(qor_handler_manager_set_handler_update_cb(nullptr, nullptr), kParameter);
      }},
     {"Enumerate", [](support::Client&) { support::Client::Handlers(); }},
-    {"EnumerateToNobody",
+    {"EnumerateWithNullCallback",
      [](support::Client&) {
        EXPECT_EQ(qor_handler_manager_foreach_handler_info(nullptr, nullptr), kParameter);
      }},
@@ -115,7 +115,7 @@ const std::vector<Deed> kDeeds = {
      [](support::Client&) {
        EXPECT_EQ(qor_handler_manager_foreach_handler_info(CloneAndDestroy, nullptr), 0);
      }},
-    {"ReadNothing",
+    {"ReadNull",
      [](support::Client&) {
        qor_handler_manager_handler_info_h clone = nullptr;
        char* text = nullptr;
@@ -126,17 +126,17 @@ const std::vector<Deed> kDeeds = {
        EXPECT_EQ(qor_handler_manager_handler_info_supported_request_types_get(nullptr, &texts),
                  kParameter);
      }},
-    {"ThrowAnException", [](support::Client&) { throw std::runtime_error("refused"); }},
-    {"ThrowANumber", [](support::Client&) { throw 7; }},
+    {"ThrowException", [](support::Client&) { throw std::runtime_error("refused"); }},
+    {"ThrowInt", [](support::Client&) { throw 7; }},
 };
 
-// Brings about one callback, with commands of the uuids "a" and "b" before it where there are any.
-struct Occasion {
+// Triggers one callback. Commands with the uuids "a" and "b" are pending where possible.
+struct Trigger {
   const char* name;
-  void (*bring_about)();
+  void (*run)();
 };
 
-void PrintTo(const Occasion& occasion, std::ostream* out) { *out << occasion.name; }
+void PrintTo(const Trigger& trigger, std::ostream* out) { *out << trigger.name; }
 
 HandlerPeer Fetched() {
   HandlerPeer handler("h");
@@ -149,59 +149,59 @@ void SendTwo() {
   EXPECT_EQ(Send("b", "type"), 0);
 }
 
-bool ActDuringAnEnumeration(qor_handler_manager_handler_info_h info, void* data);
+bool ActDuringEnumeration(qor_handler_manager_handler_info_h info, void* data);
 
-const std::vector<Occasion> kOccasions = {
-    {"OnAResult",
+const std::vector<Trigger> kTriggers = {
+    {"OnResult",
      [] {
        HandlerPeer handler = Fetched();
        SendTwo();
        handler.Answer("a");
      }},
-    {"OnAnExecutionTimeout",
+    {"OnExecutionTimeout",
      [] {
        Fetched();
        SendTwo();
        fake::Advance(3);
      }},
-    {"OnAConnectionTimeout",
+    {"OnConnectionTimeout",
      [] {
        SendTwo();
        fake::Advance(5);
      }},
-    {"OnANegotiation",
+    {"OnNegotiation",
      [] {
        HandlerPeer handler = Fetched();
        SendTwo();
        handler.Negotiate("a", 10.0);
      }},
-    {"OnAnInstallation",
+    {"OnInstallation",
      [] {
        SendTwo();
        InstallHandler("other", {"other"});
        support::RaiseInstalled(support::PackageOf("other"));
      }},
-    {"OnAnUpdate",
+    {"OnUpdate",
      [] {
        SendTwo();
        support::RaiseUpdated(support::PackageOf("h"));
      }},
-    {"OnARemoval",
+    {"OnRemoval",
      [] {
        InstallHandler("other", {"other"});
        SendTwo();
        support::RaiseUninstalling(support::PackageOf("other"));
      }},
-    {"DuringAnEnumeration", nullptr},
+    {"DuringEnumeration", nullptr},
 };
 
 class ReentrancyMatrix : public support::OneHandlerTest,
-                         public ::testing::WithParamInterface<std::tuple<Occasion, Deed>> {
+                         public ::testing::WithParamInterface<std::tuple<Trigger, Action>> {
  public:
   void Act() {
     if (acted_) return;
     acted_ = true;
-    std::get<Deed>(GetParam()).run(client_);
+    std::get<Action>(GetParam()).run(client_);
   }
 
  protected:
@@ -215,8 +215,8 @@ class ReentrancyMatrix : public support::OneHandlerTest,
     client_.on_update = [this](const support::HandlerUpdate&) { Act(); };
   }
 
-  // Whatever the client did, a command finds its way and comes back once.
-  void ExpectSound() {
+  // Expects that a command is delivered and answered once, whatever the client did.
+  void ExpectWorking() {
     client_ = {};
     client_.ListenForResponses();
     ASSERT_EQ(Send("sound", "type"), 0);
@@ -236,28 +236,28 @@ class ReentrancyMatrix : public support::OneHandlerTest,
   bool HasActed() const { return acted_; }
 };
 
-bool ActDuringAnEnumeration(qor_handler_manager_handler_info_h, void* data) {
+bool ActDuringEnumeration(qor_handler_manager_handler_info_h, void* data) {
   static_cast<ReentrancyMatrix*>(data)->Act();
   return true;
 }
 
 INSTANTIATE_TEST_SUITE_P(Each, ReentrancyMatrix,
-                         ::testing::Combine(::testing::ValuesIn(kOccasions),
-                                            ::testing::ValuesIn(kDeeds)),
+                         ::testing::Combine(::testing::ValuesIn(kTriggers),
+                                            ::testing::ValuesIn(kActions)),
                          [](const auto& param_info) {
-                           return std::string(std::get<Deed>(param_info.param).name) +
-                                  std::get<Occasion>(param_info.param).name;
+                           return std::string(std::get<Action>(param_info.param).name) +
+                                  std::get<Trigger>(param_info.param).name;
                          });
 
-TEST_P(ReentrancyMatrix, LeavesTheLibrarySound) {
-  const Occasion& occasion = std::get<Occasion>(GetParam());
-  if (occasion.bring_about != nullptr) {
-    EXPECT_NO_THROW(occasion.bring_about());
+TEST_P(ReentrancyMatrix, KeepsLibraryWorking) {
+  const Trigger& trigger = std::get<Trigger>(GetParam());
+  if (trigger.run != nullptr) {
+    EXPECT_NO_THROW(trigger.run());
   } else {
-    EXPECT_NO_THROW(qor_handler_manager_foreach_handler_info(ActDuringAnEnumeration, this));
+    EXPECT_NO_THROW(qor_handler_manager_foreach_handler_info(ActDuringEnumeration, this));
   }
   EXPECT_TRUE(HasActed());
-  ExpectSound();
+  ExpectWorking();
 }
 
 }  // namespace

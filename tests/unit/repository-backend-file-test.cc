@@ -26,12 +26,12 @@ class FileBackend : public support::PlatformTest {
   std::string Path() const { return fake::DataPath() + "handlers.db"; }
 };
 
-TEST_F(FileBackend, TouchesNoFileWhenMade) {
+TEST_F(FileBackend, AccessesNoFileInConstructor) {
   const FileRepositoryBackend backend(Path());
   EXPECT_FALSE(support::FileExists(Path()));
 }
 
-TEST_F(FileBackend, WritesAnEmptyList) {
+TEST_F(FileBackend, WritesEmptyList) {
   FileRepositoryBackend(Path()).Store({});
   EXPECT_EQ(ReadFile(Path()), R"({"handlers":[]})");
 }
@@ -45,8 +45,8 @@ TEST_F(FileBackend, WritesRecordsInOrderWithoutWhitespace) {
             R"({"handlerType":"AppHandler","handlerData":{"appId":"a","requestTypes":[]}}]})");
 }
 
-TEST_F(FileBackend, WritesTextsOfAnyLengthWithoutGapsOrRepetitions) {
-  // Records that fill one piece of the file, records that end within one, and one beyond all sizes.
+TEST_F(FileBackend, WritesRecordsOfAnyLength) {
+  // Records that fill a chunk of the file, end within a chunk, and exceed a chunk.
   std::vector<std::shared_ptr<handlers::BaseHandler>> handlers;
   std::string expected = R"({"handlers":[)";
   for (int i = 0; i < 3000; ++i) {
@@ -61,19 +61,19 @@ TEST_F(FileBackend, WritesTextsOfAnyLengthWithoutGapsOrRepetitions) {
   EXPECT_TRUE(ReadFile(Path()) == expected + "]}");
 }
 
-TEST_F(FileBackend, ReplacesALongerFile) {
+TEST_F(FileBackend, ReplacesLongerFile) {
   WriteFile("handlers.db", std::string(1000, 'x'));
   FileRepositoryBackend(Path()).Store({});
   EXPECT_EQ(ReadFile(Path()), R"({"handlers":[]})");
 }
 
-TEST_F(FileBackend, DoesNotReportAFileThatCannotBeWritten) {
+TEST_F(FileBackend, IgnoresUnwritableFile) {
   const std::string path = fake::DataPath() + "missing/handlers.db";
   EXPECT_NO_THROW(FileRepositoryBackend(path).Store({}));
   EXPECT_FALSE(support::FileExists(path));
 }
 
-TEST_F(FileBackend, TellsThatNothingIsStoredYet) {
+TEST_F(FileBackend, ThrowsNotInitializedWithoutFile) {
   try {
     FileRepositoryBackend(Path()).Load();
     FAIL() << "nothing was thrown";
@@ -82,17 +82,17 @@ TEST_F(FileBackend, TellsThatNothingIsStoredYet) {
   }
 }
 
-TEST_F(FileBackend, ReadsAnEmptyList) {
+TEST_F(FileBackend, ReadsEmptyList) {
   WriteFile("handlers.db", R"({"handlers":[]})");
   EXPECT_TRUE(FileRepositoryBackend(Path()).Load().empty());
 }
 
-TEST_F(FileBackend, ReadsNothingWhereTheListIsNone) {
+TEST_F(FileBackend, ReturnsNothingWhenHandlersIsNotList) {
   WriteFile("handlers.db", R"({"handlers":{"a":1}})");
   EXPECT_TRUE(FileRepositoryBackend(Path()).Load().empty());
 }
 
-TEST_F(FileBackend, ReadsBackWhatItWrote) {
+TEST_F(FileBackend, ReadsWrittenRecords) {
   const auto first = Handler(R"({"appId":"z \"quoted\" \u00e4","requestTypes":["a","b"]})");
   const auto second = Handler(R"({"appId":"a","requestTypes":["c"]})");
   first->SetPriority(50);
@@ -107,7 +107,7 @@ TEST_F(FileBackend, ReadsBackWhatItWrote) {
   EXPECT_EQ(loaded[1]->RequestTypes(), std::set<std::string>{"c"});
 }
 
-TEST_F(FileBackend, ReadsMoreThanAParseStackFull) {
+TEST_F(FileBackend, ReadsFileLargerThanParseStack) {
   std::vector<std::shared_ptr<handlers::BaseHandler>> many;
   for (int i = 0; i < 500; ++i) {
     many.push_back(
@@ -118,7 +118,7 @@ TEST_F(FileBackend, ReadsMoreThanAParseStackFull) {
   EXPECT_EQ(backend.Load().size(), 500u);
 }
 
-TEST_F(FileBackend, RefusesAnUnknownKindOfHandler) {
+TEST_F(FileBackend, RejectsUnknownHandlerType) {
   WriteFile("handlers.db",
             R"({"handlers":[)"
             R"({"handlerType":"AppHandler","handlerData":{"appId":"a","requestTypes":[]}},)"
@@ -131,7 +131,7 @@ TEST_F(FileBackend, RefusesAnUnknownKindOfHandler) {
   }
 }
 
-TEST_F(FileBackend, LogsTheFramesOfItsFunctions) {
+TEST_F(FileBackend, LogsEnterAndExitOfFunctions) {
   FileRepositoryBackend backend(Path());
   const auto count = [](const std::string& function) {
     const std::string file = "repository-backend-file.cc";
@@ -152,7 +152,7 @@ TEST_F(FileBackend, LogsTheFramesOfItsFunctions) {
 
 class FileBackendDeathTest : public FileBackend {
  protected:
-  // The JSON library's assertion ends the process, whatever becomes of the standard ones.
+  // The JSON library's assertions abort the process even with NDEBUG.
   void ExpectAbort(const std::string& text, const std::string& condition) {
     ::testing::FLAGS_gtest_death_test_style = "threadsafe";
     EXPECT_EXIT(
@@ -170,55 +170,55 @@ class FileBackendDeathTest : public FileBackend {
   static constexpr char kNoText[] = "IsString\\(\\)";
 };
 
-TEST_F(FileBackendDeathTest, DoesNotReadAnEmptyFile) { ExpectAbort("", kNoObject); }
+TEST_F(FileBackendDeathTest, AbortsOnEmptyFile) { ExpectAbort("", kNoObject); }
 
-TEST_F(FileBackendDeathTest, DoesNotReadWhatIsNoJson) { ExpectAbort("no json", kNoObject); }
+TEST_F(FileBackendDeathTest, AbortsOnInvalidJson) { ExpectAbort("no json", kNoObject); }
 
-TEST_F(FileBackendDeathTest, DoesNotReadADocumentOfAnyDepth) {
+TEST_F(FileBackendDeathTest, AbortsOnDeeplyNestedDocument) {
   ExpectAbort(std::string(200'000, '['), kNoObject);
 }
 
-TEST_F(FileBackendDeathTest, DoesNotReadHalfADocument) {
+TEST_F(FileBackendDeathTest, AbortsOnTruncatedDocument) {
   ExpectAbort(R"({"handlers":[)", kNoObject);
 }
 
-TEST_F(FileBackendDeathTest, DoesNotReadADocumentWithSomethingBehind) {
+TEST_F(FileBackendDeathTest, AbortsOnTrailingText) {
   ExpectAbort(R"({"handlers":[]} {})", kNoObject);
 }
 
-TEST_F(FileBackendDeathTest, DoesNotReadADocumentThatIsNoObject) {
+TEST_F(FileBackendDeathTest, AbortsOnNonObject) {
   ExpectAbort("[]", kNoObject);
   ExpectAbort("null", kNoObject);
 }
 
-TEST_F(FileBackendDeathTest, DoesNotReadADocumentWithoutHandlers) { ExpectAbort("{}", kMissing); }
+TEST_F(FileBackendDeathTest, AbortsOnMissingHandlers) { ExpectAbort("{}", kMissing); }
 
-TEST_F(FileBackendDeathTest, DoesNotReadAnEntryThatIsNoObject) {
+TEST_F(FileBackendDeathTest, AbortsOnNonObjectEntry) {
   ExpectAbort(R"({"handlers":[1]})", kNoObject);
 }
 
-TEST_F(FileBackendDeathTest, DoesNotReadAnEntryWithoutAType) {
+TEST_F(FileBackendDeathTest, AbortsOnMissingType) {
   ExpectAbort(R"({"handlers":[{"handlerData":{"appId":"a","requestTypes":[]}}]})", kMissing);
 }
 
-TEST_F(FileBackendDeathTest, DoesNotReadAnEntryWithoutData) {
+TEST_F(FileBackendDeathTest, AbortsOnMissingData) {
   ExpectAbort(R"({"handlers":[{"handlerType":"AppHandler"}]})", kMissing);
 }
 
-TEST_F(FileBackendDeathTest, DoesNotReadAnEntryWithoutDataWhateverItsType) {
+TEST_F(FileBackendDeathTest, AbortsOnMissingDataOfUnknownType) {
   ExpectAbort(R"({"handlers":[{"handlerType":"Other"}]})", kMissing);
 }
 
-TEST_F(FileBackendDeathTest, DoesNotReadATypeThatIsNoText) {
+TEST_F(FileBackendDeathTest, AbortsOnNonStringType) {
   ExpectAbort(R"({"handlers":[{"handlerType":1,"handlerData":{"appId":"a","requestTypes":[]}}]})",
               kNoText);
 }
 
-TEST_F(FileBackendDeathTest, DoesNotReadDataThatIsNoObject) {
+TEST_F(FileBackendDeathTest, AbortsOnNonObjectData) {
   ExpectAbort(R"({"handlers":[{"handlerType":"AppHandler","handlerData":"a"}]})", kNoObject);
 }
 
-TEST_F(FileBackendDeathTest, DoesNotReadABadEntryBehindAGoodOne) {
+TEST_F(FileBackendDeathTest, AbortsOnInvalidEntryAfterValidEntry) {
   ExpectAbort(R"({"handlers":[)"
               R"({"handlerType":"AppHandler","handlerData":{"appId":"a","requestTypes":[]}},)"
               R"({"handlerType":"AppHandler","handlerData":{"requestTypes":[]}}]})",

@@ -19,7 +19,7 @@ class Repository : public support::PlatformTest {
   handlers::Repository repository_{std::make_unique<support::MemoryBackend>(store_)};
 };
 
-TEST_F(Repository, FillsNumbersWithZeros) {
+TEST_F(Repository, PadsNumbersWithZeros) {
   EXPECT_EQ(handlers::ToZeroLeadString(7), "007");
   EXPECT_EQ(handlers::ToZeroLeadString(42), "042");
   EXPECT_EQ(handlers::ToZeroLeadString(999), "999");
@@ -29,7 +29,7 @@ TEST_F(Repository, FillsNumbersWithZeros) {
   EXPECT_EQ(handlers::ToZeroLeadString(-100), "-100");
 }
 
-TEST_F(Repository, LogsTheFrameOfItsConstructor) {
+TEST_F(Repository, LogsEnterAndExitOfConstructor) {
   fake::ClearLog();
   const handlers::Repository other(std::make_unique<support::MemoryBackend>(store_));
   EXPECT_EQ(support::CountLogged(
@@ -38,13 +38,13 @@ TEST_F(Repository, LogsTheFrameOfItsConstructor) {
   EXPECT_EQ(support::CountLogged(DLOG_DEBUG, support::ExitLine("repository.cc", "Repository")), 1);
 }
 
-TEST_F(Repository, IsEmptyAtFirstAndReadsNothing) {
+TEST_F(Repository, IsEmptyAfterConstruction) {
   EXPECT_EQ(store_->reads, 0);
   EXPECT_TRUE(repository_.GetAll().empty());
   EXPECT_TRUE(repository_.GetAllRev().empty());
 }
 
-TEST_F(Repository, PrefersTheSmallerIdOfEqualPriorities) {
+TEST_F(Repository, PrefersSmallerIdOfEqualPriorities) {
   const auto a = MakeHandler("a", {}, 5);
   const auto b = MakeHandler("b", {}, 5);
   repository_.Add("type", b);
@@ -52,7 +52,7 @@ TEST_F(Repository, PrefersTheSmallerIdOfEqualPriorities) {
   EXPECT_EQ(repository_.GetHandler("type"), a);
 }
 
-TEST_F(Repository, PrefersTheLargerPriority) {
+TEST_F(Repository, PrefersLargerPriority) {
   const auto a = MakeHandler("a", {}, 5);
   const auto b = MakeHandler("b", {}, 6);
   repository_.Add("type", a);
@@ -60,7 +60,7 @@ TEST_F(Repository, PrefersTheLargerPriority) {
   EXPECT_EQ(repository_.GetHandler("type"), b);
 }
 
-TEST_F(Repository, OrdersByKeysThatAreTexts) {
+TEST_F(Repository, OrdersKeysAsText) {
   for (const int priority : {0, 999, 1000, 1099, -5, 100}) {
     repository_.Add("type", MakeHandler("h", {}, priority));
   }
@@ -69,14 +69,14 @@ TEST_F(Repository, OrdersByKeysThatAreTexts) {
   EXPECT_EQ(keys, (std::vector<std::string>{"-100h", "0-1h", "000h", "1004h", "899h", "999h"}));
 }
 
-TEST_F(Repository, HasNoHandlerForAnUnknownType) {
+TEST_F(Repository, HasNoHandlerOfUnknownType) {
   EXPECT_EQ(repository_.GetHandler("type"), nullptr);
   EXPECT_FALSE(repository_.Exists("type"));
   EXPECT_TRUE(repository_.GetAll().empty());
   EXPECT_EQ(repository_.GetHandlerById("id"), nullptr);
 }
 
-TEST_F(Repository, IsNotChangedByAddingTheSameAgain) {
+TEST_F(Repository, IgnoresDuplicateAdd) {
   const auto a = MakeHandler("a", {});
   repository_.Add("type", a);
   repository_.Add("type", a);
@@ -84,7 +84,7 @@ TEST_F(Repository, IsNotChangedByAddingTheSameAgain) {
   EXPECT_EQ(repository_.GetAllRev().size(), 1u);
 }
 
-TEST_F(Repository, KeepsTheFirstOfTwoObjectsOfOneIdButFindsTheSecondById) {
+TEST_F(Repository, KeepsFirstOfTwoObjectsOfSameIdAndFindsSecondById) {
   const auto first = MakeHandler("a", {}, 5);
   const auto second = MakeHandler("a", {}, 5);
   repository_.Add("type", first);
@@ -96,7 +96,7 @@ TEST_F(Repository, KeepsTheFirstOfTwoObjectsOfOneIdButFindsTheSecondById) {
   EXPECT_THAT(*store_->handlers, ::testing::UnorderedElementsAre(first, second));
 }
 
-TEST_F(Repository, FindsTheSecondByIdWhenTheFirstIsGone) {
+TEST_F(Repository, FindsSecondByIdAfterFirstIsDestroyed) {
   const std::string id = "org.example.an-id-that-needs-memory-of-its-own";
   auto first = MakeHandler(id, {});
   repository_.Add("type", first);
@@ -109,7 +109,7 @@ TEST_F(Repository, FindsTheSecondByIdWhenTheFirstIsGone) {
   EXPECT_EQ(repository_.GetHandlerById(id), second);
 }
 
-TEST_F(Repository, ListsTheTypesOfAHandlerInOrderAndOnce) {
+TEST_F(Repository, ListsTypesOfHandlerInOrderWithoutDuplicates) {
   const auto h = MakeHandler("h", {});
   const auto types = [&] {
     std::vector<std::string> names;
@@ -122,7 +122,7 @@ TEST_F(Repository, ListsTheTypesOfAHandlerInOrderAndOnce) {
   EXPECT_THAT(types(), ::testing::ElementsAre("a", "c"));
 }
 
-TEST_F(Repository, KeepsBothObjectsOfOneIdAtTwoPriorities) {
+TEST_F(Repository, KeepsObjectsOfSameIdAtDifferentPriorities) {
   const auto low = MakeHandler("a", {}, 5);
   const auto high = MakeHandler("a", {}, 6);
   repository_.Add("type", low);
@@ -131,7 +131,7 @@ TEST_F(Repository, KeepsBothObjectsOfOneIdAtTwoPriorities) {
   EXPECT_EQ(repository_.GetHandler("type"), high);
 }
 
-TEST_F(Repository, ForgetsWhereAHandlerServesButNotItsId) {
+TEST_F(Repository, RemoveAllKeepsId) {
   const auto h = MakeHandler("h", {});
   repository_.Add("only", h);
   repository_.Add("shared", h);
@@ -146,7 +146,7 @@ TEST_F(Repository, ForgetsWhereAHandlerServesButNotItsId) {
   EXPECT_EQ(*store_->handlers, HandlerList{other});
 }
 
-TEST_F(Repository, RemovesTheObjectAndNotItsNamesake) {
+TEST_F(Repository, RemoveAllKeepsOtherObjectOfSameId) {
   const auto first = MakeHandler("a", {}, 5);
   const auto second = MakeHandler("a", {}, 6);
   repository_.Add("type", first);
@@ -155,7 +155,7 @@ TEST_F(Repository, RemovesTheObjectAndNotItsNamesake) {
   EXPECT_EQ(repository_.GetHandler("type"), first);
 }
 
-TEST_F(Repository, IsNotChangedByRemovingNothing) {
+TEST_F(Repository, RemoveAllIgnoresUnknownHandler) {
   const auto h = MakeHandler("h", {});
   repository_.Add("type", h);
   repository_.RemoveAll(nullptr);
@@ -164,7 +164,7 @@ TEST_F(Repository, IsNotChangedByRemovingNothing) {
   EXPECT_EQ(repository_.GetAllRev().size(), 1u);
 }
 
-TEST_F(Repository, ForgetsAnIdWhenOneOfItsTypesIsRemoved) {
+TEST_F(Repository, RemoveAlsoRemovesId) {
   const auto h = MakeHandler("h", {});
   repository_.Add("t", h);
   repository_.Add("u", h);
@@ -176,7 +176,7 @@ TEST_F(Repository, ForgetsAnIdWhenOneOfItsTypesIsRemoved) {
   EXPECT_EQ(*store_->handlers, HandlerList{h});
 }
 
-TEST_F(Repository, StoresAHandlerWhoseLastTypeWasRemoved) {
+TEST_F(Repository, StoresHandlerWhoseLastTypeWasRemoved) {
   const auto h = MakeHandler("h", {});
   repository_.Add("t", h);
   repository_.Remove("t", h);
@@ -184,14 +184,14 @@ TEST_F(Repository, StoresAHandlerWhoseLastTypeWasRemoved) {
   EXPECT_EQ(*store_->handlers, HandlerList{h});
 }
 
-TEST_F(Repository, RemembersAHandlerThatIsRemovedWithoutEverBeingAdded) {
+TEST_F(Repository, RemoveAddsUnknownHandlerToReverseIndex) {
   const auto h = MakeHandler("h", {});
   repository_.Remove("t", h);
   EXPECT_FALSE(repository_.Exists("t"));
   EXPECT_EQ(repository_.GetAllRev().count(h), 1u);
 }
 
-TEST_F(Repository, ForgetsEverythingButWhatIsStored) {
+TEST_F(Repository, ClearKeepsStoredHandlers) {
   repository_.Add("type", MakeHandler("h", {}));
   repository_.Clear();
   EXPECT_TRUE(repository_.GetAll().empty());
@@ -200,7 +200,7 @@ TEST_F(Repository, ForgetsEverythingButWhatIsStored) {
   EXPECT_EQ(store_->writes, 0);
 }
 
-TEST_F(Repository, StoresOnlyWhenTold) {
+TEST_F(Repository, StoresOnlyOnSync) {
   const auto h = MakeHandler("h", {});
   repository_.Add("a", h);
   repository_.Add("b", h);
@@ -210,14 +210,14 @@ TEST_F(Repository, StoresOnlyWhenTold) {
   EXPECT_EQ(*store_->handlers, HandlerList{h});
 }
 
-TEST_F(Repository, WritesAnEmptyDocumentWhenEmpty) {
+TEST_F(Repository, WritesEmptyDocument) {
   const std::string path = fake::DataPath() + "handlers.db";
   handlers::Repository repository(std::make_unique<handlers::FileRepositoryBackend>(path));
   repository.Sync();
   EXPECT_EQ(support::ReadFile(path), R"({"handlers":[]})");
 }
 
-TEST_F(Repository, TakesTheStoredHandlers) {
+TEST_F(Repository, LoadReplacesHandlers) {
   const auto a = MakeHandler("a", {"x", "y"});
   const auto b = MakeHandler("b", {"y"});
   store_->handlers = HandlerList{b, a};
@@ -230,7 +230,7 @@ TEST_F(Repository, TakesTheStoredHandlers) {
   EXPECT_EQ(repository_.GetAllRev().size(), 2u);
 }
 
-TEST_F(Repository, KeepsOldIdsWhenItTakesTheStoredHandlers) {
+TEST_F(Repository, LoadKeepsOldIds) {
   const auto old = MakeHandler("old", {});
   repository_.Add("type", old);
   store_->handlers = HandlerList{};
@@ -238,7 +238,7 @@ TEST_F(Repository, KeepsOldIdsWhenItTakesTheStoredHandlers) {
   EXPECT_EQ(repository_.GetHandlerById("old"), old);
 }
 
-TEST_F(Repository, HasNoTypesLeftWhenNothingIsStored) {
+TEST_F(Repository, LoadRemovesTypesWhenNothingIsStored) {
   const auto old = MakeHandler("old", {});
   repository_.Add("type", old);
   EXPECT_THROW(repository_.Load(), NotInitialized);
@@ -247,8 +247,8 @@ TEST_F(Repository, HasNoTypesLeftWhenNothingIsStored) {
   EXPECT_EQ(repository_.GetHandlerById("old"), old);
 }
 
-// Long enough to be allocated apart from the record, so that a dangling key is found.
-TEST_F(Repository, FindsHandlersWhileARegisteredOneReadsAnotherId) {
+// Too long for the small-string buffer, so that AddressSanitizer detects a dangling key.
+TEST_F(Repository, FindsHandlersAfterIdOfHandlerHasChanged) {
   const std::string old_id = "org.example.handler.of.many.letters";
   const std::string new_id = "org.example.handler.of.other.letters";
   const auto handler = MakeHandler(old_id, {"type"});

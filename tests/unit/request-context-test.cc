@@ -24,7 +24,7 @@ class RequestContext : public support::PlatformTest {
     });
   }
 
-  // Starts a timer that runs the context's own action while there is a context.
+  // Starts a timer that the context owns while it exists.
   void Start(std::optional<api::RequestContext>& context, double seconds) {
     context->StartTimer(seconds, *timers_,
                         [&context] { return context ? &context->Timer() : nullptr; });
@@ -36,7 +36,7 @@ class RequestContext : public support::PlatformTest {
   int fired_ = 0;
 };
 
-TEST_F(RequestContext, RunsItsActionWhenItsTimerFires) {
+TEST_F(RequestContext, RunsActionWhenTimerFires) {
   Make(context_);
   Start(context_, 2);
   fake::Advance(2);
@@ -44,7 +44,7 @@ TEST_F(RequestContext, RunsItsActionWhenItsTimerFires) {
   EXPECT_TRUE(fake::Timers().empty());
 }
 
-TEST_F(RequestContext, DeletesATimerThatWasStoppedOnce) {
+TEST_F(RequestContext, DeletesStoppedTimerOnce) {
   Make(context_);
   Start(context_, 2);
   context_->StopTimer();
@@ -54,7 +54,7 @@ TEST_F(RequestContext, DeletesATimerThatWasStoppedOnce) {
   EXPECT_EQ(fake::CallCount("ecore_timer_del"), 1);
 }
 
-TEST_F(RequestContext, LeavesAnExpiredTimerThatThenDoesNothing) {
+TEST_F(RequestContext, LeavesExpiredTimerThatDoesNothing) {
   Make(context_);
   Start(context_, 2);
   context_->SetExpired();
@@ -65,7 +65,7 @@ TEST_F(RequestContext, LeavesAnExpiredTimerThatThenDoesNothing) {
   EXPECT_TRUE(fake::Timers().empty());
 }
 
-TEST_F(RequestContext, LeavesTheClientsCountOfEcoreAlone) {
+TEST_F(RequestContext, KeepsInitializationCountOfEcore) {
   Make(context_);
   Start(context_, 2);
   EXPECT_EQ(fake::LoopUsers(), 1);
@@ -73,7 +73,7 @@ TEST_F(RequestContext, LeavesTheClientsCountOfEcoreAlone) {
   EXPECT_EQ(fake::LoopUsers(), 1);
 }
 
-TEST_F(RequestContext, ForgetsItsTimerWhenEcoreIsDown) {
+TEST_F(RequestContext, ReleasesTimerWhenEcoreIsDown) {
   Make(context_);
   Start(context_, 2);
   std::optional<api::RequestContext> destroyed;

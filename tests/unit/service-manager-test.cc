@@ -3,17 +3,17 @@
 
 #include "ipc/service-manager.h"
 
-#include "ipc/active-object.h"
-#include "library-test.h"
-
 #include <atomic>
 #include <future>
+
+#include "ipc/active-object.h"
+#include "library-test.h"
 
 namespace {
 
 using support::HandlerPeer;
 using support::kAnyLine;
-using Texts = std::vector<std::string>;
+using Strings = std::vector<std::string>;
 
 class RecordingTaker : public ipc::RequestTaker {
  public:
@@ -34,7 +34,7 @@ class RecordingTaker : public ipc::RequestTaker {
     return answer;
   }
 
-  Texts calls;
+  Strings calls;
   bool answer = true;
   ipc::OnCommandReceivedUniqePtr callback;
 };
@@ -59,28 +59,28 @@ class ServiceManager : public support::PlatformTest {
   std::unique_ptr<rpc_port::stub::stub::CommandHandler> stub_;
 };
 
-TEST_F(ServiceManager, ForwardsEverythingInTheNameOfTheSender) {
+TEST_F(ServiceManager, ForwardsCallsWithSender) {
   HandlerPeer peer("app", "one");
   EXPECT_EQ(peer.Fetch(7), 0);
   EXPECT_EQ(peer.Answer("a"), 0);
   EXPECT_EQ(peer.Negotiate("b", 1.5), 0);
   peer.Disconnect();
-  EXPECT_EQ(taker_->calls, (Texts{"connected app", "fetch app 1::7", "result app a",
-                                  "negotiate app b 1.500000", "disconnected app"}));
+  EXPECT_EQ(taker_->calls, (Strings{"connected app", "fetch app 1::7", "result app a",
+                                    "negotiate app b 1.500000", "disconnected app"}));
 }
 
-TEST_F(ServiceManager, NamesBothConnectionsOfAnApplicationByIt) {
+TEST_F(ServiceManager, UsesSameSenderForAllConnectionsOfApplication) {
   HandlerPeer first("app", "one");
   HandlerPeer second("app", "two");
   first.Answer("a");
   second.Answer("b");
   first.Disconnect();
   second.Disconnect();
-  EXPECT_EQ(taker_->calls, (Texts{"connected app", "connected app", "result app a", "result app b",
-                                  "disconnected app", "disconnected app"}));
+  EXPECT_EQ(taker_->calls, (Strings{"connected app", "connected app", "result app a",
+                                    "result app b", "disconnected app", "disconnected app"}));
 }
 
-TEST_F(ServiceManager, SendsBackWhatTheTakerAnswers) {
+TEST_F(ServiceManager, RepliesWithResultOfTaker) {
   HandlerPeer peer("app", "one");
   peer.Answer("a");
   EXPECT_EQ(peer.LastReply(), true);
@@ -93,7 +93,7 @@ TEST_F(ServiceManager, SendsBackWhatTheTakerAnswers) {
   EXPECT_EQ(peer.LastReply(), false);
 }
 
-TEST_F(ServiceManager, LeavesStandingConnectionsTheirTaker) {
+TEST_F(ServiceManager, KeepsTakerOfEstablishedConnections) {
   HandlerPeer peer("app", "one");
   manager_->SetRequestTaker(nullptr);
   const std::weak_ptr<RecordingTaker> taker = taker_;
@@ -106,7 +106,7 @@ TEST_F(ServiceManager, LeavesStandingConnectionsTheirTaker) {
   EXPECT_TRUE(taker.expired());
 }
 
-TEST_F(ServiceManager, LogsTheFrameOfEachService) {
+TEST_F(ServiceManager, LogsEnterAndExitOfEachService) {
   fake::Connect("app", "one");
   EXPECT_EQ(support::CountLogged(
                 DLOG_DEBUG, support::EnterLine("service-manager.cc", "CreateService", kAnyLine)),
@@ -125,14 +125,14 @@ class Event : public Job::IEvent {
   std::promise<std::thread::id> ran;
 };
 
-TEST(ActiveObjectTest, RunsJobsOnAThreadOfItsOwn) {
+TEST(ActiveObjectTest, RunsJobsOnOwnThread) {
   ActiveObject object;
   Event event;
   object.Send(std::make_shared<Job>(&event));
   EXPECT_NE(event.ran.get_future().get(), std::this_thread::get_id());
 }
 
-TEST(ActiveObjectTest, RunsTheJobsQueuedBeforeItEnds) {
+TEST(ActiveObjectTest, RunsQueuedJobsBeforeDestruction) {
   Event first;
   Event second;
   {
@@ -143,7 +143,7 @@ TEST(ActiveObjectTest, RunsTheJobsQueuedBeforeItEnds) {
   EXPECT_EQ(first.ran.get_future().get(), second.ran.get_future().get());
 }
 
-TEST(ActiveObjectTest, StopsAtAJobThatSaysSo) {
+TEST(ActiveObjectTest, StopsAtStopJob) {
   std::atomic<bool> ran{false};
   class Late : public Job::IEvent {
    public:

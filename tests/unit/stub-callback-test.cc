@@ -11,7 +11,7 @@ using rpc_port::stub::Command;
 using support::CommandHandler;
 using support::HandlerPeer;
 
-// Commands pushed to a connection.
+// Commands sent to a connection.
 class StubCallback : public support::StubTest {
  protected:
   void SetUp() override {
@@ -48,14 +48,14 @@ TEST_F(StubCallback, SendsEveryFieldInOrder) {
   EXPECT_EQ(deliveries[0].extra, (std::map<std::string, std::string>{{"key", "value"}}));
 }
 
-TEST_F(StubCallback, MayBeInvokedAgain) {
+TEST_F(StubCallback, CanBeInvokedAgain) {
   Register(false);
   script_.callback->Invoke("a", Command());
   script_.callback->Invoke("b", Command());
   EXPECT_EQ(peer_->Deliveries().size(), 2u);
 }
 
-TEST_F(StubCallback, IsInvokedOnceWhenItsHeaderSaysSo) {
+TEST_F(StubCallback, CanBeInvokedOnlyOnceIfMarked) {
   Register(true);
   script_.callback->Invoke("a", Command());
   EXPECT_THROW(script_.callback->Invoke("b", Command()),
@@ -64,7 +64,7 @@ TEST_F(StubCallback, IsInvokedOnceWhenItsHeaderSaysSo) {
   EXPECT_TRUE(peer_->Deliveries()[0].once);
 }
 
-TEST_F(StubCallback, OutlivesItsConnectionButReachesNobody) {
+TEST_F(StubCallback, ThrowsAfterDisconnect) {
   Register(false);
   peer_->Disconnect();
   EXPECT_THROW(script_.callback->Invoke("a", Command()),
@@ -72,7 +72,7 @@ TEST_F(StubCallback, OutlivesItsConnectionButReachesNobody) {
   EXPECT_EQ(fake::CallCount("rpc_port_parcel_send"), 0);
 }
 
-TEST_F(StubCallback, MayBeDestroyedByADisconnectionDuringTheSend) {
+TEST_F(StubCallback, CanBeDestroyedByDisconnectDuringSend) {
   Register(false);
   script_.on_call = [this](const std::string& call) {
     if (call == "terminate one") script_.callback.reset();
@@ -83,7 +83,7 @@ TEST_F(StubCallback, MayBeDestroyedByADisconnectionDuringTheSend) {
   EXPECT_EQ(get_last_result(), RPC_PORT_ERROR_IO_ERROR);
 }
 
-TEST_F(StubCallback, ReachesNobodyOnceTheConnectionHasEndedDuringACall) {
+TEST_F(StubCallback, ThrowsAfterDisconnectDuringCall) {
   script_.on_call = [this](const std::string& call) {
     if (call != "fetch one") return;
     peer_->Disconnect();
@@ -94,7 +94,7 @@ TEST_F(StubCallback, ReachesNobodyOnceTheConnectionHasEndedDuringACall) {
   EXPECT_EQ(fake::CallCount("rpc_port_parcel_send"), 0);
 }
 
-TEST_F(StubCallback, LeavesTheResultOfSendingAsTheLastResult) {
+TEST_F(StubCallback, SetsLastResultToResultOfSending) {
   Register(false);
   fake::Fail("rpc_port_parcel_send", RPC_PORT_ERROR_IO_ERROR);
   script_.callback->Invoke("a", Command());
@@ -103,7 +103,7 @@ TEST_F(StubCallback, LeavesTheResultOfSendingAsTheLastResult) {
   EXPECT_EQ(get_last_result(), RPC_PORT_ERROR_NONE);
 }
 
-TEST_F(StubCallback, CannotBeUsedAgainAfterAFailedSendWhenItIsForOnce) {
+TEST_F(StubCallback, CannotBeInvokedAgainAfterFailedSendIfMarkedOnce) {
   Register(true);
   fake::Fail("rpc_port_parcel_send", RPC_PORT_ERROR_IO_ERROR);
   script_.callback->Invoke("a", Command());
@@ -111,7 +111,7 @@ TEST_F(StubCallback, CannotBeUsedAgainAfterAFailedSendWhenItIsForOnce) {
                rpc_port::stub::stub::InvalidCallbackException);
 }
 
-TEST_F(StubCallback, KeepsTheHeaderOfTheProxy) {
+TEST_F(StubCallback, KeepsHeaderOfProxy) {
   ASSERT_EQ(fake::Receive("one", fake::ParcelWriter()
                                      .Int32(support::kMethodSetCommandReceivedCb)
                                      .Int32(9)
@@ -125,14 +125,14 @@ TEST_F(StubCallback, KeepsTheHeaderOfTheProxy) {
   EXPECT_TRUE(peer_->Deliveries()[0].once);
 }
 
-TEST_F(StubCallback, HasAHeaderOfItsOwnWhereTheProxySendsNone) {
+TEST_F(StubCallback, HasOwnHeaderWhenProxySendsNone) {
   ASSERT_EQ(fake::Receive("one", fake::ParcelWriter().Int32(support::kMethodSetCommandReceivedCb)),
             0);
   EXPECT_EQ(script_.callback->GetId(), 1);
   EXPECT_FALSE(script_.callback->IsOnce());
 }
 
-TEST_F(StubCallback, DrawsNumbersFromOneCounter) {
+TEST_F(StubCallback, TakesSequenceNumbersFromOneCounter) {
   const CommandHandler::CallbackBase first(1, false);
   const CommandHandler::CallbackBase second(2, true);
   EXPECT_EQ(second.GetSeqId(), first.GetSeqId() + 1);
@@ -140,7 +140,7 @@ TEST_F(StubCallback, DrawsNumbersFromOneCounter) {
   EXPECT_TRUE(second.IsOnce());
 }
 
-TEST_F(StubCallback, IsNamedByItsIdAndNumber) {
+TEST_F(StubCallback, HasTagOfIdAndSequenceNumber) {
   ASSERT_EQ(peer_->Fetch(0), 0);
   EXPECT_EQ(script_.callback->GetTag(), "1::0");
 }

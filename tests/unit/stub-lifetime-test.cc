@@ -10,12 +10,12 @@ namespace {
 using support::CommandHandler;
 using support::HandlerPeer;
 using support::kStubTag;
-using Texts = std::vector<std::string>;
+using Strings = std::vector<std::string>;
 
-// What services throw, and stubs that go in the middle of a call.
+// Exceptions of services, and stubs destroyed during a call.
 class StubLifetime : public support::StubTest {};
 
-TEST_F(StubLifetime, EndsTheOtherServicesWhenOneThrows) {
+TEST_F(StubLifetime, TerminatesOtherServicesWhenOneThrows) {
   fake::Connect("app", "one");
   fake::Connect("app", "two");
   script_.calls.clear();
@@ -27,7 +27,7 @@ TEST_F(StubLifetime, EndsTheOtherServicesWhenOneThrows) {
   EXPECT_EQ(fake::Held("stub"), 0);
 }
 
-TEST_F(StubLifetime, ContainsWhatAMethodThrows) {
+TEST_F(StubLifetime, CatchesExceptionsOfMethods) {
   const auto expect_contained = [this](const std::string& instance, std::function<void()> action) {
     HandlerPeer peer("app", instance);
     script_.on_call = [&action](const std::string& call) {
@@ -42,7 +42,7 @@ TEST_F(StubLifetime, ContainsWhatAMethodThrows) {
   EXPECT_EQ(support::LoggedTexts(DLOG_ERROR, kStubTag).size(), 2u);
 }
 
-TEST_F(StubLifetime, ContainsWhatAConnectionsStartThrows) {
+TEST_F(StubLifetime, CatchesExceptionsOfOnCreate) {
   script_.on_call = [](const std::string& call) {
     if (call == "create one") throw std::runtime_error("refused");
     if (call == "create two") throw 7;
@@ -52,7 +52,7 @@ TEST_F(StubLifetime, ContainsWhatAConnectionsStartThrows) {
   EXPECT_EQ(support::LoggedTexts(DLOG_ERROR, kStubTag).size(), 2u);
 }
 
-TEST_F(StubLifetime, ContainsWhatAConnectionsEndThrows) {
+TEST_F(StubLifetime, CatchesExceptionsOfOnTerminate) {
   HandlerPeer peer("app", "one");
   script_.on_call = [](const std::string&) { throw 7; };
   EXPECT_NO_THROW(peer.Disconnect());
@@ -62,7 +62,7 @@ TEST_F(StubLifetime, ContainsWhatAConnectionsEndThrows) {
   EXPECT_EQ(std::count(script_.calls.begin(), script_.calls.end(), "terminate one"), 1);
 }
 
-TEST_F(StubLifetime, MayGoDuringAnyMethod) {
+TEST_F(StubLifetime, CanEndDuringAnyMethod) {
   for (const std::string method : {"fetch", "result", "negotiate"}) {
     stub_ = std::make_unique<CommandHandler>();
     stub_->Listen(factory_);
@@ -83,16 +83,16 @@ TEST_F(StubLifetime, MayGoDuringAnyMethod) {
   }
 }
 
-TEST_F(StubLifetime, MayGoWhileAConnectionBegins) {
+TEST_F(StubLifetime, CanEndDuringOnCreate) {
   script_.on_call = [this](const std::string& call) {
     if (call == "create one") stub_.reset();
   };
   fake::Connect("app", "one");
   EXPECT_EQ(script_.calls,
-            (Texts{"service app one", "create one", "terminate one", "destroyed one"}));
+            (Strings{"service app one", "create one", "terminate one", "destroyed one"}));
 }
 
-TEST_F(StubLifetime, MayGoWhileAConnectionEnds) {
+TEST_F(StubLifetime, CanEndDuringOnTerminate) {
   HandlerPeer peer("app", "one");
   script_.calls.clear();
   bool first = true;

@@ -15,42 +15,42 @@ using support::HandlerPeer;
 using support::kStubTag;
 using support::RecordingFactory;
 using support::Script;
-using Texts = std::vector<std::string>;
+using Strings = std::vector<std::string>;
 
 class Stub : public support::StubTest {};
 
 TEST_F(Stub, IsSetUpInOrder) {
-  Texts calls;
+  Strings calls;
   for (const auto& call : fake::Calls()) calls.push_back(call.function + " " + call.detail);
   EXPECT_EQ(
       calls,
-      (Texts{"rpc_port_stub_create CommandHandler", "rpc_port_stub_add_connected_event_cb ",
-             "rpc_port_stub_add_disconnected_event_cb ", "rpc_port_stub_add_received_event_cb ",
-             "rpc_port_stub_add_privilege http://tizen.org/privilege/datasharing",
-             "rpc_port_stub_add_privilege http://tizen.org/privilege/appmanager.launch",
-             "rpc_port_stub_listen "}));
+      (Strings{"rpc_port_stub_create CommandHandler", "rpc_port_stub_add_connected_event_cb ",
+               "rpc_port_stub_add_disconnected_event_cb ", "rpc_port_stub_add_received_event_cb ",
+               "rpc_port_stub_add_privilege http://tizen.org/privilege/datasharing",
+               "rpc_port_stub_add_privilege http://tizen.org/privilege/appmanager.launch",
+               "rpc_port_stub_listen "}));
 }
 
-TEST_F(Stub, MakesAServiceOfEachConnection) {
+TEST_F(Stub, CreatesServiceForEachConnection) {
   fake::Connect("app", "one");
-  EXPECT_EQ(script_.calls, (Texts{"service app one", "create one"}));
+  EXPECT_EQ(script_.calls, (Strings{"service app one", "create one"}));
 }
 
-TEST_F(Stub, DropsAConnectionWithoutACallbackPort) {
+TEST_F(Stub, DropsServiceWithoutCallbackPort) {
   fake::Fail("rpc_port_stub_get_port", RPC_PORT_ERROR_IO_ERROR);
   fake::Connect("app", "one");
-  EXPECT_EQ(script_.calls, (Texts{"service app one", "destroyed one"}));
+  EXPECT_EQ(script_.calls, (Strings{"service app one", "destroyed one"}));
   EXPECT_EQ(CountStubErrors("OnConnectedCB", "Failed to get the port(-5)"), 1);
 }
 
-TEST_F(Stub, EndsTheServiceOfAConnectionThatEnds) {
+TEST_F(Stub, TerminatesServiceOnDisconnect) {
   HandlerPeer peer("app", "one");
   script_.calls.clear();
   peer.Disconnect();
-  EXPECT_EQ(script_.calls, (Texts{"terminate one", "destroyed one"}));
+  EXPECT_EQ(script_.calls, (Strings{"terminate one", "destroyed one"}));
 }
 
-TEST_F(Stub, IgnoresTheEndOfAConnectionItDoesNotServe) {
+TEST_F(Stub, IgnoresDisconnectOfUnknownConnection) {
   fake::Fail("rpc_port_stub_get_port", RPC_PORT_ERROR_IO_ERROR);
   HandlerPeer peer("app", "one");
   script_.calls.clear();
@@ -58,16 +58,16 @@ TEST_F(Stub, IgnoresTheEndOfAConnectionItDoesNotServe) {
   EXPECT_TRUE(script_.calls.empty());
 }
 
-TEST_F(Stub, KeepsTwoConnectionsOfOneApplicationApart) {
+TEST_F(Stub, DistinguishesConnectionsOfOneApplication) {
   HandlerPeer first("app", "one");
   HandlerPeer second("app", "two");
   first.Disconnect();
   script_.calls.clear();
   EXPECT_EQ(second.Negotiate("uuid", 1.5), 0);
-  EXPECT_EQ(script_.calls, Texts{"negotiate two uuid 1.500000"});
+  EXPECT_EQ(script_.calls, Strings{"negotiate two uuid 1.500000"});
 }
 
-TEST_F(Stub, EndsLiveServicesInConnectionOrderBeforeItGoes) {
+TEST_F(Stub, TerminatesServicesInConnectionOrderBeforeDestruction) {
   fake::Connect("app", "two");
   fake::Connect("app", "one");
   script_.calls.clear();
@@ -76,18 +76,18 @@ TEST_F(Stub, EndsLiveServicesInConnectionOrderBeforeItGoes) {
   };
   stub_.reset();
   EXPECT_EQ(script_.calls,
-            (Texts{"terminate two", "terminate one", "destroyed two", "destroyed one"}));
+            (Strings{"terminate two", "terminate one", "destroyed two", "destroyed one"}));
   EXPECT_EQ(fake::CallCount("rpc_port_stub_destroy"), 1);
 }
 
-TEST_F(Stub, TellsAParcelOfAnUnknownConnection) {
+TEST_F(Stub, RejectsParcelOfUnknownConnection) {
   fake::Fail("rpc_port_stub_get_port", RPC_PORT_ERROR_IO_ERROR);
   HandlerPeer peer("app", "one");
   EXPECT_EQ(peer.Negotiate("uuid", 1.0), -1);
   EXPECT_EQ(CountStubErrors("OnReceivedCB", "Failed to find CommandHandler context(one)"), 1);
 }
 
-TEST_F(Stub, RegistersACallbackWithoutAReply) {
+TEST_F(Stub, RegistersCallbackWithoutReply) {
   HandlerPeer peer("app", "one");
   EXPECT_EQ(peer.Fetch(7, true), 0);
   EXPECT_EQ(peer.LastReply(), std::nullopt);
@@ -98,7 +98,7 @@ TEST_F(Stub, RegistersACallbackWithoutAReply) {
   EXPECT_EQ(script_.callback->GetTag(), "1::7");
 }
 
-TEST_F(Stub, RegistersACallbackWithoutACallbackPort) {
+TEST_F(Stub, RegistersCallbackWithoutCallbackPort) {
   HandlerPeer peer("app", "one");
   fake::Fail("rpc_port_stub_get_port", RPC_PORT_ERROR_IO_ERROR);
   EXPECT_EQ(peer.Fetch(), 0);
@@ -108,7 +108,7 @@ TEST_F(Stub, RegistersACallbackWithoutACallbackPort) {
                rpc_port::stub::stub::NotConnectedSocketException);
 }
 
-TEST_F(Stub, HandsOnEveryFieldOfAResult) {
+TEST_F(Stub, PassesEachFieldOfResult) {
   HandlerPeer peer("app", "one");
   EXPECT_EQ(peer.Answer("uuid", "{\"a\":1}", 5, "{\"b\":2}"), 0);
   EXPECT_EQ(peer.LastReply(), true);
@@ -124,7 +124,7 @@ TEST_F(Stub, HandsOnEveryFieldOfAResult) {
   script_.last_result.extra = rpc_port::stub::Bundle(nullptr);
 }
 
-TEST_F(Stub, RepliesWhatTheServiceAnswers) {
+TEST_F(Stub, RepliesWithResultOfService) {
   HandlerPeer peer("app", "one");
   EXPECT_EQ(peer.Answer("uuid"), 0);
   EXPECT_EQ(peer.LastReply(), true);
@@ -139,7 +139,7 @@ TEST_F(Stub, RepliesWhatTheServiceAnswers) {
   script_.last_result.extra = rpc_port::stub::Bundle(nullptr);
 }
 
-TEST_F(Stub, RepliesToTheSequenceNumberOfTheRequest) {
+TEST_F(Stub, RepliesWithSequenceNumberOfRequest) {
   fake::Connect("app", "one");
   fake::Receive("one", fake::ParcelWriter()
                            .SequenceNumber(4711)
@@ -152,7 +152,7 @@ TEST_F(Stub, RepliesToTheSequenceNumberOfTheRequest) {
   EXPECT_EQ(replies[0].Tag(), "1.10.4");
 }
 
-TEST_F(Stub, RepliesToMinusOneWhenTheRequestHasNoSequenceNumber) {
+TEST_F(Stub, RepliesWithMinusOneWithoutSequenceNumber) {
   for (const char* function :
        {"rpc_port_parcel_header_get_seq_num", "rpc_port_parcel_get_header"}) {
     HandlerPeer peer("app", function);
@@ -181,12 +181,12 @@ TEST_F(Stub, RejectsUnknownMethods) {
   EXPECT_EQ(fake::Held("parcel"), 0);
 }
 
-TEST_F(Stub, RejectsAParcelWithoutAMethod) {
+TEST_F(Stub, RejectsParcelWithoutMethod) {
   fake::Connect("app", "one");
   EXPECT_EQ(fake::Receive("one", fake::ParcelWriter()), -1);
 }
 
-TEST_F(Stub, TakesDefaultsForMissingFields) {
+TEST_F(Stub, UsesDefaultsForMissingFields) {
   fake::Connect("app", "one");
   EXPECT_EQ(fake::Receive("one", fake::ParcelWriter().Int32(support::kMethodSendResult)), 0);
   EXPECT_EQ(script_.last_result.uuid, "");
@@ -201,21 +201,21 @@ TEST_F(Stub, TakesDefaultsForMissingFields) {
   script_.last_result.extra = rpc_port::stub::Bundle(nullptr);
 }
 
-TEST_F(Stub, ReturnsTheErrorOfAParcelThatCannotBeTaken) {
+TEST_F(Stub, ReturnsErrorOfReadingParcel) {
   HandlerPeer peer("app", "one");
   fake::Fail("rpc_port_parcel_create_from_port", RPC_PORT_ERROR_OUT_OF_MEMORY);
   EXPECT_EQ(peer.Negotiate("uuid", 1.0), RPC_PORT_ERROR_OUT_OF_MEMORY);
   EXPECT_EQ(CountStubErrors("OnReceivedCB", "Failed to create parcel from port"), 1);
 }
 
-TEST_F(Stub, ReturnsTheResultOfSendingTheReply) {
+TEST_F(Stub, ReturnsResultOfSendingReply) {
   HandlerPeer peer("app", "one");
   fake::Fail("rpc_port_parcel_send", RPC_PORT_ERROR_IO_ERROR);
   EXPECT_EQ(peer.Negotiate("uuid", 1.0), RPC_PORT_ERROR_IO_ERROR);
   EXPECT_EQ(fake::CallCount("rpc_port_parcel_send"), 1);
 }
 
-TEST_F(Stub, SurvivesADisconnectionDuringTheReply) {
+TEST_F(Stub, SurvivesDisconnectDuringReply) {
   HandlerPeer peer("app", "one");
   fake::DisconnectDuringSend();
   EXPECT_EQ(peer.Answer("uuid"), RPC_PORT_ERROR_IO_ERROR);
@@ -223,7 +223,7 @@ TEST_F(Stub, SurvivesADisconnectionDuringTheReply) {
   script_.last_result.extra = rpc_port::stub::Bundle(nullptr);
 }
 
-TEST_F(Stub, SendsNoReplyOnAConnectionThatHasEnded) {
+TEST_F(Stub, SendsNoReplyAfterDisconnect) {
   HandlerPeer peer("app", "one");
   script_.on_call = [&peer](const std::string& call) {
     if (call == "result one uuid") peer.Disconnect();
@@ -233,7 +233,7 @@ TEST_F(Stub, SendsNoReplyOnAConnectionThatHasEnded) {
   script_.last_result.extra = rpc_port::stub::Bundle(nullptr);
 }
 
-TEST_F(Stub, UsesTheFactoryItListenedWithLast) {
+TEST_F(Stub, UsesFactoryOfLastListen) {
   Script other;
   stub_->Listen(std::make_shared<RecordingFactory>(&other));
   fake::Connect("app", "one");
@@ -242,33 +242,33 @@ TEST_F(Stub, UsesTheFactoryItListenedWithLast) {
   stub_.reset();
 }
 
-// The service's own way to end its connection.
-TEST_F(Stub, KeepsThePortOfAConnectionThatItEnds) {
+// Disconnect() of the service.
+TEST_F(Stub, KeepsPortWhenDisconnectSucceeds) {
   fake::Connect("app", "one");
-  // The platform ends the connection, and with it the service, within the call.
+  // The platform closes the connection and terminates the service during the call.
   EXPECT_NO_THROW(factory_->last_service->Disconnect());
   EXPECT_EQ(CountStubErrors("Disconnect", "Failed to disconnect the port(0)"), 1);
 }
 
-TEST_F(Stub, ForgetsThePortOfAConnectionThatItCannotEnd) {
+TEST_F(Stub, ClearsPortWhenDisconnectFails) {
   fake::Connect("app", "one");
   fake::Fail("rpc_port_disconnect", RPC_PORT_ERROR_IO_ERROR);
   factory_->last_service->Disconnect();
   EXPECT_TRUE(support::LoggedTexts(DLOG_ERROR, kStubTag).empty());
-  factory_->last_service->Disconnect();  // without a port the platform refuses
+  factory_->last_service->Disconnect();  // fails without a port
   EXPECT_TRUE(support::LoggedTexts(DLOG_ERROR, kStubTag).empty());
   EXPECT_TRUE(fake::IsConnected("one"));
 }
 
 class StubFailures : public support::PlatformTest {};
 
-TEST_F(StubFailures, EndTheConstructor) {
+TEST_F(StubFailures, ThrowFromConstructor) {
   fake::Fail("rpc_port_stub_create", RPC_PORT_ERROR_OUT_OF_MEMORY);
   EXPECT_THROW(CommandHandler(), rpc_port::stub::stub::InvalidIOException);
   EXPECT_EQ(CountStubErrors("CommandHandler", "Failed to create stub handle"), 1);
 }
 
-TEST_F(StubFailures, EndListeningOnlyForTwoErrors) {
+TEST_F(StubFailures, ThrowFromListenOnlyForTwoErrors) {
   Script script;
   for (const int error : {RPC_PORT_ERROR_INVALID_PARAMETER, RPC_PORT_ERROR_IO_ERROR}) {
     fake::ClearLog();
@@ -281,7 +281,7 @@ TEST_F(StubFailures, EndListeningOnlyForTwoErrors) {
   }
 }
 
-TEST_F(StubFailures, AreOnlyLoggedForOtherErrorsOfListening) {
+TEST_F(StubFailures, AreLoggedForOtherErrorsOfListening) {
   Script script;
   for (const int error : {RPC_PORT_ERROR_OUT_OF_MEMORY, RPC_PORT_ERROR_PERMISSION_DENIED}) {
     fake::ClearLog();

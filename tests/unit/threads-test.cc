@@ -17,7 +17,7 @@ using rpc_port::stub::stub::Job;
 using support::HandlerPeer;
 using tizen::ThreadUtils;
 
-// Runs the main loop until other threads have done their part.
+// Runs the main loop until other threads have finished.
 void RunBeside(const std::vector<std::function<void()>>& parts) {
   std::atomic<size_t> done{0};
   std::vector<std::thread> threads;
@@ -33,11 +33,11 @@ void RunBeside(const std::vector<std::function<void()>>& parts) {
 
 void RunBeside(const std::function<void()>& part) { RunBeside(std::vector{part}); }
 
-// C functions on a thread that is not the main loop's. The fake platform reports every timer that
-// is touched on the wrong thread.
+// C functions called on other threads than the main loop's. The fake platform reports every timer
+// that is accessed on the wrong thread.
 class Threads : public support::OneHandlerTest {};
 
-TEST_F(Threads, MayCallEveryFunctionWhileTheLoopRuns) {
+TEST_F(Threads, CanCallEveryFunctionWhileLoopRuns) {
   RunBeside([this] {
     StartWithClient();
     SendAll({"a", "b", "c"});
@@ -56,7 +56,7 @@ TEST_F(Threads, MayCallEveryFunctionWhileTheLoopRuns) {
   EXPECT_FALSE(fake::Timers().empty());
 }
 
-TEST_F(Threads, HaveTheirTimersFireOnTheLoopsThread) {
+TEST_F(Threads, StartTimersThatFireOnLoopThread) {
   std::thread::id fired_on;
   client_.on_response = [&fired_on](const support::Response&) {
     fired_on = std::this_thread::get_id();
@@ -66,7 +66,7 @@ TEST_F(Threads, HaveTheirTimersFireOnTheLoopsThread) {
   EXPECT_EQ(fired_on, std::this_thread::get_id());
 }
 
-TEST_F(Threads, DeliverToAConnectedHandler) {
+TEST_F(Threads, DeliverToConnectedHandler) {
   HandlerPeer handler = ConnectAndFetch();
   RunBeside([this] { SendAll({"a", "b"}); });
   EXPECT_EQ(handler.DeliveredUuids(), (std::vector<std::string>{"a", "b"}));
@@ -74,13 +74,13 @@ TEST_F(Threads, DeliverToAConnectedHandler) {
   EXPECT_EQ(client_.AnsweredUuids(), std::vector<std::string>{"a"});
 }
 
-TEST_F(Threads, MayShutDownWhileCommandsWait) {
+TEST_F(Threads, CanShutDownWithPendingCommands) {
   SendAll({"a", "b", "c", "d", "e"});
   RunBeside([] { EXPECT_EQ(qor_handler_manager_shutdown(), 0); });
   EXPECT_TRUE(fake::Timers().empty());
 }
 
-TEST_F(Threads, MayShutDownWhileHandlersAreConnected) {
+TEST_F(Threads, CanShutDownWithConnectedHandlers) {
   fake::Connect("h", "one");
   HandlerPeer handler("h", "two");
   handler.Fetch();
@@ -90,7 +90,7 @@ TEST_F(Threads, MayShutDownWhileHandlersAreConnected) {
   EXPECT_FALSE(fake::IsListening());
 }
 
-TEST_F(Threads, MayRestartOverAndOver) {
+TEST_F(Threads, CanRestartRepeatedly) {
   RunBeside([this] {
     for (int i = 0; i < 20; ++i) {
       SendAll({"a", "b"});
@@ -103,7 +103,7 @@ TEST_F(Threads, MayRestartOverAndOver) {
   EXPECT_EQ(client_.AnsweredUuids(), std::vector<std::string>{"a"});
 }
 
-TEST_F(Threads, HearOfATimerThatCannotBeMade) {
+TEST_F(Threads, ReceiveErrorOfTimerThatCannotBeCreated) {
   fake::FailAlways("ecore_timer_add", -1);
   RunBeside([this] {
     for (const char* uuid : {"a", "b", "c"}) {
@@ -112,16 +112,16 @@ TEST_F(Threads, HearOfATimerThatCannotBeMade) {
   });
 }
 
-// Work that is handed to the main loop, from many threads at once.
+// Calls on the main loop's thread from many threads at once.
 class MainLoopCalls : public support::PlatformTest {
  protected:
   static constexpr int kThreads = 4;
   static constexpr int kCalls = 50;
 };
 
-TEST_F(MainLoopCalls, RunOneAfterAnotherOnItsThread) {
+TEST_F(MainLoopCalls, AreSerializedOnLoopThread) {
   const auto main_thread = std::this_thread::get_id();
-  int count = 0;  // without a lock: only the loop's thread comes here
+  int count = 0;  // without a lock: only the loop's thread accesses it
   const std::vector<std::function<void()>> parts(kThreads, [&] {
     for (int i = 0; i < kCalls; ++i) {
       ThreadUtils::InvokeOnMainThreadSync([&] {
@@ -134,7 +134,7 @@ TEST_F(MainLoopCalls, RunOneAfterAnotherOnItsThread) {
   EXPECT_EQ(count, kThreads * kCalls);
 }
 
-TEST_F(MainLoopCalls, AreOverWhenTheyReturn) {
+TEST_F(MainLoopCalls, AreCompleteOnReturn) {
   const std::vector<std::function<void()>> parts(kThreads, [] {
     for (int i = 0; i < kCalls; ++i) {
       int local = 0;
@@ -145,7 +145,7 @@ TEST_F(MainLoopCalls, AreOverWhenTheyReturn) {
   RunBeside(parts);
 }
 
-TEST_F(MainLoopCalls, CarryEachExceptionToItsOwnCaller) {
+TEST_F(MainLoopCalls, RethrowExceptionsToTheirCaller) {
   std::vector<std::function<void()>> parts;
   for (int thread = 0; thread < kThreads; ++thread) {
     parts.emplace_back([thread] {
@@ -168,10 +168,10 @@ class CountingEvent : public Job::IEvent {
  public:
   void OnJobRun() override { ++runs; }
 
-  int runs = 0;  // without a lock: the worker alone comes here until it is joined
+  int runs = 0;  // without a lock: only the worker accesses it until it is joined
 };
 
-TEST(Workers, TakeJobsFromManyThreads) {
+TEST(Workers, AcceptJobsFromManyThreads) {
   CountingEvent event;
   {
     ActiveObject worker;
@@ -186,7 +186,7 @@ TEST(Workers, TakeJobsFromManyThreads) {
   EXPECT_EQ(event.runs, 200);
 }
 
-TEST(Workers, ComeAndGoWithTheirConnections) {
+TEST(Workers, CanBeCreatedAndDestroyedRepeatedly) {
   for (int i = 0; i < 50; ++i) {
     const std::vector<ActiveObject> workers(3);
     EXPECT_EQ(workers.size(), 3u);

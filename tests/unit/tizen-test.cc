@@ -21,11 +21,11 @@
 
 namespace {
 
-using Texts = std::vector<std::string>;
+using Strings = std::vector<std::string>;
 
 class TizenWrappers : public support::PlatformTest {};
 
-TEST_F(TizenWrappers, NameTheCallAndThePlatformsTextInAnException) {
+TEST_F(TizenWrappers, IncludeCallAndPlatformMessageInException) {
   const std::string text = tizen::Exception("call", -5).what();
   EXPECT_NE(text.find("call"), std::string::npos);
   EXPECT_NE(text.find(get_error_message(-5)), std::string::npos);
@@ -37,42 +37,42 @@ TEST_F(TizenWrappers, ThrowOnErrorsOnly) {
   EXPECT_THROW(tizen::ThrowOnError(-1, "call"), tizen::Exception);
 }
 
-TEST_F(TizenWrappers, FindTheDataFolder) {
+TEST_F(TizenWrappers, ReturnPathInDataFolder) {
   fake::SetDataPath("/data/folder/");
   EXPECT_EQ(tizen::GetResourcePath(static_cast<tizen::Directory>(0), "file"), "/data/folder/file");
   fake::SetDataPath("");
 }
 
-TEST_F(TizenWrappers, FindNoOtherFolder) {
+TEST_F(TizenWrappers, ThrowForUnknownFolder) {
   EXPECT_THROW(tizen::GetResourcePath(static_cast<tizen::Directory>(99), "file"), tizen::Exception);
 }
 
-TEST_F(TizenWrappers, ReportAMissingDataFolder) {
+TEST_F(TizenWrappers, ThrowForMissingDataFolder) {
   fake::Fail("app_get_data_path", -17825791);
   EXPECT_THROW(tizen::GetResourcePath(tizen::Directory::kData, "file"), tizen::Exception);
 }
 
-TEST_F(TizenWrappers, ListEachPackageWithAHandlerOnce) {
+TEST_F(TizenWrappers, ListEachPackageWithHandlerOnce) {
   support::InstallPackage("z", {{"z.one", {{"x"}}}, {"z.two", {{"y"}}}});
   support::InstallPackage("plain", {{"plain.app", std::nullopt}});
   support::InstallPackage("a", {{"a.plain", std::nullopt}, {"a.one", {{"x"}}}});
   const tizen::PackageManager manager(support::kLibraryTag);
-  std::vector<Texts> apps;
+  std::vector<Strings> apps;
   for (const auto& package : manager.Handlers(support::kCommandHandlerKey))
     apps.push_back(package.Apps());
-  EXPECT_EQ(apps, (std::vector<Texts>{{"a.plain", "a.one"}, {"z.one", "z.two"}}));
+  EXPECT_EQ(apps, (std::vector<Strings>{{"a.plain", "a.one"}, {"z.one", "z.two"}}));
 }
 
-TEST_F(TizenWrappers, TellOfAPackage) {
+TEST_F(TizenWrappers, ReturnPackageInfo) {
   fake::Install({"pkg", "/opt/pkg", true, {{"b", {}}, {"a", {}}}, {}});
   const tizen::PackageInfo package("pkg");
-  EXPECT_EQ(package.Apps(), (Texts{"b", "a"}));
+  EXPECT_EQ(package.Apps(), (Strings{"b", "a"}));
   EXPECT_EQ(package.RootPath(), "/opt/pkg");
   EXPECT_TRUE(package.IsPreloaded());
   EXPECT_THROW(tizen::PackageInfo("missing"), tizen::Exception);
 }
 
-TEST_F(TizenWrappers, TellOfAnApplication) {
+TEST_F(TizenWrappers, ReturnAppInfo) {
   fake::Install({"pkg", "/opt/pkg", false, {{"app", {{"k", "1"}, {"a", "2"}, {"k", "3"}}}}, {}});
   const tizen::AppInfo app("app");
   EXPECT_EQ(app.Metadata(),
@@ -81,38 +81,38 @@ TEST_F(TizenWrappers, TellOfAnApplication) {
   EXPECT_FALSE(app.Package().IsPreloaded());
 }
 
-TEST_F(TizenWrappers, PassOnPackageEvents) {
+TEST_F(TizenWrappers, PassPackageEvents) {
   tizen::PackageManager manager(support::kLibraryTag);
-  Texts heard;
+  Strings received;
   manager.SetPackageManagerEventCallback(
       [&](const char* type, const char* package, package_manager_event_type_e event,
           package_manager_event_state_e state, int, package_manager_error_e) {
-        heard.push_back(std::string(type ? type : "(null)") + " " + package + " " +
-                        std::to_string(event) + " " + std::to_string(state));
+        received.push_back(std::string(type ? type : "(null)") + " " + package + " " +
+                           std::to_string(event) + " " + std::to_string(state));
       });
   fake::RaisePackageEvent("tpk", "a", PACKAGE_MANAGER_EVENT_TYPE_INSTALL,
                           PACKAGE_MANAGER_EVENT_STATE_STARTED);
   fake::RaisePackageEvent(nullptr, "b", PACKAGE_MANAGER_EVENT_TYPE_UPDATE,
                           PACKAGE_MANAGER_EVENT_STATE_COMPLETED);
-  EXPECT_EQ(heard, (Texts{"tpk a 0 0", "(null) b 2 2"}));
+  EXPECT_EQ(received, (Strings{"tpk a 0 0", "(null) b 2 2"}));
 }
 
-TEST_F(TizenWrappers, PassOnNoPackageEventOfAnotherType) {
+TEST_F(TizenWrappers, IgnoreOtherPackageEventTypes) {
   tizen::PackageManager manager(support::kLibraryTag);
-  int heard = 0;
+  int received = 0;
   manager.SetPackageManagerEventCallback(
-      [&heard](const char*, const char*, package_manager_event_type_e,
-               package_manager_event_state_e, int, package_manager_error_e) { ++heard; });
+      [&received](const char*, const char*, package_manager_event_type_e,
+                  package_manager_event_state_e, int, package_manager_error_e) { ++received; });
   for (const int type : {3, 8, 100, -1}) {
     fake::RaisePackageEvent("tpk", "a", type, PACKAGE_MANAGER_EVENT_STATE_COMPLETED);
   }
-  EXPECT_EQ(heard, 0);
+  EXPECT_EQ(received, 0);
   fake::RaisePackageEvent("tpk", "a", PACKAGE_MANAGER_EVENT_TYPE_UNINSTALL,
                           PACKAGE_MANAGER_EVENT_STATE_STARTED);
-  EXPECT_EQ(heard, 1);
+  EXPECT_EQ(received, 1);
 }
 
-TEST_F(TizenWrappers, ContainWhatAnEventCallbackThrows) {
+TEST_F(TizenWrappers, CatchExceptionsOfEventCallback) {
   tizen::PackageManager manager(support::kLibraryTag);
   manager.SetPackageManagerEventCallback(
       [](const char*, const char*, package_manager_event_type_e, package_manager_event_state_e, int,
@@ -122,14 +122,14 @@ TEST_F(TizenWrappers, ContainWhatAnEventCallbackThrows) {
   EXPECT_EQ(support::LoggedTexts(DLOG_ERROR).size(), 1u);
 }
 
-TEST_F(TizenWrappers, AllowAnEventCallbackToEndItsOwner) {
+TEST_F(TizenWrappers, AllowEventCallbackToDestroyOwner) {
   auto manager = std::make_unique<tizen::PackageManager>(support::kLibraryTag);
   const auto token = std::make_shared<int>(0);
   manager->SetPackageManagerEventCallback(
       [&manager, token](const char*, const char*, package_manager_event_type_e,
                         package_manager_event_state_e, int, package_manager_error_e) {
         manager.reset();
-        EXPECT_GE(token.use_count(), 2);  // the callback itself still lives
+        EXPECT_GE(token.use_count(), 2);  // the callback itself is still alive
       });
   fake::RaisePackageEvent("tpk", "a", PACKAGE_MANAGER_EVENT_TYPE_INSTALL,
                           PACKAGE_MANAGER_EVENT_STATE_STARTED);
@@ -137,7 +137,7 @@ TEST_F(TizenWrappers, AllowAnEventCallbackToEndItsOwner) {
   EXPECT_EQ(token.use_count(), 1);
 }
 
-TEST_F(TizenWrappers, StopAListAtAnExceptionAndPassItOn) {
+TEST_F(TizenWrappers, RethrowExceptionOfEnumeration) {
   struct Refusing {
     explicit Refusing(int number) {
       if (number == 2) throw std::runtime_error("no two");
@@ -149,7 +149,7 @@ TEST_F(TizenWrappers, StopAListAtAnExceptionAndPassItOn) {
   EXPECT_THROW(collector.Take(), std::runtime_error);
 }
 
-TEST_F(TizenWrappers, GuardCallbacksThatReturnAValue) {
+TEST_F(TizenWrappers, ReturnFallbackWhenCallbackThrows) {
   const auto guard = [](auto body) {
     return tizen::GuardCallback(support::kLibraryTag, "/a/file.cc", "Function", 12, -1, body);
   };
@@ -158,19 +158,19 @@ TEST_F(TizenWrappers, GuardCallbacksThatReturnAValue) {
   EXPECT_EQ(guard([]() -> int { throw 7; }), -1);
   EXPECT_EQ(
       support::LoggedTexts(DLOG_ERROR),
-      (Texts{support::ErrorLine("file.cc", "Function", 12, "Exception in a callback: refused"),
-             support::ErrorLine("file.cc", "Function", 12, "Exception in a callback: unknown")}));
+      (Strings{support::ErrorLine("file.cc", "Function", 12, "Exception in a callback: refused"),
+               support::ErrorLine("file.cc", "Function", 12, "Exception in a callback: unknown")}));
 }
 
 class ThreadUtils : public support::PlatformTest {};
 
-TEST_F(ThreadUtils, RunAtOnceOnTheMainThread) {
+TEST_F(ThreadUtils, RunsAtOnceOnMainThread) {
   bool ran = false;
   tizen::ThreadUtils::InvokeOnMainThreadSync([&ran] { ran = true; });
   EXPECT_TRUE(ran);
 }
 
-TEST_F(ThreadUtils, RunOnTheMainThreadForOthers) {
+TEST_F(ThreadUtils, RunsOnMainThreadForOtherThreads) {
   std::thread::id ran_on;
   std::atomic<bool> done{false};
   std::thread caller([&] {
@@ -182,7 +182,7 @@ TEST_F(ThreadUtils, RunOnTheMainThreadForOthers) {
   EXPECT_EQ(ran_on, std::this_thread::get_id());
 }
 
-TEST_F(ThreadUtils, CarryExceptionsBack) {
+TEST_F(ThreadUtils, RethrowsExceptions) {
   EXPECT_THROW(tizen::ThreadUtils::InvokeOnMainThreadSync([] { throw std::runtime_error(""); }),
                std::runtime_error);
   std::atomic<bool> done{false};
@@ -196,7 +196,7 @@ TEST_F(ThreadUtils, CarryExceptionsBack) {
 
 class TimerWrapper : public support::PlatformTest {
  protected:
-  // Bound to the wrapper itself.
+  // Starts a timer whose owner is the wrapper itself.
   bool Start(EcoreTimerWrapper& wrapper, double seconds) {
     return wrapper.Start(seconds, timers_, [&wrapper] { return &wrapper; });
   }
@@ -209,7 +209,7 @@ class TimerWrapper : public support::PlatformTest {
   };
 };
 
-TEST_F(TimerWrapper, HasNoTimerAtFirst) {
+TEST_F(TimerWrapper, HasNoTimerInitially) {
   EcoreTimerWrapper wrapper(count_);
   EXPECT_FALSE(wrapper.IsRunning());
   wrapper.Stop();
@@ -217,7 +217,7 @@ TEST_F(TimerWrapper, HasNoTimerAtFirst) {
   EXPECT_TRUE(fake::Timers().empty());
 }
 
-TEST_F(TimerWrapper, RunsItsTaskOnce) {
+TEST_F(TimerWrapper, RunsTaskOnce) {
   EcoreTimerWrapper wrapper(count_);
   ASSERT_TRUE(Start(wrapper, 1.0));
   EXPECT_TRUE(wrapper.IsRunning());
@@ -226,14 +226,14 @@ TEST_F(TimerWrapper, RunsItsTaskOnce) {
   EXPECT_FALSE(wrapper.IsRunning());
 }
 
-TEST_F(TimerWrapper, RunsOnWhileItsTaskReturnsTrue) {
+TEST_F(TimerWrapper, RepeatsWhileTaskReturnsTrue) {
   EcoreTimerWrapper wrapper([this] { return ++fired_ < 3; });
   ASSERT_TRUE(Start(wrapper, 1.0));
   fake::Advance(10);
   EXPECT_EQ(fired_, 3);
 }
 
-TEST_F(TimerWrapper, ReplacesItsTimer) {
+TEST_F(TimerWrapper, ReplacesTimer) {
   EcoreTimerWrapper wrapper(count_);
   ASSERT_TRUE(Start(wrapper, 1.0));
   ASSERT_TRUE(Start(wrapper, 2.0));
@@ -241,7 +241,7 @@ TEST_F(TimerWrapper, ReplacesItsTimer) {
   EXPECT_DOUBLE_EQ(fake::Timers()[0].interval, 2.0);
 }
 
-TEST_F(TimerWrapper, ReportsThatThePlatformGivesNoTimer) {
+TEST_F(TimerWrapper, ReturnsFalseWhenPlatformCreatesNoTimer) {
   EcoreTimerWrapper wrapper(count_);
   ASSERT_TRUE(Start(wrapper, 1.0));
   fake::Fail("ecore_timer_add", -12);
@@ -250,7 +250,7 @@ TEST_F(TimerWrapper, ReportsThatThePlatformGivesNoTimer) {
   EXPECT_TRUE(fake::Timers().empty());
 }
 
-TEST_F(TimerWrapper, KeepsNaNFromThePlatform) {
+TEST_F(TimerWrapper, DoesNotPassNaNToPlatform) {
   EcoreTimerWrapper wrapper(count_);
   for (const double seconds : support::kNaNs) {
     EXPECT_FALSE(Start(wrapper, seconds));
@@ -264,7 +264,7 @@ TEST_F(TimerWrapper, KeepsNaNFromThePlatform) {
   EXPECT_EQ(fake::CallCount("ecore_timer_interval_set"), 0);
 }
 
-TEST_F(TimerWrapper, TakesItsTimerWithIt) {
+TEST_F(TimerWrapper, DeletesTimerInDestructor) {
   {
     EcoreTimerWrapper wrapper(count_);
     ASSERT_TRUE(Start(wrapper, 1.0));
@@ -272,7 +272,7 @@ TEST_F(TimerWrapper, TakesItsTimerWithIt) {
   EXPECT_TRUE(fake::Timers().empty());
 }
 
-TEST_F(TimerWrapper, LeavesAnExpiredTimerToTheLoop) {
+TEST_F(TimerWrapper, LeavesExpiredTimerToLoop) {
   {
     EcoreTimerWrapper wrapper(count_);
     ASSERT_TRUE(wrapper.Start(1.0, timers_, [] { return nullptr; }));
@@ -284,13 +284,13 @@ TEST_F(TimerWrapper, LeavesAnExpiredTimerToTheLoop) {
   EXPECT_TRUE(fake::Timers().empty());
 }
 
-TEST_F(TimerWrapper, MayEndItselfInItsTask) {
+TEST_F(TimerWrapper, CanBeDestroyedByTask) {
   auto wrapper = std::make_unique<EcoreTimerWrapper>(nullptr);
   const auto token = std::make_shared<int>(0);
   wrapper->SetTask([this, &wrapper, token] {
     wrapper.reset();
     ++fired_;
-    EXPECT_GE(token.use_count(), 2);  // the task itself still lives
+    EXPECT_GE(token.use_count(), 2);  // the task itself is still alive
     return true;
   });
   ASSERT_TRUE(Start(*wrapper, 1.0));
@@ -300,7 +300,7 @@ TEST_F(TimerWrapper, MayEndItselfInItsTask) {
   EXPECT_EQ(token.use_count(), 1);
 }
 
-TEST_F(TimerWrapper, MayStartAnewInItsTask) {
+TEST_F(TimerWrapper, CanRestartInTask) {
   EcoreTimerWrapper wrapper(nullptr);
   wrapper.SetTask([this, &wrapper] {
     if (++fired_ == 1) Start(wrapper, 2.0);
@@ -315,7 +315,7 @@ TEST_F(TimerWrapper, MayStartAnewInItsTask) {
   EXPECT_FALSE(wrapper.IsRunning());
 }
 
-TEST_F(TimerWrapper, ContainsAnEmptyOrThrowingTask) {
+TEST_F(TimerWrapper, CatchesExceptionsOfTask) {
   EcoreTimerWrapper empty(nullptr);
   EcoreTimerWrapper throwing([]() -> bool { throw std::runtime_error("refused"); });
   ASSERT_TRUE(Start(empty, 1.0));
@@ -325,7 +325,7 @@ TEST_F(TimerWrapper, ContainsAnEmptyOrThrowingTask) {
   EXPECT_TRUE(fake::Timers().empty());
 }
 
-TEST_F(TimerWrapper, IsDeletedOnTheMainThread) {
+TEST_F(TimerWrapper, DeletesTimerOnMainThread) {
   auto wrapper = std::make_unique<EcoreTimerWrapper>(count_);
   ASSERT_TRUE(Start(*wrapper, 1.0));
   std::atomic<bool> done{false};

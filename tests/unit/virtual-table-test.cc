@@ -1,7 +1,7 @@
 // Copyright 2026 The qor-handler-manager authors
 // SPDX-License-Identifier: Apache-2.0
 
-// The order of virtual operations is part of the binary interface between the library's parts.
+// The order of virtual functions is part of the binary interface between the library's parts.
 
 #include <gtest/gtest.h>
 
@@ -16,17 +16,17 @@
 
 namespace {
 
-// Where a virtual operation stands in its class's table; the destructor takes the first two places.
+// Returns the slot of a virtual function in its class's table. The destructor has the first two.
 template <typename Member>
 long Slot(Member member) {
-  // Member pointers of the common C++ ABI begin with the offset in the table, plus one on most
-  // machines.
+  // In the common C++ ABI, a member pointer begins with the offset in the table, plus one on most
+  // architectures.
   long offset = 0;
   std::memcpy(&offset, &member, sizeof(offset));
   return offset / static_cast<long>(sizeof(void*));
 }
 
-TEST(VirtualTable, OfWhatTheClientReaches) {
+TEST(VirtualTable, ApiInterfaceOrder) {
   using api::ApiInterface;
   EXPECT_EQ(Slot(&ApiInterface::SendCommand), 2);
   EXPECT_EQ(Slot(&ApiInterface::SetResponseCallback), 3);
@@ -36,7 +36,7 @@ TEST(VirtualTable, OfWhatTheClientReaches) {
   EXPECT_EQ(Slot(&ApiInterface::SetHandlerUpdateCallback), 7);
 }
 
-TEST(VirtualTable, OfWhatHandlersReach) {
+TEST(VirtualTable, RequestTakerOrder) {
   using ipc::RequestTaker;
   EXPECT_EQ(Slot(&RequestTaker::SetCommandReceivedCb), 2);
   EXPECT_EQ(Slot(&RequestTaker::SendResult), 3);
@@ -45,7 +45,7 @@ TEST(VirtualTable, OfWhatHandlersReach) {
   EXPECT_EQ(Slot(&RequestTaker::NegotiateTimeout), 6);
 }
 
-TEST(VirtualTable, OfTheRouter) {
+TEST(VirtualTable, LogicOrder) {
   using api::Logic;
   EXPECT_EQ(Slot(&Logic::SetCommandReceivedCb), 2);
   EXPECT_EQ(Slot(&Logic::SendResult), 3);
@@ -63,7 +63,7 @@ TEST(VirtualTable, OfTheRouter) {
   EXPECT_EQ(Slot(&Logic::SetHandlerUpdateCallback), 15);
 }
 
-TEST(VirtualTable, OfAConnectionsService) {
+TEST(VirtualTable, ServiceOrder) {
   using Service = rpc_port::stub::stub::CommandHandler::ServiceBase;
   EXPECT_EQ(Slot(&Service::OnCreate), 2);
   EXPECT_EQ(Slot(&Service::OnTerminate), 3);
@@ -74,7 +74,7 @@ TEST(VirtualTable, OfAConnectionsService) {
   EXPECT_EQ(Slot(&ipc::ServiceManager::CreateService), 2);
 }
 
-TEST(VirtualTable, OfAHandlerRecord) {
+TEST(VirtualTable, BaseHandlerOrder) {
   using handlers::BaseHandler;
   EXPECT_EQ(Slot(&BaseHandler::Id), 2);
   EXPECT_EQ(Slot(&BaseHandler::Notify), 3);
@@ -83,13 +83,13 @@ TEST(VirtualTable, OfAHandlerRecord) {
   EXPECT_EQ(Slot(&BaseHandler::Compare), 6);
 }
 
-TEST(VirtualTable, OfTheRegistrysParts) {
+TEST(VirtualTable, RegistryOrder) {
   EXPECT_EQ(Slot(&handlers::RepositoryBackend::Store), 2);
   EXPECT_EQ(Slot(&handlers::RepositoryBackend::Load), 3);
   EXPECT_EQ(Slot(&handlers::Source::Load), 2);
 }
 
-TEST(VirtualTable, OfAnObserver) {
+TEST(VirtualTable, ObserverOrder) {
   EXPECT_EQ(Slot(&common::IObserver<const handlers::HandlerAdded&>::Update), 2);
   EXPECT_EQ(Slot(&common::IObserver<const handlers::HandlerRemoved&>::Update), 2);
   EXPECT_EQ(Slot(&common::IObserver<const handlers::HandlerUpdated&>::Update), 2);
@@ -102,6 +102,6 @@ TEST(VirtualTable, OfAnObserver) {
             4);
 }
 
-TEST(VirtualTable, OfAFailure) { EXPECT_EQ(Slot(&QorCommonException::what), 2); }
+TEST(VirtualTable, ExceptionOrder) { EXPECT_EQ(Slot(&QorCommonException::what), 2); }
 
 }  // namespace

@@ -19,10 +19,10 @@ namespace {
 using rpc_port::stub::stub::CommandHandler;
 using support::HandlerPeer;
 
-// Hands everything on to the router but the handler's callback object, which it keeps.
-class Keeper : public ipc::RequestTaker {
+// Forwards all requests to the router, except the handler's callback object, which it stores.
+class CallbackKeeper : public ipc::RequestTaker {
  public:
-  explicit Keeper(std::shared_ptr<api::Logic> logic) : logic_(std::move(logic)) {}
+  explicit CallbackKeeper(std::shared_ptr<api::Logic> logic) : logic_(std::move(logic)) {}
 
   void SetCommandReceivedCb(const HandlerId&, ipc::OnCommandReceivedUniqePtr cb) override {
     callback = std::move(cb);
@@ -42,9 +42,9 @@ class Keeper : public ipc::RequestTaker {
   std::shared_ptr<api::Logic> logic_;
 };
 
-// The parts of a running library, to be let go in any order. Not made by make_shared, whose memory
-// would stay for as long as anybody watches it.
-class Outliving : public support::PlatformTest {
+// The parts of a running library, destroyed in any order. Not created by make_shared: weak pointers
+// would keep the memory and hide a use after free.
+class DestructionOrder : public support::PlatformTest {
  protected:
   void SetUp() override {
     PlatformTest::SetUp();
@@ -66,7 +66,7 @@ class Outliving : public support::PlatformTest {
     logic_.reset(new api::Logic);
     logic_->Bind(std::move(manager));
     source_->AttachToAll(logic_);
-    const std::shared_ptr<Keeper> keeper(new Keeper(logic_));
+    const std::shared_ptr<CallbackKeeper> keeper(new CallbackKeeper(logic_));
     ipc::ServiceManager factory;
     factory.SetRequestTaker(keeper);
     service_ = factory.CreateService("h", "of nobody");
@@ -90,7 +90,7 @@ class Outliving : public support::PlatformTest {
     for (int part = 0; part < kParts; ++part) Release(part);
   }
 
-  // Everything that is left is used; what is gone may only make it fail.
+  // Uses the remaining parts. Missing parts may cause errors but no crash.
   void Use() {
     if (service_) {
       EXPECT_TRUE(service_->SendResult({}));
@@ -125,8 +125,8 @@ class Outliving : public support::PlatformTest {
   int builds_ = 0;
 };
 
-// As after a start that failed half-way.
-TEST_F(Outliving, LeavesARouterThatKnowsNoHandler) {
+// The state after a failed start.
+TEST_F(DestructionOrder, RouterWorksWithoutManager) {
   api::Logic router;
   router.OnConnected("h");
   router.SetCommandReceivedCb("h", nullptr);
@@ -141,7 +141,7 @@ TEST_F(Outliving, LeavesARouterThatKnowsNoHandler) {
             1);
 }
 
-TEST_F(Outliving, IsHarmlessInEveryOrder) {
+TEST_F(DestructionOrder, EveryOrderIsSafe) {
   std::array<int, kParts> order = {0, 1, 2, 3, 4, 5};
   do {
     Build();
