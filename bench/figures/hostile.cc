@@ -18,8 +18,8 @@
 
 #include "figures/figures.h"
 #include "peers/library-peer.h"
+#include "platform/linux/common/process-handle.h"
 #include "platform/linux/common/process-identity.h"
-#include "platform/linux/common/process-list.h"
 #include "support/child-process.h"
 #include "support/iteration-meter.h"
 #include "support/package-root.h"

@@ -7,7 +7,7 @@
 #include <filesystem>
 
 #include "platform/linux/common/file-lock.h"
-#include "platform/linux/common/process-list.h"
+#include "platform/linux/common/process-handle.h"
 
 namespace chaos {
 

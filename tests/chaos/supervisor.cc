@@ -21,7 +21,7 @@
 #include "crash-handler.h"
 #include "handlers.h"
 #include "platform/linux/common/package-database.h"
-#include "platform/linux/common/process-list.h"
+#include "platform/linux/common/process-handle.h"
 #include "timeouts.h"
 
 namespace chaos {

@@ -13,7 +13,7 @@
 #include <iterator>
 
 #include "end-to-end/end-to-end-test.h"
-#include "platform/linux/common/process-list.h"
+#include "platform/linux/common/process-handle.h"
 #include "platform/linux/tests/support/kill-at-system-call.h"
 #include "platform/linux/tests/support/program.h"
 

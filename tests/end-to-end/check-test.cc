@@ -11,7 +11,7 @@
 
 #include "end-to-end-test.h"
 #include "live-process.h"
-#include "platform/linux/common/process-list.h"
+#include "platform/linux/common/process-handle.h"
 
 namespace end_to_end {
 namespace {

@@ -11,9 +11,8 @@
 
 #include "end-to-end-test.h"
 #include "live-process.h"
+#include "platform/linux/common/process-handle.h"
 #include "platform/linux/common/process-identity.h"
-#include "platform/linux/common/process-list.h"
-#include "platform/linux/common/start-environment.h"
 
 namespace end_to_end {
 namespace {

@@ -68,7 +68,7 @@ bool Send(const UniqueFd& fd, const std::vector<uint8_t>& frame) {
 }
 
 bool Send(const UniqueFd& fd, const wire::Parcel& parcel) {
-  const rpc::ByteView frame = static_cast<rpc::Parcel*>(parcel.get())->Frame();
+  const platform::ByteView frame = static_cast<rpc::Parcel*>(parcel.get())->Frame();
   return SendAll(fd, frame.data, frame.size);
 }
 
@@ -325,7 +325,7 @@ class Attacker {
   }
 
   static std::vector<uint8_t> Repeated(const wire::Parcel& call, size_t count) {
-    const rpc::ByteView frame = static_cast<rpc::Parcel*>(call.get())->Frame();
+    const platform::ByteView frame = static_cast<rpc::Parcel*>(call.get())->Frame();
     std::vector<uint8_t> bytes;
     for (size_t i = 0; i < count; ++i) {
       bytes.insert(bytes.end(), frame.data, frame.data + frame.size);

@@ -12,7 +12,7 @@
 #include <string>
 
 #include "platform/linux/common/message-server.h"
-#include "platform/linux/common/process-list.h"
+#include "platform/linux/common/process-handle.h"
 #include "platform/linux/common/root-folder.h"
 #include "security-test.h"
 

@@ -14,7 +14,7 @@
 #include "agent/agent.h"
 #include "common/timeout-errors.h"
 #include "inspect/explanation.h"
-#include "platform/linux/common/process-list.h"
+#include "platform/linux/common/process-handle.h"
 
 namespace tools::check {
 

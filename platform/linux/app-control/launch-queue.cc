@@ -15,8 +15,8 @@
 namespace platform {
 namespace {
 
-constexpr double kRetrySeconds = 0.05;
-constexpr int kMaxRetries = static_cast<int>(kLaunchLockTimeout.count() / kRetrySeconds);
+constexpr std::chrono::milliseconds kRetryInterval(50);
+constexpr int kMaxRetries = static_cast<int>(kLaunchLockTimeout / kRetryInterval);
 
 }  // namespace
 
@@ -45,7 +45,7 @@ void LaunchQueue::Add(const std::string& app_id, const std::vector<uint8_t>& req
 }
 
 void LaunchQueue::StartTimer() {
-  timer_.Start(kRetrySeconds, [this] { Retry(); });
+  timer_.Start(kRetryInterval, [this] { Retry(); });
 }
 
 bool LaunchQueue::LaunchAll() {

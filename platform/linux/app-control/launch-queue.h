@@ -10,8 +10,8 @@
 #include <string>
 #include <vector>
 
-#include "platform/linux/common/ecore-reference.h"
 #include "platform/linux/common/loop-timer.h"
+#include "platform/linux/common/loop-watch.h"
 
 namespace platform {
 

@@ -10,7 +10,6 @@
 #include <string>
 #include <vector>
 
-#include "platform/linux/common/ecore-reference.h"
 #include "platform/linux/common/loop-watch.h"
 #include "platform/linux/common/unix-socket.h"
 

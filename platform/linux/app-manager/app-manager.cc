@@ -8,7 +8,7 @@
 
 #include "platform/linux/app-manager/errors.h"
 #include "platform/linux/common/package-database.h"
-#include "platform/linux/common/process-list.h"
+#include "platform/linux/common/process-handle.h"
 
 using platform::kAppManagerBoundary;
 

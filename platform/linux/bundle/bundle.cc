@@ -29,7 +29,7 @@ int Add(bundle* b, const char* key, int type, const void* const* elements, const
   });
 }
 
-// The value under a key of one type.
+// Finds the value of a key and a type.
 int Find(bundle* b, const char* key, int type, keyval_t** value) {
   if (b == nullptr || !IsKey(key)) return BUNDLE_ERROR_INVALID_PARAMETER;
   const auto found = b->values.find(key);

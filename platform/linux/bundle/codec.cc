@@ -8,17 +8,13 @@
 #include <string>
 #include <utility>
 
+#include "platform/linux/common/bytes.h"
+
 namespace platform::bundle {
 namespace {
 
-void PutNumber(std::vector<uint8_t>* bytes, size_t number) {
-  const auto narrow = static_cast<uint32_t>(number);
-  const auto* raw = reinterpret_cast<const uint8_t*>(&narrow);
-  bytes->insert(bytes->end(), raw, raw + sizeof(narrow));
-}
-
-void PutBytes(std::vector<uint8_t>* bytes, const void* from, size_t size) {
-  PutNumber(bytes, size);
+void AppendSized(const void* from, size_t size, std::vector<uint8_t>* bytes) {
+  AppendNative(static_cast<uint32_t>(size), bytes);
   const auto* first = static_cast<const uint8_t*>(from);
   bytes->insert(bytes->end(), first, first + size);
 }
@@ -32,55 +28,28 @@ size_t RawSize(const _bundle_t& values) {
   return size;
 }
 
-// Walks over foreign bytes and refuses to step past their end.
-class Reader {
- public:
-  Reader(const uint8_t* bytes, size_t size) : next_(bytes), left_(size) {}
-
-  size_t left() const { return left_; }
-
-  bool Number(uint32_t* number) {
-    const uint8_t* bytes;
-    if (!Bytes(sizeof(*number), &bytes)) return false;
-    std::memcpy(number, bytes, sizeof(*number));
-    return true;
-  }
-
-  bool Bytes(size_t size, const uint8_t** bytes) {
-    if (size > left_) return false;
-    *bytes = next_;
-    next_ += size;
-    left_ -= size;
-    return true;
-  }
-
- private:
-  const uint8_t* next_;
-  size_t left_;
-};
-
 bool IsKnownType(uint32_t type) {
   return type == BUNDLE_TYPE_STR || type == BUNDLE_TYPE_STR_ARRAY || type == BUNDLE_TYPE_BYTE;
 }
 
-// A text ends with its only NUL.
-bool IsText(const uint8_t* bytes, size_t size) {
+// A string ends with its only NUL.
+bool IsString(const uint8_t* bytes, size_t size) {
   return size > 0 && std::memchr(bytes, '\0', size) == bytes + size - 1;
 }
 
-bool ReadElements(Reader* reader, keyval_t* value) {
+bool ReadElements(ByteReader* reader, keyval_t* value) {
   uint32_t count;
-  if (!reader->Number(&count) || count > reader->left() / sizeof(uint32_t)) return false;
+  if (!reader->ReadNumber(&count) || count > reader->left() / sizeof(uint32_t)) return false;
   if (count == 0 || (!value->IsArray() && count != 1)) return false;
   std::vector<const void*> elements(count, nullptr);
   std::vector<size_t> sizes(count, 0);
   for (uint32_t i = 0; i < count; ++i) {
     uint32_t size;
-    if (!reader->Number(&size)) return false;
+    if (!reader->ReadNumber(&size)) return false;
     if (size == kEmptySlot && value->IsArray()) continue;
     const uint8_t* bytes;
-    if (!reader->Bytes(size, &bytes)) return false;
-    if (value->type() != BUNDLE_TYPE_BYTE && !IsText(bytes, size)) return false;
+    if (!reader->ReadBytes(size, &bytes)) return false;
+    if (value->type() != BUNDLE_TYPE_BYTE && !IsString(bytes, size)) return false;
     elements[i] = bytes;
     sizes[i] = size;
   }
@@ -88,12 +57,12 @@ bool ReadElements(Reader* reader, keyval_t* value) {
   return true;
 }
 
-bool ReadPair(Reader* reader, _bundle_t* values) {
+bool ReadPair(ByteReader* reader, _bundle_t* values) {
   uint32_t type;
   uint32_t key_size;
   const uint8_t* key;
-  if (!reader->Number(&type) || !IsKnownType(type)) return false;
-  if (!reader->Number(&key_size) || !reader->Bytes(key_size, &key)) return false;
+  if (!reader->ReadNumber(&type) || !IsKnownType(type)) return false;
+  if (!reader->ReadNumber(&key_size) || !reader->ReadBytes(key_size, &key)) return false;
   if (key_size == 0 || std::memchr(key, '\0', key_size) != nullptr) return false;
   const auto added = values->values.try_emplace(
       std::string(reinterpret_cast<const char*>(key), key_size), static_cast<int>(type));
@@ -107,16 +76,16 @@ std::vector<uint8_t> ToRaw(const _bundle_t& values) {
   const size_t size = RawSize(values);
   if (size > INT_MAX) return bytes;
   bytes.reserve(size);
-  PutNumber(&bytes, values.values.size());
+  AppendNative(static_cast<uint32_t>(values.values.size()), &bytes);
   for (const auto& [key, value] : values.values) {
-    PutNumber(&bytes, static_cast<size_t>(value.type()));
-    PutBytes(&bytes, key.data(), key.size());
-    PutNumber(&bytes, value.count());
+    AppendNative(static_cast<uint32_t>(value.type()), &bytes);
+    AppendSized(key.data(), key.size(), &bytes);
+    AppendNative(static_cast<uint32_t>(value.count()), &bytes);
     for (size_t i = 0; i < value.count(); ++i) {
       if (value.elements()[i] == nullptr) {
-        PutNumber(&bytes, kEmptySlot);
+        AppendNative(kEmptySlot, &bytes);
       } else {
-        PutBytes(&bytes, value.elements()[i], value.sizes()[i]);
+        AppendSized(value.elements()[i], value.sizes()[i], &bytes);
       }
     }
   }
@@ -124,9 +93,9 @@ std::vector<uint8_t> ToRaw(const _bundle_t& values) {
 }
 
 std::unique_ptr<_bundle_t> FromRaw(const uint8_t* bytes, size_t size) {
-  Reader reader(bytes, size);
+  ByteReader reader({bytes, size});
   uint32_t count;
-  if (!reader.Number(&count)) return nullptr;
+  if (!reader.ReadNumber(&count)) return nullptr;
   auto values = std::make_unique<_bundle_t>();
   for (uint32_t i = 0; i < count; ++i) {
     if (!ReadPair(&reader, values.get())) return nullptr;

@@ -15,16 +15,16 @@
 
 namespace platform::bundle {
 
-// The raw form, in the machine's byte order, every number 32 bits wide: the count of pairs, then
-// for each its type, key (length and bytes), count of elements, and each element as length and
-// bytes. The length kEmptySlot stands for an empty slot of an array.
+// The raw form, with integers of 32 bits in the machine's byte order: the number of pairs, then for
+// each pair its type, key (length and bytes), number of elements, and each element (length and
+// bytes). An empty slot of an array has the length kEmptySlot and no bytes.
 constexpr uint32_t kEmptySlot = 0xFFFFFFFF;
 
-// Empty when the raw form would be longer than an int can say.
+// Returns the raw form, or nothing when its size exceeds INT_MAX.
 std::vector<uint8_t> ToRaw(const _bundle_t& values);
 
-// Null unless the bytes are one whole well-formed bundle and nothing else. Nothing is allocated for
-// what the bytes only claim to hold.
+// Returns null unless the bytes are exactly one well-formed bundle. Allocates only for elements
+// that the bytes really hold, not for counts that they announce.
 std::unique_ptr<_bundle_t> FromRaw(const uint8_t* bytes, size_t size);
 
 }  // namespace platform::bundle

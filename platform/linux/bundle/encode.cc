@@ -20,7 +20,7 @@ using platform::bundle::ToRaw;
 
 namespace {
 
-// Hands bytes to a C caller, with a NUL behind them that is not counted.
+// Copies bytes for a C caller, which frees them. A NUL follows that is not counted.
 int CopyToCaller(const void* bytes, size_t size, bundle_raw** r, int* len) {
   if (size > INT_MAX) return BUNDLE_ERROR_OUT_OF_MEMORY;
   auto* copy = static_cast<bundle_raw*>(std::malloc(size + 1));

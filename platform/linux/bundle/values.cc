@@ -11,16 +11,16 @@ keyval_t::keyval_t(const keyval_t& other) : type_(other.type_) {
 }
 
 void keyval_t::Assign(const void* const* elements, const size_t* sizes, size_t count) {
-  // One byte more, so that even an element of size 0 has a place of its own.
+  // One byte more, so that the pointer to an element of size 0 is valid.
   bytes_.resize(std::accumulate(sizes, sizes + count, size_t{1}));
   elements_.assign(count, nullptr);
   sizes_.assign(count, 0);
-  uint8_t* place = bytes_.data();
+  uint8_t* next = bytes_.data();
   for (size_t i = 0; i < count; ++i) {
     if (elements[i] == nullptr) continue;
-    std::memcpy(place, elements[i], sizes[i]);
-    elements_[i] = place;
+    std::memcpy(next, elements[i], sizes[i]);
+    elements_[i] = next;
     sizes_[i] = sizes[i];
-    place += sizes[i];
+    next += sizes[i];
   }
 }

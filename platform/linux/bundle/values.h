@@ -12,9 +12,9 @@
 #include <string>
 #include <vector>
 
-// One value: the elements' bytes behind one another, and for C callers where each one starts. A
-// single value is an array of one element. Texts are stored with their terminating NUL. An empty
-// slot of an array is a null pointer of size 0.
+// A value: the consecutive bytes of its elements, and for C callers a pointer to each. A basic
+// value is an array of one element. Strings are stored with their terminating NUL. An empty slot of
+// an array is a null pointer of size 0.
 struct keyval_t {
  public:
   explicit keyval_t(int type) : type_(type) {}
@@ -22,7 +22,7 @@ struct keyval_t {
   keyval_t(keyval_t&& other) noexcept = default;
   keyval_t& operator=(const keyval_t&) = delete;
 
-  // Takes the elements in, all at once because the pointers would not survive a second time.
+  // Copies the elements. To be called once, because growing the bytes would move the elements.
   void Assign(const void* const* elements, const size_t* sizes, size_t count);
 
   int type() const { return type_; }
@@ -41,7 +41,7 @@ struct keyval_t {
   std::vector<size_t> sizes_;
 };
 
-// An empty one costs a single allocation: it travels with nearly every message.
+// An empty bundle costs a single allocation: nearly every message has one.
 struct _bundle_t {
   std::map<std::string, keyval_t, std::less<>> values;
 };

@@ -4,22 +4,24 @@
 #ifndef PLATFORM_LINUX_COMMON_ACCEPT_BACKOFF_H_
 #define PLATFORM_LINUX_COMMON_ACCEPT_BACKOFF_H_
 
+#include <chrono>
+
 #include "platform/linux/common/loop-timer.h"
 #include "platform/linux/common/loop-watch.h"
 
 namespace platform {
 
-// Lets a listening socket rest for a second. A connection that cannot be accepted, for want of
-// descriptors or memory, keeps the socket readable: going on would spin. For the main loop's thread
-// alone.
+// Stops watching a listening socket for a second. When accept() fails for lack of descriptors or
+// memory, the connection stays in the backlog and the socket readable, so the main loop would spin.
+// For the main loop's thread only.
 class AcceptBackoff {
  public:
-  // The watch is not owned and must outlive the pause.
+  // The watch is not owned and must outlive the backoff.
   explicit AcceptBackoff(LoopWatch* watch) : watch_(watch) {}
 
-  // Throws std::bad_alloc; the socket then does not rest.
+  // Throws std::bad_alloc; the socket is then still watched.
   void Start() {
-    timer_.Start(1.0, [this] { watch_->WatchReading(true); });
+    timer_.Start(std::chrono::seconds(1), [this] { watch_->WatchReading(true); });
     watch_->WatchReading(false);
   }
 

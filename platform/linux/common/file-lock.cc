@@ -14,16 +14,17 @@
 #include <fstream>
 #include <thread>
 
-#include "platform/linux/common/process-list.h"
+#include "platform/linux/common/process-handle.h"
 
 namespace platform {
 namespace {
 
 constexpr char kLogTag[] = "PLATFORM";
 constexpr std::chrono::milliseconds kRetryInterval(20);
+// Waits below this are normal and not logged.
 constexpr std::chrono::seconds kSilentWait(1);
 
-// Whether the open file is still the one of that path.
+// Whether the path still names the open file.
 bool IsAt(const std::string& path, int fd) {
   struct stat held {};
   struct stat present {};
@@ -31,14 +32,14 @@ bool IsAt(const std::string& path, int fd) {
          held.st_dev == present.st_dev && held.st_ino == present.st_ino;
 }
 
-// The holder that a line of /proc/locks names, when it is about that file; else 0.
+// Returns the holder from a line of /proc/locks, or 0 for the line of another file.
 pid_t HolderIn(const std::string& line, const struct stat& file) {
   pid_t pid = 0;
   unsigned major_number = 0;
   unsigned minor_number = 0;
   unsigned long long inode = 0;
-  // NUMBER: KIND ADVISORY ACCESS PID MAJOR:MINOR:INODE START END. A line of one that waits has an
-  // arrow in front of the kind.
+  // NUMBER: KIND ADVISORY ACCESS PID MAJOR:MINOR:INODE START END. The line of a waiting process has
+  // an arrow in front of the kind, and so does not match.
   const int found = std::sscanf(line.c_str(), "%*d: FLOCK %*s %*s %d %x:%x:%llu", &pid,
                                 &major_number, &minor_number, &inode);
   const bool is_same = found == 4 && major_number == major(file.st_dev) &&
@@ -58,27 +59,27 @@ UniqueFd LockFile(const std::string& path) {
       errno = cause;
       return file;
     }
-    // Removed by the one that held it before: the lock on it would keep nobody out.
+    // The previous holder may have removed the file after it was opened here. A lock on a removed
+    // file excludes nobody.
     if (IsAt(path, file.Get())) return file;
   }
 }
 
-UniqueFd AwaitLock(const std::string& path, std::chrono::milliseconds limit) {
+UniqueFd AwaitLock(const std::string& path, std::chrono::milliseconds timeout) {
   using Clock = std::chrono::steady_clock;
   const Clock::time_point start = Clock::now();
   bool is_logged = false;
   for (;;) {
     UniqueFd file = LockFile(path);
     const auto waited = Clock::now() - start;
-    if (file || errno != EWOULDBLOCK || waited >= limit) return file;
+    if (file || errno != EWOULDBLOCK || waited >= timeout) return file;
     if (!is_logged && waited > kSilentWait) {
       dlog_print(DLOG_WARN, kLogTag, "%s is locked by %s, waiting for up to %lld seconds",
                  path.c_str(), DescribeLockHolder(path).c_str(),
-                 static_cast<long long>(std::chrono::ceil<std::chrono::seconds>(limit).count()));
+                 static_cast<long long>(std::chrono::ceil<std::chrono::seconds>(timeout).count()));
       is_logged = true;
     }
-    // Polls, since the kernel reports the release of a lock only to a call that waits without
-    // limit.
+    // Polls, because flock() has no timeout.
     std::this_thread::sleep_for(kRetryInterval);
   }
 }

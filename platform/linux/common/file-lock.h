@@ -11,18 +11,18 @@
 
 namespace platform {
 
-// The exclusive lock on a file, which is made (mode 0600) when it is missing. A symbolic link is
-// not followed (ELOOP). Held until the descriptor and its copies are closed, so the kernel drops it
-// with the process. The holder may remove the file. Never waits: on failure the result is
-// empty and errno says why, EWOULDBLOCK when another holds the lock.
+// Takes the exclusive lock on a file, which is created (mode 0600) when it is missing. Does not
+// follow a symbolic link (ELOOP). The lock is held until the descriptor and its copies are closed,
+// so the kernel releases it when the process exits. The holder may remove the file. Never waits.
+// Returns an empty descriptor with errno set on failure: EWOULDBLOCK when the lock is held.
 UniqueFd LockFile(const std::string& path);
 
-// The same, trying again while another holds the lock, until the limit has passed. A wait of more
-// than a second logs a warning that names the holder. Never for a main loop's thread.
-UniqueFd AwaitLock(const std::string& path, std::chrono::milliseconds limit);
+// Like LockFile(), but retries until the timeout while the lock is held. After a second it logs a
+// warning that names the holder. Blocks: not for a main loop's thread.
+UniqueFd AwaitLock(const std::string& path, std::chrono::milliseconds timeout);
 
-// Says who holds the lock on a file: "process 12 (/usr/bin/program)", or "another process" when the
-// kernel does not tell.
+// Describes the holder of the lock on a file: "process 12 (/usr/bin/program)", or "another process"
+// when /proc/locks does not list it, as for processes of another PID namespace.
 std::string DescribeLockHolder(const std::string& path);
 
 }  // namespace platform

@@ -9,19 +9,19 @@
 
 namespace platform {
 
-// Ids become names of files and sockets below the root: letters, digits, '.', '-' and '_', not
-// beginning with a dot.
+// Ids become names of files and sockets below the root: letters, digits, '.', '-' and '_', no dot
+// at the beginning.
 
-// With what the id of a process begins that is no installed application. No application's does, in
-// any case: it would get the files of such a process.
+// The beginning of the ids of processes that are not installed applications. No application id may
+// begin with it, in upper or lower case: the application would get the files of such a process.
 inline constexpr char kHostPrefix[] = "host.";
 bool HasHostPrefix(const std::string& id);
 
 // Shorter than 50 characters.
 bool IsPackageId(const std::string& text);
-// Shorter than 80 characters, since socket addresses are short.
+// Shorter than 80 characters: a socket address has 108 bytes.
 bool IsApplicationId(const std::string& text);
-// What follows kHostPrefix where a process names itself: at most 64 characters.
+// The name after kHostPrefix, which a process may choose: at most 64 characters.
 bool IsHostName(const std::string& text);
 
 }  // namespace platform

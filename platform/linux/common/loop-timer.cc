@@ -10,10 +10,10 @@
 
 namespace platform {
 
-void LoopTimer::Start(double seconds, std::function<void()> action) {
+void LoopTimer::Start(std::chrono::duration<double> delay, std::function<void()> action) {
   Stop();
   action_ = std::move(action);
-  timer_ = ecore_timer_add(seconds, &Fired, this);
+  timer_ = ecore_timer_add(delay.count(), &OnTimer, this);
   if (timer_ == nullptr) throw std::bad_alloc();
 }
 
@@ -22,9 +22,10 @@ void LoopTimer::Stop() {
   timer_ = nullptr;
 }
 
-Eina_Bool LoopTimer::Fired(void* data) {
+Eina_Bool LoopTimer::OnTimer(void* data) {
   auto* self = static_cast<LoopTimer*>(data);
   self->timer_ = nullptr;
+  // Moved out of the timer, which the action may destroy.
   const std::function<void()> action = std::move(self->action_);
   kMainLoopBoundary.Run([&] {
     action();

@@ -6,11 +6,12 @@
 
 #include <Ecore.h>
 
+#include <chrono>
 #include <functional>
 
 namespace platform {
 
-// Runs an action once, after a while, on the main loop. For the main loop's thread alone.
+// A one-shot timer of the main loop. For the main loop's thread only.
 class LoopTimer {
  public:
   LoopTimer() = default;
@@ -18,13 +19,13 @@ class LoopTimer {
   LoopTimer& operator=(const LoopTimer&) = delete;
   ~LoopTimer() { Stop(); }
 
-  // Replaces an action that has not run yet. The action may destroy the timer. Throws
-  // std::bad_alloc.
-  void Start(double seconds, std::function<void()> action);
+  // Runs the action once after the delay. Replaces a pending action. The action may destroy the
+  // timer. Throws std::bad_alloc.
+  void Start(std::chrono::duration<double> delay, std::function<void()> action);
   void Stop();
 
  private:
-  static Eina_Bool Fired(void* data);
+  static Eina_Bool OnTimer(void* data);
 
   Ecore_Timer* timer_ = nullptr;
   std::function<void()> action_;

@@ -8,6 +8,19 @@
 #include "platform/linux/common/c-boundary.h"
 
 namespace platform {
+namespace {
+
+// Otherwise ecore_init(), by whichever module calls it, connects to a system bus that many machines
+// do not have, and prints pages of errors.
+__attribute__((constructor)) void DisableSystemModules() { ecore_app_no_system_modules(); }
+
+}  // namespace
+
+EcoreReference::EcoreReference() {
+  if (ecore_init() == 1) ecore_init();
+}
+
+EcoreReference::~EcoreReference() { ecore_shutdown(); }
 
 void LoopWatch::Update(bool reading, bool writing) {
   const int flags = (reading ? ECORE_FD_READ : 0) | (writing ? ECORE_FD_WRITE : 0);
@@ -20,8 +33,8 @@ void LoopWatch::Update(bool reading, bool writing) {
   if (handler_ != nullptr) {
     ecore_main_fd_handler_active_set(handler_, ecore_flags);
   } else {
-    handler_ = ecore_main_fd_handler_add(fd_, ecore_flags, &Ready, this, nullptr, nullptr);
-    if (handler_ == nullptr) throw std::runtime_error("The main loop takes no more descriptors");
+    handler_ = ecore_main_fd_handler_add(fd_, ecore_flags, &OnFdReady, this, nullptr, nullptr);
+    if (handler_ == nullptr) throw std::runtime_error("cannot add a descriptor to the main loop");
   }
   flags_ = flags;
 }
@@ -32,7 +45,7 @@ void LoopWatch::Remove() {
   flags_ = 0;
 }
 
-Eina_Bool LoopWatch::Ready(void* data, Ecore_Fd_Handler* handler) {
+Eina_Bool LoopWatch::OnFdReady(void* data, Ecore_Fd_Handler* handler) {
   const bool readable = ecore_main_fd_handler_active_get(handler, ECORE_FD_READ) != EINA_FALSE;
   const bool writable = ecore_main_fd_handler_active_get(handler, ECORE_FD_WRITE) != EINA_FALSE;
   kMainLoopBoundary.Run([&] {

@@ -8,6 +8,16 @@
 
 namespace platform {
 
+// Keeps Ecore initialized while an object watches descriptors, even when the program shuts its own
+// Ecore down before. In a program that has not initialized Ecore, it stays initialized until exit.
+class EcoreReference {
+ public:
+  EcoreReference();
+  EcoreReference(const EcoreReference&) = delete;
+  EcoreReference& operator=(const EcoreReference&) = delete;
+  ~EcoreReference();
+};
+
 class LoopObserver {
  public:
   // Called on the main loop's thread. May destroy the watch that calls it.
@@ -17,24 +27,24 @@ class LoopObserver {
   ~LoopObserver() = default;
 };
 
-// Lets the main loop tell when a descriptor is ready. For the main loop's thread alone.
+// Reports from the main loop when a descriptor is ready. For the main loop's thread only.
 class LoopWatch {
  public:
-  // Neither is owned; both must outlive the watch. Nothing is watched at first.
-  LoopWatch(int fd, LoopObserver* target) : fd_(fd), observer_(target) {}
+  // Owns neither; both must outlive the watch. Watches nothing at first.
+  LoopWatch(int fd, LoopObserver* observer) : fd_(fd), observer_(observer) {}
   LoopWatch(const LoopWatch&) = delete;
   LoopWatch& operator=(const LoopWatch&) = delete;
   ~LoopWatch() { Remove(); }
 
-  // Throws std::runtime_error when the main loop refuses.
-  void WatchReading(bool wanted) { Update(wanted, (flags_ & ECORE_FD_WRITE) != 0); }
-  void WatchWriting(bool wanted) { Update((flags_ & ECORE_FD_READ) != 0, wanted); }
+  // Both throw std::runtime_error when Ecore cannot add the descriptor.
+  void WatchReading(bool is_wanted) { Update(is_wanted, (flags_ & ECORE_FD_WRITE) != 0); }
+  void WatchWriting(bool is_wanted) { Update((flags_ & ECORE_FD_READ) != 0, is_wanted); }
   bool IsReading() const { return (flags_ & ECORE_FD_READ) != 0; }
   void Remove();
 
  private:
   void Update(bool reading, bool writing);
-  static Eina_Bool Ready(void* data, Ecore_Fd_Handler* handler);
+  static Eina_Bool OnFdReady(void* data, Ecore_Fd_Handler* handler);
 
   const int fd_;
   LoopObserver* const observer_;

@@ -17,7 +17,7 @@
 
 namespace platform {
 
-// One sender, until its message is there.
+// One sender, until its message is complete.
 class MessageServer::Connection final : private LoopObserver {
  public:
   Connection(MessageServer* server, UniqueFd socket)
@@ -26,19 +26,19 @@ class MessageServer::Connection final : private LoopObserver {
         peer_(PeerOf(socket_.Get())),
         watch_(socket_.Get(), this) {}
 
-  const PeerCredentials& Peer() const { return peer_; }
+  const PeerCredentials& peer() const { return peer_; }
 
   void Wait() {
     timeout_.Start(kMessageTimeout, [this] {
-      dlog_print(DLOG_WARN, server_->log_tag_, "process %d sent no whole message in %.0f s",
-                 peer_.pid, kMessageTimeout);
+      dlog_print(DLOG_WARN, server_->log_tag_, "process %d sent no complete message in %lld s",
+                 peer_.pid, static_cast<long long>(kMessageTimeout.count()));
       Detach();
     });
     watch_.WatchReading(true);
   }
 
-  // Hands the message over once it is there; false before that. The connection, and perhaps its
-  // server, are gone then.
+  // Passes the message to the observer when it is complete; false before that. On return of true
+  // the connection is destroyed, and perhaps its server.
   bool Serve() {
     const MessageReader::State state = reader_.ReadFrom(socket_.Get());
     if (state == MessageReader::State::kPartial) return false;
@@ -46,13 +46,13 @@ class MessageServer::Connection final : private LoopObserver {
     watch_.Remove();
     timeout_.Stop();
     const std::list<Connection> self = Detach();
-    static const std::vector<uint8_t> kNone;
+    static const std::vector<uint8_t> kNoBytes;
     const bool is_complete = state == MessageReader::State::kComplete;
-    server_->observer_->OnMessage(is_complete ? reader_.Bytes() : kNone, peer_, socket_);
+    server_->observer_->OnMessage(is_complete ? reader_.Bytes() : kNoBytes, peer_, socket_);
     return true;
   }
 
-  // Out of its server's list.
+  // Removes the connection from its server. Returns a list with this element alone, which owns it.
   std::list<Connection> Detach() {
     std::list<Connection>& all = server_->connections_;
     std::list<Connection> self;
@@ -67,7 +67,7 @@ class MessageServer::Connection final : private LoopObserver {
     try {
       Serve();
     } catch (const std::exception& error) {
-      dlog_print(DLOG_ERROR, server_->log_tag_, "a message is lost: %s", error.what());
+      dlog_print(DLOG_ERROR, server_->log_tag_, "lost a message: %s", error.what());
       Detach();
     }
   }
@@ -96,14 +96,14 @@ void MessageServer::OnReady(bool, bool) {
   try {
     Accept();
   } catch (const std::exception& error) {
-    dlog_print(DLOG_ERROR, log_tag_, "a message is lost: %s", error.what());
+    dlog_print(DLOG_ERROR, log_tag_, "lost a message: %s", error.what());
   }
 }
 
 void MessageServer::CloseOldest() {
   dlog_print(DLOG_WARN, log_tag_,
-             "more than %zu connections have sent no whole message, that of process %d ended",
-             kMaxSenders, connections_.front().Peer().pid);
+             "more than %zu connections with incomplete messages: closed that of process %d",
+             kMaxSenders, connections_.front().peer().pid);
   connections_.pop_front();
 }
 
@@ -114,14 +114,14 @@ void MessageServer::Accept() {
     return;
   }
   Connection& connection = connections_.emplace_back(this, std::move(socket));
-  if (connection.Peer().uid != geteuid()) {
+  if (connection.peer().uid != geteuid()) {
     dlog_print(DLOG_WARN, log_tag_, "process %d belongs to another user: rejected",
-               connection.Peer().pid);
+               connection.peer().pid);
     connections_.pop_back();
     return;
   }
   try {
-    // Nearly always all of the message is there already.
+    // Nearly every sender writes its message before the connection is accepted.
     if (connection.Serve()) return;
     connection.Wait();
   } catch (...) {

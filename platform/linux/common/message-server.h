@@ -4,6 +4,7 @@
 #ifndef PLATFORM_LINUX_COMMON_MESSAGE_SERVER_H_
 #define PLATFORM_LINUX_COMMON_MESSAGE_SERVER_H_
 
+#include <chrono>
 #include <cstdint>
 #include <list>
 #include <vector>
@@ -16,9 +17,9 @@ namespace platform {
 
 class MessageObserver {
  public:
-  // A message came, with its connection, on which it may be acknowledged. No bytes: the sender
-  // disconnected or announced a message that is too long. Called on the main loop's thread; may
-  // destroy the server. Reports its own failures.
+  // Receives a message and its connection, on which it may be acknowledged. The bytes are empty
+  // when the sender disconnected or announced a message that is too long. Called on the main loop's
+  // thread; may destroy the server. Handles its own errors.
   virtual void OnMessage(const std::vector<uint8_t>& bytes, const PeerCredentials& sender,
                          const UniqueFd& connection) noexcept = 0;
 
@@ -26,18 +27,18 @@ class MessageObserver {
   ~MessageObserver() = default;
 };
 
-// Takes messages, one for each connection, from a listening socket on the Ecore main loop, in the
-// order in which they are complete. Processes of other users are rejected. Senders that are slow or
-// silent delay nobody and cannot use up descriptors. For the main loop's thread alone.
+// Receives messages, one for each connection, from a listening socket on the Ecore main loop, in
+// the order in which they are complete. Rejects processes of other users. Slow or silent senders
+// delay no others and cannot exhaust the descriptors. For the main loop's thread only.
 class MessageServer final : private LoopObserver {
  public:
-  // This many connections may wait for their message; the next one ends the oldest.
+  // Connections whose message is incomplete. Beyond it the oldest is closed.
   static constexpr size_t kMaxSenders = 64;
-  // So many seconds a connection may wait for its message.
-  static constexpr double kMessageTimeout = 10.0;
+  // How long a connection may take to send its message.
+  static constexpr std::chrono::seconds kMessageTimeout{10};
 
-  // Log lines have the tag. The tag and the observer must outlive the server. Throws
-  // std::runtime_error when the main loop refuses.
+  // Logs with the tag. The tag and the observer must outlive the server. Throws std::runtime_error
+  // when Ecore cannot add the descriptor.
   MessageServer(UniqueFd listening_socket, const char* log_tag, MessageObserver* observer);
   ~MessageServer();
 
@@ -51,7 +52,8 @@ class MessageServer final : private LoopObserver {
   const char* const log_tag_;
   MessageObserver* const observer_;
   std::list<Connection> connections_;  // oldest first
-  // Closed before the connections: who then finds its message not taken knows why.
+  // Destroyed before the connections, so that a sender whose message was not read finds no listener
+  // when it tries again.
   const UniqueFd socket_;
   LoopWatch watch_;
   AcceptBackoff backoff_;

@@ -9,12 +9,14 @@
 #include <algorithm>
 #include <cerrno>
 
+#include "platform/linux/common/bytes.h"
+
 namespace platform {
 namespace {
 
 using Clock = std::chrono::steady_clock;
 
-// Waits until the socket takes bytes; false with errno set when it does not in time.
+// Waits until the socket is writable. Returns false with errno set at the deadline.
 bool WaitWritable(int socket_fd, Clock::time_point deadline) {
   for (;;) {
     const auto left =
@@ -31,18 +33,17 @@ bool WaitWritable(int socket_fd, Clock::time_point deadline) {
 }  // namespace
 
 bool SendMessage(int socket_fd, const std::vector<uint8_t>& message,
-                 std::chrono::milliseconds limit) {
+                 std::chrono::milliseconds timeout) {
   if (message.empty() || message.size() > kMaxMessageSize) {
     errno = EMSGSIZE;
     return false;
   }
   std::vector<uint8_t> frame;
   frame.reserve(message.size() + 4);
-  for (unsigned shift = 0; shift < 32; shift += 8)
-    frame.push_back(static_cast<uint8_t>(message.size() >> shift));
+  AppendLittleEndian(static_cast<uint32_t>(message.size()), &frame);
   frame.insert(frame.end(), message.begin(), message.end());
 
-  const Clock::time_point deadline = Clock::now() + limit;
+  const Clock::time_point deadline = Clock::now() + timeout;
   for (size_t sent = 0; sent < frame.size();) {
     const ssize_t count =
         send(socket_fd, frame.data() + sent, frame.size() - sent, MSG_NOSIGNAL | MSG_DONTWAIT);
@@ -58,8 +59,8 @@ bool SendMessage(int socket_fd, const std::vector<uint8_t>& message,
 }
 
 void Acknowledge(int socket_fd) {
-  const uint8_t taken = 1;
-  send(socket_fd, &taken, sizeof taken, MSG_NOSIGNAL | MSG_DONTWAIT);
+  const uint8_t byte = 1;
+  send(socket_fd, &byte, sizeof byte, MSG_NOSIGNAL | MSG_DONTWAIT);
 }
 
 MessageReader::State MessageReader::Fill(int socket_fd, uint8_t* target, size_t size,
@@ -81,8 +82,7 @@ MessageReader::State MessageReader::ReadFrom(int socket_fd) {
   if (bytes_.empty()) {
     const State state = Fill(socket_fd, header_, sizeof header_, &header_size_);
     if (state != State::kComplete) return state;
-    size_t size = 0;
-    for (size_t i = 0; i < sizeof header_; ++i) size |= static_cast<size_t>(header_[i]) << (8 * i);
+    const size_t size = ReadLittleEndian(header_);
     if (size == 0 || size > kMaxMessageSize) return State::kBroken;
     bytes_.resize(size);
   }

@@ -11,19 +11,19 @@
 
 namespace platform {
 
-// One message per connection, from a process that asks to one that serves: its length as four bytes
-// (lowest first), then its bytes.
+// One message per connection, from a client to a server: its length as four bytes (lowest first),
+// then its bytes.
 
-// The longest message. One of this size fits a socket's buffer whole, so that it can be sent before
-// the receiver has accepted the connection.
+// Fits the kernel's default socket buffer, so that a client can send the whole message before the
+// server has accepted the connection.
 constexpr size_t kMaxMessageSize = 128 * 1024;
 
-// Sends a message. Waits no longer than `limit` for a receiver whose socket is full. On failure
-// false, and errno says why (EMSGSIZE, ETIMEDOUT, or what the socket said).
+// Sends a message. Waits at most `timeout` while the receiver's buffer is full. Returns false with
+// errno set on failure: EMSGSIZE, ETIMEDOUT or the error of the socket.
 bool SendMessage(int socket_fd, const std::vector<uint8_t>& message,
-                 std::chrono::milliseconds limit);
+                 std::chrono::milliseconds timeout);
 
-// Tells the sender, by one byte, that its message was taken. Never waits.
+// Acknowledges a message with one byte. Never blocks.
 void Acknowledge(int socket_fd);
 
 // Collects a message from a non-blocking socket as its bytes arrive.
@@ -31,15 +31,15 @@ class MessageReader {
  public:
   enum class State { kPartial, kComplete, kBroken };
 
-  // Takes what the socket has. Broken: the peer went away, or announced a message that is too long
-  // or empty; nothing is allocated for it.
+  // Reads what the socket holds. Broken when the peer disconnected, or announced a message that is
+  // too long or empty, for which nothing is allocated.
   State ReadFrom(int socket_fd);
 
-  // Once complete.
+  // The message. Must be complete.
   const std::vector<uint8_t>& Bytes() const { return bytes_; }
 
  private:
-  // Reads until `size` bytes stand at `target`, of which `*done` are there.
+  // Reads until `target` holds `size` bytes, of which `*done` were read before.
   static State Fill(int socket_fd, uint8_t* target, size_t size, size_t* done);
 
   uint8_t header_[4] = {};

@@ -9,13 +9,17 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <cstdlib>
+#include <fstream>
 #include <memory>
 #include <string_view>
 
 namespace platform {
 namespace {
 
+// Bounds the time that a process with very many descriptors costs.
 constexpr int kMaxDescriptors = 4096;
+// The kernel's suffix of /proc/<pid>/exe when the file has no name any more.
 constexpr std::string_view kDeletedMark = " (deleted)";
 
 std::optional<FileId> FileBelow(int folder_fd, const char* path) {
@@ -83,8 +87,32 @@ bool ProcessHandle::HoldsLockOn(const std::string& path) const {
 
 bool ProcessHandle::HasOurPidNamespace() const {
   if (!folder_) return false;
-  const auto its = FileBelow(folder_.Get(), "ns/pid");
-  return its && its == FileAt("/proc/self/ns/pid");
+  const auto pid_namespace = FileBelow(folder_.Get(), "ns/pid");
+  return pid_namespace && pid_namespace == FileAt("/proc/self/ns/pid");
+}
+
+Executable ExecutableOf(pid_t pid) { return ProcessHandle(pid).ExecutablePath(); }
+
+std::vector<pid_t> FindProcesses(const std::function<bool(const Executable&)>& condition) {
+  std::vector<pid_t> found;
+  std::unique_ptr<DIR, int (*)(DIR*)> folder(opendir("/proc"), closedir);
+  if (folder == nullptr) return found;
+  while (const dirent* entry = readdir(folder.get())) {
+    char* end = nullptr;
+    const long pid = std::strtol(entry->d_name, &end, 10);
+    if (*end != '\0' || pid <= 0) continue;
+    const Executable executable = ExecutableOf(static_cast<pid_t>(pid));
+    if (!executable.path.empty() && condition(executable)) found.push_back(static_cast<pid_t>(pid));
+  }
+  return found;
+}
+
+std::optional<std::string> ReadStartVariable(pid_t pid, const std::string& name) {
+  std::ifstream block("/proc/" + std::to_string(pid) + "/environ", std::ios::binary);
+  const std::string begin = name + "=";
+  for (std::string variable; std::getline(block, variable, '\0');)
+    if (variable.rfind(begin, 0) == 0) return variable.substr(begin.size());
+  return std::nullopt;
 }
 
 }  // namespace platform

@@ -10,7 +10,7 @@
 
 #include "platform/linux/common/ids.h"
 #include "platform/linux/common/package-database.h"
-#include "platform/linux/common/start-environment.h"
+#include "platform/linux/common/process-handle.h"
 
 namespace platform {
 namespace {
@@ -20,7 +20,7 @@ constexpr char kLogTag[] = "PLATFORM";
 std::string HostName(pid_t pid, const std::string& executable) {
   if (const auto name = ReadStartVariable(pid, kHostNameVariable)) {
     if (IsHostName(*name)) return *name;
-    dlog_print(DLOG_WARN, kLogTag, "process %d: %s=\"%s\" is not a name; its executable's counts",
+    dlog_print(DLOG_WARN, kLogTag, "process %d: invalid name %s=\"%s\", using the executable's",
                pid, kHostNameVariable, name->c_str());
   }
   return executable.substr(executable.rfind('/') + 1);
@@ -34,13 +34,12 @@ ProcessIdentity IdentifyProcess(const ProcessHandle& process) {
     const auto file = process.ExecutableFile();
     if (executable.path.empty() || executable.is_deleted || !file) return {};
     const auto app_id = FindApplicationIdByExecutable(executable.path);
-    // The path is worth nothing alone: a process in a mount namespace of its own has another file
-    // there.
+    // The path alone proves nothing: in a mount namespace of its own, a process can have another
+    // file there.
     if (app_id && file == FileAt(executable.path)) return {*app_id, true, file};
     return {kHostPrefix + HostName(process.pid(), executable.path), false, file};
   } catch (const std::exception& error) {
-    dlog_print(DLOG_ERROR, kLogTag, "cannot tell who process %d is: %s", process.pid(),
-               error.what());
+    dlog_print(DLOG_ERROR, kLogTag, "cannot identify process %d: %s", process.pid(), error.what());
     return {};
   }
 }
@@ -51,7 +50,7 @@ bool HoldsPrivilege(const std::string& app_id, const std::string& privilege) {
   try {
     return PackageOfApplicationHasPrivilege(app_id, privilege);
   } catch (const std::exception& error) {
-    dlog_print(DLOG_ERROR, kLogTag, "cannot tell the privileges of %s: %s", app_id.c_str(),
+    dlog_print(DLOG_ERROR, kLogTag, "cannot read the privileges of %s: %s", app_id.c_str(),
                error.what());
     return false;
   }

@@ -13,28 +13,29 @@
 
 namespace platform {
 
-// In the environment that a process was started with: its name, when it is no installed
-// application. Letters, digits, '.', '-' and '_', at most 64 of them, not beginning with a dot.
+// A variable of the environment that a process was started with: its host name (IsHostName()), used
+// unless the process is an installed application.
 inline constexpr char kHostNameVariable[] = "QOR_PLATFORM_HOST_NAME";
 
-// Who a process is, told by the file that it executes and never by what it says of itself.
+// The identity of a process. Determined from the executed file, never from data that the process
+// sends.
 struct ProcessIdentity {
-  // Application id from the package database, or "host.<name>" for a process that is no installed
-  // application: the name of kHostNameVariable, else the executable's file name. Empty when the
-  // process is gone or its executable is deleted.
+  // The application id from the package database, or "host.<name>" for any other process: the name
+  // of kHostNameVariable, else the executable's file name. Empty when the process has exited or its
+  // executable was deleted.
   std::string app_id;
   bool is_installed_application = false;
-  // What it executes; nothing when the identity is empty.
+  // The executed file. Empty when the identity is.
   std::optional<FileId> executable;
 };
 
-// These never throw. When the package database cannot be read the reason is logged as an error, the
-// identity is empty and no privilege is held.
+// None of these throws. When the package database cannot be read, an error is logged, the identity
+// is empty and no privilege is held.
 
 ProcessIdentity IdentifyProcess(const ProcessHandle& process);
 inline ProcessIdentity IdentifyProcess(pid_t pid) { return IdentifyProcess(ProcessHandle(pid)); }
 
-// The calling process itself.
+// Identifies the calling process.
 ProcessIdentity IdentifyThisProcess();
 
 // Whether the package of an installed application declares a privilege in its manifest.

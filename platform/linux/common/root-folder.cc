@@ -27,7 +27,7 @@ std::string Environment(const char* name) {
   return value == nullptr ? std::string() : std::string(value);
 }
 
-// The path that an absolute value of the variable gave last.
+// RootPath() of the last absolute value of the variable.
 struct CachedRoot {
   std::mutex mutex;
   std::string variable;
@@ -35,9 +35,9 @@ struct CachedRoot {
 };
 
 CachedRoot& GetCachedRoot() {
-  // Never destroyed: destructors of static objects may ask.
-  static CachedRoot* const known = new CachedRoot;
-  return *known;
+  // Never destroyed, because destructors of static objects may use it.
+  static CachedRoot* const cached = new CachedRoot;
+  return *cached;
 }
 
 std::string HomeFolder() {
@@ -51,7 +51,7 @@ std::string HomeFolder() {
   return "/";
 }
 
-// 0 or the errno value that says why there is no such folder.
+// Returns 0 when the folder exists now, else the errno value of the failure.
 int MakeFolder(const std::string& path) {
   if (mkdir(path.c_str(), kOnlyOwner) == 0) return 0;
   const int reason = errno;
@@ -61,7 +61,7 @@ int MakeFolder(const std::string& path) {
 }
 
 void RequireFolderAndParents(const std::string& path) {
-  // The usual case, in one system call.
+  // The common case, in one system call.
   struct stat status {};
   if (stat(path.c_str(), &status) == 0 && S_ISDIR(status.st_mode)) return;
   size_t end = 0;
@@ -117,7 +117,7 @@ void RequireSafeParents(const std::string& root) {
 
 void RequireOwner(const std::string& root) {
   struct stat status {};
-  if (stat(root.c_str(), &status) != 0) Throw(errno, "cannot look at folder " + root);
+  if (stat(root.c_str(), &status) != 0) Throw(errno, "cannot inspect folder " + root);
   if (status.st_uid != geteuid()) {
     Throw(EPERM, "the root folder " + root + " belongs to user " + std::to_string(status.st_uid) +
                      ", set QOR_PLATFORM_ROOT to a folder of your own");
@@ -127,7 +127,7 @@ void RequireOwner(const std::string& root) {
   }
 }
 
-// Through a link, what is meant to stay below the root would get elsewhere.
+// A link could lead out of the root.
 void RequireNoLinks(const std::string& root, const std::string& relative) {
   size_t end = 0;
   do {
@@ -144,10 +144,11 @@ void RequireNoLinks(const std::string& root, const std::string& relative) {
 
 std::string RootPath() {
   const std::string variable = Environment("QOR_PLATFORM_ROOT");
-  // Asked for with every query. An absolute path is the same in whatever folder the process works.
-  CachedRoot& known = GetCachedRoot();
-  const std::lock_guard<std::mutex> lock(known.mutex);
-  if (!variable.empty() && variable == known.variable) return known.path;
+  // Called for every database query. Only absolute paths are cached: others depend on the working
+  // folder.
+  CachedRoot& cached = GetCachedRoot();
+  const std::lock_guard<std::mutex> lock(cached.mutex);
+  if (!variable.empty() && variable == cached.variable) return cached.path;
   std::filesystem::path path = variable;
   if (path.empty()) {
     path = Environment("XDG_DATA_HOME");
@@ -157,8 +158,8 @@ std::string RootPath() {
   std::string text = std::filesystem::absolute(path).lexically_normal().string();
   while (text.size() > 1 && text.back() == '/') text.pop_back();
   if (variable[0] == '/') {
-    known.path = text;
-    known.variable = variable;
+    cached.path = text;
+    cached.variable = variable;
   }
   return text;
 }

@@ -37,7 +37,7 @@ inline std::string PortLockName(const std::string& port_name) { return "." + por
 
 // The folder that holds everything of one platform: $QOR_PLATFORM_ROOT, else
 // $XDG_DATA_HOME/qor-platform, else ~/.local/share/qor-platform. Absolute, without a trailing
-// slash. Does not touch the file system: for readers, to whom a missing folder means "nothing yet".
+// slash. Does not access the file system: readers treat a missing folder as an empty platform.
 std::string RootPath();
 
 // The same folder for those who write: created with mode 0700 on first use. Throws

@@ -15,9 +15,9 @@
 namespace platform {
 namespace {
 
-// A socket address that names `name` through an open descriptor of its folder, which keeps it short
-// whatever the folder's path is. The descriptor must outlive the address.
-bool AddressIn(int folder_fd, const std::string& name, sockaddr_un* address) {
+// Makes a socket address that names the folder by its open descriptor and so stays short. The
+// descriptor must outlive the address.
+bool MakeAddress(int folder_fd, const std::string& name, sockaddr_un* address) {
   const std::string path = "/proc/self/fd/" + std::to_string(folder_fd) + "/" + name;
   if (path.size() >= sizeof(address->sun_path)) {
     errno = ENAMETOOLONG;
@@ -29,7 +29,7 @@ bool AddressIn(int folder_fd, const std::string& name, sockaddr_un* address) {
   return true;
 }
 
-// Closes both descriptors without losing the errno of what went wrong.
+// Closes both descriptors and keeps errno.
 UniqueFd Fail(UniqueFd folder, UniqueFd socket_fd) {
   const int cause = errno;
   folder.Reset();
@@ -42,7 +42,7 @@ UniqueFd OpenSocket(const std::string& folder, const std::string& name, bool lis
   UniqueFd folder_fd(open(folder.c_str(), O_PATH | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC));
   if (!folder_fd) return UniqueFd();
   sockaddr_un address;
-  if (!AddressIn(folder_fd.Get(), name, &address)) return Fail(std::move(folder_fd), UniqueFd());
+  if (!MakeAddress(folder_fd.Get(), name, &address)) return Fail(std::move(folder_fd), UniqueFd());
   UniqueFd socket_fd(socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC | SOCK_NONBLOCK, 0));
   if (!socket_fd) return Fail(std::move(folder_fd), UniqueFd());
   const auto* generic = reinterpret_cast<const sockaddr*>(&address);

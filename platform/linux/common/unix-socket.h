@@ -28,22 +28,22 @@ class UniqueFd {
   int fd_ = -1;
 };
 
-// Unix stream sockets by folder and name, so that the length of the folder's path does not matter
-// (a socket address holds about a hundred characters). All sockets are close-on-exec and
-// non-blocking. A folder that is a symbolic link is refused (ENOTDIR). On failure the result is
-// empty and errno says why.
+// Unix stream sockets, addressed by folder and name: a socket address has only 108 bytes, too few
+// for many folders' paths. All sockets are close-on-exec and non-blocking. A folder that is a
+// symbolic link is rejected (ENOTDIR). Functions return an empty descriptor with errno set on
+// failure.
 
-// Binds `name` in `folder` and listens. An existing entry of that name is EADDRINUSE.
+// Binds `name` in `folder` and listens. EADDRINUSE when the name exists.
 UniqueFd ListenAt(const std::string& folder, const std::string& name);
 
-// Makes the kernel name the sending process with everything that is received from connections
-// accepted later (SCM_CREDENTIALS). False with errno set on failure.
+// Enables SO_PASSCRED on connections accepted later: the kernel adds the credentials of the sending
+// process to received bytes (SCM_CREDENTIALS). False with errno set on failure.
 bool EnableSenderCredentials(const UniqueFd& listening_socket);
 
-// Connects to `name` in `folder`. ENOENT or ECONNREFUSED when nobody listens there.
+// Connects to `name` in `folder`. ENOENT or ECONNREFUSED without a listener.
 UniqueFd ConnectTo(const std::string& folder, const std::string& name);
 
-// The process at the other end, as the kernel saw it when the connection was made. -1 on failure.
+// The process at the other end when it connected, from the kernel. -1 on failure.
 struct PeerCredentials {
   pid_t pid = -1;
   uid_t uid = static_cast<uid_t>(-1);

@@ -12,7 +12,7 @@
 #include <string>
 #include <vector>
 
-#include "platform/linux/common/ecore-reference.h"
+#include "platform/linux/common/loop-watch.h"
 #include "platform/linux/common/message-server.h"
 #include "platform/linux/package-manager/package-event.h"
 

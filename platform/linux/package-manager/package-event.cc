@@ -6,23 +6,14 @@
 #include <algorithm>
 #include <iterator>
 
+#include "platform/linux/common/bytes.h"
+
 namespace platform {
 namespace {
 
 // Type and state as one byte each, progress and error as four bytes (little-endian), then package
 // type and package id, each terminated by a zero byte.
 constexpr size_t kNumbersSize = 1 + 1 + 4 + 4;
-
-void PutNumber(std::vector<uint8_t>* bytes, int number) {
-  for (unsigned shift = 0; shift < 32; shift += 8)
-    bytes->push_back(static_cast<uint8_t>(static_cast<uint32_t>(number) >> shift));
-}
-
-int TakeNumber(const uint8_t* bytes) {
-  uint32_t number = 0;
-  for (unsigned i = 0; i < 4; ++i) number |= static_cast<uint32_t>(bytes[i]) << (8 * i);
-  return static_cast<int>(number);
-}
 
 bool IsError(int number) {
   switch (number) {
@@ -49,8 +40,8 @@ void PutText(std::vector<uint8_t>* bytes, const std::string& text) {
 std::vector<uint8_t> EncodeEvent(const PackageEvent& event) {
   std::vector<uint8_t> bytes = {static_cast<uint8_t>(event.type),
                                 static_cast<uint8_t>(event.state)};
-  PutNumber(&bytes, event.progress);
-  PutNumber(&bytes, event.error);
+  AppendLittleEndian(static_cast<uint32_t>(event.progress), &bytes);
+  AppendLittleEndian(static_cast<uint32_t>(event.error), &bytes);
   PutText(&bytes, event.package_type);
   PutText(&bytes, event.package_id);
   return bytes;
@@ -64,12 +55,12 @@ std::optional<PackageEvent> DecodeEvent(const std::vector<uint8_t>& bytes) {
   if (type_end == bytes.end() || std::next(type_end) == bytes.end()) return std::nullopt;
   const auto id_end = std::find(std::next(type_end), bytes.end(), uint8_t{0});
   if (std::next(id_end) != bytes.end()) return std::nullopt;
-  const int error = TakeNumber(&bytes[6]);
+  const int error = static_cast<int>(ReadLittleEndian(&bytes[6]));
   if (!IsError(error)) return std::nullopt;
   PackageEvent event;
   event.type = static_cast<package_manager_event_type_e>(bytes[0]);
   event.state = static_cast<package_manager_event_state_e>(bytes[1]);
-  event.progress = TakeNumber(&bytes[2]);
+  event.progress = static_cast<int>(ReadLittleEndian(&bytes[2]));
   event.error = static_cast<package_manager_error_e>(error);
   event.package_type.assign(bytes.begin() + kNumbersSize, type_end);
   event.package_id.assign(std::next(type_end), id_end);

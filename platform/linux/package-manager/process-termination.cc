@@ -14,7 +14,7 @@
 #include <chrono>
 #include <vector>
 
-#include "platform/linux/common/process-list.h"
+#include "platform/linux/common/process-handle.h"
 #include "platform/linux/common/unix-socket.h"
 #include "platform/linux/package-manager/errors.h"
 

@@ -12,8 +12,8 @@
 #include <mutex>
 #include <vector>
 
+#include "platform/linux/common/bytes.h"
 #include "platform/linux/common/unix-socket.h"
-#include "platform/linux/rpc-port/bytes.h"
 
 namespace platform::rpc {
 

@@ -19,11 +19,7 @@ constexpr size_t kMaxBufferInAdvance = 256 * 1024;
 
 FrameReader::FrameReader(size_t max_frame) : max_frame_(max_frame), next_size_(kDefaultSize) {}
 
-size_t FrameReader::Length() const {
-  uint32_t length;
-  std::memcpy(&length, buffer_.data() + begin_, sizeof(length));
-  return length;
-}
+size_t FrameReader::Length() const { return ReadNative(buffer_.data() + begin_); }
 
 FrameReader::State FrameReader::Front() const {
   if (Available() < kFrameLengthSize) return State::kIncomplete;

@@ -6,8 +6,8 @@
 
 #include <cstddef>
 #include <cstdint>
+#include "platform/linux/common/bytes.h"
 #include "platform/linux/rpc-port/buffer.h"
-#include "platform/linux/rpc-port/bytes.h"
 
 namespace platform::rpc {
 

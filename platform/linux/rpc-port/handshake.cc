@@ -24,9 +24,8 @@ constexpr size_t kMaxCause = kMaxHandshakeFrame - kHeadSize;
 enum class Kind : uint8_t { kMainHello = 1, kCallbackHello, kAccept, kReject };
 
 std::vector<uint8_t> Encode(Kind kind, const Token& token, const std::string& text) {
-  const auto length = static_cast<uint32_t>(kHeadSize + text.size());
-  std::vector<uint8_t> frame(kFrameLengthSize);
-  std::memcpy(frame.data(), &length, sizeof(length));
+  std::vector<uint8_t> frame;
+  AppendNative(static_cast<uint32_t>(kHeadSize + text.size()), &frame);
   frame.insert(frame.end(), kMark.begin(), kMark.end());
   frame.push_back(static_cast<uint8_t>(kind));
   frame.insert(frame.end(), token.begin(), token.end());

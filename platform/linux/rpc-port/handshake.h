@@ -5,12 +5,13 @@
 #define PLATFORM_LINUX_RPC_PORT_HANDSHAKE_H_
 
 #include <array>
+#include <chrono>
 #include <cstdint>
 #include <optional>
 #include <string>
 #include <vector>
 
-#include "platform/linux/rpc-port/bytes.h"
+#include "platform/linux/common/bytes.h"
 
 namespace platform::rpc {
 
@@ -21,8 +22,8 @@ namespace platform::rpc {
 // Greetings are short; longer frames are refused before anything is allocated for them.
 constexpr size_t kMaxHandshakeFrame = 512;
 
-// How long each side waits for the other's part, in seconds.
-constexpr double kHandshakeTimeout = 10.0;
+// How long each side waits for a frame of the other.
+constexpr std::chrono::seconds kHandshakeTimeout{10};
 
 using Token = std::array<uint8_t, 16>;
 

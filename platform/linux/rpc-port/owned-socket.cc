@@ -6,6 +6,8 @@
 #include <unistd.h>
 
 #include <cerrno>
+#include <cstddef>
+#include <cstring>
 #include <system_error>
 
 #include "platform/linux/common/file-lock.h"
@@ -13,6 +15,14 @@
 
 namespace platform::rpc {
 namespace {
+
+constexpr size_t kMaxPortName = 80;
+constexpr size_t kMaxAppId = 255;
+
+bool IsFileName(const char* name, size_t max_size) {
+  if (name == nullptr || name[0] == '\0' || name[0] == '.') return false;
+  return strnlen(name, max_size + 1) <= max_size && std::strchr(name, '/') == nullptr;
+}
 
 [[noreturn]] void Throw(const std::string& text) {
   throw std::system_error(errno, std::generic_category(), text);
@@ -24,10 +34,14 @@ UniqueFd Lock(const std::string& folder, const std::string& owner, const std::st
   if (lock) return lock;
   if (errno != EWOULDBLOCK) Throw("Cannot lock \"" + file + "\"");
   errno = EADDRINUSE;
-  Throw("Port \"" + port_name + "\" of " + owner + " has an owner already");
+  Throw("Port \"" + port_name + "\" of " + owner + " is owned by another process or stub");
 }
 
 }  // namespace
+
+bool IsPortName(const char* name) { return IsFileName(name, kMaxPortName); }
+
+bool IsAppId(const char* app_id) { return IsFileName(app_id, kMaxAppId); }
 
 OwnedSocket::OwnedSocket(const std::string& owner, const std::string& port_name)
     : folder_(FolderBelowRoot(std::string(kPortsFolder) + "/" + owner)),

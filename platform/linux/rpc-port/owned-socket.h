@@ -10,16 +10,25 @@
 
 namespace platform::rpc {
 
-// A port's listening socket and the right to it. A lock on a file beside the socket says who owns
-// the port; the kernel drops it with the process, so that a socket without one is stale.
+// Port names and application ids become names of files. Null is neither; a dot at the beginning is
+// reserved for the platform's own files.
+
+// At most 80 bytes: what a socket address holds beside the descriptor of its folder.
+bool IsPortName(const char* name);
+// At most 255 bytes, the limit of file names.
+bool IsAppId(const char* app_id);
+
+// The listening socket of a port and its ownership. The owner holds a lock on a file beside the
+// socket. The kernel releases the lock when the process exits, so a socket without a lock is stale.
 class OwnedSocket {
  public:
-  // Replaces a stale socket. Throws std::system_error that names the port, the owner and, where it
-  // is a matter of the file system, the folder.
+  // Replaces a stale socket. Throws std::system_error, which names the port and its owner, or the
+  // file.
   OwnedSocket(const std::string& owner, const std::string& port_name);
   OwnedSocket(const OwnedSocket&) = delete;
   OwnedSocket& operator=(const OwnedSocket&) = delete;
-  // Removes the socket. The lock file stays: removing it would let two others own the port.
+  // Removes the socket but not the lock file: a process could hold the lock on the removed file
+  // while another locks a new one.
   ~OwnedSocket();
 
   int fd() const { return socket_.Get(); }

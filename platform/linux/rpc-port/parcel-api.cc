@@ -11,7 +11,7 @@
 #include "platform/linux/rpc-port/parcel.h"
 #include "platform/linux/rpc-port/port.h"
 
-using platform::rpc::ByteView;
+using platform::ByteView;
 using platform::rpc::HandleTable;
 using platform::rpc::kBoundary;
 using platform::rpc::Parcel;

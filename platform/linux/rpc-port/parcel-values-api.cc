@@ -14,7 +14,7 @@
 #include "platform/linux/rpc-port/boundary.h"
 #include "platform/linux/rpc-port/parcel.h"
 
-using platform::rpc::ByteView;
+using platform::ByteView;
 using platform::rpc::kBoundary;
 using platform::rpc::Parcel;
 

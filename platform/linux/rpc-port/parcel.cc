@@ -102,12 +102,11 @@ bool Parcel::WriteSized(const void* data, size_t size) {
 }
 
 bool Parcel::PeekSized(ByteView* bytes) const {
-  const size_t left = end_ - read_;
+  ByteReader reader({buffer_.data() + read_, end_ - read_});
   uint32_t size;
-  if (left < sizeof(size)) return false;
-  std::memcpy(&size, buffer_.data() + read_, sizeof(size));
-  if (size > left - sizeof(size)) return false;
-  *bytes = {buffer_.data() + read_ + sizeof(size), size};
+  const uint8_t* value;
+  if (!reader.ReadNumber(&size) || !reader.ReadBytes(size, &value)) return false;
+  *bytes = {value, size};
   return true;
 }
 

@@ -10,8 +10,8 @@
 #include <memory>
 #include <string>
 
+#include "platform/linux/common/bytes.h"
 #include "platform/linux/rpc-port/buffer.h"
-#include "platform/linux/rpc-port/bytes.h"
 #include "platform/linux/rpc-port/frame-reader.h"
 
 namespace platform::rpc {

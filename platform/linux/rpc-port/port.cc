@@ -114,7 +114,7 @@ void Port::OnReady(bool readable, bool writable) {
 }
 
 Port::HandleResult Port::ScheduleRest() {
-  rest_timer_.Start(0, [weak = weak_from_this()] {
+  rest_timer_.Start(std::chrono::seconds(0), [weak = weak_from_this()] {
     if (const auto self = weak.lock()) self->OnReady(true, false);
   });
   return HandleResult::kContinue;

@@ -10,11 +10,11 @@
 #include <memory>
 #include <string>
 
+#include "platform/linux/common/bytes.h"
 #include "platform/linux/common/loop-timer.h"
 #include "platform/linux/common/loop-watch.h"
 #include "platform/linux/common/unix-socket.h"
 #include "platform/linux/rpc-port/byte-stream.h"
-#include "platform/linux/rpc-port/bytes.h"
 #include "platform/linux/rpc-port/frame-reader.h"
 
 namespace platform::rpc {

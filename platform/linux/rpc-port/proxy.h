@@ -9,8 +9,8 @@
 #include <memory>
 #include <string>
 
-#include "platform/linux/common/ecore-reference.h"
 #include "platform/linux/common/loop-timer.h"
+#include "platform/linux/common/loop-watch.h"
 #include "platform/linux/rpc-port/callback-list.h"
 #include "platform/linux/rpc-port/handshake.h"
 #include "platform/linux/rpc-port/port.h"

@@ -11,7 +11,7 @@
 #include "platform/linux/common/process-identity.h"
 #include "platform/linux/rpc-port/admission.h"
 #include "platform/linux/rpc-port/boundary.h"
-#include "platform/linux/rpc-port/names.h"
+#include "platform/linux/rpc-port/owned-socket.h"
 
 namespace platform::rpc {
 

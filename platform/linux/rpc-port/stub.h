@@ -12,7 +12,7 @@
 #include <string>
 #include <vector>
 
-#include "platform/linux/common/ecore-reference.h"
+#include "platform/linux/common/loop-watch.h"
 #include "platform/linux/rpc-port/callback-list.h"
 #include "platform/linux/rpc-port/client.h"
 #include "platform/linux/rpc-port/connection-limit.h"

@@ -10,8 +10,8 @@
 #include <set>
 
 #include "inspect/package.h"
+#include "platform/linux/common/process-handle.h"
 #include "platform/linux/common/process-identity.h"
-#include "platform/linux/common/process-list.h"
 #include "platform/linux/common/root-folder.h"
 #include "platform/linux/package-manager/file-system.h"
 #include "qor/doctor/file-users.h"

@@ -7,7 +7,7 @@
 
 #include "platform/linux/app-control/launcher.h"
 #include "platform/linux/common/package-database.h"
-#include "platform/linux/common/process-list.h"
+#include "platform/linux/common/process-handle.h"
 #include "platform/linux/tests/support/platform-test.h"
 
 namespace platform {

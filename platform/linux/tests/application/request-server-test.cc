@@ -65,7 +65,7 @@ TEST_F(RequestServerTest, EndsTheOldestOfTooManySilentSenders) {
   for (size_t i = 0; i <= MessageServer::kMaxSenders; ++i)
     silent.push_back(ConnectTo(Folder(), "requests"));
   EXPECT_TRUE(test::RunLoopUntil([&] { return IsEnded(silent[0]); }));
-  EXPECT_NE(Log().find("more than 64 connections have sent no whole message"), std::string::npos);
+  EXPECT_NE(Log().find("more than 64 connections with incomplete messages"), std::string::npos);
   EXPECT_FALSE(IsEnded(silent[1]));
   ExpectToBeServed(silent[1]);
   ExpectToBeServed(ConnectTo(Folder(), "requests"));
@@ -75,7 +75,7 @@ TEST_F(RequestServerTest, EndsASenderThatStaysSilent) {
   RequestServer server(ListenAt(Folder(), "requests"), [](app_control_h) {});
   const UniqueFd silent = ConnectTo(Folder(), "requests");
   EXPECT_TRUE(test::RunLoopUntil([&] { return IsEnded(silent); }));
-  EXPECT_NE(Log().find("sent no whole message in 10 s"), std::string::npos);
+  EXPECT_NE(Log().find("sent no complete message in 10 s"), std::string::npos);
 }
 
 }  // namespace

@@ -14,7 +14,7 @@
 #include <filesystem>
 
 #include "platform/linux/common/package-database.h"
-#include "platform/linux/common/start-environment.h"
+#include "platform/linux/common/process-handle.h"
 #include "platform/linux/tests/support/platform-test.h"
 #include "platform/linux/tests/support/program.h"
 

@@ -12,8 +12,8 @@
 
 #include "platform/linux/tests/support/sockets.h"
 
+using platform::ByteView;
 using platform::rpc::Buffer;
-using platform::rpc::ByteView;
 using platform::rpc::FrameReader;
 using platform::rpc::kFrameLengthSize;
 using platform::rpc::kMaxFrame;

@@ -9,9 +9,10 @@
 #include <vector>
 
 #include "platform/linux/rpc-port/frame-reader.h"
-#include "platform/linux/rpc-port/names.h"
+#include "platform/linux/rpc-port/owned-socket.h"
 
 using namespace platform::rpc;
+using platform::ByteView;
 
 namespace {
 

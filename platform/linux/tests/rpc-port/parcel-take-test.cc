@@ -14,7 +14,7 @@
 #include "platform/linux/rpc-port/parcel.h"
 #include "platform/linux/tests/support/sockets.h"
 
-using platform::rpc::ByteView;
+using platform::ByteView;
 using platform::rpc::FrameReader;
 using platform::rpc::kMaxFrame;
 using platform::rpc::Parcel;

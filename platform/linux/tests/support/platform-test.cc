@@ -16,7 +16,7 @@
 #include <filesystem>
 
 #include "platform/linux/common/package-database.h"
-#include "platform/linux/common/process-list.h"
+#include "platform/linux/common/process-handle.h"
 #include "platform/linux/package-manager/file-system.h"
 #include "platform/linux/tests/support/program.h"
 

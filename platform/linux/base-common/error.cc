@@ -17,7 +17,7 @@ struct Entry {
   const char* text;
 };
 
-// Searched from front to back: errors are rare, and a table is easier to check than a switch.
+// Linear search is fast enough, because errors are rare.
 constexpr Entry kTexts[] = {
     {TIZEN_ERROR_NONE, "Successful"},
     {TIZEN_ERROR_NOT_PERMITTED, "Operation not permitted"},
@@ -132,14 +132,20 @@ constexpr Entry kTexts[] = {
     {BUNDLE_ERROR_KEY_EXISTS, "Key exists"},
 };
 
+thread_local int last_result = TIZEN_ERROR_NONE;
+
 }  // namespace
 
 EXPORT_API char* get_error_message(int err) {
   for (const Entry& entry : kTexts) {
-    // The interface promises a text that nobody writes to, in spite of its type.
+    // The interface forbids callers to modify the text, in spite of its type.
     if (entry.value == err) return const_cast<char*>(entry.text);
   }
   thread_local char unknown[32];
   std::snprintf(unknown, sizeof(unknown), "Unknown error %d", err);
   return unknown;
 }
+
+EXPORT_API int get_last_result(void) { return last_result; }
+
+EXPORT_API void set_last_result(int err) { last_result = err; }
