@@ -1,15 +1,15 @@
 // Copyright 2026 The qor-handler-manager authors
 // SPDX-License-Identifier: Apache-2.0
 
-// The agent: does what the lines of its standard input say, through the library.
+// The agent under test. Executes the lines of its standard input until end of file:
 //
-//   chaos-agent JOURNAL EXECUTION_TIMEOUT CONNECTION_TIMEOUT
+//   chaos-agent HISTORY EXECUTION_TIMEOUT_MS CONNECTION_TIMEOUT_MS
 //
 //   send UUID TYPE MILLISECONDS BYTES
 //   restart
 //
-// It ends with its input. Of the timers of its library that fire it tells in the journal; of all
-// else the recorder does that is loaded into it.
+// Writes the library's fired timers to the history; the recorder, which is preloaded, writes all
+// other events.
 
 #include <Ecore.h>
 #include <fcntl.h>
@@ -30,13 +30,13 @@
 
 namespace {
 
-// A JSON text that begins with the milliseconds that a handler takes.
+// A JSON string that begins with the handler's execution time.
 std::string Payload(const std::string& milliseconds, int bytes) {
   return '"' + milliseconds + ' ' + std::string(static_cast<std::size_t>(bytes), 'x') + '"';
 }
 
-// Grants three of four, the same ones in every run.
-bool Grants(const std::string& uuid) { return std::hash<std::string>()(uuid) % 4 != 0; }
+// Grants three of four extensions, the same ones in every run.
+bool GrantsExtension(const std::string& uuid) { return std::hash<std::string>()(uuid) % 4 != 0; }
 
 class Agent {
  public:
@@ -54,7 +54,7 @@ class Agent {
   }
 
  private:
-  // The library may find no room to start in; then later.
+  // Retries: the library cannot start while the disk is full.
   void Start() {
     constexpr double kSecondsBetweenTries = 0.5;
     library_.reset();
@@ -72,9 +72,9 @@ class Agent {
       return;
     }
     library_->SetNegotiator(
-        [](const std::string&, const std::string& uuid, double) { return Grants(uuid); });
+        [](const std::string&, const std::string& uuid, double) { return GrantsExtension(uuid); });
     library_->SetResponseListener([](const tools::Agent::Response&) {});
-    // Callbacks may call the library.
+    // Calls the library from a callback, which is allowed.
     library_->SetUpdateListener([this](const tools::Agent::Update&) { library_->Handlers(); });
   }
 
@@ -92,13 +92,13 @@ class Agent {
   }
 
   void Do(const std::string& line) {
-    std::istringstream words(line);
+    std::istringstream fields(line);
     std::string verb;
     std::string uuid;
     std::string type;
     std::string milliseconds;
     int bytes = 0;
-    words >> verb >> uuid >> type >> milliseconds >> bytes;
+    fields >> verb >> uuid >> type >> milliseconds >> bytes;
     if (verb == "restart" && library_) {
       Start();
     } else if (verb == "send" && library_) {

@@ -28,13 +28,10 @@ std::vector<char*> Pointers(std::vector<std::string>& texts) {
 
 }  // namespace
 
-pid_t StartChildProcess(const std::vector<std::string>& words,
-                        const std::vector<std::string>& variables, const std::string& log,
-                        int input) {
-  std::vector<std::string> arguments = words;
-  std::vector<std::string> environment = variables;
+pid_t StartChildProcess(std::vector<std::string> arguments, std::vector<std::string> variables,
+                        const std::string& log, int input) {
   for (char** variable = environ; *variable != nullptr; ++variable) {
-    environment.emplace_back(*variable);
+    variables.emplace_back(*variable);
   }
   posix_spawn_file_actions_t actions;
   posix_spawn_file_actions_init(&actions);
@@ -56,11 +53,11 @@ pid_t StartChildProcess(const std::vector<std::string>& words,
   posix_spawnattr_setsigdefault(&attributes, &all);
   posix_spawnattr_setflags(&attributes, POSIX_SPAWN_SETSIGMASK | POSIX_SPAWN_SETSIGDEF);
   pid_t pid = -1;
-  const int reason = posix_spawn(&pid, words[0].c_str(), &actions, &attributes,
-                                 Pointers(arguments).data(), Pointers(environment).data());
+  const int reason = posix_spawn(&pid, arguments[0].c_str(), &actions, &attributes,
+                                 Pointers(arguments).data(), Pointers(variables).data());
   posix_spawnattr_destroy(&attributes);
   posix_spawn_file_actions_destroy(&actions);
-  if (reason != 0) throw std::system_error(reason, std::generic_category(), words[0]);
+  if (reason != 0) throw std::system_error(reason, std::generic_category(), arguments[0]);
   return pid;
 }
 
@@ -79,7 +76,7 @@ int ZombiesOf(pid_t parent) {
       continue;
     std::ifstream file(entry.path() / "stat");
     const std::string text{std::istreambuf_iterator<char>(file), {}};
-    // The name stands in parentheses and may hold any character.
+    // The name is in parentheses and may contain any character, so the last one ends it.
     const auto end = text.rfind(')');
     if (end == std::string::npos) continue;
     std::istringstream rest(text.substr(end + 1));

@@ -11,17 +11,16 @@
 
 namespace chaos {
 
-// Starts a program with this process's environment and these variables ("NAME=value"), its output
-// at the end of the file `log`. `input` becomes its standard input and stays the caller's; -1 is
-// none. Throws std::system_error.
-pid_t StartChildProcess(const std::vector<std::string>& words,
-                        const std::vector<std::string>& variables, const std::string& log,
-                        int input);
+// Starts a program with this process's environment and additional variables ("NAME=value"). Appends
+// its output to the file `log`. `input` becomes its standard input and remains owned by the caller;
+// -1 for /dev/null. Throws std::system_error.
+pid_t StartChildProcess(std::vector<std::string> arguments, std::vector<std::string> variables,
+                        const std::string& log, int input);
 
-// Kilobytes of memory that a process has; 0 when it is gone.
+// Returns the resident set size of a process, 0 if it has exited.
 long ResidentKilobytes(pid_t pid);
 
-// The processes that are over and that their parent has not asked about.
+// Returns the number of exited children that the process has not waited for.
 int ZombiesOf(pid_t parent);
 
 }  // namespace chaos

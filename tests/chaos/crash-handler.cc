@@ -18,7 +18,7 @@ namespace {
 const char* crash_file = nullptr;
 const char* crashed_program = nullptr;
 
-// Calls only what signal handlers may.
+// Async-signal-safe.
 void OnCrash(int signal) {
   const int file = open(crash_file, O_WRONLY | O_CREAT | O_APPEND | O_CLOEXEC, 0600);
   if (file >= 0) {
@@ -28,7 +28,7 @@ void OnCrash(int signal) {
     [[maybe_unused]] auto written = write(file, crashed_program, std::strlen(crashed_program));
     written = write(file, line, std::strlen(line));
   }
-  // Once more, without this.
+  // SA_RESETHAND has restored the default disposition.
   raise(signal);
 }
 

@@ -6,11 +6,11 @@
 
 namespace chaos {
 
-// The variable of the environment that names the file of NoteCrashes().
+// Environment variable with the path of the file of InstallCrashHandler().
 inline constexpr char kCrashFileVariable[] = "QOR_CHAOS_CRASHES";
 
-// From here on a crash of this process leaves a line in that file: nobody else sees how a handler
-// ends. Under a sanitizer, which tells more, nothing changes.
+// Makes a crash of this process append a line to that file, because no process waits for the exit
+// status of a handler. Does nothing for signals that a sanitizer handles, which reports more.
 void InstallCrashHandler(const char* program);
 
 }  // namespace chaos

@@ -1,8 +1,8 @@
 // Copyright 2026 The qor-handler-manager authors
 // SPDX-License-Identifier: Apache-2.0
 
-// A handler of the SDK that does what commands ask for. A payload is a JSON text that begins with
-// the milliseconds to take; it is also the result.
+// A handler of the SDK whose request types select a behavior. The payload is a JSON string that
+// begins with the execution time in milliseconds; it is also the result.
 
 #include <Ecore.h>
 #include <qor/handler.h>
@@ -31,7 +31,7 @@ using qor::Command;
 
 int MillisecondsOf(const Command& command) { return std::atoi(command.Payload().c_str() + 1); }
 
-// The times that commands take, in one thread each.
+// Runs commands on a thread each. The destructor interrupts their waits and joins the threads.
 class Threads {
  public:
   Threads() = default;
@@ -51,8 +51,8 @@ class Threads {
   void Start(Work work) {
     threads_.emplace_back([this, work] { work(*this); });
   }
-  // Sooner at the end of the process.
-  void Take(int milliseconds) {
+  // Returns early when the process exits.
+  void Wait(int milliseconds) {
     std::unique_lock<std::mutex> lock(mutex_);
     over_.wait_for(lock, std::chrono::milliseconds(milliseconds), [this] { return is_over_; });
   }
@@ -64,7 +64,8 @@ class Threads {
   std::vector<std::thread> threads_;
 };
 
-// Commands that wait for a timer; those that wait at the end of the process are dropped.
+// Answers commands by timers. Commands whose timers have not fired when the process exits are
+// dropped.
 class Timers {
  public:
   Timers() = default;
@@ -72,27 +73,27 @@ class Timers {
   Timers& operator=(const Timers&) = delete;
 
   void SucceedAfter(int milliseconds, const Command& command) {
-    waiting_.push_back({this, waiting_.end(), command});
-    waiting_.back().self = std::prev(waiting_.end());
+    pending_.push_back({this, pending_.end(), command});
+    pending_.back().self = std::prev(pending_.end());
     ecore_timer_add(
         milliseconds / 1000.0,
         [](void* data) -> Eina_Bool {
-          const Waiting waiting = *static_cast<Waiting*>(data);
-          waiting.owner->waiting_.erase(waiting.self);
-          waiting.command.Succeed(waiting.command.Payload());
+          const Pending pending = *static_cast<Pending*>(data);
+          pending.owner->pending_.erase(pending.self);
+          pending.command.Succeed(pending.command.Payload());
           return ECORE_CALLBACK_CANCEL;
         },
-        &waiting_.back());
+        &pending_.back());
   }
 
  private:
-  struct Waiting {
+  struct Pending {
     Timers* owner;
-    std::list<Waiting>::iterator self;
+    std::list<Pending>::iterator self;
     Command command;
   };
 
-  std::list<Waiting> waiting_;
+  std::list<Pending> pending_;
 };
 
 }  // namespace
@@ -108,7 +109,7 @@ int main(int argc, char** argv) {
       {"thread",
        [&](const Command& command) {
          threads.Start([command](Threads& self) {
-           self.Take(MillisecondsOf(command));
+           self.Wait(MillisecondsOf(command));
            command.Succeed(command.Payload());
          });
        }},
@@ -118,7 +119,7 @@ int main(int argc, char** argv) {
        [&](const Command& command) {
          threads.Start([command](Threads& self) {
            command.AskForSeconds(chaos::kExtensionSeconds);
-           self.Take(chaos::kLongTaskMs);
+           self.Wait(chaos::kLongTaskMs);
            command.Succeed(command.Payload());
          });
        }},
@@ -127,7 +128,7 @@ int main(int argc, char** argv) {
       {"throw", [](const Command&) { throw std::runtime_error("asked for"); }},
       {"block",
        [&](const Command& command) {
-         threads.Take(MillisecondsOf(command));
+         threads.Wait(MillisecondsOf(command));
          command.Succeed(command.Payload());
        }},
       {"late", [&](const Command& command) { timers.SucceedAfter(chaos::kLongTaskMs, command); }},
@@ -136,8 +137,8 @@ int main(int argc, char** argv) {
   };
   const int number = chaos::HandlerOfExecutable(argv[0]);
   qor::Handler handler;
-  for (const std::string& word : chaos::BehaviorsOf(number))
-    handler.On(chaos::TypeOf(number, word), functions.at(word));
+  for (const std::string& behavior : chaos::BehaviorsOf(number))
+    handler.On(chaos::TypeOf(number, behavior), functions.at(behavior));
   handler.On(chaos::SharedTypeOf(number), echo);
   return handler.Run(argc, argv);
 }

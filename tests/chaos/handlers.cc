@@ -13,7 +13,7 @@ namespace {
 constexpr char kPackagePrefix[] = "org.example.chaos";
 constexpr char kApplicationSuffix[] = ".handler";
 constexpr int kSharedTypes = 5;
-// Every so many handlers one is rude.
+
 constexpr int kMisbehavingInterval = 8;
 
 std::string TwoDigits(int number) { return (number < 10 ? "0" : "") + std::to_string(number); }
@@ -42,8 +42,8 @@ const std::vector<std::string>& BehaviorsOf(int handler) {
   return IsMisbehaving(handler) ? misbehaving : well_behaved;
 }
 
-std::string TypeOf(int handler, const std::string& word) {
-  return "c" + TwoDigits(handler) + "." + word;
+std::string TypeOf(int handler, const std::string& behavior) {
+  return "c" + TwoDigits(handler) + "." + behavior;
 }
 
 std::string SharedTypeOf(int handler) { return "shared." + std::to_string(handler % kSharedTypes); }

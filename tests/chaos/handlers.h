@@ -10,25 +10,27 @@
 
 namespace chaos {
 
-// The handler applications, by number from 0: each a package of its own.
+// The handler applications are numbered from 0. Each has a package of its own.
 inline constexpr int kHandlers = 50;
-// The versions that a package is installed in; they differ in priority and request types.
+// Versions of each package. They differ in priority and request types.
 inline constexpr int kVersions = 2;
 
-// Whether it answers twice, never, what was not asked, and not in parcels.
+// Whether the handler may answer twice, never, or commands that it did not receive, and may send
+// unknown methods.
 bool IsMisbehaving(int handler);
 std::string PackageOf(int handler);
 std::string ApplicationOf(int handler);
-// Nothing for an application that is none of them.
+// Returns nothing for other applications.
 std::optional<int> HandlerOf(const std::string& application);
 
-// What a handler can be asked for, polite or rude.
+// The behaviors that a handler's request types select.
 const std::vector<std::string>& BehaviorsOf(int handler);
-// The request type of one handler, and one that several serve with "echo".
-std::string TypeOf(int handler, const std::string& word);
+// Returns the handler's own request type for a behavior, and the type that it shares with other
+// handlers, for which all behave like "echo".
+std::string TypeOf(int handler, const std::string& behavior);
 std::string SharedTypeOf(int handler);
 
-// The one whose package an installed executable belongs to.
+// Returns the handler that an installed executable belongs to.
 int HandlerOfExecutable(const std::string& path);
 
 }  // namespace chaos

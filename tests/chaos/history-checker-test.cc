@@ -1,7 +1,7 @@
 // Copyright 2026 The qor-handler-manager authors
 // SPDX-License-Identifier: Apache-2.0
 
-// The account over histories that are made up: right ones balance, and each wrong one does not.
+// The checker on synthetic histories: it accepts the correct ones and reports each violation.
 
 #include "history-checker.h"
 
@@ -11,11 +11,11 @@
 namespace chaos {
 namespace {
 
-using tools::record::Event;
-using tools::record::EventKind;
 using testing::ElementsAre;
 using testing::IsEmpty;
 using testing::Pair;
+using tools::record::Event;
+using tools::record::EventKind;
 
 constexpr char kWellBehaved[] = "well_behaved";
 constexpr char kMisbehaving[] = "misbehaving";
@@ -36,7 +36,7 @@ class HistoryCheckerTest : public testing::Test {
     checker_.OnEvent(Make(kind, uuid, handler));
   }
 
-  // The library takes the command; the handler is connected.
+  // The library accepts the command and delivers it to a connected handler.
   void Send(const std::string& uuid, const std::string& handler = kWellBehaved) {
     Enter(EventKind::kSent, uuid, "");
     Enter(EventKind::kRouted, uuid, handler);
@@ -56,15 +56,15 @@ class HistoryCheckerTest : public testing::Test {
   }
   void Deliver(const std::string& uuid) { Enter(EventKind::kDelivered, uuid, kWellBehaved); }
 
-  // What is wrong in the end, and with which command.
+  // The text and uuid of each violation at the end of the history.
   std::vector<std::pair<std::string, std::string>> Violations() {
     checker_.Finish();
-    std::vector<std::pair<std::string, std::string>> faults;
-    for (const Violation& fault : checker_.Violations())
-      faults.emplace_back(fault.text, fault.uuid);
-    return faults;
+    std::vector<std::pair<std::string, std::string>> violations;
+    for (const Violation& violation : checker_.Violations())
+      violations.emplace_back(violation.text, violation.uuid);
+    return violations;
   }
-  std::map<UntimedReason, int> Waiting() const { return checker_.GetTally().waiting; }
+  std::map<UntimedReason, int> Untimed() const { return checker_.GetTally().untimed; }
 
   HistoryChecker checker_{[](const std::string& handler) { return handler == kMisbehaving; }};
 
@@ -72,7 +72,7 @@ class HistoryCheckerTest : public testing::Test {
   Event event_;
 };
 
-TEST_F(HistoryCheckerTest, BalancesWhenEachEndsOnce) {
+TEST_F(HistoryCheckerTest, AcceptsHistoryWhereEachCommandEndsOnce) {
   Send("a");
   Answer("a");
   Send("b");
@@ -89,31 +89,31 @@ TEST_F(HistoryCheckerTest, BalancesWhenEachEndsOnce) {
   EXPECT_EQ(tally.answered, 1);
   EXPECT_EQ(tally.timed_out, 1);
   EXPECT_EQ(tally.dropped, 2);
-  EXPECT_THAT(tally.waiting, IsEmpty());
+  EXPECT_THAT(tally.untimed, IsEmpty());
 }
 
-TEST_F(HistoryCheckerTest, SeesALostCommand) {
+TEST_F(HistoryCheckerTest, ReportsLostCommand) {
   Send("a");
-  EXPECT_THAT(Violations(), ElementsAre(Pair("timer 1 does not fire", "a")));
+  EXPECT_THAT(Violations(), ElementsAre(Pair("timer 1 has not fired", "a")));
 }
 
-TEST_F(HistoryCheckerTest, SeesALostTimeout) {
+TEST_F(HistoryCheckerTest, ReportsLostTimeout) {
   Send("a");
   Fire(1);
   Send("b");
   Answer("b");
   Answer("a");
-  EXPECT_THAT(Violations(), ElementsAre(Pair("its timer fired, and no timeout was told", "a")));
+  EXPECT_THAT(Violations(), ElementsAre(Pair("timer fired without a timeout", "a")));
 }
 
-TEST_F(HistoryCheckerTest, SeesASecondAnswer) {
+TEST_F(HistoryCheckerTest, ReportsSecondAnswerOnOneConnection) {
   Send("a");
   Answer("a");
   Answer("a");
-  EXPECT_THAT(Violations(), ElementsAre(Pair("answered twice over one connection", "a")));
+  EXPECT_THAT(Violations(), ElementsAre(Pair("answered twice on one connection", "a")));
 }
 
-TEST_F(HistoryCheckerTest, PutsUpWithAnAnswerThatIsSentAgainAfterALoss) {
+TEST_F(HistoryCheckerTest, AcceptsAnswerResentAfterDisconnection) {
   Send("a");
   Answer("a");
   Enter(EventKind::kDisconnected, "", kWellBehaved);
@@ -122,7 +122,7 @@ TEST_F(HistoryCheckerTest, PutsUpWithAnAnswerThatIsSentAgainAfterALoss) {
   EXPECT_EQ(checker_.GetTally().late, 1);
 }
 
-TEST_F(HistoryCheckerTest, PutsUpWithTheRude) {
+TEST_F(HistoryCheckerTest, AcceptsRepeatedAnswersOfMisbehavingHandlers) {
   Send("a", kMisbehaving);
   Answer("a", kMisbehaving);
   Answer("a", kMisbehaving);
@@ -131,7 +131,7 @@ TEST_F(HistoryCheckerTest, PutsUpWithTheRude) {
   EXPECT_EQ(checker_.GetTally().unsolicited, 1);
 }
 
-TEST_F(HistoryCheckerTest, SeesASecondTimeout) {
+TEST_F(HistoryCheckerTest, ReportsSecondTimeout) {
   Send("a");
   Fire(1);
   TimeOut("a");
@@ -139,91 +139,91 @@ TEST_F(HistoryCheckerTest, SeesASecondTimeout) {
   EXPECT_THAT(Violations(), ElementsAre(Pair("timed out, but not pending", "a")));
 }
 
-TEST_F(HistoryCheckerTest, SeesATimeoutOfOneThatWasAnswered) {
+TEST_F(HistoryCheckerTest, ReportsTimeoutOfAnsweredCommand) {
   Send("a");
   Answer("a");
   Fire(1);
   TimeOut("a");
-  EXPECT_THAT(Violations(), ElementsAre(Pair("timer 1 fired, which by the rules had ended", ""),
+  EXPECT_THAT(Violations(), ElementsAre(Pair("timer 1 fired, but should have been deleted", ""),
                                         Pair("timed out, but not pending", "a")));
 }
 
-TEST_F(HistoryCheckerTest, SeesATimeoutWithoutATimer) {
+TEST_F(HistoryCheckerTest, ReportsTimeoutWithoutTimer) {
   Send("a");
   TimeOut("a");
   EXPECT_THAT(Violations(), ElementsAre(Pair("timed out without a timer", "a"),
-                                        Pair("timer 1 does not fire", "")));
+                                        Pair("timer 1 has not fired", "")));
 }
 
-TEST_F(HistoryCheckerTest, SeesTheWrongLimit) {
+TEST_F(HistoryCheckerTest, ReportsWrongTimeout) {
   Send("a");
   Fire(1);
   TimeOut("a", "connection");
-  EXPECT_THAT(Violations(), ElementsAre(Pair("timed out by the wrong limit", "a")));
+  EXPECT_THAT(Violations(), ElementsAre(Pair("timed out by the wrong timeout", "a")));
 }
 
-TEST_F(HistoryCheckerTest, SeesAnAnswerOfAnother) {
+TEST_F(HistoryCheckerTest, ReportsAnswerOfWrongHandler) {
   Send("a");
   Answer("a", "somebody");
   Answer("a");
-  EXPECT_THAT(Violations(), ElementsAre(Pair("answered by one who was not asked", "a")));
+  EXPECT_THAT(Violations(), ElementsAre(Pair("answered by the wrong handler", "a")));
 }
 
-TEST_F(HistoryCheckerTest, SeesTheResultOfAnotherCommand) {
+TEST_F(HistoryCheckerTest, ReportsResultOfAnotherCommand) {
   Send("a");
   Event& answer = Make(EventKind::kAnswered, "a", kWellBehaved);
   answer.result = "\"b\"";
   checker_.OnEvent(answer);
-  EXPECT_THAT(Violations(), ElementsAre(Pair("answered with another one's result", "a")));
+  EXPECT_THAT(Violations(), ElementsAre(Pair("answered with the result of another command", "a")));
 }
 
-TEST_F(HistoryCheckerTest, SeesWhatWasRefusedAnswered) {
+TEST_F(HistoryCheckerTest, ReportsAnswerToRefusedCommand) {
   Enter(EventKind::kSent, "a", "");
   Enter(EventKind::kRouted, "a", kWellBehaved);
   Enter(EventKind::kRefused, "a", "");
   Answer("a");
-  EXPECT_THAT(Violations(), ElementsAre(Pair("answered, but never taken", "a")));
+  EXPECT_THAT(Violations(), ElementsAre(Pair("answered, but not accepted", "a")));
 }
 
-TEST_F(HistoryCheckerTest, SeesADeliveryAfterTheEnd) {
+TEST_F(HistoryCheckerTest, ReportsDeliveryOfEndedCommand) {
   Send("a");
   Answer("a");
   Deliver("a");
   EXPECT_THAT(Violations(), ElementsAre(Pair("delivered, but not pending", "a")));
 }
 
-TEST_F(HistoryCheckerTest, NamesTheRuleOfThoseThatLostTheirTimersWhenTheListGrew) {
+TEST_F(HistoryCheckerTest, CountsCommandsUntimedByGrowth) {
   Send("a");
   Send("b");
   Fire(2);
   TimeOut("b");
   EXPECT_THAT(Violations(), IsEmpty());
-  EXPECT_THAT(Waiting(), ElementsAre(Pair(UntimedReason::kGrowth, 1)));
+  EXPECT_THAT(Untimed(), ElementsAre(Pair(UntimedReason::kGrowth, 1)));
 }
 
-TEST_F(HistoryCheckerTest, SeesATimerThatShouldHaveEndedWithTheGrowth) {
+TEST_F(HistoryCheckerTest, ReportsTimerThatOutlivesGrowth) {
   Send("a");
   Send("b");
   Fire(1);
   EXPECT_THAT(checker_.Violations(), testing::SizeIs(1));
 }
 
-TEST_F(HistoryCheckerTest, NamesTheRuleOfTheLastOneWhenAnotherEnds) {
+TEST_F(HistoryCheckerTest, CountsLastCommandUntimedByRemoval) {
   Send("a");
   Send("b");
   Answer("a");
   EXPECT_THAT(Violations(), IsEmpty());
-  EXPECT_THAT(Waiting(), ElementsAre(Pair(UntimedReason::kRemoval, 1)));
+  EXPECT_THAT(Untimed(), ElementsAre(Pair(UntimedReason::kRemoval, 1)));
 }
 
-TEST_F(HistoryCheckerTest, NamesTheRuleOfAHandlerThatDoesNotAsk) {
+TEST_F(HistoryCheckerTest, CountsCommandsUntimedByConnection) {
   Send("a");
   Connect();
   EXPECT_THAT(Violations(), IsEmpty());
-  EXPECT_THAT(Waiting(), ElementsAre(Pair(UntimedReason::kConnect, 1)));
+  EXPECT_THAT(Untimed(), ElementsAre(Pair(UntimedReason::kConnect, 1)));
 }
 
-TEST_F(HistoryCheckerTest, ATimerOutlivesAConnectionThatWasNotTaken) {
+TEST_F(HistoryCheckerTest, KeepsTimerWhenConnectionHasNoPort) {
   Send("a");
   Connect();
   checker_.OnPortMissing();
@@ -232,8 +232,9 @@ TEST_F(HistoryCheckerTest, ATimerOutlivesAConnectionThatWasNotTaken) {
   EXPECT_THAT(Violations(), IsEmpty());
 }
 
-TEST_F(HistoryCheckerTest, NamesTheRuleOfOneWhoseTimerFiredForItsOldPlace) {
-  // Room for four; "b" holds the timer of the second place and moves to the first.
+TEST_F(HistoryCheckerTest, CountsCommandUntimedByMove) {
+  // The list has capacity for four; "b" owns the timer of the second position and moves to the
+  // first.
   for (const char* uuid : {"a", "b", "c", "d"}) Send(uuid);
   Connect();
   for (const char* uuid : {"a", "b", "c", "d"}) Deliver(uuid);
@@ -242,10 +243,10 @@ TEST_F(HistoryCheckerTest, NamesTheRuleOfOneWhoseTimerFiredForItsOldPlace) {
   Answer("d");
   Fire(6);
   EXPECT_THAT(Violations(), IsEmpty());
-  EXPECT_THAT(Waiting(), ElementsAre(Pair(UntimedReason::kMoved, 1)));
+  EXPECT_THAT(Untimed(), ElementsAre(Pair(UntimedReason::kMoved, 1)));
 }
 
-TEST_F(HistoryCheckerTest, ATimerEndsWhoIsAtItsPlaceByThen) {
+TEST_F(HistoryCheckerTest, ExpiresCommandAtPositionOfTimer) {
   for (const char* uuid : {"a", "b", "c", "d"}) Send(uuid);
   Connect();
   for (const char* uuid : {"a", "b", "c", "d"}) Deliver(uuid);
@@ -256,7 +257,7 @@ TEST_F(HistoryCheckerTest, ATimerEndsWhoIsAtItsPlaceByThen) {
   EXPECT_THAT(checker_.Violations(), IsEmpty());
 }
 
-TEST_F(HistoryCheckerTest, WhoAsksGetsTimeAnew) {
+TEST_F(HistoryCheckerTest, RestartsTimersWhenHandlerRequestsCommands) {
   Send("a");
   Send("b");
   Connect();
@@ -265,7 +266,7 @@ TEST_F(HistoryCheckerTest, WhoAsksGetsTimeAnew) {
   Fire(3);
   TimeOut("a");
   EXPECT_THAT(Violations(), IsEmpty());
-  EXPECT_THAT(Waiting(), ElementsAre(Pair(UntimedReason::kRemoval, 1)));
+  EXPECT_THAT(Untimed(), ElementsAre(Pair(UntimedReason::kRemoval, 1)));
 }
 
 }  // namespace

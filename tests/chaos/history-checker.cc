@@ -10,16 +10,16 @@ namespace chaos {
 using tools::record::Event;
 using tools::record::EventKind;
 
-const char* NameOf(UntimedReason rule) {
-  switch (rule) {
+const char* NameOf(UntimedReason reason) {
+  switch (reason) {
     case UntimedReason::kGrowth:
-      return "the list grew";
+      return "list reallocated";
     case UntimedReason::kRemoval:
-      return "last when another ended";
+      return "last in the list when another command ended";
     case UntimedReason::kConnect:
-      return "connected, nothing asked";
+      return "handler connected without requesting commands";
     case UntimedReason::kMoved:
-      return "timer fired at its old place";
+      return "timer fired for its old position";
   }
   return "";
 }
@@ -30,7 +30,7 @@ HistoryChecker::HistoryChecker(std::function<bool(const std::string& handler)> i
 void HistoryChecker::OnEvent(const Event& event) {
   Connect();
   if (expiring_ && (event.kind != EventKind::kTimedOut || event.uuid != expiring_->uuid)) {
-    Blame("its timer fired, and no timeout was told", expiring_->uuid, expiring_->handler);
+    AddViolation("timer fired without a timeout", expiring_->uuid, expiring_->handler);
     expiring_.reset();
   }
   switch (event.kind) {
@@ -39,9 +39,9 @@ void HistoryChecker::OnEvent(const Event& event) {
       OnAgentExited();
       break;
     case EventKind::kSent: {
-      if (commands_.count(event.uuid) != 0) Blame("sent twice", event.uuid);
+      if (commands_.count(event.uuid) != 0) AddViolation("sent twice", event.uuid);
       sending_ = event.uuid;
-      commands_[event.uuid].payload = std::hash<std::string>()(event.payload);
+      commands_[event.uuid].payload_hash = std::hash<std::string>()(event.payload);
       break;
     }
     case EventKind::kRouted:
@@ -91,14 +91,15 @@ void HistoryChecker::OnEvent(const Event& event) {
 void HistoryChecker::OnTimerFired(int timer) {
   Connect();
   if (expiring_) {
-    Blame("its timer fired, and no timeout was told", expiring_->uuid, expiring_->handler);
+    AddViolation("timer fired without a timeout", expiring_->uuid, expiring_->handler);
   }
   expiring_.reset();
   if (!clock_.PositionOf(timer)) {
-    return Blame("timer " + std::to_string(timer) + " fired, which by the rules had ended", "");
+    return AddViolation("timer " + std::to_string(timer) + " fired, but should have been deleted",
+                        "");
   }
   expiring_ = CommandExpiredBy(timer);
-  // Whose timer it was, if not the one that it ends.
+  // The timer's owner, unless it is the command that times out.
   for (auto& [handler, list] : lists_) {
     for (const model::Command& command : list.commands.Commands()) {
       if (command.timer == timer && (!expiring_ || expiring_->uuid != command.uuid)) {
@@ -113,7 +114,7 @@ void HistoryChecker::OnAgentExited() {
   connecting_.reset();
   DropAll();
   clock_ = model::Clock();
-  // Whatever was under way does not come any more.
+  // The agent has exited in the middle of a send or a timeout.
   sending_.clear();
   expiring_.reset();
 }
@@ -125,27 +126,27 @@ bool HistoryChecker::HasSucceeded(const std::string& uuid) const {
 
 void HistoryChecker::Finish() {
   Connect();
-  if (expiring_) Blame("its timer fired, and no timeout was told", expiring_->uuid);
+  if (expiring_) AddViolation("timer fired without a timeout", expiring_->uuid);
   for (const auto timer : clock_.Timers()) {
     const auto expiring = CommandExpiredBy(timer);
-    Blame("timer " + std::to_string(timer) + " does not fire", expiring ? expiring->uuid : "",
-          expiring ? expiring->handler : "");
+    AddViolation("timer " + std::to_string(timer) + " has not fired",
+                 expiring ? expiring->uuid : "", expiring ? expiring->handler : "");
   }
   for (const auto& [handler, list] : lists_) {
     for (const model::Command& command : list.commands.Commands()) {
       if (clock_.PositionOf(command.timer)) continue;
-      const auto rule = list.untimed.find(command.uuid);
-      if (rule == list.untimed.end()) {
-        Blame("it waits without a timer, by no rule", command.uuid, handler);
+      const auto reason = list.untimed.find(command.uuid);
+      if (reason == list.untimed.end()) {
+        AddViolation("pending without a timer and without a reason", command.uuid, handler);
       } else {
-        ++tally_.waiting[rule->second];
+        ++tally_.untimed[reason->second];
       }
     }
   }
 }
 
-void HistoryChecker::Blame(const std::string& text, const std::string& uuid,
-                           const std::string& handler) {
+void HistoryChecker::AddViolation(const std::string& text, const std::string& uuid,
+                                  const std::string& handler) {
   violations_.push_back({text, uuid, handler});
 }
 
@@ -158,7 +159,7 @@ HistoryChecker::List& HistoryChecker::ListOf(const std::string& handler) {
   return lists_.try_emplace(handler, List{model::Pending(&clock_, &last_block_), {}}).first->second;
 }
 
-void HistoryChecker::UpdateList(const std::string& handler, UntimedReason rule,
+void HistoryChecker::UpdateList(const std::string& handler, UntimedReason reason,
                                 const std::function<void(List&)>& change) {
   List& list = ListOf(handler);
   std::vector<std::string> with_timer;
@@ -167,7 +168,7 @@ void HistoryChecker::UpdateList(const std::string& handler, UntimedReason rule,
   change(list);
   for (const std::string& uuid : with_timer) {
     const model::Command* command = list.commands.Find(uuid);
-    if (command != nullptr && !clock_.PositionOf(command->timer)) list.untimed[uuid] = rule;
+    if (command != nullptr && !clock_.PositionOf(command->timer)) list.untimed[uuid] = reason;
   }
 }
 
@@ -201,8 +202,8 @@ std::optional<HistoryChecker::ExpiringCommand> HistoryChecker::CommandExpiredBy(
 void HistoryChecker::Accept(const std::string& uuid) {
   ++tally_.accepted;
   CommandRecord& record = commands_[uuid];
-  if (record.handler.empty()) return Blame("accepted, and given to nobody", uuid);
-  if (record.state != State::kSending) Blame("accepted twice", uuid, record.handler);
+  if (record.handler.empty()) return AddViolation("accepted without a handler", uuid);
+  if (record.state != State::kSending) AddViolation("accepted twice", uuid, record.handler);
   record.state = State::kPending;
   UpdateList(record.handler, UntimedReason::kGrowth, [&](List& list) {
     model::Command command;
@@ -223,12 +224,13 @@ void HistoryChecker::Connect() {
 }
 
 void HistoryChecker::Deliver(const Event& event) {
-  // Within a send its timer has been started.
+  // Delivered while being sent: Accept() starts the timer.
   if (event.uuid == sending_) return;
   List& list = ListOf(event.handler);
   model::Command* command = list.commands.Find(event.uuid);
-  if (command == nullptr) return Blame("delivered, but not pending", event.uuid, event.handler);
-  // A handler that asks gets all of them, the first one first.
+  if (command == nullptr)
+    return AddViolation("delivered, but not pending", event.uuid, event.handler);
+  // A handler that requests commands receives all of them, starting with the first.
   if (command == list.commands.Commands().data()) {
     UpdateList(event.handler, UntimedReason::kConnect, [](List& changed) {
       for (model::Command& other : changed.commands.Commands())
@@ -246,12 +248,12 @@ void HistoryChecker::Answer(const Event& event) {
   const bool is_misbehaving = is_misbehaving_(event.handler);
   if (record == nullptr || record->handler != event.handler) {
     ++tally_.unsolicited;
-    if (!is_misbehaving) Blame("answered by one who was not asked", event.uuid, event.handler);
+    if (!is_misbehaving) AddViolation("answered by the wrong handler", event.uuid, event.handler);
     return;
   }
   const int epoch = ConnectionEpoch(event.handler);
   if (record->answered_epoch == epoch && !is_misbehaving) {
-    Blame("answered twice over one connection", event.uuid, event.handler);
+    AddViolation("answered twice on one connection", event.uuid, event.handler);
   }
   record->answered_epoch = epoch;
   ApplyAnswer(event, *record);
@@ -259,11 +261,11 @@ void HistoryChecker::Answer(const Event& event) {
 
 void HistoryChecker::ApplyAnswer(const Event& event, CommandRecord& record) {
   const bool is_success = event.status == 0;
-  if (is_success && std::hash<std::string>()(event.result) != record.payload) {
-    Blame("answered with another one's result", event.uuid, event.handler);
+  if (is_success && std::hash<std::string>()(event.result) != record.payload_hash) {
+    AddViolation("answered with the result of another command", event.uuid, event.handler);
   }
   if (record.state == State::kSending || record.state == State::kRefused) {
-    return Blame("answered, but never taken", event.uuid, event.handler);
+    return AddViolation("answered, but not accepted", event.uuid, event.handler);
   }
   if (record.state != State::kPending) {
     ++tally_.late;
@@ -281,18 +283,18 @@ void HistoryChecker::ApplyAnswer(const Event& event, CommandRecord& record) {
 void HistoryChecker::TimeOut(const Event& event) {
   const auto expiring = std::exchange(expiring_, std::nullopt);
   CommandRecord* record = Find(event.uuid);
-  if (record == nullptr) return Blame("timed out, but never sent", event.uuid);
+  if (record == nullptr) return AddViolation("timed out, but never sent", event.uuid);
   if (record->state != State::kPending) {
-    return Blame("timed out, but not pending", event.uuid, record->handler);
+    return AddViolation("timed out, but not pending", event.uuid, record->handler);
   }
   ++tally_.timed_out;
   record->state = State::kTimedOut;
-  if (!expiring) Blame("timed out without a timer", event.uuid, record->handler);
+  if (!expiring) AddViolation("timed out without a timer", event.uuid, record->handler);
   UpdateList(record->handler, UntimedReason::kRemoval, [&](List& list) {
     model::Command* command = list.commands.Find(event.uuid);
     const bool is_connection = command->timeout == model::Timeout::kConnection;
     if (is_connection != (event.limit == "connection")) {
-      Blame("timed out by the wrong limit", event.uuid, record->handler);
+      AddViolation("timed out by the wrong timeout", event.uuid, record->handler);
     }
     command->expired = true;
     list.commands.Remove(event.uuid);

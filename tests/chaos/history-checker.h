@@ -18,24 +18,24 @@
 
 namespace chaos {
 
-// Why a command waits for its handler without a timer of its own.
+// Why a command may legitimately be pending without a timer of its own, and so never time out.
 enum class UntimedReason {
-  kGrowth,   // the list grew when a later command came
-  kRemoval,  // it was last when another one ended
-  kConnect,  // its handler connected and has not asked for commands
-  kMoved,    // it moved forward, and its timer fired for its old place
+  kGrowth,   // a later command made the pending list reallocate, which deletes timers
+  kRemoval,  // it was last in the list when another command was removed
+  kConnect,  // its handler has connected and has not requested commands
+  kMoved,    // it moved forward in the list, and its timer fired for its old position
 };
-const char* NameOf(UntimedReason rule);
+const char* NameOf(UntimedReason reason);
 
 struct Violation {
   std::string text;
-  std::string uuid;  // empty when it is about no command
+  std::string uuid;  // empty if the violation concerns no single command
   std::string handler;
 };
 
 struct Tally {
   int agents = 0;
-  int stops = 0;  // of the library, in an agent that goes on
+  int stops = 0;  // shut-downs of the library in an agent that keeps running
   int accepted = 0;
   int refused = 0;
   int launches = 0;
@@ -44,33 +44,33 @@ struct Tally {
   int connections = 0;
   int answered = 0;
   int timed_out = 0;
-  int dropped = 0;      // with the library, or the agent
-  int late = 0;         // answers that came after the end
-  int unsolicited = 0;  // answers of misbehaving handlers that nobody asked for
-  std::map<UntimedReason, int> waiting;
+  int dropped = 0;      // pending when the library or the agent stopped
+  int late = 0;         // answers to commands that had ended before
+  int unsolicited = 0;  // answers to commands that the handler did not receive
+  std::map<UntimedReason, int> untimed;
 };
 
-// What became of the commands of one agent after another. It hears of everything that happened in
-// them, in order, and holds each list of waiting commands and each of its timers to the rules: a
-// command that the library took ends once, by an answer, by a timer that by the rules is there, or
-// with the library or the agent. What waits at the end must wait by a rule.
+// Checks the history of all agents of a run. Replays every event in order against a model of the
+// pending lists and their timers. Invariant: each accepted command ends exactly once, by an answer,
+// by a timer that exists in the model, or with the library or the agent. Commands that are pending
+// at the end of the run must have an UntimedReason.
 class HistoryChecker {
  public:
-  // Of a handler that is rude more is put up with: it answers again, and what nobody asked.
+  // Misbehaving handlers may answer repeatedly, and may answer commands that they did not receive.
   explicit HistoryChecker(std::function<bool(const std::string& handler)> is_misbehaving);
 
   void OnEvent(const tools::record::Event& event);
-  // The timer of this number, counted from the agent's start, has fired.
+  // A timer has fired. Timers are numbered from 1 since the start of the agent.
   void OnTimerFired(int timer);
-  // The handler that has just connected is gone already, and the library has not taken it.
+  // The handler that has just connected has disconnected again, before the library registered it.
   void OnPortMissing() { connecting_.reset(); }
   void OnAgentExited();
 
-  // Whether there is a timer that has still to fire.
   bool HasPendingTimers() const { return !clock_.Timers().empty(); }
-  // Whether a handler's success ended the command.
+  // Whether the command has ended with a successful answer.
   bool HasSucceeded(const std::string& uuid) const;
-  // After the last timer must have fired: enters what is left.
+  // Adds violations for timers that have not fired and for commands that are pending without
+  // reason. Called once, when all timers must have fired.
   void Finish();
 
   const Tally& GetTally() const { return tally_; }
@@ -81,9 +81,9 @@ class HistoryChecker {
   struct CommandRecord {
     State state = State::kSending;
     std::string handler;
-    std::size_t payload = 0;  // its hash
+    std::size_t payload_hash = 0;
     bool is_launched = false;
-    // What Breaks() said when the handler last answered.
+    // ConnectionEpoch() at the handler's last answer.
     std::optional<int> answered_epoch;
   };
   struct List {
@@ -96,20 +96,22 @@ class HistoryChecker {
     model::Clock::Timer timer;
   };
 
-  void Blame(const std::string& text, const std::string& uuid, const std::string& handler = "");
+  void AddViolation(const std::string& text, const std::string& uuid,
+                    const std::string& handler = "");
   CommandRecord* Find(const std::string& uuid);
   List& ListOf(const std::string& handler);
-  // Changes a list; those who lose their timers by that wait by this rule.
-  void UpdateList(const std::string& handler, UntimedReason rule,
+  // Updates a list. Commands that lose their timers get the reason.
+  void UpdateList(const std::string& handler, UntimedReason reason,
                   const std::function<void(List&)>& change);
   void DropAll();
-  // How often something came between the agent and the handler.
+  // Counts events after which a handler may resend an answer: disconnections and restarts.
   int ConnectionEpoch(const std::string& handler);
-  // The command that a timer of this place ends, and its handler.
+  // Returns the command that times out when the timer fires: the one at the timer's position, which
+  // need not be the one that the timer was started for.
   std::optional<ExpiringCommand> CommandExpiredBy(model::Clock::Timer timer);
 
   void Accept(const std::string& uuid);
-  // Enters the last connection.
+  // Applies the pending connection, unless OnPortMissing() has been called.
   void Connect();
   void Deliver(const tools::record::Event& event);
   void Answer(const tools::record::Event& event);
@@ -122,10 +124,10 @@ class HistoryChecker {
   std::map<std::string, List> lists_;
   std::unordered_map<std::string, CommandRecord> commands_;
   std::map<std::string, int> epochs_;
-  // Has connected; whether the library took it, the next entry tells.
+  // The handler of the last connection. Applied with the next event: OnPortMissing() may follow.
   std::optional<std::string> connecting_;
   std::string sending_;
-  // The timer of this command has fired, and the timeout is to come next.
+  // The timer of this command has fired; the next event must be its timeout.
   std::optional<ExpiringCommand> expiring_;
   Tally tally_;
   std::vector<Violation> violations_;

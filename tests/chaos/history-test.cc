@@ -43,7 +43,7 @@ class HistoryTest : public testing::Test {
   HistoryChecker checker_{[](const std::string&) { return false; }};
 };
 
-TEST_F(HistoryTest, IsReadAsItGrows) {
+TEST_F(HistoryTest, ReplaysLinesAppendedSinceLastCall) {
   Append(std::string(kStart) + "\n" + kSent + "\n" + kRouted);
   EXPECT_EQ(Read().agents, 1);
   Append("\n" + std::string(kAccepted) + "\n");
@@ -51,7 +51,7 @@ TEST_F(HistoryTest, IsReadAsItGrows) {
   EXPECT_EQ(reader_->BadLines(), 0);
 }
 
-TEST_F(HistoryTest, NotesStandWhereTheyWereWritten) {
+TEST_F(HistoryTest, KeepsOrderOfNotesAndEvents) {
   Append(std::string(kStart) + "\n" + kSent + "\n" + kRouted + "\n" + kAccepted + "\n");
   AppendNote(kTimerFired, "1");
   Append(R"({"t":5,"pid":1,"event":"timed-out","uuid":"a","limit":"execution"})"
@@ -60,7 +60,7 @@ TEST_F(HistoryTest, NotesStandWhereTheyWereWritten) {
   EXPECT_TRUE(checker_.Violations().empty());
 }
 
-TEST_F(HistoryTest, AgentsThatAreKilledLeaveHalfALine) {
+TEST_F(HistoryTest, CountsIncompleteLineOfKilledAgent) {
   Append(std::string(kStart) + "\n" + kSent + "\n" + kRouted + "\n" + kAccepted + "\n{\"t\":5,");
   AppendNote(kAgentExited, "");
   Append(std::string(kStart) + "\n");
@@ -69,7 +69,7 @@ TEST_F(HistoryTest, AgentsThatAreKilledLeaveHalfALine) {
   EXPECT_EQ(reader_->BadLines(), 1);
 }
 
-TEST_F(HistoryTest, TellsTheHistoryOfACommand) {
+TEST_F(HistoryTest, ExtractsLinesOfOneCommand) {
   Append(std::string(kStart) + "\n" + kSent + "\n" + kRouted + "\n" + kAccepted + "\n");
   AppendNote("signal 9", "some.handler");
   AppendNote("signal 9", "another");

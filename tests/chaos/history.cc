@@ -37,7 +37,7 @@ HistoryWriter::HistoryWriter(const std::string& path)
 HistoryWriter::~HistoryWriter() { close(file_); }
 
 void HistoryWriter::Write(const std::string& note, const std::string& about) const {
-  // Who was killed while writing left a line without an end.
+  // Begins with a line feed: a process that was killed while writing leaves an incomplete line.
   const std::string line = std::string("\n") + kNoteMark + ' ' + std::to_string(Microseconds()) +
                            ' ' + note + ' ' + about + '\n';
   if (write(file_, line.data(), line.size()) != static_cast<ssize_t>(line.size())) std::abort();
@@ -69,13 +69,13 @@ void HistoryReader::Replay(HistoryChecker& checker) {
 }
 
 void HistoryReader::ReplayNote(const std::string& line, HistoryChecker& checker) {
-  std::istringstream words(line);
+  std::istringstream fields(line);
   std::string mark;
   std::string time;
   std::string note;
   int number = 0;
-  words >> mark >> time >> note;
-  if (note == kTimerFired && words >> number) checker.OnTimerFired(number);
+  fields >> mark >> time >> note;
+  if (note == kTimerFired && fields >> number) checker.OnTimerFired(number);
   if (note == kPortMissing) checker.OnPortMissing();
   if (note == kAgentExited) checker.OnAgentExited();
 }
@@ -100,7 +100,7 @@ std::string HistoryOfCommand(const std::string& history, const std::string& uuid
   for (std::string line; count < kMaxLines && std::getline(file, line);) {
     const bool names_uuid = line.find('"' + uuid + '"') != std::string::npos;
     is_sent = is_sent || names_uuid;
-    // Of the others what is about the handler or the agent while the command is there.
+    // Lines without a uuid about the handler or the agent, once the command has been sent.
     const bool is_about =
         is_sent && line.find("uuid") == std::string::npos &&
         (line.find(handler) != std::string::npos || line.find("agent") != std::string::npos);

@@ -11,10 +11,10 @@
 
 namespace chaos {
 
-// The journal is a file to the end of which several processes write: the recorder in the agent its
-// events, all others notes, a line each. What was written stays when the writer is killed.
+// The history of a run is a file to which several processes append lines: the recorder in the agent
+// writes events, all others write notes. Completed writes survive when the writer is killed.
 
-// Notes that the account needs. "fired" names a timer, by number.
+// Notes that the checker needs. "fired" has the number of a timer.
 inline constexpr char kTimerFired[] = "fired";
 inline constexpr char kPortMissing[] = "no-port";
 inline constexpr char kAgentExited[] = "agent-ended";
@@ -27,7 +27,8 @@ class HistoryWriter {
   HistoryWriter& operator=(const HistoryWriter&) = delete;
   ~HistoryWriter();
 
-  // A note; `about` may be empty. Aborts when the disk is full: nothing after could be believed.
+  // Appends a note about a process or package; `about` may be empty. Aborts on a write error, since
+  // an incomplete history cannot be checked.
   void Write(const std::string& note, const std::string& about) const;
 
  private:
@@ -39,14 +40,14 @@ class HistoryReader {
   // Throws std::system_error.
   explicit HistoryReader(const std::string& path);
 
-  // Enters what was written since the last call.
+  // Passes the lines that were written since the last call to the checker.
   void Replay(HistoryChecker& checker);
-  // The lines that could not be read: at most one for each agent that was killed while writing.
+  // Number of invalid lines: at most one for each agent that was killed while writing.
   int BadLines() const { return bad_lines_; }
 
  private:
   void ReplayNote(const std::string& line, HistoryChecker& checker);
-  // The events that were read since the last note.
+  // Passes on the events since the last note.
   void ReplayEvents(HistoryChecker& checker);
 
   std::ifstream file_;
@@ -55,8 +56,8 @@ class HistoryReader {
   int bad_lines_ = 0;
 };
 
-// The beginning of a command's history: the lines that name it, and those of its handler and agents
-// from then on.
+// Returns the first lines of a command's history: the lines with its uuid and, from the first of
+// them on, those about its handler and the agents.
 std::string HistoryOfCommand(const std::string& history, const std::string& uuid,
                              const std::string& handler);
 

@@ -42,9 +42,9 @@ class LeakCheckTest : public testing::Test {
   std::string root_;
 };
 
-TEST_F(LeakCheckTest, KnowsWhatStays) { EXPECT_THAT(FindLeaks(root_), IsEmpty()); }
+TEST_F(LeakCheckTest, IgnoresPermanentFiles) { EXPECT_THAT(FindLeaks(root_), IsEmpty()); }
 
-TEST_F(LeakCheckTest, NamesSocketsFilesAndLocks) {
+TEST_F(LeakCheckTest, ReportsSocketsFilesAndHeldLocks) {
   const auto socket = platform::ListenAt(root_ + "/run/ports/host.agent", "Port");
   const auto lock = platform::LockFile(root_ + "/install.lock");
   Write("staging/half");
@@ -53,12 +53,12 @@ TEST_F(LeakCheckTest, NamesSocketsFilesAndLocks) {
                                    "file staging/half"));
 }
 
-TEST_F(LeakCheckTest, NamesProcesses) {
+TEST_F(LeakCheckTest, ReportsProcesses) {
   const std::string program = root_ + "/program";
   fs::copy_file("/bin/cat", program);
   int ends[2];
   ASSERT_EQ(pipe2(ends, O_CLOEXEC), 0);
-  // When this returns the process has its executable.
+  // Returns when the process has executed the program.
   const pid_t pid = StartChildProcess({program}, {}, "/dev/null", ends[0]);
   EXPECT_THAT(FindLeaks(root_),
               UnorderedElementsAre("file program", "process " + std::to_string(pid)));

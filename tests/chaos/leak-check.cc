@@ -15,13 +15,13 @@ namespace {
 
 namespace fs = std::filesystem;
 
-// What stays: the database, agents' data, and locks, which nobody may remove.
-bool Stays(const std::string& path) {
-  static const std::array<std::string, 7> stays = {"packages.db",    "install.lock",
-                                                   "data/host.",     "run/host-names/",
-                                                   "run/app-locks/", "run/ports/"};
-  for (const std::string& beginning : stays)
-    if (!beginning.empty() && path.rfind(beginning, 0) == 0) return true;
+// The database, the agents' data and the locks, which are never removed.
+bool IsPermanent(const std::string& path) {
+  static const std::array<std::string, 7> prefixes = {"packages.db",    "install.lock",
+                                                      "data/host.",     "run/host-names/",
+                                                      "run/app-locks/", "run/ports/"};
+  for (const std::string& prefix : prefixes)
+    if (!prefix.empty() && path.rfind(prefix, 0) == 0) return true;
   return false;
 }
 
@@ -39,7 +39,7 @@ std::vector<std::string> FindLeaks(const std::string& root) {
     if (entry.is_directory()) continue;
     if (entry.is_socket()) {
       leaks.push_back("socket " + path);
-    } else if (!Stays(path)) {
+    } else if (!IsPermanent(path)) {
       leaks.push_back("file " + path);
     } else if (IsLock(entry.path()) && !platform::LockFile(entry.path())) {
       leaks.push_back("held lock " + path);

@@ -9,9 +9,9 @@
 
 namespace chaos {
 
-// What should not be below a platform's root when everything has been uninstalled and no process of
-// it runs: sockets, locks that are held, packages, their data, files on their way; and processes.
-// In words.
+// Describes everything below a platform's root that must not exist after all packages have been
+// uninstalled and all processes have exited: sockets, held locks, files of packages, their data,
+// staged files, and processes.
 std::vector<std::string> FindLeaks(const std::string& root);
 
 }  // namespace chaos

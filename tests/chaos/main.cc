@@ -1,8 +1,8 @@
 // Copyright 2026 The qor-handler-manager authors
 // SPDX-License-Identifier: Apache-2.0
 
-// Chaos: an agent, handlers and packages in real processes, to which at random everything happens
-// that may happen to them, and in the end an account of what became of every command.
+// Chaos test: injects random violations into an agent, its handlers and their packages, all real
+// processes, and checks the outcome of every command.
 //
 //   qor_chaos [--minutes N] [--seed S]
 
@@ -29,7 +29,8 @@ using namespace chaos;
 const Programs kPrograms = {CHAOS_AGENT, CHAOS_HANDLER, CHAOS_MISBEHAVING_HANDLER, CHAOS_TOOL,
                             CHAOS_RECORDER};
 
-// An agent grows by what its heap spreads out to, and by the commands that wait without end.
+// Tolerances of the check for memory leaks: heap fragmentation, and commands that are pending
+// without a timer.
 constexpr long kMaxHeapSpreadKilobytes = 4096;
 constexpr double kMaxGrowth = 1.1;
 
@@ -47,12 +48,11 @@ class Run {
         checker_(IsMisbehavingApplication),
         supervisor_(kPrograms, folder_, disk_, checker_) {}
 
-  // Whether all is well.
+  // Returns whether there are no violations.
   bool Execute() {
     std::printf("seed %llu, %d s, %d handlers\n", static_cast<unsigned long long>(seed_), seconds_,
                 kHandlers);
-    if (!disk_.IsMounted())
-      std::puts("full disks are left out: no file system can be mounted here");
+    if (!disk_.IsMounted()) std::puts("skipped: disk full (cannot mount a file system)");
     folder_.WritePackages(kPrograms);
     supervisor_.InstallAll();
     supervisor_.StartAgent(kExecutionTimeoutMs, kConnectionTimeoutMs);
@@ -62,7 +62,7 @@ class Run {
     PrintTally();
     CheckMemory();
     if (const int zombies = supervisor_.Zombies()) {
-      Blame(std::to_string(zombies) + " zombies of the agent");
+      AddViolation(std::to_string(zombies) + " zombie children of the agent");
     }
     supervisor_.TerminateAgent();
     supervisor_.CheckEveryHandler();
@@ -76,7 +76,7 @@ class Run {
   void RunSchedule() {
     const std::string prefix = std::to_string(seed_);
     std::vector<Step> schedule = MakeSchedule(seed_, seconds_);
-    // The last agent has seen every handler by then.
+    // Memory is measured from here on: by then the last agent has served every handler.
     const std::int64_t warm = std::int64_t{seconds_} * 1000 * 3 / 4;
     const auto later = std::find_if(schedule.begin(), schedule.end(), [warm](const Step& step) {
       return step.at_milliseconds >= warm;
@@ -93,77 +93,78 @@ class Run {
     const Tally& tally = checker_.GetTally();
     const ActionCounts& counts = supervisor_.Counts();
     std::printf(
-        "commands: %d accepted, %d refused, %d not handed over; %d answered, %d timed out, %d "
-        "dropped with library or agent; %d answered later, %d answers unsolicited\n",
+        "commands: %d accepted, %d refused, %d not sent; %d answered, %d timed out, %d dropped by "
+        "restarts; %d late answers, %d unsolicited answers\n",
         tally.accepted, tally.refused, counts.not_sent, tally.answered, tally.timed_out,
         tally.dropped, tally.late, tally.unsolicited);
-    std::printf("road: %d launches, %d connections, %d deliveries, %d requests for time\n",
+    std::printf("delivery: %d launches, %d connections, %d deliveries, %d extension requests\n",
                 tally.launches, tally.connections, tally.deliveries, tally.extensions);
     std::printf(
-        "handlers: %d killed, %d stopped; agent: %d processes, %d killed, %d ended, %d stopped; "
+        "handlers: %d killed, %d paused; agent: %d processes, %d killed, %d terminated, %d paused; "
         "library: %d shut down\n",
         counts.handlers_killed, counts.handlers_paused, tally.agents, counts.agents_killed,
         counts.agents_terminated, counts.agents_paused, tally.stops);
     std::printf(
-        "packages: %d installs, %d uninstalls, %d installs broken, %d operations failed; disk: %d "
-        "times full\n",
+        "packages: %d installs, %d uninstalls, %d interrupted installs, %d failed operations; "
+        "disk: "
+        "filled %d times\n",
         counts.installs, counts.uninstalls, counts.installs_interrupted, counts.operations_failed,
         counts.disks_filled);
-    for (const auto& [rule, count] : tally.waiting) {
-      std::printf("waiting without a timer, by the rule \"%s\": %d\n", NameOf(rule), count);
+    for (const auto& [reason, count] : tally.untimed) {
+      std::printf("pending without a timer (%s): %d\n", NameOf(reason), count);
     }
   }
 
   void CheckMemory() {
     const long kilobytes = supervisor_.AgentKilobytes();
-    std::printf("memory of the last agent: %ld kB warm, %ld kB in the end\n", warm_kilobytes_,
-                kilobytes);
+    std::printf("memory of the last agent: %ld kB after warm-up, %ld kB at the end\n",
+                warm_kilobytes_, kilobytes);
     const auto allowed = static_cast<long>(static_cast<double>(warm_kilobytes_) * kMaxGrowth) +
                          kMaxHeapSpreadKilobytes;
-    // A sanitizer keeps what is freed; it looks for leaks itself.
-    if (!CHAOS_SANITIZED && kilobytes > allowed) Blame("the agent's memory grows");
+    // Sanitizers keep freed memory and detect leaks themselves.
+    if (!CHAOS_SANITIZED && kilobytes > allowed) AddViolation("memory leak in the agent");
   }
 
   void CheckLeftovers() {
     constexpr int kExitTimeoutSeconds = 120;
     if (!supervisor_.Await([this] { return !supervisor_.HasChildren(); }, kExitTimeoutSeconds)) {
-      Blame("processes are left");
+      AddViolation("leaked processes");
     }
-    for (const std::string& leak : FindLeaks(folder_.Root())) Blame("left: " + leak);
+    for (const std::string& leak : FindLeaks(folder_.Root())) AddViolation("leaked " + leak);
     const std::string findings = std::filesystem::path(folder_.ReportPrefix()).filename();
     for (const auto& entry : std::filesystem::directory_iterator(folder_.Folder())) {
       if (entry.path().filename().string().rfind(findings, 0) != 0) continue;
       std::cout << std::ifstream(entry.path()).rdbuf();
-      Blame("a process has crashed, or a sanitizer has found something");
+      AddViolation("crash or sanitizer report");
     }
     if (supervisor_.History().BadLines() > supervisor_.Counts().agents_killed) {
-      Blame("lines of the history cannot be read");
+      AddViolation("invalid lines in the history");
     }
   }
 
   bool Verdict() {
-    for (const std::string& fault : supervisor_.Violations()) Blame(fault);
+    for (const std::string& violation : supervisor_.Violations()) AddViolation(violation);
     constexpr int kMaxHistories = 10;
     int histories = 0;
-    for (const Violation& fault : checker_.Violations()) {
-      Blame(fault.text + ": " + fault.uuid + " " + fault.handler);
-      if (fault.uuid.empty() || ++histories > kMaxHistories) continue;
-      std::cout << HistoryOfCommand(folder_.History(), fault.uuid, fault.handler);
+    for (const Violation& violation : checker_.Violations()) {
+      AddViolation(violation.text + ": " + violation.uuid + " " + violation.handler);
+      if (violation.uuid.empty() || ++histories > kMaxHistories) continue;
+      std::cout << HistoryOfCommand(folder_.History(), violation.uuid, violation.handler);
     }
     std::cout.flush();
     if (violations_ == 0) {
-      std::printf("every command of %d is accounted for\n", checker_.GetTally().accepted);
+      std::printf("no violations in %d commands\n", checker_.GetTally().accepted);
       return true;
     }
     folder_.Keep();
-    std::printf("%d faults; seed %llu; the history is %s\n", violations_,
+    std::printf("%d violations; seed %llu; history: %s\n", violations_,
                 static_cast<unsigned long long>(seed_), folder_.History().c_str());
     return false;
   }
 
-  void Blame(const std::string& text) {
+  void AddViolation(const std::string& text) {
     ++violations_;
-    std::cout << "FAULT: " << text << std::endl;
+    std::cout << "VIOLATION: " << text << std::endl;
   }
 
   const int seconds_;
@@ -182,9 +183,9 @@ int main(int argc, char** argv) {
   try {
     double minutes = 1;
     std::uint64_t seed = std::random_device()();
-    CLI::App app("Lets everything happen at random, and accounts for every command.");
-    app.add_option("--minutes", minutes, "How long")->check(CLI::Range(0.1, 10'000.0));
-    app.add_option("--seed", seed, "What decides the schedule; random without");
+    CLI::App app("Injects random violations and checks the outcome of every command.");
+    app.add_option("--minutes", minutes, "Duration")->check(CLI::Range(0.1, 10'000.0));
+    app.add_option("--seed", seed, "Seed of the schedule; default: random");
     CLI11_PARSE(app, argc, argv);
     return Run(minutes, seed).Execute() ? 0 : 1;
   } catch (const std::exception& error) {

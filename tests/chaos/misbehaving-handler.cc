@@ -1,8 +1,8 @@
 // Copyright 2026 The qor-handler-manager authors
 // SPDX-License-Identifier: Apache-2.0
 
-// A handler that answers twice, never, what was not asked, and calls what there is not. It
-// remembers nothing: what is delivered again is answered again.
+// A handler that answers twice, never, or commands that it did not receive, and calls an unknown
+// method. It keeps no state, so that it answers a redelivered command again.
 
 #include <rpc-port.h>
 
@@ -54,16 +54,16 @@ class MisbehavingHandler {
     const wire::Parcel parcel = wire::Receive(Port(RPC_PORT_PORT_CALLBACK));
     const auto command = parcel ? wire::ReadDelivery(parcel.get()) : std::nullopt;
     if (!command) return;
-    const std::string word = command->type.substr(command->type.find('.') + 1);
-    if (word == "never") return;
-    if (word == "garbage") {
+    const std::string behavior = command->type.substr(command->type.find('.') + 1);
+    if (behavior == "never") return;
+    if (behavior == "garbage") {
       Call(wire::Result("nobody's", {true, "nothing"}));
       Call(wire::ExtensionRequest("nobody's", -1));
-    } else if (word == "nonsense") {
+    } else if (behavior == "nonsense") {
       SendNonsense();
     } else {
       Call(wire::Result(command->uuid, {true, command->payload}));
-      if (word == "twice") Call(wire::Result(command->uuid, {true, command->payload}));
+      if (behavior == "twice") Call(wire::Result(command->uuid, {true, command->payload}));
     }
   }
 

@@ -16,13 +16,13 @@ namespace chaos {
 
 namespace {
 
-// Never destroyed: connections end in destructors of static objects too.
+// Never destroyed: destructors of static objects may close connections.
 std::function<void()>& OnMissing() {
   static auto& on_missing = *new std::function<void()>;
   return on_missing;
 }
 
-// The connections of the library's stub that it has asked about.
+// Connections of the library's stub whose port it has requested before.
 std::set<std::string>& Known() {
   static auto& known = *new std::set<std::string>;
   return known;
@@ -42,7 +42,8 @@ void SetMissingPortCallback(std::function<void()> on_missing) {
 
 }  // namespace chaos
 
-// In front of the platform's functions, and of the recorder's.
+// Executables come first in symbol lookup, so these precede the functions of the preloaded recorder
+// and of the platform.
 
 __attribute__((visibility("default"))) int rpc_port_stub_get_port(rpc_port_stub_h stub,
                                                                   rpc_port_port_type_e type,
@@ -51,7 +52,7 @@ __attribute__((visibility("default"))) int rpc_port_stub_get_port(rpc_port_stub_
   static const auto real = reinterpret_cast<decltype(rpc_port_stub_get_port)*>(
       dlsym(RTLD_NEXT, "rpc_port_stub_get_port"));
   const int code = real(stub, type, instance, port);
-  // It asks again with every call of the peer; only the first time counts.
+  // The library requests the port with every call of the peer. Only the first request counts.
   const bool is_new = chaos::Known().insert(instance).second;
   if (code != RPC_PORT_ERROR_NONE && is_new && chaos::OnMissing()) chaos::OnMissing()();
   return code;
@@ -61,7 +62,7 @@ __attribute__((visibility("default"))) int rpc_port_stub_add_disconnected_event_
     rpc_port_stub_h stub, rpc_port_stub_disconnected_event_cb callback, void* user_data) {
   static const auto real = reinterpret_cast<decltype(rpc_port_stub_add_disconnected_event_cb)*>(
       dlsym(RTLD_NEXT, "rpc_port_stub_add_disconnected_event_cb"));
-  // A new stub: the connections of the one before ended with it.
+  // A new stub: the connections of the previous one have ended.
   chaos::Known().clear();
   return real(stub, chaos::OnDisconnected, tools::recorder::Keep(callback, user_data));
 }

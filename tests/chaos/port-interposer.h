@@ -8,8 +8,9 @@
 
 namespace chaos {
 
-// Tells when the library asks for the callback port of a connection and there is none: the peer was
-// gone as soon as it had connected, and the library takes it for nobody.
+// Interposes rpc_port_stub_get_port(). The callback is called when the library finds no callback
+// port for a new connection: the peer has disconnected right after connecting, so that the library
+// does not register it. Null removes the callback.
 void SetMissingPortCallback(std::function<void()> on_missing);
 
 }  // namespace chaos

@@ -17,7 +17,7 @@ namespace {
 
 constexpr char kMountOptions[] = "size=2g,mode=0700";
 
-// A name space in which mounting is allowed; as the same user as before.
+// Enters a mount namespace in which this process may mount. Keeps the user and group ids.
 bool EnterMountNamespace() {
   const uid_t user = geteuid();
   const gid_t group = getegid();
@@ -38,7 +38,7 @@ ResizableTmpfs::ResizableTmpfs(std::string folder) : folder_(std::move(folder)) 
 }
 
 ResizableTmpfs::~ResizableTmpfs() {
-  // Processes that are about to end may still be in it.
+  // Lazy: exiting processes may still use files in it.
   if (is_mounted_) umount2(folder_.c_str(), MNT_DETACH);
 }
 

@@ -8,19 +8,20 @@
 
 namespace chaos {
 
-// A file system of its own at a folder, seen by this process and those that it starts, which can be
-// made full. Ends with this object.
+// A tmpfs mounted on a folder, visible to this process and its children, whose size can be reduced
+// to make writes fail with ENOSPC. Unmounted by the destructor.
 class ResizableTmpfs {
  public:
-  // Where the system does not allow it, as root or in a user's own name space, the folder stays
-  // what it was. To be made before anything is in it, and before there are threads.
+  // Mounts as root or in a user namespace. Where neither is allowed, the folder remains as it is
+  // and IsMounted() returns false. The folder must be empty and the process single-threaded.
   explicit ResizableTmpfs(std::string folder);
   ResizableTmpfs(const ResizableTmpfs&) = delete;
   ResizableTmpfs& operator=(const ResizableTmpfs&) = delete;
   ~ResizableTmpfs();
 
   bool IsMounted() const { return is_mounted_; }
-  // Leaves room for nothing, and for all again. Only when it is mounted; false when it fails.
+  // Reduces the size to what is in use, and restores it. Require IsMounted(); return false on
+  // error.
   bool Fill();
   bool Free();
 

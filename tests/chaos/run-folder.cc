@@ -17,7 +17,7 @@ namespace {
 
 namespace fs = std::filesystem;
 
-// The second version serves less, and is preferred by others.
+// The second version has one request type less and another priority.
 void Write(const std::string& folder, int handler, int version, const std::string& executable) {
   constexpr char kConfiguration[] = "res/handler.yaml";
   const int priority = version == 0 ? handler % 7 : handler % 3;
@@ -31,9 +31,9 @@ void Write(const std::string& folder, int handler, int version, const std::strin
   for (const char* privilege : common::kHandlerPrivileges) package.privileges.push_back(privilege);
   platform::test::WritePackage(folder, package);
   std::string types = "request-types:\n  - " + SharedTypeOf(handler) + "\n";
-  for (const std::string& word : BehaviorsOf(handler)) {
-    const bool is_last = word == BehaviorsOf(handler).back();
-    if (version == 0 || !is_last) types += "  - " + TypeOf(handler, word) + "\n";
+  for (const std::string& behavior : BehaviorsOf(handler)) {
+    const bool is_last = behavior == BehaviorsOf(handler).back();
+    if (version == 0 || !is_last) types += "  - " + TypeOf(handler, behavior) + "\n";
   }
   platform::test::WriteFile(folder + "/" + kConfiguration, types);
 }
@@ -42,7 +42,7 @@ void Write(const std::string& folder, int handler, int version, const std::strin
 
 RunFolder::RunFolder() {
   folder_ = fs::temp_directory_path() / "qor-chaos-XXXXXX";
-  if (mkdtemp(folder_.data()) == nullptr) throw std::runtime_error("cannot make " + folder_);
+  if (mkdtemp(folder_.data()) == nullptr) throw std::runtime_error("cannot create " + folder_);
   folder_ = fs::canonical(folder_);
   fs::create_directory(Root());
 }
@@ -52,14 +52,14 @@ RunFolder::~RunFolder() {
   if (!is_kept_) fs::remove_all(folder_, ignored);
 }
 
-std::string RunFolder::Package(int handler, int version) const {
+std::string RunFolder::PackageFolder(int handler, int version) const {
   return folder_ + "/packages/" + PackageOf(handler) + "-" + std::to_string(version + 1);
 }
 
 void RunFolder::WritePackages(const Programs& programs) const {
   for (int handler = 0; handler < kHandlers; ++handler) {
     for (int version = 0; version < kVersions; ++version) {
-      Write(Package(handler, version), handler, version,
+      Write(PackageFolder(handler, version), handler, version,
             IsMisbehaving(handler) ? programs.misbehaving_handler : programs.handler);
     }
   }

@@ -17,7 +17,7 @@ struct Programs {
   std::string recorder;
 };
 
-// A folder with everything of one run, made new and removed with this object unless it is kept.
+// The temporary folder of a run. Removed by the destructor unless Keep() has been called.
 class RunFolder {
  public:
   // Throws std::runtime_error.
@@ -32,13 +32,13 @@ class RunFolder {
   // The platform's root.
   std::string Root() const { return folder_ + "/root"; }
   std::string History() const { return folder_ + "/history"; }
-  // What the programs print and log.
+  // Output and log lines of all programs.
   std::string Log() const { return folder_ + "/log"; }
-  // What the files begin with in which sanitizers and crashes leave their findings.
+  // Path prefix of the reports of sanitizers and crash handlers.
   std::string ReportPrefix() const { return folder_ + "/finding"; }
-  std::string Package(int handler, int version) const;
+  std::string PackageFolder(int handler, int version) const;
 
-  // The packages of all handlers in all versions, to be installed.
+  // Writes the packages of all handlers in all versions.
   void WritePackages(const Programs& programs) const;
 
  private:

@@ -20,7 +20,7 @@ auto Fields(const Step& step) {
                   step.milliseconds, step.bytes);
 }
 
-TEST(ScheduleTest, TheSeedAloneDecidesIt) {
+TEST(ScheduleTest, DependsOnSeedOnly) {
   const auto first = MakeSchedule(7, kSeconds);
   const auto again = MakeSchedule(7, kSeconds);
   ASSERT_EQ(first.size(), again.size());
@@ -28,7 +28,7 @@ TEST(ScheduleTest, TheSeedAloneDecidesIt) {
   EXPECT_NE(MakeSchedule(8, kSeconds).size(), first.size());
 }
 
-TEST(ScheduleTest, IsInOrderAndHasEveryDeed) {
+TEST(ScheduleTest, IsOrderedAndHasEveryAction) {
   std::set<Action> counts;
   std::int64_t last = 0;
   for (const Step& step : MakeSchedule(7, kSeconds)) {
@@ -40,7 +40,7 @@ TEST(ScheduleTest, IsInOrderAndHasEveryDeed) {
   EXPECT_EQ(counts.size(), 11u);
 }
 
-TEST(ScheduleTest, LetsTheAgentOfTheSecondHalfGrowOld) {
+TEST(ScheduleTest, KeepsAgentOfSecondHalf) {
   for (const Step& step : MakeSchedule(7, kSeconds)) {
     if (step.action != Action::kKillAgent && step.action != Action::kTerminateAgent) continue;
     EXPECT_LT(step.at_milliseconds, kSeconds * 1000 / 2);

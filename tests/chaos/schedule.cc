@@ -19,7 +19,7 @@ class ScheduleGenerator {
       : random_(seed), end_(std::int64_t{seconds} * 1000) {}
 
   std::vector<Step> Make() {
-    // How long between two of a kind, in milliseconds, on average.
+    // The first argument is the mean interval in milliseconds.
     Repeat(200, 0, end_, &ScheduleGenerator::Burst);
     Repeat(1'200, 0, end_,
            [](ScheduleGenerator& self) { self.OnHandler(Action::kKillHandler, 0, 0); });
@@ -47,7 +47,7 @@ class ScheduleGenerator {
   }
 
  private:
-  // The distributions of the standard library differ from one to the next.
+  // The results of the standard library's distributions depend on the implementation.
   int Pick(int from, int to) {
     return from + static_cast<int>(random_() % static_cast<std::uint64_t>(to - from + 1));
   }
@@ -80,25 +80,26 @@ class ScheduleGenerator {
 
   void Install() { OnHandler(Action::kInstall, 0, 0); }
 
-  // Some commands to one handler, so that its list grows and shrinks.
+  // Sends several commands to one handler, so that its pending list grows and shrinks.
   void Burst() {
     const int handler = Pick(0, kHandlers - 1);
-    const auto& words = BehaviorsOf(handler);
+    const auto& behaviors = BehaviorsOf(handler);
     const int commands = OneIn(3) ? Pick(1, 40) : Pick(1, 5);
     const int spread = OneIn(2) ? 0 : 100;
     for (int i = 0; i < commands && now_ < end_; ++i) {
       Step& step = Add(Action::kSend);
       step.handler = handler;
-      step.type = OneIn(5) ? SharedTypeOf(handler) : TypeOf(handler, words[Word(words.size())]);
+      step.type = OneIn(5) ? SharedTypeOf(handler)
+                           : TypeOf(handler, behaviors[PickBehavior(behaviors.size())]);
       step.milliseconds = OneIn(4) ? Pick(0, 1'500) : Pick(0, 60);
       step.bytes = OneIn(200) ? Pick(1, 200'000) : OneIn(8) ? Pick(1, 6'000) : Pick(1, 40);
       now_ += Pick(0, spread);
     }
   }
 
-  // The first ones answer and are asked for most.
-  std::size_t Word(std::size_t words) {
-    const int last = static_cast<int>(words) - 1;
+  // Prefers the first behaviors, which answer.
+  std::size_t PickBehavior(std::size_t behaviors) {
+    const int last = static_cast<int>(behaviors) - 1;
     return static_cast<std::size_t>(OneIn(3) ? Pick(0, last) : Pick(0, last / 4));
   }
 

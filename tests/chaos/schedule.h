@@ -14,14 +14,14 @@ enum class Action {
   kSend,              // a command of `type` with `bytes` of payload that takes `milliseconds`
   kKillHandler,       // SIGKILL
   kPauseHandler,      // SIGSTOP, and SIGCONT after `milliseconds`
-  kKillAgent,         // SIGKILL, and a new one
-  kTerminateAgent,    // is asked to end, and a new one
+  kKillAgent,         // SIGKILL, then start a new one
+  kTerminateAgent,    // close its input, then start a new one
   kPauseAgent,        // as kPauseHandler
   kRestartLibrary,    // shut-down and start in the same agent
-  kInstall,           // the package of `handler` in `version`, new or in place of another
-  kUninstall,         // it
+  kInstall,           // install `handler`'s package, or update it to `version`
+  kUninstall,         // uninstall `handler`'s package
   kInterruptInstall,  // as kInstall, and SIGKILL to the installer after `milliseconds`
-  kFillDisk,          // no room below the root for `milliseconds`
+  kFillDisk,          // ENOSPC below the root for `milliseconds`
 };
 
 struct Step {
@@ -34,8 +34,8 @@ struct Step {
   int bytes = 0;
 };
 
-// What happens when, in order. The seed and the length alone decide it. In the second half no agent
-// ends, so that one of them grows old.
+// Returns the steps of a run in order, a function of seed and duration only. In the second half no
+// agent is killed or terminated, so that one agent runs long enough to show memory leaks.
 std::vector<Step> MakeSchedule(std::uint64_t seed, int seconds);
 
 }  // namespace chaos

@@ -30,13 +30,13 @@ namespace {
 
 constexpr std::chrono::milliseconds kPollInterval(100);
 constexpr std::chrono::seconds kReportInterval(10);
-// No program takes this long to do what it is asked.
+// Longer than any operation takes on a busy machine.
 constexpr int kTimeoutSeconds = 120;
 constexpr std::size_t kMaxOperations = 3;
-// An agent that ends so often by itself does not start at all.
+// Then the agent cannot start at all.
 constexpr int kMaxUnexpectedExits = 10;
 
-// The end of a child, and what asks this process to end.
+// Exits of children and requests to terminate this process.
 sigset_t AwaitedSignals() {
   sigset_t signals;
   sigemptyset(&signals);
@@ -58,24 +58,24 @@ std::string LastLineOf(const std::string& path) {
 
 }  // namespace
 
-Supervisor::Supervisor(const Programs& programs, const RunFolder& places, ResizableTmpfs& disk,
+Supervisor::Supervisor(const Programs& programs, const RunFolder& folder, ResizableTmpfs& disk,
                        HistoryChecker& checker)
     : programs_(programs),
-      folder_(places),
+      folder_(folder),
       disk_(disk),
       checker_(checker),
-      writer_(places.History()),
-      reader_(places.History()),
+      writer_(folder.History()),
+      reader_(folder.History()),
       next_report_(start_ + kReportInterval) {
   const sigset_t signals = AwaitedSignals();
   sigprocmask(SIG_BLOCK, &signals, nullptr);
   signal(SIGPIPE, SIG_IGN);
-  // Handlers whose agent is gone come here.
+  // Adopts handlers whose agent has exited.
   prctl(PR_SET_CHILD_SUBREAPER, 1);
-  setenv("QOR_PLATFORM_ROOT", places.Root().c_str(), 1);
-  // What has been preloaded stands ahead of a sanitizer.
-  setenv(kCrashFileVariable, (places.ReportPrefix() + ".crashes").c_str(), 1);
-  const std::string options = "log_path=" + places.ReportPrefix();
+  setenv("QOR_PLATFORM_ROOT", folder.Root().c_str(), 1);
+  // AddressSanitizer requires to be loaded first, but the recorder is preloaded.
+  setenv(kCrashFileVariable, (folder.ReportPrefix() + ".crashes").c_str(), 1);
+  const std::string options = "log_path=" + folder.ReportPrefix();
   setenv("ASAN_OPTIONS", ("verify_asan_link_order=0:" + options).c_str(), 1);
   setenv("UBSAN_OPTIONS", ("print_stacktrace=1:" + options).c_str(), 1);
   const char* thread_options = std::getenv("TSAN_OPTIONS");
@@ -96,7 +96,7 @@ Supervisor::~Supervisor() {
 void Supervisor::InstallAll() {
   for (int handler = 0; handler < kHandlers; ++handler) {
     if (platform::FindPackage(PackageOf(handler))) continue;
-    StartOperation("install", folder_.Package(handler, 0), false);
+    StartOperation("install", folder_.PackageFolder(handler, 0), false);
     if (!Await([this] { return operations_.empty(); }, kTimeoutSeconds)) return;
   }
 }
@@ -153,7 +153,7 @@ void Supervisor::Do(const Step& step, const std::string& uuid) {
       break;
     case Action::kKillAgent:
     case Action::kTerminateAgent:
-      // The one before may be on its way out.
+      // The previous agent may not have exited yet.
       if (agent_may_exit_ || agent_ == 0) break;
       agent_may_exit_ = true;
       if (step.action == Action::kKillAgent) {
@@ -178,16 +178,16 @@ void Supervisor::Do(const Step& step, const std::string& uuid) {
       break;
     case Action::kInstall:
       ++counts_.installs;
-      StartOperation("install", folder_.Package(step.handler, step.version), is_disk_full_);
+      StartOperation("install", folder_.PackageFolder(step.handler, step.version), is_disk_full_);
       break;
     case Action::kUninstall:
       ++counts_.uninstalls;
-      // It may not be there.
+      // The package may not be installed.
       StartOperation("uninstall", package, true);
       break;
     case Action::kInterruptInstall: {
       const pid_t pid =
-          StartOperation("install", folder_.Package(step.handler, step.version), true);
+          StartOperation("install", folder_.PackageFolder(step.handler, step.version), true);
       if (pid == 0) break;
       ++counts_.installs_interrupted;
       Schedule(step.milliseconds, [this, pid] {
@@ -221,19 +221,19 @@ void Supervisor::Stop(const std::function<void(int)>& signal, int milliseconds) 
 }
 
 void Supervisor::WriteToAgent(const std::string& line) {
-  // A line is small enough to be taken whole or not at all.
+  // A line is shorter than PIPE_BUF and so written completely or not at all.
   if (agent_input_ < 0 || write(agent_input_, line.data(), line.size()) < 0) {
     ++counts_.not_sent;
   }
 }
 
-pid_t Supervisor::StartOperation(const std::string& word, const std::string& argument,
+pid_t Supervisor::StartOperation(const std::string& operation, const std::string& argument,
                                  bool may_fail) {
   if (operations_.size() >= kMaxOperations) return 0;
   const pid_t pid =
-      StartChildProcess({programs_.tool, "package", word, argument}, {}, folder_.Log(), -1);
-  operations_[pid] = {word + " " + argument, may_fail};
-  writer_.Write("package " + word, argument);
+      StartChildProcess({programs_.tool, "package", operation, argument}, {}, folder_.Log(), -1);
+  operations_[pid] = {operation + " " + argument, may_fail};
+  writer_.Write("package " + operation, argument);
   return pid;
 }
 
@@ -242,11 +242,11 @@ void Supervisor::Fill(int milliseconds) {
   ++counts_.disks_filled;
   is_disk_full_ = true;
   for (auto& [pid, operation] : operations_) operation.may_fail = true;
-  writer_.Write("the agent's disk is full", "");
+  writer_.Write("the agent's disk: full", "");
   Schedule(milliseconds, [this] {
-    if (!disk_.Free()) violations_.emplace_back("the disk cannot be made free again");
+    if (!disk_.Free()) violations_.emplace_back("cannot restore the size of the disk");
     is_disk_full_ = false;
-    writer_.Write("the agent's disk has room", "");
+    writer_.Write("the agent's disk: not full", "");
   });
 }
 
@@ -266,10 +266,11 @@ bool Supervisor::Await(const std::function<bool()>& condition, int seconds) {
 
 void Supervisor::AwaitQuiescence() {
   if (!Await([this] { return scheduled_.empty() && operations_.empty(); }, kTimeoutSeconds)) {
-    violations_.emplace_back("a package operation does not end");
+    violations_.emplace_back("a package operation does not finish");
   }
   InstallAll();
-  // Handlers that connect late, and so give their commands time anew, do so within their delays.
+  // Handlers reconnect within their backoff, which restarts the timers of their commands. The
+  // period without timers must be longer.
   constexpr std::chrono::seconds kQuiet(5);
   auto quiet_since = Clock::now();
   const auto is_quiet = [&] {
@@ -296,7 +297,8 @@ void Supervisor::CheckEveryHandler() {
       },
       kTimeoutSeconds);
   for (const auto& uuid : uuids)
-    if (!checker_.HasSucceeded(uuid)) violations_.push_back("no success in the end: " + uuid);
+    if (!checker_.HasSucceeded(uuid))
+      violations_.push_back("not answered by a handler that is installed: " + uuid);
 }
 
 void Supervisor::TerminateAgent() {
@@ -304,7 +306,7 @@ void Supervisor::TerminateAgent() {
   agent_may_exit_ = true;
   CloseInput();
   if (!Await([this] { return agent_ == 0; }, kTimeoutSeconds)) {
-    violations_.emplace_back("the agent does not end");
+    violations_.emplace_back("the agent does not exit");
   }
 }
 
@@ -345,7 +347,8 @@ void Supervisor::Reap() {
     if (status != 0) {
       ++counts_.operations_failed;
       if (!operation->second.may_fail) {
-        violations_.push_back(operation->second.words + " failed with " + DescribeExit(status));
+        violations_.push_back(operation->second.description + " failed with " +
+                              DescribeExit(status));
       }
     }
     operations_.erase(operation);
@@ -359,10 +362,10 @@ void Supervisor::OnAgentExited(int status) {
   writer_.Write(kAgentExited, "");
   const bool is_killed = WIFSIGNALED(status) && WTERMSIG(status) == SIGKILL;
   if (!agent_may_exit_ || (status != 0 && !is_killed)) {
-    violations_.push_back("the agent ended with " + DescribeExit(status));
+    violations_.push_back("the agent exited with " + DescribeExit(status));
     if (++unexpected_exits_ >= kMaxUnexpectedExits) {
-      throw std::runtime_error(violations_.back() + " time after time; the last that was said: " +
-                               LastLineOf(folder_.Log()));
+      throw std::runtime_error(violations_.back() +
+                               " repeatedly; last line of the log: " + LastLineOf(folder_.Log()));
     }
   }
   if (agent_is_wanted_) StartAgent(std::stoi(agent_timeouts_[0]), std::stoi(agent_timeouts_[1]));
@@ -378,7 +381,7 @@ void Supervisor::Report() {
   constexpr int kTooManyWithoutAnswer = 150;
   if (tally.answered == reported_.answered &&
       tally.accepted - reported_.accepted > kTooManyWithoutAnswer) {
-    violations_.emplace_back("many commands are taken, and none is answered");
+    violations_.emplace_back("many commands accepted, none answered");
   }
   reported_ = tally;
   std::printf(

@@ -20,7 +20,7 @@
 
 namespace chaos {
 
-// What was done beside sending.
+// How often each action was executed.
 struct ActionCounts {
   int handlers_killed = 0;
   int handlers_paused = 0;
@@ -30,44 +30,43 @@ struct ActionCounts {
   int installs = 0;
   int uninstalls = 0;
   int installs_interrupted = 0;
-  int operations_failed = 0;  // for want of room, or broken
+  int operations_failed = 0;  // disk full, interrupted, or package not installed
   int disks_filled = 0;
-  int not_sent = 0;  // commands that the agent was too busy to read
+  int not_sent = 0;  // commands that found the agent's input full
 };
 
-// Owns the processes of a run: starts the agent, hands it its lines, does to it, to its handlers
-// and their packages what is planned, and enters what the journal says. Everything waits for
-// signals of children, so none of its functions runs while another does.
+// Owns the processes of a run: starts the agent, writes its input, executes the actions of a
+// schedule on the agent, the handlers and their packages, and passes the history to the checker.
+// Single-threaded: functions that wait run other due actions in the meantime.
 class Supervisor {
  public:
-  // All outlive it. The signals that it waits for are blocked from here on.
-  Supervisor(const Programs& programs, const RunFolder& places, ResizableTmpfs& disk,
+  // The arguments must outlive the supervisor. Blocks the signals that it waits for.
+  Supervisor(const Programs& programs, const RunFolder& folder, ResizableTmpfs& disk,
              HistoryChecker& checker);
   Supervisor(const Supervisor&) = delete;
   Supervisor& operator=(const Supervisor&) = delete;
-  // Kills what is left.
+  // Kills the remaining processes.
   ~Supervisor();
 
   void InstallAll();
   void StartAgent(int execution_timeout, int connection_timeout);
   void RunSchedule(const std::vector<Step>& schedule, const std::string& uuid_prefix);
-  // Lets everything run freely until no package operation and no timer is left.
+  // Reinstalls all packages, then waits until no package operation and no timer is pending.
   void AwaitQuiescence();
-  // With a new agent and patient timeouts: each handler answers one command.
+  // Starts an agent with long timeouts and checks that each handler answers a command.
   void CheckEveryHandler();
-  // Asks the agent to end, and waits.
+  // Closes the agent's input and waits for its exit.
   void TerminateAgent();
   void UninstallAll();
 
-  // Serves whatever comes until the condition holds; false when it does not in time. Like all that
-  // waits it throws std::runtime_error when this process is asked to end, and when agents do
-  // nothing but end.
+  // Runs until the condition holds; returns false after the timeout. Like every function that
+  // waits, throws std::runtime_error on SIGINT and SIGTERM, and when agents exit again and again.
   bool Await(const std::function<bool()>& condition, int seconds);
 
   long AgentKilobytes() const;
-  // Those of the agent.
+  // Zombie children of the agent.
   int Zombies() const;
-  // Whether a process is left that came from here.
+  // Whether this process, which adopts orphans, has children.
   bool HasChildren() const { return has_children_; }
   const ActionCounts& Counts() const { return counts_; }
   const HistoryReader& History() const { return reader_; }
@@ -76,7 +75,7 @@ class Supervisor {
  private:
   using Clock = std::chrono::steady_clock;
   struct Operation {
-    std::string words;
+    std::string description;
     bool may_fail;
   };
 
@@ -85,11 +84,12 @@ class Supervisor {
   void Signal(int handler, int signal);
   void Stop(const std::function<void(int signal)>& signal, int milliseconds);
   void WriteToAgent(const std::string& line);
-  pid_t StartOperation(const std::string& word, const std::string& argument, bool may_fail);
+  pid_t StartOperation(const std::string& operation, const std::string& argument, bool may_fail);
   void Fill(int milliseconds);
   void CloseInput();
 
-  // One turn: what is due, what ended, what the journal says; waits for at most this long.
+  // Runs due actions, reaps children and reads the history, then waits until the next is due, at
+  // most until the given time.
   void RunIteration(Clock::time_point until);
   void Reap();
   void OnAgentExited(int status);

@@ -6,12 +6,13 @@
 
 namespace chaos {
 
-// What the agent allows, and what handlers do about it.
+// Timeouts of the agent.
 inline constexpr int kExecutionTimeoutMs = 2'000;
 inline constexpr int kConnectionTimeoutMs = 4'000;
-// Where every command is to succeed, however busy the machine is.
+// For commands that must succeed, however busy the machine is.
 inline constexpr int kGenerousTimeoutMs = 60'000;
-// What handlers ask for, and what they then use of it.
+// The extension that handlers request, and the execution time of long tasks, which is longer than
+// the execution timeout and shorter than the extension.
 inline constexpr double kExtensionSeconds = 4;
 inline constexpr int kLongTaskMs = 2'500;
 

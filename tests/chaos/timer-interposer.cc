@@ -28,7 +28,7 @@ struct Watch {
   std::map<Ecore_Timer*, int> numbers;
 };
 
-// Never destroyed: timers end in destructors of static objects too.
+// Never destroyed: destructors of static objects may delete timers.
 Watch& TheWatch() {
   static Watch& watch = *new Watch;
   return watch;
@@ -70,7 +70,7 @@ void SetTimerFiredCallback(std::function<void(int)> on_fired) {
 
 }  // namespace chaos
 
-// In front of the main loop's functions of the same names.
+// Executables come first in symbol lookup, so these precede the main loop's functions.
 
 __attribute__((visibility("default"))) Ecore_Timer* ecore_timer_add(double seconds,
                                                                     Ecore_Task_Cb callback,

@@ -8,9 +8,9 @@
 
 namespace chaos {
 
-// Tells of each timer of the library that fires, before its callback runs, which one it is: they
-// are numbered from 1 in the order in which they were started. While a library that this process is
-// linked with asks the main loop for timers, it asks this program first.
+// Interposes the main loop's timer functions. The callback is called with the number of each timer
+// of the library that fires, before the timer's own callback. Timers are numbered from 1 in the
+// order in which they were created. Null removes the callback.
 void SetTimerFiredCallback(std::function<void(int)> on_fired);
 
 }  // namespace chaos
