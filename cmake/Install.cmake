@@ -45,7 +45,7 @@ function(public_library target name description header_folder)
 endfunction()
 
 public_library(capi-qor-handler-manager handler-manager
-  "Sends commands of a device-management agent to handler applications" ${PROJECT_SOURCE_DIR}/include)
+  "Command routing from device-management agents to handler applications" ${PROJECT_SOURCE_DIR}/include)
 if(TARGET qor_handler)
   public_library(qor_handler handler "SDK for handler applications"
     ${PROJECT_SOURCE_DIR}/handler/include)

@@ -19,7 +19,7 @@ set(CPACK_DEBIAN_PACKAGE_SHLIBDEPS ON)
 set(CPACK_DEBIAN_RUNTIME_PACKAGE_NAME qor-handler-manager)
 set(CPACK_DEBIAN_RUNTIME_PACKAGE_SECTION libs)
 set(CPACK_COMPONENT_RUNTIME_DESCRIPTION
-  "Sends commands of a device-management agent to handler applications
+  "Command routing from device-management agents to handler applications
 The library that an agent uses to run commands in handler applications, with
 the Linux implementation of the platform that it requires.")
 set(CPACK_DEBIAN_DEV_PACKAGE_NAME qor-handler-manager-dev)
