@@ -11,15 +11,15 @@ namespace {
 
 using test::Take;
 
-class AppControl : public testing::Test {
+class AppControlTest : public testing::Test {
  protected:
-  AppControl() { app_control_create(&request_); }
-  ~AppControl() override { app_control_destroy(request_); }
+  AppControlTest() { app_control_create(&request_); }
+  ~AppControlTest() override { app_control_destroy(request_); }
 
   app_control_h request_ = nullptr;
 };
 
-TEST_F(AppControl, KeepsExtraData) {
+TEST_F(AppControlTest, KeepsExtraData) {
   EXPECT_EQ(app_control_add_extra_data(request_, "key", "old"), APP_CONTROL_ERROR_NONE);
   EXPECT_EQ(app_control_add_extra_data(request_, "key", "new"), APP_CONTROL_ERROR_NONE);
   char* value = nullptr;
@@ -30,7 +30,7 @@ TEST_F(AppControl, KeepsExtraData) {
   EXPECT_EQ(app_control_get_extra_data(request_, "key", &value), APP_CONTROL_ERROR_KEY_NOT_FOUND);
 }
 
-TEST_F(AppControl, RejectsKeysOfThePlatformAndEmptyTexts) {
+TEST_F(AppControlTest, RejectsReservedKeysAndEmptyStrings) {
   EXPECT_EQ(app_control_add_extra_data(request_, "__K", "v"), APP_CONTROL_ERROR_KEY_REJECTED);
   EXPECT_EQ(app_control_add_extra_data(request_, "", "v"), APP_CONTROL_ERROR_INVALID_PARAMETER);
   EXPECT_EQ(app_control_add_extra_data(request_, "k", ""), APP_CONTROL_ERROR_INVALID_PARAMETER);
@@ -38,7 +38,7 @@ TEST_F(AppControl, RejectsKeysOfThePlatformAndEmptyTexts) {
             APP_CONTROL_ERROR_INVALID_PARAMETER);
 }
 
-TEST_F(AppControl, ClonesAreIndependent) {
+TEST_F(AppControlTest, ClonesAreIndependent) {
   app_control_set_app_id(request_, "a");
   app_control_add_extra_data(request_, "key", "value");
   app_control_h clone = nullptr;
@@ -55,7 +55,7 @@ TEST_F(AppControl, ClonesAreIndependent) {
   app_control_destroy(clone);
 }
 
-TEST_F(AppControl, ForeachMayRemoveWhatItSees) {
+TEST_F(AppControlTest, ForeachCallbackMayRemoveKey) {
   app_control_add_extra_data(request_, "a", "1");
   app_control_add_extra_data(request_, "b", "2");
   const auto remove = [](app_control_h request, const char* key, void* count) {
@@ -68,7 +68,7 @@ TEST_F(AppControl, ForeachMayRemoveWhatItSees) {
   EXPECT_EQ(count, 2);
 }
 
-TEST_F(AppControl, HasNoCallerWhenMadeHere) {
+TEST_F(AppControlTest, HasNoCallerWhenCreatedLocally) {
   char* caller = nullptr;
   EXPECT_EQ(app_control_get_caller(request_, &caller), APP_CONTROL_ERROR_INVALID_PARAMETER);
 }

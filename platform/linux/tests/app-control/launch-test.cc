@@ -31,7 +31,7 @@ using test::Take;
 
 constexpr char kAppId[] = "org.test.p.app";
 
-class Launch : public test::PlatformTest {
+class LaunchTest : public test::PlatformTest {
  protected:
   void InstallService() {
     PackageSpec package;
@@ -49,7 +49,7 @@ class Launch : public test::PlatformTest {
     return result;
   }
 
-  // Starts the service; its process.
+  // Starts the service and returns its process.
   pid_t StartService() {
     EXPECT_EQ(Send(kAppId, "text", "first"), APP_CONTROL_ERROR_NONE);
     const pid_t pid = CreatedProcess();
@@ -57,7 +57,7 @@ class Launch : public test::PlatformTest {
     return pid;
   }
 
-  // From now on the service waits at its start until the gate is opened.
+  // Makes the service wait at its start until OpenGate().
   void CloseGate() {
     ASSERT_EQ(mkfifo((Root() + "/gate").c_str(), 0600), 0);
     gate_ = UniqueFd(open((Root() + "/gate").c_str(), O_RDWR | O_CLOEXEC));
@@ -69,19 +69,19 @@ class Launch : public test::PlatformTest {
   UniqueFd gate_;
 };
 
-TEST_F(Launch, StartsTheApplicationAndHandsItTheRequest) {
+TEST_F(LaunchTest, StartsApplicationWithRequest) {
   InstallService();
   EXPECT_GT(StartService(), 0);
 }
 
-TEST_F(Launch, GivesARunningApplicationTheRequest) {
+TEST_F(LaunchTest, SendsRequestToRunningApplication) {
   InstallService();
   StartService();
   EXPECT_EQ(Send(kAppId, "text", "second"), APP_CONTROL_ERROR_NONE);
   EXPECT_EQ(NextReport(), "request second 6");
 }
 
-TEST_F(Launch, QueuesRequestsInOrderWhileOneProcessStarts) {
+TEST_F(LaunchTest, QueuesRequestsInOrderWhileOneProcessStarts) {
   InstallService();
   CloseGate();
   for (const char* text : {"1", "2", "3"})
@@ -94,7 +94,7 @@ TEST_F(Launch, QueuesRequestsInOrderWhileOneProcessStarts) {
   EXPECT_EQ(NextReport(), "request 3 1");
 }
 
-TEST_F(Launch, StartsOneProcessForManyLaunchersAtOnce) {
+TEST_F(LaunchTest, StartsOneProcessForConcurrentLaunchers) {
   constexpr int kLaunchers = 16;
   InstallService();
   for (int round = 0; round < 5; ++round) {
@@ -115,7 +115,7 @@ TEST_F(Launch, StartsOneProcessForManyLaunchersAtOnce) {
   }
 }
 
-TEST_F(Launch, QueuesTheLongestRequestBeforeTheApplicationTakesIt) {
+TEST_F(LaunchTest, QueuesLongestRequestWhileApplicationStarts) {
   InstallService();
   CloseGate();
   const std::string text(kMaxMessageSize - 1024, 'x');
@@ -125,13 +125,13 @@ TEST_F(Launch, QueuesTheLongestRequestBeforeTheApplicationTakesIt) {
   EXPECT_EQ(NextReport(), "request " + std::string(64, 'x') + " " + std::to_string(text.size()));
 }
 
-TEST_F(Launch, RefusesARequestThatIsTooLong) {
+TEST_F(LaunchTest, RejectsRequestThatIsTooLong) {
   InstallService();
   EXPECT_EQ(Send(kAppId, "text", std::string(kMaxMessageSize, 'x')),
             APP_CONTROL_ERROR_INVALID_PARAMETER);
 }
 
-TEST_F(Launch, StartsANewProcessWhenTheOldOneHasDied) {
+TEST_F(LaunchTest, StartsNewProcessAfterKill) {
   InstallService();
   const pid_t first = StartService();
   test::Signal(first, SIGKILL);
@@ -139,19 +139,19 @@ TEST_F(Launch, StartsANewProcessWhenTheOldOneHasDied) {
   EXPECT_NE(StartService(), first);
 }
 
-TEST_F(Launch, StartsANewProcessWhenOneDiedWithARequestQueued) {
+TEST_F(LaunchTest, StartsNewProcessAfterExitWithQueuedRequest) {
   InstallService();
   CloseGate();
   EXPECT_EQ(Send(kAppId, "text", "lost"), APP_CONTROL_ERROR_NONE);
   const pid_t pid = ProcessOf(kAppId);
   ASSERT_GT(pid, 0);
-  OpenGate("x");  // the ticket that makes it end
+  OpenGate("x");  // makes the process exit
   AwaitEnd(pid);
   std::filesystem::remove(Root() + "/gate");
   EXPECT_NE(StartService(), pid);
 }
 
-TEST_F(Launch, StartsANewProcessAfterTheServiceExited) {
+TEST_F(LaunchTest, StartsNewProcessAfterServiceExit) {
   InstallService();
   const pid_t first = StartService();
   EXPECT_EQ(Send(kAppId, "do", "exit"), APP_CONTROL_ERROR_NONE);
@@ -160,7 +160,7 @@ TEST_F(Launch, StartsANewProcessAfterTheServiceExited) {
   EXPECT_NE(StartService(), first);
 }
 
-TEST_F(Launch, TellsTheServiceToTerminateBySigterm) {
+TEST_F(LaunchTest, TerminatesServiceOnSigterm) {
   InstallService();
   const pid_t pid = StartService();
   test::Signal(pid, SIGTERM);
@@ -169,25 +169,25 @@ TEST_F(Launch, TellsTheServiceToTerminateBySigterm) {
   EXPECT_FALSE(HasReport());
 }
 
-TEST_F(Launch, EndsAnApplicationWhoseCreationFails) {
+TEST_F(LaunchTest, ExitsWhenCreateCallbackFails) {
   InstallService();
   setenv("TEST_SERVICE_REFUSES", "1", 1);
   EXPECT_EQ(Send(kAppId, "text", "first"), APP_CONTROL_ERROR_NONE);
   const pid_t pid = CreatedProcess();
   AwaitEnd(pid);
   unsetenv("TEST_SERVICE_REFUSES");
-  EXPECT_FALSE(HasReport()) << "no request and no termination for what was never created";
+  EXPECT_FALSE(HasReport()) << "no callbacks after a failed create callback";
 }
 
-TEST_F(Launch, OfAnUnknownApplicationIsNotFound) {
+TEST_F(LaunchTest, ReturnsAppNotFoundForUnknownApplication) {
   EXPECT_EQ(Send("nobody", "text", "x"), APP_CONTROL_ERROR_APP_NOT_FOUND);
 }
 
-TEST_F(Launch, WithoutAnApplicationIdIsInvalid) {
+TEST_F(LaunchTest, RejectsRequestWithoutApplicationId) {
   EXPECT_EQ(Send(nullptr, "text", "x"), APP_CONTROL_ERROR_INVALID_PARAMETER);
 }
 
-TEST_F(Launch, WithAReplyCallbackIsInvalid) {
+TEST_F(LaunchTest, RejectsReplyCallback) {
   app_control_h request = nullptr;
   app_control_create(&request);
   app_control_set_app_id(request, kAppId);
@@ -197,20 +197,20 @@ TEST_F(Launch, WithAReplyCallbackIsInvalid) {
   app_control_destroy(request);
 }
 
-TEST_F(Launch, OfAMissingExecutableFails) {
+TEST_F(LaunchTest, FailsWhenExecutableIsMissing) {
   InstallService();
   std::filesystem::remove(FindApplication(kAppId)->executable);
   EXPECT_EQ(Send(kAppId, "text", "x"), APP_CONTROL_ERROR_LAUNCH_FAILED);
   EXPECT_NE(Log().find("bin/app: No such file"), std::string::npos) << Log();
 }
 
-TEST_F(Launch, OfAFileThatIsNoProgramFails) {
+TEST_F(LaunchTest, FailsWhenExecutableIsNotAProgram) {
   InstallService();
   test::WriteFile(FindApplication(kAppId)->executable, "text");
   EXPECT_EQ(Send(kAppId, "text", "x"), APP_CONTROL_ERROR_LAUNCH_FAILED);
 }
 
-TEST_F(Launch, TellsTheReceiverWhoSentIt) {
+TEST_F(LaunchTest, IdentifiesCallerToReceiver) {
   InstallService();
   EXPECT_EQ(Send(kAppId, "do", "tell-caller"), APP_CONTROL_ERROR_NONE);
   CreatedProcess();
@@ -236,14 +236,14 @@ TEST_F(Launch, TellsTheReceiverWhoSentIt) {
   close(pipe_ends[0]);
 }
 
-TEST_F(Launch, GivesTheProcessSurroundingsOfItsOwn) {
+TEST_F(LaunchTest, SetsWorkingFolderAndSession) {
   InstallService();
   EXPECT_EQ(Send(kAppId, "do", "tell-surroundings"), APP_CONTROL_ERROR_NONE);
   CreatedProcess();
   EXPECT_EQ(NextReport(), FindPackage("org.test.p")->root_path + " 1");
 }
 
-TEST_F(Launch, LeaksNoDescriptors) {
+TEST_F(LaunchTest, LeaksNoDescriptors) {
   InstallService();
   const int inheritable = open("/dev/null", O_RDONLY);
   setenv("TEST_SERVICE_COUNTS_DESCRIPTORS", "1", 1);
@@ -253,7 +253,7 @@ TEST_F(Launch, LeaksNoDescriptors) {
   close(inheritable);
 }
 
-TEST_F(Launch, WorksBelowARootOfAnyLength) {
+TEST_F(LaunchTest, SupportsLongRootPath) {
   std::string root = Folder();
   while (root.size() < 300) root += "/a-rather-long-folder-name-that-goes-on-and-on";
   UseRoot(root);
@@ -261,7 +261,7 @@ TEST_F(Launch, WorksBelowARootOfAnyLength) {
   EXPECT_GT(StartService(), 0);
 }
 
-TEST_F(Launch, SurvivesSendersThatTalkNonsense) {
+TEST_F(LaunchTest, IgnoresInvalidMessages) {
   InstallService();
   StartService();
   const std::string folder = FolderBelowRoot(kApplicationSocketFolder);
@@ -272,18 +272,18 @@ TEST_F(Launch, SurvivesSendersThatTalkNonsense) {
   ASSERT_TRUE(SendMessage(garbled.Get(), {1, 2, 3, 4, 5}, std::chrono::seconds(5)));
   EXPECT_EQ(Send(kAppId, "text", "sane"), APP_CONTROL_ERROR_NONE);
   EXPECT_EQ(NextReport(), "request sane 4");
-  // The silent one speaks after all, in two pieces.
+  // The silent sender completes its message in two pieces.
   ASSERT_EQ(write(silent.Get(), "\x02\x00", 2), 2);
   ASSERT_EQ(write(silent.Get(), "\x00\x00no", 4), 4);
   EXPECT_EQ(Send(kAppId, "text", "still"), APP_CONTROL_ERROR_NONE);
   EXPECT_EQ(NextReport(), "request still 5");
 }
 
-TEST_F(Launch, HandsNoRequestToAnotherProcessThatListensInItsPlace) {
+TEST_F(LaunchTest, SendsNoRequestToAnotherProcessOnItsSocket) {
   InstallService();
   const std::string folder = FolderBelowRoot(kApplicationSocketFolder);
   for (const char* text : {"start", "again"}) {
-    // The second time while the application runs.
+    // The second time while the application is running.
     std::filesystem::remove(folder + "/" + kAppId);
     const UniqueFd thief = ListenAt(folder, kAppId);
     ASSERT_TRUE(thief);
@@ -292,14 +292,14 @@ TEST_F(Launch, HandsNoRequestToAnotherProcessThatListensInItsPlace) {
     EXPECT_EQ(NextReport(), std::string("request ") + text + " 5");
     const UniqueFd stolen(accept(thief.Get(), nullptr, nullptr));
     char byte;
-    EXPECT_EQ(recv(stolen.Get(), &byte, 1, 0), 0) << "a request was handed over";
+    EXPECT_EQ(recv(stolen.Get(), &byte, 1, 0), 0) << "a request was sent";
     EXPECT_NE(Log().find("process " + std::to_string(getpid()) + " listens for " + kAppId),
               std::string::npos);
   }
 }
 
-// Receives the descriptor and listens on it, so that the kernel names this process to peers.
-TEST_F(Launch, NamesTheProcessThatListens) {
+// The application calls listen() on the inherited descriptor, so that SO_PEERCRED reports it.
+TEST_F(LaunchTest, ReportsApplicationAsSocketPeer) {
   InstallService();
   CloseGate();
   EXPECT_EQ(Send(kAppId, "text", "first"), APP_CONTROL_ERROR_NONE);
@@ -310,7 +310,7 @@ TEST_F(Launch, NamesTheProcessThatListens) {
   EXPECT_EQ(NextReport(), "request first 5");
 }
 
-TEST_F(Launch, EndsTheProcessesOfAnUpdatedPackage) {
+TEST_F(LaunchTest, TerminatesProcessesOfUpdatedPackage) {
   InstallService();
   const pid_t first = StartService();
   PackageSpec package;
@@ -322,7 +322,7 @@ TEST_F(Launch, EndsTheProcessesOfAnUpdatedPackage) {
   EXPECT_NE(StartService(), first);
 }
 
-TEST_F(Launch, EndsTheProcessesOfAnUninstalledPackage) {
+TEST_F(LaunchTest, TerminatesProcessesOfUninstalledPackage) {
   InstallService();
   const pid_t pid = StartService();
   ASSERT_EQ(Uninstall("org.test.p"), PACKAGE_MANAGER_ERROR_NONE);
@@ -331,7 +331,7 @@ TEST_F(Launch, EndsTheProcessesOfAnUninstalledPackage) {
   EXPECT_EQ(Send(kAppId, "text", "x"), APP_CONTROL_ERROR_APP_NOT_FOUND);
 }
 
-TEST_F(Launch, LeavesNoSocketOfAnUninstalledApplication) {
+TEST_F(LaunchTest, RemovesSocketOfUninstalledApplication) {
   InstallService();
   StartService();
   const std::string socket = Root() + "/run/apps/" + kAppId;
@@ -340,11 +340,11 @@ TEST_F(Launch, LeavesNoSocketOfAnUninstalledApplication) {
   EXPECT_FALSE(std::filesystem::exists(socket));
 }
 
-TEST_F(Launch, KillsAProcessThatDoesNotEndWhenAsked) {
+TEST_F(LaunchTest, KillsProcessThatIgnoresSigterm) {
   InstallService();
   CloseGate();
   EXPECT_EQ(Send(kAppId, "text", "x"), APP_CONTROL_ERROR_NONE);
-  // Stopped, it cannot heed the request to end.
+  // A stopped process does not handle SIGTERM.
   const pid_t pid = ProcessOf(kAppId);
   ASSERT_GT(pid, 0);
   test::Signal(pid, SIGSTOP);
@@ -352,13 +352,13 @@ TEST_F(Launch, KillsAProcessThatDoesNotEndWhenAsked) {
   AwaitEnd(pid);
 }
 
-TEST_F(Launch, LeavesNoZombieInAProcessWhoseMainLoopRunsLater) {
+TEST_F(LaunchTest, LeavesNoZombieWhenMainLoopRunsLater) {
   InstallService();
   ecore_init();
   const pid_t pid = StartService();
   test::Signal(pid, SIGKILL);
   AwaitEnd(pid);
-  // The loop has reaped it once the process id is free.
+  // The main loop has reaped the process when its id is free.
   const auto quit_when_reaped = [](void* data) -> Eina_Bool {
     if (kill(*static_cast<pid_t*>(data), 0) == 0) return ECORE_CALLBACK_RENEW;
     ecore_main_loop_quit();
@@ -378,14 +378,14 @@ TEST_F(Launch, LeavesNoZombieInAProcessWhoseMainLoopRunsLater) {
   ecore_shutdown();
 }
 
-TEST_F(Launch, ServiceRefusesToRunTwice) {
+TEST_F(LaunchTest, ServiceRejectsSecondRun) {
   InstallService();
   EXPECT_EQ(Send(kAppId, "do", "run-again"), APP_CONTROL_ERROR_NONE);
   CreatedProcess();
   EXPECT_EQ(NextReport(), "again " + std::to_string(APP_ERROR_ALREADY_RUNNING));
 }
 
-TEST_F(Launch, ServiceRefusesToRunWhenNobodyLaunchedIt) {
+TEST_F(LaunchTest, ServiceRequiresLaunchByPlatform) {
   EXPECT_EQ(test::Await(test::Start(ServiceProgram(), {})), 2);
   setenv(kLaunchSocketVariable, "0", 1);
   EXPECT_EQ(test::Await(test::Start(ServiceProgram(), {})), 2);

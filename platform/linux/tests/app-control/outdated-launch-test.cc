@@ -13,15 +13,15 @@
 namespace platform {
 namespace {
 
-// Launches of what was looked up before its package changed.
-class OutdatedLaunch : public test::PlatformTest {
+// Launches with a record that was looked up before its package changed.
+class OutdatedLaunchTest : public test::PlatformTest {
  protected:
-  OutdatedLaunch() {
+  OutdatedLaunchTest() {
     test::PackageSpec package;
     package.executable = ServiceProgram();
     EXPECT_EQ(Install(package), 0);
     outdated_ = *FindApplication("org.test.p.app");
-    // As an update leaves it for a moment: the old files are still there.
+    // As during an update, when the old files still exist.
     outdated_.executable = Folder() + "/old";
     std::filesystem::copy_file("/bin/cat", outdated_.executable);
   }
@@ -30,18 +30,18 @@ class OutdatedLaunch : public test::PlatformTest {
   const std::vector<uint8_t> request_ = {0};
 };
 
-TEST_F(OutdatedLaunch, StartsWhatIsInstalledNow) {
+TEST_F(OutdatedLaunchTest, StartsInstalledVersion) {
   LaunchApplication(outdated_, request_);
   EXPECT_EQ(ExecutableOf(CreatedProcess()).path, FindApplication("org.test.p.app")->executable);
 }
 
-TEST_F(OutdatedLaunch, OfAnUninstalledApplicationFails) {
+TEST_F(OutdatedLaunchTest, FailsWhenUninstalled) {
   ASSERT_EQ(Uninstall("org.test.p"), 0);
   EXPECT_THROW(LaunchApplication(outdated_, request_), LaunchError);
   EXPECT_FALSE(std::filesystem::exists(Root() + "/run/apps/org.test.p.app"));
 }
 
-TEST_F(OutdatedLaunch, OfWhatIsNoApplicationIdFails) {
+TEST_F(OutdatedLaunchTest, RejectsInvalidApplicationId) {
   for (const char* id : {"host.agent", "..", "../x", ""}) {
     outdated_.id = id;
     EXPECT_THROW(LaunchApplication(outdated_, request_), LaunchError) << id;

@@ -1,8 +1,8 @@
 // Copyright 2026 The qor-handler-manager authors
 // SPDX-License-Identifier: Apache-2.0
 
-// Launch requests to applications that run already and end, or refuse them. The test's thread is
-// the main loop's.
+// Launch requests to running applications that exit or close connections, and to applications whose
+// launch lock is held. The test's thread is the main loop's thread.
 #include <app_control.h>
 #include <gtest/gtest.h>
 #include <signal.h>
@@ -26,9 +26,9 @@ namespace {
 
 constexpr char kAppId[] = "org.test.p.app";
 
-class LaunchRequestDelivery : public test::PlatformTest {
+class RequestDeliveryTest : public test::PlatformTest {
  protected:
-  LaunchRequestDelivery() {
+  RequestDeliveryTest() {
     test::StartEcore();
     test::PackageSpec package;
     package.executable = ServiceProgram();
@@ -47,8 +47,8 @@ class LaunchRequestDelivery : public test::PlatformTest {
   static size_t OpenDescriptors() { return test::SortedNames("/proc/self/fd").size(); }
 };
 
-TEST_F(LaunchRequestDelivery, ThatADyingProcessDoesNotTakeStartANewOne) {
-  // The process waits there before it takes anything.
+TEST_F(RequestDeliveryTest, StartsNewProcessForRequestLostByKilledProcess) {
+  // The process waits at the gate before it reads requests.
   ASSERT_EQ(mkfifo((Root() + "/gate").c_str(), 0600), 0);
   Send("that dies with it");
   Send("one");
@@ -64,7 +64,7 @@ TEST_F(LaunchRequestDelivery, ThatADyingProcessDoesNotTakeStartANewOne) {
   EXPECT_FALSE(HasReport());
 }
 
-TEST_F(LaunchRequestDelivery, ThatWereTakenAreNotRepeated) {
+TEST_F(RequestDeliveryTest, DoesNotResendAcknowledgedRequest) {
   Send("first");
   const pid_t pid = CreatedProcess();
   EXPECT_EQ(NextReport(), "request first 5");
@@ -80,7 +80,7 @@ TEST_F(LaunchRequestDelivery, ThatWereTakenAreNotRepeated) {
   EXPECT_FALSE(HasReport());
 }
 
-TEST_F(LaunchRequestDelivery, ToAProcessThatRestsCostOneDescriptor) {
+TEST_F(RequestDeliveryTest, UsesOneDescriptorForUnresponsiveProcess) {
   Send("first");
   const pid_t pid = CreatedProcess();
   EXPECT_EQ(NextReport(), "request first 5");
@@ -95,11 +95,10 @@ TEST_F(LaunchRequestDelivery, ToAProcessThatRestsCostOneDescriptor) {
   }
 }
 
-// Another launcher, or a process that keeps the lock.
-class LaunchRequestUnderLock : public LaunchRequestDelivery {
+// The test holds the launch lock.
+class LockedLaunchTest : public RequestDeliveryTest {
  protected:
-  LaunchRequestUnderLock()
-      : lock_(LockFile(FolderBelowRoot(kApplicationLockFolder) + "/" + kAppId)) {}
+  LockedLaunchTest() : lock_(LockFile(FolderBelowRoot(kApplicationLockFolder) + "/" + kAppId)) {}
 
   bool AwaitLog(const std::string& text) {
     return test::RunLoopUntil([&] { return Log().find(text) != std::string::npos; });
@@ -108,13 +107,13 @@ class LaunchRequestUnderLock : public LaunchRequestDelivery {
   UniqueFd lock_;
 };
 
-TEST_F(LaunchRequestUnderLock, WaitInTheirOrderWithoutTheMainLoop) {
+TEST_F(LockedLaunchTest, QueuesRequestsInOrderWithoutBlocking) {
   Send("first");
   Send("second");
   test::RunLoopDry();
   EXPECT_FALSE(HasReport());
   lock_.Reset();
-  // Behind the others, though the lock is free by now.
+  // Queued behind the others although the lock is free.
   Send("third");
   const std::string socket = Root() + "/" + kApplicationSocketFolder + "/" + kAppId;
   EXPECT_TRUE(test::RunLoopUntil([&] { return access(socket.c_str(), F_OK) == 0; }));
@@ -123,7 +122,7 @@ TEST_F(LaunchRequestUnderLock, WaitInTheirOrderWithoutTheMainLoop) {
     EXPECT_EQ(NextReport(), std::string("request ") + text);
 }
 
-TEST_F(LaunchRequestUnderLock, ReachAProcessThatRuns) {
+TEST_F(LockedLaunchTest, SendsToRunningProcessDespiteLock) {
   lock_.Reset();
   Send("first");
   CreatedProcess();
@@ -133,7 +132,7 @@ TEST_F(LaunchRequestUnderLock, ReachAProcessThatRuns) {
   EXPECT_EQ(NextReport(), "request second 6");
 }
 
-TEST_F(LaunchRequestUnderLock, AreGivenUpAndTheHolderIsNamed) {
+TEST_F(LockedLaunchTest, NamesLockHolderAfterTimeout) {
   Send("first");
   Send("second");
   EXPECT_TRUE(AwaitLog("lost 2 launch requests to org.test.p.app: " + Root() +
@@ -145,7 +144,7 @@ TEST_F(LaunchRequestUnderLock, AreGivenUpAndTheHolderIsNamed) {
   EXPECT_EQ(NextReport(), "request third 5");
 }
 
-TEST_F(LaunchRequestUnderLock, OfAnotherThreadFail) {
+TEST_F(LockedLaunchTest, FailsOnAnotherThread) {
   int result = 0;
   std::thread([&result] {
     app_control_h request = nullptr;
@@ -157,10 +156,10 @@ TEST_F(LaunchRequestUnderLock, OfAnotherThreadFail) {
   EXPECT_EQ(result, APP_CONTROL_ERROR_LAUNCH_FAILED);
 }
 
-// The test is the application.
-class RejectedLaunchRequest : public LaunchRequestDelivery {
+// The test process is the application.
+class LostRequestTest : public RequestDeliveryTest {
  protected:
-  RejectedLaunchRequest() : socket_(ListenAt(FolderBelowRoot(kApplicationSocketFolder), kAppId)) {
+  LostRequestTest() : socket_(ListenAt(FolderBelowRoot(kApplicationSocketFolder), kAppId)) {
     PackageRecord package = *FindPackage("org.test.p");
     package.applications[0].executable = std::filesystem::canonical("/proc/self/exe");
     StorePackage(package);
@@ -174,7 +173,7 @@ class RejectedLaunchRequest : public LaunchRequestDelivery {
   const UniqueFd socket_;
 };
 
-TEST_F(RejectedLaunchRequest, AreRepeatedOnce) {
+TEST_F(LostRequestTest, IsResentOnce) {
   Send("text");
   EXPECT_TRUE(Accept());
   test::RunLoopDry();
@@ -183,7 +182,7 @@ TEST_F(RejectedLaunchRequest, AreRepeatedOnce) {
   EXPECT_FALSE(Accept());
 }
 
-TEST_F(RejectedLaunchRequest, ToAnUninstalledApplicationAreLost) {
+TEST_F(LostRequestTest, IsDroppedWhenApplicationIsUninstalled) {
   Send("text");
   ASSERT_EQ(Uninstall("org.test.p"), 0);
   EXPECT_TRUE(Accept());

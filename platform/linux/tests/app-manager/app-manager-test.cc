@@ -18,9 +18,9 @@ namespace {
 using test::PackageSpec;
 using test::Take;
 
-class AppManager : public test::PlatformTest {
+class AppManagerTest : public test::PlatformTest {
  protected:
-  // With `kind` and `name` as metadata.
+  // The metadata are `kind` and `name`.
   void InstallApplication(const std::string& id, const std::string& kind) {
     PackageSpec package;
     package.id = id;
@@ -46,7 +46,7 @@ class AppManager : public test::PlatformTest {
   }
 };
 
-// Descriptors of this process that lead to the package database.
+// Number of this process's descriptors of the package database.
 int OpenDatabases() {
   int count = 0;
   for (const auto& entry : std::filesystem::directory_iterator("/proc/self/fd")) {
@@ -56,7 +56,7 @@ int OpenDatabases() {
   return count;
 }
 
-TEST_F(AppManager, SharesOneConnectionWithEveryLibraryOfThePlatform) {
+TEST_F(AppManagerTest, SharesDatabaseConnectionWithOtherLibraries) {
   InstallApplication("org.test.p", "handler");
   EXPECT_EQ(Matching("kind", "handler").size(), 1u);
   package_info_h package = nullptr;
@@ -66,7 +66,7 @@ TEST_F(AppManager, SharesOneConnectionWithEveryLibraryOfThePlatform) {
   EXPECT_EQ(OpenDatabases(), 1);
 }
 
-TEST_F(AppManager, KnowsAnInstalledApplication) {
+TEST_F(AppManagerTest, ReturnsInfoOfInstalledApplication) {
   InstallApplication("org.test.p", "handler");
   app_info_h info = nullptr;
   ASSERT_EQ(app_manager_get_app_info("org.test.p.app", &info), APP_MANAGER_ERROR_NONE);
@@ -91,7 +91,7 @@ TEST_F(AppManager, KnowsAnInstalledApplication) {
   app_info_destroy(info);
 }
 
-TEST_F(AppManager, SaysSoWhenThereIsNoSuchApplication) {
+TEST_F(AppManagerTest, ReturnsNoSuchAppForUnknownApplication) {
   app_info_h info = nullptr;
   bool running = false;
   char* id = nullptr;
@@ -100,7 +100,7 @@ TEST_F(AppManager, SaysSoWhenThereIsNoSuchApplication) {
   EXPECT_EQ(app_manager_get_app_id(getpid(), &id), APP_MANAGER_ERROR_NO_SUCH_APP);
 }
 
-TEST_F(AppManager, FiltersByMetadataInAStableOrder) {
+TEST_F(AppManagerTest, FiltersByMetadataInStableOrder) {
   InstallApplication("org.test.q", "handler");
   InstallApplication("org.test.p", "handler");
   InstallApplication("org.test.r", "other");
@@ -110,7 +110,7 @@ TEST_F(AppManager, FiltersByMetadataInAStableOrder) {
   EXPECT_TRUE(Matching("none", nullptr).empty());
 }
 
-TEST_F(AppManager, TellsWhetherAnApplicationRuns) {
+TEST_F(AppManagerTest, ReportsRunningApplication) {
   PackageSpec package;
   package.executable = ServiceProgram();
   ASSERT_EQ(Install(package), PACKAGE_MANAGER_ERROR_NONE);
@@ -132,14 +132,14 @@ TEST_F(AppManager, TellsWhetherAnApplicationRuns) {
   EXPECT_EQ(Take(id), "org.test.p.app");
 }
 
-TEST_F(AppManager, ReportsADatabaseThatCannotBeRead) {
+TEST_F(AppManagerTest, NamesCorruptDatabase) {
   test::WriteFile(Root() + "/packages.db", std::string(5000, 'x'));
   app_info_h info = nullptr;
   EXPECT_EQ(app_info_create("org.test.p.app", &info), APP_MANAGER_ERROR_DB_FAILED);
   EXPECT_NE(Log().find(Root() + "/packages.db"), std::string::npos);
 }
 
-TEST_F(AppManager, NullParametersAreInvalid) {
+TEST_F(AppManagerTest, RejectsNullParameters) {
   app_info_h info = nullptr;
   bool running = false;
   EXPECT_EQ(app_info_create(nullptr, &info), APP_MANAGER_ERROR_INVALID_PARAMETER);

@@ -16,9 +16,9 @@ namespace {
 using test::PackageSpec;
 using test::Take;
 
-class AppCommon : public test::PlatformTest {};
+class AppCommonTest : public test::PlatformTest {};
 
-TEST_F(AppCommon, AHostHasADataFolderOfItsOwn) {
+TEST_F(AppCommonTest, HostProcessHasDataFolder) {
   const std::string path = Take(app_get_data_path());
   EXPECT_EQ(path, Root() + "/data/host.platform_app_common_test/");
   EXPECT_EQ(get_last_result(), APP_ERROR_NONE);
@@ -27,7 +27,7 @@ TEST_F(AppCommon, AHostHasADataFolderOfItsOwn) {
   EXPECT_EQ(status.st_mode & 07777, 0700U);
 }
 
-TEST_F(AppCommon, AHostIsNoApplication) {
+TEST_F(AppCommonTest, HostProcessHasNoApplicationId) {
   char* id = nullptr;
   EXPECT_EQ(app_get_id(&id), APP_ERROR_INVALID_CONTEXT);
   EXPECT_EQ(app_get_id(nullptr), APP_ERROR_INVALID_PARAMETER);
@@ -35,7 +35,7 @@ TEST_F(AppCommon, AHostIsNoApplication) {
   EXPECT_EQ(get_last_result(), APP_ERROR_INVALID_CONTEXT);
 }
 
-TEST_F(AppCommon, AnApplicationKnowsItsIdAndFolders) {
+TEST_F(AppCommonTest, ReturnsIdAndFoldersOfApplication) {
   PackageSpec package;
   package.executable = ServiceProgram();
   ASSERT_EQ(Install(package), PACKAGE_MANAGER_ERROR_NONE);
@@ -50,7 +50,7 @@ TEST_F(AppCommon, AnApplicationKnowsItsIdAndFolders) {
                               FindPackage("org.test.p")->root_path + "/res/");
 }
 
-TEST_F(AppCommon, ARootThatCannotBeWrittenIsNamed) {
+TEST_F(AppCommonTest, NamesRootThatCannotBeWritten) {
   const std::string file = Folder() + "/file";
   test::WriteFile(file, "");
   setenv("QOR_PLATFORM_ROOT", file.c_str(), 1);
@@ -59,7 +59,7 @@ TEST_F(AppCommon, ARootThatCannotBeWrittenIsNamed) {
   EXPECT_NE(Log().find(file), std::string::npos) << Log();
 }
 
-TEST_F(AppCommon, ADataFolderThatCannotBeMadeIsNamed) {
+TEST_F(AppCommonTest, NamesDataFolderThatCannotBeCreated) {
   test::WriteFile(Root() + "/data", "a file");
   EXPECT_EQ(app_get_data_path(), nullptr);
   EXPECT_EQ(get_last_result(), APP_ERROR_PERMISSION_DENIED);

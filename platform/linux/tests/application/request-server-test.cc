@@ -19,8 +19,8 @@ class RequestServerTest : public test::PlatformTest {
   RequestServerTest() { ecore_init(); }
   ~RequestServerTest() override { ecore_shutdown(); }
 
-  // What is no request ends the connection.
-  static void ExpectToBeServed(const UniqueFd& sender) {
+  // Sends an invalid request, for which the server closes the connection.
+  static void ExpectServed(const UniqueFd& sender) {
     const uint8_t empty[4] = {};
     send(sender.Get(), empty, sizeof empty, MSG_NOSIGNAL);
     char byte;
@@ -33,10 +33,10 @@ class RequestServerTest : public test::PlatformTest {
   }
 };
 
-TEST_F(RequestServerTest, RestsWithoutDescriptorsAndServesAfterwards) {
+TEST_F(RequestServerTest, BacksOffWithoutDescriptorsAndRecovers) {
   RequestServer server(ListenAt(Folder(), "requests"), [](app_control_h) {});
-  // First, since sanitizers meet a type with the help of descriptors.
-  ExpectToBeServed(ConnectTo(Folder(), "requests"));
+  // First, because sanitizers open descriptors when they first check a type.
+  ExpectServed(ConnectTo(Folder(), "requests"));
   const UniqueFd sender = ConnectTo(Folder(), "requests");
   ASSERT_TRUE(sender);
   rlimit before{};
@@ -45,36 +45,36 @@ TEST_F(RequestServerTest, RestsWithoutDescriptorsAndServesAfterwards) {
   close(next);
   const rlimit none = {static_cast<rlim_t>(next), before.rlim_max};
   setrlimit(RLIMIT_NOFILE, &none);
-  // Nothing but its trying wakes the loop.
+  // Only the retry timer wakes the loop.
   const double begin = ecore_time_get();
-  for (int turn = 0; turn < 6; ++turn) ecore_main_loop_iterate_may_block(1);
+  for (int i = 0; i < 6; ++i) ecore_main_loop_iterate_may_block(1);
   EXPECT_GT(ecore_time_get() - begin, 1.0);
   setrlimit(RLIMIT_NOFILE, &before);
-  ExpectToBeServed(sender);
+  ExpectServed(sender);
 }
 
-// Whether the other end is closed, after some turns of the loop.
-bool IsEnded(const UniqueFd& sender) {
+// Whether the server has closed the connection.
+bool IsClosed(const UniqueFd& sender) {
   char byte;
   return recv(sender.Get(), &byte, 1, MSG_DONTWAIT) == 0;
 }
 
-TEST_F(RequestServerTest, EndsTheOldestOfTooManySilentSenders) {
+TEST_F(RequestServerTest, DisconnectsOldestOfTooManySilentSenders) {
   RequestServer server(ListenAt(Folder(), "requests"), [](app_control_h) {});
   std::vector<UniqueFd> silent;
   for (size_t i = 0; i <= MessageServer::kMaxSenders; ++i)
     silent.push_back(ConnectTo(Folder(), "requests"));
-  EXPECT_TRUE(test::RunLoopUntil([&] { return IsEnded(silent[0]); }));
+  EXPECT_TRUE(test::RunLoopUntil([&] { return IsClosed(silent[0]); }));
   EXPECT_NE(Log().find("more than 64 connections with incomplete messages"), std::string::npos);
-  EXPECT_FALSE(IsEnded(silent[1]));
-  ExpectToBeServed(silent[1]);
-  ExpectToBeServed(ConnectTo(Folder(), "requests"));
+  EXPECT_FALSE(IsClosed(silent[1]));
+  ExpectServed(silent[1]);
+  ExpectServed(ConnectTo(Folder(), "requests"));
 }
 
-TEST_F(RequestServerTest, EndsASenderThatStaysSilent) {
+TEST_F(RequestServerTest, DisconnectsSilentSenderAfterTimeout) {
   RequestServer server(ListenAt(Folder(), "requests"), [](app_control_h) {});
   const UniqueFd silent = ConnectTo(Folder(), "requests");
-  EXPECT_TRUE(test::RunLoopUntil([&] { return IsEnded(silent); }));
+  EXPECT_TRUE(test::RunLoopUntil([&] { return IsClosed(silent); }));
   EXPECT_NE(Log().find("sent no complete message in 10 s"), std::string::npos);
 }
 

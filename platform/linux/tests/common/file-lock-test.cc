@@ -18,12 +18,12 @@
 namespace platform {
 namespace {
 
-class FileLock : public test::PlatformTest {
+class FileLockTest : public test::PlatformTest {
  protected:
   const std::string path_ = Folder() + "/lock";
 };
 
-TEST_F(FileLock, IsHeldByOneAtATime) {
+TEST_F(FileLockTest, IsExclusive) {
   UniqueFd first = LockFile(path_);
   ASSERT_TRUE(first);
   EXPECT_FALSE(LockFile(path_));
@@ -32,11 +32,11 @@ TEST_F(FileLock, IsHeldByOneAtATime) {
   EXPECT_TRUE(LockFile(path_));
 }
 
-TEST_F(FileLock, IsNotTheLockOnAFileThatItsHolderRemoved) {
+TEST_F(FileLockTest, IsNotAcquiredOnRemovedFile) {
   UniqueFd first = LockFile(path_);
   UniqueFd second;
   std::thread waiting([&] { second = AwaitLock(path_, std::chrono::minutes(1)); });
-  // Whether the other has come to wait for the old file or not, it must end with the new one.
+  // Whether or not the thread already waits for the old file, it must acquire the new one.
   std::filesystem::remove(path_);
   first.Reset();
   waiting.join();
@@ -45,13 +45,13 @@ TEST_F(FileLock, IsNotTheLockOnAFileThatItsHolderRemoved) {
   EXPECT_FALSE(LockFile(path_));
 }
 
-TEST_F(FileLock, IsNotWaitedForLongerThanTheLimit) {
+TEST_F(FileLockTest, TimesOut) {
   const UniqueFd first = LockFile(path_);
   EXPECT_FALSE(AwaitLock(path_, std::chrono::milliseconds(30)));
   EXPECT_EQ(errno, EWOULDBLOCK);
 }
 
-TEST_F(FileLock, NamesItsHolder) {
+TEST_F(FileLockTest, NamesItsHolder) {
   const std::string self = std::filesystem::read_symlink("/proc/self/exe");
   EXPECT_EQ(DescribeLockHolder(path_), "another process");
   const UniqueFd first = LockFile(path_);
@@ -61,7 +61,7 @@ TEST_F(FileLock, NamesItsHolder) {
   EXPECT_EQ(DescribeLockHolder(path_), "another process");
 }
 
-TEST_F(FileLock, OfInstallationsIsGivenUpAndItsHolderNamed) {
+TEST_F(FileLockTest, NamesHolderOfInstallLockAfterTimeout) {
   const UniqueFd held = LockFile(Root() + "/install.lock");
   try {
     const InstallLock lock(std::chrono::milliseconds(30));
@@ -75,7 +75,7 @@ TEST_F(FileLock, OfInstallationsIsGivenUpAndItsHolderNamed) {
   }
 }
 
-TEST_F(FileLock, SaysWhyThereIsNone) {
+TEST_F(FileLockTest, SetsErrnoOnFailure) {
   EXPECT_FALSE(LockFile(Folder() + "/missing/lock"));
   EXPECT_EQ(errno, ENOENT);
 }

@@ -17,7 +17,7 @@ namespace {
 
 using test::PlatformTest;
 
-class PackageDatabase : public PlatformTest {};
+class PackageDatabaseTest : public PlatformTest {};
 
 ApplicationRecord MakeApplication(const std::string& id, const std::string& executable) {
   ApplicationRecord application;
@@ -42,7 +42,7 @@ std::vector<std::string> IdsOf(const std::vector<ApplicationRecord>& application
   return ids;
 }
 
-TEST_F(PackageDatabase, FindsNothingAndCreatesNothingWhileNothingIsInstalled) {
+TEST_F(PackageDatabaseTest, ReturnsNothingAndCreatesNothingWhenEmpty) {
   UseRoot(Folder() + "/other");
   std::filesystem::remove_all(Root());
   EXPECT_FALSE(FindPackage("p"));
@@ -86,18 +86,18 @@ void ExpectSamplePackage() {
   EXPECT_EQ(application->metadata, SamplePackage().applications[0].metadata);
 }
 
-TEST_F(PackageDatabase, GivesBackWhatWasStored) {
+TEST_F(PackageDatabaseTest, ReturnsStoredPackage) {
   StorePackage(SamplePackage());
   ExpectSamplePackage();
 }
 
-// Kept from an x86-64 process that stored the sample.
-TEST_F(PackageDatabase, ReadsAFileOfAnotherArchitecture) {
+// The file was written by an x86-64 process that stored the sample.
+TEST_F(PackageDatabaseTest, ReadsFileOfAnotherArchitecture) {
   std::filesystem::copy_file(QOR_STORED_PACKAGES, Root() + "/packages.db");
   ExpectSamplePackage();
 }
 
-TEST_F(PackageDatabase, AddsToAFileThatKeptAJournalOfItsOwn) {
+TEST_F(PackageDatabaseTest, UpdatesFileInWalMode) {
   std::filesystem::copy_file(QOR_STORED_PACKAGES, Root() + "/packages.db");
   StorePackage(MakePackage("q"));
   ExpectSamplePackage();
@@ -107,7 +107,7 @@ TEST_F(PackageDatabase, AddsToAFileThatKeptAJournalOfItsOwn) {
   EXPECT_TRUE(test::SortedNames(Root() + "/staging").empty());
 }
 
-TEST_F(PackageDatabase, WorksBelowARootWithAnyName) {
+TEST_F(PackageDatabaseTest, SupportsAnyRootName) {
   UseRoot(Folder() + "/a?b#c%41&mode=rw d");
   StorePackage(MakePackage("p"));
   EXPECT_TRUE(FindPackage("p"));
@@ -115,7 +115,7 @@ TEST_F(PackageDatabase, WorksBelowARootWithAnyName) {
             (std::vector<std::string>{"packages.db", "report", "staging"}));
 }
 
-TEST_F(PackageDatabase, IgnoresWhatOthersLeaveBesideIt) {
+TEST_F(PackageDatabaseTest, IgnoresJournalFiles) {
   StorePackage(MakePackage("p"));
   for (const char* part : {"-journal", "-wal", "-shm"})
     test::WriteFile(Root() + "/packages.db" + part, std::string(5000, 'x'));
@@ -124,12 +124,12 @@ TEST_F(PackageDatabase, IgnoresWhatOthersLeaveBesideIt) {
   EXPECT_EQ(AllPackages().size(), 2U);
 }
 
-TEST_F(PackageDatabase, IsNotReadFromAPipe) {
+TEST_F(PackageDatabaseTest, RejectsPipe) {
   ASSERT_EQ(mkfifo((Root() + "/packages.db").c_str(), 0600), 0);
   EXPECT_THROW(AllPackages(), DatabaseError);
 }
 
-TEST_F(PackageDatabase, StoresAllPackagesOrNone) {
+TEST_F(PackageDatabaseTest, StoresAllPackagesOrNone) {
   StorePackages({MakePackage("p"), MakePackage("q")});
   EXPECT_EQ(AllPackages().size(), 2U);
   PackageRecord thief = MakePackage("s");
@@ -139,7 +139,7 @@ TEST_F(PackageDatabase, StoresAllPackagesOrNone) {
   EXPECT_TRUE(test::SortedNames(Root() + "/staging").empty());
 }
 
-TEST_F(PackageDatabase, ReplacesAPackageWholly) {
+TEST_F(PackageDatabaseTest, ReplacesWholePackage) {
   PackageRecord package = MakePackage("p");
   package.privileges = {"privilege"};
   package.applications[0].metadata = {{"key", "value"}};
@@ -155,7 +155,7 @@ TEST_F(PackageDatabase, ReplacesAPackageWholly) {
   EXPECT_FALSE(PackageOfApplicationHasPrivilege("p.a", "privilege"));
 }
 
-TEST_F(PackageDatabase, RemovesEverythingOfAPackage) {
+TEST_F(PackageDatabaseTest, RemovesEverythingOfAPackage) {
   StorePackage(MakePackage("p"));
   StorePackage(MakePackage("q"));
   RemovePackage("p");
@@ -165,7 +165,7 @@ TEST_F(PackageDatabase, RemovesEverythingOfAPackage) {
   EXPECT_TRUE(FindApplication("q.a"));
 }
 
-TEST_F(PackageDatabase, KeepsItsStateWhenAnApplicationBelongsToAnotherPackage) {
+TEST_F(PackageDatabaseTest, RejectsApplicationOfAnotherPackage) {
   StorePackage(MakePackage("p"));
   PackageRecord thief = MakePackage("q");
   thief.applications[1].id = "p.a";
@@ -174,7 +174,7 @@ TEST_F(PackageDatabase, KeepsItsStateWhenAnApplicationBelongsToAnotherPackage) {
   EXPECT_EQ(FindApplication("p.a")->package_id, "p");
 }
 
-TEST_F(PackageDatabase, FindsApplicationsThatMeetEveryMetadataCondition) {
+TEST_F(PackageDatabaseTest, FindsApplicationsThatMeetEveryMetadataCondition) {
   for (const char* id : {"q", "p"}) {
     PackageRecord package = MakePackage(id);
     package.applications[0].metadata = {{"kind", "handler"}, {"name", id}};
@@ -191,7 +191,7 @@ TEST_F(PackageDatabase, FindsApplicationsThatMeetEveryMetadataCondition) {
   EXPECT_EQ(FindApplicationsWithMetadata({}).size(), 4U);
 }
 
-TEST_F(PackageDatabase, KnowsThePrivilegesOfAnApplicationsPackage) {
+TEST_F(PackageDatabaseTest, ReturnsPrivilegesOfApplicationsPackage) {
   PackageRecord package = MakePackage("p");
   package.privileges = {"one", "two"};
   StorePackage(package);
@@ -200,7 +200,7 @@ TEST_F(PackageDatabase, KnowsThePrivilegesOfAnApplicationsPackage) {
   EXPECT_FALSE(PackageOfApplicationHasPrivilege("p", "two"));
 }
 
-TEST_F(PackageDatabase, FollowsTheRootWhenItChanges) {
+TEST_F(PackageDatabaseTest, ReopensWhenRootChanges) {
   StorePackage(MakePackage("p"));
   const std::string first = Root();
   UseRoot(Folder() + "/other");
@@ -211,7 +211,7 @@ TEST_F(PackageDatabase, FollowsTheRootWhenItChanges) {
   EXPECT_FALSE(FindPackage("q"));
 }
 
-TEST_F(PackageDatabase, StartsAnewWhenTheRootWasRemoved) {
+TEST_F(PackageDatabaseTest, RecoversFromRemovedRoot) {
   StorePackage(MakePackage("p"));
   std::filesystem::remove_all(Root());
   EXPECT_FALSE(FindPackage("p"));
@@ -219,14 +219,14 @@ TEST_F(PackageDatabase, StartsAnewWhenTheRootWasRemoved) {
   EXPECT_TRUE(FindPackage("q"));
 }
 
-TEST_F(PackageDatabase, SharesARecordAmongAllThatHoldIt) {
+TEST_F(PackageDatabaseTest, SharesRecordAmongHolders) {
   StorePackage(MakePackage("p"));
   const auto held = FindPackage("p");
   EXPECT_EQ(FindPackage("p"), held);
   EXPECT_EQ(held->version, "1.0.0");
 }
 
-TEST_F(PackageDatabase, SharesNoRecordOfThePast) {
+TEST_F(PackageDatabaseTest, DoesNotShareOutdatedRecord) {
   StorePackage(MakePackage("p", "1.0.0"));
   const auto first = FindPackage("p");
   StorePackage(MakePackage("p", "2.0.0"));
@@ -242,7 +242,7 @@ TEST_F(PackageDatabase, SharesNoRecordOfThePast) {
   EXPECT_EQ(third->version, "3.0.0");
 }
 
-TEST_F(PackageDatabase, SharesNoRecordWithAnotherRoot) {
+TEST_F(PackageDatabaseTest, DoesNotShareRecordWithAnotherRoot) {
   const std::string first = Root();
   StorePackage(MakePackage("p", "1.0.0"));
   UseRoot(Folder() + "/other");
@@ -254,7 +254,7 @@ TEST_F(PackageDatabase, SharesNoRecordWithAnotherRoot) {
   EXPECT_EQ(held->version, "1.0.0");
 }
 
-TEST_F(PackageDatabase, KeepsARecordSharedWhenAnEarlierOneIsReleased) {
+TEST_F(PackageDatabaseTest, KeepsSharingRecordWhenEarlierOneIsReleased) {
   StorePackage(MakePackage("p"));
   auto earlier = FindPackage("p");
   StorePackage(MakePackage("q"));
@@ -264,7 +264,7 @@ TEST_F(PackageDatabase, KeepsARecordSharedWhenAnEarlierOneIsReleased) {
   EXPECT_EQ(FindPackage("p"), held);
 }
 
-TEST_F(PackageDatabase, RefusesAViewInPlaceOfATable) {
+TEST_F(PackageDatabaseTest, RejectsViewInPlaceOfTable) {
   sqlite::Database file(Root() + "/packages.db", sqlite::Database::Mode::kCreate);
   file.Execute(
       "CREATE VIEW packages AS WITH RECURSIVE endless(n) AS (SELECT 1 UNION ALL SELECT n + 1 FROM "
@@ -273,7 +273,7 @@ TEST_F(PackageDatabase, RefusesAViewInPlaceOfATable) {
   EXPECT_THROW(AllPackages(), DatabaseError);
 }
 
-TEST_F(PackageDatabase, RunsNoTriggerOfTheFile) {
+TEST_F(PackageDatabaseTest, RunsNoTriggers) {
   StorePackage(MakePackage("p"));
   {
     sqlite::Database file(Root() + "/packages.db", sqlite::Database::Mode::kExisting);
@@ -284,7 +284,7 @@ TEST_F(PackageDatabase, RunsNoTriggerOfTheFile) {
   EXPECT_TRUE(FindPackage("q"));
 }
 
-TEST_F(PackageDatabase, NamesTheFileThatIsNoDatabase) {
+TEST_F(PackageDatabaseTest, NamesCorruptFile) {
   const std::string file = Root() + "/packages.db";
   test::WriteFile(file, std::string(5000, 'x'));
   try {
@@ -295,7 +295,7 @@ TEST_F(PackageDatabase, NamesTheFileThatIsNoDatabase) {
   }
 }
 
-TEST_F(PackageDatabase, NamesTheFileThatCannotBeReached) {
+TEST_F(PackageDatabaseTest, NamesInaccessibleFile) {
   const std::string file = Folder() + "/file";
   test::WriteFile(file, "");
   setenv("QOR_PLATFORM_ROOT", (file + "/root").c_str(), 1);
@@ -307,7 +307,7 @@ TEST_F(PackageDatabase, NamesTheFileThatCannotBeReached) {
   }
 }
 
-TEST_F(PackageDatabase, ServesManyThreads) {
+TEST_F(PackageDatabaseTest, IsThreadSafe) {
   StorePackage(MakePackage("p"));
   std::atomic<int> found{0};
   std::vector<std::thread> threads;

@@ -21,13 +21,13 @@
 namespace platform {
 namespace {
 
-class Identity : public test::PlatformTest {
+class ProcessIdentityTest : public test::PlatformTest {
  protected:
-  // A copy of a program that waits until it is killed.
+  // Starts a copy of a program that runs until it is killed.
   pid_t StartCopy(const std::string& path) {
     std::filesystem::copy_file("/bin/sleep", path);
     pid_ = test::Start(path, {"1000"});
-    // The kernel shows the environment of an executed file a moment after the file itself.
+    // The kernel shows the environment slightly later than the executable.
     while (!ReadStartVariable(pid_, "QOR_PLATFORM_ROOT")) sched_yield();
     return pid_;
   }
@@ -52,7 +52,7 @@ class Identity : public test::PlatformTest {
   pid_t pid_ = -1;
 };
 
-TEST_F(Identity, IsTheApplicationThatTheExecutableBelongsTo) {
+TEST_F(ProcessIdentityTest, IsApplicationOfExecutable) {
   StoreApplication(Folder() + "/program");
   const ProcessIdentity identity = IdentifyProcess(StartCopy(Folder() + "/program"));
   EXPECT_EQ(identity.app_id, "p.app");
@@ -60,13 +60,13 @@ TEST_F(Identity, IsTheApplicationThatTheExecutableBelongsTo) {
   End();
 }
 
-TEST_F(Identity, IsAHostNamedAfterItsExecutableWhenNotInstalled) {
+TEST_F(ProcessIdentityTest, IsHostNamedAfterExecutableWhenNotInstalled) {
   const ProcessIdentity identity = IdentifyThisProcess();
   EXPECT_EQ(identity.app_id, "host.platform_process_identity_test");
   EXPECT_FALSE(identity.is_installed_application);
 }
 
-TEST_F(Identity, IsTheNameThatTheProcessWasStartedWith) {
+TEST_F(ProcessIdentityTest, IsHostNameFromStartEnvironment) {
   setenv(kHostNameVariable, "second-1.a_b", 1);
   const pid_t pid = StartCopy(Folder() + "/program");
   unsetenv(kHostNameVariable);
@@ -76,13 +76,13 @@ TEST_F(Identity, IsTheNameThatTheProcessWasStartedWith) {
   End();
 }
 
-TEST_F(Identity, IsNotChangedByWhatAProcessPutsIntoItsEnvironmentLater) {
+TEST_F(ProcessIdentityTest, IgnoresLaterChangesOfEnvironment) {
   setenv(kHostNameVariable, "late", 1);
   EXPECT_EQ(IdentifyThisProcess().app_id, "host.platform_process_identity_test");
   unsetenv(kHostNameVariable);
 }
 
-TEST_F(Identity, OfAnInstalledApplicationIsNeverAMatterOfItsEnvironment) {
+TEST_F(ProcessIdentityTest, IgnoresEnvironmentOfInstalledApplication) {
   StoreApplication(Folder() + "/program");
   setenv(kHostNameVariable, "somebody", 1);
   EXPECT_EQ(IdentifyProcess(StartCopy(Folder() + "/program")).app_id, "p.app");
@@ -90,7 +90,7 @@ TEST_F(Identity, OfAnInstalledApplicationIsNeverAMatterOfItsEnvironment) {
   End();
 }
 
-TEST_F(Identity, TakesNoNameThatCouldLeaveAFolder) {
+TEST_F(ProcessIdentityTest, RejectsInvalidHostName) {
   int number = 0;
   for (const std::string& name :
        {std::string(), std::string("../up"), std::string("a/b"), std::string(".hidden"),
@@ -105,13 +105,13 @@ TEST_F(Identity, TakesNoNameThatCouldLeaveAFolder) {
   }
 }
 
-TEST_F(Identity, NeedsTheWholePathToMatch) {
+TEST_F(ProcessIdentityTest, RequiresWholePathToMatch) {
   StoreApplication(Folder() + "/elsewhere/program");
   EXPECT_EQ(IdentifyProcess(StartCopy(Folder() + "/program")).app_id, "host.program");
   End();
 }
 
-TEST_F(Identity, IsEmptyWhenTheExecutableIsDeleted) {
+TEST_F(ProcessIdentityTest, IsEmptyWhenExecutableIsDeleted) {
   const std::string path = Folder() + "/program";
   StoreApplication(path);
   const pid_t pid = StartCopy(path);
@@ -121,14 +121,14 @@ TEST_F(Identity, IsEmptyWhenTheExecutableIsDeleted) {
   End();
 }
 
-TEST_F(Identity, IsEmptyWhenTheProcessIsGone) {
+TEST_F(ProcessIdentityTest, IsEmptyWhenProcessHasExited) {
   const pid_t pid = StartCopy(Folder() + "/program");
   End();
   EXPECT_EQ(IdentifyProcess(pid).app_id, "");
   EXPECT_EQ(IdentifyProcess(-1).app_id, "");
 }
 
-// A new process that has the id of one that has exited. -1 where the kernel permits no choice.
+// Starts a process with the id of one that has exited. Returns -1 without the privilege to do so.
 pid_t StartWithId(pid_t pid) {
   clone_args arguments{};
   arguments.exit_signal = SIGCHLD;
@@ -139,7 +139,7 @@ pid_t StartWithId(pid_t pid) {
   for (;;) pause();
 }
 
-TEST_F(Identity, IsNotInheritedWithAProcessId) {
+TEST_F(ProcessIdentityTest, IsNotInheritedWithReusedProcessId) {
   const pid_t pid = StartCopy(Folder() + "/program");
   const ProcessHandle process(pid);
   EXPECT_TRUE(process.Executes(Folder() + "/program"));
@@ -154,14 +154,14 @@ TEST_F(Identity, IsNotInheritedWithAProcessId) {
   test::Await(second);
 }
 
-TEST_F(Identity, IsEmptyAndLoggedWhenTheDatabaseCannotBeRead) {
+TEST_F(ProcessIdentityTest, IsEmptyAndLogsErrorWhenDatabaseIsCorrupt) {
   test::WriteFile(Root() + "/packages.db", std::string(5000, 'x'));
   EXPECT_EQ(IdentifyThisProcess().app_id, "");
   EXPECT_FALSE(HoldsPrivilege("p.app", "privilege"));
   EXPECT_NE(Log().find(Root() + "/packages.db"), std::string::npos);
 }
 
-TEST_F(Identity, HoldsThePrivilegesOfItsManifestOnly) {
+TEST_F(ProcessIdentityTest, HoldsOnlyPrivilegesOfItsManifest) {
   StoreApplication("/program");
   EXPECT_TRUE(HoldsPrivilege("p.app", "privilege"));
   EXPECT_FALSE(HoldsPrivilege("p.app", "another"));

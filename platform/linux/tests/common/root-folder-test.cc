@@ -17,10 +17,10 @@ namespace {
 
 constexpr char kVariable[] = "QOR_PLATFORM_ROOT";
 
-// Puts variable and working folder back.
-class Root : public testing::Test {
+// Restores the variable and the working folder.
+class RootFolderTest : public testing::Test {
  protected:
-  ~Root() override {
+  ~RootFolderTest() override {
     std::filesystem::current_path(folder_);
     if (had_variable_) {
       setenv(kVariable, variable_.c_str(), 1);
@@ -40,25 +40,25 @@ class Root : public testing::Test {
   const std::string variable_ = had_variable_ ? std::getenv(kVariable) : "";
 };
 
-TEST_F(Root, IsCleanHoweverOftenItIsAskedFor) {
+TEST_F(RootFolderTest, IsNormalizedOnEveryCall) {
   EXPECT_EQ(RootWith("/a/./b//c/../"), "/a/b");
   EXPECT_EQ(RootWith("/a/./b//c/../"), "/a/b");
 }
 
-TEST_F(Root, FollowsTheVariable) {
+TEST_F(RootFolderTest, FollowsVariable) {
   EXPECT_EQ(RootWith("/a"), "/a");
   EXPECT_EQ(RootWith("/b"), "/b");
   EXPECT_EQ(RootWith("/a"), "/a");
 }
 
-TEST_F(Root, FollowsTheWorkingFolderWhereItIsRelative) {
+TEST_F(RootFolderTest, ResolvesRelativePathAgainstWorkingFolder) {
   std::filesystem::current_path("/tmp");
   EXPECT_EQ(RootWith("root"), "/tmp/root");
   std::filesystem::current_path("/");
   EXPECT_EQ(RootWith("root"), "/root");
 }
 
-TEST_F(Root, IsInTheDataFolderWhereNothingNamesIt) {
+TEST_F(RootFolderTest, DefaultsToDataFolder) {
   EXPECT_EQ(RootWith("/a"), "/a");
   setenv("XDG_DATA_HOME", "/data", 1);
   EXPECT_EQ(RootWith(""), "/data/qor-platform");
@@ -66,15 +66,15 @@ TEST_F(Root, IsInTheDataFolderWhereNothingNamesIt) {
 }
 
 // A root folder below a parent that others may write to.
-class RootParents : public Root {
+class RootParentsTest : public RootFolderTest {
  protected:
-  RootParents() {
+  RootParentsTest() {
     std::string folder = std::filesystem::temp_directory_path() / "root-parents-XXXXXX";
     folder_ = mkdtemp(folder.data());
     std::filesystem::create_directory(Parent());
     setenv(kVariable, (Parent() + "/root").c_str(), 1);
   }
-  ~RootParents() override { std::filesystem::remove_all(folder_); }
+  ~RootParentsTest() override { std::filesystem::remove_all(folder_); }
 
   std::string Below(const std::string& name) const { return folder_ + "/" + name; }
   std::string Parent() const { return Below("parent"); }
@@ -101,7 +101,7 @@ class RootParents : public Root {
   std::string folder_;
 };
 
-TEST_F(RootParents, AreRejectedWhenWritableByOthers) {
+TEST_F(RootParentsTest, AreRejectedWhenWritableByOthers) {
   for (const mode_t mode : {0777U, 0702U}) {
     SetMode(mode);
     ExpectRejected();
@@ -114,19 +114,19 @@ TEST_F(RootParents, AreRejectedWhenWritableByOthers) {
   ExpectRejected();
 }
 
-TEST_F(RootParents, AreRejectedAtAnyLevel) {
+TEST_F(RootParentsTest, AreRejectedAtAnyLevel) {
   setenv(kVariable, (Parent() + "/a/b/root").c_str(), 1);
   EXPECT_EQ(ErrorOfRoot(), "");
   SetMode(0777);
   ExpectRejected();
 }
 
-TEST_F(RootParents, AreAcceptedWhenSticky) {
+TEST_F(RootParentsTest, AreAcceptedWhenSticky) {
   SetMode(01777);
   EXPECT_EQ(ErrorOfRoot(), "");
 }
 
-TEST_F(RootParents, AreAcceptedWhenWritableByThePrivateGroupOfTheUser) {
+TEST_F(RootParentsTest, AreAcceptedWhenWritableByThePrivateGroupOfTheUser) {
   SetMode(0775);
   if (getegid() == geteuid()) {
     EXPECT_EQ(ErrorOfRoot(), "");
@@ -135,7 +135,7 @@ TEST_F(RootParents, AreAcceptedWhenWritableByThePrivateGroupOfTheUser) {
   }
 }
 
-TEST_F(RootParents, AreRejectedBehindASymbolicLink) {
+TEST_F(RootParentsTest, AreRejectedBehindASymbolicLink) {
   std::filesystem::create_directory_symlink("parent", Below("link"));
   std::filesystem::create_directory_symlink(Below("link"), Below("link-to-link"));
   setenv(kVariable, (Below("link-to-link") + "/root").c_str(), 1);
@@ -144,7 +144,7 @@ TEST_F(RootParents, AreRejectedBehindASymbolicLink) {
   ExpectRejected();
 }
 
-TEST_F(RootParents, AreRejectedWhenWritableByAnotherGroup) {
+TEST_F(RootParentsTest, AreRejectedWhenWritableByAnotherGroup) {
   // Only root may give files away.
   if (geteuid() != 0) return;
   ASSERT_EQ(chown(Parent().c_str(), 0, 65533), 0);

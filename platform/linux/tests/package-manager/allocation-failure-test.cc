@@ -1,7 +1,7 @@
 // Copyright 2026 The qor-handler-manager authors
 // SPDX-License-Identifier: Apache-2.0
 
-// Queries, launches, subscriptions and events, with each allocation that one makes failing in turn.
+// Queries, launches, subscriptions and events while each of their allocations fails in turn.
 #include <Ecore.h>
 #include <app_control.h>
 #include <app_info.h>
@@ -30,10 +30,11 @@ namespace {
 
 bool Always() { return true; }
 
-class Allocations : public test::PlatformTest {
+class AllocationFailureTest : public test::PlatformTest {
  protected:
-  // The function fails until it gets all that it wants, and does its work at once afterwards.
-  static void FailInTurn(const std::function<int()>& function) {
+  // Fails the function's allocations one after another. The function must return an error exactly
+  // when an allocation has failed, and succeed when called again.
+  static void FailEachAllocation(const std::function<int()>& function) {
     ASSERT_EQ(function(), 0);
     long nth = 1;
     for (;; ++nth) {
@@ -54,40 +55,40 @@ class Allocations : public test::PlatformTest {
   }
 };
 
-TEST_F(Allocations, ThatFailAreToldByQueries) {
+TEST_F(AllocationFailureTest, AreReportedByQueries) {
   ASSERT_EQ(Install({}), 0);
-  FailInTurn([] {
+  FailEachAllocation([] {
     package_info_h info = nullptr;
     const int result = package_info_create("org.test.p", &info);
     if (result == 0) package_info_destroy(info);
     return result;
   });
-  FailInTurn([] {
+  FailEachAllocation([] {
     app_info_h info = nullptr;
     const int result = app_info_create("org.test.p.app", &info);
     if (result == 0) app_info_destroy(info);
     return result;
   });
-  FailInTurn([] {
+  FailEachAllocation([] {
     return package_manager_foreach_package_info([](package_info_h, void*) { return true; },
                                                 nullptr);
   });
 }
 
-TEST_F(Allocations, ThatFailAreToldByLaunches) {
+TEST_F(AllocationFailureTest, AreReportedByLaunches) {
   ASSERT_EQ(Install({}), 0);
   app_control_h request = nullptr;
   ASSERT_EQ(app_control_create(&request), 0);
   ASSERT_EQ(app_control_set_app_id(request, "org.test.p.app"), 0);
   ASSERT_EQ(app_control_add_extra_data(request, "key", "a value too long to stand in the text"), 0);
-  FailInTurn([&] { return app_control_send_launch_request(request, nullptr, nullptr); });
+  FailEachAllocation([&] { return app_control_send_launch_request(request, nullptr, nullptr); });
   app_control_destroy(request);
 }
 
-TEST_F(Allocations, ThatFailAreToldByThoseWhoListenToPackages) {
+TEST_F(AllocationFailureTest, AreReportedBySubscriptions) {
   const auto ignore = [](const char*, const char*, package_manager_event_type_e,
                          package_manager_event_state_e, int, package_manager_error_e, void*) {};
-  FailInTurn([&] {
+  FailEachAllocation([&] {
     package_manager_h manager = nullptr;
     if (const int result = package_manager_create(&manager)) return result;
     int result = package_manager_set_event_cb(manager, ignore, nullptr);
@@ -98,8 +99,8 @@ TEST_F(Allocations, ThatFailAreToldByThoseWhoListenToPackages) {
   });
 }
 
-TEST_F(Allocations, ThatFailWhileAnEventComesLoseNoMoreThanThatEvent) {
-  int heard = 0;
+TEST_F(AllocationFailureTest, LoseOnlyTheEventThatIsBeingReceived) {
+  int received = 0;
   package_manager_h manager = nullptr;
   ASSERT_EQ(package_manager_create(&manager), 0);
   package_manager_set_event_status(manager, PACKAGE_MANAGER_STATUS_TYPE_ALL);
@@ -107,31 +108,31 @@ TEST_F(Allocations, ThatFailWhileAnEventComesLoseNoMoreThanThatEvent) {
       manager,
       [](const char*, const char*, package_manager_event_type_e, package_manager_event_state_e, int,
          package_manager_error_e, void* data) { ++*static_cast<int*>(data); },
-      &heard);
+      &received);
   const std::string folder = FolderBelowRoot(kEventSocketFolder);
   const auto message = EncodeEvent({"tpk", "org.test.a-package-with-a-name-that-is-long"});
-  // Sent from another thread, in which nothing fails. Whether an allocation failed.
-  const auto hear_one = [&](long failing) {
-    std::atomic<bool> is_heard = false;
+  // Sends from another thread, where no allocation fails. Returns whether an allocation has failed.
+  const auto receive_one = [&](long failing) {
+    std::atomic<bool> is_acknowledged = false;
     std::thread sender([&] {
       const UniqueFd socket = ConnectTo(folder, std::to_string(getpid()));
       EXPECT_TRUE(SendMessage(socket.Get(), message, std::chrono::seconds(60)));
       pollfd ready = {socket.Get(), POLLIN, 0};
       EXPECT_EQ(poll(&ready, 1, 60'000), 1);
-      is_heard = true;
+      is_acknowledged = true;
     });
     fault_injection::AllocationFailure failure(failing, Always);
     if (failing != 0) failure.Arm();
-    while (!is_heard) ecore_main_loop_iterate();
+    while (!is_acknowledged) ecore_main_loop_iterate();
     sender.join();
     return failure.HasFailed();
   };
   long nth = 1;
-  for (; hear_one(nth); ++nth) {
+  for (; receive_one(nth); ++nth) {
     SCOPED_TRACE("allocation " + std::to_string(nth));
-    heard = 0;
-    hear_one(0);
-    ASSERT_EQ(heard, 1);
+    received = 0;
+    receive_one(0);
+    ASSERT_EQ(received, 1);
   }
   EXPECT_GT(nth, 3);
   package_manager_destroy(manager);

@@ -1,7 +1,8 @@
 // Copyright 2026 The qor-handler-manager authors
 // SPDX-License-Identifier: Apache-2.0
 
-// Lets the disk fail from each call on that changes files, in turn, and looks at what is left.
+// Makes the disk fail at each call of an operation that modifies files, in turn, and checks that
+// the operation is atomic and reports its result correctly.
 #include <gtest/gtest.h>
 #include <package_manager.h>
 
@@ -18,8 +19,8 @@ struct Failure {
   DiskFaultInjector::Kind kind;
 };
 
-class OnAFailingDisk : public test::InterruptedOperationTest,
-                       public testing::WithParamInterface<Failure> {
+class DiskFailureTest : public test::InterruptedOperationTest,
+                        public testing::WithParamInterface<Failure> {
  protected:
   void FailAtEveryStep(const Operation& operation) {
     InterruptAtEveryStep(operation, [&](int step) {
@@ -30,7 +31,7 @@ class OnAFailingDisk : public test::InterruptedOperationTest,
         result = Run(operation);
         has_failed = disk.HasFailed();
       }
-      // What is reported is so: done, or not done at all and said why.
+      // The result is consistent with the installed version, and an error is logged.
       EXPECT_EQ(InstalledVersion(), result == PACKAGE_MANAGER_ERROR_NONE ? operation.new_version
                                                                          : operation.old_version);
       if (result != PACKAGE_MANAGER_ERROR_NONE) {
@@ -41,18 +42,18 @@ class OnAFailingDisk : public test::InterruptedOperationTest,
   }
 };
 
-INSTANTIATE_TEST_SUITE_P(That, OnAFailingDisk,
+INSTANTIATE_TEST_SUITE_P(Disk, DiskFailureTest,
                          testing::Values(Failure{"IsFull", DiskFaultInjector::Kind::kFull},
                                          Failure{"IsReadOnly", DiskFaultInjector::Kind::kReadOnly},
                                          Failure{"FailsOnce",
                                                  DiskFaultInjector::Kind::kOneFailure}),
                          [](const auto& param_info) { return param_info.param.name; });
 
-TEST_P(OnAFailingDisk, AFirstInstallIsDoneOrNot) { FailAtEveryStep(FirstInstall()); }
+TEST_P(DiskFailureTest, FirstInstallIsAtomic) { FailAtEveryStep(FirstInstall()); }
 
-TEST_P(OnAFailingDisk, AnUpdateIsDoneOrNot) { FailAtEveryStep(Update()); }
+TEST_P(DiskFailureTest, UpdateIsAtomic) { FailAtEveryStep(Update()); }
 
-TEST_P(OnAFailingDisk, AnUninstallIsDoneOrNot) { FailAtEveryStep(Removal()); }
+TEST_P(DiskFailureTest, UninstallIsAtomic) { FailAtEveryStep(Removal()); }
 
 }  // namespace
 }  // namespace platform

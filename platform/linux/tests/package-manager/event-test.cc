@@ -26,7 +26,7 @@ namespace {
 
 using test::PackageSpec;
 
-struct Heard {
+struct ReceivedEvents {
   std::vector<std::string> events;
   package_manager_h manager = nullptr;
 };
@@ -40,8 +40,8 @@ std::string Describe(const char* type, const char* package, int event_type, int 
 
 void OnEvent(const char* type, const char* package, package_manager_event_type_e event_type,
              package_manager_event_state_e state, int progress, package_manager_error_e error,
-             void* heard) {
-  static_cast<Heard*>(heard)->events.push_back(
+             void* received) {
+  static_cast<ReceivedEvents*>(received)->events.push_back(
       Describe(type, package, event_type, state, progress, error));
 }
 
@@ -49,16 +49,16 @@ const std::vector<std::string> kInstallEvents = {"tpk org.test.p type 0 state 0 
                                                  "tpk org.test.p type 0 state 1 at 50 error 0",
                                                  "tpk org.test.p type 0 state 2 at 100 error 0"};
 
-class Events : public test::PlatformTest {
+class PackageEventTest : public test::PlatformTest {
  protected:
-  Events() { ecore_init(); }
+  PackageEventTest() { ecore_init(); }
 
-  ~Events() override {
+  ~PackageEventTest() override {
     if (stop_ >= 0) close(stop_);
     ecore_shutdown();
   }
 
-  // Another process that reports the events it hears.
+  // Starts another process that reports the events that it receives.
   void StartListener(const std::string& mask) {
     mkfifo((Root() + "/stop").c_str(), 0600);
     if (stop_ < 0) stop_ = open((Root() + "/stop").c_str(), O_RDWR | O_CLOEXEC);
@@ -71,11 +71,13 @@ class Events : public test::PlatformTest {
     EXPECT_EQ(test::Await(listener_), 0);
   }
 
-  static package_manager_h Listen(Heard* heard, package_manager_event_cb callback, int mask) {
+  static package_manager_h Listen(ReceivedEvents* received, package_manager_event_cb callback,
+                                  int mask) {
     package_manager_h manager = nullptr;
     EXPECT_EQ(package_manager_create(&manager), PACKAGE_MANAGER_ERROR_NONE);
-    heard->manager = manager;
-    EXPECT_EQ(package_manager_set_event_cb(manager, callback, heard), PACKAGE_MANAGER_ERROR_NONE);
+    received->manager = manager;
+    EXPECT_EQ(package_manager_set_event_cb(manager, callback, received),
+              PACKAGE_MANAGER_ERROR_NONE);
     if (mask >= 0) {
       EXPECT_EQ(package_manager_set_event_status(manager, mask), PACKAGE_MANAGER_ERROR_NONE);
     }
@@ -88,7 +90,7 @@ class Events : public test::PlatformTest {
   int stop_ = -1;
 };
 
-TEST_F(Events, ReachTheRequestsOwnCallback) {
+TEST_F(PackageEventTest, CallsCallbackOfRequest) {
   struct Seen {
     std::vector<std::string> events;
     int id = 0;
@@ -118,19 +120,19 @@ TEST_F(Events, ReachTheRequestsOwnCallback) {
   package_manager_request_destroy(request);
 }
 
-TEST_F(Events, ReachThisProcessesOwnListenerWithoutALoop) {
-  Heard heard;
-  package_manager_h manager = Listen(&heard, OnEvent, PACKAGE_MANAGER_STATUS_TYPE_ALL);
+TEST_F(PackageEventTest, CallsListenerInSameProcessWithoutMainLoop) {
+  ReceivedEvents received;
+  package_manager_h manager = Listen(&received, OnEvent, PACKAGE_MANAGER_STATUS_TYPE_ALL);
   ASSERT_EQ(Install(PackageSpec()), PACKAGE_MANAGER_ERROR_NONE);
-  EXPECT_EQ(heard.events, kInstallEvents);
+  EXPECT_EQ(received.events, kInstallEvents);
   EXPECT_EQ(Sockets().size(), 1U);
   package_manager_destroy(manager);
   EXPECT_TRUE(Sockets().empty());
 }
 
-TEST_F(Events, ReachTheMainLoopWhenAnotherThreadInstalls) {
-  Heard heard;
-  package_manager_h manager = Listen(&heard, OnEvent, PACKAGE_MANAGER_STATUS_TYPE_ALL);
+TEST_F(PackageEventTest, CallsListenerOnMainLoopWhenAnotherThreadInstalls) {
+  ReceivedEvents received;
+  package_manager_h manager = Listen(&received, OnEvent, PACKAGE_MANAGER_STATUS_TYPE_ALL);
   int result = -1;
   std::thread installer([&] {
     result = Install(PackageSpec());
@@ -139,91 +141,92 @@ TEST_F(Events, ReachTheMainLoopWhenAnotherThreadInstalls) {
   ecore_main_loop_begin();
   installer.join();
   EXPECT_EQ(result, PACKAGE_MANAGER_ERROR_NONE);
-  EXPECT_EQ(heard.events, kInstallEvents);
+  EXPECT_EQ(received.events, kInstallEvents);
   package_manager_destroy(manager);
 }
 
-TEST_F(Events, DoNotComeUntilTheStatusIsSet) {
-  Heard heard;
-  package_manager_h manager = Listen(&heard, OnEvent, -1);
+TEST_F(PackageEventTest, RequiresStatus) {
+  ReceivedEvents received;
+  package_manager_h manager = Listen(&received, OnEvent, -1);
   ASSERT_EQ(Install(PackageSpec()), PACKAGE_MANAGER_ERROR_NONE);
-  EXPECT_TRUE(heard.events.empty());
+  EXPECT_TRUE(received.events.empty());
   package_manager_destroy(manager);
 }
 
-TEST_F(Events, ComeOnlyForTheTypesAskedFor) {
-  Heard heard;
-  package_manager_h manager = Listen(
-      &heard, OnEvent, PACKAGE_MANAGER_STATUS_TYPE_UPGRADE | PACKAGE_MANAGER_STATUS_TYPE_UNINSTALL);
+TEST_F(PackageEventTest, FiltersByStatus) {
+  ReceivedEvents received;
+  package_manager_h manager =
+      Listen(&received, OnEvent,
+             PACKAGE_MANAGER_STATUS_TYPE_UPGRADE | PACKAGE_MANAGER_STATUS_TYPE_UNINSTALL);
   PackageSpec package;
   ASSERT_EQ(Install(package), PACKAGE_MANAGER_ERROR_NONE);
-  EXPECT_TRUE(heard.events.empty());
+  EXPECT_TRUE(received.events.empty());
   package.version = "2.0.0";
   ASSERT_EQ(Install(package), PACKAGE_MANAGER_ERROR_NONE);
   ASSERT_EQ(Uninstall("org.test.p"), PACKAGE_MANAGER_ERROR_NONE);
-  ASSERT_EQ(heard.events.size(), 6U);
-  EXPECT_EQ(heard.events[2], "tpk org.test.p type 2 state 2 at 100 error 0");
-  EXPECT_EQ(heard.events[3], "tpk org.test.p type 1 state 0 at 0 error 0");
+  ASSERT_EQ(received.events.size(), 6U);
+  EXPECT_EQ(received.events[2], "tpk org.test.p type 2 state 2 at 100 error 0");
+  EXPECT_EQ(received.events[3], "tpk org.test.p type 1 state 0 at 0 error 0");
   package_manager_destroy(manager);
 }
 
-TEST_F(Events, EndAfterTheCallbackWasUnset) {
-  Heard heard;
-  package_manager_h manager = Listen(&heard, OnEvent, PACKAGE_MANAGER_STATUS_TYPE_ALL);
+TEST_F(PackageEventTest, StopsAfterCallbackIsUnset) {
+  ReceivedEvents received;
+  package_manager_h manager = Listen(&received, OnEvent, PACKAGE_MANAGER_STATUS_TYPE_ALL);
   ASSERT_EQ(package_manager_unset_event_cb(manager), PACKAGE_MANAGER_ERROR_NONE);
   ASSERT_EQ(Install(PackageSpec()), PACKAGE_MANAGER_ERROR_NONE);
-  EXPECT_TRUE(heard.events.empty());
+  EXPECT_TRUE(received.events.empty());
   package_manager_destroy(manager);
 }
 
-TEST_F(Events, MayDestroyTheirManager) {
-  Heard heard;
-  Heard other;
+TEST_F(PackageEventTest, CallbackMayDestroyManager) {
+  ReceivedEvents received;
+  ReceivedEvents other;
   const auto destroy = [](const char*, const char*, package_manager_event_type_e,
                           package_manager_event_state_e, int, package_manager_error_e, void* data) {
-    auto* own = static_cast<Heard*>(data);
+    auto* own = static_cast<ReceivedEvents*>(data);
     own->events.emplace_back("last");
     package_manager_destroy(own->manager);
   };
-  Listen(&heard, destroy, PACKAGE_MANAGER_STATUS_TYPE_ALL);
+  Listen(&received, destroy, PACKAGE_MANAGER_STATUS_TYPE_ALL);
   package_manager_h manager = Listen(&other, OnEvent, PACKAGE_MANAGER_STATUS_TYPE_ALL);
   ASSERT_EQ(Install(PackageSpec()), PACKAGE_MANAGER_ERROR_NONE);
-  EXPECT_EQ(heard.events.size(), 1U);
+  EXPECT_EQ(received.events.size(), 1U);
   EXPECT_EQ(other.events, kInstallEvents);
   package_manager_destroy(manager);
 }
 
-TEST_F(Events, MayDestroyTheirManagerOnTheMainLoop) {
-  Heard heard;
+TEST_F(PackageEventTest, CallbackMayDestroyManagerOnMainLoop) {
+  ReceivedEvents received;
   const auto destroy = [](const char*, const char*, package_manager_event_type_e,
                           package_manager_event_state_e, int, package_manager_error_e, void* data) {
-    auto* own = static_cast<Heard*>(data);
+    auto* own = static_cast<ReceivedEvents*>(data);
     own->events.emplace_back("last");
     package_manager_destroy(own->manager);
   };
-  Listen(&heard, destroy, PACKAGE_MANAGER_STATUS_TYPE_ALL);
+  Listen(&received, destroy, PACKAGE_MANAGER_STATUS_TYPE_ALL);
   std::thread installer([&] {
     EXPECT_EQ(Install(PackageSpec()), PACKAGE_MANAGER_ERROR_NONE);
     ecore_main_loop_thread_safe_call_async([](void*) { ecore_main_loop_quit(); }, nullptr);
   });
   ecore_main_loop_begin();
   installer.join();
-  EXPECT_EQ(heard.events.size(), 1U);
+  EXPECT_EQ(received.events.size(), 1U);
 }
 
-TEST_F(Events, CannotStartARequestInsideAnother) {
-  Heard heard;
+TEST_F(PackageEventTest, RejectsRequestFromCallbackOfRequest) {
+  ReceivedEvents received;
   const auto install = [](const char*, const char*, package_manager_event_type_e,
                           package_manager_event_state_e, int, package_manager_error_e, void* data) {
-    static_cast<Heard*>(data)->events.push_back(std::to_string(Uninstall("org.test.p")));
+    static_cast<ReceivedEvents*>(data)->events.push_back(std::to_string(Uninstall("org.test.p")));
   };
-  package_manager_h manager = Listen(&heard, install, PACKAGE_MANAGER_STATUS_TYPE_ALL);
+  package_manager_h manager = Listen(&received, install, PACKAGE_MANAGER_STATUS_TYPE_ALL);
   ASSERT_EQ(Install(PackageSpec()), PACKAGE_MANAGER_ERROR_NONE);
-  EXPECT_EQ(heard.events[0], std::to_string(PACKAGE_MANAGER_ERROR_SYSTEM_ERROR));
+  EXPECT_EQ(received.events[0], std::to_string(PACKAGE_MANAGER_ERROR_SYSTEM_ERROR));
   package_manager_destroy(manager);
 }
 
-TEST_F(Events, ReachAnotherProcessWithTheStateThatTheyAnnounce) {
+TEST_F(PackageEventTest, ReportsStateThatAnotherProcessSees) {
   StartListener("0");
   PackageSpec package;
   ASSERT_EQ(Install(package), PACKAGE_MANAGER_ERROR_NONE);
@@ -243,7 +246,7 @@ TEST_F(Events, ReachAnotherProcessWithTheStateThatTheyAnnounce) {
   EXPECT_TRUE(Sockets().empty());
 }
 
-TEST_F(Events, HaveBeenHandledWhenTheRequestReturns) {
+TEST_F(PackageEventTest, IsHandledBeforeRequestReturns) {
   StartListener("0");
   ASSERT_EQ(Install(PackageSpec()), PACKAGE_MANAGER_ERROR_NONE);
   for (int i = 0; i < 3; ++i) {
@@ -253,7 +256,7 @@ TEST_F(Events, HaveBeenHandledWhenTheRequestReturns) {
   StopListener();
 }
 
-TEST_F(Events, DoNotComeForARefusedPackage) {
+TEST_F(PackageEventTest, IsNotSentForInvalidPackage) {
   StartListener("0");
   test::WriteFile(Folder() + "/bad/tizen-manifest.xml", "<manifest/>");
   EXPECT_EQ(InstallPath(Folder() + "/bad"), PACKAGE_MANAGER_ERROR_INVALID_PARAMETER);
@@ -261,17 +264,17 @@ TEST_F(Events, DoNotComeForARefusedPackage) {
   StopListener();
 }
 
-TEST_F(Events, TellOfAFailureAfterTheStart) {
+TEST_F(PackageEventTest, ReportsFailureAfterStart) {
   StartListener("0");
-  // A file where the package's folder must go.
-  test::WriteFile(Root() + "/packages/org.test.p", "in the way");
+  // A file in place of the package's folder.
+  test::WriteFile(Root() + "/packages/org.test.p", "text");
   EXPECT_EQ(Install(PackageSpec()), PACKAGE_MANAGER_ERROR_IO_ERROR);
   EXPECT_EQ(NextReport(), kInstallEvents[0] + ": gone");
   EXPECT_EQ(NextReport(), "tpk org.test.p type 0 state 3 at 0 error -5: gone");
   StopListener();
 }
 
-TEST_F(Events, RemoveTheSocketOfADeadListener) {
+TEST_F(PackageEventTest, RemovesSocketOfExitedListener) {
   StartListener("0");
   test::Signal(listener_, SIGKILL);
   test::Await(listener_);
@@ -280,20 +283,20 @@ TEST_F(Events, RemoveTheSocketOfADeadListener) {
   EXPECT_TRUE(Sockets().empty());
 }
 
-TEST_F(Events, WaitALimitedTimeForAListenerThatDoesNotAnswer) {
-  const pid_t deaf = test::StartTool({"deaf"});
+TEST_F(PackageEventTest, WaitsForUnresponsiveListenerUntilTimeout) {
+  const pid_t unresponsive = test::StartTool({"listen-unresponsive"});
   ASSERT_EQ(NextReport(), "listening");
   ASSERT_EQ(Install(PackageSpec()), PACKAGE_MANAGER_ERROR_NONE);
   const auto begin = std::chrono::steady_clock::now();
   ASSERT_EQ(Uninstall("org.test.p"), PACKAGE_MANAGER_ERROR_NONE);
   const auto taken = std::chrono::steady_clock::now() - begin;
-  EXPECT_GE(taken, std::chrono::seconds(5)) << "files went before the time to let go was over";
+  EXPECT_GE(taken, std::chrono::seconds(5)) << "uninstalled before the timeout";
   EXPECT_NE(Log().find("has not acknowledged an event"), std::string::npos);
-  test::Signal(deaf, SIGKILL);
-  test::Await(deaf);
+  test::Signal(unresponsive, SIGKILL);
+  test::Await(unresponsive);
 }
 
-// Sends an event to this process's listener, and waits until it has been dropped or delivered.
+// Sends an event to this process's listener and waits until it has been acknowledged.
 void SendToOwnListener(const PackageEvent& event) {
   bool is_over = false;
   std::thread sender([&] {
@@ -310,10 +313,10 @@ void SendToOwnListener(const PackageEvent& event) {
   EXPECT_TRUE(is_over);
 }
 
-TEST_F(Events, AreDroppedWhenThePackageDatabaseSaysOtherwise) {
+TEST_F(PackageEventTest, IsDroppedWhenInconsistentWithPackageDatabase) {
   ASSERT_EQ(Install(PackageSpec()), PACKAGE_MANAGER_ERROR_NONE);
-  Heard heard;
-  package_manager_h manager = Listen(&heard, OnEvent, PACKAGE_MANAGER_STATUS_TYPE_ALL);
+  ReceivedEvents received;
+  package_manager_h manager = Listen(&received, OnEvent, PACKAGE_MANAGER_STATUS_TYPE_ALL);
   PackageEvent event;
   event.package_id = "org.test.p";
   event.type = PACKAGE_MANAGER_EVENT_TYPE_UNINSTALL;
@@ -328,28 +331,28 @@ TEST_F(Events, AreDroppedWhenThePackageDatabaseSaysOtherwise) {
     event.type = type;
     SendToOwnListener(event);
   }
-  EXPECT_TRUE(heard.events.empty()) << heard.events.front();
+  EXPECT_TRUE(received.events.empty()) << received.events.front();
   EXPECT_NE(Log().find("dropped a forged event from process " + std::to_string(getpid()) +
                        ": package org.test.p has another state"),
             std::string::npos);
   package_manager_destroy(manager);
 }
 
-// Its listeners may be slow: by then the installer is done.
-TEST_F(Events, AreTrueWhenTheyComeLate) {
-  Heard heard;
-  package_manager_h manager = Listen(&heard, OnEvent, PACKAGE_MANAGER_STATUS_TYPE_ALL);
+// A listener may receive events after the operation has finished.
+TEST_F(PackageEventTest, IsAcceptedWhenLate) {
+  ReceivedEvents received;
+  package_manager_h manager = Listen(&received, OnEvent, PACKAGE_MANAGER_STATUS_TYPE_ALL);
   PackageEvent event;
   event.package_id = "org.test.p";
   event.type = PACKAGE_MANAGER_EVENT_TYPE_UNINSTALL;
   SendToOwnListener(event);
   event.state = PACKAGE_MANAGER_EVENT_STATE_COMPLETED;
   SendToOwnListener(event);
-  EXPECT_EQ(heard.events.size(), 2U);
+  EXPECT_EQ(received.events.size(), 2U);
   package_manager_destroy(manager);
 }
 
-TEST_F(Events, SurviveTheirTransport) {
+TEST_F(PackageEventTest, RoundTripsThroughEncoding) {
   PackageEvent event;
   event.package_id = "org.test.p";
   event.type = PACKAGE_MANAGER_EVENT_TYPE_UPDATE;
@@ -373,9 +376,9 @@ TEST_F(Events, SurviveTheirTransport) {
   std::vector<uint8_t> unknown_type = bytes;
   unknown_type[0] = 9;
   EXPECT_FALSE(DecodeEvent(unknown_type));
-  constexpr size_t kErrorPlace = 6;
+  constexpr size_t kErrorOffset = 6;
   std::vector<uint8_t> unknown_error = bytes;
-  unknown_error[kErrorPlace] ^= 1U;
+  unknown_error[kErrorOffset] ^= 1U;
   EXPECT_FALSE(DecodeEvent(unknown_error));
 }
 

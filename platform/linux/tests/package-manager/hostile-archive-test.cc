@@ -1,7 +1,7 @@
 // Copyright 2026 The qor-handler-manager authors
 // SPDX-License-Identifier: Apache-2.0
 
-// Archives that are made to do harm, each around a manifest that is sound.
+// Archives with a valid manifest and one hostile entry.
 
 #include <gtest/gtest.h>
 #include <package_manager.h>
@@ -19,10 +19,10 @@ namespace {
 namespace fs = std::filesystem;
 using test::ArchiveWriter;
 
-// A version 1.0.0 is installed; each archive would be its update.
-class HostileArchive : public test::PlatformTest {
+// Version 1.0.0 of the package is installed; each archive contains an update.
+class HostileArchiveTest : public test::PlatformTest {
  protected:
-  HostileArchive() {
+  HostileArchiveTest() {
     EXPECT_EQ(Install(test::PackageSpec()), PACKAGE_MANAGER_ERROR_NONE);
     installed_ = FindPackage("org.test.p")->root_path;
     test::WriteFile(Folder() + "/secret", "untouched");
@@ -37,7 +37,7 @@ class HostileArchive : public test::PlatformTest {
     return writer;
   }
 
-  // `reason` stands behind the archive's name in the log.
+  // `reason` follows the archive's path in the log.
   void ExpectRefused(const std::string& reason) {
     EXPECT_EQ(InstallPath(archive_), PACKAGE_MANAGER_ERROR_INVALID_PARAMETER);
     EXPECT_NE(Log().find(archive_ + ":" + reason), std::string::npos) << Log();
@@ -53,48 +53,48 @@ class HostileArchive : public test::PlatformTest {
   std::string installed_;
 };
 
-TEST_F(HostileArchive, WithoutItsHarmIsAnUpdate) {
+TEST_F(HostileArchiveTest, InstallsUpdateWithoutHostileEntry) {
   Update();
   EXPECT_EQ(InstallPath(archive_), PACKAGE_MANAGER_ERROR_NONE) << Log();
   EXPECT_EQ(FindPackage("org.test.p")->version, "2.0.0");
 }
 
-TEST_F(HostileArchive, WithAClimbingPath) {
+TEST_F(HostileArchiveTest, RejectsPathWithDotDot) {
   Update().File("res/../../secret", "changed");
   ExpectRefused("res/../../secret: a path with \"..\" leaves the package");
 }
 
-TEST_F(HostileArchive, WithAnAbsolutePath) {
+TEST_F(HostileArchiveTest, RejectsAbsolutePath) {
   Update().File(Folder() + "/secret", "changed");
   ExpectRefused(Folder() + "/secret: an absolute path leaves the package");
 }
 
-TEST_F(HostileArchive, WithALinkOutOfThePackage) {
+TEST_F(HostileArchiveTest, RejectsLinkOutOfPackage) {
   Update().Link("res/link", "../../../../../secret");
   ExpectRefused("res/link: a link to \"../../../../../secret\" leaves the package");
 }
 
-TEST_F(HostileArchive, WithAnAbsoluteLink) {
+TEST_F(HostileArchiveTest, RejectsAbsoluteLink) {
   Update().Link("res/link", Folder() + "/secret");
   ExpectRefused("res/link: a link to \"" + Folder() + "/secret\" leaves the package");
 }
 
-TEST_F(HostileArchive, WithAFileBelowALinkedFolder) {
+TEST_F(HostileArchiveTest, RejectsFileBelowLinkedFolder) {
   Update().Link("way", "../../..").File("way/secret", "changed");
   ExpectRefused("way: duplicate entry, also used as a folder");
 }
 
-TEST_F(HostileArchive, WithALinkMadeThroughALinkedFolder) {
+TEST_F(HostileArchiveTest, RejectsLinkBelowLinkedFolder) {
   Update().Link("way", "res").Link("way/link", "../bin");
   ExpectRefused("way/link: way is not a folder");
 }
 
-TEST_F(HostileArchive, WithAHardLinkInAnotherFormat) {
+TEST_F(HostileArchiveTest, RejectsHardLinkInTarArchive) {
   Update(ArchiveWriter::Format::kTar).HardLink("res/link", Folder() + "/secret");
   ExpectRefused("start: Unrecognized archive format");
 }
 
-TEST_F(HostileArchive, WithASpecialFile) {
+TEST_F(HostileArchiveTest, RejectsSpecialFile) {
   for (const mode_t type : {mode_t{S_IFCHR}, mode_t{S_IFBLK}, mode_t{S_IFSOCK}}) {
     Update().File("res/special", "");
     test::SetTypeOfLastEntry(archive_, type | 0644);
@@ -102,21 +102,21 @@ TEST_F(HostileArchive, WithASpecialFile) {
   }
 }
 
-// The archive reader takes a pipe for an ordinary file.
-TEST_F(HostileArchive, WithAPipeMakesNone) {
+// The archive reader treats a pipe as a regular file.
+TEST_F(HostileArchiveTest, CreatesNoPipe) {
   Update().File("res/pipe", "");
   test::SetTypeOfLastEntry(archive_, S_IFIFO | 0644);
   ASSERT_EQ(InstallPath(archive_), PACKAGE_MANAGER_ERROR_NONE) << Log();
   EXPECT_TRUE(fs::is_regular_file(FindPackage("org.test.p")->root_path + "/res/pipe"));
 }
 
-TEST_F(HostileArchive, WithTwoManifests) {
+TEST_F(HostileArchiveTest, RejectsSecondManifest) {
   Update().File("./tizen-manifest.xml", "<manifest/>");
   ExpectRefused("./tizen-manifest.xml: duplicate entry");
 }
 
-// The first folder of a chain that needs a descriptor for each level to be walked, in 8 KB.
-TEST_F(HostileArchive, WithFoldersInEachOther) {
+// Nested folders that fit in 8 KB and need one descriptor for each level when they are walked.
+TEST_F(HostileArchiveTest, RejectsDeeplyNestedFolders) {
   std::string chain;
   for (int i = 0; i < 1900; ++i) chain += "d/";
   Update().File(chain + "text", "text");
@@ -127,21 +127,21 @@ TEST_F(HostileArchive, WithFoldersInEachOther) {
   EXPECT_EQ(InstallPath(archive_), PACKAGE_MANAGER_ERROR_NONE) << Log();
 }
 
-TEST_F(HostileArchive, WithTheSameNameInAnotherSpelling) {
+TEST_F(HostileArchiveTest, RejectsDuplicateInAnotherSpelling) {
   for (const char* name : {"res//note.txt", "./res/note.txt", "res/./note.txt"}) {
     Update().File(name, "again");
     ExpectRefused(std::string(name) + ": duplicate entry");
   }
 }
 
-TEST_F(HostileArchive, WithAFolderInPlaceOfAFile) {
+TEST_F(HostileArchiveTest, RejectsFolderInPlaceOfFile) {
   Update().Folder("res/note.txt/");
   ExpectRefused("res/note.txt/: duplicate entry");
   Update().File("res/note.txt/below", "text");
   ExpectRefused("res/note.txt/below: res/note.txt is not a folder");
 }
 
-TEST_F(HostileArchive, WithSixtyFourBitSizesIsAnUpdateToo) {
+TEST_F(HostileArchiveTest, InstallsZip64Archive) {
   Update(ArchiveWriter::Format::kZip64);
   EXPECT_EQ(InstallPath(archive_), PACKAGE_MANAGER_ERROR_NONE) << Log();
   EXPECT_EQ(FindPackage("org.test.p")->version, "2.0.0");
@@ -154,7 +154,7 @@ std::string SizeField(uint64_t size) {
   return bytes;
 }
 
-TEST_F(HostileArchive, WithAForgedSixtyFourBitSize) {
+TEST_F(HostileArchiveTest, RejectsForgedZip64Size) {
   constexpr uint64_t kSize = 54'321;
   for (const uint64_t forged : {uint64_t{1} << 40, uint64_t{1} << 63, UINT64_MAX}) {
     Update(ArchiveWriter::Format::kZip64).File("res/large", std::string(kSize, 'l'));
@@ -169,7 +169,7 @@ TEST_F(HostileArchive, WithAForgedSixtyFourBitSize) {
   }
 }
 
-TEST_F(HostileArchive, WithAnEndlessFileInAFewBytes) {
+TEST_F(HostileArchiveTest, RejectsDecompressionBomb) {
   Update().File("res/zeros", std::string(8 << 20, '\0'));
   ExpectRefused("res/zeros: the package unpacks to more than 200 times its size");
 }

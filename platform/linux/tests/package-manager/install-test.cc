@@ -22,7 +22,7 @@ using test::PackageSpec;
 using test::SortedNames;
 using test::Take;
 
-class Installing : public test::PlatformTest {
+class InstallTest : public test::PlatformTest {
  protected:
   static std::string RootPathOf(const std::string& package_id) {
     package_info_h info = nullptr;
@@ -36,7 +36,7 @@ class Installing : public test::PlatformTest {
   std::string PackageFolder() const { return Root() + "/packages/org.test.p"; }
 };
 
-TEST_F(Installing, AFolderMakesAPackageThatQueriesKnow) {
+TEST_F(InstallTest, InstallsFolder) {
   PackageSpec package;
   package.version = "1.2.3";
   package.preload = true;
@@ -71,21 +71,21 @@ TEST_F(Installing, AFolderMakesAPackageThatQueriesKnow) {
   EXPECT_EQ(test::ReadFile(root + "/res/note.txt"), "version 1.2.3");
 }
 
-TEST_F(Installing, AnArchiveMakesTheSamePackage) {
+TEST_F(InstallTest, InstallsArchive) {
   test::WritePackage(Folder() + "/source", PackageSpec());
   test::ArchiveWriter(Folder() + "/p.tpk").Tree(Folder() + "/source");
   ASSERT_EQ(InstallPath(Folder() + "/p.tpk"), PACKAGE_MANAGER_ERROR_NONE);
   EXPECT_EQ(test::ReadFile(RootPathOf("org.test.p") + "/res/note.txt"), "version 1.0.0");
 }
 
-TEST_F(Installing, AManifestErrorInAnArchiveNamesTheArchive) {
+TEST_F(InstallTest, NamesArchiveInManifestError) {
   test::ArchiveWriter(Folder() + "/p.tpk").File("tizen-manifest.xml", "<manifest/>");
   EXPECT_EQ(InstallPath(Folder() + "/p.tpk"), PACKAGE_MANAGER_ERROR_INVALID_PARAMETER);
   EXPECT_NE(Log().find(Folder() + "/p.tpk/tizen-manifest.xml:1: the package id is missing"),
             std::string::npos);
 }
 
-TEST_F(Installing, AnInstalledIdIsAnUpdateThatLeavesOneGeneration) {
+TEST_F(InstallTest, UpdatesInstalledPackageAndKeepsOneGeneration) {
   PackageSpec package;
   package.preload = true;
   ASSERT_EQ(Install(package), PACKAGE_MANAGER_ERROR_NONE);
@@ -99,10 +99,10 @@ TEST_F(Installing, AnInstalledIdIsAnUpdateThatLeavesOneGeneration) {
   EXPECT_EQ(test::ReadFile(root + "/res/note.txt"), "version 2.0.0");
   EXPECT_EQ(SortedNames(PackageFolder()).size(), 1U);
   EXPECT_TRUE(SortedNames(Root() + "/staging").empty());
-  EXPECT_TRUE(FindPackage("org.test.p")->preload) << "an updated preloaded package stays one";
+  EXPECT_TRUE(FindPackage("org.test.p")->preload) << "an update keeps the package preloaded";
 }
 
-TEST_F(Installing, TheExecutableInTheDatabaseIsItsRealPath) {
+TEST_F(InstallTest, StoresRealPathOfExecutable) {
   const std::string link = Folder() + "/link";
   fs::create_directory_symlink(Root(), link);
   setenv("QOR_PLATFORM_ROOT", link.c_str(), 1);
@@ -111,7 +111,7 @@ TEST_F(Installing, TheExecutableInTheDatabaseIsItsRealPath) {
   EXPECT_EQ(executable, fs::canonical(executable));
 }
 
-TEST_F(Installing, UninstallRemovesFilesRecordsAndData) {
+TEST_F(InstallTest, UninstallRemovesFilesRecordsAndData) {
   ASSERT_EQ(Install(PackageSpec()), PACKAGE_MANAGER_ERROR_NONE);
   test::WriteFile(Root() + "/data/org.test.p.app/file", "data");
   test::WriteFile(Root() + "/data/host.agent/file", "data");
@@ -123,7 +123,7 @@ TEST_F(Installing, UninstallRemovesFilesRecordsAndData) {
   EXPECT_TRUE(SortedNames(Root() + "/staging").empty());
 }
 
-TEST_F(Installing, AnUpdateKeepsTheDataOfApplicationsThatStay) {
+TEST_F(InstallTest, UpdateKeepsDataOfRemainingApplications) {
   ASSERT_EQ(Install(PackageSpec()), PACKAGE_MANAGER_ERROR_NONE);
   test::WriteFile(Root() + "/data/org.test.p.app/file", "data");
   PackageSpec package;
@@ -135,13 +135,13 @@ TEST_F(Installing, AnUpdateKeepsTheDataOfApplicationsThatStay) {
   EXPECT_FALSE(fs::exists(Root() + "/data/org.test.p.app"));
 }
 
-TEST_F(Installing, UninstallOfAnUnknownPackageIsNoSuchPackage) {
+TEST_F(InstallTest, UninstallOfUnknownPackageFails) {
   EXPECT_EQ(Uninstall("org.test.p"), PACKAGE_MANAGER_ERROR_NO_SUCH_PACKAGE);
   package_info_h info = nullptr;
   EXPECT_EQ(package_info_create("org.test.p", &info), PACKAGE_MANAGER_ERROR_NO_SUCH_PACKAGE);
 }
 
-TEST_F(Installing, ARootThatCannotBeWrittenIsNamed) {
+TEST_F(InstallTest, NamesRootThatCannotBeWritten) {
   const std::string file = Folder() + "/file";
   test::WriteFile(file, "");
   setenv("QOR_PLATFORM_ROOT", (file + "/root").c_str(), 1);
@@ -149,8 +149,8 @@ TEST_F(Installing, ARootThatCannotBeWrittenIsNamed) {
   EXPECT_NE(Log().find("cannot create folder " + file + "/root"), std::string::npos) << Log();
 }
 
-// As an earlier version of this platform may have installed it.
-TEST_F(Installing, UninstallingRemovesNoDataOfProcessesThatAreNotInstalled) {
+// Earlier versions of this platform may have accepted such application ids.
+TEST_F(InstallTest, UninstallKeepsDataOfHostProcesses) {
   PackageRecord package;
   package.id = "org.test.q";
   package.version = "1.0.0";
@@ -170,7 +170,7 @@ TEST_F(Installing, UninstallingRemovesNoDataOfProcessesThatAreNotInstalled) {
     EXPECT_EQ(test::ReadFile(Root() + "/data/" + folder + "/file"), "data") << folder;
 }
 
-TEST_F(Installing, LeftoversOfWhatIsNoPackageRemoveNothingElse) {
+TEST_F(InstallTest, IgnoresStagingEntriesWithoutValidId) {
   test::WriteFile(Root() + "/data/precious/file", "data");
   for (const char* name : {"1@..", "2@.", "3@"})
     fs::create_directories(Root() + "/staging/" + name);
@@ -182,7 +182,7 @@ TEST_F(Installing, LeftoversOfWhatIsNoPackageRemoveNothingElse) {
   EXPECT_TRUE(test::SortedNames(Root() + "/staging").empty());
 }
 
-TEST_F(Installing, LeftoversThatCannotBeRemovedPreventNoInstall) {
+TEST_F(InstallTest, InstallsDespiteStagingEntryThatCannotBeRemoved) {
   const std::string leftover = Root() + "/staging/1";
   test::WriteFile(leftover + "/content/text", "text");
   {
@@ -195,13 +195,13 @@ TEST_F(Installing, LeftoversThatCannotBeRemovedPreventNoInstall) {
   EXPECT_FALSE(fs::exists(leftover));
 }
 
-TEST_F(Installing, ABrokenDatabaseIsNamed) {
+TEST_F(InstallTest, NamesCorruptDatabase) {
   test::WriteFile(Root() + "/packages.db", std::string(5000, 'x'));
   EXPECT_EQ(Install(PackageSpec()), PACKAGE_MANAGER_ERROR_SYSTEM_ERROR);
   EXPECT_NE(Log().find(Root() + "/packages.db: "), std::string::npos) << Log();
 }
 
-TEST_F(Installing, ARootOfAnyLengthWorks) {
+TEST_F(InstallTest, SupportsLongRootPath) {
   std::string root = Folder();
   while (root.size() < 400) root += "/a-rather-long-folder-name-that-goes-on-and-on";
   UseRoot(root);
@@ -209,7 +209,7 @@ TEST_F(Installing, ARootOfAnyLengthWorks) {
   EXPECT_EQ(InstalledCount(), 1);
 }
 
-TEST_F(Installing, AnotherProcessSeesItAndThisOneSeesTheOthers) {
+TEST_F(InstallTest, IsVisibleAcrossProcesses) {
   test::WritePackage(Folder() + "/source", PackageSpec());
   EXPECT_EQ(InstalledCount(), 0);
   EXPECT_EQ(test::RunTool({"install", Folder() + "/source"}), 0);
@@ -218,7 +218,7 @@ TEST_F(Installing, AnotherProcessSeesItAndThisOneSeesTheOthers) {
   EXPECT_NE(test::RunTool({"uninstall", "org.test.p"}), 0);
 }
 
-TEST_F(Installing, TwoProcessesTakeTurns) {
+TEST_F(InstallTest, SerializesTwoProcesses) {
   for (const char* id : {"org.test.p", "org.test.q"}) {
     PackageSpec package;
     package.id = id;
@@ -232,7 +232,7 @@ TEST_F(Installing, TwoProcessesTakeTurns) {
   EXPECT_EQ(InstalledCount(), 2);
 }
 
-TEST_F(Installing, ForeachStopsWhenTheCallbackSaysSo) {
+TEST_F(InstallTest, ForeachStopsWhenCallbackReturnsFalse) {
   for (const char* id : {"org.test.p", "org.test.q"}) {
     PackageSpec package;
     package.id = id;
@@ -248,7 +248,7 @@ TEST_F(Installing, ForeachStopsWhenTheCallbackSaysSo) {
   EXPECT_EQ(calls, 1);
 }
 
-TEST_F(Installing, NullParametersAreInvalid) {
+TEST_F(InstallTest, RejectsNullParameters) {
   package_manager_request_h request = nullptr;
   ASSERT_EQ(package_manager_request_create(&request), PACKAGE_MANAGER_ERROR_NONE);
   EXPECT_EQ(package_manager_request_install(request, nullptr, nullptr),

@@ -1,8 +1,8 @@
 // Copyright 2026 The qor-handler-manager authors
 // SPDX-License-Identifier: Apache-2.0
 
-// Kills an installer just before each of its system calls that change files, in turn, and looks at
-// what is left.
+// Kills an installer before each of its system calls that modify files, in turn, and checks that
+// the operation is atomic and that the next request cleans up.
 #include <gtest/gtest.h>
 
 #include <cstdlib>
@@ -14,26 +14,26 @@
 namespace platform {
 namespace {
 
-class Interrupted : public test::InterruptedOperationTest {
+class InterruptedInstallTest : public test::InterruptedOperationTest {
  protected:
-  Interrupted() {
-    // The leak checker cannot work in a process that is traced.
+  InterruptedInstallTest() {
+    // LeakSanitizer does not work under ptrace.
     setenv("ASAN_OPTIONS", "detect_leaks=0", 1);
   }
 
   void KillAtEveryStep(const Operation& operation) {
     InterruptAtEveryStep(operation, [&](int step) {
-      return test::KillAtSystemCall({test::ToolPath(), operation.word, operation.argument}, step,
+      return test::KillAtSystemCall({test::ToolPath(), operation.command, operation.argument}, step,
                                     test::ModifiesFiles);
     });
   }
 };
 
-TEST_F(Interrupted, FirstInstallLeavesNothingOrAllOfIt) { KillAtEveryStep(FirstInstall()); }
+TEST_F(InterruptedInstallTest, FirstInstallIsAtomic) { KillAtEveryStep(FirstInstall()); }
 
-TEST_F(Interrupted, UpdateLeavesTheOldVersionOrTheNewOne) { KillAtEveryStep(Update()); }
+TEST_F(InterruptedInstallTest, UpdateIsAtomic) { KillAtEveryStep(Update()); }
 
-TEST_F(Interrupted, UninstallLeavesAllOfItOrNothing) { KillAtEveryStep(Removal()); }
+TEST_F(InterruptedInstallTest, UninstallIsAtomic) { KillAtEveryStep(Removal()); }
 
 }  // namespace
 }  // namespace platform

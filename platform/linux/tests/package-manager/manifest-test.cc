@@ -21,16 +21,16 @@ using test::PackageSpec;
 using test::WriteFile;
 
 constexpr char kOpen[] = R"(<manifest package="org.test.q" version="1.0.0">)";
-constexpr char kSound[] = R"(<service-application appid="org.test.q.app" exec="app"/>)";
+constexpr char kValidApplication[] = R"(<service-application appid="org.test.q.app" exec="app"/>)";
 
-struct Refusal {
+struct InvalidManifest {
   const char* name;
   std::string manifest;
   int line;
   std::string reason;
 };
 
-void PrintTo(const Refusal& refusal, std::ostream* out) { *out << refusal.name; }
+void PrintTo(const InvalidManifest& invalid, std::ostream* out) { *out << invalid.name; }
 
 std::string Application(const std::string& attributes) {
   return "<service-application " + attributes + "/>";
@@ -51,9 +51,10 @@ std::string Nested(int levels) {
   return begins + ends;
 }
 
-class RefusedManifest : public test::PlatformTest, public testing::WithParamInterface<Refusal> {};
+class InvalidManifestTest : public test::PlatformTest,
+                            public testing::WithParamInterface<InvalidManifest> {};
 
-TEST_P(RefusedManifest, LeavesTheInstalledStateAndNamesFileLineAndReason) {
+TEST_P(InvalidManifestTest, KeepsInstalledStateAndNamesFileLineAndReason) {
   ASSERT_EQ(Install(PackageSpec()), PACKAGE_MANAGER_ERROR_NONE);
   const auto before = test::SortedNames(Root() + "/packages/org.test.p");
 
@@ -76,32 +77,34 @@ TEST_P(RefusedManifest, LeavesTheInstalledStateAndNamesFileLineAndReason) {
   EXPECT_TRUE(test::SortedNames(Root() + "/staging").empty());
 }
 
-const Refusal kRefusals[] = {
+const InvalidManifest kInvalidManifests[] = {
     {"MissingFile", "", 1, "the package has no manifest"},
-    {"BrokenXml", Lines({kOpen, kSound, "</manifes>"}), 3, "Start-end tags mismatch"},
+    {"BrokenXml", Lines({kOpen, kValidApplication, "</manifes>"}), 3, "Start-end tags mismatch"},
     {"NoXml", "hello", 1, ""},
     {"TooLong", kOpen + std::string(1024 * 1024, ' '), 1, "the manifest is longer than"},
     {"WrongRoot", Lines({"", "<package/>"}), 2, "the root element is <package>"},
-    {"MissingPackageId", Lines({R"(<manifest version="1.0.0">)", kSound, "</manifest>"}), 1,
-     "the package id is missing"},
+    {"MissingPackageId", Lines({R"(<manifest version="1.0.0">)", kValidApplication, "</manifest>"}),
+     1, "the package id is missing"},
     {"PackageIdWithASlash",
-     Lines({R"(<manifest package="a/b" version="1.0.0">)", kSound, "</manifest>"}), 1,
+     Lines({R"(<manifest package="a/b" version="1.0.0">)", kValidApplication, "</manifest>"}), 1,
      "\"a/b\" is not a package id"},
     {"PackageIdOfDots",
-     Lines({R"(<manifest package=".." version="1.0.0">)", kSound, "</manifest>"}), 1,
+     Lines({R"(<manifest package=".." version="1.0.0">)", kValidApplication, "</manifest>"}), 1,
      "\"..\" is not a package id"},
     {"LongPackageId",
-     Lines({"<manifest package=\"" + std::string(50, 'a') + "\" version=\"1.0.0\">", kSound,
-            "</manifest>"}),
+     Lines({"<manifest package=\"" + std::string(50, 'a') + "\" version=\"1.0.0\">",
+            kValidApplication, "</manifest>"}),
      1, "\"" + std::string(50, 'a') + "\" is not a package id"},
-    {"MissingVersion", Lines({R"(<manifest package="org.test.q">)", kSound, "</manifest>"}), 1,
+    {"MissingVersion",
+     Lines({R"(<manifest package="org.test.q">)", kValidApplication, "</manifest>"}), 1,
      "the version is missing"},
     {"VersionOfTwoNumbers",
-     Lines({R"(<manifest package="org.test.q" version="1.0">)", kSound, "</manifest>"}), 1,
-     "\"1.0\" is not a version"},
+     Lines({R"(<manifest package="org.test.q" version="1.0">)", kValidApplication, "</manifest>"}),
+     1, "\"1.0\" is not a version"},
     {"VersionTooHigh",
-     Lines({R"(<manifest package="org.test.q" version="1.256.0">)", kSound, "</manifest>"}), 1,
-     "\"1.256.0\" is not a version"},
+     Lines({R"(<manifest package="org.test.q" version="1.256.0">)", kValidApplication,
+            "</manifest>"}),
+     1, "\"1.256.0\" is not a version"},
     {"NoApplication", Lines({"<?xml version=\"1.0\"?>", kOpen, "</manifest>"}), 2,
      "the package has no application"},
     {"ElementsOfAnyDepth", kOpen + Nested(100'000) + "</manifest>", 1,
@@ -124,11 +127,13 @@ const Refusal kRefusals[] = {
             "</manifest>"}),
      2, "\"" + std::string(80, 'a') + "\" is not an application id"},
     {"AppIdTwice",
-     Lines({kOpen, kSound, Application("appid=\"org.test.q.app\" exec=\"other\""), "</manifest>"}),
+     Lines({kOpen, kValidApplication, Application("appid=\"org.test.q.app\" exec=\"other\""),
+            "</manifest>"}),
      3, "duplicate application id org.test.q.app"},
     {"ExecutableTwice",
-     Lines({kOpen, kSound, Application("appid=\"org.test.q.two\" exec=\"app\""), "</manifest>"}), 3,
-     "application org.test.q.app has the same executable"},
+     Lines({kOpen, kValidApplication, Application("appid=\"org.test.q.two\" exec=\"app\""),
+            "</manifest>"}),
+     3, "application org.test.q.app has the same executable"},
     {"AppIdOfAnotherPackage",
      Lines({kOpen, Application("appid=\"org.test.p.app\" exec=\"app\""), "</manifest>"}), 2,
      "application org.test.p.app belongs to installed package org.test.p"},
@@ -151,17 +156,17 @@ const Refusal kRefusals[] = {
             R"(<metadata value="v"/>)", "</service-application>", "</manifest>"}),
      4, "metadata without a key"},
     {"PrivilegeWithoutName",
-     Lines({kOpen, kSound, "<privileges>", "<privilege> </privilege>", "</privileges>",
+     Lines({kOpen, kValidApplication, "<privileges>", "<privilege> </privilege>", "</privileges>",
             "</manifest>"}),
      4, "privilege without a name"},
 };
 
-INSTANTIATE_TEST_SUITE_P(Manifest, RefusedManifest, testing::ValuesIn(kRefusals),
-                         [](const auto& refusal) { return std::string(refusal.param.name); });
+INSTANTIATE_TEST_SUITE_P(Manifest, InvalidManifestTest, testing::ValuesIn(kInvalidManifests),
+                         [](const auto& invalid) { return std::string(invalid.param.name); });
 
-class Manifest : public test::PlatformTest {};
+class ManifestTest : public test::PlatformTest {};
 
-TEST_F(Manifest, SaysWhatThePackageIs) {
+TEST_F(ManifestTest, ParsesPackage) {
   const std::string folder = Folder() + "/package";
   WriteFile(folder + "/bin/ui", "#!", true);
   WriteFile(folder + "/bin/deep/service", "#!", true);
@@ -202,16 +207,16 @@ TEST_F(Manifest, SaysWhatThePackageIs) {
                                       "http://tizen.org/privilege/appmanager.launch"}));
 }
 
-TEST_F(Manifest, NamesTheRealFileOfAnExecutableThatIsALink) {
+TEST_F(ManifestTest, ResolvesLinkToExecutable) {
   const std::string folder = Folder() + "/package";
   WriteFile(folder + "/bin/real", "#!", true);
   fs::create_symlink("real", folder + "/bin/app");
-  WriteFile(folder + "/tizen-manifest.xml", Lines({kOpen, kSound, "</manifest>"}));
+  WriteFile(folder + "/tizen-manifest.xml", Lines({kOpen, kValidApplication, "</manifest>"}));
   EXPECT_EQ(ReadManifest(folder, "shown").applications[0].executable, "bin/real");
 }
 
-TEST_F(Manifest, RejectsTooManyApplications) {
-  constexpr int kMost = 16;
+TEST_F(ManifestTest, RejectsTooManyApplications) {
+  constexpr int kMax = 16;
   const std::string folder = Folder() + "/package";
   const auto manifest_of = [&folder](int applications) {
     std::string text = Lines({kOpen});
@@ -222,14 +227,14 @@ TEST_F(Manifest, RejectsTooManyApplications) {
     }
     return text + "</manifest>";
   };
-  WriteFile(folder + "/tizen-manifest.xml", manifest_of(kMost));
-  EXPECT_EQ(ReadManifest(folder, "shown").applications.size(), static_cast<size_t>(kMost));
-  WriteFile(folder + "/tizen-manifest.xml", manifest_of(kMost + 1));
+  WriteFile(folder + "/tizen-manifest.xml", manifest_of(kMax));
+  EXPECT_EQ(ReadManifest(folder, "shown").applications.size(), static_cast<size_t>(kMax));
+  WriteFile(folder + "/tizen-manifest.xml", manifest_of(kMax + 1));
   try {
     ReadManifest(folder, "shown");
     ADD_FAILURE() << "not rejected";
-  } catch (const InvalidPackageError& refusal) {
-    EXPECT_EQ(std::string(refusal.what()),
+  } catch (const InvalidPackageError& invalid) {
+    EXPECT_EQ(std::string(invalid.what()),
               "shown/tizen-manifest.xml:18: the package has more than 16 applications");
   }
 }

@@ -21,12 +21,12 @@ namespace {
 
 namespace fs = std::filesystem;
 
-class RemoveTree : public test::PlatformTest {
+class RemoveTreeTest : public test::PlatformTest {
  protected:
-  RemoveTree() { fs::create_directories(tree_); }
+  RemoveTreeTest() { fs::create_directories(tree_); }
 
-  // In a process that is not root's and has few descriptors left, so that neither makes up for a
-  // fault. False when that fails.
+  // Runs the action in a process without root's privileges and with few descriptors, which would
+  // hide errors. Returns false when the action throws.
   static bool RunAsOrdinaryUser(const std::function<void()>& action) {
     const pid_t pid = fork();
     if (pid == 0) {
@@ -48,7 +48,7 @@ class RemoveTree : public test::PlatformTest {
     return status == 0;
   }
 
-  // As an ordinary user, so that the tree is made and removed by the same one.
+  // Creates the tree and removes it as the same ordinary user.
   void ExpectRemovedAfter(const std::function<void()>& make) {
     chmod(Folder().c_str(), 0777);
     chmod(tree_.c_str(), 0777);
@@ -65,7 +65,7 @@ class RemoveTree : public test::PlatformTest {
   const std::string tree_ = Folder() + "/tree";
 };
 
-TEST_F(RemoveTree, RemovesFilesFoldersAndLinks) {
+TEST_F(RemoveTreeTest, RemovesFilesFoldersAndLinks) {
   test::WriteFile(tree_ + "/a/b/text", "text");
   test::WriteFile(tree_ + "/a/text", "text");
   fs::create_directories(tree_ + "/c/d");
@@ -75,7 +75,7 @@ TEST_F(RemoveTree, RemovesFilesFoldersAndLinks) {
   EXPECT_TRUE(fs::exists(Folder()));
 }
 
-TEST_F(RemoveTree, RemovesAFileAndTakesAMissingOne) {
+TEST_F(RemoveTreeTest, RemovesFileAndIgnoresMissingOne) {
   test::WriteFile(tree_ + "/text", "text");
   platform::RemoveTree(tree_ + "/text");
   EXPECT_FALSE(fs::exists(tree_ + "/text"));
@@ -83,7 +83,7 @@ TEST_F(RemoveTree, RemovesAFileAndTakesAMissingOne) {
   EXPECT_NO_THROW(platform::RemoveTree(tree_ + "/missing/text"));
 }
 
-TEST_F(RemoveTree, FollowsNoLinks) {
+TEST_F(RemoveTreeTest, FollowsNoLinks) {
   test::WriteFile(Folder() + "/precious/text", "text");
   fs::create_directory_symlink(Folder() + "/precious", tree_ + "/link");
   fs::create_directory_symlink(Folder() + "/precious", Folder() + "/link");
@@ -93,18 +93,18 @@ TEST_F(RemoveTree, FollowsNoLinks) {
   EXPECT_EQ(test::ReadFile(Folder() + "/precious/text"), "text");
 }
 
-TEST_F(RemoveTree, NeedsNoDescriptorForEachLevel) {
+TEST_F(RemoveTreeTest, UsesConstantNumberOfDescriptors) {
   ExpectRemovedAfter([this] { test::MakeDeepFolder(tree_, "d", 100); });
 }
 
-TEST_F(RemoveTree, RemovesFoldersThatNoPathLeadsTo) {
+TEST_F(RemoveTreeTest, RemovesFoldersBeyondMaximumPathLength) {
   ExpectRemovedAfter([this] {
     test::MakeDeepFolder(tree_, std::string(200, 'd'), 100);
     test::MakeDeepFolder(tree_, "e", 500);
   });
 }
 
-TEST_F(RemoveTree, RemovesFoldersThatTheirOwnerMayNotChange) {
+TEST_F(RemoveTreeTest, RemovesFoldersWithoutOwnerPermissions) {
   ExpectRemovedAfter([this] {
     for (const mode_t mode : {0U, 0500U, 0200U}) {
       const std::string folder = tree_ + "/" + std::to_string(mode);
@@ -115,7 +115,7 @@ TEST_F(RemoveTree, RemovesFoldersThatTheirOwnerMayNotChange) {
   });
 }
 
-TEST_F(RemoveTree, NamesWhatCannotBeRemoved) {
+TEST_F(RemoveTreeTest, NamesPathThatCannotBeRemoved) {
   const std::string file = Folder() + "/file";
   test::WriteFile(file, "text");
   try {

@@ -85,7 +85,8 @@ ArchiveWriter& ArchiveWriter::Tree(const std::string& folder) {
 }
 
 void SetTypeOfLastEntry(const std::string& path, mode_t type_and_mode) {
-  // A record of the archive's directory: "PK\1\2", and its mode at a fixed place, low byte first.
+  // A record of the central directory begins with "PK\1\2". The mode is the upper half of the
+  // external attributes at offset 38, little-endian.
   constexpr size_t kModeOffset = 40;
   std::string bytes = ReadFile(path);
   const size_t record = bytes.rfind("PK\1\2");

@@ -14,7 +14,7 @@ struct archive_entry;
 
 namespace platform::test {
 
-// Writes a package archive, sound or not. Complete when the writer goes out of scope.
+// Writes a package archive, valid or not. The archive is complete when the writer is destroyed.
 class ArchiveWriter {
  public:
   enum class Format { kZip, kZip64, kTar };
@@ -24,9 +24,9 @@ class ArchiveWriter {
   ArchiveWriter& File(const std::string& name, const std::string& content, mode_t mode = 0644);
   ArchiveWriter& Folder(const std::string& name);
   ArchiveWriter& Link(const std::string& name, const std::string& target);
-  // Only in a tar archive.
+  // Supported by tar archives only.
   ArchiveWriter& HardLink(const std::string& name, const std::string& target);
-  // Everything below a folder.
+  // Adds everything below a folder.
   ArchiveWriter& Tree(const std::string& folder);
 
  private:
@@ -40,7 +40,7 @@ class ArchiveWriter {
   std::unique_ptr<archive, Closer> archive_;
 };
 
-// Makes the last entry of a finished zip archive something of another type, such as S_IFIFO.
+// Changes the type of the last entry of a complete zip archive, for example to S_IFIFO.
 void SetTypeOfLastEntry(const std::string& path, mode_t type_and_mode);
 
 }  // namespace platform::test

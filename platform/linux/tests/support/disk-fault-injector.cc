@@ -21,7 +21,7 @@ using Kind = DiskFaultInjector::Kind;
 struct State {
   std::string folder;
   Kind kind = Kind::kFull;
-  int to_go = 0;
+  int calls_left = 0;
   bool has_failed = false;
 };
 
@@ -32,13 +32,13 @@ std::string PathOf(int fd) {
   return std::filesystem::read_symlink("/proc/self/fd/" + std::to_string(fd), error);
 }
 
-// errno's value for a call on this path, 0 when it may go on.
-int FailureOf(const std::string& path, bool takes_room) {
+// Returns the errno value with which a call on the path fails, 0 if it succeeds.
+int FailureOf(const std::string& path, bool needs_space) {
   if (state == nullptr || path.compare(0, state->folder.size() + 1, state->folder + "/") != 0)
     return 0;
-  if (state->kind == Kind::kFull && !takes_room) return 0;
-  if (state->to_go > 1) {
-    --state->to_go;
+  if (state->kind == Kind::kFull && !needs_space) return 0;
+  if (state->calls_left > 1) {
+    --state->calls_left;
     return 0;
   }
   if (state->kind == Kind::kOneFailure && state->has_failed) return 0;
@@ -77,26 +77,26 @@ DiskFaultInjector::~DiskFaultInjector() {
 
 bool DiskFaultInjector::HasFailed() const { return state->has_failed; }
 
-// In place of the C library's, whose declarations may be more than plain ones. A path without a
-// folder in front does not occur.
-#define IN_PLACE_OF(name) __asm__(#name) __attribute__((visibility("default"), used))
+// Definitions with the C library's symbol names. Separate names in the source avoid conflicts with
+// the attributes and macros of the C library's declarations. Relative paths do not occur.
+#define INTERPOSES(name) __asm__(#name) __attribute__((visibility("default"), used))
 
-#define ON_DESCRIPTOR(name, result, takes_room, parameters, ...)                  \
-  extern "C" result Failing_##name parameters IN_PLACE_OF(name);                  \
-  extern "C" result Failing_##name parameters {                                   \
-    const int failure = state == nullptr ? 0 : FailureOf(PathOf(fd), takes_room); \
-    return CallUnless<result parameters>(failure, #name, nullptr, __VA_ARGS__);   \
+#define INTERPOSE_ON_DESCRIPTOR(name, result, needs_space, parameters, ...)        \
+  extern "C" result Failing_##name parameters INTERPOSES(name);                    \
+  extern "C" result Failing_##name parameters {                                    \
+    const int failure = state == nullptr ? 0 : FailureOf(PathOf(fd), needs_space); \
+    return CallUnless<result parameters>(failure, #name, nullptr, __VA_ARGS__);    \
   }
 
-#define ON_PATH(name, takes_room, parameters, ...)                           \
-  extern "C" int Failing_##name parameters IN_PLACE_OF(name);                \
+#define INTERPOSE_ON_PATH(name, needs_space, parameters, ...)                \
+  extern "C" int Failing_##name parameters INTERPOSES(name);                 \
   extern "C" int Failing_##name parameters {                                 \
-    const int failure = state == nullptr ? 0 : FailureOf(path, takes_room);  \
+    const int failure = state == nullptr ? 0 : FailureOf(path, needs_space); \
     return CallUnless<int parameters>(failure, #name, nullptr, __VA_ARGS__); \
   }
 
-#define OPENING(name)                                                                            \
-  extern "C" int Failing_##name(const char* path, int flags, ...) IN_PLACE_OF(name);             \
+#define INTERPOSE_OPEN(name)                                                                     \
+  extern "C" int Failing_##name(const char* path, int flags, ...) INTERPOSES(name);              \
   extern "C" int Failing_##name(const char* path, int flags, ...) {                              \
     va_list rest;                                                                                \
     va_start(rest, flags);                                                                       \
@@ -116,34 +116,37 @@ int FailureOfOpening(const char* path, int flags) {
 
 }  // namespace
 
-OPENING(open)
-OPENING(open64)
-ON_DESCRIPTOR(write, ssize_t, true, (int fd, const void* bytes, size_t size), fd, bytes, size)
-ON_DESCRIPTOR(pwrite, ssize_t, true, (int fd, const void* bytes, size_t size, off_t offset), fd,
-              bytes, size, offset)
-ON_DESCRIPTOR(pwrite64, ssize_t, true, (int fd, const void* bytes, size_t size, off64_t offset), fd,
-              bytes, size, offset)
-ON_DESCRIPTOR(ftruncate, int, false, (int fd, off_t size), fd, size)
-ON_DESCRIPTOR(ftruncate64, int, false, (int fd, off64_t size), fd, size)
-ON_DESCRIPTOR(fchmod, int, false, (int fd, mode_t mode), fd, mode)
-ON_PATH(mkdir, true, (const char* path, mode_t mode), path, mode)
-ON_PATH(rename, false, (const char* path, const char* target), path, target)
-ON_PATH(unlink, false, (const char* path), path)
-ON_PATH(rmdir, false, (const char* path), path)
-ON_PATH(remove, false, (const char* path), path)
+INTERPOSE_OPEN(open)
+INTERPOSE_OPEN(open64)
+INTERPOSE_ON_DESCRIPTOR(write, ssize_t, true, (int fd, const void* bytes, size_t size), fd, bytes,
+                        size)
+INTERPOSE_ON_DESCRIPTOR(pwrite, ssize_t, true,
+                        (int fd, const void* bytes, size_t size, off_t offset), fd, bytes, size,
+                        offset)
+INTERPOSE_ON_DESCRIPTOR(pwrite64, ssize_t, true,
+                        (int fd, const void* bytes, size_t size, off64_t offset), fd, bytes, size,
+                        offset)
+INTERPOSE_ON_DESCRIPTOR(ftruncate, int, false, (int fd, off_t size), fd, size)
+INTERPOSE_ON_DESCRIPTOR(ftruncate64, int, false, (int fd, off64_t size), fd, size)
+INTERPOSE_ON_DESCRIPTOR(fchmod, int, false, (int fd, mode_t mode), fd, mode)
+INTERPOSE_ON_PATH(mkdir, true, (const char* path, mode_t mode), path, mode)
+INTERPOSE_ON_PATH(rename, false, (const char* path, const char* target), path, target)
+INTERPOSE_ON_PATH(unlink, false, (const char* path), path)
+INTERPOSE_ON_PATH(rmdir, false, (const char* path), path)
+INTERPOSE_ON_PATH(remove, false, (const char* path), path)
 
-// Nothing here outlives the machine, and waiting for its disk would take most of the time.
-#define SYNCING(name)                                           \
-  extern "C" int Failing_##name(int fd) IN_PLACE_OF(name);      \
+// Does not sync: tests do not survive a power failure, and syncing would dominate their run time.
+#define INTERPOSE_SYNC(name)                                    \
+  extern "C" int Failing_##name(int fd) INTERPOSES(name);       \
   extern "C" int Failing_##name(int fd) {                       \
     errno = state == nullptr ? 0 : FailureOf(PathOf(fd), true); \
     return errno == 0 ? 0 : -1;                                 \
   }
 
-SYNCING(fsync)
-SYNCING(fdatasync)
+INTERPOSE_SYNC(fsync)
+INTERPOSE_SYNC(fdatasync)
 
-extern "C" int FailingUnlinkat(int folder, const char* path, int flags) IN_PLACE_OF(unlinkat);
+extern "C" int FailingUnlinkat(int folder, const char* path, int flags) INTERPOSES(unlinkat);
 extern "C" int FailingUnlinkat(int folder, const char* path, int flags) {
   const std::string full = state == nullptr || *path == '/' ? path : PathOf(folder) + "/" + path;
   return CallUnless<int(int, const char*, int)>(FailureOf(full, false), "unlinkat", nullptr, folder,

@@ -8,15 +8,15 @@
 
 namespace platform::test {
 
-// As long as it lives, calls of this process that change files below a folder fail, from the one
-// with a number on, counted from 1. Sees the calls of every library that goes through the C
-// library's functions. One at a time; for programs with one thread.
+// While it exists, calls of this process that modify files below a folder fail, starting with the
+// call of the given number, counted from 1. Interposes functions of the C library, so calls of all
+// libraries fail. Only one at a time, in single-threaded programs.
 class DiskFaultInjector {
  public:
   enum class Kind {
-    kFull,        // ENOSPC to what takes room; what is there can be overwritten, moved and removed
-    kReadOnly,    // EROFS to everything
-    kOneFailure,  // EIO to the one call alone
+    kFull,        // ENOSPC for calls that need space; files can be overwritten, moved and removed
+    kReadOnly,    // EROFS for all calls
+    kOneFailure,  // EIO for the one call
   };
 
   DiskFaultInjector(std::string folder, Kind kind, int number);

@@ -24,8 +24,8 @@ InterruptedOperationTest::InterruptedOperationTest() {
 }
 
 int InterruptedOperationTest::Run(const Operation& operation) {
-  return operation.word == "install" ? InstallPath(operation.argument)
-                                     : Uninstall(operation.argument);
+  return operation.command == "install" ? InstallPath(operation.argument)
+                                        : Uninstall(operation.argument);
 }
 
 std::string InterruptedOperationTest::InstalledVersion() {
@@ -36,7 +36,7 @@ std::string InterruptedOperationTest::InstalledVersion() {
   return package->version;
 }
 
-// The first operation below a root has steps that later ones lack, so it gets a root of its own.
+// The first operation below a root creates the root's folders, so a first install needs a new root.
 void InterruptedOperationTest::Prepare(const Operation& operation, int step) {
   if (operation.old_version.empty()) {
     UseRoot(Folder() + "/root-" + std::to_string(step));
@@ -47,8 +47,8 @@ void InterruptedOperationTest::Prepare(const Operation& operation, int step) {
   ASSERT_EQ(InstalledVersion(), operation.old_version);
 }
 
-// A request that changes nothing itself clears away what the disturbed one left.
-void InterruptedOperationTest::ExpectNoLeftoversAfterTheNextRequest(const Operation& operation) {
+// Runs a request that changes nothing except for cleaning up after the interrupted one.
+void InterruptedOperationTest::ExpectCleanAfterNextRequest(const Operation& operation) {
   const std::string version = InstalledVersion();
   EXPECT_EQ(Uninstall("nobody"), PACKAGE_MANAGER_ERROR_NO_SUCH_PACKAGE);
   EXPECT_EQ(InstalledVersion(), version);
@@ -64,34 +64,34 @@ void InterruptedOperationTest::ExpectNoLeftoversAfterTheNextRequest(const Operat
             package != nullptr && !operation.old_version.empty());
 }
 
-void InterruptedOperationTest::ExpectOnlyKnownNames() const {
+void InterruptedOperationTest::ExpectNoUnknownFiles() const {
   const std::set<std::string> known = {"data",   "install.lock", "packages", "packages.db",
                                        "report", "run",          "staging"};
   for (const std::string& name : SortedNames(Root())) EXPECT_EQ(known.count(name), 1u) << name;
 }
 
-void InterruptedOperationTest::InterruptAtEveryStep(const Operation& operation,
-                                                    const std::function<bool(int step)>& disturb) {
+void InterruptedOperationTest::InterruptAtEveryStep(
+    const Operation& operation, const std::function<bool(int step)>& interrupt) {
   std::set<std::string> seen;
   int step = 1;
   for (;; ++step) {
-    SCOPED_TRACE("disturbed at step " + std::to_string(step));
+    SCOPED_TRACE("interrupted at step " + std::to_string(step));
     Prepare(operation, step);
     if (HasFailure()) return;
-    const bool was_disturbed = disturb(step);
+    const bool was_interrupted = interrupt(step);
     const std::string version = InstalledVersion();
     EXPECT_TRUE(version == operation.old_version || version == operation.new_version) << version;
     seen.insert(version);
-    ExpectNoLeftoversAfterTheNextRequest(operation);
+    ExpectCleanAfterNextRequest(operation);
     if (version == operation.old_version) {
       EXPECT_EQ(Run(operation), PACKAGE_MANAGER_ERROR_NONE) << Log();
       EXPECT_EQ(InstalledVersion(), operation.new_version);
     }
-    ExpectOnlyKnownNames();
-    if (HasFailure() || !was_disturbed) break;
+    ExpectNoUnknownFiles();
+    if (HasFailure() || !was_interrupted) break;
   }
   RecordProperty("steps", step - 1);
-  EXPECT_GT(step, 10) << "too few steps to have disturbed it at every one";
+  EXPECT_GT(step, 10) << "too few steps: the operation was not interrupted at all of them";
   EXPECT_EQ(seen, (std::set<std::string>{operation.old_version, operation.new_version}));
 }
 

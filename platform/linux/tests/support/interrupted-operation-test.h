@@ -12,14 +12,15 @@
 
 namespace platform::test {
 
-// An operation on one package that is disturbed at each of its steps in turn.
+// Tests of the atomicity of operations on one package: interrupts an operation at each of its steps
+// in turn.
 class InterruptedOperationTest : public PlatformTest {
  protected:
   struct Operation {
-    // "install" and a source folder, or "uninstall" and a package's id.
-    std::string word;
+    // "install" with a source folder, or "uninstall" with a package id.
+    std::string command;
     std::string argument;
-    // Of the package, "" for none.
+    // Versions of the package before and after, "" for none.
     std::string old_version;
     std::string new_version;
   };
@@ -30,24 +31,24 @@ class InterruptedOperationTest : public PlatformTest {
   Operation Update() const { return {"install", Source("2.0.0"), "1.0.0", "2.0.0"}; }
   static Operation Removal() { return {"uninstall", "org.test.p", "1.0.0", ""}; }
 
-  // In this process; the request's result.
+  // Runs the operation in this process. Returns the request's result.
   static int Run(const Operation& operation);
 
-  // The version that is installed, "" for none; all of it must be there.
+  // Returns the installed version, "" for none. Its files must be complete.
   static std::string InstalledVersion();
 
-  // Disturbs the operation at step 1, 2, 3 ..., each time in its old state, until `disturb` says
-  // that it came to its end before that step. After each: the old state or the new one, nothing
-  // left over once another request has run, and the operation does its work. Each of the two
-  // states was seen in the end.
+  // Calls `interrupt` for step 1, 2, 3 ..., each time with the old version installed, until it
+  // returns false because the operation has finished before that step. After each step, checks that
+  // the old or the new version is installed, that another request removes everything else, and that
+  // the operation succeeds when repeated. Both versions must have occurred.
   void InterruptAtEveryStep(const Operation& operation,
-                            const std::function<bool(int step)>& disturb);
+                            const std::function<bool(int step)>& interrupt);
 
  private:
   std::string Source(const std::string& version) const { return Folder() + "/source-" + version; }
   void Prepare(const Operation& operation, int step);
-  void ExpectNoLeftoversAfterTheNextRequest(const Operation& operation);
-  void ExpectOnlyKnownNames() const;
+  void ExpectCleanAfterNextRequest(const Operation& operation);
+  void ExpectNoUnknownFiles() const;
 };
 
 }  // namespace platform::test

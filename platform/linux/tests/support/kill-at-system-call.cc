@@ -46,61 +46,72 @@ bool ModifiesFiles(const __ptrace_syscall_info& call) {
 
 namespace {
 
-// Keeps the stops of a traced process from whoever looks for ended ones.
-class NoNewsOfChildren {
+// Blocks SIGCHLD, so that handlers of this process do not wait for the traced process.
+class SigchldBlocker {
  public:
-  NoNewsOfChildren() {
+  SigchldBlocker() {
     sigset_t signals;
     sigemptyset(&signals);
     sigaddset(&signals, SIGCHLD);
     pthread_sigmask(SIG_BLOCK, &signals, &before_);
   }
-  NoNewsOfChildren(const NoNewsOfChildren&) = delete;
-  NoNewsOfChildren& operator=(const NoNewsOfChildren&) = delete;
-  ~NoNewsOfChildren() { Allow(); }
-  void Allow() const { pthread_sigmask(SIG_SETMASK, &before_, nullptr); }
+  SigchldBlocker(const SigchldBlocker&) = delete;
+  SigchldBlocker& operator=(const SigchldBlocker&) = delete;
+  ~SigchldBlocker() { Restore(); }
+  void Restore() const { pthread_sigmask(SIG_SETMASK, &before_, nullptr); }
 
  private:
   sigset_t before_;
 };
 
-}  // namespace
-
-bool KillAtSystemCall(const std::vector<std::string>& arguments, int number,
-                      const SystemCallPredicate& is_step) {
-  std::vector<std::string> texts = arguments;
+// Starts the program stopped and traced by this process.
+pid_t StartTraced(std::vector<std::string> arguments, const SigchldBlocker& blocker) {
   std::vector<char*> pointers;
-  for (std::string& text : texts) pointers.push_back(text.data());
+  for (std::string& argument : arguments) pointers.push_back(argument.data());
   pointers.push_back(nullptr);
-  const NoNewsOfChildren quiet;
   const pid_t pid = fork();
   if (pid == 0) {
-    quiet.Allow();
+    blocker.Restore();
     ptrace(PTRACE_TRACEME, 0, nullptr, nullptr);
     raise(SIGSTOP);
     execv(pointers[0], pointers.data());
     _exit(127);
   }
-  int status = 0;
-  waitpid(pid, &status, 0);
+  waitpid(pid, nullptr, 0);
   ptrace(PTRACE_SETOPTIONS, pid, nullptr, PTRACE_O_TRACESYSGOOD | PTRACE_O_EXITKILL);
-  long signal = 0;
-  for (int seen = 0;;) {
+  return pid;
+}
+
+// Continues until the next entry to or exit from a system call. Returns false when the process has
+// exited.
+bool ContinueToSystemCall(pid_t pid) {
+  // Set by PTRACE_O_TRACESYSGOOD to distinguish system calls from other traps.
+  constexpr int kSystemCallStop = SIGTRAP | 0x80;
+  for (long signal = 0;;) {
     ptrace(PTRACE_SYSCALL, pid, nullptr, signal);
-    signal = 0;
+    int status = 0;
     waitpid(pid, &status, 0);
     if (WIFEXITED(status) || WIFSIGNALED(status)) return false;
-    if (WSTOPSIG(status) != (SIGTRAP | 0x80)) {
-      if (WSTOPSIG(status) != SIGTRAP) signal = WSTOPSIG(status);
-      continue;
-    }
+    if (WSTOPSIG(status) == kSystemCallStop) return true;
+    signal = WSTOPSIG(status) != SIGTRAP ? WSTOPSIG(status) : 0;
+  }
+}
+
+}  // namespace
+
+bool KillAtSystemCall(const std::vector<std::string>& arguments, int number,
+                      const SystemCallPredicate& is_step) {
+  const SigchldBlocker blocker;
+  const pid_t pid = StartTraced(arguments, blocker);
+  for (int steps = 0; ContinueToSystemCall(pid);) {
     __ptrace_syscall_info call{};
     ptrace(PTRACE_GET_SYSCALL_INFO, pid, sizeof call, &call);
-    if (call.op != PTRACE_SYSCALL_INFO_ENTRY || !is_step(call) || ++seen < number) continue;
+    if (call.op != PTRACE_SYSCALL_INFO_ENTRY || !is_step(call) || ++steps < number) continue;
     kill(pid, SIGKILL);
-    waitpid(pid, &status, 0);
+    waitpid(pid, nullptr, 0);
     return true;
   }
+  return false;
 }
 
 }  // namespace platform::test

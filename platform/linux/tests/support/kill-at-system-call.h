@@ -12,14 +12,15 @@
 
 namespace platform::test {
 
-// Tells whether a system call that is about to be made counts as a step.
+// Returns whether a system call that is about to be made counts as a step.
 using SystemCallPredicate = std::function<bool(const __ptrace_syscall_info&)>;
 
-// Calls that create, write, move or remove files.
+// Selects calls that create, write, move or remove files.
 bool ModifiesFiles(const __ptrace_syscall_info& call);
 
-// Runs a program, its path first, and kills it before its step number `number`, from 1. False when
-// it came to its end before. Steps of other threads and of processes that it starts do not count.
+// Runs a program, whose path is the first argument, under ptrace and kills it before the given
+// step, counted from 1. Returns false if the program has exited before. Only steps of the main
+// thread count.
 bool KillAtSystemCall(const std::vector<std::string>& arguments, int number,
                       const SystemCallPredicate& is_step);
 

@@ -27,11 +27,10 @@ std::string ReadFile(const std::string& path);
 
 std::string ManifestOf(const PackageSpec& package);
 
-// Folders in each other, all of that name, the first of them in `folder`: also so many that no path
-// leads to the last.
+// Creates nested folders of the same name in `folder`, possibly deeper than PATH_MAX allows.
 void MakeDeepFolder(const std::string& folder, const std::string& name, int levels);
 
-// The folder is made with its parents.
+// Writes the package to a folder, which is created with its parents.
 void WritePackage(const std::string& folder, const PackageSpec& package);
 
 }  // namespace platform::test

@@ -27,7 +27,7 @@ namespace fs = std::filesystem;
 
 constexpr int kTimeoutMs = 30'000;
 
-// The log opens its file at its first line, so the file is chosen before any test.
+// dlog opens its file with the first line, so one file is used for all tests.
 class LogFile {
  public:
   LogFile() {
@@ -117,7 +117,7 @@ bool PlatformTest::ReadReports(int milliseconds) {
   while (report_text_.find('\n') == std::string::npos) {
     pollfd entry{reports_.Get(), POLLIN, 0};
     const int ready = poll(&entry, 1, milliseconds);
-    // Ecore hears of children that stop and go on by a signal.
+    // Ecore handles SIGCHLD, which interrupts poll().
     if (ready < 0 && errno == EINTR) continue;
     if (ready <= 0) return false;
     char text[4096];
@@ -131,7 +131,7 @@ bool PlatformTest::HasReport() { return ReadReports(0); }
 
 std::string PlatformTest::NextReport() {
   if (!ReadReports(kTimeoutMs)) {
-    ADD_FAILURE() << "no process reports";
+    ADD_FAILURE() << "no report before the timeout";
     return {};
   }
   const size_t end = report_text_.find('\n');
@@ -157,7 +157,7 @@ pid_t PlatformTest::ProcessOf(const std::string& app_id) {
 }
 
 void PlatformTest::AwaitEnd(pid_t pid) {
-  EXPECT_TRUE(test::AwaitEnd(pid)) << "process " << pid << " does not end";
+  EXPECT_TRUE(test::AwaitEnd(pid)) << "process " << pid << " does not exit";
 }
 
 std::string Take(char* text) {

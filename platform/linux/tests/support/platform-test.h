@@ -14,42 +14,43 @@
 
 namespace platform::test {
 
-// A platform of the test's own, with the verbs that these tests are written in. Processes of its
-// packages end with it.
+// A platform with a temporary root, with helpers to install packages and to read the reports of
+// their processes. The destructor kills the processes.
 class PlatformTest : public testing::Test {
  protected:
   PlatformTest();
   ~PlatformTest() override;
 
-  // The root is below it.
+  // The temporary folder that contains the root.
   const std::string& Folder() const { return folder_; }
   const std::string& Root() const { return root_; }
-  // Moves on to another, empty root.
+  // Switches to another, empty root.
   void UseRoot(const std::string& root);
 
-  // The service that reports what happens to it (see test-service.cc).
+  // The service that reports its callbacks (see test-service.cc).
   static std::string ServiceProgram();
 
-  // Writes the package as a folder and installs it in this process. The request's result.
+  // Writes the package as a folder and installs it in this process. Returns the request's result.
   int Install(const PackageSpec& package);
   static int InstallPath(const std::string& path);
   static int Uninstall(const std::string& package_id);
   static int InstalledCount();
 
-  // The next line that a process of this platform reports; a failure and "" when none comes.
+  // Returns the next line that a process of this platform reports; fails and returns "" after a
+  // timeout.
   std::string NextReport();
-  // The next report, which must be that of a service that was created; its process.
+  // Reads the next report, which must be of the create callback, and returns the process id.
   pid_t CreatedProcess();
-  // Whether a report is waiting.
+  // Whether there is an unread report.
   bool HasReport();
 
-  // What this process logged in this test.
+  // The log lines of this process since the start of the test.
   std::string Log() const;
 
-  // The application's only process; a failure and -1 when there is none, or more.
+  // Returns the application's process; fails and returns -1 unless there is exactly one.
   static pid_t ProcessOf(const std::string& app_id);
 
-  // Waits for the end of a process that need not be a child.
+  // Waits for the exit of a process, which need not be a child.
   static void AwaitEnd(pid_t pid);
 
  private:
@@ -62,10 +63,10 @@ class PlatformTest : public testing::Test {
   size_t log_start_;
 };
 
-// What a C function handed out, released.
+// Returns a copy of a string that the caller owns, and frees it.
 std::string Take(char* text);
 
-// The names in a folder, sorted; empty for a missing one.
+// Returns the names in a folder, sorted; empty for a missing folder.
 std::vector<std::string> SortedNames(const std::string& folder);
 
 }  // namespace platform::test

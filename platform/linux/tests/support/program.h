@@ -14,18 +14,19 @@ namespace platform::test {
 // Starts a program with this process's environment. -1 on failure.
 pid_t Start(const std::string& file, const std::vector<std::string>& arguments);
 
-// Waits for its end. The exit status, or minus the signal that ended it.
+// Waits for the exit of a child. Returns the exit status, or the negative number of the signal that
+// killed it.
 int Await(pid_t pid);
 
-// Sends a signal to a process; -1, which kill() takes for every process there is, is a failure.
+// Sends a signal to a process. Fails for -1, for which kill() would signal every process.
 void Signal(pid_t pid, int signal);
 
-// Whether a process that need not be a child has ended, with all that it held.
+// Whether a process, which need not be a child, has exited.
 bool HasEnded(pid_t pid);
-// Waits for that; false when it takes too long.
+// Waits until the process has exited; returns false after a timeout.
 bool AwaitEnd(pid_t pid);
 
-// What the test tool understands stands in test-tool.cc.
+// The commands of the test tool are documented in test-tool.cc.
 pid_t StartTool(const std::vector<std::string>& arguments);
 int RunTool(const std::vector<std::string>& arguments);
 std::string ToolPath();

@@ -1,8 +1,9 @@
 // Copyright 2026 The qor-handler-manager authors
 // SPDX-License-Identifier: Apache-2.0
 
-// An application that tells the test what happens to it, a line at a time, through the FIFO
-// `report` in the root. When the root has a FIFO `gate` it starts only once somebody writes there.
+// A service application that writes its callbacks to the FIFO `report` in the root, one line each.
+// If the root contains a FIFO `gate`, the service reads a byte from it before it starts; for 'x' it
+// exits.
 #include <fcntl.h>
 #include <service_app.h>
 #include <unistd.h>

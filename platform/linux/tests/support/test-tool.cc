@@ -1,15 +1,14 @@
 // Copyright 2026 The qor-handler-manager authors
 // SPDX-License-Identifier: Apache-2.0
 
-// What the tests need another process for:
-//   install PATH      an install request; exits with 0 when it succeeded
-//   uninstall ID      likewise
-//   launch APP_ID     a launch request that asks for the caller's identity; ends when standard
-//   input
-//                     does
-//   listen MASK       hears package events until the root's FIFO `stop` is written to, and reports
-//                     them through the FIFO `report`
-//   deaf              listens, but never runs its main loop
+// Runs one of these commands in a separate process:
+//   install PATH         installs a package; exit status 0 on success
+//   uninstall ID         uninstalls a package; exit status 0 on success
+//   launch APP_ID        sends a launch request that makes the application report its caller; exits
+//                        at the end of standard input
+//   listen MASK          writes package events to the root's FIFO `report` until a byte is written
+//                        to the root's FIFO `stop`
+//   listen-unresponsive  subscribes to package events, but never runs its main loop
 #include <Ecore.h>
 #include <app_control.h>
 #include <fcntl.h>
@@ -31,7 +30,7 @@ void Report(const std::string& line) {
   close(fd);
 }
 
-// "version 1.0.0 with files", as the database and the disk show it now.
+// Describes the package's state in the database and on the disk: "version 1.0.0 with files".
 std::string StateOf(const char* package) {
   package_info_h info = nullptr;
   if (package_manager_get_package_info(package, &info) != PACKAGE_MANAGER_ERROR_NONE) return "gone";
@@ -56,10 +55,10 @@ void OnEvent(const char* type, const char* package, package_manager_event_type_e
          std::to_string(error) + ": " + StateOf(package));
 }
 
-int Request(const char* word, const char* argument) {
+int Request(const char* command, const char* argument) {
   package_manager_request_h request = nullptr;
   package_manager_request_create(&request);
-  const int result = std::strcmp(word, "install") == 0
+  const int result = std::strcmp(command, "install") == 0
                          ? package_manager_request_install(request, argument, nullptr)
                          : package_manager_request_uninstall(request, argument, nullptr);
   package_manager_request_destroy(request);
@@ -106,10 +105,10 @@ int Listen(int mask, bool runs_loop) {
 }  // namespace
 
 int main(int argc, char** argv) {
-  const std::string word = argc > 1 ? argv[1] : "";
-  if (word == "deaf") return Listen(PACKAGE_MANAGER_STATUS_TYPE_ALL, false);
+  const std::string command = argc > 1 ? argv[1] : "";
+  if (command == "listen-unresponsive") return Listen(PACKAGE_MANAGER_STATUS_TYPE_ALL, false);
   if (argc < 3) return 2;
-  if (word == "listen") return Listen(std::atoi(argv[2]), true);
-  if (word == "launch") return Launch(argv[2]);
+  if (command == "listen") return Listen(std::atoi(argv[2]), true);
+  if (command == "launch") return Launch(argv[2]);
   return Request(argv[1], argv[2]);
 }
