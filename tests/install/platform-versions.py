@@ -19,16 +19,16 @@ import modules
 # By library: files that state the version, with the pattern of the sentence.
 STATEMENTS = {
     "libcapi-qor-handler-manager.so.0": [
-        ("include/qor_handler_manager.h", r"Needs version ([\d.]+) of the platform or later\."),
+        ("include/qor_handler_manager.h", r"Requires version ([\d.]+) of the platform or later\."),
         ("docs/packaging-guide.md", r"\| the library \| ([\d.]+) \|"),
         ("packaging/capi-qor-handler-manager.spec",
-         r"The library needs version ([\d.]+) of the platform or later\."),
+         r"The library requires version ([\d.]+) of the platform or later\."),
     ],
     "libqor-handler.so.0": [
-        ("handler/include/qor/handler.h", r"Needs version ([\d.]+) of the platform or later\."),
+        ("handler/include/qor/handler.h", r"Version ([\d.]+) of the platform or later\."),
         ("docs/packaging-guide.md", r"\| the SDK for handlers \| ([\d.]+) \|"),
         ("packaging/capi-qor-handler-manager.spec",
-         r"The SDK for handlers needs version ([\d.]+) or later\."),
+         r"The SDK for handlers requires version ([\d.]+) or later\."),
     ],
 }
 # Undefined symbols that are not the platform's: the language run-time, yaml-cpp, SQLite, libsodium,
