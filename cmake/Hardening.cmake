@@ -1,8 +1,8 @@
 # Copyright 2026 The qor-handler-manager authors
 # SPDX-License-Identifier: Apache-2.0
 
-# Exploit mitigations: position-independent code, stack protector, full RELRO, control-flow protection,
-# fortified copies. tests/install/hardening.py checks the built files.
+# Exploit mitigations: position-independent code, stack protector, full RELRO, control-flow
+# protection, fortified copies. tests/install/hardening.py checks the built files.
 include(CheckCXXCompilerFlag)
 include(CheckPIESupported)
 check_pie_supported()

@@ -1,17 +1,16 @@
 # Copyright 2026 The qor-handler-manager authors
 # SPDX-License-Identifier: Apache-2.0
 
-# Installation, in the components runtime, dev and tools. No installed file contains the prefix, so an
-# installed tree can be moved.
+# Installation, in the components runtime, dev and tools. No installed file contains the prefix, so
+# an installed tree can be moved.
 
 include(CMakePackageConfigHelpers)
 set(pkgconfig_folder ${CMAKE_INSTALL_LIBDIR}/pkgconfig)
 set(package_folder ${CMAKE_INSTALL_LIBDIR}/cmake/qor-handler-manager)
 
-# pkgconfig_file(FOLDER NAME DESCRIPTION LIBRARY_FOLDER INCLUDE_FOLDER LIBRARIES
-#   [REQUIRES module...] [REQUIRES_PRIVATE module...]):
-# installs FOLDER/NAME.pc. It refers to the other two folders relative to its own, so that the tree can
-# be moved. LIBRARIES are linker options.
+# pkgconfig_file(FOLDER NAME DESCRIPTION LIBRARY_FOLDER INCLUDE_FOLDER LIBRARIES [REQUIRES
+# module...] [REQUIRES_PRIVATE module...]): installs FOLDER/NAME.pc. It refers to the other two
+# folders relative to its own, so that the tree can be moved. LIBRARIES are linker options.
 function(pkgconfig_file folder name description library_folder include_folder libraries)
   cmake_parse_arguments(PARSE_ARGV 6 arg "" "" "REQUIRES;REQUIRES_PRIVATE")
   string(JOIN " " requires ${arg_REQUIRES})
@@ -27,8 +26,9 @@ function(pkgconfig_file folder name description library_folder include_folder li
   install(FILES ${file} DESTINATION ${folder} COMPONENT dev)
 endfunction()
 
-# public_library(TARGET EXPORTED_NAME DESCRIPTION HEADER_FOLDER): installs a library and its headers.
-# The pkg-config module has the library's file name, the CMake target is qor::EXPORTED_NAME.
+# public_library(TARGET EXPORTED_NAME DESCRIPTION HEADER_FOLDER): installs a library and its
+# headers. The pkg-config module has the library's file name, the CMake target is
+# qor::EXPORTED_NAME.
 function(public_library target name description header_folder)
   set_target_properties(${target} PROPERTIES EXPORT_NAME ${name})
   install(TARGETS ${target} EXPORT qor-handler-manager

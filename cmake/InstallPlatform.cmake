@@ -1,9 +1,9 @@
 # Copyright 2026 The qor-handler-manager authors
 # SPDX-License-Identifier: Apache-2.0
 
-# The libraries, headers and pkg-config modules of the Linux platform have the names and the layout of a
-# device's. They are installed in separate folders that are on no default search path, so that nothing
-# else on the machine uses them by accident.
+# The libraries, headers and pkg-config modules of the Linux platform have the names and the layout
+# of a device's. They are installed in separate folders that are on no default search path, so that
+# nothing else on the machine uses them by accident.
 get_property(platform_libraries GLOBAL PROPERTY QOR_PLATFORM_LIBRARIES)
 set(platform_folder ${CMAKE_INSTALL_LIBDIR}/qor-platform)
 
@@ -30,8 +30,8 @@ foreach(module IN LISTS modules)
     REQUIRES ${module_REQUIRES} REQUIRES_PRIVATE ${module_REQUIRES_PRIVATE})
 endforeach()
 
-# Run paths are relative to the binary: the installed tree can be moved, and builds are reproducible in
-# any folder.
+# Run paths are relative to the binary: the installed tree can be moved, and builds are reproducible
+# in any folder.
 cmake_path(RELATIVE_PATH CMAKE_INSTALL_FULL_LIBDIR BASE_DIRECTORY ${CMAKE_INSTALL_FULL_BINDIR}
   OUTPUT_VARIABLE to_libraries)
 set(run_path_of_capi-qor-handler-manager "$ORIGIN/qor-platform")

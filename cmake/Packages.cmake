@@ -37,8 +37,8 @@ set(same_version "qor-handler-manager (= ${PROJECT_VERSION})")
 set(CPACK_DEBIAN_DEV_PACKAGE_DEPENDS ${same_version})
 set(CPACK_DEBIAN_TOOLS_PACKAGE_DEPENDS ${same_version})
 
-# Settings evaluated by cpack: the date of all files, for reproducible packages, and the build folders of
-# our own libraries, which no installed package provides.
+# Settings evaluated by cpack: the date of all files, for reproducible packages, and the build
+# folders of our own libraries, which no installed package provides.
 foreach(library IN LISTS platform_libraries ITEMS platform_common capi-qor-handler-manager)
   list(APPEND library_folders $<TARGET_FILE_DIR:${library}>)
 endforeach()

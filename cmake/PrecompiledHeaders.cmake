@@ -2,8 +2,8 @@
 # SPDX-License-Identifier: Apache-2.0
 
 # Precompiles the headers that most tests include, once each for libraries, programs and GoogleTest
-# programs, which saves a third of the compile time. Shipped targets do not use them: debug information
-# would contain the path of the precompiled header.
+# programs, which saves a third of the compile time. Shipped targets do not use them: debug
+# information would contain the path of the precompiled header.
 set(precompiled ${PROJECT_BINARY_DIR}/precompiled.cc)
 file(CONFIGURE OUTPUT ${precompiled} CONTENT "int main() { return 0; }\n")
 set(standard_headers <algorithm> <chrono> <cstdint> <filesystem> <functional> <map> <memory>

@@ -26,8 +26,8 @@ cmake_path(RELATIVE_PATH CMAKE_SOURCE_DIR BASE_DIRECTORY ${CMAKE_BINARY_DIR}
 add_compile_options(-ffile-prefix-map=${CMAKE_SOURCE_DIR}/= -ffile-prefix-map=${relative_source_dir}/=
   -ffile-prefix-map=${CMAKE_BINARY_DIR}=build)
 
-# qor_test(NAME LABEL label TIMEOUT seconds SOURCES... LIBRARIES...): a GoogleTest executable, each test of
-# which is a test LABEL.<name> of ctest.
+# qor_test(NAME LABEL label TIMEOUT seconds SOURCES... LIBRARIES...): a GoogleTest executable, each
+# test of which is a test LABEL.<name> of ctest.
 function(qor_test name)
   cmake_parse_arguments(arg "" "LABEL;TIMEOUT" "SOURCES;LIBRARIES" ${ARGN})
   add_executable(${name} ${arg_SOURCES})
@@ -36,8 +36,8 @@ function(qor_test name)
     PROPERTIES LABELS ${arg_LABEL} TIMEOUT ${arg_TIMEOUT})
 endfunction()
 
-# qor_package(NAME EXECUTABLE): builds the application package <build>/packages/NAME from packages/NAME
-# next to the caller and an executable of this project.
+# qor_package(NAME EXECUTABLE): builds the application package <build>/packages/NAME from
+# packages/NAME next to the caller and an executable of this project.
 function(qor_package name executable)
   set(folder ${PROJECT_BINARY_DIR}/packages/${name})
   set(source ${CMAKE_CURRENT_SOURCE_DIR}/packages/${name})

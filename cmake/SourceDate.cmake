@@ -1,8 +1,8 @@
 # Copyright 2026 The qor-handler-manager authors
 # SPDX-License-Identifier: Apache-2.0
 
-# QOR_SOURCE_DATE: the date of all files in packages, in seconds since 1970. It is the date of the sources,
-# so that packages do not depend on the time of the build.
+# QOR_SOURCE_DATE: the date of all files in packages, in seconds since 1970. It is the date of the
+# sources, so that packages do not depend on the time of the build.
 if(DEFINED ENV{SOURCE_DATE_EPOCH})
   set(QOR_SOURCE_DATE $ENV{SOURCE_DATE_EPOCH})
 else()

@@ -1,9 +1,10 @@
 # Copyright 2026 The qor-handler-manager authors
 # SPDX-License-Identifier: Apache-2.0
 
-# Toolchain for another Debian architecture: Debian's cross compiler with a sysroot of packages of that
-# architecture. QOR_CROSS_ARCHITECTURE is Debian's name of the architecture, QOR_CROSS_SYSROOT the
-# sysroot, QOR_CROSS_EMULATOR the user-mode emulator, or empty if the kernel supports the architecture.
+# Toolchain for another Debian architecture: Debian's cross compiler with a sysroot of packages of
+# that architecture. QOR_CROSS_ARCHITECTURE is Debian's name of the architecture, QOR_CROSS_SYSROOT
+# the sysroot, QOR_CROSS_EMULATOR the user-mode emulator, or empty if the kernel supports the
+# architecture.
 set(CMAKE_TRY_COMPILE_PLATFORM_VARIABLES
   QOR_CROSS_ARCHITECTURE QOR_CROSS_SYSROOT QOR_CROSS_EMULATOR)
 
@@ -39,8 +40,8 @@ set(CMAKE_FIND_ROOT_PATH_MODE_PACKAGE ONLY)
 set(ENV{PKG_CONFIG_SYSROOT_DIR} ${sysroot})
 set(ENV{PKG_CONFIG_LIBDIR} ${sysroot}/usr/lib/${libraries}/pkgconfig:${sysroot}/usr/share/pkgconfig)
 
-# Programs use the loader and the libraries of the sysroot. DT_RPATH instead of DT_RUNPATH, because it
-# also applies to the dependencies of libraries.
+# Programs use the loader and the libraries of the sysroot. DT_RPATH instead of DT_RUNPATH, because
+# it also applies to the dependencies of libraries.
 set(library_folders ${sysroot}/usr/lib/${libraries}:${sysroot}/lib/${libraries})
 set(link_flags "-Wl,--disable-new-dtags -Wl,-rpath,${library_folders}")
 set(CMAKE_EXE_LINKER_FLAGS_INIT

@@ -2,8 +2,8 @@
 # Copyright 2026 The qor-handler-manager authors
 # SPDX-License-Identifier: Apache-2.0
 #
-# make.sh FOLDER: builds HTML pages of the API reference and the documents in FOLDER. Fails if a public
-# declaration is undocumented or a reference is broken.
+# make.sh FOLDER: builds HTML pages of the API reference and the documents in FOLDER. Fails if a
+# public declaration is undocumented or a reference is broken.
 set -euo pipefail
 mkdir -p "$1"
 folder=$(cd "$1" && pwd)

@@ -1,8 +1,8 @@
 # Copyright 2026 The qor-handler-manager authors
 # SPDX-License-Identifier: Apache-2.0
 
-# Filter for sed -z, applied to each document. Removes leading comments: Doxygen takes the title of the
-# page from the first line.
+# Filter for sed -z, applied to each document. Removes leading comments: Doxygen takes the title of
+# the page from the first line.
 s/^(<!--[^\n]*\n)+\n*//
 # Removes anchors from links to other documents, which Doxygen does not resolve.
 s/\]\(([^) #]+\.md)#[^) ]*\)/](\1)/g

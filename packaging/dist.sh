@@ -2,8 +2,8 @@
 # Copyright 2026 The qor-handler-manager authors
 # SPDX-License-Identifier: Apache-2.0
 #
-# dist.sh FOLDER: writes the RPM spec file and its sources to FOLDER: the manifests and a reproducible
-# tarball of the files tracked by git.
+# dist.sh FOLDER: writes the RPM spec file and its sources to FOLDER: the manifests and a
+# reproducible tarball of the files tracked by git.
 set -euo pipefail
 folder=$(realpath -m "$1")
 cd "$(dirname "$(readlink -f "$0")")/.."

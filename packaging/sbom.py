@@ -6,8 +6,9 @@
 usage: sbom.py OUTPUT VERSION SECONDS ARCHITECTURE BINARY[,HEADERS...]...
 
 The shared libraries that each BINARY needs are read from its dynamic section; their packages and
-versions come from dpkg. HEADERS are Debian packages of header-only libraries, which are not recorded in
-the binary. SECONDS since 1970 are the date of the document, so that the output is reproducible.
+versions come from dpkg. HEADERS are Debian packages of header-only libraries, which are not
+recorded in the binary. SECONDS since 1970 are the date of the document, so that the output is
+reproducible.
 """
 
 import datetime

@@ -2,8 +2,8 @@
 # Copyright 2026 The qor-handler-manager authors
 # SPDX-License-Identifier: Apache-2.0
 #
-# abi.sh update LIBRARY HEADERS BASELINE: writes the ABI of LIBRARY to BASELINE: exported functions with
-# the types that the headers in HEADERS declare. LIBRARY must have debug information.
+# abi.sh update LIBRARY HEADERS BASELINE: writes the ABI of LIBRARY to BASELINE: exported functions
+# with the types that the headers in HEADERS declare. LIBRARY must have debug information.
 # abi.sh compare LIBRARY HEADERS BASELINE: fails if LIBRARY is not backward compatible with BASELINE.
 # Additions are compatible.
 set -euo pipefail

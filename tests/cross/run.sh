@@ -3,8 +3,9 @@
 # SPDX-License-Identifier: Apache-2.0
 #
 # run.sh ARCHITECTURE BUILD SYSROOT [--unit]: builds for another Debian architecture and runs the
-# tests: natively if the kernel supports the architecture, else under user-mode emulation and without
-# the tests that start processes of that architecture. --unit selects the unit tests and the model.
+# tests: natively if the kernel supports the architecture, else under user-mode emulation and
+# without the tests that start processes of that architecture. --unit selects the unit tests and the
+# model.
 set -euo pipefail
 architecture=$1 build=$2 unit=${4:-}
 sources=$(cd "$(dirname "$0")/../.." && pwd)

@@ -79,8 +79,8 @@ def commands_of(block):
 
 
 class Shell:
-    """One bash process for all commands of a document. Output goes to a file, not to a pipe: handlers
-    outlive the commands that launch them and keep the descriptor open."""
+    """One bash process for all commands of a document. Output is written to a file, not to a pipe:
+    handlers outlive the commands that launch them and keep the descriptor open."""
 
     def __init__(self, sources, build, prefix, options):
         self.folder = pathlib.Path(tempfile.mkdtemp(prefix="qor-documents-"))

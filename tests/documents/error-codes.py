@@ -27,13 +27,15 @@ def main(document, sources):
 
     def compare(subject, expected, actual):
         errors.extend(f"{subject}: {item} is missing" for item in sorted(expected - actual))
-        errors.extend(f"{subject}: {item} is not in the sources" for item in sorted(actual - expected))
+        errors.extend(f"{subject}: {item} is not in the sources"
+                      for item in sorted(actual - expected))
         if not expected:
             errors.append(f"{subject}: none found in the sources")
 
     named = {(row[1].strip("`"), int(row[0])) for row in rows if row[1].startswith("`QOR_")}
     compare("codes", values(header, "QOR_HANDLER_MANAGER_ERROR_")
-            | {value for value in values(header, "QOR_REQUEST_STATUS_") if value[1] in (0, 1)}, named)
+            | {value for value in values(header, "QOR_REQUEST_STATUS_")
+               if value[1] in (0, 1)}, named)
 
     texts = {tuple(cell.strip("`") for cell in row[:3]) for row in rows if len(row) == 4}
     texts = {row for row in texts if row[0].isdigit()}

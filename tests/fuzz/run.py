@@ -21,8 +21,8 @@ HERE = pathlib.Path(__file__).resolve().parent
 INPUT_TIMEOUT_SECONDS = 60
 MAX_MEGABYTES = 1500
 MINIMIZE_SECONDS = 20
-# Targets that run a whole platform: leak detection after each input would take nearly all the time, so
-# leaks are detected only when the process exits.
+# Targets that run a whole platform: leak detection after each input would take nearly all the time,
+# so leaks are detected only when the process exits.
 LEAKS_DETECTED_AT_EXIT = {"agent-port", "handler-port", "sessions"}
 
 # The sanitizers fail at random on kernels with more bits of address randomization than they expect.
@@ -50,10 +50,10 @@ class Target:
                               stderr=subprocess.STDOUT, text=True, errors="replace")
 
     def fuzz(self, seconds):
-        """Returns the number of executions, whether the target failed, and the files of failing inputs."""
+        """Returns the number of executions, whether the target failed, and the failing inputs."""
         before = set(self.findings.iterdir())
-        # A fixed seed, so that runs are reproducible from a fresh clone. Later runs continue from the
-        # inputs that earlier runs added.
+        # A fixed seed, so that runs are reproducible from a fresh clone. Later runs continue from
+        # the inputs that earlier runs added.
         arguments = ["-seed=1", f"-max_total_time={seconds}", "-print_final_stats=1",
                      f"-artifact_prefix={self.findings}/{self.name}-"]
         if self.name in LEAKS_DETECTED_AT_EXIT:

@@ -3,8 +3,8 @@
 # SPDX-License-Identifier: Apache-2.0
 #
 # debian-packages.sh BUILD FOLDER VERSION: writes the Debian packages to BUILD/debian with cpack and
-# checks their files, dependencies and bill of materials, that the tool runs, and that a purge removes
-# every file. Uses FOLDER as working folder.
+# checks their files, dependencies and bill of materials, that the tool runs, and that a purge
+# removes every file. Uses FOLDER as working folder.
 set -euo pipefail
 build=$1 folder=$2 version=$3
 rm -rf "$folder" "$build/debian"
@@ -46,8 +46,8 @@ expect_depends qor-handler-manager 'libc6 (>=' 'libstdc++6 (>=' 'libecore1 (>=' 
 expect_depends qor-handler-manager-dev "qor-handler-manager (= $version)"
 expect_depends qor-handler-manager-tools "qor-handler-manager (= $version)" 'libstdc++6 (>='
 
-# The tool runs from an unpacked archive. The bill of materials lists every dependency that dpkg found,
-# with version and licence.
+# The tool runs from an unpacked archive. The bill of materials lists every dependency that dpkg
+# found, with version and licence.
 for name in qor-handler-manager qor-handler-manager-tools; do
   dpkg-deb -x "$(package $name)" "$folder/unpacked"
 done

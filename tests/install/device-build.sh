@@ -2,11 +2,11 @@
 # Copyright 2026 The qor-handler-manager authors
 # SPDX-License-Identifier: Apache-2.0
 #
-# device-build.sh PREFIX SOURCES FOLDER VERSION: builds for a device and installs to FOLDER/installed.
-# Headers and pkg-config modules are those that the Linux platform installed in PREFIX, in a device's
-# layout; libraries are stubs with a device's exports. All are copied to FOLDER/sysroot. Checks that
-# each target links the modules whose headers it includes and that the result contains nothing of the
-# Linux platform.
+# device-build.sh PREFIX SOURCES FOLDER VERSION: builds for a device and installs to
+# FOLDER/installed. Headers and pkg-config modules are those that the Linux platform installed in
+# PREFIX, in a device's layout; libraries are stubs with a device's exports. All are copied to
+# FOLDER/sysroot. Checks that each target links the modules whose headers it includes and that the
+# result contains nothing of the Linux platform.
 set -euo pipefail
 prefix=$1 sources=$2 folder=$3 version=$4
 tests=$sources/tests/install

@@ -2,8 +2,8 @@
 # Copyright 2026 The qor-handler-manager authors
 # SPDX-License-Identifier: Apache-2.0
 #
-# install.sh BUILD PREFIX: installs to another prefix and moves the result to PREFIX. Installed files
-# must be relocatable: none may contain the prefix or the build folder.
+# install.sh BUILD PREFIX: installs to another prefix and moves the result to PREFIX. Installed
+# files must be relocatable: none may contain the prefix or the build folder.
 set -euo pipefail
 build=$1 prefix=$2
 rm -rf "$prefix" "$prefix-before"

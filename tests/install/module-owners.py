@@ -5,8 +5,8 @@
 
 usage: module-owners.py GRAPH COMMANDS MODULES
 
-GRAPH is the output of cmake --graphviz, COMMANDS a compile_commands.json, MODULES device-modules.txt.
-A header next to a target's sources belongs to that target.
+GRAPH is the output of cmake --graphviz, COMMANDS a compile_commands.json, MODULES
+device-modules.txt. A header next to a target's sources belongs to that target.
 """
 
 import collections

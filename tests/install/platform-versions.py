@@ -5,8 +5,8 @@
 
 usage: platform-versions.py SOURCES FOLDER
 
-FOLDER holds the libraries, built for a device. A library requires the version of its newest undefined
-platform function, according to SOURCES/packaging/platform-functions.txt.
+FOLDER contains the libraries, built for a device. A library requires the version of its newest
+undefined platform function, according to SOURCES/packaging/platform-functions.txt.
 """
 
 import pathlib
@@ -65,7 +65,8 @@ def main(sources, folder):
             if stated != [dotted(newest.version)]:
                 errors.append(f"{path} states {stated} for {name}, expected "
                               f"{dotted(newest.version)} because of {newest.name}")
-    errors += [f"platform-functions.txt lists {symbol}, which no library calls" for symbol in sorted(unused)]
+    errors += [f"platform-functions.txt lists {symbol}, which no library calls"
+               for symbol in sorted(unused)]
     return "\n".join(errors) or None
 
 

@@ -3,8 +3,8 @@
 # SPDX-License-Identifier: Apache-2.0
 #
 # rpm-spec.sh SOURCES DEVICE VERSION: builds the RPM packages from the source tarball of
-# packaging/dist.sh against DEVICE/sysroot of device-build.sh, and compares version, required modules
-# and packaged files with the device build.
+# packaging/dist.sh against DEVICE/sysroot of device-build.sh, and compares version, required
+# modules and packaged files with the device build.
 set -euo pipefail
 sources=$1 device=$2 version=$3
 name=capi-qor-handler-manager
@@ -30,8 +30,8 @@ asked=$(spec -q --buildrequires | grep '^pkgconfig(' | sort -u)
 [ "$asked" = "$expected" ] || fail "required modules of the spec file and of the build differ:" \
   "$(diff <(echo "$asked") <(echo "$expected"))"
 
-# On Debian there is no database of installed RPM packages (--nodeps), no %manifest, an extension of the
-# device's rpm, and no debugedit. Generator and build folder are those of device-build.sh.
+# On Debian there is no database of installed RPM packages (--nodeps), no %manifest, an extension of
+# the device's rpm, and no debugedit. Generator and build folder are those of device-build.sh.
 export PKG_CONFIG_PATH CMAKE_GENERATOR=Ninja
 PKG_CONFIG_PATH=$(dirname "$(find "$device/sysroot" -name rpc-port.pc)")
 if command -v ccache >/dev/null; then

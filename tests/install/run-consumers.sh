@@ -1,9 +1,9 @@
 # Copyright 2026 The qor-handler-manager authors
 # SPDX-License-Identifier: Apache-2.0
 
-# run_consumers PREFIX EXAMPLES PACKAGE FOLDER: installs PACKAGE with the installed tool and sends it
-# commands with FOLDER/agent and FOLDER/send, two of the examples. If FOLDER/greet-handler exists, it
-# is packaged, installed and called as well.
+# run_consumers PREFIX EXAMPLES PACKAGE FOLDER: installs PACKAGE with the installed tool and sends
+# it commands with FOLDER/agent and FOLDER/send, two of the examples. If FOLDER/greet-handler
+# exists, it is packaged, installed and called as well.
 run_consumers() {
   local prefix=$1 examples=$2 package=$3 folder=$4
   export QOR_PLATFORM_ROOT

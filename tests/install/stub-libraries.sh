@@ -2,8 +2,8 @@
 # Copyright 2026 The qor-handler-manager authors
 # SPDX-License-Identifier: Apache-2.0
 #
-# stub-libraries.sh TABLE FOLDER: writes shared libraries with a device's names and sonames to FOLDER,
-# which export the functions of TABLE (packaging/platform-functions.txt). For linking only.
+# stub-libraries.sh TABLE FOLDER: writes shared libraries with a device's names and sonames to
+# FOLDER, which export the functions of TABLE (packaging/platform-functions.txt). For linking only.
 set -euo pipefail
 table=$1 folder=$2
 mkdir -p "$folder"

@@ -3,7 +3,7 @@
 # SPDX-License-Identifier: Apache-2.0
 """Mutation testing: applies each mutant to a copy of the sources and runs the unit tests.
 
-A mutant that survives shows a missing test. The mutants are defined in the .txt files of this folder:
+A mutant that survives shows a missing test. Mutants are defined in the .txt files of this folder:
 
     == name of the mutant
     path of the source
@@ -46,8 +46,8 @@ class Mutant:
 
     def apply(self, text):
         if not self.old or text.count(self.old) != 1 or self.old == self.new:
-            raise MutantError(f"{self.name}: old text found {text.count(self.old)} times in {self.file}, "
-                              "expected 1")
+            raise MutantError(f"{self.name}: expected one occurrence of the old text in {self.file}, "
+                              f"got {text.count(self.old)}")
         return text.replace(self.old, self.new)
 
 

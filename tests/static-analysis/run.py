@@ -10,8 +10,8 @@ BUILD contains compile_commands.json. With paths, only sources below them are an
 takes nearly all of the time, so it runs on tests and benchmarks only if a path selects them. With
 --compiler, prints the warnings of the build's compiler instead.
 
-Prints each finding once, including those in headers, and the number of findings. To suppress a false
-positive, state the reason on the line before:
+Prints each finding once, including those in headers, and the number of findings. To suppress a
+false positive, state the reason on the line before:
 
     // NOLINTNEXTLINE(name-of-check): reason
     // cppcheck-suppress nameOfCheck ; reason
@@ -74,7 +74,7 @@ def analysers(source, is_selected):
 
 
 def compilations(build, folders):
-    """One entry of the compilation database for each source below the folders, without generated ones."""
+    """One compile command for each source below the folders, except generated sources."""
     found = {}
     for entry in json.loads((build / "compile_commands.json").read_text()):
         source = pathlib.Path(entry["file"])
@@ -86,9 +86,10 @@ def compilations(build, folders):
 
 def analyse(build, analyser, entry):
     """The findings, each with its notes."""
-    result = subprocess.run([str(argument) for argument in analyser(build, entry)], cwd=entry["directory"],
-                            stdin=subprocess.DEVNULL, stdout=subprocess.PIPE,
-                            stderr=subprocess.STDOUT, text=True, errors="replace")
+    command = [str(argument) for argument in analyser(build, entry)]
+    result = subprocess.run(command, cwd=entry["directory"], stdin=subprocess.DEVNULL,
+                            stdout=subprocess.PIPE, stderr=subprocess.STDOUT, text=True,
+                            errors="replace")
     findings = FINDING.split(result.stdout)[1:]
     if result.returncode != 0 and not findings:
         findings = [f"{entry['file']}: {analyser.__name__} failed:\n{result.stdout}"]
