@@ -2,7 +2,7 @@
 // SPDX-License-Identifier: Apache-2.0
 
 // Compares the library with its peers and limits in one run on one core. Each figure is a ratio
-// within the run, or a size, so that goals hold on any machine.
+// within the run, or a size, so that the goals do not depend on the machine.
 
 #include <sys/prctl.h>
 #include <sys/resource.h>

@@ -13,10 +13,10 @@ namespace bench {
 // Returns the child processes of a process.
 std::vector<pid_t> ChildrenOf(pid_t process);
 
-// Microseconds that a process has run on a processor, in user and in kernel mode.
+// Returns the CPU time of a process in microseconds, in user and kernel mode.
 double CpuTimeOf(pid_t process);
 
-// The same of this process and everything below it.
+// The same for this process and all its descendants.
 double CpuTimeOfProcessTree();
 
 }  // namespace bench
