@@ -30,7 +30,8 @@ std::set<std::string>& Known() {
 
 void OnDisconnected(const char* sender, const char* instance, void* kept) {
   Known().erase(instance);
-  const auto& [callback, data] = tools::recorder::Kept<rpc_port_stub_disconnected_event_cb>(kept);
+  const auto& [callback, data] =
+      tools::recorder::TargetFrom<rpc_port_stub_disconnected_event_cb>(kept);
   callback(sender, instance, data);
 }
 
@@ -64,5 +65,5 @@ __attribute__((visibility("default"))) int rpc_port_stub_add_disconnected_event_
       dlsym(RTLD_NEXT, "rpc_port_stub_add_disconnected_event_cb"));
   // A new stub: the connections of the previous one have ended.
   chaos::Known().clear();
-  return real(stub, chaos::OnDisconnected, tools::recorder::Keep(callback, user_data));
+  return real(stub, chaos::OnDisconnected, tools::recorder::KeepTarget(callback, user_data));
 }

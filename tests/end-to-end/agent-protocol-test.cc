@@ -16,11 +16,11 @@ namespace {
 
 constexpr std::size_t kMaxLineSize = 3 << 20;
 
-class AgentLines : public EndToEndTest {
+class AgentProtocol : public EndToEndTest {
  protected:
   static std::string Tool() { return BuildFolder() + "/tools/qor/qor"; }
 
-  // The agent's whole life over this input.
+  // Runs the agent with this input until it exits.
   tools::ProcessResult Feed(const std::string& input) const {
     const std::string file = Root() + "/input";
     std::ofstream(file, std::ios::binary) << input;
@@ -33,7 +33,7 @@ bool Holds(const std::string& text, const std::string& part) {
   return text.find(part) != std::string::npos;
 }
 
-TEST_F(AgentLines, SendACommandAndTellItsResult) {
+TEST_F(AgentProtocol, ReportsTheResultOfACommand) {
   Install("text");
   const auto run = Feed(R"({"type":"text.upper","payload":"\"hello\"","uuid":"mine"})");
   EXPECT_EQ(run.exit_status, 0) << run.errors;
@@ -44,7 +44,7 @@ TEST_F(AgentLines, SendACommandAndTellItsResult) {
   EXPECT_TRUE(Holds(run.output, "}\n{\"event\":\"end\",\"pending\":0}\n")) << run.output;
 }
 
-TEST_F(AgentLines, CarryPayloadsAsTextOrAsJson) {
+TEST_F(AgentProtocol, SendsPayloadsAsTextOrJson) {
   Install("text");
   const std::pair<const char*, const char*> payloads[] = {
       {R"("not json")", R"("not json")"},
@@ -62,14 +62,14 @@ TEST_F(AgentLines, CarryPayloadsAsTextOrAsJson) {
   }
 }
 
-TEST_F(AgentLines, GiveCommandsWithoutAUuidOneOfTheirOwn) {
+TEST_F(AgentProtocol, GeneratesMissingUuids) {
   Install("text");
   const auto run = Feed("{\"type\":\"text.echo\"}\n\n \r\n{\"type\":\"text.echo\"}\r\n");
   EXPECT_TRUE(Holds(run.output, R"("line":1,"uuid":")")) << run.output;
   EXPECT_TRUE(Holds(run.output, R"("line":4,"uuid":")")) << run.output;
 }
 
-TEST_F(AgentLines, TellFailuresAndRefusalsApart) {
+TEST_F(AgentProtocol, DistinguishesErrorsAndRejections) {
   Install("text");
   const auto run = Feed(
       "{\"type\":\"text.reject\"}\n"
@@ -86,8 +86,8 @@ TEST_F(AgentLines, TellFailuresAndRefusalsApart) {
   EXPECT_TRUE(Holds(run.output, R"("line":3,"uuid":"twice","outcome":"success")")) << run.output;
 }
 
-TEST_F(AgentLines, ThatAreBrokenAreNamedAndTheNextIsRead) {
-  const std::pair<const char*, const char*> faults[] = {
+TEST_F(AgentProtocol, ReportsInvalidRequestsAndContinues) {
+  const std::pair<const char*, const char*> cases[] = {
       {R"({"handlers":tru})", R"("column":16,"message":"Invalid value")"},
       {R"({"handlers":true)", R"("column":17,"message":"Missing a comma or '}')"},
       {R"([])", R"("message":"must be a JSON object")"},
@@ -96,7 +96,8 @@ TEST_F(AgentLines, ThatAreBrokenAreNamedAndTheNextIsRead) {
       {R"({"type":""})", R"("key":"type","message":"must not be empty")"},
       {R"({"type":"a","uuid":""})", R"("key":"uuid","message":"must not be empty")"},
       {R"({"type":"a","payload":"\u0000"})", R"("key":"payload","message":"contains a NUL)"},
-      {R"({"type":"a","other":1})", R"("key":"other","message":"unknown member (expected one of: type, )"},
+      {R"({"type":"a","other":1})",
+       R"("key":"other","message":"unknown member (expected one of: type, )"},
       {R"({"type":"a","type":"b"})", R"("key":"type","message":"duplicate member")"},
       {R"({"configuration":3})", R"("key":"configuration","message":"must be an object")"},
       {R"({"configuration":{"timeout":3}})", R"("key":"timeout","message":"unknown member)"},
@@ -105,19 +106,19 @@ TEST_F(AgentLines, ThatAreBrokenAreNamedAndTheNextIsRead) {
       {R"({"handlers":false})", R"("key":"handlers","message":"must be true")"},
   };
   std::string input;
-  for (const auto& fault : faults) input += std::string(fault.first) + "\n";
+  for (const auto& test_case : cases) input += std::string(test_case.first) + "\n";
   input += std::string("{\"type\":\"text\0\"}\n", 17);
   const auto run = Feed(input + "{\"handlers\":true}");
   EXPECT_EQ(run.exit_status, 0) << run.errors;
   int line = 0;
-  for (const auto& [in, out] : faults) {
+  for (const auto& [in, out] : cases) {
     const std::string expected = R"({"event":"error","line":)" + std::to_string(++line) + "," + out;
     EXPECT_TRUE(Holds(run.output, expected)) << in << " in\n" << run.output;
   }
   EXPECT_TRUE(Holds(run.output, R"({"event":"handlers","line":17,"handlers":[]})")) << run.output;
 }
 
-TEST_F(AgentLines, ThatAreTooLongOrTooDeepAreNamedAndTheNextIsRead) {
+TEST_F(AgentProtocol, ReportsOversizedRequestsAndContinues) {
   const std::string longest = "\"" + std::string(kMaxLineSize - 2, 'x') + "\"";
   const auto run = Feed(longest + "\n" + longest + " \n" + std::string(1'000'000, '[') +
                         "\n{\"handlers\":true}\n");
@@ -131,9 +132,9 @@ TEST_F(AgentLines, ThatAreTooLongOrTooDeepAreNamedAndTheNextIsRead) {
             "{\"event\":\"end\",\"pending\":0}\n");
 }
 
-// Lines of random bytes, and good lines with a few bytes changed.
-std::string Garbage(std::mt19937& random, int lines) {
-  const std::string good[] = {
+// Lines of random bytes, and valid lines with a few bytes changed.
+std::string RandomLines(std::mt19937& random, int lines) {
+  const std::string valid[] = {
       R"({"type":"text.echo","payload":{"a":[1,2.5,"\u00e4"]},"uuid":"mine"})",
       R"({"configuration":{"executionTimeout":9000,"connectionTimeout":9000}})",
       R"({"negotiation":"grant"})",
@@ -146,8 +147,8 @@ std::string Garbage(std::mt19937& random, int lines) {
   };
   std::string text;
   for (int i = 0; i < lines; ++i) {
-    // Never empty: every line is to be answered.
-    std::string line = good[below(std::size(good))];
+    // Empty lines would not be answered.
+    std::string line = valid[below(std::size(valid))];
     if (below(3) == 0) {
       line = "x";
       for (auto length = below(200); length > 0; --length) line += byte();
@@ -166,12 +167,12 @@ std::string Garbage(std::mt19937& random, int lines) {
   return text;
 }
 
-TEST_F(AgentLines, OfGarbageAreAnsweredOneByOneInSoundJson) {
+TEST_F(AgentProtocol, AnswersRandomLinesWithValidJson) {
   Install("text");
   constexpr int kLines = 400;
   for (const unsigned seed : {1U, 2U, 3U}) {
     std::mt19937 random(seed);
-    const auto run = Feed(Garbage(random, kLines) + "{\"handlers\":true}\n");
+    const auto run = Feed(RandomLines(random, kLines) + "{\"handlers\":true}\n");
     ASSERT_EQ(run.exit_status, 0) << "seed " << seed << ": " << run.errors;
     std::multiset<int> answered;
     std::istringstream output(run.output);
@@ -186,7 +187,7 @@ TEST_F(AgentLines, OfGarbageAreAnsweredOneByOneInSoundJson) {
   }
 }
 
-TEST_F(AgentLines, TellRegistryChangesAsTheyHappen) {
+TEST_F(AgentProtocol, ReportsRegistryChanges) {
   LiveProcess agent({Tool(), "agent"});
   agent.Write("{\"handlers\":true}\n");
   ASSERT_TRUE(agent.AwaitOutput(R"({"event":"handlers","line":1,"handlers":[]})"));
@@ -204,7 +205,7 @@ TEST_F(AgentLines, TellRegistryChangesAsTheyHappen) {
   EXPECT_EQ(agent.AwaitEnd(), 0);
 }
 
-TEST_F(AgentLines, GrantOrRefuseMoreTimeAsTold) {
+TEST_F(AgentProtocol, GrantsOrRefusesExtensions) {
   Install("text");
   const std::string slow = R"({"type":"text.slow","payload":"0.2","uuid":")";
   const auto run = Feed(slow + "one\"}\n");
@@ -219,7 +220,7 @@ TEST_F(AgentLines, GrantOrRefuseMoreTimeAsTold) {
   EXPECT_TRUE(Holds(refused.output, R"("uuid":"two","outcome":"failed")")) << refused.output;
 }
 
-TEST_F(AgentLines, SetTheTimeoutsAndTellOfAnswersThatComeLate) {
+TEST_F(AgentProtocol, SetsTimeoutsAndReportsLateAnswers) {
   Install("text");
   LiveProcess agent({Tool(), "agent"});
   agent.Write("{\"configuration\":{\"executionTimeout\":300}}\n");
@@ -233,7 +234,7 @@ TEST_F(AgentLines, SetTheTimeoutsAndTellOfAnswersThatComeLate) {
                                 R"("result":{"text":"done slowly"}})"));
 }
 
-TEST_F(AgentLines, EndCleanlyWithASignal) {
+TEST_F(AgentProtocol, ExitsCleanlyOnASignal) {
   Install("text");
   for (const auto& [stop, status] :
        {std::pair{&LiveProcess::Interrupt, 130}, std::pair{&LiveProcess::Terminate, 143}}) {
@@ -248,8 +249,8 @@ TEST_F(AgentLines, EndCleanlyWithASignal) {
   }
 }
 
-TEST_F(AgentLines, EndWhenNobodyReadsThem) {
-  // The input stays open, and nothing more is written.
+TEST_F(AgentProtocol, ExitsWhenTheOutputIsClosed) {
+  // The input stays open without further data.
   const auto run =
       tools::RunProcess({"bash", "-c",
                          "mkfifo '" + Root() + "/input'; exec 3<>'" + Root() + "/input'; " +
@@ -261,7 +262,7 @@ TEST_F(AgentLines, EndWhenNobodyReadsThem) {
   EXPECT_TRUE(Holds(run.errors, "standard output is closed")) << run.errors;
 }
 
-TEST_F(AgentLines, NeedAnInputAndAnOutput) {
+TEST_F(AgentProtocol, RequiresAnInputAndAnOutput) {
   for (const char* closed : {"<&-", ">&-"}) {
     const auto run =
         tools::RunProcess({"bash", "-c", "'" + Tool() + "' agent " + closed}, kPatienceSeconds);

@@ -25,7 +25,7 @@ constexpr char kConfiguration[] = "res/handler.yaml";
 
 class Check : public EndToEndTest {
  protected:
-  // What the tool makes for the time of its run stands below a folder of this test's.
+  // The temporary files of the tool, which must all be removed.
   Check() {
     fs::create_directory(Temporary());
     setenv("TMPDIR", Temporary().c_str(), 1);
@@ -44,7 +44,7 @@ class Check : public EndToEndTest {
     });
   }
 
-  // A copy of a package that the test may spoil.
+  // Copies a package, so that the test can modify it.
   std::string Copy(const std::string& package) const {
     const std::string copy = Root() + "/pkg";
     fs::remove_all(copy);
@@ -52,11 +52,12 @@ class Check : public EndToEndTest {
     return copy;
   }
 
-  // The handler behaves as its executable is called.
+  // The name of the executable selects the misbehaviour.
   std::string CopyOfMisbehavingAs(const std::string& executable) const {
     const std::string package = Copy("misbehaving");
     fs::rename(package + "/bin/misbehaving-handler", package + "/bin/" + executable);
-    Replace(package + "/" + kManifest, "exec=\"misbehaving-handler\"", "exec=\"" + executable + "\"");
+    Replace(package + "/" + kManifest, "exec=\"misbehaving-handler\"",
+            "exec=\"" + executable + "\"");
     return package;
   }
 
@@ -71,7 +72,7 @@ class Check : public EndToEndTest {
     Write(path, text.replace(at, from.size(), to));
   }
 
-  // The report of a copy of the package "text", one of whose files is changed so.
+  // Replaces text in a file of a copy of the package "text" and returns the report.
   std::string ReportWith(const std::string& file, const std::string& from, const std::string& to,
                          int exit_status) {
     const std::string package = Copy("text");
@@ -90,7 +91,7 @@ class Check : public EndToEndTest {
   }
   std::string InPackage(const std::string& file) const { return Root() + "/pkg/" + file; }
 
-  // Handlers have all the time that they need to connect.
+  // By default handlers have ample time to connect.
   tools::ProcessResult RunHandlers(const std::string& package,
                                    std::vector<std::string> options = {},
                                    const std::string& connection_ms = "60000") {
@@ -103,33 +104,34 @@ class Check : public EndToEndTest {
 #define EXPECT_HAS(text, part) EXPECT_NE((text).find(part), std::string::npos) << (text)
 #define EXPECT_HAS_NOT(text, part) EXPECT_EQ((text).find(part), std::string::npos) << (text)
 
-TEST_F(Check, PassesASoundPackageAndTellsWhatItDeclares) {
+TEST_F(Check, PassesAValidPackageAndShowsItsDeclarations) {
   EXPECT_EQ(ReportOf(Packages() + "/greet", 0),
             "pass  manifest: org.example.greet 1.0.0\n"
             "pass  application: org.example.greet.handler is a service application\n"
-            "pass  executable: bin/greet-handler is there\n"
+            "pass  executable: bin/greet-handler exists\n"
             "pass  metadata: names res/handler.yaml\n"
             "pass  configuration: serves greet\n"
             "pass  priority: 10: declared as 10\n"
-            "pass  privileges: holds what a handler needs\n"
+            "pass  privileges: has the privileges of a handler\n"
             "7 passed, 0 warned, 0 failed\n");
 }
 
-TEST_F(Check, NamesWhatThePackageManagerWouldRefuse) {
+TEST_F(Check, FailsWhereThePackageManagerRejects) {
   const std::string manifest = "fail  manifest: " + InPackage(kManifest);
   EXPECT_HAS(ReportWith(kManifest, "</manifest>", "", 1), manifest + ":15: ");
   EXPECT_HAS(ReportWith(kManifest, "version=\"1.0.0\"", "version=\"1\"", 1),
              manifest +
                  ":4: version: \"1\" is not a version like 1.2.3\n"
-                 "      write three numbers, such as version=\"1.2.3\"\n");
-  EXPECT_HAS(ReportWith(kManifest, "package=\"org", "package=\"an id", 1),
-             manifest + ":4: package: \"an id.example.text\" is not a package id\n      write an");
+                 "      use three numbers, such as version=\"1.2.3\"\n");
+  EXPECT_HAS(
+      ReportWith(kManifest, "package=\"org", "package=\"an id", 1),
+      manifest + ":4: package: \"an id.example.text\" is not a package id\n      use a unique");
   EXPECT_HAS(ReportWith(kManifest, "<service-application", "<service", 1), manifest + ":10: ");
 }
 
-TEST_F(Check, NamesAnApplicationWithoutAnExecutableFile) {
+TEST_F(Check, FailsForAnApplicationWithoutAnExecutable) {
   const std::string exec = "fail  manifest: " + InPackage(kManifest) + ":6: exec: ";
-  const std::string hint = "\n      name an executable file in bin/";
+  const std::string hint = "\n      set an executable file in bin/";
   EXPECT_HAS(ReportWith(kManifest, "exec=\"text-handler\"", "", 1),
              exec + "the application has no exec" + hint);
   EXPECT_HAS(ReportWith(kManifest, "exec=\"text", "exec=\"test", 1),
@@ -139,120 +141,121 @@ TEST_F(Check, NamesAnApplicationWithoutAnExecutableFile) {
   EXPECT_HAS(ReportOf(package, 1), exec + "bin/text-handler is not executable" + hint);
 }
 
-TEST_F(Check, WarnsOfAHandlerThatShowsItself) {
+TEST_F(Check, WarnsAboutAHandlerThatIsNotAService) {
   const std::string package = Copy("text");
   Replace(package + "/" + kManifest, "<service-application", "<ui-application");
   Replace(package + "/" + kManifest, "</service-application", "</ui-application");
   EXPECT_HAS(ReportOf(package, 0),
              "warn  application: " + InPackage(kManifest) +
-                 ":6: a handler that is not a service application shows itself\n"
+                 ":6: not a service application: the handler is visible when launched\n"
                  "      declare it as a <service-application>\n");
 }
 
-TEST_F(Check, NamesAKeyThatIsNearlyTheRightOne) {
+TEST_F(Check, ReportsMisspelledKeys) {
   for (const std::string& slip :
        {std::string("http://tizen.org/metadata/qor/command-handler"),
         std::string("command-handler"),
         std::string("http://tizen.org/iot/metadata/qor/Command-Handler"),
         std::string("http://tizen.org/iot/metadata/qor/comand-handler")}) {
     EXPECT_HAS(ReportWith(kManifest, kHandlerKey, slip, 1),
-               "fail  metadata: " + InPackage(kManifest) + ":8: " + slip + ": this key is not \"" +
-                   kHandlerKey + "\"\n      rename it to \"" + kHandlerKey + "\"\n");
+               "fail  metadata: " + InPackage(kManifest) + ":8: " + slip +
+                   ": unknown key (expected \"" + kHandlerKey + "\")\n      rename it to \"" +
+                   kHandlerKey + "\"\n");
   }
   EXPECT_HAS(ReportWith(kManifest, kPriorityKey, "http://tizen.org/iot/metadata/qor/prority", 0),
              "warn  priority: " + InPackage(kManifest) +
-                 ":9: http://tizen.org/iot/metadata/qor/prority: this key is not \"" +
-                 kPriorityKey + "\"\n      rename it");
+                 ":9: http://tizen.org/iot/metadata/qor/prority: unknown key (expected \"" +
+                 kPriorityKey + "\")\n      rename it");
 }
 
-TEST_F(Check, NamesAPackageWithoutAnyHandler) {
+TEST_F(Check, FailsForAPackageWithoutAHandler) {
   EXPECT_HAS(ReportWith(kManifest, kHandlerKey, "http://example.org/other", 1),
              "fail  metadata: " + InPackage(kManifest) + ": " + kHandlerKey +
-                 ": no application names a configuration file, so none is a command handler\n"
+                 ": no command handler: no application names a configuration file\n"
                  "      add <metadata key=\"" +
                  kHandlerKey + "\"");
 }
 
-TEST_F(Check, NamesAPathThatLeadsToNoConfigurationFile) {
+TEST_F(Check, FailsForAnInvalidPathOfTheConfigurationFile) {
   const std::string place = "fail  metadata: " + InPackage(kManifest) + ":8: " + kHandlerKey + ": ";
   EXPECT_HAS(ReportWith(kManifest, "res/handler.yaml", "res/handlers.yaml", 1),
-             place + "the configuration file res/handlers.yaml does not exist\n      put it into");
+             place + "configuration file res/handlers.yaml does not exist\n      add it to");
   EXPECT_HAS(ReportWith(kManifest, "res/handler.yaml", "", 1),
-             place + "the value names no configuration file\n      name it relative");
+             place + "empty value (expected a configuration file)\n      set the path");
   EXPECT_HAS(ReportWith(kManifest, "res/handler.yaml", "res/../../handler.yaml", 1),
              place +
-                 "the configuration file res/../../handler.yaml is outside the package\n"
-                 "      put it into the package");
-  // Where the tool reads the package, a file may happen to be there.
+                 "configuration file res/../../handler.yaml is outside the package\n"
+                 "      move it into the package");
+  // The path may exist relative to the temporary copy.
   Write(Temporary() + "/handler.yaml", "request-types: [a]\n");
   EXPECT_HAS(ReportWith(kManifest, "res/handler.yaml", "../handler.yaml", 1),
-             place + "the configuration file ../handler.yaml is outside the package\n");
+             place + "configuration file ../handler.yaml is outside the package\n");
   fs::remove(Temporary() + "/handler.yaml");
 }
 
-TEST_F(Check, NamesTheLineOfAConfigurationFileThatIsNoListOfTypes) {
+TEST_F(Check, ReportsTheLineOfAnInvalidConfigurationFile) {
   const std::string file = "fail  configuration: " + InPackage(kConfiguration);
-  const std::string shape = "\n      write it as \"request-types:\" and one line";
+  const std::string shape = "\n      use \"request-types:\" and one line";
   EXPECT_HAS(ReportWithConfiguration("- a\n", 1),
-             file + ":1: there is no mapping with the key \"request-types\"" + shape);
+             file + ":1: expected a mapping with the key \"request-types\"" + shape);
   EXPECT_HAS(ReportWithConfiguration("version: 1\nrequest_types: [a]\n", 1),
              file +
-                 ":2: request_types: this key is not \"request-types\"\n"
+                 ":2: request_types: unknown key (expected \"request-types\")\n"
                  "      rename it to \"request-types\"\n");
   EXPECT_HAS(ReportWithConfiguration("version: 1\nrequest-types: a\n", 1),
-             file + ":2: request-types: it is not a list" + shape);
+             file + ":2: request-types: not a list" + shape);
   EXPECT_HAS(ReportWithConfiguration("request-types:\n  - a\n  - {b: c}\n", 1),
-             file + ":3: request-types: an item of the list is not a text" + shape);
+             file + ":3: request-types: list item is not a string" + shape);
   EXPECT_HAS(ReportWithConfiguration("version: 1\nrequest-types: []\n", 1),
-             file + ":2: request-types: the list is empty\n      add the request types\n");
-  EXPECT_HAS(ReportWithConfiguration("request-types:\n  - [a\n", 1), file + ":3: not YAML: ");
+             file + ":2: request-types: empty list\n      add the request types\n");
+  EXPECT_HAS(ReportWithConfiguration("request-types:\n  - [a\n", 1), file + ":3: invalid YAML: ");
 }
 
-TEST_F(Check, WarnsOfItemsThatWereHardlyMeantSo) {
+TEST_F(Check, WarnsAboutSuspiciousRequestTypes) {
   const std::string report = ReportWithConfiguration(
       "request-types:\n  - a\n  -\n  - b\n  - a\n  - \"\"\n  - ~\n  - # none\n", 0);
   const std::string file = "warn  configuration: " + InPackage(kConfiguration);
   EXPECT_HAS(report, file +
-                         ":3: request-types: an item without a text counts as the request type "
+                         ":3: request-types: empty item is the request type "
                          "\"null\"\n      write the type after the dash, or remove the line\n");
   for (const char* line : {":7: ", ":8: "}) {
-    EXPECT_HAS(report, file + line + "request-types: an item without a text counts");
+    EXPECT_HAS(report, file + line + "request-types: empty item is");
   }
-  EXPECT_HAS(report, file + ":5: request-types: \"a\" is in the list twice\n      remove one\n");
-  EXPECT_HAS(report, file + ":6: request-types: an item is an empty text\n      write the type");
+  EXPECT_HAS(report, file + ":5: request-types: duplicate request type \"a\"\n      remove one\n");
+  EXPECT_HAS(report, file + ":6: request-types: empty request type\n      write the type");
   EXPECT_HAS_NOT(report, "pass  configuration");
 }
 
-TEST_F(Check, TellsWhatAPriorityCountsAs) {
+TEST_F(Check, WarnsAboutInvalidPriorities) {
   const std::string place =
       "warn  priority: " + InPackage(kManifest) + ":9: " + kPriorityKey + ": ";
   const std::string hint = "\n      write a number from 1 to 100\n";
   EXPECT_HAS(ReportWith(kManifest, "value=\"10\"", "value=\"high\"", 0),
-             place + "\"high\" is no number and counts as 0" + hint);
+             place + "\"high\" is not a number, priority is 0" + hint);
   EXPECT_HAS(ReportWith(kManifest, "value=\"10\"", "value=\"250\"", 0),
-             place + "\"250\" is out of range and counts as 100" + hint);
+             place + "\"250\" is out of range, priority is 100" + hint);
   EXPECT_HAS(ReportWith(kManifest, "value=\"10\"", "value=\"0\"", 0),
-             place + "\"0\" is out of range and counts as 1" + hint);
+             place + "\"0\" is out of range, priority is 1" + hint);
   EXPECT_HAS(ReportWith(kManifest, kPriorityKey, "http://example.org/other", 0),
-             "pass  priority: 0: none is declared, which counts as 0\n");
+             "pass  priority: 0: not declared, default 0\n");
 }
 
-TEST_F(Check, NamesEachMissingPrivilege) {
+TEST_F(Check, FailsForEachMissingPrivilege) {
   for (const std::string& name : {std::string("http://tizen.org/privilege/datasharing"),
                                   std::string("http://tizen.org/privilege/appmanager.launch")}) {
     EXPECT_HAS(ReportWith(kManifest, name, "http://tizen.org/privilege/internet", 1),
                "fail  privileges: " + InPackage(kManifest) + ":11: " + name +
-                   ": its connection is rejected: a privilege is missing\n      add <privilege>" +
-                   name + "</privilege> to <privileges>\n");
+                   ": missing privilege, connections are rejected\n      add <privilege>" + name +
+                   "</privilege> to <privileges>\n");
   }
-  // Also of a handler whose configuration file is of no use.
+  // Privileges are also checked with an invalid configuration file.
   const std::string package = Copy("text");
   Write(package + "/" + kConfiguration, "request-types: []\n");
   Replace(package + "/" + kManifest, "privilege/datasharing", "privilege/internet");
   EXPECT_HAS(ReportOf(package, 1), "fail  privileges: ");
 }
 
-TEST_F(Check, TellsTheApplicationsOfAPackageApart) {
+TEST_F(Check, DistinguishesTheApplicationsOfAPackage) {
   const std::string package = Copy("text");
   fs::copy(package + "/bin/text-handler", package + "/bin/other");
   Replace(package + "/" + kManifest, "  <privileges>",
@@ -284,27 +287,28 @@ TEST_F(Check, PrintsJson) {
   Write(package + "/" + kConfiguration, "request-types: []\n");
   const auto run = Qor({"check", "--json", package});
   EXPECT_EQ(run.exit_status, 1) << run.errors;
-  EXPECT_EQ(run.output,
-            "{\"package\":\"" + package +
-                "\",\"checks\":["
-                R"({"name":"manifest","level":"pass","message":"org.example.text 1.0.0"},)"
-                R"({"name":"application","level":"pass","message":)"
-                R"("org.example.text.handler is a service application"},)"
-                R"({"name":"executable","level":"pass","message":"bin/text-handler is there"},)"
-                R"({"name":"metadata","level":"pass","message":"names res/handler.yaml"},)"
-                R"({"name":"configuration","level":"fail","message":"the list is empty","file":")" +
-                InPackage(kConfiguration) +
-                R"(","line":1,"key":"request-types","hint":"add the request types"},)"
-                R"({"name":"priority","level":"warn","message":)"
-                R"("\"high\" is no number and counts as 0","file":")" +
-                InPackage(kManifest) + R"(","line":9,"key":")" + kPriorityKey +
-                R"(","hint":"write a number from 1 to 100"},)"
-                R"({"name":"privileges","level":"pass","message":"holds what a handler needs"}],)"
-                R"("summary":{"pass":5,"warn":1,"fail":1}})"
-                "\n");
+  EXPECT_EQ(
+      run.output,
+      "{\"package\":\"" + package +
+          "\",\"checks\":["
+          R"({"name":"manifest","level":"pass","message":"org.example.text 1.0.0"},)"
+          R"({"name":"application","level":"pass","message":)"
+          R"("org.example.text.handler is a service application"},)"
+          R"({"name":"executable","level":"pass","message":"bin/text-handler exists"},)"
+          R"({"name":"metadata","level":"pass","message":"names res/handler.yaml"},)"
+          R"({"name":"configuration","level":"fail","message":"empty list","file":")" +
+          InPackage(kConfiguration) +
+          R"(","line":1,"key":"request-types","hint":"add the request types"},)"
+          R"({"name":"priority","level":"warn","message":)"
+          R"("\"high\" is not a number, priority is 0","file":")" +
+          InPackage(kManifest) + R"(","line":9,"key":")" + kPriorityKey +
+          R"(","hint":"write a number from 1 to 100"},)"
+          R"({"name":"privileges","level":"pass","message":"has the privileges of a handler"}],)"
+          R"("summary":{"pass":5,"warn":1,"fail":1}})"
+          "\n");
 }
 
-TEST_F(Check, AnswersWrongWordsWithExitStatusTwo) {
+TEST_F(Check, ReturnsTwoForUsageErrors) {
   const std::string package = Packages() + "/text";
   for (const std::vector<std::string>& words : {std::vector<std::string>{"check"},
                                                 {"check", Root() + "/missing"},
@@ -319,23 +323,23 @@ TEST_F(Check, AnswersWrongWordsWithExitStatusTwo) {
   EXPECT_HAS(help.output, "Examples:\n  qor check ");
 }
 
-class CheckOfExample : public Check, public testing::WithParamInterface<const char*> {};
+class CheckExample : public Check, public testing::WithParamInterface<const char*> {};
 
-TEST_P(CheckOfExample, FailsNothingWhenItsHandlerIsRun) {
+TEST_P(CheckExample, PassesWithRun) {
   std::vector<std::string> options;
   if (std::string(GetParam()) == "text") {
     options = {"--skip", "text.crash", "--skip", "text.forget"};
   }
   const auto run = RunHandlers(Packages() + "/" + GetParam(), options);
   EXPECT_EQ(run.exit_status, 0) << run.output << run.errors;
-  EXPECT_HAS(run.output, "pass  connection: it connects and fetches its commands\n");
+  EXPECT_HAS(run.output, "pass  connection: connects and fetches its commands\n");
   EXPECT_HAS(run.output, "pass  again: ");
-  EXPECT_HAS(run.output, "pass  agent restart: it connects again after ");
-  EXPECT_HAS(run.output, "pass  handler killed: the agent gets a timeout, and the next command");
+  EXPECT_HAS(run.output, "pass  agent restart: reconnects after ");
+  EXPECT_HAS(run.output, "pass  handler killed: timeout for the pending command, the next command");
   EXPECT_HAS(run.output, "pass  once: ");
 }
 
-INSTANTIATE_TEST_SUITE_P(Good, CheckOfExample,
+INSTANTIATE_TEST_SUITE_P(Good, CheckExample,
                          testing::Values("text", "text-2", "text-preferred", "greet", "reboot",
                                          "config", "progress"),
                          [](const auto& package) {
@@ -344,22 +348,22 @@ INSTANTIATE_TEST_SUITE_P(Good, CheckOfExample,
                            return name;
                          });
 
-TEST_F(Check, NamesAHandlerThatNeverConnects) {
+TEST_F(Check, FailsForAHandlerThatNeverConnects) {
   const auto run = RunHandlers(Packages() + "/silent", {}, "500");
   EXPECT_EQ(run.exit_status, 1);
   EXPECT_HAS(run.output,
-             "fail  connection: it runs, but does not connect within 500 ms\n"
+             "fail  connection: runs but does not connect within 500 ms\n"
              "      connect to the port CommandHandler");
   EXPECT_HAS_NOT(run.output, "agent restart");
 }
 
-TEST_F(Check, NamesAHandlerThatEndsBeforeItConnects) {
+TEST_F(Check, FailsForAHandlerThatExitsBeforeItConnects) {
   const auto run = RunHandlers(CopyOfMisbehavingAs("exiting-handler"), {}, "2000");
   EXPECT_EQ(run.exit_status, 1);
-  EXPECT_HAS(run.output, "fail  connection: it ended and did not connect within 2000 ms\n");
+  EXPECT_HAS(run.output, "fail  connection: exited and did not connect within 2000 ms\n");
 }
 
-TEST_F(Check, NamesAHandlerThatCannotBeLaunched) {
+TEST_F(Check, FailsForAHandlerThatCannotBeLaunched) {
   const std::string package = Copy("text");
   Write(package + "/bin/text-handler", "no program");
   const auto run = RunHandlers(package);
@@ -367,44 +371,43 @@ TEST_F(Check, NamesAHandlerThatCannotBeLaunched) {
   EXPECT_HAS(run.output, "fail  connection: the handler of text.crash could not be launched\n");
 }
 
-TEST_F(Check, NamesAHandlerThatDoesNotFetchItsCommands) {
+TEST_F(Check, FailsForAHandlerThatDoesNotFetchItsCommands) {
   const auto run =
       RunHandlers(CopyOfMisbehavingAs("no-fetch-handler"), {"--execution-timeout", "500"}, "2000");
   EXPECT_EQ(run.exit_status, 1);
-  EXPECT_HAS(run.output,
-             "fail  connection: it connects, but does not fetch its commands\n      set");
+  EXPECT_HAS(run.output, "fail  connection: connects but does not fetch its commands\n      set");
 }
 
-TEST_F(Check, NamesTypesThatKillTheHandlerOrAreNotAnswered) {
+TEST_F(Check, ReportsTypesThatCrashTheHandlerOrAreNotAnswered) {
   const auto run = RunHandlers(Packages() + "/text");
   EXPECT_EQ(run.exit_status, 1);
   EXPECT_HAS(run.output,
-             "fail  text.crash: it ended while it worked on the command\n      see the log lines");
+             "fail  text.crash: exited while executing the command\n      check its log");
   EXPECT_HAS(
       run.output,
-      "warn  text.forget: no answer within 3000 ms\n      ask for more time before it is up");
+      "warn  text.forget: no answer within 3000 ms\n      request more time before the timeout");
   EXPECT_HAS(run.output, "pass  text.echo: succeeds after ");
   EXPECT_HAS(run.output, " ms: {\"ErrorCode\":42,\"ErrorDescription\":\"this handler refuses\"}\n");
   EXPECT_HAS(run.output, "pass  handler killed: ");
 }
 
-TEST_F(Check, WarnsWhenNothingIsAnsweredInTime) {
+TEST_F(Check, WarnsWhenNoTypeIsAnsweredInTime) {
   const std::string package = Copy("text");
   Write(package + "/" + kConfiguration, "request-types: [text.forget]\n");
   const auto run = RunHandlers(package, {"--execution-timeout", "500"});
   EXPECT_EQ(run.exit_status, 0) << run.output << run.errors;
   EXPECT_HAS(run.output, "warn  text.forget: no answer within 500 ms\n");
-  EXPECT_HAS(run.output, "warn  agent restart: not tried");
+  EXPECT_HAS(run.output, "warn  agent restart: skipped");
 }
 
-TEST_F(Check, WarnsOfATypeWithoutAFunction) {
+TEST_F(Check, WarnsAboutATypeWithoutAFunction) {
   const auto run = RunHandlers(Packages() + "/text-2", {"--skip", "text.slow"});
   EXPECT_EQ(run.exit_status, 0) << run.output << run.errors;
-  EXPECT_HAS(run.output, "warn  text.translate: nobody answers it but the SDK: ");
+  EXPECT_HAS(run.output, "warn  text.translate: answered by the SDK, not by the handler: ");
   EXPECT_HAS_NOT(run.output, "text.slow: ");
 }
 
-TEST_F(Check, SendsThePayloadsThatItIsTold) {
+TEST_F(Check, SendsTheGivenPayloads) {
   const std::string file = Root() + "/payload";
   Write(file, R"({"a":[1,2]})");
   const auto run = RunHandlers(Packages() + "/text",
@@ -420,28 +423,27 @@ TEST_F(Check, ReportsMisbehaviourOfAHandler) {
   EXPECT_EQ(run.exit_status, 1);
   EXPECT_HAS(run.output, "pass  misbehaving.count: succeeds after ");
   EXPECT_HAS(run.output,
-             "fail  misbehaving.count again: a command that comes again is answered with 2, before "
-             "with 1\n      keep the answers by uuid");
-  EXPECT_HAS(
-      run.output,
-      "warn  misbehaving.once again: a command that comes again is not answered\n      keep the");
+             "fail  misbehaving.count again: repeated command answered with 2, before "
+             "with 1\n      store answers by uuid");
   EXPECT_HAS(run.output,
-             "fail  misbehaving.text: its result is not JSON: hello there\n      answer with a JSON");
-  EXPECT_HAS(run.output, "fail  agent restart: after it: a command that comes again is answered");
+             "warn  misbehaving.once again: repeated command not answered\n      store");
+  EXPECT_HAS(run.output,
+             "fail  misbehaving.text: result is not JSON: hello there\n      return JSON");
+  EXPECT_HAS(run.output, "fail  agent restart: after the restart: repeated command answered");
   EXPECT_HAS(run.output, "fail  once: ");
-  EXPECT_HAS(run.output, " commands were answered more than once\n      pass over");
+  EXPECT_HAS(run.output, " commands answered more than once\n      ignore");
 }
 
-TEST_F(Check, RunsNothingThatFailsAlready) {
+TEST_F(Check, SkipsLiveChecksAfterAFailure) {
   const std::string package = Copy("text");
   Replace(package + "/" + kManifest, "privilege/datasharing", "privilege/internet");
   const auto run = RunHandlers(package);
   EXPECT_EQ(run.exit_status, 1);
-  EXPECT_HAS(run.output, "warn  run: not tried, because of what failed\n");
+  EXPECT_HAS(run.output, "warn  run: skipped because of failed checks\n");
   EXPECT_HAS_NOT(run.output, "connection: ");
 }
 
-TEST_F(Check, LeavesNothingBehindWhenItIsInterrupted) {
+TEST_F(Check, RemovesItsFilesWhenInterrupted) {
   LiveProcess run({BuildFolder() + "/tools/qor/qor", "check", "--run", "--execution-timeout",
                    "60000", "--skip", "text.crash", Packages() + "/text"});
   ASSERT_TRUE(run.AwaitOutput("text.echo: "));
@@ -449,9 +451,9 @@ TEST_F(Check, LeavesNothingBehindWhenItIsInterrupted) {
   EXPECT_EQ(run.AwaitEnd(), 128 + SIGTERM);
 }
 
-TEST_F(Check, LeavesNothingBehindWhenItIsInterruptedWhileItReads) {
+TEST_F(Check, RemovesItsFilesWhenInterruptedWhileReading) {
   const std::string package = Copy("text");
-  // Takes a while to be copied.
+  // Copying takes long enough for the signal.
   Write(package + "/res/zeros", "");
   fs::resize_file(package + "/res/zeros", 500 << 20);
   LiveProcess run({BuildFolder() + "/tools/qor/qor", "check", package});
@@ -465,7 +467,7 @@ TEST_F(Check, LeavesNothingBehindWhenItIsInterruptedWhileItReads) {
   EXPECT_EQ(run.AwaitEnd(), 128 + SIGTERM);
 }
 
-TEST_F(Check, LeavesNothingBehindOfAPackageThatIsRejected) {
+TEST_F(Check, RemovesTheFilesOfARejectedPackage) {
   const std::string package = Copy("text");
   std::string folder = package;
   for (int i = 0; i < 200; ++i) folder += "/d";

@@ -10,7 +10,7 @@ class Commands : public EndToEndTest {};
 
 constexpr int kShortMs = 1000;
 
-TEST_F(Commands, LaunchAHandlerThatIsNotRunningAndBringItsAnswerBack) {
+TEST_F(Commands, LaunchTheHandlerAndReturnItsAnswer) {
   Install("text");
   StartAgent();
   const auto response = Execute("one", "text.upper", R"("hello")");
@@ -19,7 +19,7 @@ TEST_F(Commands, LaunchAHandlerThatIsNotRunningAndBringItsAnswerBack) {
   EXPECT_EQ(response.error, "");
 }
 
-TEST_F(Commands, SentWhileTheHandlerStartsAreDeliveredInOrder) {
+TEST_F(Commands, AreDeliveredInOrderWhenSentDuringStartUp) {
   Install("text");
   auto& agent = StartAgent();
   for (const char* uuid : {"first", "second", "third"}) {
@@ -32,7 +32,7 @@ TEST_F(Commands, SentWhileTheHandlerStartsAreDeliveredInOrder) {
   EXPECT_EQ(agent.Responses()[2].result, "third");
 }
 
-TEST_F(Commands, ReachAConnectedHandlerAgainAndAgain) {
+TEST_F(Commands, ReachAConnectedHandlerRepeatedly) {
   Install("text");
   StartAgent();
   for (int i = 0; i < 100; ++i) {
@@ -41,14 +41,14 @@ TEST_F(Commands, ReachAConnectedHandlerAgainAndAgain) {
   }
 }
 
-TEST_F(Commands, CarryALargePayloadBothWays) {
+TEST_F(Commands, CarryLargePayloadsAndResults) {
   Install("text");
   StartAgent();
   const std::string payload(3 * 1024 * 1024, 'p');
   EXPECT_EQ(Execute("large", "text.echo", payload).result, payload);
 }
 
-TEST_F(Commands, ThatTheHandlerFailsBringItsErrorText) {
+TEST_F(Commands, ReturnTheErrorTextOfTheHandler) {
   Install("text");
   StartAgent();
   const auto response = Execute("one", "text.reject");
@@ -57,7 +57,7 @@ TEST_F(Commands, ThatTheHandlerFailsBringItsErrorText) {
   EXPECT_EQ(response.error, R"({"ErrorCode":42,"ErrorDescription":"this handler refuses"})");
 }
 
-TEST_F(Commands, MayTakeLongerWhenTheClientGrantsIt) {
+TEST_F(Commands, AreExtendedWhenTheClientGrantsIt) {
   Install("text");
   auto& agent = StartAgent(2000);
   std::string asked;
@@ -71,7 +71,7 @@ TEST_F(Commands, MayTakeLongerWhenTheClientGrantsIt) {
   EXPECT_EQ(asked, "org.example.text.handler one 6");
 }
 
-TEST_F(Commands, AreToldToTheHandlerWhenMoreTimeIsRefused) {
+TEST_F(Commands, NotifyTheHandlerWhenAnExtensionIsRefused) {
   Install("text");
   auto& agent = StartAgent();
   agent.SetNegotiator([](const std::string&, const std::string&, double) { return false; });
@@ -79,7 +79,7 @@ TEST_F(Commands, AreToldToTheHandlerWhenMoreTimeIsRefused) {
   EXPECT_EQ(response.error, R"({"ErrorDescription":"no more time was granted"})");
 }
 
-TEST_F(Commands, EndByTheExecutionTimeoutWhenTheHandlerForgetsThem) {
+TEST_F(Commands, EndWithTheExecutionTimeoutWhenTheHandlerDoesNotAnswer) {
   Install("text");
   StartAgent(kShortMs);
   const auto response = Execute("one", "text.forget");
@@ -87,7 +87,7 @@ TEST_F(Commands, EndByTheExecutionTimeoutWhenTheHandlerForgetsThem) {
   EXPECT_NE(response.error.find("Execution time out"), std::string::npos) << response.error;
 }
 
-TEST_F(Commands, EndByTheConnectionTimeoutWhenTheHandlerNeverConnects) {
+TEST_F(Commands, EndWithTheConnectionTimeoutWhenTheHandlerNeverConnects) {
   Install("silent");
   StartAgent(60'000, kShortMs);
   const auto response = Execute("one", "silence.keep");
@@ -95,7 +95,7 @@ TEST_F(Commands, EndByTheConnectionTimeoutWhenTheHandlerNeverConnects) {
   EXPECT_NE(response.error.find("Connection time out"), std::string::npos) << response.error;
 }
 
-TEST_F(Commands, ReachTheClientLateWhenTheHandlerAnswersAfterTheTimeout) {
+TEST_F(Commands, ReportLateAnswersAfterTheTimeout) {
   Install("text");
   auto& agent = StartAgent(kShortMs);
   ASSERT_EQ(agent.Send("one", "text.delay", "2"), 0);
@@ -110,7 +110,7 @@ TEST_F(Commands, ReachTheClientLateWhenTheHandlerAnswersAfterTheTimeout) {
   EXPECT_EQ(responses.back().status, QOR_REQUEST_STATUS_SUCCESS);
 }
 
-TEST_F(Commands, WithSecondsThatAreNoNumberFail) {
+TEST_F(Commands, FailWhenTheHandlerRequestsNanSeconds) {
   Install("text");
   auto& agent = StartAgent();
   ASSERT_EQ(agent.Send("not finite", "text.delay", "nan"), 0);
@@ -120,14 +120,14 @@ TEST_F(Commands, WithSecondsThatAreNoNumberFail) {
   EXPECT_NE(response->error.find("not a number of seconds"), std::string::npos) << response->error;
 }
 
-TEST_F(Commands, OfATypeThatNobodyServesAreRefused) {
+TEST_F(Commands, AreRejectedForAnUnsupportedType) {
   Install("text");
   auto& agent = StartAgent();
   EXPECT_EQ(agent.Send("one", "no.such.type", ""), QOR_HANDLER_MANAGER_ERROR_NOT_SUPPORTED_COMMAND);
   EXPECT_TRUE(agent.Responses().empty());
 }
 
-TEST_F(Commands, WithAUuidThatIsPendingAreRefused) {
+TEST_F(Commands, AreRejectedWithAPendingUuid) {
   Install("text");
   auto& agent = StartAgent();
   ASSERT_EQ(agent.Send("one", "text.echo", "first"), 0);
@@ -135,7 +135,7 @@ TEST_F(Commands, WithAUuidThatIsPendingAreRefused) {
   EXPECT_EQ(AwaitResponse("one").result, "first");
 }
 
-TEST_F(Commands, ToAHandlerThatIsKilledInTheMiddleTimeOutAndTheNextLaunchesItAnew) {
+TEST_F(Commands, TimeOutWhenTheHandlerCrashesAndTheNextLaunchesIt) {
   Install("text");
   auto& agent = StartAgent(1000);
   ASSERT_EQ(Execute("warm-up", "text.echo", "x").status, QOR_REQUEST_STATUS_SUCCESS);
@@ -144,7 +144,7 @@ TEST_F(Commands, ToAHandlerThatIsKilledInTheMiddleTimeOutAndTheNextLaunchesItAne
   EXPECT_EQ(agent.Responses().size(), 3u);
 }
 
-TEST_F(Commands, ReachARunningHandlerFromAnAgentThatStartedAnew) {
+TEST_F(Commands, ReachARunningHandlerAfterARestartOfTheAgent) {
   Install("text");
   StartAgent();
   ASSERT_EQ(Execute("one", "text.echo", "x").status, QOR_REQUEST_STATUS_SUCCESS);
@@ -167,17 +167,17 @@ void ExpectSilentExit(const std::vector<std::string>& command) {
   EXPECT_EQ(run.errors, "");
 }
 
-TEST_F(Commands, MayBePendingWhenTheAgentExitsWithoutShuttingDown) {
+TEST_F(Commands, MayBePendingWhenTheAgentExitsWithoutShutdown) {
   Install("text");
   ExpectSilentExit({BuildFolder() + "/tests/end-to-end/agent-without-shutdown"});
 }
 
-TEST_F(Commands, MayBePendingWhenTheThreadOfTheLoopHasEnded) {
+TEST_F(Commands, MayBePendingAfterTheExitOfTheMainLoopsThread) {
   Install("text");
   ExpectSilentExit({BuildFolder() + "/tests/end-to-end/agent-without-shutdown", "thread"});
 }
 
-TEST_F(Commands, LeaveNoTimerToAnUnloadedLibrary) {
+TEST_F(Commands, LeaveNoTimerInAnUnloadedLibrary) {
   Install("text");
   const auto run = tools::RunProcess(
       {BuildFolder() + "/tests/end-to-end/dlclose-agent", QOR_LIBRARY}, kPatienceSeconds);

@@ -18,7 +18,7 @@ std::string Source(const std::string& path) {
 
 class Documents : public EndToEndTest {};
 
-TEST_F(Documents, ShowAHandlerInTheHeaderThatIsTheOneInTheExamplesFolder) {
+TEST_F(Documents, ShowTheExampleHandlerInTheHeader) {
   const std::string example = Source("examples/greet-handler/main.cc");
   ASSERT_FALSE(example.empty());
   std::string comment;
@@ -29,15 +29,15 @@ TEST_F(Documents, ShowAHandlerInTheHeaderThatIsTheOneInTheExamplesFolder) {
   EXPECT_NE(Source("handler/include/qor/handler.h").find(comment), std::string::npos);
 }
 
-TEST_F(Documents, ShowAnExampleInTheReadmeThatWorks) {
+TEST_F(Documents, ShowAWorkingExampleInTheReadme) {
   Install("text");
   const auto run = tools::RunProcess({BuildFolder() + "/examples/send"}, kPatienceSeconds);
   EXPECT_EQ(run.exit_status, 0) << run.errors;
   EXPECT_EQ(run.output, "command-1: 0 {\"text\":\"HELLO\",\"by\":\"org.example.text.handler\"}\n");
 }
 
-// Its command of a handler that never answers loses its timer when the others are answered.
-TEST_F(Documents, ShowAnAgentInTheGuideThatEndsWithoutAResponse) {
+// The unanswered command loses its timer to the others, so the agent must give up by itself.
+TEST_F(Documents, ShowAnAgentInTheGuideThatExitsWithoutAResponse) {
   Install("text");
   const auto run =
       tools::RunProcess({BuildFolder() + "/tests/end-to-end/guide-agent"}, kPatienceSeconds);

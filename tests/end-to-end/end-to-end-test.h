@@ -14,11 +14,11 @@
 
 namespace end_to_end {
 
-// No event takes this long; a test that waits in vain fails after it.
+// Limit for all waits: far longer than any expected event, also under sanitizers.
 inline constexpr double kPatienceSeconds = 60;
 
-// A test with real packages, real processes and a root folder of its own. Everything that was
-// installed is uninstalled at its end, which ends the processes too.
+// A fixture with real packages, real processes and a temporary root folder. The destructor
+// uninstalls all packages, which also ends their processes.
 class EndToEndTest : public testing::Test {
  protected:
   EndToEndTest();
@@ -27,21 +27,21 @@ class EndToEndTest : public testing::Test {
   // Starts the library in this process.
   tools::Agent& StartAgent(int execution_timeout_ms = 60'000, int connection_timeout_ms = 60'000);
   void StopAgent() { agent_.reset(); }
-  tools::Agent& TheAgent() { return *agent_; }
+  tools::Agent& GetAgent() { return *agent_; }
 
-  // One of the example packages, by folder name, through the qor tool.
+  // Installs an example package by folder name with the qor tool.
   void Install(const std::string& example);
   void Uninstall(const std::string& package_id);
   tools::ProcessResult Qor(std::vector<std::string> arguments);
 
-  // Sends and waits; the response has status -1 when the command was not accepted or not answered.
+  // Sends a command and waits. The status is -1 if it was rejected or not answered.
   tools::Agent::Response Execute(const std::string& uuid, const std::string& request_type,
                                  const std::string& payload = "");
   tools::Agent::Response AwaitResponse(const std::string& uuid);
   bool AwaitUpdates(std::size_t count);
 
   const std::string& Root() const { return root_; }
-  // Folder of this build, and of its example packages.
+  // Folders of this build and of its example packages.
   static std::string BuildFolder();
   static std::string Packages() { return BuildFolder() + "/packages"; }
 

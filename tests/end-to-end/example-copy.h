@@ -11,7 +11,7 @@
 
 namespace end_to_end {
 
-// A copy of an example package that a test may change.
+// A copy of an example package that a test can modify.
 class ExampleCopy {
  public:
   ExampleCopy(const std::string& package, const std::string& folder) : folder_(folder) {
@@ -23,7 +23,7 @@ class ExampleCopy {
   void Write(const std::string& file, const std::string& text) const {
     std::ofstream(folder_ + "/" + file) << text;
   }
-  // Everywhere in the manifest.
+  // Replaces all occurrences in the manifest.
   void Replace(const std::string& old_text, const std::string& new_text) const {
     const std::string file = folder_ + "/tizen-manifest.xml";
     std::ostringstream read;

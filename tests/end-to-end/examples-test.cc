@@ -13,13 +13,13 @@ namespace {
 
 class Examples : public EndToEndTest {};
 
-TEST_F(Examples, GreetInAFewLines) {
+TEST_F(Examples, GreetAnswersWithAText) {
   Install("greet");
   StartAgent();
   EXPECT_EQ(Execute("one", "greet").result, R"({"text":"hello"})");
 }
 
-TEST_F(Examples, RebootOnlyWithTheTimeForIt) {
+TEST_F(Examples, RebootRequiresGrantedTime) {
   Install("reboot");
   auto& agent = StartAgent();
   bool grants = true;
@@ -34,7 +34,7 @@ TEST_F(Examples, RebootOnlyWithTheTimeForIt) {
   EXPECT_NE(Execute("two", "device.reboot").error.find("no time to reboot"), std::string::npos);
 }
 
-TEST_F(Examples, TakeAConfigurationThatFitsItsSchema) {
+TEST_F(Examples, ConfigAcceptsAConfigurationThatMatchesTheSchema) {
   Install("config");
   StartAgent();
   EXPECT_EQ(Execute("one", "config.get").result, "{}");
@@ -43,7 +43,7 @@ TEST_F(Examples, TakeAConfigurationThatFitsItsSchema) {
   EXPECT_EQ(Execute("three", "config.get").result, configuration);
 }
 
-TEST_F(Examples, NameThePlaceInAConfigurationThatDoesNotFit) {
+TEST_F(Examples, ConfigReportsTheLocationOfAMismatch) {
   Install("config");
   StartAgent();
   const auto port = Execute("one", "config.set", R"({"network":{"host":"h","port":70000}})");
@@ -59,7 +59,7 @@ TEST_F(Examples, NameThePlaceInAConfigurationThatDoesNotFit) {
   EXPECT_EQ(Execute("four", "config.get").result, "{}");
 }
 
-TEST_F(Examples, WorkForLongerThanTheAgentWaitsAndTellHowFarTheyAre) {
+TEST_F(Examples, ProgressRequestsMoreTimeAndLogsProgress) {
   Install("progress");
   const std::string log = Root() + "/log";
   setenv("DLOG_FILE", log.c_str(), 1);
@@ -76,7 +76,7 @@ TEST_F(Examples, WorkForLongerThanTheAgentWaitsAndTellHowFarTheyAre) {
   }
 }
 
-TEST_F(Examples, GiveUpWorkThatTheAgentDoesNotWaitFor) {
+TEST_F(Examples, ProgressStopsWhenAnExtensionIsRefused) {
   Install("progress");
   StartAgent().SetNegotiator([](const std::string&, const std::string&, double) { return false; });
   EXPECT_NE(Execute("one", "firmware.download", "2").error.find("extension denied"),
@@ -95,21 +95,21 @@ TEST_F(Examples, SendManyCommandsFromAnAgentInCpp) {
   EXPECT_NE(refused.output.find("1 failed: {"), std::string::npos) << refused.output;
 }
 
-TEST_F(Examples, EndAtADeadlineWhenTheHandlerNeverAsksForCommands) {
+TEST_F(Examples, ExitAtADeadlineWhenTheHandlerNeverFetches) {
   const ExampleCopy package(Packages() + "/misbehaving", Root() + "/no-fetch");
   package.Replace("misbehaving-handler", "no-fetch-handler");
   std::filesystem::rename(package.Path() + "/bin/misbehaving-handler",
                           package.Path() + "/bin/no-fetch-handler");
   ASSERT_EQ(Qor({"package", "install", package.Path()}).exit_status, 0);
-  const auto run = tools::RunProcess({BuildFolder() + "/examples/example-agent", "misbehaving.text"},
-                                     kPatienceSeconds);
+  const auto run = tools::RunProcess(
+      {BuildFolder() + "/examples/example-agent", "misbehaving.text"}, kPatienceSeconds);
   EXPECT_EQ(run.exit_status, 1);
   EXPECT_NE(run.errors.find("no response within 10 s\n"), std::string::npos) << run.errors;
 }
 
-TEST_F(Examples, EndAtADeadlineWithoutResponses) {
+TEST_F(Examples, ExitAtADeadlineWithoutResponses) {
   Install("text");
-  // Of three commands to one handler that never answers, the library ends only two.
+  // Of three unanswered commands to one handler, only two have timers.
   const auto run = tools::RunProcess(
       {BuildFolder() + "/examples/example-agent-cpp", "text.forget", "1", "2", "3"},
       kPatienceSeconds);

@@ -33,7 +33,7 @@ void LiveProcess::Write(const std::string& text) {
 }
 
 void LiveProcess::CloseInput() {
-  // It is closed once something has been written.
+  // Ecore closes the pipe after the next write.
   Write("\n");
   ecore_exe_close_stdin(process_);
 }

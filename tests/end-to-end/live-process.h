@@ -11,8 +11,8 @@
 
 namespace end_to_end {
 
-// A program that runs beside the test, which talks to it and may interrupt it. Ended with this
-// object. Waiting runs the main loop.
+// A child process with access to its standard streams. The destructor ends it. Waiting runs the
+// main loop.
 class LiveProcess {
  public:
   explicit LiveProcess(const std::vector<std::string>& arguments);
@@ -20,17 +20,18 @@ class LiveProcess {
   LiveProcess& operator=(const LiveProcess&) = delete;
   ~LiveProcess();
 
-  // To its standard input.
+  // Writes to its standard input.
   void Write(const std::string& text);
   void CloseInput();
-  // Whether the output, or standard error, holds the text before the test's patience ends.
+  // Waits until standard output or standard error contains the text; returns false on timeout or
+  // exit.
   bool AwaitOutput(const std::string& text) { return AwaitText(output_, text); }
   bool AwaitErrors(const std::string& text) { return AwaitText(errors_, text); }
-  // As Ctrl-C does.
+  // Sends SIGINT.
   void Interrupt();
-  // As a service manager does.
+  // Sends SIGTERM.
   void Terminate();
-  // The exit status; -1 when a signal ended it or it does not end.
+  // Waits for the exit. Returns the exit status, or -1 if a signal ended it or on timeout.
   int AwaitEnd();
 
   const std::string& Output() const { return output_; }

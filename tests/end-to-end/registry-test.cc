@@ -14,7 +14,7 @@ namespace fs = std::filesystem;
 
 class Registry : public EndToEndTest {
  protected:
-  // A copy of an example package that the test may spoil.
+  // Copies an example package, so that the test can modify it.
   std::string CopyOf(const std::string& example) {
     const std::string copy = Root() + "/copy-of-" + example;
     fs::copy(Packages() + "/" + example, copy, fs::copy_options::recursive);
@@ -39,7 +39,7 @@ TEST_F(Registry, ListsTheInstalledHandlersWithTheirRequestTypes) {
   EXPECT_EQ(handlers[1].app_id, "org.example.text.handler");
 }
 
-TEST_F(Registry, TellsTheClientOfAnInstallAndServesTheNewTypes) {
+TEST_F(Registry, NotifiesTheClientOfAnInstallAndServesTheNewTypes) {
   auto& agent = StartAgent();
   Install("text");
   ASSERT_TRUE(AwaitUpdates(1));
@@ -48,7 +48,7 @@ TEST_F(Registry, TellsTheClientOfAnInstallAndServesTheNewTypes) {
   EXPECT_EQ(Execute("one", "text.echo", "x").result, "x");
 }
 
-TEST_F(Registry, LetsTheHigherPriorityServeAndTheOtherWhenThatIsUninstalled) {
+TEST_F(Registry, PrefersTheHigherPriorityUntilItIsUninstalled) {
   Install("text");
   StartAgent();
   Install("text-preferred");
@@ -67,10 +67,11 @@ TEST_F(Registry, FollowsAnUpdateThatChangesTheRequestTypes) {
   ASSERT_TRUE(AwaitUpdates(1));
   EXPECT_EQ(agent.Updates()[0].type, QOR_HANDLER_UPDATE_UPDATED);
   EXPECT_EQ(agent.Send("two", "text.reject", ""), QOR_HANDLER_MANAGER_ERROR_NOT_SUPPORTED_COMMAND);
-  EXPECT_NE(Execute("three", "text.translate").error.find("no function for request type"), std::string::npos);
+  EXPECT_NE(Execute("three", "text.translate").error.find("no function for request type"),
+            std::string::npos);
 }
 
-TEST_F(Registry, ForgetsAHandlerThatIsUninstalled) {
+TEST_F(Registry, RemovesAnUninstalledHandler) {
   Install("text");
   auto& agent = StartAgent();
   Uninstall("org.example.text");
@@ -91,7 +92,7 @@ TEST_F(Registry, KeepsTheDatabaseFileInTheAgentsDataFolder) {
             R"({"appId":"org.example.silent.handler","requestTypes":["silence.keep"]}}]})");
 }
 
-TEST_F(Registry, LetsAPackageWithABrokenConfigurationFileHandleNothing) {
+TEST_F(Registry, IgnoresAPackageWithAnInvalidConfigurationFile) {
   const std::string broken = CopyOf("text");
   std::ofstream(broken + "/res/handler.yaml") << "request-types: [unclosed";
   ASSERT_EQ(Qor({"package", "install", broken}).exit_status, 0);
@@ -104,7 +105,7 @@ TEST_F(Registry, LetsAPackageWithABrokenConfigurationFileHandleNothing) {
   EXPECT_EQ(run.errors.find(line, first + 1), std::string::npos) << run.errors;
 }
 
-TEST_F(Registry, RefusesAPackageWithoutAManifestAndKeepsWhatIsInstalled) {
+TEST_F(Registry, RejectsAPackageWithoutAManifestAndKeepsTheInstalledOne) {
   Install("text");
   const std::string spoilt = CopyOf("text");
   fs::remove(spoilt + "/tizen-manifest.xml");

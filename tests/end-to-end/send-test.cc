@@ -15,7 +15,7 @@ class Send : public EndToEndTest {
  protected:
   static std::string Tool() { return BuildFolder() + "/tools/qor/qor"; }
 
-  // Words for a shell, in which $qor is the tool.
+  // Runs a shell command; $qor is the tool.
   static tools::ProcessResult Shell(const std::string& words) {
     return tools::RunProcess({"bash", "-c", "qor='" + Tool() + "'; " + words}, kPatienceSeconds);
   }
@@ -26,7 +26,7 @@ class Send : public EndToEndTest {
     return path;
   }
 
-  // Its command is never answered; its log tells of every command.
+  // The command is never answered; the log shows when it was sent.
   static std::vector<std::string> EndlessSend() {
     return {"env",         "DLOG_FILTER=QOR-HANDLER-MANAGER-API:I",
             Tool(),        "send",
@@ -41,7 +41,7 @@ bool Holds(const std::string& text, const std::string& part) {
 
 long CountLines(const std::string& text) { return std::count(text.begin(), text.end(), '\n'); }
 
-TEST_F(Send, TakesThePayloadFromAFile) {
+TEST_F(Send, ReadsThePayloadFromAFile) {
   Install("text");
   const std::string file = WriteFile("payload.json", "{\"a\":\n [1, 2]}\n");
   const auto run = Qor({"send", "text.echo", "@" + file});
@@ -50,22 +50,22 @@ TEST_F(Send, TakesThePayloadFromAFile) {
   EXPECT_EQ(run.errors, "");
 }
 
-TEST_F(Send, TakesThePayloadFromStandardInput) {
+TEST_F(Send, ReadsThePayloadFromStandardInput) {
   Install("text");
   const auto run = Shell("printf '{\"a\":1}' | $qor send text.echo -");
   EXPECT_EQ(run.exit_status, 0) << run.errors;
   EXPECT_EQ(run.output, "{\"a\":1}\n");
 }
 
-// A reader of the tool's output does not wait for the handler, which stays alive.
-TEST_F(Send, LeavesNoOutputOpen) {
+// Otherwise a reader of the tool's output would wait for the handler, which keeps running.
+TEST_F(Send, ClosesInheritedOutputsInTheHandler) {
   Install("text");
   const auto run = Shell("$qor send text.echo '\"x\"' 2>&1 | cat");
   EXPECT_EQ(run.exit_status, 0) << run.errors;
   EXPECT_EQ(run.output, "\"x\"\n");
 }
 
-TEST_F(Send, LogsThatAPayloadIsTooLongToBeDelivered) {
+TEST_F(Send, LogsAPayloadThatExceedsTheFrameLimit) {
   Install("text");
   const std::string file = WriteFile("payload.json", "\"" + std::string(5 << 20, 'x') + "\"");
   const auto run = Shell("DLOG_FILE=" + Root() + "/log $qor send text.echo @" + file +
@@ -77,16 +77,15 @@ TEST_F(Send, LogsThatAPayloadIsTooLongToBeDelivered) {
       << lines;
 }
 
-TEST_F(Send, WarnsOfAPayloadThatIsNoJsonAndSendsItAsItIs) {
+TEST_F(Send, WarnsAboutAPayloadThatIsNotJsonAndSendsIt) {
   Install("text");
   const auto run = Qor({"send", "text.echo", "{\"\xC3\xA4\":x}"});
   EXPECT_EQ(run.exit_status, 0);
   EXPECT_EQ(run.output, "{\"\xC3\xA4\":x}\n");
-  EXPECT_EQ(run.errors,
-            "qor: warning: payload is not JSON: Invalid value (line 1, column 6)\n");
+  EXPECT_EQ(run.errors, "qor: warning: payload is not JSON: Invalid value (line 1, column 6)\n");
 }
 
-TEST_F(Send, RefusesAPayloadThatIsNoJsonWhenStrict) {
+TEST_F(Send, RejectsAPayloadThatIsNotJsonWhenStrict) {
   Install("text");
   const std::string file = WriteFile("payload.json", "{\n  \"a\": 1,\n  b: 2\n}");
   const auto run = Qor({"send", "--strict", "text.echo", "@" + file});
@@ -97,7 +96,7 @@ TEST_F(Send, RefusesAPayloadThatIsNoJsonWhenStrict) {
   EXPECT_EQ(Qor({"send", "--strict", "text.echo", "{}"}).exit_status, 0);
 }
 
-TEST_F(Send, NamesAPayloadFileThatCannotBeRead) {
+TEST_F(Send, ReportsAPayloadFileThatCannotBeRead) {
   for (const std::string& file : {Root() + "/nothing.json", Root()}) {
     const auto run = Qor({"send", "text.echo", "@" + file});
     EXPECT_EQ(run.exit_status, 2);
@@ -105,14 +104,14 @@ TEST_F(Send, NamesAPayloadFileThatCannotBeRead) {
   }
 }
 
-TEST_F(Send, RefusesAPayloadThatANulByteWouldEnd) {
+TEST_F(Send, RejectsAPayloadWithANulByte) {
   const auto run = Shell("printf '{}\\0{}' | $qor send text.echo -");
   EXPECT_EQ(run.exit_status, 2);
   EXPECT_TRUE(Holds(run.errors, "standard input: payload contains a NUL byte at byte 3"))
       << run.errors;
 }
 
-TEST_F(Send, ManyCommandsGiveTheirResultsAndASummary) {
+TEST_F(Send, PrintsResultsAndASummaryOfSeveralCommands) {
   Install("text");
   const auto run = Qor({"send", "text.echo", "7", "--count", "50", "--parallel", "8"});
   EXPECT_EQ(run.exit_status, 0);
@@ -122,7 +121,7 @@ TEST_F(Send, ManyCommandsGiveTheirResultsAndASummary) {
     EXPECT_TRUE(Holds(run.errors, figure)) << run.errors;
 }
 
-TEST_F(Send, SendsTheNextWhenTheOneBeforeHasEnded) {
+TEST_F(Send, SendsSequentiallyByDefault) {
   Install("text");
   const auto start = std::chrono::steady_clock::now();
   const auto run = Qor({"send", "text.delay", "0.3", "--count", "4"});
@@ -145,7 +144,7 @@ TEST_F(Send, PrintsJsonLinesAndASummaryObject) {
   EXPECT_EQ(CountLines(run.output.substr(summary)), 1);
 }
 
-TEST_F(Send, PrintsFailuresAsJsonOnStandardOutput) {
+TEST_F(Send, PrintsErrorsAsJsonOnStandardOutput) {
   Install("text");
   const auto failed = Qor({"send", "text.reject", "--json", "--uuid", "mine"});
   EXPECT_EQ(failed.exit_status, 3);
@@ -161,13 +160,13 @@ TEST_F(Send, PrintsFailuresAsJsonOnStandardOutput) {
       << unknown.output;
 }
 
-TEST_F(Send, PrintsTheErrorOfACommandLineAsJson) {
+TEST_F(Send, PrintsUsageErrorsAsJson) {
   const auto run = Qor({"send", "--json", "text.echo", "@" + Root() + "/nothing.json"});
   EXPECT_EQ(run.exit_status, 2);
   EXPECT_EQ(run.errors.find(R"({"error":{"message":"cannot read the payload: )"), 0U) << run.errors;
 }
 
-TEST_F(Send, RefusesOneUuidForSeveralCommands) {
+TEST_F(Send, RejectsOneUuidForSeveralCommands) {
   for (const std::vector<std::string>& many :
        {std::vector<std::string>{"--count", "2"}, {"--repeat", "1"}}) {
     std::vector<std::string> words = {"send", "text.echo", "1", "--uuid", "mine"};
@@ -178,7 +177,7 @@ TEST_F(Send, RefusesOneUuidForSeveralCommands) {
   }
 }
 
-TEST_F(Send, RefusesNumbersThatMeanNothing) {
+TEST_F(Send, RejectsInvalidNumbers) {
   for (const std::vector<std::string>& wrong : {std::vector<std::string>{"--count", "0"},
                                                 {"--parallel", "0"},
                                                 {"--repeat", "0"},
@@ -191,7 +190,7 @@ TEST_F(Send, RefusesNumbersThatMeanNothing) {
   }
 }
 
-TEST_F(Send, EndsAlthoughCommandsPendingTogetherLostTheirTimeouts) {
+TEST_F(Send, EndsCommandsThatLostTheirTimers) {
   Install("text");
   const auto run = Qor({"send", "text.forget", "--count", "5", "--parallel", "5",
                         "--execution-timeout", "200", "--connection-timeout", "500"});
@@ -200,7 +199,7 @@ TEST_F(Send, EndsAlthoughCommandsPendingTogetherLostTheirTimeouts) {
   EXPECT_TRUE(Holds(run.errors, " no-answer\n")) << run.errors;
 }
 
-TEST_F(Send, TellsOfATimeoutOnOneLine) {
+TEST_F(Send, PrintsATimeoutOnOneLine) {
   Install("text");
   const auto run = Qor({"send", "text.forget", "--execution-timeout", "100"});
   EXPECT_EQ(run.exit_status, 4);
@@ -209,15 +208,15 @@ TEST_F(Send, TellsOfATimeoutOnOneLine) {
       << run.errors;
 }
 
-TEST_F(Send, WaitsAsLongAsAHandlerWasGranted) {
+TEST_F(Send, WaitsForGrantedExtensions) {
   Install("text");
-  // Longer than both timeouts and the grace.
+  // Longer than both timeouts and the grace period.
   const auto run =
       Qor({"send", "text.slow", "4", "--execution-timeout", "500", "--connection-timeout", "500"});
   EXPECT_EQ(run.exit_status, 0) << run.errors;
 }
 
-TEST_F(Send, RepeatsUntilInterruptedAndSumsUp) {
+TEST_F(Send, RepeatsUntilInterruptedAndPrintsASummary) {
   Install("text");
   LiveProcess tool(
       {Tool(), "send", "text.echo", "1", "--count", "2", "--repeat", "0.01", "--json"});
@@ -227,7 +226,7 @@ TEST_F(Send, RepeatsUntilInterruptedAndSumsUp) {
   EXPECT_TRUE(Holds(tool.Output(), R"({"summary":{"commands":)")) << tool.Output();
 }
 
-TEST_F(Send, CountsWhatItDidNotWaitForWhenInterrupted) {
+TEST_F(Send, CountsPendingCommandsWhenInterrupted) {
   Install("text");
   LiveProcess tool(EndlessSend());
   ASSERT_TRUE(tool.AwaitErrors("SendCommand [")) << tool.Errors();
@@ -236,7 +235,7 @@ TEST_F(Send, CountsWhatItDidNotWaitForWhenInterrupted) {
   EXPECT_TRUE(Holds(tool.Errors(), "1 command: 1 interrupted\n")) << tool.Errors();
 }
 
-TEST_F(Send, EndsCleanlyWhenTerminated) {
+TEST_F(Send, ExitsCleanlyOnSigterm) {
   Install("text");
   std::vector<std::string> words = EndlessSend();
   words.emplace_back("--json");
@@ -247,7 +246,7 @@ TEST_F(Send, EndsCleanlyWhenTerminated) {
   EXPECT_EQ(tool.Output(), "{\"summary\":{\"commands\":1,\"outcomes\":{\"interrupted\":1}}}\n");
 }
 
-TEST_F(Send, ShowsABarOnATerminalOnly) {
+TEST_F(Send, ShowsAProgressBarOnATerminalOnly) {
   Install("text");
   const std::string words = " send text.echo 1 --count 3";
   const auto on = Shell("script -qec \"$qor" + words + " >/dev/null\" /dev/null");
@@ -260,12 +259,12 @@ TEST_F(Send, ShowsABarOnATerminalOnly) {
   EXPECT_FALSE(Holds(off.errors, "1/3")) << off.errors;
 }
 
-TEST_F(Send, EndsWithAnErrorWhenNobodyReadsTheResults) {
+TEST_F(Send, ExitsWithAnErrorWhenTheOutputIsClosed) {
   Install("text");
   const auto run =
       Shell("$qor send text.echo 1 --repeat 0.01 | head -n 1 >/dev/null; exit ${PIPESTATUS[0]}");
   EXPECT_EQ(run.exit_status, 1);
-  EXPECT_TRUE(Holds(run.errors, "standard output cannot be written")) << run.errors;
+  EXPECT_TRUE(Holds(run.errors, "cannot write standard output")) << run.errors;
 }
 
 }  // namespace

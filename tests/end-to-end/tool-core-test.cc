@@ -27,7 +27,7 @@ class ToolCore : public EndToEndTest {
     });
   }
 
-  // For what the main loop does not hear of: it is looked at again and again.
+  // Polls for conditions that cause no event of the main loop.
   static bool Await(const std::function<bool()>& condition) {
     Ecore_Timer* tick = ecore_timer_add(
         0.01, [](void*) -> Eina_Bool { return ECORE_CALLBACK_RENEW; }, nullptr);
@@ -37,7 +37,7 @@ class ToolCore : public EndToEndTest {
   }
 };
 
-TEST_F(ToolCore, LetsTwoSendsRunAtOnceServedByOneHandlerProcess) {
+TEST_F(ToolCore, RunsTwoSendsConcurrentlyWithOneHandlerProcess) {
   Install("text");
   LiveProcess first({QorPath(), "send", "text.delay", "2", "--execution-timeout", "60000"});
   LiveProcess second({QorPath(), "send", "text.delay", "2", "--execution-timeout", "60000"});
@@ -54,7 +54,7 @@ TEST_F(ToolCore, LetsTwoSendsRunAtOnceServedByOneHandlerProcess) {
   EXPECT_EQ(HandlerProcesses().size(), 1u);
 }
 
-TEST_F(ToolCore, KeepsItsNameFromTheApplicationsThatItLaunches) {
+TEST_F(ToolCore, DoesNotPassItsNameToLaunchedApplications) {
   Install("text");
   setenv(platform::kHostNameVariable, "somebody", 1);
   StartAgent();
@@ -66,7 +66,7 @@ TEST_F(ToolCore, KeepsItsNameFromTheApplicationsThatItLaunches) {
   EXPECT_EQ(platform::ReadStartVariable(handlers[0], "QOR_PLATFORM_ROOT"), Root());
 }
 
-TEST_F(ToolCore, UsesItsNamesAgain) {
+TEST_F(ToolCore, ReusesItsNames) {
   for (int i = 0; i < 3; ++i) ASSERT_EQ(Qor({"handlers"}).exit_status, 0);
   std::set<std::string> names;
   for (const auto& entry : std::filesystem::directory_iterator(Root() + "/data")) {

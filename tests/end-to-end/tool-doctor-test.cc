@@ -19,7 +19,7 @@ using testing::Not;
 
 class ToolDoctor : public EndToEndTest {
  protected:
-  // The whole report; fails the test when the exit status is another.
+  // Returns the report; expects the exit status.
   std::string Report(int exit_status, std::vector<std::string> options = {}) {
     options.insert(options.begin(), "doctor");
     const auto run = Qor(options);
@@ -31,7 +31,7 @@ class ToolDoctor : public EndToEndTest {
     return fs::directory_iterator(Root() + "/packages/" + package)->path();
   }
 
-  // What a process that was killed leaves.
+  // A killed process leaves its socket behind.
   std::string LeaveSocket(const std::string& folder, const std::string& name) {
     fs::create_directories(Root() + "/" + folder);
     EXPECT_TRUE(platform::ListenAt(Root() + "/" + folder, name));
@@ -39,73 +39,73 @@ class ToolDoctor : public EndToEndTest {
   }
 };
 
-TEST_F(ToolDoctor, FindsNothingWhereNothingIsWrong) {
+TEST_F(ToolDoctor, PassesForAValidRoot) {
   Install("text");
   ASSERT_EQ(Qor({"send", "text.echo", "1"}).exit_status, 0);
   const std::string report = Report(0);
   EXPECT_THAT(report, Not(HasSubstr("warn")));
   EXPECT_THAT(report, HasSubstr("pass  handler org.example.text.handler: serves 7 request types "
                                 "with priority 10\n"));
-  EXPECT_THAT(report, HasSubstr("pass  no socket is stale\n"));
+  EXPECT_THAT(report, HasSubstr("pass  no stale sockets\n"));
 }
 
-TEST_F(ToolDoctor, LooksAtTheRootFolder) {
-  EXPECT_THAT(Report(0), HasSubstr("pass  the root folder " + Root() + " is yours alone\n"));
+TEST_F(ToolDoctor, ChecksTheRootFolder) {
+  EXPECT_THAT(Report(0), HasSubstr("pass  root folder " + Root() + " is private\n"));
   fs::permissions(Root(), fs::perms(0755));
-  EXPECT_THAT(Report(0), HasSubstr("warn  the root folder " + Root() +
-                                   " is open to other users\n      chmod 700 " + Root() + "\n"));
+  EXPECT_THAT(Report(0),
+              HasSubstr("warn  root folder " + Root() +
+                        " is accessible to other users\n      chmod 700 " + Root() + "\n"));
   fs::permissions(Root(), fs::perms(0700));
   setenv("QOR_PLATFORM_ROOT", (Root() + "/missing").c_str(), 1);
-  EXPECT_THAT(Report(0), HasSubstr("does not exist: nothing was installed yet"));
+  EXPECT_THAT(Report(0), HasSubstr("does not exist (nothing installed yet)"));
   EXPECT_FALSE(fs::exists(Root() + "/missing"));
   std::ofstream(Root() + "/file") << "in the way";
   setenv("QOR_PLATFORM_ROOT", (Root() + "/file").c_str(), 1);
-  EXPECT_THAT(Report(1), HasSubstr("fail  the root " + Root() + "/file is not a folder\n"));
+  EXPECT_THAT(Report(1), HasSubstr("fail  root folder " + Root() + "/file is not a folder\n"));
   setenv("QOR_PLATFORM_ROOT", Root().c_str(), 1);
 }
 
-TEST_F(ToolDoctor, FindsStaleSocketsAndRemovesThemWhenAsked) {
+TEST_F(ToolDoctor, FindsStaleSocketsAndRemovesThemWithFix) {
   const std::vector<std::string> sockets = {
       LeaveSocket("run/ports/host.gone", "CommandHandler"),
       LeaveSocket("run/apps", "org.example.gone-" + std::to_string(getpid())),
-      // No process has such a number.
+      // Beyond the largest process id.
       LeaveSocket("run/events", "99999999")};
   const std::string report = Report(0);
   for (const auto& socket : sockets) {
-    EXPECT_THAT(report, HasSubstr("warn  socket " + socket + " is stale: nobody listens\n"));
+    EXPECT_THAT(report, HasSubstr("warn  stale socket " + socket + ": no listener\n"));
     EXPECT_TRUE(fs::exists(socket));
   }
   const std::string fixed = Report(0, {"--fix"});
   for (const auto& socket : sockets) {
-    EXPECT_THAT(fixed, HasSubstr("pass  stale socket " + socket + " was removed\n"));
+    EXPECT_THAT(fixed, HasSubstr("pass  removed stale socket " + socket + "\n"));
     EXPECT_FALSE(fs::exists(socket));
   }
-  EXPECT_THAT(Report(0), HasSubstr("pass  no socket is stale\n"));
+  EXPECT_THAT(Report(0), HasSubstr("pass  no stale sockets\n"));
 }
 
-TEST_F(ToolDoctor, RemovesLockFilesThatNobodyUsesAndNoOthers) {
+TEST_F(ToolDoctor, RemovesUnusedLockFilesOnly) {
   ASSERT_EQ(Qor({"handlers"}).exit_status, 0);
   StartAgent();
   const std::string unused = Root() + "/run/ports/host.qor/.CommandHandler.lock";
   const std::string used = Root() + "/run/ports/host.end-to-end-test/.CommandHandler.lock";
   ASSERT_TRUE(fs::exists(unused));
-  EXPECT_THAT(Report(0), HasSubstr("pass  2 lock files are not in use, which is harmless\n"));
+  EXPECT_THAT(Report(0), HasSubstr("pass  2 unused lock files (harmless)\n"));
   EXPECT_TRUE(fs::exists(unused));
-  EXPECT_THAT(Report(0, {"--fix"}),
-              HasSubstr("pass  2 lock files are not in use and were removed\n"));
+  EXPECT_THAT(Report(0, {"--fix"}), HasSubstr("pass  2 unused lock files removed\n"));
   EXPECT_FALSE(fs::exists(unused));
   EXPECT_TRUE(fs::exists(used));
   EXPECT_TRUE(fs::exists(Root() + "/run/ports/host.end-to-end-test/CommandHandler"));
 }
 
-TEST_F(ToolDoctor, NamesTheAgentsThatRun) {
+TEST_F(ToolDoctor, ListsRunningAgents) {
   StartAgent();
-  EXPECT_THAT(Report(0), HasSubstr("pass  the port CommandHandler of host.end-to-end-test belongs "
-                                   "to process " +
-                                   std::to_string(getpid()) + ", "));
+  EXPECT_THAT(Report(0),
+              HasSubstr("pass  port CommandHandler of host.end-to-end-test is owned by process " +
+                        std::to_string(getpid()) + ", "));
 }
 
-TEST_F(ToolDoctor, FindsAPackageWhoseFolderIsMissingAndItsCureHelps) {
+TEST_F(ToolDoctor, FindsAPackageWithAMissingFolderAndItsHintHelps) {
   Install("text");
   fs::remove_all(PackageRoot("org.example.text"));
   EXPECT_THAT(Report(1),
@@ -114,29 +114,30 @@ TEST_F(ToolDoctor, FindsAPackageWhoseFolderIsMissingAndItsCureHelps) {
   Report(0);
 }
 
-TEST_F(ToolDoctor, FindsWhatAnInterruptedInstallLeftAndItsCureHelps) {
+TEST_F(ToolDoctor, FindsLeftoversOfAnInterruptedInstallAndItsHintHelps) {
   Install("silent");
   const std::string staged = Root() + "/staging/123@org.example.gone";
   const std::string unknown = Root() + "/packages/org.example.gone/123";
   fs::create_directories(staged);
   fs::create_directories(unknown);
   const std::string report = Report(0);
-  EXPECT_THAT(report, HasSubstr("warn  " + staged + " is left of an interrupted operation\n"));
+  EXPECT_THAT(report,
+              HasSubstr("warn  " + staged + " is a leftover of an interrupted operation\n"));
   EXPECT_THAT(report, HasSubstr("warn  " + unknown + " belongs to no installed package\n"));
   Install("text");
   EXPECT_THAT(Report(0), Not(HasSubstr("warn")));
 }
 
-TEST_F(ToolDoctor, FindsHandlersThatServeNothing) {
+TEST_F(ToolDoctor, FindsHandlersWithoutRequestTypes) {
   const ExampleCopy copy(Packages() + "/text", Root() + "/copy");
   copy.Write("res/handler.yaml", "request-types:\n  - a\n  - [b\n");
   ASSERT_EQ(Qor({"package", "install", copy.Path()}).exit_status, 0);
   EXPECT_THAT(Report(1),
               testing::ContainsRegex(
-                  "fail  handler org.example.text.handler: .*/res/handler.yaml:4: not YAML"));
+                  "fail  handler org.example.text.handler: .*/res/handler.yaml:4: invalid YAML"));
 }
 
-TEST_F(ToolDoctor, FindsADatabaseThatCannotBeRead) {
+TEST_F(ToolDoctor, FindsAnUnreadableDatabase) {
   std::ofstream(Root() + "/packages.db") << std::string(5000, 'x');
   const std::string json = Report(1, {"--json"});
   EXPECT_THAT(json, HasSubstr("{\"level\":\"fail\",\"message\":\"" + Root() + "/packages.db"));

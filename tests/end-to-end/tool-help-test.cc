@@ -25,7 +25,7 @@ Words LinesOf(const std::string& text) {
 
 class ToolHelp : public EndToEndTest {
  protected:
-  // Every command that a help text names, and the two hidden ones.
+  // All commands in help texts, and the two hidden ones.
   std::vector<Words> Commands() {
     std::vector<Words> commands = {{}, {"completion"}, {"man"}};
     for (std::size_t i = 0; i < commands.size(); ++i) {
@@ -69,7 +69,7 @@ class ToolHelp : public EndToEndTest {
     return examples;
   }
 
-  // Runs a line of a shell with the tool as `qor` and the example packages where a build has them.
+  // Runs a shell command with `qor` in PATH and the example packages in build/packages.
   tools::ProcessResult Shell(const std::string& shell, const std::string& line) {
     fs::create_directories(Root() + "/desk/build");
     if (!fs::exists(Root() + "/desk/build/packages")) {
@@ -83,7 +83,7 @@ class ToolHelp : public EndToEndTest {
 
   std::string Share(const std::string& file) { return BuildFolder() + "/share/" + file; }
 
-  // What bash offers for the last of the words.
+  // Returns the completions of the last word in bash.
   std::string Bash(const std::string& words) {
     return Shell("bash", "source " + Share("bash-completion/completions/qor") + "; COMP_WORDS=(" +
                              words +
@@ -91,7 +91,7 @@ class ToolHelp : public EndToEndTest {
                              "printf '%s\\n' \"${COMPREPLY[@]}\"")
         .output;
   }
-  // Likewise; the shell's own helpers print what they are given.
+  // The same in zsh; stubs of its helper functions print their arguments.
   std::string Zsh(const std::string& words) {
     const auto run = Shell(
         "zsh",
@@ -103,7 +103,7 @@ class ToolHelp : public EndToEndTest {
   }
 };
 
-TEST_F(ToolHelp, HasAnExampleForEveryCommandThatTheToolUnderstands) {
+TEST_F(ToolHelp, HasAValidExampleForEveryCommand) {
   Install("text");
   std::size_t examples = 0;
   for (const auto& command : Commands()) {
@@ -111,7 +111,7 @@ TEST_F(ToolHelp, HasAnExampleForEveryCommandThatTheToolUnderstands) {
     EXPECT_FALSE(lines.empty()) << Help(command);
     for (const auto& line : lines) {
       ++examples;
-      // An agent would go on for ever. What counts is that the words are understood.
+      // An agent would not exit; only the arguments are checked.
       const auto run = Shell("bash", "timeout -s INT -k 10 5 " + line + " </dev/null");
       EXPECT_NE(run.exit_status, 2) << line << "\n" << run.errors;
       EXPECT_NE(run.exit_status, 127) << line << "\n" << run.errors;
@@ -125,17 +125,17 @@ TEST_F(ToolHelp, ListsTheExitStatuses) {
   EXPECT_THAT(Help({}), HasSubstr("\n  5  no handler serves the request type\n"));
 }
 
-TEST_F(ToolHelp, IsPlainWhereNobodyLooks) {
+TEST_F(ToolHelp, HasNoColoursWithoutATerminal) {
   EXPECT_EQ(Qor({"doctor"}).output.find('\033'), std::string::npos);
 }
 
-TEST_F(ToolHelp, IsColouredOnATerminalUnlessThatIsNotWanted) {
+TEST_F(ToolHelp, HasColoursOnATerminalUnlessNoColorIsSet) {
   const std::string on_terminal = "script -qec 'qor doctor' /dev/null";
   EXPECT_THAT(Shell("bash", on_terminal).output, HasSubstr("\033[32mpass\033[0m"));
   EXPECT_EQ(Shell("bash", "NO_COLOR=1 " + on_terminal).output.find('\033'), std::string::npos);
 }
 
-TEST_F(ToolHelp, IsAManualPageWithEveryCommand) {
+TEST_F(ToolHelp, IsInTheManualPageForEveryCommand) {
   const std::string page = Share("man/man1/qor.1");
   std::ostringstream text;
   text << std::ifstream(page).rdbuf();
@@ -165,7 +165,7 @@ TEST_F(ToolHelp, CompletesInBash) {
                                              testing::Not(HasSubstr("completion"))));
 }
 
-TEST_F(ToolHelp, RunsNothingThatAHandlerCallsAType) {
+TEST_F(ToolHelp, DoesNotExecuteRequestTypesInCompletion) {
   Install("text");
   for (const auto& entry : fs::recursive_directory_iterator(Root() + "/packages")) {
     if (entry.path().filename() != "handler.yaml") continue;
@@ -178,9 +178,8 @@ TEST_F(ToolHelp, RunsNothingThatAHandlerCallsAType) {
 
 TEST_F(ToolHelp, CompletesInZsh) {
   Install("text");
-  EXPECT_THAT(Zsh("qor ''"), HasSubstr("doctor:Look for what is wrong below the root folder;"));
-  EXPECT_THAT(Zsh("qor package ''"),
-              HasSubstr("install:Install a package, or update it when it is installed\n"));
+  EXPECT_THAT(Zsh("qor ''"), HasSubstr("doctor:check the root folder for errors;"));
+  EXPECT_THAT(Zsh("qor package ''"), HasSubstr("install:install or update a package\n"));
   EXPECT_THAT(Zsh("qor package install ''"), HasSubstr("files\n"));
   EXPECT_THAT(Zsh("qor explain ''"), HasSubstr("\ntext.upper\n"));
   EXPECT_THAT(Zsh("qor package show ''"), HasSubstr("\norg.example.text\n"));

@@ -21,7 +21,7 @@ class ToolPackages : public EndToEndTest {
   }
 };
 
-TEST_F(ToolPackages, InstallTellsWhatBecameOfWhichPackage) {
+TEST_F(ToolPackages, InstallPrintsThePackageAndTheOperation) {
   EXPECT_EQ(Qor({"package", "install", Packages() + "/text"}).output,
             "org.example.text: installed\n");
   EXPECT_EQ(Qor({"package", "install", Packages() + "/text-2"}).output,
@@ -30,17 +30,18 @@ TEST_F(ToolPackages, InstallTellsWhatBecameOfWhichPackage) {
             "{\"package\":\"org.example.text\",\"outcome\":\"uninstalled\"}\n");
 }
 
-TEST_F(ToolPackages, UpdateNeedsAnInstalledPackage) {
+TEST_F(ToolPackages, UpdateRequiresAnInstalledPackage) {
   const auto refused = Qor({"package", "update", Packages() + "/text-2"});
   EXPECT_EQ(refused.exit_status, 1);
-  EXPECT_THAT(refused.errors, HasSubstr("qor: package org.example.text is not installed"));
+  EXPECT_THAT(refused.errors,
+              HasSubstr("qor: cannot update org.example.text: package is not installed"));
   EXPECT_EQ(Qor({"package", "list"}).output, "");
   Install("text");
   EXPECT_EQ(Qor({"package", "update", Packages() + "/text-2"}).exit_status, 0);
   EXPECT_EQ(Qor({"package", "list"}).output, "org.example.text 2.0.0\n");
 }
 
-TEST_F(ToolPackages, ARefusedPackageComesWithFileLineAndKey) {
+TEST_F(ToolPackages, InstallReportsFileLineAndKeyOfARejectedPackage) {
   const auto copy = CopyOf("text");
   copy.Replace("version=\"1.0.0\"", "version=\"one\"");
   const std::string file = copy.Path() + "/tizen-manifest.xml";
@@ -54,10 +55,10 @@ TEST_F(ToolPackages, ARefusedPackageComesWithFileLineAndKey) {
   }
 }
 
-TEST_F(ToolPackages, WhatIsNotThereIsNamed) {
+TEST_F(ToolPackages, MissingPackagesAreReported) {
   const auto install = Qor({"package", "install", "/no/such.tpk"});
   EXPECT_EQ(install.exit_status, 1);
-  EXPECT_THAT(install.errors, StartsWith("qor: /no/such.tpk: no such package file or folder\n"));
+  EXPECT_THAT(install.errors, StartsWith("qor: /no/such.tpk: no such file or folder\n"));
   for (const char* verb : {"uninstall", "show"}) {
     const auto run = Qor({"package", verb, "org.example.nobody"});
     EXPECT_EQ(run.exit_status, 1);
@@ -65,7 +66,7 @@ TEST_F(ToolPackages, WhatIsNotThereIsNamed) {
   }
 }
 
-TEST_F(ToolPackages, ShowPrintsWhatIsDeclaredAndWhatIsMadeOfIt) {
+TEST_F(ToolPackages, ShowPrintsDeclarationsAndPriorities) {
   Install("silent");
   const std::string text = Qor({"package", "show", "org.example.silent"}).output;
   EXPECT_THAT(text, StartsWith("org.example.silent 1.0.0\n  root path: " + Root() + "/packages/"));
@@ -87,7 +88,7 @@ TEST_F(ToolPackages, ShowPrintsWhatIsDeclaredAndWhatIsMadeOfIt) {
           "[{\"package\":\"org.example.silent\",\"version\":\"1.0.0\",\"preloaded\":false,"));
 }
 
-TEST_F(ToolPackages, HandlersComeWithTheirPriorities) {
+TEST_F(ToolPackages, HandlersPrintsPriorities) {
   Install("text");
   Install("text-preferred");
   EXPECT_THAT(
@@ -98,7 +99,7 @@ TEST_F(ToolPackages, HandlersComeWithTheirPriorities) {
                          "[\"text.upper\"],\"priority\":50},"));
 }
 
-TEST_F(ToolPackages, WatchedHandlersArePrintedAsTheyChange) {
+TEST_F(ToolPackages, HandlersWatchPrintsChanges) {
   Install("silent");
   LiveProcess watch({BuildFolder() + "/tools/qor/qor", "handlers", "--watch"});
   LiveProcess json({BuildFolder() + "/tools/qor/qor", "handlers", "--watch", "--json"});
@@ -119,7 +120,7 @@ TEST_F(ToolPackages, WatchedHandlersArePrintedAsTheyChange) {
   }
 }
 
-TEST_F(ToolPackages, ExplainNamesTheOneThatAnswersAndWhoStandsBehind) {
+TEST_F(ToolPackages, ExplainPrintsTheServingHandlerAndOtherCandidates) {
   Install("text");
   Install("text-preferred");
   const auto run = Qor({"explain", "text.upper"});
@@ -127,35 +128,34 @@ TEST_F(ToolPackages, ExplainNamesTheOneThatAnswersAndWhoStandsBehind) {
   EXPECT_THAT(run.output, StartsWith("text.upper is served by org.example.preferred.handler\n"));
   EXPECT_THAT(run.output, HasSubstr("priority 50: declared as 50"));
   EXPECT_THAT(run.output, HasSubstr("2. org.example.text.handler\n"));
-  EXPECT_THAT(run.output,
-              HasSubstr("behind org.example.preferred.handler: its priority is higher"));
+  EXPECT_THAT(run.output, HasSubstr("after org.example.preferred.handler: higher priority"));
   EXPECT_THAT(Qor({"send", "text.upper", "\"x\""}).output,
               HasSubstr("\"by\":\"org.example.preferred.handler\""));
 }
 
-TEST_F(ToolPackages, ExplainDecidesEqualPrioritiesByTheSmallerId) {
+TEST_F(ToolPackages, ExplainPrefersTheSmallerIdForEqualPriorities) {
   Install("text-preferred");
   const auto copy = CopyOf("text-preferred");
   copy.Replace("org.example.preferred", "org.example.earlier");
   ASSERT_EQ(Qor({"package", "install", copy.Path()}).exit_status, 0);
   const auto run = Qor({"explain", "text.upper"});
   EXPECT_THAT(run.output, StartsWith("text.upper is served by org.example.earlier.handler\n"));
-  EXPECT_THAT(
-      run.output,
-      HasSubstr("behind org.example.earlier.handler: same priority, but that id is smaller"));
+  EXPECT_THAT(run.output,
+              HasSubstr("after org.example.earlier.handler: same priority, smaller id"));
   EXPECT_THAT(Qor({"send", "text.upper", "\"x\""}).output,
               HasSubstr("\"by\":\"org.example.earlier.handler\""));
 }
 
-TEST_F(ToolPackages, ExplainTellsWhoWasLeftOutAndWhy) {
+TEST_F(ToolPackages, ExplainPrintsExcludedApplicationsWithReasons) {
   const auto copy = CopyOf("text");
   copy.Write("res/handler.yaml", "# types\nrequest_types:\n  - text.upper\n");
   ASSERT_EQ(Qor({"package", "install", copy.Path()}).exit_status, 0);
   const auto run = Qor({"explain", "text.upper"});
   EXPECT_EQ(run.exit_status, 5);
-  EXPECT_THAT(run.output, StartsWith("No handler serves text.upper\n"));
-  EXPECT_THAT(run.output,
-              HasSubstr("/res/handler.yaml:2: request_types: this key is not \"request-types\"\n"));
+  EXPECT_THAT(run.output, StartsWith("no handler serves text.upper\n"));
+  EXPECT_THAT(
+      run.output,
+      HasSubstr("/res/handler.yaml:2: request_types: unknown key (expected \"request-types\")\n"));
   const auto json = Qor({"explain", "text.upper", "--json"});
   EXPECT_THAT(json.output,
               StartsWith("{\"type\":\"text.upper\",\"servedBy\":null,\"candidates\":[],"
@@ -163,12 +163,12 @@ TEST_F(ToolPackages, ExplainTellsWhoWasLeftOutAndWhy) {
   EXPECT_THAT(json.output, HasSubstr("\"line\":2,\"key\":\"request_types\",\"hint\":"));
 }
 
-TEST_F(ToolPackages, ExplainTellsThatALookUpThatFailsLeavesNoHandler) {
+TEST_F(ToolPackages, ExplainReportsAFailedLookUp) {
   std::ofstream(Root() + "/packages.db") << std::string(5000, 'x');
   const auto explained = Qor({"explain", "text.upper"});
   EXPECT_EQ(explained.exit_status, 1);
   EXPECT_THAT(explained.errors, HasSubstr(Root() + "/packages.db"));
-  EXPECT_THAT(explained.errors, HasSubstr("leaves the library without any handler"));
+  EXPECT_THAT(explained.errors, HasSubstr("the library has no handlers when"));
   std::filesystem::remove(Root() + "/packages.db");
 }
 

@@ -18,25 +18,25 @@ TEST_F(Tool, SendsACommandAndPrintsItsResult) {
   EXPECT_EQ(run.output, "{\"a\":1}\n");
 }
 
-TEST_F(Tool, TellsAHandlersErrorApart) {
+TEST_F(Tool, ReturnsThreeForAHandlersError) {
   Install("text");
   const auto run = Qor({"send", "text.reject"});
   EXPECT_EQ(run.exit_status, 3);
   EXPECT_NE(run.errors.find("this handler refuses"), std::string::npos) << run.errors;
 }
 
-TEST_F(Tool, TellsATimeoutApart) {
+TEST_F(Tool, ReturnsFourForATimeout) {
   Install("text");
   EXPECT_EQ(Qor({"send", "text.forget", "--execution-timeout", "200"}).exit_status, 4);
 }
 
-TEST_F(Tool, TellsAnUnsupportedTypeApart) {
+TEST_F(Tool, ReturnsFiveForAnUnsupportedType) {
   const auto run = Qor({"send", "no.such.type"});
   EXPECT_EQ(run.exit_status, 5);
   EXPECT_EQ(run.errors.find("qor: no handler serves no.such.type"), run.errors.rfind("qor: "));
 }
 
-TEST_F(Tool, TellsALaunchThatFailsApart) {
+TEST_F(Tool, ReturnsSixForAFailedLaunch) {
   Install("text");
   for (const auto& entry : std::filesystem::recursive_directory_iterator(Root() + "/packages")) {
     if (entry.path().filename() == "text-handler") std::filesystem::remove(entry.path());
@@ -50,7 +50,7 @@ TEST_F(Tool, ListsPackagesAndHandlers) {
   EXPECT_EQ(Qor({"handlers"}).output, "org.example.silent.handler 10 silence.keep\n");
 }
 
-TEST_F(Tool, AnswersWrongWordsWithExitStatusTwo) {
+TEST_F(Tool, ReturnsTwoForUsageErrors) {
   for (const std::vector<std::string>& words :
        {std::vector<std::string>{}, {"nonsense"}, {"package"}, {"package", "install"}, {"send"}}) {
     const auto run = Qor(words);
@@ -59,7 +59,7 @@ TEST_F(Tool, AnswersWrongWordsWithExitStatusTwo) {
   }
 }
 
-TEST_F(Tool, NamesARootFolderThatCannotBeWritten) {
+TEST_F(Tool, ReportsARootFolderThatCannotBeWritten) {
   const std::string file = Root() + "/a-file";
   std::ofstream(file) << "in the way";
   setenv("QOR_PLATFORM_ROOT", (file + "/root").c_str(), 1);

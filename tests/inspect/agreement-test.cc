@@ -40,8 +40,8 @@ const std::vector<std::string> kPriorities = {"1",   "50",    "100", "0",       
 const std::vector<std::string> kKeys = {kKey, "http://tizen.org/iot/metadata/qor/command_handler",
                                         kPriority, "other"};
 
-// Installs random packages, without executables and without a package manager. None names a folder
-// as its configuration file: the YAML library loses memory over one.
+// Registers random packages without executables and without the package manager. No configuration
+// file is a folder, because the YAML library leaks memory then.
 class Agreement : public ScratchTest {
  protected:
   Agreement() { ecore_init(); }
@@ -88,7 +88,7 @@ class Agreement : public ScratchTest {
   std::mt19937 random_{20'260'101};
 };
 
-TEST_F(Agreement, TheExplanationIsTheLibrarysOwnOrder) {
+TEST_F(Agreement, ExplainsTheOrderOfTheLibrary) {
   std::size_t compared = 0;
   for (int round = 0; round < 60; ++round) {
     for (const auto& package : platform::AllPackages()) platform::RemovePackage(package.id);

@@ -16,8 +16,8 @@ class ConfigFiles : public ScratchTest {
     handlers::PackageConfigs package;
     return ReadConfigFile(Write("handler.yaml", text), "pkg/handler.yaml", package);
   }
-  // The one error of a file that has no request type, as text.
-  std::string Obstacle(const std::string& text) const {
+  // Expects a file without request types; returns its only error as text.
+  std::string ErrorOf(const std::string& text) const {
     const ConfigFile config = Read(text);
     EXPECT_TRUE(config.request_types.empty());
     EXPECT_EQ(config.errors.size(), 1u);
@@ -27,51 +27,51 @@ class ConfigFiles : public ScratchTest {
   }
 };
 
-TEST_F(ConfigFiles, GiveTheTypesEachOnce) {
+TEST_F(ConfigFiles, ReturnEachTypeOnce) {
   const ConfigFile config = Read("request-types:\n  - b\n  - a\n  - b\n  -\n");
   EXPECT_EQ(config.request_types, (std::set<std::string>{"a", "b", "null"}));
   EXPECT_TRUE(config.errors.empty());
 }
 
-TEST_F(ConfigFiles, NameTheKeyThatWasMeant) {
-  EXPECT_EQ(Obstacle("version: 1\nrequest_types:\n  - a\n"),
-            "pkg/handler.yaml:2: request_types: this key is not \"request-types\"");
+TEST_F(ConfigFiles, SuggestTheMisspelledKey) {
+  EXPECT_EQ(ErrorOf("version: 1\nrequest_types:\n  - a\n"),
+            "pkg/handler.yaml:2: request_types: unknown key (expected \"request-types\")");
 }
 
-TEST_F(ConfigFiles, NameAMissingKey) {
-  EXPECT_EQ(Obstacle("types: [a]\n"), "pkg/handler.yaml:1: the key \"request-types\" is missing");
-  EXPECT_EQ(Obstacle("- a\n"),
-            "pkg/handler.yaml:1: there is no mapping with the key \"request-types\"");
-  EXPECT_EQ(Obstacle(""), "pkg/handler.yaml:1: there is no mapping with the key \"request-types\"");
+TEST_F(ConfigFiles, ReportAMissingKey) {
+  EXPECT_EQ(ErrorOf("types: [a]\n"), "pkg/handler.yaml:1: missing key \"request-types\"");
+  EXPECT_EQ(ErrorOf("- a\n"),
+            "pkg/handler.yaml:1: expected a mapping with the key \"request-types\"");
+  EXPECT_EQ(ErrorOf(""), "pkg/handler.yaml:1: expected a mapping with the key \"request-types\"");
 }
 
-TEST_F(ConfigFiles, NameTheLineOfMalformedYaml) {
-  EXPECT_EQ(Obstacle("request-types:\n  - a\n  - [b\n").rfind("pkg/handler.yaml:4: not YAML: ", 0),
-            0u);
+TEST_F(ConfigFiles, ReportTheLineOfInvalidYaml) {
+  EXPECT_EQ(
+      ErrorOf("request-types:\n  - a\n  - [b\n").rfind("pkg/handler.yaml:4: invalid YAML: ", 0),
+      0u);
 }
 
-TEST_F(ConfigFiles, NameAValueThatIsNoList) {
-  EXPECT_EQ(Obstacle("# types\nrequest-types: a\n"),
-            "pkg/handler.yaml:2: request-types: it is not a list");
-  EXPECT_EQ(Obstacle("request-types:\n  - a\n  - {b: c}\n"),
-            "pkg/handler.yaml:3: request-types: an item of the list is not a text");
-  EXPECT_EQ(Obstacle("request-types: []\n"),
-            "pkg/handler.yaml:1: request-types: the list is empty");
+TEST_F(ConfigFiles, ReportAValueThatIsNotAList) {
+  EXPECT_EQ(ErrorOf("# types\nrequest-types: a\n"),
+            "pkg/handler.yaml:2: request-types: not a list");
+  EXPECT_EQ(ErrorOf("request-types:\n  - a\n  - {b: c}\n"),
+            "pkg/handler.yaml:3: request-types: list item is not a string");
+  EXPECT_EQ(ErrorOf("request-types: []\n"), "pkg/handler.yaml:1: request-types: empty list");
 }
 
-TEST_F(ConfigFiles, NameWhatIsTooLong) {
-  EXPECT_EQ(Obstacle(std::string((1 << 20) + 1, '#')),
+TEST_F(ConfigFiles, ReportAFileBeyondTheSizeLimit) {
+  EXPECT_EQ(ErrorOf(std::string((1 << 20) + 1, '#')),
             "pkg/handler.yaml: the file exceeds 1048576 bytes");
   std::string multiplied = "x: &x " + std::string(1 << 19, 'x') + "\nrequest-types: [*x, *x, *x]\n";
-  EXPECT_EQ(Obstacle(multiplied), "pkg/handler.yaml: the request types exceed 1048576 bytes");
+  EXPECT_EQ(ErrorOf(multiplied), "pkg/handler.yaml: the request types exceed 1048576 bytes");
 }
 
-TEST_F(ConfigFiles, NameWhatWeighsTooMuch) {
+TEST_F(ConfigFiles, ReportAFileBeyondTheWeightLimit) {
   const std::string too_much =
       "pkg/handler.yaml: the configuration files of the package exceed the parse cost limit of "
       "1114112 (1 per byte and 32 per line or indicator)";
-  EXPECT_EQ(Obstacle("request-types: [" + std::string(40'000, ',') + "]"), too_much);
-  // With those of the package's other applications.
+  EXPECT_EQ(ErrorOf("request-types: [" + std::string(40'000, ',') + "]"), too_much);
+  // The weight of all applications of a package counts.
   handlers::PackageConfigs package;
   const std::string path =
       Write("handler.yaml", "request-types: [" + std::string(20'000, ',') + "]");
@@ -82,22 +82,22 @@ TEST_F(ConfigFiles, NameWhatWeighsTooMuch) {
   EXPECT_EQ(ToText(second.errors[0]), too_much);
 }
 
-TEST_F(ConfigFiles, FindADashWithoutATextBeforeAnyComment) {
+TEST_F(ConfigFiles, ReportTheLineOfAnEmptyItemBeforeComments) {
   const ConfigFile config =
       Read("request-types:\n  - a\n  - #" + std::string(500'000, '#') + "\n  # more\n\n");
   ASSERT_EQ(config.warnings.size(), 1u);
   EXPECT_EQ(config.warnings[0].location.line, 3);
 }
 
-TEST_F(ConfigFiles, NameAFolder) {
+TEST_F(ConfigFiles, ReportAFolder) {
   std::filesystem::create_directory(Folder() + "/folder");
   handlers::PackageConfigs package;
   const auto config = ReadConfigFile(Folder() + "/folder", "folder", package);
   ASSERT_EQ(config.errors.size(), 1u);
-  EXPECT_EQ(ToText(config.errors[0]), "folder: a folder, not a configuration file");
+  EXPECT_EQ(ToText(config.errors[0]), "folder: is a folder (expected a configuration file)");
 }
 
-TEST_F(ConfigFiles, KnowTheLineOfAType) {
+TEST_F(ConfigFiles, FindTheLineOfAType) {
   const std::string path = Write("handler.yaml", "request-types:\n  - a\n  - b\n");
   EXPECT_EQ(LineOfRequestType(path, "b"), 3);
   EXPECT_EQ(LineOfRequestType(path, "c"), 0);

@@ -28,10 +28,10 @@ TEST_F(PackageFiles, AreReadWithoutBeingInstalled) {
   EXPECT_FALSE(platform::FindPackage("p"));
 }
 
-TEST_F(PackageFiles, AreNotRefusedWhenSound) { EXPECT_FALSE(WhyRefused(WritePackage("1.2.3"))); }
+TEST_F(PackageFiles, AreAcceptedWhenValid) { EXPECT_FALSE(WhyRejected(WritePackage("1.2.3"))); }
 
-TEST_F(PackageFiles, AreRefusedWithFileLineAndKey) {
-  const auto reason = WhyRefused(WritePackage("1.2"));
+TEST_F(PackageFiles, AreRejectedWithFileLineAndKey) {
+  const auto reason = WhyRejected(WritePackage("1.2"));
   ASSERT_TRUE(reason);
   EXPECT_EQ(reason->location.file, Folder() + "/pkg/tizen-manifest.xml");
   EXPECT_EQ(reason->location.line, 2);
@@ -39,18 +39,18 @@ TEST_F(PackageFiles, AreRefusedWithFileLineAndKey) {
   EXPECT_EQ(reason->message, "\"1.2\" is not a version like 1.2.3");
 }
 
-TEST_F(PackageFiles, AreRefusedWithTheEntryThatLeavesThem) {
+TEST_F(PackageFiles, AreRejectedWithTheEntryOutsideThePackage) {
   const std::string package = WritePackage("1.2.3");
   std::filesystem::create_symlink("/etc", package + "/out");
-  const auto reason = WhyRefused(package);
+  const auto reason = WhyRejected(package);
   ASSERT_TRUE(reason);
   EXPECT_EQ(ToText(*reason), package + ": out: a link to \"/etc\" leaves the package");
 }
 
-TEST_F(PackageFiles, LeaveNothingBehind) {
+TEST_F(PackageFiles, RemoveTheirTemporaryFolder) {
   setenv("TMPDIR", Folder().c_str(), 1);
-  WhyRefused(WritePackage("1.2"));
-  WhyRefused(WritePackage("1.2.3"));
+  WhyRejected(WritePackage("1.2"));
+  WhyRejected(WritePackage("1.2.3"));
   unsetenv("TMPDIR");
   for (const auto& entry : std::filesystem::directory_iterator(Folder())) {
     EXPECT_EQ(entry.path().filename().string().rfind("qor-package-", 0), std::string::npos)

@@ -17,7 +17,7 @@ using Metadata = std::vector<std::pair<std::string, std::string>>;
 
 class Packages : public ScratchTest {
  protected:
-  // One application, all of whose files are there; metadata from line 3 of its manifest on.
+  // Inspects one application with all its files; its metadata begins on line 3 of the manifest.
   Application Inspect(const Metadata& metadata) {
     std::string manifest = "<manifest>\n<service-application appid=\"app\">\n";
     for (const auto& [key, value] : metadata) {
@@ -52,58 +52,58 @@ class Packages : public ScratchTest {
   }();
 };
 
-TEST_F(Packages, AreSoundWhenNothingIsWrong) {
+TEST_F(Packages, HaveNoProblemsWhenValid) {
   const auto application = Inspect({{kKey, "res/handler.yaml"}, {kPriority, "10"}});
   EXPECT_EQ(application.request_types, std::set<std::string>{"a"});
   EXPECT_EQ(Text(application.Problems()), "");
   EXPECT_EQ(application.priority.Value(), 10);
 }
 
-TEST_F(Packages, WithoutAnyKeyAreNoHandlersAndNoProblem) {
+TEST_F(Packages, WithoutAKeyAreNoHandlersAndHaveNoProblems) {
   const auto application = Inspect({{"http://example.org/other", "x"}});
   EXPECT_FALSE(application.is_handler);
   EXPECT_EQ(Text(application.Problems()), "");
 }
 
-TEST_F(Packages, NameAKeyThatWasMeantOtherwise) {
+TEST_F(Packages, ReportAMisspelledKey) {
   for (const std::string& slip : {std::string("http://tizen.org/iot/metadata/qor/command_handler"),
                                   std::string("http://tizen.org/metadata/qor/command-handler"),
                                   std::string("command-handler")}) {
     EXPECT_EQ(Text(Inspect({{"other", "x"}, {slip, "res/handler.yaml"}}).errors),
-              "pkg/tizen-manifest.xml:4: " + slip + ": this key is not \"" + kKey + "\"\n");
+              "pkg/tizen-manifest.xml:4: " + slip + ": unknown key (expected \"" + kKey + "\")\n");
   }
   const auto application =
       Inspect({{kKey, "res/handler.yaml"}, {"http://tizen.org/iot/metadata/qor/prioritty", "9"}});
-  EXPECT_EQ(
-      Text(application.warnings),
-      "pkg/tizen-manifest.xml:4: http://tizen.org/iot/metadata/qor/prioritty: this key is not \"" +
-          std::string(kPriority) + "\"\n");
+  EXPECT_EQ(Text(application.warnings),
+            "pkg/tizen-manifest.xml:4: http://tizen.org/iot/metadata/qor/prioritty: unknown key "
+            "(expected \"" +
+                std::string(kPriority) + "\")\n");
 }
 
-TEST_F(Packages, NameAConfigurationFileThatIsNotThere) {
+TEST_F(Packages, ReportAMissingConfigurationFile) {
   EXPECT_EQ(Text(Inspect({{kKey, "res/handlers.yaml"}}).errors),
             "pkg/tizen-manifest.xml:3: " + std::string(kKey) +
-                ": the configuration file res/handlers.yaml does not exist\n");
-  EXPECT_EQ(Text(Inspect({{kKey, ""}}).errors), "pkg/tizen-manifest.xml:3: " + std::string(kKey) +
-                                                    ": the value names no configuration file\n");
+                ": configuration file res/handlers.yaml does not exist\n");
+  EXPECT_EQ(Text(Inspect({{kKey, ""}}).errors),
+            "pkg/tizen-manifest.xml:3: " + std::string(kKey) +
+                ": empty value (expected a configuration file)\n");
 }
 
-TEST_F(Packages, NameAMissingPrivilege) {
+TEST_F(Packages, ReportAMissingPrivilege) {
   record_.privileges.pop_back();
-  EXPECT_EQ(
-      Text(Inspect({{kKey, "res/handler.yaml"}}).runtime_errors),
-      "pkg/tizen-manifest.xml:5: http://tizen.org/privilege/appmanager.launch: its connection "
-      "is rejected: a privilege is missing\n");
+  EXPECT_EQ(Text(Inspect({{kKey, "res/handler.yaml"}}).runtime_errors),
+            "pkg/tizen-manifest.xml:5: http://tizen.org/privilege/appmanager.launch: missing "
+            "privilege, connections are rejected\n");
 }
 
-TEST_F(Packages, NameAMissingExecutable) {
+TEST_F(Packages, ReportAMissingExecutable) {
   Inspect({{kKey, "res/handler.yaml"}});
   std::filesystem::remove(Folder() + "/pkg/bin/app");
   EXPECT_EQ(Text(InspectAgain().runtime_errors),
-            "pkg/bin/app: it cannot be launched: the executable is missing\n");
+            "pkg/bin/app: cannot be launched: missing executable\n");
 }
 
-TEST_F(Packages, SayWhereAPriorityComesFrom) {
+TEST_F(Packages, ExplainThePriority) {
   const auto reason = [this](const Metadata& more) {
     Metadata metadata = {{kKey, "res/handler.yaml"}};
     metadata.insert(metadata.end(), more.begin(), more.end());
@@ -111,17 +111,15 @@ TEST_F(Packages, SayWhereAPriorityComesFrom) {
     return std::to_string(priority.Value()) + ": " + priority.Reason();
   };
   EXPECT_EQ(reason({{kPriority, "7"}}), "7: declared as 7");
-  EXPECT_EQ(reason({{kPriority, "250"}}), "100: declared as 250, which counts as 100");
-  EXPECT_EQ(reason({{kPriority, "-7"}}), "1: declared as -7, which counts as 1");
-  EXPECT_EQ(reason({}), "0: none is declared, which counts as 0");
-  EXPECT_EQ(reason({{kPriority, "high"}}),
-            "0: declared as \"high\", which is no number and counts as 0");
+  EXPECT_EQ(reason({{kPriority, "250"}}), "100: declared as 250, limited to 100");
+  EXPECT_EQ(reason({{kPriority, "-7"}}), "1: declared as -7, limited to 1");
+  EXPECT_EQ(reason({}), "0: not declared, default 0");
+  EXPECT_EQ(reason({{kPriority, "high"}}), "0: declared as \"high\", not a number, default 0");
   record_.preload = true;
-  EXPECT_EQ(reason({}),
-            "101: none is declared, which counts as 0, and 101 for a preloaded package");
+  EXPECT_EQ(reason({}), "101: not declared, default 0, plus 101 for a preloaded package");
 }
 
-TEST_F(Packages, NameATypeThatIsNearlyTheOneAskedFor) {
+TEST_F(Packages, ReportASimilarRequestType) {
   const std::vector<Package> packages = {{record_, {Inspect({{kKey, "res/handler.yaml"}})}}};
   EXPECT_TRUE(Explain(packages, "b.else").excluded.empty());
   Write("pkg/res/handler.yaml", "request-types:\n  - text.Upper");
@@ -130,7 +128,7 @@ TEST_F(Packages, NameATypeThatIsNearlyTheOneAskedFor) {
   ASSERT_EQ(explanation.excluded.size(), 1u);
   EXPECT_EQ(ToText(explanation.excluded[0].reason),
             Folder() +
-                "/pkg/res/handler.yaml:2: request-types: it declares \"text.Upper\", not "
+                "/pkg/res/handler.yaml:2: request-types: declares \"text.Upper\", not "
                 "\"text.upper\"");
 }
 

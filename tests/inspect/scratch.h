@@ -12,7 +12,7 @@
 
 namespace tools::inspect {
 
-// A test with a folder and a platform root of its own.
+// A fixture with a temporary folder that is also the platform root.
 class ScratchTest : public testing::Test {
  protected:
   ScratchTest();
@@ -20,7 +20,7 @@ class ScratchTest : public testing::Test {
 
   const std::string& Folder() const { return folder_; }
 
-  // Writes a file below the folder, and the folders that lead to it. Returns its path.
+  // Writes a file and its parent folders below the folder. Returns its path.
   std::string Write(const std::string& relative_path, const std::string& text,
                     bool executable = false) const;
 

@@ -8,23 +8,23 @@
 namespace tools::inspect {
 namespace {
 
-TEST(Similar, SlipsAreNearMisses) {
+TEST(Similar, AcceptsMisspellings) {
   for (const char* slip : {"request_types", "requestTypes", "Request-Types", "request-type",
                            "requst-types", "request types", "requesttypess"}) {
     EXPECT_TRUE(IsNearMiss(slip, "request-types")) << slip;
   }
 }
 
-TEST(Similar, TheTextItselfIsNone) { EXPECT_FALSE(IsNearMiss("request-types", "request-types")); }
+TEST(Similar, RejectsTheSameText) { EXPECT_FALSE(IsNearMiss("request-types", "request-types")); }
 
-TEST(Similar, OtherWordsAreNone) {
+TEST(Similar, RejectsDifferentWords) {
   for (const char* other : {"", "types", "request", "response-types", "a-request-types-b"}) {
     EXPECT_FALSE(IsNearMiss(other, "request-types")) << other;
   }
   EXPECT_FALSE(IsNearMiss("text.lower", "text.upper"));
 }
 
-TEST(Similar, InAShortTextOneLetterMayDiffer) {
+TEST(Similar, AllowsOneEditInShortTexts) {
   EXPECT_TRUE(IsNearMiss("a.lon", "a.lot"));
   EXPECT_FALSE(IsNearMiss("a.lin", "a.lot"));
 }

@@ -10,7 +10,7 @@ import urllib.error
 import urllib.request
 
 ELEMENT = "element-6066-11e4-a52e-4f735466cecf"
-# No answer takes this long.
+# Limit for one answer of the driver.
 PATIENCE_SECONDS = 120
 
 
@@ -78,7 +78,7 @@ class Browser:
                 action["parameters"] = {"pointerType": pointer_type}
         self.call("POST", "/actions", {"actions": actions})
 
-    def place(self, selector, x=0, y=0):
+    def position(self, selector, x=0, y=0):
         """Coordinates relative to the middle of an element, for actions."""
         return {"origin": {ELEMENT: self.find(selector)}, "x": x, "y": y}
 

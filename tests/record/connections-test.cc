@@ -12,7 +12,7 @@ int places[2];
 void* const kPort = &places[0];
 void* const kOtherPort = &places[1];
 
-TEST(Connections, TellWhoIsBehindACallbackPortAsLongAsItIsThere) {
+TEST(Connections, FindThePeerOfACallbackPortUntilItDisconnects) {
   auto& connections = Connections::Get();
   connections.Add({"handler", "one"});
   connections.Add({"handler", "two"});
@@ -28,7 +28,7 @@ TEST(Connections, TellWhoIsBehindACallbackPortAsLongAsItIsThere) {
   connections.Remove("two");
 }
 
-TEST(Connections, ForgetAPortThatIsNowOfSomebodyElse) {
+TEST(Connections, ReplaceThePeerOfAReusedPort) {
   auto& connections = Connections::Get();
   connections.Add({"handler", "one"});
   connections.SetCallbackPort(kPort, "one");
@@ -37,14 +37,14 @@ TEST(Connections, ForgetAPortThatIsNowOfSomebodyElse) {
   connections.Remove("one");
 }
 
-TEST(Connections, KnowTheLibrarysStubAmongOthers) {
+TEST(Connections, DistinguishTheLibrarysStub) {
   auto& connections = Connections::Get();
   connections.SetStub(kPort, "CommandHandler");
   connections.SetStub(kOtherPort, "another");
-  EXPECT_TRUE(connections.IsTheLibrarys(kPort));
-  EXPECT_FALSE(connections.IsTheLibrarys(kOtherPort));
+  EXPECT_TRUE(connections.IsLibraryStub(kPort));
+  EXPECT_FALSE(connections.IsLibraryStub(kOtherPort));
   connections.SetStub(kPort, "another");
-  EXPECT_FALSE(connections.IsTheLibrarys(kPort));
+  EXPECT_FALSE(connections.IsLibraryStub(kPort));
 }
 
 }  // namespace

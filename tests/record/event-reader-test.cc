@@ -13,7 +13,7 @@ std::string ReasonFor(const std::string& line) {
   return read.events.empty() && read.bad_lines.size() == 1 ? read.bad_lines[0].reason : "";
 }
 
-TEST(EventReader, TakesEveryMemberOfALine) {
+TEST(EventReader, ReadsEveryMemberOfALine) {
   const auto events = Read(Extended(12, "u", 2.5, true)).events;
   ASSERT_EQ(events.size(), 1u);
   EXPECT_EQ(events[0].kind, EventKind::kExtension);
@@ -24,13 +24,13 @@ TEST(EventReader, TakesEveryMemberOfALine) {
   EXPECT_TRUE(events[0].granted);
 }
 
-TEST(EventReader, IgnoresMembersThatItDoesNotKnowAndEmptyLines) {
+TEST(EventReader, IgnoresUnknownMembersAndEmptyLines) {
   const auto read = Read("\n" + Line(1, "end", R"(,"color":"blue")") + "  \r\n");
   EXPECT_EQ(read.events.size(), 1u);
   EXPECT_TRUE(read.bad_lines.empty());
 }
 
-TEST(EventReader, SortsByTimeAndKeepsTheOrderOfTheFileWhereTimesAreEqual) {
+TEST(EventReader, SortsByTimeStably) {
   const auto events =
       Read(Accepted(20, "b") + Sent(10, "a") + Accepted(10, "a") + Sent(10, "c")).events;
   ASSERT_EQ(events.size(), 4u);
@@ -40,46 +40,45 @@ TEST(EventReader, SortsByTimeAndKeepsTheOrderOfTheFileWhereTimesAreEqual) {
   EXPECT_EQ(events[3].uuid, "b");
 }
 
-TEST(EventReader, NamesTheLineAndTheReasonOfWhatIsNoEvent) {
+TEST(EventReader, ReportsInvalidLinesWithReasons) {
   const auto read = Read(Sent(1, "a") + "garbage\n" + Sent(2, "b") + Line(3, "sneezed"));
   EXPECT_EQ(read.events.size(), 2u);
   ASSERT_EQ(read.bad_lines.size(), 2u);
   EXPECT_EQ(read.bad_lines[0].number, 2);
-  EXPECT_EQ(read.bad_lines[0].reason, "no JSON: Invalid value.");
+  EXPECT_EQ(read.bad_lines[0].reason, "invalid JSON: Invalid value.");
   EXPECT_EQ(read.bad_lines[1].number, 4);
-  EXPECT_EQ(read.bad_lines[1].reason, "no event \"sneezed\" is known");
+  EXPECT_EQ(read.bad_lines[1].reason, "unknown event \"sneezed\"");
 }
 
-TEST(EventReader, NamesTheMemberThatIsMissingOrOfAnotherKind) {
-  EXPECT_EQ(ReasonFor("[1]"), "no JSON object");
-  EXPECT_EQ(ReasonFor(R"({"pid":1,"event":"end"})"), "no \"t\"");
-  EXPECT_EQ(ReasonFor(R"({"t":"soon","pid":1,"event":"end"})"), "\"t\" is no integer");
-  EXPECT_EQ(ReasonFor(R"({"t":1,"pid":1,"event":7})"), "\"event\" is no text");
-  EXPECT_EQ(ReasonFor(R"({"t":1,"pid":1,"event":"accepted"})"), "no \"uuid\"");
+TEST(EventReader, ReportsMissingAndMistypedMembers) {
+  EXPECT_EQ(ReasonFor("[1]"), "not a JSON object");
+  EXPECT_EQ(ReasonFor(R"({"pid":1,"event":"end"})"), "missing \"t\"");
+  EXPECT_EQ(ReasonFor(R"({"t":"soon","pid":1,"event":"end"})"), "\"t\" is not an integer");
+  EXPECT_EQ(ReasonFor(R"({"t":1,"pid":1,"event":7})"), "\"event\" is not a string");
+  EXPECT_EQ(ReasonFor(R"({"t":1,"pid":1,"event":"accepted"})"), "missing \"uuid\"");
   EXPECT_EQ(
       ReasonFor(R"({"t":1,"pid":1,"event":"extension","uuid":"u","handler":"","seconds":"x"})"),
-      "\"seconds\" is no number");
+      "\"seconds\" is not a number");
   EXPECT_EQ(
       ReasonFor(R"({"t":1,"pid":1,"event":"extension","uuid":"u","handler":"","seconds":9e308})"),
-      "\"seconds\" is no finite number");
+      "\"seconds\" is not a finite number");
   EXPECT_EQ(
       ReasonFor(
           R"({"t":1,"pid":1,"event":"extension","uuid":"u","handler":"","seconds":1,"granted":1})"),
-      "\"granted\" is no truth value");
+      "\"granted\" is not a boolean");
 }
 
-TEST(EventReader, RefusesATimeBeforeTheClockBegan) {
-  EXPECT_EQ(ReasonFor(R"({"t":-1,"pid":1,"event":"end"})"),
-            "\"t\" is no time of the monotonic clock, which is not negative");
+TEST(EventReader, RejectsNegativeTimes) {
+  EXPECT_EQ(ReasonFor(R"({"t":-1,"pid":1,"event":"end"})"), "\"t\" is not a non-negative integer");
 }
 
-TEST(EventReader, RefusesALineOfAnyDepth) {
+TEST(EventReader, RejectsDeeplyNestedLines) {
   const std::string deep(1'000'000, '[');
-  EXPECT_EQ(ReasonFor(deep), "no JSON: Invalid value.");
-  EXPECT_EQ(ReasonFor(deep + std::string(deep.size(), ']')), "no JSON object");
+  EXPECT_EQ(ReasonFor(deep), "invalid JSON: Invalid value.");
+  EXPECT_EQ(ReasonFor(deep + std::string(deep.size(), ']')), "not a JSON object");
 }
 
-TEST(EventReader, ReplacesBytesThatAreNoUtf8AndKeepsWhatIs) {
+TEST(EventReader, ReplacesInvalidUtf8) {
   const std::string kept = "\u00e9\u20ac\U0001F600";
   const auto events = Read(Accepted(1, kept) +
                            Accepted(2,

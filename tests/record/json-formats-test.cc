@@ -1,7 +1,7 @@
 // Copyright 2026 The qor-handler-manager authors
 // SPDX-License-Identifier: Apache-2.0
 
-// The formats of a record that hold JSON, over events with random bytes in every member.
+// The JSON formats of records, for events with random bytes in every member.
 
 #include <gtest/gtest.h>
 #include <rapidjson/document.h>
@@ -29,7 +29,7 @@ class JsonFormats : public testing::Test {
       event.kind = static_cast<EventKind>(random_() % (static_cast<unsigned>(EventKind::kEnd) + 1));
       event.time = i;
       for (const Member& member : MembersOf(event.kind)) {
-        if (const auto* text = std::get_if<std::string Event::*>(&member.place)) {
+        if (const auto* text = std::get_if<std::string Event::*>(&member.field)) {
           event.*(*text) = Bytes();
         }
       }
@@ -52,7 +52,7 @@ class JsonFormats : public testing::Test {
   std::mt19937 random_{1};
 };
 
-TEST_F(JsonFormats, AreValidWhateverWasRecorded) {
+TEST_F(JsonFormats, AreValidForRandomRecords) {
   for (int i = 0; i < 200; ++i) {
     const Record record = RandomRecord();
     std::istringstream lines(Written(WriteJson, record));

@@ -16,7 +16,7 @@
 
 namespace tools::record {
 
-// A line of a record. `members` begin with a comma where there are any.
+// A line of a record. `members` is empty or begins with a comma.
 inline std::string Line(int time, const std::string& event, const std::string& members = "",
                         int process = 1) {
   return R"({"t":)" + std::to_string(time) + R"(,"pid":)" + std::to_string(process) +
@@ -91,7 +91,7 @@ inline ReadEvents Read(const std::string& lines) {
   return ReadJsonLines(stream);
 }
 
-// Every line must be one.
+// Expects every line to be valid.
 inline Record RecordOf(const std::string& lines) {
   ReadEvents read = Read(lines);
   for (const BadLine& line : read.bad_lines) ADD_FAILURE() << line.number << ": " << line.reason;

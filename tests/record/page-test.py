@@ -1,7 +1,7 @@
 #!/usr/bin/env -S python3 -B
 # Copyright 2026 The qor-handler-manager authors
 # SPDX-License-Identifier: Apache-2.0
-"""page-test.py QOR: the page that `qor record --format html` writes, in a browser."""
+"""page-test.py QOR: tests the page of `qor record --format html` in a browser."""
 
 import json
 import pathlib
@@ -13,7 +13,7 @@ import unittest
 from browser import Browser
 
 QOR = ""
-EVIL = '</script ></script><script>window.injected = true</script><!-- "\'&<b>\u2028\u2029'
+HOSTILE = '</script ></script><script>window.injected = true</script><!-- "\'&<b>\u2028\u2029'
 COUNT = 1000
 MANY = 2500
 TYPES = ["text.upper", "text.echo", "config.set", "update.download"]
@@ -24,7 +24,7 @@ def event(time, name, **members):
 
 
 def command(number):
-    """The events of one of a thousand: of ten, one fails and one times out, some after a launch."""
+    """Returns the events of one command: of ten, one fails and one times out, some after a launch."""
     uuid = f"command-{number:04}"
     begin = 1_000_000 + number * 20_000
     type_, handler = TYPES[number % 4], f"org.example.handler{number % 3}"
@@ -49,18 +49,18 @@ def commands(count):
     return [line for number in range(count) for line in command(number)]
 
 
-def evil():
+def hostile():
     return [
-        event(0, "start", program=EVIL, wall=1_700_000_000_000_000),
-        event(1, "connected", handler=EVIL, instance=EVIL),
-        event(2, "sent", uuid=EVIL, type=EVIL, payload=EVIL),
-        event(3, "routed", uuid=EVIL, handler=EVIL),
-        event(4, "delivered", uuid=EVIL, handler=EVIL, instance=EVIL, code=0),
-        event(100_000, "answered", uuid=EVIL, handler=EVIL, status=1, result=EVIL, error=EVIL),
+        event(0, "start", program=HOSTILE, wall=1_700_000_000_000_000),
+        event(1, "connected", handler=HOSTILE, instance=HOSTILE),
+        event(2, "sent", uuid=HOSTILE, type=HOSTILE, payload=HOSTILE),
+        event(3, "routed", uuid=HOSTILE, handler=HOSTILE),
+        event(4, "delivered", uuid=HOSTILE, handler=HOSTILE, instance=HOSTILE, code=0),
+        event(100_000, "answered", uuid=HOSTILE, handler=HOSTILE, status=1, result=HOSTILE, error=HOSTILE),
     ]
 
 
-# How well a colour can be read on another, and what an element's text stands on.
+# Contrast of two colours, and the background of an element.
 CONTRAST = """
   const known = new Map();
   const channels = (colour) => {
@@ -97,7 +97,7 @@ class Page(unittest.TestCase):
     def setUpClass(cls):
         cls.folder = tempfile.TemporaryDirectory()
         cls.addClassCleanup(cls.folder.cleanup)
-        for name, lines in {"thousand": commands(COUNT), "many": commands(MANY), "evil": evil()}.items():
+        for name, lines in {"thousand": commands(COUNT), "many": commands(MANY), "evil": hostile()}.items():
             stored = pathlib.Path(cls.folder.name, name + ".jsonl")
             stored.write_text("".join(json.dumps(line) + "\n" for line in lines), encoding="utf-8")
             subprocess.run([QOR, "record", "--from", stored, "--format", "html", "-o", cls.page(name)],
@@ -118,7 +118,7 @@ class Page(unittest.TestCase):
         self.assertEqual(self.browser.console(), [])
 
     def settle(self):
-        """Waits until the page has drawn what it was told."""
+        """Waits until the page has drawn all changes."""
         self.browser.run("""
           return new Promise((resolve) =>
             requestAnimationFrame(() => requestAnimationFrame(() => resolve())));""")
@@ -134,7 +134,7 @@ class Page(unittest.TestCase):
             ".map((row) => [...row.cells].map((cell) => cell.textContent))")
 
     def span(self):
-        """Microseconds that the timeline shows, as it says."""
+        """Returns the length of the visible range in microseconds."""
         return self.browser.run("""
           const units = { "µs": 1, "ms": 1e3, "s": 1e6 };
           const [from, to] = document.getElementById("range").textContent.split(" to ")
@@ -142,7 +142,7 @@ class Page(unittest.TestCase):
           return to - from;""")
 
     def picture(self):
-        """What is drawn."""
+        """Returns the content of the canvas."""
         self.settle()
         return self.browser.run("return document.getElementById('canvas').toDataURL()")
 
@@ -158,7 +158,7 @@ class Page(unittest.TestCase):
             self.browser.run("return [...document.querySelectorAll('#outcomes label')].map((label) => label.textContent)"),
             ["success 800", "failure 100", "execution timeout 100"])
 
-    def test_shows_the_rows_of_very_many_commands_in_parts(self):
+    def test_shows_rows_of_many_commands_in_pages(self):
         self.browser.open(self.page("many"))
         count = "return document.querySelectorAll('#rows tr').length"
         self.assertEqual(self.browser.run(count), 1000)
@@ -203,7 +203,7 @@ class Page(unittest.TestCase):
         self.assertEqual({row[2] for row in rows}, {"config.set"})
         self.assertNotEqual(self.picture(), before)
 
-    def test_filters_by_outcome_and_shows_all_again(self):
+    def test_filters_by_outcome_and_resets(self):
         self.browser.click("#outcomes input[value='success']")
         self.assertEqual(len(self.rows()), 200)
         self.browser.click("#outcomes input[value='failure']")
@@ -227,13 +227,13 @@ class Page(unittest.TestCase):
         self.assertAlmostEqual(self.span(), whole, delta=whole / 100)
         self.assertEqual(self.picture(), picture)
 
-    def test_zooms_by_wheel_about_the_pointer(self):
+    def test_zooms_by_wheel_at_the_pointer(self):
         whole = self.span()
-        # At the left edge, the beginning stays.
+        # At the left edge, the beginning keeps its position.
         left = -self.browser.run("return document.getElementById('canvas').clientWidth") // 2 + 8
         for _ in range(5):
             self.browser.act("wheel", "", [{"type": "scroll", "duration": 0, "deltaX": 0, "deltaY": -200,
-                                            **self.browser.place("#canvas", left)}])
+                                            **self.browser.position("#canvas", left)}])
         self.assertLess(self.span(), whole / 5)
         self.assertTrue(self.text("#range").startswith("0 µs to "), self.text("#range"))
 
@@ -241,9 +241,9 @@ class Page(unittest.TestCase):
         whole = self.span()
 
         def finger(x, to):
-            return [{"type": "pointerMove", "duration": 0, **self.browser.place("#canvas", x)},
+            return [{"type": "pointerMove", "duration": 0, **self.browser.position("#canvas", x)},
                     {"type": "pointerDown", "button": 0},
-                    {"type": "pointerMove", "duration": 100, **self.browser.place("#canvas", to)},
+                    {"type": "pointerMove", "duration": 100, **self.browser.position("#canvas", to)},
                     {"type": "pointerUp", "button": 0}]
         self.browser.act("pointer", "touch", finger(-50, -300), finger(50, 300))
         self.assertLess(self.span(), whole / 3)
@@ -252,9 +252,9 @@ class Page(unittest.TestCase):
         self.browser.click("#zoom-in")
         span, before = self.span(), self.text("#range")
         self.browser.act("pointer", "mouse", [
-            {"type": "pointerMove", "duration": 0, **self.browser.place("#canvas", 100)},
+            {"type": "pointerMove", "duration": 0, **self.browser.position("#canvas", 100)},
             {"type": "pointerDown", "button": 0},
-            {"type": "pointerMove", "duration": 50, **self.browser.place("#canvas", -100)},
+            {"type": "pointerMove", "duration": 50, **self.browser.position("#canvas", -100)},
             {"type": "pointerUp", "button": 0}])
         self.assertNotEqual(self.text("#range"), before)
         self.assertAlmostEqual(self.span(), span, delta=span / 50)
@@ -271,7 +271,7 @@ class Page(unittest.TestCase):
         self.assertEqual(self.browser.run(
             "return document.querySelector('#rows [aria-current]').cells[1].textContent"), "command-0017")
 
-    def test_brings_a_selected_row_into_view_in_the_timeline(self):
+    def test_scrolls_the_timeline_to_a_selected_row(self):
         for _ in range(8):
             self.browser.click("#zoom-in")
         before = self.text("#range")
@@ -280,27 +280,27 @@ class Page(unittest.TestCase):
         self.browser.click("#rows tr button")
         self.assertNotEqual(self.text("#range"), before)
 
-    def test_shows_texts_of_others_as_they_are(self):
+    def test_shows_untrusted_text_unchanged(self):
         self.browser.open(self.page("evil"))
         self.assertIsNone(self.browser.run("return window.injected ?? null"))
         (row,) = self.rows()
-        self.assertEqual(row[1:5], [EVIL, EVIL, EVIL, "failure"])
-        self.assertIn(EVIL, self.text("#summary"))
+        self.assertEqual(row[1:5], [HOSTILE, HOSTILE, HOSTILE, "failure"])
+        self.assertIn(HOSTILE, self.text("#summary"))
         # The bar of the only command takes most of the only lane.
         self.browser.act("pointer", "mouse", [
-            {"type": "pointerMove", "duration": 0, **self.browser.place("#canvas", 0, 12)},
+            {"type": "pointerMove", "duration": 0, **self.browser.position("#canvas", 0, 12)},
             {"type": "pointerDown", "button": 0}, {"type": "pointerUp", "button": 0}])
-        self.assertIn(EVIL, self.text("#tip"))
+        self.assertIn(HOSTILE, self.text("#tip"))
         blocks = self.browser.run(
             "return [...document.querySelectorAll('#details pre')].map((block) => block.textContent)")
-        self.assertEqual(blocks, [EVIL, EVIL, EVIL])
+        self.assertEqual(blocks, [HOSTILE, HOSTILE, HOSTILE])
         self.assertEqual(self.browser.run("return document.scripts.length"), 2)
 
-    def test_needs_nothing_from_elsewhere(self):
+    def test_needs_no_network(self):
         self.assertEqual(self.browser.run("return performance.getEntriesByType('resource').length"), 0)
 
-    def test_keeps_up_while_a_thousand_commands_are_zoomed(self):
-        # Other work on the machine makes both slow, but hardly every time.
+    def test_keeps_the_frame_rate_while_zooming_a_thousand_commands(self):
+        # Repeated, because load on the machine can slow down one attempt.
         medians = []
         while len(medians) < 20:
             idle, busy = self.frames_while_zooming()
@@ -331,7 +331,7 @@ class Page(unittest.TestCase):
           }));
           return (async () => [await frames(() => {}), await frames(wheel)])();""")
 
-    def test_is_readable_by_day_and_by_night(self):
+    def test_has_contrast_in_light_and_dark_mode(self):
         self.browser.click("#rows button")
         self.browser.click("#outcomes input[value='failure']")
         backs = set()
@@ -372,7 +372,7 @@ class Page(unittest.TestCase):
             self.assertEqual(poor, [], scheme)
         self.assertEqual(len(backs), 2)
 
-    def test_draws_in_the_colours_of_the_night(self):
+    def test_draws_in_dark_mode(self):
         day = self.picture()
         self.browser.set_scheme("dark")
         self.assertNotEqual(self.picture(), day)

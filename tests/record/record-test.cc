@@ -34,13 +34,13 @@ std::vector<Outcome> OutcomesOf(const std::string& lines) {
   return outcomes;
 }
 
-TEST(RecordOfCommands, IsEmptyWithoutEvents) {
+TEST(Record, IsEmptyWithoutEvents) {
   const Record record = RecordOf("");
   EXPECT_TRUE(record.commands.empty());
   EXPECT_EQ(record.duration, 0);
 }
 
-TEST(RecordOfCommands, FollowsACommandThroughALaunch) {
+TEST(Record, FollowsACommandThroughALaunch) {
   const Command command = OnlyCommandOf(
       Sent(100, "u") + Routed(101, "u", "h") + Launched(102, "u", "h") + Accepted(110, "u") +
       Connected(150, "h") + Delivered(160, "u", "h") + Answered(200, "u", "h"));
@@ -62,7 +62,7 @@ TEST(RecordOfCommands, FollowsACommandThroughALaunch) {
                           Segment{Phase::kExecuting, 60, 100}));
 }
 
-TEST(RecordOfCommands, KnowsThatAConnectedHandlerIsNotLaunched) {
+TEST(Record, HasNoLaunchForAConnectedHandler) {
   const Command command =
       OnlyCommandOf(Connected(0, "h") + Sent(10, "u") + Routed(10, "u", "h") +
                     Delivered(12, "u", "h") + Accepted(13, "u") + Answered(20, "u", "h", 7));
@@ -74,7 +74,7 @@ TEST(RecordOfCommands, KnowsThatAConnectedHandlerIsNotLaunched) {
               ElementsAre(Segment{Phase::kWaiting, 10, 12}, Segment{Phase::kExecuting, 12, 20}));
 }
 
-TEST(RecordOfCommands, TellsTheTimeoutsApartAndWhereTheTimeWent) {
+TEST(Record, DistinguishesTimeoutsAndPhases) {
   const Command connecting = OnlyCommandOf(Sent(0, "u") + Launched(1, "u", "h") +
                                            Connected(9, "other") + TimedOut(50, "u", "connection"));
   EXPECT_EQ(connecting.outcome, Outcome::kConnectionTimeout);
@@ -87,13 +87,13 @@ TEST(RecordOfCommands, TellsTheTimeoutsApartAndWhereTheTimeWent) {
               ElementsAre(Segment{Phase::kConnecting, 0, 9}, Segment{Phase::kWaiting, 9, 50}));
 }
 
-TEST(RecordOfCommands, KeepsEachDeliveryButNotOneThatFailed) {
+TEST(Record, KeepsSuccessfulDeliveries) {
   const Command command = OnlyCommandOf(Sent(0, "u") + Delivered(1, "u", "h", -5) +
                                         Delivered(2, "u", "h") + Delivered(3, "u", "h"));
   EXPECT_THAT(command.delivered, ElementsAre(2, 3));
 }
 
-TEST(RecordOfCommands, KeepsExtensions) {
+TEST(Record, KeepsExtensions) {
   const Command command =
       OnlyCommandOf(Sent(0, "u") + Delivered(1, "u", "h") + Extended(5, "u", 2.5, true) +
                     Extended(9, "u", 1, false) + Answered(20, "u", "h"));
@@ -104,7 +104,7 @@ TEST(RecordOfCommands, KeepsExtensions) {
   EXPECT_FALSE(command.extensions[1].granted);
 }
 
-TEST(RecordOfCommands, KeepsAResultThatComesAfterTheEndApart) {
+TEST(Record, KeepsLateResultsSeparately) {
   const Command command = OnlyCommandOf(Sent(0, "u") + Delivered(1, "u", "h") +
                                         TimedOut(10, "u", "execution") + Answered(15, "u", "h"));
   EXPECT_EQ(command.outcome, Outcome::kExecutionTimeout);
@@ -114,69 +114,69 @@ TEST(RecordOfCommands, KeepsAResultThatComesAfterTheEndApart) {
   EXPECT_EQ(command.late_answers[0].time, 15);
 }
 
-TEST(RecordOfCommands, HoldsRefusalsWithTheirReason) {
+TEST(Record, KeepsRejectionsWithTheirReason) {
   const Command command = OnlyCommandOf(Sent(0, "u") + Refused(4, "u", -1073741826));
   EXPECT_EQ(command.outcome, Outcome::kRefused);
   EXPECT_EQ(command.code, -1073741826);
   EXPECT_EQ(command.end, 4);
   EXPECT_EQ(command.handler, "");
   EXPECT_THAT(command.segments, IsEmpty());
-  EXPECT_EQ(ReasonOf(command.code), "no handler serves its type (-1073741826)");
-  EXPECT_EQ(ReasonOf(-1073741825), "its handler could not be launched (-1073741825)");
+  EXPECT_EQ(ReasonOf(command.code), "no handler serves the type (-1073741826)");
+  EXPECT_EQ(ReasonOf(-1073741825), "the handler could not be launched (-1073741825)");
 }
 
-TEST(RecordOfCommands, DoesNotCountALaunchThatFailed) {
+TEST(Record, IgnoresFailedLaunches) {
   const Command command =
       OnlyCommandOf(Sent(0, "u") + Launched(1, "u", "h", -4) + Refused(4, "u", -1073741825));
   EXPECT_FALSE(command.launched);
   EXPECT_EQ(command.handler, "h");
 }
 
-TEST(RecordOfCommands, DropsWhatIsPendingWhenTheLibraryStopsOrTheAgentEnds) {
+TEST(Record, DropsPendingCommandsAtShutdownAndExit) {
   const auto sent = Sent(0, "u") + Routed(0, "u", "h");
   EXPECT_THAT(OutcomesOf(sent + Line(9, "stopped")), ElementsAre(Outcome::kDropped));
   EXPECT_THAT(OutcomesOf(sent + Line(9, "end")), ElementsAre(Outcome::kDropped));
   EXPECT_THAT(OutcomesOf(sent + Line(9, "end", "", 2)), ElementsAre(Outcome::kUnfinished));
 }
 
-TEST(RecordOfCommands, LetsWhatIsUnfinishedEndWithTheRecord) {
+TEST(Record, EndsUnfinishedCommandsWithTheRecord) {
   const Command command = OnlyCommandOf(Sent(0, "u") + Delivered(1, "u", "h") + Connected(30, "x"));
   EXPECT_EQ(command.outcome, Outcome::kUnfinished);
   EXPECT_EQ(command.end, 30);
 }
 
-TEST(RecordOfCommands, TakesAUuidThatIsUsedAgainForANewCommand) {
+TEST(Record, StartsANewCommandForAReusedUuid) {
   EXPECT_THAT(
       OutcomesOf(Sent(0, "u") + Answered(5, "u", "h") + Sent(6, "u") + Answered(9, "u", "h", 1)),
       ElementsAre(Outcome::kSuccess, Outcome::kFailure));
 }
 
-TEST(RecordOfCommands, LeavesTheFirstAloneWhenItsUuidIsRefusedAsADuplicate) {
+TEST(Record, KeepsTheFirstCommandWhenADuplicateIsRejected) {
   EXPECT_THAT(OutcomesOf(Sent(0, "u") + Routed(0, "u", "h") + Sent(5, "u") +
                          Refused(6, "u", -1073741824) + Answered(9, "u", "h")),
               ElementsAre(Outcome::kSuccess, Outcome::kRefused));
 }
 
-TEST(RecordOfCommands, TellsEqualUuidsAtTwoHandlersApart) {
+TEST(Record, DistinguishesEqualUuidsOfTwoHandlers) {
   EXPECT_THAT(OutcomesOf(Sent(0, "u") + Routed(0, "u", "h1") + Sent(1, "u") + Routed(1, "u", "h2") +
                          Answered(5, "u", "h1") + Answered(6, "u", "h2", 1)),
               ElementsAre(Outcome::kSuccess, Outcome::kFailure));
 }
 
-TEST(RecordOfCommands, TellsEqualUuidsOfTwoAgentsApart) {
+TEST(Record, DistinguishesEqualUuidsOfTwoAgents) {
   EXPECT_THAT(OutcomesOf(Sent(0, "u", "type", 1) + Sent(1, "u", "type", 2) +
                          Answered(5, "u", "h", 0, 1) + Answered(6, "u", "h", 1, 2)),
               ElementsAre(Outcome::kSuccess, Outcome::kFailure));
 }
 
-TEST(RecordOfCommands, KeepsAnAnswerThatNobodyAskedFor) {
+TEST(Record, KeepsUnsolicitedAnswers) {
   const Command command = OnlyCommandOf(Answered(5, "u", "h"));
   EXPECT_EQ(command.outcome, Outcome::kUnsolicited);
   EXPECT_EQ(command.handler, "h");
   EXPECT_EQ(command.late_answers.size(), 1u);
 }
 
-TEST(RecordOfCommands, KnowsWhenHandlersWereConnected) {
+TEST(Record, KeepsConnectionsOfHandlers) {
   const Record record =
       RecordOf(Connected(10, "h", "1") + Connected(20, "h", "1", false) + Connected(30, "h", "2") +
                Connected(35, "other", "3") + Line(40, "stopped") + Line(50, "end"));
@@ -190,7 +190,7 @@ TEST(RecordOfCommands, KnowsWhenHandlersWereConnected) {
   EXPECT_EQ(record.duration, 40);
 }
 
-TEST(RecordOfCommands, TellsWhichAgentsRanAndWhenTheFirstBegan) {
+TEST(Record, KeepsAgentsAndTheStartTime) {
   const Record record =
       RecordOf(Line(1, "start", R"(,"program":"one","wall":1700000000000000)", 11) +
                Line(2, "start", R"(,"program":"two","wall":1700000000000001)", 12));

@@ -1,7 +1,7 @@
 // Copyright 2026 The qor-handler-manager authors
 // SPDX-License-Identifier: Apache-2.0
 
-// Recordings of real agents, and the tool that makes them.
+// qor record with real agents.
 
 #include <gmock/gmock.h>
 
@@ -41,20 +41,20 @@ class Recording : public EndToEndTest {
 
   void Write(const std::string& lines) const { std::ofstream(File()) << lines; }
 
-  static tools::ProcessResult Run(const std::vector<std::string>& words) {
-    return tools::RunProcess(words, kPatienceSeconds);
+  static tools::ProcessResult Run(const std::vector<std::string>& arguments) {
+    return tools::RunProcess(arguments, kPatienceSeconds);
   }
 
-  // So that the next run meets a handler that has answered nothing yet.
+  // Discards stored answers of the handler, so that runs are equal.
   void ReinstallText() {
     Uninstall("org.example.text");
     Install("text");
   }
 
-  // Runs a program recorded, in JSON lines, into File().
-  tools::ProcessResult RunRecorded(const std::vector<std::string>& words) {
+  // Records a program as JSON Lines in File().
+  tools::ProcessResult RunRecorded(const std::vector<std::string>& arguments) {
     std::vector<std::string> all = {"record", "--format", "json", "-o", File(), "--"};
-    all.insert(all.end(), words.begin(), words.end());
+    all.insert(all.end(), arguments.begin(), arguments.end());
     return Qor(all);
   }
 
@@ -87,7 +87,7 @@ TEST_F(Recording, ChangesNeitherOutputNorExitStatusNorEnvironment) {
   EXPECT_EQ(recorded.output, plain.output);
 }
 
-TEST_F(Recording, HoldsTheLifeOfEveryCommand) {
+TEST_F(Recording, KeepsTheTimelineOfEveryCommand) {
   Install("text");
   Install("silent");
   ASSERT_EQ(RunRecorded({ScenarioAgent(), "outcomes"}).exit_status, 7);
@@ -160,7 +160,7 @@ TEST_F(Recording, LetsTheAgentRefuseExtensions) {
   EXPECT_FALSE(extended.extensions[0].granted);
 }
 
-TEST_F(Recording, HearsWhatAnAgentWithoutCallbacksDoesNot) {
+TEST_F(Recording, RecordsAgentsWithoutCallbacks) {
   Install("text");
   ASSERT_EQ(RunRecorded({ScenarioAgent(), "no-callbacks"}).exit_status, 7);
   const tools::record::Record record = Recorded();
@@ -171,7 +171,7 @@ TEST_F(Recording, HearsWhatAnAgentWithoutCallbacksDoesNot) {
   EXPECT_LT(record.handlers[0].connections[0].end, record.duration);
 }
 
-TEST_F(Recording, GoesOnWhenTheLibraryIsStartedAgain) {
+TEST_F(Recording, ContinuesAfterARestartOfTheLibrary) {
   Install("text");
   const auto plain = Run({ScenarioAgent(), "restart"});
   ReinstallText();
@@ -187,14 +187,14 @@ TEST_F(Recording, GoesOnWhenTheLibraryIsStartedAgain) {
   EXPECT_THAT(record.handlers[0].connections, SizeIs(2));
 }
 
-TEST_F(Recording, TakesCallsFromSeveralThreads) {
+TEST_F(Recording, RecordsCallsFromSeveralThreads) {
   ASSERT_EQ(RunRecorded({ScenarioAgent(), "threads"}).exit_status, 7);
   const tools::record::Record record = Recorded();
   EXPECT_THAT(record.commands, SizeIs(800));
   for (const Command& command : record.commands) EXPECT_EQ(command.outcome, Outcome::kRefused);
 }
 
-TEST_F(Recording, FindsAgentsBehindAShell) {
+TEST_F(Recording, RecordsAgentsStartedByAShell) {
   Install("text");
   const std::string agent = BuildFolder() + "/examples/example-agent";
   const auto run =
@@ -207,7 +207,7 @@ TEST_F(Recording, FindsAgentsBehindAShell) {
   EXPECT_EQ(record.commands[1].outcome, Outcome::kFailure);
 }
 
-TEST_F(Recording, RecordsTheToolsOwnSend) {
+TEST_F(Recording, RecordsQorSend) {
   Install("text");
   const auto run = RunRecorded(
       {BuildFolder() + "/tools/qor/qor", "send", "text.forget", "--execution-timeout", "200"});
@@ -217,7 +217,7 @@ TEST_F(Recording, RecordsTheToolsOwnSend) {
   EXPECT_EQ(record.commands[0].outcome, Outcome::kExecutionTimeout);
 }
 
-TEST_F(Recording, DoesNotHarmAnAgentThatLoadsTheLibraryByItself) {
+TEST_F(Recording, DoesNotAffectAnAgentThatLoadsTheLibraryWithDlopen) {
   Install("text");
   const auto run = RunRecorded({BuildFolder() + "/tests/record/dlopen-agent", QOR_LIBRARY});
   EXPECT_EQ(run.exit_status, 0) << run.errors;
@@ -225,7 +225,7 @@ TEST_F(Recording, DoesNotHarmAnAgentThatLoadsTheLibraryByItself) {
   EXPECT_THAT(Recorded().handlers, SizeIs(1));
 }
 
-TEST_F(Recording, SaysOnceThatItCannotWriteAndLetsTheAgentGoOn) {
+TEST_F(Recording, ReportsAWriteErrorOnceAndLetsTheAgentContinue) {
   Install("text");
   for (const auto& [file, reason] : {std::pair{Root() + "/no/file", "open: No such file"},
                                      {std::string("/dev/full"), "write: No space left"}}) {
@@ -233,7 +233,7 @@ TEST_F(Recording, SaysOnceThatItCannotWriteAndLetsTheAgentGoOn) {
                           BuildFolder() + "/examples/example-agent", "text.upper", "\"a\""});
     EXPECT_EQ(run.exit_status, 0);
     EXPECT_THAT(run.output, HasSubstr("command-1: "));
-    const std::string message = "qor-recorder: nothing more is recorded in " + file + ": " + reason;
+    const std::string message = "qor-recorder: recording to " + file + " stopped: " + reason;
     EXPECT_THAT(run.errors, HasSubstr(message));
     EXPECT_EQ(run.errors.find("qor-recorder"), run.errors.rfind("qor-recorder")) << run.errors;
   }
@@ -245,14 +245,14 @@ TEST_F(Recording, LeavesOtherPreloadedLibrariesInTheEnvironment) {
   EXPECT_EQ(run.output, "environment: libpthread.so.0 not recorded\n") << run.errors;
 }
 
-TEST_F(Recording, FindsTheRecorderWhereTheToolIsInstalled) {
+TEST_F(Recording, FindsTheRecorderInAnInstallation) {
   namespace fs = std::filesystem;
   const std::string tool = Root() + "/bin/qor";
   const std::string folder = Root() + "/" QOR_INSTALL_LIBDIR "/qor";
   fs::create_directories(Root() + "/bin");
   fs::create_directories(folder);
   fs::copy_file(BuildFolder() + "/tools/qor/qor", tool);
-  // The libraries stay where they were built.
+  // The tool still needs the libraries of the build folder.
   const std::string libraries =
       Run({"sh", "-c",
            "ldd " + BuildFolder() +
@@ -264,8 +264,8 @@ TEST_F(Recording, FindsTheRecorderWhereTheToolIsInstalled) {
       "--",  ScenarioAgent()};
   const auto without = Run(words);
   EXPECT_EQ(without.exit_status, 1);
-  EXPECT_THAT(without.errors, HasSubstr("qor: libqor-recorder.so is not there\n  Install it as " +
-                                        folder + "/libqor-recorder.so.\n"));
+  EXPECT_THAT(without.errors,
+              HasSubstr("qor: cannot find libqor-recorder.so\n  install it in " + folder + "\n"));
   fs::copy_file(Recorder(), folder + "/libqor-recorder.so");
   EXPECT_EQ(Run(words).exit_status, 7);
 }
@@ -278,49 +278,49 @@ TEST_F(Recording, WritesTextToStandardErrorWithoutAFile) {
   EXPECT_THAT(run.errors, HasSubstr("command-1  text.upper  " + kText + "  success after "));
 }
 
-TEST_F(Recording, PassesWordsOnAsTheyAreAndGivesTheExitStatusBack) {
+TEST_F(Recording, PassesArgumentsUnchangedAndReturnsTheExitStatus) {
   const auto run =
       Qor({"record", "--", "sh", "-c", "echo \"$@\"; exit 42", "--", "--format", "-o", "--"});
   EXPECT_EQ(run.output, "--format -o --\n");
   EXPECT_EQ(run.exit_status, 42);
-  EXPECT_THAT(run.errors, HasSubstr("qor: sh has not used the library: nothing is recorded."));
+  EXPECT_THAT(run.errors, HasSubstr("qor: sh did not call the library: nothing recorded"));
   EXPECT_EQ(Qor({"record", "--", "sh", "-c", "kill -KILL $$"}).exit_status, 128 + 9);
 }
 
-TEST_F(Recording, OutlivesAnInterruptAndPassesATerminationOn) {
+TEST_F(Recording, IgnoresSigintAndForwardsSigterm) {
   EXPECT_EQ(Qor({"record", "--", "sh", "-c", "kill -INT $PPID; exit 5"}).exit_status, 5);
   const auto run =
       Qor({"record", "--", "sh", "-c", "kill -TERM $PPID; for i in $(seq 1000000); do :; done"});
   EXPECT_EQ(run.exit_status, 128 + 15);
 }
 
-TEST_F(Recording, NamesAProgramThatCannotBeRun) {
+TEST_F(Recording, ReportsAProgramThatCannotBeRun) {
   const auto run = Qor({"record", "--", "/no/such/program"});
   EXPECT_EQ(run.exit_status, 1);
   EXPECT_THAT(run.errors,
               HasSubstr("qor: cannot run /no/such/program: No such file or directory\n"));
 }
 
-TEST_F(Recording, RunsNothingWhenTheOutputCannotBeWritten) {
+TEST_F(Recording, DoesNotRunTheProgramWhenTheOutputCannotBeOpened) {
   const auto run = Qor({"record", "-o", Root() + "/no/file", "--", "sh", "-c", "echo ran"});
   EXPECT_EQ(run.exit_status, 1);
   EXPECT_EQ(run.output, "");
   EXPECT_THAT(run.errors,
-              HasSubstr("qor: " + Root() + "/no/file: cannot be written: No such file"));
+              HasSubstr("qor: " + Root() + "/no/file: cannot write the record: No such file"));
 }
 
-TEST_F(Recording, WantsAProgramOrAFile) {
+TEST_F(Recording, RequiresAProgramOrAFile) {
   Write("");
   for (const std::vector<std::string>& words :
        {std::vector<std::string>{"record"}, {"record", "--from", File(), "--", "true"}}) {
     const auto run = Qor(words);
     EXPECT_EQ(run.exit_status, 2);
-    EXPECT_THAT(run.errors, HasSubstr("a program to run or a stored record is needed"));
+    EXPECT_THAT(run.errors, HasSubstr("expected either a program or --from"));
   }
   EXPECT_EQ(Qor({"record", "--format", "poem", "--", "true"}).exit_status, 2);
 }
 
-TEST_F(Recording, ConvertsAStoredRecordAndLeavesOutLinesThatAreNone) {
+TEST_F(Recording, ConvertsAStoredRecordAndSkipsInvalidLines) {
   Write(R"({"t":5,"pid":1,"event":"sent","uuid":"u","type":"t","payload":""}
 not a line
 {"t":9,"pid":1,"event":"refused","uuid":"u"}
@@ -328,19 +328,20 @@ not a line
   const auto run = Qor({"record", "--from", File()});
   EXPECT_EQ(run.exit_status, 0);
   EXPECT_THAT(run.output, HasSubstr("u  t  no handler  unfinished"));
-  EXPECT_EQ(run.errors, "qor: " + File() + ":2: left out: no JSON: Invalid value.\n" +
-                            "qor: " + File() + ":3: left out: no \"code\"\n");
+  EXPECT_EQ(run.errors, "qor: " + File() + ":2: skipped: invalid JSON: Invalid value.\n" +
+                            "qor: " + File() + ":3: skipped: missing \"code\"\n");
 }
 
-TEST_F(Recording, RefusesARecordWithNothingInIt) {
+TEST_F(Recording, RejectsAnEmptyRecord) {
   Write("nothing\n");
   const auto run = Qor({"record", "--from", File()});
   EXPECT_EQ(run.exit_status, 1);
-  EXPECT_THAT(run.errors, HasSubstr("qor: " + File() + ": no event in it\n"));
+  EXPECT_THAT(run.errors, HasSubstr("qor: " + File() + ": no events\n"));
   const auto missing = Qor({"record", "--from", Root() + "/none"});
   EXPECT_EQ(missing.exit_status, 1);
-  EXPECT_THAT(missing.errors, HasSubstr(Root() + "/none: cannot be read: No such file"));
-  EXPECT_THAT(Qor({"record", "--from", Root()}).errors, HasSubstr(Root() + ": is a folder\n"));
+  EXPECT_THAT(missing.errors, HasSubstr(Root() + "/none: cannot read the record: No such file"));
+  EXPECT_THAT(Qor({"record", "--from", Root()}).errors,
+              HasSubstr(Root() + ": cannot read the record: is a folder\n"));
 }
 
 TEST_F(Recording, WritesEveryFormatToAFile) {

@@ -30,14 +30,14 @@ std::string LineWith(const std::string& text, const std::string& part) {
   return {};
 }
 
-TEST(JsonLines, CanBeReadBackToTheSame) {
+TEST(WriteJson, RoundTrips) {
   const std::string once = Written(WriteJson, RecordOf(kLines));
   EXPECT_EQ(Written(WriteJson, RecordOf(once)), once);
   EXPECT_EQ(std::count(once.begin(), once.end(), '\n'),
             std::count(kLines.begin(), kLines.end(), '\n'));
 }
 
-TEST(JsonLines, KeepEveryMemberOfEveryEvent) {
+TEST(WriteJson, KeepsEveryMemberOfEveryEvent) {
   const std::string text = Written(WriteJson, RecordOf(kLines));
   std::istringstream lines(kLines);
   for (std::string line; std::getline(lines, line);) {
@@ -45,13 +45,13 @@ TEST(JsonLines, KeepEveryMemberOfEveryEvent) {
   }
 }
 
-TEST(JsonLines, TellTheCommandAndTheTimeSinceItWasSent) {
+TEST(WriteJson, AddsTheCommandAndTheTimeSinceItWasSent) {
   const std::string text = Written(WriteJson, RecordOf(kLines));
   EXPECT_THAT(LineWith(text, "delivered"), HasSubstr(R"("at":15,"command":1,"sinceSent":5})"));
   EXPECT_THAT(LineWith(text, R"("event":"connected")"), Not(HasSubstr("sinceSent")));
 }
 
-TEST(JsonLines, TellTheOutcomeAtTheEndAndLateResults) {
+TEST(WriteJson, AddsTheOutcomeToTheLastEventAndMarksLateResults) {
   const std::string text = Written(WriteJson, RecordOf(kLines));
   EXPECT_THAT(LineWith(text, "timed-out"), HasSubstr(R"("outcome":"execution timeout"})"));
   EXPECT_THAT(LineWith(text, R"("answered","uuid":"u")"), HasSubstr(R"("late":true})"));

@@ -12,7 +12,7 @@ namespace {
 using testing::HasSubstr;
 using testing::Not;
 
-TEST(TextOfARecord, TellsTheLifeOfACommandAndCountsOutcomes) {
+TEST(WriteText, WritesTheTimelineOfACommandAndCountsOutcomes) {
   const Record record =
       RecordOf(Line(0, "start", R"(,"program":"agent","wall":1700000000123456)") +
                Sent(1000, "u", "text.slow") + Launched(1100, "u", "h") + Accepted(1200, "u") +
@@ -24,17 +24,17 @@ TEST(TextOfARecord, TellsTheLifeOfACommandAndCountsOutcomes) {
 
 u  text.slow  h  execution timeout after 2.002 s: connecting 2.0 ms, waiting 500 us, executing 2.000 s
         1.0 ms  sent {}
-       +100 us  launch of the handler
+       +100 us  handler launched
        +200 us  accepted
        +2.0 ms  handler connected
        +2.5 ms  delivered
-       +2.6 ms  asked for 2.500 s: refused
+       +2.6 ms  requested 2.500 s: refused
       +2.002 s  execution timeout
       +2.499 s  late result: success the result
 
 v  none  no handler  refused after 100 us
        2.600 s  sent {}
-       +100 us  refused: no handler serves its type (-1073741826)
+       +100 us  refused: no handler serves the type (-1073741826)
 
      1  execution timeout
      1  refused
@@ -42,7 +42,7 @@ v  none  no handler  refused after 100 us
 )");
 }
 
-TEST(TextOfARecord, KeepsTextsOfOthersOnOneShortLine) {
+TEST(WriteText, WritesUntrustedTextOnOneShortLine) {
   const std::string text =
       Written(WriteText,
               RecordOf(Line(0, "sent",
@@ -53,7 +53,7 @@ TEST(TextOfARecord, KeepsTextsOfOthersOnOneShortLine) {
   EXPECT_THAT(text, Not(HasSubstr(std::string(130, 'x'))));
 }
 
-TEST(TextOfARecord, CutsBetweenCharacters) {
+TEST(WriteText, TruncatesBetweenCharacters) {
   std::string payload;
   for (int i = 0; i < 100; ++i) payload += "\u20ac";
   const std::string text =
@@ -64,7 +64,7 @@ TEST(TextOfARecord, CutsBetweenCharacters) {
   EXPECT_THAT(text, HasSubstr("sent a" + kept + "...\n"));
 }
 
-TEST(TextOfARecord, ShowsDurationsInAFittingUnit) {
+TEST(WriteText, ChoosesTheUnitOfDurations) {
   EXPECT_EQ(FormatDuration(999), "999 us");
   EXPECT_EQ(FormatDuration(1'500), "1.5 ms");
   EXPECT_EQ(FormatDuration(1'234'567), "1.235 s");

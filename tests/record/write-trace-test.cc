@@ -27,7 +27,7 @@ class Trace : public testing::Test {
     ASSERT_TRUE(document_["traceEvents"].IsArray());
   }
 
-  // The events of one kind, by name.
+  // The events of a phase, by name.
   std::multimap<std::string, const rapidjson::Value*> Find(const std::string& phase) const {
     std::multimap<std::string, const rapidjson::Value*> found;
     for (const auto& event : document_["traceEvents"].GetArray()) {
@@ -39,7 +39,7 @@ class Trace : public testing::Test {
   rapidjson::Document document_;
 };
 
-TEST_F(Trace, HasWhatViewersNeedInEveryEvent) {
+TEST_F(Trace, HasTheMembersRequiredByViewers) {
   for (const auto& event : document_["traceEvents"].GetArray()) {
     EXPECT_TRUE(event["ph"].IsString());
     EXPECT_TRUE(event["name"].IsString());
@@ -51,7 +51,7 @@ TEST_F(Trace, HasWhatViewersNeedInEveryEvent) {
   }
 }
 
-TEST_F(Trace, EndsEveryAsynchronousEventThatItBegins) {
+TEST_F(Trace, EndsEveryAsynchronousEvent) {
   std::map<std::string, std::int64_t> open;
   for (const auto& event : document_["traceEvents"].GetArray()) {
     const std::string phase = event["ph"].GetString();

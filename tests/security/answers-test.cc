@@ -20,7 +20,7 @@ class Answers : public SecurityTest {
   // Every answer that the client got for a command.
   std::vector<std::string> ResultsOf(const std::string& uuid) {
     std::vector<std::string> results;
-    for (const auto& response : TheAgent().Responses()) {
+    for (const auto& response : GetAgent().Responses()) {
       if (response.uuid == uuid) results.push_back(response.result);
     }
     return results;
@@ -31,7 +31,7 @@ TEST_F(Answers, ByAnotherHandlerAreToldButEndNoCommandOfTheOther) {
   Peer victim(InstallAttacker(kVictim));
   Peer thief(InstallAttacker(kThief));
   Attach(victim);
-  ASSERT_EQ(TheAgent().Send("secret", kVictim, "payload"), 0);
+  ASSERT_EQ(GetAgent().Send("secret", kVictim, "payload"), 0);
   EXPECT_EQ(victim.Ask("next"), "secret org.example.victim");
   // Asks for commands while one waits at the other: gets none.
   Attach(thief);
@@ -41,7 +41,7 @@ TEST_F(Answers, ByAnotherHandlerAreToldButEndNoCommandOfTheOther) {
   EXPECT_EQ(thief.Ask("result secret stolen"), "told true");
   EXPECT_EQ(ResultsOf("secret"), (std::vector<std::string>{"stolen"}));
   // It waits as before.
-  EXPECT_EQ(TheAgent().Send("secret", kVictim, ""), QOR_HANDLER_MANAGER_ERROR_UNKNOWN);
+  EXPECT_EQ(GetAgent().Send("secret", kVictim, ""), QOR_HANDLER_MANAGER_ERROR_UNKNOWN);
   EXPECT_EQ(victim.Ask("ask secret 60"), "told true");
   EXPECT_EQ(victim.Ask("result secret own"), "told true");
   EXPECT_EQ(ResultsOf("secret"), (std::vector<std::string>{"stolen", "own"}));
@@ -54,8 +54,8 @@ TEST_F(Answers, ThatAreCutShortEndOnlyTheOwnCommand) {
   Peer thief(InstallAttacker(kThief));
   Attach(victim);
   Attach(thief);
-  ASSERT_EQ(TheAgent().Send("secret", kVictim, ""), 0);
-  ASSERT_EQ(TheAgent().Send("bait", kThief, ""), 0);
+  ASSERT_EQ(GetAgent().Send("secret", kVictim, ""), 0);
+  ASSERT_EQ(GetAgent().Send("bait", kThief, ""), 0);
   EXPECT_EQ(thief.Ask("next"), "bait org.example.thief");
   EXPECT_EQ(thief.Ask("begin-result bait"), "told true");
   const auto response = AwaitResponse("bait");
@@ -70,7 +70,7 @@ TEST_F(Answers, ThatAreCutShortEndOnlyTheOwnCommand) {
 TEST_F(Answers, OfAnApplicationThatIsNoHandlerReachNobody) {
   Peer victim(InstallAttacker(kVictim));
   Attach(victim);
-  ASSERT_EQ(TheAgent().Send("secret", kVictim, ""), 0);
+  ASSERT_EQ(GetAgent().Send("secret", kVictim, ""), 0);
   EXPECT_EQ(victim.Ask("next"), "secret org.example.victim");
   Peer thief(InstallStranger(kThief));
   ExpectOneLine("Received FetchCommands request from non-registered handler",
@@ -87,14 +87,14 @@ TEST_F(Answers, WithAnExtensionThatIsNotANumberLeaveTheTimersOfOthersRunning) {
   StartAgent(kTimeout, kTimeout);
   Peer thief(InstallAttacker(kThief));
   Attach(thief);
-  ASSERT_EQ(TheAgent().Send("bait", kThief, ""), 0);
+  ASSERT_EQ(GetAgent().Send("bait", kThief, ""), 0);
   ASSERT_EQ(thief.Ask("next"), "bait org.example.thief");
   for (const char* seconds : {"nan", "-nan"}) {
     EXPECT_EQ(thief.Ask(std::string("ask bait ") + seconds), "told false");
   }
   Peer victim(InstallAttacker(kVictim));
   Attach(victim);
-  ASSERT_EQ(TheAgent().Send("secret", kVictim, ""), 0);
+  ASSERT_EQ(GetAgent().Send("secret", kVictim, ""), 0);
   EXPECT_EQ(AwaitResponse("bait").status, QOR_REQUEST_STATUS_FAILED);
   EXPECT_EQ(AwaitResponse("secret").status, QOR_REQUEST_STATUS_FAILED);
 }

@@ -21,7 +21,7 @@ class Floods : public SecurityTest {
   // More than may wait for a handler that does not read.
   void SendTooMuch() {
     const std::string payload(1024 * 1024, 'p');
-    for (int i = 0; i < 20; ++i) TheAgent().Send("much-" + std::to_string(i), kId, payload);
+    for (int i = 0; i < 20; ++i) GetAgent().Send("much-" + std::to_string(i), kId, payload);
   }
 };
 
@@ -49,7 +49,7 @@ TEST_F(Floods, OfCommandsToAHandlerThatReadsTooSlowlyEndItsConnection) {
   ExpectOneLine(kTakesNothing, [&] {
     const std::string payload(1024 * 1024, 'p');
     for (int i = 0; i < 24; ++i) {
-      TheAgent().Send("much-" + std::to_string(i), kId, payload);
+      GetAgent().Send("much-" + std::to_string(i), kId, payload);
       EXPECT_EQ(attacker.Ask("bite"), "1");
     }
   });

@@ -64,7 +64,7 @@ TEST_F(Identity, IsThatOfTheFileWhereALinkLeadsToIt) {
   fs::create_symlink(InstallAttacker(kId), link);
   Peer attacker(link);
   Attach(attacker);
-  ASSERT_EQ(TheAgent().Send("own", kId, ""), 0);
+  ASSERT_EQ(GetAgent().Send("own", kId, ""), 0);
   EXPECT_EQ(attacker.Ask("next"), "own org.example.attacker");
 }
 
@@ -140,7 +140,7 @@ TEST_F(Identity, EndsWithTheProgram) {
 TEST_F(Identity, StaysThatOfAProcessThatHasExited) {
   Peer attacker(InstallAttacker(kId));
   Attach(attacker);
-  ASSERT_EQ(TheAgent().Send("own", kId, ""), 0);
+  ASSERT_EQ(GetAgent().Send("own", kId, ""), 0);
   EXPECT_EQ(attacker.Ask("next"), "own org.example.attacker");
   // Until the agent inspects the process on receiving from it.
   const auto begin = std::chrono::steady_clock::now();
@@ -173,7 +173,7 @@ TEST_F(Identity, CannotBeLentByAProcessThatExecutesAnotherProgram) {
   EXPECT_EQ(second.Ask("hear-lent"), "accepted");
   ExpectOneLine("sent bytes of another process, connection ended",
                 [&] { EXPECT_EQ(second.Ask("join-lent"), "gone"); });
-  EXPECT_EQ(TheAgent().Send("secret", kId, ""), QOR_HANDLER_MANAGER_ERROR_NONE);
+  EXPECT_EQ(GetAgent().Send("secret", kId, ""), QOR_HANDLER_MANAGER_ERROR_NONE);
   EXPECT_EQ(second.Ask("waiting"), "0");
 }
 

@@ -37,8 +37,8 @@ class Locks : public SecurityTest {
 TEST_F(Locks, OfALaunchDelayOnlyThatApplication) {
   Hold(std::string("run/app-locks/") + kAttacker);
   testing::internal::CaptureStderr();
-  EXPECT_EQ(TheAgent().Send("delayed", kAttacker, ""), 0);
-  EXPECT_EQ(TheAgent().Send("delayed-too", kAttacker, ""), 0);
+  EXPECT_EQ(GetAgent().Send("delayed", kAttacker, ""), 0);
+  EXPECT_EQ(GetAgent().Send("delayed-too", kAttacker, ""), 0);
   ExpectUnharmed();
   attacker_.reset();
   // Launched once the lock is free, and joins by itself no agent; the honest one is still served.

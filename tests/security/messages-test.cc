@@ -35,7 +35,7 @@ class Messages : public SecurityTest {
 };
 
 TEST_F(Messages, ThatAreForgedEventsChangeNoHandler) {
-  const size_t updates = TheAgent().Updates().size();
+  const size_t updates = GetAgent().Updates().size();
   Peer attacker;
   // Uninstalled: started, half done, completed. Installed and updated, which is not so.
   for (const char* forged : {"0 1 org.example.text", "1 1 org.example.text", "2 1 org.example.text",
@@ -44,7 +44,7 @@ TEST_F(Messages, ThatAreForgedEventsChangeNoHandler) {
       EXPECT_EQ(attacker.Ask("forge-event " + Listener() + " " + forged), "heard");
     });
   }
-  EXPECT_EQ(TheAgent().Updates().size(), updates);
+  EXPECT_EQ(GetAgent().Updates().size(), updates);
   // A true one is heard.
   Uninstall(kTextPackage);
   EXPECT_TRUE(AwaitUpdates(updates + 1));
@@ -70,7 +70,7 @@ TEST_F(Messages, ThatNeverComeKeepNoDescriptors) {
   EXPECT_LE(OpenDescriptors(),
             before + static_cast<std::ptrdiff_t>(platform::MessageServer::kMaxSenders) + 10);
   // Events arrive nevertheless.
-  const size_t updates = TheAgent().Updates().size();
+  const size_t updates = GetAgent().Updates().size();
   Install("silent");
   EXPECT_TRUE(AwaitUpdates(updates + 1));
   ExpectUnharmed();

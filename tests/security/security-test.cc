@@ -17,7 +17,7 @@ void SecurityTest::SetUp() {
 
 std::string SecurityTest::InstallAttacker(const std::string& app_id,
                                           const std::string& without_privilege) {
-  const size_t updates = TheAgent().Updates().size();
+  const size_t updates = GetAgent().Updates().size();
   const std::string program =
       InstallWithout("<privilege>" + without_privilege + "</privilege>", app_id);
   EXPECT_TRUE(AwaitUpdates(updates + 1));

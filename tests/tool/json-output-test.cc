@@ -1,7 +1,7 @@
 // Copyright 2026 The qor-handler-manager authors
 // SPDX-License-Identifier: Apache-2.0
 
-// JSON of the tool over random bytes.
+// JSON output for random bytes.
 
 #include <gtest/gtest.h>
 #include <rapidjson/document.h>
@@ -35,7 +35,7 @@ class JsonOutput : public testing::Test {
   std::mt19937 random_{1};
 };
 
-TEST_F(JsonOutput, KeepsEveryTextButItsInvalidBytes) {
+TEST_F(JsonOutput, KeepsTextsExceptInvalidBytes) {
   for (int i = 0; i < 5'000; ++i) {
     const std::string key = Bytes();
     const std::string value = Bytes();
@@ -51,7 +51,7 @@ TEST_F(JsonOutput, KeepsEveryTextButItsInvalidBytes) {
   }
 }
 
-TEST_F(JsonOutput, OfAnOutcomeIsValid) {
+TEST_F(JsonOutput, IsValidForOutcomes) {
   for (int i = 0; i < 5'000; ++i) {
     Outcome outcome;
     outcome.kind = static_cast<OutcomeKind>(random_() % 7);
@@ -69,7 +69,7 @@ TEST_F(JsonOutput, OfAnOutcomeIsValid) {
   }
 }
 
-TEST_F(JsonOutput, OfAFailureIsValid) {
+TEST_F(JsonOutput, IsValidForErrors) {
   for (int i = 0; i < 2'000; ++i) {
     Parsed(ToJson(ToolError(kError, Bytes(), Bytes(), {Bytes(), 1, Bytes()})));
   }

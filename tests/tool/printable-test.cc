@@ -18,7 +18,7 @@ TEST(Printable, KeepsPlainText) {
   }
 }
 
-TEST(Printable, EscapesWhatActsOnATerminal) {
+TEST(Printable, EscapesControlCharacters) {
   const std::pair<std::string, std::string> cases[] = {
       {"a\033[2Jb", "a\\x1b[2Jb"},
       {"\a\b\x7f", "\\x07\\x08\\x7f"},
@@ -39,7 +39,7 @@ TEST(Printable, EscapesWhatActsOnATerminal) {
 }
 
 TEST(Printable, EscapesInvalidUtf8) {
-  // A lone continuation, overlong forms, a surrogate, beyond Unicode, a character cut short.
+  // Continuation byte alone, overlong encodings, surrogate, beyond Unicode, truncated character.
   for (const char* invalid : {"\x80", "\xC0\xAF", "\xE0\x80\x8A", "\xED\xA0\x80",
                               "\xF4\x90\x80\x80", "\xF8", "\xE2\x82", "\xFF"}) {
     EXPECT_FALSE(IsPrintable(invalid));
@@ -49,7 +49,7 @@ TEST(Printable, EscapesInvalidUtf8) {
   }
 }
 
-TEST(Printable, IsTheSameForEveryCharacterInABuffer) {
+TEST(Printable, WritesEveryCharacterToABufferUnchanged) {
   for (char32_t code = 1; code < 0x2100; ++code) {
     std::string character;
     if (code < 0x80) {
@@ -71,7 +71,7 @@ TEST(Printable, IsTheSameForEveryCharacterInABuffer) {
   }
 }
 
-TEST(Printable, MakesJsonSafeWithoutChangingItsValue) {
+TEST(Printable, EscapesJsonWithoutChangingItsValue) {
   EXPECT_EQ(PrintableJson("{\n\t\"a\u009b\u202e\": \"\x7f\xff\u00e4\"}"),
             "{\n\t\"a\\u009b\\u202e\": \"\\u007f\ufffd\u00e4\"}");
 }

@@ -10,27 +10,27 @@
 namespace tools::cli {
 namespace {
 
-// Whether the line means something; any exception but its own ends the test.
-bool IsUnderstood(std::string_view line) {
+// Whether the line is a valid request. Only ProtocolError may be thrown.
+bool IsValid(std::string_view line) {
   try {
     ParseRequest(line);
     return true;
-  } catch (const ProtocolError& fault) {
-    EXPECT_STRNE(fault.what(), "");
+  } catch (const ProtocolError& error) {
+    EXPECT_STRNE(error.what(), "");
     return false;
   }
 }
 
-TEST(AgentLinesOfGarbage, AreRefusedInWords) {
+TEST(ParseRequest, RejectsRandomBytesWithAMessage) {
   std::mt19937 random(4);
   for (int i = 0; i < 20'000; ++i) {
     std::string line(random() % 100, ' ');
     for (char& c : line) c = static_cast<char>(random());
-    EXPECT_FALSE(IsUnderstood(line)) << "line " << i;
+    EXPECT_FALSE(IsValid(line)) << "line " << i;
   }
 }
 
-TEST(AgentLinesOfGarbage, AreRefusedInWordsWhenTheyLookGood) {
+TEST(ParseRequest, RejectsRandomTokensWithAMessage) {
   std::mt19937 random(5);
   const std::string pieces[] = {"{",
                                 "}",
@@ -52,25 +52,25 @@ TEST(AgentLinesOfGarbage, AreRefusedInWordsWhenTheyLookGood) {
                                 "\"grant\"",
                                 "\"negotiation\"",
                                 "\"handlers\""};
-  int understood = 0;
+  int valid_count = 0;
   for (int i = 0; i < 50'000; ++i) {
     std::string line = "{" + pieces[random() % std::size(pieces)] + ":";
     for (auto count = random() % 8; count > 0; --count)
       line += pieces[random() % std::size(pieces)];
-    understood += IsUnderstood(line + "}") ? 1 : 0;
+    valid_count += IsValid(line + "}") ? 1 : 0;
   }
-  EXPECT_GT(understood, 0) << "this looks too little like good lines";
+  EXPECT_GT(valid_count, 0) << "the random lines are too different from valid ones";
 }
 
-TEST(AgentLinesOfGarbage, AreRefusedWhereverTheyAreCutOff) {
+TEST(ParseRequest, RejectsEveryTruncation) {
   const std::string line =
       R"({"type":"text.echo","payload":{"a":[1,2.5,"\u00e4",null]},"uuid":"mine"})";
-  ASSERT_TRUE(IsUnderstood(line));
+  ASSERT_TRUE(IsValid(line));
   for (std::size_t size = 0; size < line.size(); ++size)
-    EXPECT_FALSE(IsUnderstood(line.substr(0, size))) << line.substr(0, size);
+    EXPECT_FALSE(IsValid(line.substr(0, size))) << line.substr(0, size);
 }
 
-TEST(AgentLinesWithNumbers, KeepEveryDigitOfThePayload) {
+TEST(ParseRequest, KeepsEveryDigitOfThePayload) {
   const std::string payload = R"([0e40,-0.0,12345678901234567890123,0.1000,{"a":1E-400},9e308])";
   const Request line = ParseRequest(R"({"payload": )" + payload + R"(, "type":"t","uuid":"u"})");
   EXPECT_EQ(std::get<CommandRequest>(line).payload, payload);

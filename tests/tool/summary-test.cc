@@ -15,7 +15,7 @@ Outcome Ended(OutcomeKind kind, double milliseconds = 1) {
   return outcome;
 }
 
-TEST(Summary, TellsLatenciesThatCommandsReallyHad) {
+TEST(Summary, ReportsMeasuredLatenciesAsPercentiles) {
   Summary summary;
   for (int i = 200; i > 0; --i) summary.Add(Ended(OutcomeKind::kSuccess, i));
   EXPECT_EQ(summary.ToText(),
@@ -26,7 +26,7 @@ TEST(Summary, TellsLatenciesThatCommandsReallyHad) {
             R"("min":1.0,"median":100.0,"p90":180.0,"p99":198.0,"max":200.0}}})");
 }
 
-TEST(Summary, OfOneCommandHasOneLatency) {
+TEST(Summary, ReportsTheLatencyOfOneCommand) {
   Summary summary;
   summary.Add(Ended(OutcomeKind::kHandlerFailed, 2.5));
   EXPECT_EQ(summary.ToText(),
@@ -34,7 +34,7 @@ TEST(Summary, OfOneCommandHasOneLatency) {
             "latency in ms: min 2.500, median 2.500, p90 2.500, p99 2.500, max 2.500\n");
 }
 
-TEST(Summary, TakesTheLatencyOfAnswersOnly) {
+TEST(Summary, IgnoresLatenciesWithoutAnAnswer) {
   Summary summary;
   for (const OutcomeKind kind :
        {OutcomeKind::kTimeout, OutcomeKind::kNoAnswer, OutcomeKind::kNotSupported,
@@ -46,7 +46,7 @@ TEST(Summary, TakesTheLatencyOfAnswersOnly) {
             "1 not-accepted, 2 interrupted\n");
 }
 
-TEST(Summary, HasTheExitStatusOfTheFirstThatWasNoSuccess) {
+TEST(Summary, ReturnsTheExitStatusOfTheFirstError) {
   Summary summary;
   EXPECT_EQ(summary.Code(), kSuccess);
   summary.Add(Ended(OutcomeKind::kSuccess));
@@ -56,7 +56,7 @@ TEST(Summary, HasTheExitStatusOfTheFirstThatWasNoSuccess) {
   EXPECT_EQ(summary.Code(), kTimeout);
 }
 
-TEST(Summary, GivesEveryEndingItsExitStatus) {
+TEST(Summary, MapsEveryOutcomeToAnExitStatus) {
   const std::pair<OutcomeKind, ExitCode> statuses[] = {
       {OutcomeKind::kHandlerFailed, kHandlerFailed},
       {OutcomeKind::kTimeout, kTimeout},

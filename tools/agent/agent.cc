@@ -30,16 +30,16 @@ std::string AppIdOf(qor_handler_manager_handler_info_h info) {
   return qor_handler_manager_handler_info_appid_get(info, &id) == 0 ? id : "";
 }
 
-void ThrowOnError(int result, const char* what) {
+void ThrowOnError(int result, const char* message) {
   if (result != 0)
-    throw std::runtime_error(std::string(what) + ": error " + std::to_string(result));
+    throw std::runtime_error(std::string(message) + ": error " + std::to_string(result));
 }
 
 }  // namespace
 
 bool RunUntil(const std::function<bool()>& condition, double limit_seconds) {
   if (condition()) return true;
-  // Looked at whenever the loop has served what there was and is about to wait.
+  // Idle enterers run when the loop has handled all events and is about to wait.
   Ecore_Idle_Enterer* watch = ecore_idle_enterer_add(
       [](void* data) -> Eina_Bool {
         if ((*static_cast<const std::function<bool()>*>(data))()) ecore_main_loop_quit();
@@ -78,7 +78,7 @@ Agent::Agent(int execution_timeout_ms, int connection_timeout_ms) {
   qor_handler_manager_set_response_cb(
       [](const char* uuid, qor_request_status_e status, const char* text, int length,
          const char* error, int error_length, void* data) {
-        static_cast<Agent*>(data)->Hear(Response{
+        static_cast<Agent*>(data)->OnResponse(Response{
             uuid, static_cast<int>(status), std::string(text, static_cast<std::size_t>(length)),
             std::string(error, static_cast<std::size_t>(error_length))});
       },
@@ -91,7 +91,7 @@ Agent::Agent(int execution_timeout_ms, int connection_timeout_ms) {
       this);
   qor_handler_manager_set_handler_update_cb(
       [](qor_handler_update_type_e type, qor_handler_manager_handler_info_h info, void* data) {
-        static_cast<Agent*>(data)->Hear(Update{type, AppIdOf(info), RequestTypesOf(info)});
+        static_cast<Agent*>(data)->OnUpdate(Update{type, AppIdOf(info), RequestTypesOf(info)});
       },
       this);
 }
@@ -103,15 +103,15 @@ Agent::~Agent() {
 
 void Agent::Configure(int execution_timeout_ms, int connection_timeout_ms) {
   qor_handler_manager_configuration_h config = nullptr;
-  ThrowOnError(qor_handler_manager_configuration_create(&config), "configuration");
+  ThrowOnError(qor_handler_manager_configuration_create(&config), "cannot create a configuration");
   qor_handler_manager_configuration_set_command_execution_timeout(config, execution_timeout_ms);
   qor_handler_manager_configuration_set_connection_timeout(config, connection_timeout_ms);
   const int result = qor_handler_manager_initialize(config);
   qor_handler_manager_configuration_destroy(config);
-  ThrowOnError(result, "the library does not start");
+  ThrowOnError(result, "cannot start the library");
 }
 
-void Agent::Hear(Response response) {
+void Agent::OnResponse(Response response) {
   if (on_response_) {
     on_response_(response);
   } else {
@@ -119,7 +119,7 @@ void Agent::Hear(Response response) {
   }
 }
 
-void Agent::Hear(Update update) {
+void Agent::OnUpdate(Update update) {
   if (on_update_) {
     on_update_(update);
   } else {

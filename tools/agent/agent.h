@@ -12,15 +12,16 @@
 
 namespace tools {
 
-// Runs the main loop until `condition` holds, which is looked at before every wait, or until the
-// time is up. Returns whether it holds. Not to be called from within the loop.
+// Runs the main loop until `condition` holds, which is checked before every wait, or the limit
+// expires. Returns whether it holds. Must not be called from within the loop.
 bool RunUntil(const std::function<bool()>& condition, double limit_seconds);
 
-// A random uuid, from the kernel.
+// Returns a random uuid from the kernel.
 std::string NewUuid();
 
-// A client of the library, for tools and tests: sends commands, remembers what came back. One at a
-// time; everything on the main loop's thread.
+// A client of the library for tools and tests: sends commands and stores responses and updates. The
+// library has one client per process, so only one object may exist at a time. All calls and
+// callbacks are on the main loop's thread.
 class Agent {
  public:
   struct Response {
@@ -38,24 +39,25 @@ class Agent {
     std::string app_id;
     std::vector<std::string> request_types;
   };
-  // Handler, uuid, seconds; returns whether they are granted.
+  // Called with the handler's application id, the uuid and the requested seconds. Returns whether
+  // the extension is granted.
   using Negotiator = std::function<bool(const std::string&, const std::string&, double)>;
 
-  // Starts the library. Milliseconds. Throws std::runtime_error when that fails.
+  // Starts the library. Throws std::runtime_error on failure.
   Agent(int execution_timeout_ms, int connection_timeout_ms);
   Agent(const Agent&) = delete;
   Agent& operator=(const Agent&) = delete;
   ~Agent();
 
-  // Timeouts of what is sent from now on, in milliseconds. Throws std::runtime_error.
+  // Sets the timeouts of commands sent from now on. Throws std::runtime_error on failure.
   void Configure(int execution_timeout_ms, int connection_timeout_ms);
-  // Returns the library's code.
+  // Returns the library's error code, 0 for success.
   int Send(const std::string& uuid, const std::string& request_type, const std::string& payload);
   std::vector<Handler> Handlers() const;
 
-  // Without one every request is granted.
+  // By default every extension is granted.
   void SetNegotiator(Negotiator negotiator) { negotiator_ = std::move(negotiator); }
-  // Each hears of them at once, and they are not remembered any more.
+  // A listener receives responses or updates instead of Responses() or Updates().
   void SetResponseListener(std::function<void(const Response&)> listener) {
     on_response_ = std::move(listener);
   }
@@ -65,14 +67,14 @@ class Agent {
 
   const std::vector<Response>& Responses() const { return responses_; }
   const std::vector<Update>& Updates() const { return updates_; }
-  // The first response for a uuid, or null.
+  // Returns the first response for a uuid, or null.
   const Response* FindResponse(const std::string& uuid) const;
-  // Waits for it.
+  // Runs the main loop until there is a response for the uuid; returns null when the limit expires.
   const Response* WaitForResponse(const std::string& uuid, double limit_seconds) const;
 
  private:
-  void Hear(Response response);
-  void Hear(Update update);
+  void OnResponse(Response response);
+  void OnUpdate(Update update);
 
   std::vector<Response> responses_;
   std::vector<Update> updates_;

@@ -11,19 +11,13 @@ namespace tools {
 
 namespace {
 
-std::string Quote(const std::string& argument) {
-  std::string quoted = "'";
-  for (const char c : argument) quoted += c == '\'' ? std::string("'\\''") : std::string(1, c);
-  return quoted + "'";
-}
-
 struct Run {
   Ecore_Exe* process = nullptr;
   bool ended = false;
   ProcessResult result;
 };
 
-// Follows the events of one process for as long as it exists.
+// Receives the events of one process until destroyed.
 class Listener {
  public:
   explicit Listener(Run& run)
@@ -65,9 +59,15 @@ class Listener {
 
 }  // namespace
 
+std::string ShellQuote(const std::string& argument) {
+  std::string quoted = "'";
+  for (const char c : argument) quoted += c == '\'' ? std::string("'\\''") : std::string(1, c);
+  return quoted + "'";
+}
+
 std::string CommandLine(const std::vector<std::string>& arguments) {
   std::string command = "exec";
-  for (const auto& argument : arguments) command += " " + Quote(argument);
+  for (const auto& argument : arguments) command += " " + ShellQuote(argument);
   return command;
 }
 

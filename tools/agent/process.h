@@ -10,16 +10,20 @@
 namespace tools {
 
 struct ProcessResult {
-  // -1 when the process did not end by itself in time.
+  // -1 when a signal ended the process or it exceeded the limit.
   int exit_status = -1;
   std::string output;
   std::string errors;
 };
 
-// A program and its arguments as a shell takes them, which the program replaces.
+// Returns `argument` in single quotes, as one word of a POSIX shell.
+std::string ShellQuote(const std::string& argument);
+
+// Returns a shell command that executes a program with its arguments in place of the shell.
 std::string CommandLine(const std::vector<std::string>& arguments);
 
-// Runs a program to its end while the main loop goes on. `arguments` begin with the program.
+// Runs a program while the main loop runs, and kills it when the limit expires. `arguments` begin
+// with the program.
 ProcessResult RunProcess(const std::vector<std::string>& arguments, double limit_seconds);
 
 }  // namespace tools

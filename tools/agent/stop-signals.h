@@ -8,8 +8,8 @@
 
 namespace tools {
 
-// Takes note of SIGINT and SIGTERM instead of dying of them, as long as it lives. The main loop,
-// which Ecore has been started for, wakes up.
+// While it exists, SIGINT and SIGTERM wake up the main loop and are recorded instead of ending the
+// process. Ecore must be initialized.
 class StopSignals {
  public:
   StopSignals();
@@ -17,9 +17,9 @@ class StopSignals {
   StopSignals& operator=(const StopSignals&) = delete;
   ~StopSignals();
 
-  // The first that came, or 0.
+  // The first signal, or 0.
   int Caught() const { return caught_; }
-  // What a shell gives for a program that dies of it.
+  // The exit status that a shell reports for a process ended by the signal.
   int ExitStatus() const { return 128 + caught_; }
 
  private:

@@ -20,9 +20,9 @@ namespace tools::check {
 namespace {
 
 constexpr double kEchoSeconds = 60;
-constexpr double kEndSeconds = 10;
-// What a command may take beyond its timeouts, when the handler asks for it.
-constexpr double kWorkSeconds = 60;
+constexpr double kExitSeconds = 10;
+// Limit for extensions that the handler requests, beyond the timeouts.
+constexpr double kExtensionSeconds = 60;
 
 bool IsJson(const std::string& text) {
   rapidjson::Document document;
@@ -42,9 +42,9 @@ Answer ReadAnswer(const rapidjson::Value& event) {
   Answer answer;
   answer.outcome = event["outcome"].GetString();
   if (event.HasMember("status")) answer.status = event["status"].GetInt();
-  if (event.HasMember("latencyMs")) answer.milliseconds = event["latencyMs"].GetDouble();
+  if (event.HasMember("latencyMs")) answer.latency_ms = event["latencyMs"].GetDouble();
   const rapidjson::Value& text = event[event.HasMember("result") ? "result" : "error"];
-  // A string is the text itself, JSON or not.
+  // qor agent sends the text as a string unless it is another JSON value.
   answer.text = text.IsString() ? text.GetString() : TextOf(text);
   answer.is_json = !text.IsString() || IsJson(answer.text);
   return answer;
@@ -58,11 +58,11 @@ AgentProcess::AgentProcess(const Timeouts& timeouts, std::function<bool()> is_in
       handlers_{ecore_event_handler_add(ECORE_EXE_EVENT_DATA, OnLines, this),
                 ecore_event_handler_add(ECORE_EXE_EVENT_DEL, OnEnd, this)},
       process_(ecore_exe_pipe_run(
-          tools::CommandLine({std::filesystem::read_symlink("/proc/self/exe"), "agent"}).c_str(),
+          CommandLine({std::filesystem::read_symlink("/proc/self/exe"), "agent"}).c_str(),
           static_cast<Ecore_Exe_Flags>(ECORE_EXE_PIPE_READ | ECORE_EXE_PIPE_READ_LINE_BUFFERED |
                                        ECORE_EXE_PIPE_WRITE),
           nullptr)) {
-  if (process_ == nullptr) throw std::runtime_error("qor agent cannot be started");
+  if (process_ == nullptr) throw std::runtime_error("cannot start qor agent");
   Write("{\"configuration\":{\"executionTimeout\":" + std::to_string(timeouts.execution_ms) +
         ",\"connectionTimeout\":" + std::to_string(timeouts.connection_ms) + "}}");
 }
@@ -71,9 +71,9 @@ AgentProcess::~AgentProcess() {
   if (!ended_) {
     const auto has_ended = [this] { return ended_; };
     kill(ecore_exe_pid_get(process_), SIGTERM);
-    if (!tools::RunUntil(has_ended, kEndSeconds)) {
+    if (!RunUntil(has_ended, kExitSeconds)) {
       kill(ecore_exe_pid_get(process_), SIGKILL);
-      tools::RunUntil(has_ended, kEndSeconds);
+      RunUntil(has_ended, kExitSeconds);
     }
   }
   for (auto* handler : handlers_) ecore_event_handler_del(handler);
@@ -85,7 +85,7 @@ void AgentProcess::Send(const Command& command) {
   line.Member("payload", command.payload).EndObject();
   answers_.erase(command.uuid);
   Write(line.Text());
-  // Lines are answered in order.
+  // Requests are answered in order, so the echo follows the acceptance of the command.
   Write("{\"negotiation\":\"grant\"}");
   const int awaited = echoes_ + 1;
   if (!WaitUntil([this, awaited] { return echoes_ == awaited; }, kEchoSeconds)) {
@@ -94,11 +94,12 @@ void AgentProcess::Send(const Command& command) {
 }
 
 Answer AgentProcess::Await(const std::string& uuid) {
-  const double limit = (timeouts_.execution_ms + timeouts_.connection_ms) / 1000.0 + kWorkSeconds;
+  const double limit =
+      (timeouts_.execution_ms + timeouts_.connection_ms) / 1000.0 + kExtensionSeconds;
   if (!WaitUntil([this, &uuid] { return answers_.count(uuid) != 0; }, limit)) {
     Answer answer;
     answer.outcome = "working";
-    answer.milliseconds = limit * 1000;
+    answer.latency_ms = limit * 1000;
     return answer;
   }
   return answers_.at(uuid);
@@ -134,7 +135,7 @@ void AgentProcess::OnLine(const std::string& line) {
   const Answer answer = ReadAnswer(event);
   if (name == "result") {
     answers_[uuid] = answer;
-    if (answer.IsHandlers()) answered_.insert(uuid);
+    if (answer.IsFromHandler()) answered_.insert(uuid);
   } else if (answered_.count(uuid) != 0) {
     answered_twice_.insert(uuid);
   }
@@ -146,9 +147,9 @@ void AgentProcess::Write(const std::string& line) {
 }
 
 bool AgentProcess::WaitUntil(const std::function<bool()>& condition, double limit_seconds) const {
-  tools::RunUntil([&] { return ended_ || is_interrupted_() || condition(); }, limit_seconds);
+  RunUntil([&] { return ended_ || is_interrupted_() || condition(); }, limit_seconds);
   if (is_interrupted_()) throw Interrupted();
-  if (ended_ && !condition()) throw std::runtime_error("qor agent ended by itself");
+  if (ended_ && !condition()) throw std::runtime_error("qor agent exited unexpectedly");
   return condition();
 }
 

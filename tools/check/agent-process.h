@@ -22,26 +22,26 @@ struct Command {
   std::string payload;  // JSON
 };
 
-// How a command ended, as `qor agent` tells it.
+// How a command ended, from an event of `qor agent`.
 struct Answer {
   std::string outcome;
   int status = 0;
-  std::string text;  // result or error; JSON without white space where it is JSON but no string
+  std::string text;  // result or error; compact JSON, or the text of a JSON string
   bool is_json = false;
-  double milliseconds = 0;
+  double latency_ms = 0;
 
-  // Whether a handler gave it.
-  bool IsHandlers() const { return outcome == "success" || outcome == "failed"; }
+  // Whether a handler gave the answer, as opposed to the library or the tool.
+  bool IsFromHandler() const { return outcome == "success" || outcome == "failed"; }
 };
 
-// Thrown where a wait was interrupted.
+// Thrown when a signal interrupts a wait.
 struct Interrupted : std::runtime_error {
   Interrupted() : std::runtime_error("interrupted") {}
 };
 
-// A `qor agent` in a process of its own, always under the same identity, so two do not run at the
-// same time. Ends with this object. Ecore has been started. Every wait throws Interrupted when
-// `is_interrupted` holds after an event, and std::runtime_error when the process ends by itself.
+// A `qor agent` in a child process, which the destructor ends. All have the same identity, so only
+// one object may exist at a time. Ecore must be initialized. Every wait throws Interrupted when
+// `is_interrupted` holds after an event, and std::runtime_error when the process exits by itself.
 class AgentProcess {
  public:
   AgentProcess(const Timeouts& timeouts, std::function<bool()> is_interrupted);
@@ -49,10 +49,10 @@ class AgentProcess {
   AgentProcess& operator=(const AgentProcess&) = delete;
   ~AgentProcess();
 
-  // Returns when the library has the command.
+  // Returns when the library has accepted or rejected the command.
   void Send(const Command& command);
-  // The end of a command that was sent. Its outcome is "working" when there is none long after all
-  // timeouts, which means that the handler was granted more time.
+  // Waits for the answer to a command that was sent. The outcome is "working" when there is none
+  // long after all timeouts, because the handler was granted more time.
   Answer Await(const std::string& uuid);
 
   // The commands that a handler answered more than once.
@@ -70,7 +70,7 @@ class AgentProcess {
   Ecore_Event_Handler* handlers_[2];
   Ecore_Exe* process_;
   bool ended_ = false;
-  int echoes_ = 0;  // of lines that only ask for an echo
+  int echoes_ = 0;  // answers to requests that only mark a position in the stream
   std::map<std::string, Answer> answers_;
   std::set<std::string> answered_;
   std::set<std::string> answered_twice_;

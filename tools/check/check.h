@@ -17,13 +17,13 @@ struct Check {
   enum class Level { kPass, kWarn, kFail };
   Level level;
   std::string message;
-  std::string hint = {};  // empty when all is well
+  std::string hint = {};  // empty for a passed check
   inspect::Location location = {};
-  std::string name = {};  // what was looked at; empty where the message tells
+  std::string name = {};  // may be empty
 };
 using Checks = std::vector<Check>;
 
-// Takes a check as soon as it is done.
+// Called with each result as soon as it is known.
 using Reporter = std::function<void(const Check&)>;
 
 }  // namespace tools::check

@@ -17,18 +17,18 @@ namespace tools::check {
 
 struct LiveOptions {
   Timeouts timeouts;
-  // By request type; the others get {}.
+  // By request type; default {}.
   std::map<std::string, std::string> payloads;
-  // Request types that are left out.
+  // Request types that are not sent.
   std::set<std::string> skipped;
 };
 
-// Sends real commands to the handlers of a package that is installed below the current root:
-// whether they connect, answer each of their request types, take a command that comes again for the
-// same, and get over the end of the agent and of themselves. Ecore has been started. Throws what
-// AgentProcess does.
-void CheckAlive(const inspect::Package& package, const LiveOptions& options,
-                const std::function<bool()>& is_interrupted, const Reporter& report);
+// Sends commands to the handlers of a package that is installed below the current root folder.
+// Checks that they connect, answer each of their request types, give a repeated command the same
+// answer, and recover when the agent restarts and when they are killed. Ecore must be initialized.
+// Throws the exceptions of AgentProcess.
+void RunLiveChecks(const inspect::Package& package, const LiveOptions& options,
+                   const std::function<bool()>& is_interrupted, const Reporter& report);
 
 }  // namespace tools::check
 

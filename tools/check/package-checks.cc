@@ -46,7 +46,7 @@ std::string Joined(const std::set<std::string>& texts) {
 
 class ApplicationChecks {
  public:
-  // `prefix` tells the applications of a package apart.
+  // `prefix`: distinguishes the applications of a package in the names of checks.
   ApplicationChecks(const inspect::Application& application, const std::string& package_root,
                     const std::string& prefix, const Reporter& report)
       : application_(application), package_root_(package_root), prefix_(prefix), report_(report) {}
@@ -54,13 +54,13 @@ class ApplicationChecks {
   void Run() const {
     const bool is_handler = application_.is_handler;
     Report(Topic::kApplication, is_handler, application_.record.id + " is a service application");
-    Report(Topic::kExecutable, is_handler, Relative(application_.record.executable) + " is there");
+    Report(Topic::kExecutable, is_handler, Relative(application_.record.executable) + " exists");
     Report(Topic::kMetadata, is_handler, "names " + Relative(application_.config_file));
     Report(Topic::kConfiguration, !application_.request_types.empty(),
            "serves " + Joined(application_.request_types));
     Report(Topic::kPriority, is_handler,
            std::to_string(application_.priority.Value()) + ": " + application_.priority.Reason());
-    Report(Topic::kPrivileges, is_handler, "holds what a handler needs");
+    Report(Topic::kPrivileges, is_handler, "has the privileges of a handler");
   }
 
  private:
@@ -68,21 +68,21 @@ class ApplicationChecks {
     return std::filesystem::path(path).lexically_relative(package_root_);
   }
 
-  // The problems of the topic, or `all_is_well` when it was looked at and there are none.
-  void Report(Topic topic, bool was_looked_at, const std::string& all_is_well) const {
+  // Reports the problems of a topic; without any, and if it `was_checked`, a pass.
+  void Report(Topic topic, bool was_checked, const std::string& pass_message) const {
     const std::string name = prefix_ + NameOf(topic);
-    bool is_sound = true;
-    const auto report_those = [&](Check::Level level, const auto& findings) {
+    bool has_problem = false;
+    const auto report_all = [&](Check::Level level, const auto& findings) {
       for (const auto& finding : findings) {
         if (finding.topic != topic) continue;
-        is_sound = false;
+        has_problem = true;
         report_({level, finding.message, finding.hint, finding.location, name});
       }
     };
-    report_those(kFail, application_.errors);
-    report_those(kFail, application_.runtime_errors);
-    report_those(kWarn, application_.warnings);
-    if (is_sound && was_looked_at) report_({kPass, all_is_well, "", {}, name});
+    report_all(kFail, application_.errors);
+    report_all(kFail, application_.runtime_errors);
+    report_all(kWarn, application_.warnings);
+    if (!has_problem && was_checked) report_({kPass, pass_message, "", {}, name});
   }
 
   const inspect::Application& application_;
@@ -106,7 +106,7 @@ void CheckContents(const inspect::Package& package, const std::string& path,
   if (is_meant_to_serve) return;
   const std::string key = common::kCommandHandlerKey;
   report({kFail,
-          "no application names a configuration file, so none is a command handler",
+          "no command handler: no application names a configuration file",
           "add <metadata key=\"" + key + "\" value=\"res/handler.yaml\"/> to the application",
           {path + "/tizen-manifest.xml", 0, key},
           NameOf(Topic::kMetadata)});
@@ -119,8 +119,8 @@ std::optional<inspect::Package> CheckPackage(const std::string& path, const Repo
     const inspect::PackageFile file(path);
     CheckContents(file.Contents(), path, report);
     return file.Contents();
-  } catch (const platform::InvalidPackageError& refusal) {
-    const inspect::Finding finding = inspect::FindingOf(refusal);
+  } catch (const platform::InvalidPackageError& error) {
+    const inspect::Finding finding = inspect::FindingOf(error);
     report({kFail, finding.message, finding.hint, finding.location, "manifest"});
     return std::nullopt;
   }

@@ -12,8 +12,8 @@
 
 namespace tools::check {
 
-// Checks what a package, a folder or a .tpk file, declares. Returns its contents unless the package
-// manager would refuse it. Throws std::system_error for trouble with files.
+// Checks the declarations of a package folder or .tpk file. Returns its contents, or nothing when
+// the package manager would reject it. Throws std::system_error for I/O errors.
 std::optional<inspect::Package> CheckPackage(const std::string& path, const Reporter& report);
 
 }  // namespace tools::check

@@ -25,7 +25,7 @@ class Request {
  public:
   Request() {
     if (package_manager_request_create(&handle_) != PACKAGE_MANAGER_ERROR_NONE) {
-      throw std::runtime_error("the package manager does not take requests");
+      throw std::runtime_error("cannot create a package manager request");
     }
   }
   Request(const Request&) = delete;
@@ -47,20 +47,20 @@ TemporaryRoot::TemporaryRoot() {
 }
 
 TemporaryRoot::~TemporaryRoot() {
-  const auto complain_of = [this](const std::function<void()>& action) {
+  const auto report_errors_of = [this](const std::function<void()>& action) {
     try {
       action();
     } catch (const std::exception& error) {
-      std::cerr << "qor: something is left of " << folder_ << ": " << error.what() << "\n";
+      std::cerr << "qor: cannot remove " << folder_ << ": " << error.what() << "\n";
     }
   };
-  complain_of([] {
+  report_errors_of([] {
     const Request request;
     for (const auto& package : platform::AllPackages()) {
       package_manager_request_uninstall(request.Get(), package.id.c_str(), nullptr);
     }
   });
-  complain_of([this] { platform::RemoveTree(folder_); });
+  report_errors_of([this] { platform::RemoveTree(folder_); });
 }
 
 void Install(const std::string& path) {
@@ -68,7 +68,7 @@ void Install(const std::string& path) {
   const int error =
       package_manager_request_install(request.Get(), fs::absolute(path).c_str(), nullptr);
   if (error != PACKAGE_MANAGER_ERROR_NONE) {
-    throw std::runtime_error(path + " cannot be installed: " + get_error_message(error));
+    throw std::runtime_error("cannot install " + path + ": " + get_error_message(error));
   }
 }
 

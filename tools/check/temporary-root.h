@@ -8,9 +8,9 @@
 
 namespace tools::check {
 
-// A platform root of its own for this process and those that it starts. At the end everything in it
-// is uninstalled, which ends its processes, and removed. To be made before anything uses the
-// platform, and one at a time. Throws std::system_error.
+// A platform root folder for this process and its children. The destructor uninstalls all packages,
+// which ends their processes, and removes the folder. Must be created before the platform is used;
+// only one object may exist at a time. The constructor throws std::system_error.
 class TemporaryRoot {
  public:
   TemporaryRoot();
@@ -22,7 +22,7 @@ class TemporaryRoot {
   std::string folder_;
 };
 
-// Installs a package folder or a .tpk file below the root. Throws std::runtime_error.
+// Installs a package folder or .tpk file. Throws std::runtime_error.
 void Install(const std::string& path);
 
 }  // namespace tools::check

@@ -18,8 +18,7 @@ namespace tools::inspect {
 namespace {
 
 constexpr char kKey[] = "request-types";
-constexpr char kShape[] =
-    "write it as \"request-types:\" and one line \"  - <type>\" for each type";
+constexpr char kFormatHint[] = "use \"request-types:\" and one line \"  - <type>\" per type";
 
 YAML::Node Parse(const std::string& path) {
   const std::string text = handlers::ReadConfigText(path);
@@ -30,27 +29,27 @@ YAML::Node Parse(const std::string& path) {
 
 int LineOf(const YAML::Node& node) { return node.Mark().line + 1; }
 
-// What is wrong with a file that the library could not take.
+// Finds the error in a file that the library rejects.
 Finding Diagnose(const YAML::Node& root, const std::string& file) {
   if (!root.IsMap())
-    return {"there is no mapping with the key \"request-types\"", kShape, {file, 1}};
+    return {"expected a mapping with the key \"request-types\"", kFormatHint, {file, 1}};
   const YAML::Node types = root[kKey];
   if (!types.IsDefined()) {
     for (const auto& pair : root) {
       if (!pair.first.IsScalar() || !IsNearMiss(pair.first.Scalar(), kKey)) continue;
-      return {"this key is not \"request-types\"",
+      return {"unknown key (expected \"request-types\")",
               "rename it to \"request-types\"",
               {file, LineOf(pair.first), pair.first.Scalar()}};
     }
-    return {"the key \"request-types\" is missing", kShape, {file, LineOf(root)}};
+    return {"missing key \"request-types\"", kFormatHint, {file, LineOf(root)}};
   }
-  if (!types.IsSequence()) return {"it is not a list", kShape, {file, LineOf(types), kKey}};
+  if (!types.IsSequence()) return {"not a list", kFormatHint, {file, LineOf(types), kKey}};
   for (const YAML::Node& type : types) {
     if (!type.IsScalar() && !type.IsNull()) {
-      return {"an item of the list is not a text", kShape, {file, LineOf(type), kKey}};
+      return {"list item is not a string", kFormatHint, {file, LineOf(type), kKey}};
     }
   }
-  return {"it cannot be understood", kShape, {file, LineOf(types), kKey}};
+  return {"invalid value", kFormatHint, {file, LineOf(types), kKey}};
 }
 
 std::vector<std::string> ReadLines(const std::string& path) {
@@ -60,7 +59,7 @@ std::vector<std::string> ReadLines(const std::string& path) {
   return lines;
 }
 
-// Nothing but a dash, and a comment behind it.
+// Returns whether the line is a list item without a value, comments aside.
 bool IsBareDash(const std::string& line) {
   constexpr char kBlanks[] = " \t\r";
   const std::size_t dash = line.find_first_not_of(kBlanks);
@@ -69,7 +68,7 @@ bool IsBareDash(const std::string& line) {
   return next == std::string::npos || line[next] == '#';
 }
 
-// The parser says where the next thing stands when there is nothing behind a dash.
+// For an empty list item, the parser reports the position of the next token.
 int LineOfNull(const YAML::Node& item, const std::vector<std::string>& lines) {
   const auto line = static_cast<std::size_t>(item.Mark().line);
   const auto column = static_cast<std::size_t>(item.Mark().column);
@@ -83,7 +82,7 @@ int LineOfNull(const YAML::Node& item, const std::vector<std::string>& lines) {
   return LineOf(item);
 }
 
-// Items that the library takes, but hardly as they were meant.
+// Finds items that the library accepts, but that are probably mistakes.
 std::vector<Finding> FindWarnings(const YAML::Node& types, const std::string& path,
                                   const std::string& file) {
   std::vector<Finding> warnings;
@@ -93,17 +92,16 @@ std::vector<Finding> FindWarnings(const YAML::Node& types, const std::string& pa
     Location location{file, LineOf(item), kKey};
     if (item.IsNull()) {
       location.line = LineOfNull(item, lines);
-      warnings.push_back({"an item without a text counts as the request type \"null\"",
+      warnings.push_back({"empty item is the request type \"null\"",
                           "write the type after the dash, or remove the line", location});
     } else if (item.Scalar().empty()) {
-      warnings.push_back(
-          {"an item is an empty text", "write the type, or remove the line", location});
+      warnings.push_back({"empty request type", "write the type, or remove the line", location});
     } else if (!text::IsPrintable(item.Scalar())) {
-      warnings.push_back({"\"" + item.Scalar() + "\" holds control characters or invalid UTF-8",
-                          "write the type without them", location});
+      warnings.push_back({"\"" + item.Scalar() + "\" contains control characters or invalid UTF-8",
+                          "remove them", location});
     } else if (!seen.insert(item.Scalar()).second) {
       warnings.push_back(
-          {"\"" + item.Scalar() + "\" is in the list twice", "remove one", location});
+          {"duplicate request type \"" + item.Scalar() + "\"", "remove one", location});
     }
   }
   return warnings;
@@ -121,9 +119,9 @@ Finding DiagnoseFile(const std::string& path, const std::string& file) {
     const YAML::Node root = Parse(path);
     return Diagnose(root, file);
   } catch (const YAML::ParserException& error) {
-    return {"not YAML: " + error.msg, "correct it there", {file, error.mark.line + 1}};
+    return {"invalid YAML: " + error.msg, "fix the syntax", {file, error.mark.line + 1}};
   } catch (const YAML::Exception&) {
-    return {"the file cannot be read", "make it readable", {file}};
+    return {"cannot read the file", "make it readable", {file}};
   }
 }
 
@@ -134,7 +132,9 @@ ConfigFile ReadConfigFile(const std::string& path, const std::string& shown_as,
   std::error_code error;
   if (std::filesystem::is_directory(path, error)) {
     return OfConfiguration(
-        {{}, {{"a folder, not a configuration file", "name the file itself", {shown_as}}}, {}});
+        {{},
+         {{"is a folder (expected a configuration file)", "set the path of the file", {shown_as}}},
+         {}});
   }
   try {
     const auto& types = package.Load(path).RequestTypes();
@@ -142,13 +142,11 @@ ConfigFile ReadConfigFile(const std::string& path, const std::string& shown_as,
     const YAML::Node list = root[kKey];
     if (types.empty()) {
       return OfConfiguration(
-          {{},
-           {{"the list is empty", "add the request types", {shown_as, LineOf(list), kKey}}},
-           {}});
+          {{}, {{"empty list", "add the request types", {shown_as, LineOf(list), kKey}}}, {}});
     }
     return OfConfiguration({{types.begin(), types.end()}, {}, FindWarnings(list, path, shown_as)});
-  } catch (const handlers::ConfigLimitError& refusal) {
-    return OfConfiguration({{}, {{refusal.msg, "make it shorter", {shown_as}}}, {}});
+  } catch (const handlers::ConfigLimitError& limit_error) {
+    return OfConfiguration({{}, {{limit_error.msg, "make it shorter", {shown_as}}}, {}});
   } catch (const YAML::Exception&) {
     return OfConfiguration({{}, {DiagnoseFile(path, shown_as)}, {}});
   }

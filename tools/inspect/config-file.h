@@ -13,20 +13,21 @@
 
 namespace tools::inspect {
 
-// A handler's configuration file as the library takes it.
+// A handler's configuration file as the library reads it.
 struct ConfigFile {
   std::set<std::string> request_types;
-  // Why there is no request type.
+  // Reasons why there are no request types.
   std::vector<Finding> errors;
-  // Items that were probably meant otherwise.
+  // Items that are probably mistakes.
   std::vector<Finding> warnings;
 };
 
-// For one more application of the package. The places in the result name the file as `shown_as`.
+// Reads the file of one application. `package` counts the limits that the applications of a package
+// share. Locations in the result name the file as `shown_as`. Does not throw for invalid files.
 ConfigFile ReadConfigFile(const std::string& path, const std::string& shown_as,
                           handlers::PackageConfigs& package);
 
-// The line on which a request type stands, 0 when it does not.
+// Returns the line of a request type in the file, or 0.
 int LineOfRequestType(const std::string& path, const std::string& type);
 
 }  // namespace tools::inspect

@@ -20,8 +20,8 @@ void Exclude(const Application& application, const std::string& type, Explanatio
     if (!IsNearMiss(declared, type)) continue;
     const int line = LineOfRequestType(application.config_file, declared);
     explanation.excluded.push_back({application,
-                                    {"it declares \"" + declared + "\", not \"" + type + "\"",
-                                     "write \"" + type + "\" there if that was meant",
+                                    {"declares \"" + declared + "\", not \"" + type + "\"",
+                                     "write \"" + type + "\" if that was intended",
                                      {application.config_file, line, "request-types"}}});
   }
 }

@@ -11,16 +11,16 @@
 
 namespace tools::inspect {
 
-// Who serves a request type when the library starts, and why.
+// Which handler serves a request type when the library starts, and why.
 struct Explanation {
   struct Exclusion {
     Application application;
     Finding reason;
   };
 
-  // In the library's order of preference: the larger priority first, then the smaller id.
+  // In the library's order of preference, the serving handler first.
   std::vector<Application> candidates;
-  // Those that may have been meant to serve it.
+  // Applications that were probably meant to serve it, but do not.
   std::vector<Exclusion> excluded;
 };
 

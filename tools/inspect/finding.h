@@ -8,14 +8,14 @@
 
 namespace tools::inspect {
 
-// Where something is wrong, as far as that is known.
+// Unknown parts are empty or 0.
 struct Location {
   std::string file = {};
   int line = 0;
   std::string key = {};
 };
 
-// What of a package a finding is about.
+// The part of a package that a finding concerns.
 enum class Topic {
   kManifest,
   kApplication,
@@ -26,15 +26,15 @@ enum class Topic {
   kPrivileges
 };
 
-// Something wrong: what, where, and what to do about it (empty: nothing to say).
+// A problem in a package.
 struct Finding {
   std::string message;
-  std::string hint = {};
+  std::string hint = {};  // how to fix it; may be empty
   Location location = {};
   Topic topic = Topic::kManifest;
 };
 
-// "<file>:<line>: <key>: <message>", without what is not known and without the hint.
+// "<file>:<line>: <key>: <message>", without unknown parts and without the hint.
 std::string ToText(const Finding& finding);
 
 }  // namespace tools::inspect

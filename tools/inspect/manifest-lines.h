@@ -11,8 +11,8 @@
 
 namespace tools::inspect {
 
-// Where things stand in a manifest that the platform has accepted. A line is 0 when the file cannot
-// be read (any more).
+// Line numbers of elements in a manifest that the platform has accepted. A line is 0 when the file
+// can no longer be read.
 class ManifestLines {
  public:
   explicit ManifestLines(const std::string& path);
@@ -20,7 +20,7 @@ class ManifestLines {
   int OfApplication(const std::string& app_id) const;
   // `index` counts the application's metadata from 0.
   int OfMetadata(const std::string& app_id, std::size_t index) const;
-  // Of the list, or of the root element when there is none.
+  // The line of the list of privileges, or of the root element without one.
   int OfPrivileges() const { return privileges_; }
 
  private:

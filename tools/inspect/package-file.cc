@@ -37,14 +37,14 @@ Package Read(const std::string& path, const std::string& folder) {
   return InspectPackage(record, path);
 }
 
-// By the manifest's attribute that is wrong.
+// Returns the hint for an invalid attribute of the manifest.
 std::string HintFor(const std::string& key) {
-  if (key == "exec") return "name an executable file in bin/, one of its own for each application";
-  if (key == "version") return "write three numbers, such as version=\"1.2.3\"";
+  if (key == "exec") return "set an executable file in bin/, a different one for each application";
+  if (key == "version") return "use three numbers, such as version=\"1.2.3\"";
   if (key == "package" || key == "appid") {
-    return "write an id of its own, such as org.example.text: letters, digits, '.', '-' and '_'";
+    return "use a unique id, such as org.example.text: letters, digits, '.', '-' and '_'";
   }
-  return "correct the package";
+  return "fix the package";
 }
 
 }  // namespace
@@ -60,23 +60,23 @@ PackageFile::Folder::~Folder() {
 PackageFile::PackageFile(const std::string& path)
     : folder_{NewFolder()}, package_(Read(path, folder_.path)) {}
 
-Finding FindingOf(const platform::InvalidPackageError& refusal) {
-  Finding finding{refusal.Reason(), HintFor(refusal.Key()), {refusal.File(), 0, refusal.Key()}};
-  const std::string& location = refusal.Location();
+Finding FindingOf(const platform::InvalidPackageError& error) {
+  Finding finding{error.Reason(), HintFor(error.Key()), {error.File(), 0, error.Key()}};
+  const std::string& location = error.Location();
   const char* const end = location.data() + location.size();
   // A line of the manifest, or else the name of an entry.
   if (std::from_chars(location.data(), end, finding.location.line).ptr != end) {
-    finding.location = {refusal.File(), 0, location};
+    finding.location = {error.File(), 0, location};
   }
   return finding;
 }
 
-std::optional<Finding> WhyRefused(const std::string& path) {
+std::optional<Finding> WhyRejected(const std::string& path) {
   try {
     const PackageFile package(path);
     return std::nullopt;
-  } catch (const platform::InvalidPackageError& refusal) {
-    return FindingOf(refusal);
+  } catch (const platform::InvalidPackageError& error) {
+    return FindingOf(error);
   }
 }
 

@@ -12,12 +12,12 @@
 
 namespace tools::inspect {
 
-// A package that is not installed: a folder or a .tpk file, read as the package manager would, with
-// all its checks, from a temporary folder that is gone with this object.
+// A package folder or .tpk file that is not installed, read with all checks of the package manager
+// into a temporary folder, which the destructor removes.
 class PackageFile {
  public:
-  // Throws platform::InvalidPackageError for what the package manager would refuse,
-  // std::system_error for trouble with files.
+  // Throws platform::InvalidPackageError for what the package manager would reject,
+  // std::system_error for I/O errors.
   explicit PackageFile(const std::string& path);
   PackageFile(const PackageFile&) = delete;
   PackageFile& operator=(const PackageFile&) = delete;
@@ -33,10 +33,10 @@ class PackageFile {
   const Package package_;
 };
 
-Finding FindingOf(const platform::InvalidPackageError& refusal);
+Finding FindingOf(const platform::InvalidPackageError& error);
 
-// Why the package manager refuses a package; empty when it does not. Throws std::system_error.
-std::optional<Finding> WhyRefused(const std::string& path);
+// Returns why the package manager rejects a package, or nothing. Throws std::system_error.
+std::optional<Finding> WhyRejected(const std::string& path);
 
 }  // namespace tools::inspect
 

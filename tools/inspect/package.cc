@@ -25,7 +25,7 @@ namespace fs = std::filesystem;
 std::string LastPart(const std::string& key) { return key.substr(key.rfind('/') + 1); }
 
 bool LeavesPackage(const std::string& file) {
-  // The library puts it behind the package's folder, whether it begins with a slash or not.
+  // The library appends the path to the package's folder, with or without a leading slash.
   const fs::path path = fs::path(file).relative_path().lexically_normal();
   return !path.empty() && *path.begin() == "..";
 }
@@ -65,7 +65,7 @@ class Inspector {
     return application;
   }
 
-  // The first entry of a key, which is the one that counts.
+  // Returns the first entry of a key; the library ignores others.
   static Metadata::const_iterator Find(const Metadata& metadata, const std::string& key) {
     return std::find_if(metadata.begin(), metadata.end(),
                         [&key](const auto& entry) { return entry.first == key; });
@@ -76,7 +76,7 @@ class Inspector {
     return {manifest_, lines_.OfMetadata(application.record.id, index), entry->first};
   }
 
-  // An entry whose key was meant to be another.
+  // Finds entries whose key is probably a misspelling of `key`.
   void FindNearMiss(const Application& application, const std::string& key, Topic topic,
                     std::vector<Finding>& findings) const {
     const Metadata& metadata = application.record.metadata;
@@ -86,7 +86,7 @@ class Inspector {
           last != LastPart(key)) {
         continue;
       }
-      findings.push_back({"this key is not \"" + key + "\"", "rename it to \"" + key + "\"",
+      findings.push_back({"unknown key (expected \"" + key + "\")", "rename it to \"" + key + "\"",
                           LocationOf(application, entry), topic});
     }
   }
@@ -105,8 +105,8 @@ class Inspector {
     const auto& [source, value] = application.priority.declared;
     if (source != Source::kInvalid && source != Source::kClamped) return;
     const std::string fault = source == Source::kInvalid
-                                  ? "is no number and counts as 0"
-                                  : "is out of range and counts as " + std::to_string(value);
+                                  ? "is not a number, priority is 0"
+                                  : "is out of range, priority is " + std::to_string(value);
     application.warnings.push_back({"\"" + entry->second + "\" " + fault,
                                     "write a number from " +
                                         std::to_string(handlers::kLowestPriority) + " to " +
@@ -118,15 +118,14 @@ class Inspector {
     const Metadata& metadata = application.record.metadata;
     const auto entry = Find(metadata, common::kCommandHandlerKey);
     if (entry == metadata.end()) {
-      FindNearMiss(application, common::kCommandHandlerKey, Topic::kMetadata,
-                   application.errors);
+      FindNearMiss(application, common::kCommandHandlerKey, Topic::kMetadata, application.errors);
       return;
     }
     application.is_handler = true;
     const Location location = LocationOf(application, entry);
     if (entry->second.empty()) {
-      application.errors.push_back({"the value names no configuration file",
-                                    "name it relative to the package's folder", location,
+      application.errors.push_back({"empty value (expected a configuration file)",
+                                    "set the path of the file relative to the package", location,
                                     Topic::kMetadata});
       return;
     }
@@ -134,13 +133,13 @@ class Inspector {
     const bool exists = fs::exists(application.config_file);
     if (LeavesPackage(entry->second)) {
       (exists ? application.runtime_errors : application.errors)
-          .push_back({"the configuration file " + entry->second + " is outside the package",
-                      "put it into the package, and name it relative to the package's folder",
+          .push_back({"configuration file " + entry->second + " is outside the package",
+                      "move it into the package, and set its path relative to the package",
                       location, Topic::kMetadata});
     } else if (!exists) {
-      application.errors.push_back({"the configuration file " + entry->second + " does not exist",
-                                    "put it into the package, or name the one that is there",
-                                    location, Topic::kMetadata});
+      application.errors.push_back({"configuration file " + entry->second + " does not exist",
+                                    "add it to the package, or fix the path", location,
+                                    Topic::kMetadata});
     }
     if (!exists) return;
     ConfigFile config =
@@ -151,22 +150,23 @@ class Inspector {
               std::back_inserter(application.warnings));
   }
 
-  // An agent launches a handler behind the user's back.
+  // Agents launch handlers in the background, so a window would surprise the user.
   void CheckKind(Application& application) const {
     if (application.record.kind == platform::ApplicationKind::kService) return;
-    application.warnings.push_back({"a handler that is not a service application shows itself",
-                                    "declare it as a <service-application>",
-                                    {manifest_, lines_.OfApplication(application.record.id)},
-                                    Topic::kApplication});
+    application.warnings.push_back(
+        {"not a service application: the handler is visible when launched",
+         "declare it as a <service-application>",
+         {manifest_, lines_.OfApplication(application.record.id)},
+         Topic::kApplication});
   }
 
   void CheckExecutable(Application& application) const {
     const std::string& file = application.record.executable;
     if (access(file.c_str(), X_OK) == 0) return;
     application.runtime_errors.push_back(
-        {fs::exists(file) ? "it cannot be launched: the executable may not be executed"
-                          : "it cannot be launched: the executable is missing",
-         "install the package again",
+        {fs::exists(file) ? "cannot be launched: executable has no execute permission"
+                          : "cannot be launched: missing executable",
+         "reinstall the package",
          {shown_as_ + "/" + std::string(fs::path(file).lexically_relative(package_.root_path))},
          Topic::kExecutable});
   }
@@ -175,7 +175,7 @@ class Inspector {
     for (const std::string name : common::kHandlerPrivileges) {
       if (std::count(package_.privileges.begin(), package_.privileges.end(), name) != 0) continue;
       application.runtime_errors.push_back(
-          {"its connection is rejected: a privilege is missing",
+          {"missing privilege, connections are rejected",
            "add <privilege>" + name + "</privilege> to <privileges>",
            {manifest_, lines_.OfPrivileges(), name},
            Topic::kPrivileges});
@@ -198,17 +198,17 @@ std::string Priority::Reason() const {
       reason = "declared as " + text;
       break;
     case Source::kClamped:
-      reason = "declared as " + text + ", which counts as " + std::to_string(declared.value);
+      reason = "declared as " + text + ", limited to " + std::to_string(declared.value);
       break;
     case Source::kMissing:
-      reason = "none is declared, which counts as 0";
+      reason = "not declared, default 0";
       break;
     case Source::kInvalid:
-      reason = "declared as \"" + text + "\", which is no number and counts as 0";
+      reason = "declared as \"" + text + "\", not a number, default 0";
       break;
   }
   if (preloaded) {
-    reason += ", and " + std::to_string(handlers::kPreloadedBonus) + " for a preloaded package";
+    reason += ", plus " + std::to_string(handlers::kPreloadedBonus) + " for a preloaded package";
   }
   return reason;
 }

@@ -14,34 +14,35 @@
 
 namespace tools::inspect {
 
-// What the library makes of a package: its own readers are asked, so that the answers are the same.
+// The contents of packages as the library sees them. The library's own readers are used, so that
+// the results are the same.
 
 struct Priority {
   handlers::DeclaredPriority declared;
-  std::string text;  // the metadata value, empty when there is none
+  std::string text;  // the metadata value, or empty
   bool preloaded = false;
 
-  // The number that decides.
+  // The effective priority.
   int Value() const { return declared.value + (preloaded ? handlers::kPreloadedBonus : 0); }
-  // Where it comes from, in words.
+  // Describes the origin of the value.
   std::string Reason() const;
 };
 
 struct Application {
   platform::ApplicationRecord record;
-  // The manifest names a configuration file.
+  // Whether the manifest has the metadata key of a configuration file.
   bool is_handler = false;
   std::string config_file;
   std::set<std::string> request_types;
   Priority priority;
-  // Why it serves nothing though it is, or was meant to be, a handler.
+  // Prevent the application from serving request types.
   std::vector<Finding> errors;
-  // Why it will not answer though it is chosen.
+  // Prevent the handler from answering commands although it is selected.
   std::vector<Finding> runtime_errors;
-  // What was probably meant otherwise.
+  // Probable mistakes.
   std::vector<Finding> warnings;
 
-  // All of them.
+  // Errors, runtime errors and warnings, in this order.
   std::vector<Finding> Problems() const;
 };
 
@@ -50,7 +51,7 @@ struct Package {
   std::vector<Application> applications;
 };
 
-// `record` has absolute paths. Places in the result name the package's files below `shown_as`.
+// `record` has absolute paths. Locations in the result name the package's files below `shown_as`.
 Package InspectPackage(const platform::PackageRecord& record, const std::string& shown_as);
 
 // Ordered by package id. Throws platform::DatabaseError.

@@ -13,7 +13,8 @@ namespace tools::inspect {
 
 namespace {
 
-constexpr std::size_t kLongText = 8;
+// Short names within an edit distance of 2 are often different words.
+constexpr std::size_t kLongTextSize = 8;
 
 std::string LettersOnly(const std::string& text) {
   std::string letters;
@@ -26,7 +27,7 @@ std::string LettersOnly(const std::string& text) {
   return letters;
 }
 
-// How many letters must be added, removed or replaced to make one of the other.
+// Edit distance: the number of letters to add, remove or replace.
 std::size_t Distance(const std::string& a, const std::string& b) {
   std::vector<std::size_t> row(b.size() + 1);
   std::iota(row.begin(), row.end(), std::size_t{0});
@@ -48,7 +49,7 @@ bool IsNearMiss(const std::string& text, const std::string& expected) {
   if (text == expected || text.empty() || expected.empty()) return false;
   const std::string letters = LettersOnly(text);
   if (!letters.empty() && letters == LettersOnly(expected)) return true;
-  const std::size_t allowed = expected.size() < kLongText ? 1 : 2;
+  const std::size_t allowed = expected.size() < kLongTextSize ? 1 : 2;
   const auto [shorter, longer] = std::minmax({text.size(), expected.size()});
   return longer - shorter <= allowed && Distance(text, expected) <= allowed;
 }

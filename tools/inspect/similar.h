@@ -8,8 +8,8 @@
 
 namespace tools::inspect {
 
-// Whether `text` is not `expected` but may well have been meant to be: they differ only in case and
-// separators, or by one letter, by two where the text is long.
+// Returns whether `text` is probably a misspelling of `expected`: they differ only in case and
+// separators, or by an edit distance of 1, or 2 for long texts.
 bool IsNearMiss(const std::string& text, const std::string& expected);
 
 }  // namespace tools::inspect

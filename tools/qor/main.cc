@@ -3,6 +3,7 @@
 
 #include <CLI/CLI.hpp>
 
+#include <cctype>
 #include <cstdio>
 #include <exception>
 #include <iostream>
@@ -21,40 +22,45 @@ int Report(const tools::cli::ToolError& error, bool as_json) {
 
 std::string Footer() {
   std::string text = "Example:\n  qor send text.upper '\"hello\"'\n\nExit status:";
-  for (const auto& entry : tools::cli::kExitCodeMeanings) {
-    text += "\n  " + std::to_string(entry.code) + "  " + entry.meaning;
+  for (const auto& entry : tools::cli::kExitCodeDescriptions) {
+    text += "\n  " + std::to_string(entry.code) + "  " + entry.description;
   }
   return text;
 }
 
 int Run(int argc, char** argv) {
-  CLI::App app("Installs handler packages, lists and explains handlers, sends commands", "qor");
+  CLI::App app("install handler packages, list handlers, send commands", "qor");
+  app.set_help_flag("-h,--help", "print this help and exit");
   app.require_subcommand(1);
-  app.failure_message(CLI::FailureMessage::help);
+  app.failure_message([](const CLI::App* failed, const CLI::Error& error) {
+    std::string message = error.what();
+    if (!message.empty()) message[0] = static_cast<char>(std::tolower(message[0]));
+    return "qor: usage error: " + message + "\n" + failed->help();
+  });
   app.footer(Footer());
-  tools::cli::Choice choice;
-  tools::cli::AddPackageCommand(app, choice);
-  tools::cli::AddCheckCommand(app, choice);
-  tools::cli::AddDoctorCommand(app, choice);
-  tools::cli::AddExplainCommand(app, choice);
-  tools::cli::AddHandlersCommand(app, choice);
-  tools::cli::AddSendCommand(app, choice);
-  tools::cli::AddAgentCommand(app, choice);
-  tools::cli::AddRecordCommand(app, choice);
-  tools::cli::AddCompletionCommand(app, choice);
-  tools::cli::AddManCommand(app, choice);
+  tools::cli::SelectedCommand selected;
+  tools::cli::AddPackageCommand(app, selected);
+  tools::cli::AddCheckCommand(app, selected);
+  tools::cli::AddDoctorCommand(app, selected);
+  tools::cli::AddExplainCommand(app, selected);
+  tools::cli::AddHandlersCommand(app, selected);
+  tools::cli::AddSendCommand(app, selected);
+  tools::cli::AddAgentCommand(app, selected);
+  tools::cli::AddRecordCommand(app, selected);
+  tools::cli::AddCompletionCommand(app, selected);
+  tools::cli::AddManCommand(app, selected);
   try {
     app.parse(argc, argv);
-    return choice.run();
+    return selected.run();
   } catch (const CLI::Success& help) {
     return app.exit(help);
   } catch (const CLI::ParseError& error) {
     app.exit(error);
     return tools::cli::kUsage;
   } catch (const tools::cli::ToolError& error) {
-    return Report(error, choice.json);
+    return Report(error, selected.json);
   } catch (const std::exception& error) {
-    return Report(tools::cli::ToolError(tools::cli::kError, error.what()), choice.json);
+    return Report(tools::cli::ToolError(tools::cli::kError, error.what()), selected.json);
   }
 }
 
@@ -64,7 +70,7 @@ int main(int argc, char** argv) {
   try {
     return Run(argc, argv);
   } catch (const std::exception& error) {
-    // Before the words are known, or while a failure is reported: memory is short.
+    // Out of memory before the arguments are parsed or while an error is reported.
     std::fprintf(stderr, "qor: %s\n", error.what());
     return tools::cli::kError;
   }

@@ -3,76 +3,74 @@
 
 #include "record/event-reader.h"
 
-#include <rapidjson/document.h>
-#include <rapidjson/encodedstream.h>
 #include <rapidjson/error/en.h>
-#include <rapidjson/memorystream.h>
 
 #include <algorithm>
 #include <cmath>
 #include <stdexcept>
 
+#include "json/json.h"
 #include "text/utf8.h"
 
 namespace tools::record {
 
 namespace {
 
-[[noreturn]] void Refuse(const std::string& key, const char* what) {
-  throw std::invalid_argument("\"" + key + "\" is no " + what);
+[[noreturn]] void Reject(const std::string& key, const char* expected) {
+  throw std::invalid_argument("\"" + key + "\" is not " + expected);
 }
 
-const rapidjson::Value& Find(const rapidjson::Value& line, const char* key) {
+const json::Value& Find(const json::Value& line, const char* key) {
   const auto found = line.FindMember(key);
-  if (found == line.MemberEnd()) throw std::invalid_argument("no \"" + std::string(key) + "\"");
+  if (found == line.MemberEnd())
+    throw std::invalid_argument("missing \"" + std::string(key) + "\"");
   return found->value;
 }
 
-void Set(std::string& place, const char* key, const rapidjson::Value& value) {
-  if (!value.IsString()) Refuse(key, "text");
-  place.assign(value.GetString(), value.GetStringLength());
+void Set(std::string& target, const char* key, const json::Value& value) {
+  if (!value.IsString()) Reject(key, "a string");
+  target.assign(value.GetString(), value.GetStringLength());
 }
 
-void Set(std::int64_t& place, const char* key, const rapidjson::Value& value) {
-  if (!value.IsInt64()) Refuse(key, "integer");
-  place = value.GetInt64();
+void Set(std::int64_t& target, const char* key, const json::Value& value) {
+  if (!value.IsInt64()) Reject(key, "an integer");
+  target = value.GetInt64();
 }
 
-void Set(double& place, const char* key, const rapidjson::Value& value) {
-  if (!value.IsNumber()) Refuse(key, "number");
-  place = value.GetDouble();
-  // Digits of more than a double holds become infinity.
-  if (!std::isfinite(place)) Refuse(key, "finite number");
+void Set(double& target, const char* key, const json::Value& value) {
+  if (!value.IsNumber()) Reject(key, "a number");
+  target = value.GetDouble();
+  // The parser turns numbers beyond the range of a double into infinity.
+  if (!std::isfinite(target)) Reject(key, "a finite number");
 }
 
-void Set(bool& place, const char* key, const rapidjson::Value& value) {
-  if (!value.IsBool()) Refuse(key, "truth value");
-  place = value.GetBool();
+void Set(bool& target, const char* key, const json::Value& value) {
+  if (!value.IsBool()) Reject(key, "a boolean");
+  target = value.GetBool();
 }
 
 // Throws std::invalid_argument.
 Event Parse(const std::string& bytes) {
   const std::string line_text = text::ValidUtf8(bytes);
-  rapidjson::Document line;
-  // Iterative: what stands in a file must not decide how deep the stack gets.
+  json::Document line;
+  // Iterative: the nesting depth of a file must not determine the depth of the stack.
   line.Parse<rapidjson::kParseIterativeFlag>(line_text.data(), line_text.size());
   if (line.HasParseError()) {
-    throw std::invalid_argument(std::string("no JSON: ") +
+    throw std::invalid_argument(std::string("invalid JSON: ") +
                                 rapidjson::GetParseError_En(line.GetParseError()));
   }
-  if (!line.IsObject()) throw std::invalid_argument("no JSON object");
+  if (!line.IsObject()) throw std::invalid_argument("not a JSON object");
   Event event;
   std::string name;
   Set(event.time, "t", Find(line, "t"));
-  // Then no difference of two times is beyond an integer.
-  if (event.time < 0) Refuse("t", "time of the monotonic clock, which is not negative");
+  // Differences of non-negative times cannot overflow.
+  if (event.time < 0) Reject("t", "a non-negative integer");
   Set(event.process, "pid", Find(line, "pid"));
   Set(name, "event", Find(line, "event"));
-  if (!FindKind(name, &event.kind))
-    throw std::invalid_argument("no event \"" + name + "\" is known");
+  if (!FindKind(name, &event.kind)) throw std::invalid_argument("unknown event \"" + name + "\"");
   for (const Member& member : MembersOf(event.kind)) {
-    std::visit([&](auto place) { Set(event.*place, member.key, Find(line, member.key)); },
-               member.place);
+    std::visit([&](auto field) { Set(event.*field, member.key, Find(line, member.key)); },
+               member.field);
   }
   return event;
 }

@@ -12,20 +12,20 @@
 
 namespace tools::record {
 
-// A line that is no event, and why.
+// A line that is not a valid event.
 struct BadLine {
   int number;
   std::string reason;
 };
 
 struct ReadEvents {
-  // In the order of their times; as in the file where those are equal.
+  // Sorted by time; events of equal time keep the order of the file.
   std::vector<Event> events;
   std::vector<BadLine> bad_lines;
 };
 
-// Reads JSON lines. Members that it does not know are ignored, empty lines too; bytes that are no
-// UTF-8 become U+FFFD.
+// Reads JSON Lines. Ignores empty lines and unknown members, so that records of newer versions can
+// be read. Invalid UTF-8 becomes U+FFFD.
 ReadEvents ReadJsonLines(std::istream& lines);
 
 }  // namespace tools::record

@@ -11,7 +11,6 @@
 
 namespace tools::record {
 
-// What can happen in a recorded program.
 enum class EventKind {
   kStart,
   kSent,
@@ -29,7 +28,7 @@ enum class EventKind {
   kEnd,
 };
 
-// One line of a record. Which members count is up to the kind; see MembersOf().
+// One line of a record. The kind determines which members are used; see MembersOf().
 struct Event {
   EventKind kind{};
   // Microseconds of the monotonic clock.
@@ -42,34 +41,34 @@ struct Event {
   std::string payload;
   // Application id.
   std::string handler;
-  // The platform's name of one connection.
+  // The platform's identifier of a connection.
   std::string instance;
   std::string result;
   std::string error;
-  // Which time was up: "connection" or "execution".
+  // The timeout: "connection" or "execution".
   std::string limit;
   std::string program;
-  // Microseconds since 1970, by the clock on the wall.
+  // Microseconds of the real-time clock, since 1970.
   std::int64_t wall = 0;
-  // How a handler says that the command ended; 0 is success.
+  // The handler's status; 0 is success.
   std::int64_t status = 0;
-  // What the library or the platform returned; 0 is success.
+  // The error code of the library or the platform; 0 is success.
   std::int64_t code = 0;
   double seconds = 0;
   bool granted = false;
 };
 
-// A member of a line and where it is kept.
+// A member of a line and the field of Event that stores it.
 struct Member {
   const char* key;
-  std::variant<std::string Event::*, std::int64_t Event::*, double Event::*, bool Event::*> place;
+  std::variant<std::string Event::*, std::int64_t Event::*, double Event::*, bool Event::*> field;
 };
 
-// The word that stands in a line for the kind.
+// The value of "event" in a line.
 const char* NameOf(EventKind kind);
-// Sets the kind of that name; false when there is none.
+// Sets `kind` to the kind with this name. Returns false if there is none.
 bool FindKind(const std::string& name, EventKind* kind);
-// What lines of the kind hold besides time, process and name.
+// The members of such lines besides time, process and name.
 const std::vector<Member>& MembersOf(EventKind kind);
 
 }  // namespace tools::record

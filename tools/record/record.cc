@@ -13,6 +13,8 @@ namespace tools::record {
 
 namespace {
 
+// Assigns events to commands by process and uuid. A uuid may be sent again, so an event belongs to
+// the last command with its uuid that is in a suitable state.
 class RecordBuilder {
  public:
   explicit RecordBuilder(std::vector<Event> events) {
@@ -22,8 +24,8 @@ class RecordBuilder {
     record_.duration = record_.events.back().time - record_.origin;
   }
 
-  Record Make() {
-    for (const Event& event : record_.events) record_.command_of_event.push_back(Take(event));
+  Record Build() {
+    for (const Event& event : record_.events) record_.command_of_event.push_back(Add(event));
     for (CommandTimeline& timeline : timelines_) {
       if (timeline.open) timeline.command.end = record_.duration;
       timeline.command.segments = SegmentsOf(timeline);
@@ -42,8 +44,8 @@ class RecordBuilder {
 
   std::int64_t Time(const Event& event) const { return event.time - record_.origin; }
 
-  // The command that the event belongs to.
-  Index Take(const Event& event) {
+  // Processes an event. Returns the index of its command, if any.
+  Index Add(const Event& event) {
     switch (event.kind) {
       case EventKind::kStart:
         if (record_.agents.empty()) record_.wall = event.wall;
@@ -62,9 +64,9 @@ class RecordBuilder {
         Stop(event);
         return std::nullopt;
       case EventKind::kAnswered:
-        return TakeAnswer(event);
+        return AddAnswer(event);
       default:
-        return TakeStep(event);
+        return AddStep(event);
     }
   }
 
@@ -81,7 +83,7 @@ class RecordBuilder {
     return index;
   }
 
-  // The last sent of the commands with this uuid that the event can be about.
+  // Finds the command that was sent last with the uuid and handler of the event.
   Index Find(const Event& event, bool open) const {
     const auto found = timelines_by_uuid_.find({event.process, event.uuid});
     if (found == timelines_by_uuid_.end()) return std::nullopt;
@@ -94,7 +96,7 @@ class RecordBuilder {
     return std::nullopt;
   }
 
-  Index TakeStep(const Event& event) {
+  Index AddStep(const Event& event) {
     const Index index = Find(event, true);
     if (!index) return std::nullopt;
     Command& command = timelines_[*index].command;
@@ -132,7 +134,7 @@ class RecordBuilder {
     return index;
   }
 
-  Index TakeAnswer(const Event& event) {
+  Index AddAnswer(const Event& event) {
     const Answer answer{Time(event), event.status, event.result, event.error};
     if (const Index index = Find(event, true)) {
       SetHandler(timelines_[*index].command, event.handler);
@@ -176,14 +178,14 @@ class RecordBuilder {
         .connections.push_back({event.process, event.instance, Time(event), record_.duration});
     for (CommandTimeline& timeline : timelines_) {
       Command& command = timeline.command;
-      const bool waits = timeline.open && command.launched && !command.connected &&
-                         command.delivered.empty() && command.process == event.process &&
-                         command.handler == event.handler;
-      if (waits) command.connected = Time(event);
+      const bool is_waiting = timeline.open && command.launched && !command.connected &&
+                              command.delivered.empty() && command.process == event.process &&
+                              command.handler == event.handler;
+      if (is_waiting) command.connected = Time(event);
     }
   }
 
-  // The last connection of that name has ended.
+  // Ends the last connection with this identifier.
   void Disconnect(std::int64_t process, const std::string& instance, std::int64_t time) {
     for (Handler& handler : record_.handlers) {
       for (auto connection = handler.connections.rbegin(); connection != handler.connections.rend();
@@ -195,7 +197,7 @@ class RecordBuilder {
     }
   }
 
-  // The library was shut down, or the whole agent has ended.
+  // Handles a shutdown of the library and the exit of the agent.
   void Stop(const Event& event) {
     for (std::size_t index = 0; index < timelines_.size(); ++index) {
       if (timelines_[index].open && timelines_[index].command.process == event.process) {
@@ -270,17 +272,17 @@ const char* NameOf(Phase phase) {
 }
 
 std::string ReasonOf(std::int64_t code) {
-  const char* meaning = "the library did not take it";
+  const char* meaning = "rejected by the library";
   if (code == QOR_HANDLER_MANAGER_ERROR_NOT_SUPPORTED_COMMAND) {
-    meaning = "no handler serves its type";
+    meaning = "no handler serves the type";
   } else if (code == QOR_HANDLER_MANAGER_ERROR_FAIL_TO_SEND_APP_CONTROL) {
-    meaning = "its handler could not be launched";
+    meaning = "the handler could not be launched";
   } else if (code == QOR_HANDLER_MANAGER_ERROR_INVALID_PARAMETER) {
-    meaning = "an argument is invalid";
+    meaning = "invalid argument";
   }
   return std::string(meaning) + " (" + std::to_string(code) + ")";
 }
 
-Record MakeRecord(std::vector<Event> events) { return RecordBuilder(std::move(events)).Make(); }
+Record MakeRecord(std::vector<Event> events) { return RecordBuilder(std::move(events)).Build(); }
 
 }  // namespace tools::record

@@ -13,34 +13,33 @@
 
 namespace tools::record {
 
-// All times in here are microseconds since the beginning of the record.
+// All times in this file are microseconds since the beginning of the record.
 
-// How a command ended.
 enum class Outcome {
   kSuccess,
-  // The handler said so.
+  // The handler returned an error.
   kFailure,
   // The launched handler did not connect in time.
   kConnectionTimeout,
   // The handler did not answer in time.
   kExecutionTimeout,
-  // The library did not take it.
+  // The library rejected the command.
   kRefused,
-  // The library was shut down, or the agent ended, before it was answered.
+  // The library was shut down, or the agent exited, while the command was pending.
   kDropped,
-  // Not before the record did.
+  // The record ends while the command is pending.
   kUnfinished,
-  // Was answered, but never sent as far as the record knows.
+  // An answer to a command without a "sent" event.
   kUnsolicited,
 };
 
-// What a command spent its time with.
+// What a command waits for.
 enum class Phase {
-  // Waiting for the handler that was launched for it to connect.
+  // The launched handler has not connected yet.
   kConnecting,
-  // Waiting for the connected handler to take it.
+  // The connected handler has not fetched the command yet.
   kWaiting,
-  // In the handler's hands.
+  // The handler has not answered yet.
   kExecuting,
 };
 
@@ -64,37 +63,37 @@ struct Answer {
 };
 
 struct Command {
-  // Of the agent.
+  // Process id of the agent.
   std::int64_t process = 0;
   std::string uuid;
   std::string type;
   std::string payload;
-  // Empty when the command was given to none.
+  // Empty if the command was not routed.
   std::string handler;
   Outcome outcome = Outcome::kUnfinished;
-  // When it was sent; without that, the first that was heard of it.
+  // When it was sent; of an unsolicited answer, when it arrived.
   std::int64_t begin = 0;
   std::optional<std::int64_t> accepted;
   std::optional<std::int64_t> launched;
   std::optional<std::int64_t> connected;
-  // More than one when the handler asked again for its commands.
+  // More than one if the handler fetched the command again.
   std::vector<std::int64_t> delivered;
   std::vector<Extension> extensions;
-  // The end of the record for one that has none of its own.
+  // The end of the record for an unfinished command.
   std::int64_t end = 0;
-  // What the library said when it did not take it; 0 when it did.
+  // The library's error code; 0 if it accepted the command.
   std::int64_t code = 0;
-  // Only for a success or a failure.
+  // Only for success and failure.
   std::optional<Answer> answer;
-  // Came when the command had already ended.
+  // Answers after the end of the command.
   std::vector<Answer> late_answers;
-  // One after the other, without those that took no time.
+  // Consecutive, without phases of no duration.
   std::vector<Segment> segments;
 
   std::int64_t Duration() const { return end - begin; }
 };
 
-// The time during which a handler was connected.
+// The time from connection to disconnection of a handler.
 struct Connection {
   std::int64_t process;
   std::string instance;
@@ -113,27 +112,27 @@ struct Agent {
 };
 
 struct Record {
-  // Microseconds since 1970; 0 when the record does not say.
+  // Microseconds since 1970; 0 if unknown.
   std::int64_t wall = 0;
   std::int64_t duration = 0;
   std::vector<Agent> agents;
-  // In the order in which they appear.
+  // In order of first appearance.
   std::vector<Handler> handlers;
   std::vector<Command> commands;
-  // What the record was made from, times as they were; and the command that each belongs to.
+  // The source events with unchanged times, and for each the index of its command.
   std::vector<Event> events;
   std::vector<std::optional<std::size_t>> command_of_event;
-  // What `events` count their times from.
+  // The time of the first event.
   std::int64_t origin = 0;
 };
 
-// For people and for machines: "success", "connection timeout"...
+// Names for output in all formats.
 const char* NameOf(Outcome outcome);
 const char* NameOf(Phase phase);
-// Why a command was refused: what the library's code means, and the code.
+// Describes the library's error code for a rejected command.
 std::string ReasonOf(std::int64_t code);
 
-// Joins the events, which are in the order of their times, to the lives of commands.
+// Joins events, sorted by time, to command timelines.
 Record MakeRecord(std::vector<Event> events);
 
 }  // namespace tools::record

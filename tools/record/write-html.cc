@@ -9,12 +9,12 @@
 
 namespace tools::record {
 
-// The page, with a place for the record.
+// The page; contains kRecordPlaceholder.
 extern const char kPage[];
 
 namespace {
 
-constexpr std::string_view kPlaceOfRecord = "@record@";
+constexpr std::string_view kRecordPlaceholder = "@record@";
 
 void WriteAnswer(const Answer& answer, json::ValueWriter& json) {
   json.BeginObject()
@@ -99,9 +99,9 @@ std::string ToJson(const Record& record) {
   return json.Text();
 }
 
-// JSON that stands inside a script element: nothing in it can end the element or begin another, and
-// it is the same JSON.
-std::string SafeInScript(const std::string& json) {
+// Escapes characters of JSON that could end the script element around it or begin another. The
+// value does not change.
+std::string EscapeForScript(const std::string& json) {
   std::string safe;
   for (const char c : json) {
     switch (c) {
@@ -125,9 +125,9 @@ std::string SafeInScript(const std::string& json) {
 
 void WriteHtml(const Record& record, std::ostream& out) {
   const std::string_view page = kPage;
-  const std::size_t place = page.find(kPlaceOfRecord);
-  out << page.substr(0, place) << SafeInScript(ToJson(record))
-      << page.substr(place + kPlaceOfRecord.size());
+  const std::size_t position = page.find(kRecordPlaceholder);
+  out << page.substr(0, position) << EscapeForScript(ToJson(record))
+      << page.substr(position + kRecordPlaceholder.size());
 }
 
 }  // namespace tools::record

@@ -10,18 +10,18 @@ namespace tools::record {
 
 namespace {
 
-// Whether the command ended with this event, or it came too late for that.
-enum class Ending { kNone, kEnd, kLate };
+// Whether an event ends its command, or is an answer after the end.
+enum class Position { kBeforeEnd, kEnd, kLate };
 
-Ending EndingOf(const Event& event, const Command& command, std::int64_t at) {
+Position PositionOf(const Event& event, const Command& command, std::int64_t at) {
   switch (event.kind) {
     case EventKind::kAnswered:
-      return command.answer && command.answer->time == at ? Ending::kEnd : Ending::kLate;
+      return command.answer && command.answer->time == at ? Position::kEnd : Position::kLate;
     case EventKind::kTimedOut:
     case EventKind::kRefused:
-      return Ending::kEnd;
+      return Position::kEnd;
     default:
-      return Ending::kNone;
+      return Position::kBeforeEnd;
   }
 }
 
@@ -37,16 +37,16 @@ void WriteJson(const Record& record, std::ostream& out) {
         .Member("pid", event.process)
         .Member("event", NameOf(event.kind));
     for (const Member& member : MembersOf(event.kind)) {
-      std::visit([&](auto place) { json.Member(member.key, event.*place); }, member.place);
+      std::visit([&](auto field) { json.Member(member.key, event.*field); }, member.field);
     }
     json.Member("at", at);
     if (const auto index = record.command_of_event[i]) {
       const Command& command = record.commands[*index];
       json.Member("command", static_cast<std::int64_t>(*index + 1))
           .Member("sinceSent", at - command.begin);
-      const Ending ending = EndingOf(event, command, at);
-      if (ending == Ending::kEnd) json.Member("outcome", NameOf(command.outcome));
-      if (ending == Ending::kLate) json.Member("late", true);
+      const Position position = PositionOf(event, command, at);
+      if (position == Position::kEnd) json.Member("outcome", NameOf(command.outcome));
+      if (position == Position::kLate) json.Member("late", true);
     }
     out << json.EndObject().Text() << "\n";
   }

@@ -16,11 +16,11 @@ namespace tools::record {
 
 namespace {
 
-constexpr std::int64_t kPerMillisecond = 1'000;
-constexpr std::int64_t kPerSecond = 1'000'000;
+constexpr std::int64_t kMicrosecondsPerMillisecond = 1'000;
+constexpr std::int64_t kMicrosecondsPerSecond = 1'000'000;
 
-// Longer texts are cut; the other formats hold the whole.
-constexpr std::size_t kLongestText = 120;
+// Longer texts are truncated; the other formats contain the whole text.
+constexpr std::size_t kMaxTextSize = 120;
 
 std::string Fixed(double value, int digits) {
   std::ostringstream text;
@@ -32,7 +32,7 @@ std::string Count(std::size_t count, const std::string& what) {
   return std::to_string(count) + " " + what + (count == 1 ? "" : "s");
 }
 
-// On one line: white space, which JSON may have anywhere, becomes one blank.
+// Collapses white space, so that JSON of several lines fits on one.
 std::string Shown(const std::string& foreign) {
   std::string line;
   for (const char c : foreign) {
@@ -40,25 +40,25 @@ std::string Shown(const std::string& foreign) {
     if (!is_space || line.empty() || line.back() != ' ') line += is_space ? ' ' : c;
   }
   const std::string shown = text::Printable(line);
-  if (shown.size() <= kLongestText) return shown;
-  std::size_t end = kLongestText;
-  // Not in the middle of a character.
+  if (shown.size() <= kMaxTextSize) return shown;
+  std::size_t end = kMaxTextSize;
+  // Do not split a UTF-8 character.
   while (end > 0 && (static_cast<unsigned char>(shown[end]) & 0xC0u) == 0x80u) --end;
   return shown.substr(0, end) + "...";
 }
 
 struct Step {
   std::int64_t time;
-  std::string what;
+  std::string text;
 };
 
-std::string OfAnswer(const Answer& answer) {
+std::string AnswerText(const Answer& answer) {
   if (answer.status == 0) return "success " + Shown(answer.result);
   return "failure with status " + std::to_string(answer.status) + " " + Shown(answer.error);
 }
 
-std::string NameOfEnd(const Command& command) {
-  if (command.answer) return OfAnswer(*command.answer);
+std::string EndText(const Command& command) {
+  if (command.answer) return AnswerText(*command.answer);
   if (command.outcome == Outcome::kRefused) return "refused: " + ReasonOf(command.code);
   return NameOf(command.outcome);
 }
@@ -66,26 +66,26 @@ std::string NameOfEnd(const Command& command) {
 std::vector<Step> StepsOf(const Command& command) {
   std::vector<Step> steps;
   if (command.accepted) steps.push_back({*command.accepted, "accepted"});
-  if (command.launched) steps.push_back({*command.launched, "launch of the handler"});
+  if (command.launched) steps.push_back({*command.launched, "handler launched"});
   if (command.connected) steps.push_back({*command.connected, "handler connected"});
   for (std::size_t i = 0; i < command.delivered.size(); ++i) {
     steps.push_back({command.delivered[i], i == 0 ? "delivered" : "delivered again"});
   }
   for (const Extension& extension : command.extensions) {
-    steps.push_back({extension.time, "asked for " + Fixed(extension.seconds, 3) +
+    steps.push_back({extension.time, "requested " + Fixed(extension.seconds, 3) +
                                          " s: " + (extension.granted ? "granted" : "refused")});
   }
   std::stable_sort(steps.begin(), steps.end(),
                    [](const Step& a, const Step& b) { return a.time < b.time; });
-  if (command.outcome != Outcome::kUnsolicited) steps.push_back({command.end, NameOfEnd(command)});
+  if (command.outcome != Outcome::kUnsolicited) steps.push_back({command.end, EndText(command)});
   for (const Answer& answer : command.late_answers) {
-    steps.push_back({answer.time, "late result: " + OfAnswer(answer)});
+    steps.push_back({answer.time, "late result: " + AnswerText(answer)});
   }
   return steps;
 }
 
-std::string WordOfBegin(const Command& command) {
-  if (command.outcome == Outcome::kUnsolicited) return "first heard of";
+std::string BeginText(const Command& command) {
+  if (command.outcome == Outcome::kUnsolicited) return "first seen";
   return command.payload.empty() ? "sent" : "sent " + Shown(command.payload);
 }
 
@@ -99,34 +99,34 @@ void WriteCommand(const Command& command, std::ostream& out) {
     out << separator << NameOf(segment.phase) << " " << FormatDuration(segment.end - segment.begin);
     separator = ", ";
   }
-  out << "\n  " << std::setw(12) << FormatDuration(command.begin) << "  " << WordOfBegin(command)
+  out << "\n  " << std::setw(12) << FormatDuration(command.begin) << "  " << BeginText(command)
       << "\n";
   for (const Step& step : StepsOf(command)) {
     out << "  " << std::setw(12) << "+" + FormatDuration(step.time - command.begin) << "  "
-        << step.what << "\n";
+        << step.text << "\n";
   }
 }
 
 }  // namespace
 
 std::string FormatDuration(std::int64_t microseconds) {
-  if (microseconds < kPerMillisecond) return std::to_string(microseconds) + " us";
-  if (microseconds < kPerSecond) {
-    return Fixed(static_cast<double>(microseconds) / kPerMillisecond, 1) + " ms";
+  if (microseconds < kMicrosecondsPerMillisecond) return std::to_string(microseconds) + " us";
+  if (microseconds < kMicrosecondsPerSecond) {
+    return Fixed(static_cast<double>(microseconds) / kMicrosecondsPerMillisecond, 1) + " ms";
   }
-  return Fixed(static_cast<double>(microseconds) / kPerSecond, 3) + " s";
+  return Fixed(static_cast<double>(microseconds) / kMicrosecondsPerSecond, 3) + " s";
 }
 
 std::string FormatWallTime(std::int64_t microseconds) {
-  const std::int64_t whole_seconds = microseconds / kPerSecond;
+  const std::int64_t whole_seconds = microseconds / kMicrosecondsPerSecond;
   const auto seconds = static_cast<std::time_t>(whole_seconds);
-  // A time_t of 32 bits does not reach beyond 2038.
+  // A 32-bit time_t overflows in 2038.
   if (microseconds == 0 || seconds != whole_seconds) return {};
   std::tm parts{};
   gmtime_r(&seconds, &parts);
   std::ostringstream text;
   text << std::put_time(&parts, "%Y-%m-%d %H:%M:%S") << "." << std::setfill('0') << std::setw(3)
-       << microseconds % kPerSecond / kPerMillisecond << " UTC";
+       << microseconds % kMicrosecondsPerSecond / kMicrosecondsPerMillisecond << " UTC";
   return text.str();
 }
 

@@ -30,7 +30,7 @@ class TraceWriter {
   }
 
  private:
-  // Viewers know threads by number.
+  // Viewers identify threads by number.
   int NumberOf(const std::string& handler) {
     return numbers_.emplace(handler, static_cast<int>(numbers_.size()) + 1).first->second;
   }
@@ -46,7 +46,7 @@ class TraceWriter {
         .Member("ts", time);
   }
 
-  // Commands of one handler overlap, so they are asynchronous events, told apart by number.
+  // Commands of one handler overlap, so they are asynchronous events with the number as id.
   void WriteCommand(std::size_t number) {
     const Command& command = record_.commands[number - 1];
     const auto step = [&](const char* phase, const std::string& name,

@@ -12,24 +12,24 @@
 
 namespace tools::record {
 
-// For people: the life of each command, and how many ended how.
+// Writes the timeline of each command and the number of commands per outcome.
 void WriteText(const Record& record, std::ostream& out);
 
-// JSON lines: the events, each with its command ("command", counted from 1), the microseconds since
-// the beginning of the record ("at") and since the command was sent ("sinceSent"), and at the end
-// of a command its "outcome". ReadJsonLines() reads them back.
+// Writes JSON Lines: the events, each with its command ("command", from 1), the microseconds since
+// the beginning of the record ("at") and since the command was sent ("sinceSent"), and the
+// "outcome" in the last event of a command. ReadJsonLines() reads them.
 void WriteJson(const Record& record, std::ostream& out);
 
-// A file in the Trace Event Format for trace viewers: a process for each agent, in it a thread for
-// each handler with its connections; commands as asynchronous events with their phases inside.
+// Writes the Trace Event Format for trace viewers: a process for each agent and in it a thread for
+// each handler with its connections; commands are asynchronous events that contain their phases.
 void WriteTrace(const Record& record, std::ostream& out);
 
-// One page with all of it in it, for any browser, without a network.
+// Writes a self-contained HTML page.
 void WriteHtml(const Record& record, std::ostream& out);
 
 // "850 us", "12.3 ms", "1.234 s"
 std::string FormatDuration(std::int64_t microseconds);
-// "2026-01-31 23:59:59.123 UTC"; empty for 0, which stands for an unknown time.
+// "2026-01-31 23:59:59.123 UTC"; empty for 0, an unknown time.
 std::string FormatWallTime(std::int64_t microseconds);
 
 }  // namespace tools::record

@@ -1,7 +1,7 @@
 // Copyright 2026 The qor-handler-manager authors
 // SPDX-License-Identifier: Apache-2.0
 
-// The functions of the library's C interface that the recorder stands in front of.
+// Wrappers of the library's C functions.
 
 #include <qor_handler_manager.h>
 
@@ -22,13 +22,13 @@ namespace {
 constexpr int kGranted = 0;
 constexpr int kRefused = 1;
 
-// Whether the library that is up has a callback that leads here.
+// Whether the initialized library calls the callbacks of this file.
 std::atomic<bool> response_cb_set{false};
 std::atomic<bool> negotiation_cb_set{false};
 
 void OnResponse(const char* uuid, qor_request_status_e status, const char* result, int result_len,
                 const char* error, int error_len, void* user_data) {
-  // Handlers answer from within a call of theirs; the library's own timeouts come from the loop.
+  // The library reports answers while it receives a handler's call, timeouts from the main loop.
   const char* handler = ReceiveScope::Current();
   const common::Timeout timeout = common::TimeoutOf(Text(error));
   if (handler == nullptr && timeout != common::Timeout::kNone) {
@@ -45,12 +45,12 @@ void OnResponse(const char* uuid, qor_request_status_e status, const char* resul
           .Member("error", Text(error));
     });
   }
-  const auto& [callback, data] = Kept<qor_handler_manager_response_cb>(user_data);
+  const auto& [callback, data] = TargetFrom<qor_handler_manager_response_cb>(user_data);
   if (callback != nullptr) callback(uuid, status, result, result_len, error, error_len, data);
 }
 
 int OnNegotiation(const char* handler, const char* uuid, double seconds, void* user_data) {
-  const auto& [callback, data] = Kept<qor_handler_manager_negotiate_request_cb>(user_data);
+  const auto& [callback, data] = TargetFrom<qor_handler_manager_negotiate_request_cb>(user_data);
   const std::int64_t asked = Now();
   const int answer = callback != nullptr ? callback(handler, uuid, seconds, data) : kGranted;
   Recorder::Get().Write(asked, "extension", [&](json::ValueWriter& json) {
@@ -62,16 +62,16 @@ int OnNegotiation(const char* handler, const char* uuid, double seconds, void* u
   return answer;
 }
 
-// Without callbacks of the client's own the library would end commands and grant time unseen. It is
-// up when this is called: setting a callback would start it.
+// Records answers and extensions of clients that set no callbacks. Must be called only while the
+// library is initialized, because setting a callback initializes it.
 void SetMissingCallbacks() {
   if (!response_cb_set.exchange(true)) {
     QOR_REAL(kClientLibrary, qor_handler_manager_set_response_cb)
-    (OnResponse, Keep<qor_handler_manager_response_cb>(nullptr, nullptr));
+    (OnResponse, KeepTarget<qor_handler_manager_response_cb>(nullptr, nullptr));
   }
   if (!negotiation_cb_set.exchange(true)) {
     QOR_REAL(kClientLibrary, qor_handler_manager_set_negotiate_request_cb)
-    (OnNegotiation, Keep<qor_handler_manager_negotiate_request_cb>(nullptr, nullptr));
+    (OnNegotiation, KeepTarget<qor_handler_manager_negotiate_request_cb>(nullptr, nullptr));
   }
 }
 
@@ -79,7 +79,7 @@ void SetMissingCallbacks() {
 
 }  // namespace tools::recorder
 
-using tools::recorder::Keep;
+using tools::recorder::KeepTarget;
 using tools::recorder::negotiation_cb_set;
 using tools::recorder::OnNegotiation;
 using tools::recorder::OnResponse;
@@ -112,7 +112,7 @@ int qor_handler_manager_send_command(const char* uuid, const char* request_type,
 int qor_handler_manager_set_response_cb(qor_handler_manager_response_cb callback, void* user_data) {
   const auto real = QOR_REAL(kClientLibrary, qor_handler_manager_set_response_cb);
   if (callback == nullptr) return real(callback, user_data);
-  const int code = real(OnResponse, Keep(callback, user_data));
+  const int code = real(OnResponse, KeepTarget(callback, user_data));
   if (code == QOR_HANDLER_MANAGER_ERROR_NONE) response_cb_set = true;
   return code;
 }
@@ -121,7 +121,7 @@ int qor_handler_manager_set_negotiate_request_cb(qor_handler_manager_negotiate_r
                                                  void* user_data) {
   const auto real = QOR_REAL(kClientLibrary, qor_handler_manager_set_negotiate_request_cb);
   if (callback == nullptr) return real(callback, user_data);
-  const int code = real(OnNegotiation, Keep(callback, user_data));
+  const int code = real(OnNegotiation, KeepTarget(callback, user_data));
   if (code == QOR_HANDLER_MANAGER_ERROR_NONE) negotiation_cb_set = true;
   return code;
 }

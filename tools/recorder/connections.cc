@@ -25,7 +25,7 @@ void Connections::SetStub(rpc_port_stub_h stub, const std::string& port_name) {
   }
 }
 
-bool Connections::IsTheLibrarys(rpc_port_stub_h stub) {
+bool Connections::IsLibraryStub(rpc_port_stub_h stub) {
   const std::lock_guard<std::mutex> lock(mutex_);
   return stubs_.count(stub) == 1;
 }
@@ -45,7 +45,7 @@ void Connections::Remove(const std::string& instance) {
 
 void Connections::SetCallbackPort(rpc_port_h port, const std::string& instance) {
   const std::lock_guard<std::mutex> lock(mutex_);
-  // Ports of the past may come again, as somebody else's.
+  // Handles of closed ports are reused.
   peers_by_port_.erase(port);
   const auto found = handlers_by_instance_.find(instance);
   if (found != handlers_by_instance_.end()) peers_by_port_[port] = {found->second, instance};

@@ -20,21 +20,20 @@ struct Peer {
   std::string instance;
 };
 
-// The connections to the library's port, and who is behind which callback port. Any thread may
-// call.
+// The connections to the library's port, and the handler of each callback port. Thread-safe.
 class Connections {
  public:
-  // Never destroyed: destructors call the library too.
+  // Never destroyed, because destructors of static objects may call the library.
   static Connections& Get();
 
-  // From here on the handle is the stub of the port with this name.
+  // Registers a new stub; handles are reused by the platform.
   void SetStub(rpc_port_stub_h stub, const std::string& port_name);
-  bool IsTheLibrarys(rpc_port_stub_h stub);
+  bool IsLibraryStub(rpc_port_stub_h stub);
 
   void Add(const Peer& peer);
   void Remove(const std::string& instance);
   void SetCallbackPort(rpc_port_h port, const std::string& instance);
-  // Nothing for a port that is no handler's callback port.
+  // Returns nothing for other ports.
   std::optional<Peer> OfCallbackPort(rpc_port_h port);
 
  private:

@@ -1,7 +1,7 @@
 // Copyright 2026 The qor-handler-manager authors
 // SPDX-License-Identifier: Apache-2.0
 
-// The platform's functions that the recorder stands in front of, as far as the library calls them.
+// Wrappers of the platform's C functions that the library calls.
 
 #include <app_control.h>
 #include <dlog.h>
@@ -24,7 +24,7 @@ namespace tools::recorder {
 
 namespace {
 
-// First value of a parcel that hands a command to a handler.
+// The first value of a parcel that delivers a command.
 constexpr int kCallbackMethod = 1;
 
 void OnConnected(const char* sender, const char* instance, void* user_data) {
@@ -33,7 +33,7 @@ void OnConnected(const char* sender, const char* instance, void* user_data) {
     json.Member("handler", peer.handler).Member("instance", peer.instance);
   });
   Connections::Get().Add(peer);
-  const auto& [callback, data] = Kept<rpc_port_stub_connected_event_cb>(user_data);
+  const auto& [callback, data] = TargetFrom<rpc_port_stub_connected_event_cb>(user_data);
   callback(sender, instance, data);
 }
 
@@ -42,7 +42,7 @@ void OnDisconnected(const char* sender, const char* instance, void* user_data) {
   Record("disconnected", [&](json::ValueWriter& json) {
     json.Member("handler", peer.handler).Member("instance", peer.instance);
   });
-  const auto& [callback, data] = Kept<rpc_port_stub_disconnected_event_cb>(user_data);
+  const auto& [callback, data] = TargetFrom<rpc_port_stub_disconnected_event_cb>(user_data);
   callback(sender, instance, data);
   Connections::Get().Remove(peer.instance);
 }
@@ -50,7 +50,7 @@ void OnDisconnected(const char* sender, const char* instance, void* user_data) {
 int OnReceived(const char* sender, const char* instance, rpc_port_h port, void* user_data) {
   const std::string handler = Text(sender);
   const ReceiveScope scope(handler.c_str());
-  const auto& [callback, data] = Kept<rpc_port_stub_received_event_cb>(user_data);
+  const auto& [callback, data] = TargetFrom<rpc_port_stub_received_event_cb>(user_data);
   return callback(sender, instance, port, data);
 }
 
@@ -61,7 +61,7 @@ struct ParcelDeleter {
 };
 using Parcel = std::unique_ptr<void, ParcelDeleter>;
 
-// Reading moves a parcel's cursor, so a copy is read.
+// Copies a parcel, because reading moves its cursor.
 Parcel Copy(rpc_port_parcel_h parcel) {
   void* bytes = nullptr;
   unsigned int size = 0;
@@ -74,7 +74,7 @@ Parcel Copy(rpc_port_parcel_h parcel) {
   return Parcel(copy);
 }
 
-// The uuid of the command that a parcel hands to a handler; empty for any other parcel.
+// Returns the uuid of the command that a parcel delivers, or an empty string for other parcels.
 std::string UuidOfCommandIn(rpc_port_parcel_h parcel) {
   const Parcel copy = Copy(parcel);
   if (!copy) return {};
@@ -93,15 +93,15 @@ std::string UuidOfCommandIn(rpc_port_parcel_h parcel) {
   return Text(uuid);
 }
 
-std::string TargetOf(app_control_h request) {
+std::string AppIdOf(app_control_h request) {
   char* app_id = nullptr;
   QOR_REAL(kAppControlLibrary, app_control_get_app_id)(request, &app_id);
   const std::unique_ptr<char, decltype(&std::free)> owned(app_id, std::free);
   return Text(app_id);
 }
 
-// The library's log is the only place that tells which handler a command was given to while that
-// is connected, but has not asked for commands yet.
+// Only the library's log names the handler of a command while that handler is connected but has not
+// fetched its commands yet.
 void RecordHandlerOf(const char* uuid, const char* format, va_list arguments) {
   constexpr char kLead[] = "Handler is [";
   if (std::strstr(format, kLead) == nullptr) return;
@@ -116,14 +116,14 @@ void RecordHandlerOf(const char* uuid, const char* format, va_list arguments) {
   });
 }
 
-// Hands `own` to the platform in place of the library's callback.
+// Passes `own` to the platform in place of the library's callback.
 template <typename Callback>
 int AddCallback(int (*real)(rpc_port_stub_h, Callback, void*), rpc_port_stub_h stub,
                 Callback callback, void* user_data, Callback own) {
-  if (callback == nullptr || !Connections::Get().IsTheLibrarys(stub)) {
+  if (callback == nullptr || !Connections::Get().IsLibraryStub(stub)) {
     return real(stub, callback, user_data);
   }
-  return real(stub, own, Keep(callback, user_data));
+  return real(stub, own, KeepTarget(callback, user_data));
 }
 
 }  // namespace
@@ -131,6 +131,7 @@ int AddCallback(int (*real)(rpc_port_stub_h, Callback, void*), rpc_port_stub_h s
 }  // namespace tools::recorder
 
 using tools::recorder::AddCallback;
+using tools::recorder::AppIdOf;
 using tools::recorder::Connections;
 using tools::recorder::Now;
 using tools::recorder::OnConnected;
@@ -139,7 +140,6 @@ using tools::recorder::OnReceived;
 using tools::recorder::Recorder;
 using tools::recorder::RecordHandlerOf;
 using tools::recorder::SendScope;
-using tools::recorder::TargetOf;
 using tools::recorder::Text;
 using tools::recorder::UuidOfCommandIn;
 
@@ -183,7 +183,8 @@ EXPORT_API int rpc_port_parcel_send(rpc_port_parcel_h h, rpc_port_h port) {
   const auto real = QOR_REAL(kRpcPortLibrary, rpc_port_parcel_send);
   const auto peer = Connections::Get().OfCallbackPort(port);
   const std::string uuid = peer ? UuidOfCommandIn(h) : "";
-  // The answer may be there, on the loop's thread, before the send returns.
+  // The answer may arrive on the main loop's thread before the send returns, so the time is taken
+  // first.
   const std::int64_t begin = Now();
   const int code = real(h, port);
   if (!uuid.empty()) {
@@ -204,7 +205,7 @@ EXPORT_API int app_control_send_launch_request(app_control_h app_control,
   const int code = real(app_control, callback, user_data);
   if (const char* uuid = SendScope::Current()) {
     Recorder::Get().Write(begin, "launched", [&](json::ValueWriter& json) {
-      json.Member("uuid", Text(uuid)).Member("handler", TargetOf(app_control)).Member("code", code);
+      json.Member("uuid", Text(uuid)).Member("handler", AppIdOf(app_control)).Member("code", code);
     });
   }
   return code;

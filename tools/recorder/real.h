@@ -16,8 +16,8 @@ constexpr char kAppControlLibrary[] = "libcapi-appfw-app-control.so.0";
 constexpr char kLogLibrary[] = "libdlog.so.0";
 constexpr char kRpcPortLibrary[] = "librpc-port.so.1";
 
-// The function of that name in `library`. One that the program itself has loaded is not in the
-// order in which the linker searches.
+// Returns the function `name` of `library`. RTLD_NEXT does not find a library that the program
+// loaded with dlopen(). Aborts if there is no such function.
 template <typename Function>
 Function* FindReal(const char* library, const char* name) {
   void* found = dlsym(RTLD_NEXT, name);
@@ -33,7 +33,7 @@ Function* FindReal(const char* library, const char* name) {
 
 }  // namespace tools::recorder
 
-// The C function behind the recorder's own of the same name, looked up once.
+// The wrapped C function, looked up once.
 #define QOR_REAL(library, function)                                                         \
   ([] {                                                                                     \
     static const auto found =                                                               \

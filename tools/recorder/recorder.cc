@@ -42,7 +42,7 @@ std::string OwnPath() {
   return dladdr(&here, &info) != 0 && info.dli_fname != nullptr ? info.dli_fname : "";
 }
 
-// `list` without `path`; the linker separates by colons and spaces.
+// Removes `path` from LD_PRELOAD, which is separated by colons or spaces.
 std::string Without(const std::string& list, const std::string& path) {
   std::string rest;
   std::size_t begin = 0;
@@ -76,7 +76,7 @@ std::int64_t Now() {
 }
 
 Recorder& Recorder::Get() noexcept {
-  // Never destroyed, because calls come until the very end, and in no memory that could be missing.
+  // Never destroyed, and in static memory: an allocation could fail.
   alignas(Recorder) static std::byte place[sizeof(Recorder)];
   static Recorder& recorder = *new (place) Recorder;
   return recorder;
@@ -107,7 +107,7 @@ void Recorder::WriteEnd() noexcept {
 
 std::int64_t Recorder::Process() { return getpid(); }
 
-// The kernel appends a line in one piece, whoever else writes.
+// O_APPEND makes each write atomic among several processes.
 void Recorder::Append(const std::string& line) const {
   ssize_t written = 0;
   do {
@@ -119,12 +119,12 @@ void Recorder::Append(const std::string& line) const {
 
 void Recorder::GiveUp(const char* reason) noexcept {
   if (!recording_.exchange(false)) return;
-  std::fprintf(stderr, "qor-recorder: nothing more is recorded in %s: %s\n", path_.c_str(), reason);
+  std::fprintf(stderr, "qor-recorder: recording to %s stopped: %s\n", path_.c_str(), reason);
 }
 
 namespace {
 
-// Where nothing has been recorded, the environment still names the file.
+// The environment still names the file if nothing was recorded.
 __attribute__((destructor)) void OnUnload() {
   if (std::getenv(kFileVariable) == nullptr) Recorder::Get().WriteEnd();
 }

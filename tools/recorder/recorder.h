@@ -17,21 +17,21 @@ namespace tools::recorder {
 // Microseconds of the monotonic clock, which is the same in every process.
 std::int64_t Now();
 
-// Writes what happens in this process, one JSON object a line, to the end of the file that the
-// environment names; nothing when it names none. What cannot be written is told once, on standard
-// error, and ends the recording; the program notices nothing. Any thread may call.
+// Appends the events of this process as JSON Lines to the file that the environment names; does
+// nothing without one. The first write error is reported on standard error and ends the recording;
+// the program is not affected. Thread-safe.
 class Recorder {
  public:
-  // The first call opens the file and takes the recorder out of the environment, so that the
-  // programs that this one starts run without it. Until then it is left there: a shell script, or a
-  // program that executes itself again, still becomes the agent. Never destroyed: destructors call
-  // the library too.
+  // The first call opens the file and removes the recorder from the environment, so that child
+  // processes run without it. Until then it stays there, because the agent may be started by a
+  // shell script or execute itself again. Never destroyed, because destructors of static objects
+  // may call the library.
   static Recorder& Get() noexcept;
 
   Recorder(const Recorder&) = delete;
   Recorder& operator=(const Recorder&) = delete;
 
-  // One event; `fill` adds its members to the open object.
+  // Writes one event. `fill` adds members to the open object.
   template <typename Fill>
   void Write(std::int64_t time, const char* event, Fill fill) noexcept {
     if (!recording_) return;
@@ -47,7 +47,7 @@ class Recorder {
     errno = errno_of_caller;
   }
 
-  // The last event, of the process that the first was of.
+  // Writes the last event, unless this is a forked child.
   void WriteEnd() noexcept;
 
  private:
@@ -68,7 +68,7 @@ void Record(const char* event, Fill fill) noexcept {
   Recorder::Get().Write(Now(), event, fill);
 }
 
-// A text as the C interface takes them.
+// Converts a C string; null becomes empty.
 inline std::string Text(const char* text) { return text != nullptr ? text : ""; }
 
 }  // namespace tools::recorder

@@ -6,18 +6,18 @@
 
 namespace tools::recorder {
 
-// What this thread is in the middle of: lets a call at one boundary know what came in at another.
-// `Tag` only tells the scopes apart.
+// The operation that this thread is executing: a wrapper can find out within which call of another
+// wrapper it runs. `Tag` distinguishes scopes.
 template <typename Tag>
 class Scope {
  public:
-  // The text must last as long.
+  // Borrows the text.
   explicit Scope(const char* text) : outer_(current_) { current_ = text; }
   Scope(const Scope&) = delete;
   Scope& operator=(const Scope&) = delete;
   ~Scope() { current_ = outer_; }
 
-  // Null outside of every such scope.
+  // Null outside of such scopes.
   static const char* Current() { return current_; }
 
  private:
@@ -25,9 +25,9 @@ class Scope {
   const char* outer_;
 };
 
-// The client sends the command with this uuid.
+// The client is sending the command with this uuid.
 using SendScope = Scope<struct SendTag>;
-// The handler with this application id calls a method.
+// The handler with this application id is calling a method.
 using ReceiveScope = Scope<struct ReceiveTag>;
 
 }  // namespace tools::recorder

@@ -10,14 +10,14 @@
 
 namespace tools::recorder {
 
-// Whom a callback of the recorder's own stands in for.
+// The callback that a callback of the recorder replaces, and its user data.
 template <typename Callback>
 using Target = std::pair<Callback, void*>;
 
-// A copy that lasts for ever, to be handed out as user data; equal ones share it. Any thread may
-// call.
+// Returns a copy that is never freed, to be passed as user data: the platform does not say when it
+// drops a callback. Equal targets share one copy. Thread-safe.
 template <typename Callback>
-void* Keep(Callback callback, void* user_data) {
+void* KeepTarget(Callback callback, void* user_data) {
   static std::mutex& mutex = *new std::mutex;
   static auto& targets = *new std::set<Target<Callback>>;
   const std::lock_guard<std::mutex> lock(mutex);
@@ -26,7 +26,7 @@ void* Keep(Callback callback, void* user_data) {
 }
 
 template <typename Callback>
-const Target<Callback>& Kept(void* user_data) {
+const Target<Callback>& TargetFrom(void* user_data) {
   return *static_cast<const Target<Callback>*>(user_data);
 }
 

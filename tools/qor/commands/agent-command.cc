@@ -18,25 +18,25 @@ constexpr char kFooter[] =
     R"(Example:
   echo '{"type":"text.upper","payload":"\"hello\""}' | qor agent
 
-One JSON object a line, in and out.
+The protocol is JSON Lines: one JSON object per line, in both directions.
+docs/agent-protocol.md describes it.
 
-Lines in:
-  {"type":TYPE, "payload":ANY, "uuid":TEXT}   send a command; payload and uuid may be left out;
-                                              a payload that is a string is sent as its text
+Requests:
+  {"type":TYPE, "payload":ANY, "uuid":TEXT}   send a command; payload and uuid are optional;
+                                              a string payload is sent as its text
   {"configuration":{"executionTimeout":MS, "connectionTimeout":MS}}   one or both
-  {"negotiation":"grant"} or {"negotiation":"refuse"}                 when handlers ask for time
+  {"negotiation":"grant"} or {"negotiation":"refuse"}                 extensions from now on
   {"handlers":true}                                                   list the handlers
 
-Lines out, told apart by "event": result, late, handlers, added, removed, updated, extension,
-configuration, negotiation, error, end. A line that is broken, or longer than 3 MiB, is answered
-with an error that names it, and the next line is read. docs/agent-protocol.md describes them all.
+Events ("event"): result, late, handlers, added, removed, updated, extension, configuration,
+negotiation, error, end. A request that is invalid or longer than 3 MiB is answered with an
+error event; the agent continues with the next line.
 
-At the end of the input the agent waits for the commands still pending and ends with 0;
-after Ctrl-C with 130 and after SIGTERM with 143, at once. It ends with 1 when its output
-is closed.)";
+At the end of the input the agent waits for pending commands and exits with 0. On Ctrl-C it
+exits at once with 130, on SIGTERM with 143. It exits with 1 when its output is closed.)";
 
 int RunStdioAgent() {
-  // Something else would be opened in their place.
+  // The next opened file would get the closed descriptor's number.
   if (fcntl(STDIN_FILENO, F_GETFD) == -1) throw ToolError(kUsage, "standard input is closed");
   if (fcntl(STDOUT_FILENO, F_GETFD) == -1) throw ToolError(kUsage, "standard output is closed");
   TakeIdentity();
@@ -45,13 +45,13 @@ int RunStdioAgent() {
 
 }  // namespace
 
-void AddAgentCommand(CLI::App& app, Choice& choice) {
+void AddAgentCommand(CLI::App& app, SelectedCommand& selected) {
   CLI::App* agent = app.add_subcommand(
-      "agent", "Take commands as JSON lines on standard input, give results on standard output");
+      "agent", "run an agent that reads and writes JSON Lines on standard input and output");
   agent->footer(kFooter);
-  agent->callback([&choice] {
-    choice.json = true;
-    choice.run = RunStdioAgent;
+  agent->callback([&selected] {
+    selected.json = true;
+    selected.run = RunStdioAgent;
   });
 }
 

@@ -26,14 +26,14 @@ namespace tools::cli {
 namespace {
 
 constexpr char kFooter[] =
-    R"(Nothing is installed and nothing is run, unless --run: that installs the package below
-a temporary root folder, launches its handlers, sends a command of every request type,
-and looks whether they connect, answer with JSON, answer a command that comes again the
-same, and get over an agent that restarts and a handler that is killed in the middle.
-The commands are real: leave out with --skip what must not happen on this machine.
-In the end everything is removed again and every process has ended.
+    R"(Without --run nothing is installed or executed. With --run the package is installed below a
+temporary root folder, its handlers are launched, and a command of every request type is sent.
+The checks: handlers connect, answer with JSON, give a repeated command the same answer, and
+recover from a restarted agent and a killed handler. Afterwards everything is removed and
+every process has exited.
+The commands are real: use --skip for those that must not run on this machine.
 
-Exit status: 0 when nothing fails (warnings are no runtime_errors), 1 otherwise, 2 wrong words.
+Exit status: 0 no check failed (warnings are allowed), 1 a check failed, 2 usage error.
 
 Examples:
   qor check build/packages/text
@@ -49,7 +49,7 @@ struct Options {
   Timeouts timeouts;
 };
 
-// The report as it grows: text is printed at once, JSON at the end.
+// Collects checks. Text is printed as soon as a check is added, JSON by End().
 class Report {
  public:
   explicit Report(bool as_json) : as_json_(as_json) {}
@@ -95,22 +95,22 @@ void RequireType(const inspect::Package& package, const std::string& option,
     if (application.request_types.count(type) != 0) return;
     for (const auto& other : application.request_types) declared += " " + other;
   }
-  throw ToolError(kUsage, option + ": the package does not declare \"" + type + "\"",
-                  "it declares:" + declared);
+  throw ToolError(kUsage, option + ": request type not declared by the package: " + type,
+                  "declared request types:" + declared);
 }
 
 check::LiveOptions LiveOptionsFor(const inspect::Package& package, const Options& options) {
   check::LiveOptions live{options.timeouts, {}, {options.skipped.begin(), options.skipped.end()}};
   for (const auto& type : live.skipped) RequireType(package, "--skip", type);
-  for (const auto& word : options.payloads) {
-    const auto equals = word.find('=');
+  for (const auto& argument : options.payloads) {
+    const auto equals = argument.find('=');
     if (equals == std::string::npos) {
-      throw ToolError(kUsage, "--payload " + word + " names no payload",
-                      "write TYPE=JSON or TYPE=@FILE");
+      throw ToolError(kUsage, "--payload " + argument + ": missing \"=\"",
+                      "use TYPE=JSON or TYPE=@FILE");
     }
-    const std::string type = word.substr(0, equals);
+    const std::string type = argument.substr(0, equals);
     RequireType(package, "--payload", type);
-    live.payloads[type] = ReadPayload(word.substr(equals + 1), false);
+    live.payloads[type] = ReadPayload(argument.substr(equals + 1), false);
   }
   return live;
 }
@@ -124,7 +124,7 @@ class EcoreSession {
 };
 
 int RunCheck(const Options& options, bool as_json) {
-  // A signal must leave nothing behind either.
+  // Signals are caught, so that the temporary folders are removed in that case too.
   const EcoreSession ecore;
   const StopSignals stop;
   const check::TemporaryRoot root;
@@ -138,17 +138,13 @@ int RunCheck(const Options& options, bool as_json) {
     if (report.Code() == kSuccess) {
       try {
         check::Install(options.path);
-        check::CheckAlive(
+        check::RunLiveChecks(
             *package, live, [&stop] { return stop.Caught() != 0; }, add);
       } catch (const check::Interrupted&) {
         return stop.ExitStatus();
       }
     } else {
-      add({Check::Level::kWarn,
-           "not tried, because of what failed",
-           "correct that first",
-           {},
-           "run"});
+      add({Check::Level::kWarn, "skipped because of failed checks", "fix those first", {}, "run"});
     }
   }
   report.End(options.path);
@@ -157,14 +153,14 @@ int RunCheck(const Options& options, bool as_json) {
 
 }  // namespace
 
-void AddCheckCommand(CLI::App& app, Choice& choice) {
+void AddCheckCommand(CLI::App& app, SelectedCommand& selected) {
   const auto options = std::make_shared<Options>();
-  CLI::App* check = app.add_subcommand("check", "Tell what is wrong with a handler package");
+  CLI::App* check = app.add_subcommand("check", "check a handler package for errors");
   check->footer(kFooter);
-  check->add_option("PACKAGE", options->path, "Package folder or .tpk file")
+  check->add_option("PACKAGE", options->path, "package folder or .tpk file")
       ->required()
       ->check(CLI::ExistingPath);
-  CLI::Option* run = check->add_flag("--run", options->run, "Try the handlers out, too");
+  CLI::Option* run = check->add_flag("--run", options->run, "also run the handlers");
   check
       ->add_option("--payload", options->payloads,
                    "TYPE=JSON or TYPE=@FILE: the payload of a request type (default: {})")
@@ -175,19 +171,19 @@ void AddCheckCommand(CLI::App& app, Choice& choice) {
       ->allow_extra_args(false);
   check
       ->add_option("--execution-timeout", options->timeouts.execution_ms,
-                   "Milliseconds for the handler to answer")
+                   "milliseconds for the handler to answer")
       ->check(CLI::PositiveNumber)
       ->needs(run)
       ->capture_default_str();
   check
       ->add_option("--connection-timeout", options->timeouts.connection_ms,
-                   "Milliseconds for a launched handler to connect")
+                   "milliseconds for a launched handler to connect")
       ->check(CLI::PositiveNumber)
       ->needs(run)
       ->capture_default_str();
-  check->add_flag("--json", choice.json, "Print JSON");
-  check->callback([options, &choice] {
-    choice.run = [options, &choice] { return RunCheck(*options, choice.json); };
+  check->add_flag("--json", selected.json, "print JSON");
+  check->callback([options, &selected] {
+    selected.run = [options, &selected] { return RunCheck(*options, selected.json); };
   });
 }
 

@@ -7,10 +7,10 @@
 
 namespace tools::cli {
 
-std::vector<Command> CommandsOf(const CLI::App& tool) {
-  std::vector<Command> commands = {{&tool, {}, {}, {}, {}}};
+std::vector<CommandNode> CommandsOf(const CLI::App& tool) {
+  std::vector<CommandNode> commands = {{&tool, {}, {}, {}, {}}};
   for (std::size_t i = 0; i < commands.size(); ++i) {
-    Command command = commands[i];
+    CommandNode command = commands[i];
     command.subcommands = command.app->get_subcommands(
         [](const CLI::App* subcommand) { return !subcommand->get_group().empty(); });
     command.options =

@@ -11,8 +11,8 @@
 
 namespace tools::cli {
 
-// One command of the command line, as its help shows it; what is hidden there is left out.
-struct Command {
+// One command of the command line without its hidden parts.
+struct CommandNode {
   const CLI::App* app;
   std::vector<std::string> path;  // below the tool: {"package", "install"}
   std::vector<const CLI::App*> subcommands;
@@ -20,10 +20,10 @@ struct Command {
   std::vector<const CLI::Option*> positionals;
 };
 
-// The whole tree, the tool itself first, parents before children.
-std::vector<Command> CommandsOf(const CLI::App& tool);
+// Returns all commands, the tool itself first, parents before children.
+std::vector<CommandNode> CommandsOf(const CLI::App& tool);
 
-// Whether a value follows the option.
+// Returns whether the option takes a value.
 bool TakesValue(const CLI::Option& option);
 
 }  // namespace tools::cli

@@ -12,27 +12,26 @@ class App;
 
 namespace tools::cli {
 
-// What the command line chose.
-struct Choice {
-  // Does it and returns the exit status. Throws ToolError.
+// The command that the command line selects.
+struct SelectedCommand {
+  // Returns the exit status. Throws ToolError.
   std::function<int()> run;
-  // Data and failures are printed as JSON.
+  // Print data and errors as JSON.
   bool json = false;
 };
 
-// Each adds its subcommand to the command line and, when that was chosen, stores what it does in
-// `choice`.
-void AddPackageCommand(CLI::App& app, Choice& choice);
-void AddCheckCommand(CLI::App& app, Choice& choice);
-void AddDoctorCommand(CLI::App& app, Choice& choice);
-void AddExplainCommand(CLI::App& app, Choice& choice);
-void AddHandlersCommand(CLI::App& app, Choice& choice);
-void AddSendCommand(CLI::App& app, Choice& choice);
-void AddAgentCommand(CLI::App& app, Choice& choice);
-void AddRecordCommand(CLI::App& app, Choice& choice);
-// Hidden: made from the whole command line, however it looks in the end.
-void AddCompletionCommand(CLI::App& app, Choice& choice);
-void AddManCommand(CLI::App& app, Choice& choice);
+// Each adds a subcommand to the command line. Parsing that subcommand sets `selected`.
+void AddPackageCommand(CLI::App& app, SelectedCommand& selected);
+void AddCheckCommand(CLI::App& app, SelectedCommand& selected);
+void AddDoctorCommand(CLI::App& app, SelectedCommand& selected);
+void AddExplainCommand(CLI::App& app, SelectedCommand& selected);
+void AddHandlersCommand(CLI::App& app, SelectedCommand& selected);
+void AddSendCommand(CLI::App& app, SelectedCommand& selected);
+void AddAgentCommand(CLI::App& app, SelectedCommand& selected);
+void AddRecordCommand(CLI::App& app, SelectedCommand& selected);
+// Hidden from the help. Generated from all subcommands of `app`.
+void AddCompletionCommand(CLI::App& app, SelectedCommand& selected);
+void AddManCommand(CLI::App& app, SelectedCommand& selected);
 
 }  // namespace tools::cli
 

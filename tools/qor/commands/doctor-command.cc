@@ -34,17 +34,18 @@ int RunDoctor(bool fix, bool as_json) {
 
 }  // namespace
 
-void AddDoctorCommand(CLI::App& app, Choice& choice) {
+void AddDoctorCommand(CLI::App& app, SelectedCommand& selected) {
   CLI::App* doctor = app.add_subcommand(
-      "doctor", "Look for what is wrong below the root folder; exits with 1 when something is");
+      "doctor", "check the root folder for errors; exit with 1 if there are any");
   doctor->footer(
       "Example:\n"
       "  qor doctor --fix");
   const auto fix = std::make_shared<bool>(false);
-  doctor->add_flag("--fix", *fix, "Remove sockets and lock files that nobody uses");
-  doctor->add_flag("--json", choice.json, "Print JSON");
-  doctor->callback(
-      [fix, &choice] { choice.run = [fix, &choice] { return RunDoctor(*fix, choice.json); }; });
+  doctor->add_flag("--fix", *fix, "remove unused sockets and lock files");
+  doctor->add_flag("--json", selected.json, "print JSON");
+  doctor->callback([fix, &selected] {
+    selected.run = [fix, &selected] { return RunDoctor(*fix, selected.json); };
+  });
 }
 
 }  // namespace tools::cli

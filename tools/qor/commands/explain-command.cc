@@ -20,15 +20,15 @@ namespace {
 
 using inspect::Explanation;
 
-std::string Why(const Explanation& explanation, std::size_t position) {
+std::string RankReason(const Explanation& explanation, std::size_t position) {
   const auto& priority = explanation.candidates[position].priority;
   if (position == 0) {
-    return explanation.candidates.size() == 1 ? "the only one" : "the first in order";
+    return explanation.candidates.size() == 1 ? "only candidate" : "first candidate";
   }
   const auto& ahead = explanation.candidates[position - 1];
-  return "behind " + ahead.record.id +
-         (ahead.priority.Value() == priority.Value() ? ": same priority, but that id is smaller"
-                                                     : ": its priority is higher");
+  return "after " + ahead.record.id +
+         (ahead.priority.Value() == priority.Value() ? ": same priority, smaller id"
+                                                     : ": higher priority");
 }
 
 std::string ProblemText(const inspect::Finding& finding) {
@@ -38,7 +38,7 @@ std::string ProblemText(const inspect::Finding& finding) {
 void PrintText(const std::string& type, const Explanation& explanation) {
   const Colour colour;
   if (explanation.candidates.empty()) {
-    std::cout << colour.Red("No handler serves " + text::Printable(type)) << "\n";
+    std::cout << colour.Red("no handler serves " + text::Printable(type)) << "\n";
   } else {
     std::cout << text::Printable(type) << " is served by "
               << colour.Bold(text::Printable(explanation.candidates.front().record.id)) << "\n";
@@ -49,12 +49,12 @@ void PrintText(const std::string& type, const Explanation& explanation) {
     std::cout << "   package: " << text::Printable(candidate.record.package_id) << "\n";
     std::cout << "   priority " << candidate.priority.Value() << ": "
               << text::Printable(candidate.priority.Reason()) << "\n";
-    std::cout << "   " << text::Printable(Why(explanation, i)) << "\n";
+    std::cout << "   " << text::Printable(RankReason(explanation, i)) << "\n";
     for (const auto& problem : candidate.Problems()) {
       std::cout << "   " << colour.Yellow("problem: ") << ProblemText(problem);
     }
   }
-  if (!explanation.excluded.empty()) std::cout << "\nLeft out:\n";
+  if (!explanation.excluded.empty()) std::cout << "\nexcluded:\n";
   for (const auto& excluded : explanation.excluded) {
     std::cout << "\n-  " << text::Printable(excluded.application.record.id) << "\n   "
               << ProblemText(excluded.reason);
@@ -76,7 +76,7 @@ void PrintJson(const std::string& type, const Explanation& explanation) {
     json.Member("package", candidate.record.package_id);
     json.Member("priority", candidate.priority.Value());
     json.Member("priorityReason", candidate.priority.Reason());
-    json.Member("reason", Why(explanation, i));
+    json.Member("reason", RankReason(explanation, i));
     WriteFindings(json.Key("problems"), candidate.Problems());
     json.EndObject();
   }
@@ -94,10 +94,9 @@ std::vector<inspect::Package> InstalledPackages() {
   try {
     return inspect::InspectInstalledPackages();
   } catch (const platform::DatabaseError& error) {
-    throw ToolError(kError,
-                    std::string(error.what()) +
-                        ": one look-up that fails leaves the library without any handler",
-                    "\"qor doctor\" tells what to do");
+    throw ToolError(
+        kError, std::string(error.what()) + ": the library has no handlers when one look-up fails",
+        "run \"qor doctor\"");
   }
 }
 
@@ -109,17 +108,18 @@ int RunExplain(const std::string& type, bool as_json) {
 
 }  // namespace
 
-void AddExplainCommand(CLI::App& app, Choice& choice) {
+void AddExplainCommand(CLI::App& app, SelectedCommand& selected) {
   CLI::App* explain =
-      app.add_subcommand("explain", "Tell who serves a request type, why, and who does not");
+      app.add_subcommand("explain", "show which handler serves a request type, and why");
   explain->footer(
       "Example:\n"
       "  qor explain text.upper");
   const auto type = std::make_shared<std::string>();
-  explain->add_option("TYPE", *type, "Request type")->required();
-  explain->add_flag("--json", choice.json, "Print JSON");
-  explain->callback(
-      [type, &choice] { choice.run = [type, &choice] { return RunExplain(*type, choice.json); }; });
+  explain->add_option("TYPE", *type, "request type")->required();
+  explain->add_flag("--json", selected.json, "print JSON");
+  explain->callback([type, &selected] {
+    selected.run = [type, &selected] { return RunExplain(*type, selected.json); };
+  });
 }
 
 }  // namespace tools::cli

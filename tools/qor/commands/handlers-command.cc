@@ -1,7 +1,6 @@
 // Copyright 2026 The qor-handler-manager authors
 // SPDX-License-Identifier: Apache-2.0
 
-#include <Ecore.h>
 #include <CLI/CLI.hpp>
 
 #include <iostream>
@@ -11,6 +10,7 @@
 #include <vector>
 
 #include "agent/agent.h"
+#include "agent/stop-signals.h"
 #include "inspect/package.h"
 #include "qor/commands/commands.h"
 #include "qor/commands/identity.h"
@@ -22,37 +22,37 @@ namespace tools::cli {
 
 namespace {
 
-struct Line {
-  std::string change;  // empty in a plain list
+struct Row {
+  std::string change;  // empty without --watch
   std::string app_id;
   std::vector<std::string> request_types;
-  const inspect::Priority* priority = nullptr;  // null when it is not known (any more)
+  const inspect::Priority* priority = nullptr;  // null for a handler that is not installed
 };
 
-void Write(json::ValueWriter& json, const Line& line) {
+void Write(json::ValueWriter& json, const Row& row) {
   json.BeginObject();
-  if (!line.change.empty()) json.Member("change", line.change);
-  json.Member("appId", line.app_id);
-  WriteTexts(json.Key("requestTypes"), line.request_types);
-  if (line.priority != nullptr) json.Member("priority", line.priority->Value());
+  if (!row.change.empty()) json.Member("change", row.change);
+  json.Member("appId", row.app_id);
+  WriteTexts(json.Key("requestTypes"), row.request_types);
+  if (row.priority != nullptr) json.Member("priority", row.priority->Value());
   json.EndObject();
 }
 
-void Print(const Line& line, bool as_json) {
+void Print(const Row& row, bool as_json) {
   if (as_json) {
     json::ValueWriter json;
-    Write(json, line);
+    Write(json, row);
     std::cout << json.Text() << std::endl;
     return;
   }
-  if (!line.change.empty()) std::cout << line.change << " ";
-  std::cout << text::Printable(line.app_id) << " ";
-  std::cout << (line.priority != nullptr ? std::to_string(line.priority->Value()) : "-");
-  for (const auto& type : line.request_types) std::cout << " " << text::Printable(type);
+  if (!row.change.empty()) std::cout << row.change << " ";
+  std::cout << text::Printable(row.app_id) << " ";
+  std::cout << (row.priority != nullptr ? std::to_string(row.priority->Value()) : "-");
+  for (const auto& type : row.request_types) std::cout << " " << text::Printable(type);
   std::cout << std::endl;
 }
 
-// The priorities of the handlers as they are now.
+// The priorities of the installed handlers when the object is created.
 class Priorities {
  public:
   Priorities() {
@@ -77,41 +77,19 @@ void PrintList(const tools::Agent& agent, bool as_json) {
   json::ValueWriter json;
   json.BeginArray();
   for (const auto& handler : agent.Handlers()) {
-    const Line line{"", handler.app_id, handler.request_types, priorities.Of(handler.app_id)};
+    const Row row{"", handler.app_id, handler.request_types, priorities.Of(handler.app_id)};
     if (as_json) {
-      Write(json, line);
+      Write(json, row);
     } else {
-      Print(line, false);
+      Print(row, false);
     }
   }
   if (as_json) std::cout << json.EndArray().Text() << "\n";
 }
 
-// Notes that the user, or the system, wants the program to end.
-class Interruption {
- public:
-  Interruption()
-      : handler_(ecore_event_handler_add(
-            ECORE_EVENT_SIGNAL_EXIT,
-            [](void* data, int, void*) -> Eina_Bool {
-              static_cast<Interruption*>(data)->came_ = true;
-              return ECORE_CALLBACK_DONE;
-            },
-            this)) {}
-  Interruption(const Interruption&) = delete;
-  Interruption& operator=(const Interruption&) = delete;
-  ~Interruption() { ecore_event_handler_del(handler_); }
-
-  bool Came() const { return came_; }
-
- private:
-  Ecore_Event_Handler* handler_;
-  bool came_ = false;
-};
-
-// What there is first, then every change until the user interrupts.
+// Prints the handlers, then every change until a signal arrives.
 void Watch(const tools::Agent& agent, bool as_json) {
-  const Interruption interruption;
+  const StopSignals stop;
   const Priorities before;
   for (const auto& handler : agent.Handlers()) {
     Print({"present", handler.app_id, handler.request_types, before.Of(handler.app_id)}, as_json);
@@ -122,19 +100,19 @@ void Watch(const tools::Agent& agent, bool as_json) {
     const Priorities now;
     for (; printed < agent.Updates().size(); ++printed) {
       const auto& update = agent.Updates()[printed];
-      const bool is_gone = update.type == QOR_HANDLER_UPDATE_REMOVED;
+      const bool is_removed = update.type == QOR_HANDLER_UPDATE_REMOVED;
       Print({tools::NameOf(update.type), update.app_id, update.request_types,
-             is_gone ? nullptr : now.Of(update.app_id)},
+             is_removed ? nullptr : now.Of(update.app_id)},
             as_json);
     }
   };
-  // The main loop's waits are bounded.
-  constexpr double kDaySeconds = 86'400;
-  const auto is_over = [&] {
+  // RunUntil() needs a limit; unlimited waits repeat it.
+  constexpr double kWaitSeconds = 86'400;
+  const auto is_done = [&] {
     print_changes();
-    return interruption.Came();
+    return stop.Caught() != 0;
   };
-  while (!tools::RunUntil(is_over, kDaySeconds)) continue;
+  while (!tools::RunUntil(is_done, kWaitSeconds)) continue;
 }
 
 int RunHandlers(bool watch, bool as_json) {
@@ -150,17 +128,17 @@ int RunHandlers(bool watch, bool as_json) {
 
 }  // namespace
 
-void AddHandlersCommand(CLI::App& app, Choice& choice) {
+void AddHandlersCommand(CLI::App& app, SelectedCommand& selected) {
   CLI::App* handlers =
-      app.add_subcommand("handlers", "List the handlers with priority and request types");
+      app.add_subcommand("handlers", "list the handlers with priority and request types");
   handlers->footer(
       "Example:\n"
       "  qor handlers --json");
   const auto watch = std::make_shared<bool>(false);
-  handlers->add_flag("--watch", *watch, "Go on with the changes, until interrupted");
-  handlers->add_flag("--json", choice.json, "Print JSON: one array, a line each with --watch");
-  handlers->callback([watch, &choice] {
-    choice.run = [watch, &choice] { return RunHandlers(*watch, choice.json); };
+  handlers->add_flag("--watch", *watch, "then print changes until interrupted");
+  handlers->add_flag("--json", selected.json, "print a JSON array; with --watch, JSON Lines");
+  handlers->callback([watch, &selected] {
+    selected.run = [watch, &selected] { return RunHandlers(*watch, selected.json); };
   });
 }
 

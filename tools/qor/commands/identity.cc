@@ -22,18 +22,18 @@ namespace tools::cli {
 
 namespace {
 
-// The descriptor that holds the lock on the identity, for the process after the execution.
+// Names the descriptor of the lock on the identity after exec().
 constexpr char kLockVariable[] = "QOR_TOOL_IDENTITY_LOCK";
 
-[[noreturn]] void Fail(const std::string& what) {
-  throw ToolError(kError, what + ": " + std::generic_category().message(errno));
+[[noreturn]] void Fail(const std::string& message) {
+  throw ToolError(kError, message + ": " + std::generic_category().message(errno));
 }
 
 bool HasIdentity() {
   const char* lock = std::getenv(kLockVariable);
   if (lock == nullptr) return false;
   fcntl(static_cast<int>(std::strtol(lock, nullptr, 10)), F_SETFD, FD_CLOEXEC);
-  // Neither is meant for the processes that this one starts.
+  // Child processes must not inherit the variables.
   unsetenv(kLockVariable);
   unsetenv(platform::kHostNameVariable);
   return true;
@@ -52,7 +52,7 @@ std::vector<std::string> OwnArguments() {
   for (std::string& argument : arguments) pointers.push_back(argument.data());
   pointers.push_back(nullptr);
   execv("/proc/self/exe", pointers.data());
-  Fail("cannot start again under a name of its own");
+  Fail("cannot execute itself again");
 }
 
 }  // namespace
@@ -68,7 +68,7 @@ void TakeIdentity() {
       if (errno == EWOULDBLOCK) continue;
       Fail("cannot lock " + file);
     }
-    // The lock outlives the execution.
+    // The lock must survive exec().
     fcntl(lock.Get(), F_SETFD, 0);
     setenv(kLockVariable, std::to_string(lock.Get()).c_str(), 1);
     setenv(platform::kHostNameVariable, name.c_str(), 1);

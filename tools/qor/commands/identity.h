@@ -6,11 +6,10 @@
 
 namespace tools::cli {
 
-// To be called before anything else by a command that acts as an agent, so that several of them can
-// run at the same time: gives this process the first of the identities host.qor, host.qor-2,
-// host.qor-3 and so on that no running tool has, with the port and the data folder that go with it.
-// A process is known by what it was started with, so this one executes itself again; the second
-// time the function just returns. Throws ToolError.
+// Gives this process the first unused identity of host.qor, host.qor-2, host.qor-3 and so on, with
+// its own port and data folder, so that several tools can run as agents at the same time. Commands
+// that act as an agent must call it first. The platform reads the identity from a process's initial
+// environment, so this process executes itself again; the second call returns. Throws ToolError.
 void TakeIdentity();
 
 }  // namespace tools::cli

@@ -28,12 +28,12 @@ struct Options {
   bool json = false;
 };
 
-// One request to the package manager, and what became of which package.
+// One request to the package manager, and the package and operation that it reported.
 class Request {
  public:
   Request() {
     if (package_manager_request_create(&handle_) != PACKAGE_MANAGER_ERROR_NONE) {
-      throw ToolError(kError, "the package manager does not take requests");
+      throw ToolError(kError, "cannot create a package manager request");
     }
     package_manager_request_set_event_cb(
         handle_,
@@ -80,24 +80,25 @@ void Print(const Request& request, bool as_json) {
 
 void RequireFile(const std::string& path) {
   if (!std::filesystem::exists(path)) {
-    throw ToolError(kError, "no such package file or folder",
-                    "name a package folder or a .tpk file", {path});
+    throw ToolError(kError, "no such file or folder", "pass a package folder or a .tpk file",
+                    {path});
   }
 }
 
 int Install(const Options& options) {
   RequireFile(options.argument);
-  // A root folder that cannot be written has a cause to tell, which the request's error has not.
+  // Reports why the root folder cannot be written; the request's error would not say.
   platform::RootFolder();
   const Request request;
   const std::string path = std::filesystem::absolute(options.argument);
   const int error = package_manager_request_install(request.Get(), path.c_str(), nullptr);
   if (error == PACKAGE_MANAGER_ERROR_INVALID_PARAMETER) {
-    if (const auto reason = inspect::WhyRefused(options.argument)) throw ToolError(kError, *reason);
+    if (const auto reason = inspect::WhyRejected(options.argument))
+      throw ToolError(kError, *reason);
   }
   if (error != PACKAGE_MANAGER_ERROR_NONE) {
-    throw ToolError(kError, std::string("cannot be installed: ") + get_error_message(error),
-                    "\"qor doctor\" looks for the cause", {options.argument});
+    throw ToolError(kError, std::string("cannot install the package: ") + get_error_message(error),
+                    "run \"qor doctor\"", {options.argument});
   }
   Print(request, options.json);
   return kSuccess;
@@ -106,8 +107,8 @@ int Install(const Options& options) {
 std::string IdOf(const std::string& path) {
   try {
     return inspect::PackageFile(path).Contents().record.id;
-  } catch (const platform::InvalidPackageError& refusal) {
-    throw ToolError(kError, inspect::FindingOf(refusal));
+  } catch (const platform::InvalidPackageError& error) {
+    throw ToolError(kError, inspect::FindingOf(error));
   }
 }
 
@@ -115,26 +116,26 @@ int Update(const Options& options) {
   RequireFile(options.argument);
   const std::string id = IdOf(options.argument);
   if (!platform::FindPackage(id)) {
-    throw ToolError(kError, "package " + id + " is not installed, so there is nothing to update",
-                    "\"qor package install\" installs it");
+    throw ToolError(kError, "cannot update " + id + ": package is not installed",
+                    "use \"qor package install\"");
   }
   return Install(options);
 }
 
-[[noreturn]] void FailForMissing(const std::string& package) {
+[[noreturn]] void ThrowNotInstalled(const std::string& package) {
   throw ToolError(kError, "package " + package + " is not installed",
-                  "\"qor package list\" names those that are");
+                  "\"qor package list\" shows the installed packages");
 }
 
 int Uninstall(const Options& options) {
   const Request request;
   const int error =
       package_manager_request_uninstall(request.Get(), options.argument.c_str(), nullptr);
-  if (error == PACKAGE_MANAGER_ERROR_NO_SUCH_PACKAGE) FailForMissing(options.argument);
+  if (error == PACKAGE_MANAGER_ERROR_NO_SUCH_PACKAGE) ThrowNotInstalled(options.argument);
   if (error != PACKAGE_MANAGER_ERROR_NONE) {
     throw ToolError(kError,
                     "cannot uninstall " + options.argument + ": " + get_error_message(error),
-                    "\"qor doctor\" looks for the cause");
+                    "run \"qor doctor\"");
   }
   Print(request, options.json);
   return kSuccess;
@@ -209,7 +210,7 @@ std::string ShowAsJson(const inspect::Package& package) {
 
 int ShowOne(const Options& options) {
   const auto record = platform::FindPackage(options.argument);
-  if (!record) FailForMissing(options.argument);
+  if (!record) ThrowNotInstalled(options.argument);
   const auto package = inspect::InspectPackage(*record, record->root_path);
   std::cout << (options.json ? ShowAsJson(package) : Show(package));
   return kSuccess;
@@ -217,36 +218,36 @@ int ShowOne(const Options& options) {
 
 }  // namespace
 
-void AddPackageCommand(CLI::App& app, Choice& choice) {
-  CLI::App* package = app.add_subcommand("package", "Install, uninstall and look at packages");
+void AddPackageCommand(CLI::App& app, SelectedCommand& selected) {
+  CLI::App* package = app.add_subcommand("package", "install, uninstall and inspect packages");
   package->require_subcommand(1);
   package->footer(
       "Example:\n"
       "  qor package install build/packages/text");
-  const auto add = [package, &choice](const char* name, const char* description,
-                                      const char* example, int (*run)(const Options&)) {
+  const auto add = [package, &selected](const char* name, const char* description,
+                                        const char* example, int (*run)(const Options&)) {
     CLI::App* command = package->add_subcommand(name, description);
     command->footer(std::string("Example:\n  qor package ") + example);
-    command->add_flag("--json", choice.json, "Print JSON");
+    command->add_flag("--json", selected.json, "print JSON");
     const auto argument = std::make_shared<std::string>();
-    command->callback([argument, run, &choice] {
-      choice.run = [argument, run, &choice] { return run({*argument, choice.json}); };
+    command->callback([argument, run, &selected] {
+      selected.run = [argument, run, &selected] { return run({*argument, selected.json}); };
     });
     return std::make_pair(command, argument);
   };
-  const auto add_with = [&add](const char* positional, const char* meaning, auto... description) {
+  const auto add_with = [&add](const char* positional, const char* positional_description,
+                               auto... description) {
     const auto [command, argument] = add(description...);
-    command->add_option(positional, *argument, meaning)->required();
+    command->add_option(positional, *argument, positional_description)->required();
   };
-  add_with("PATH", "Package folder or .tpk file", "install",
-           "Install a package, or update it when it is installed", "install build/packages/text",
-           Install);
-  add_with("PATH", "Package folder or .tpk file", "update",
-           "Update a package, which must be installed", "update build/packages/text-2", Update);
-  add_with("ID", "Package id", "uninstall", "Uninstall a package", "uninstall org.example.text",
+  add_with("PATH", "package folder or .tpk file", "install", "install or update a package",
+           "install build/packages/text", Install);
+  add_with("PATH", "package folder or .tpk file", "update", "update an installed package",
+           "update build/packages/text-2", Update);
+  add_with("ID", "package id", "uninstall", "uninstall a package", "uninstall org.example.text",
            Uninstall);
-  add("list", "List the installed packages", "list --json", List);
-  add_with("ID", "Package id", "show", "Show what a package declares and what is made of it",
+  add("list", "list the installed packages", "list --json", List);
+  add_with("ID", "package id", "show", "show the contents of a package and its problems",
            "show org.example.text", ShowOne);
 }
 

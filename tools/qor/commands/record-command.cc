@@ -34,7 +34,7 @@ namespace fs = std::filesystem;
 
 using Writers = std::map<std::string, std::function<void(const record::Record&, std::ostream&)>>;
 
-const Writers& TheWriters() {
+const Writers& AllWriters() {
   static const Writers writers = {{"text", record::WriteText},
                                   {"json", record::WriteJson},
                                   {"trace", record::WriteTrace},
@@ -44,15 +44,14 @@ const Writers& TheWriters() {
 
 struct Options {
   std::string format = "text";
-  // Empty for none.
-  std::string output;
-  std::string from;
-  std::vector<std::string> words;
+  std::string output;                  // empty for a standard stream
+  std::string from;                    // empty to run a program
+  std::vector<std::string> arguments;  // of the program, which comes first
 };
 
 std::string LastError() { return std::generic_category().message(errno); }
 
-// Where the recorder of a running program writes; removed at the end.
+// Receives the events of the recorder; removed by the destructor.
 class TemporaryFile {
  public:
   TemporaryFile() : path_(fs::temp_directory_path() / "qor-record-XXXXXX") {
@@ -73,23 +72,25 @@ class TemporaryFile {
   std::string path_;
 };
 
-// Lines that cannot be used are told and left out.
+// Reports invalid lines on standard error and skips them.
 record::Record ReadRecord(const std::string& path, const std::string& name) {
-  if (fs::is_directory(path)) throw ToolError(kError, "is a folder", "", {name, 0, ""});
+  if (fs::is_directory(path))
+    throw ToolError(kError, "cannot read the record: is a folder", "", {name, 0, ""});
   std::ifstream file(path);
-  if (!file) throw ToolError(kError, "cannot be read: " + LastError(), "", {name, 0, ""});
+  if (!file) throw ToolError(kError, "cannot read the record: " + LastError(), "", {name, 0, ""});
   record::ReadEvents read = record::ReadJsonLines(file);
   for (const record::BadLine& line : read.bad_lines) {
     std::cerr << "qor: " << text::Printable(name) << ":" << line.number
-              << ": left out: " << text::Printable(line.reason) << "\n";
+              << ": skipped: " << text::Printable(line.reason) << "\n";
   }
   return record::MakeRecord(std::move(read.events));
 }
 
-// Opened before anything is run, so that nothing is recorded in vain.
+// Opens the file before the program is run, so that no record is lost for lack of a file.
 class Output {
  public:
-  Output(const std::string& path, std::ostream& otherwise) : path_(path), stream_(otherwise) {
+  Output(const std::string& path, std::ostream& default_stream)
+      : path_(path), stream_(default_stream) {
     if (path.empty()) return;
     file_.open(path, std::ios::binary | std::ios::trunc);
     Check(file_);
@@ -97,7 +98,7 @@ class Output {
 
   void Write(const Options& options, const record::Record& record) {
     std::ostream& out = path_.empty() ? stream_ : file_;
-    TheWriters().at(options.format)(record, out);
+    AllWriters().at(options.format)(record, out);
     out.flush();
     Check(out);
   }
@@ -105,7 +106,7 @@ class Output {
  private:
   void Check(const std::ostream& stream) const {
     if (stream) return;
-    throw ToolError(kError, "cannot be written: " + LastError(), "",
+    throw ToolError(kError, "cannot write the record: " + LastError(), "",
                     {path_.empty() ? "output" : path_, 0, ""});
   }
 
@@ -117,8 +118,7 @@ class Output {
 int Convert(const Options& options) {
   const record::Record record = ReadRecord(options.from, options.from);
   if (record.events.empty()) {
-    throw ToolError(kError, "no event in it",
-                    "Name a file that qor record --format json has written.",
+    throw ToolError(kError, "no events", "pass a file written by \"qor record --format json\"",
                     {options.from, 0, ""});
   }
   Output(options.output, std::cout).Write(options, record);
@@ -127,22 +127,22 @@ int Convert(const Options& options) {
 
 int RunAndRecord(const Options& options) {
   const TemporaryFile file;
-  // The standard output is the program's.
+  // Standard output belongs to the program.
   Output output(options.output, std::cerr);
-  const int status = RunRecorded(options.words, file.Path());
+  const int status = RunRecorded(options.arguments, file.Path());
   const record::Record record = ReadRecord(file.Path(), file.Path());
   if (record.events.empty()) {
-    std::cerr << "qor: " << text::Printable(options.words[0])
-              << " has not used the library: nothing is recorded. Programs that are linked with it "
-                 "can be recorded.\n";
+    std::cerr
+        << "qor: " << text::Printable(options.arguments[0])
+        << " did not call the library: nothing recorded (the program must be linked with it)\n";
   }
   output.Write(options, record);
   return status;
 }
 
-int DoRecord(const Options& options) {
-  if (options.from.empty() == options.words.empty()) {
-    throw ToolError(kUsage, "a program to run or a stored record is needed, one of them",
+int RunRecord(const Options& options) {
+  if (options.from.empty() == options.arguments.empty()) {
+    throw ToolError(kUsage, "expected either a program or --from",
                     "qor record -- PROGRAM [ARGUMENT...], or qor record --from FILE");
   }
   return options.from.empty() ? RunAndRecord(options) : Convert(options);
@@ -150,28 +150,29 @@ int DoRecord(const Options& options) {
 
 std::vector<std::string> Formats() {
   std::vector<std::string> names;
-  for (const auto& writer : TheWriters()) names.push_back(writer.first);
+  for (const auto& writer : AllWriters()) names.push_back(writer.first);
   return names;
 }
 
 }  // namespace
 
-void AddRecordCommand(CLI::App& app, Choice& choice) {
+void AddRecordCommand(CLI::App& app, SelectedCommand& selected) {
   const auto options = std::make_shared<Options>();
-  CLI::App* record = app.add_subcommand(
-      "record", "Run an agent and show what became of every command that it sent");
+  CLI::App* record = app.add_subcommand("record", "run an agent and record its commands");
   record->footer(
       "Example:\n"
       "  qor record --format html -o record.html -- qor send text.upper '\"hello\"'");
-  record->add_option("--format", options->format, "text, json (lines), trace or html")
+  record->add_option("--format", options->format, "text, json (JSON Lines), trace or html")
       ->check(CLI::IsMember(Formats()))
       ->capture_default_str();
   record->add_option("-o,--output", options->output,
-                     "File to write to (default: standard error; with --from standard output)");
-  record->add_option("--from", options->from, "Convert a record stored with --format json");
-  record->add_option("PROGRAM", options->words,
-                     "Program and arguments, after --; its exit status becomes this tool's");
-  record->callback([options, &choice] { choice.run = [options] { return DoRecord(*options); }; });
+                     "output file (default: standard error; with --from standard output)");
+  record->add_option("--from", options->from,
+                     "convert a record that was written with --format json");
+  record->add_option("PROGRAM", options->arguments,
+                     "program and arguments, after --; its exit status is returned");
+  record->callback(
+      [options, &selected] { selected.run = [options] { return RunRecord(*options); }; });
 }
 
 }  // namespace tools::cli

@@ -21,20 +21,20 @@ namespace {
 
 namespace fs = std::filesystem;
 
+// Shells report a process ended by a signal with this value plus the signal.
 constexpr int kSignalStatus = 128;
 
-// Beside this tool, where it was built and where it is installed.
+// Returns the path of the recorder, in the build folder or an installation.
 std::string RecorderLibrary() {
   const fs::path folder = fs::read_symlink("/proc/self/exe").parent_path();
-  for (const char* place :
+  for (const char* relative :
        {"../recorder/libqor-recorder.so", "../" QOR_INSTALL_LIBDIR "/qor/libqor-recorder.so"}) {
-    const fs::path library = (folder / place).lexically_normal();
+    const fs::path library = (folder / relative).lexically_normal();
     if (fs::exists(library)) return library;
   }
-  throw ToolError(kError, "libqor-recorder.so is not there",
-                  "Install it as " +
-                      (folder / "../" QOR_INSTALL_LIBDIR "/qor").lexically_normal().string() +
-                      "/libqor-recorder.so.");
+  throw ToolError(
+      kError, "cannot find libqor-recorder.so",
+      "install it in " + (folder / "../" QOR_INSTALL_LIBDIR "/qor").lexically_normal().string());
 }
 
 std::vector<std::string> EnvironmentWith(const std::string& library, const std::string& file) {
@@ -63,37 +63,37 @@ std::vector<char*> Pointers(std::vector<std::string>& texts) {
 
 volatile sig_atomic_t running_process = 0;
 
-void PassOn(int signal) {
+void Forward(int signal) {
   if (running_process > 0) kill(running_process, signal);
 }
 
-// What the terminal sends reaches the program by itself; this process only outlives it. What is
-// sent to this process alone is passed on.
-class Signals {
+// Signals from the terminal reach the program directly, so this process only ignores them. Signals
+// to this process alone are forwarded.
+class SignalForwarder {
  public:
-  // What is to be passed on waits until there is a program; see BeginPassingOn().
-  Signals() {
-    sigset_t waiting;
-    sigemptyset(&waiting);
-    for (const int signal : {SIGTERM, SIGHUP}) sigaddset(&waiting, signal);
-    pthread_sigmask(SIG_BLOCK, &waiting, &mask_before_);
+  // Blocks the signals to forward until Begin(), when there is a process to forward them to.
+  SignalForwarder() {
+    sigset_t blocked;
+    sigemptyset(&blocked);
+    for (const int signal : {SIGTERM, SIGHUP}) sigaddset(&blocked, signal);
+    pthread_sigmask(SIG_BLOCK, &blocked, &mask_before_);
     for (const int signal : {SIGINT, SIGQUIT}) Set(signal, SIG_IGN);
-    for (const int signal : {SIGTERM, SIGHUP}) Set(signal, PassOn);
+    for (const int signal : {SIGTERM, SIGHUP}) Set(signal, Forward);
   }
-  Signals(const Signals&) = delete;
-  Signals& operator=(const Signals&) = delete;
-  ~Signals() {
+  SignalForwarder(const SignalForwarder&) = delete;
+  SignalForwarder& operator=(const SignalForwarder&) = delete;
+  ~SignalForwarder() {
     running_process = 0;
     for (const auto& [signal, action] : actions_before_) sigaction(signal, &action, nullptr);
     Unblock();
   }
 
-  void BeginPassingOn(pid_t process) const {
+  void Begin(pid_t process) const {
     running_process = process;
     Unblock();
   }
 
-  // The program's signals are as this process's were.
+  // The program gets the signal mask and dispositions that this process was started with.
   sigset_t MaskBefore() const { return mask_before_; }
   sigset_t NotIgnoredBefore() const {
     sigset_t signals;
@@ -121,7 +121,7 @@ class Signals {
 
 class SpawnAttributes {
  public:
-  explicit SpawnAttributes(const Signals& signals) {
+  explicit SpawnAttributes(const SignalForwarder& signals) {
     const sigset_t mask = signals.MaskBefore();
     const sigset_t defaults = signals.NotIgnoredBefore();
     posix_spawnattr_init(&value_);
@@ -140,20 +140,20 @@ class SpawnAttributes {
 
 }  // namespace
 
-int RunRecorded(const std::vector<std::string>& words, const std::string& file) {
-  std::vector<std::string> arguments = words;
+int RunRecorded(const std::vector<std::string>& arguments, const std::string& file) {
+  std::vector<std::string> own_arguments = arguments;
   std::vector<std::string> environment = EnvironmentWith(RecorderLibrary(), file);
-  const Signals signals;
+  const SignalForwarder signals;
   const SpawnAttributes attributes(signals);
   pid_t process = 0;
-  const int reason = posix_spawnp(&process, words[0].c_str(), nullptr, attributes.Get(),
-                                  Pointers(arguments).data(), Pointers(environment).data());
+  const int reason = posix_spawnp(&process, arguments[0].c_str(), nullptr, attributes.Get(),
+                                  Pointers(own_arguments).data(), Pointers(environment).data());
   if (reason != 0) {
     throw ToolError(kError,
-                    "cannot run " + words[0] + ": " + std::generic_category().message(reason),
-                    "Put the program and its arguments after --.");
+                    "cannot run " + arguments[0] + ": " + std::generic_category().message(reason),
+                    "pass the program and its arguments after --");
   }
-  signals.BeginPassingOn(process);
+  signals.Begin(process);
   int status = 0;
   while (waitpid(process, &status, 0) < 0 && errno == EINTR) {
   }

@@ -9,11 +9,11 @@
 
 namespace tools::cli {
 
-// Runs a program with the recorder in it, which writes to `file`, and waits for its end. `words`
-// begin with the program, which is searched for as a shell does. It has this process's standard
-// streams; signals that ask this process to end are passed on to it. Returns its exit status, 128
-// and the signal's number when a signal ended it. Throws ToolError when it cannot be run.
-int RunRecorded(const std::vector<std::string>& words, const std::string& file);
+// Runs a program with the preloaded recorder, which writes events to `file`, and waits until it
+// exits. `arguments` begin with the program, which is searched in PATH. The program inherits the
+// standard streams; SIGTERM and SIGHUP are forwarded to it. Returns its exit status, or 128 plus
+// the number of the signal that ended it. Throws ToolError when it cannot be run.
+int RunRecorded(const std::vector<std::string>& arguments, const std::string& file);
 
 }  // namespace tools::cli
 

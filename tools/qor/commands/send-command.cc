@@ -32,25 +32,25 @@ constexpr char kFooter[] =
   qor send text.echo '{"n":1}' --count 100 --parallel 8
   echo '{"n":1}' | qor send text.echo -
 
-A payload is taken as it is; @FILE stands for the file's content and - for standard input.
-One that is not JSON is warned of, unless --strict.
+A payload is sent unchanged; @FILE is the content of a file, - is standard input.
+A payload that is not JSON causes a warning, with --strict an error.
 
-Results go to standard output, on a terminal with line ends, control characters and
-bytes that are no UTF-8 escaped, unless --raw; errors, and for more than one command a summary,
-to standard error. With --json every command gives one line on standard output:
+Results are written to standard output. On a terminal, line ends, control characters and
+invalid UTF-8 are escaped, unless --raw. Errors, and a summary of several commands, are
+written to standard error. With --json every command writes one line to standard output:
   {"uuid":...,"outcome":...,"status":...,"result" or "error":...,"latencyMs":...}
-and, for more than one, the last line is {"summary":...}. Outcomes are success, failed,
-timeout, no-answer, not-supported, launch-failed and not-accepted; a result that is
-a JSON object, array, number, true, false or null stands there as such, any other as
-a string. Latencies are those of the commands that a handler answered.
+Several commands end with the line {"summary":...}. Outcomes are success, failed,
+timeout, no-answer, not-supported, launch-failed and not-accepted. A result that is
+a JSON object, array, number, true, false or null is that value, any other a string.
+Latencies are those of commands that a handler answered.
 
-Exit status: 0 success, 2 wrong words or a payload that cannot be read or sent,
-3 the handler failed the command, 4 timeout or no answer, 5 nobody serves the type,
-6 the handler could not be launched, 1 anything else; for more than one command that
-of the first that was no success. 130 after Ctrl-C, 143 after SIGTERM.)";
+Exit status: 0 success, 2 usage error or a payload that cannot be read or sent,
+3 the handler returned an error, 4 timeout or no answer, 5 no handler serves the type,
+6 the handler could not be launched, 1 any other error; of several commands, that of the
+first without success. 130 after Ctrl-C, 143 after SIGTERM.)";
 
-// A wait without a limit is made of these.
-constexpr double kHourSeconds = 3600;
+// RunUntil() needs a limit; unlimited waits repeat it.
+constexpr double kWaitSeconds = 3600;
 
 struct Options {
   std::string type;
@@ -64,16 +64,16 @@ struct Options {
   bool json = false;
   bool raw = false;
 
-  bool IsMany() const { return count > 1 || repeat_seconds > 0; }
+  bool IsSeveral() const { return count > 1 || repeat_seconds > 0; }
 };
 
-class Sending {
+class Sender {
  public:
-  Sending(const Options& options, std::string payload)
+  Sender(const Options& options, std::string payload)
       : options_(options),
         payload_(std::move(payload)),
         raw_(options.raw || isatty(STDOUT_FILENO) == 0),
-        bar_(options.count, options.IsMany() && !options.json),
+        bar_(options.count, options.IsSeveral() && !options.json),
         tracker_(options.timeouts, [this](const Outcome& outcome) { OnOutcome(outcome); }) {}
 
   int Run() {
@@ -85,8 +85,8 @@ class Sending {
     }
     summary_.AddInterrupted(tracker_.CountPending());
     bar_.Clear();
-    if (options_.IsMany() || stop_.Caught() != 0) PrintSummary();
-    if (!std::cout) throw ToolError(kError, "standard output cannot be written");
+    if (options_.IsSeveral() || stop_.Caught() != 0) PrintSummary();
+    if (!std::cout) throw ToolError(kError, "cannot write standard output");
     return stop_.Caught() != 0 ? stop_.ExitStatus() : summary_.Code();
   }
 
@@ -101,7 +101,7 @@ class Sending {
         ++sent;
         tracker_.Send(options_.uuid.empty() ? tools::NewUuid() : options_.uuid, options_.type,
                       payload_);
-        // Answers and signals get their turn, also when every command is refused at once.
+        // Handles answers and signals, even when every command is rejected immediately.
         ecore_main_loop_iterate();
       } else {
         Await(options_.parallel);
@@ -110,12 +110,12 @@ class Sending {
     Await(1);
   }
 
-  // Until fewer than so many are pending.
+  // Waits until fewer than `pending` commands are pending.
   void Await(std::size_t pending) {
-    const auto enough = [this, pending] {
+    const auto is_done = [this, pending] {
       return IsStopped() || tracker_.CountPending() < pending;
     };
-    while (!tools::RunUntil(enough, kHourSeconds)) {
+    while (!tools::RunUntil(is_done, kWaitSeconds)) {
     }
   }
 
@@ -156,51 +156,51 @@ class Sending {
 };
 
 int Send(const Options& options) {
-  if (!options.uuid.empty() && options.IsMany()) {
-    throw ToolError(kUsage, "--uuid names one command, and there would be several of that name",
-                    "Leave it out; every command then gets a random one.");
+  if (!options.uuid.empty() && options.IsSeveral()) {
+    throw ToolError(kUsage, "--uuid cannot be used with --count or --repeat",
+                    "omit it for random uuids");
   }
   TakeIdentity();
   const std::string payload = ReadPayload(options.payload, options.strict);
-  return Sending(options, payload).Run();
+  return Sender(options, payload).Run();
 }
 
 }  // namespace
 
-void AddSendCommand(CLI::App& app, Choice& choice) {
+void AddSendCommand(CLI::App& app, SelectedCommand& selected) {
   const auto options = std::make_shared<Options>();
-  CLI::App* send = app.add_subcommand("send", "Send commands and print their results");
+  CLI::App* send = app.add_subcommand("send", "send commands and print their results");
   send->footer(kFooter);
-  send->add_option("TYPE", options->type, "Request type")->required();
+  send->add_option("TYPE", options->type, "request type")->required();
   send->add_option("PAYLOAD", options->payload, "JSON payload, @FILE or -");
-  send->add_option("--uuid", options->uuid, "Command uuid (default: a random one)");
+  send->add_option("--uuid", options->uuid, "command uuid (default: random)");
   send->add_option("--execution-timeout", options->timeouts.execution_ms,
-                   "Milliseconds for the handler to answer")
+                   "milliseconds for the handler to answer")
       ->check(CLI::NonNegativeNumber)
       ->capture_default_str();
   send->add_option("--connection-timeout", options->timeouts.connection_ms,
-                   "Milliseconds for a launched handler to connect")
+                   "milliseconds for a launched handler to connect")
       ->check(CLI::NonNegativeNumber)
       ->capture_default_str();
-  send->add_option("--count", options->count, "How many commands to send in all")
+  send->add_option("--count", options->count, "number of commands")
       ->check(CLI::PositiveNumber)
       ->capture_default_str();
-  send->add_option("--parallel", options->parallel, "How many may be pending at once")
+  send->add_option("--parallel", options->parallel, "maximum number of pending commands")
       ->check(CLI::PositiveNumber)
       ->capture_default_str();
   send->add_option("--repeat", options->repeat_seconds,
-                   "Send all of it again every so many seconds, until interrupted")
+                   "repeat every given number of seconds until interrupted")
       ->check(CLI::PositiveNumber)
-      // The check for a positive number admits NaN, which no comparison excludes.
+      // PositiveNumber accepts NaN.
       ->check([](const std::string& text) {
         return std::string(std::isnan(std::strtod(text.c_str(), nullptr)) ? "not a number" : "");
       });
-  send->add_flag("--strict", options->strict, "Refuse a payload that is not JSON");
-  send->add_flag("--json", options->json, "Print results as JSON lines");
-  send->add_flag("--raw", options->raw, "Write results as they are, on a terminal too");
-  send->callback([options, &choice] {
-    choice.json = options->json;
-    choice.run = [options] { return Send(*options); };
+  send->add_flag("--strict", options->strict, "reject a payload that is not JSON");
+  send->add_flag("--json", options->json, "print results as JSON Lines");
+  send->add_flag("--raw", options->raw, "do not escape results on a terminal");
+  send->callback([options, &selected] {
+    selected.json = options->json;
+    selected.run = [options] { return Send(*options); };
   });
 }
 

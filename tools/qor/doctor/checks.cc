@@ -26,28 +26,28 @@ constexpr Check::Level kPass = Check::Level::kPass;
 constexpr Check::Level kWarn = Check::Level::kWarn;
 constexpr Check::Level kFail = Check::Level::kFail;
 
-std::string Below(const std::string& relative) { return platform::RootPath() + "/" + relative; }
+std::string PathOf(const std::string& relative) { return platform::RootPath() + "/" + relative; }
 
-// Folders and files that an install in progress may be about to change.
+// An install in progress owns files that look like leftovers.
 bool IsInstalling(Checks& checks) {
-  const auto user = UserOfFile(Below(platform::kInstallLock));
+  const auto user = UserOfFile(PathOf(platform::kInstallLock));
   if (!user) return false;
   checks.push_back({kPass, "process " + std::to_string(*user) +
-                               " installs or uninstalls now, so leftovers are not looked for"});
+                               " is installing or uninstalling: leftovers are not checked"});
   return true;
 }
 
 void CheckLeftovers(const std::vector<inspect::Package>& packages, Checks& checks) {
   if (IsInstalling(checks)) return;
-  const std::string staging = Below(platform::kStagingFolder);
+  const std::string staging = PathOf(platform::kStagingFolder);
   for (const auto& name : platform::ListFolder(staging)) {
-    checks.push_back({kWarn, staging + "/" + name + " is left of an interrupted operation",
-                      "the next \"qor package install\" or \"uninstall\" clears it away"});
+    checks.push_back({kWarn, staging + "/" + name + " is a leftover of an interrupted operation",
+                      "the next \"qor package install\" or \"uninstall\" removes it"});
   }
   std::set<std::string> installed;
   for (const auto& package : packages)
     installed.insert(fs::weakly_canonical(package.record.root_path));
-  const std::string all = Below(platform::kPackagesFolder);
+  const std::string all = PathOf(platform::kPackagesFolder);
   for (const auto& id : platform::ListFolder(all)) {
     for (const auto& generation : platform::ListFolder(all + "/" + id)) {
       const std::string folder = all + "/" + id + "/" + generation;
@@ -64,46 +64,46 @@ bool CheckRoot(Checks& checks) {
   const std::string root = platform::RootPath();
   struct stat status {};
   if (stat(root.c_str(), &status) != 0) {
-    checks.push_back(
-        {kPass, "the root folder " + root + " does not exist: nothing was installed yet"});
+    checks.push_back({kPass, "root folder " + root + " does not exist (nothing installed yet)"});
     return false;
   }
   if (!S_ISDIR(status.st_mode)) {
-    checks.push_back({kFail, "the root " + root + " is not a folder",
-                      "move it away, or set QOR_PLATFORM_ROOT to another place"});
+    checks.push_back({kFail, "root folder " + root + " is not a folder",
+                      "move it away, or set QOR_PLATFORM_ROOT"});
     return false;
   }
   constexpr mode_t kOthers = S_IRWXG | S_IRWXO;
   if (status.st_uid != geteuid()) {
-    checks.push_back(
-        {kFail, "the root folder " + root + " belongs to user " + std::to_string(status.st_uid),
-         "give it to yourself (chown), or set QOR_PLATFORM_ROOT to another place"});
+    checks.push_back({kFail,
+                      "root folder " + root + " is owned by user " + std::to_string(status.st_uid),
+                      "change its owner (chown), or set QOR_PLATFORM_ROOT"});
   } else if ((status.st_mode & S_IRWXU) != S_IRWXU) {
     checks.push_back(
-        {kFail, "the root folder " + root + " cannot be used by its owner", "chmod 700 " + root});
+        {kFail, "root folder " + root + " is not accessible to its owner", "chmod 700 " + root});
   } else if ((status.st_mode & kOthers) != 0) {
     checks.push_back(
-        {kWarn, "the root folder " + root + " is open to other users", "chmod 700 " + root});
+        {kWarn, "root folder " + root + " is accessible to other users", "chmod 700 " + root});
   } else {
-    checks.push_back({kPass, "the root folder " + root + " is yours alone"});
+    checks.push_back({kPass, "root folder " + root + " is private"});
   }
   return access(root.c_str(), R_OK | X_OK) == 0;
 }
 
 void CheckAgents(Checks& checks) {
-  const std::string ports = Below(platform::kPortsFolder);
+  const std::string ports = PathOf(platform::kPortsFolder);
   for (const auto& owner : platform::ListFolder(ports)) {
     const auto pid =
         UserOfFile(ports + "/" + owner + "/" + platform::PortLockName("CommandHandler"));
     if (!pid) continue;
     const platform::Executable executable = platform::ExecutableOf(*pid);
-    const std::string who = "the port CommandHandler of " + owner + " belongs to process " +
-                            std::to_string(*pid) + ", " + executable.path;
+    const std::string description = "port CommandHandler of " + owner + " is owned by process " +
+                                    std::to_string(*pid) + ", " + executable.path;
     if (executable.is_deleted) {
-      checks.push_back({kWarn, who + ", whose file was replaced: handlers cannot tell who it is",
-                        "start that agent again"});
+      checks.push_back({kWarn,
+                        description + ": executable replaced, handlers cannot identify the process",
+                        "restart that agent"});
     } else {
-      checks.push_back({kPass, who});
+      checks.push_back({kPass, description});
     }
   }
 }
@@ -116,18 +116,17 @@ void CheckPackages(Checks& checks) {
     checks.push_back({kFail, error.what(), "move the file away and install the packages again"});
     return;
   }
-  bool sound = true;
+  bool all_exist = true;
   for (const auto& package : packages) {
     const auto& record = package.record;
     if (fs::is_directory(record.root_path)) continue;
-    sound = false;
-    checks.push_back({kFail,
-                      "package " + record.id + ": its folder " + record.root_path + " is missing",
+    all_exist = false;
+    checks.push_back({kFail, "package " + record.id + ": missing folder " + record.root_path,
                       "qor package uninstall " + record.id + ", then install it again"});
   }
-  if (sound) {
-    checks.push_back({kPass, "all folders of the " + std::to_string(packages.size()) +
-                                 " installed packages are there"});
+  if (all_exist) {
+    checks.push_back(
+        {kPass, std::to_string(packages.size()) + " installed packages, all folders exist"});
   }
   CheckLeftovers(packages, checks);
 }
@@ -137,11 +136,11 @@ void CheckHandlers(Checks& checks) {
   try {
     packages = inspect::InspectInstalledPackages();
   } catch (const platform::DatabaseError&) {
-    // Reported with the packages.
+    // Reported by CheckPackages().
     return;
   }
   for (const auto& package : packages) {
-    // Reported with the packages.
+    // Reported by CheckPackages().
     if (!fs::is_directory(package.record.root_path)) continue;
     for (const auto& application : package.applications) {
       const std::string name = "handler " + application.record.id + ": ";

@@ -11,18 +11,18 @@ namespace tools::cli {
 using check::Check;
 using check::Checks;
 
-// Each adds what it finds below the platform's root folder.
+// Each adds its findings about the platform's root folder to `checks`.
 
-// Whether the root folder is there, ours and private. Returns false when nothing else can be looked
-// at.
+// Checks that the root folder exists and is private to this user. Returns false when it cannot be
+// read, so that further checks are useless.
 bool CheckRoot(Checks& checks);
-// Sockets and lock files that nobody uses; removed when `fix` is set.
+// Finds unused sockets and lock files; removes them when `fix` is set.
 void CheckSockets(bool fix, Checks& checks);
-// The processes that own the port "CommandHandler", each under the identity that it has.
+// Lists the processes that own a port "CommandHandler".
 void CheckAgents(Checks& checks);
-// The package database, and whether it agrees with the folders.
+// Compares the package database with the folders.
 void CheckPackages(Checks& checks);
-// What the handlers among the installed applications declare.
+// Checks the declarations of installed handlers.
 void CheckHandlers(Checks& checks);
 
 }  // namespace tools::cli

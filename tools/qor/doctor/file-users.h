@@ -12,11 +12,11 @@
 
 namespace tools::cli {
 
-// A process that has the file open, among those that this user may look at. A held lock means that
-// there is one.
+// Returns a process that has the file open, among those that this user may inspect. The owner of a
+// lock has its file open.
 std::optional<pid_t> UserOfFile(const std::string& path);
 
-// The names, without their folders, of all Unix sockets on which somebody listens.
+// Returns the file names of all listening Unix sockets.
 std::set<std::string> ListeningSocketNames();
 
 }  // namespace tools::cli

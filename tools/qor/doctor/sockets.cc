@@ -23,11 +23,11 @@ namespace {
 
 namespace fs = std::filesystem;
 
-class Sweep {
+class SocketCleaner {
  public:
-  Sweep(bool fix, Checks& checks) : fix_(fix), checks_(checks) {}
+  SocketCleaner(bool fix, Checks& checks) : fix_(fix), checks_(checks) {}
 
-  // A port's socket is somebody's as long as the lock file beside it is.
+  // The owner of a port holds the lock file beside the socket.
   void Ports() {
     const std::string folder = root_ + "/" + platform::kPortsFolder;
     for (const auto& owner : platform::ListFolder(folder)) {
@@ -43,8 +43,8 @@ class Sweep {
     }
   }
 
-  // An application's socket is listened to by the process that inherited it; a launcher that is
-  // about to start one holds the lock.
+  // An application listens on the socket that it inherited; a launcher holds the lock until it has
+  // started the application.
   void Applications() {
     const std::set<std::string> listening = ListeningSocketNames();
     const std::string folder = root_ + "/" + platform::kApplicationSocketFolder;
@@ -55,7 +55,7 @@ class Sweep {
     LockFilesIn(platform::kApplicationLockFolder);
   }
 
-  // A listener's socket is named after its process.
+  // The socket of a package event listener is named after its process.
   void Events() {
     const std::string folder = root_ + "/" + platform::kEventSocketFolder;
     for (const auto& name : platform::ListFolder(folder)) {
@@ -71,15 +71,14 @@ class Sweep {
   }
 
   void Report() {
-    if (stale_ == 0) checks_.push_back({Check::Level::kPass, "no socket is stale"});
+    if (stale_ == 0) checks_.push_back({Check::Level::kPass, "no stale sockets"});
     if (free_locks_ == 0) return;
-    checks_.push_back(
-        {Check::Level::kPass, std::to_string(free_locks_) + " lock files are not in use" +
-                                  (fix_ ? " and were removed" : ", which is harmless")});
+    checks_.push_back({Check::Level::kPass, std::to_string(free_locks_) + " unused lock files" +
+                                                (fix_ ? " removed" : " (harmless)")});
   }
 
  private:
-  // `lock` is what must be held to remove the socket; empty when nothing must.
+  // `lock`: the lock file to hold while the socket is removed, or empty.
   void Stale(const std::string& path, const std::string& lock) {
     ++stale_;
     if (fix_) {
@@ -90,11 +89,11 @@ class Sweep {
         held = platform::LockFile(lock);
       }
       if ((lock.empty() || held) && fs::remove(path, error)) {
-        checks_.push_back({Check::Level::kPass, "stale socket " + path + " was removed"});
+        checks_.push_back({Check::Level::kPass, "removed stale socket " + path});
         return;
       }
     }
-    checks_.push_back({Check::Level::kWarn, "socket " + path + " is stale: nobody listens",
+    checks_.push_back({Check::Level::kWarn, "stale socket " + path + ": no listener",
                        "\"qor doctor --fix\" removes it"});
   }
 
@@ -117,12 +116,12 @@ class Sweep {
 }  // namespace
 
 void CheckSockets(bool fix, Checks& checks) {
-  Sweep sweep(fix, checks);
-  sweep.Ports();
-  sweep.Applications();
-  sweep.Events();
-  sweep.LockFilesIn(platform::kHostNameLockFolder);
-  sweep.Report();
+  SocketCleaner cleaner(fix, checks);
+  cleaner.Ports();
+  cleaner.Applications();
+  cleaner.Events();
+  cleaner.LockFilesIn(platform::kHostNameLockFolder);
+  cleaner.Report();
 }
 
 }  // namespace tools::cli

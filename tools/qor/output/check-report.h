@@ -15,14 +15,14 @@ namespace tools::cli {
 // "pass", "warn", "fail".
 const char* NameOf(check::Check::Level level);
 
-// "<level>  <name>: <file>:<line>: <key>: <message>", without what is not known, and the hint on a
-// line of its own. For standard output, coloured when that is a terminal.
+// "<level>  <name>: <file>:<line>: <key>: <message>" without unknown parts, and the hint on a line
+// of its own. For standard output; coloured when that is a terminal.
 std::string ToText(const check::Check& check);
 
 // An array of objects "name", "level", "message", "file", "line", "key", "hint".
 void WriteChecks(json::ValueWriter& json, const check::Checks& checks);
 
-// kError when a check has failed.
+// kError if a check has failed.
 ExitCode ExitCodeOf(const check::Checks& checks);
 
 }  // namespace tools::cli

@@ -11,11 +11,10 @@
 
 namespace tools::cli {
 
-// Colours for a terminal; plain text elsewhere, and wherever NO_COLOR is set and not empty.
+// Colours for terminals. Plain text elsewhere, and if NO_COLOR is set and not empty.
 class Colour {
  public:
-  // For what is written to a descriptor.
-  explicit Colour(int fd = STDOUT_FILENO) : on_(isatty(fd) == 1 && IsWanted()) {}
+  explicit Colour(int fd = STDOUT_FILENO) : on_(isatty(fd) == 1 && IsEnabled()) {}
 
   std::string Green(const std::string& text) const { return Wrap("32", text); }
   std::string Yellow(const std::string& text) const { return Wrap("33", text); }
@@ -23,9 +22,9 @@ class Colour {
   std::string Bold(const std::string& text) const { return Wrap("1", text); }
 
  private:
-  static bool IsWanted() {
-    const char* refusal = std::getenv("NO_COLOR");
-    return refusal == nullptr || *refusal == '\0';
+  static bool IsEnabled() {
+    const char* no_color = std::getenv("NO_COLOR");
+    return no_color == nullptr || *no_color == '\0';
   }
   std::string Wrap(const char* code, const std::string& text) const {
     return on_ ? std::string("\033[") + code + "m" + text + "\033[0m" : text;

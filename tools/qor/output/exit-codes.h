@@ -17,18 +17,18 @@ enum ExitCode {
   kLaunchFailed = 6,
 };
 
-struct ExitCodeMeaning {
+struct ExitCodeDescription {
   ExitCode code;
-  const char* meaning;
+  const char* description;
 };
 
 // For the help and the manual page.
-inline constexpr ExitCodeMeaning kExitCodeMeanings[] = {
+inline constexpr ExitCodeDescription kExitCodeDescriptions[] = {
     {kSuccess, "success"},
-    {kError, "anything that is not one of the others"},
-    {kUsage, "words that the tool does not understand"},
-    {kHandlerFailed, "the handler failed the command"},
-    {kTimeout, "the handler did not answer in time"},
+    {kError, "any other error"},
+    {kUsage, "usage error"},
+    {kHandlerFailed, "the handler returned an error"},
+    {kTimeout, "the handler did not connect or answer in time"},
     {kNotSupported, "no handler serves the request type"},
     {kLaunchFailed, "the handler could not be launched"},
 };

@@ -11,7 +11,7 @@
 
 namespace tools::cli {
 
-// "message", and "file", "line", "key" and "hint" where they are known, into an open object.
+// Adds "message" and, if known, "file", "line", "key" and "hint" to the open object.
 inline void WriteMembers(json::ValueWriter& json, const inspect::Finding& finding) {
   json.Member("message", finding.message);
   if (!finding.location.file.empty()) json.Member("file", finding.location.file);
@@ -20,7 +20,7 @@ inline void WriteMembers(json::ValueWriter& json, const inspect::Finding& findin
   if (!finding.hint.empty()) json.Member("hint", finding.hint);
 }
 
-// An array of such objects.
+// Writes an array of such objects.
 inline void WriteFindings(json::ValueWriter& json, const std::vector<inspect::Finding>& findings) {
   json.BeginArray();
   for (const auto& finding : findings) {

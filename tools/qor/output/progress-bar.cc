@@ -10,14 +10,14 @@
 
 namespace tools::cli {
 
-ProgressBar::ProgressBar(std::size_t total, bool wanted)
-    : total_(total), on_(wanted && isatty(STDERR_FILENO) != 0) {}
+ProgressBar::ProgressBar(std::size_t total, bool is_enabled)
+    : total_(total), on_(is_enabled && isatty(STDERR_FILENO) != 0) {}
 
 void ProgressBar::Show(std::size_t done) {
   constexpr std::size_t kWidth = 40;
-  constexpr std::chrono::milliseconds kPause(100);
+  constexpr std::chrono::milliseconds kRedrawInterval(100);
   const auto now = std::chrono::steady_clock::now();
-  if (!on_ || (drawn_ && now - last_ < kPause)) return;
+  if (!on_ || (drawn_ && now - last_ < kRedrawInterval)) return;
   last_ = now;
   drawn_ = true;
   const std::size_t filled = done * kWidth / total_;
@@ -26,7 +26,7 @@ void ProgressBar::Show(std::size_t done) {
 }
 
 void ProgressBar::Clear() {
-  // To the end of the line.
+  // Erases to the end of the line.
   if (drawn_) std::cerr << "\r\x1b[K" << std::flush;
   drawn_ = false;
 }

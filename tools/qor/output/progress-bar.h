@@ -9,18 +9,17 @@
 
 namespace tools::cli {
 
-// A line on standard error that fills up. Nothing at all when that is no terminal.
+// A progress bar on standard error; draws nothing if that is not a terminal.
 class ProgressBar {
  public:
-  // `wanted`: whether there is anything to show on a terminal.
-  ProgressBar(std::size_t total, bool wanted);
+  ProgressBar(std::size_t total, bool is_enabled);
   ProgressBar(const ProgressBar&) = delete;
   ProgressBar& operator=(const ProgressBar&) = delete;
   ~ProgressBar() { Clear(); }
 
-  // Draws, though not more often than an eye can follow.
+  // Draws at a limited rate.
   void Show(std::size_t done);
-  // Makes room for other lines.
+  // Erases the bar, so that other lines can be printed.
   void Clear();
 
  private:

@@ -14,20 +14,20 @@ void Summary::Add(const Outcome& outcome) {
   ++counts_[outcome.kind];
   if (code_ == kSuccess) code_ = ExitCodeOf(outcome.kind);
   if (outcome.kind == OutcomeKind::kSuccess || outcome.kind == OutcomeKind::kHandlerFailed) {
-    milliseconds_.push_back(outcome.latency_ms);
+    latencies_ms_.push_back(outcome.latency_ms);
   }
 }
 
-std::size_t Summary::Commands() const {
+std::size_t Summary::CountCommands() const {
   std::size_t commands = interrupted_;
   for (const auto& [kind, count] : counts_) commands += count;
   return commands;
 }
 
 Summary::Latencies Summary::Measure() const {
-  std::vector<double> sorted = milliseconds_;
+  std::vector<double> sorted = latencies_ms_;
   std::sort(sorted.begin(), sorted.end());
-  // The smallest that so many of a hundred do not exceed.
+  // Nearest-rank percentile.
   const auto percentile = [&sorted](std::size_t percent) {
     return sorted[(sorted.size() * percent + 99) / 100 - 1];
   };
@@ -36,7 +36,7 @@ Summary::Latencies Summary::Measure() const {
 
 std::string Summary::ToText() const {
   std::ostringstream text;
-  text << Commands() << (Commands() == 1 ? " command" : " commands");
+  text << CountCommands() << (CountCommands() == 1 ? " command" : " commands");
   const char* separator = ": ";
   const auto part = [&](std::size_t count, const char* name) {
     text << separator << count << " " << name;
@@ -45,7 +45,7 @@ std::string Summary::ToText() const {
   for (const auto& [kind, count] : counts_) part(count, NameOf(kind));
   if (interrupted_ != 0) part(interrupted_, "interrupted");
   text << "\n";
-  if (milliseconds_.empty()) return text.str();
+  if (latencies_ms_.empty()) return text.str();
   const Latencies ms = Measure();
   text << std::fixed << std::setprecision(3) << "latency in ms: min " << ms.min << ", median "
        << ms.median << ", p90 " << ms.p90 << ", p99 " << ms.p99 << ", max " << ms.max << "\n";
@@ -55,15 +55,15 @@ std::string Summary::ToText() const {
 std::string Summary::ToJson() const {
   const auto number = [](std::size_t count) { return static_cast<std::int64_t>(count); };
   json::ValueWriter json;
-  json.BeginObject().Key("summary").BeginObject().Member("commands", number(Commands()));
+  json.BeginObject().Key("summary").BeginObject().Member("commands", number(CountCommands()));
   json.Key("outcomes").BeginObject();
   for (const auto& [kind, count] : counts_) json.Member(NameOf(kind), number(count));
   if (interrupted_ != 0) json.Member("interrupted", number(interrupted_));
   json.EndObject();
-  if (!milliseconds_.empty()) {
+  if (!latencies_ms_.empty()) {
     const Latencies ms = Measure();
     json.Key("latencyMs").BeginObject();
-    json.Member("answers", number(milliseconds_.size())).Member("min", ms.min);
+    json.Member("answers", number(latencies_ms_.size())).Member("min", ms.min);
     json.Member("median", ms.median).Member("p90", ms.p90).Member("p99", ms.p99);
     json.Member("max", ms.max).EndObject();
   }

@@ -13,16 +13,16 @@
 
 namespace tools::cli {
 
-// What became of many commands.
+// Counts and latencies of the outcomes of several commands.
 class Summary {
  public:
   void Add(const Outcome& outcome);
-  // Commands that were not waited for to the end.
+  // Adds commands that were still pending when a signal arrived.
   void AddInterrupted(std::size_t count) { interrupted_ += count; }
 
-  // The exit status of the first command that was no success, or kSuccess.
+  // The exit status of the first command without success, or kSuccess.
   ExitCode Code() const { return code_; }
-  // Two lines: how many ended how, and the latencies of those that a handler answered.
+  // Two lines: the number of commands per outcome, and the latencies of answered commands.
   std::string ToText() const;
   // {"summary":{"commands":...,"outcomes":{...},"latencyMs":{"answers":...,"min":...,...}}}
   std::string ToJson() const;
@@ -32,13 +32,13 @@ class Summary {
     double min, median, p90, p99, max;
   };
 
-  std::size_t Commands() const;
-  // There must be some.
+  std::size_t CountCommands() const;
+  // Requires at least one latency.
   Latencies Measure() const;
 
   std::map<OutcomeKind, std::size_t> counts_;
   std::size_t interrupted_ = 0;
-  std::vector<double> milliseconds_;
+  std::vector<double> latencies_ms_;
   ExitCode code_ = kSuccess;
 };
 

@@ -14,7 +14,7 @@ namespace tools::cli {
 
 namespace {
 
-// Files and devices such as /dev/null are always ready, and nothing can wait for them.
+// Regular files and devices such as /dev/null are always ready, and epoll rejects them.
 bool IsAlwaysReady(int fd) {
   struct stat status {};
   if (fstat(fd, &status) != 0) return false;
@@ -30,7 +30,7 @@ LineReader::LineReader(int fd, Events events) : fd_(fd), events_(std::move(event
   };
   const auto add = IsAlwaysReady(fd) ? ecore_main_fd_handler_file_add : ecore_main_fd_handler_add;
   handler_ = add(fd, ECORE_FD_READ, on_ready, this, nullptr, nullptr);
-  if (handler_ == nullptr) throw std::runtime_error("standard input cannot be read");
+  if (handler_ == nullptr) throw std::runtime_error("cannot read standard input");
 }
 
 LineReader::~LineReader() {
@@ -41,25 +41,25 @@ void LineReader::Read() {
   char block[64 * 1024];
   const ssize_t count = read(fd_, block, sizeof block);
   if (count > 0) {
-    Take({block, static_cast<std::size_t>(count)});
+    Append({block, static_cast<std::size_t>(count)});
     return;
   }
   if (count < 0 && (errno == EINTR || errno == EAGAIN)) return;
   if (!line_.empty()) EndLine();
-  // Returning to the loop takes the handler away.
+  // Ecore deletes the handler when the callback returns CANCEL.
   handler_ = nullptr;
 }
 
-void LineReader::Take(std::string_view bytes) {
+void LineReader::Append(std::string_view bytes) {
   while (!bytes.empty()) {
     const std::size_t end = bytes.find('\n');
     const std::string_view part = bytes.substr(0, end);
-    if (!too_long_ && line_.size() + part.size() > kMaxLineSize) {
-      too_long_ = true;
+    if (!is_too_long_ && line_.size() + part.size() > kMaxLineSize) {
+      is_too_long_ = true;
       line_ = {};
       events_.on_too_long(number_);
     }
-    if (!too_long_) line_ += part;
+    if (!is_too_long_) line_ += part;
     if (end == std::string_view::npos) return;
     EndLine();
     bytes.remove_prefix(end + 1);
@@ -67,9 +67,9 @@ void LineReader::Take(std::string_view bytes) {
 }
 
 void LineReader::EndLine() {
-  if (!too_long_) events_.on_line(number_, line_);
+  if (!is_too_long_) events_.on_line(number_, line_);
   line_.clear();
-  too_long_ = false;
+  is_too_long_ = false;
   ++number_;
 }
 

@@ -13,31 +13,33 @@
 
 namespace tools::cli {
 
-// No line may be longer, in bytes: 3 MiB, less than what a connection takes in one piece.
+// In bytes. Less than the limit of a connection for one frame (4 MiB), so that every accepted
+// command can be delivered.
 inline constexpr std::size_t kMaxLineSize = std::size_t{3} << 20;
 
-// Reads lines from a file descriptor on the main loop, as they come.
+// Reads lines from a file descriptor on the main loop.
 class LineReader {
  public:
-  // Called on the main loop, lines counted from 1, without their ends; the last may lack one.
+  // Called on the main loop. Lines are counted from 1; the line end of the last one is optional.
   struct Events {
     std::function<void(int number, std::string_view line)> on_line;
-    // In place of the line, once, as soon as that is known. It is not kept.
+    // Called once in place of on_line, as soon as the limit is exceeded. The line is discarded.
     std::function<void(int number)> on_too_long;
   };
 
-  // Ecore must be running; the descriptor stays the caller's. A regular file does as well.
+  // Ecore must be initialized. Borrows the descriptor, which may also be of a regular file. Throws
+  // std::runtime_error when it cannot be watched.
   LineReader(int fd, Events events);
   LineReader(const LineReader&) = delete;
   LineReader& operator=(const LineReader&) = delete;
   ~LineReader();
 
-  // There is nothing more to come: the end, or an error.
+  // Whether the end or a read error was reached.
   bool AtEnd() const { return handler_ == nullptr; }
 
  private:
   void Read();
-  void Take(std::string_view bytes);
+  void Append(std::string_view bytes);
   void EndLine();
 
   const int fd_;
@@ -45,7 +47,7 @@ class LineReader {
   Ecore_Fd_Handler* handler_;
   int number_ = 1;
   std::string line_;
-  bool too_long_ = false;
+  bool is_too_long_ = false;
 };
 
 }  // namespace tools::cli

@@ -16,7 +16,7 @@ LineWriter::LineWriter() {
   struct stat status {};
   if (fstat(STDOUT_FILENO, &status) != 0) return;
   if (!S_ISFIFO(status.st_mode) && !S_ISSOCK(status.st_mode)) return;
-  // The reader may go while there is nothing to write.
+  // Detects a reader that closes the pipe while nothing is written.
   watch_ = ecore_main_fd_handler_add(
       STDOUT_FILENO, ECORE_FD_ERROR,
       [](void* data, Ecore_Fd_Handler*) -> Eina_Bool {

@@ -10,8 +10,8 @@
 
 namespace tools::cli {
 
-// Writes whole lines to standard output, each at once, and knows when nobody reads them any more.
-// Ecore must be running. SIGPIPE is ignored from then on.
+// Writes lines to standard output, flushes each, and detects a closed output. Ecore must be
+// initialized. Ignores SIGPIPE from then on.
 class LineWriter {
  public:
   LineWriter();
@@ -19,7 +19,7 @@ class LineWriter {
   LineWriter& operator=(const LineWriter&) = delete;
   ~LineWriter();
 
-  // Does nothing once it is closed.
+  // Does nothing after the output was closed.
   void Write(const std::string& line);
   bool IsClosed() const { return closed_; }
 

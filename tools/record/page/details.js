@@ -5,7 +5,7 @@ function describeAnswer(answer) {
   return answer.status === 0 ? "success" : `failure with status ${answer.status}`;
 }
 
-// What happened to a command, in order: pairs of a time and a text.
+// The steps of a command as pairs of time and text, sorted by time.
 function stepsOf(command) {
   const steps = [];
   const add = (time, text) => {
@@ -13,11 +13,11 @@ function stepsOf(command) {
   };
   add(command.outcome === "unsolicited" ? undefined : command.begin, "sent");
   add(command.accepted, "accepted");
-  add(command.launched, "launch of the handler");
+  add(command.launched, "handler launched");
   add(command.connected, "handler connected");
   command.delivered.forEach((time, i) => add(time, i === 0 ? "delivered" : "delivered again"));
   for (const { time, seconds, granted } of command.extensions) {
-    add(time, `asked for ${seconds} s: ${granted ? "granted" : "refused"}`);
+    add(time, `requested ${seconds} s: ${granted ? "granted" : "refused"}`);
   }
   steps.sort((a, b) => a[0] - b[0]);
   if (command.outcome === "refused") add(command.end, `refused: ${command.reason}`);
@@ -29,14 +29,14 @@ function stepsOf(command) {
   return steps;
 }
 
-// Indented where it is JSON.
+// JSON is shown indented.
 function textBlock(title, text) {
   if (!text) return [];
   let shown = text;
   try {
     shown = JSON.stringify(JSON.parse(text), null, 2);
   } catch {
-    // Shown as it came.
+    // Not JSON: shown unchanged.
   }
   return [element("h3", {}, title), element("pre", { tabindex: "0" }, shown)];
 }

@@ -3,8 +3,8 @@
 
 cmake_minimum_required(VERSION 3.21)
 
-# cmake -D FOLDER=... -D OUTPUT=... -P embed.cmake: writes the page, its style and scripts put in
-# their places, as a C++ text. The place of the record stays open.
+# cmake -D FOLDER=... -D OUTPUT=... -P embed.cmake: writes a C++ string with the page and its style and
+# scripts. The placeholder of the record remains.
 file(READ ${FOLDER}/page.html html)
 file(READ ${FOLDER}/page.css style)
 set(script "")

@@ -11,22 +11,22 @@ function formatDuration(microseconds) {
   return `${(microseconds / 1e6).toFixed(3)} s`;
 }
 
-// A time on the axis, with as many digits as tell neighbours that lie `step` apart from each other.
+// A time on the axis, with enough digits to distinguish ticks at intervals of `step`.
 function formatTick(microseconds, step) {
   const [unit, name] = step >= 1e5 ? [1e6, "s"] : step >= 100 ? [1e3, "ms"] : [1, "µs"];
   const digits = Math.max(0, Math.ceil(-Math.log10(step / unit) - 1e-9));
   return `${(microseconds / unit).toFixed(digits)} ${name}`;
 }
 
-// An element with attributes and children. Children are elements or texts, never markup.
+// Creates an element. Children are elements or texts; texts are never parsed as markup.
 function element(name, attributes, ...children) {
-  const made = document.createElement(name);
-  for (const [key, value] of Object.entries(attributes)) made.setAttribute(key, value);
-  made.append(...children);
-  return made;
+  const created = document.createElement(name);
+  for (const [key, value] of Object.entries(attributes)) created.setAttribute(key, value);
+  created.append(...children);
+  return created;
 }
 
-// Names of outcomes are texts; those of their colours are words with hyphens.
+// The custom property with the colour of an outcome.
 function colourName(outcome) {
   return `--${outcome.replace(/ /g, "-")}`;
 }

@@ -1,12 +1,12 @@
 // Copyright 2026 The qor-handler-manager authors
 // SPDX-License-Identifier: Apache-2.0
 
-// When the last thing that belongs to a command is over; a late result comes after its end.
+// The end of a command, or the time of its last late result.
 function lastTimeOf(command) {
   return command.lateAnswers.reduce((last, answer) => Math.max(last, answer.time), command.end);
 }
 
-// Puts commands, in the order of their beginnings, into as few rows as keep them apart.
+// Packs commands, sorted by begin, into the smallest number of rows without overlaps.
 function packRows(commands) {
   const rows = [];
   for (const command of commands) {
@@ -18,7 +18,7 @@ function packRows(commands) {
   return rows.map((row) => row.commands);
 }
 
-// A lane for each handler that has commands or connections, one for commands that none got.
+// One lane per handler, and one for commands that were not routed.
 function makeLanes(record, commands) {
   const handlers = [...record.handlers];
   if (record.commands.some((command) => command.handler === "")) {
@@ -31,8 +31,7 @@ function makeLanes(record, commands) {
   }));
 }
 
-// The first of the commands of a row that can be seen at or after a time: they stand one after the
-// other.
+// Binary search for the first command of a row that ends at or after a time.
 function firstVisible(row, time) {
   let low = 0;
   let high = row.length;

@@ -7,7 +7,7 @@ const OUTCOMES = [
   "success", "failure", "connection timeout", "execution timeout", "refused", "dropped", "unfinished", "unsolicited",
 ];
 
-// How many commands have each value of a member.
+// The number of commands per value of a member.
 function countBy(member) {
   const counts = new Map();
   for (const command of record.commands) {
@@ -64,12 +64,12 @@ function main() {
   };
   const timeline = new Timeline(record.duration, {
     onSelect: select,
-    onHover(command, place) {
+    onHover(command, pointer) {
       tip.hidden = !command;
       if (!command) return;
       tip.textContent = `${command.type || "?"} · ${command.outcome} · ${formatDuration(durationOf(command))} · ${command.uuid}`;
-      tip.style.left = `${Math.min(place.clientX + 12, window.innerWidth - tip.offsetWidth - 8)}px`;
-      tip.style.top = `${place.clientY + 14}px`;
+      tip.style.left = `${Math.min(pointer.clientX + 12, window.innerWidth - tip.offsetWidth - 8)}px`;
+      tip.style.top = `${pointer.clientY + 14}px`;
     },
     onView(begin, end) {
       const from = formatDuration(Math.max(begin, 0));
@@ -86,7 +86,8 @@ function main() {
   };
 
   const filters = document.getElementById("filters");
-  // Once a frame however fast somebody types; and a reset's fields are empty only after the event.
+  // Deferred to the next frame: limits the rate while typing, and a reset clears its fields only after
+  // the event.
   let frame = null;
   const showSoon = () => {
     frame ??= requestAnimationFrame(() => {

@@ -1,10 +1,10 @@
 // Copyright 2026 The qor-handler-manager authors
 // SPDX-License-Identifier: Apache-2.0
 
-// More at once would take too long to lay out.
+// Limits the time of one layout.
 const ROWS_AT_ONCE = 1000;
 
-// The same commands as the timeline, for those who would rather read.
+// The commands of the timeline as a table, also for screen readers.
 class Table {
   constructor(onSelect) {
     this.body = document.getElementById("rows");

@@ -9,11 +9,11 @@ const LANE_GAP = 10;
 const NARROWEST_SPAN = 10;
 const MARGIN = 0.02;
 
-// Draws lanes of commands onto a canvas and lets people move about in them. Draws at most once a
-// frame, and only what can be seen.
+// Draws lanes of commands onto a canvas, with zoom and scroll. Draws at most once per frame, and only
+// the visible part.
 class Timeline {
-  // `onSelect` gets a command; `onHover` a command or null and the place of the pointer; `onView`
-  // the beginning and the end of what is shown.
+  // `onSelect` receives a command, `onHover` a command or null and the pointer event, `onView` the
+  // beginning and the end of the visible range.
   constructor(duration, { onSelect, onHover, onView }) {
     this.box = document.getElementById("timeline");
     this.canvas = document.getElementById("canvas");
@@ -43,17 +43,17 @@ class Timeline {
     this.resize();
   }
 
-  // Brings the command into view where it is not.
+  // Scrolls to the command if it is not visible.
   select(command) {
     this.selected = command;
     if (command && (command.end < this.view.begin || command.begin > this.view.end)) {
       this.setView(command.begin - this.span / 2, this.span);
     }
-    const place = command && this.placeOf(command);
-    if (place) {
-      const hidden = place.y < this.box.scrollTop + AXIS ||
-          place.y + ROW > this.box.scrollTop + this.height;
-      if (hidden) this.box.scrollTop = place.y - this.height / 2;
+    const position = command && this.positionOf(command);
+    if (position) {
+      const hidden = position.y < this.box.scrollTop + AXIS ||
+          position.y + ROW > this.box.scrollTop + this.height;
+      if (hidden) this.box.scrollTop = position.y - this.height / 2;
     }
     this.redraw();
   }
@@ -62,14 +62,14 @@ class Timeline {
     this.setView(this.whole.begin, this.whole.end - this.whole.begin);
   }
 
-  // More than 1 shows less; the time at `x` stays where it is.
+  // A factor above 1 zooms in. The time at `x` keeps its position.
   zoom(factor, x = this.width / 2) {
     const widest = this.whole.end - this.whole.begin;
     const span = Math.min(Math.max(this.span / factor, NARROWEST_SPAN), widest);
     this.setView(this.timeAt(x) - span * x / this.width, span);
   }
 
-  // By a part of what is shown.
+  // Moves by a fraction of the visible range.
   move(part) {
     this.setView(this.view.begin + this.span * part, this.span);
   }
@@ -93,7 +93,7 @@ class Timeline {
     return (time - this.view.begin) / this.span * this.width;
   }
 
-  placeOf(command) {
+  positionOf(command) {
     for (const lane of this.lanes) {
       const row = lane.rows.findIndex((commands) => commands.includes(command));
       if (row >= 0) return { y: this.topOfRow(lane, row) };
@@ -105,7 +105,7 @@ class Timeline {
     return lane.top + LANE_TITLE + row * ROW;
   }
 
-  // The command at a place of the canvas; near is enough, bars can be thin.
+  // The command at a position of the canvas, with a tolerance for thin bars.
   commandAt(x, y) {
     const near = 4;
     const top = y + this.box.scrollTop;
@@ -244,7 +244,7 @@ class Timeline {
     this.drawMarks(command, colour, top);
   }
 
-  // Where most of it can be seen, and only when all of it can.
+  // Draws the label in the widest visible segment, if it fits.
   drawLabel(command, top) {
     const { context } = this;
     const visible = command.segments
@@ -350,7 +350,7 @@ class Timeline {
     this.canvas.setPointerCapture(event.pointerId);
   }
 
-  // One pointer drags, two pinch.
+  // One pointer pans, two zoom.
   onMove(event) {
     const before = this.pointers.get(event.pointerId);
     const now = { x: event.offsetX, y: event.offsetY };
