@@ -27,7 +27,7 @@ namespace qor {
 namespace {
 
 namespace fs = std::filesystem;
-using end_to_end::kPatienceSeconds;
+using end_to_end::kTimeoutSeconds;
 
 class HandlerProcess : public end_to_end::EndToEndTest {
  protected:
@@ -71,7 +71,7 @@ class HandlerProcess : public end_to_end::EndToEndTest {
       const std::size_t read = agent.Responses().size();
       ASSERT_LT(read, count_sent);
       ASSERT_TRUE(
-          tools::RunUntil([&] { return agent.Responses().size() > read; }, kPatienceSeconds));
+          tools::RunUntil([&] { return agent.Responses().size() > read; }, kTimeoutSeconds));
     }
   }
 
@@ -92,14 +92,14 @@ class HandlerProcess : public end_to_end::EndToEndTest {
   void SendWaiting(tools::Agent& agent, const std::string& uuid) {
     ASSERT_EQ(agent.Send(uuid, "probe.wait", Pipe()), 0);
     ASSERT_TRUE(
-        tools::RunUntil([&] { return extension_requests_ == uuid + " "; }, kPatienceSeconds));
+        tools::RunUntil([&] { return extension_requests_ == uuid + " "; }, kTimeoutSeconds));
   }
 
   // Runs another agent, which sends "probe.agent" as command-1.
   tools::ProcessResult RunSecondAgent() {
     const std::string second = Root() + "/second-agent";
     fs::copy_file(BuildFolder() + "/examples/example-agent", second);
-    return tools::RunProcess({second, "probe.agent"}, kPatienceSeconds);
+    return tools::RunProcess({second, "probe.agent"}, kTimeoutSeconds);
   }
 
   std::string extension_requests_;
@@ -167,7 +167,7 @@ TEST_F(HandlerProcess, ResendsUnackedAnswersWhenTheAgentStopsAmongMany) {
     ASSERT_EQ(agent.Send("many-" + std::to_string(i), "probe.run", ""), 0);
   }
   ASSERT_TRUE(
-      tools::RunUntil([&] { return agent.Responses().size() >= kCount / 3; }, kPatienceSeconds));
+      tools::RunUntil([&] { return agent.Responses().size() >= kCount / 3; }, kTimeoutSeconds));
   ASSERT_NO_FATAL_FAILURE(AwaitUnreadAnswers(agent, kCount));
   std::set<std::string> answered = AnsweredUuids(agent);
   StopAgent();
@@ -180,7 +180,7 @@ TEST_F(HandlerProcess, ResendsUnackedAnswersWhenTheAgentStopsAmongMany) {
         return std::all_of(std::istream_iterator<std::string>(runs), {},
                            [&](const std::string& uuid) { return answered.count(uuid) != 0; });
       },
-      kPatienceSeconds));
+      kTimeoutSeconds));
   EXPECT_GT(answered.size(), kCount / 3);
 }
 
@@ -203,8 +203,8 @@ TEST_F(HandlerProcess, ResendsStoredAnswerAfterAKill) {
   auto& agent = StartAgent();
   EXPECT_EQ(Execute("one", "probe.run").result, "1");
   ASSERT_EQ(agent.Send("die", "probe.die", ""), 0);
-  ASSERT_TRUE(tools::RunUntil([this] { return Runs() == "one\ndie\n"; }, kPatienceSeconds));
-  ASSERT_TRUE(tools::RunUntil([this] { return IsGone(); }, kPatienceSeconds));
+  ASSERT_TRUE(tools::RunUntil([this] { return Runs() == "one\ndie\n"; }, kTimeoutSeconds));
+  ASSERT_TRUE(tools::RunUntil([this] { return IsGone(); }, kTimeoutSeconds));
   StopAgent();
   auto& again = StartAgent();
   again.Send("one", "probe.run", "");
@@ -215,8 +215,8 @@ TEST_F(HandlerProcess, ResendsStoredAnswerAfterAKill) {
 TEST_F(HandlerProcess, RerunsTheCommandInFlightAtAKill) {
   auto& agent = StartAgent();
   ASSERT_EQ(agent.Send("one", "probe.die-once", ""), 0);
-  ASSERT_TRUE(tools::RunUntil([this] { return Runs() == "one\n"; }, kPatienceSeconds));
-  ASSERT_TRUE(tools::RunUntil([this] { return IsGone(); }, kPatienceSeconds));
+  ASSERT_TRUE(tools::RunUntil([this] { return Runs() == "one\n"; }, kTimeoutSeconds));
+  ASSERT_TRUE(tools::RunUntil([this] { return IsGone(); }, kTimeoutSeconds));
   StopAgent();
   StartAgent();
   EXPECT_EQ(Execute("one", "probe.die-once").result, "2");
@@ -239,7 +239,7 @@ TEST_F(HandlerProcess, ConnectsToTheConfiguredAgentWhicheverAgentLaunchesIt) {
   const auto run = RunSecondAgent();
   unsetenv("PROBE_AGENT");
   EXPECT_EQ(run.output, "command-1: host.second-agent\n") << run.errors;
-  EXPECT_TRUE(tools::RunUntil([&] { return port.CountReceived() == 1; }, kPatienceSeconds));
+  EXPECT_TRUE(tools::RunUntil([&] { return port.CountReceived() == 1; }, kTimeoutSeconds));
   EXPECT_EQ(port.Connected(), "org.example.probe.handler ");
 }
 
@@ -259,7 +259,7 @@ TEST_F(HandlerProcess, RunsWithoutAWritableAnswerFile) {
 }
 
 TEST_F(HandlerProcess, FailsToRunWhenNotLaunchedByThePlatform) {
-  const auto run = tools::RunProcess({Packages() + "/probe/bin/probe-handler"}, kPatienceSeconds);
+  const auto run = tools::RunProcess({Packages() + "/probe/bin/probe-handler"}, kTimeoutSeconds);
   EXPECT_NE(run.exit_status, 0);
   EXPECT_NE(run.errors.find("cannot run the handler"), std::string::npos) << run.errors;
 }

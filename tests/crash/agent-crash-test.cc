@@ -21,7 +21,7 @@ namespace crash {
 namespace {
 
 namespace fs = std::filesystem;
-using end_to_end::kPatienceSeconds;
+using end_to_end::kTimeoutSeconds;
 
 // Whether other processes or the file system can observe the call.
 bool IsObservable(const __ptrace_syscall_info& call) {
@@ -59,7 +59,7 @@ class AgentCrash : public end_to_end::EndToEndTest {
     return {ONE_SHOT_AGENT, uuid};
   }
   void ExpectResult(const std::string& uuid, const std::string& result) {
-    const auto run = tools::RunProcess(AgentCommand(uuid), kPatienceSeconds);
+    const auto run = tools::RunProcess(AgentCommand(uuid), kTimeoutSeconds);
     EXPECT_EQ(run.output, result + "\n") << run.errors;
   }
   // Uuids of the commands that the handler has executed, one per line.

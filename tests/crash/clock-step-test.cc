@@ -55,7 +55,7 @@ INSTANTIATE_TEST_SUITE_P(By, ClockStepInBothDirections,
 
 TEST_P(ClockStepInBothDirections, IsSeenByProcesses) {
   SetClock(GetParam());
-  const auto run = tools::RunProcess(Under({PRINT_TIME}), end_to_end::kPatienceSeconds);
+  const auto run = tools::RunProcess(Under({PRINT_TIME}), end_to_end::kTimeoutSeconds);
   EXPECT_NEAR(std::stod(run.output), static_cast<double>(time(nullptr) + GetParam()), 3600);
 }
 
@@ -83,7 +83,7 @@ TEST_F(ClockStep, BackwardDoesNotRepeatCommand) {
   Install("probe");
   const auto send = [this] {
     return tools::RunProcess(Tool({"send", "probe.run", "1", "--uuid", "same"}),
-                             end_to_end::kPatienceSeconds);
+                             end_to_end::kTimeoutSeconds);
   };
   const auto first = send();
   ASSERT_EQ(first.exit_status, 0) << first.errors;
@@ -95,7 +95,7 @@ TEST_F(ClockStep, BackwardDoesNotRepeatCommand) {
 
 TEST_P(ClockStepInBothDirections, DoesNotPreventPackageUpdate) {
   const auto expect_success = [this](const std::vector<std::string>& arguments) {
-    const auto run = tools::RunProcess(Tool(arguments), end_to_end::kPatienceSeconds);
+    const auto run = tools::RunProcess(Tool(arguments), end_to_end::kTimeoutSeconds);
     EXPECT_EQ(run.exit_status, 0) << run.errors;
   };
   end_to_end::LiveProcess agent(Tool({"agent"}));

@@ -18,7 +18,7 @@
 namespace crash {
 namespace {
 
-using end_to_end::kPatienceSeconds;
+using end_to_end::kTimeoutSeconds;
 
 // Outcome of the command when no further command is sent.
 enum class Outcome { kConnectionTimeout, kExecutionTimeout, kResult, kStaysPending };
@@ -61,7 +61,7 @@ class HandlerCrash : public end_to_end::EndToEndTest, public testing::WithParamI
       if (pid == 0 && read(started_.Get(), &pid, sizeof pid) != sizeof pid) return false;
       return platform::test::HasEnded(pid);
     };
-    ASSERT_TRUE(tools::RunUntil(has_crashed, kPatienceSeconds));
+    ASSERT_TRUE(tools::RunUntil(has_crashed, kTimeoutSeconds));
     // Serves what the handler left in its sockets, and then their end.
     for (int i = 0; i < 10; ++i) ecore_main_loop_iterate();
     unsetenv("CRASH_STEP");

@@ -25,7 +25,7 @@ class AgentProtocol : public EndToEndTest {
     const std::string file = Root() + "/input";
     std::ofstream(file, std::ios::binary) << input;
     return tools::RunProcess({"bash", "-c", "'" + Tool() + "' agent < '" + file + "'"},
-                             kPatienceSeconds);
+                             kTimeoutSeconds);
   }
 };
 
@@ -256,7 +256,7 @@ TEST_F(AgentProtocol, ExitsWhenTheOutputIsClosed) {
                          "mkfifo '" + Root() + "/input'; exec 3<>'" + Root() + "/input'; " +
                              "echo '{\"handlers\":true}' >&3; '" + Tool() +
                              "' agent <&3 | head -n 1; " + "exit ${PIPESTATUS[0]}"},
-                        kPatienceSeconds);
+                        kTimeoutSeconds);
   EXPECT_EQ(run.exit_status, 1) << run.errors;
   EXPECT_TRUE(Holds(run.output, "\"handlers\"")) << run.output;
   EXPECT_TRUE(Holds(run.errors, "standard output is closed")) << run.errors;
@@ -265,7 +265,7 @@ TEST_F(AgentProtocol, ExitsWhenTheOutputIsClosed) {
 TEST_F(AgentProtocol, RequiresAnInputAndAnOutput) {
   for (const char* closed : {"<&-", ">&-"}) {
     const auto run =
-        tools::RunProcess({"bash", "-c", "'" + Tool() + "' agent " + closed}, kPatienceSeconds);
+        tools::RunProcess({"bash", "-c", "'" + Tool() + "' agent " + closed}, kTimeoutSeconds);
     EXPECT_EQ(run.exit_status, 2) << run.errors;
     EXPECT_TRUE(Holds(run.errors, "is closed")) << run.errors;
   }

@@ -272,7 +272,7 @@ TEST_F(Check, ReadsArchives) {
   const std::string archive = Root() + "/text.tpk";
   const auto zip = tools::RunProcess(
       {"sh", "-c", "cd '" + package + "' && cmake -E tar cf '" + archive + "' --format=zip ."},
-      kPatienceSeconds);
+      kTimeoutSeconds);
   ASSERT_EQ(zip.exit_status, 0) << zip.errors;
   const std::string report = ReportOf(archive, 0);
   EXPECT_HAS(report, "warn  priority: " + archive + "/tizen-manifest.xml:9: ");

@@ -104,7 +104,7 @@ TEST_F(Commands, ReportLateAnswersAfterTheTimeout) {
     for (const auto& response : agent.Responses()) found += response.uuid == "one" ? 1 : 0;
     return found;
   };
-  ASSERT_TRUE(tools::RunUntil([&] { return count() == 2; }, kPatienceSeconds));
+  ASSERT_TRUE(tools::RunUntil([&] { return count() == 2; }, kTimeoutSeconds));
   const auto& responses = agent.Responses();
   EXPECT_TRUE(tools::IsTimeout(responses[responses.size() - 2]));
   EXPECT_EQ(responses.back().status, QOR_REQUEST_STATUS_SUCCESS);
@@ -114,7 +114,7 @@ TEST_F(Commands, FailWhenTheHandlerRequestsNanSeconds) {
   Install("text");
   auto& agent = StartAgent();
   ASSERT_EQ(agent.Send("not finite", "text.delay", "nan"), 0);
-  const auto* response = agent.WaitForResponse("not finite", kPatienceSeconds);
+  const auto* response = agent.WaitForResponse("not finite", kTimeoutSeconds);
   ASSERT_NE(response, nullptr);
   EXPECT_EQ(response->status, QOR_REQUEST_STATUS_FAILED);
   EXPECT_NE(response->error.find("not a number of seconds"), std::string::npos) << response->error;
@@ -156,13 +156,13 @@ TEST_F(Commands, ReachARunningHandlerAfterARestartOfTheAgent) {
 TEST_F(Commands, CanBeSentByAnAgentInPlainC) {
   Install("text");
   const auto run = tools::RunProcess(
-      {BuildFolder() + "/examples/example-agent", "text.upper", R"("plain c")"}, kPatienceSeconds);
+      {BuildFolder() + "/examples/example-agent", "text.upper", R"("plain c")"}, kTimeoutSeconds);
   EXPECT_EQ(run.exit_status, 0) << run.errors;
   EXPECT_EQ(run.output, "command-1: {\"text\":\"PLAIN C\",\"by\":\"org.example.text.handler\"}\n");
 }
 
 void ExpectSilentExit(const std::vector<std::string>& command) {
-  const auto run = tools::RunProcess(command, kPatienceSeconds);
+  const auto run = tools::RunProcess(command, kTimeoutSeconds);
   EXPECT_EQ(run.exit_status, 0) << run.errors;
   EXPECT_EQ(run.errors, "");
 }
@@ -180,7 +180,7 @@ TEST_F(Commands, MayBePendingAfterTheExitOfTheMainLoopsThread) {
 TEST_F(Commands, LeaveNoTimerInAnUnloadedLibrary) {
   Install("text");
   const auto run = tools::RunProcess(
-      {BuildFolder() + "/tests/end-to-end/dlclose-agent", QOR_LIBRARY}, kPatienceSeconds);
+      {BuildFolder() + "/tests/end-to-end/dlclose-agent", QOR_LIBRARY}, kTimeoutSeconds);
   EXPECT_EQ(run.exit_status, 0) << run.errors;
 }
 

@@ -31,7 +31,7 @@ TEST_F(Documents, ShowTheExampleHandlerInTheHeader) {
 
 TEST_F(Documents, ShowAWorkingExampleInTheReadme) {
   Install("text");
-  const auto run = tools::RunProcess({BuildFolder() + "/examples/send"}, kPatienceSeconds);
+  const auto run = tools::RunProcess({BuildFolder() + "/examples/send"}, kTimeoutSeconds);
   EXPECT_EQ(run.exit_status, 0) << run.errors;
   EXPECT_EQ(run.output, "command-1: 0 {\"text\":\"HELLO\",\"by\":\"org.example.text.handler\"}\n");
 }
@@ -40,7 +40,7 @@ TEST_F(Documents, ShowAWorkingExampleInTheReadme) {
 TEST_F(Documents, ShowAnAgentInTheGuideThatExitsWithoutAResponse) {
   Install("text");
   const auto run =
-      tools::RunProcess({BuildFolder() + "/tests/end-to-end/guide-agent"}, kPatienceSeconds);
+      tools::RunProcess({BuildFolder() + "/tests/end-to-end/guide-agent"}, kTimeoutSeconds);
   EXPECT_EQ(run.exit_status, 0) << run.errors;
   EXPECT_NE(run.output.find("text.upper: {\"text\":\"HELLO\""), std::string::npos) << run.output;
   EXPECT_NE(run.output.find("text.forget: no response\n"), std::string::npos) << run.output;

@@ -45,7 +45,7 @@ void EndToEndTest::Uninstall(const std::string& package_id) {
 
 tools::ProcessResult EndToEndTest::Qor(std::vector<std::string> arguments) {
   arguments.insert(arguments.begin(), BuildFolder() + "/tools/qor/qor");
-  return tools::RunProcess(arguments, kPatienceSeconds);
+  return tools::RunProcess(arguments, kTimeoutSeconds);
 }
 
 tools::Agent::Response EndToEndTest::Execute(const std::string& uuid,
@@ -57,13 +57,13 @@ tools::Agent::Response EndToEndTest::Execute(const std::string& uuid,
 }
 
 tools::Agent::Response EndToEndTest::AwaitResponse(const std::string& uuid) {
-  const auto* response = agent_->WaitForResponse(uuid, kPatienceSeconds);
+  const auto* response = agent_->WaitForResponse(uuid, kTimeoutSeconds);
   return response != nullptr ? *response : tools::Agent::Response{uuid, -1, "", "no response"};
 }
 
 bool EndToEndTest::AwaitUpdates(std::size_t count) {
   return tools::RunUntil([this, count] { return agent_->Updates().size() >= count; },
-                         kPatienceSeconds);
+                         kTimeoutSeconds);
 }
 
 std::string EndToEndTest::BuildFolder() { return QOR_BUILD_FOLDER; }

@@ -15,7 +15,7 @@
 namespace end_to_end {
 
 // Limit for all waits: far longer than any expected event, also under sanitizers.
-inline constexpr double kPatienceSeconds = 60;
+inline constexpr double kTimeoutSeconds = 60;
 
 // A fixture with real packages, real processes and a temporary root folder. The destructor
 // uninstalls all packages, which also ends their processes.

@@ -86,11 +86,11 @@ TEST_F(Examples, ProgressStopsWhenAnExtensionIsRefused) {
 TEST_F(Examples, SendManyCommandsFromAnAgentInCpp) {
   Install("text");
   const auto run = tools::RunProcess(
-      {BuildFolder() + "/examples/example-agent-cpp", "text.echo", "1", "2"}, kPatienceSeconds);
+      {BuildFolder() + "/examples/example-agent-cpp", "text.echo", "1", "2"}, kTimeoutSeconds);
   EXPECT_EQ(run.exit_status, 0) << run.errors;
   EXPECT_EQ(run.output, "1: 1\n2: 2\n");
   const auto refused = tools::RunProcess(
-      {BuildFolder() + "/examples/example-agent-cpp", "text.reject", "1"}, kPatienceSeconds);
+      {BuildFolder() + "/examples/example-agent-cpp", "text.reject", "1"}, kTimeoutSeconds);
   EXPECT_EQ(refused.exit_status, 1);
   EXPECT_NE(refused.output.find("1 failed: {"), std::string::npos) << refused.output;
 }
@@ -102,7 +102,7 @@ TEST_F(Examples, ExitAtADeadlineWhenTheHandlerNeverFetches) {
                           package.Path() + "/bin/no-fetch-handler");
   ASSERT_EQ(Qor({"package", "install", package.Path()}).exit_status, 0);
   const auto run = tools::RunProcess(
-      {BuildFolder() + "/examples/example-agent", "misbehaving.text"}, kPatienceSeconds);
+      {BuildFolder() + "/examples/example-agent", "misbehaving.text"}, kTimeoutSeconds);
   EXPECT_EQ(run.exit_status, 1);
   EXPECT_NE(run.errors.find("no response within 10 s\n"), std::string::npos) << run.errors;
 }
@@ -112,7 +112,7 @@ TEST_F(Examples, ExitAtADeadlineWithoutResponses) {
   // Of three unanswered commands to one handler, only two have timers.
   const auto run = tools::RunProcess(
       {BuildFolder() + "/examples/example-agent-cpp", "text.forget", "1", "2", "3"},
-      kPatienceSeconds);
+      kTimeoutSeconds);
   EXPECT_EQ(run.exit_status, 1) << run.errors;
   EXPECT_NE(run.output.find("2: no response\n"), std::string::npos) << run.output;
 }

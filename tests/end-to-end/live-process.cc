@@ -40,7 +40,7 @@ void LiveProcess::CloseInput() {
 
 bool LiveProcess::AwaitText(const std::string& where, const std::string& text) {
   const auto printed = [&] { return where.find(text) != std::string::npos; };
-  return tools::RunUntil([&] { return ended_ || printed(); }, kPatienceSeconds) && printed();
+  return tools::RunUntil([&] { return ended_ || printed(); }, kTimeoutSeconds) && printed();
 }
 
 void LiveProcess::Interrupt() { ecore_exe_interrupt(process_); }
@@ -48,7 +48,7 @@ void LiveProcess::Interrupt() { ecore_exe_interrupt(process_); }
 void LiveProcess::Terminate() { ecore_exe_terminate(process_); }
 
 int LiveProcess::AwaitEnd() {
-  tools::RunUntil([this] { return ended_; }, kPatienceSeconds);
+  tools::RunUntil([this] { return ended_; }, kTimeoutSeconds);
   return exit_status_;
 }
 

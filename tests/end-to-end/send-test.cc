@@ -17,7 +17,7 @@ class Send : public EndToEndTest {
 
   // Runs a shell command; $qor is the tool.
   static tools::ProcessResult Shell(const std::string& words) {
-    return tools::RunProcess({"bash", "-c", "qor='" + Tool() + "'; " + words}, kPatienceSeconds);
+    return tools::RunProcess({"bash", "-c", "qor='" + Tool() + "'; " + words}, kTimeoutSeconds);
   }
 
   std::string WriteFile(const std::string& name, const std::string& content) const {
@@ -220,7 +220,7 @@ TEST_F(Send, RepeatsUntilInterruptedAndPrintsASummary) {
   Install("text");
   LiveProcess tool(
       {Tool(), "send", "text.echo", "1", "--count", "2", "--repeat", "0.01", "--json"});
-  ASSERT_TRUE(tools::RunUntil([&] { return CountLines(tool.Output()) >= 6; }, kPatienceSeconds));
+  ASSERT_TRUE(tools::RunUntil([&] { return CountLines(tool.Output()) >= 6; }, kTimeoutSeconds));
   tool.Interrupt();
   EXPECT_EQ(tool.AwaitEnd(), 130);
   EXPECT_TRUE(Holds(tool.Output(), R"({"summary":{"commands":)")) << tool.Output();

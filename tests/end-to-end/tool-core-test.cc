@@ -31,7 +31,7 @@ class ToolCore : public EndToEndTest {
   static bool Await(const std::function<bool()>& condition) {
     Ecore_Timer* tick = ecore_timer_add(
         0.01, [](void*) -> Eina_Bool { return ECORE_CALLBACK_RENEW; }, nullptr);
-    const bool holds = tools::RunUntil(condition, kPatienceSeconds);
+    const bool holds = tools::RunUntil(condition, kTimeoutSeconds);
     ecore_timer_del(tick);
     return holds;
   }

@@ -78,7 +78,7 @@ class ToolHelp : public EndToEndTest {
     return tools::RunProcess(
         {shell, "-c",
          "cd " + Root() + "/desk; PATH=" + BuildFolder() + "/tools/qor:$PATH\n" + line},
-        kPatienceSeconds);
+        kTimeoutSeconds);
   }
 
   std::string Share(const std::string& file) { return BuildFolder() + "/share/" + file; }
@@ -148,7 +148,7 @@ TEST_F(ToolHelp, IsInTheManualPageForEveryCommand) {
   }
   EXPECT_THAT(text.str(), HasSubstr(".SH EXIT STATUS\n"));
   const auto run =
-      tools::RunProcess({"groff", "-man", "-Tutf8", "-ww", "-z", page}, kPatienceSeconds);
+      tools::RunProcess({"groff", "-man", "-Tutf8", "-ww", "-z", page}, kTimeoutSeconds);
   EXPECT_EQ(run.exit_status, 0);
   EXPECT_EQ(run.errors, "");
 }

@@ -42,7 +42,7 @@ class Recording : public EndToEndTest {
   void Write(const std::string& lines) const { std::ofstream(File()) << lines; }
 
   static tools::ProcessResult Run(const std::vector<std::string>& arguments) {
-    return tools::RunProcess(arguments, kPatienceSeconds);
+    return tools::RunProcess(arguments, kTimeoutSeconds);
   }
 
   // Discards stored answers of the handler, so that runs are equal.

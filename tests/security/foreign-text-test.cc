@@ -113,7 +113,7 @@ class ForeignText : public end_to_end::EndToEndTest {
   }
   tools::ProcessResult Shell(const std::string& line) const {
     return tools::RunProcess({"bash", "-c", "cd " + Root() + "; " + line},
-                             end_to_end::kPatienceSeconds);
+                             end_to_end::kTimeoutSeconds);
   }
 
   const end_to_end::ExampleCopy copy_;

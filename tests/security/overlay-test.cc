@@ -54,13 +54,13 @@ class Overlay : public end_to_end::EndToEndTest {
     const std::string path = Root() + "/script";
     std::ofstream(path) << kPrelude << script;
     const bool is_privileged =
-        tools::RunProcess({"unshare", "--mount", "true"}, end_to_end::kPatienceSeconds)
+        tools::RunProcess({"unshare", "--mount", "true"}, end_to_end::kTimeoutSeconds)
             .exit_status == 0;
     std::vector<std::string> command = {"unshare", "--mount"};
     if (!is_privileged) command.insert(command.end(), {"--user", "--map-root-user"});
     command.insert(command.end(),
                    {"bash", path, Root(), BuildFolder() + "/tools/qor/qor", Packages()});
-    return tools::RunProcess(command, end_to_end::kPatienceSeconds);
+    return tools::RunProcess(command, end_to_end::kTimeoutSeconds);
   }
 
   // Expects the script to print these lines. Where the kernel permits no overlay, expects its
