@@ -110,9 +110,8 @@ typedef qor_handler_manager_handler_info_s* qor_handler_manager_handler_info_h;
  * Not every command has a timeout. A command loses its timer when its handler connects, until the
  * handler fetches its commands, and can lose it when other commands of the same handler are sent or
  * completed. Without a timer it is completed only by the handler's result or dropped at shutdown.
- * docs/limitations.md
- * describes the rules. An agent that needs a result or an error for every command must set its own
- * deadlines.
+ * docs/limitations.md describes the rules. An agent that needs a result or an error for every
+ * command must set its own deadlines.
  *
  * The command is pending until the callback returns: sending its uuid to the same handler in the
  * callback fails with #QOR_HANDLER_MANAGER_ERROR_UNKNOWN. In the callback of a late result it
@@ -139,8 +138,7 @@ typedef void (*qor_handler_manager_response_cb)(const char* uuid, qor_request_st
  * \param seconds     requested timeout in seconds from now. May be negative or infinite, but never
  *                    NaN: the library rejects such requests
  * \param user_data   as given to qor_handler_manager_set_negotiate_request_cb()
- * \return 1 to reject the request; any other value grants it. Without a callback, all are granted
- */
+ * \return 1 to reject the request; any other value, or no callback, grants it */
 typedef int (*qor_handler_manager_negotiate_request_cb)(const char* handler_id, const char* uuid,
                                                         double seconds, void* user_data);
 

@@ -53,7 +53,7 @@ Query& Query::Bind(int parameter, const std::string& text) {
   return *this;
 }
 
-Query& Query::BindBytes(int parameter, const void* bytes, size_t size) {
+Query& Query::BindBytes(int parameter, const void* bytes, std::size_t size) {
   if (sqlite3_bind_blob64(statement_, parameter, bytes, size, SQLITE_STATIC) != SQLITE_OK)
     ThrowError(database_);
   return *this;
@@ -74,7 +74,7 @@ bool Query::Step() {
 std::string Query::Text(int column) const {
   const auto* text = reinterpret_cast<const char*>(sqlite3_column_text(statement_, column));
   if (text == nullptr) return {};
-  return {text, static_cast<size_t>(sqlite3_column_bytes(statement_, column))};
+  return {text, static_cast<std::size_t>(sqlite3_column_bytes(statement_, column))};
 }
 
 int64_t Query::Number(int column) const { return sqlite3_column_int64(statement_, column); }

@@ -16,9 +16,9 @@ struct sqlite3;
 struct sqlite3_stmt;
 
 // A thin wrapper of SQLite's C interface. SQLiteCpp would not replace it: a layer for the statement
-// cache, the restrictions on untrusted schemas, immutable files, the size limit and the file name in
-// errors would remain. Devices provide SQLite itself but not SQLiteCpp, which Debian offers only as
-// a static library without the hardening options of this project.
+// cache, the restrictions on untrusted schemas, immutable files, the size limit and the file name
+// in errors would remain. Devices provide SQLite itself but not SQLiteCpp, which Debian offers only
+// as a static library without the hardening options of this project.
 
 namespace sqlite {
 
@@ -45,7 +45,7 @@ class Query {
 
   // Text and bytes are not copied and must outlive the query.
   Query& Bind(int parameter, const std::string& text);
-  Query& BindBytes(int parameter, const void* bytes, size_t size);
+  Query& BindBytes(int parameter, const void* bytes, std::size_t size);
   Query& Bind(int parameter, int64_t number);
   // Advances to the next row. Returns false if there is none.
   bool Step();

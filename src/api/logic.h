@@ -77,9 +77,9 @@ class Logic : public ipc::RequestTaker,
 
   // Launches a handler and adds the command to its pending commands. Throws FailToSendAppControl.
   void Launch(handlers::BaseHandler& handler, rpc_port::stub::Command command);
-  // Adds a pending command and starts its timer. The reference is valid until the command is
-  // removed. Throws OperationFailed if the platform creates no timer; the command stays pending
-  // then.
+  // Adds a pending command and starts its timer. Returns a reference that is valid until the
+  // command is removed. If the platform creates no timer, throws OperationFailed but keeps the
+  // command.
   RequestContext& AddPending(const HandlerId& handler_id, rpc_port::stub::Command command,
                              TimeoutCb timeout_cb, double seconds);
   // Returns a pending command. The reference is valid until the command is removed.

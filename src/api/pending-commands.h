@@ -22,9 +22,7 @@ namespace api {
 // observe the effects:
 // - A timer belongs to a position in the list, not to a command. When it fires, it runs the action
 //   of the command that owns the position at that time, if any.
-// - The capacity grows from n to 2n, starting at 1. Growth deletes the timers of all commands in
-// the
-//   list.
+// - The capacity grows from n to 2n, starting at 1. Growth deletes the timers of all commands.
 // - A removal moves the later commands one position forward and deletes the timer of the last one.
 //   The timer of the removed command keeps running for its position.
 // - The destructor deletes all timers.

@@ -12,8 +12,8 @@ namespace handlers {
 namespace {
 
 constexpr std::size_t kKeyWidth = 3;
-// Priority with the smallest key of three digits. Larger ones give a sign, smaller than 0 a fourth
-// digit, and are ordered as the text is.
+// The priority of the smallest key with three digits. Keys of larger priorities begin with a sign,
+// those of negative priorities have four digits; their order as text is part of the interface.
 constexpr int kTopPriority = 999;
 
 }  // namespace

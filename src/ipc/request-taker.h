@@ -27,8 +27,8 @@ class RequestTaker {
   virtual bool SendResult(const HandlerId& sender, rpc_port::stub::Result result) = 0;
   virtual void OnConnected(const HandlerId& sender) = 0;
   virtual void OnDisconnected(const HandlerId& sender) = 0;
-  // The handler requests a timeout of `timeout` seconds from now for a command. The return value is
-  // sent back.
+  // The handler requests a new timeout for a command, in seconds from now. The return value is sent
+  // back.
   virtual bool NegotiateTimeout(const HandlerId& sender, const std::string& uuid,
                                 double timeout) = 0;
 };

@@ -140,8 +140,7 @@ class CommandHandler {
   using Services = std::list<std::shared_ptr<ServiceBase>>;
   using ServicesByInstance = std::multimap<std::string, Services::iterator, std::less<>>;
 
-  // Callbacks of the platform. The pairs share their names because log lines contain the function
-  // name.
+  // Callbacks of the platform. The pairs share their names, since log lines contain them.
   static void OnConnectedCB(const char* sender, const char* instance, void* data);
   static void OnDisconnectedCB(const char* sender, const char* instance, void* data);
   static int OnReceivedCB(const char* sender, const char* instance, rpc_port_h port, void* data);

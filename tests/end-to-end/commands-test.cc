@@ -1,6 +1,7 @@
 // Copyright 2026 The qor-handler-manager authors
 // SPDX-License-Identifier: Apache-2.0
 
+#include "common/timeout-errors.h"
 #include "end-to-end-test.h"
 
 namespace end_to_end {
@@ -84,7 +85,7 @@ TEST_F(Commands, EndWithTheExecutionTimeoutWhenTheHandlerDoesNotAnswer) {
   StartAgent(kShortMs);
   const auto response = Execute("one", "text.forget");
   EXPECT_EQ(response.status, QOR_REQUEST_STATUS_FAILED);
-  EXPECT_NE(response.error.find("Execution time out"), std::string::npos) << response.error;
+  EXPECT_EQ(response.error, common::kExecutionTimeoutError);
 }
 
 TEST_F(Commands, EndWithTheConnectionTimeoutWhenTheHandlerNeverConnects) {
@@ -92,7 +93,7 @@ TEST_F(Commands, EndWithTheConnectionTimeoutWhenTheHandlerNeverConnects) {
   StartAgent(60'000, kShortMs);
   const auto response = Execute("one", "silence.keep");
   EXPECT_EQ(response.status, QOR_REQUEST_STATUS_FAILED);
-  EXPECT_NE(response.error.find("Connection time out"), std::string::npos) << response.error;
+  EXPECT_EQ(response.error, common::kConnectionTimeoutError);
 }
 
 TEST_F(Commands, ReportLateAnswersAfterTheTimeout) {

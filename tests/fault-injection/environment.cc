@@ -7,13 +7,13 @@
 #include <gtest/gtest.h>
 
 #include <cstdlib>
-#include <cstring>
 #include <exception>
 #include <filesystem>
 #include <stdexcept>
 #include <tuple>
 #include <utility>
 
+#include "common/timeout-errors.h"
 #include "handler-package.h"
 #include "handler-peer.h"
 
@@ -33,7 +33,7 @@ Journal& JournalOf(void* data) { return *static_cast<Journal*>(data); }
 void OnResponse(const char* uuid, qor_request_status_e, const char*, int, const char* error, int,
                 void* data) {
   const fake::SideScope side(fake::Side::kTest);
-  const bool timeout = std::strstr(error, "QOR-CLIENT") != nullptr;
+  const bool timeout = common::TimeoutOf(error) != common::Timeout::kNone;
   ++(timeout ? JournalOf(data).timeouts : JournalOf(data).results)[uuid];
 }
 

@@ -70,7 +70,7 @@ std::vector<std::string> HandlerPeer::DeliveredUuids() const {
 
 int HandlerPeer::Call(fake::ParcelWriter parcel) {
   const int number = next_sequence_number_++;
-  const size_t replies_before = fake::Sent(instance_, RPC_PORT_PORT_MAIN).size();
+  const std::size_t replies_before = fake::Sent(instance_, RPC_PORT_PORT_MAIN).size();
   const int result = fake::Receive(instance_, parcel.SequenceNumber(number));
   last_reply_.reset();
   const auto replies = fake::Sent(instance_, RPC_PORT_PORT_MAIN);

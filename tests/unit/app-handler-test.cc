@@ -326,7 +326,7 @@ TEST_F(AppHandlerLaunch, LogsPlatformErrorOfRejectedRequest) {
   fake::Fail("app_control_send_launch_request", APP_CONTROL_ERROR_LAUNCH_REJECTED);
   try {
     handler_->Notify();
-    FAIL() << "nothing was thrown";
+    FAIL() << "no exception thrown";
   } catch (const FailToSendAppControl& error) {
     EXPECT_STREQ(error.what(), "");
   }

@@ -111,9 +111,9 @@ TEST_F(Bootstrap, ListensAfterLoadingRegistry) {
   support::InstallHandler("handler", {"type"});
   Start();
   const auto calls = fake::Calls();
-  size_t listen = 0;
-  size_t manifest = 0;
-  for (size_t i = 0; i < calls.size(); ++i) {
+  std::size_t listen = 0;
+  std::size_t manifest = 0;
+  for (std::size_t i = 0; i < calls.size(); ++i) {
     if (calls[i].function == "rpc_port_stub_listen") listen = i;
     if (calls[i].function == "app_info_foreach_metadata") manifest = i;
   }

@@ -46,7 +46,7 @@ class CApi : public support::LibraryTest {
 void IgnoreResponse(const char*, qor_request_status_e, const char*, int, const char*, int, void*) {}
 int GrantAll(const char*, const char*, double, void*) { return 0; }
 void IgnoreUpdate(qor_handler_update_type_e, qor_handler_manager_handler_info_h, void*) {}
-bool GoOn(qor_handler_manager_handler_info_h, void*) { return true; }
+bool KeepGoing(qor_handler_manager_handler_info_h, void*) { return true; }
 
 TEST_F(CApi, RejectsCommandWithoutUuidOrTypeBeforeStart) {
   EXPECT_EQ(SendRaw(nullptr, "type", "{}", 2), kInvalid);
@@ -105,7 +105,7 @@ TEST_F(CApi, AcceptsCallbacksWithoutUserData) {
   EXPECT_EQ(qor_handler_manager_set_response_cb(IgnoreResponse, nullptr), 0);
   EXPECT_EQ(qor_handler_manager_set_negotiate_request_cb(GrantAll, nullptr), 0);
   EXPECT_EQ(qor_handler_manager_set_handler_update_cb(IgnoreUpdate, nullptr), 0);
-  EXPECT_EQ(qor_handler_manager_foreach_handler_info(GoOn, nullptr), 0);
+  EXPECT_EQ(qor_handler_manager_foreach_handler_info(KeepGoing, nullptr), 0);
 }
 
 TEST_F(CApi, StartsLibraryOnFirstCall) {
@@ -132,7 +132,7 @@ TEST_F(CApi, LogsEnterAndExitOfEachFunction) {
   expect_frame(155);
   qor_handler_manager_set_negotiate_request_cb(GrantAll, nullptr);
   expect_frame(169);
-  qor_handler_manager_foreach_handler_info(GoOn, nullptr);
+  qor_handler_manager_foreach_handler_info(KeepGoing, nullptr);
   expect_frame(208);
   qor_handler_manager_set_handler_update_cb(IgnoreUpdate, nullptr);
   expect_frame(221);

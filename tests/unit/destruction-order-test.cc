@@ -69,21 +69,21 @@ class DestructionOrder : public support::PlatformTest {
     const std::shared_ptr<CallbackKeeper> keeper(new CallbackKeeper(logic_));
     ipc::ServiceManager factory;
     factory.SetRequestTaker(keeper);
-    service_ = factory.CreateService("h", "of nobody");
+    service_ = factory.CreateService("h", "no connection");
     const std::shared_ptr<ipc::ServiceManager> listening(new ipc::ServiceManager(factory));
     stub_.reset(new CommandHandler);
     stub_->Listen(listening);
     HandlerPeer peer("h", "instance " + std::to_string(++builds_));
     peer.Fetch();
     callback_ = std::move(keeper->callback);
-    logic_->SendCommand("waits", "type", "", 0, 0);
+    logic_->SendCommand("pending", "type", "", 0, 0);
   }
 
   void Release(int part) {
     const std::array<std::function<void()>, kParts> releases = {
         [this] { logic_.reset(); },  [this] { stub_.reset(); },     [this] { source_.reset(); },
         [this] { record_.reset(); }, [this] { callback_.reset(); }, [this] { service_.reset(); }};
-    releases[static_cast<size_t>(part)]();
+    releases[static_cast<std::size_t>(part)]();
   }
 
   void ReleaseAll() {

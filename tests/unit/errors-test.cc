@@ -10,6 +10,7 @@
 #include "api/try-catch.h"
 #include "common/exceptions.h"
 #include "common/logging.h"
+#include "common/timeout-errors.h"
 #include "library-test.h"
 #include "tizen/exception.h"
 
@@ -105,6 +106,21 @@ TEST_F(Errors, LogsExitWhenExceptionPasses) {
   EXPECT_EQ(support::LoggedTexts(DLOG_DEBUG),
             (std::vector<std::string>{support::EnterLine("errors-test.cc", "operator()", 12),
                                       support::ExitLine("errors-test.cc", "operator()")}));
+}
+
+TEST(TimeoutErrors, AreRecognizedWithAnyWhiteSpace) {
+  EXPECT_EQ(common::TimeoutOf(support::kExecutionTimeoutError), common::Timeout::kExecution);
+  EXPECT_EQ(common::TimeoutOf(support::kConnectionTimeoutError), common::Timeout::kConnection);
+  EXPECT_EQ(common::TimeoutOf(R"({"ErrorCode":2004,"ErrorDomain":"QOR-CLIENT",)"
+                              R"("ErrorDescription":"Connection time out"})"),
+            common::Timeout::kConnection);
+}
+
+TEST(TimeoutErrors, AreDistinguishedFromErrorsOfHandlers) {
+  for (const char* error : {"", "Execution time out", R"({"ErrorDomain":"QOR-CLIENT"})",
+                            R"({"ErrorDomain":"other","ErrorDescription":"Execution time out"})"}) {
+    EXPECT_EQ(common::TimeoutOf(error), common::Timeout::kNone) << error;
+  }
 }
 
 }  // namespace

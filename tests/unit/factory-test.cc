@@ -27,7 +27,7 @@ class Factory : public support::PlatformTest {
   static void ExpectUnsupported(Call call) {
     try {
       call();
-      FAIL() << "nothing was thrown";
+      FAIL() << "no exception thrown";
     } catch (const InvalidOperation& error) {
       EXPECT_STREQ(error.what(), "Unsupported handler type");
     }

@@ -122,8 +122,8 @@ TEST_F(HandlerConfig, RejectsExcessiveParseCost) {
     try {
       package.Load(WriteFile("handler.yaml", yaml + "]"));
       ADD_FAILURE() << item;
-    } catch (const handlers::ConfigLimitError& refusal) {
-      EXPECT_EQ(refusal.msg,
+    } catch (const handlers::ConfigLimitError& error) {
+      EXPECT_EQ(error.msg,
                 "the configuration files of the package exceed the parse cost limit of 1114112 (1 "
                 "per byte and 32 per line or indicator)");
     } catch (const YAML::Exception& error) {

@@ -128,7 +128,7 @@ TEST_F(InstalledApps, SkipsAppsWithoutRequestTypes) {
   InstallPackage(
       "pkg",
       {{"plain", std::nullopt}, {"empty", {std::vector<std::string>{}}}, {"handler", {{"x"}}}});
-  InstallPackage("other", {{"stranger", std::nullopt}});
+  InstallPackage("other", {{"unregistered", std::nullopt}});
   EXPECT_EQ(Load(), Ids{"handler"});
 }
 

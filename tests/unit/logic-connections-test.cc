@@ -62,7 +62,7 @@ TEST_F(LogicConnections, DeliversWaitingCommandsInOrder) {
 TEST_F(LogicConnections, DeliversBeforeStartingExecutionTimer) {
   SendAll({"a"});
   HandlerPeer handler("h");
-  const size_t before = fake::Calls().size();
+  const std::size_t before = fake::Calls().size();
   handler.Fetch();
   Strings calls;
   for (const auto& call : fake::Calls()) calls.push_back(call.function);
@@ -179,9 +179,9 @@ TEST_F(LogicConnections, KeepsCommandOnResultOfAnotherHandler) {
 }
 
 TEST_F(LogicConnections, IgnoresResultOfUnregisteredApplication) {
-  HandlerPeer stranger("stranger");
-  EXPECT_EQ(stranger.Answer("a"), 0);
-  EXPECT_EQ(stranger.LastReply(), true);
+  HandlerPeer unregistered("unregistered");
+  EXPECT_EQ(unregistered.Answer("a"), 0);
+  EXPECT_EQ(unregistered.LastReply(), true);
   EXPECT_TRUE(client_.responses.empty());
   EXPECT_EQ(CountWarnings("SendResult",
                           "Received SendResult request from non-registered handler. Ignoring..."),
@@ -189,31 +189,31 @@ TEST_F(LogicConnections, IgnoresResultOfUnregisteredApplication) {
 }
 
 TEST_F(LogicConnections, IgnoresFetchOfUnregisteredApplication) {
-  HandlerPeer stranger("stranger");
-  EXPECT_EQ(stranger.Fetch(), 0);
+  HandlerPeer unregistered("unregistered");
+  EXPECT_EQ(unregistered.Fetch(), 0);
   EXPECT_EQ(
       CountWarnings("SetCommandReceivedCb",
                     "Received FetchCommands request from non-registered handler. Ignoring..."),
       1);
-  InstallHandler("stranger", {"strange"});
-  support::RaiseInstalled(support::PackageOf("stranger"));
-  ASSERT_EQ(Send("a", "strange"), 0);
+  InstallHandler("unregistered", {"other"});
+  support::RaiseInstalled(support::PackageOf("unregistered"));
+  ASSERT_EQ(Send("a", "other"), 0);
   EXPECT_EQ(fake::Launches().size(), 1u);
-  EXPECT_TRUE(stranger.Deliveries().empty());
+  EXPECT_TRUE(unregistered.Deliveries().empty());
 }
 
 TEST_F(LogicConnections, IgnoresConnectionOfUnregisteredApplicationSilently) {
-  const HandlerPeer peer("stranger");
+  const HandlerPeer peer("unregistered");
   EXPECT_TRUE(support::LoggedTexts(DLOG_WARN).empty());
   EXPECT_TRUE(support::LoggedTexts(DLOG_ERROR).empty());
 }
 
 TEST_F(LogicConnections, AcceptsFetchOfHandlerRegisteredAfterConnecting) {
   HandlerPeer late("late");
-  InstallHandler("late", {"lately"});
+  InstallHandler("late", {"late"});
   support::RaiseInstalled(support::PackageOf("late"));
   EXPECT_EQ(late.Fetch(), 0);
-  ASSERT_EQ(Send("a", "lately"), 0);
+  ASSERT_EQ(Send("a", "late"), 0);
   EXPECT_TRUE(fake::Launches().empty());
   EXPECT_EQ(late.DeliveredUuids(), Strings{"a"});
 }
@@ -385,7 +385,7 @@ TEST_F(LogicConnections, ClosesConnectionWhenClientCallbackThrows) {
   HandlerPeer handler("h");
   handler.Fetch();
   SendAll({"a"});
-  client_.on_response = [](const support::Response&) { throw std::runtime_error("refused"); };
+  client_.on_response = [](const support::Response&) { throw std::runtime_error("test error"); };
   EXPECT_EQ(handler.Answer("a"), -1);
   EXPECT_EQ(handler.LastReply(), std::nullopt);
   EXPECT_FALSE(fake::IsConnected("instance"));

@@ -28,9 +28,9 @@ constexpr int kNotSupportedCommand = -1073741826;
 class LogicDispatch : public support::OneHandlerTest {
  protected:
   // Position of the last call of a platform function.
-  static size_t LastCall(const std::string& function) {
+  static std::size_t LastCall(const std::string& function) {
     const auto calls = fake::Calls();
-    for (size_t i = calls.size(); i > 0; --i) {
+    for (std::size_t i = calls.size(); i > 0; --i) {
       if (calls[i - 1].function == function) return i;
     }
     ADD_FAILURE() << function << " was not called";
@@ -64,14 +64,14 @@ TEST_F(LogicDispatch, ThrowsSpecificExceptions) {
   const auto router = api::QorHandlerManagerApi::Instance();
   try {
     router->SendCommand("a", "other", "", 0, 0);
-    FAIL() << "nothing was thrown";
+    FAIL() << "no exception thrown";
   } catch (const NotSupportedCommand& error) {
     EXPECT_STREQ(error.what(), "");
   }
   router->SendCommand("a", "type", "", 0, 0);
   try {
     router->SendCommand("a", "type", "", 0, 0);
-    FAIL() << "nothing was thrown";
+    FAIL() << "no exception thrown";
   } catch (const OperationFailed& error) {
     EXPECT_STREQ(error.what(), "Duplicated command uuid occurred.");
   }
@@ -252,7 +252,7 @@ TEST_F(LogicDispatch, ReportsTimerThatCannotBeCreated) {
   fake::Fail("ecore_timer_add", -12);
   try {
     router->SendCommand("a", "type", "", 0, 0);
-    FAIL() << "nothing was thrown";
+    FAIL() << "no exception thrown";
   } catch (const OperationFailed& error) {
     EXPECT_STREQ(error.what(), "Could not initialize a timer.");
   }

@@ -29,15 +29,15 @@ constexpr int kNotSupportedCommand = -1073741826;
 
 class LogicEvents : public support::LibraryTest {
  protected:
-  static int CountHandlers(bool go_on) {
+  static int CountHandlers(bool keep_going) {
     struct Visits {
       int count;
-      bool go_on;
-    } visits{0, go_on};
+      bool keep_going;
+    } visits{0, keep_going};
     EXPECT_EQ(qor_handler_manager_foreach_handler_info(
                   [](qor_handler_manager_handler_info_h, void* data) {
                     ++static_cast<Visits*>(data)->count;
-                    return static_cast<Visits*>(data)->go_on;
+                    return static_cast<Visits*>(data)->keep_going;
                   },
                   &visits),
               0);
@@ -178,7 +178,7 @@ TEST_F(LogicEvents, UpdateDatabase) {
 
 TEST_F(LogicEvents, CatchExceptionsOfClientCallback) {
   StartWithClient();
-  client_.on_update = [](const HandlerUpdate&) { throw std::runtime_error("refused"); };
+  client_.on_update = [](const HandlerUpdate&) { throw std::runtime_error("test error"); };
   InstallHandler("h", {"type"});
   EXPECT_NO_THROW(support::RaiseInstalled(PackageOf("h")));
   EXPECT_EQ(support::LoggedTexts(DLOG_ERROR).size(), 1u);

@@ -22,8 +22,8 @@ TEST_F(LogicTimerPositions, StopsFirstTimerWhenSecondCommandIsSent) {
 }
 
 TEST_F(LogicTimerPositions, StopsEarlierTimersWhenListGrows) {
-  const std::vector<size_t> live{1, 1, 1, 2, 1, 2, 3, 4, 1, 2};
-  for (size_t i = 0; i < live.size(); ++i) {
+  const std::vector<std::size_t> live{1, 1, 1, 2, 1, 2, 3, 4, 1, 2};
+  for (std::size_t i = 0; i < live.size(); ++i) {
     SendAll({"uuid" + std::to_string(i)});
     EXPECT_EQ(fake::Timers().size(), live[i]) << "after command " << i + 1;
   }

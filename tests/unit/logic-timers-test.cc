@@ -202,7 +202,7 @@ TEST_F(LogicTimers, DiscardsExtensionOnNextFetch) {
 TEST_F(LogicTimers, CompletesCommandWhenClientCallbackThrows) {
   HandlerPeer handler = ConnectAndFetch();
   SendAll({"a"});
-  client_.on_response = [](const support::Response&) { throw std::runtime_error("refused"); };
+  client_.on_response = [](const support::Response&) { throw std::runtime_error("test error"); };
   EXPECT_NO_THROW(fake::Advance(3));
   EXPECT_EQ(support::LoggedTexts(DLOG_ERROR).size(), 1u);
   EXPECT_TRUE(fake::Timers().empty());

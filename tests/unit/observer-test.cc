@@ -24,11 +24,11 @@ class Observer : public common::IObserver<Event> {
 class Subject : public ::testing::Test {
  protected:
   std::shared_ptr<Observer> MakeObserver(int number) {
-    return std::make_shared<Observer>([this, number](Event) { told_.push_back(number); });
+    return std::make_shared<Observer>([this, number](Event) { notified_.push_back(number); });
   }
 
   std::unique_ptr<common::Subject<Event>> subject_ = std::make_unique<common::Subject<Event>>();
-  std::vector<int> told_;
+  std::vector<int> notified_;
 };
 
 TEST_F(Subject, NotifiesInOrderOfAttachment) {
@@ -37,7 +37,7 @@ TEST_F(Subject, NotifiesInOrderOfAttachment) {
   subject_->Attach(first);
   subject_->Attach(second);
   subject_->Notify("event");
-  EXPECT_EQ(told_, (std::vector<int>{1, 2}));
+  EXPECT_EQ(notified_, (std::vector<int>{1, 2}));
 }
 
 TEST_F(Subject, NotifiesOncePerAttachment) {
@@ -45,34 +45,34 @@ TEST_F(Subject, NotifiesOncePerAttachment) {
   subject_->Attach(observer);
   subject_->Attach(observer);
   subject_->Notify("event");
-  EXPECT_EQ(told_.size(), 2u);
+  EXPECT_EQ(notified_.size(), 2u);
 }
 
 TEST_F(Subject, DoesNotKeepObserversAlive) {
-  auto gone = MakeObserver(1);
+  auto destroyed = MakeObserver(1);
   const auto alive = MakeObserver(2);
-  subject_->Attach(gone);
+  subject_->Attach(destroyed);
   subject_->Attach(alive);
-  gone.reset();
+  destroyed.reset();
   subject_->Notify("event");
-  EXPECT_EQ(told_, std::vector<int>{2});
+  EXPECT_EQ(notified_, std::vector<int>{2});
 }
 
 TEST_F(Subject, AllowsObserverToAttachOthers) {
   const auto late = MakeObserver(2);
   const auto observer = std::make_shared<Observer>([&](Event) {
-    told_.push_back(1);
+    notified_.push_back(1);
     for (int i = 0; i < 100; ++i) subject_->Attach(late);
   });
   subject_->Attach(observer);
   subject_->Notify("event");
-  EXPECT_EQ(told_, std::vector<int>{1});
+  EXPECT_EQ(notified_, std::vector<int>{1});
 }
 
 TEST_F(Subject, NotifiesOthersWhenObserverAttachesMany) {
   const auto late = MakeObserver(3);
   const auto first = std::make_shared<Observer>([&](Event) {
-    told_.push_back(1);
+    notified_.push_back(1);
     for (int i = 0; i < 100; ++i) subject_->Attach(late);
   });
   auto second = MakeObserver(2);
@@ -80,19 +80,19 @@ TEST_F(Subject, NotifiesOthersWhenObserverAttachesMany) {
   subject_->Attach(second);
   subject_->Attach(late);
   subject_->Notify("event");
-  EXPECT_EQ(told_, (std::vector<int>{1, 2, 3}));
+  EXPECT_EQ(notified_, (std::vector<int>{1, 2, 3}));
 }
 
 TEST_F(Subject, CanBeDestroyedByObserver) {
   const auto first = std::make_shared<Observer>([&](Event) {
-    told_.push_back(1);
+    notified_.push_back(1);
     subject_.reset();
   });
   const auto second = MakeObserver(2);
   subject_->Attach(first);
   subject_->Attach(second);
   subject_->Notify("event");
-  EXPECT_EQ(told_, (std::vector<int>{1, 2}));
+  EXPECT_EQ(notified_, (std::vector<int>{1, 2}));
 }
 
 TEST_F(Subject, SkipsObserverDestroyedByAnother) {
@@ -101,18 +101,18 @@ TEST_F(Subject, SkipsObserverDestroyedByAnother) {
   subject_->Attach(first);
   subject_->Attach(second);
   subject_->Notify("event");
-  EXPECT_TRUE(told_.empty());
+  EXPECT_TRUE(notified_.empty());
 }
 
 TEST_F(Subject, KeepsObserverAliveDuringNotification) {
   auto observer = MakeObserver(0);
   observer = std::make_shared<Observer>([&](Event event) {
     observer.reset();
-    told_.push_back(static_cast<int>(event.size()));
+    notified_.push_back(static_cast<int>(event.size()));
   });
   subject_->Attach(observer);
   subject_->Notify("event");
-  EXPECT_EQ(told_, std::vector<int>{5});
+  EXPECT_EQ(notified_, std::vector<int>{5});
 }
 
 }  // namespace

@@ -73,10 +73,10 @@ class ParcelFields : public support::OneHandlerTest {
     EXPECT_NO_THROW(fake::Receive(instance, parcel));
     EXPECT_EQ(fake::Held("parcel"), 0);
     responses_ = std::exchange(client_.responses, {});
-    const bool stands = fake::IsConnected(instance);
-    if (stands) handler.Disconnect();
+    const bool is_connected = fake::IsConnected(instance);
+    if (is_connected) handler.Disconnect();
     ExpectWorking();
-    return stands;
+    return is_connected;
   }
 
   // Expects that the next handler can fetch and answer the pending commands.
@@ -99,8 +99,8 @@ class ParcelFields : public support::OneHandlerTest {
 
 TEST_F(ParcelFields, CanBeTruncatedAtAnyByte) {
   for (const Fields& fields : kParcels) {
-    const size_t size = Write(fields).Size();
-    for (size_t end = 0; end <= size; ++end) {
+    const std::size_t size = Write(fields).Size();
+    for (std::size_t end = 0; end <= size; ++end) {
       // A truncated method id is no method.
       EXPECT_EQ(Deliver(Write(fields).Truncate(end)), end >= sizeof(int)) << end;
     }
@@ -122,7 +122,7 @@ TEST_F(ParcelFields, HaveDefaultsWhenMissing) {
 
 TEST_F(ParcelFields, CanHaveAnyOtherType) {
   for (const Fields& fields : kParcels) {
-    for (size_t at = 1; at < fields.size(); ++at) {
+    for (std::size_t at = 1; at < fields.size(); ++at) {
       for (const Field& other : kOthers) {
         Fields changed = fields;
         changed[at] = other;

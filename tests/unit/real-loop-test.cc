@@ -65,7 +65,7 @@ class RealLoop : public ::testing::Test {
 
   // Runs the loop until the other threads have finished.
   static void RunBeside(const std::vector<std::function<void()>>& parts) {
-    std::atomic<size_t> left{parts.size()};
+    std::atomic<std::size_t> left{parts.size()};
     std::vector<std::thread> threads;
     for (const auto& part : parts) {
       threads.emplace_back([&part, &left] {
@@ -152,8 +152,9 @@ TEST_F(RealLoop, SerializesCallsOfManyThreads) {
         EXPECT_EQ(std::this_thread::get_id(), main_thread);
         ++count;
       });
-      EXPECT_THROW(ThreadUtils::InvokeOnMainThreadSync([] { throw std::runtime_error("refused"); }),
-                   std::runtime_error);
+      EXPECT_THROW(
+          ThreadUtils::InvokeOnMainThreadSync([] { throw std::runtime_error("test error"); }),
+          std::runtime_error);
     }
   });
   RunBeside(parts);

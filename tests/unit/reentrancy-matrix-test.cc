@@ -126,7 +126,7 @@ const std::vector<Action> kActions = {
        EXPECT_EQ(qor_handler_manager_handler_info_supported_request_types_get(nullptr, &texts),
                  kParameter);
      }},
-    {"ThrowException", [](support::Client&) { throw std::runtime_error("refused"); }},
+    {"ThrowException", [](support::Client&) { throw std::runtime_error("test error"); }},
     {"ThrowInt", [](support::Client&) { throw 7; }},
 };
 
@@ -219,11 +219,11 @@ class ReentrancyMatrix : public support::OneHandlerTest,
   void ExpectWorking() {
     client_ = {};
     client_.ListenForResponses();
-    ASSERT_EQ(Send("sound", "type"), 0);
-    HandlerPeer handler("h", "sound instance");
+    ASSERT_EQ(Send("check", "type"), 0);
+    HandlerPeer handler("h", "check instance");
     EXPECT_EQ(handler.Fetch(), 0);
-    EXPECT_EQ(handler.Answer("sound"), 0);
-    EXPECT_THAT(client_.AnsweredUuids(), ::testing::Contains("sound").Times(1));
+    EXPECT_EQ(handler.Answer("check"), 0);
+    EXPECT_THAT(client_.AnsweredUuids(), ::testing::Contains("check").Times(1));
     EXPECT_EQ(fake::Held("stub"), 1);
     EXPECT_EQ(fake::Held("parcel"), 0);
     EXPECT_EQ(fake::Held("package manager"), 1);

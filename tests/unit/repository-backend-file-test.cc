@@ -76,7 +76,7 @@ TEST_F(FileBackend, IgnoresUnwritableFile) {
 TEST_F(FileBackend, ThrowsNotInitializedWithoutFile) {
   try {
     FileRepositoryBackend(Path()).Load();
-    FAIL() << "nothing was thrown";
+    FAIL() << "no exception thrown";
   } catch (const NotInitialized& error) {
     EXPECT_STREQ(error.what(), "");
   }
@@ -125,7 +125,7 @@ TEST_F(FileBackend, RejectsUnknownHandlerType) {
             R"({"handlerType":"Other","handlerData":{}}]})");
   try {
     FileRepositoryBackend(Path()).Load();
-    FAIL() << "nothing was thrown";
+    FAIL() << "no exception thrown";
   } catch (const InvalidOperation& error) {
     EXPECT_STREQ(error.what(), "Unsupported handler type");
   }

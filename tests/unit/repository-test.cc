@@ -103,9 +103,9 @@ TEST_F(Repository, FindsSecondByIdAfterFirstIsDestroyed) {
   const auto second = MakeHandler(id, {});
   repository_.Add("type", second);
   repository_.RemoveAll(first);
-  const std::weak_ptr<handlers::BaseHandler> gone = first;
+  const std::weak_ptr<handlers::BaseHandler> destroyed = first;
   first.reset();
-  EXPECT_TRUE(gone.expired());
+  EXPECT_TRUE(destroyed.expired());
   EXPECT_EQ(repository_.GetHandlerById(id), second);
 }
 

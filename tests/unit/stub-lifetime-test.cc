@@ -20,7 +20,7 @@ TEST_F(StubLifetime, TerminatesOtherServicesWhenOneThrows) {
   fake::Connect("app", "two");
   script_.calls.clear();
   script_.on_call = [](const std::string& call) {
-    if (call == "terminate one") throw std::runtime_error("refused");
+    if (call == "terminate one") throw std::runtime_error("test error");
   };
   stub_.reset();
   EXPECT_EQ(script_.calls.at(1), "terminate two");
@@ -37,14 +37,14 @@ TEST_F(StubLifetime, CatchesExceptionsOfMethods) {
     EXPECT_EQ(peer.LastReply(), std::nullopt);
     EXPECT_EQ(fake::Held("parcel"), 0);
   };
-  expect_contained("one", [] { throw std::runtime_error("refused"); });
+  expect_contained("one", [] { throw std::runtime_error("test error"); });
   expect_contained("two", [] { throw rpc_port::stub::stub::InvalidCallbackException(); });
   EXPECT_EQ(support::LoggedTexts(DLOG_ERROR, kStubTag).size(), 2u);
 }
 
 TEST_F(StubLifetime, CatchesExceptionsOfOnCreate) {
   script_.on_call = [](const std::string& call) {
-    if (call == "create one") throw std::runtime_error("refused");
+    if (call == "create one") throw std::runtime_error("test error");
     if (call == "create two") throw 7;
   };
   EXPECT_NO_THROW(HandlerPeer("app", "one"));

@@ -242,7 +242,6 @@ TEST_F(Stub, UsesFactoryOfLastListen) {
   stub_.reset();
 }
 
-// Disconnect() of the service.
 TEST_F(Stub, KeepsPortWhenDisconnectSucceeds) {
   fake::Connect("app", "one");
   // The platform closes the connection and terminates the service during the call.

@@ -19,7 +19,7 @@ using tizen::ThreadUtils;
 
 // Runs the main loop until other threads have finished.
 void RunBeside(const std::vector<std::function<void()>>& parts) {
-  std::atomic<size_t> done{0};
+  std::atomic<std::size_t> done{0};
   std::vector<std::thread> threads;
   for (const auto& part : parts) {
     threads.emplace_back([&part, &done] {

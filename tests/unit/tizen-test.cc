@@ -116,7 +116,7 @@ TEST_F(TizenWrappers, CatchExceptionsOfEventCallback) {
   tizen::PackageManager manager(support::kLibraryTag);
   manager.SetPackageManagerEventCallback(
       [](const char*, const char*, package_manager_event_type_e, package_manager_event_state_e, int,
-         package_manager_error_e) { throw std::runtime_error("refused"); });
+         package_manager_error_e) { throw std::runtime_error("test error"); });
   EXPECT_NO_THROW(fake::RaisePackageEvent("tpk", "a", PACKAGE_MANAGER_EVENT_TYPE_INSTALL,
                                           PACKAGE_MANAGER_EVENT_STATE_STARTED));
   EXPECT_EQ(support::LoggedTexts(DLOG_ERROR).size(), 1u);
@@ -154,11 +154,11 @@ TEST_F(TizenWrappers, ReturnFallbackWhenCallbackThrows) {
     return tizen::GuardCallback(support::kLibraryTag, "/a/file.cc", "Function", 12, -1, body);
   };
   EXPECT_EQ(guard([] { return 7; }), 7);
-  EXPECT_EQ(guard([]() -> int { throw std::runtime_error("refused"); }), -1);
+  EXPECT_EQ(guard([]() -> int { throw std::runtime_error("test error"); }), -1);
   EXPECT_EQ(guard([]() -> int { throw 7; }), -1);
   EXPECT_EQ(
       support::LoggedTexts(DLOG_ERROR),
-      (Strings{support::ErrorLine("file.cc", "Function", 12, "Exception in a callback: refused"),
+      (Strings{support::ErrorLine("file.cc", "Function", 12, "Exception in a callback: test error"),
                support::ErrorLine("file.cc", "Function", 12, "Exception in a callback: unknown")}));
 }
 
@@ -317,7 +317,7 @@ TEST_F(TimerWrapper, CanRestartInTask) {
 
 TEST_F(TimerWrapper, CatchesExceptionsOfTask) {
   EcoreTimerWrapper empty(nullptr);
-  EcoreTimerWrapper throwing([]() -> bool { throw std::runtime_error("refused"); });
+  EcoreTimerWrapper throwing([]() -> bool { throw std::runtime_error("test error"); });
   ASSERT_TRUE(Start(empty, 1.0));
   ASSERT_TRUE(Start(throwing, 1.0));
   EXPECT_NO_THROW(fake::Advance(5));
