@@ -31,6 +31,7 @@
 #include <utility>
 #include <vector>
 
+#include "frames.h"
 #include "platform/linux/app-control/launch-protocol.h"
 #include "platform/linux/common/message.h"
 #include "platform/linux/common/root-folder.h"
@@ -46,6 +47,9 @@ namespace {
 namespace rpc = platform::rpc;
 namespace wire = qor::internal::wire;
 using platform::UniqueFd;
+using security::ReceiveFrame;
+using security::Send;
+using security::SendAll;
 
 UniqueFd ConnectTo(const std::string& agent) {
   UniqueFd fd = platform::ConnectTo(
@@ -54,39 +58,8 @@ UniqueFd ConnectTo(const std::string& agent) {
   return fd;
 }
 
-bool SendAll(const UniqueFd& fd, const uint8_t* data, size_t size) {
-  for (size_t done = 0; done < size;) {
-    const ssize_t count = send(fd.Get(), data + done, size - done, MSG_NOSIGNAL);
-    if (count <= 0) return false;
-    done += static_cast<size_t>(count);
-  }
-  return true;
-}
-
-bool Send(const UniqueFd& fd, const std::vector<uint8_t>& frame) {
-  return SendAll(fd, frame.data(), frame.size());
-}
-
-bool Send(const UniqueFd& fd, const wire::Parcel& parcel) {
-  const platform::ByteView frame = static_cast<rpc::Parcel*>(parcel.get())->Frame();
-  return SendAll(fd, frame.data, frame.size);
-}
-
-bool ReceiveAll(const UniqueFd& fd, void* data, size_t size) {
-  return size == 0 || recv(fd.Get(), data, size, MSG_WAITALL) == static_cast<ssize_t>(size);
-}
-
-// The next frame without its length; empty at the end of the connection.
-std::vector<uint8_t> Receive(const UniqueFd& fd) {
-  uint32_t length = 0;
-  if (!ReceiveAll(fd, &length, sizeof length)) return {};
-  std::vector<uint8_t> frame(length);
-  if (!ReceiveAll(fd, frame.data(), frame.size())) return {};
-  return frame;
-}
-
 wire::Parcel ReceiveParcel(const UniqueFd& fd) {
-  const auto frame = Receive(fd);
+  const auto frame = ReceiveFrame(fd);
   rpc_port_parcel_h parcel = nullptr;
   rpc_port_parcel_create_from_raw(&parcel, frame.data(), static_cast<unsigned>(frame.size()));
   return wire::Parcel(parcel);
@@ -166,6 +139,7 @@ class Attacker {
     if (verb == "drip-on") return DripOn();
     if (verb == "ask-on") return AskOn(std::stoul(first));
     if (verb == "connect-on") return ConnectOn(first);
+    if (verb == "rejected-on") return RejectedOn(first);
     if (verb == "bite-on") return BiteOn();
     // Files: a path. Held until this process ends.
     if (verb == "hold") return Hold(first);
@@ -198,7 +172,7 @@ class Attacker {
   }
 
   std::string Hear(const UniqueFd& fd) {
-    const auto frame = Receive(fd);
+    const auto frame = ReceiveFrame(fd);
     const auto answer = rpc::DecodeReply({frame.data(), frame.size()});
     if (!answer) return "gone";
     if (!answer->is_accepted) return "refused: " + answer->cause;
@@ -362,6 +336,14 @@ class Attacker {
   std::string ConnectOn(const std::string& agent) {
     for (UniqueFd fd;; Greet(fd, rpc::Hello{})) {
       if (!(fd = ConnectTo(agent))) return "gone";
+    }
+  }
+
+  // With a token that belongs to no main connection.
+  std::string RejectedOn(const std::string& agent) {
+    for (;;) {
+      const std::string answer = Greet(ConnectTo(agent), {true, rpc::Token{}});
+      if (answer.rfind("refused", 0) != 0) return answer;
     }
   }
 

@@ -25,7 +25,15 @@ mkdir -p base image image-work upper work merged
 # mount_layers LOWER UPPER WORK
 mount_layers() { mount -t overlay overlay -o "userxattr,lowerdir=$1,upperdir=$2,workdir=$3" merged; }
 # The work folder belongs to the kernel, and only the owner of the namespace can remove it.
-trap 'umount -l merged; rm -rf work image-work' EXIT
+# Uninstalling ends the handlers.
+cleanup() {
+  for package in "$QOR_PLATFORM_ROOT"/packages/*; do
+    "$qor" package uninstall "$(basename "$package")" >&2 || true
+  done
+  umount -l merged
+  rm -rf work image-work
+}
+trap cleanup EXIT
 export QOR_PLATFORM_ROOT=$PWD/merged/root
 install() { "$qor" package install "$packages/$1" >&2; }
 start_agent() { coproc AGENT { exec "$qor" agent 2>agent.log; }; }
