@@ -6,6 +6,7 @@
 
 #include <package_manager.h>
 #include <signal.h>
+#include <sys/prctl.h>
 #include <sys/resource.h>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -151,6 +152,8 @@ class Session {
     fuzz::Require(pipe(ends) == 0, "there is a pipe");
     const pid_t child = fork();
     if (child == 0) {
+      // A finding ends the parent.
+      prctl(PR_SET_PDEATHSIG, SIGKILL);
       const char result = action() ? '1' : '0';
       static_cast<void>(!write(ends[1], &result, 1));
       for (;;) pause();
