@@ -14,7 +14,7 @@ namespace security {
 namespace {
 
 constexpr char kId[] = "org.example.attacker";
-constexpr char kTakesNothing[] = "org.example.attacker takes nothing any more, connection ended";
+constexpr char kTakesNothing[] = "org.example.attacker: send queue full, connection closed";
 
 class Floods : public SecurityTest {
  protected:
@@ -67,23 +67,23 @@ TEST_F(Floods, OfCallsLeaveOthersTheirTurn) {
 TEST_F(Floods, OfConnectionsEndAtTheLimitOfAnApplication) {
   Peer attacker(InstallAttacker(kId));
   const std::string port = AgentId();
-  ExpectOneLine("refuses org.example.attacker (process", [&] {
+  ExpectOneLine("rejected org.example.attacker (process", [&] {
     EXPECT_EQ(attacker.Ask("greet-often " + port + " 1000"), "16 accepted");
-    EXPECT_EQ(Greet(attacker), "refused: it has 16 connections already");
+    EXPECT_EQ(Greet(attacker), "refused: too many connections (limit 16)");
   });
   // Of other processes of the application too.
   Peer second(InstalledProgram(kId));
-  EXPECT_EQ(Greet(second), "refused: it has 16 connections already");
+  EXPECT_EQ(Greet(second), "refused: too many connections (limit 16)");
   // One that ends makes room for one.
   EXPECT_EQ(attacker.Ask("close 1"), "closed");
   ExpectUnharmed();
   EXPECT_EQ(Greet(second), "accepted");
-  EXPECT_EQ(Greet(attacker), "refused: it has 16 connections already");
+  EXPECT_EQ(Greet(attacker), "refused: too many connections (limit 16)");
 }
 
 TEST_F(Floods, OfConnectionsThatSayNothingKeepNobodyOut) {
   Peer attacker(InstallAttacker(kId));
-  ExpectOneLine("more than 64 connections have not said hello", [&] {
+  ExpectOneLine("more than 64 pending connections", [&] {
     EXPECT_EQ(attacker.Ask("open " + AgentId() + " 1000"), "opened");
     for (int i = 0; i < 10; ++i) ExpectUnharmed();
     Peer other(InstalledProgram(kId));

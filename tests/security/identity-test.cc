@@ -24,9 +24,9 @@ constexpr char kId[] = "org.example.attacker";
 class Identity : public SecurityTest {};
 
 TEST_F(Identity, OfAProcessThatIsNoApplicationIsNotEnough) {
-  ExpectOneLine("refuses host.attacker (process", [] {
+  ExpectOneLine("rejected host.attacker (process", [] {
     Peer attacker;
-    EXPECT_EQ(Greet(attacker), "refused: it is no installed application");
+    EXPECT_EQ(Greet(attacker), "refused: not an installed application");
   });
 }
 
@@ -34,9 +34,9 @@ TEST_F(Identity, IsNotEnoughWithoutBothPrivileges) {
   for (const char* privilege : {kLaunch, kSharing}) {
     const std::string id = std::string(kId) + (privilege == kLaunch ? ".launch" : ".sharing");
     const std::string program = InstallAttacker(id, privilege);
-    ExpectOneLine("refuses " + id + " (process", [&] {
+    ExpectOneLine("rejected " + id + " (process", [&] {
       Peer attacker(program);
-      EXPECT_EQ(Greet(attacker), std::string("refused: it lacks the privilege ") + privilege);
+      EXPECT_EQ(Greet(attacker), std::string("refused: lacks the privilege ") + privilege);
     });
   }
 }
@@ -44,18 +44,18 @@ TEST_F(Identity, IsNotEnoughWithoutBothPrivileges) {
 TEST_F(Identity, IsNotThatOfACopyElsewhere) {
   const std::string copy = Root() + "/copy";
   fs::copy_file(InstallAttacker(kId), copy);
-  ExpectOneLine("refuses host.copy (process", [&] {
+  ExpectOneLine("rejected host.copy (process", [&] {
     Peer attacker(copy);
-    EXPECT_EQ(Greet(attacker), "refused: it is no installed application");
+    EXPECT_EQ(Greet(attacker), "refused: not an installed application");
   });
 }
 
 TEST_F(Identity, IsNotThatOfAnotherNameOfTheSameFile) {
   const std::string other = Root() + "/other";
   fs::create_hard_link(InstallAttacker(kId), other);
-  ExpectOneLine("refuses host.other (process", [&] {
+  ExpectOneLine("rejected host.other (process", [&] {
     Peer attacker(other);
-    EXPECT_EQ(Greet(attacker), "refused: it is no installed application");
+    EXPECT_EQ(Greet(attacker), "refused: not an installed application");
   });
 }
 
@@ -70,11 +70,11 @@ TEST_F(Identity, IsThatOfTheFileWhereALinkLeadsToIt) {
 
 TEST_F(Identity, IsLostWithTheExecutable) {
   const std::string program = InstallAttacker(kId);
-  ExpectOneLine("refuses a stranger (process", [&] {
+  ExpectOneLine("rejected an unidentified peer (process", [&] {
     Peer attacker(program);
     EXPECT_EQ(attacker.Ask("waiting"), "-1");  // it runs
     fs::remove(program);
-    EXPECT_EQ(Greet(attacker), "refused: it cannot be told who it is");
+    EXPECT_EQ(Greet(attacker), "refused: cannot identify the peer process");
   });
 }
 
@@ -84,17 +84,17 @@ TEST_F(Identity, IsThatOfWhatStandsThereNow) {
   EXPECT_EQ(old.Ask("waiting"), "-1");
   fs::copy_file(program, program + ".new");
   fs::rename(program + ".new", program);
-  ExpectOneLine("refuses a stranger (process",
-                [&] { EXPECT_EQ(Greet(old), "refused: it cannot be told who it is"); });
+  ExpectOneLine("rejected an unidentified peer (process",
+                [&] { EXPECT_EQ(Greet(old), "refused: cannot identify the peer process"); });
   Peer replaced(program);
   EXPECT_EQ(Greet(replaced), "accepted");
 }
 
 TEST_F(Identity, IsNotANameThatAProcessGivesItself) {
   setenv(platform::kHostNameVariable, "org.example.text.handler", 1);
-  ExpectOneLine("refuses host.org.example.text.handler (process", [] {
+  ExpectOneLine("rejected host.org.example.text.handler (process", [] {
     Peer attacker;
-    EXPECT_EQ(Greet(attacker), "refused: it is no installed application");
+    EXPECT_EQ(Greet(attacker), "refused: not an installed application");
   });
   unsetenv(platform::kHostNameVariable);
 }
@@ -105,7 +105,7 @@ TEST_F(Identity, OfAnotherUserIsRefusedWhateverItsExecutable) {
   const std::string program = InstallAttacker(kId);
   const auto admission = platform::rpc::Admit(platform::ProcessHandle(getpid()), geteuid() + 1, {});
   EXPECT_FALSE(admission.is_granted);
-  EXPECT_EQ(admission.cause, "it belongs to another user");
+  EXPECT_EQ(admission.cause, "belongs to another user");
   if (geteuid() != 0) return;
   Peer attacker(program);
   EXPECT_EQ(attacker.Ask("become " + std::to_string(kNobody)), "became");
@@ -117,15 +117,15 @@ TEST_F(Identity, OfAnotherUserIsRefusedWhateverItsExecutable) {
   chmod(port.c_str(), 0711);
   EXPECT_EQ(Greet(attacker), "no connection: Permission denied");
   chmod((port + "/CommandHandler").c_str(), 0777);
-  ExpectOneLine("refuses a stranger (process",
-                [&] { EXPECT_EQ(Greet(attacker), "refused: it belongs to another user"); });
+  ExpectOneLine("rejected an unidentified peer (process",
+                [&] { EXPECT_EQ(Greet(attacker), "refused: belongs to another user"); });
 }
 
 TEST_F(Identity, EndsWithTheProgram) {
   const std::string program = InstallAttacker(kId);
   Peer attacker(program);
   Attach(attacker);
-  ExpectOneLine("org.example.attacker sent something after it has executed another file", [&] {
+  ExpectOneLine("org.example.attacker sent data after executing another file", [&] {
     EXPECT_EQ(attacker.Ask(std::string("exec ") + PEER_EXECUTABLE + " with-connections"),
               "with connections");
     // It may be a moment until the agent looks.
@@ -133,8 +133,8 @@ TEST_F(Identity, EndsWithTheProgram) {
     while (answer == "told false") answer = attacker.Ask("ask nothing 1");
     EXPECT_EQ(answer, "gone");
   });
-  ExpectOneLine("refuses host.attacker (process",
-                [&] { EXPECT_EQ(Greet(attacker), "refused: it is no installed application"); });
+  ExpectOneLine("rejected host.attacker (process",
+                [&] { EXPECT_EQ(Greet(attacker), "refused: not an installed application"); });
 }
 
 TEST_F(Identity, StaysThatOfAProcessThatHasExited) {
@@ -155,7 +155,7 @@ TEST_F(Identity, IsNotThatOfAChildProcess) {
   Peer attacker(InstallAttacker(kId));
   Attach(attacker);
   EXPECT_EQ(attacker.Ask("fork"), "forked");
-  ExpectOneLine("org.example.attacker sent bytes of another process",
+  ExpectOneLine("org.example.attacker sent bytes from another process",
                 [&] { EXPECT_EQ(attacker.Ask("ask nothing 1"), "gone"); });
 }
 
@@ -164,14 +164,14 @@ TEST_F(Identity, CannotBeLentByAProcessThatExecutesAnotherProgram) {
   // The child greets, and the agent finds the victim's executable behind the connection.
   Peer attacker;
   EXPECT_EQ(attacker.Ask("lend " + AgentId() + " " + victim), "lent");
-  ExpectOneLine("sent bytes of another process, connection ended",
+  ExpectOneLine("sent bytes from another process, connection closed",
                 [&] { EXPECT_EQ(attacker.Ask("greet-lent"), "gone"); });
   // The process has greeted itself before, and the child knows the token.
   Peer second;
   second.Tell("lend-greeted " + AgentId() + " " + victim);
   EXPECT_EQ(second.NextLineWithoutLoop(), "lent");
   EXPECT_EQ(second.Ask("hear-lent"), "accepted");
-  ExpectOneLine("sent bytes of another process, connection ended",
+  ExpectOneLine("sent bytes from another process, connection closed",
                 [&] { EXPECT_EQ(second.Ask("join-lent"), "gone"); });
   EXPECT_EQ(GetAgent().Send("secret", kId, ""), QOR_HANDLER_MANAGER_ERROR_NONE);
   EXPECT_EQ(second.Ask("waiting"), "0");
@@ -184,9 +184,9 @@ TEST_F(Identity, IsToldAgainWhenACallbackConnectionJoins) {
   const std::string token = attacker.Ask("token");
   EXPECT_EQ(attacker.Ask(std::string("exec ") + PEER_EXECUTABLE + " with-connections"),
             "with connections");
-  ExpectOneLine("its main connection is unknown", [&] {
+  ExpectOneLine("unknown main connection", [&] {
     EXPECT_EQ(attacker.Ask("join-with " + AgentId() + " " + token),
-              "refused: its main connection is unknown");
+              "refused: unknown main connection");
   });
 }
 
@@ -195,8 +195,8 @@ TEST_F(Identity, IsNotAPathInAMountNamespaceOfItsOwn) {
   Peer attacker;
   ASSERT_EQ(attacker.Ask("cover " + victim), "covered")
       << "this machine permits neither mount nor user namespaces: nothing was tested";
-  ExpectOneLine("refuses host.attacker (process",
-                [&] { EXPECT_EQ(Greet(attacker), "refused: it is no installed application"); });
+  ExpectOneLine("rejected host.attacker (process",
+                [&] { EXPECT_EQ(Greet(attacker), "refused: not an installed application"); });
 }
 
 // Where the process would be free to speak in the name of others.
@@ -204,8 +204,8 @@ TEST_F(Identity, IsNothingInAPidNamespaceOfItsOwn) {
   Peer attacker(InstallAttacker(kId));
   ASSERT_EQ(attacker.Ask("enclose"), "forked")
       << "this machine permits neither PID nor user namespaces: nothing was tested";
-  ExpectOneLine("refuses org.example.attacker (process",
-                [&] { EXPECT_EQ(Greet(attacker), "refused: it has a PID namespace of its own"); });
+  ExpectOneLine("rejected org.example.attacker (process",
+                [&] { EXPECT_EQ(Greet(attacker), "refused: runs in another PID namespace"); });
 }
 
 TEST_F(Identity, LeavesNoConnectionsToAProgramThatIsExecuted) {
@@ -220,16 +220,16 @@ TEST_F(Identity, OfACallbackConnectionIsThatOfItsMainOne) {
   Peer victim(program);
   EXPECT_EQ(Greet(victim), "accepted");
   const std::string token = victim.Ask("token");
-  const std::string unknown = "refused: its main connection is unknown";
+  const std::string unknown = "refused: unknown main connection";
   // Another process of the same application knows the token, or guesses.
   Peer thief(program);
   for (const std::string& stolen : {token, std::string(32, '0'), token.substr(1) + "0"}) {
-    ExpectOneLine("refuses a stranger (process",
+    ExpectOneLine("rejected an unidentified peer (process",
                   [&] { EXPECT_EQ(thief.Ask("join-with " + AgentId() + " " + stolen), unknown); });
   }
   EXPECT_EQ(victim.Ask("join " + AgentId()), "accepted");
   // It is worth nothing a second time.
-  ExpectOneLine("refuses a stranger (process",
+  ExpectOneLine("rejected an unidentified peer (process",
                 [&] { EXPECT_EQ(victim.Ask("join-with " + AgentId() + " " + token), unknown); });
 }
 

@@ -99,7 +99,7 @@ class Overlay : public end_to_end::EndToEndTest {
 };
 
 constexpr char kSuccess[] = R"("outcome":"success")";
-constexpr char kNotInstalled[] = "refused: it is no installed application";
+constexpr char kNotInstalled[] = "refused: not an installed application";
 
 TEST_F(Overlay, HandlerInTheUpperLayerIsIdentified) {
   ExpectLines(R"sh(
@@ -153,7 +153,7 @@ tell "greet host.qor"
 echo greet host.qor | "$attacker"
 )sh",
               {kSuccess, kNotInstalled, "covered", kNotInstalled, "-1",
-               "refused: it cannot be told who it is", "accepted"});
+               "refused: cannot identify the peer process", "accepted"});
 }
 
 }  // namespace

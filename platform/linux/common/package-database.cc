@@ -52,8 +52,9 @@ constexpr char kSelectApplication[] =
     "SELECT a.id, a.package_id, a.kind, a.executable, p.preload, p.root_path "
     "FROM applications a JOIN packages p ON p.id = a.package_id ";
 
-// The one connection of this process, made anew when the root or the file behind it changes. A file
-// is never changed in place, and its number not given to another while it is open.
+// The connection of this process to the database, reopened when the root or the file changes. The
+// status identifies the file: it is never modified in place, and its inode number is not reused
+// while it is open.
 struct Cache {
   std::mutex mutex;
   std::string file;
@@ -63,7 +64,7 @@ struct Cache {
 };
 
 Cache& GetCache() {
-  // Never destroyed: queries may come from destructors of static objects.
+  // Never destroyed, because destructors of static objects may query it.
   static Cache* const cache = new Cache;
   return *cache;
 }
@@ -87,7 +88,7 @@ class Session {
     if (exists && cache_.database && cache_.file == file && IsSame(cache_.status, status)) return;
     cache_.packages.Forget();
     cache_.database.reset();
-    // A pipe would keep the reader waiting for a writer.
+    // Opening a named pipe would block until it has a writer.
     if (exists && !S_ISREG(status.st_mode)) throw DatabaseError(file + ": not a file");
     if (exists) Open(file, status);
   }
@@ -107,13 +108,13 @@ class Session {
 
   void Open(const std::string& file, const struct stat& status) {
     Database database(file, Database::Mode::kImmutable);
-    // A few pages: what is asked for in a row stands side by side.
+    // In KiB. Enough, because consecutive queries read neighbouring pages.
     database.Execute("PRAGMA cache_size = -256");
     const int64_t version = SchemaVersion(database);
-    // Of no bytes: nothing is installed.
+    // An empty file: nothing is installed.
     if (version == 0) return;
     if (version != kSchemaVersion)
-      throw DatabaseError(file + ": made by another version of this platform");
+      throw DatabaseError(file + ": created by another version of the platform");
     cache_.database.emplace(std::move(database));
     cache_.file = file;
     cache_.status = status;
@@ -123,7 +124,7 @@ class Session {
   std::lock_guard<std::mutex> lock_;
 };
 
-// What `body` reads of the database; nothing while there is none.
+// Returns the result of a query, or an empty result while there is no database.
 template <typename Body>
 auto Read(const Body& body) {
   Session session;
@@ -138,7 +139,7 @@ void LoadMetadata(Database& database, ApplicationRecord* application) {
   while (query.Step()) application->metadata.emplace_back(query.Text(0), query.Text(1));
 }
 
-// Reads the row of kSelectApplication that the query stands on.
+// Reads the row of kSelectApplication at the query's position.
 ApplicationRecord ReadApplication(Database& database, const Query& query) {
   ApplicationRecord application;
   application.id = query.Text(0);
@@ -151,7 +152,7 @@ ApplicationRecord ReadApplication(Database& database, const Query& query) {
   return application;
 }
 
-// Reads the row of kSelectPackage that the query stands on.
+// Reads the row of kSelectPackage at the query's position.
 PackageRecord ReadPackage(Database& database, const Query& query) {
   PackageRecord package;
   package.id = query.Text(0);
@@ -217,21 +218,21 @@ void InsertPackage(Database& database, const PackageRecord& package) {
   }
 }
 
-// Has a file, or a folder's names, on the disk.
+// Flushes a file, or the names in a folder, to the disk.
 void Sync(const std::string& path) {
   const UniqueFd file(open(path.c_str(), O_RDONLY | O_CLOEXEC));
   if (!file || fsync(file.Get()) != 0)
     throw DatabaseError(path + ": " + std::generic_category().message(errno));
 }
 
-// The next state of the database: a modified copy that is renamed over the file. A reader sees the
-// old state or the new one, and a crash leaves one of them.
+// The next state of the database: a modified copy that is renamed over the file. Readers see either
+// the old or the new state, and so does the next process after a crash.
 class NextState {
  public:
   NextState()
       : root_(RootFolder()), file_(FolderBelowRoot(kStagingFolder) + "/" + kPackageDatabase) {
     Remove();
-    // Names a file that is no database, or of another version.
+    // Throws for a file that is not a database or of another version.
     const Session session;
     std::error_code error;
     if (session) std::filesystem::copy_file(FileIn(root_), file_, error);
@@ -243,7 +244,7 @@ class NextState {
 
   void Change(const std::function<void(Database&)>& change) const {
     Database database(file_, Database::Mode::kCreate);
-    // A failure needs no journal: the copy goes.
+    // No journal on disk: after a failure the copy is removed.
     database.Execute(
         "PRAGMA locking_mode = EXCLUSIVE; PRAGMA journal_mode = MEMORY; PRAGMA synchronous = OFF;"
         "PRAGMA foreign_keys = ON");
@@ -260,7 +261,7 @@ class NextState {
     try {
       Sync(root_);
     } catch (const DatabaseError& error) {
-      // All readers see the new state by now, so this is no failure of the operation.
+      // The operation succeeded: all readers see the new state.
       dlog_print(DLOG_ERROR, "PLATFORM", "%s", error.what());
     }
   }
@@ -273,8 +274,8 @@ class NextState {
 };
 
 void Write(const std::function<void(Database&)>& change) {
-  static std::mutex one_at_a_time;
-  const std::lock_guard<std::mutex> lock(one_at_a_time);
+  static std::mutex write_mutex;
+  const std::lock_guard<std::mutex> lock(write_mutex);
   const NextState next;
   next.Change(change);
   next.Publish();

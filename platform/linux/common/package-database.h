@@ -16,15 +16,14 @@ namespace platform {
 
 using sqlite::DatabaseError;
 
-// What is installed below the current root (RootPath()), kept in kPackageDatabase. All functions
-// are safe from any thread, see what other processes stored, and throw DatabaseError with a text
-// that names the file. While nothing was ever installed the queries find nothing and create
-// nothing.
+// The installed packages below the current root (RootPath()), stored in kPackageDatabase. All
+// functions are thread-safe, see the changes of other processes, and throw DatabaseError with a
+// text that names the file. Queries create nothing, and find nothing while the file does not exist.
 //
-// The file is never modified in place: a writer writes a new file and renames it over the old one.
-// Queries take no lock, so that no process can delay those of another.
+// A writer never modifies the file; it writes a new one and renames it over the old one. Queries
+// therefore need no lock, and no process can delay the queries of another.
 
-// Numbered as the platform's package interface numbers them.
+// The values of the platform's package interface.
 enum class ApplicationKind { kUi = 1, kService = 2, kWidget = 3, kWatch = 4 };
 
 struct ApplicationRecord {
@@ -49,30 +48,31 @@ struct PackageRecord {
 
 struct MetadataCondition {
   std::string key;
-  std::optional<std::string> value;  // empty: the key alone decides
+  std::optional<std::string> value;  // empty: any value
 };
 
 // Those that ask for a package between two changes share its record.
 std::shared_ptr<const PackageRecord> FindPackage(const std::string& package_id);
 std::optional<ApplicationRecord> FindApplication(const std::string& app_id);
-// The id of the application that an executable belongs to.
+// Returns the id of the application with that executable.
 std::optional<std::string> FindApplicationIdByExecutable(const std::string& path);
 
 // Ordered by package id.
 std::vector<PackageRecord> AllPackages();
 
-// The applications that meet every condition, ordered by package id, then as in the manifest.
+// Returns the applications that meet every condition, ordered by package id, then as in the
+// manifest.
 std::vector<ApplicationRecord> FindApplicationsWithMetadata(
     const std::vector<MetadataCondition>& conditions);
 
 // Whether the package of an application lists the privilege. False for an unknown application.
 bool PackageOfApplicationHasPrivilege(const std::string& app_id, const std::string& privilege);
 
-// The functions below write. Other processes must not write meanwhile; the lock of installations
-// sees to that.
+// The functions below write. The caller must hold the lock on kInstallLock, which excludes writers
+// of other processes.
 
-// Adds the packages or replaces their old records, all of them or none. An application id of
-// another package fails. `preload`, `package_id` and `package_root` of the applications are taken
+// Adds the packages or replaces their old records, all of them or none. Fails for an application id
+// of another package. `preload`, `package_id` and `package_root` of the applications are taken
 // from the package.
 void StorePackages(const std::vector<PackageRecord>& packages);
 void StorePackage(const PackageRecord& package);

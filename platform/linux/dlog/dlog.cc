@@ -21,30 +21,31 @@ namespace {
 using platform::dlog::Filter;
 using platform::dlog::RateLimit;
 
-Filter FilterOfEnvironment() {
+Filter ReadFilter() {
   const char* text = std::getenv("DLOG_FILTER");
   if (text == nullptr) return Filter();
   if (const auto filter = Filter::Parse(text)) return *filter;
-  dprintf(STDERR_FILENO, "dlog: DLOG_FILTER \"%s\" is no filter (TAG:PRIORITY ...), using *:W\n",
-          text);
+  dprintf(STDERR_FILENO,
+          "dlog: DLOG_FILTER \"%s\" is invalid (expected TAG:PRIORITY ...), using *:W\n", text);
   return Filter();
 }
 
 struct Log {
-  const Filter filter = FilterOfEnvironment();
+  const Filter filter = ReadFilter();
   const int output = platform::dlog::OpenOutput();
 };
 
-// Never destroyed: threads and destructors log until the very end.
+// Never destroyed, because threads and destructors log until the process has exited.
 const Log& GetLog() {
   static const Log& log = *new Log;
   return log;
 }
 
-// 0 for a line that is left out, -1 when it cannot be written.
+// Returns the number of bytes written, 0 for a suppressed line, or -1 when it cannot be written.
 int WriteLimited(int priority, const char* tag, const char* format,
                  const platform::dlog::Line& line) {
-  // Never destroyed, and never waited for: the process may have been forked while a thread held it.
+  // Never destroyed (see GetLog()) and never waited for: after a fork(), a thread of the parent may
+  // hold it for ever.
   static std::mutex& mutex = *new std::mutex;
   static RateLimit limit;
   RateLimit::Decision decision{true, 0};
@@ -62,14 +63,14 @@ int WriteLimited(int priority, const char* tag, const char* format,
 }
 
 int Write(int priority, const char* tag, const char* format, va_list arguments) {
-  const int errno_of_caller = errno;
+  const int saved_errno = errno;
   platform::dlog::Line line;
   int result = DLOG_ERROR_INVALID_PARAMETER;
   if (line.Format(priority, tag, format, arguments)) {
     result = WriteLimited(priority, tag, format, line);
     if (result < 0) result = DLOG_ERROR_NOT_PERMITTED;
   }
-  errno = errno_of_caller;
+  errno = saved_errno;
   return result;
 }
 

@@ -13,7 +13,7 @@ namespace {
 
 constexpr int kNoPriority = -1;
 
-int PriorityOfLetter(char letter) {
+int ParsePriority(char letter) {
   static constexpr char kLetters[] = "VDIWEFS";
   const char* found = std::strchr(kLetters, std::toupper(static_cast<unsigned char>(letter)));
   if (letter == '\0' || found == nullptr) return kNoPriority;
@@ -29,19 +29,19 @@ std::optional<Filter> Filter::Parse(const std::string& text) {
   while (specs >> spec) {
     if (!filter.Add(spec)) return std::nullopt;
   }
-  filter.FindBounds();
+  filter.UpdateBounds();
   return filter;
 }
 
 bool Filter::Add(const std::string& spec) {
-  // A tag may hold colons itself; the priority follows the last one.
+  // A tag may contain colons; the priority follows the last one.
   const size_t colon = spec.rfind(':');
   if (colon == std::string::npos) {
     Set(spec, spec == "*" ? DLOG_DEBUG : DLOG_VERBOSE);
     return true;
   }
   if (colon == 0 || colon + 2 != spec.size()) return false;
-  const int priority = PriorityOfLetter(spec[colon + 1]);
+  const int priority = ParsePriority(spec[colon + 1]);
   if (priority == kNoPriority) return false;
   Set(spec.substr(0, colon), priority);
   return true;
@@ -61,7 +61,7 @@ void Filter::Set(const std::string& tag, int priority) {
   }
 }
 
-void Filter::FindBounds() {
+void Filter::UpdateBounds() {
   lowest_ = highest_ = others_;
   for (const auto& entry : tags_) {
     lowest_ = std::min(lowest_, entry.second);

@@ -13,18 +13,18 @@
 
 namespace platform::dlog {
 
-// Which lines are written: a lowest priority for each named tag and one for all others.
+// Selects the lines to write: a minimum priority for each named tag and one for all others.
 class Filter {
  public:
-  // Warnings and worse.
+  // Warnings and above.
   Filter() = default;
 
-  // Reads blank-separated "TAG:PRIORITY" with the letters V D I W E F S. "TAG" alone lets
-  // everything of that tag pass, "*" alone debug lines and up; of two for one tag the later counts.
-  // Empty when the text is none.
+  // Parses blank-separated "TAG:PRIORITY" with the priorities V D I W E F S. "TAG" alone selects
+  // all lines of the tag, "*" alone debug lines and above. The last entry for a tag applies. Empty
+  // when the text is invalid.
   static std::optional<Filter> Parse(const std::string& text);
 
-  // Costs nanoseconds: no lock, no allocation, no system call.
+  // Called for every line, so it takes no lock, allocates nothing and makes no system call.
   bool Passes(int priority, const char* tag) const {
     if (priority < lowest_) return false;
     return priority >= highest_ || PassesTag(priority, tag);
@@ -34,11 +34,11 @@ class Filter {
   bool PassesTag(int priority, const char* tag) const;
   bool Add(const std::string& spec);
   void Set(const std::string& tag, int priority);
-  void FindBounds();
+  void UpdateBounds();
 
   int others_ = DLOG_WARN;
   std::vector<std::pair<std::string, int>> tags_;
-  // The lowest and highest of all priorities above: most lines are decided by these alone.
+  // The minimum and maximum of the priorities above, which decide most lines without a search.
   int lowest_ = DLOG_WARN;
   int highest_ = DLOG_WARN;
 };

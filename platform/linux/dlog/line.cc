@@ -44,7 +44,8 @@ size_t Line::EscapeArguments(size_t length, const char* format, va_list argument
         text::WritePrintable({raw + done, end - done}, message + written, kMaxMessage - written);
     done = end;
   };
-  // A control character of the format stands where the text of the format before it ends.
+  // The position of a control character of the format in the message is the length of the text that
+  // the format before it produces.
   char before[256];
   for (size_t i = 0; i < sizeof(before) && format[i] != '\0'; ++i) {
     before[i] = format[i];
@@ -52,11 +53,11 @@ size_t Line::EscapeArguments(size_t length, const char* format, va_list argument
     before[i] = '\0';
     va_list copy;
     va_copy(copy, arguments);
-    const int place = std::vsnprintf(nullptr, 0, before, copy);
+    const int position = std::vsnprintf(nullptr, 0, before, copy);
     va_end(copy);
     before[i] = format[i];
-    if (place < 0 || static_cast<size_t>(place) >= length) break;
-    escape_until(static_cast<size_t>(place));
+    if (position < 0 || static_cast<size_t>(position) >= length) break;
+    escape_until(static_cast<size_t>(position));
     if (written < kMaxMessage) message[written++] = raw[done];
     ++done;
   }

@@ -13,13 +13,13 @@ namespace platform::dlog {
 // A message longer than this many bytes is cut.
 constexpr size_t kMaxMessage = 4096;
 
-// One line of the log in the threadtime format, with its line end, built without allocation:
+// A line of the log in the threadtime format, with its line end, formatted without allocation:
 //   12-26 07:06:02.084+0000 11097 11097 D MY_APP  : message
-// Control characters and invalid bytes in the arguments are escaped (text/printable.h); those of
-// the format itself stay.
+// Control characters and invalid bytes in the arguments are escaped (text/printable.h), because
+// arguments may come from other processes. Those of the format itself are kept.
 class Line {
  public:
-  // False when the format cannot be carried out.
+  // False when vsnprintf() rejects the format.
   bool Format(int priority, const char* tag, const char* format, va_list arguments);
 
   const char* text() const { return text_; }
@@ -29,10 +29,10 @@ class Line {
 
  private:
   void FormatPrefix(int priority, const char* tag);
-  // Escapes the message, which has this length. Returns its new length.
+  // Escapes the message of `length` bytes in place. Returns its new length.
   size_t EscapeArguments(size_t length, const char* format, va_list arguments);
 
-  // Longer tags are cut, so that the prefix cannot eat the message's place.
+  // Longer tags are cut, so that the message always has kMaxMessage bytes.
   static constexpr size_t kMaxPrefix = 320;
 
   char text_[kMaxPrefix + kMaxMessage + 1];

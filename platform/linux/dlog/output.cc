@@ -15,8 +15,8 @@
 namespace platform::dlog {
 namespace {
 
-// Blocks SIGPIPE in the calling thread. One raised meanwhile by the write is taken away again, one
-// that was pending before stays.
+// Blocks SIGPIPE in the calling thread. Discards a signal that the write raised, but keeps one that
+// was pending before.
 class BrokenPipeGuard {
  public:
   BrokenPipeGuard() {
@@ -32,9 +32,9 @@ class BrokenPipeGuard {
   BrokenPipeGuard& operator=(const BrokenPipeGuard&) = delete;
   ~BrokenPipeGuard() { pthread_sigmask(SIG_SETMASK, &before_, nullptr); }
 
-  void TakeSignal() {
-    const timespec at_once = {0, 0};
-    if (!was_pending_) sigtimedwait(&pipe_, nullptr, &at_once);
+  void DiscardSignal() {
+    const timespec no_wait = {0, 0};
+    if (!was_pending_) sigtimedwait(&pipe_, nullptr, &no_wait);
   }
 
  private:
@@ -61,7 +61,7 @@ int WriteOnce(int fd, const char* text, size_t size) {
   do {
     written = write(fd, text, size);
   } while (written < 0 && errno == EINTR);
-  if (written < 0 && errno == EPIPE) guard.TakeSignal();
+  if (written < 0 && errno == EPIPE) guard.DiscardSignal();
   return static_cast<int>(written);
 }
 

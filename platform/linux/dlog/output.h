@@ -8,12 +8,12 @@
 
 namespace platform::dlog {
 
-// Where lines go: the file that DLOG_FILE names, to which they are appended, else standard error.
-// Returns a descriptor that stays open for the life of the process.
+// Opens the output: the file that DLOG_FILE names, to which lines are appended, else standard
+// error. Returns a descriptor that stays open for the life of the process.
 int OpenOutput();
 
-// Writes the whole text with one write(). A reader that has gone away raises no SIGPIPE. Returns
-// the number of bytes written, or -1.
+// Writes the text with one write(), so that lines of several processes are not mixed. Raises no
+// SIGPIPE when the reader of a pipe has exited. Returns the number of bytes written, or -1.
 int WriteOnce(int fd, const char* text, size_t size);
 
 }  // namespace platform::dlog

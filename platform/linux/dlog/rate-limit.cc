@@ -13,7 +13,7 @@ constexpr uint64_t kHashStart = 14695981039346656037U;
 
 uint64_t Hash(std::string_view text, uint64_t hash) {
   for (const char c : text) {
-    // All numbers are the same.
+    // Numbers are ignored.
     if (c < '0' || c > '9') hash = (hash ^ static_cast<unsigned char>(c)) * 1099511628211U;
   }
   return hash;
@@ -21,12 +21,12 @@ uint64_t Hash(std::string_view text, uint64_t hash) {
 
 }  // namespace
 
-bool RateLimit::Take(Time now, unsigned most, Bucket* bucket) {
+bool RateLimit::Count(Time now, unsigned max_lines, Bucket* bucket) {
   if (now >= bucket->end) {
     bucket->end = now + kPeriod;
     bucket->lines = 0;
   }
-  if (bucket->lines == most) {
+  if (bucket->lines == max_lines) {
     ++bucket->suppressed;
     return false;
   }
@@ -39,8 +39,8 @@ RateLimit::Decision RateLimit::Check(Time now, std::string_view tag, std::string
   const uint64_t tag_hash = Hash(tag, kHashStart);
   Bucket& of_format = formats_[Hash(format, tag_hash) % formats_.size()];
   Bucket& of_message = messages_[Hash(message, tag_hash) % messages_.size()];
-  // The message first: one peer that repeats itself leaves the rest of the format to others.
-  if (!Take(now, kMaxSimilarLines, &of_message) || !Take(now, kMaxLinesOfFormat, &of_format))
+  // The message first: a peer that repeats a line must not use up the limit of the format.
+  if (!Count(now, kMaxSimilarLines, &of_message) || !Count(now, kMaxLinesOfFormat, &of_format))
     return {};
   return {true, std::exchange(of_format.suppressed, 0) + std::exchange(of_message.suppressed, 0)};
 }

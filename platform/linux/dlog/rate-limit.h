@@ -12,9 +12,9 @@
 
 namespace platform::dlog {
 
-// Keeps other processes from filling the disk with lines that they cause. Lines are similar when
-// they differ in numbers alone, such as process ids. All lines of a tag and a format have a limit
-// as well, since peers may choose the names in them. Allocates nothing. Not thread-safe.
+// Prevents other processes from filling the disk with lines that they cause. Limits similar lines,
+// which differ only in numbers such as process ids, and all lines of a tag and a format, because
+// peers may choose the names in them. Allocates nothing. Not thread-safe.
 class RateLimit {
  public:
   static constexpr unsigned kMaxSimilarLines = 100;
@@ -25,19 +25,19 @@ class RateLimit {
 
   struct Decision {
     bool is_admitted = false;
-    // Of an admitted line: how many similar ones were suppressed since the last one.
+    // For an admitted line: the number of similar lines suppressed since the last one.
     uint64_t suppressed = 0;
   };
   Decision Check(Time now, std::string_view tag, std::string_view format, std::string_view message);
 
  private:
-  // What is counted together: by hash, so that two causes may share a limit.
+  // Counts lines with the same hash; on a collision two formats or messages share the limit.
   struct Bucket {
     Time end{};
     unsigned lines = 0;
     uint64_t suppressed = 0;
   };
-  static bool Take(Time now, unsigned most, Bucket* bucket);
+  static bool Count(Time now, unsigned max_lines, Bucket* bucket);
 
   std::array<Bucket, 256> formats_{};
   std::array<Bucket, 1024> messages_{};

@@ -13,28 +13,29 @@ Admission Admit(const ProcessHandle& process, uid_t user,
                 const std::vector<std::string>& privileges) {
   Admission admission;
   if (user != geteuid()) {
-    admission.cause = "it belongs to another user";
+    admission.cause = "belongs to another user";
     return admission;
   }
   const ProcessIdentity identity = IdentifyProcess(process);
   admission.app_id = identity.app_id;
   if (identity.app_id.empty()) {
-    admission.cause = "it cannot be told who it is";
+    admission.cause = "cannot identify the peer process";
     return admission;
   }
   admission.executable = *identity.executable;
-  // The owner of a PID namespace may speak in the name of every process in it.
+  // In a PID namespace of its own, a process can set the credentials of messages to any process id
+  // of that namespace.
   if (!process.HasOurPidNamespace()) {
-    admission.cause = "it has a PID namespace of its own";
+    admission.cause = "runs in another PID namespace";
     return admission;
   }
   if (!privileges.empty() && !identity.is_installed_application) {
-    admission.cause = "it is no installed application";
+    admission.cause = "not an installed application";
     return admission;
   }
   for (const std::string& privilege : privileges) {
     if (HoldsPrivilege(identity.app_id, privilege)) continue;
-    admission.cause = "it lacks the privilege " + privilege;
+    admission.cause = "lacks the privilege " + privilege;
     return admission;
   }
   admission.is_granted = true;

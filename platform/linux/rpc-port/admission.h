@@ -13,13 +13,13 @@ namespace platform::rpc {
 
 struct Admission {
   bool is_granted = false;
-  std::string app_id;  // empty for a process that cannot be told
-  std::string cause;   // why not
-  FileId executable;   // what was executed, when it is granted
+  std::string app_id;  // empty when the process cannot be identified
+  std::string cause;   // of a rejection
+  FileId executable;   // of the process; set when granted
 };
 
-// Whether a process of a user may connect to a stub that asks for these privileges. Only
-// applications hold privileges; where none is asked for, every process of the same user may come.
+// Decides whether a process may connect to a stub that requires the privileges. Only installed
+// applications hold privileges. A stub that requires none admits every process of its user.
 Admission Admit(const ProcessHandle& process, uid_t user,
                 const std::vector<std::string>& privileges);
 

@@ -11,12 +11,12 @@
 namespace platform::rpc {
 namespace {
 
-// Smaller ones cost the allocator little, larger ones are rare and would hold much.
+// Smaller buffers cost the allocator little; larger ones are rare and would keep much memory.
 constexpr size_t kMinPooledSize = 16 * 1024;
 constexpr size_t kMaxPooledSize = 256 * 1024;
-// Sizes are multiples of this, so that a spare one fits the next parcel too.
+// Sizes are multiples of this, so that a pooled buffer fits the next parcel too.
 constexpr size_t kSizeStep = 16 * 1024;
-// Nobody gets one that is so much larger than what was asked for: its pages are in use.
+// A pooled buffer is not used for a request that is much smaller: all its pages are resident.
 constexpr size_t kMaxSizeRatio = 4;
 
 struct Block {
@@ -24,16 +24,16 @@ struct Block {
   size_t size = 0;
 };
 
-// As many as one command needs at the same time.
+// Keeps at most 4 blocks, the number that one command needs at the same time. Thread-safe.
 class BufferPool {
  public:
-  // Never destroyed: buffers come back until the very end of the process.
+  // Never destroyed, because buffers are returned until the process has exited.
   static BufferPool& Get() {
-    static BufferPool& spares = *new BufferPool;
-    return spares;
+    static BufferPool& pool = *new BufferPool;
+    return pool;
   }
 
-  // Without bytes when there is none that fits.
+  // Returns the smallest block that fits, or an empty one.
   Block Take(size_t size) {
     const std::lock_guard<std::mutex> lock(mutex_);
     Block* best = nullptr;
@@ -44,7 +44,7 @@ class BufferPool {
     return best == nullptr ? Block{} : std::exchange(*best, {});
   }
 
-  // The smallest makes room for it.
+  // Replaces the smallest block, unless that is larger.
   void Give(Block block) {
     const std::lock_guard<std::mutex> lock(mutex_);
     Block& smallest =
@@ -63,9 +63,9 @@ class BufferPool {
 Buffer::Buffer(size_t size) {
   if (size >= kMinPooledSize && size <= kMaxPooledSize) {
     size = (size + kSizeStep - 1) / kSizeStep * kSizeStep;
-    Block spare = BufferPool::Get().Take(size);
-    bytes_ = std::move(spare.bytes);
-    size_ = spare.size;
+    Block pooled = BufferPool::Get().Take(size);
+    bytes_ = std::move(pooled.bytes);
+    size_ = pooled.size;
   }
   if (bytes_ != nullptr) return;
   bytes_.reset(new uint8_t[size]);

@@ -11,14 +11,14 @@
 
 namespace platform::rpc {
 
-// Memory for bytes, which is not zeroed: only the pages that are written to are ever touched.
-// A few large ones outlive their owners to become the next buffers, because a stream of long
-// parcels would otherwise give its pages back to the kernel and fetch them again with each of them.
-// Buffers may be made and destroyed on any thread.
+// Uninitialized memory for bytes. Large buffers come from a pool of the process: otherwise each
+// long parcel would return its pages to the kernel and fault new ones in. The goals for commands of
+// 64 KiB beside D-Bus and the instruction count agent-command-65536 (bench) need the pool. Buffers
+// may be created and destroyed on any thread.
 class Buffer {
  public:
   Buffer() = default;
-  // At least that many bytes.
+  // Allocates at least `size` bytes. Throws std::bad_alloc.
   explicit Buffer(size_t size);
   Buffer(Buffer&& other) noexcept { *this = std::move(other); }
   Buffer& operator=(Buffer&& other) noexcept;

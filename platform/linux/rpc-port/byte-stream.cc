@@ -28,8 +28,8 @@ ssize_t ByteStream::SendSome(const uint8_t* data, size_t size) {
 ByteStream::SendResult ByteStream::Send(ByteView bytes) {
   if (is_shut_down_) return SendResult::kBroken;
   const std::lock_guard<std::mutex> lock(mutex_);
-  const bool was_waiting = !queue_.empty();
-  if (was_waiting) {
+  const bool was_queued = !queue_.empty();
+  if (was_queued) {
     if (queue_.size() - queue_begin_ > kMaxQueued) return SendResult::kFull;
     if (queue_begin_ > kMaxQueued) {
       queue_.erase(queue_.begin(), queue_.begin() + static_cast<ptrdiff_t>(queue_begin_));
@@ -61,12 +61,12 @@ bool ByteStream::HasQueued() const {
   return !queue_.empty();
 }
 
-// The kernel never joins the bytes of two senders in one answer.
+// The kernel does not return bytes of two senders with one call.
 ssize_t ByteStream::ReceiveFromSender(uint8_t* data, size_t size, int flags, pid_t* sender) {
-  iovec place = {data, size};
+  iovec range = {data, size};
   alignas(cmsghdr) char control[CMSG_SPACE(sizeof(ucred))];
   msghdr message{};
-  message.msg_iov = &place;
+  message.msg_iov = &range;
   message.msg_iovlen = 1;
   message.msg_control = control;
   message.msg_controllen = sizeof control;
@@ -92,8 +92,8 @@ ByteStream::ReceiveResult ByteStream::Receive(uint8_t* data, size_t size, int fl
     *received = static_cast<size_t>(count);
     return ReceiveResult::kData;
   }
-  const bool may_come = count < 0 && (errno == EAGAIN || errno == EINTR);
-  return may_come ? ReceiveResult::kWouldBlock : ReceiveResult::kClosed;
+  const bool would_block = count < 0 && (errno == EAGAIN || errno == EINTR);
+  return would_block ? ReceiveResult::kWouldBlock : ReceiveResult::kClosed;
 }
 
 void ByteStream::Shutdown() {

@@ -17,33 +17,33 @@
 
 namespace platform::rpc {
 
-// Bytes over a connected stream socket: sends without ever blocking, what the socket does not take
-// waits here. Safe from any thread, but only one thread at a time may receive. The descriptor stays
-// open as long as the object lives, so that no thread can meet a reused one.
+// A connected stream socket. Sending never blocks: bytes that the socket does not accept are queued
+// here. Thread-safe, but only one thread at a time may receive. The descriptor stays open for the
+// life of the object, so that no thread can use a reused descriptor.
 class ByteStream {
  public:
-  // Once this many bytes wait, nothing more is taken. At most one send goes beyond it.
+  // With more bytes queued, sending fails. The last send before that may exceed the limit.
   static constexpr size_t kMaxQueued = 16 * 1024 * 1024;
 
-  // No process has this id: bytes are taken from every process that has the other end.
+  // Not a process id: accepts bytes from every process that has the other end.
   static constexpr pid_t kAnySender = -1;
 
-  // Takes bytes from one process alone, for which the descriptor has to name senders.
+  // Accepts bytes from the sender only. Requires EnableSenderCredentials() unless kAnySender.
   explicit ByteStream(UniqueFd fd, pid_t sender = kAnySender)
       : fd_(std::move(fd)), sender_(sender) {}
 
   int fd() const { return fd_.Get(); }
 
   enum class SendResult {
-    kSent,          // nothing waits
-    kQueued,        // something waits; who saw it begin takes care of it
-    kQueueStarted,  // something waits from now on: Flush() when the socket is writable
-    kFull,          // too much waits already, nothing was taken
-    kBroken         // the peer is gone or the stream was shut down
+    kSent,          // the queue is empty
+    kQueued,        // appended to the queue, whose flush is arranged already
+    kQueueStarted,  // queued; the caller must Flush() when the socket is writable
+    kFull,          // nothing was sent or queued
+    kBroken         // the peer disconnected or the stream was shut down
   };
-  // All of the bytes or none, in one piece of the stream.
+  // Sends or queues all bytes or none. Bytes of concurrent calls are not mixed.
   SendResult Send(ByteView bytes);
-  // Sends what waits, as far as the socket takes it: kSent, kQueued or kBroken.
+  // Sends queued bytes until the socket would block. Returns kSent, kQueued or kBroken.
   SendResult Flush();
   bool HasQueued() const;
 
@@ -51,17 +51,18 @@ class ByteStream {
     kData,
     kWouldBlock,
     kClosed,
-    kOtherSender  // the bytes are lost
+    kOtherSender  // bytes from another process were received and discarded
   };
-  // One system call. Blocks only on a blocking descriptor without MSG_DONTWAIT among the flags.
+  // Receives with one system call. Blocks only on a blocking descriptor without MSG_DONTWAIT in
+  // `flags`.
   ReceiveResult Receive(uint8_t* data, size_t size, int flags, size_t* received);
 
-  // Ends both directions; both sides see the end of the stream.
+  // Shuts down both directions.
   void Shutdown();
   bool IsShutDown() const { return is_shut_down_; }
 
  private:
-  // How many bytes the socket took; less than all when it is full. Negative when broken.
+  // Returns the number of bytes sent, less than `size` when the socket would block, or -1 on error.
   ssize_t SendSome(const uint8_t* data, size_t size);
 
   ssize_t ReceiveFromSender(uint8_t* data, size_t size, int flags, pid_t* sender);
@@ -70,7 +71,7 @@ class ByteStream {
   const pid_t sender_;
   std::atomic<bool> is_shut_down_{false};
   mutable std::mutex mutex_;
-  // Guarded by mutex_: what waits is behind queue_begin_.
+  // Guarded by mutex_. Bytes before queue_begin_ were sent.
   std::vector<uint8_t> queue_;
   size_t queue_begin_ = 0;
 };

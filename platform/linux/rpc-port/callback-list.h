@@ -9,8 +9,8 @@
 
 namespace platform::rpc {
 
-// The callbacks of one event, called in the order in which they were added. A callback may add
-// others, which are called too, or clear the list, which ends the event.
+// The callbacks of one event, called in the order of registration. A callback may add others, which
+// are called as well, or clear the list, which ends the event.
 template <typename Callback>
 class CallbackList {
  public:
@@ -25,7 +25,7 @@ class CallbackList {
     }
   }
 
-  // Ends with the first result that is not 0.
+  // Stops at the first result that is not 0, and returns it.
   template <typename... Arguments>
   int CallUntilFailure(Arguments... arguments) const {
     for (size_t i = 0; i < entries_.size(); ++i) {

@@ -12,7 +12,7 @@
 namespace platform::rpc {
 namespace {
 
-// The executed file is looked at this often, so that commands cost no system call more.
+// How often the executed file is checked. A check with every command would cost a system call each.
 constexpr std::chrono::seconds kCheckInterval(1);
 
 std::string NewInstance(const std::string& sender) {
@@ -39,7 +39,7 @@ void Client::Start() {
   SendAccept(main_.get());
   main_->Watch(weak_from_this());
   timeout_.Start(kHandshakeTimeout, [weak = weak_from_this()] {
-    if (const auto self = weak.lock()) self->End();
+    if (const auto self = weak.lock()) self->Disconnect();
   });
 }
 
@@ -69,7 +69,8 @@ void Client::Join(std::shared_ptr<Port> callback) {
   callback_->SetPeer(sender_);
   main_->Open(callback_);
   callback_->Open(main_);
-  // Before anyone can send on the port: the proxy expects it first.
+  // Before the connected event, whose callback may send on the port: the proxy expects this frame
+  // first.
   SendAccept(callback_.get());
 }
 
@@ -78,8 +79,8 @@ void Client::OnReadable(Port* port) {
   try {
     Serve(port);
   } catch (...) {
-    // Half of something is done that nobody will go on with.
-    End();
+    // The connection is in an unknown state.
+    Disconnect();
     throw;
   }
 }
@@ -88,38 +89,38 @@ void Client::Serve(Port* port) {
   const auto host = host_.lock();
   if (host == nullptr) return Drop();
   if (!HasSameExecutable()) {
-    port->AbortConnection("something after it has executed another file");
-    return End();
+    port->AbortConnection("data after executing another file");
+    return Disconnect();
   }
   const auto serve = [&] { return HandleFrame(host.get()); };
-  if (port->HandleFrames(serve) != Port::HandleResult::kContinue) End();
+  if (port->HandleFrames(serve) != Port::HandleResult::kContinue) Disconnect();
 }
 
 bool Client::HandleFrame(ClientHost* host) {
   if (!IsJoined()) {
-    main_->AbortConnection("a parcel before it was connected");
+    main_->AbortConnection("a parcel before the handshake");
     return false;
   }
   if (!Parcel::IsWellFormed(main_->Frame())) {
-    main_->AbortConnection("a parcel with a broken header");
+    main_->AbortConnection("a parcel with an invalid header");
     return false;
   }
   const uint64_t popped = main_->popped();
-  if (host->OnFrame(*this) != 0 || is_ended_ || main_->IsShutDown()) return false;
-  // A frame that the callback left alone is not offered again.
+  if (host->OnFrame(*this) != 0 || is_closed_ || main_->IsShutDown()) return false;
+  // Drop a frame that the callback did not read.
   if (main_->popped() == popped) main_->PopFrame();
   return true;
 }
 
 void Client::Drop() {
-  is_ended_ = true;
+  is_closed_ = true;
   timeout_.Stop();
   main_->Close();
   if (callback_ != nullptr) callback_->Close();
 }
 
-void Client::End() {
-  if (is_ended_) return;
+void Client::Disconnect() {
+  if (is_closed_) return;
   Drop();
   if (const auto host = host_.lock()) host->OnClientDisconnected(shared_from_this());
 }

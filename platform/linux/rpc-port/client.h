@@ -20,56 +20,57 @@ class Client;
 
 class ClientHost {
  public:
-  // A frame is at the front of the main port. Anything but 0 ends the connection.
+  // A frame is at the front of the main port. A result other than 0 closes the connection.
   virtual int OnFrame(const Client& client) = 0;
-  // The connection ended by itself: never called for one that was dropped.
+  // The connection was closed, by the peer or after an error. Not called after Drop().
   virtual void OnClientDisconnected(const std::shared_ptr<Client>& client) = 0;
 
  protected:
   ~ClientHost() = default;
 };
 
-// One proxy as its stub sees it: a main port that was admitted and, from when it has joined, the
+// A connected proxy, on the stub's side: an admitted main port and, once the proxy has joined, the
 // callback port.
 class Client final : public PortObserver, public std::enable_shared_from_this<Client> {
  public:
-  // `executable` is what the process executed when it was identified as the sender.
+  // `executable` is the file that the process executed when it was identified as the sender.
   Client(const std::string& sender, ProcessHandle process, const FileId& executable,
          std::shared_ptr<Port> main, const std::weak_ptr<ClientHost>& host);
 
-  // Tells the proxy that it is admitted; it has a limited time to join.
+  // Accepts the main connection. The proxy must join within kHandshakeTimeout.
   void Start();
-  // Whether a second connection of that process is this one's callback port. It is not when the
-  // process executes another file by now: it may have had the first connection before it became
-  // the application, and have left that to another process.
+  // Whether a connection of that process, with the token, is the callback port of this client.
+  // False after the process has executed another file: the process could have opened the main
+  // connection, passed it to another process, and then executed the application.
   bool ExpectsCallback(const Token& token, pid_t pid) const;
   void Join(std::shared_ptr<Port> callback);
   bool IsJoined() const { return callback_ != nullptr; }
 
   const std::string& sender() const { return sender_; }
-  // Unlike that of any other connection of this process's stubs.
+  // Unique among the clients of all stubs of this process.
   const std::string& instance() const { return instance_; }
   const Port& main() const { return *main_; }
-  // Null before it has joined.
+  // Null until the proxy has joined.
   const Port* callback() const { return callback_.get(); }
 
-  // Ends the connection without a word to the host.
+  // Closes the connection without notifying the host.
   void Drop();
 
  private:
   void OnReadable(Port* port) override;
   void Serve(Port* port);
-  // Whether the process executes what it was identified by, or did when it exited: what it has sent
-  // before is its own. Looks no more than once a second.
+  // Whether the process still executes the file that identified it. Also true after it has exited,
+  // because it sent the remaining bytes itself. Checks at most once a second.
   bool HasSameExecutable();
-  // False when the connection is over.
+  // False when the connection must be closed.
   bool HandleFrame(ClientHost* host);
-  void End();
+  // Closes the connection and notifies the host.
+  void Disconnect();
   void SendAccept(Port* port);
 
   const std::string sender_;
   const std::string instance_;
-  // Until it has joined.
+  // Until the proxy has joined.
   std::optional<ProcessHandle> process_;
   const FileId executable_;
   const std::string executable_link_;
@@ -79,7 +80,7 @@ class Client final : public PortObserver, public std::enable_shared_from_this<Cl
   const std::shared_ptr<Port> main_;
   std::shared_ptr<Port> callback_;
   LoopTimer timeout_;
-  bool is_ended_ = false;
+  bool is_closed_ = false;
 };
 
 }  // namespace platform::rpc

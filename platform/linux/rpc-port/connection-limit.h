@@ -10,8 +10,8 @@
 
 namespace platform::rpc {
 
-// Counts the connections of each application to one port, so that none takes the descriptors and
-// the memory of all.
+// Limits the connections of each application to one port, so that no application exhausts the
+// process's descriptors and memory.
 class ConnectionLimit {
  public:
   static constexpr size_t kMaxConnections = 16;
@@ -19,9 +19,9 @@ class ConnectionLimit {
   enum class Decision {
     kGranted,
     kRejected,
-    kRejectedAgain  // the application was told before, and has had connections ever since
+    kRejectedAgain  // not the first time since the application's count was 0; not logged again
   };
-  // Whether the application may have one more.
+  // Decides whether the application may open another connection.
   Decision Check(const std::string& app_id);
   void Add(const std::string& app_id) { ++counts_[app_id].connections; }
   void Remove(const std::string& app_id);

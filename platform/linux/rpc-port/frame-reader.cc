@@ -10,9 +10,9 @@
 namespace platform::rpc {
 namespace {
 
-// Takes a burst of small frames at once.
+// Holds a burst of small frames.
 constexpr size_t kDefaultSize = 32 * 1024;
-// No buffer is made longer than this in advance.
+// Larger buffers are allocated only for a frame of that size.
 constexpr size_t kMaxBufferInAdvance = 256 * 1024;
 
 }  // namespace
@@ -63,7 +63,7 @@ FrameReader::Space FrameReader::PrepareWrite() {
     begin_ = end_ = 0;
     if (buffer_.size() > kMaxBufferInAdvance) buffer_ = {};
   }
-  // A malformed length asks for nothing: its stream is at its end.
+  // After a malformed length the stream is not read any more, so any space will do.
   const size_t needed = Front() == State::kIncomplete ? Needed() : Available() + 1;
   if (begin_ + needed > buffer_.size()) {
     Buffer larger;

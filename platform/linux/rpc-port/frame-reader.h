@@ -11,13 +11,13 @@
 
 namespace platform::rpc {
 
-// A frame is its length (32 bits, the machine's byte order, never 0) and that many bytes.
+// A frame is a length (32 bits, the machine's byte order, never 0) and that many bytes.
 constexpr size_t kFrameLengthSize = sizeof(uint32_t);
-// The longest that a main loop receives, reads and answers in a few ms.
+// A main loop receives, decodes and answers a frame of this size in a few milliseconds.
 constexpr size_t kMaxFrame = 4 * 1024 * 1024;
 
-// Cuts a stream of bytes into frames. Knows nothing of sockets: bytes are put into PrepareWrite()
-// and reported with CommitWrite().
+// Splits a stream of bytes into frames. Independent of sockets: the caller writes received bytes to
+// PrepareWrite() and reports them with CommitWrite().
 class FrameReader {
  public:
   enum class State { kIncomplete, kComplete, kMalformed };
@@ -30,39 +30,40 @@ class FrameReader {
     uint8_t* data;
     size_t size;
   };
-  // Where the next bytes go: at least as many as Missing(). Ends the life of frames handed out.
+  // Returns the space for the next bytes, at least Missing(). Invalidates views of frames.
   Space PrepareWrite();
   void CommitWrite(size_t count) { end_ += count; }
 
-  // What the front of the stream is.
+  // The state of the frame at the front.
   State Front() const;
   // The complete frame at the front, without its length. Valid until PrepareWrite() is called.
   ByteView Frame() const;
   void Pop();
-  // Pops the frame and hands it over with the buffer that it lies in, without a copy. Only possible
-  // when nothing follows it there: else there is no buffer, and nothing happens.
+  // Pops the frame and returns the buffer that holds it, without a copy. Returns an empty buffer,
+  // and pops nothing, when other bytes follow the frame in the buffer.
   Buffer TakeFrame();
 
-  // Gives the buffer of an empty reader back until there is something to put in.
+  // Releases the buffer until the next PrepareWrite(). The reader must be empty.
   void ReleaseBuffer();
 
-  // How many bytes the length, or then the frame, at the front lacks. Front() must be incomplete.
+  // How many bytes are missing of the length, or then of the frame, at the front. Front() must be
+  // kIncomplete.
   size_t Missing() const;
   bool IsEmpty() const { return begin_ == end_; }
   // Frames popped so far.
   uint64_t popped() const { return popped_; }
 
  private:
-  // What follows from the frame at the front being taken out.
+  // Updates counters after a frame was popped.
   void CountPopped(size_t size);
   size_t Available() const { return end_ - begin_; }
   size_t Length() const;
-  // Length and bytes of the frame at the front, as far as known.
+  // The size of length and frame at the front; of the length alone while that is incomplete.
   size_t Needed() const;
 
   size_t max_frame_;
   Buffer buffer_;
-  // What the next buffer holds: frames are often as long as those before.
+  // The size of the next buffer: frames are often as long as those before.
   size_t next_size_;
   size_t begin_ = 0;
   size_t end_ = 0;

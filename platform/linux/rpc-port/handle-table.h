@@ -14,7 +14,7 @@
 
 namespace platform::rpc {
 
-// A number that was never given out before in this process, as a C handle.
+// Returns a number as a C handle that is unique in this process.
 inline void* NewHandle() {
   static std::atomic<uintptr_t> next{1};
   const uintptr_t number = next++;
@@ -23,12 +23,12 @@ inline void* NewHandle() {
   return handle;
 }
 
-// The live objects of one kind by the handles that C callers hold. A handle is no address and never
-// used twice, so that a stale or foreign one is just unknown. Safe from any thread.
+// The live objects of one type by the handles of C callers. A handle is not an address and never
+// reused, so a stale or invalid handle is safely detected. Thread-safe.
 template <typename T>
 class HandleTable {
  public:
-  // Never destroyed: handles are looked up until the very end of the process.
+  // Never destroyed, because handles are looked up until the process has exited.
   static HandleTable& Get() {
     static HandleTable& table = *new HandleTable;
     return table;
@@ -41,14 +41,14 @@ class HandleTable {
     return handle;
   }
 
-  // Null when there is none.
+  // Null for an unknown handle.
   std::shared_ptr<T> Find(const void* handle) const {
     const std::lock_guard<std::mutex> lock(mutex_);
     const auto found = objects_.find(handle);
     return found == objects_.end() ? nullptr : found->second;
   }
 
-  // The object that was there; the caller decides what its end means.
+  // Returns the removed object; null for an unknown handle.
   std::shared_ptr<T> Remove(const void* handle) {
     const std::lock_guard<std::mutex> lock(mutex_);
     const auto found = objects_.find(handle);

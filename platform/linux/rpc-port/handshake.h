@@ -15,11 +15,11 @@
 
 namespace platform::rpc {
 
-// The first frame of each direction of a connection. A proxy says hello on its main connection; the
-// stub accepts it with a token. The proxy then says hello with that token on a second connection,
-// which becomes the callback port of the first.
+// The first frame in each direction of a connection. A proxy sends a hello on its main connection.
+// The stub accepts it with a token. The proxy then sends a hello with that token on a second
+// connection, which becomes the callback port of the client.
 
-// Greetings are short; longer frames are refused before anything is allocated for them.
+// Longer frames are rejected before anything is allocated for them.
 constexpr size_t kMaxHandshakeFrame = 512;
 
 // How long each side waits for a frame of the other.
@@ -27,7 +27,7 @@ constexpr std::chrono::seconds kHandshakeTimeout{10};
 
 using Token = std::array<uint8_t, 16>;
 
-// One that nobody can guess. Throws std::system_error when the kernel has no randomness.
+// Returns a random token. Throws std::system_error when the kernel has no entropy.
 Token NewToken();
 
 struct Hello {
@@ -37,15 +37,15 @@ struct Hello {
 
 struct HandshakeReply {
   bool is_accepted = false;
-  Token token{};      // for the callback connection's hello
-  std::string cause;  // why not
+  Token token{};      // for the hello of the callback connection
+  std::string cause;  // of a rejection
 };
 
-// Whole frames, with their length in front.
+// Return whole frames, with the length in front. A long cause is cut.
 std::vector<uint8_t> EncodeHello(const Hello& hello);
-std::vector<uint8_t> EncodeReply(const HandshakeReply& answer);
+std::vector<uint8_t> EncodeReply(const HandshakeReply& reply);
 
-// From a frame without its length; empty when it is malformed.
+// Take a frame without its length. Empty when it is malformed.
 std::optional<Hello> DecodeHello(ByteView frame);
 std::optional<HandshakeReply> DecodeReply(ByteView frame);
 

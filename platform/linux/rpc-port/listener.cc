@@ -15,8 +15,8 @@
 namespace platform::rpc {
 namespace {
 
-// Errors of the one connection that was to be accepted, not of the listening socket.
-bool IsPassing(int error) { return error == EAGAIN || error == EINTR || error == ECONNABORTED; }
+// Whether the error concerns the one connection, not the listening socket or the process.
+bool IsTransient(int error) { return error == EAGAIN || error == EINTR || error == ECONNABORTED; }
 
 }  // namespace
 
@@ -34,15 +34,16 @@ void Listener::OnReady(bool, bool) {
   if (fd) {
     is_logged_ = false;
     observer_->OnAccepted(std::move(fd));
-  } else if (!IsPassing(errno)) {
-    Pause(errno);
+  } else if (!IsTransient(errno)) {
+    BackOff(errno);
   }
 }
 
-void Listener::Pause(int cause) {
+void Listener::BackOff(int error) {
   if (!is_logged_) {
-    dlog_print(DLOG_ERROR, kLogTag, "Port \"%s\" accepts nobody, and tries every second: %s",
-               port_name_.c_str(), strerrordesc_np(cause));
+    dlog_print(DLOG_ERROR, kLogTag,
+               "port \"%s\" cannot accept connections, retrying every second: %s",
+               port_name_.c_str(), strerrordesc_np(error));
   }
   is_logged_ = true;
   backoff_.Start();

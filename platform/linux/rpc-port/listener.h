@@ -15,7 +15,7 @@ namespace platform::rpc {
 
 class AcceptObserver {
  public:
-  // A new connection, before it said a word.
+  // A new connection. Nothing was received from it yet.
   virtual void OnAccepted(UniqueFd fd) = 0;
 
  protected:
@@ -30,14 +30,14 @@ class Listener final : private LoopObserver {
 
  private:
   void OnReady(bool readable, bool writable) override;
-  void Pause(int cause);
+  void BackOff(int error);
 
   const std::string port_name_;
   AcceptObserver* const observer_;
   OwnedSocket socket_;
   LoopWatch watch_;
   AcceptBackoff backoff_;
-  // Whether the log tells of what keeps it from accepting.
+  // Whether the current failure to accept was logged.
   bool is_logged_ = false;
 };
 

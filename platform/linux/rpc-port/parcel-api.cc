@@ -32,7 +32,7 @@ EXPORT_API int rpc_port_parcel_create_from_port(rpc_port_parcel_h* h, rpc_port_h
     if (!found->WaitForFrame()) return RPC_PORT_ERROR_IO_ERROR;
     auto parcel = Parcel::TakeFrom(&found->reader());
     if (parcel == nullptr) {
-      found->AbortConnection("a parcel with a broken header");
+      found->AbortConnection("a parcel with an invalid header");
       return RPC_PORT_ERROR_IO_ERROR;
     }
     *h = parcel.release();

@@ -20,11 +20,11 @@ using platform::rpc::Parcel;
 
 namespace {
 
-// Callers often pass over that a text was left out: what becomes of it would be a riddle.
+// Logs a value that does not fit, because many callers ignore the result of writes.
 int ResultOf(bool fits, size_t size) {
   if (fits) return RPC_PORT_ERROR_NONE;
   dlog_print(DLOG_ERROR, platform::rpc::kLogTag,
-             "%zu more bytes are too long for a parcel, which holds %zu: left out", size,
+             "cannot write %zu bytes: parcel limit of %zu bytes exceeded", size,
              Parcel::kMaxValues);
   return RPC_PORT_ERROR_INVALID_PARAMETER;
 }
@@ -131,7 +131,7 @@ EXPORT_API int rpc_port_parcel_read_string(rpc_port_parcel_h h, char** str) {
   if (h == nullptr || str == nullptr) return RPC_PORT_ERROR_INVALID_PARAMETER;
   auto* parcel = static_cast<Parcel*>(h);
   ByteView text;
-  // Its only NUL is its last byte, or it is no text.
+  // The only NUL of a string is its last byte.
   if (!parcel->PeekSized(&text) || text.size == 0 ||
       std::memchr(text.data, '\0', text.size) != text.data + text.size - 1) {
     return RPC_PORT_ERROR_INVALID_PARAMETER;

@@ -10,7 +10,7 @@
 namespace platform::rpc {
 namespace {
 
-// What stands in front of the tag.
+// The header in front of the tag.
 struct __attribute__((packed)) FixedHeader {
   int32_t sequence;
   int64_t seconds;
@@ -20,10 +20,10 @@ struct __attribute__((packed)) FixedHeader {
 
 static_assert(Parcel::kMaxValues + sizeof(FixedHeader) + Parcel::kMaxTag <= kMaxFrame);
 
-// Most parcels fit this without growing.
+// Enough for most parcels without growing.
 constexpr size_t kDefaultSize = 512;
-// A frame that is at least as long becomes a parcel together with its buffer; shorter ones are
-// copied, for the reader to go on with the buffer that it has.
+// A parcel takes over the reader's buffer for a frame of at least this size. Shorter frames are
+// copied, which costs less than a new buffer for the reader.
 constexpr size_t kMinTakenFrame = 4096;
 
 }  // namespace

@@ -22,59 +22,60 @@ struct ParcelHeader {
   timespec created{};  // monotonic
 };
 
-// A header and a row of bytes that is written at its end and read from its beginning. As bytes, in
-// the machine's byte order: sequence number (32 bits), seconds (64), nanoseconds (32), length of
-// the tag (32), tag, values. Not safe for concurrent use.
+// A header and a sequence of values, which are written at the end and read from the beginning. The
+// encoded form, in the machine's byte order: sequence number (32 bits), seconds (64), nanoseconds
+// (32), length of the tag (32), tag, values. Not thread-safe.
 class Parcel {
  public:
   static constexpr size_t kMaxTag = 255;
-  // So much that the longest parcel is still a frame that the other side takes.
+  // A parcel with the most values and the longest header still fits kMaxFrame.
   static constexpr size_t kMaxValues = 4 * 1024 * 1024 - 1024;
 
-  // An empty one, created now.
+  // Empty, with the current time.
   Parcel();
 
-  // From the bytes of one; null when they are malformed.
+  // Decodes a parcel; null when the bytes are malformed.
   static std::unique_ptr<Parcel> FromBytes(ByteView bytes);
   static bool IsWellFormed(ByteView bytes);
-  // The frame at the reader's front, which it takes out; null when that is malformed.
+  // Pops and decodes the frame at the reader's front, which must be complete. Null, and nothing is
+  // popped, when it is malformed.
   static std::unique_ptr<Parcel> TakeFrom(FrameReader* reader);
 
   ParcelHeader& header() { return header_; }
 
-  // False, and nothing is written, when the parcel would become too long.
+  // False, and nothing is written, when the values would exceed kMaxValues.
   bool Write(const void* data, size_t size);
 
-  // The same with the size (32 bits) in front.
+  // Like Write(), with the size (32 bits) in front.
   bool WriteSized(const void* data, size_t size);
 
-  // False, and nothing is read, when there are fewer bytes.
+  // False, and nothing is read, when fewer bytes are left.
   bool Read(void* data, size_t size);
-  // Finds what WriteSized wrote, without stepping over it yet. Valid until the parcel changes.
+  // Finds bytes of WriteSized() without consuming them. Valid until the parcel changes.
   bool PeekSized(ByteView* bytes) const;
   void SkipSized(ByteView bytes) { read_ += sizeof(uint32_t) + bytes.size; }
 
-  // The whole parcel as bytes, and as a frame. Valid until the parcel changes.
+  // The encoded parcel, without and with the frame length. Valid until the parcel changes.
   ByteView Bytes();
   ByteView Frame();
 
  private:
-  // With the header that the bytes of a whole parcel begin with, and no values yet.
+  // Decodes only the header of an encoded parcel.
   explicit Parcel(ByteView bytes);
 
   uint8_t* End() { return buffer_.data() + end_; }
-  // Makes room for that many bytes more.
+  // Reserves that many more bytes at the end.
   void Grow(size_t more);
-  // Puts frame length and header right in front of the values; returns where they begin.
+  // Writes frame length and header directly in front of the values. Returns their beginning.
   uint8_t* WriteHeader();
 
-  // In front of the values there is room for the frame's length and the header, so that a parcel is
-  // sent from where it was written. Grows for an unusually long tag.
+  // Space in front of the values for frame length and header, so that a parcel is sent without
+  // copying its values. Grows for a longer tag.
   static constexpr size_t kReservedHeader = 64;
 
   ParcelHeader header_;
   Buffer buffer_;
-  // Offsets in the buffer: where the values begin, are read next, and end.
+  // Offsets in the buffer: the beginning of the values, the read position and the end.
   size_t values_ = kReservedHeader;
   size_t read_ = kReservedHeader;
   size_t end_ = kReservedHeader;

@@ -12,7 +12,7 @@ PendingConnection::PendingConnection(UniqueFd fd, const std::weak_ptr<PendingCon
     : peer_(PeerOf(fd.Get())),
       host_(host),
       port_(std::make_shared<Port>(std::move(fd), peer_.pid)) {
-  port_->SetPeer("Process " + std::to_string(peer_.pid));
+  port_->SetPeer("process " + std::to_string(peer_.pid));
 }
 
 PendingConnection::~PendingConnection() {
@@ -22,7 +22,7 @@ PendingConnection::~PendingConnection() {
 void PendingConnection::Start() {
   port_->Watch(weak_from_this());
   timeout_.Start(kHandshakeTimeout, [weak = weak_from_this()] {
-    if (const auto self = weak.lock()) self->Leave();
+    if (const auto self = weak.lock()) self->Close();
   });
 }
 
@@ -33,15 +33,15 @@ std::shared_ptr<Port> PendingConnection::TakePort() {
 }
 
 void PendingConnection::Reject(const std::string& cause) {
-  HandshakeReply answer;
-  answer.cause = cause;
-  const auto frame = EncodeReply(answer);
+  HandshakeReply reply;
+  reply.cause = cause;
+  const auto frame = EncodeReply(reply);
   port_->Send({frame.data(), frame.size()});
   port_->Close();
   timeout_.Stop();
 }
 
-void PendingConnection::Leave() {
+void PendingConnection::Close() {
   port_->Close();
   timeout_.Stop();
   if (const auto host = host_.lock()) host->OnPendingClosed(shared_from_this());
@@ -52,14 +52,14 @@ void PendingConnection::OnReadable(Port* port) {
   try {
     Serve(port);
   } catch (...) {
-    // What it said is gone, and it will not say it again.
-    if (port_ != nullptr) Leave();
+    // The hello is lost, and the proxy will not repeat it.
+    if (port_ != nullptr) Close();
     throw;
   }
 }
 
 void PendingConnection::Serve(Port* port) {
-  if (port->Receive() == Port::ReceiveResult::kClosed) return Leave();
+  if (port->Receive() == Port::ReceiveResult::kClosed) return Close();
   if (port->Front() == FrameReader::State::kIncomplete) return;
   std::optional<Hello> hello;
   if (port->Front() == FrameReader::State::kComplete) {
@@ -67,8 +67,8 @@ void PendingConnection::Serve(Port* port) {
     port->PopFrame();
   }
   if (!hello || port->HasUnread()) {
-    port->AbortConnection("no greeting");
-    return Leave();
+    port->AbortConnection("an invalid handshake");
+    return Close();
   }
   if (const auto host = host_.lock()) host->OnHello(shared_from_this(), *hello);
 }

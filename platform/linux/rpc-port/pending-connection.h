@@ -18,35 +18,35 @@ class PendingConnection;
 
 class PendingConnectionHost {
  public:
-  // The pending said hello: it is to be taken in or refused.
+  // The hello was received. The host takes the port or rejects the connection.
   virtual void OnHello(const std::shared_ptr<PendingConnection>& pending, const Hello& hello) = 0;
-  // It went, or was sent away, without one.
+  // The connection was closed before its hello.
   virtual void OnPendingClosed(const std::shared_ptr<PendingConnection>& pending) = 0;
 
  protected:
   ~PendingConnectionHost() = default;
 };
 
-// An accepted connection of which nothing is known yet but the process behind it.
+// An accepted connection before its hello. Only its process is known, from the kernel.
 class PendingConnection final : public PortObserver,
                                 public std::enable_shared_from_this<PendingConnection> {
  public:
   PendingConnection(UniqueFd fd, const std::weak_ptr<PendingConnectionHost>& host);
   ~PendingConnection();
 
-  // Waits for its hello, for a limited time.
+  // Waits for the hello, up to kHandshakeTimeout.
   void Start();
 
   const PeerCredentials& peer() const { return peer_; }
-  // Hands its port over, unwatched: the pending is none any more.
+  // Transfers the port, which is no longer watched. The connection is not pending any more.
   std::shared_ptr<Port> TakePort();
-  // Tells it why it is not wanted and closes its port.
+  // Sends the cause to the proxy and closes the port.
   void Reject(const std::string& cause);
 
  private:
   void OnReadable(Port* port) override;
   void Serve(Port* port);
-  void Leave();
+  void Close();
 
   const PeerCredentials peer_;
   const std::weak_ptr<PendingConnectionHost> host_;

@@ -61,7 +61,7 @@ bool Port::Send(ByteView frame) {
   try {
     return TrySend(frame);
   } catch (...) {
-    // Without memory for the rest of a frame, the next one would begin in the middle of it.
+    // The rest of the frame could not be queued, and the next frame must not follow a partial one.
     Shutdown();
     throw;
   }
@@ -76,7 +76,7 @@ bool Port::TrySend(ByteView frame) {
       ScheduleFlush();
       return true;
     case ByteStream::SendResult::kFull:
-      dlog_print(DLOG_ERROR, kLogTag, "%s takes nothing any more, connection ended", peer_.c_str());
+      dlog_print(DLOG_ERROR, kLogTag, "%s: send queue full, connection closed", peer_.c_str());
       break;
     case ByteStream::SendResult::kBroken:
       break;
@@ -85,7 +85,7 @@ bool Port::TrySend(ByteView frame) {
   return false;
 }
 
-// Runs at once on the main loop's thread, else as soon as the loop gets to it.
+// Runs the call immediately on the main loop's thread, else on that thread in the next iteration.
 void Port::ScheduleFlush() {
   auto* port = new std::weak_ptr<Port>(weak_from_this());
   const auto watch_writing = [](void* data) {
@@ -132,7 +132,7 @@ void Port::Disconnect() {
 }
 
 void Port::AbortConnection(const char* cause) {
-  dlog_print(DLOG_ERROR, kLogTag, "%s sent %s, connection ended", peer_.c_str(), cause);
+  dlog_print(DLOG_ERROR, kLogTag, "%s sent %s, connection closed", peer_.c_str(), cause);
   Shutdown();
 }
 
@@ -150,7 +150,7 @@ Port::ReceiveResult Port::ReceiveSome(size_t limit, int flags) {
       if (reader_.IsEmpty()) reader_.ReleaseBuffer();
       return ReceiveResult::kWouldBlock;
     case ByteStream::ReceiveResult::kOtherSender:
-      AbortConnection("bytes of another process");
+      AbortConnection("bytes from another process");
       break;
     case ByteStream::ReceiveResult::kClosed:
       break;
@@ -161,16 +161,18 @@ Port::ReceiveResult Port::ReceiveSome(size_t limit, int flags) {
 bool Port::WaitForFrame() {
   if (Front() == FrameReader::State::kIncomplete) {
     const auto deadline = Clock::now() + kReplyTimeout;
-    // The usual case of a reply: it comes whole, and the first call gets it.
+    // Most replies arrive whole with the first call. Blocking is not possible while bytes are
+    // queued: the peer may wait for them before it replies.
     const bool may_block = is_blocking_ && !stream_.HasQueued();
-    bool goes_on = !may_block || ReceiveSome(SIZE_MAX, 0) != ReceiveResult::kClosed;
-    while (goes_on && Front() == FrameReader::State::kIncomplete) goes_on = PollOnce(deadline);
+    bool is_waiting = !may_block || ReceiveSome(SIZE_MAX, 0) != ReceiveResult::kClosed;
+    while (is_waiting && Front() == FrameReader::State::kIncomplete)
+      is_waiting = PollOnce(deadline);
   }
   switch (Front()) {
     case FrameReader::State::kComplete:
       return true;
     case FrameReader::State::kMalformed:
-      AbortConnection("a frame of impossible length");
+      AbortConnection("a frame of invalid length");
       return false;
     case FrameReader::State::kIncomplete:
       break;
@@ -181,7 +183,7 @@ bool Port::WaitForFrame() {
 bool Port::PollOnce(Clock::time_point deadline) {
   const auto left = std::chrono::ceil<std::chrono::milliseconds>(deadline - Clock::now());
   if (left.count() <= 0) {
-    dlog_print(DLOG_ERROR, kLogTag, "Nothing came from %s within %d s", peer_.c_str(),
+    dlog_print(DLOG_ERROR, kLogTag, "no data from %s within %d s", peer_.c_str(),
                static_cast<int>(kReplyTimeout.count()));
     return false;
   }

@@ -23,68 +23,70 @@ class Port;
 
 class PortObserver {
  public:
-  // There is something to receive, or the port was shut down. Called on the main loop's thread. The
-  // port lives until this returns, whatever is done meanwhile.
+  // Data arrived, or the port was shut down. Called on the main loop's thread. The port lives until
+  // this returns, even if the callee closes and releases it.
   virtual void OnReadable(Port* port) = 0;
 
  protected:
   ~PortObserver() = default;
 };
 
-// One connected socket that carries frames: one half of what a connection's user sees. Sending and
-// shutting down are safe from any thread; at most one thread at a time receives; the rest is for
-// the main loop's thread.
+// A connected socket that carries frames: the main or the callback port of a connection. Sending
+// and shutting down are thread-safe. At most one thread at a time receives. All other functions are
+// for the main loop's thread only.
 class Port final : public std::enable_shared_from_this<Port>, private LoopObserver {
  public:
-  // How long a caller is kept waiting for a frame.
+  // How long WaitForFrame() blocks.
   static constexpr std::chrono::seconds kReplyTimeout{10};
 
-  // Takes frames of a greeting's length until the port is opened. Bytes of another process than
-  // `sender` end the connection; see ByteStream.
+  // Until Open(), longer frames than those of a handshake are malformed. Bytes from a process other
+  // than `sender` close the connection; see ByteStream.
   explicit Port(UniqueFd fd, pid_t sender = ByteStream::kAnySender);
   Port(const Port&) = delete;
   Port& operator=(const Port&) = delete;
 
-  // What log lines call the other end.
+  // The name of the other end in log lines.
   void SetPeer(const std::string& peer) { peer_ = peer; }
 
-  // The greeting is over: frames of full length pass, and the port gets a handle. When either of
-  // two partners is shut down, the other is too.
+  // Ends the handshake: admits frames of full length and creates the handle. Shutting down either
+  // port of a connection shuts down its partner.
   void Open(const std::shared_ptr<Port>& partner);
   void* handle() const { return handle_; }
-  // Lets a caller wait for frames with a single system call. For a port that nobody watches.
+  // Makes the descriptor blocking, so that WaitForFrame() needs a single system call in the common
+  // case. For a port that is not watched.
   void EnableBlockingReceive();
 
-  // Tells the observer when there is something to receive.
+  // Notifies the observer from now on.
   void Watch(const std::weak_ptr<PortObserver>& observer);
   void StopWatching();
 
-  // The end: no event, no handle any more; the other side sees the end of the stream.
+  // Shuts the stream down, invalidates the handle and stops all events.
   void Close();
 
-  // Never blocks. False when the connection is gone, or when so much waits already that it is given
-  // up; then it is shut down too, and so it is when this throws.
+  // Sends or queues a frame. Never blocks. On failure the connection is shut down: false when it
+  // was closed or its queue is full, std::bad_alloc when the frame cannot be queued.
   bool Send(ByteView frame);
 
-  // Ends this connection. Who watches one of its ports is told from the main loop.
+  // Shuts both ports of the connection down. The main loop notifies their observers.
   void Shutdown();
-  // The same, after which its handles are no longer valid.
+  // Like Shutdown(), and invalidates the handles of both ports.
   void Disconnect();
   bool IsShutDown() const { return stream_.IsShutDown(); }
-  // The same as Shutdown(), with a line in the log that names the peer and the cause.
+  // Like Shutdown(), after logging a protocol error: what the peer sent.
   void AbortConnection(const char* cause);
 
   enum class ReceiveResult { kData, kWouldBlock, kClosed };
-  // Receives once what is there.
+  // Receives available bytes with one system call.
   ReceiveResult Receive();
   enum class HandleResult { kContinue, kStopped, kClosed };
-  // Receives what is there and calls `serve` for each complete frame at the front; kStopped when
-  // that says false, kClosed when the stream is at its end or malformed, which is logged. The
-  // answer to a served frame often brings the next one at once: that is served too, before the main
-  // loop has to find it, but only so often that others are not kept waiting. Frames that are left
-  // then are served in the main loop's next turn.
-  template <typename Serve>
-  HandleResult HandleFrames(Serve serve);
+  // Receives available bytes and calls `handle` for each complete frame at the front. Returns
+  // kStopped when `handle` returned false, and kClosed when the stream is at its end or malformed,
+  // which is logged. Receives again after the last frame, because the reply to a frame often brings
+  // the next one: this saves an iteration of the main loop for each frame. Handles at most
+  // kMaxFramesPerIteration, so that other connections are not delayed; the next iteration of the
+  // main loop handles the rest.
+  template <typename Handle>
+  HandleResult HandleFrames(Handle handle);
   FrameReader::State Front() const { return reader_.Front(); }
   bool HasUnread() const { return !reader_.IsEmpty(); }
   ByteView Frame() const { return reader_.Frame(); }
@@ -92,22 +94,23 @@ class Port final : public std::enable_shared_from_this<Port>, private LoopObserv
   FrameReader& reader() { return reader_; }
   uint64_t popped() const { return reader_.popped(); }
 
-  // Whether there is a frame at the front, waiting for it up to kReplyTimeout, while what waits to
-  // be sent goes on being sent. Takes nothing from a watched socket beyond that frame, so that the
-  // main loop still tells of the next. Reasons for false are logged.
+  // Blocks up to kReplyTimeout until a complete frame is at the front; flushes queued bytes
+  // meanwhile. Receives nothing beyond that frame from a watched socket, which stays readable for
+  // the frames after it. False after a timeout, a malformed frame (both logged) or the end of the
+  // stream.
   bool WaitForFrame();
 
  private:
-  // After so many the main loop has its turn.
+  // Balances throughput of one connection against latency of the others.
   static constexpr int kMaxFramesPerIteration = 64;
 
   void OnReady(bool readable, bool writable) override;
-  // What was received already does not make the socket readable: the main loop is asked to come
-  // back for it.
+  // Schedules HandleFrames() with a timer, because frames that were received already do not make
+  // the socket readable.
   HandleResult ScheduleRest();
   bool TrySend(ByteView frame);
   ReceiveResult ReceiveSome(size_t limit, int flags);
-  // One step of waiting; false when there is no point in another.
+  // Waits once, for data or the deadline. False when waiting again is useless.
   bool PollOnce(std::chrono::steady_clock::time_point deadline);
   void Flush();
   void ScheduleFlush();
@@ -125,19 +128,19 @@ class Port final : public std::enable_shared_from_this<Port>, private LoopObserv
   bool is_closed_ = false;
 };
 
-template <typename Serve>
-Port::HandleResult Port::HandleFrames(Serve serve) {
-  for (int served = 0; !IsShutDown();) {
+template <typename Handle>
+Port::HandleResult Port::HandleFrames(Handle handle) {
+  for (int handled = 0; !IsShutDown();) {
     while (Front() == FrameReader::State::kComplete) {
-      if (served == kMaxFramesPerIteration) return ScheduleRest();
-      if (!serve()) return HandleResult::kStopped;
-      ++served;
+      if (handled == kMaxFramesPerIteration) return ScheduleRest();
+      if (!handle()) return HandleResult::kStopped;
+      ++handled;
     }
     if (Front() == FrameReader::State::kMalformed) {
-      AbortConnection("a frame of impossible length");
+      AbortConnection("a frame of invalid length");
       return HandleResult::kClosed;
     }
-    if (served == kMaxFramesPerIteration) return HandleResult::kContinue;
+    if (handled == kMaxFramesPerIteration) return HandleResult::kContinue;
     const ReceiveResult received = Receive();
     if (received == ReceiveResult::kClosed) return HandleResult::kClosed;
     if (received == ReceiveResult::kWouldBlock || Front() == FrameReader::State::kIncomplete) {

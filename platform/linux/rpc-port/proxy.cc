@@ -23,7 +23,8 @@ namespace {
 constexpr const char* kNeededPrivileges[] = {"http://tizen.org/privilege/appmanager.launch",
                                              "http://tizen.org/privilege/datasharing"};
 
-// Applications need the privileges; any other process may try its luck with the stub.
+// Applications need the privileges. Other processes hold none; the stub decides whether to admit
+// them.
 bool MayConnect() {
   const ProcessIdentity self = IdentifyThisProcess();
   if (!self.is_installed_application) return true;
@@ -45,9 +46,9 @@ int Proxy::Connect(const std::string& app_id, const std::string& port_name) {
     timeout_.Start(kHandshakeTimeout, [weak = weak_from_this()] {
       const auto self = weak.lock();
       if (self == nullptr) return;
-      dlog_print(DLOG_ERROR, kLogTag, "Port \"%s\" of %s does not answer",
+      dlog_print(DLOG_ERROR, kLogTag, "handshake with port \"%s\" of %s timed out",
                  self->target_->port_name.c_str(), self->target_->app_id.c_str());
-      self->End();
+      self->Disconnect();
     });
     main_->Watch(weak_from_this());
   } catch (...) {
@@ -63,7 +64,7 @@ int Proxy::ConnectSync(const std::string& app_id, const std::string& port_name) 
   try {
     while (state_ != State::kConnected) {
       if (ExpectedPort()->WaitForFrame() && HandleReply()) continue;
-      End();
+      Disconnect();
       return RPC_PORT_ERROR_IO_ERROR;
     }
     FinishConnecting();
@@ -88,7 +89,7 @@ std::shared_ptr<Port> Proxy::ConnectPort(const Hello& hello) {
   const std::string folder = RootPath() + "/" + kPortsFolder + "/" + target_->app_id;
   UniqueFd fd = ConnectTo(folder, target_->port_name);
   if (!fd) {
-    dlog_print(DLOG_ERROR, kLogTag, "Cannot connect to port \"%s\" of %s: %s",
+    dlog_print(DLOG_ERROR, kLogTag, "cannot connect to port \"%s\" of %s: %s",
                target_->port_name.c_str(), target_->app_id.c_str(), strerrordesc_np(errno));
     return nullptr;
   }
@@ -108,39 +109,39 @@ void Proxy::OnReadable(Port* port) {
   try {
     Serve(*port);
   } catch (...) {
-    // Half of something is done that nobody will go on with.
-    if (state_ != State::kIdle) End();
+    // The connection is in an unknown state.
+    if (state_ != State::kIdle) Disconnect();
     throw;
   }
 }
 
 void Proxy::Serve(Port& port) {
   if (&port != ExpectedPort()) return;
-  bool is_over = false;
+  bool must_close = false;
   const auto serve = [&] {
     const bool was_connected = state_ == State::kConnected;
-    is_over = was_connected ? !HandleFrame() : !HandleReply();
-    if (is_over) return false;
+    must_close = was_connected ? !HandleFrame() : !HandleReply();
+    if (must_close) return false;
     if (!was_connected && state_ == State::kConnected) FinishConnecting();
     return &port == ExpectedPort();
   };
-  if (port.HandleFrames(serve) == Port::HandleResult::kClosed || is_over) End();
+  if (port.HandleFrames(serve) == Port::HandleResult::kClosed || must_close) Disconnect();
 }
 
 bool Proxy::HandleReply() {
   Port* port = ExpectedPort();
-  const std::optional<HandshakeReply> answer = DecodeReply(port->Frame());
+  const std::optional<HandshakeReply> reply = DecodeReply(port->Frame());
   port->PopFrame();
-  if (!answer) {
-    port->AbortConnection("no answer to a greeting");
+  if (!reply) {
+    port->AbortConnection("an invalid handshake reply");
     return false;
   }
-  if (!answer->is_accepted) {
-    dlog_print(DLOG_WARN, kLogTag, "Port \"%s\" of %s refuses this process: %s",
-               target_->port_name.c_str(), target_->app_id.c_str(), answer->cause.c_str());
+  if (!reply->is_accepted) {
+    dlog_print(DLOG_WARN, kLogTag, "port \"%s\" of %s rejected this process: %s",
+               target_->port_name.c_str(), target_->app_id.c_str(), reply->cause.c_str());
     return false;
   }
-  if (state_ == State::kAwaitingMainReply) return OpenCallback(answer->token);
+  if (state_ == State::kAwaitingMainReply) return OpenCallback(reply->token);
   state_ = State::kConnected;
   return true;
 }
@@ -166,7 +167,7 @@ void Proxy::FinishConnecting() {
 bool Proxy::HandleFrame() {
   Port* port = ExpectedPort();
   if (!Parcel::IsWellFormed(port->Frame())) {
-    port->AbortConnection("a parcel with a broken header");
+    port->AbortConnection("a parcel with an invalid header");
     return false;
   }
   const auto target = target_;
@@ -174,7 +175,7 @@ bool Proxy::HandleFrame() {
   received.Call(target->app_id.c_str(), target->port_name.c_str());
   if (port != ExpectedPort()) return true;
   if (port->IsShutDown()) return false;
-  // A frame that the callback left alone is not offered again.
+  // Drop a frame that the callback did not read.
   if (port->popped() == popped) port->PopFrame();
   return true;
 }
@@ -196,7 +197,7 @@ void Proxy::Destroy() {
   received.Clear();
 }
 
-void Proxy::End() {
+void Proxy::Disconnect() {
   const bool was_connected = state_ == State::kConnected;
   const auto target = target_;
   Reset();

@@ -17,23 +17,23 @@
 
 namespace platform::rpc {
 
-// The calling side of one connection. For the main loop's thread. Every function may be called from
-// inside every callback; once a connection ended another can be made.
+// The calling side of one connection. For the main loop's thread only. Every function may be called
+// from inside every callback. After a connection has ended, the proxy can connect again.
 //
-// Replies are taken from the main port by whoever waits for them, so that nobody watches it; the
-// callback port tells when the stub is gone.
+// The main port is not watched once connected: callers read their replies from it directly. The
+// callback port reports when the stub disconnects.
 class Proxy final : public PortObserver, public std::enable_shared_from_this<Proxy> {
  public:
-  // Both return a rpc_port_error_e and raise no event where nobody listens, the caller may not
-  // connect, or there is a connection already. Else one connected or rejected event comes: from the
-  // main loop, or before ConnectSync returns.
+  // Both return an rpc_port_error_e. They fail without an event when there is no listener, the
+  // caller lacks privileges, or the proxy is connected already. Otherwise exactly one connected or
+  // rejected event follows: from the main loop, or before ConnectSync() returns.
   int Connect(const std::string& app_id, const std::string& port_name);
   int ConnectSync(const std::string& app_id, const std::string& port_name);
-  // Ends everything without an event.
+  // Disconnects without an event and removes all callbacks.
   void Destroy();
 
   bool IsConnected() const { return state_ == State::kConnected && !main_->IsShutDown(); }
-  // Of a connected proxy.
+  // The proxy must be connected.
   const Port& main() const { return *main_; }
   const Port& callback() const { return *callback_; }
 
@@ -44,7 +44,7 @@ class Proxy final : public PortObserver, public std::enable_shared_from_this<Pro
 
  private:
   enum class State { kIdle, kAwaitingMainReply, kAwaitingCallbackReply, kConnected };
-  // What callbacks are told; they keep it even when they end the connection.
+  // Arguments of callbacks. Shared, so that they stay valid when a callback disconnects.
   struct Target {
     std::string app_id;
     std::string port_name;
@@ -55,15 +55,15 @@ class Proxy final : public PortObserver, public std::enable_shared_from_this<Pro
 
   void OnReadable(Port* port) override;
   void Serve(Port& port);
-  // Where the next frame comes from; null without a connection.
+  // The port of the next frame; null without a connection.
   Port* ExpectedPort() const;
-  // Both are false when the connection is over.
+  // Both return false when the connection must be closed.
   bool HandleReply();
   bool HandleFrame();
   bool OpenCallback(const Token& token);
   void FinishConnecting();
   void Reset();
-  void End();
+  void Disconnect();
 
   const EcoreReference ecore_;
   State state_ = State::kIdle;

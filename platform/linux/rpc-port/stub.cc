@@ -17,7 +17,8 @@ namespace platform::rpc {
 
 void Stub::Listen() {
   const std::string owner = IdentifyThisProcess().app_id;
-  if (!IsAppId(owner.c_str())) throw std::runtime_error("This process has no id to listen under");
+  if (!IsAppId(owner.c_str()))
+    throw std::runtime_error("cannot listen: this process cannot be identified");
   listener_ = std::make_unique<Listener>(owner, port_name_, this);
 }
 
@@ -45,7 +46,7 @@ void Stub::EvictOldestPending() {
   const std::shared_ptr<PendingConnection> oldest = pending_.front();
   pending_.pop_front();
   const std::string cause =
-      "more than " + std::to_string(kMaxPendingConnections) + " connections have not said hello";
+      "more than " + std::to_string(kMaxPendingConnections) + " pending connections";
   if (!std::exchange(is_eviction_logged_, true)) return Reject(oldest, "", cause);
   oldest->Reject(cause);
 }
@@ -70,10 +71,11 @@ void Stub::OnHello(const std::shared_ptr<PendingConnection>& pending, const Hell
   }
 }
 
-void Stub::Reject(const std::shared_ptr<PendingConnection>& pending, const std::string& who,
+void Stub::Reject(const std::shared_ptr<PendingConnection>& pending, const std::string& app_id,
                   const std::string& cause) {
-  dlog_print(DLOG_WARN, kLogTag, "Port \"%s\" refuses %s (process %d): %s", port_name_.c_str(),
-             who.empty() ? "a stranger" : who.c_str(), pending->peer().pid, cause.c_str());
+  dlog_print(DLOG_WARN, kLogTag, "port \"%s\": rejected %s (process %d): %s", port_name_.c_str(),
+             app_id.empty() ? "an unidentified peer" : app_id.c_str(), pending->peer().pid,
+             cause.c_str());
   pending->Reject(cause);
 }
 
@@ -82,7 +84,7 @@ void Stub::Admit(const std::shared_ptr<PendingConnection>& pending) {
   const Admission admission = rpc::Admit(process, pending->peer().uid, privileges_);
   if (!admission.is_granted) return Reject(pending, admission.app_id, admission.cause);
   const std::string too_many =
-      "it has " + std::to_string(ConnectionLimit::kMaxConnections) + " connections already";
+      "too many connections (limit " + std::to_string(ConnectionLimit::kMaxConnections) + ")";
   switch (limit_.Check(admission.app_id)) {
     case ConnectionLimit::Decision::kGranted:
       break;
@@ -104,7 +106,7 @@ void Stub::Admit(const std::shared_ptr<PendingConnection>& pending) {
   }
 }
 
-// Whoever is not in yet: nobody was told of it.
+// For clients whose handshake failed: the connected event was not raised.
 void Stub::Forget(const std::shared_ptr<Client>& client) {
   clients_.erase(client->instance());
   limit_.Remove(client->sender());
@@ -124,7 +126,7 @@ void Stub::Join(const std::shared_ptr<PendingConnection>& pending, const Token& 
     connected.Call(client->sender().c_str(), client->instance().c_str());
     return;
   }
-  Reject(pending, "", "its main connection is unknown");
+  Reject(pending, "", "unknown main connection");
 }
 
 int Stub::OnFrame(const Client& client) {

@@ -21,26 +21,28 @@
 
 namespace platform::rpc {
 
-// The serving side of one port: takes guests in, turns them into clients and tells of what these
-// do. For the main loop's thread. Every function may be called from inside every callback.
+// The serving side of one port. An accepted connection is pending until its handshake; it then
+// becomes the main port of a new client or the callback port of a client. For the main loop's
+// thread only. Every function may be called from inside every callback.
 class Stub final : public PendingConnectionHost,
                    public ClientHost,
                    public AcceptObserver,
                    public std::enable_shared_from_this<Stub> {
  public:
-  // So many connections may wait for their greeting; then the oldest makes room for the next one.
-  // Who means to greet does so at once.
+  // Connections without a complete handshake. Beyond it the oldest is rejected: a cooperative proxy
+  // sends its hello immediately.
   static constexpr size_t kMaxPendingConnections = 64;
 
   explicit Stub(const std::string& port_name) : port_name_(port_name) {}
 
   void AddPrivilege(const std::string& privilege) { privileges_.push_back(privilege); }
-  // Throws std::system_error when the port cannot be had.
+  // Throws std::system_error when the port has an owner or the socket cannot be created, and
+  // std::runtime_error when this process cannot be identified.
   void Listen();
-  // Ends everything without an event.
+  // Closes all connections without raising events.
   void Destroy();
 
-  // Null unless that connection is complete and not about to end.
+  // Returns null unless both connections of the client are open.
   const Client* FindClient(const std::string& instance) const;
 
   CallbackList<rpc_port_stub_connected_event_cb> connected;
@@ -58,7 +60,7 @@ class Stub final : public PendingConnectionHost,
   void Admit(const std::shared_ptr<PendingConnection>& pending);
   void Join(const std::shared_ptr<PendingConnection>& pending, const Token& token);
   void Forget(const std::shared_ptr<Client>& client);
-  void Reject(const std::shared_ptr<PendingConnection>& pending, const std::string& who,
+  void Reject(const std::shared_ptr<PendingConnection>& pending, const std::string& app_id,
               const std::string& cause);
 
   const EcoreReference ecore_;
