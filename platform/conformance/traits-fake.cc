@@ -35,8 +35,8 @@ void RunHandedOverCalls() {
 void SetUp() { fake::Reset(); }
 
 void TearDown() {
-  EXPECT_EQ(fake::Held(), "");
-  EXPECT_THAT(fake::Faults(), ::testing::IsEmpty());
+  EXPECT_EQ(fake::OpenHandles(), "");
+  EXPECT_THAT(fake::UsageErrors(), ::testing::IsEmpty());
 }
 
 void InstallPackage(const Package& package) {

@@ -6,7 +6,7 @@
 #include "state.h"
 
 using fake::internal::AppControl;
-using fake::internal::Entry;
+using fake::internal::FunctionCall;
 using fake::internal::GetState;
 
 namespace {
@@ -31,9 +31,9 @@ bool IsInstalled(const std::string& app_id) {
 extern "C" {
 
 int app_control_create(app_control_h* app_control) {
-  const Entry entry(__func__);
-  if (entry.error != 0) {
-    return fake::internal::FailWithGarbage(app_control, sizeof(*app_control), entry.error);
+  const FunctionCall call(__func__);
+  if (call.error != 0) {
+    return fake::internal::FailAndFillOutput(app_control, sizeof(*app_control), call.error);
   }
   if (!app_control) return APP_CONTROL_ERROR_INVALID_PARAMETER;
   *app_control =
@@ -42,15 +42,15 @@ int app_control_create(app_control_h* app_control) {
 }
 
 int app_control_destroy(app_control_h app_control) {
-  const Entry entry(__func__);
+  const FunctionCall call(__func__);
   if (!FindControl(app_control, __func__)) return APP_CONTROL_ERROR_INVALID_PARAMETER;
   GetState().app_controls.Remove(app_control);
-  return entry.error;
+  return call.error;
 }
 
 int app_control_clone(app_control_h* clone, app_control_h app_control) {
-  const Entry entry(__func__);
-  if (entry.error != 0) return entry.error;
+  const FunctionCall call(__func__);
+  if (call.error != 0) return call.error;
   const auto control = FindControl(app_control, __func__);
   if (!clone || !control) return APP_CONTROL_ERROR_INVALID_PARAMETER;
   *clone = static_cast<app_control_h>(
@@ -59,8 +59,8 @@ int app_control_clone(app_control_h* clone, app_control_h app_control) {
 }
 
 int app_control_set_app_id(app_control_h app_control, const char* app_id) {
-  const Entry entry(__func__, app_id ? app_id : "");
-  if (entry.error != 0) return entry.error;
+  const FunctionCall call(__func__, app_id ? app_id : "");
+  if (call.error != 0) return call.error;
   const auto control = FindControl(app_control, __func__);
   if (!control) return APP_CONTROL_ERROR_INVALID_PARAMETER;
   control->app_id = app_id ? app_id : "";
@@ -68,20 +68,20 @@ int app_control_set_app_id(app_control_h app_control, const char* app_id) {
 }
 
 int app_control_get_app_id(app_control_h app_control, char** app_id) {
-  const Entry entry(__func__);
-  if (entry.error != 0) return entry.error;
+  const FunctionCall call(__func__);
+  if (call.error != 0) return call.error;
   const auto control = FindControl(app_control, __func__);
   if (!control || !app_id) return APP_CONTROL_ERROR_INVALID_PARAMETER;
   if (control->app_id.empty()) {
     *app_id = nullptr;
     return APP_CONTROL_ERROR_NONE;
   }
-  return fake::internal::GiveText(control->app_id, app_id);
+  return fake::internal::ReturnText(control->app_id, app_id);
 }
 
 int app_control_add_extra_data(app_control_h app_control, const char* key, const char* value) {
-  const Entry entry(__func__, key ? key : "");
-  if (entry.error != 0) return entry.error;
+  const FunctionCall call(__func__, key ? key : "");
+  if (call.error != 0) return call.error;
   const auto control = FindControl(app_control, __func__);
   if (!control || !key || !*key || !value || !*value) return APP_CONTROL_ERROR_INVALID_PARAMETER;
   if (IsReserved(key)) return APP_CONTROL_ERROR_KEY_REJECTED;
@@ -90,19 +90,19 @@ int app_control_add_extra_data(app_control_h app_control, const char* key, const
 }
 
 int app_control_get_extra_data(app_control_h app_control, const char* key, char** value) {
-  const Entry entry(__func__);
-  if (entry.error != 0) return entry.error;
+  const FunctionCall call(__func__);
+  if (call.error != 0) return call.error;
   const auto control = FindControl(app_control, __func__);
   if (!control || !key || !*key || !value) return APP_CONTROL_ERROR_INVALID_PARAMETER;
   if (IsReserved(key)) return APP_CONTROL_ERROR_KEY_REJECTED;
   const auto found = control->extra_data.find(key);
   if (found == control->extra_data.end()) return APP_CONTROL_ERROR_KEY_NOT_FOUND;
-  return fake::internal::GiveText(found->second, value);
+  return fake::internal::ReturnText(found->second, value);
 }
 
 int app_control_remove_extra_data(app_control_h app_control, const char* key) {
-  const Entry entry(__func__);
-  if (entry.error != 0) return entry.error;
+  const FunctionCall call(__func__);
+  if (call.error != 0) return call.error;
   const auto control = FindControl(app_control, __func__);
   if (!control || !key || !*key) return APP_CONTROL_ERROR_INVALID_PARAMETER;
   if (IsReserved(key)) return APP_CONTROL_ERROR_KEY_REJECTED;
@@ -111,8 +111,8 @@ int app_control_remove_extra_data(app_control_h app_control, const char* key) {
 
 int app_control_foreach_extra_data(app_control_h app_control, app_control_extra_data_cb callback,
                                    void* user_data) {
-  const Entry entry(__func__);
-  if (entry.error != 0) return entry.error;
+  const FunctionCall call(__func__);
+  if (call.error != 0) return call.error;
   const auto control = FindControl(app_control, __func__);
   if (!control || !callback) return APP_CONTROL_ERROR_INVALID_PARAMETER;
   for (const auto& [key, value] : std::map(control->extra_data)) {
@@ -123,8 +123,8 @@ int app_control_foreach_extra_data(app_control_h app_control, app_control_extra_
 
 int app_control_send_launch_request(app_control_h app_control, app_control_reply_cb, void*) {
   const auto control = FindControl(app_control, __func__);
-  const Entry entry(__func__, control ? control->app_id : "");
-  if (entry.error != 0) return entry.error;
+  const FunctionCall call(__func__, control ? control->app_id : "");
+  if (call.error != 0) return call.error;
   if (!control || control->app_id.empty()) return APP_CONTROL_ERROR_INVALID_PARAMETER;
   if (!IsInstalled(control->app_id)) return APP_CONTROL_ERROR_APP_NOT_FOUND;
   GetState().launches.push_back({control->app_id, control->extra_data});
@@ -132,7 +132,7 @@ int app_control_send_launch_request(app_control_h app_control, app_control_reply
 }
 
 int app_control_get_caller(app_control_h, char**) {
-  // Nothing is ever received here.
+  // The fake has no received requests.
   return APP_CONTROL_ERROR_INVALID_PARAMETER;
 }
 

@@ -9,7 +9,7 @@
 using fake::App;
 using fake::Package;
 using fake::internal::AppInfo;
-using fake::internal::Entry;
+using fake::internal::FunctionCall;
 using fake::internal::GetState;
 using fake::internal::MetadataFilter;
 
@@ -40,11 +40,11 @@ int CreateInfo(const char* app_id, app_info_h* app_info) {
 
 int GetText(app_info_h handle, char** out, std::string (*text)(const AppInfo&),
             const char* function) {
-  const Entry entry(function);
-  if (entry.error != 0) return entry.error;
+  const FunctionCall call(function);
+  if (call.error != 0) return call.error;
   const auto info = FindInfo(handle, function);
   if (!info || !out) return APP_MANAGER_ERROR_INVALID_PARAMETER;
-  return fake::internal::GiveText(text(*info), out);
+  return fake::internal::ReturnText(text(*info), out);
 }
 
 bool Matches(const App& app, const MetadataFilter::Condition& condition) {
@@ -66,22 +66,22 @@ bool Matches(const App& app, const MetadataFilter& filter) {
 extern "C" {
 
 int app_manager_get_app_info(const char* app_id, app_info_h* app_info) {
-  const Entry entry(__func__, app_id ? app_id : "");
-  if (entry.error != 0) return entry.error;
+  const FunctionCall call(__func__, app_id ? app_id : "");
+  if (call.error != 0) return call.error;
   return CreateInfo(app_id, app_info);
 }
 
 int app_info_create(const char* app_id, app_info_h* app_info) {
-  const Entry entry(__func__, app_id ? app_id : "");
-  if (entry.error != 0) return entry.error;
+  const FunctionCall call(__func__, app_id ? app_id : "");
+  if (call.error != 0) return call.error;
   return CreateInfo(app_id, app_info);
 }
 
 int app_info_destroy(app_info_h app_info) {
-  const Entry entry(__func__);
+  const FunctionCall call(__func__);
   if (!FindInfo(app_info, __func__)) return APP_MANAGER_ERROR_INVALID_PARAMETER;
   GetState().app_infos.Remove(app_info);
-  return entry.error;
+  return call.error;
 }
 
 int app_info_get_app_id(app_info_h app_info, char** app_id) {
@@ -101,8 +101,8 @@ int app_info_get_package(app_info_h app_info, char** package) {
 }
 
 int app_info_foreach_metadata(app_info_h app_info, app_info_metadata_cb callback, void* user_data) {
-  const Entry entry(__func__);
-  if (entry.error != 0) return entry.error;
+  const FunctionCall call(__func__);
+  if (call.error != 0) return call.error;
   const auto info = FindInfo(app_info, __func__);
   if (!info || !callback) return APP_MANAGER_ERROR_INVALID_PARAMETER;
   for (const auto& [key, value] : info->app.metadata) {
@@ -112,8 +112,8 @@ int app_info_foreach_metadata(app_info_h app_info, app_info_metadata_cb callback
 }
 
 int app_info_is_preload(app_info_h app_info, bool* preload) {
-  const Entry entry(__func__);
-  if (entry.error != 0) return entry.error;
+  const FunctionCall call(__func__);
+  if (call.error != 0) return call.error;
   const auto info = FindInfo(app_info, __func__);
   if (!info || !preload) return APP_MANAGER_ERROR_INVALID_PARAMETER;
   *preload = info->package.preloaded;
@@ -121,8 +121,8 @@ int app_info_is_preload(app_info_h app_info, bool* preload) {
 }
 
 int app_info_metadata_filter_create(app_info_metadata_filter_h* handle) {
-  const Entry entry(__func__);
-  if (entry.error != 0) return entry.error;
+  const FunctionCall call(__func__);
+  if (call.error != 0) return call.error;
   if (!handle) return APP_MANAGER_ERROR_INVALID_PARAMETER;
   *handle = static_cast<app_info_metadata_filter_h>(
       GetState().metadata_filters.Add(std::make_shared<MetadataFilter>()));
@@ -130,18 +130,18 @@ int app_info_metadata_filter_create(app_info_metadata_filter_h* handle) {
 }
 
 int app_info_metadata_filter_destroy(app_info_metadata_filter_h handle) {
-  const Entry entry(__func__);
+  const FunctionCall call(__func__);
   if (!fake::internal::Find(GetState().metadata_filters, handle, __func__)) {
     return APP_MANAGER_ERROR_INVALID_PARAMETER;
   }
   GetState().metadata_filters.Remove(handle);
-  return entry.error;
+  return call.error;
 }
 
 int app_info_metadata_filter_add(app_info_metadata_filter_h handle, const char* key,
                                  const char* value) {
-  const Entry entry(__func__, key ? key : "");
-  if (entry.error != 0) return entry.error;
+  const FunctionCall call(__func__, key ? key : "");
+  if (call.error != 0) return call.error;
   const auto filter = fake::internal::Find(GetState().metadata_filters, handle, __func__);
   if (!filter || !key) return APP_MANAGER_ERROR_INVALID_PARAMETER;
   filter->conditions.push_back({key, value == nullptr, value ? value : ""});
@@ -150,8 +150,8 @@ int app_info_metadata_filter_add(app_info_metadata_filter_h handle, const char* 
 
 int app_info_metadata_filter_foreach(app_info_metadata_filter_h handle, app_info_filter_cb callback,
                                      void* user_data) {
-  const Entry entry(__func__);
-  if (entry.error != 0) return entry.error;
+  const FunctionCall call(__func__);
+  if (call.error != 0) return call.error;
   const auto filter = fake::internal::Find(GetState().metadata_filters, handle, __func__);
   if (!filter || !callback) return APP_MANAGER_ERROR_INVALID_PARAMETER;
   for (const Package& package : std::vector(GetState().packages)) {

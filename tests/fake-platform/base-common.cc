@@ -13,8 +13,8 @@ namespace {
 
 thread_local int last_result = TIZEN_ERROR_NONE;
 
-// Two in turn: a pointer that a caller kept never shows the text of a later call, not even of one
-// for the same error.
+// Two alternating buffers, so that a pointer from an earlier call never shows the current message,
+// not even for the same error.
 thread_local char messages[2][64];
 thread_local int current_message = 0;
 
@@ -34,9 +34,9 @@ char* get_error_message(int err) {
 }
 
 char* app_get_data_path(void) {
-  const fake::internal::Entry entry(__func__);
-  if (entry.error != 0) {
-    set_last_result(entry.error);
+  const fake::internal::FunctionCall call(__func__);
+  if (call.error != 0) {
+    set_last_result(call.error);
     return nullptr;
   }
   set_last_result(TIZEN_ERROR_NONE);

@@ -13,7 +13,7 @@
 
 #include "parcel-codec.h"
 
-// One value of a bundle: its type and its elements, one unless the type is an array.
+// A value of a bundle. Has one element unless the type is an array.
 struct keyval_t {
   keyval_t(int value_type, std::vector<std::string> value_elements);
   keyval_t(const keyval_t&) = delete;
@@ -23,7 +23,7 @@ struct keyval_t {
 
   const int type;
   std::vector<std::string> elements;
-  // What the C getters of arrays hand out.
+  // For the C getters of arrays.
   std::vector<const char*> pointers;
   std::vector<size_t> sizes;
 };

@@ -7,7 +7,7 @@
 #include "state.h"
 
 using fake::internal::Bundle;
-using fake::internal::Entry;
+using fake::internal::FunctionCall;
 using fake::internal::GetState;
 
 namespace {
@@ -16,14 +16,14 @@ std::shared_ptr<Bundle> FindBundle(const bundle* b, const char* function) {
   return fake::internal::Find(GetState().bundles, b, function);
 }
 
-bundle* Give(fake::internal::BundleContent content) {
+bundle* ReturnBundle(fake::internal::BundleContent content) {
   auto object = std::make_shared<Bundle>();
   object->content = std::move(content);
   set_last_result(BUNDLE_ERROR_NONE);
   return static_cast<bundle*>(GetState().bundles.Add(object));
 }
 
-bundle* Refuse(int error) {
+bundle* ReturnError(int error) {
   set_last_result(error);
   return nullptr;
 }
@@ -37,7 +37,7 @@ int Add(bundle* b, const char* key, int type, std::vector<std::string> elements,
   return BUNDLE_ERROR_NONE;
 }
 
-// The value of a key and type; otherwise null with the reason.
+// Returns the value of a key and type, or null and sets `*error`.
 keyval_t* Value(bundle* b, const char* key, int type, int* error, const char* function) {
   const auto object = FindBundle(b, function);
   *error = BUNDLE_ERROR_INVALID_PARAMETER;
@@ -55,56 +55,56 @@ keyval_t* Value(bundle* b, const char* key, int type, int* error, const char* fu
 extern "C" {
 
 bundle* bundle_create(void) {
-  const Entry entry(__func__);
-  if (entry.error != 0) return Refuse(entry.error);
-  return Give({});
+  const FunctionCall call(__func__);
+  if (call.error != 0) return ReturnError(call.error);
+  return ReturnBundle({});
 }
 
 bundle* bundle_dup(bundle* b_from) {
-  const Entry entry(__func__);
-  if (entry.error != 0) return Refuse(entry.error);
+  const FunctionCall call(__func__);
+  if (call.error != 0) return ReturnError(call.error);
   const auto object = FindBundle(b_from, __func__);
-  if (!object) return Refuse(BUNDLE_ERROR_INVALID_PARAMETER);
+  if (!object) return ReturnError(BUNDLE_ERROR_INVALID_PARAMETER);
   fake::internal::BundleContent copy;
   for (const auto& [key, value] : object->content) {
     copy.emplace(key, std::make_shared<keyval_t>(value->type, value->elements));
   }
-  return Give(std::move(copy));
+  return ReturnBundle(std::move(copy));
 }
 
 int bundle_free(bundle* b) {
-  const Entry entry(__func__);
+  const FunctionCall call(__func__);
   if (!FindBundle(b, __func__)) return BUNDLE_ERROR_INVALID_PARAMETER;
   GetState().bundles.Remove(b);
-  return entry.error;
+  return call.error;
 }
 
 int bundle_add_str(bundle* b, const char* key, const char* str) {
-  const Entry entry(__func__);
-  if (entry.error != 0) return entry.error;
+  const FunctionCall call(__func__);
+  if (call.error != 0) return call.error;
   if (!str) return BUNDLE_ERROR_INVALID_PARAMETER;
   return Add(b, key, BUNDLE_TYPE_STR, {str}, __func__);
 }
 
 int bundle_add_str_array(bundle* b, const char* key, const char** str_array, const int len) {
-  const Entry entry(__func__);
-  if (entry.error != 0) return entry.error;
+  const FunctionCall call(__func__);
+  if (call.error != 0) return call.error;
   if (!str_array || len <= 0) return BUNDLE_ERROR_INVALID_PARAMETER;
   return Add(b, key, BUNDLE_TYPE_STR_ARRAY, std::vector<std::string>(str_array, str_array + len),
              __func__);
 }
 
 int bundle_add_byte(bundle* b, const char* key, const void* byte, const size_t size) {
-  const Entry entry(__func__);
-  if (entry.error != 0) return entry.error;
+  const FunctionCall call(__func__);
+  if (call.error != 0) return call.error;
   if (!byte || size == 0) return BUNDLE_ERROR_INVALID_PARAMETER;
   return Add(b, key, BUNDLE_TYPE_BYTE, {std::string(static_cast<const char*>(byte), size)},
              __func__);
 }
 
 int bundle_get_str(bundle* b, const char* key, char** str) {
-  const Entry entry(__func__);
-  if (entry.error != 0) return entry.error;
+  const FunctionCall call(__func__);
+  if (call.error != 0) return call.error;
   int error = BUNDLE_ERROR_NONE;
   if (!str) return BUNDLE_ERROR_INVALID_PARAMETER;
   keyval_t* value = Value(b, key, BUNDLE_TYPE_STR, &error, __func__);
@@ -113,8 +113,8 @@ int bundle_get_str(bundle* b, const char* key, char** str) {
 }
 
 const char** bundle_get_str_array(bundle* b, const char* key, int* len) {
-  const Entry entry(__func__);
-  int error = entry.error;
+  const FunctionCall call(__func__);
+  int error = call.error;
   keyval_t* value = error ? nullptr : Value(b, key, BUNDLE_TYPE_STR_ARRAY, &error, __func__);
   set_last_result(error);
   if (!value) return nullptr;
@@ -123,8 +123,8 @@ const char** bundle_get_str_array(bundle* b, const char* key, int* len) {
 }
 
 int bundle_get_byte(bundle* b, const char* key, void** byte, size_t* size) {
-  const Entry entry(__func__);
-  if (entry.error != 0) return entry.error;
+  const FunctionCall call(__func__);
+  if (call.error != 0) return call.error;
   if (!byte || !size) return BUNDLE_ERROR_INVALID_PARAMETER;
   int error = BUNDLE_ERROR_NONE;
   keyval_t* value = Value(b, key, BUNDLE_TYPE_BYTE, &error, __func__);
@@ -135,8 +135,8 @@ int bundle_get_byte(bundle* b, const char* key, void** byte, size_t* size) {
 }
 
 int bundle_del(bundle* b, const char* key) {
-  const Entry entry(__func__);
-  if (entry.error != 0) return entry.error;
+  const FunctionCall call(__func__);
+  if (call.error != 0) return call.error;
   int error = BUNDLE_ERROR_NONE;
   if (Value(b, key, BUNDLE_TYPE_ANY, &error, __func__)) {
     FindBundle(b, __func__)->content.erase(key);
@@ -145,14 +145,14 @@ int bundle_del(bundle* b, const char* key) {
 }
 
 int bundle_get_count(bundle* b) {
-  const Entry entry(__func__);
+  const FunctionCall call(__func__);
   const auto object = FindBundle(b, __func__);
   set_last_result(object ? BUNDLE_ERROR_NONE : BUNDLE_ERROR_INVALID_PARAMETER);
   return object ? static_cast<int>(object->content.size()) : 0;
 }
 
 int bundle_get_type(bundle* b, const char* key) {
-  const Entry entry(__func__);
+  const FunctionCall call(__func__);
   int error = BUNDLE_ERROR_NONE;
   const keyval_t* value = Value(b, key, BUNDLE_TYPE_ANY, &error, __func__);
   set_last_result(error);
@@ -160,7 +160,7 @@ int bundle_get_type(bundle* b, const char* key) {
 }
 
 void bundle_foreach(bundle* b, bundle_iterator_t iter, void* user_data) {
-  const Entry entry(__func__);
+  const FunctionCall call(__func__);
   const auto object = FindBundle(b, __func__);
   const bool usable = object && iter;
   set_last_result(usable ? BUNDLE_ERROR_NONE : BUNDLE_ERROR_INVALID_PARAMETER);

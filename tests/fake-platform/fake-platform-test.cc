@@ -25,13 +25,13 @@ using ::testing::IsEmpty;
 using ::testing::Ne;
 using Texts = std::vector<std::string>;
 
-// What tests are told by the fake; how the fake behaves is the conformance suite's matter.
-class FakePlatform : public ::testing::Test {
+// The control interface of the fake. Its platform functions are tested by the conformance tests.
+class FakePlatformTest : public ::testing::Test {
  protected:
   void SetUp() override { fake::Reset(); }
 };
 
-TEST_F(FakePlatform, FailsTheCallThatTheScriptNames) {
+TEST_F(FakePlatformTest, FailsNthCall) {
   app_control_h control = nullptr;
   fake::Fail("app_control_create", -12, 2);
   EXPECT_EQ(app_control_create(&control), 0);
@@ -39,7 +39,7 @@ TEST_F(FakePlatform, FailsTheCallThatTheScriptNames) {
   EXPECT_EQ(app_control_create(&control), 0);
 }
 
-TEST_F(FakePlatform, FailsEveryCallUntilTold) {
+TEST_F(FakePlatformTest, FailsEveryCallUntilReset) {
   app_control_h control = nullptr;
   fake::FailAlways("app_control_create", -12);
   EXPECT_EQ(app_control_create(&control), -12);
@@ -48,7 +48,7 @@ TEST_F(FakePlatform, FailsEveryCallUntilTold) {
   EXPECT_EQ(app_control_create(&control), 0);
 }
 
-TEST_F(FakePlatform, FailsFunctionsThatReturnPointers) {
+TEST_F(FakePlatformTest, FailsFunctionsThatReturnPointers) {
   fake::Fail("bundle_create", -12);
   fake::Fail("app_get_data_path", -13);
   fake::Fail("ecore_timer_add", -12);
@@ -61,14 +61,14 @@ TEST_F(FakePlatform, FailsFunctionsThatReturnPointers) {
             nullptr);
 }
 
-TEST_F(FakePlatform, ReleasesThoughTheReleaseFails) {
+TEST_F(FakePlatformTest, ReleasesHandleWhenReleaseFails) {
   bundle* held = bundle_create();
   fake::Fail("bundle_free", -22);
   EXPECT_EQ(bundle_free(held), -22);
-  EXPECT_EQ(fake::Held(), "");
+  EXPECT_EQ(fake::OpenHandles(), "");
 }
 
-TEST_F(FakePlatform, TellsWhichSideRuns) {
+TEST_F(FakePlatformTest, ReportsCurrentSide) {
   static fake::Side in_callback;
   in_callback = fake::Side::kTest;
   ecore_timer_add(
@@ -79,35 +79,35 @@ TEST_F(FakePlatform, TellsWhichSideRuns) {
       },
       nullptr);
   fake::Advance(1);
-  EXPECT_EQ(in_callback, fake::Side::kCaller);
+  EXPECT_EQ(in_callback, fake::Side::kCodeUnderTest);
   EXPECT_EQ(fake::CurrentSide(), fake::Side::kTest);
-  const fake::SideScope scope(fake::Side::kCaller);
-  EXPECT_EQ(fake::CurrentSide(), fake::Side::kCaller);
+  const fake::SideScope scope(fake::Side::kCodeUnderTest);
+  EXPECT_EQ(fake::CurrentSide(), fake::Side::kCodeUnderTest);
 }
 
-TEST_F(FakePlatform, CountsTheUsersOfTheLoop) {
+TEST_F(FakePlatformTest, CountsInitializationsOfMainLoop) {
   EXPECT_EQ(fake::LoopUsers(), 1);
   EXPECT_EQ(ecore_init(), 2);
   EXPECT_EQ(fake::LoopUsers(), 2);
   EXPECT_EQ(ecore_shutdown(), 1);
   EXPECT_EQ(ecore_shutdown(), 0);
   EXPECT_EQ(fake::LoopUsers(), 0);
-  EXPECT_EQ(fake::Faults(), std::vector<std::string>{});
+  EXPECT_EQ(fake::UsageErrors(), std::vector<std::string>{});
   EXPECT_EQ(ecore_shutdown(), 0);
-  EXPECT_EQ(fake::Faults().size(), 1u);
+  EXPECT_EQ(fake::UsageErrors().size(), 1u);
 }
 
-TEST_F(FakePlatform, DeletesTimersWhenTheLoopShutsDown) {
+TEST_F(FakePlatformTest, DeletesTimersWhenMainLoopShutsDown) {
   Ecore_Timer* timer = ecore_timer_add(
       1, [](void*) -> Eina_Bool { return EINA_TRUE; }, nullptr);
   ecore_shutdown();
   EXPECT_TRUE(fake::Timers().empty());
-  EXPECT_EQ(fake::Faults(), std::vector<std::string>{});
+  EXPECT_EQ(fake::UsageErrors(), std::vector<std::string>{});
   ecore_timer_del(timer);
-  EXPECT_EQ(fake::Faults().size(), 1u);
+  EXPECT_EQ(fake::UsageErrors().size(), 1u);
 }
 
-TEST_F(FakePlatform, RecordsCalls) {
+TEST_F(FakePlatformTest, RecordsCalls) {
   app_control_h control = nullptr;
   app_control_create(&control);
   app_control_set_app_id(control, "app");
@@ -119,55 +119,55 @@ TEST_F(FakePlatform, RecordsCalls) {
   EXPECT_EQ(fake::CallCount("app_control_destroy"), 0);
 }
 
-TEST_F(FakePlatform, CountsWhatIsHeld) {
+TEST_F(FakePlatformTest, CountsOpenHandles) {
   bundle* first = bundle_create();
   bundle* second = bundle_create();
   Ecore_Timer* timer = ecore_timer_add(
       1, [](void*) { return EINA_FALSE; }, nullptr);
-  EXPECT_EQ(fake::Held(), "2 bundles, 1 timer");
-  EXPECT_EQ(fake::Held("bundle"), 2);
-  EXPECT_THROW(fake::Held("nonsense"), std::logic_error);
+  EXPECT_EQ(fake::OpenHandles(), "2 bundles, 1 timer");
+  EXPECT_EQ(fake::OpenHandles("bundle"), 2);
+  EXPECT_THROW(fake::OpenHandles("nonsense"), std::logic_error);
   bundle_free(first);
   bundle_free(second);
   ecore_timer_del(timer);
-  EXPECT_EQ(fake::Held(), "");
+  EXPECT_EQ(fake::OpenHandles(), "");
 }
 
-TEST_F(FakePlatform, TellsOfHandlesUsedAfterTheirEnd) {
+TEST_F(FakePlatformTest, ReportsUseAfterRelease) {
   bundle* freed = bundle_create();
   bundle_free(freed);
   Ecore_Timer* deleted = ecore_timer_add(
       1, [](void*) { return EINA_FALSE; }, nullptr);
   ecore_timer_del(deleted);
-  EXPECT_THAT(fake::Faults(), IsEmpty());
+  EXPECT_THAT(fake::UsageErrors(), IsEmpty());
   EXPECT_EQ(bundle_free(freed), -22);
   ecore_timer_interval_set(deleted, 1);
-  EXPECT_THAT(fake::Faults(), ElementsAre("bundle_free: unknown bundle",
-                                          "ecore_timer_interval_set: unknown timer"));
+  EXPECT_THAT(fake::UsageErrors(), ElementsAre("bundle_free: unknown bundle",
+                                               "ecore_timer_interval_set: unknown timer"));
 }
 
-TEST_F(FakePlatform, TellsOfATimerUsedAfterItHasFired) {
+TEST_F(FakePlatformTest, ReportsUseOfFiredTimer) {
   Ecore_Timer* timer = ecore_timer_add(
       1, [](void*) { return EINA_FALSE; }, nullptr);
   fake::Advance(1);
   ecore_timer_del(timer);
-  EXPECT_THAT(fake::Faults(), ElementsAre("ecore_timer_del: unknown timer"));
+  EXPECT_THAT(fake::UsageErrors(), ElementsAre("ecore_timer_del: unknown timer"));
 }
 
-TEST_F(FakePlatform, GivesNoHandleTwice) {
+TEST_F(FakePlatformTest, NeverReusesHandles) {
   bundle* first = bundle_create();
   bundle_free(first);
   EXPECT_NE(bundle_create(), first);
 }
 
-TEST_F(FakePlatform, ToleratesTheReleaseOfHandlesFromBeforeAReset) {
+TEST_F(FakePlatformTest, AllowsReleaseOfHandlesFromBeforeReset) {
   bundle* old = bundle_create();
   fake::Reset();
   EXPECT_EQ(bundle_free(old), -22);
-  EXPECT_THAT(fake::Faults(), IsEmpty());
+  EXPECT_THAT(fake::UsageErrors(), IsEmpty());
 }
 
-TEST_F(FakePlatform, KeepsTheTimeOfEachTimer) {
+TEST_F(FakePlatformTest, FiresEachTimerAtItsDueTime) {
   static std::vector<double> fired;
   fired.clear();
   ecore_timer_add(
@@ -184,7 +184,7 @@ TEST_F(FakePlatform, KeepsTheTimeOfEachTimer) {
   EXPECT_EQ(fake::Timers()[0].due, 6.0);
 }
 
-TEST_F(FakePlatform, FiresATimerOfNoIntervalOnceAtATime) {
+TEST_F(FakePlatformTest, FiresTimerWithoutIntervalOncePerAdvance) {
   static int fired;
   fired = 0;
   ecore_timer_add(
@@ -200,7 +200,7 @@ TEST_F(FakePlatform, FiresATimerOfNoIntervalOnceAtATime) {
   EXPECT_EQ(fired, 2);
 }
 
-TEST_F(FakePlatform, KeepsLogLines) {
+TEST_F(FakePlatformTest, RecordsLogLines) {
   EXPECT_EQ(dlog_print(DLOG_WARN, "TAG", "number %d", 7), 8);
   ASSERT_EQ(fake::Log().size(), 1u);
   EXPECT_EQ(fake::Log()[0].priority, DLOG_WARN);
@@ -208,21 +208,21 @@ TEST_F(FakePlatform, KeepsLogLines) {
   EXPECT_EQ(fake::Log()[0].text, "number 7");
 }
 
-TEST_F(FakePlatform, FailsTheLogWithoutKeepingTheLine) {
+TEST_F(FakePlatformTest, DropsLogLineWhenLogFails) {
   fake::Fail("dlog_print", -1);
   EXPECT_EQ(dlog_print(DLOG_WARN, "TAG", "%s", "lost"), -1);
   EXPECT_EQ(dlog_print(DLOG_WARN, "TAG", "%s", "kept"), 4);
   EXPECT_EQ(fake::Log().size(), 1u);
 }
 
-TEST_F(FakePlatform, OverwritesAnErrorTextOnTheNextCall) {
+TEST_F(FakePlatformTest, OverwritesErrorMessageOnNextCall) {
   const char* kept = get_error_message(-5);
   const std::string text = kept;
   EXPECT_EQ(get_error_message(-5), text);
   EXPECT_NE(kept, text);
 }
 
-TEST_F(FakePlatform, LeavesGarbageWhenAReadFails) {
+TEST_F(FakePlatformTest, FillsOutputWithGarbageWhenReadFails) {
   rpc_port_parcel_h parcel = nullptr;
   rpc_port_parcel_header_h header = nullptr;
   rpc_port_parcel_create(&parcel);
@@ -265,7 +265,7 @@ TEST_F(FakePlatform, LeavesGarbageWhenAReadFails) {
   EXPECT_NE(time.tv_nsec, 0);
 }
 
-TEST_F(FakePlatform, LeavesGarbageWhateverMakesAReadFail) {
+TEST_F(FakePlatformTest, FillsOutputWithGarbageForEveryError) {
   rpc_port_parcel_h parcel = nullptr;
   rpc_port_parcel_create(&parcel);
   rpc_port_parcel_write_int32(parcel, 7);
@@ -281,7 +281,7 @@ TEST_F(FakePlatform, LeavesGarbageWhateverMakesAReadFail) {
   EXPECT_NE(too_long, 0);
 }
 
-TEST_F(FakePlatform, RemovesItsDataFolder) {
+TEST_F(FakePlatformTest, RemovesDataFolderOnReset) {
   char* path = app_get_data_path();
   const std::string folder = path;
   std::free(path);
@@ -291,7 +291,7 @@ TEST_F(FakePlatform, RemovesItsDataFolder) {
   EXPECT_FALSE(std::filesystem::exists(folder));
 }
 
-TEST_F(FakePlatform, RecordsLaunches) {
+TEST_F(FakePlatformTest, RecordsLaunches) {
   fake::Install({"pkg", "/opt/pkg", false, {{"app", {}}}, {}});
   app_control_h control = nullptr;
   app_control_create(&control);
@@ -303,7 +303,7 @@ TEST_F(FakePlatform, RecordsLaunches) {
   EXPECT_EQ(fake::Launches()[0].extra_data.at("key"), "value");
 }
 
-TEST_F(FakePlatform, RaisesPackageEventsOfAnyNumber) {
+TEST_F(FakePlatformTest, RaisesPackageEventsOfAnyType) {
   package_manager_h manager = nullptr;
   package_manager_create(&manager);
   package_manager_set_event_status(manager, PACKAGE_MANAGER_STATUS_TYPE_INSTALL);
@@ -313,7 +313,7 @@ TEST_F(FakePlatform, RaisesPackageEventsOfAnyNumber) {
       manager,
       [](const char*, const char*, package_manager_event_type_e type, package_manager_event_state_e,
          int, package_manager_error_e, void*) {
-        // Not read as the enumeration, which does not hold every number.
+        // Not read as an enumerator: the enumeration does not define every number.
         int number = 0;
         std::memcpy(&number, &type, sizeof(number));
         types.push_back(number);
@@ -325,38 +325,38 @@ TEST_F(FakePlatform, RaisesPackageEventsOfAnyNumber) {
   EXPECT_THAT(types, ElementsAre(0, 3, 8, 9, 100, -1));
 }
 
-// A stub that notes its events.
-class FakeStub : public FakePlatform {
+// A stub that records its events.
+class FakeStubTest : public FakePlatformTest {
  protected:
   void SetUp() override {
-    FakePlatform::SetUp();
+    FakePlatformTest::SetUp();
     rpc_port_stub_create(&stub_, "port");
     rpc_port_stub_add_connected_event_cb(
         stub_,
         [](const char* sender, const char* instance, void* data) {
-          Note(data, "connected " + std::string(sender) + " " + instance);
+          AddEvent(data, "connected " + std::string(sender) + " " + instance);
         },
         this);
     rpc_port_stub_add_disconnected_event_cb(
         stub_,
         [](const char* sender, const char* instance, void* data) {
-          Note(data, "disconnected " + std::string(sender) + " " + instance);
+          AddEvent(data, "disconnected " + std::string(sender) + " " + instance);
         },
         this);
     rpc_port_stub_add_received_event_cb(stub_, Received, this);
   }
 
-  static void Note(void* data, const std::string& text) {
-    static_cast<FakeStub*>(data)->events_.push_back(text);
+  static void AddEvent(void* data, const std::string& text) {
+    static_cast<FakeStubTest*>(data)->events_.push_back(text);
   }
 
   static int Received(const char*, const char*, rpc_port_h port, void* data) {
-    auto* test = static_cast<FakeStub*>(data);
+    auto* test = static_cast<FakeStubTest*>(data);
     rpc_port_parcel_h parcel = nullptr;
     EXPECT_EQ(rpc_port_parcel_create_from_port(&parcel, port), 0);
     int number = 0;
     rpc_port_parcel_read_int32(parcel, &number);
-    Note(data, "received " + std::to_string(number));
+    AddEvent(data, "received " + std::to_string(number));
     if (test->destroys_) rpc_port_stub_destroy(test->stub_);
     test->port_ = port;
     test->send_result_ = rpc_port_parcel_send(parcel, port);
@@ -371,7 +371,7 @@ class FakeStub : public FakePlatform {
   Texts events_;
 };
 
-TEST_F(FakeStub, IsConnectedToOnlyWhenItListens) {
+TEST_F(FakeStubTest, RejectsConnectionUnlessListening) {
   EXPECT_THROW(fake::Connect("app", "one"), std::logic_error);
   rpc_port_stub_listen(stub_);
   fake::Connect("app", "one");
@@ -381,7 +381,7 @@ TEST_F(FakeStub, IsConnectedToOnlyWhenItListens) {
   EXPECT_EQ(events_, (Texts{"connected app one", "disconnected app one"}));
 }
 
-TEST_F(FakeStub, ReceivesAndSendsParcels) {
+TEST_F(FakeStubTest, ReceivesAndSendsParcels) {
   rpc_port_stub_listen(stub_);
   fake::Connect("app", "one");
   EXPECT_EQ(fake::Receive("one", fake::ParcelWriter().SequenceNumber(5).Tag("t").Int32(0)), 0);
@@ -396,7 +396,7 @@ TEST_F(FakeStub, ReceivesAndSendsParcels) {
   EXPECT_THAT(fake::Sent("one", RPC_PORT_PORT_CALLBACK), IsEmpty());
 }
 
-TEST_F(FakeStub, LosesAConnectionWhoseParcelItRefuses) {
+TEST_F(FakeStubTest, ClosesConnectionWhenCallbackFails) {
   rpc_port_stub_listen(stub_);
   fake::Connect("app", "one");
   EXPECT_EQ(fake::Receive("one", fake::ParcelWriter().Int32(-1)), -1);
@@ -405,13 +405,13 @@ TEST_F(FakeStub, LosesAConnectionWhoseParcelItRefuses) {
   EXPECT_EQ(fake::Sent("one", RPC_PORT_PORT_MAIN).size(), 1u);
 }
 
-TEST_F(FakeStub, TellsOfAPortUsedAfterItsEnd) {
+TEST_F(FakeStubTest, ReportsUseOfClosedPort) {
   rpc_port_stub_listen(stub_);
   fake::Connect("app", "one");
   destroys_ = true;
   fake::Receive("one", fake::ParcelWriter().Int32(0));
   EXPECT_EQ(send_result_, -22);
-  EXPECT_THAT(fake::Faults(), ElementsAre("rpc_port_parcel_send: unknown port"));
+  EXPECT_THAT(fake::UsageErrors(), ElementsAre("rpc_port_parcel_send: unknown port"));
 }
 
 }  // namespace

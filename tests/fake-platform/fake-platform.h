@@ -4,8 +4,9 @@
 #ifndef TESTS_FAKE_PLATFORM_FAKE_PLATFORM_H_
 #define TESTS_FAKE_PLATFORM_FAKE_PLATFORM_H_
 
-// What tests tell the fake platform and ask it. Everything is called on the thread that called
-// Reset(), which is the main loop's thread; the platform's own functions keep their thread rules.
+// Control interface of the fake platform, for tests. All functions must be called on the main
+// loop's thread, which is the thread that called Reset(). The platform's own functions have the
+// thread rules of a device.
 
 #include <Ecore.h>
 #include <package_manager.h>
@@ -21,19 +22,19 @@
 
 namespace fake {
 
-// Forgets everything and makes the calling thread the main loop's thread, of a loop that is
-// initialized once. Handles given out before are unknown from now on; releasing one is tolerated.
+// Resets all state and makes the calling thread the main loop's thread. Ecore then counts as
+// initialized once. Handles from before become invalid; releasing one is not a usage error.
 void Reset();
 
-// Script: the nth call from now of a platform function fails with `error`. A function that returns
-// a pointer returns null and sets the thread's last result; one that releases something releases it
-// all the same, since nobody could ask again.
+// Makes the nth next call of a platform function fail with `error`. Functions that return a pointer
+// return null and set the thread's last result. Functions that release a handle release it even
+// when they fail, since callers do not retry.
 void Fail(const std::string& function, int error, int nth = 1);
-// Every call from now on fails; 0 ends it.
+// Makes every call of a platform function fail until it is called with 0.
 void FailAlways(const std::string& function, int error);
 
-// Calls of platform functions in order, dlog_print excepted. `detail` holds the one argument that
-// tells calls apart, where there is one: a privilege, an application id, seconds.
+// Calls of platform functions in order, except for dlog_print(). `detail` is the distinguishing
+// argument, if there is one: a privilege, an application id or a number of seconds.
 struct Call {
   std::string function;
   std::string detail;
@@ -41,14 +42,14 @@ struct Call {
 std::vector<Call> Calls();
 int CallCount(const std::string& function);
 
-// Misuse of the platform: operations on unknown or released handles, timers touched on another
-// thread. Empty in a correct program.
-std::vector<std::string> Faults();
+// Errors of the code under test: operations on invalid or released handles, and timer functions on
+// another thread than the main loop's. Empty in a correct program.
+std::vector<std::string> UsageErrors();
 
-// Which side of the platform's functions the calling thread is on: the code under test, from within
-// a callback that the platform runs or where a test says so; the platform, from within one of its
-// functions; or the test. What tests do to the code under test only can so be told from the rest.
-enum class Side { kTest, kCaller, kPlatform };
+// The kind of code that the calling thread executes: the code under test, in a callback of the
+// platform or a SideScope of a test; the platform, in one of its functions; or the test. Fault
+// injection uses it to fail only allocations of the code under test.
+enum class Side { kTest, kCodeUnderTest, kPlatform };
 Side CurrentSide();
 class SideScope {
  public:
@@ -61,11 +62,12 @@ class SideScope {
   const Side outer_;
 };
 
-// What is still held, for example "2 bundles, 1 timer"; empty when everything is released.
-std::string Held();
-// One kind of Held(): "stub", "parcel", "app control", "package manager", "package info",
-// "app info", "metadata filter", "bundle", "timer".
-int Held(const std::string& kind);
+// The handles that have not been released, for example "2 bundles, 1 timer"; empty when there are
+// none.
+std::string OpenHandles();
+// The number of unreleased handles of a kind: "stub", "parcel", "app control", "package manager",
+// "package info", "app info", "metadata filter", "bundle", "timer".
+int OpenHandles(const std::string& kind);
 
 // Log.
 struct LogLine {
@@ -78,9 +80,9 @@ void ClearLog();
 
 // Clock and main loop.
 double Now();
-// How often the loop was initialised and not shut down.
+// The initialization count of the main loop: initializations minus shut-downs.
 int LoopUsers();
-// Moves the clock on and fires what falls due, in due order, each at its own time.
+// Advances the clock and fires the timers that become due in order, each at its due time.
 void Advance(double seconds);
 struct TimerView {
   Ecore_Timer* handle;
@@ -89,12 +91,12 @@ struct TimerView {
 };
 // Live timers in due order.
 std::vector<TimerView> Timers();
-// Runs the calls that other threads have handed to the main loop until the condition holds.
-// Returns false when it does not within ten seconds of real time.
+// Runs the calls that other threads have queued for the main loop until the condition holds.
+// Returns false after ten seconds of real time.
 bool RunUntil(const std::function<bool()>& condition);
 
-// The application's own data folder: a temporary folder made on first use and removed by the next
-// Reset() and at the end of the process, unless set. Ends with a slash.
+// The application's data folder, with a trailing slash. Unless set, it is a temporary folder that
+// is created on first use and removed by the next Reset() and at process exit.
 std::string DataPath();
 void SetDataPath(const std::string& path);
 
@@ -117,28 +119,28 @@ struct Package {
   std::vector<App> apps;
   std::vector<std::string> privileges;
 };
-// Adds or replaces; raises no event.
+// Adds or replaces a package without raising an event.
 void Install(const Package& package);
 void Uninstall(const std::string& package_id);
-// Raises one event in every package manager that has a callback and asked for its kind. A null type
-// is passed on as null. `event_type` may be any number: devices have types that older headers do
-// not name. Types after PACKAGE_MANAGER_EVENT_TYPE_UPDATE are delivered whatever was asked for.
+// Raises an event in every package manager whose callback is set and whose status matches. `type`
+// may be null. `event_type` may be any number, since devices have types that older headers do not
+// define. Types after PACKAGE_MANAGER_EVENT_TYPE_UPDATE match every status.
 void RaisePackageEvent(const char* type, const std::string& package_id, int event_type,
                        package_manager_event_state_e state);
 
-// The listening stub. Connect() and Receive() throw std::logic_error when the other side could not
-// do this on a real platform: nobody listens, no such connection.
+// The listening stub. Connect() and Receive() throw std::logic_error when this is impossible on a
+// real platform: without a listening stub, or without the connection.
 bool IsListening();
 void Connect(const std::string& sender, const std::string& instance);
 void Disconnect(const std::string& instance);
 bool IsConnected(const std::string& instance);
-// Delivers one parcel on the main port and returns what the received callback returned. Anything
-// but 0 ends the connection, as the platform does.
+// Delivers a parcel on the main port and returns the result of the received callback. Like a
+// device, closes the connection when the result is not 0.
 int Receive(const std::string& instance, const ParcelWriter& parcel);
-// Script: the nth send from now finds the connection closed. It reports the disconnection from
-// within and fails, as a device may.
+// Makes the nth next send fail because the connection is closed. Calls the disconnected callback
+// during the send, as a device may.
 void DisconnectDuringSend(int nth = 1);
-// What was sent on a connection so far, also after its end.
+// The parcels that were sent on a connection, including a closed one.
 std::vector<ParcelReader> Sent(const std::string& instance, rpc_port_port_type_e type);
 
 }  // namespace fake

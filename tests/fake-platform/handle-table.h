@@ -14,11 +14,11 @@
 
 namespace fake::internal {
 
-// A handle value that was never given out before, so that a stale handle is always recognised.
+// Returns a handle value that has not been used before, so that stale handles are always detected.
 std::uintptr_t NextHandle();
 
-// Objects behind opaque handles. Safe for concurrent use; an object that a caller holds survives
-// its removal.
+// Maps opaque handles to objects. Thread-safe. Objects are shared, so that one that is in use
+// survives its removal.
 template <typename T>
 class HandleTable {
  public:
@@ -63,7 +63,7 @@ class HandleTable {
     first_current_ = NextHandle();
   }
 
-  // Given out before the last Clear().
+  // Handles from before the last Clear().
   bool IsOld(const void* handle) const {
     const std::lock_guard<std::mutex> lock(mutex_);
     return reinterpret_cast<std::uintptr_t>(handle) < first_current_;

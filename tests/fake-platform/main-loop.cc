@@ -9,7 +9,7 @@
 #include "state.h"
 
 using fake::internal::CallBack;
-using fake::internal::Entry;
+using fake::internal::FunctionCall;
 using fake::internal::GetState;
 using fake::internal::State;
 
@@ -27,22 +27,22 @@ void Queue(std::function<void()> call) {
 extern "C" {
 
 int ecore_init(void) {
-  const Entry entry(__func__);
+  const FunctionCall call(__func__);
   State& state = GetState();
   // Only the first initialization can fail.
-  if (state.ecore_init_count == 0 && entry.error != 0) return 0;
+  if (state.ecore_init_count == 0 && call.error != 0) return 0;
   return ++state.ecore_init_count;
 }
 
 int ecore_shutdown(void) {
-  const Entry entry(__func__);
+  const FunctionCall call(__func__);
   State& state = GetState();
   if (state.ecore_init_count == 0) {
-    fake::internal::AddFault("ecore_shutdown: not initialized");
+    fake::internal::AddUsageError("ecore_shutdown: not initialized");
     return 0;
   }
   if (--state.ecore_init_count == 0) {
-    // Not as Clear() does: a handle that is used after this is a fault.
+    // Unlike after Clear(), using one of these handles is an error.
     for (const auto& [handle, timer] : state.timers.All()) state.timers.Remove(handle);
   }
   return state.ecore_init_count;
@@ -53,7 +53,7 @@ Eina_Bool eina_main_loop_is(void) {
 }
 
 void* ecore_main_loop_thread_safe_call_sync(Ecore_Data_Cb callback, void* data) {
-  const Entry entry(__func__);
+  const FunctionCall call(__func__);
   if (eina_main_loop_is()) return CallBack(callback, data);
   std::promise<void*> done;
   Queue([&] { done.set_value(CallBack(callback, data)); });
@@ -61,7 +61,7 @@ void* ecore_main_loop_thread_safe_call_sync(Ecore_Data_Cb callback, void* data) 
 }
 
 void ecore_main_loop_thread_safe_call_async(Ecore_Cb callback, void* data) {
-  const Entry entry(__func__);
+  const FunctionCall call(__func__);
   if (eina_main_loop_is()) {
     CallBack(callback, data);
   } else {
@@ -82,7 +82,7 @@ bool RunUntil(const std::function<bool()>& condition) {
     std::function<void()> call;
     {
       std::unique_lock<std::mutex> lock(state.queue_mutex);
-      // The condition may also be changed by something that hands over no call.
+      // Polls, because the condition may change without a queued call.
       state.queue_changed.wait_for(lock, std::chrono::milliseconds(5),
                                    [&state] { return !state.queue.empty(); });
       if (state.queue.empty()) {

@@ -10,8 +10,8 @@
 
 using fake::Package;
 using fake::internal::CallBack;
-using fake::internal::Entry;
 using fake::internal::FindPackage;
+using fake::internal::FunctionCall;
 using fake::internal::GetState;
 using fake::internal::PackageManager;
 
@@ -40,14 +40,14 @@ int CreateInfo(const char* package_id, package_info_h* out) {
 
 int GetText(package_info_h handle, char** out, std::string (*text)(const Package&),
             const char* function) {
-  const Entry entry(function);
-  if (entry.error != 0) return entry.error;
+  const FunctionCall call(function);
+  if (call.error != 0) return call.error;
   const auto info = FindInfo(handle, function);
   if (!info || !out) return PACKAGE_MANAGER_ERROR_INVALID_PARAMETER;
-  return fake::internal::GiveText(text(*info), out);
+  return fake::internal::ReturnText(text(*info), out);
 }
 
-bool Wants(const PackageManager& manager, int event_type) {
+bool Matches(const PackageManager& manager, int event_type) {
   if (!manager.callback || !manager.has_status) return false;
   if (manager.status == PACKAGE_MANAGER_STATUS_TYPE_ALL) return true;
   switch (event_type) {
@@ -67,8 +67,8 @@ bool Wants(const PackageManager& manager, int event_type) {
 extern "C" {
 
 int package_manager_create(package_manager_h* manager) {
-  const Entry entry(__func__);
-  if (entry.error != 0) return entry.error;
+  const FunctionCall call(__func__);
+  if (call.error != 0) return call.error;
   if (!manager) return PACKAGE_MANAGER_ERROR_INVALID_PARAMETER;
   *manager = static_cast<package_manager_h>(
       GetState().package_managers.Add(std::make_shared<PackageManager>()));
@@ -76,15 +76,15 @@ int package_manager_create(package_manager_h* manager) {
 }
 
 int package_manager_destroy(package_manager_h manager) {
-  const Entry entry(__func__);
+  const FunctionCall call(__func__);
   if (!FindManager(manager, __func__)) return PACKAGE_MANAGER_ERROR_INVALID_PARAMETER;
   GetState().package_managers.Remove(manager);
-  return entry.error;
+  return call.error;
 }
 
 int package_manager_set_event_status(package_manager_h manager, int status_type) {
-  const Entry entry(__func__, std::to_string(status_type));
-  if (entry.error != 0) return entry.error;
+  const FunctionCall call(__func__, std::to_string(status_type));
+  if (call.error != 0) return call.error;
   const auto found = FindManager(manager, __func__);
   if (!found) return PACKAGE_MANAGER_ERROR_INVALID_PARAMETER;
   found->has_status = true;
@@ -94,8 +94,8 @@ int package_manager_set_event_status(package_manager_h manager, int status_type)
 
 int package_manager_set_event_cb(package_manager_h manager, package_manager_event_cb callback,
                                  void* user_data) {
-  const Entry entry(__func__);
-  if (entry.error != 0) return entry.error;
+  const FunctionCall call(__func__);
+  if (call.error != 0) return call.error;
   const auto found = FindManager(manager, __func__);
   if (!found || !callback) return PACKAGE_MANAGER_ERROR_INVALID_PARAMETER;
   found->callback = callback;
@@ -104,8 +104,8 @@ int package_manager_set_event_cb(package_manager_h manager, package_manager_even
 }
 
 int package_manager_unset_event_cb(package_manager_h manager) {
-  const Entry entry(__func__);
-  if (entry.error != 0) return entry.error;
+  const FunctionCall call(__func__);
+  if (call.error != 0) return call.error;
   const auto found = FindManager(manager, __func__);
   if (!found) return PACKAGE_MANAGER_ERROR_INVALID_PARAMETER;
   found->callback = nullptr;
@@ -114,8 +114,8 @@ int package_manager_unset_event_cb(package_manager_h manager) {
 
 int package_manager_foreach_package_info(package_manager_package_info_cb callback,
                                          void* user_data) {
-  const Entry entry(__func__);
-  if (entry.error != 0) return entry.error;
+  const FunctionCall call(__func__);
+  if (call.error != 0) return call.error;
   if (!callback) return PACKAGE_MANAGER_ERROR_INVALID_PARAMETER;
   for (const Package& package : std::vector(GetState().packages)) {
     package_info_h info = AddInfo(package);
@@ -127,22 +127,22 @@ int package_manager_foreach_package_info(package_manager_package_info_cb callbac
 }
 
 int package_manager_get_package_info(const char* package_id, package_info_h* package_info) {
-  const Entry entry(__func__, package_id ? package_id : "");
-  if (entry.error != 0) return entry.error;
+  const FunctionCall call(__func__, package_id ? package_id : "");
+  if (call.error != 0) return call.error;
   return CreateInfo(package_id, package_info);
 }
 
 int package_info_create(const char* package, package_info_h* package_info) {
-  const Entry entry(__func__, package ? package : "");
-  if (entry.error != 0) return entry.error;
+  const FunctionCall call(__func__, package ? package : "");
+  if (call.error != 0) return call.error;
   return CreateInfo(package, package_info);
 }
 
 int package_info_destroy(package_info_h package_info) {
-  const Entry entry(__func__);
+  const FunctionCall call(__func__);
   if (!FindInfo(package_info, __func__)) return PACKAGE_MANAGER_ERROR_INVALID_PARAMETER;
   GetState().package_infos.Remove(package_info);
-  return entry.error;
+  return call.error;
 }
 
 int package_info_get_package(package_info_h package_info, char** package) {
@@ -166,8 +166,8 @@ int package_info_get_root_path(package_info_h package_info, char** path) {
 }
 
 int package_info_is_preload_package(package_info_h package_info, bool* preload) {
-  const Entry entry(__func__);
-  if (entry.error != 0) return entry.error;
+  const FunctionCall call(__func__);
+  if (call.error != 0) return call.error;
   const auto info = FindInfo(package_info, __func__);
   if (!info || !preload) return PACKAGE_MANAGER_ERROR_INVALID_PARAMETER;
   *preload = info->preloaded;
@@ -177,8 +177,8 @@ int package_info_is_preload_package(package_info_h package_info, bool* preload) 
 int package_info_foreach_app_from_package(package_info_h package_info,
                                           package_info_app_component_type_e comp_type,
                                           package_info_app_cb callback, void* user_data) {
-  const Entry entry(__func__);
-  if (entry.error != 0) return entry.error;
+  const FunctionCall call(__func__);
+  if (call.error != 0) return call.error;
   const auto info = FindInfo(package_info, __func__);
   if (!info || !callback) return PACKAGE_MANAGER_ERROR_INVALID_PARAMETER;
   if (comp_type != PACKAGE_INFO_ALLAPP && comp_type != PACKAGE_INFO_SERVICEAPP) {
@@ -192,8 +192,8 @@ int package_info_foreach_app_from_package(package_info_h package_info,
 
 int package_info_foreach_privilege_info(package_info_h package_info,
                                         package_info_privilege_info_cb callback, void* user_data) {
-  const Entry entry(__func__);
-  if (entry.error != 0) return entry.error;
+  const FunctionCall call(__func__);
+  if (call.error != 0) return call.error;
   const auto info = FindInfo(package_info, __func__);
   if (!info || !callback) return PACKAGE_MANAGER_ERROR_INVALID_PARAMETER;
   for (const std::string& privilege : info->privileges) {
@@ -227,9 +227,9 @@ void Uninstall(const std::string& package_id) {
 
 void RaisePackageEvent(const char* type, const std::string& package_id, int event_type,
                        package_manager_event_state_e state) {
-  // The listeners of this moment; one that a callback destroys hears no more.
+  // Iterates over a copy and skips package managers that a callback has destroyed.
   for (const auto& [handle, manager] : GetState().package_managers.All()) {
-    if (!GetState().package_managers.Find(handle) || !Wants(*manager, event_type)) continue;
+    if (!GetState().package_managers.Find(handle) || !Matches(*manager, event_type)) continue;
     CallBack(fake_call_package_event_cb, manager->callback, type, package_id.c_str(), event_type,
              state, manager->data);
   }

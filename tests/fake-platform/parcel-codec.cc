@@ -160,7 +160,7 @@ int ParcelReader::Int32() { return internal::TakeValue<int>(body_, &position_); 
 
 long long ParcelReader::Int64() { return internal::TakeValue<long long>(body_, &position_); }
 
-// Any byte may stand there, but only two are values of a bool.
+// The byte may have any value; a bool must be 0 or 1.
 bool ParcelReader::Bool() { return internal::TakeValue<unsigned char>(body_, &position_) != 0; }
 
 double ParcelReader::Double() { return internal::TakeValue<double>(body_, &position_); }

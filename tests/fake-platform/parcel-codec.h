@@ -13,7 +13,7 @@ namespace fake {
 
 using Bytes = std::vector<unsigned char>;
 
-// Builds the parcel that a peer sends. Each call appends one value.
+// Builds a parcel of a peer. Each function appends one value.
 class ParcelWriter {
  public:
   ParcelWriter& SequenceNumber(int number);
@@ -25,9 +25,9 @@ class ParcelWriter {
   ParcelWriter& String(const std::string& value);
   ParcelWriter& Bundle(const std::map<std::string, std::string>& values);
 
-  // Bytes of the values so far.
+  // Size of the values in bytes.
   size_t Size() const { return body_.size(); }
-  // Keeps only the first bytes of the values.
+  // Truncates the values.
   ParcelWriter& Truncate(size_t size);
 
   Bytes Raw() const;
@@ -38,7 +38,7 @@ class ParcelWriter {
   Bytes body_;
 };
 
-// Reads a parcel that was sent. A read past the end throws std::out_of_range.
+// Reads a parcel that the code under test has sent. Reads past the end throw std::out_of_range.
 class ParcelReader {
  public:
   explicit ParcelReader(const Bytes& raw);
@@ -63,7 +63,7 @@ class ParcelReader {
 
 namespace internal {
 
-// A parcel as the platform keeps it: header fields and body.
+// Header fields and body of a parcel.
 struct ParcelContent {
   int sequence_number = 0;
   std::string tag;
@@ -73,11 +73,11 @@ struct ParcelContent {
 };
 
 Bytes ToRaw(const ParcelContent& content);
-// False when the bytes are no parcel.
+// Returns false when the bytes are not a parcel.
 bool FromRaw(const Bytes& raw, ParcelContent* content);
 
 void AppendBytes(Bytes* out, const void* data, size_t size);
-// False, without moving or writing, when fewer bytes are left.
+// Returns false, without changing the position or the output, when fewer bytes are left.
 bool TakeBytes(const Bytes& in, size_t* position, void* data, size_t size);
 // A 32-bit length and the bytes.
 void AppendBlock(Bytes* out, const void* data, size_t size);

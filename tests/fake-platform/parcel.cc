@@ -9,8 +9,8 @@
 #include "state.h"
 
 using fake::Bytes;
-using fake::internal::Entry;
-using fake::internal::FailWithGarbage;
+using fake::internal::FailAndFillOutput;
+using fake::internal::FunctionCall;
 using fake::internal::GetState;
 using fake::internal::Parcel;
 
@@ -20,7 +20,7 @@ std::shared_ptr<Parcel> FindParcel(rpc_port_parcel_h h, const char* function) {
   return fake::internal::Find(GetState().parcels, h, function);
 }
 
-int Give(fake::internal::ParcelContent content, rpc_port_parcel_h* h) {
+int ReturnParcel(fake::internal::ParcelContent content, rpc_port_parcel_h* h) {
   auto parcel = std::make_shared<Parcel>();
   parcel->content = std::move(content);
   *h = GetState().parcels.Add(parcel);
@@ -29,8 +29,8 @@ int Give(fake::internal::ParcelContent content, rpc_port_parcel_h* h) {
 
 template <typename T>
 int Write(rpc_port_parcel_h h, T value, const char* function) {
-  const Entry entry(function);
-  if (entry.error != 0) return entry.error;
+  const FunctionCall call(function);
+  if (call.error != 0) return call.error;
   const auto parcel = FindParcel(h, function);
   if (!parcel) return RPC_PORT_ERROR_INVALID_PARAMETER;
   fake::internal::AppendBytes(&parcel->content.body, &value, sizeof(value));
@@ -38,12 +38,12 @@ int Write(rpc_port_parcel_h h, T value, const char* function) {
 }
 
 int ReadBytes(rpc_port_parcel_h h, void* output, size_t size, const char* function) {
-  const Entry entry(function);
-  if (entry.error != 0) return FailWithGarbage(output, size, entry.error);
+  const FunctionCall call(function);
+  if (call.error != 0) return FailAndFillOutput(output, size, call.error);
   const auto parcel = FindParcel(h, function);
   if (!parcel || !output || size == 0 ||
       !fake::internal::TakeBytes(parcel->content.body, &parcel->position, output, size)) {
-    return FailWithGarbage(output, size, RPC_PORT_ERROR_INVALID_PARAMETER);
+    return FailAndFillOutput(output, size, RPC_PORT_ERROR_INVALID_PARAMETER);
   }
   return RPC_PORT_ERROR_NONE;
 }
@@ -53,7 +53,7 @@ int Read(rpc_port_parcel_h h, T* value, const char* function) {
   return ReadBytes(h, value, sizeof(*value), function);
 }
 
-// The header's handle is its parcel's.
+// A header has the same handle value as its parcel.
 std::shared_ptr<Parcel> FindHeader(rpc_port_parcel_header_h header, const char* function) {
   return FindParcel(header, function);
 }
@@ -63,20 +63,20 @@ std::shared_ptr<Parcel> FindHeader(rpc_port_parcel_header_h header, const char* 
 extern "C" {
 
 int rpc_port_parcel_create(rpc_port_parcel_h* h) {
-  const Entry entry(__func__);
-  if (entry.error != 0) return FailWithGarbage(h, sizeof(*h), entry.error);
+  const FunctionCall call(__func__);
+  if (call.error != 0) return FailAndFillOutput(h, sizeof(*h), call.error);
   if (!h) return RPC_PORT_ERROR_INVALID_PARAMETER;
   fake::internal::ParcelContent content;
   struct timespec now {};
   clock_gettime(CLOCK_MONOTONIC_RAW, &now);
   content.seconds = now.tv_sec;
   content.nanoseconds = now.tv_nsec;
-  return Give(std::move(content), h);
+  return ReturnParcel(std::move(content), h);
 }
 
 int rpc_port_parcel_create_from_port(rpc_port_parcel_h* h, rpc_port_h port) {
-  const Entry entry(__func__);
-  if (entry.error != 0) return FailWithGarbage(h, sizeof(*h), entry.error);
+  const FunctionCall call(__func__);
+  if (call.error != 0) return FailAndFillOutput(h, sizeof(*h), call.error);
   const auto from = fake::internal::Find(GetState().ports, port, __func__);
   if (!h || !from) return RPC_PORT_ERROR_INVALID_PARAMETER;
   fake::internal::ParcelContent content;
@@ -84,23 +84,23 @@ int rpc_port_parcel_create_from_port(rpc_port_parcel_h* h, rpc_port_h port) {
     return RPC_PORT_ERROR_IO_ERROR;
   }
   from->incoming.pop_front();
-  return Give(std::move(content), h);
+  return ReturnParcel(std::move(content), h);
 }
 
 int rpc_port_parcel_create_from_raw(rpc_port_parcel_h* h, const void* raw, unsigned int size) {
-  const Entry entry(__func__);
-  if (entry.error != 0) return entry.error;
+  const FunctionCall call(__func__);
+  if (call.error != 0) return call.error;
   const auto* first = static_cast<const unsigned char*>(raw);
   fake::internal::ParcelContent content;
   if (!h || !raw || !fake::internal::FromRaw(Bytes(first, first + size), &content)) {
     return RPC_PORT_ERROR_INVALID_PARAMETER;
   }
-  return Give(std::move(content), h);
+  return ReturnParcel(std::move(content), h);
 }
 
 int rpc_port_parcel_send(rpc_port_parcel_h h, rpc_port_h port) {
-  const Entry entry(__func__);
-  if (entry.error != 0) return entry.error;
+  const FunctionCall call(__func__);
+  if (call.error != 0) return call.error;
   const auto parcel = FindParcel(h, __func__);
   const auto to = fake::internal::Find(GetState().ports, port, __func__);
   if (!parcel || !to) return RPC_PORT_ERROR_INVALID_PARAMETER;
@@ -114,10 +114,10 @@ int rpc_port_parcel_send(rpc_port_parcel_h h, rpc_port_h port) {
 }
 
 int rpc_port_parcel_destroy(rpc_port_parcel_h h) {
-  const Entry entry(__func__);
+  const FunctionCall call(__func__);
   if (!FindParcel(h, __func__)) return RPC_PORT_ERROR_INVALID_PARAMETER;
   GetState().parcels.Remove(h);
-  return entry.error;
+  return call.error;
 }
 
 int rpc_port_parcel_write_byte(rpc_port_parcel_h h, char b) { return Write(h, b, __func__); }
@@ -139,8 +139,8 @@ int rpc_port_parcel_write_array_count(rpc_port_parcel_h h, int count) {
 }
 
 int rpc_port_parcel_write_string(rpc_port_parcel_h h, const char* str) {
-  const Entry entry(__func__);
-  if (entry.error != 0) return entry.error;
+  const FunctionCall call(__func__);
+  if (call.error != 0) return call.error;
   const auto parcel = FindParcel(h, __func__);
   if (!parcel || !str) return RPC_PORT_ERROR_INVALID_PARAMETER;
   const std::string text = str;
@@ -149,8 +149,8 @@ int rpc_port_parcel_write_string(rpc_port_parcel_h h, const char* str) {
 }
 
 int rpc_port_parcel_write_bundle(rpc_port_parcel_h h, bundle* b) {
-  const Entry entry(__func__);
-  if (entry.error != 0) return entry.error;
+  const FunctionCall call(__func__);
+  if (call.error != 0) return call.error;
   const auto parcel = FindParcel(h, __func__);
   const auto object = fake::internal::Find(GetState().bundles, b, __func__);
   if (!parcel || !object) return RPC_PORT_ERROR_INVALID_PARAMETER;
@@ -160,8 +160,8 @@ int rpc_port_parcel_write_bundle(rpc_port_parcel_h h, bundle* b) {
 }
 
 int rpc_port_parcel_burst_write(rpc_port_parcel_h h, const unsigned char* buf, unsigned int size) {
-  const Entry entry(__func__);
-  if (entry.error != 0) return entry.error;
+  const FunctionCall call(__func__);
+  if (call.error != 0) return call.error;
   const auto parcel = FindParcel(h, __func__);
   if (!parcel || !buf || size == 0) return RPC_PORT_ERROR_INVALID_PARAMETER;
   fake::internal::AppendBytes(&parcel->content.body, buf, size);
@@ -181,7 +181,7 @@ int rpc_port_parcel_read_float(rpc_port_parcel_h h, float* f) { return Read(h, f
 int rpc_port_parcel_read_double(rpc_port_parcel_h h, double* d) { return Read(h, d, __func__); }
 
 int rpc_port_parcel_read_bool(rpc_port_parcel_h h, bool* b) {
-  // Any byte may come from a peer and any is garbage, but only two are values of a bool.
+  // Neither a byte of a peer nor garbage need be 0 or 1, which a bool must be.
   unsigned char byte = 0;
   const int error = b ? Read(h, &byte, __func__) : RPC_PORT_ERROR_INVALID_PARAMETER;
   if (b) *b = byte != 0;
@@ -193,20 +193,20 @@ int rpc_port_parcel_read_array_count(rpc_port_parcel_h h, int* count) {
 }
 
 int rpc_port_parcel_read_string(rpc_port_parcel_h h, char** str) {
-  const Entry entry(__func__);
-  if (entry.error != 0) return entry.error;
+  const FunctionCall call(__func__);
+  if (call.error != 0) return call.error;
   const auto parcel = FindParcel(h, __func__);
   Bytes block;
   if (!parcel || !str ||
       !fake::internal::TakeBlock(parcel->content.body, &parcel->position, &block)) {
     return RPC_PORT_ERROR_INVALID_PARAMETER;
   }
-  return fake::internal::GiveText(std::string(block.begin(), block.end()), str);
+  return fake::internal::ReturnText(std::string(block.begin(), block.end()), str);
 }
 
 int rpc_port_parcel_read_bundle(rpc_port_parcel_h h, bundle** b) {
-  const Entry entry(__func__);
-  if (entry.error != 0) return entry.error;
+  const FunctionCall call(__func__);
+  if (call.error != 0) return call.error;
   const auto parcel = FindParcel(h, __func__);
   Bytes block;
   fake::internal::BundleContent content;
@@ -226,16 +226,16 @@ int rpc_port_parcel_burst_read(rpc_port_parcel_h h, unsigned char* buf, unsigned
 }
 
 int rpc_port_parcel_get_header(rpc_port_parcel_h h, rpc_port_parcel_header_h* header) {
-  const Entry entry(__func__);
-  if (entry.error != 0) return entry.error;
+  const FunctionCall call(__func__);
+  if (call.error != 0) return call.error;
   if (!FindParcel(h, __func__) || !header) return RPC_PORT_ERROR_INVALID_PARAMETER;
   *header = h;
   return RPC_PORT_ERROR_NONE;
 }
 
 int rpc_port_parcel_header_set_tag(rpc_port_parcel_header_h header, const char* tag) {
-  const Entry entry(__func__);
-  if (entry.error != 0) return entry.error;
+  const FunctionCall call(__func__);
+  if (call.error != 0) return call.error;
   const auto parcel = FindHeader(header, __func__);
   if (!parcel || !tag) return RPC_PORT_ERROR_INVALID_PARAMETER;
   parcel->content.tag = tag;
@@ -243,16 +243,16 @@ int rpc_port_parcel_header_set_tag(rpc_port_parcel_header_h header, const char* 
 }
 
 int rpc_port_parcel_header_get_tag(rpc_port_parcel_header_h header, char** tag) {
-  const Entry entry(__func__);
-  if (entry.error != 0) return entry.error;
+  const FunctionCall call(__func__);
+  if (call.error != 0) return call.error;
   const auto parcel = FindHeader(header, __func__);
   if (!parcel || !tag) return RPC_PORT_ERROR_INVALID_PARAMETER;
-  return fake::internal::GiveText(parcel->content.tag, tag);
+  return fake::internal::ReturnText(parcel->content.tag, tag);
 }
 
 int rpc_port_parcel_header_set_seq_num(rpc_port_parcel_header_h header, int seq_num) {
-  const Entry entry(__func__);
-  if (entry.error != 0) return entry.error;
+  const FunctionCall call(__func__);
+  if (call.error != 0) return call.error;
   const auto parcel = FindHeader(header, __func__);
   if (!parcel) return RPC_PORT_ERROR_INVALID_PARAMETER;
   parcel->content.sequence_number = seq_num;
@@ -260,11 +260,11 @@ int rpc_port_parcel_header_set_seq_num(rpc_port_parcel_header_h header, int seq_
 }
 
 int rpc_port_parcel_header_get_seq_num(rpc_port_parcel_header_h header, int* seq_num) {
-  const Entry entry(__func__);
-  if (entry.error != 0) return FailWithGarbage(seq_num, sizeof(*seq_num), entry.error);
+  const FunctionCall call(__func__);
+  if (call.error != 0) return FailAndFillOutput(seq_num, sizeof(*seq_num), call.error);
   const auto parcel = FindHeader(header, __func__);
   if (!parcel || !seq_num) {
-    return FailWithGarbage(seq_num, sizeof(*seq_num), RPC_PORT_ERROR_INVALID_PARAMETER);
+    return FailAndFillOutput(seq_num, sizeof(*seq_num), RPC_PORT_ERROR_INVALID_PARAMETER);
   }
   *seq_num = parcel->content.sequence_number;
   return RPC_PORT_ERROR_NONE;
@@ -272,11 +272,11 @@ int rpc_port_parcel_header_get_seq_num(rpc_port_parcel_header_h header, int* seq
 
 int rpc_port_parcel_header_get_timestamp(rpc_port_parcel_header_h header,
                                          struct timespec* timestamp) {
-  const Entry entry(__func__);
-  if (entry.error != 0) return FailWithGarbage(timestamp, sizeof(*timestamp), entry.error);
+  const FunctionCall call(__func__);
+  if (call.error != 0) return FailAndFillOutput(timestamp, sizeof(*timestamp), call.error);
   const auto parcel = FindHeader(header, __func__);
   if (!parcel || !timestamp) {
-    return FailWithGarbage(timestamp, sizeof(*timestamp), RPC_PORT_ERROR_INVALID_PARAMETER);
+    return FailAndFillOutput(timestamp, sizeof(*timestamp), RPC_PORT_ERROR_INVALID_PARAMETER);
   }
   timestamp->tv_sec = static_cast<time_t>(parcel->content.seconds);
   timestamp->tv_nsec = static_cast<long>(parcel->content.nanoseconds);
@@ -284,8 +284,8 @@ int rpc_port_parcel_header_get_timestamp(rpc_port_parcel_header_h header,
 }
 
 int rpc_port_parcel_get_raw(rpc_port_parcel_h h, void** raw, unsigned int* size) {
-  const Entry entry(__func__);
-  if (entry.error != 0) return entry.error;
+  const FunctionCall call(__func__);
+  if (call.error != 0) return call.error;
   const auto parcel = FindParcel(h, __func__);
   if (!parcel || !raw || !size) return RPC_PORT_ERROR_INVALID_PARAMETER;
   parcel->raw = fake::internal::ToRaw(parcel->content);

@@ -9,7 +9,7 @@
 
 using fake::internal::CallBack;
 using fake::internal::Connection;
-using fake::internal::Entry;
+using fake::internal::FunctionCall;
 using fake::internal::GetState;
 using fake::internal::Port;
 using fake::internal::Stub;
@@ -20,8 +20,8 @@ std::shared_ptr<Stub> FindStub(rpc_port_stub_h h, const char* function) {
   return fake::internal::Find(GetState().stubs, h, function);
 }
 
-// The stub that listens under a name, of all when the name is empty; the last one made.
-std::pair<void*, std::shared_ptr<Stub>> Listening(const std::string& port_name = {}) {
+// Returns the most recently created stub that listens, with the given name unless it is empty.
+std::pair<void*, std::shared_ptr<Stub>> FindListeningStub(const std::string& port_name = {}) {
   std::pair<void*, std::shared_ptr<Stub>> last{nullptr, nullptr};
   for (const auto& candidate : GetState().stubs.All()) {
     const Stub& stub = *candidate.second;
@@ -49,8 +49,8 @@ void RemovePorts(const Connection& connection) {
   GetState().ports.Remove(connection.callback_port);
 }
 
-// Ends a connection: the event first, while the ports still live, then the ports.
-void End(void* handle, const std::string& instance) {
+// Closes a connection. The callback runs before the ports are destroyed.
+void CloseConnection(void* handle, const std::string& instance) {
   const auto stub = GetState().stubs.Find(handle);
   if (!stub) return;
   const auto found = stub->connections.find(instance);
@@ -67,8 +67,8 @@ void End(void* handle, const std::string& instance) {
 template <typename Callback>
 int SetCallback(rpc_port_stub_h h, Callback Stub::*callback_field, void* Stub::*data_field,
                 Callback callback, void* data, const char* function) {
-  const Entry entry(function);
-  if (entry.error != 0) return entry.error;
+  const FunctionCall call(function);
+  if (call.error != 0) return call.error;
   const auto stub = FindStub(h, function);
   if (!stub || !callback) return RPC_PORT_ERROR_INVALID_PARAMETER;
   (*stub).*callback_field = callback;
@@ -81,18 +81,18 @@ int SetCallback(rpc_port_stub_h h, Callback Stub::*callback_field, void* Stub::*
 extern "C" {
 
 int rpc_port_disconnect(rpc_port_h port) {
-  const Entry entry(__func__);
-  if (entry.error != 0) return entry.error;
+  const FunctionCall call(__func__);
+  if (call.error != 0) return call.error;
   const auto found = fake::internal::Find(GetState().ports, port, __func__);
   if (!found) return RPC_PORT_ERROR_INVALID_PARAMETER;
   const std::string instance = found->instance;
-  End(StubOf(instance).first, instance);
+  CloseConnection(StubOf(instance).first, instance);
   return RPC_PORT_ERROR_NONE;
 }
 
 int rpc_port_stub_create(rpc_port_stub_h* h, const char* port_name) {
-  const Entry entry(__func__, port_name ? port_name : "");
-  if (entry.error != 0) return entry.error;
+  const FunctionCall call(__func__, port_name ? port_name : "");
+  if (call.error != 0) return call.error;
   if (!h || !port_name || !*port_name) return RPC_PORT_ERROR_INVALID_PARAMETER;
   auto stub = std::make_shared<Stub>();
   stub->port_name = port_name;
@@ -101,28 +101,28 @@ int rpc_port_stub_create(rpc_port_stub_h* h, const char* port_name) {
 }
 
 int rpc_port_stub_destroy(rpc_port_stub_h h) {
-  const Entry entry(__func__);
+  const FunctionCall call(__func__);
   const auto stub = FindStub(h, __func__);
   if (!stub) return RPC_PORT_ERROR_INVALID_PARAMETER;
   GetState().stubs.Remove(h);
   for (const auto& [instance, connection] : stub->connections) RemovePorts(connection);
-  return entry.error;
+  return call.error;
 }
 
 int rpc_port_stub_listen(rpc_port_stub_h h) {
-  const Entry entry(__func__);
-  if (entry.error != 0) return entry.error;
+  const FunctionCall call(__func__);
+  if (call.error != 0) return call.error;
   const auto stub = FindStub(h, __func__);
   if (!stub) return RPC_PORT_ERROR_INVALID_PARAMETER;
-  const auto owner = Listening(stub->port_name).first;
+  const auto owner = FindListeningStub(stub->port_name).first;
   if (owner && owner != h) return RPC_PORT_ERROR_IO_ERROR;
   stub->listening = true;
   return RPC_PORT_ERROR_NONE;
 }
 
 int rpc_port_stub_add_privilege(rpc_port_stub_h h, const char* privilege) {
-  const Entry entry(__func__, privilege ? privilege : "");
-  if (entry.error != 0) return entry.error;
+  const FunctionCall call(__func__, privilege ? privilege : "");
+  if (call.error != 0) return call.error;
   const auto stub = FindStub(h, __func__);
   if (!stub || !privilege) return RPC_PORT_ERROR_INVALID_PARAMETER;
   stub->privileges.emplace_back(privilege);
@@ -147,8 +147,8 @@ int rpc_port_stub_add_received_event_cb(rpc_port_stub_h h, rpc_port_stub_receive
 
 int rpc_port_stub_get_port(rpc_port_stub_h h, rpc_port_port_type_e type, const char* instance,
                            rpc_port_h* port) {
-  const Entry entry(__func__, instance ? instance : "");
-  if (entry.error != 0) return entry.error;
+  const FunctionCall call(__func__, instance ? instance : "");
+  if (call.error != 0) return call.error;
   const auto stub = FindStub(h, __func__);
   if (!stub || !instance || !port) return RPC_PORT_ERROR_INVALID_PARAMETER;
   const auto found = stub->connections.find(instance);
@@ -161,10 +161,10 @@ int rpc_port_stub_get_port(rpc_port_stub_h h, rpc_port_port_type_e type, const c
 
 namespace fake {
 
-bool IsListening() { return Listening().second != nullptr; }
+bool IsListening() { return FindListeningStub().second != nullptr; }
 
 void Connect(const std::string& sender, const std::string& instance) {
-  const auto stub = Listening().second;
+  const auto stub = FindListeningStub().second;
   if (!stub) throw std::logic_error("nobody listens");
   if (stub->connections.count(instance)) throw std::logic_error("connected already: " + instance);
   Connection connection;
@@ -177,7 +177,7 @@ void Connect(const std::string& sender, const std::string& instance) {
   }
 }
 
-void Disconnect(const std::string& instance) { End(StubOf(instance).first, instance); }
+void Disconnect(const std::string& instance) { CloseConnection(StubOf(instance).first, instance); }
 
 void DisconnectDuringSend(int nth) { GetState().sends_until_disconnection = nth; }
 
@@ -191,12 +191,12 @@ bool IsConnected(const std::string& instance) {
 int Receive(const std::string& instance, const ParcelWriter& parcel) {
   const auto [handle, stub] = StubOf(instance);
   const Connection connection = stub->connections.at(instance);
-  // A parcel that nobody takes stays where it is.
+  // Without a callback the parcel is not read.
   if (!stub->received) return 0;
   GetState().ports.Find(connection.main_port)->incoming.push_back(parcel.Raw());
   const int result = CallBack(stub->received, connection.sender.c_str(), instance.c_str(),
                               connection.main_port, stub->received_data);
-  if (result != 0) End(handle, instance);
+  if (result != 0) CloseConnection(handle, instance);
   return result;
 }
 

@@ -41,7 +41,7 @@ int NextError(const std::string& function) {
   return error;
 }
 
-Entry::Entry(const char* function, std::string_view detail) {
+FunctionCall::FunctionCall(const char* function, std::string_view detail) {
   State& state = GetState();
   {
     const std::lock_guard<std::mutex> lock(state.script_mutex);
@@ -51,18 +51,18 @@ Entry::Entry(const char* function, std::string_view detail) {
   error = NextError(function);
 }
 
-void AddFault(const std::string& text) {
+void AddUsageError(const std::string& text) {
   State& state = GetState();
   const std::lock_guard<std::mutex> lock(state.script_mutex);
-  state.faults.push_back(text);
+  state.usage_errors.push_back(text);
 }
 
-int FailWithGarbage(void* output, size_t size, int error) {
+int FailAndFillOutput(void* output, size_t size, int error) {
   if (output != nullptr) std::memset(output, 0xa5, size);
   return error;
 }
 
-int GiveText(const std::string& text, char** out) {
+int ReturnText(const std::string& text, char** out) {
   *out = strdup(text.c_str());
   return *out ? TIZEN_ERROR_NONE : TIZEN_ERROR_OUT_OF_MEMORY;
 }
@@ -98,7 +98,7 @@ void RemoveTemporaryFolder() {
 }
 
 std::string MakeTemporaryFolder() {
-  // Death tests end by an abort.
+  // Death tests abort.
   static const bool removed_at_exit =
       std::atexit(RemoveTemporaryFolder) == 0 &&
       std::signal(SIGABRT, [](int) { RemoveTemporaryFolder(); }) != SIG_ERR;
@@ -136,7 +136,7 @@ void Reset() {
     state.permanent_failures.clear();
     state.calls.clear();
     state.call_counts.clear();
-    state.faults.clear();
+    state.usage_errors.clear();
   }
   ClearLog();
   internal::RemoveTemporaryFolder();
@@ -175,13 +175,13 @@ int CallCount(const std::string& function) {
   return found == state.call_counts.end() ? 0 : found->second;
 }
 
-std::vector<std::string> Faults() {
+std::vector<std::string> UsageErrors() {
   internal::State& state = GetState();
   const std::lock_guard<std::mutex> lock(state.script_mutex);
-  return state.faults;
+  return state.usage_errors;
 }
 
-std::string Held() {
+std::string OpenHandles() {
   std::string text;
   internal::VisitTables(&GetState(), [&text](const auto& table) {
     const size_t size = table.Size();
@@ -192,7 +192,7 @@ std::string Held() {
   return text;
 }
 
-int Held(const std::string& kind) {
+int OpenHandles(const std::string& kind) {
   bool known = false;
   size_t count = 0;
   internal::VisitTables(&GetState(), [&](const auto& table) {

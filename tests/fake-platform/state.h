@@ -30,9 +30,10 @@ namespace fake::internal {
 struct Timer {
   double due = 0;
   double interval = 0;
-  // Orders timers of one due time, oldest first.
+  // Orders timers with the same due time, oldest first.
   long sequence = 0;
-  // A timer that falls due again at the time at which it fired waits for the next Advance().
+  // The Advance() in which the timer must not fire again: without this, a timer with no interval
+  // would fire endlessly.
   long not_in_advance = 0;
   bool deleted_while_firing = false;
   bool firing = false;
@@ -43,7 +44,7 @@ struct Timer {
 struct Parcel {
   ParcelContent content;
   size_t position = 0;
-  // What rpc_port_parcel_get_raw() last handed out.
+  // The last result of rpc_port_parcel_get_raw().
   Bytes raw;
 };
 
@@ -79,7 +80,7 @@ struct AppControl {
 };
 
 struct PackageManager {
-  // Nothing comes until a status is set.
+  // Without a status no events are delivered.
   bool has_status = false;
   int status = 0;
   package_manager_event_cb callback = nullptr;
@@ -106,11 +107,11 @@ struct Bundle {
 
 struct State {
   std::mutex script_mutex;
-  std::map<std::string, std::vector<std::pair<int, int>>> failures;  // calls to go, error
+  std::map<std::string, std::vector<std::pair<int, int>>> failures;  // remaining calls, error
   std::map<std::string, int> permanent_failures;
   std::vector<Call> calls;
   std::map<std::string, int> call_counts;
-  std::vector<std::string> faults;
+  std::vector<std::string> usage_errors;
 
   std::mutex log_mutex;
   std::vector<LogLine> log;
@@ -143,46 +144,47 @@ struct State {
   HandleTable<Bundle> bundles{"bundle"};
 };
 
-// Lives until the process ends: statics of the code under test may still call the platform then.
+// Never destroyed: destructors of static objects of the code under test may call the platform.
 State& GetState();
 
-// The error that the script has for this call of a function, or 0.
+// Returns the error of Fail() or FailAlways() for this call of a function, or 0.
 int NextError(const std::string& function);
 
-// Every platform function but the log's begins with one: records the call and takes NextError().
-struct Entry {
-  explicit Entry(const char* function, std::string_view detail = {});
+// Records a call and its NextError(). The first object in every platform function except for those
+// of the log.
+struct FunctionCall {
+  explicit FunctionCall(const char* function, std::string_view detail = {});
 
-  // First, so that what the record takes is already the platform's.
+  // The first member, so that recording the call belongs to the platform's side.
   const SideScope side{Side::kPlatform};
   int error = 0;
 };
 
-// Every callback into the code under test goes through here.
+// Calls a callback of the code under test.
 template <typename Callback, typename... Arguments>
 auto CallBack(Callback callback, Arguments... arguments) {
-  const SideScope side(Side::kCaller);
+  const SideScope side(Side::kCodeUnderTest);
   return callback(arguments...);
 }
 
-void AddFault(const std::string& text);
+void AddUsageError(const std::string& text);
 
-// The object of a handle; null, and a fault, when the handle is unknown.
+// Returns the object of a handle. Returns null and records a usage error for an invalid handle.
 template <typename T>
 std::shared_ptr<T> Find(const HandleTable<T>& table, const void* handle, const char* function) {
   auto object = table.Find(handle);
   if (!object && handle && !table.IsOld(handle)) {
-    AddFault(std::string(function) + ": unknown " + table.Kind());
+    AddUsageError(std::string(function) + ": unknown " + table.Kind());
   }
   return object;
 }
 
-// Returns the error and fills the output, if there is one: a device promises nothing of outputs
-// after a failure.
-int FailWithGarbage(void* output, size_t size, int error);
+// Fills the output with garbage, since outputs are undefined after an error on a device. Returns
+// the error.
+int FailAndFillOutput(void* output, size_t size, int error);
 
-// The text in memory that the caller releases with free().
-int GiveText(const std::string& text, char** out);
+// Sets `out` to a copy of the text, which the caller releases with free().
+int ReturnText(const std::string& text, char** out);
 
 const Package* FindPackage(const std::string& package_id);
 

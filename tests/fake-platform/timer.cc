@@ -8,32 +8,32 @@
 
 #include "state.h"
 
-using fake::internal::Entry;
+using fake::internal::FunctionCall;
 using fake::internal::GetState;
 using fake::internal::State;
 using fake::internal::Timer;
 
 namespace {
 
-// The timer of a handle that is used on the right thread; otherwise null and a fault. A null handle
-// is ignored, as Ecore does.
+// Returns the timer of a handle. Returns null and records a usage error for an invalid handle or on
+// another thread. Like Ecore, ignores a null handle.
 std::shared_ptr<Timer> FindTimer(const Ecore_Timer* handle, const char* function) {
   if (!handle) return nullptr;
   if (!eina_main_loop_is()) {
-    fake::internal::AddFault(std::string(function) + ": not on the main loop's thread");
+    fake::internal::AddUsageError(std::string(function) + ": not on the main loop's thread");
     return nullptr;
   }
   auto timer = fake::internal::Find(GetState().timers, handle, function);
   if (timer && timer->deleted_while_firing) {
-    fake::internal::AddFault(std::string(function) + ": unknown timer");
+    fake::internal::AddUsageError(std::string(function) + ": unknown timer");
     return nullptr;
   }
   return timer;
 }
 
-// As Ecore, but for NaN, which Ecore's list of timers does not survive.
+// Like Ecore, except for NaN, which corrupts Ecore's list of timers.
 double Interval(double seconds, const char* function) {
-  if (std::isnan(seconds)) fake::internal::AddFault(std::string(function) + ": not a number");
+  if (std::isnan(seconds)) fake::internal::AddUsageError(std::string(function) + ": not a number");
   return std::max(seconds, 0.0);
 }
 
@@ -42,7 +42,7 @@ void Arm(Timer* timer) {
   timer->sequence = GetState().next_sequence++;
 }
 
-// The next timer to fire at or before `until`; null when there is none.
+// Returns the next timer that is due at or before `until`, or null.
 std::pair<void*, std::shared_ptr<Timer>> NextDue(double until) {
   const State& state = GetState();
   std::pair<void*, std::shared_ptr<Timer>> next{nullptr, nullptr};
@@ -78,10 +78,10 @@ void Fire(void* handle, const std::shared_ptr<Timer>& timer) {
 extern "C" {
 
 Ecore_Timer* ecore_timer_add(double in, Ecore_Task_Cb func, const void* data) {
-  const Entry entry(__func__, std::to_string(in));
-  if (entry.error != 0 || !func) return nullptr;
+  const FunctionCall call(__func__, std::to_string(in));
+  if (call.error != 0 || !func) return nullptr;
   if (!eina_main_loop_is()) {
-    fake::internal::AddFault("ecore_timer_add: not on the main loop's thread");
+    fake::internal::AddUsageError("ecore_timer_add: not on the main loop's thread");
     return nullptr;
   }
   auto timer = std::make_shared<Timer>();
@@ -93,8 +93,8 @@ Ecore_Timer* ecore_timer_add(double in, Ecore_Task_Cb func, const void* data) {
 }
 
 void* ecore_timer_del(Ecore_Timer* handle) {
-  const Entry entry(__func__);
-  if (entry.error != 0) return nullptr;
+  const FunctionCall call(__func__);
+  if (call.error != 0) return nullptr;
   const auto timer = FindTimer(handle, __func__);
   if (!timer) return nullptr;
   if (timer->firing) {
@@ -106,29 +106,29 @@ void* ecore_timer_del(Ecore_Timer* handle) {
 }
 
 void ecore_timer_interval_set(Ecore_Timer* handle, double in) {
-  const Entry entry(__func__, std::to_string(in));
-  if (entry.error != 0) return;
+  const FunctionCall call(__func__, std::to_string(in));
+  if (call.error != 0) return;
   const double interval = Interval(in, __func__);
   if (const auto timer = FindTimer(handle, __func__)) timer->interval = interval;
 }
 
 double ecore_timer_interval_get(const Ecore_Timer* handle) {
-  const Entry entry(__func__);
-  if (entry.error != 0) return -1.0;
+  const FunctionCall call(__func__);
+  if (call.error != 0) return -1.0;
   const auto timer = FindTimer(handle, __func__);
   return timer ? timer->interval : -1.0;
 }
 
 double ecore_timer_pending_get(const Ecore_Timer* handle) {
-  const Entry entry(__func__);
-  if (entry.error != 0) return 0.0;
+  const FunctionCall call(__func__);
+  if (call.error != 0) return 0.0;
   const auto timer = FindTimer(handle, __func__);
   return timer ? timer->due - GetState().now : 0.0;
 }
 
 void ecore_timer_reset(Ecore_Timer* handle) {
-  const Entry entry(__func__);
-  if (entry.error != 0) return;
+  const FunctionCall call(__func__);
+  if (call.error != 0) return;
   if (const auto timer = FindTimer(handle, __func__)) Arm(timer.get());
 }
 
@@ -142,7 +142,7 @@ void Advance(double seconds) {
   State& state = GetState();
   ++state.advance;
   const double until = state.now + seconds;
-  // A test that adds up fractions must not miss a timer by a rounding error.
+  // Tolerates the rounding errors of tests that add up fractions of seconds.
   const double tolerance = 1e-9;
   for (;;) {
     const auto [handle, timer] = NextDue(until + tolerance);

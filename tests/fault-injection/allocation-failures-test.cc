@@ -31,7 +31,7 @@ void Check(const Step& step) {
 }
 
 // Allocations of the test and of the fake platform do not count.
-bool IsLibraryCode() { return fake::CurrentSide() == fake::Side::kCaller; }
+bool IsLibraryCode() { return fake::CurrentSide() == fake::Side::kCodeUnderTest; }
 
 // Runs each scenario once for every allocation of the library in it.
 class AllocationFailures : public ::testing::TestWithParam<Scenario> {};

@@ -241,7 +241,7 @@ int Environment::RunStep(const std::string& name, const std::function<int()>& st
 
 int Environment::CallLibrary(const std::string& name, const std::function<int()>& function) {
   return RunStep(name, [&function] {
-    const fake::SideScope side(fake::Side::kCaller);
+    const fake::SideScope side(fake::Side::kCodeUnderTest);
     return function();
   });
 }

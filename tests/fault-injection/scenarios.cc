@@ -161,9 +161,9 @@ Journal Play(const Scenario& scenario, const std::function<void()>& on_start,
   environment.ShutDown();
   EXPECT_EQ(environment.GetJournal().steps.back().result, 0);
   // The registry keeps tracking package events after shutdown.
-  EXPECT_THAT(fake::Held(), ::testing::AnyOf("", "1 package manager"));
+  EXPECT_THAT(fake::OpenHandles(), ::testing::AnyOf("", "1 package manager"));
   EXPECT_EQ(fake::LoopUsers(), 1);
-  EXPECT_THAT(fake::Faults(), ::testing::IsEmpty());
+  EXPECT_THAT(fake::UsageErrors(), ::testing::IsEmpty());
   CheckResponses(scenario, environment.GetJournal());
   return environment.GetJournal();
 }

@@ -71,7 +71,7 @@ void Driver::ObservePlatform() {
     }
   }
   observation_.database = ReadDatabase(fake::DataPath() + ".qor-handlers.db");
-  observation_.violations = fake::Faults();
+  observation_.violations = fake::UsageErrors();
 }
 
 }  // namespace model

@@ -9,10 +9,10 @@ void PlatformTest::SetUp() { fake::Reset(); }
 
 void PlatformTest::TearDown() {
   CheckHeld();
-  EXPECT_THAT(fake::Faults(), ::testing::IsEmpty());
+  EXPECT_THAT(fake::UsageErrors(), ::testing::IsEmpty());
 }
 
-void PlatformTest::CheckHeld() const { EXPECT_EQ(fake::Held(), ""); }
+void PlatformTest::CheckHeld() const { EXPECT_EQ(fake::OpenHandles(), ""); }
 
 void LibraryTest::TearDown() {
   EXPECT_EQ(qor_handler_manager_shutdown(), 0);
@@ -21,7 +21,7 @@ void LibraryTest::TearDown() {
 
 void LibraryTest::CheckHeld() const {
   // After a shutdown the registry still receives package events.
-  EXPECT_THAT(fake::Held(), ::testing::AnyOf("", "1 package manager"));
+  EXPECT_THAT(fake::OpenHandles(), ::testing::AnyOf("", "1 package manager"));
 }
 
 void LibraryTest::Start(int execution_timeout, int connection_timeout) {

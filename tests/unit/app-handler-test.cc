@@ -273,7 +273,7 @@ TEST_F(AppHandlerManifest, ThrowsOnPlatformErrors) {
                                "package_info_get_root_path", "package_info_is_preload_package"}) {
     fake::Fail(function, -5);
     EXPECT_THROW(AppHandler("app", {}), tizen::Exception) << function;
-    EXPECT_EQ(fake::Held(), "") << function;
+    EXPECT_EQ(fake::OpenHandles(), "") << function;
   }
 }
 
@@ -337,7 +337,7 @@ TEST_F(AppHandlerLaunch, LogsPlatformErrorOfRejectedRequest) {
                                          std::string("Failed to launch app: ") +
                                              get_error_message(APP_CONTROL_ERROR_LAUNCH_REJECTED))),
       1);
-  EXPECT_EQ(fake::Held(), "");
+  EXPECT_EQ(fake::OpenHandles(), "");
 }
 
 TEST_F(AppHandlerLaunch, ThrowsWhenExtraDataIsRejected) {
@@ -345,7 +345,7 @@ TEST_F(AppHandlerLaunch, ThrowsWhenExtraDataIsRejected) {
   EXPECT_THROW(handler_->Notify(), FailToSendAppControl);
   EXPECT_EQ(fake::CallCount("app_control_send_launch_request"), 0);
   EXPECT_EQ(support::LoggedTexts(DLOG_ERROR).size(), 0u);
-  EXPECT_EQ(fake::Held(), "");
+  EXPECT_EQ(fake::OpenHandles(), "");
 }
 
 TEST_F(AppHandlerLaunch, IgnoresErrorOfSettingAppId) {

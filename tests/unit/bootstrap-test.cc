@@ -139,7 +139,7 @@ TEST_F(Bootstrap, StopsListeningOnShutdown) {
   Start();
   qor_handler_manager_shutdown();
   EXPECT_FALSE(fake::IsListening());
-  EXPECT_EQ(fake::Held(), "1 package manager");
+  EXPECT_EQ(fake::OpenHandles(), "1 package manager");
 }
 
 TEST_F(Bootstrap, ReleasesConnectionsAndCommandsOnShutdown) {
@@ -151,7 +151,7 @@ TEST_F(Bootstrap, ReleasesConnectionsAndCommandsOnShutdown) {
   ASSERT_EQ(Send("b", "type"), 0);
   qor_handler_manager_shutdown();
   EXPECT_TRUE(client_.responses.empty());
-  EXPECT_EQ(fake::Held(), "1 package manager");
+  EXPECT_EQ(fake::OpenHandles(), "1 package manager");
 }
 
 TEST_F(Bootstrap, ClearsRouterThatIsStillReferenced) {
@@ -185,7 +185,7 @@ TEST_F(Bootstrap, ReplacesOldRegistryOnNextStart) {
   Start();
   qor_handler_manager_shutdown();
   Start();
-  EXPECT_EQ(fake::Held("package manager"), 1);
+  EXPECT_EQ(fake::OpenHandles("package manager"), 1);
 }
 
 TEST_F(Bootstrap, DoesNotRetryFailedStart) {
@@ -228,7 +228,7 @@ TEST_F(Bootstrap, ShutsDownWhenDataFolderIsUnavailable) {
                 [](qor_handler_manager_handler_info_h, void*) { return true; }, nullptr),
             kUnknown);
   EXPECT_EQ(qor_handler_manager_shutdown(), 0);
-  EXPECT_EQ(fake::Held(), "");
+  EXPECT_EQ(fake::OpenHandles(), "");
   support::InstallHandler("handler", {"type"});
   EXPECT_EQ(Send("a", "type"), 0);
 }
@@ -240,7 +240,7 @@ TEST_F(Bootstrap, SurvivesUnavailablePackageManager) {
     EXPECT_EQ(Send("a", "type"), kUnknown) << function;
     CallEverything();
     EXPECT_EQ(qor_handler_manager_shutdown(), 0);
-    EXPECT_EQ(fake::Held(), "") << function;
+    EXPECT_EQ(fake::OpenHandles(), "") << function;
   }
 }
 
@@ -256,7 +256,7 @@ TEST_F(Bootstrap, SurvivesFailureToListen) {
   EXPECT_EQ(Send("a", "type"), kUnknown);
   CallEverything();
   EXPECT_EQ(qor_handler_manager_shutdown(), 0);
-  EXPECT_EQ(fake::Held("stub"), 0);
+  EXPECT_EQ(fake::OpenHandles("stub"), 0);
 }
 
 TEST_F(Bootstrap, ContinuesAfterOtherErrorsOfListening) {
@@ -287,7 +287,7 @@ TEST_F(Bootstrap, AllowsProcessExitWithoutShutdown) {
         handler.Fetch();
         Send("a", "type");
         Send("b", "type");
-        std::exit(fake::Faults().empty() ? 0 : 1);
+        std::exit(fake::UsageErrors().empty() ? 0 : 1);
       },
       ::testing::ExitedWithCode(0), "");
 }

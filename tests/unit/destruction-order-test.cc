@@ -149,7 +149,7 @@ TEST_F(DestructionOrder, EveryOrderIsSafe) {
       Release(part);
       Use();
     }
-    EXPECT_EQ(fake::Held(), "");
+    EXPECT_EQ(fake::OpenHandles(), "");
     ASSERT_FALSE(HasFailure()) << ::testing::PrintToString(order);
   } while (std::next_permutation(order.begin(), order.end()));
 }

@@ -308,7 +308,7 @@ TEST_F(InstalledApps, SubscribesToHandledEventsOnly) {
 
 TEST_F(InstalledApps, ReleasesPackageManager) {
   source_.reset();
-  EXPECT_EQ(fake::Held(), "");
+  EXPECT_EQ(fake::OpenHandles(), "");
 }
 
 TEST_F(InstalledApps, ThrowsWithoutPackageManager) {
@@ -317,7 +317,7 @@ TEST_F(InstalledApps, ThrowsWithoutPackageManager) {
     fake::Fail(function, -12);
     EXPECT_THROW(InstalledAppsSource(), tizen::Exception) << function;
   }
-  EXPECT_EQ(fake::Held(), "1 package manager");
+  EXPECT_EQ(fake::OpenHandles(), "1 package manager");
 }
 
 TEST_F(InstalledApps, CanBeDestroyedDuringEvent) {

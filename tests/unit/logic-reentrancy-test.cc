@@ -33,10 +33,10 @@ class LogicReentrancy : public support::OneHandlerTest,
   // Expects that the old graph is released and a new one works.
   void ExpectWorking() {
     EXPECT_TRUE(acted_);
-    EXPECT_EQ(fake::Held("stub"), GetParam() == Action::kRestart ? 1 : 0);
-    EXPECT_EQ(fake::Held("timer"), GetParam() == Action::kRestart ? 1 : 0);
-    EXPECT_EQ(fake::Held("parcel"), 0);
-    EXPECT_EQ(fake::Held("package manager"), 1);
+    EXPECT_EQ(fake::OpenHandles("stub"), GetParam() == Action::kRestart ? 1 : 0);
+    EXPECT_EQ(fake::OpenHandles("timer"), GetParam() == Action::kRestart ? 1 : 0);
+    EXPECT_EQ(fake::OpenHandles("parcel"), 0);
+    EXPECT_EQ(fake::OpenHandles("package manager"), 1);
     if (GetParam() == Action::kShutDown) {
       StartWithClient();
       EXPECT_EQ(Send("new", "type"), 0);

@@ -237,7 +237,7 @@ TEST_F(LogicTimerPositions, NeverUsesDeletedTimers) {
   EXPECT_EQ(fake::Timers().size(), 1u);
   for (const char* uuid : {"c", "a", "e", "b", "d"}) EXPECT_EQ(handler.Answer(uuid), 0);
   EXPECT_TRUE(fake::Timers().empty());
-  EXPECT_THAT(fake::Faults(), ::testing::IsEmpty());
+  EXPECT_THAT(fake::UsageErrors(), ::testing::IsEmpty());
 }
 
 TEST_F(LogicTimerPositions, KeepsTimersOfOtherHandlers) {

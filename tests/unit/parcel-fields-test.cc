@@ -71,7 +71,7 @@ class ParcelFields : public support::OneHandlerTest {
     EXPECT_EQ(Send("a", "type"), 0);
     client_.responses.clear();
     EXPECT_NO_THROW(fake::Receive(instance, parcel));
-    EXPECT_EQ(fake::Held("parcel"), 0);
+    EXPECT_EQ(fake::OpenHandles("parcel"), 0);
     responses_ = std::exchange(client_.responses, {});
     const bool is_connected = fake::IsConnected(instance);
     if (is_connected) handler.Disconnect();

@@ -114,7 +114,7 @@ TEST_F(Records, AreEmptyByDefault) {
   const Result result;
   EXPECT_EQ(result.uuid + result.result + result.error, "");
   EXPECT_EQ(result.status, 0);
-  EXPECT_EQ(fake::Held("bundle"), 2);
+  EXPECT_EQ(fake::OpenHandles("bundle"), 2);
 }
 
 TEST_F(Records, DuplicateBundleWhenCopied) {

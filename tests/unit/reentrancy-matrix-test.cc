@@ -224,9 +224,9 @@ class ReentrancyMatrix : public support::OneHandlerTest,
     EXPECT_EQ(handler.Fetch(), 0);
     EXPECT_EQ(handler.Answer("check"), 0);
     EXPECT_THAT(client_.AnsweredUuids(), ::testing::Contains("check").Times(1));
-    EXPECT_EQ(fake::Held("stub"), 1);
-    EXPECT_EQ(fake::Held("parcel"), 0);
-    EXPECT_EQ(fake::Held("package manager"), 1);
+    EXPECT_EQ(fake::OpenHandles("stub"), 1);
+    EXPECT_EQ(fake::OpenHandles("parcel"), 0);
+    EXPECT_EQ(fake::OpenHandles("package manager"), 1);
   }
 
  private:

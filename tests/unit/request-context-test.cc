@@ -83,7 +83,7 @@ TEST_F(RequestContext, ReleasesTimerWhenEcoreIsDown) {
   destroyed.reset();
   context_->StopTimer();
   EXPECT_EQ(fake::CallCount("ecore_timer_del"), 0);
-  EXPECT_EQ(fake::Faults(), std::vector<std::string>{});
+  EXPECT_EQ(fake::UsageErrors(), std::vector<std::string>{});
   EXPECT_EQ(fake::LoopUsers(), 0);
 }
 

@@ -24,7 +24,7 @@ TEST_F(StubLifetime, TerminatesOtherServicesWhenOneThrows) {
   };
   stub_.reset();
   EXPECT_EQ(script_.calls.at(1), "terminate two");
-  EXPECT_EQ(fake::Held("stub"), 0);
+  EXPECT_EQ(fake::OpenHandles("stub"), 0);
 }
 
 TEST_F(StubLifetime, CatchesExceptionsOfMethods) {
@@ -35,7 +35,7 @@ TEST_F(StubLifetime, CatchesExceptionsOfMethods) {
     };
     EXPECT_EQ(peer.Negotiate("uuid", 1.0), -1);
     EXPECT_EQ(peer.LastReply(), std::nullopt);
-    EXPECT_EQ(fake::Held("parcel"), 0);
+    EXPECT_EQ(fake::OpenHandles("parcel"), 0);
   };
   expect_contained("one", [] { throw std::runtime_error("test error"); });
   expect_contained("two", [] { throw rpc_port::stub::stub::InvalidCallbackException(); });
@@ -76,8 +76,8 @@ TEST_F(StubLifetime, CanEndDuringAnyMethod) {
     if (method == "negotiate") result = peer.Negotiate("uuid", 1.0);
     EXPECT_EQ(result, -1) << method;
     EXPECT_EQ(peer.LastReply(), std::nullopt) << method;
-    EXPECT_EQ(fake::Held("stub"), 0) << method;
-    EXPECT_EQ(fake::Held("parcel"), 0) << method;
+    EXPECT_EQ(fake::OpenHandles("stub"), 0) << method;
+    EXPECT_EQ(fake::OpenHandles("parcel"), 0) << method;
     script_.callback.reset();
     script_.last_result.extra = rpc_port::stub::Bundle(nullptr);
   }

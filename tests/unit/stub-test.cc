@@ -120,7 +120,7 @@ TEST_F(Stub, PassesEachFieldOfResult) {
   ASSERT_EQ(bundle_get_str(script_.last_result.extra.GetHandle(), "extra", &extra), 0);
   EXPECT_STREQ(extra, "of the handler");
   script_.last_result = Result();
-  EXPECT_EQ(fake::Held("bundle"), 1);
+  EXPECT_EQ(fake::OpenHandles("bundle"), 1);
   script_.last_result.extra = rpc_port::stub::Bundle(nullptr);
 }
 
@@ -178,7 +178,7 @@ TEST_F(Stub, RejectsUnknownMethods) {
     EXPECT_TRUE(fake::Sent(instance, RPC_PORT_PORT_MAIN).empty());
     EXPECT_FALSE(fake::IsConnected(instance));
   }
-  EXPECT_EQ(fake::Held("parcel"), 0);
+  EXPECT_EQ(fake::OpenHandles("parcel"), 0);
 }
 
 TEST_F(Stub, RejectsParcelWithoutMethod) {
