@@ -96,28 +96,25 @@ class Timers {
   std::list<Pending> pending_;
 };
 
-}  // namespace
+void Echo(const Command& command) { command.Succeed(command.Payload()); }
 
-int main(int argc, char** argv) {
-  chaos::InstallCrashHandler(argv[0]);
-  Threads threads;
-  Timers timers;
-  std::vector<Command> forgotten;
-  const auto echo = [](const Command& command) { command.Succeed(command.Payload()); };
-  const std::map<std::string, qor::Handler::Function> functions = {
-      {"echo", echo},
+// Returns the functions of all behaviors. The arguments must outlive them.
+std::map<std::string, qor::Handler::Function> Behaviors(Threads* threads, Timers* timers,
+                                                        std::vector<Command>* held) {
+  return {
+      {"echo", Echo},
       {"thread",
-       [&](const Command& command) {
-         threads.Start([command](Threads& self) {
+       [=](const Command& command) {
+         threads->Start([command](Threads& self) {
            self.Wait(MillisecondsOf(command));
            command.Succeed(command.Payload());
          });
        }},
       {"timer",
-       [&](const Command& command) { timers.SucceedAfter(MillisecondsOf(command), command); }},
-      {"ask",
-       [&](const Command& command) {
-         threads.Start([command](Threads& self) {
+       [=](const Command& command) { timers->SucceedAfter(MillisecondsOf(command), command); }},
+      {"extend",
+       [=](const Command& command) {
+         threads->Start([command](Threads& self) {
            command.AskForSeconds(chaos::kExtensionSeconds);
            self.Wait(chaos::kLongTaskMs);
            command.Succeed(command.Payload());
@@ -125,20 +122,30 @@ int main(int argc, char** argv) {
        }},
       {"fail", [](const Command& command) { command.Fail(command.Payload()); }},
       {"drop", [](const Command&) {}},
-      {"throw", [](const Command&) { throw std::runtime_error("asked for"); }},
+      {"throw", [](const Command&) { throw std::runtime_error("behavior \"throw\""); }},
       {"block",
-       [&](const Command& command) {
-         threads.Wait(MillisecondsOf(command));
+       [=](const Command& command) {
+         threads->Wait(MillisecondsOf(command));
          command.Succeed(command.Payload());
        }},
-      {"late", [&](const Command& command) { timers.SucceedAfter(chaos::kLongTaskMs, command); }},
-      {"forget", [&](const Command& command) { forgotten.push_back(command); }},
-      {"die", [](const Command&) { kill(getpid(), SIGKILL); }},
+      {"late", [=](const Command& command) { timers->SucceedAfter(chaos::kLongTaskMs, command); }},
+      {"hold", [=](const Command& command) { held->push_back(command); }},
+      {"kill", [](const Command&) { kill(getpid(), SIGKILL); }},
   };
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+  chaos::InstallCrashHandler(argv[0]);
+  Threads threads;
+  Timers timers;
+  std::vector<Command> held;
+  const auto functions = Behaviors(&threads, &timers, &held);
   const int number = chaos::HandlerOfExecutable(argv[0]);
   qor::Handler handler;
   for (const std::string& behavior : chaos::BehaviorsOf(number))
     handler.On(chaos::TypeOf(number, behavior), functions.at(behavior));
-  handler.On(chaos::SharedTypeOf(number), echo);
+  handler.On(chaos::SharedTypeOf(number), Echo);
   return handler.Run(argc, argv);
 }

@@ -35,10 +35,11 @@ std::optional<int> HandlerOf(const std::string& application) {
 }
 
 const std::vector<std::string>& BehaviorsOf(int handler) {
-  static const std::vector<std::string> well_behaved = {
-      "echo", "thread", "timer", "ask", "fail", "drop", "throw", "block", "late", "forget", "die"};
-  static const std::vector<std::string> misbehaving = {"echo", "twice", "never", "garbage",
-                                                       "nonsense"};
+  static const std::vector<std::string> well_behaved = {"echo", "thread", "timer", "extend",
+                                                        "fail", "drop",   "throw", "block",
+                                                        "late", "hold",   "kill"};
+  static const std::vector<std::string> misbehaving = {"echo", "twice", "never", "wrong-uuid",
+                                                       "unknown-method"};
   return IsMisbehaving(handler) ? misbehaving : well_behaved;
 }
 

@@ -38,12 +38,9 @@ void HistoryChecker::OnEvent(const Event& event) {
       ++tally_.agents;
       OnAgentExited();
       break;
-    case EventKind::kSent: {
-      if (commands_.count(event.uuid) != 0) AddViolation("sent twice", event.uuid);
-      sending_ = event.uuid;
-      commands_[event.uuid].payload_hash = std::hash<std::string>()(event.payload);
+    case EventKind::kSent:
+      Send(event);
       break;
-    }
     case EventKind::kRouted:
       commands_[event.uuid].handler = event.handler;
       break;
@@ -197,6 +194,12 @@ std::optional<HistoryChecker::ExpiringCommand> HistoryChecker::CommandExpiredBy(
     }
   }
   return std::nullopt;
+}
+
+void HistoryChecker::Send(const Event& event) {
+  if (commands_.count(event.uuid) != 0) AddViolation("sent twice", event.uuid);
+  sending_ = event.uuid;
+  commands_[event.uuid].payload_hash = std::hash<std::string>()(event.payload);
 }
 
 void HistoryChecker::Accept(const std::string& uuid) {

@@ -110,6 +110,7 @@ class HistoryChecker {
   // need not be the one that the timer was started for.
   std::optional<ExpiringCommand> CommandExpiredBy(model::Clock::Timer timer);
 
+  void Send(const tools::record::Event& event);
   void Accept(const std::string& uuid);
   // Applies the pending connection, unless OnPortMissing() has been called.
   void Connect();

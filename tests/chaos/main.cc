@@ -31,7 +31,7 @@ const Programs kPrograms = {CHAOS_AGENT, CHAOS_HANDLER, CHAOS_MISBEHAVING_HANDLE
 
 // Tolerances of the check for memory leaks: heap fragmentation, and commands that are pending
 // without a timer.
-constexpr long kMaxHeapSpreadKilobytes = 4096;
+constexpr long kMaxFragmentationKilobytes = 4096;
 constexpr double kMaxGrowth = 1.1;
 
 bool IsMisbehavingApplication(const std::string& application) {
@@ -39,9 +39,9 @@ bool IsMisbehavingApplication(const std::string& application) {
   return handler && IsMisbehaving(*handler);
 }
 
-class Run {
+class ChaosRun {
  public:
-  Run(double minutes, std::uint64_t seed)
+  ChaosRun(double minutes, std::uint64_t seed)
       : seconds_(static_cast<int>(minutes * 60)),
         seed_(seed),
         disk_(folder_.Root()),
@@ -49,7 +49,7 @@ class Run {
         supervisor_(kPrograms, folder_, disk_, checker_) {}
 
   // Returns whether there are no violations.
-  bool Execute() {
+  bool Run() {
     std::printf("seed %llu, %d s, %d handlers\n", static_cast<unsigned long long>(seed_), seconds_,
                 kHandlers);
     if (!disk_.IsMounted()) std::puts("skipped: disk full (cannot mount a file system)");
@@ -68,8 +68,8 @@ class Run {
     supervisor_.CheckEveryHandler();
     supervisor_.TerminateAgent();
     supervisor_.UninstallAll();
-    CheckLeftovers();
-    return Verdict();
+    CheckLeaks();
+    return PrintVerdict();
   }
 
  private:
@@ -105,8 +105,7 @@ class Run {
         counts.handlers_killed, counts.handlers_paused, tally.agents, counts.agents_killed,
         counts.agents_terminated, counts.agents_paused, tally.stops);
     std::printf(
-        "packages: %d installs, %d uninstalls, %d interrupted installs, %d failed operations; "
-        "disk: "
+        "packages: %d installs, %d uninstalls, %d interrupted installs, %d failed operations; disk "
         "filled %d times\n",
         counts.installs, counts.uninstalls, counts.installs_interrupted, counts.operations_failed,
         counts.disks_filled);
@@ -120,12 +119,12 @@ class Run {
     std::printf("memory of the last agent: %ld kB after warm-up, %ld kB at the end\n",
                 warm_kilobytes_, kilobytes);
     const auto allowed = static_cast<long>(static_cast<double>(warm_kilobytes_) * kMaxGrowth) +
-                         kMaxHeapSpreadKilobytes;
+                         kMaxFragmentationKilobytes;
     // Sanitizers keep freed memory and detect leaks themselves.
     if (!CHAOS_SANITIZED && kilobytes > allowed) AddViolation("memory leak in the agent");
   }
 
-  void CheckLeftovers() {
+  void CheckLeaks() {
     constexpr int kExitTimeoutSeconds = 120;
     if (!supervisor_.Await([this] { return !supervisor_.HasChildren(); }, kExitTimeoutSeconds)) {
       AddViolation("leaked processes");
@@ -142,7 +141,7 @@ class Run {
     }
   }
 
-  bool Verdict() {
+  bool PrintVerdict() {
     for (const std::string& violation : supervisor_.Violations()) AddViolation(violation);
     constexpr int kMaxHistories = 10;
     int histories = 0;
@@ -187,7 +186,7 @@ int main(int argc, char** argv) {
     app.add_option("--minutes", minutes, "Duration")->check(CLI::Range(0.1, 10'000.0));
     app.add_option("--seed", seed, "Seed of the schedule; default: random");
     CLI11_PARSE(app, argc, argv);
-    return Run(minutes, seed).Execute() ? 0 : 1;
+    return ChaosRun(minutes, seed).Run() ? 0 : 1;
   } catch (const std::exception& error) {
     std::cerr << argv[0] << ": " << error.what() << "\n";
     return 1;

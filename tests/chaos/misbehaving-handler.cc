@@ -56,18 +56,18 @@ class MisbehavingHandler {
     if (!command) return;
     const std::string behavior = command->type.substr(command->type.find('.') + 1);
     if (behavior == "never") return;
-    if (behavior == "garbage") {
-      Call(wire::Result("nobody's", {true, "nothing"}));
-      Call(wire::ExtensionRequest("nobody's", -1));
-    } else if (behavior == "nonsense") {
-      SendNonsense();
+    if (behavior == "wrong-uuid") {
+      Call(wire::Result("no-such-command", {true, "nothing"}));
+      Call(wire::ExtensionRequest("no-such-command", -1));
+    } else if (behavior == "unknown-method") {
+      CallUnknownMethod();
     } else {
       Call(wire::Result(command->uuid, {true, command->payload}));
       if (behavior == "twice") Call(wire::Result(command->uuid, {true, command->payload}));
     }
   }
 
-  void SendNonsense() {
+  void CallUnknownMethod() {
     constexpr int kNoMethod = 99;
     rpc_port_parcel_h parcel = nullptr;
     rpc_port_parcel_create(&parcel);

@@ -73,9 +73,9 @@ Supervisor::Supervisor(const Programs& programs, const RunFolder& folder, Resiza
   // Adopts handlers whose agent has exited.
   prctl(PR_SET_CHILD_SUBREAPER, 1);
   setenv("QOR_PLATFORM_ROOT", folder.Root().c_str(), 1);
-  // AddressSanitizer requires to be loaded first, but the recorder is preloaded.
   setenv(kCrashFileVariable, (folder.ReportPrefix() + ".crashes").c_str(), 1);
   const std::string options = "log_path=" + folder.ReportPrefix();
+  // AddressSanitizer requires to be loaded first, but the recorder is preloaded.
   setenv("ASAN_OPTIONS", ("verify_asan_link_order=0:" + options).c_str(), 1);
   setenv("UBSAN_OPTIONS", ("print_stacktrace=1:" + options).c_str(), 1);
   const char* thread_options = std::getenv("TSAN_OPTIONS");
@@ -132,12 +132,11 @@ void Supervisor::RunSchedule(const std::vector<Step>& schedule, const std::strin
   for (const Step& step : schedule) {
     const auto at = begin + std::chrono::milliseconds(step.at_milliseconds);
     while (Clock::now() < at) RunIteration(at);
-    Do(step, uuid_prefix + "-" + std::to_string(++number));
+    Execute(step, uuid_prefix + "-" + std::to_string(++number));
   }
 }
 
-void Supervisor::Do(const Step& step, const std::string& uuid) {
-  const std::string package = PackageOf(step.handler);
+void Supervisor::Execute(const Step& step, const std::string& uuid) {
   switch (step.action) {
     case Action::kSend:
       Send(step, uuid);
@@ -148,26 +147,16 @@ void Supervisor::Do(const Step& step, const std::string& uuid) {
       break;
     case Action::kPauseHandler:
       ++counts_.handlers_paused;
-      Stop([this, handler = step.handler](int signal) { Signal(handler, signal); },
-           step.milliseconds);
+      Pause([this, handler = step.handler](int signal) { Signal(handler, signal); },
+            step.milliseconds);
       break;
     case Action::kKillAgent:
     case Action::kTerminateAgent:
-      // The previous agent may not have exited yet.
-      if (agent_may_exit_ || agent_ == 0) break;
-      agent_may_exit_ = true;
-      if (step.action == Action::kKillAgent) {
-        ++counts_.agents_killed;
-        writer_.Write("kill agent", "");
-        kill(agent_, SIGKILL);
-      } else {
-        ++counts_.agents_terminated;
-        CloseInput();
-      }
+      ReplaceAgent(step.action);
       break;
     case Action::kPauseAgent:
       ++counts_.agents_paused;
-      Stop(
+      Pause(
           [this](int signal) {
             if (agent_ > 0) kill(agent_, signal);
           },
@@ -183,22 +172,39 @@ void Supervisor::Do(const Step& step, const std::string& uuid) {
     case Action::kUninstall:
       ++counts_.uninstalls;
       // The package may not be installed.
-      StartOperation("uninstall", package, true);
+      StartOperation("uninstall", PackageOf(step.handler), true);
       break;
-    case Action::kInterruptInstall: {
-      const pid_t pid =
-          StartOperation("install", folder_.PackageFolder(step.handler, step.version), true);
-      if (pid == 0) break;
-      ++counts_.installs_interrupted;
-      Schedule(step.milliseconds, [this, pid] {
-        if (operations_.count(pid) != 0) kill(pid, SIGKILL);
-      });
+    case Action::kInterruptInstall:
+      InterruptInstall(step);
       break;
-    }
     case Action::kFillDisk:
       Fill(step.milliseconds);
       break;
   }
+}
+
+void Supervisor::ReplaceAgent(Action action) {
+  // The previous agent may not have exited yet.
+  if (agent_may_exit_ || agent_ == 0) return;
+  agent_may_exit_ = true;
+  if (action == Action::kKillAgent) {
+    ++counts_.agents_killed;
+    writer_.Write("kill agent", "");
+    kill(agent_, SIGKILL);
+  } else {
+    ++counts_.agents_terminated;
+    CloseInput();
+  }
+}
+
+void Supervisor::InterruptInstall(const Step& step) {
+  const std::string package = folder_.PackageFolder(step.handler, step.version);
+  const pid_t pid = StartOperation("install", package, true);
+  if (pid == 0) return;
+  ++counts_.installs_interrupted;
+  Schedule(step.milliseconds, [this, pid] {
+    if (operations_.count(pid) != 0) kill(pid, SIGKILL);
+  });
 }
 
 void Supervisor::Send(const Step& step, const std::string& uuid) {
@@ -215,7 +221,7 @@ void Supervisor::Signal(int handler, int signal) {
   }
 }
 
-void Supervisor::Stop(const std::function<void(int)>& signal, int milliseconds) {
+void Supervisor::Pause(const std::function<void(int)>& signal, int milliseconds) {
   signal(SIGSTOP);
   Schedule(milliseconds, [signal] { signal(SIGCONT); });
 }

@@ -79,10 +79,14 @@ class Supervisor {
     bool may_fail;
   };
 
-  void Do(const Step& step, const std::string& uuid);
+  void Execute(const Step& step, const std::string& uuid);
+  // Kills or terminates the agent; OnAgentExited() starts the next one.
+  void ReplaceAgent(Action action);
+  void InterruptInstall(const Step& step);
   void Send(const Step& step, const std::string& uuid);
   void Signal(int handler, int signal);
-  void Stop(const std::function<void(int signal)>& signal, int milliseconds);
+  // Sends SIGSTOP, and SIGCONT after a delay.
+  void Pause(const std::function<void(int signal)>& signal, int milliseconds);
   void WriteToAgent(const std::string& line);
   pid_t StartOperation(const std::string& operation, const std::string& argument, bool may_fail);
   void Fill(int milliseconds);

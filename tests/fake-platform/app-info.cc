@@ -158,9 +158,9 @@ int app_info_metadata_filter_foreach(app_info_metadata_filter_h handle, app_info
     for (const App& app : package.apps) {
       if (!Matches(app, *filter)) continue;
       app_info_h info = AddInfo(app, package);
-      const bool go_on = fake::internal::CallBack(callback, info, user_data);
+      const bool should_continue = fake::internal::CallBack(callback, info, user_data);
       GetState().app_infos.Remove(info);
-      if (!go_on) return APP_MANAGER_ERROR_NONE;
+      if (!should_continue) return APP_MANAGER_ERROR_NONE;
     }
   }
   return APP_MANAGER_ERROR_NONE;

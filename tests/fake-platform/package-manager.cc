@@ -119,9 +119,9 @@ int package_manager_foreach_package_info(package_manager_package_info_cb callbac
   if (!callback) return PACKAGE_MANAGER_ERROR_INVALID_PARAMETER;
   for (const Package& package : std::vector(GetState().packages)) {
     package_info_h info = AddInfo(package);
-    const bool go_on = CallBack(callback, info, user_data);
+    const bool should_continue = CallBack(callback, info, user_data);
     GetState().package_infos.Remove(info);
-    if (!go_on) break;
+    if (!should_continue) break;
   }
   return PACKAGE_MANAGER_ERROR_NONE;
 }

@@ -33,10 +33,10 @@ int NextError(const std::string& function) {
   int error = 0;
   const auto permanent = state.permanent_failures.find(function);
   if (permanent != state.permanent_failures.end()) error = permanent->second;
-  const auto scripted = state.failures.find(function);
-  if (scripted == state.failures.end()) return error;
-  for (auto& [to_go, scripted_error] : scripted->second) {
-    if (--to_go == 0) error = scripted_error;
+  const auto injected = state.failures.find(function);
+  if (injected == state.failures.end()) return error;
+  for (auto& [calls_left, injected_error] : injected->second) {
+    if (--calls_left == 0) error = injected_error;
   }
   return error;
 }

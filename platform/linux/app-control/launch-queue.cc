@@ -15,6 +15,7 @@
 namespace platform {
 namespace {
 
+// Longer than the interval on other threads, because each attempt takes time of the main loop.
 constexpr std::chrono::milliseconds kRetryInterval(50);
 constexpr int kMaxRetries = static_cast<int>(kLaunchLockTimeout / kRetryInterval);
 

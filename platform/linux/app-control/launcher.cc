@@ -33,6 +33,7 @@ namespace {
 // How long to wait for a running application whose socket's buffer is full.
 constexpr std::chrono::seconds kSendTimeout(5);
 
+// Short beside the time that an application takes to start.
 constexpr std::chrono::milliseconds kLockRetryInterval(20);
 
 // An attempt fails when the application exits or is updated during the launch. Limits how long an
@@ -64,6 +65,7 @@ bool StartProcess(const ApplicationRecord& application, const std::string& folde
   if (!socket) Throw("cannot listen at " + path);
   const UniqueFd connection = ConnectTo(folder, application.id);
   if (!connection) Throw("cannot reach " + application.id);
+  // Another process may have replaced the socket since. The request is for the application only.
   if (PeerOf(connection.Get()).pid != getpid()) {
     throw LaunchError("another process has replaced " + path);
   }
@@ -130,6 +132,7 @@ Outcome TryLaunch(const ApplicationRecord& application, const std::vector<uint8_
     if (!lock) return Outcome::kLocked;
     return StartProcess(application, folder, request) ? Outcome::kLaunched : Outcome::kOutdated;
   }
+  // Sending may take up to the timeout. Other launchers need not wait for it.
   lock.Reset();
   if (SendToRunning(application.id, request, std::move(connection), attempt))
     return Outcome::kLaunched;

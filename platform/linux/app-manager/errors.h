@@ -11,6 +11,7 @@
 
 namespace platform {
 
+// The interface distinguishes errors of the package database from all others.
 inline constexpr CBoundary kAppManagerBoundary("APPMGR", [](const std::exception& error) -> int {
   const bool is_of_database = dynamic_cast<const sqlite::DatabaseError*>(&error) != nullptr;
   return is_of_database ? APP_MANAGER_ERROR_DB_FAILED : APP_MANAGER_ERROR_IO_ERROR;

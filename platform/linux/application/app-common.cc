@@ -39,6 +39,7 @@ EXPORT_API int app_get_id(char** id) {
   return *id == nullptr ? APP_ERROR_OUT_OF_MEMORY : APP_ERROR_NONE;
 }
 
+// Processes that are not installed have a data folder too, named after their host id.
 EXPORT_API char* app_get_data_path(void) {
   try {
     const platform::ProcessIdentity self = platform::IdentifyThisProcess();

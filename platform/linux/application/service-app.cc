@@ -46,7 +46,8 @@ platform::UniqueFd TakeLaunchSocket() {
   return platform::UniqueFd(fd);
 }
 
-// The application of this process. Exists during service_app_main(), on its thread.
+// The application of this process. Exists during service_app_main(), on its thread. Invariant: at
+// most one object exists, which Running() returns.
 class ServiceApp {
  public:
   ServiceApp(platform::UniqueFd socket, const service_app_lifecycle_callback_s& callbacks,

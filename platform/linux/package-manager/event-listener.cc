@@ -61,8 +61,9 @@ void EventListener::Remove(const std::shared_ptr<Subscription>& subscription) {
 }
 
 void EventListener::Deliver(const PackageEvent& event) {
-  const std::vector<std::shared_ptr<Subscription>> present = subscriptions_;
-  for (const auto& subscription : present) {
+  // A copy: callbacks may add and remove subscriptions.
+  const std::vector<std::shared_ptr<Subscription>> subscriptions = subscriptions_;
+  for (const auto& subscription : subscriptions) {
     // No match if an earlier callback has removed the subscription.
     if (!subscription->Matches(event.type)) continue;
     subscription->callback(event.package_type.c_str(), event.package_id.c_str(), event.type,
@@ -70,7 +71,7 @@ void EventListener::Deliver(const PackageEvent& event) {
   }
 }
 
-std::string EventListener::OwnName() const {
+std::string EventListener::SocketName() const {
   std::lock_guard<std::mutex> lock(name_mutex_);
   return name_;
 }

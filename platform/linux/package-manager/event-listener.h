@@ -30,7 +30,7 @@ struct Subscription {
 };
 
 // Receives package events for this process. Serves an event socket on the Ecore main loop while
-// there is a subscription. Main loop's thread only, except for OwnName().
+// there is a subscription. Main loop's thread only, except for SocketName().
 class EventListener final : private MessageObserver {
  public:
   static EventListener& Instance();
@@ -48,7 +48,7 @@ class EventListener final : private MessageObserver {
   void Deliver(const PackageEvent& event);
 
   // Returns the socket's name in its folder, empty while there is no subscription. Thread-safe.
-  std::string OwnName() const;
+  std::string SocketName() const;
 
  private:
   // Exists while there is a subscription.

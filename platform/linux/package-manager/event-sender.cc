@@ -39,15 +39,15 @@ struct EventSender::Delivery {
 };
 
 void EventSender::Send(const PackageEvent& event) {
-  const std::string own_name = EventListener::Instance().OwnName();
+  const std::string own_socket = EventListener::Instance().SocketName();
   // This process's listener is called directly: on the main loop's thread it could not answer while
   // this function waits.
-  const bool deliver_here = !own_name.empty() && eina_main_loop_is();
+  const bool deliver_here = !own_socket.empty() && eina_main_loop_is();
   const std::vector<uint8_t> message = EncodeEvent(event);
   const std::string folder = FolderBelowRoot(kEventSocketFolder);
   std::vector<Delivery> deliveries;
   for (const std::string& name : ListFolder(folder)) {
-    if (deliver_here && name == own_name) continue;
+    if (deliver_here && name == own_socket) continue;
     UniqueFd socket = ConnectTo(folder, name);
     if (!socket) {
       if (errno == ECONNREFUSED) RemoveSocketOfDeadProcess(folder, name);

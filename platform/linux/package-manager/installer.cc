@@ -43,12 +43,14 @@ void Installer::RunWithEvents(const std::function<void()>& steps) {
 
 void Installer::Install(const std::string& path) {
   const InstallLock lock;
+  // Optional, so that the operation can end before the completed event is sent.
   std::optional<Operation> operation(std::in_place);
   StagingWriter writer(operation->ContentFolder(), path, PackageLimits());
   CopyPackage(path, &writer);
   writer.Finish();
   PackageRecord package = ReadManifest(operation->ContentFolder(), path);
   const auto installed = FindPackage(package.id);
+  // Only now is the package known to be valid and its id known. From here on there are events.
   event_.package_id = package.id;
   event_.type = installed ? PACKAGE_MANAGER_EVENT_TYPE_UPDATE : PACKAGE_MANAGER_EVENT_TYPE_INSTALL;
   RunWithEvents([&] {

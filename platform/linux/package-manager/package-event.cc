@@ -15,6 +15,7 @@ namespace {
 // type and package id, each terminated by a zero byte.
 constexpr size_t kNumbersSize = 1 + 1 + 4 + 4;
 
+// Events come from other processes, so only values of the enumeration are accepted.
 bool IsError(int number) {
   switch (number) {
     case PACKAGE_MANAGER_ERROR_NONE:

@@ -13,7 +13,9 @@
 
 namespace platform {
 
-// The state of an install, update or uninstall, as reported to listeners.
+// The progress of an install, update or uninstall, as reported to listeners. Each listener has a
+// socket in kEventSocketFolder. An installer connects to it, sends one event as a message and waits
+// for the acknowledgement, which the listener sends when its callbacks have returned.
 struct PackageEvent {
   std::string package_type = "tpk";
   std::string package_id;
@@ -22,9 +24,6 @@ struct PackageEvent {
   int progress = 0;
   package_manager_error_e error = PACKAGE_MANAGER_ERROR_NONE;
 };
-
-// Listeners serve a socket each in kEventSocketFolder. An installer connects, sends the event as
-// one message, and waits for one byte, sent when the callbacks have returned.
 
 std::vector<uint8_t> EncodeEvent(const PackageEvent& event);
 

@@ -21,6 +21,7 @@ namespace {
 using platform::Installer;
 using platform::PackageEvent;
 
+// Requests run on the calling thread, so one thread can have only one.
 thread_local bool thread_is_in_request = false;
 
 int Run(package_manager_request_h request, const char* text, int* id,

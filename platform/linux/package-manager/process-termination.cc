@@ -60,6 +60,7 @@ void TerminateProcessesIn(const std::string& folder) {
   std::vector<UniqueFd> processes;
   for (const pid_t pid : FindProcesses(is_inside)) {
     UniqueFd process = OpenProcess(pid);
+    // Checked again, since the id may have been reused before the descriptor was opened.
     if (pid == getpid() || !process || !is_inside(ExecutableOf(pid))) continue;
     dlog_print(DLOG_INFO, kPackageLogTag, "terminating process %d of %s", pid, folder.c_str());
     Signal(process, SIGTERM);

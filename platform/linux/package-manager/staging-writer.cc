@@ -21,6 +21,7 @@ namespace {
 namespace fs = std::filesystem;
 
 constexpr mode_t kFolderMode = 0755;
+// Drops set-user-id bits and write permission of group and others.
 constexpr mode_t kFileModeMask = 0755;
 // Of a path that is too long, in its error message.
 constexpr size_t kMaxShownPath = 64;
@@ -147,6 +148,7 @@ void StagingWriter::Finish() {
     if (errno == EEXIST) Reject(path, "duplicate entry, also used as a folder");
     throw FileError(full);
   }
+  // Links may lead through other links, so their targets can be resolved only when all exist.
   const fs::path root = fs::canonical(folder_);
   for (const auto& [path, target] : links_) {
     std::error_code error;

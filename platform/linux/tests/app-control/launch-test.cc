@@ -171,11 +171,11 @@ TEST_F(LaunchTest, TerminatesServiceOnSigterm) {
 
 TEST_F(LaunchTest, ExitsWhenCreateCallbackFails) {
   InstallService();
-  setenv("TEST_SERVICE_REFUSES", "1", 1);
+  setenv("TEST_SERVICE_FAILS_CREATE", "1", 1);
   EXPECT_EQ(Send(kAppId, "text", "first"), APP_CONTROL_ERROR_NONE);
   const pid_t pid = CreatedProcess();
   AwaitEnd(pid);
-  unsetenv("TEST_SERVICE_REFUSES");
+  unsetenv("TEST_SERVICE_FAILS_CREATE");
   EXPECT_FALSE(HasReport()) << "no callbacks after a failed create callback";
 }
 
@@ -212,7 +212,7 @@ TEST_F(LaunchTest, FailsWhenExecutableIsNotAProgram) {
 
 TEST_F(LaunchTest, IdentifiesCallerToReceiver) {
   InstallService();
-  EXPECT_EQ(Send(kAppId, "do", "tell-caller"), APP_CONTROL_ERROR_NONE);
+  EXPECT_EQ(Send(kAppId, "do", "report-caller"), APP_CONTROL_ERROR_NONE);
   CreatedProcess();
   EXPECT_EQ(NextReport(), "caller host.platform_launch_test");
 
@@ -238,7 +238,7 @@ TEST_F(LaunchTest, IdentifiesCallerToReceiver) {
 
 TEST_F(LaunchTest, SetsWorkingFolderAndSession) {
   InstallService();
-  EXPECT_EQ(Send(kAppId, "do", "tell-surroundings"), APP_CONTROL_ERROR_NONE);
+  EXPECT_EQ(Send(kAppId, "do", "report-working-folder"), APP_CONTROL_ERROR_NONE);
   CreatedProcess();
   EXPECT_EQ(NextReport(), FindPackage("org.test.p")->root_path + " 1");
 }

@@ -50,7 +50,7 @@ class RequestDeliveryTest : public test::PlatformTest {
 TEST_F(RequestDeliveryTest, StartsNewProcessForRequestLostByKilledProcess) {
   // The process waits at the gate before it reads requests.
   ASSERT_EQ(mkfifo((Root() + "/gate").c_str(), 0600), 0);
-  Send("that dies with it");
+  Send("lost with the process");
   Send("one");
   Send("latest");
   const pid_t pid = ProcessOf(kAppId);

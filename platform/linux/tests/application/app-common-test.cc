@@ -42,7 +42,7 @@ TEST_F(AppCommonTest, ReturnsIdAndFoldersOfApplication) {
   app_control_h request = nullptr;
   app_control_create(&request);
   app_control_set_app_id(request, "org.test.p.app");
-  app_control_add_extra_data(request, "do", "tell-paths");
+  app_control_add_extra_data(request, "do", "report-paths");
   ASSERT_EQ(app_control_send_launch_request(request, nullptr, nullptr), APP_CONTROL_ERROR_NONE);
   app_control_destroy(request);
   NextReport();

@@ -230,8 +230,8 @@ TEST_F(PackageEventTest, ReportsStateThatAnotherProcessSees) {
   StartListener("0");
   PackageSpec package;
   ASSERT_EQ(Install(package), PACKAGE_MANAGER_ERROR_NONE);
-  EXPECT_EQ(NextReport(), kInstallEvents[0] + ": gone");
-  EXPECT_EQ(NextReport(), kInstallEvents[1] + ": gone");
+  EXPECT_EQ(NextReport(), kInstallEvents[0] + ": not installed");
+  EXPECT_EQ(NextReport(), kInstallEvents[1] + ": not installed");
   EXPECT_EQ(NextReport(), kInstallEvents[2] + ": version 1.0.0 with files");
   package.version = "2.0.0";
   ASSERT_EQ(Install(package), PACKAGE_MANAGER_ERROR_NONE);
@@ -241,7 +241,7 @@ TEST_F(PackageEventTest, ReportsStateThatAnotherProcessSees) {
   ASSERT_EQ(Uninstall("org.test.p"), PACKAGE_MANAGER_ERROR_NONE);
   EXPECT_EQ(NextReport(), "tpk org.test.p type 1 state 0 at 0 error 0: version 2.0.0 with files");
   EXPECT_EQ(NextReport(), "tpk org.test.p type 1 state 1 at 50 error 0: version 2.0.0 with files");
-  EXPECT_EQ(NextReport(), "tpk org.test.p type 1 state 2 at 100 error 0: gone");
+  EXPECT_EQ(NextReport(), "tpk org.test.p type 1 state 2 at 100 error 0: not installed");
   StopListener();
   EXPECT_TRUE(Sockets().empty());
 }
@@ -269,8 +269,8 @@ TEST_F(PackageEventTest, ReportsFailureAfterStart) {
   // A file in place of the package's folder.
   test::WriteFile(Root() + "/packages/org.test.p", "text");
   EXPECT_EQ(Install(PackageSpec()), PACKAGE_MANAGER_ERROR_IO_ERROR);
-  EXPECT_EQ(NextReport(), kInstallEvents[0] + ": gone");
-  EXPECT_EQ(NextReport(), "tpk org.test.p type 0 state 3 at 0 error -5: gone");
+  EXPECT_EQ(NextReport(), kInstallEvents[0] + ": not installed");
+  EXPECT_EQ(NextReport(), "tpk org.test.p type 0 state 3 at 0 error -5: not installed");
   StopListener();
 }
 

@@ -53,26 +53,26 @@ int OpenDescriptors() {
   return count;
 }
 
-std::string Workplace() {
+std::string WorkingFolder() {
   char* folder = get_current_dir_name();
   return Take(folder);
 }
 
 bool OnCreate(void*) {
   Report("create " + std::to_string(getpid()));
-  return std::getenv("TEST_SERVICE_REFUSES") == nullptr;
+  return std::getenv("TEST_SERVICE_FAILS_CREATE") == nullptr;
 }
 
 void OnTerminate(void*) { Report("terminate"); }
 
 void OnRequest(app_control_h request, void*) {
   const std::string action = ExtraData(request, "do");
-  if (action == "tell-caller") {
+  if (action == "report-caller") {
     Report("caller " + CallerOf(request));
-  } else if (action == "tell-paths") {
+  } else if (action == "report-paths") {
     Report(OwnId() + " " + Take(app_get_data_path()) + " " + Take(app_get_resource_path()));
-  } else if (action == "tell-surroundings") {
-    Report(Workplace() + " " + std::to_string(getsid(0) == getpid()));
+  } else if (action == "report-working-folder") {
+    Report(WorkingFolder() + " " + std::to_string(getsid(0) == getpid()));
   } else if (action == "run-again") {
     service_app_lifecycle_callback_s callbacks = {OnCreate, OnTerminate, OnRequest};
     char name[] = "service";
@@ -80,8 +80,6 @@ void OnRequest(app_control_h request, void*) {
     Report("again " + std::to_string(service_app_main(1, arguments, &callbacks, nullptr)));
   } else if (action == "exit") {
     service_app_exit();
-  } else if (action == "die") {
-    _exit(1);
   } else {
     const std::string text = ExtraData(request, "text");
     Report("request " + text.substr(0, 64) + " " + std::to_string(text.size()));

@@ -33,7 +33,7 @@ void Report(const std::string& line) {
 // Describes the package's state in the database and on the disk: "version 1.0.0 with files".
 std::string StateOf(const char* package) {
   package_info_h info = nullptr;
-  if (package_manager_get_package_info(package, &info) != PACKAGE_MANAGER_ERROR_NONE) return "gone";
+  if (package_manager_get_package_info(package, &info) != PACKAGE_MANAGER_ERROR_NONE) return "not installed";
   char* version = nullptr;
   char* root = nullptr;
   package_info_get_version(info, &version);
@@ -69,7 +69,7 @@ int Launch(const char* app_id) {
   app_control_h request = nullptr;
   app_control_create(&request);
   app_control_set_app_id(request, app_id);
-  app_control_add_extra_data(request, "do", "tell-caller");
+  app_control_add_extra_data(request, "do", "report-caller");
   const int result = app_control_send_launch_request(request, nullptr, nullptr);
   app_control_destroy(request);
   char end = 0;
