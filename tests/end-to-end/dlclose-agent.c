@@ -6,7 +6,7 @@
  *
  *   dlclose-agent LIBRARY
  *
- * Exits with 0; with 1 when the library does not do what is expected up to there. */
+ * Exits with 0; or with 1 on an unexpected result before that. */
 
 #include <Ecore.h>
 #include <dlfcn.h>

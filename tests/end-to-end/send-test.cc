@@ -16,8 +16,8 @@ class Send : public EndToEndTest {
   static std::string Tool() { return BuildFolder() + "/tools/qor/qor"; }
 
   // Runs a shell command; $qor is the tool.
-  static tools::ProcessResult Shell(const std::string& words) {
-    return tools::RunProcess({"bash", "-c", "qor='" + Tool() + "'; " + words}, kTimeoutSeconds);
+  static tools::ProcessResult Shell(const std::string& command) {
+    return tools::RunProcess({"bash", "-c", "qor='" + Tool() + "'; " + command}, kTimeoutSeconds);
   }
 
   std::string WriteFile(const std::string& name, const std::string& content) const {
@@ -169,9 +169,9 @@ TEST_F(Send, PrintsUsageErrorsAsJson) {
 TEST_F(Send, RejectsOneUuidForSeveralCommands) {
   for (const std::vector<std::string>& many :
        {std::vector<std::string>{"--count", "2"}, {"--repeat", "1"}}) {
-    std::vector<std::string> words = {"send", "text.echo", "1", "--uuid", "mine"};
-    words.insert(words.end(), many.begin(), many.end());
-    const auto run = Qor(words);
+    std::vector<std::string> arguments = {"send", "text.echo", "1", "--uuid", "mine"};
+    arguments.insert(arguments.end(), many.begin(), many.end());
+    const auto run = Qor(arguments);
     EXPECT_EQ(run.exit_status, 2);
     EXPECT_TRUE(Holds(run.errors, "--uuid")) << run.errors;
   }
@@ -184,9 +184,9 @@ TEST_F(Send, RejectsInvalidNumbers) {
                                                 {"--repeat", "nan"},
                                                 {"--execution-timeout", "-1"},
                                                 {"--count", "x"}}) {
-    std::vector<std::string> words = {"send", "text.echo", "1"};
-    words.insert(words.end(), wrong.begin(), wrong.end());
-    EXPECT_EQ(Qor(words).exit_status, 2) << wrong[0];
+    std::vector<std::string> arguments = {"send", "text.echo", "1"};
+    arguments.insert(arguments.end(), wrong.begin(), wrong.end());
+    EXPECT_EQ(Qor(arguments).exit_status, 2) << wrong[0];
   }
 }
 
@@ -237,9 +237,9 @@ TEST_F(Send, CountsPendingCommandsWhenInterrupted) {
 
 TEST_F(Send, ExitsCleanlyOnSigterm) {
   Install("text");
-  std::vector<std::string> words = EndlessSend();
-  words.emplace_back("--json");
-  LiveProcess tool(words);
+  std::vector<std::string> arguments = EndlessSend();
+  arguments.emplace_back("--json");
+  LiveProcess tool(arguments);
   ASSERT_TRUE(tool.AwaitErrors("SendCommand [")) << tool.Errors();
   tool.Terminate();
   EXPECT_EQ(tool.AwaitEnd(), 143);
@@ -248,14 +248,14 @@ TEST_F(Send, ExitsCleanlyOnSigterm) {
 
 TEST_F(Send, ShowsAProgressBarOnATerminalOnly) {
   Install("text");
-  const std::string words = " send text.echo 1 --count 3";
-  const auto on = Shell("script -qec \"$qor" + words + " >/dev/null\" /dev/null");
+  const std::string arguments = " send text.echo 1 --count 3";
+  const auto on = Shell("script -qec \"$qor" + arguments + " >/dev/null\" /dev/null");
   EXPECT_EQ(on.exit_status, 0);
   EXPECT_TRUE(Holds(on.output, "] 1/3")) << on.output;
   EXPECT_TRUE(Holds(on.output, "\x1b[K3 commands: 3 success")) << on.output;
-  const auto json = Shell("script -qec \"$qor" + words + " --json\" /dev/null");
+  const auto json = Shell("script -qec \"$qor" + arguments + " --json\" /dev/null");
   EXPECT_FALSE(Holds(json.output, "1/3")) << json.output;
-  const auto off = Shell("$qor" + words);
+  const auto off = Shell("$qor" + arguments);
   EXPECT_FALSE(Holds(off.errors, "1/3")) << off.errors;
 }
 

@@ -51,9 +51,9 @@ TEST_F(Tool, ListsPackagesAndHandlers) {
 }
 
 TEST_F(Tool, ReturnsTwoForUsageErrors) {
-  for (const std::vector<std::string>& words :
+  for (const std::vector<std::string>& arguments :
        {std::vector<std::string>{}, {"nonsense"}, {"package"}, {"package", "install"}, {"send"}}) {
-    const auto run = Qor(words);
+    const auto run = Qor(arguments);
     EXPECT_EQ(run.exit_status, 2) << run.output;
     EXPECT_NE(run.errors.find("Usage: "), std::string::npos) << run.errors;
   }

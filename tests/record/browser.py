@@ -70,7 +70,7 @@ class Browser:
         self.call("POST", f"/element/{self.find(selector)}/value", {"text": text})
 
     def act(self, kind, pointer_type, *sequences):
-        """Each sequence is what one pointer or wheel does."""
+        """Each sequence holds the actions of one pointer or wheel."""
         actions = [{"type": kind, "id": f"{pointer_type} {kind} {i}", "actions": sequence}
                    for i, sequence in enumerate(sequences)]
         if kind == "pointer":

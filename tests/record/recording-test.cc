@@ -258,16 +258,16 @@ TEST_F(Recording, FindsTheRecorderInAnInstallation) {
            "ldd " + BuildFolder() +
                "/tools/qor/qor | sed -nE 's|.*=> (/.*)/[^/]+ .*|\\1|p' | sort -u | paste -sd:"})
           .output;
-  const std::vector<std::string> words = {
+  const std::vector<std::string> arguments = {
       "env", "LD_LIBRARY_PATH=" + libraries.substr(0, libraries.find('\n')),
       tool,  "record",
       "--",  ScenarioAgent()};
-  const auto without = Run(words);
+  const auto without = Run(arguments);
   EXPECT_EQ(without.exit_status, 1);
   EXPECT_THAT(without.errors,
               HasSubstr("qor: cannot find libqor-recorder.so\n  install it in " + folder + "\n"));
   fs::copy_file(Recorder(), folder + "/libqor-recorder.so");
-  EXPECT_EQ(Run(words).exit_status, 7);
+  EXPECT_EQ(Run(arguments).exit_status, 7);
 }
 
 TEST_F(Recording, WritesTextToStandardErrorWithoutAFile) {
@@ -311,9 +311,9 @@ TEST_F(Recording, DoesNotRunTheProgramWhenTheOutputCannotBeOpened) {
 
 TEST_F(Recording, RequiresAProgramOrAFile) {
   Write("");
-  for (const std::vector<std::string>& words :
+  for (const std::vector<std::string>& arguments :
        {std::vector<std::string>{"record"}, {"record", "--from", File(), "--", "true"}}) {
-    const auto run = Qor(words);
+    const auto run = Qor(arguments);
     EXPECT_EQ(run.exit_status, 2);
     EXPECT_THAT(run.errors, HasSubstr("expected either a program or --from"));
   }

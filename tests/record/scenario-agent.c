@@ -75,28 +75,28 @@ static void threads(void) {
 }
 
 int main(int argc, char** argv) {
-  const char* what = argc == 2 ? argv[1] : "";
+  const char* scenario = argc == 2 ? argv[1] : "";
   ecore_init();
   configure();
-  if (strcmp(what, "outcomes") == 0) {
+  if (strcmp(scenario, "outcomes") == 0) {
     run_outcomes();
-  } else if (strcmp(what, "refuse") == 0) {
+  } else if (strcmp(scenario, "refuse") == 0) {
     qor_handler_manager_set_response_cb(on_response, "agent");
     qor_handler_manager_set_negotiate_request_cb(refuse, "agent");
     send("extended", "text.slow", "0.6", 1);
-  } else if (strcmp(what, "no-callbacks") == 0) {
+  } else if (strcmp(scenario, "no-callbacks") == 0) {
     send("unobserved", "text.upper", "\"a\"", 0);
     /* Only the connection shows the end of this command: the handler crashes. */
     send("crash", "text.crash", "", 0);
     ecore_timer_add((double)EXECUTION_MS / 1000.0 * 3, (Ecore_Task_Cb)ecore_main_loop_quit, NULL);
     ecore_main_loop_begin();
-  } else if (strcmp(what, "restart") == 0) {
+  } else if (strcmp(scenario, "restart") == 0) {
     for (int i = 0; i < 2; ++i) {
       qor_handler_manager_set_response_cb(on_response, "agent");
       send(i == 0 ? "first" : "second", "text.slow", "0.1", 1);
       qor_handler_manager_shutdown();
     }
-  } else if (strcmp(what, "threads") == 0) {
+  } else if (strcmp(scenario, "threads") == 0) {
     threads();
   }
   qor_handler_manager_shutdown();

@@ -197,7 +197,7 @@ TEST_F(ForeignText, IsValidAndPrintableInJson) {
 
 TEST_F(ForeignText, OfARequestTypeIsAFinding) {
   const auto run = Tool({"check", PackagePath()});
-  EXPECT_NE(run.output.find("holds control characters or invalid UTF-8"), std::string::npos)
+  EXPECT_NE(run.output.find("contains control characters or invalid UTF-8"), std::string::npos)
       << run.output;
 }
 

@@ -3,16 +3,13 @@
 
 #include "check/agent-process.h"
 
-#include <rapidjson/document.h>
-#include <rapidjson/stringbuffer.h>
-#include <rapidjson/writer.h>
-
 #include <csignal>
 #include <filesystem>
 #include <utility>
 
 #include "agent/agent.h"
 #include "agent/process.h"
+#include "json/json.h"
 #include "json/value-writer.h"
 
 namespace tools::check {
@@ -25,25 +22,25 @@ constexpr double kExitSeconds = 10;
 constexpr double kExtensionSeconds = 60;
 
 bool IsJson(const std::string& text) {
-  rapidjson::Document document;
+  json::Document document;
   document.Parse<rapidjson::kParseIterativeFlag | rapidjson::kParseValidateEncodingFlag>(
       text.data(), text.size());
   return !document.HasParseError();
 }
 
-std::string TextOf(const rapidjson::Value& value) {
-  rapidjson::StringBuffer text;
-  rapidjson::Writer<rapidjson::StringBuffer> writer(text);
+std::string TextOf(const json::Value& value) {
+  json::StringBuffer text;
+  json::Writer<> writer(text);
   value.Accept(writer);
   return {text.GetString(), text.GetSize()};
 }
 
-Answer ReadAnswer(const rapidjson::Value& event) {
+Answer ReadAnswer(const json::Value& event) {
   Answer answer;
   answer.outcome = event["outcome"].GetString();
   if (event.HasMember("status")) answer.status = event["status"].GetInt();
   if (event.HasMember("latencyMs")) answer.latency_ms = event["latencyMs"].GetDouble();
-  const rapidjson::Value& text = event[event.HasMember("result") ? "result" : "error"];
+  const json::Value& text = event[event.HasMember("result") ? "result" : "error"];
   // qor agent sends the text as a string unless it is another JSON value.
   answer.text = text.IsString() ? text.GetString() : TextOf(text);
   answer.is_json = !text.IsString() || IsJson(answer.text);
@@ -125,7 +122,7 @@ Eina_Bool AgentProcess::OnEnd(void* data, int, void* event) {
 }
 
 void AgentProcess::OnLine(const std::string& line) {
-  rapidjson::Document event;
+  json::Document event;
   event.Parse<rapidjson::kParseIterativeFlag>(line.data(), line.size());
   if (!event.IsObject()) return;
   const std::string name = event["event"].GetString();

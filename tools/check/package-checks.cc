@@ -99,11 +99,11 @@ void CheckContents(const inspect::Package& package, const std::string& path,
     const std::string prefix = applications.size() > 1 ? application.record.id + " " : "";
     ApplicationChecks(application, package.record.root_path, prefix, report).Run();
   }
-  const bool is_meant_to_serve =
+  const bool has_handler =
       std::any_of(applications.begin(), applications.end(), [](const auto& application) {
         return application.is_handler || !application.errors.empty();
       });
-  if (is_meant_to_serve) return;
+  if (has_handler) return;
   const std::string key = common::kCommandHandlerKey;
   report({kFail,
           "no command handler: no application names a configuration file",

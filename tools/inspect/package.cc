@@ -104,10 +104,10 @@ class Inspector {
     application.priority.declared = handlers::ReadPriority(&entry->second);
     const auto& [source, value] = application.priority.declared;
     if (source != Source::kInvalid && source != Source::kClamped) return;
-    const std::string fault = source == Source::kInvalid
-                                  ? "is not a number, priority is 0"
-                                  : "is out of range, priority is " + std::to_string(value);
-    application.warnings.push_back({"\"" + entry->second + "\" " + fault,
+    const std::string problem = source == Source::kInvalid
+                                    ? "is not a number, priority is 0"
+                                    : "is out of range, priority is " + std::to_string(value);
+    application.warnings.push_back({"\"" + entry->second + "\" " + problem,
                                     "write a number from " +
                                         std::to_string(handlers::kLowestPriority) + " to " +
                                         std::to_string(handlers::kHighestPriority),

@@ -34,7 +34,10 @@ int Run(int argc, char** argv) {
   app.require_subcommand(1);
   app.failure_message([](const CLI::App* failed, const CLI::Error& error) {
     std::string message = error.what();
-    if (!message.empty()) message[0] = static_cast<char>(std::tolower(message[0]));
+    // Not for names of arguments, which are in upper case.
+    if (message.size() > 1 && std::isupper(static_cast<unsigned char>(message[1])) == 0) {
+      message[0] = static_cast<char>(std::tolower(static_cast<unsigned char>(message[0])));
+    }
     return "qor: usage error: " + message + "\n" + failed->help();
   });
   app.footer(Footer());

@@ -67,7 +67,9 @@ Event Parse(const std::string& bytes) {
   if (event.time < 0) Reject("t", "a non-negative integer");
   Set(event.process, "pid", Find(line, "pid"));
   Set(name, "event", Find(line, "event"));
-  if (!FindKind(name, &event.kind)) throw std::invalid_argument("unknown event \"" + name + "\"");
+  const auto kind = FindKind(name);
+  if (!kind) throw std::invalid_argument("unknown event \"" + name + "\"");
+  event.kind = *kind;
   for (const Member& member : MembersOf(event.kind)) {
     std::visit([&](auto field) { Set(event.*field, member.key, Find(line, member.key)); },
                member.field);

@@ -54,13 +54,11 @@ const std::vector<Kind>& Kinds() {
 
 const char* NameOf(EventKind kind) { return Kinds()[static_cast<std::size_t>(kind)].name; }
 
-bool FindKind(const std::string& name, EventKind* kind) {
+std::optional<EventKind> FindKind(const std::string& name) {
   const auto found = std::find_if(Kinds().begin(), Kinds().end(), [&name](const Kind& candidate) {
     return candidate.name == name;
   });
-  if (found == Kinds().end()) return false;
-  *kind = found->kind;
-  return true;
+  return found != Kinds().end() ? std::optional(found->kind) : std::nullopt;
 }
 
 const std::vector<Member>& MembersOf(EventKind kind) {

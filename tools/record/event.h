@@ -5,6 +5,7 @@
 #define QOR_TOOLS_RECORD_EVENT_H_
 
 #include <cstdint>
+#include <optional>
 #include <string>
 #include <variant>
 #include <vector>
@@ -66,8 +67,8 @@ struct Member {
 
 // The value of "event" in a line.
 const char* NameOf(EventKind kind);
-// Sets `kind` to the kind with this name. Returns false if there is none.
-bool FindKind(const std::string& name, EventKind* kind);
+// Returns the kind with this name, or nothing.
+std::optional<EventKind> FindKind(const std::string& name);
 // The members of such lines besides time, process and name.
 const std::vector<Member>& MembersOf(EventKind kind);
 

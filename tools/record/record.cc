@@ -27,7 +27,7 @@ class RecordBuilder {
   Record Build() {
     for (const Event& event : record_.events) record_.command_of_event.push_back(Add(event));
     for (CommandTimeline& timeline : timelines_) {
-      if (timeline.open) timeline.command.end = record_.duration;
+      if (timeline.is_open) timeline.command.end = record_.duration;
       timeline.command.segments = SegmentsOf(timeline);
       record_.commands.push_back(std::move(timeline.command));
     }
@@ -37,7 +37,7 @@ class RecordBuilder {
  private:
   struct CommandTimeline {
     Command command;
-    bool open = true;
+    bool is_open = true;
   };
 
   using Index = std::optional<std::size_t>;
@@ -84,14 +84,14 @@ class RecordBuilder {
   }
 
   // Finds the command that was sent last with the uuid and handler of the event.
-  Index Find(const Event& event, bool open) const {
+  Index Find(const Event& event, bool is_open) const {
     const auto found = timelines_by_uuid_.find({event.process, event.uuid});
     if (found == timelines_by_uuid_.end()) return std::nullopt;
     for (auto index = found->second.rbegin(); index != found->second.rend(); ++index) {
       const CommandTimeline& timeline = timelines_[*index];
       const bool same_handler = event.handler.empty() || timeline.command.handler.empty() ||
                                 event.handler == timeline.command.handler;
-      if (timeline.open == open && same_handler) return *index;
+      if (timeline.is_open == is_open && same_handler) return *index;
     }
     return std::nullopt;
   }
@@ -153,7 +153,7 @@ class RecordBuilder {
   }
 
   void Finish(std::size_t index, Outcome outcome, std::int64_t time) {
-    timelines_[index].open = false;
+    timelines_[index].is_open = false;
     timelines_[index].command.outcome = outcome;
     timelines_[index].command.end = time;
   }
@@ -178,7 +178,7 @@ class RecordBuilder {
         .connections.push_back({event.process, event.instance, Time(event), record_.duration});
     for (CommandTimeline& timeline : timelines_) {
       Command& command = timeline.command;
-      const bool is_waiting = timeline.open && command.launched && !command.connected &&
+      const bool is_waiting = timeline.is_open && command.launched && !command.connected &&
                               command.delivered.empty() && command.process == event.process &&
                               command.handler == event.handler;
       if (is_waiting) command.connected = Time(event);
@@ -200,7 +200,7 @@ class RecordBuilder {
   // Handles a shutdown of the library and the exit of the agent.
   void Stop(const Event& event) {
     for (std::size_t index = 0; index < timelines_.size(); ++index) {
-      if (timelines_[index].open && timelines_[index].command.process == event.process) {
+      if (timelines_[index].is_open && timelines_[index].command.process == event.process) {
         Finish(index, Outcome::kDropped, Time(event));
       }
     }

@@ -187,10 +187,10 @@ std::string InstalledNames(bool types) {
   return lines;
 }
 
-std::string Completion(const CLI::App& tool, const std::string& what) {
-  if (what == "bash") return ForBash(tool);
-  if (what == "zsh") return ForZsh(tool);
-  return InstalledNames(what == "types");
+std::string Completion(const CLI::App& tool, const std::string& mode) {
+  if (mode == "bash") return ForBash(tool);
+  if (mode == "zsh") return ForZsh(tool);
+  return InstalledNames(mode == "types");
 }
 
 }  // namespace
@@ -200,13 +200,13 @@ void AddCompletionCommand(CLI::App& app, SelectedCommand& selected) {
       app.add_subcommand("completion", "print shell completion or installed names");
   completion->group("");
   completion->footer("Example:\n  qor completion bash");
-  const auto what = std::make_shared<std::string>();
-  completion->add_option("WHAT", *what, "script for a shell, or installed names")
+  const auto mode = std::make_shared<std::string>();
+  completion->add_option("MODE", *mode, "script for a shell, or installed names")
       ->required()
       ->check(CLI::IsMember({"bash", "zsh", "types", "packages"}));
-  completion->callback([what, &app, &selected] {
-    selected.run = [what, &app] {
-      std::cout << Completion(app, *what);
+  completion->callback([mode, &app, &selected] {
+    selected.run = [mode, &app] {
+      std::cout << Completion(app, *mode);
       return static_cast<int>(kSuccess);
     };
   });

@@ -50,8 +50,9 @@ std::set<std::string> ListeningSocketNames() {
     std::string number, count, protocol, flags, type, state, inode, path;
     fields >> number >> count >> protocol >> flags >> type >> state >> inode;
     std::getline(fields >> std::ws, path);
-    constexpr char kAccepts[] = "00010000";
-    if (flags == kAccepts) names.insert(path.substr(path.rfind('/') + 1));
+    // __SO_ACCEPTCON of the kernel.
+    constexpr char kListeningFlag[] = "00010000";
+    if (flags == kListeningFlag) names.insert(path.substr(path.rfind('/') + 1));
   }
   return names;
 }
