@@ -1,12 +1,12 @@
 # Copyright 2026 The qor-handler-manager authors
 # SPDX-License-Identifier: Apache-2.0
 
-# The platform's pkg-config modules as a device has them: the folder of each module's headers below
-# the include folder, and the modules that it requires.
+# The platform's pkg-config modules as on a device: the folder of each module's headers below the
+# include folder, and the modules that it requires.
 #
-# platform::MODULE is for targets that include the module's headers. For a device it is the device's
-# module, with its library. For Linux it is the headers alone: the libraries follow with
-# platform::platform and platform::service-app, so that tests can link the fake instead.
+# Targets that include the headers of a module link platform::MODULE. On a device it is the device's
+# module with its library. On Linux it has only the headers; platform::platform and
+# platform::service-app have the libraries, so that tests can link the fake platform instead.
 
 # platform_module(MODULE [FOLDER folder] [LIBRARY target] [REQUIRES module...]
 #   [REQUIRES_PRIVATE module...])

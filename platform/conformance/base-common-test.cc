@@ -42,7 +42,7 @@ LINUX_TEST(BaseCommon, HasATextForEveryNumber) {
   for (const int number : {-131, 12345}) ASSERT_NE(get_error_message(number), nullptr) << number;
 }
 
-// A later call, for whatever error, may overwrite it.
+// A later call for any error may overwrite the text.
 DOCUMENTED_TEST(BaseCommon, KeepsAnErrorTextUntilTheNextCall) {
   const char* text = get_error_message(TIZEN_ERROR_IO_ERROR);
   const std::string copy = text;

@@ -24,7 +24,7 @@ DOCUMENTED_TEST(Dlog, TakesALine) {
   EXPECT_GE(dlog_print(DLOG_ERROR, "TAG", "%s %d", "a line of the conformance suite", 1), 0);
 }
 
-// A filter of the device may drop any line.
+// The filter of a device may drop any line.
 LINUX_TEST(Dlog, WritesAnError) {
   EXPECT_GT(dlog_print(DLOG_ERROR, "TAG", "%s %d", "a line of the conformance suite", 1), 0);
 }

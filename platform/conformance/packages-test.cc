@@ -130,7 +130,7 @@ LINUX_TEST(Packages, HasARootPathWithoutTrailingSlash) {
   EXPECT_EQ(package_info_destroy(info), PACKAGE_MANAGER_ERROR_NONE);
 }
 
-// The documentation does not say that an enumeration is complete when it returns.
+// The documentation does not specify that an enumeration is complete on return.
 DOCUMENTED_TEST(Packages, ListsApplications) {
   InstallPair();
   package_info_h info = nullptr;
@@ -217,7 +217,7 @@ DOCUMENTED_TEST(Packages, ListsEveryPackage) {
   }));
 }
 
-// Devices have packages of their own.
+// Devices have other packages installed.
 LINUX_TEST(Packages, ListsExactlyTheInstalledPackagesBeforeReturning) {
   InstallPair();
   InstallPackage({"org.example.other", {{"org.example.other.app", {}}}, {}});
@@ -307,7 +307,7 @@ LINUX_TEST(Packages, RefusesNullArguments) {
   EXPECT_EQ(package_manager_destroy(nullptr), PACKAGE_MANAGER_ERROR_INVALID_PARAMETER);
 }
 
-// What one package manager heard.
+// The events that a package manager received.
 class PackageEvents : public conformance::Test {
  protected:
   struct Event {

@@ -37,7 +37,7 @@ class Parcel : public conformance::Test {
   rpc_port_parcel_header_h header_ = nullptr;
 };
 
-// A parcel made from the bytes of another.
+// Returns a parcel decoded from the bytes of another.
 struct Copy {
   explicit Copy(rpc_port_parcel_h original) {
     void* raw = nullptr;

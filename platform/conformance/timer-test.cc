@@ -36,7 +36,7 @@ class Timer : public conformance::Test {
     return RunLoopUntil([this, count] { return fired_.size() >= count; });
   }
 
-  // Runs the loop for a while: until a timer of its own fires.
+  // Runs the main loop for a time.
   void RunFor(double seconds) {
     bool over = false;
     ecore_timer_add(

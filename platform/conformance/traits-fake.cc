@@ -15,7 +15,7 @@ void RaiseAll(const std::string& package_id, package_manager_event_type_e type) 
   for (const auto state :
        {PACKAGE_MANAGER_EVENT_STATE_STARTED, PACKAGE_MANAGER_EVENT_STATE_PROCESSING,
         PACKAGE_MANAGER_EVENT_STATE_COMPLETED}) {
-    // The package is there until its removal is complete.
+    // The package exists until its removal is complete.
     if (type == PACKAGE_MANAGER_EVENT_TYPE_UNINSTALL &&
         state == PACKAGE_MANAGER_EVENT_STATE_COMPLETED) {
       fake::Uninstall(package_id);
@@ -24,7 +24,7 @@ void RaiseAll(const std::string& package_id, package_manager_event_type_e type) 
   }
 }
 
-// Whatever other threads have handed over, and nothing when that is nothing.
+// Runs the calls that other threads have queued.
 void RunHandedOverCalls() {
   bool has_run = false;
   fake::RunUntil([&has_run] { return std::exchange(has_run, true); });

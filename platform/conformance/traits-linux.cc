@@ -18,7 +18,7 @@ namespace fs = std::filesystem;
 
 fs::path root;
 
-// A folder as a package's author would build it.
+// Writes a package folder.
 fs::path WritePackage(const Package& package) {
   const fs::path folder = root / "sources" / package.id;
   fs::create_directories(folder / "bin");
@@ -49,7 +49,7 @@ fs::path WritePackage(const Package& package) {
   return folder;
 }
 
-// Makes a request and runs the loop until it has ended.
+// Starts a request and runs the main loop until it has ended.
 template <typename Request>
 void RunRequest(Request request) {
   package_manager_request_h handle = nullptr;
@@ -74,7 +74,7 @@ void RunRequest(Request request) {
   if (!in_time) throw std::runtime_error("package manager request failed");
 }
 
-// Asks the condition again and again between the loop's own work.
+// Checks the condition between iterations of the main loop.
 struct Wait {
   const std::function<bool()>& condition;
   bool met = false;

@@ -4,7 +4,7 @@
 #ifndef PLATFORM_CONFORMANCE_TRAITS_H_
 #define PLATFORM_CONFORMANCE_TRAITS_H_
 
-// What the suite must be told of an implementation: how to set it up and how time passes in it.
+// The functions that each tested implementation of the platform provides.
 
 #include <gtest/gtest.h>
 
@@ -26,15 +26,15 @@ struct Package {
   std::vector<std::string> privileges;
 };
 
-// Called around every test, which begins with an empty package database.
+// Called before and after every test. The package database is empty at the beginning of a test.
 void SetUp();
 void TearDown();
 
-// Returns when the package is in the database; its events come as on any installation.
+// Returns when the package is in the database. Raises the events of an installation.
 void InstallPackage(const Package& package);
 void UninstallPackage(const std::string& package_id);
 
-// Runs the main loop until the condition holds. Returns false when it does not in good time.
+// Runs the main loop until the condition holds. Returns false after a timeout.
 bool RunLoopUntil(const std::function<bool()>& condition);
 
 class Test : public ::testing::Test {
@@ -57,16 +57,15 @@ class Test : public ::testing::Test {
 
 }  // namespace conformance
 
-// Every test is defined by one of the two macros below, with a fixture derived from
-// conformance::Test.
+// Tests are defined with one of the macros below and a fixture derived from conformance::Test.
 #undef TEST
 
-// Subject.DoesThisAsDocumented: a promise of the device's documentation. Code above the platform
-// boundary may rely on it. The tests for a run on a device: --gtest_filter=*AsDocumented.
+// Subject.DoesThisAsDocumented: documented for devices. Code above the platform boundary may rely
+// on it. Filter for a run on a device: --gtest_filter=*AsDocumented.
 #define DOCUMENTED_TEST(fixture, name) TEST_F(fixture, name##AsDocumented)
 
-// Subject.DoesThisOnLinux: a promise of the implementations in this tree alone, where the
-// documentation says nothing, or only that a call fails and not how. Code above the platform
+// Subject.DoesThisOnLinux: guaranteed only by the implementations in this tree. The documentation
+// does not specify it, or specifies that a call fails but not how. Code above the platform
 // boundary must not rely on it, and a device may fail it.
 #define LINUX_TEST(fixture, name) TEST_F(fixture, name##OnLinux)
 

@@ -16,7 +16,6 @@
 #include <system_error>
 
 #include "platform/linux/common/root-folder.h"
-#include "platform/linux/common/shared-packages.h"
 #include "platform/linux/common/unix-socket.h"
 
 namespace platform {
@@ -60,7 +59,6 @@ struct Cache {
   std::string file;
   struct stat status {};
   std::optional<Database> database;
-  SharedPackages packages;
 };
 
 Cache& GetCache() {
@@ -86,7 +84,6 @@ class Session {
     if (!exists && errno != ENOENT)
       throw DatabaseError(file + ": " + std::generic_category().message(errno));
     if (exists && cache_.database && cache_.file == file && IsSame(cache_.status, status)) return;
-    cache_.packages.Forget();
     cache_.database.reset();
     // Opening a named pipe would block until it has a writer.
     if (exists && !S_ISREG(status.st_mode)) throw DatabaseError(file + ": not a file");
@@ -96,8 +93,6 @@ class Session {
   explicit operator bool() const { return cache_.database.has_value(); }
   Database& operator*() const { return *cache_.database; }
   Database* operator->() const { return &*cache_.database; }
-  // The records of what the database holds.
-  SharedPackages& Packages() const { return cache_.packages; }
 
  private:
   static bool IsSame(const struct stat& one, const struct stat& other) {
@@ -285,12 +280,10 @@ void Write(const std::function<void(Database&)>& change) {
 
 std::shared_ptr<const PackageRecord> FindPackage(const std::string& package_id) {
   return Read([&](Session& session) -> std::shared_ptr<const PackageRecord> {
-    SharedPackages& packages = session.Packages();
-    if (auto shared = packages.Find(package_id)) return shared;
     Query query = session->Prepare(std::string(kSelectPackage) + "WHERE id = ?1");
     query.Bind(1, package_id);
     if (!query.Step()) return nullptr;
-    return packages.Share(ReadPackage(*session, query));
+    return std::make_shared<const PackageRecord>(ReadPackage(*session, query));
   });
 }
 

@@ -51,7 +51,7 @@ struct MetadataCondition {
   std::optional<std::string> value;  // empty: any value
 };
 
-// Those that ask for a package between two changes share its record.
+// Null when the package is not installed.
 std::shared_ptr<const PackageRecord> FindPackage(const std::string& package_id);
 std::optional<ApplicationRecord> FindApplication(const std::string& app_id);
 // Returns the id of the application with that executable.

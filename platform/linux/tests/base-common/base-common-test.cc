@@ -10,7 +10,7 @@
 #include <string>
 #include <thread>
 
-TEST(LastResult, IsKeptForEachThreadAlone) {
+TEST(LastResult, IsThreadLocal) {
   set_last_result(TIZEN_ERROR_IO_ERROR);
   int of_other_thread = -1;
   std::thread([&] {
@@ -21,25 +21,25 @@ TEST(LastResult, IsKeptForEachThreadAlone) {
   EXPECT_EQ(get_last_result(), TIZEN_ERROR_IO_ERROR);
 }
 
-TEST(ErrorMessage, TellsBaseErrors) {
+TEST(ErrorMessage, DescribesBaseErrors) {
   EXPECT_STREQ(get_error_message(TIZEN_ERROR_NONE), "Successful");
   EXPECT_STREQ(get_error_message(TIZEN_ERROR_INVALID_PARAMETER), "Invalid parameter");
   EXPECT_STREQ(get_error_message(TIZEN_ERROR_END_OF_COLLECTION), "End of collection");
 }
 
-TEST(ErrorMessage, TellsErrorsOfModules) {
+TEST(ErrorMessage, DescribesErrorsOfModules) {
   EXPECT_STREQ(get_error_message(BUNDLE_ERROR_KEY_EXISTS), "Key exists");
   EXPECT_STREQ(get_error_message(APP_CONTROL_ERROR_APP_NOT_FOUND), "Application not found");
   EXPECT_STREQ(get_error_message(PACKAGE_MANAGER_ERROR_NO_SUCH_PACKAGE), "No such package");
 }
 
-TEST(ErrorMessage, HasATextForEveryErrnoOfThePlatform) {
+TEST(ErrorMessage, DescribesEveryPlatformErrno) {
   for (int value = TIZEN_ERROR_DIR_NOT_EMPTY; value < 0; ++value) {
-    if (value == -10 || value == -19) continue;  // no platform error
+    if (value == -10 || value == -19) continue;  // not a platform error
     EXPECT_EQ(std::string(get_error_message(value)).find("Unknown"), std::string::npos) << value;
   }
 }
 
-TEST(ErrorMessage, NamesAnUnknownValue) {
+TEST(ErrorMessage, NamesUnknownValue) {
   EXPECT_STREQ(get_error_message(-4711), "Unknown error -4711");
 }

@@ -70,7 +70,7 @@ std::vector<uint8_t> Numbers(std::initializer_list<uint32_t> numbers) {
 
 }  // namespace
 
-TEST(Bundle, KeepsValuesOfEveryType) { ExpectEverything(BundleWithEverything().get()); }
+TEST(Bundle, StoresAllTypes) { ExpectEverything(BundleWithEverything().get()); }
 
 TEST(Bundle, DuplicatesDeeply) {
   Owned copy;
@@ -81,7 +81,7 @@ TEST(Bundle, DuplicatesDeeply) {
   ExpectEverything(copy.get());
 }
 
-TEST(Bundle, RejectsAKeyThatExistsUnderWhateverType) {
+TEST(Bundle, RejectsExistingKeyOfAnyType) {
   const Owned b = NewBundle();
   ASSERT_EQ(bundle_add_str(b.get(), "key", "1"), BUNDLE_ERROR_NONE);
   EXPECT_EQ(bundle_add_str(b.get(), "key", "2"), BUNDLE_ERROR_KEY_EXISTS);
@@ -91,7 +91,7 @@ TEST(Bundle, RejectsAKeyThatExistsUnderWhateverType) {
   EXPECT_STREQ(text, "1");
 }
 
-TEST(Bundle, DoesNotFindAMissingKeyOrOneOfAnotherType) {
+TEST(Bundle, DoesNotFindMissingKeyOrOtherType) {
   const Owned b = BundleWithEverything();
   char* text = nullptr;
   EXPECT_EQ(bundle_get_str(b.get(), "none", &text), BUNDLE_ERROR_KEY_NOT_AVAILABLE);
@@ -103,7 +103,7 @@ TEST(Bundle, DoesNotFindAMissingKeyOrOneOfAnotherType) {
   EXPECT_EQ(get_last_result(), BUNDLE_ERROR_KEY_NOT_AVAILABLE);
 }
 
-TEST(Bundle, RefusesMissingArguments) {
+TEST(Bundle, RejectsNullArguments) {
   const Owned b = NewBundle();
   char* text = nullptr;
   EXPECT_EQ(bundle_add_str(nullptr, "key", "1"), BUNDLE_ERROR_INVALID_PARAMETER);
@@ -123,7 +123,7 @@ TEST(Bundle, RefusesMissingArguments) {
   EXPECT_EQ(bundle_decode_raw(nullptr, 4), nullptr);
 }
 
-TEST(Bundle, MakesEmptySlotsOfANullArray) {
+TEST(Bundle, AddsEmptySlotsForNullArray) {
   const Owned b = NewBundle();
   ASSERT_EQ(bundle_add_str_array(b.get(), "slots", nullptr, 2), BUNDLE_ERROR_NONE);
   int count = 0;
@@ -133,14 +133,14 @@ TEST(Bundle, MakesEmptySlotsOfANullArray) {
   EXPECT_EQ(slots[1], nullptr);
 }
 
-TEST(Bundle, DeletesOnlyWhatIsThere) {
+TEST(Bundle, DeletesOnlyExistingKey) {
   const Owned b = BundleWithEverything();
   EXPECT_EQ(bundle_del(b.get(), "text"), BUNDLE_ERROR_NONE);
   EXPECT_EQ(bundle_del(b.get(), "text"), BUNDLE_ERROR_KEY_NOT_AVAILABLE);
   EXPECT_EQ(bundle_get_count(b.get()), 2);
 }
 
-TEST(Bundle, ShowsEveryPairToTheIterator) {
+TEST(Bundle, IteratesOverAllPairs) {
   const Owned b = BundleWithEverything();
   std::map<std::string, int> seen;
   const auto note = [](const char* key, const int type, const bundle_keyval_t* kv, void* data) {
@@ -153,7 +153,7 @@ TEST(Bundle, ShowsEveryPairToTheIterator) {
   EXPECT_EQ(seen, expected);
 }
 
-TEST(Bundle, HandsOutBasicAndArrayValuesOnlyAsWhatTheyAre) {
+TEST(Bundle, ReturnsBasicAndArrayValuesOnlyAsSuch) {
   const Owned b = BundleWithEverything();
   const auto check = [](const char* key, const int, const bundle_keyval_t* kv, void*) {
     auto* value = const_cast<bundle_keyval_t*>(kv);
@@ -181,21 +181,21 @@ TEST(Bundle, HandsOutBasicAndArrayValuesOnlyAsWhatTheyAre) {
   EXPECT_EQ(get_last_result(), BUNDLE_ERROR_NONE);
 }
 
-TEST(Bundle, SurvivesEncodingAndDecoding) {
+TEST(Bundle, RoundTrips) {
   const Owned b = BundleWithEverything();
   const Owned from_raw = FromRaw(Raw(b.get()));
   ASSERT_NE(from_raw, nullptr);
   ExpectEverything(from_raw.get());
 }
 
-TEST(Bundle, EncodesAnEmptyBundleInFourBytes) {
+TEST(Bundle, EncodesEmptyBundleInFourBytes) {
   const Owned b = NewBundle();
   const auto raw = Raw(b.get());
   EXPECT_EQ(raw, Numbers({0}));
   EXPECT_EQ(bundle_get_count(FromRaw(raw).get()), 0);
 }
 
-TEST(BundleDecode, RejectsEveryTruncation) {
+TEST(BundleDecode, RejectsTruncatedBytes) {
   const auto raw = Raw(BundleWithEverything().get());
   for (size_t size = 0; size < raw.size(); ++size) {
     EXPECT_EQ(FromRaw({raw.begin(), raw.begin() + static_cast<ptrdiff_t>(size)}), nullptr) << size;
@@ -209,7 +209,7 @@ TEST(BundleDecode, RejectsTrailingBytes) {
   EXPECT_EQ(FromRaw(raw), nullptr);
 }
 
-TEST(BundleDecode, RejectsCountsThatTheBytesCannotHold) {
+TEST(BundleDecode, RejectsCountsBeyondBytes) {
   EXPECT_EQ(FromRaw(Numbers({0xFFFFFFFF})), nullptr);
   auto raw = Numbers({1, BUNDLE_TYPE_STR_ARRAY, 4, 0, 0xFFFFFFFF, 0});
   std::memcpy(raw.data() + 12, "keys", 4);
@@ -228,7 +228,7 @@ TEST(BundleDecode, RejectsDuplicateKeys) {
   EXPECT_NE(FromRaw(raw), nullptr);
 }
 
-TEST(BundleDecode, RejectsUnknownTypesAndBrokenTexts) {
+TEST(BundleDecode, RejectsUnknownTypesAndInvalidStrings) {
   const Owned b = NewBundle();
   bundle_add_str(b.get(), "key", "text");
   const auto raw = Raw(b.get());

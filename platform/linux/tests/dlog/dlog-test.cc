@@ -21,7 +21,7 @@
 
 namespace {
 
-// The log reads its settings once, so that each case runs in a process of its own.
+// The log reads its settings once, so each case runs in a separate process.
 class Dlog : public testing::Test {
  protected:
   void SetUp() override {
@@ -66,7 +66,7 @@ TEST_F(Dlog, WritesOneLineInThreadtimeFormat) {
   EXPECT_TRUE(std::regex_match(StandardError(), line)) << StandardError();
 }
 
-TEST_F(Dlog, ReturnsTheBytesWrittenAndNothingForADroppedLine) {
+TEST_F(Dlog, ReturnsBytesWrittenAndZeroForDroppedLine) {
   EXPECT_EQ(Run(nullptr, LogFile(),
                 [] { return dlog_print(DLOG_INFO, "TAG", "%s", "dropped") == 0 ? 0 : 1; }),
             0);
@@ -75,7 +75,7 @@ TEST_F(Dlog, ReturnsTheBytesWrittenAndNothingForADroppedLine) {
   EXPECT_EQ(static_cast<size_t>(written), Text(LogFile()).size());
 }
 
-TEST_F(Dlog, AppendsToTheNamedFile) {
+TEST_F(Dlog, AppendsToNamedFile) {
   for (const char* text : {"first", "second"}) {
     Run(nullptr, LogFile(), [text] { return dlog_print(DLOG_ERROR, "TAG", "%s", text); });
   }
@@ -84,13 +84,13 @@ TEST_F(Dlog, AppendsToTheNamedFile) {
   EXPECT_EQ(StandardError(), "");
 }
 
-TEST_F(Dlog, SaysWhichFileItCannotWriteAndUsesStandardError) {
+TEST_F(Dlog, NamesUnwritableFileAndUsesStandardError) {
   Run(nullptr, "/no/such/folder/log", [] { return dlog_print(DLOG_ERROR, "TAG", "kept"); });
   EXPECT_NE(StandardError().find("/no/such/folder/log"), std::string::npos);
   EXPECT_NE(StandardError().find("TAG     : kept\n"), std::string::npos);
 }
 
-TEST_F(Dlog, FollowsTheFilterOfTheEnvironment) {
+TEST_F(Dlog, AppliesFilterOfEnvironment) {
   Run("LOUD:V *:E", LogFile(), [] {
     dlog_print(DLOG_VERBOSE, "LOUD", "one");
     dlog_print(DLOG_WARN, "OTHER", "two");
@@ -103,7 +103,7 @@ TEST_F(Dlog, FollowsTheFilterOfTheEnvironment) {
   EXPECT_NE(log.find("E OTHER   : three\n"), std::string::npos);
 }
 
-TEST_F(Dlog, NamesAnInvalidFilterOnceAndUsesTheDefault) {
+TEST_F(Dlog, NamesInvalidFilterOnceAndUsesDefault) {
   Run("TAG:Q", LogFile(), [] {
     dlog_print(DLOG_INFO, "TAG", "dropped");
     dlog_print(DLOG_WARN, "TAG", "kept");
@@ -116,7 +116,7 @@ TEST_F(Dlog, NamesAnInvalidFilterOnceAndUsesTheDefault) {
   EXPECT_NE(Text(LogFile()).find("kept"), std::string::npos);
 }
 
-TEST_F(Dlog, CutsAMessageAtFourKilobytes) {
+TEST_F(Dlog, TruncatesMessageAtFourKilobytes) {
   Run(nullptr, LogFile(), [] {
     return dlog_print(DLOG_ERROR, "TAG", "%s", std::string(5000, 'x').c_str()) > 0 ? 0 : 1;
   });
@@ -125,7 +125,7 @@ TEST_F(Dlog, CutsAMessageAtFourKilobytes) {
   EXPECT_EQ(log.back(), '\n');
 }
 
-TEST_F(Dlog, EscapesTheArgumentsAndKeepsTheFormat) {
+TEST_F(Dlog, EscapesArgumentsAndKeepsFormat) {
   Run("*:V", LogFile(), [] {
     const auto print = [](const char* file, const char* message) {
       dlog_print(DLOG_ERROR, "TAG", "\033[0;31m%s: %s: %d > \033[0;m%s%%%c", file, "Send", 7,
@@ -152,7 +152,7 @@ TEST_F(Dlog, EscapesTheArgumentsAndKeepsTheFormat) {
   EXPECT_EQ(messages, expected);
 }
 
-TEST_F(Dlog, CutsAnEscapedMessageBehindAWholeEscape) {
+TEST_F(Dlog, TruncatesEscapedMessageAfterWholeEscape) {
   Run(nullptr, LogFile(), [] {
     return dlog_print(DLOG_ERROR, "TAG", "x\n%s", std::string(5000, '\033').c_str()) > 0 ? 0 : 1;
   });
@@ -163,7 +163,7 @@ TEST_F(Dlog, CutsAnEscapedMessageBehindAWholeEscape) {
   EXPECT_EQ(message.substr(message.size() - 5), "\\x1b\n");
 }
 
-TEST_F(Dlog, RefusesMissingArgumentsAndPrioritiesThatAreNone) {
+TEST_F(Dlog, RejectsNullArgumentsAndInvalidPriorities) {
   EXPECT_EQ(Run("*:V", LogFile(),
                 [] {
                   const char* no_text = nullptr;
@@ -178,7 +178,7 @@ TEST_F(Dlog, RefusesMissingArgumentsAndPrioritiesThatAreNone) {
   EXPECT_EQ(Text(LogFile()), "");
 }
 
-TEST_F(Dlog, GoesOnAfterAFatalLineAndKeepsErrno) {
+TEST_F(Dlog, ContinuesAfterFatalLineAndKeepsErrno) {
   EXPECT_EQ(Run(nullptr, LogFile(),
                 [] {
                   dlog_print(DLOG_FATAL, "TAG", "fatal");
@@ -189,7 +189,7 @@ TEST_F(Dlog, GoesOnAfterAFatalLineAndKeepsErrno) {
             3);
 }
 
-TEST_F(Dlog, RaisesNoSignalWhenTheReaderIsGone) {
+TEST_F(Dlog, RaisesNoSignalWhenReaderHasExited) {
   EXPECT_EQ(Run(nullptr, "",
                 [] {
                   int ends[2];
@@ -203,7 +203,7 @@ TEST_F(Dlog, RaisesNoSignalWhenTheReaderIsGone) {
             5);
 }
 
-TEST_F(Dlog, LimitsWarningsThatDifferInNumbersAlone) {
+TEST_F(Dlog, LimitsWarningsThatDifferOnlyInNumbers) {
   Run("*:I", LogFile(), [] {
     for (int i = 0; i < 1000; ++i) dlog_print(DLOG_WARN, "TAG", "process %d is refused", i);
     for (int i = 0; i < 1000; ++i) dlog_print(DLOG_INFO, "TAG", "information %d", i);
@@ -216,7 +216,7 @@ TEST_F(Dlog, LimitsWarningsThatDifferInNumbersAlone) {
   EXPECT_NE(log.find("something else"), std::string::npos);
 }
 
-TEST_F(Dlog, KeepsLinesOfManyThreadsWhole) {
+TEST_F(Dlog, DoesNotMixLinesOfThreads) {
   Run("*:I", LogFile(), [] {
     std::vector<std::thread> threads;
     for (int i = 0; i < 4; ++i) {

@@ -7,13 +7,13 @@
 
 using platform::dlog::Filter;
 
-TEST(DlogFilter, LetsWarningsPassByDefault) {
+TEST(DlogFilter, PassesWarningsByDefault) {
   const Filter filter;
   EXPECT_TRUE(filter.Passes(DLOG_WARN, "ANY"));
   EXPECT_FALSE(filter.Passes(DLOG_INFO, "ANY"));
 }
 
-TEST(DlogFilter, PrefersTheNamedTag) {
+TEST(DlogFilter, PrefersNamedTag) {
   const auto filter = Filter::Parse("LOUD:D QUIET:F *:W");
   ASSERT_TRUE(filter);
   EXPECT_TRUE(filter->Passes(DLOG_DEBUG, "LOUD"));
@@ -24,40 +24,40 @@ TEST(DlogFilter, PrefersTheNamedTag) {
   EXPECT_FALSE(filter->Passes(DLOG_DEBUG, "LOUDER"));
 }
 
-TEST(DlogFilter, TakesABareTagAsEverythingOfIt) {
+TEST(DlogFilter, PassesAllLinesOfBareTag) {
   const auto filter = Filter::Parse("TAG");
   ASSERT_TRUE(filter);
   EXPECT_TRUE(filter->Passes(DLOG_VERBOSE, "TAG"));
   EXPECT_FALSE(filter->Passes(DLOG_INFO, "OTHER"));
 }
 
-TEST(DlogFilter, TakesABareStarAsDebug) {
+TEST(DlogFilter, PassesDebugForBareStar) {
   const auto filter = Filter::Parse("*");
   ASSERT_TRUE(filter);
   EXPECT_TRUE(filter->Passes(DLOG_DEBUG, "ANY"));
   EXPECT_FALSE(filter->Passes(DLOG_VERBOSE, "ANY"));
 }
 
-TEST(DlogFilter, SilencesEverythingWithS) {
+TEST(DlogFilter, DropsEverythingWithS) {
   const auto filter = Filter::Parse("*:s");
   ASSERT_TRUE(filter);
   EXPECT_FALSE(filter->Passes(DLOG_FATAL, "ANY"));
 }
 
-TEST(DlogFilter, SplitsATagWithColonsAtTheLast) {
+TEST(DlogFilter, SplitsTagAtLastColon) {
   const auto filter = Filter::Parse("a::b:E");
   ASSERT_TRUE(filter);
   EXPECT_FALSE(filter->Passes(DLOG_WARN, "a::b"));
   EXPECT_TRUE(filter->Passes(DLOG_WARN, "a"));
 }
 
-TEST(DlogFilter, RefusesWhatIsNone) {
+TEST(DlogFilter, RejectsInvalidFilters) {
   for (const char* text : {"TAG:X", "TAG:", ":W", "TAG:WW", "*:W TAG:?"}) {
     EXPECT_FALSE(Filter::Parse(text)) << text;
   }
 }
 
-TEST(DlogFilter, KeepsTheDefaultForAnEmptyText) {
+TEST(DlogFilter, KeepsDefaultForEmptyText) {
   const auto filter = Filter::Parse("  ");
   ASSERT_TRUE(filter);
   EXPECT_TRUE(filter->Passes(DLOG_WARN, "ANY"));

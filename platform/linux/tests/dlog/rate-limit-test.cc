@@ -14,7 +14,7 @@ namespace {
 
 class DlogRateLimit : public testing::Test {
  protected:
-  // How many of so many lines are admitted.
+  // Returns how many of `count` lines are admitted.
   template <typename MessageOf>
   unsigned Admitted(unsigned count, MessageOf message_of, const char* format = "format") {
     unsigned admitted = 0;
@@ -27,7 +27,7 @@ class DlogRateLimit : public testing::Test {
   }
 
   static std::string Similar(unsigned i) { return "process " + std::to_string(i); }
-  // Different in letters.
+  // Messages that differ in letters.
   static std::string Different(unsigned i) {
     return {static_cast<char>('a' + i / 676 % 26), static_cast<char>('a' + i / 26 % 26),
             static_cast<char>('a' + i % 26)};
@@ -40,12 +40,12 @@ class DlogRateLimit : public testing::Test {
 
 }  // namespace
 
-TEST_F(DlogRateLimit, AdmitsSomeSimilarLinesInAPeriod) {
+TEST_F(DlogRateLimit, LimitsSimilarLinesPerPeriod) {
   EXPECT_EQ(Admitted(1000, Similar), RateLimit::kMaxSimilarLines);
   EXPECT_EQ(Admitted(1, Different), 1U);
 }
 
-TEST_F(DlogRateLimit, BeginsAnewWithTheNextPeriodAndTellsWhatItSuppressed) {
+TEST_F(DlogRateLimit, ResetsWithNextPeriodAndReportsSuppressedLines) {
   Admitted(1000, Similar);
   EXPECT_EQ(suppressed_, 0U);
   now_ += RateLimit::kPeriod - std::chrono::nanoseconds(1);
@@ -55,7 +55,7 @@ TEST_F(DlogRateLimit, BeginsAnewWithTheNextPeriodAndTellsWhatItSuppressed) {
   EXPECT_EQ(suppressed_, 1001 - RateLimit::kMaxSimilarLines);
 }
 
-TEST_F(DlogRateLimit, AdmitsSomeLinesOfAFormatWhateverTheySay) {
+TEST_F(DlogRateLimit, LimitsLinesOfFormat) {
   EXPECT_EQ(Admitted(10'000, Different), RateLimit::kMaxLinesOfFormat);
   EXPECT_EQ(Admitted(1, Similar, "another format"), 1U);
   EXPECT_EQ(limit_->Check(now_, "OTHER", "format", "text").is_admitted, true);

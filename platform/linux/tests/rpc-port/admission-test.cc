@@ -1,7 +1,7 @@
 // Copyright 2026 The qor-handler-manager authors
 // SPDX-License-Identifier: Apache-2.0
 
-// Who may connect to a stub.
+// Which processes may connect to a stub.
 
 #include <gtest/gtest.h>
 
@@ -22,7 +22,7 @@ constexpr char kExtra[] = "http://example.org/privilege/extra";
 
 class Admission : public testing::Test {
  protected:
-  // What a peer with an executable is told that connects to a stub with privileges.
+  // Connects a peer with the executable to a stub with the privileges. Returns the reported event.
   std::string Connect(const std::string& executable, const std::vector<std::string>& privileges) {
     TestStub stub("port", privileges);
     EXPECT_EQ(stub.Listen(), RPC_PORT_ERROR_NONE);
@@ -39,26 +39,26 @@ class Admission : public testing::Test {
 
 }  // namespace
 
-TEST_F(Admission, TakesAnApplicationThatHoldsEveryPrivilege) {
+TEST_F(Admission, AdmitsApplicationWithAllPrivileges) {
   const auto peer = root_.InstallPeer("org.example.peer", {kLaunch, kSharing, kExtra});
   EXPECT_EQ(Connect(peer, {kSharing, kExtra}), "connected");
   EXPECT_EQ(sender_, "org.example.peer");
 }
 
-TEST_F(Admission, RejectsAnApplicationThatLacksOne) {
+TEST_F(Admission, RejectsApplicationWithMissingPrivilege) {
   const auto peer = root_.InstallPeer("org.example.peer", {kLaunch, kSharing});
   EXPECT_EQ(Connect(peer, {kSharing, kExtra}), "rejected");
 }
 
-TEST_F(Admission, RejectsAProcessThatIsNoApplicationWhenPrivilegesAreAsked) {
+TEST_F(Admission, RejectsOtherProcessWhenPrivilegesAreRequired) {
   EXPECT_EQ(Connect(PEER_EXECUTABLE, {kSharing}), "rejected");
 }
 
-TEST_F(Admission, TakesAnyProcessWhenNoneAreAsked) {
+TEST_F(Admission, AdmitsAnyProcessWhenNoneIsRequired) {
   EXPECT_EQ(Connect(PEER_EXECUTABLE, {}), "connected");
 }
 
-TEST_F(Admission, KeepsAnApplicationWithoutTheProxyPrivilegesFromConnecting) {
+TEST_F(Admission, PreventsConnectWithoutProxyPrivileges) {
   const auto peer = root_.InstallPeer("org.example.peer", {kLaunch});
   EXPECT_EQ(Connect(peer, {}), "connect -13");
 }

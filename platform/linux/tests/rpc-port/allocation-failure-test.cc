@@ -1,7 +1,7 @@
 // Copyright 2026 The qor-handler-manager authors
 // SPDX-License-Identifier: Apache-2.0
 
-// A stub and a proxy of this process, with each allocation that either makes failing in turn.
+// A stub and a proxy of this process. Each of their allocations fails in turn.
 #include <gtest/gtest.h>
 #include <rpc-port-parcel.h>
 
@@ -23,7 +23,7 @@ namespace {
 
 bool is_inside = false;
 
-// What a C function says. Only what happens in it counts, and in the main loop.
+// Returns the result of a C function. Only allocations in C functions and in the main loop fail.
 template <typename Function, typename... Arguments>
 int Call(Function function, Arguments... arguments) {
   is_inside = true;
@@ -56,7 +56,7 @@ int TakeText(rpc_port_h port, const char* expected) {
   return result;
 }
 
-// Both ends of one connection, and a round trip on it.
+// Both ends of a connection, and a round trip.
 class Exchange {
  public:
   Exchange() = default;
@@ -67,7 +67,7 @@ class Exchange {
     if (stub_ != nullptr) rpc_port_stub_destroy(stub_);
   }
 
-  // The first code that is not 0. An end of the connection is RPC_PORT_ERROR_IO_ERROR.
+  // Returns the first error code. Disconnection is RPC_PORT_ERROR_IO_ERROR.
   int Play(const char* app_id) {
     if (const int result = Prepare(app_id)) return result;
     if (!Await(&is_connected_)) return RPC_PORT_ERROR_IO_ERROR;
@@ -96,11 +96,11 @@ class Exchange {
     return Call(rpc_port_proxy_connect, proxy_, app_id, "port");
   }
 
-  // Whether it is so, and not the connection over; one of them must be.
-  bool Await(const bool* is_so) {
-    const std::function<bool()> is_decided = [&] { return *is_so || is_over_; };
-    EXPECT_EQ(Call(RunLoopUntil, std::cref(is_decided)), 1) << "nobody is told of the failure";
-    return *is_so;
+  // Runs the loop until the condition holds or the connection is closed. Returns whether it holds.
+  bool Await(const bool* condition) {
+    const std::function<bool()> is_done = [&] { return *condition || is_over_; };
+    EXPECT_EQ(Call(RunLoopUntil, std::cref(is_done)), 1) << "the failure is not reported";
+    return *condition;
   }
 
   static int OnRequest(const char*, const char* instance, rpc_port_h port, void* data) {
@@ -132,7 +132,7 @@ class Exchange {
   bool is_over_ = false;
 };
 
-TEST(Allocations, ThatFailAreTold) {
+TEST(AllocationFailure, FailuresAreReported) {
   StartEcore();
   const TestRoot root;
   const std::string app_id = OwnAppId();
@@ -157,11 +157,11 @@ TEST(Allocations, ThatFailAreTold) {
   EXPECT_GT(nth, 20);
 }
 
-TEST(Allocations, ThatFailInTheMiddleOfAFrameEndTheConnection) {
+TEST(AllocationFailure, FailureInsideFrameClosesConnection) {
   StartEcore();
   auto ends = SocketPair();
   const auto partner = std::make_shared<rpc::Port>(std::move(ends.first));
-  // More than a socket takes: the rest would have to wait.
+  // More than the socket buffer, so that the rest must be queued.
   const auto frame = FrameOf(3 << 20, 'x');
   for (long nth = 1;; ++nth) {
     SCOPED_TRACE("allocation " + std::to_string(nth));

@@ -16,7 +16,7 @@ namespace {
 
 constexpr size_t kKilobyte = 1024;
 
-// Takes what other tests have left.
+// Empties the pool.
 std::vector<Buffer> AllThatAreKept() {
   std::vector<Buffer> all;
   for (size_t size = 16 * kKilobyte; size <= 256 * kKilobyte; size += 16 * kKilobyte) {
@@ -27,7 +27,7 @@ std::vector<Buffer> AllThatAreKept() {
 
 }  // namespace
 
-TEST(Buffer, HasTheRoomThatWasAskedFor) {
+TEST(Buffer, HasRequestedSize) {
   for (const size_t size : {size_t{1}, 512 * size_t{1}, 16 * kKilobyte, 16 * kKilobyte + 1,
                             256 * kKilobyte, 256 * kKilobyte + 1, 1024 * kKilobyte}) {
     for (int again = 0; again < 2; ++again) {
@@ -38,7 +38,7 @@ TEST(Buffer, HasTheRoomThatWasAskedFor) {
   }
 }
 
-TEST(Buffer, IsEmptyAfterItWasMovedAway) {
+TEST(Buffer, IsEmptyAfterMove) {
   Buffer from(100);
   const uint8_t* const bytes = from.data();
   const Buffer to = std::move(from);
@@ -47,24 +47,24 @@ TEST(Buffer, IsEmptyAfterItWasMovedAway) {
   EXPECT_EQ(from.size(), 0u);
 }
 
-TEST(Buffer, OutlivesItsOwnerToBecomeTheNext) {
+TEST(Buffer, IsReusedFromPool) {
   Buffer first(100 * kKilobyte);
   const size_t size = first.size();
   const uint8_t* const bytes = first.data();
   first = {};
-  // Would be where the first was, had that been freed.
+  // Would get the memory of the first if that had been freed.
   const std::unique_ptr<uint8_t[]> other(new uint8_t[size]);
   EXPECT_NE(other.get(), bytes);
   EXPECT_EQ(Buffer(size).data(), bytes);
 }
 
-TEST(Buffer, IsNoneThatIsMuchLarger) {
+TEST(Buffer, DoesNotReuseMuchLargerBlock) {
   const std::vector<Buffer> out_of_the_way = AllThatAreKept();
   Buffer(256 * kKilobyte);
   EXPECT_LT(Buffer(16 * kKilobyte).size(), 128 * kKilobyte);
 }
 
-TEST(Buffer, LeavesItsPlaceOnlyToALargerOne) {
+TEST(Buffer, IsReplacedInPoolOnlyByLargerBlock) {
   const std::vector<Buffer> out_of_the_way = AllThatAreKept();
   std::vector<Buffer> small;
   std::vector<Buffer> large;
@@ -80,7 +80,7 @@ TEST(Buffer, LeavesItsPlaceOnlyToALargerOne) {
     (again == 0 ? large : small).clear();
     for (size_t i = 1; i <= 4; ++i) {
       large.emplace_back((i + 8) * 16 * kKilobyte);
-      // cppcheck-suppress invalidContainer ; where memory was is compared, nothing is read there
+      // cppcheck-suppress invalidContainer ; only addresses are compared, nothing is read
       EXPECT_EQ(large.back().data(), bytes[i - 1]);
     }
     for (size_t i = 1; i <= 4; ++i) small.emplace_back(i * 16 * kKilobyte);

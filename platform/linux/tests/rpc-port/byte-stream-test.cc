@@ -36,7 +36,7 @@ std::vector<uint8_t> ReceiveAll(int fd) {
 
 }  // namespace
 
-TEST(ByteStream, SendsSmallThingsAtOnce) {
+TEST(ByteStream, SendsWithoutQueueing) {
   auto [near, far] = SocketPair();
   ByteStream stream(std::move(near));
   EXPECT_EQ(Send(&stream, {1, 2, 3}), SendResult::kSent);
@@ -44,7 +44,7 @@ TEST(ByteStream, SendsSmallThingsAtOnce) {
   EXPECT_EQ(ReceiveAll(far.Get()), (std::vector<uint8_t>{1, 2, 3}));
 }
 
-TEST(ByteStream, KeepsWhatTheSocketDoesNotTakeInOrder) {
+TEST(ByteStream, QueuesInOrderWhenSocketIsFull) {
   auto [near, far] = SocketPair();
   ByteStream stream(std::move(near));
   std::vector<uint8_t> expected;
@@ -64,7 +64,7 @@ TEST(ByteStream, KeepsWhatTheSocketDoesNotTakeInOrder) {
   EXPECT_FALSE(stream.HasQueued());
 }
 
-TEST(ByteStream, TakesNothingMoreOverItsLimit) {
+TEST(ByteStream, FailsWhenQueueIsFull) {
   auto [near, far] = SocketPair();
   ByteStream stream(std::move(near));
   const std::vector<uint8_t> piece(kMegabyte, 'x');
@@ -74,7 +74,7 @@ TEST(ByteStream, TakesNothingMoreOverItsLimit) {
   EXPECT_LE(taken * kMegabyte, ByteStream::kMaxQueued + 2 * kMegabyte);
 }
 
-TEST(ByteStream, NoticesThatThePeerIsGone) {
+TEST(ByteStream, DetectsDisconnectedPeer) {
   auto [near, far] = SocketPair();
   ByteStream stream(std::move(near));
   far.Reset();
@@ -84,7 +84,7 @@ TEST(ByteStream, NoticesThatThePeerIsGone) {
   EXPECT_EQ(stream.Receive(&byte, 1, MSG_DONTWAIT, &count), ByteStream::ReceiveResult::kClosed);
 }
 
-TEST(ByteStream, EndsBothSidesWhenItIsShutDown) {
+TEST(ByteStream, ShutdownClosesBothDirections) {
   auto [near, far] = SocketPair();
   ByteStream stream(std::move(near));
   ByteStream other(std::move(far));
@@ -96,7 +96,7 @@ TEST(ByteStream, EndsBothSidesWhenItIsShutDown) {
   EXPECT_EQ(stream.Flush(), SendResult::kBroken);
 }
 
-TEST(ByteStream, KeepsThePiecesOfManyThreadsWhole) {
+TEST(ByteStream, DoesNotMixBytesOfThreads) {
   auto [near, far] = SocketPair();
   ByteStream stream(std::move(near));
   constexpr size_t kPiece = 3000;

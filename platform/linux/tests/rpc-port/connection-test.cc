@@ -1,7 +1,7 @@
 // Copyright 2026 The qor-handler-manager authors
 // SPDX-License-Identifier: Apache-2.0
 
-// Stubs and proxies of this process with a peer in another one.
+// Stubs and proxies of this process with a peer in another process.
 
 #include <gtest/gtest.h>
 #include <signal.h>
@@ -20,7 +20,7 @@ namespace {
 
 constexpr char kPeerId[] = "host.platform_rpc_peer";
 
-// A proxy of this process that is connected to a stub of the peer.
+// A proxy of this process, connected to a stub of the peer.
 class ProxyWithPeer : public testing::Test {
  protected:
   void SetUp() override {
@@ -55,12 +55,12 @@ std::vector<std::string> NumbersUpTo(int end) {
 
 }  // namespace
 
-TEST_F(ProxyWithPeer, GetsRepliesOnTheMainPort) {
+TEST_F(ProxyWithPeer, ReceivesRepliesOnMainPort) {
   EXPECT_EQ(Call("echo", "one"), "one");
   EXPECT_EQ(Call("echo", "two"), "two");
 }
 
-TEST_F(ProxyWithPeer, GetsRepliesInTheOrderOfItsRequests) {
+TEST_F(ProxyWithPeer, ReceivesRepliesInOrderOfRequests) {
   for (const std::string& number : NumbersUpTo(100)) Send(main_, {"echo", number});
   for (const std::string& number : NumbersUpTo(100)) {
     Message reply;
@@ -69,13 +69,13 @@ TEST_F(ProxyWithPeer, GetsRepliesInTheOrderOfItsRequests) {
   }
 }
 
-TEST_F(ProxyWithPeer, GetsWhatIsPushedOnTheCallbackPortInOrder) {
+TEST_F(ProxyWithPeer, ReceivesCallbackFramesInOrder) {
   Send(main_, {"push", "500"});
   ASSERT_TRUE(RunLoopUntil([&] { return proxy_.received.size() == 500; }));
   EXPECT_EQ(proxy_.received, NumbersUpTo(500));
 }
 
-TEST_F(ProxyWithPeer, SendsOnTheCallbackPort) {
+TEST_F(ProxyWithPeer, SendsOnCallbackPort) {
   Send(callback_, {"any", "over the callback port"});
   EXPECT_EQ(Call("take-callback", ""), "over the callback port");
 }
@@ -91,7 +91,7 @@ TEST_F(ProxyWithPeer, ExchangesLongPayloadsOnBothPorts) {
   }
 }
 
-TEST_F(ProxyWithPeer, IsToldOnceThatThePeerDied) {
+TEST_F(ProxyWithPeer, DisconnectsOnceWhenPeerIsKilled) {
   peer_.Kill();
   ASSERT_TRUE(RunLoopUntil([&] { return proxy_.disconnected > 0; }));
   RunLoopDry();
@@ -100,26 +100,26 @@ TEST_F(ProxyWithPeer, IsToldOnceThatThePeerDied) {
   EXPECT_EQ(Send(main_, {"echo", "x"}), RPC_PORT_ERROR_INVALID_PARAMETER);
 }
 
-TEST_F(ProxyWithPeer, GetsNoReplyFromAHandlerThatDies) {
+TEST_F(ProxyWithPeer, FailsToReceiveReplyOfKilledPeer) {
   Send(main_, {"exit", ""});
   Message reply;
   EXPECT_FALSE(Take(main_, &reply));
   EXPECT_TRUE(RunLoopUntil([&] { return proxy_.disconnected == 1; }));
 }
 
-TEST_F(ProxyWithPeer, LosesTheConnectionWhenTheHandlerFails) {
+TEST_F(ProxyWithPeer, DisconnectsWhenReceivedCallbackFails) {
   Send(main_, {"fail", ""});
   ASSERT_TRUE(RunLoopUntil([&] { return proxy_.disconnected == 1; }));
   EXPECT_EQ(peer_.NextLine(), "disconnected " + OwnAppId());
 }
 
-TEST_F(ProxyWithPeer, LosesTheConnectionWhenTheStubDisconnects) {
+TEST_F(ProxyWithPeer, DisconnectsWhenStubDisconnects) {
   Send(main_, {"disconnect", ""});
   ASSERT_TRUE(RunLoopUntil([&] { return proxy_.disconnected == 1; }));
   EXPECT_EQ(peer_.NextLine(), "disconnected " + OwnAppId());
 }
 
-TEST_F(ProxyWithPeer, ConnectsAgainAfterTheConnectionEnded) {
+TEST_F(ProxyWithPeer, ReconnectsAfterDisconnection) {
   Send(main_, {"fail", ""});
   ASSERT_TRUE(RunLoopUntil([&] { return proxy_.disconnected == 1; }));
   ASSERT_EQ(proxy_.Connect(kPeerId, "port"), RPC_PORT_ERROR_NONE);
@@ -128,11 +128,11 @@ TEST_F(ProxyWithPeer, ConnectsAgainAfterTheConnectionEnded) {
   EXPECT_EQ(Call("echo", "again"), "again");
 }
 
-TEST_F(ProxyWithPeer, RefusesASecondConnectionBesideTheFirst) {
+TEST_F(ProxyWithPeer, RejectsSecondConnection) {
   EXPECT_EQ(proxy_.Connect(kPeerId, "port"), RPC_PORT_ERROR_INVALID_PARAMETER);
 }
 
-TEST_F(ProxyWithPeer, EndsItsConnectionOnceFromTheLoop) {
+TEST_F(ProxyWithPeer, DisconnectsOnceFromMainLoop) {
   EXPECT_EQ(rpc_port_disconnect(callback_), RPC_PORT_ERROR_NONE);
   EXPECT_EQ(rpc_port_disconnect(main_), RPC_PORT_ERROR_INVALID_PARAMETER);
   rpc_port_h port = nullptr;
@@ -145,7 +145,7 @@ TEST_F(ProxyWithPeer, EndsItsConnectionOnceFromTheLoop) {
   EXPECT_EQ(proxy_.disconnected, 1);
 }
 
-TEST_F(ProxyWithPeer, GivesUpAReaderThatIsTooSlow) {
+TEST_F(ProxyWithPeer, DisconnectsSlowReader) {
   peer_.Signal(SIGSTOP);
   const std::string payload(1024 * 1024, 'x');
   int sends = 0;
@@ -156,7 +156,7 @@ TEST_F(ProxyWithPeer, GivesUpAReaderThatIsTooSlow) {
   ASSERT_TRUE(RunLoopUntil([&] { return proxy_.disconnected == 1; }));
 }
 
-TEST(ProxySync, ConnectsInsideTheCall) {
+TEST(ProxySync, ConnectsBeforeReturning) {
   const TestRoot root;
   PeerProcess peer;
   TestProxy proxy;
@@ -167,7 +167,7 @@ TEST(ProxySync, ConnectsInsideTheCall) {
   ASSERT_TRUE(RunLoopUntil([&] { return proxy.received.size() == 3; }));
 }
 
-TEST(ProxySync, IsRejectedInsideTheCall) {
+TEST(ProxySync, IsRejectedBeforeReturning) {
   const TestRoot root;
   PeerProcess peer;
   TestProxy proxy;
@@ -177,7 +177,7 @@ TEST(ProxySync, IsRejectedInsideTheCall) {
   EXPECT_EQ(proxy.rejected, 1);
 }
 
-TEST(Proxy, FailsAtOnceWhereNobodyListens) {
+TEST(Proxy, FailsWithoutListener) {
   const TestRoot root;
   TestProxy proxy;
   EXPECT_EQ(proxy.Connect("host.nobody", "port"), RPC_PORT_ERROR_IO_ERROR);
@@ -186,7 +186,7 @@ TEST(Proxy, FailsAtOnceWhereNobodyListens) {
   EXPECT_EQ(proxy.rejected, 0);
 }
 
-TEST(Proxy, WorksUnderARootWithALongPath) {
+TEST(Proxy, ConnectsBelowRootWithLongPath) {
   const TestRoot root(5);
   ASSERT_GT(root.path().size(), 108u);
   PeerProcess peer;
@@ -195,7 +195,7 @@ TEST(Proxy, WorksUnderARootWithALongPath) {
   EXPECT_EQ(proxy.ConnectSync(kPeerId, std::string(80, 'p')), RPC_PORT_ERROR_NONE);
 }
 
-TEST(Stub, ServesAPeerOfAnotherProcess) {
+TEST(Stub, ServesPeerOfAnotherProcess) {
   const TestRoot root;
   TestStub stub("port");
   ASSERT_EQ(stub.Listen(), RPC_PORT_ERROR_NONE);
@@ -210,7 +210,7 @@ TEST(Stub, ServesAPeerOfAnotherProcess) {
   EXPECT_EQ(peer.NextLine(), "received news");
 }
 
-TEST(Stub, IsToldOnceThatAPeerWasKilled) {
+TEST(Stub, DisconnectsOnceWhenPeerIsKilled) {
   const TestRoot root;
   TestStub stub("port");
   ASSERT_EQ(stub.Listen(), RPC_PORT_ERROR_NONE);
@@ -223,7 +223,7 @@ TEST(Stub, IsToldOnceThatAPeerWasKilled) {
   EXPECT_EQ(stub.Port(RPC_PORT_PORT_MAIN), nullptr);
 }
 
-TEST(Stub, TellsItsClientsApart) {
+TEST(Stub, DistinguishesClients) {
   const TestRoot root;
   TestStub stub("port");
   ASSERT_EQ(stub.Listen(), RPC_PORT_ERROR_NONE);

@@ -18,11 +18,11 @@ struct Message {
   std::string text;
 };
 int Send(rpc_port_h port, const Message& message);
-// False when the port yields none.
+// Receives a message. False on failure.
 bool Take(rpc_port_h port, Message* message);
 
-// A stub of this process that notes what happens. The hooks run inside the callbacks, after the
-// note was taken.
+// A stub of this process that records its events. The hooks run inside the callbacks, after the
+// event was recorded.
 class TestStub {
  public:
   explicit TestStub(const std::string& port_name, const std::vector<std::string>& privileges = {});
@@ -32,7 +32,7 @@ class TestStub {
 
   int Listen() { return rpc_port_stub_listen(handle); }
   void Destroy();
-  // Of the client that connected last; null when it has none.
+  // A port of the client that connected last; null when it is not connected.
   rpc_port_h Port(rpc_port_port_type_e type) const;
 
   rpc_port_stub_h handle = nullptr;
@@ -46,7 +46,7 @@ class TestStub {
   std::function<int(rpc_port_h, const Message&)> on_received = [](auto, auto&) { return 0; };
 };
 
-// The same for a proxy.
+// Like TestStub, for a proxy.
 class TestProxy {
  public:
   TestProxy();

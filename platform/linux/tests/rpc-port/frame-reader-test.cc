@@ -24,7 +24,7 @@ using State = FrameReader::State;
 
 namespace {
 
-// Moves all that a socket has into the reader.
+// Moves all available bytes of a socket into the reader.
 void Drain(int fd, FrameReader* reader) {
   for (;;) {
     const FrameReader::Space room = reader->PrepareWrite();
@@ -41,7 +41,7 @@ std::vector<uint8_t> Content(const FrameReader& reader) {
 
 }  // namespace
 
-TEST(FrameReader, TakesAFrameThatComesAByteAtATime) {
+TEST(FrameReader, AssemblesFrameFromSingleBytes) {
   auto [near, far] = SocketPair();
   FrameReader reader(kMaxFrame);
   const auto frame = FrameOf(5, 'x');
@@ -56,7 +56,7 @@ TEST(FrameReader, TakesAFrameThatComesAByteAtATime) {
   EXPECT_TRUE(reader.IsEmpty());
 }
 
-TEST(FrameReader, TakesEveryFrameOfABurstInOrder) {
+TEST(FrameReader, ReturnsFramesOfBurstInOrder) {
   FrameReader reader(kMaxFrame);
   std::vector<uint8_t> burst;
   for (uint8_t i = 1; i <= 200; ++i) {
@@ -79,13 +79,13 @@ TEST(FrameReader, TakesEveryFrameOfABurstInOrder) {
   EXPECT_EQ(reader.popped(), 200u);
 }
 
-TEST(FrameReader, RefusesALengthOfZero) {
+TEST(FrameReader, RejectsLengthZero) {
   FrameReader reader(kMaxFrame);
   Put({0, 0, 0, 0}, &reader);
   EXPECT_EQ(reader.Front(), State::kMalformed);
 }
 
-TEST(FrameReader, RefusesAnOversizeLengthWithoutMakingRoomForIt) {
+TEST(FrameReader, RejectsOversizeLengthWithoutAllocating) {
   FrameReader reader(kMaxFrame);
   Put(FrameOf(1, 'x'), &reader);
   reader.Pop();
@@ -98,7 +98,7 @@ TEST(FrameReader, RefusesAnOversizeLengthWithoutMakingRoomForIt) {
   EXPECT_LE(reader.PrepareWrite().size, usual);
 }
 
-TEST(FrameReader, TakesTheLongestFrame) {
+TEST(FrameReader, AcceptsLongestFrame) {
   FrameReader reader(100);
   Put(FrameOf(100, 'x'), &reader);
   EXPECT_EQ(reader.Front(), State::kComplete);
@@ -107,7 +107,7 @@ TEST(FrameReader, TakesTheLongestFrame) {
   EXPECT_EQ(reader.Front(), State::kMalformed);
 }
 
-TEST(FrameReader, TakesLongFramesAndGivesTheirRoomBack) {
+TEST(FrameReader, ReleasesBuffersOfLongFrames) {
   FrameReader reader(kMaxFrame);
   Put(FrameOf(1, 'a'), &reader);
   reader.Pop();
@@ -120,7 +120,7 @@ TEST(FrameReader, TakesLongFramesAndGivesTheirRoomBack) {
   EXPECT_EQ(reader.PrepareWrite().size, usual);
 }
 
-TEST(FrameReader, HandsAFrameOverWithItsBuffer) {
+TEST(FrameReader, TransfersFrameWithItsBuffer) {
   FrameReader reader(kMaxFrame);
   Put(FrameOf(100000, 'x'), &reader);
   const ByteView frame = reader.Frame();
@@ -130,11 +130,11 @@ TEST(FrameReader, HandsAFrameOverWithItsBuffer) {
   EXPECT_EQ(frame.data[99999], 'x');
   EXPECT_TRUE(reader.IsEmpty());
   EXPECT_EQ(reader.popped(), 1u);
-  // The next has room for as much at once.
+  // The next buffer has the same size.
   EXPECT_GE(reader.PrepareWrite().size, kFrameLengthSize + 100000);
 }
 
-TEST(FrameReader, KeepsTheBufferOfAFrameThatIsNotAlone) {
+TEST(FrameReader, KeepsBufferWithFurtherBytes) {
   FrameReader reader(kMaxFrame);
   auto frames = FrameOf(5, 'a');
   frames.push_back(1);
@@ -145,7 +145,7 @@ TEST(FrameReader, KeepsTheBufferOfAFrameThatIsNotAlone) {
   EXPECT_EQ(reader.popped(), 0u);
 }
 
-TEST(FrameReader, GoesOnAfterARest) {
+TEST(FrameReader, ContinuesAfterReleasingBuffer) {
   FrameReader reader(kMaxFrame);
   Put(FrameOf(5, 'a'), &reader);
   reader.Pop();
@@ -156,7 +156,7 @@ TEST(FrameReader, GoesOnAfterARest) {
   EXPECT_EQ(Content(reader), std::vector<uint8_t>(6, 'b'));
 }
 
-TEST(FrameReader, TellsWhatTheFrontLacks) {
+TEST(FrameReader, ReportsMissingBytesOfFront) {
   FrameReader reader(kMaxFrame);
   EXPECT_EQ(reader.Missing(), 4u);
   auto frame = FrameOf(10, 'x');

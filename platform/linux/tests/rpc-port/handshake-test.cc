@@ -22,7 +22,7 @@ ByteView Inside(const std::vector<uint8_t>& frame) {
 
 }  // namespace
 
-TEST(Greeting, SurvivesTheWire) {
+TEST(Handshake, RoundTrips) {
   const Token token = NewToken();
   const auto hello = DecodeHello(Inside(EncodeHello({true, token})));
   ASSERT_TRUE(hello);
@@ -34,15 +34,15 @@ TEST(Greeting, SurvivesTheWire) {
   EXPECT_EQ(answer->cause, "no");
 }
 
-TEST(Greeting, NeverRepeatsAToken) { EXPECT_NE(NewToken(), NewToken()); }
+TEST(Handshake, DoesNotRepeatTokens) { EXPECT_NE(NewToken(), NewToken()); }
 
-TEST(Greeting, CutsALongCause) {
+TEST(Handshake, TruncatesLongCause) {
   const auto frame = EncodeReply({false, Token{}, std::string(5000, 'x')});
   EXPECT_LE(frame.size(), kFrameLengthSize + kMaxHandshakeFrame);
   EXPECT_TRUE(DecodeReply(Inside(frame)));
 }
 
-TEST(Greeting, IsRefusedWhenMalformed) {
+TEST(Handshake, RejectsMalformedFrames) {
   const auto hello = EncodeHello(Hello{});
   for (size_t size = 0; size + kFrameLengthSize < hello.size(); ++size) {
     EXPECT_FALSE(DecodeHello({hello.data() + kFrameLengthSize, size})) << size;

@@ -1,7 +1,7 @@
 // Copyright 2026 The qor-handler-manager authors
 // SPDX-License-Identifier: Apache-2.0
 
-// Peers that break the protocol: the connection ends, the others and the loop go on.
+// Peers that violate the protocol: their connection is closed, others and the main loop continue.
 
 #include <Ecore.h>
 #include <fcntl.h>
@@ -37,14 +37,14 @@ class HostilePeer : public testing::Test {
  protected:
   void SetUp() override { ASSERT_EQ(stub_.Listen(), RPC_PORT_ERROR_NONE); }
 
-  // What the log says while an action runs.
+  // Returns the log lines of an action.
   std::string LogOf(const std::function<void()>& action) {
     testing::internal::CaptureStderr();
     action();
     return testing::internal::GetCapturedStderr();
   }
 
-  // A client that sends these bytes on its main port loses its connection, and no other does.
+  // Sends the bytes on the main port of a client. Its connection must be closed, and no other.
   void ExpectEndedBy(const std::vector<uint8_t>& bytes, const std::string& cause) {
     JoinedClient good("port");
     JoinedClient bad("port");
@@ -66,19 +66,19 @@ class HostilePeer : public testing::Test {
 
 }  // namespace
 
-TEST_F(HostilePeer, LosesItsConnectionByAnOversizeFrame) {
+TEST_F(HostilePeer, IsDisconnectedAfterOversizeFrame) {
   ExpectEndedBy({0xFF, 0xFF, 0xFF, 0xFF}, "a frame of invalid length");
 }
 
-TEST_F(HostilePeer, LosesItsConnectionByAnEmptyFrame) {
+TEST_F(HostilePeer, IsDisconnectedAfterEmptyFrame) {
   ExpectEndedBy({0, 0, 0, 0}, "a frame of invalid length");
 }
 
-TEST_F(HostilePeer, LosesItsConnectionByABrokenParcel) {
+TEST_F(HostilePeer, IsDisconnectedAfterMalformedParcel) {
   ExpectEndedBy({3, 0, 0, 0, 1, 2, 3}, "a parcel with an invalid header");
 }
 
-TEST_F(HostilePeer, MaySendAByteAtATime) {
+TEST_F(HostilePeer, CanSendSingleBytes) {
   JoinedClient slow("port");
   JoinedClient quick("port");
   const auto frame = ParcelFrame("slow");
@@ -93,7 +93,7 @@ TEST_F(HostilePeer, MaySendAByteAtATime) {
   EXPECT_EQ(stub_.received, (std::vector<std::string>{"quick", "slow"}));
 }
 
-TEST_F(HostilePeer, MayDieInsideAFrame) {
+TEST_F(HostilePeer, CanExitInsideFrame) {
   JoinedClient client("port");
   auto frame = ParcelFrame("never whole");
   frame.pop_back();
@@ -105,7 +105,7 @@ TEST_F(HostilePeer, MayDieInsideAFrame) {
   EXPECT_TRUE(stub_.received.empty());
 }
 
-TEST_F(HostilePeer, IsRefusedWithoutAGreeting) {
+TEST_F(HostilePeer, IsRejectedWithoutHandshake) {
   RawClient client("port");
   client.SendBytes(ParcelFrame("hello?"));
   EXPECT_TRUE(client.IsClosed());
@@ -118,42 +118,42 @@ TEST_F(HostilePeer, IsRefusedWithoutAGreeting) {
   EXPECT_EQ(stub_.connected, 0);
 }
 
-TEST_F(HostilePeer, IsRefusedACallbackPortWithoutItsMainOne) {
+TEST_F(HostilePeer, CannotOpenCallbackPortWithoutMainPort) {
   RawClient main("port");
-  const auto accepted = main.Greet(platform::rpc::Hello{});
+  const auto accepted = main.SendHello(platform::rpc::Hello{});
   ASSERT_TRUE(accepted.is_accepted);
   RawClient guesser("port");
-  const auto guessed = guesser.Greet({true, platform::rpc::NewToken()});
+  const auto guessed = guesser.SendHello({true, platform::rpc::NewToken()});
   EXPECT_FALSE(guessed.is_accepted);
   EXPECT_FALSE(guessed.cause.empty());
   EXPECT_EQ(stub_.connected, 0);
   main.Close();
   RunLoopDry();
   RawClient late("port");
-  EXPECT_FALSE(late.Greet({true, accepted.token}).is_accepted);
+  EXPECT_FALSE(late.SendHello({true, accepted.token}).is_accepted);
   EXPECT_EQ(stub_.connected, 0);
   EXPECT_EQ(stub_.disconnected, 0);
 }
 
 TEST_F(HostilePeer, CannotJoinTwice) {
   RawClient main("port");
-  const auto accepted = main.Greet(platform::rpc::Hello{});
+  const auto accepted = main.SendHello(platform::rpc::Hello{});
   RawClient first("port");
-  ASSERT_TRUE(first.Greet({true, accepted.token}).is_accepted);
+  ASSERT_TRUE(first.SendHello({true, accepted.token}).is_accepted);
   RawClient second("port");
-  EXPECT_FALSE(second.Greet({true, accepted.token}).is_accepted);
+  EXPECT_FALSE(second.SendHello({true, accepted.token}).is_accepted);
   EXPECT_EQ(stub_.connected, 1);
 }
 
-TEST_F(HostilePeer, CannotJoinWithTheTokenOfAnotherProcess) {
+TEST_F(HostilePeer, CannotJoinWithTokenOfAnotherProcess) {
   RawClient main("port");
-  const auto accepted = main.Greet(platform::rpc::Hello{});
+  const auto accepted = main.SendHello(platform::rpc::Hello{});
   ASSERT_TRUE(accepted.is_accepted);
   int ends[2];
   ASSERT_EQ(pipe2(ends, O_CLOEXEC | O_NONBLOCK), 0);
   const pid_t thief = fork();
   if (thief == 0) {
-    const auto answer = RawClient("port").GreetOtherProcess({true, accepted.token});
+    const auto answer = RawClient("port").SendHelloToOtherProcess({true, accepted.token});
     const ssize_t told = write(ends[1], answer.is_accepted ? "y" : "n", 1);
     _exit(told == 1 ? 0 : 1);
   }
@@ -165,16 +165,16 @@ TEST_F(HostilePeer, CannotJoinWithTheTokenOfAnotherProcess) {
   close(ends[1]);
 }
 
-TEST_F(HostilePeer, LosesItsConnectionByAParcelBeforeItHasJoined) {
+TEST_F(HostilePeer, IsDisconnectedAfterParcelBeforeHandshake) {
   RawClient main("port");
-  ASSERT_TRUE(main.Greet(platform::rpc::Hello{}).is_accepted);
+  ASSERT_TRUE(main.SendHello(platform::rpc::Hello{}).is_accepted);
   main.SendBytes(ParcelFrame("too early"));
   EXPECT_TRUE(main.IsClosed());
   EXPECT_TRUE(stub_.received.empty());
 }
 
-TEST_F(HostilePeer, CannotMakeTheLoopSpinByTakingEveryDescriptor) {
-  // Somebody is accepted before: a sanitizer's checks need descriptors the first time they run.
+TEST_F(HostilePeer, CannotMakeLoopSpinByExhaustingDescriptors) {
+  // Accept a connection first: the sanitizers open descriptors with their first check.
   const RawClient welcome("port");
   RunLoopDry();
   RawClient client("port");
@@ -185,7 +185,7 @@ TEST_F(HostilePeer, CannotMakeTheLoopSpinByTakingEveryDescriptor) {
     close(next);
     const rlimit none = {static_cast<rlim_t>(next), before.rlim_max};
     EXPECT_EQ(setrlimit(RLIMIT_NOFILE, &none), 0);
-    // Nothing but its trying wakes the loop, which rests in between.
+    // Only retries of accept() wake the loop.
     int turns = 0;
     const double begin = ecore_time_get();
     EXPECT_TRUE(RunLoopUntil([&] { return ++turns == 6; }));
@@ -196,10 +196,10 @@ TEST_F(HostilePeer, CannotMakeTheLoopSpinByTakingEveryDescriptor) {
   const size_t told = log.find(line);
   ASSERT_NE(told, std::string::npos) << log;
   EXPECT_EQ(log.find(line, told + 1), std::string::npos) << log;
-  EXPECT_TRUE(client.Greet(platform::rpc::Hello{}).is_accepted);
+  EXPECT_TRUE(client.SendHello(platform::rpc::Hello{}).is_accepted);
 }
 
-TEST(HostileStub, IsGivenUpWhenItBreaksTheProtocol) {
+TEST(HostileStub, IsDisconnectedAfterProtocolError) {
   const TestRoot root;
   TestStub stub("port");
   ASSERT_EQ(stub.Listen(), RPC_PORT_ERROR_NONE);
@@ -217,7 +217,7 @@ TEST(HostileStub, IsGivenUpWhenItBreaksTheProtocol) {
   EXPECT_EQ(proxy.connected, 0);
 }
 
-TEST(HostileStub, IsGivenUpWhenItNeverAnswers) {
+TEST(HostileStub, IsDisconnectedAfterTimeout) {
   const TestRoot root;
   TestStub stub("port");
   ASSERT_EQ(stub.Listen(), RPC_PORT_ERROR_NONE);

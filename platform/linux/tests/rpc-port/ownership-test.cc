@@ -1,7 +1,7 @@
 // Copyright 2026 The qor-handler-manager authors
 // SPDX-License-Identifier: Apache-2.0
 
-// Who owns a port, and what is no port.
+// Ownership of ports, and invalid ports.
 
 #include <Ecore.h>
 #include <gtest/gtest.h>
@@ -22,7 +22,7 @@ constexpr char kPeerId[] = "host.platform_rpc_peer";
 
 }  // namespace
 
-TEST(Ownership, RefusesASecondOwnerInTheSameProcess) {
+TEST(Ownership, RejectsSecondOwnerInSameProcess) {
   const TestRoot root;
   TestStub first("port");
   TestStub second("port");
@@ -36,7 +36,7 @@ TEST(Ownership, RefusesASecondOwnerInTheSameProcess) {
   EXPECT_EQ(other.Listen(), RPC_PORT_ERROR_NONE);
 }
 
-TEST(Ownership, RefusesASecondOwnerInAnotherProcess) {
+TEST(Ownership, RejectsSecondOwnerInAnotherProcess) {
   const TestRoot root;
   PeerProcess first;
   PeerProcess second;
@@ -46,7 +46,7 @@ TEST(Ownership, RefusesASecondOwnerInAnotherProcess) {
   EXPECT_EQ(proxy.ConnectSync(kPeerId, "port"), RPC_PORT_ERROR_NONE);
 }
 
-TEST(Ownership, ReplacesTheSocketOfADeadProcess) {
+TEST(Ownership, ReplacesStaleSocket) {
   const TestRoot root;
   const std::string socket = root.path() + "/run/ports/" + kPeerId + "/port";
   PeerProcess first;
@@ -60,7 +60,7 @@ TEST(Ownership, ReplacesTheSocketOfADeadProcess) {
   EXPECT_EQ(proxy.ConnectSync(kPeerId, "port"), RPC_PORT_ERROR_NONE);
 }
 
-TEST(Ownership, IsGivenUpWithTheStub) {
+TEST(Ownership, IsReleasedWithStub) {
   const TestRoot root;
   const std::string socket = root.path() + "/run/ports/" + OwnAppId() + "/port";
   TestStub first("port");
@@ -72,7 +72,7 @@ TEST(Ownership, IsGivenUpWithTheStub) {
   EXPECT_EQ(second.Listen(), RPC_PORT_ERROR_NONE);
 }
 
-TEST(Ownership, FailsUnderARootThatCannotBeWritten) {
+TEST(Ownership, FailsBelowReadOnlyRoot) {
   const TestRoot root;
   setenv("QOR_PLATFORM_ROOT", "/proc/no-root", 1);
   TestStub stub("port");
@@ -83,7 +83,7 @@ TEST(Ownership, FailsUnderARootThatCannotBeWritten) {
   EXPECT_NE(log.find("/proc/no-root"), std::string::npos) << log;
 }
 
-TEST(Ownership, TakesOnlyNamesThatAreFileNames) {
+TEST(Ownership, RejectsInvalidPortNames) {
   const TestRoot root;
   rpc_port_stub_h stub = nullptr;
   TestProxy proxy;
@@ -94,7 +94,7 @@ TEST(Ownership, TakesOnlyNamesThatAreFileNames) {
   }
 }
 
-TEST(StubAlone, OutlivesTheEcoreOfItsProgram) {
+TEST(StubAlone, KeepsEcoreInitialized) {
   const TestRoot root;
   ecore_init();
   TestStub stub("port");
@@ -104,7 +104,7 @@ TEST(StubAlone, OutlivesTheEcoreOfItsProgram) {
   EXPECT_EQ(TestStub("port").Listen(), RPC_PORT_ERROR_NONE);
 }
 
-TEST(Handles, AreRefusedWhenMissingStaleOrForeign) {
+TEST(Handles, AreRejectedWhenNullStaleOrInvalid) {
   const TestRoot root;
   TestStub stub("port");
   TestProxy proxy;

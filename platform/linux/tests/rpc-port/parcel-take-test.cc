@@ -1,7 +1,7 @@
 // Copyright 2026 The qor-handler-manager authors
 // SPDX-License-Identifier: Apache-2.0
 
-// Parcels that are made of what a reader received.
+// Parcels taken from a frame reader.
 
 #include <gtest/gtest.h>
 
@@ -23,7 +23,7 @@ using platform::test::Put;
 
 namespace {
 
-// Of both, the one that is copied and the one that is taken with its buffer.
+// A size that is copied, and a size that is taken with its buffer.
 constexpr size_t kSizes[] = {10, 100000};
 
 std::vector<uint8_t> Copy(ByteView bytes) { return {bytes.data, bytes.data + bytes.size}; }
@@ -45,7 +45,7 @@ std::string Value(Parcel* parcel) {
 
 }  // namespace
 
-TEST(ParcelTake, IsThatWhichWasSent) {
+TEST(ParcelTake, EqualsSentParcel) {
   for (const size_t size : kSizes) {
     FrameReader reader(kMaxFrame);
     const auto sent = FrameWith(size);
@@ -63,7 +63,7 @@ TEST(ParcelTake, IsThatWhichWasSent) {
   }
 }
 
-TEST(ParcelTake, LeavesTheReaderWhatFollows) {
+TEST(ParcelTake, LeavesFollowingBytesToReader) {
   for (const size_t size : kSizes) {
     FrameReader reader(kMaxFrame);
     auto sent = FrameWith(size);
@@ -78,7 +78,7 @@ TEST(ParcelTake, LeavesTheReaderWhatFollows) {
   }
 }
 
-TEST(ParcelTake, CanBeWrittenToAndGivenALongerTag) {
+TEST(ParcelTake, SupportsWritesAndLongerTag) {
   for (const size_t size : kSizes) {
     FrameReader reader(kMaxFrame);
     Put(FrameWith(size), &reader);
@@ -86,7 +86,7 @@ TEST(ParcelTake, CanBeWrittenToAndGivenALongerTag) {
     ASSERT_NE(parcel, nullptr);
     EXPECT_EQ(Value(parcel.get()).size(), size);
     parcel->header().tag = std::string(Parcel::kMaxTag, 't');
-    // More than any buffer of the frame holds besides it.
+    // More than the free space of any buffer.
     const std::string more(60000, 'm');
     ASSERT_TRUE(parcel->WriteSized(more.data(), more.size()));
     const auto again = Parcel::FromBytes(parcel->Bytes());
@@ -94,12 +94,12 @@ TEST(ParcelTake, CanBeWrittenToAndGivenALongerTag) {
     EXPECT_EQ(again->header().tag, std::string(Parcel::kMaxTag, 't'));
     EXPECT_EQ(Value(again.get()), std::string(size, 'v'));
     EXPECT_EQ(Value(again.get()), more);
-    // What was read stays read.
+    // The read position is kept.
     EXPECT_EQ(Value(parcel.get()), more);
   }
 }
 
-TEST(ParcelTake, LeavesAMalformedFrameWhereItIs) {
+TEST(ParcelTake, KeepsMalformedFrameInReader) {
   for (const size_t size : kSizes) {
     FrameReader reader(kMaxFrame);
     Put(FrameOf(static_cast<uint32_t>(size), 0xff), &reader);

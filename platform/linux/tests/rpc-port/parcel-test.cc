@@ -56,7 +56,7 @@ std::string Tag(const Owned& parcel) {
 
 }  // namespace
 
-TEST(Parcel, ReadsBackEveryTypeInOrderAfterTheWire) {
+TEST(Parcel, ReadsAllTypesInOrderAfterEncoding) {
   const Owned out = NewParcel();
   rpc_port_parcel_write_byte(out.get(), -7);
   rpc_port_parcel_write_int16(out.get(), -300);
@@ -101,7 +101,7 @@ TEST(Parcel, ReadsBackEveryTypeInOrderAfterTheWire) {
   EXPECT_EQ(std::memcmp(raw, "raw", 3), 0);
 }
 
-TEST(Parcel, CarriesBundles) {
+TEST(Parcel, RoundTripsBundles) {
   const Owned out = NewParcel();
   bundle* b = bundle_create();
   bundle_add_str(b, "key", "value");
@@ -115,7 +115,7 @@ TEST(Parcel, CarriesBundles) {
   bundle_free(b);
 }
 
-TEST(Parcel, CarriesItsHeader) {
+TEST(Parcel, RoundTripsHeader) {
   const Owned out = NewParcel();
   rpc_port_parcel_header_h header = nullptr;
   ASSERT_EQ(rpc_port_parcel_get_header(out.get(), &header), RPC_PORT_ERROR_NONE);
@@ -137,7 +137,7 @@ TEST(Parcel, CarriesItsHeader) {
   EXPECT_GT(sent.tv_sec + sent.tv_nsec, 0);
 }
 
-TEST(Parcel, CarriesALongTagThatIsSetAfterTheValues) {
+TEST(Parcel, RoundTripsLongTagSetAfterValues) {
   const Owned out = NewParcel();
   rpc_port_parcel_write_string(out.get(), "value");
   rpc_port_parcel_write_int32(out.get(), 7);
@@ -157,7 +157,7 @@ TEST(Parcel, CarriesALongTagThatIsSetAfterTheValues) {
             RPC_PORT_ERROR_INVALID_PARAMETER);
 }
 
-TEST(Parcel, RefusesReadsPastTheEndAndWritesNothing) {
+TEST(Parcel, RejectsReadsPastEndAndKeepsOutputs) {
   const Owned parcel = NewParcel();
   rpc_port_parcel_write_int16(parcel.get(), 5);
   int wide = 11;
@@ -183,7 +183,7 @@ TEST(Parcel, RefusesReadsPastTheEndAndWritesNothing) {
   EXPECT_TRUE(truth);
 }
 
-TEST(Parcel, RefusesForeignSizesAndTextsThatAreNone) {
+TEST(Parcel, RejectsInvalidSizesAndStrings) {
   const Owned parcel = NewParcel();
   rpc_port_parcel_write_int32(parcel.get(), -1);
   rpc_port_parcel_burst_write(parcel.get(), reinterpret_cast<const unsigned char*>("abc"), 3);
@@ -202,7 +202,7 @@ TEST(Parcel, RefusesForeignSizesAndTextsThatAreNone) {
   EXPECT_EQ(count, 9);
 }
 
-TEST(Parcel, RefusesEveryTruncationOfItsHeader) {
+TEST(Parcel, RejectsTruncatedHeader) {
   const Owned parcel = NewParcel();
   rpc_port_parcel_header_h header = nullptr;
   rpc_port_parcel_get_header(parcel.get(), &header);
@@ -214,7 +214,7 @@ TEST(Parcel, RefusesEveryTruncationOfItsHeader) {
   EXPECT_NE(FromRaw(raw), nullptr);
 }
 
-TEST(Parcel, RefusesToGrowBeyondAFrame) {
+TEST(Parcel, RejectsValuesBeyondFrameLimit) {
   const Owned parcel = NewParcel();
   const std::vector<unsigned char> megabyte(1024 * 1024);
   int result = RPC_PORT_ERROR_NONE;
@@ -228,7 +228,7 @@ TEST(Parcel, RefusesToGrowBeyondAFrame) {
   EXPECT_EQ(written, 3);
 }
 
-TEST(Parcel, RefusesMissingArguments) {
+TEST(Parcel, RejectsNullArguments) {
   const Owned parcel = NewParcel();
   EXPECT_EQ(rpc_port_parcel_create(nullptr), RPC_PORT_ERROR_INVALID_PARAMETER);
   EXPECT_EQ(rpc_port_parcel_destroy(nullptr), RPC_PORT_ERROR_INVALID_PARAMETER);

@@ -24,7 +24,7 @@ using platform::test::StartEcore;
 
 namespace {
 
-// Takes every complete frame that comes.
+// Records all complete frames.
 class Collector final : public PortObserver {
  public:
   void OnReadable(Port* port) override {
@@ -70,7 +70,7 @@ class PortTest : public testing::Test {
 
 }  // namespace
 
-TEST_F(PortTest, NeverBlocksTheLoopOnAPartialFrame) {
+TEST_F(PortTest, DoesNotBlockLoopOnPartialFrame) {
   port_->Watch(collector_);
   const auto frame = FrameOf(3, 'x');
   for (const uint8_t byte : frame) {
@@ -81,7 +81,7 @@ TEST_F(PortTest, NeverBlocksTheLoopOnAPartialFrame) {
   EXPECT_EQ(collector_->sizes, (std::vector<size_t>{3}));
 }
 
-TEST_F(PortTest, ServesABurstWithinOneWakeUp) {
+TEST_F(PortTest, HandlesBurstInOneIteration) {
   port_->Watch(collector_);
   std::vector<uint8_t> burst;
   for (uint32_t size = 1; size <= 50; ++size) {
@@ -93,7 +93,7 @@ TEST_F(PortTest, ServesABurstWithinOneWakeUp) {
   EXPECT_EQ(collector_->sizes.size(), 50u);
 }
 
-TEST_F(PortTest, ServesWhatComesWhileItServesButNotForever) {
+TEST_F(PortTest, HandlesFramesArrivingMeanwhileUpToLimit) {
   PeerSends(FrameOf(1, 'x'));
   int served = 0;
   const auto serve = [&] {
@@ -106,7 +106,7 @@ TEST_F(PortTest, ServesWhatComesWhileItServesButNotForever) {
   EXPECT_EQ(served, 64);
 }
 
-TEST_F(PortTest, StopsServingWhenItIsTold) {
+TEST_F(PortTest, StopsWhenHandlerReturnsFalse) {
   PeerSends(FrameOf(1, 'x'));
   PeerSends(FrameOf(1, 'x'));
   int served = 0;
@@ -115,7 +115,7 @@ TEST_F(PortTest, StopsServingWhenItIsTold) {
   EXPECT_EQ(served, 1);
 }
 
-TEST_F(PortTest, ServesWhatAPeerSentBeforeItsEnd) {
+TEST_F(PortTest, HandlesFramesSentBeforeDisconnection) {
   PeerSends(FrameOf(1, 'x'));
   peer_.Reset();
   int served = 0;
@@ -128,7 +128,7 @@ TEST_F(PortTest, ServesWhatAPeerSentBeforeItsEnd) {
   EXPECT_EQ(served, 1);
 }
 
-TEST_F(PortTest, ServesWhatComesBeforeAFrameOfImpossibleLength) {
+TEST_F(PortTest, HandlesFramesBeforeInvalidLength) {
   auto bytes = FrameOf(1, 'x');
   bytes.insert(bytes.end(), 4, 0);
   PeerSends(bytes);
@@ -143,7 +143,7 @@ TEST_F(PortTest, ServesWhatComesBeforeAFrameOfImpossibleLength) {
   EXPECT_TRUE(port_->IsShutDown());
 }
 
-TEST_F(PortTest, TellsOnceOfAPeerThatDiesInsideAFrame) {
+TEST_F(PortTest, ReportsDisconnectionInsideFrameOnce) {
   port_->Watch(collector_);
   PeerSends({9, 0, 0, 0, 'x'});
   peer_.Reset();
@@ -153,7 +153,7 @@ TEST_F(PortTest, TellsOnceOfAPeerThatDiesInsideAFrame) {
   EXPECT_TRUE(collector_->sizes.empty());
 }
 
-TEST_F(PortTest, TellsTheLoopWhenItIsShutDownByItsOwnSide) {
+TEST_F(PortTest, ReportsShutdownByOwnSide) {
   port_->Watch(collector_);
   partner_->Open(port_);
   partner_->Shutdown();
@@ -161,7 +161,7 @@ TEST_F(PortTest, TellsTheLoopWhenItIsShutDownByItsOwnSide) {
   EXPECT_TRUE(RunLoopUntil([&] { return collector_->ends == 1; }));
 }
 
-TEST_F(PortTest, WaitsForAFrameThatComesInPieces) {
+TEST_F(PortTest, WaitsForFrameInPieces) {
   const auto frame = FrameOf(100000, 'x');
   std::thread peer([&] {
     for (size_t done = 0; done < frame.size(); done += 50002) {
@@ -174,7 +174,7 @@ TEST_F(PortTest, WaitsForAFrameThatComesInPieces) {
   peer.join();
 }
 
-TEST_F(PortTest, LeavesTheNextFrameOfAWatchedSocketToTheLoop) {
+TEST_F(PortTest, LeavesNextFrameOfWatchedSocketToLoop) {
   port_->Watch(collector_);
   PeerSends(FrameOf(5, 'a'));
   PeerSends(FrameOf(6, 'b'));
@@ -185,19 +185,19 @@ TEST_F(PortTest, LeavesTheNextFrameOfAWatchedSocketToTheLoop) {
   EXPECT_EQ(collector_->sizes, (std::vector<size_t>{6}));
 }
 
-TEST_F(PortTest, FailsToWaitForAPeerThatIsGone) {
+TEST_F(PortTest, FailsToWaitForDisconnectedPeer) {
   peer_.Reset();
   port_->EnableBlockingReceive();
   EXPECT_FALSE(port_->WaitForFrame());
 }
 
-TEST_F(PortTest, FailsToWaitForAFrameOfImpossibleLength) {
+TEST_F(PortTest, FailsToWaitForFrameOfInvalidLength) {
   PeerSends({0, 0, 0, 0});
   EXPECT_FALSE(port_->WaitForFrame());
   EXPECT_TRUE(port_->IsShutDown());
 }
 
-TEST_F(PortTest, GoesOnSendingWhileItWaitsForTheAnswer) {
+TEST_F(PortTest, FlushesQueueWhileWaiting) {
   const auto request = FrameOf(2 * 1024 * 1024, 'q');
   ASSERT_TRUE(Send(request));
   std::thread peer([&] {
@@ -214,7 +214,7 @@ TEST_F(PortTest, GoesOnSendingWhileItWaitsForTheAnswer) {
   peer.join();
 }
 
-TEST_F(PortTest, SendsWhatWaitsFromTheLoop) {
+TEST_F(PortTest, FlushesQueueFromLoop) {
   const auto frame = FrameOf(3 * 1024 * 1024, 'x');
   ASSERT_TRUE(Send(frame));
   ASSERT_TRUE(Send(FrameOf(1, 'y')));
@@ -230,7 +230,7 @@ TEST_F(PortTest, SendsWhatWaitsFromTheLoop) {
   EXPECT_EQ(received.back(), 'y');
 }
 
-TEST_F(PortTest, LeavesTheRestOfALongBurstToTheLoopsNextTurn) {
+TEST_F(PortTest, LeavesRestOfLongBurstToNextIteration) {
   class Server final : public PortObserver {
    public:
     void OnReadable(Port* port) override {
@@ -260,7 +260,7 @@ TEST_F(PortTest, LeavesTheRestOfALongBurstToTheLoopsNextTurn) {
   EXPECT_EQ(server->turns, (std::vector<int>{64, 64, 22}));
 }
 
-TEST_F(PortTest, ServesNothingAnyMoreOnceItWasShutDownAmidABurst) {
+TEST_F(PortTest, StopsWhenShutDownDuringBurst) {
   PeerSends(FrameOf(1, 'x'));
   PeerSends(FrameOf(1, 'x'));
   int served = 0;

@@ -23,21 +23,21 @@ void RawClient::SendBytes(const std::vector<uint8_t>& bytes) {
             static_cast<ssize_t>(bytes.size()));
 }
 
-rpc::HandshakeReply RawClient::Greet(const rpc::Hello& hello) {
+rpc::HandshakeReply RawClient::SendHello(const rpc::Hello& hello) {
   SendBytes(rpc::EncodeHello(hello));
   uint8_t byte;
   EXPECT_TRUE(RunLoopUntil([&] { return recv(fd_.Get(), &byte, 1, MSG_PEEK) >= 0; }));
-  return ReceiveAnswer();
+  return ReceiveReply();
 }
 
-rpc::HandshakeReply RawClient::GreetOtherProcess(const rpc::Hello& hello) {
+rpc::HandshakeReply RawClient::SendHelloToOtherProcess(const rpc::Hello& hello) {
   SendBytes(rpc::EncodeHello(hello));
   pollfd ready = {fd_.Get(), POLLIN, 0};
   poll(&ready, 1, -1);
-  return ReceiveAnswer();
+  return ReceiveReply();
 }
 
-rpc::HandshakeReply RawClient::ReceiveAnswer() {
+rpc::HandshakeReply RawClient::ReceiveReply() {
   uint8_t bytes[1024];
   const ssize_t size = recv(fd_.Get(), bytes, sizeof(bytes), 0);
   if (size <= 4) return {};
@@ -53,9 +53,9 @@ bool RawClient::IsClosed() {
 }
 
 JoinedClient::JoinedClient(const std::string& port_name) : main(port_name), callback(port_name) {
-  const rpc::HandshakeReply answer = main.Greet(rpc::Hello{});
+  const rpc::HandshakeReply answer = main.SendHello(rpc::Hello{});
   EXPECT_TRUE(answer.is_accepted);
-  EXPECT_TRUE(callback.Greet({true, answer.token}).is_accepted);
+  EXPECT_TRUE(callback.SendHello({true, answer.token}).is_accepted);
 }
 
 }  // namespace platform::test

@@ -13,22 +13,22 @@
 
 namespace platform::test {
 
-// A connection to a port of this process that follows the protocol only as far as a test wants.
+// A connection to a port of this process, which a test can make violate the protocol.
 class RawClient {
  public:
   explicit RawClient(const std::string& port_name);
 
   void SendBytes(const std::vector<uint8_t>& bytes);
-  // What the stub answers to a greeting, running the loop until it is there.
-  rpc::HandshakeReply Greet(const rpc::Hello& hello);
-  // The same in a process whose stub is served by another one.
-  rpc::HandshakeReply GreetOtherProcess(const rpc::Hello& hello);
-  // Runs the loop until the stub has closed the connection.
+  // Sends a hello and returns the reply of the stub, running the main loop until it arrives.
+  rpc::HandshakeReply SendHello(const rpc::Hello& hello);
+  // Like SendHello(), for a stub of another process: does not run the main loop.
+  rpc::HandshakeReply SendHelloToOtherProcess(const rpc::Hello& hello);
+  // Runs the main loop until the stub has closed the connection. False after a timeout.
   bool IsClosed();
   void Close() { fd_.Reset(); }
 
  private:
-  rpc::HandshakeReply ReceiveAnswer();
+  rpc::HandshakeReply ReceiveReply();
 
   UniqueFd fd_;
 };

@@ -1,7 +1,7 @@
 // Copyright 2026 The qor-handler-manager authors
 // SPDX-License-Identifier: Apache-2.0
 
-// Every function inside every callback. Stub and proxy live in this process and share its loop.
+// Calls functions inside callbacks. Stub and proxy are in this process and share its main loop.
 
 #include <gtest/gtest.h>
 
@@ -79,7 +79,7 @@ TEST_F(Reentrancy, StubDisconnectsInsideReceived) {
   EXPECT_EQ(proxy_.disconnected, 1);
 }
 
-TEST_F(Reentrancy, StubEndsTheConnectionWhoseHandlerFailsAndNoOther) {
+TEST_F(Reentrancy, StubClosesOnlyConnectionOfFailedCallback) {
   Connect();
   TestProxy other;
   ASSERT_EQ(other.Connect(OwnAppId(), "port"), RPC_PORT_ERROR_NONE);
@@ -109,7 +109,7 @@ TEST_F(Reentrancy, StubListensAgainInsideDisconnected) {
   EXPECT_TRUE(RunLoopUntil([&] { return again.connected == 1; }));
 }
 
-TEST_F(Reentrancy, StubSendsInsideConnectedAndTheProxyGetsItAfterItsOwn) {
+TEST_F(Reentrancy, ProxyConnectsBeforeReceivingFrameSentInsideConnected) {
   int connected_before = -1;
   stub_.on_connected = [&] { Send(stub_.Port(RPC_PORT_PORT_CALLBACK), {"", "welcome"}); };
   proxy_.on_received = [&] { connected_before = proxy_.connected; };
@@ -161,7 +161,7 @@ TEST_F(Reentrancy, ProxyConnectsAgainInsideDisconnected) {
   EXPECT_EQ(proxy_.disconnected, 1);
 }
 
-TEST_F(Reentrancy, AFrameThatNobodyTakesIsNotOfferedAgain) {
+TEST_F(Reentrancy, UnreadFrameIsDropped) {
   int offers = 0;
   rpc_port_stub_h stub = nullptr;
   ASSERT_EQ(rpc_port_stub_create(&stub, "lazy"), RPC_PORT_ERROR_NONE);

@@ -1,8 +1,8 @@
 // Copyright 2026 The qor-handler-manager authors
 // SPDX-License-Identifier: Apache-2.0
 
-// The other process of the rpc-port tests. Reads commands from standard input and tells results and
-// events on standard output, a line each.
+// The peer process of the rpc-port tests. Reads commands from standard input and writes results and
+// events to standard output, one per line.
 
 #include <Ecore.h>
 #include <rpc-port-parcel.h>
@@ -51,8 +51,8 @@ bool TakeText(rpc_port_h port, std::string* verb, std::string* text) {
   return true;
 }
 
-// What the stub is asked to do.
-int ReceiveResult(const char*, const char* instance, rpc_port_h port, void*) {
+// Handles the request of a proxy.
+int OnReceived(const char*, const char* instance, rpc_port_h port, void*) {
   std::string verb;
   std::string text;
   if (!TakeText(port, &verb, &text)) return -1;
@@ -89,7 +89,7 @@ void Listen(std::istringstream* words) {
   while (*words >> privilege) rpc_port_stub_add_privilege(stub, privilege.c_str());
   rpc_port_stub_add_connected_event_cb(stub, StubConnected, nullptr);
   rpc_port_stub_add_disconnected_event_cb(stub, StubDisconnected, nullptr);
-  rpc_port_stub_add_received_event_cb(stub, ReceiveResult, nullptr);
+  rpc_port_stub_add_received_event_cb(stub, OnReceived, nullptr);
   Tell("listen " + std::to_string(rpc_port_stub_listen(stub)));
 }
 
@@ -142,7 +142,7 @@ void Obey(const std::string& line) {
   if (command == "send") Call(&words, false);
 }
 
-// Commands come one at a time, each in one write.
+// The test writes one command at a time, with one write() each.
 Eina_Bool ReadCommands(void*, Ecore_Fd_Handler*) {
   char some[4096];
   const ssize_t count = read(STDIN_FILENO, some, sizeof(some));

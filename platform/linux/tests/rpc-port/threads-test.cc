@@ -1,7 +1,7 @@
 // Copyright 2026 The qor-handler-manager authors
 // SPDX-License-Identifier: Apache-2.0
 
-// Sending from other threads than the main loop's.
+// Use of ports from threads other than the main loop's.
 
 #include <gtest/gtest.h>
 
@@ -33,7 +33,7 @@ class Threads : public testing::Test {
 
 }  // namespace
 
-TEST_F(Threads, MaySendWhileTheLoopRuns) {
+TEST_F(Threads, CanSendWhileLoopRuns) {
   constexpr int kThreads = 3;
   constexpr int kMessages = 100;
   const rpc_port_h port = stub_.Port(RPC_PORT_PORT_CALLBACK);
@@ -50,7 +50,7 @@ TEST_F(Threads, MaySendWhileTheLoopRuns) {
   for (std::thread& thread : threads) thread.join();
 }
 
-TEST_F(Threads, MaySendWhileTheConnectionEnds) {
+TEST_F(Threads, CanSendDuringDisconnection) {
   const rpc_port_h port = stub_.Port(RPC_PORT_PORT_CALLBACK);
   std::atomic<bool> failed{false};
   std::thread sender([&] {
@@ -65,13 +65,13 @@ TEST_F(Threads, MaySendWhileTheConnectionEnds) {
   EXPECT_TRUE(failed);
 }
 
-TEST_F(Threads, MayDisconnect) {
+TEST_F(Threads, CanDisconnect) {
   const rpc_port_h port = stub_.Port(RPC_PORT_PORT_CALLBACK);
   std::thread([port] { EXPECT_EQ(rpc_port_disconnect(port), RPC_PORT_ERROR_NONE); }).join();
   EXPECT_TRUE(RunLoopUntil([&] { return stub_.disconnected == 1 && proxy_.disconnected == 1; }));
 }
 
-TEST_F(Threads, MayWaitForAReply) {
+TEST_F(Threads, CanWaitForReply) {
   stub_.on_received = [](rpc_port_h port, const Message& message) {
     return Send(port, {"", message.text});
   };

@@ -10,8 +10,8 @@ namespace {
 
 constexpr double kLimitSeconds = 30.0;
 
-// Asked each time the loop is about to sleep: by then everything that happened has been told.
-Eina_Bool QuitIfSo(void* data) {
+// Called when the loop is about to sleep, after all pending events were handled.
+Eina_Bool QuitIf(void* data) {
   if ((*static_cast<const std::function<bool()>*>(data))()) ecore_main_loop_quit();
   return ECORE_CALLBACK_RENEW;
 }
@@ -29,20 +29,20 @@ void StartEcore() {
   static_cast<void>(count);
 }
 
-bool RunLoopUntil(const std::function<bool()>& is_so) {
+bool RunLoopUntil(const std::function<bool()>& condition) {
   bool is_late = false;
   StartEcore();
-  Ecore_Idle_Enterer* asks = ecore_idle_enterer_add(&QuitIfSo, &is_so);
+  Ecore_Idle_Enterer* enterer = ecore_idle_enterer_add(&QuitIf, &condition);
   Ecore_Timer* limit = ecore_timer_add(kLimitSeconds, &GiveUp, &is_late);
   ecore_main_loop_begin();
   ecore_timer_del(limit);
-  ecore_idle_enterer_del(asks);
+  ecore_idle_enterer_del(enterer);
   return !is_late;
 }
 
 void RunLoopDry() {
   int passes = 0;
-  // A timer that is due at once starts another pass, after the descriptors were looked at.
+  // An expired timer starts another iteration after the descriptors were polled.
   const auto again = [](void*) { return ECORE_CALLBACK_RENEW; };
   StartEcore();
   Ecore_Timer* timer = ecore_timer_add(0.0, again, nullptr);

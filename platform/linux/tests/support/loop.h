@@ -8,13 +8,13 @@
 
 namespace platform::test {
 
-// Starts Ecore for the life of the process: each restart would leak what Ecore keeps.
+// Initializes Ecore until the process exits: each restart would leak memory of Ecore.
 void StartEcore();
 
-// Runs the main loop until something is so. False when it is not within half a minute.
-bool RunLoopUntil(const std::function<bool()>& is_so);
+// Runs the main loop until the condition holds. False after 30 seconds.
+bool RunLoopUntil(const std::function<bool()>& condition);
 
-// Runs the main loop until everything that is there already has been served.
+// Runs the main loop until all pending events are handled.
 void RunLoopDry();
 
 }  // namespace platform::test

@@ -12,7 +12,7 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
-// The header of glibc 2.36 forgets to say so.
+// Missing in the header of glibc 2.36.
 extern "C" {
 #include <sys/pidfd.h>
 }

@@ -12,7 +12,7 @@
 
 namespace platform::test {
 
-// The peer in a process of its own: takes commands and tells what happens, a line each.
+// The peer process: accepts commands and reports events, one per line.
 class PeerProcess {
  public:
   explicit PeerProcess(const std::string& executable = PEER_EXECUTABLE);
@@ -21,15 +21,15 @@ class PeerProcess {
   ~PeerProcess();
 
   void Tell(const std::string& command);
-  // The next line that it told, running the main loop until there is one. Empty at its end.
+  // Returns the next line, running the main loop until it arrives. Empty at the end of the output.
   std::string NextLine();
-  // The same without running the main loop.
+  // Like NextLine(), but blocks without running the main loop.
   std::string NextLineWithoutLoop();
-  // Tell() and NextLine().
+  // Sends a command and returns the next line.
   std::string Ask(const std::string& command);
 
   void Signal(int signal) const;
-  // SIGKILL, and waits until the process is gone.
+  // Sends SIGKILL and waits until the process has exited.
   void Kill();
 
  private:

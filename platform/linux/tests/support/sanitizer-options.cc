@@ -1,7 +1,7 @@
 // Copyright 2026 The qor-handler-manager authors
 // SPDX-License-Identifier: Apache-2.0
 
-// What the sanitizers are to overlook: faults of Ecore that nobody here can help.
+// Suppressions of the sanitizers for errors in Ecore.
 
 extern "C" {
 

@@ -24,14 +24,14 @@ inline std::pair<UniqueFd, UniqueFd> SocketPair() {
   return {UniqueFd(ends[0]), UniqueFd(ends[1])};
 }
 
-// A frame of `size` bytes of one value.
+// Returns a frame of `size` equal bytes.
 inline std::vector<uint8_t> FrameOf(uint32_t size, uint8_t value) {
   std::vector<uint8_t> frame(sizeof(size) + size, value);
   std::memcpy(frame.data(), &size, sizeof(size));
   return frame;
 }
 
-// What a reader has received then.
+// Puts bytes into a reader, as if they were received.
 inline void Put(const std::vector<uint8_t>& bytes, rpc::FrameReader* reader) {
   for (size_t done = 0; done < bytes.size();) {
     const auto room = reader->PrepareWrite();

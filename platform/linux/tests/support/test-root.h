@@ -12,10 +12,10 @@ namespace platform::test {
 // The id under which this test process owns ports.
 std::string OwnAppId();
 
-// A platform root of a test's own, empty at first, for this process and those it starts.
+// A temporary, empty platform root for this process and its children.
 class TestRoot {
  public:
-  // `depth` more folders make its path longer.
+  // Makes the path longer by `depth` folders.
   explicit TestRoot(int depth = 0);
   TestRoot(const TestRoot&) = delete;
   TestRoot& operator=(const TestRoot&) = delete;
