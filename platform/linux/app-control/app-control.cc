@@ -13,8 +13,11 @@
 #include "platform/linux/app-control/launcher.h"
 #include "platform/linux/app-control/received-request.h"
 #include "platform/linux/common/c-boundary.h"
+#include "platform/linux/common/copy-text.h"
 
 namespace {
+
+using platform::CopyText;
 
 int CodeOf(const std::error_code& error) {
   if (error == std::errc::message_size) return APP_CONTROL_ERROR_INVALID_PARAMETER;
@@ -29,11 +32,6 @@ constexpr platform::CBoundary kBoundary("APPCTL", [](const std::exception& error
   const auto* failure = dynamic_cast<const std::system_error*>(&error);
   return failure != nullptr ? CodeOf(failure->code()) : APP_CONTROL_ERROR_IO_ERROR;
 });
-
-int CopyText(const std::string& text, char** out) {
-  *out = strdup(text.c_str());
-  return *out == nullptr ? APP_CONTROL_ERROR_OUT_OF_MEMORY : APP_CONTROL_ERROR_NONE;
-}
 
 bool IsEmpty(const char* text) { return text == nullptr || *text == '\0'; }
 

@@ -3,12 +3,12 @@
 
 #include <app_info.h>
 
-#include <cstring>
 #include <optional>
 #include <string>
 #include <vector>
 
 #include "platform/linux/app-manager/errors.h"
+#include "platform/linux/common/copy-text.h"
 #include "platform/linux/common/package-database.h"
 
 // A snapshot of an application at the time when the handle was created.
@@ -22,12 +22,8 @@ struct app_info_metadata_filter_s {
 
 namespace {
 
+using platform::CopyText;
 using platform::kAppManagerBoundary;
-
-int CopyText(const std::string& text, char** out) {
-  *out = strdup(text.c_str());
-  return *out == nullptr ? APP_MANAGER_ERROR_OUT_OF_MEMORY : APP_MANAGER_ERROR_NONE;
-}
 
 }  // namespace
 

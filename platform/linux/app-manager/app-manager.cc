@@ -4,9 +4,9 @@
 #include <app_manager.h>
 
 #include <algorithm>
-#include <cstring>
 
 #include "platform/linux/app-manager/errors.h"
+#include "platform/linux/common/copy-text.h"
 #include "platform/linux/common/package-database.h"
 #include "platform/linux/common/process-handle.h"
 
@@ -22,11 +22,10 @@ EXPORT_API int app_manager_get_app_id(pid_t pid, char** app_id) {
     const platform::ProcessHandle process(pid);
     const std::string executable = process.ExecutablePath().path;
     const auto found = platform::FindApplicationIdByExecutable(executable);
-    // The path alone proves nothing: in a mount namespace of its own a process can give any file any
-    // path. Executes() compares the file too.
+    // The path alone proves nothing: in a mount namespace of its own a process can give any file
+    // any path. Executes() compares the file too.
     if (!found || !process.Executes(executable)) return APP_MANAGER_ERROR_NO_SUCH_APP;
-    *app_id = strdup(found->c_str());
-    return *app_id == nullptr ? APP_MANAGER_ERROR_OUT_OF_MEMORY : APP_MANAGER_ERROR_NONE;
+    return platform::CopyText(*found, app_id);
   });
 }
 

@@ -4,10 +4,10 @@
 #include <app_common.h>
 #include <dlog.h>
 
-#include <cstring>
 #include <exception>
 #include <string>
 
+#include "platform/linux/common/copy-text.h"
 #include "platform/linux/common/package-database.h"
 #include "platform/linux/common/process-identity.h"
 #include "platform/linux/common/root-folder.h"
@@ -19,8 +19,8 @@ constexpr char kLogTag[] = "APPCOM";
 // Returns a copy of the path with a trailing slash, as the interface requires. Returns null and
 // sets the last result when out of memory.
 char* ReturnPath(const std::string& path) {
-  char* const copy = strdup((path + "/").c_str());
-  set_last_result(copy == nullptr ? APP_ERROR_OUT_OF_MEMORY : APP_ERROR_NONE);
+  char* copy = nullptr;
+  set_last_result(platform::CopyText(path + "/", &copy));
   return copy;
 }
 
@@ -35,8 +35,7 @@ EXPORT_API int app_get_id(char** id) {
   if (id == nullptr) return APP_ERROR_INVALID_PARAMETER;
   const platform::ProcessIdentity self = platform::IdentifyThisProcess();
   if (!self.is_installed_application) return APP_ERROR_INVALID_CONTEXT;
-  *id = strdup(self.app_id.c_str());
-  return *id == nullptr ? APP_ERROR_OUT_OF_MEMORY : APP_ERROR_NONE;
+  return platform::CopyText(self.app_id, id);
 }
 
 // Processes that are not installed have a data folder too, named after their host id.

@@ -27,8 +27,8 @@ void RequestServer::OnMessage(const std::vector<uint8_t>& bytes, const PeerCrede
                               const UniqueFd& connection) noexcept {
   try {
     const std::string caller = IdentifyProcess(sender.pid).app_id;
-    // Before the callback, which may run long or exit the process: the sender would otherwise repeat
-    // a request that has been received.
+    // Before the callback, which may run long or exit the process: the sender would otherwise
+    // repeat a request that has been received.
     if (!bytes.empty()) Acknowledge(connection.Get());
     app_control_h request = nullptr;
     if (bytes.empty() || platform_app_control_receive(bytes.data(), bytes.size(), caller.c_str(),

@@ -4,11 +4,11 @@
 #include <package_info.h>
 #include <package_manager.h>
 
-#include <cstring>
 #include <memory>
 #include <string>
 #include <utility>
 
+#include "platform/linux/common/copy-text.h"
 #include "platform/linux/common/package-database.h"
 #include "platform/linux/package-manager/errors.h"
 
@@ -19,12 +19,8 @@ struct package_info_s {
 
 namespace {
 
+using platform::CopyText;
 using platform::kPackageManagerBoundary;
-
-int CopyText(const std::string& text, char** out) {
-  *out = strdup(text.c_str());
-  return *out == nullptr ? PACKAGE_MANAGER_ERROR_OUT_OF_MEMORY : PACKAGE_MANAGER_ERROR_NONE;
-}
 
 }  // namespace
 
