@@ -21,7 +21,7 @@ class RequestTaker {
  public:
   virtual ~RequestTaker() = default;
 
-  // The handler fetches its commands: pending ones and those to come are sent through `cb`.
+  // The handler fetches its commands: pending ones and later ones are sent through `cb`.
   virtual void SetCommandReceivedCb(const HandlerId& sender, OnCommandReceivedUniqePtr cb) = 0;
   // The handler reports the result of a command. The return value is sent back.
   virtual bool SendResult(const HandlerId& sender, rpc_port::stub::Result result) = 0;

@@ -133,8 +133,7 @@ TEST_F(LogicTimerPositions, DoesNotRunOldTimersAfterRestart) {
     handler.Answer("b");
     fake::Advance(1);
     SendAll({"e"});
-    fake::Advance(
-        2);  // the timer of "c" has expired "e"; the timer of "e" remains at the third position
+    fake::Advance(2);  // the timer of "c" expires "e", whose own timer remains
     EXPECT_EQ(DueTimes(), std::vector<double>{4.0});
   }
   qor_handler_manager_shutdown();
@@ -152,8 +151,7 @@ TEST_F(LogicTimerPositions, BindsTimerToPositionAtStart) {
   SendAll({"a", "b", "c", "d"});
   handler.Answer("a");
   handler.Fetch();
-  fake::Advance(
-      3);  // the first timer expires "b", the next one "d", which owns its position by then
+  fake::Advance(3);  // the first timer expires "b"; the next one expires "d", its owner by then
   EXPECT_EQ(client_.AnsweredUuids(), (Strings{"a", "b", "d"}));
 }
 
