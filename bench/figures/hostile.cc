@@ -116,7 +116,7 @@ const std::vector<Attack>& Attacks() {
       {"endless rejected handshakes", "rejected-on AGENT"},
       {"1,000 silent connections", "open AGENT 1000", true},
       {"commands never read", "", true, true},
-      {"commands read a byte at a time", "bite-on", false, true},
+      {"commands read a byte at a time", "read-bytes-on", false, true},
       {"commands to a stopped process", "stop", false, true},
   };
   return attacks;
@@ -140,7 +140,7 @@ Numbers MeasureUnderAttack(const std::string& root, const Attack& attack) {
   IterationMeter iterations;
   Attacker attacker(root);
   const std::string agent = platform::IdentifyThisProcess().app_id;
-  attacker.Execute("greet " + agent);
+  attacker.Execute("handshake " + agent);
   attacker.Execute("join " + agent);
   attacker.Execute("fetch");
   iterations.Start();

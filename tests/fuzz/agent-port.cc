@@ -1,8 +1,8 @@
 // Copyright 2026 The qor-handler-manager authors
 // SPDX-License-Identifier: Apache-2.0
 
-// A running agent, the whole library over the Linux platform, and a handler that may say anything.
-// This process is both: an installed application that connects to itself.
+// A running agent (the library over the Linux platform) and a handler that sends anything. One
+// process plays both parts: an installed application that connects to itself.
 
 #include <sys/socket.h>
 #include <unistd.h>
@@ -58,14 +58,14 @@ void InstallThisProcess() {
   fuzz::WriteFile("package/res/handler.yaml", types);
 }
 
-// The socket for launch requests: with it the application runs already.
+// The socket for launch requests. While it exists, the platform considers the application running.
 const UniqueFd& LaunchSocket() {
   static const UniqueFd socket =
       platform::ListenAt(platform::FolderBelowRoot(platform::kApplicationSocketFolder), kAppId);
   return socket;
 }
 
-void TakeLaunchRequests() {
+void AcceptLaunchRequests() {
   while (const auto connection =
              UniqueFd(accept4(LaunchSocket().Get(), nullptr, nullptr, SOCK_CLOEXEC))) {
     platform::Acknowledge(connection.Get());
@@ -76,11 +76,11 @@ class Session {
  public:
   explicit Session(Input input) : input_(input) {}
   ~Session() {
-    for (UniqueFd* socket : {&main_, &callback_, &stranger_}) socket->Reset();
+    for (UniqueFd* socket : {&main_, &callback_, &raw_}) socket->Reset();
     fuzz::RunLoop();
     qor_handler_manager_shutdown();
     fuzz::RunLoop();
-    TakeLaunchRequests();
+    AcceptLaunchRequests();
     fuzz::RunLoop();
   }
   Session(const Session&) = delete;
@@ -88,12 +88,12 @@ class Session {
 
   void Run() {
     Start();
-    // Each step talks to the kernel.
-    constexpr int kMostSteps = 24;
-    for (int i = 0; i < kMostSteps && !input_.IsOver(); ++i) {
+    // Bounds the time of an input: each step makes system calls.
+    constexpr int kMaxSteps = 24;
+    for (int i = 0; i < kMaxSteps && !input_.IsOver(); ++i) {
       Step();
       fuzz::RunLoop();
-      TakeLaunchRequests();
+      AcceptLaunchRequests();
     }
   }
 
@@ -104,13 +104,13 @@ class Session {
            const char* error, int error_size, void* self) {
           fuzz::Require(std::strlen(result) == static_cast<size_t>(result_size) &&
                             std::strlen(error) == static_cast<size_t>(error_size),
-                        "texts are as long as they are said to be");
+                        "a text has the announced size");
           static_cast<Session*>(self)->React();
         },
         this);
     qor_handler_manager_set_negotiate_request_cb(
         [](const char*, const char*, double seconds, void* self) {
-          fuzz::Require(!std::isnan(seconds), "the client is asked for a number of seconds");
+          fuzz::Require(!std::isnan(seconds), "the requested time is a number");
           static_cast<Session*>(self)->React();
           return static_cast<int>(static_cast<Session*>(self)->input_.Below(2));
         },
@@ -122,7 +122,7 @@ class Session {
         this);
   }
 
-  // What the client does inside a callback.
+  // Actions of the client inside a callback.
   void React() {
     switch (input_.Below(8)) {
       case 0:
@@ -157,8 +157,8 @@ class Session {
         fuzz::Send(callback_, input_.Text());
         break;
       case 5:
-        stranger_ = Connect();
-        fuzz::Send(stranger_, input_.Text());
+        raw_ = Connect();
+        fuzz::Send(raw_, input_.Text());
         break;
       case 6:
         fuzz::Receive(input_.Below(2) == 0 ? main_ : callback_);
@@ -170,7 +170,7 @@ class Session {
         SendLongParcel();
         break;
       case 9:
-        TellEvent();
+        SendEvent();
         break;
       default:
         qor_handler_manager_shutdown();
@@ -178,7 +178,7 @@ class Session {
     }
   }
 
-  // So long that it is taken over instead of copied.
+  // Exceeds the size from which parcels are moved instead of copied.
   void SendLongParcel() {
     constexpr size_t kLong = 5000;
     std::string values = input_.Text();
@@ -186,8 +186,8 @@ class Session {
     fuzz::Send(main_, fuzz::FrameWith(values));
   }
 
-  // As an installer does, which does not wait for the word that it was heard.
-  void TellEvent() {
+  // Sends a package event as an installer does, but does not wait for the acknowledgement.
+  void SendEvent() {
     platform::PackageEvent event;
     event.package_id = input_.Below(4) == 0 ? "org.example.other" : kPackageId;
     event.type = static_cast<package_manager_event_type_e>(input_.Below(3));
@@ -213,7 +213,7 @@ class Session {
     return {bytes.begin(), bytes.end()};
   }
 
-  // As the protocol has it.
+  // Performs a valid handshake.
   void Join() {
     using namespace platform::rpc;
     main_ = Connect();
@@ -224,7 +224,7 @@ class Session {
     const auto accepted =
         DecodeReply({reinterpret_cast<const uint8_t*>(answer.data()) + kFrameLengthSize,
                      answer.size() - kFrameLengthSize});
-    fuzz::Require(accepted && accepted->is_accepted, "a handler is admitted");
+    fuzz::Require(accepted && accepted->is_accepted, "a handler is accepted");
     callback_ = Connect();
     fuzz::Send(callback_, TextOf(EncodeHello({true, accepted->token})));
   }
@@ -240,8 +240,8 @@ class Session {
   Input input_;
   UniqueFd main_;
   UniqueFd callback_;
-  // A connection that has joined nobody.
-  UniqueFd stranger_;
+  // A connection without a handshake.
+  UniqueFd raw_;
 };
 
 }  // namespace

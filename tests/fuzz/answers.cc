@@ -1,7 +1,7 @@
 // Copyright 2026 The qor-handler-manager authors
 // SPDX-License-Identifier: Apache-2.0
 
-// The file of answers that a handler finds at its start.
+// A handler's file of stored answers, as found at start.
 
 #include <filesystem>
 

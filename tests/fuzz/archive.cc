@@ -1,7 +1,7 @@
 // Copyright 2026 The qor-handler-manager authors
 // SPDX-License-Identifier: Apache-2.0
 
-// Package archives, unpacked as an installation does.
+// Package archives, unpacked as by the installer.
 
 #include <sys/stat.h>
 
@@ -18,7 +18,7 @@ namespace {
 
 namespace fs = std::filesystem;
 
-// In proportion to inputs of a few kilobytes.
+// Scaled down to inputs of a few kilobytes.
 constexpr platform::PackageLimits kLimits{256 * 1024, 64, 20, 16 * 1024, 6, 64};
 
 void CheckStaged(const fs::path& folder) {
@@ -38,7 +38,8 @@ void CheckStaged(const fs::path& folder) {
     fuzz::Require(real.string().compare(0, folder.string().size(), folder) == 0,
                   "nothing leads out of the package");
   }
-  fuzz::Require(bytes <= kLimits.bytes && entries <= kLimits.entries, "a package keeps its limits");
+  fuzz::Require(bytes <= kLimits.bytes && entries <= kLimits.entries,
+                "a package is within the limits");
 }
 
 }  // namespace
@@ -53,8 +54,8 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     writer.Finish();
     CheckStaged(folder);
     platform::ReadManifest(folder, archive);
-  } catch (const platform::InvalidPackageError& refusal) {
-    fuzz::Require(!refusal.Reason().empty(), "a refusal has a reason");
+  } catch (const platform::InvalidPackageError& rejection) {
+    fuzz::Require(!rejection.Reason().empty(), "a rejection has a reason");
   }
   platform::RemoveTree(folder);
   return 0;

@@ -1,7 +1,7 @@
 // Copyright 2026 The qor-handler-manager authors
 // SPDX-License-Identifier: Apache-2.0
 
-// The binary form of bundles, as other processes may send them.
+// Encoded bundles from other processes.
 
 #include <bundle.h>
 #include <bundle_internal.h>
@@ -30,7 +30,7 @@ void Visit(const char* key, const int type, const bundle_keyval_t* value, void* 
 
 }  // namespace
 
-// Requires that what can be decoded can be encoded, and means the same.
+// Requires that a decoded bundle survives encoding and decoding.
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
   bundle* first = bundle_decode_raw(data, static_cast<int>(size));
   if (first == nullptr) return 0;

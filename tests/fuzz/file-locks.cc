@@ -1,8 +1,8 @@
 // Copyright 2026 The qor-handler-manager authors
 // SPDX-License-Identifier: Apache-2.0
 
-// Locks of the package manager, taken and released by several processes in any order, also by being
-// killed, around installs that may be killed as well. Compared with a model of the holders.
+// File locks of the package manager: several processes lock, unlock, are killed and install in any
+// order. The results are compared with a model of the holders.
 
 #include <package_manager.h>
 #include <signal.h>
@@ -55,7 +55,7 @@ int Install() {
   return result;
 }
 
-// A lock: on the file that had the path at that moment.
+// A lock on the file that had the path when it was locked.
 struct Lock {
   size_t file;
   UniqueFd fd;       // of this process; closed when only the child holds the lock
@@ -76,7 +76,7 @@ class Session {
   Session& operator=(const Session&) = delete;
 
   void Run() {
-    // Several of the steps start a process.
+    // Bounds the time of an input: some steps start processes.
     constexpr int kMaxSteps = 24;
     for (int i = 0; i < kMaxSteps && !input_.IsOver(); ++i) Step();
   }
@@ -126,7 +126,7 @@ class Session {
     }
     return false;
   }
-  // The path names another file now, or none.
+  // The path was removed or names another file: locks on the former file no longer block.
   void Detach(size_t file) {
     for (Lock& lock : locks_) lock.is_at_path = lock.is_at_path && lock.file != file;
   }
@@ -144,15 +144,15 @@ class Session {
     }
   }
 
-  // Returns in the parent when the child has reported the result of `action`, and in the child
-  // never. The child waits to be killed.
+  // Forks a child that runs `action` and then waits to be killed. Returns when the child has
+  // reported the result.
   template <typename Action>
   pid_t StartChild(const Action& action) {
     int ends[2];
     fuzz::Require(pipe(ends) == 0, "there is a pipe");
     const pid_t child = fork();
     if (child == 0) {
-      // A finding ends the parent.
+      // A failed check aborts the parent.
       prctl(PR_SET_PDEATHSIG, SIGKILL);
       const char result = action() ? '1' : '0';
       static_cast<void>(!write(ends[1], &result, 1));
@@ -165,7 +165,7 @@ class Session {
     return child;
   }
 
-  // Copies of other locks would keep them from being released.
+  // Inherited descriptors would keep the other locks held.
   void CloseAllBut(const Lock* kept) {
     for (Lock& lock : locks_) {
       if (&lock != kept) lock.fd.Reset();
@@ -220,10 +220,10 @@ class Session {
     fs::remove(Path(file));
   }
 
-  // An install that is killed when it writes beyond some size, and then a whole one.
+  // Kills an install when it writes beyond a file size, then expects another install to succeed.
   void InstallWithKill() {
     const rlim_t size = input_.Below(4096);
-    // It would wait for the holder.
+    // The install would wait for the holder.
     if (IsLocked(kInstallLockFile)) return;
     const pid_t child = fork();
     if (child == 0) {

@@ -1,7 +1,7 @@
 // Copyright 2026 The qor-handler-manager authors
 // SPDX-License-Identifier: Apache-2.0
 
-// Files of request types: as the library takes them, and as the tool explains them.
+// Files of request types, read by the library and by the tool.
 
 #include "handlers/handler-config.h"
 
@@ -17,7 +17,7 @@
 
 namespace {
 
-// Counts what the YAML library makes of a text.
+// Counts the nodes that the YAML library creates from a text.
 class NodeCounter : public YAML::EventHandler {
  public:
   void OnDocumentStart(const YAML::Mark&) override {}
@@ -49,7 +49,7 @@ void RequireBoundedNodes(const std::string& text) {
     std::istringstream input(text);
     YAML::Parser(input).HandleNextDocument(nodes);
   } catch (const YAML::Exception&) {
-    // Nodes before the fault were created nevertheless.
+    // Nodes before the error were created.
   }
   const std::size_t indicators =
       (handlers::ParseCost(text) - text.size()) / handlers::kIndicatorCost;

@@ -1,7 +1,7 @@
 // Copyright 2026 The qor-handler-manager authors
 // SPDX-License-Identifier: Apache-2.0
 
-// A handler of the SDK and an agent that may say anything.
+// A handler of the SDK and an agent that sends anything.
 
 #include <sys/socket.h>
 
@@ -49,9 +49,9 @@ class Session : private AgentLink::Receiver {
   Session& operator=(const Session&) = delete;
 
   void Run() {
-    // Each of them talks to the kernel.
-    constexpr int kMostSteps = 24;
-    for (int i = 0; i < kMostSteps && !input_.IsOver(); ++i) {
+    // Bounds the time of an input: each step makes system calls.
+    constexpr int kMaxSteps = 24;
+    for (int i = 0; i < kMaxSteps && !input_.IsOver(); ++i) {
       Step();
       fuzz::RunLoop();
     }
@@ -72,12 +72,12 @@ class Session : private AgentLink::Receiver {
       case 1:
         AcceptMain();
         fuzz::Send(main_, Acceptance());
-        SayLastWords();
+        SendFinalReplies();
         break;
       case 2:
         AcceptMain();
         fuzz::Send(main_, input_.Text());
-        SayLastWords();
+        SendFinalReplies();
         break;
       case 3:
         callback_ = Accept(true);
@@ -103,7 +103,7 @@ class Session : private AgentLink::Receiver {
         fuzz::RunLoop();
         AcceptMain();
         fuzz::Send(main_, Acceptance());
-        SayLastWords();
+        SendFinalReplies();
         fuzz::RunLoop();
         callback_ = Accept(true);
         fuzz::Send(callback_, Acceptance());
@@ -115,19 +115,19 @@ class Session : private AgentLink::Receiver {
     return {bytes.begin(), bytes.end()};
   }
 
-  // The next connection of that kind. Those of the other are dropped: the end of a main one is to
-  // be known before anyone waits for it.
+  // Accepts the next connection of that kind and drops others, so that the handler never waits for
+  // a reply on an abandoned main connection.
   UniqueFd Accept(bool is_callback) {
     using namespace platform::rpc;
     for (;;) {
       UniqueFd socket(accept4(port_.Get(), nullptr, nullptr, SOCK_CLOEXEC | SOCK_NONBLOCK));
       if (!socket) return socket;
       const std::string frame = fuzz::Receive(socket);
-      fuzz::Require(frame.size() > kFrameLengthSize, "a handler says hello at once");
+      fuzz::Require(frame.size() > kFrameLengthSize, "a handler sends its hello at once");
       const auto hello =
           DecodeHello({reinterpret_cast<const uint8_t*>(frame.data()) + kFrameLengthSize,
                        frame.size() - kFrameLengthSize});
-      fuzz::Require(hello.has_value(), "a handler says hello as agreed");
+      fuzz::Require(hello.has_value(), "a hello is valid");
       if (hello->is_callback == is_callback) return socket;
     }
   }
@@ -137,8 +137,9 @@ class Session : private AgentLink::Receiver {
     is_silent_ = false;
   }
 
-  // All that the agent will reply with: nobody waits for more, for the time that a handler does.
-  void SayLastWords() {
+  // Sends all replies in advance and shuts the connection down, because a handler blocks for the
+  // reply timeout when a reply is missing.
+  void SendFinalReplies() {
     for (size_t count = input_.Below(4); count > 0; --count) {
       fuzz::Send(main_, input_.Below(2) == 0 ? fuzz::FrameWith(input_.Text()) : input_.Text());
     }
@@ -147,7 +148,7 @@ class Session : private AgentLink::Receiver {
     is_silent_ = true;
   }
 
-  // Only where no wait can come of it.
+  // Answers only while the handler cannot block for a reply.
   void Answer(const std::string& uuid) {
     if (is_silent_) link_->Send(uuid, {true, "{}"});
   }

@@ -11,8 +11,8 @@
 
 namespace fuzz {
 
-// The bytes of an input, taken from its beginning by those who make decisions of them. Past the end
-// everything is 0 or empty.
+// Consumes the bytes of an input from the front to make decisions. Past the end, numbers are 0 and
+// texts empty.
 class Input {
  public:
   Input(const uint8_t* data, size_t size) : next_(data), left_(size) {}
@@ -25,14 +25,14 @@ class Input {
     return *next_++;
   }
 
-  // Less than the limit, from as few bytes as that takes.
+  // Returns a number below the limit; consumes as few bytes as possible.
   size_t Below(size_t limit) {
     size_t number = Byte();
     for (uint64_t reach = 256; reach < limit; reach *= 256) number = number * 256 + Byte();
     return number % limit;
   }
 
-  // A length in one byte, and so many bytes.
+  // Consumes a length in one byte, and as many bytes.
   std::string Text() { return Take(Byte()); }
   std::string Rest() { return Take(left_); }
 

@@ -8,13 +8,13 @@
 
 namespace fuzz {
 
-// Starts Ecore for the life of the process: each restart would leak what Ecore keeps.
+// Initializes Ecore for the lifetime of the process, because each restart of Ecore leaks memory.
 inline void StartLoop() {
   static const int count = ecore_init();
   static_cast<void>(count);
 }
 
-// Serves what is there, and what follows from that; waits for nothing.
+// Processes pending events and those that follow from them. Does not wait.
 inline void RunLoop() {
   constexpr int kTurns = 4;
   for (int i = 0; i < kTurns; ++i) ecore_main_loop_iterate();

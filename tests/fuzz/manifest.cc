@@ -1,7 +1,7 @@
 // Copyright 2026 The qor-handler-manager authors
 // SPDX-License-Identifier: Apache-2.0
 
-// Package manifests, in a package that has all that a manifest may name.
+// Package manifests, in a package with all files that a manifest may name.
 
 #include "platform/linux/package-manager/manifest.h"
 
@@ -34,8 +34,8 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
       fuzz::Require(application.executable.compare(0, 4, "bin/") == 0,
                     "an executable lies in the package");
     }
-  } catch (const platform::InvalidPackageError& refusal) {
-    fuzz::Require(!refusal.Reason().empty(), "a refusal has a reason");
+  } catch (const platform::InvalidPackageError& rejection) {
+    fuzz::Require(!rejection.Reason().empty(), "a rejection has a reason");
   }
   return 0;
 }

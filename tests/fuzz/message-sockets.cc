@@ -1,8 +1,8 @@
 // Copyright 2026 The qor-handler-manager authors
 // SPDX-License-Identifier: Apache-2.0
 
-// The sockets for package events and launch requests: connections of several senders that come,
-// send pieces and go in any order. None may be left over.
+// The sockets for package events and launch requests: several senders connect, send fragments and
+// disconnect in any order. No connection may leak.
 
 #include <package_manager.h>
 #include <sys/socket.h>
@@ -77,7 +77,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
   fuzz::StartLoop();
   fuzz::ScratchFolder();
   static const Sockets sockets;
-  // After the first one, with what the platform opens for good.
+  // Counted after the first input, which opens the platform's permanent descriptors.
   static const size_t before = [] {
     Sockets::ToRequests();
     fuzz::RunLoop();
@@ -103,6 +103,6 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
   }
   senders.clear();
   Sockets::Settle(before);
-  fuzz::Require(Sockets::OpenSockets() <= before, "no connection is left over");
+  fuzz::Require(Sockets::OpenSockets() <= before, "no connection leaks");
   return 0;
 }

@@ -1,7 +1,7 @@
 // Copyright 2026 The qor-handler-manager authors
 // SPDX-License-Identifier: Apache-2.0
 
-// What processes send each other in one message: launch requests and package events.
+// Single messages between processes: launch requests and package events.
 
 #include <app_control.h>
 #include <unistd.h>
@@ -46,7 +46,7 @@ void ReadEvent(const std::vector<uint8_t>& bytes) {
   }
 }
 
-// Bytes arrive in pieces, as the input cuts them.
+// The input decides how the bytes are fragmented.
 void Receive(fuzz::Input input) {
   auto [sender, receiver] = platform::test::SocketPair();
   platform::MessageReader reader;

@@ -1,7 +1,7 @@
 // Copyright 2026 The qor-handler-manager authors
 // SPDX-License-Identifier: Apache-2.0
 
-// The package database of a damaged disk, or of somebody else.
+// Damaged or foreign package databases.
 
 #include "platform/linux/common/package-database.h"
 
@@ -13,7 +13,7 @@
 
 namespace {
 
-// Each query does its work or says that the file is no good.
+// Each query succeeds or reports an error about the file.
 void Try(const std::function<void()>& action) {
   try {
     action();
@@ -37,7 +37,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
   package.version = "1.0.0";
   Try([&] { platform::StorePackage(package); });
   Try([&] { platform::RemovePackage(package.id); });
-  // Another file makes the next input's connection a new one.
+  // The connection is reopened when the file is another one.
   std::filesystem::remove(path);
   return 0;
 }

@@ -1,7 +1,7 @@
 // Copyright 2026 The qor-handler-manager authors
 // SPDX-License-Identifier: Apache-2.0
 
-// The library's file of handlers.
+// The library's registry file.
 
 #include <filesystem>
 #include <optional>
@@ -32,7 +32,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
   if (!handlers) return 0;
   handlers::FileRepositoryBackend(path).Store(*handlers);
   const auto again = Load(path);
-  fuzz::Require(again && again->size() == handlers->size(), "what is stored is there again");
+  fuzz::Require(again && again->size() == handlers->size(), "stored handlers can be read");
   for (std::size_t i = 0; i < handlers->size(); ++i) {
     fuzz::Require((*again)[i]->Id() == (*handlers)[i]->Id() &&
                       (*again)[i]->RequestTypes() == (*handlers)[i]->RequestTypes(),

@@ -1,7 +1,7 @@
 // Copyright 2026 The qor-handler-manager authors
 // SPDX-License-Identifier: Apache-2.0
 
-// Serves the kept inputs once, in builds without a fuzzer.
+// Runs a target once on each input of its corpus, in builds without libFuzzer.
 
 #include <cstdio>
 #include <filesystem>

@@ -96,7 +96,7 @@ class Target:
 
     @staticmethod
     def cause(text):
-        for pattern in (r"required, but not so: .*", r"SUMMARY: .*", r"ERROR: .*"):
+        for pattern in (r"check failed: .*", r"SUMMARY: .*", r"ERROR: .*"):
             found = re.search(pattern, text)
             if found:
                 return found.group(0)
@@ -106,7 +106,7 @@ class Target:
 def main():
     parser = argparse.ArgumentParser(usage="./run fuzz [--seconds N] [--target NAME]")
     parser.add_argument("build", type=pathlib.Path)
-    parser.add_argument("--seconds", type=int, default=60, help="for all targets together")
+    parser.add_argument("--seconds", type=int, default=60, help="in total, for all targets")
     parser.add_argument("--target")
     options = parser.parse_args()
     programs = sorted(program for program in (options.build / "tests/fuzz").glob("fuzz-*")

@@ -1,7 +1,7 @@
 // Copyright 2026 The qor-handler-manager authors
 // SPDX-License-Identifier: Apache-2.0
 
-// Whole sessions of client, handlers, packages and clock, beside the model of the router.
+// Sessions of client, handlers, packages and clock, compared with the model of the router.
 
 #include <algorithm>
 #include <cstdlib>
@@ -25,7 +25,7 @@ namespace {
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
   fuzz::ScratchFolder();
-  // Longer ones take their time and show nothing new.
+  // Longer sessions are slow and reach no new code.
   constexpr size_t kLongest = 1000;
   fuzz::Input input(data, std::min(size, kLongest));
   const auto operations = model::Generate([&](size_t limit) { return input.Below(limit); },

@@ -19,7 +19,7 @@ class Folder {
   Folder() : path_(fs::temp_directory_path() / "qor-fuzz-XXXXXX") {
     if (mkdtemp(path_.data()) == nullptr) throw std::runtime_error("cannot make " + path_);
     setenv("QOR_PLATFORM_ROOT", (path_ + "/root").c_str(), 1);
-    // Lines are made, but nobody reads that many.
+    // Formats log lines, but does not store them.
     setenv("DLOG_FILE", "/dev/null", 1);
   }
   Folder(const Folder&) = delete;
@@ -39,7 +39,7 @@ class Folder {
 
 void Require(bool is_so, const char* text) {
   if (is_so) return;
-  std::fprintf(stderr, "required, but not so: %s\n", text);
+  std::fprintf(stderr, "check failed: %s\n", text);
   std::abort();
 }
 

@@ -8,19 +8,19 @@
 #include <cstdint>
 #include <string>
 
-// Serves one input, whatever its bytes are, and returns 0. Called again and again in one process;
-// each target defines it.
+// Runs one input of arbitrary bytes and returns 0. Defined by each target; called repeatedly in one
+// process.
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size);
 
 namespace fuzz {
 
-// Ends the process with the text when something that must be so is not: a finding.
+// Aborts the process with the text if the condition is false, which the fuzzer reports.
 void Require(bool is_so, const char* text);
 
-// A folder of this process's own, which goes with it. The platform's root lies below it.
+// A temporary folder of this process, removed at exit. Contains the platform's root folder.
 const std::string& ScratchFolder();
 
-// Writes a file of ScratchFolder(), and the folders that lead to it. Returns its path.
+// Writes a file below ScratchFolder(), creating its parents. Returns its path.
 std::string WriteFile(const std::string& name, const std::string& content);
 
 inline std::string TextOf(const uint8_t* data, size_t size) {

@@ -1,8 +1,8 @@
 // Copyright 2026 The qor-handler-manager authors
 // SPDX-License-Identifier: Apache-2.0
 
-// Stands in place of handlers/json.h, which ends the process where an assertion fails: what a file
-// of somebody else's is promised. Here the next input is to follow.
+// Replaces handlers/json.h, whose failed assertions abort the process, as is specified for foreign
+// files. Here they throw, so that the fuzzer can continue.
 
 #ifndef QOR_SRC_HANDLERS_JSON_H_
 #define QOR_SRC_HANDLERS_JSON_H_

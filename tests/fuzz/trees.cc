@@ -1,7 +1,7 @@
 // Copyright 2026 The qor-handler-manager authors
 // SPDX-License-Identifier: Apache-2.0
 
-// Trees that an application leaves in its data folder, removed with its package.
+// Removal of folder trees that an application left in its data folder.
 
 #include <fcntl.h>
 #include <sys/stat.h>
@@ -23,7 +23,7 @@ UniqueFd Open(int folder, const char* name) {
   return UniqueFd(openat(folder, name, O_PATH | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC));
 }
 
-// Makes files, folders and links as the input says, and goes down and up among the folders.
+// Creates files, folders and links, and descends and ascends, as the input decides.
 void Build(const std::string& root, fuzz::Input input) {
   UniqueFd folder = Open(AT_FDCWD, root.c_str());
   size_t depth = 0;
@@ -55,7 +55,7 @@ void Build(const std::string& root, fuzz::Input input) {
           ++depth;
         }
     }
-    // Of a folder that its owner may not enter.
+    // The parent of a folder without search permission cannot be opened.
     if (!folder) return;
   }
 }

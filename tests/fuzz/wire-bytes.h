@@ -13,7 +13,7 @@
 
 namespace fuzz {
 
-// A sound frame with a sound parcel, which holds these bytes.
+// A valid frame with a valid parcel that contains the bytes.
 inline std::string FrameWith(const std::string& values) {
   platform::rpc::Parcel parcel;
   parcel.Write(values.data(), values.size());
@@ -21,12 +21,12 @@ inline std::string FrameWith(const std::string& values) {
   return {frame.data, frame.data + frame.size};
 }
 
-// What the socket takes of them at once. Nothing for a socket that there is not.
+// Sends as many bytes as the socket accepts without blocking; nothing through an empty descriptor.
 inline void Send(const platform::UniqueFd& socket, const std::string& bytes) {
   if (socket) send(socket.Get(), bytes.data(), bytes.size(), MSG_NOSIGNAL | MSG_DONTWAIT);
 }
 
-// What has arrived, at most a few kilobytes of it.
+// Returns the received bytes, at most a few kilobytes.
 inline std::string Receive(const platform::UniqueFd& socket) {
   char bytes[4096];
   const ssize_t count = socket ? recv(socket.Get(), bytes, sizeof bytes, MSG_DONTWAIT) : -1;

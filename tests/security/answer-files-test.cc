@@ -1,7 +1,7 @@
 // Copyright 2026 The qor-handler-manager authors
 // SPDX-License-Identifier: Apache-2.0
 
-// What lies where a handler of the SDK keeps its answers.
+// Invalid and locked files in place of a handler's stored answers.
 
 #include <sqlite/database.h>
 #include <sys/stat.h>
@@ -22,13 +22,13 @@ class AnswerFiles : public end_to_end::EndToEndTest {
   AnswerFiles() {
     Install("text");
     StartAgent();
-    // The data folder is made when the handler runs.
+    // The first start of the handler creates its data folder.
     EXPECT_EQ(Execute("first", "text.echo", "1").result, "1");
   }
 
   std::string File() const { return Root() + "/data/org.example.text.handler/.qor-answers.db"; }
 
-  // The handler, killed before and launched anew, answers commands.
+  // Expects the handler to execute commands after a new launch.
   void ExpectService(const std::string& what) {
     for (const char* number : {"2", "3"}) {
       EXPECT_EQ(Execute(what + number, "text.echo", number).result, number) << what;
@@ -42,7 +42,7 @@ class AnswerFiles : public end_to_end::EndToEndTest {
   }
 };
 
-TEST_F(AnswerFiles, KeepNoHandlerFromItsWork) {
+TEST_F(AnswerFiles, InvalidFilesDoNotStopTheHandler) {
   const auto execute = [this](const char* sql) {
     return [this, sql] { sqlite::Database(File(), sqlite::Database::Mode::kCreate).Execute(sql); };
   };
@@ -74,13 +74,13 @@ TEST_F(AnswerFiles, KeepNoHandlerFromItsWork) {
   }
 }
 
-TEST_F(AnswerFiles, LockedByAnotherProcessHoldNoHandlerUp) {
+TEST_F(AnswerFiles, LockHeldByAnotherProcessDelaysHandlerOnce) {
   EndHandler();
   ExpectService("before");
   {
     sqlite::Database other(File(), sqlite::Database::Mode::kExisting);
     const sqlite::Transaction lock(other);
-    // With a wait for each answer this would take longer than a test may.
+    // Waiting for the lock with each answer would exceed the time limit of the test.
     for (int i = 0; i < 500; ++i) {
       const std::string uuid = "locked-" + std::to_string(i);
       ASSERT_EQ(Execute(uuid, "text.echo", "1").result, "1") << i;
@@ -89,7 +89,7 @@ TEST_F(AnswerFiles, LockedByAnotherProcessHoldNoHandlerUp) {
   ExpectService("after");
 }
 
-TEST_F(AnswerFiles, LockedFromTheBeginningHoldNoHandlerUp) {
+TEST_F(AnswerFiles, LockHeldBeforeStartDelaysHandlerOnce) {
   EndHandler();
   sqlite::Database other(File(), sqlite::Database::Mode::kCreate);
   other.Execute("PRAGMA locking_mode = EXCLUSIVE; BEGIN EXCLUSIVE");

@@ -2,7 +2,7 @@
 # Copyright 2026 The qor-handler-manager authors
 # SPDX-License-Identifier: Apache-2.0
 #
-# as-ordinary-user.sh PROGRAM: runs the tests in PROGRAM without root's rights. Some attacks, such as
+# as-ordinary-user.sh PROGRAM: runs the tests in PROGRAM as an unprivileged user. Some attacks, such as
 # mounts, then need a user namespace.
 set -euo pipefail
 [ "$(id -u)" = 0 ] || exec "$1"

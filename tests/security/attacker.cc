@@ -1,10 +1,10 @@
 // Copyright 2026 The qor-handler-manager authors
 // SPDX-License-Identifier: Apache-2.0
 
-// A handler that follows the protocol only as far as it is told to, without the SDK and without the
-// checks of the platform's own client side. Reads commands from standard input and tells what came
-// of each on standard output, a line each. Prints an only argument first. With two descriptors as
-// arguments it takes these for the connections that it had before it executed itself.
+// A handler that follows the protocol only as far as the test tells it, without the SDK and without
+// the checks of the platform's own client side. Reads commands from standard input and prints the
+// outcome of each on standard output, one line each. A single argument is printed first. Two
+// arguments are the descriptors of its connections from before an exec.
 
 #include <fcntl.h>
 #include <sched.h>
@@ -82,7 +82,7 @@ rpc::Token TokenOf(const std::string& hex) {
   return token;
 }
 
-// A result that ends after its uuid.
+// A result that is truncated after its uuid.
 wire::Parcel BeginOfResult(const std::string& uuid) {
   rpc_port_parcel_h parcel = nullptr;
   rpc_port_parcel_create(&parcel);
@@ -97,16 +97,17 @@ class Attacker {
   Attacker() = default;
   Attacker(int main, int callback) : main_(main), callback_(callback) {}
 
-  std::string Obey(const std::string& verb, std::istringstream& words) {
+  std::string Execute(const std::string& verb, std::istringstream& arguments) {
     std::string first;
     std::string second;
-    words >> first >> second;
-    // Connecting: the agent's id; a token in hexadecimal digits.
-    if (verb == "greet") return Greet(main_ = ConnectTo(first), rpc::Hello{});
+    arguments >> first >> second;
+    // Connections. Arguments: the agent's id, a token in hexadecimal digits.
+    if (verb == "handshake") return Handshake(main_ = ConnectTo(first), rpc::Hello{});
     if (verb == "token") return Hex(token_);
-    if (verb == "join") return Greet(callback_ = ConnectTo(first), {true, token_});
-    if (verb == "join-with") return Greet(callback_ = ConnectTo(first), {true, TokenOf(second)});
-    // Speaking: a uuid, a text or seconds.
+    if (verb == "join") return Handshake(callback_ = ConnectTo(first), {true, token_});
+    if (verb == "join-with")
+      return Handshake(callback_ = ConnectTo(first), {true, TokenOf(second)});
+    // Calls. Arguments: a uuid, a text or seconds.
     if (verb == "fetch") return Send(main_, wire::Registration()) ? "sent" : "gone";
     if (verb == "result") return Call(wire::Result(first, {true, second}));
     if (verb == "begin-result") return Call(BeginOfResult(first));
@@ -114,68 +115,67 @@ class Attacker {
     if (verb == "ask") return Call(wire::ExtensionRequest(first, std::stod(second)));
     if (verb == "next") return Next();
     if (verb == "waiting") return Waiting();
-    if (verb == "bite") return Bite();
-    // Using things up: the agent's id and how many, or how many.
+    if (verb == "read-byte") return ReadByte();
+    // Exhaustion of resources. Arguments: the agent's id and a count, or a count.
     if (verb == "open") return Open(first, std::stoul(second), false);
-    if (verb == "greet-often") return Open(first, std::stoul(second), true);
-    // A folder of sockets below the root, a name in it, and how many connections that say nothing.
-    if (verb == "silent") return Silent(first, second, Number(words));
-    // A listener's name, the event's type and state, and the package.
+    if (verb == "handshake-many") return Open(first, std::stoul(second), true);
+    // Silent connections. Arguments: a folder of sockets below the root, a name in it, a count.
+    if (verb == "silent") return Silent(first, second, Number(arguments));
+    // Forged package events. Arguments: the listener's name, state, type and package.
     if (verb == "forge-event") {
       const int state = std::stoi(second);
-      const int type = static_cast<int>(Number(words));
+      const int type = static_cast<int>(Number(arguments));
       std::string package;
-      words >> package;
+      arguments >> package;
       return ForgeEvent(first, type, state, package);
     }
     if (verb == "forge-on") return ForgeOn(first, second);
-    // An application: takes its place as the listener for launch requests. What came.
-    if (verb == "take-place") return TakePlace(first);
-    if (verb == "stolen") return Stolen();
+    // Replaces the listener for launch requests of an application; counts the received bytes.
+    if (verb == "replace-listener") return ReplaceListener(first);
+    if (verb == "received-bytes") return ReceivedBytes();
     if (verb == "close") return Close(std::stoul(first));
     if (verb == "flood") return Flood(std::stoul(first));
-    // Without end.
+    // These return only when the connection is closed.
     if (verb == "flood-on") return FloodOn();
     if (verb == "drip-on") return DripOn();
     if (verb == "ask-on") return AskOn(std::stoul(first));
     if (verb == "connect-on") return ConnectOn(first);
     if (verb == "rejected-on") return RejectedOn(first);
-    if (verb == "bite-on") return BiteOn();
-    // Files: a path. Held until this process ends.
+    if (verb == "read-bytes-on") return ReadBytesOn();
+    // Locks on files, held until this process exits. Argument: a path.
     if (verb == "hold") return Hold(first);
     if (verb == "hold-bytes") return HoldBytes(first);
     if (verb == "stop") return raise(SIGSTOP) == 0 ? "continued" : "";
-    // Lending an identity: the agent's id and the program that the process goes on as, while a
-    // child keeps the connections. The child speaks.
+    // The process executes another program while a child keeps the connections and continues to
+    // read commands. Arguments: the agent's id, the program.
     if (verb == "lend") return Lend(first, second, false);
-    if (verb == "lend-greeted") return Lend(first, second, true);
-    if (verb == "greet-lent") return Greet(main_, rpc::Hello{});
-    if (verb == "hear-lent") return Hear(main_);
-    if (verb == "join-lent") return Greet(callback_, {true, token_});
+    if (verb == "lend-after-hello") return Lend(first, second, true);
+    if (verb == "handshake-lent") return Handshake(main_, rpc::Hello{});
+    if (verb == "reply-lent") return ReceiveReply(main_);
+    if (verb == "join-lent") return Handshake(callback_, {true, token_});
     if (verb == "fork") return Fork();
-    // Namespaces: a path at which this program is to be found, in a mount namespace of its own, and
-    // which it then executes. A PID namespace of its own.
+    // Namespaces. "cover" mounts this program at a path in a new mount namespace and executes it;
+    // "enclose" continues in a new PID namespace.
     if (verb == "cover") return Cover(first);
     if (verb == "enclose") return Enclose();
-    // Becoming another user: its number. Another program: its path, and whether the connections go
-    // with it.
+    // Arguments: a user id; a program and whether it inherits the connections.
     if (verb == "become") return setuid(static_cast<uid_t>(std::stoul(first))) == 0 ? "became" : "";
-    if (verb == "exec") return Execute(first, second == "with-connections");
+    if (verb == "exec") return Exec(first, second == "with-connections");
     return "unknown verb";
   }
 
  private:
-  std::string Greet(const UniqueFd& fd, const rpc::Hello& hello) {
+  std::string Handshake(const UniqueFd& fd, const rpc::Hello& hello) {
     if (!fd) return std::string("no connection: ") + strerrordesc_np(errno);
     Send(fd, rpc::EncodeHello(hello));
-    return Hear(fd);
+    return ReceiveReply(fd);
   }
 
-  std::string Hear(const UniqueFd& fd) {
+  std::string ReceiveReply(const UniqueFd& fd) {
     const auto frame = ReceiveFrame(fd);
     const auto answer = rpc::DecodeReply({frame.data(), frame.size()});
     if (!answer) return "gone";
-    if (!answer->is_accepted) return "refused: " + answer->cause;
+    if (!answer->is_accepted) return "rejected: " + answer->cause;
     token_ = answer->token;
     return "accepted";
   }
@@ -185,7 +185,7 @@ class Attacker {
     const wire::Parcel parcel = ReceiveParcel(main_);
     const auto reply = parcel ? wire::ReadReply(parcel.get()) : std::nullopt;
     if (!reply) return "gone";
-    return *reply ? "told true" : "told false";
+    return *reply ? "reply true" : "reply false";
   }
 
   std::string ResultAndExit(const std::string& uuid) {
@@ -199,55 +199,55 @@ class Attacker {
     return command ? command->uuid + " " + command->type : "gone";
   }
 
-  // How many bytes were sent to it that it has not read.
+  // Returns the number of unread bytes of the callback connection.
   std::string Waiting() {
     int count = -1;
     ioctl(callback_.Get(), FIONREAD, &count);
     return std::to_string(count);
   }
 
-  // How many bytes of one it has read.
-  std::string Bite() {
+  // Returns the number of bytes read.
+  std::string ReadByte() {
     uint8_t byte;
     return std::to_string(recv(callback_.Get(), &byte, 1, MSG_DONTWAIT));
   }
 
-  std::string BiteOn() {
+  std::string ReadBytesOn() {
     uint8_t byte;
     while (recv(callback_.Get(), &byte, 1, 0) > 0) {
     }
     return "gone";
   }
 
-  std::string Open(const std::string& agent, size_t count, bool greets) {
+  std::string Open(const std::string& agent, size_t count, bool completes_handshake) {
     size_t accepted = 0;
     for (size_t i = 0; i < count; ++i) {
       UniqueFd fd = ConnectTo(agent);
       if (!fd) return std::string("no connection: ") + strerrordesc_np(errno);
-      if (greets && Greet(fd, rpc::Hello{}) == "accepted") ++accepted;
-      crowd_.push_back(std::move(fd));
+      if (completes_handshake && Handshake(fd, rpc::Hello{}) == "accepted") ++accepted;
+      connections_.push_back(std::move(fd));
     }
-    return greets ? std::to_string(accepted) + " accepted" : "opened";
+    return completes_handshake ? std::to_string(accepted) + " accepted" : "opened";
   }
 
-  static size_t Number(std::istringstream& words) {
+  static size_t Number(std::istringstream& arguments) {
     size_t number = 0;
-    words >> number;
+    arguments >> number;
     return number;
   }
 
   std::string Silent(const std::string& folder, const std::string& name, size_t count) {
     for (size_t i = 0; i < count; ++i) {
       UniqueFd fd = platform::ConnectTo(platform::RootPath() + "/" + folder, name);
-      // A full backlog: the listener gets its turn.
+      // The backlog is full: the test runs the listener's main loop.
       if (!fd && errno == EAGAIN) return std::to_string(i) + " opened";
       if (!fd) return std::string("no connection: ") + strerrordesc_np(errno);
-      crowd_.push_back(std::move(fd));
+      connections_.push_back(std::move(fd));
     }
     return "opened";
   }
 
-  // Until the listener has read it.
+  // Returns when the listener has read the event.
   static std::string ForgeEvent(const std::string& listener, int type, int state,
                                 const std::string& package) {
     platform::PackageEvent event;
@@ -260,40 +260,41 @@ class Attacker {
     platform::SendMessage(fd.Get(), platform::EncodeEvent(event), std::chrono::seconds(10));
     fcntl(fd.Get(), F_SETFL, 0);
     uint8_t byte;
-    return recv(fd.Get(), &byte, 1, 0) == 1 ? "heard" : "not heard";
+    return recv(fd.Get(), &byte, 1, 0) == 1 ? "acknowledged" : "not acknowledged";
   }
 
   static std::string ForgeOn(const std::string& listener, const std::string& package) {
-    while (ForgeEvent(listener, PACKAGE_MANAGER_EVENT_TYPE_UNINSTALL, 0, package) == "heard") {
+    while (ForgeEvent(listener, PACKAGE_MANAGER_EVENT_TYPE_UNINSTALL, 0, package) ==
+           "acknowledged") {
     }
     return "gone";
   }
 
-  std::string TakePlace(const std::string& app_id) {
+  std::string ReplaceListener(const std::string& app_id) {
     const std::string folder = platform::FolderBelowRoot(platform::kApplicationSocketFolder);
     unlink((folder + "/" + app_id).c_str());
-    place_ = platform::ListenAt(folder, app_id);
-    return place_ ? "taken" : std::string("not taken: ") + strerrordesc_np(errno);
+    listener_ = platform::ListenAt(folder, app_id);
+    return listener_ ? "taken" : std::string("not taken: ") + strerrordesc_np(errno);
   }
 
-  // How many bytes were sent to the place.
-  std::string Stolen() {
+  // Returns the number of bytes sent to the replaced listener.
+  std::string ReceivedBytes() {
     ssize_t bytes = 0;
     for (;;) {
-      const UniqueFd fd(accept(place_.Get(), nullptr, nullptr));
+      const UniqueFd fd(accept(listener_.Get(), nullptr, nullptr));
       if (!fd) return std::to_string(bytes);
       uint8_t some[1024];
       bytes += std::max<ssize_t>(recv(fd.Get(), some, sizeof some, MSG_DONTWAIT), 0);
     }
   }
 
-  // The oldest of them.
+  // Closes the oldest connections.
   std::string Close(size_t count) {
-    crowd_.erase(crowd_.begin(), crowd_.begin() + static_cast<ptrdiff_t>(count));
+    connections_.erase(connections_.begin(), connections_.begin() + static_cast<ptrdiff_t>(count));
     return "closed";
   }
 
-  // Calls whose replies are never read, all in as few pieces as possible.
+  // Sends calls in as few segments as possible, and never reads the replies.
   std::string Flood(size_t count) {
     return Send(main_, Repeated(wire::ExtensionRequest("", 0), count)) ? "sent" : "gone";
   }
@@ -307,7 +308,7 @@ class Attacker {
     return bytes;
   }
 
-  // Throws the replies away that are there.
+  // Discards the replies received so far.
   void Drain() {
     static uint8_t bytes[64 * 1024];
     while (recv(main_.Get(), bytes, sizeof bytes, MSG_DONTWAIT) > 0) {
@@ -320,7 +321,7 @@ class Attacker {
     return "gone";
   }
 
-  // The same a byte at a time.
+  // The same, one byte at a time.
   std::string DripOn() {
     const auto bytes = Repeated(wire::ExtensionRequest("", 0), 1);
     for (size_t i = 0; SendAll(main_, &bytes[i], 1); i = (i + 1) % bytes.size()) Drain();
@@ -334,24 +335,24 @@ class Attacker {
   }
 
   std::string ConnectOn(const std::string& agent) {
-    for (UniqueFd fd;; Greet(fd, rpc::Hello{})) {
+    for (UniqueFd fd;; Handshake(fd, rpc::Hello{})) {
       if (!(fd = ConnectTo(agent))) return "gone";
     }
   }
 
-  // With a token that belongs to no main connection.
+  // Offers a token that belongs to no main connection.
   std::string RejectedOn(const std::string& agent) {
     for (;;) {
-      const std::string answer = Greet(ConnectTo(agent), {true, rpc::Token{}});
+      const std::string answer = Handshake(ConnectTo(agent), {true, rpc::Token{}});
       if (answer.rfind("refused", 0) != 0) return answer;
     }
   }
 
-  // The process goes on as another program, which has nothing to read.
-  std::string Lend(const std::string& agent, const std::string& program, bool greets) {
+  // The process executes another program, which reads from an idle pipe.
+  std::string Lend(const std::string& agent, const std::string& program, bool completes_handshake) {
     main_ = ConnectTo(agent);
     callback_ = ConnectTo(agent);
-    if (greets) Send(main_, rpc::EncodeHello(rpc::Hello{}));
+    if (completes_handshake) Send(main_, rpc::EncodeHello(rpc::Hello{}));
     int executed[2];
     int idle[2];
     if (pipe2(executed, O_CLOEXEC) != 0 || pipe2(idle, O_CLOEXEC) != 0) return "no pipe";
@@ -365,7 +366,7 @@ class Attacker {
     return read(executed[0], &nothing, 1) == 0 ? "lent" : "not lent";
   }
 
-  // The child goes on, while the parent waits for its end.
+  // The child continues to read commands, while the parent waits for it.
   std::string Fork() {
     const pid_t child = fork();
     if (child == 0) return "forked";
@@ -373,7 +374,7 @@ class Attacker {
     _exit(0);
   }
 
-  // With the rights of a user namespace of its own where it has none itself.
+  // Uses a new user namespace if the process lacks the privilege.
   static bool Unshare(int flags) {
     return unshare(flags) == 0 || unshare(flags | CLONE_NEWUSER) == 0;
   }
@@ -394,7 +395,7 @@ class Attacker {
     return Fork();
   }
 
-  // Opens a file, which is made when it is missing.
+  // Opens or creates a file.
   int Keep(const std::string& path) {
     held_.emplace_back(open(path.c_str(), O_RDWR | O_CREAT | O_CLOEXEC, 0600));
     return held_.back().Get();
@@ -404,7 +405,7 @@ class Attacker {
     return flock(Keep(path), LOCK_EX | LOCK_NB) == 0 ? "held" : strerrordesc_np(errno);
   }
 
-  // From the first to whatever is ever written.
+  // Locks the whole file, including bytes written later.
   std::string HoldBytes(const std::string& path) {
     struct flock lock {};
     lock.l_type = F_WRLCK;
@@ -412,7 +413,7 @@ class Attacker {
     return fcntl(Keep(path), F_SETLK, &lock) == 0 ? "held" : strerrordesc_np(errno);
   }
 
-  std::string Execute(const std::string& path, bool with_connections) {
+  std::string Exec(const std::string& path, bool with_connections) {
     for (const UniqueFd* fd : {&main_, &callback_}) {
       if (with_connections) fcntl(fd->Get(), F_SETFD, 0);
     }
@@ -424,8 +425,8 @@ class Attacker {
   UniqueFd main_;
   UniqueFd callback_;
   rpc::Token token_{};
-  std::vector<UniqueFd> crowd_;
-  UniqueFd place_;
+  std::vector<UniqueFd> connections_;
+  UniqueFd listener_;
   std::vector<UniqueFd> held_;
 };
 
@@ -446,10 +447,10 @@ int main(int argc, char** argv) {
     std::cout << (has_them ? "with connections" : "without connections") << std::endl;
   }
   for (std::string line; std::getline(std::cin, line);) {
-    std::istringstream words(line);
+    std::istringstream arguments(line);
     std::string verb;
-    words >> verb;
-    std::cout << attacker.Obey(verb, words) << std::endl;
+    arguments >> verb;
+    std::cout << attacker.Execute(verb, arguments) << std::endl;
   }
   return 0;
 }

@@ -1,7 +1,7 @@
 // Copyright 2026 The qor-handler-manager authors
 // SPDX-License-Identifier: Apache-2.0
 
-// What lies where the platform keeps its sockets and locks.
+// Unsafe folders and files in place of the platform's sockets and locks.
 
 #include <sys/stat.h>
 #include <unistd.h>
@@ -24,7 +24,7 @@ class Files : public SecurityTest {
  protected:
   std::string PortFolder() const { return Root() + "/run/ports/" + AgentId(); }
 
-  // That no agent starts, and that the log says why.
+  // Expects that no agent starts, and the cause in the log.
   void ExpectNoStart(const std::string& cause) {
     StopAgent();
     testing::internal::CaptureStderr();
@@ -34,7 +34,7 @@ class Files : public SecurityTest {
   }
 };
 
-TEST_F(Files, BelowARootThatOthersMayWriteToAreNotUsed) {
+TEST_F(Files, RootWritableByOthersIsRejected) {
   const std::string cause =
       "others may write to the root folder " + Root() + ", run: chmod 700 " + Root();
   for (const mode_t mode : {0720U, 0702U, 0777U}) {
@@ -46,10 +46,10 @@ TEST_F(Files, BelowARootThatOthersMayWriteToAreNotUsed) {
   }
   ASSERT_EQ(chmod(Root().c_str(), 0755), 0);
   StartAgent();
-  ExpectUnharmed();
+  ExpectHonestHandlerServes();
 }
 
-TEST_F(Files, BelowARootThatOthersMayReplaceAreNotUsed) {
+TEST_F(Files, RootReplaceableByOthersIsRejected) {
   StopAgent();
   const std::string parent = Root() + "/parent";
   fs::create_directory(parent);
@@ -65,11 +65,11 @@ TEST_F(Files, BelowARootThatOthersMayReplaceAreNotUsed) {
   EXPECT_TRUE(fs::is_empty(parent));
   setenv("QOR_PLATFORM_ROOT", Root().c_str(), 1);
   StartAgent();
-  ExpectUnharmed();
+  ExpectHonestHandlerServes();
 }
 
-TEST_F(Files, BelowTheRootOfAnotherUserAreNotUsed) {
-  // As root a folder can be given away; else there is one of root's.
+TEST_F(Files, RootOfAnotherUserIsRejected) {
+  // Root can give a folder to another user; other users take a folder of root.
   const bool is_root = geteuid() == 0;
   const std::string root = is_root ? Root() : "/usr";
   const std::string owner = is_root ? "65534" : "0";
@@ -85,7 +85,7 @@ TEST_F(Files, BelowTheRootOfAnotherUserAreNotUsed) {
   setenv("QOR_PLATFORM_ROOT", Root().c_str(), 1);
 }
 
-TEST_F(Files, AreNotReachedThroughFoldersThatAreLinks) {
+TEST_F(Files, SymbolicLinksInPlaceOfFoldersAreRejected) {
   StopAgent();
   const std::string elsewhere = Root() + "/elsewhere";
   fs::create_directory(elsewhere);
@@ -98,10 +98,10 @@ TEST_F(Files, AreNotReachedThroughFoldersThatAreLinks) {
     fs::rename(folder + ".aside", folder);
   }
   StartAgent();
-  ExpectUnharmed();
+  ExpectHonestHandlerServes();
 }
 
-TEST_F(Files, ThatStandWhereTheSocketBelongsAreReplaced) {
+TEST_F(Files, FileInPlaceOfSocketIsReplaced) {
   const std::string socket = PortFolder() + "/CommandHandler";
   const std::string precious = Root() + "/precious";
   std::ofstream(precious) << "text";
@@ -115,12 +115,12 @@ TEST_F(Files, ThatStandWhereTheSocketBelongsAreReplaced) {
     }
     StartAgent();
     EXPECT_TRUE(fs::is_socket(fs::symlink_status(socket)));
-    ExpectUnharmed();
+    ExpectHonestHandlerServes();
   }
   EXPECT_EQ(fs::file_size(precious), 4u);
 }
 
-TEST_F(Files, AreNotMadeThroughALockThatIsALink) {
+TEST_F(Files, LockIsNotCreatedThroughSymbolicLink) {
   StopAgent();
   const std::string lock = PortFolder() + "/.CommandHandler.lock";
   const std::string target = Root() + "/made-through-a-link";
@@ -130,24 +130,24 @@ TEST_F(Files, AreNotMadeThroughALockThatIsALink) {
   EXPECT_FALSE(fs::exists(target));
   fs::remove(lock);
   StartAgent();
-  ExpectUnharmed();
+  ExpectHonestHandlerServes();
 }
 
-TEST_F(Files, SwappedUnderARunningAgentKeepNewcomersOutAndNobodyElse) {
+TEST_F(Files, ReplacedPortFolderRejectsOnlyNewConnections) {
   Peer attacker(InstallAttacker("org.example.attacker"));
   const std::string elsewhere = Root() + "/elsewhere";
   fs::create_directory(elsewhere);
   fs::rename(PortFolder(), PortFolder() + ".aside");
   fs::create_directory_symlink(elsewhere, PortFolder());
-  // The honest handler is connected already.
-  ExpectUnharmed();
-  EXPECT_EQ(Greet(attacker), "no connection: Not a directory");
+  // The connection of the honest handler already exists.
+  ExpectHonestHandlerServes();
+  EXPECT_EQ(Handshake(attacker), "no connection: Not a directory");
   fs::remove(PortFolder());
   fs::rename(PortFolder() + ".aside", PortFolder());
-  EXPECT_EQ(Greet(attacker), "accepted");
+  EXPECT_EQ(Handshake(attacker), "accepted");
 }
 
-TEST_F(Files, OfAnAgentBelongToNoApplicationOfItsName) {
+TEST_F(Files, ApplicationCannotUseNameOfAgent) {
   const end_to_end::ExampleCopy copy(Packages() + "/attacker", Root() + "/copy");
   copy.Replace("org.example.attacker.handler", AgentId());
   const auto install = Qor({"package", "install", copy.Path()});
@@ -159,7 +159,7 @@ TEST_F(Files, OfAnAgentBelongToNoApplicationOfItsName) {
   EXPECT_NE(check.output.find("\"" + AgentId() + "\" is reserved"), std::string::npos)
       << check.output;
   EXPECT_FALSE(platform::FindPackage("org.example.attacker"));
-  ExpectUnharmed();
+  ExpectHonestHandlerServes();
 }
 
 }  // namespace

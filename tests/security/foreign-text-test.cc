@@ -1,7 +1,7 @@
 // Copyright 2026 The qor-handler-manager authors
 // SPDX-License-Identifier: Apache-2.0
 
-// Packages and handlers whose texts would control the terminal that shows them.
+// Packages and handlers with texts that control terminals or forge lines.
 
 #include <rapidjson/document.h>
 
@@ -17,16 +17,16 @@ namespace security {
 namespace {
 
 namespace fs = std::filesystem;
-using Words = std::vector<std::string>;
+using Arguments = std::vector<std::string>;
 
-// Clears the screen, forges a line, reorders; C1 as a character and as a byte.
+// Clears the screen, forges a line, reorders text; contains C1 as a character and as a byte.
 constexpr char kHostile[] =
     "evil\033[2J\a\r\nFORGED \u009b31m\u0085\u202edrow\u2066\u2069\u200f\u061c\u2028\u2029\x7f\x9b";
 
 class ForeignText : public end_to_end::EndToEndTest {
  protected:
   ForeignText() : copy_(Packages() + "/text", Root() + "/hostile"), path_(copy_.Path()) {
-    // Nothing but what the tool and the library write themselves is coloured.
+    // Colors in the output would be the tool's own control characters.
     setenv("NO_COLOR", "1", 1);
     setenv("DLOG_FILTER", "*:D", 1);
     const std::string in_xml =
@@ -47,28 +47,28 @@ class ForeignText : public end_to_end::EndToEndTest {
     unsetenv("DLOG_FILTER");
   }
 
-  // The hostile request type; YAML has no bytes that are not UTF-8.
+  // The hostile request type, without the last byte: YAML must be UTF-8.
   static std::string Type() { return std::string(kHostile, sizeof kHostile - 2); }
   static std::string InYaml() {
     return R"(evil\e[2J\a\r\nFORGED \x9b31m\x85\u202edrow\u2066\u2069\u200f\u061c\u2028\u2029\x7f)";
   }
 
-  tools::ProcessResult Tool(const Words& words, const std::string& input = "") {
+  tools::ProcessResult Tool(const Arguments& words, const std::string& input = "") {
     return Shell(Command(words) + InputOf(input));
   }
-  // On a terminal, which gets what goes to standard error, too.
-  tools::ProcessResult OnTerminal(const Words& words, const std::string& input = "") {
+  // On a terminal, which also receives standard error.
+  tools::ProcessResult RunOnTerminal(const Arguments& words, const std::string& input = "") {
     return Shell("script -qec " + Quoted(Command(words) + InputOf(input)) + " /dev/null");
   }
 
-  void ExpectPrintable(const Words& words, const std::string& input = "") {
-    for (const auto& run : {Tool(words, input), OnTerminal(words, input)}) {
+  void ExpectPrintable(const Arguments& words, const std::string& input = "") {
+    for (const auto& run : {Tool(words, input), RunOnTerminal(words, input)}) {
       ExpectPrintable(run.output, words);
       ExpectPrintable(run.errors, words);
     }
   }
-  static void ExpectPrintable(std::string output, const Words& words) {
-    // The library's own colours, and the ends that a terminal gives to lines.
+  static void ExpectPrintable(std::string output, const Arguments& words) {
+    // The library's own colors, and the carriage returns added by the terminal.
     for (const char* own : {"\033[0;36m", "\033[0;32m", "\033[0;31m", "\033[0;m", "\r"}) {
       for (auto at = output.find(own); at != std::string::npos; at = output.find(own, at)) {
         output.erase(at, std::string_view(own).size());
@@ -81,8 +81,8 @@ class ForeignText : public end_to_end::EndToEndTest {
     }
   }
 
-  // Each line of the text is JSON in UTF-8.
-  static void ExpectJsonLines(const std::string& text, const Words& words) {
+  // Expects each line of the text to be JSON in UTF-8.
+  static void ExpectJsonLines(const std::string& text, const Arguments& words) {
     EXPECT_NE(text, "") << words[0];
     std::istringstream lines(text);
     for (std::string line; std::getline(lines, line);) {
@@ -102,7 +102,7 @@ class ForeignText : public end_to_end::EndToEndTest {
   }
 
  private:
-  static std::string Command(const Words& words) {
+  static std::string Command(const Arguments& words) {
     std::string command = BuildFolder() + "/tools/qor/qor";
     for (const auto& word : words) command += " " + Quoted(word);
     return command;
@@ -120,7 +120,7 @@ class ForeignText : public end_to_end::EndToEndTest {
   const std::string path_;
 };
 
-TEST_F(ForeignText, DoesNotActOnATerminal) {
+TEST_F(ForeignText, IsEscapedOnTerminal) {
   const std::string type = Type();
   ExpectPrintable({"package", "list"});
   ExpectPrintable({"package", "show", "org.example.text"});
@@ -135,7 +135,7 @@ TEST_F(ForeignText, DoesNotActOnATerminal) {
   ExpectPrintable({"doctor"});
   ExpectPrintable({"completion", "types"});
   ExpectPrintable({"completion", "packages"});
-  // The handler names the type in its error.
+  // The error of the handler contains the type.
   ExpectPrintable({"send", type, "1"});
   ExpectPrintable({"send", kHostile, kHostile});
   ExpectPrintable({"send", "text.echo", kHostile, "--strict"});
@@ -143,18 +143,18 @@ TEST_F(ForeignText, DoesNotActOnATerminal) {
   ExpectPrintable({"agent"}, std::string(kHostile) + "\n{\"type\":\"" + kHostile + "\"}\n");
 }
 
-TEST_F(ForeignText, IsNotRunByAHandlerThatIsTriedOut) {
+TEST_F(ForeignText, IsNotExecutedByCheckRun) {
   ExpectPrintable({"check", "--run", PackagePath()});
   EXPECT_FALSE(fs::exists(Root() + "/evil"));
 }
 
-TEST_F(ForeignText, OfAResultIsRawWhereItIsWanted) {
+TEST_F(ForeignText, ResultIsRawInPipesAndOnRequest) {
   setenv("DLOG_FILTER", "*:S", 1);
   const std::string result = std::string(kHostile) + "\n";
   EXPECT_EQ(Tool({"send", "text.echo", kHostile}).output, result);
-  EXPECT_NE(OnTerminal({"send", "--raw", "text.echo", kHostile}).output.find("\033[2J"),
+  EXPECT_NE(RunOnTerminal({"send", "--raw", "text.echo", kHostile}).output.find("\033[2J"),
             std::string::npos);
-  const std::string shown = OnTerminal({"send", "text.echo", kHostile}).output;
+  const std::string shown = RunOnTerminal({"send", "text.echo", kHostile}).output;
   EXPECT_NE(shown.find("evil\\x1b[2J\\x07\\r\\nFORGED"), std::string::npos) << shown;
 }
 
@@ -164,18 +164,18 @@ TEST_F(ForeignText, IsValidAndPrintableInJson) {
   const std::string lines = R"({"type":"text.echo","uuid":"\u001b\u009b\u202e","payload":1})"
                             "\n{\"handlers\":true}\n{\"" +
                             std::string(kHostile) + "\n";
-  const Words commands[] = {{"package", "list", "--json"},
-                            {"package", "show", "--json", "org.example.text"},
-                            {"check", "--json", PackagePath()},
-                            {"explain", "--json", type},
-                            {"explain", "--json", kHostile},
-                            {"handlers", "--json"},
-                            {"doctor", "--json"},
-                            {"send", "--json", type, "1"},
-                            {"send", "--json", "text.echo", kHostile},
-                            {"send", "--json", "--uuid", kHostile, "text.echo", "1"},
-                            {"agent"}};
-  for (const Words& words : commands) {
+  const Arguments commands[] = {{"package", "list", "--json"},
+                                {"package", "show", "--json", "org.example.text"},
+                                {"check", "--json", PackagePath()},
+                                {"explain", "--json", type},
+                                {"explain", "--json", kHostile},
+                                {"handlers", "--json"},
+                                {"doctor", "--json"},
+                                {"send", "--json", type, "1"},
+                                {"send", "--json", "text.echo", kHostile},
+                                {"send", "--json", "--uuid", kHostile, "text.echo", "1"},
+                                {"agent"}};
+  for (const Arguments& words : commands) {
     const auto run = Tool(words, lines);
     ExpectJsonLines(run.output, words);
     ExpectPrintable(run.output, words);
@@ -188,20 +188,20 @@ TEST_F(ForeignText, IsValidAndPrintableInJson) {
   Tool({"record", "--format", "json", "-o", file, "--", BuildFolder() + "/tools/qor/qor", "send",
         "--uuid", kHostile, "text.echo", kHostile});
   for (const char* format : {"json", "trace", "html", "text"}) {
-    const Words words = {"record", "--format", format, "--from", file};
+    const Arguments words = {"record", "--format", format, "--from", file};
     const auto run = Tool(words);
     ExpectPrintable(run.output, words);
     if (format[0] == 'j' || format[1] == 'r') ExpectJsonLines(run.output, {format});
   }
 }
 
-TEST_F(ForeignText, OfARequestTypeIsAFinding) {
+TEST_F(ForeignText, RequestTypeWithControlCharactersIsAFinding) {
   const auto run = Tool({"check", PackagePath()});
   EXPECT_NE(run.output.find("contains control characters or invalid UTF-8"), std::string::npos)
       << run.output;
 }
 
-TEST_F(ForeignText, IsOneWordALineOrNoneForTheShell) {
+TEST_F(ForeignText, CompletionOffersOneWordPerLine) {
   EXPECT_EQ(Tool({"completion", "types"}).output, "$(touch evil)\ntext.echo\ntwo words\n");
 }
 

@@ -1,8 +1,8 @@
 // Copyright 2026 The qor-handler-manager authors
 // SPDX-License-Identifier: Apache-2.0
 
-// A handler of the SDK and an agent that sends it anything: the handler keeps running, within
-// limits, and serves the honest agent of this process afterwards.
+// Attacks of an agent on a handler of the SDK: the handler keeps running, within limits, and serves
+// the honest agent of this process afterwards.
 
 #include <unistd.h>
 
@@ -36,14 +36,14 @@ class HostileAgent : public SecurityTest {
   }
   void TearDown() override {
     agents_.clear();
-    ExpectUnharmed();
+    ExpectHonestHandlerServes();
     // The same process, not one that was launched after a crash.
     EXPECT_EQ(std::filesystem::read_symlink(handler_ + "/exe"), InstalledProgram(kHandler));
     // The handler notices the end of a connection in a later iteration of its main loop.
     const auto begin = std::chrono::steady_clock::now();
     while (OpenDescriptors() > descriptors_ + 2 &&
            std::chrono::steady_clock::now() - begin < std::chrono::seconds(30)) {
-      ExpectUnharmed();
+      ExpectHonestHandlerServes();
     }
     EXPECT_LE(OpenDescriptors(), descriptors_ + 2);
     SecurityTest::TearDown();
@@ -102,7 +102,7 @@ TEST_F(HostileAgent, MalformedBytesEndAtMostItsOwnConnection) {
       EXPECT_TRUE(sent == "sent" || sent == "gone") << sent;
       EXPECT_EQ(agent.Ask("deliver after-" + std::to_string(++commands) + " 10").size(), 4U);
       EXPECT_EQ(agent.Ask("close"), "closed");
-      ExpectUnharmed();
+      ExpectHonestHandlerServes();
     }
   }
   EXPECT_LE(ResidentMemory(), memory + 64);
@@ -122,11 +122,11 @@ TEST_F(HostileAgent, CommandFloodUsesLimitedMemory) {
   const long memory = ResidentMemory();
   // 256 MiB, whose results it does not read.
   agent.Tell("flood 4096 65536");
-  for (int i = 0; i < 3; ++i) ExpectUnharmed();
+  for (int i = 0; i < 3; ++i) ExpectHonestHandlerServes();
   EXPECT_LE(ResidentMemory(), memory + 128);
   agent.Kill();
   EXPECT_EQ(agent.NextLineWithoutLoop(), "");
-  ExpectUnharmed();
+  ExpectHonestHandlerServes();
   EXPECT_LE(ResidentMemory(), memory + 128);
 }
 
@@ -137,7 +137,7 @@ TEST_F(HostileAgent, HalfOpenConnectionsDelayNobody) {
     EXPECT_EQ(agent.Ask(i % 2 == 0 ? "half-open" : "open-half-way"), "half-open");
     // Further requests of the same agent make no further connection.
     Request(agent);
-    ExpectUnharmed();
+    ExpectHonestHandlerServes();
   }
 }
 
@@ -147,7 +147,7 @@ TEST_F(HostileAgent, SecondAgentOfTheSameNameGetsNoConnectionBesideTheFirst) {
   Request(second);
   EXPECT_EQ(first.Ask("deliver one 10"), "sent");
   EXPECT_EQ(first.Ask("result"), "one");
-  ExpectUnharmed();
+  ExpectHonestHandlerServes();
   EXPECT_EQ(second.Ask("pending"), "none");
   first.Kill();
   Connect(second);
@@ -161,7 +161,7 @@ TEST_F(HostileAgent, DisconnectionInTheMiddleOfAResultLosesNoAnswer) {
   for (int i = 0; i < 10; ++i) {
     EXPECT_EQ(agent.Ask("begin-of-result"), "begun");
     EXPECT_EQ(agent.Ask("close"), "closed");
-    ExpectUnharmed();
+    ExpectHonestHandlerServes();
     // The handler sends the answer again.
     Connect(agent);
   }
@@ -174,7 +174,7 @@ TEST_F(HostileAgent, UnrequestedRepliesAcknowledgeNothingOfOthers) {
   for (int i = 0; i < 3; ++i) {
     EXPECT_EQ(agent.Ask("send main unrequested-replies"), "sent");
     EXPECT_EQ(agent.Ask("deliver command-" + std::to_string(i) + " 10"), "sent");
-    ExpectUnharmed();
+    ExpectHonestHandlerServes();
   }
 }
 

@@ -1,7 +1,7 @@
 // Copyright 2026 The qor-handler-manager authors
 // SPDX-License-Identifier: Apache-2.0
 
-// Who may speak to the agent, and as whom: the kernel says, not the process.
+// Identification of processes that connect to the agent, which relies on the kernel alone.
 
 #include <sys/stat.h>
 #include <unistd.h>
@@ -23,84 +23,84 @@ constexpr char kId[] = "org.example.attacker";
 
 class Identity : public SecurityTest {};
 
-TEST_F(Identity, OfAProcessThatIsNoApplicationIsNotEnough) {
+TEST_F(Identity, RejectsProcessThatIsNotInstalled) {
   ExpectOneLine("rejected host.attacker (process", [] {
     Peer attacker;
-    EXPECT_EQ(Greet(attacker), "refused: not an installed application");
+    EXPECT_EQ(Handshake(attacker), "rejected: not an installed application");
   });
 }
 
-TEST_F(Identity, IsNotEnoughWithoutBothPrivileges) {
+TEST_F(Identity, RejectsApplicationWithoutBothPrivileges) {
   for (const char* privilege : {kLaunch, kSharing}) {
     const std::string id = std::string(kId) + (privilege == kLaunch ? ".launch" : ".sharing");
     const std::string program = InstallAttacker(id, privilege);
     ExpectOneLine("rejected " + id + " (process", [&] {
       Peer attacker(program);
-      EXPECT_EQ(Greet(attacker), std::string("refused: lacks the privilege ") + privilege);
+      EXPECT_EQ(Handshake(attacker), std::string("rejected: lacks the privilege ") + privilege);
     });
   }
 }
 
-TEST_F(Identity, IsNotThatOfACopyElsewhere) {
+TEST_F(Identity, RejectsCopyOfExecutable) {
   const std::string copy = Root() + "/copy";
   fs::copy_file(InstallAttacker(kId), copy);
   ExpectOneLine("rejected host.copy (process", [&] {
     Peer attacker(copy);
-    EXPECT_EQ(Greet(attacker), "refused: not an installed application");
+    EXPECT_EQ(Handshake(attacker), "rejected: not an installed application");
   });
 }
 
-TEST_F(Identity, IsNotThatOfAnotherNameOfTheSameFile) {
+TEST_F(Identity, RejectsHardLinkToExecutable) {
   const std::string other = Root() + "/other";
   fs::create_hard_link(InstallAttacker(kId), other);
   ExpectOneLine("rejected host.other (process", [&] {
     Peer attacker(other);
-    EXPECT_EQ(Greet(attacker), "refused: not an installed application");
+    EXPECT_EQ(Handshake(attacker), "rejected: not an installed application");
   });
 }
 
-TEST_F(Identity, IsThatOfTheFileWhereALinkLeadsToIt) {
+TEST_F(Identity, AcceptsSymbolicLinkToExecutable) {
   const std::string link = Root() + "/link";
   fs::create_symlink(InstallAttacker(kId), link);
   Peer attacker(link);
-  Attach(attacker);
+  Connect(attacker);
   ASSERT_EQ(GetAgent().Send("own", kId, ""), 0);
   EXPECT_EQ(attacker.Ask("next"), "own org.example.attacker");
 }
 
-TEST_F(Identity, IsLostWithTheExecutable) {
+TEST_F(Identity, RejectsProcessWithDeletedExecutable) {
   const std::string program = InstallAttacker(kId);
   ExpectOneLine("rejected an unidentified peer (process", [&] {
     Peer attacker(program);
     EXPECT_EQ(attacker.Ask("waiting"), "-1");  // it runs
     fs::remove(program);
-    EXPECT_EQ(Greet(attacker), "refused: cannot identify the peer process");
+    EXPECT_EQ(Handshake(attacker), "rejected: cannot identify the peer process");
   });
 }
 
-TEST_F(Identity, IsThatOfWhatStandsThereNow) {
+TEST_F(Identity, RejectsProcessWithReplacedExecutable) {
   const std::string program = InstallAttacker(kId);
   Peer old(program);
   EXPECT_EQ(old.Ask("waiting"), "-1");
   fs::copy_file(program, program + ".new");
   fs::rename(program + ".new", program);
   ExpectOneLine("rejected an unidentified peer (process",
-                [&] { EXPECT_EQ(Greet(old), "refused: cannot identify the peer process"); });
+                [&] { EXPECT_EQ(Handshake(old), "rejected: cannot identify the peer process"); });
   Peer replaced(program);
-  EXPECT_EQ(Greet(replaced), "accepted");
+  EXPECT_EQ(Handshake(replaced), "accepted");
 }
 
-TEST_F(Identity, IsNotANameThatAProcessGivesItself) {
+TEST_F(Identity, IgnoresNameSetByProcess) {
   setenv(platform::kHostNameVariable, "org.example.text.handler", 1);
   ExpectOneLine("rejected host.org.example.text.handler (process", [] {
     Peer attacker;
-    EXPECT_EQ(Greet(attacker), "refused: not an installed application");
+    EXPECT_EQ(Handshake(attacker), "rejected: not an installed application");
   });
   unsetenv(platform::kHostNameVariable);
 }
 
-// Told by the kernel's word alone, and as root with a process of such a user as well.
-TEST_F(Identity, OfAnotherUserIsRefusedWhateverItsExecutable) {
+// Checks the admission directly, and as root also with a process of another user.
+TEST_F(Identity, RejectsOtherUserWithSameExecutable) {
   constexpr uid_t kNobody = 65534;
   const std::string program = InstallAttacker(kId);
   const auto admission = platform::rpc::Admit(platform::ProcessHandle(getpid()), geteuid() + 1, {});
@@ -109,126 +109,127 @@ TEST_F(Identity, OfAnotherUserIsRefusedWhateverItsExecutable) {
   if (geteuid() != 0) return;
   Peer attacker(program);
   EXPECT_EQ(attacker.Ask("become " + std::to_string(kNobody)), "became");
-  // The root folder is closed to others.
-  EXPECT_EQ(Greet(attacker), "no connection: Permission denied");
-  // Who opens it, opens the socket to nobody still.
+  // The root folder is not accessible to others.
+  EXPECT_EQ(Handshake(attacker), "no connection: Permission denied");
+  // Opening the folders does not open the socket.
   for (const char* folder : {"", "/run", "/run/ports"}) chmod((Root() + folder).c_str(), 0711);
   const std::string port = Root() + "/run/ports/" + AgentId();
   chmod(port.c_str(), 0711);
-  EXPECT_EQ(Greet(attacker), "no connection: Permission denied");
+  EXPECT_EQ(Handshake(attacker), "no connection: Permission denied");
   chmod((port + "/CommandHandler").c_str(), 0777);
   ExpectOneLine("rejected an unidentified peer (process",
-                [&] { EXPECT_EQ(Greet(attacker), "refused: belongs to another user"); });
+                [&] { EXPECT_EQ(Handshake(attacker), "rejected: belongs to another user"); });
 }
 
-TEST_F(Identity, EndsWithTheProgram) {
+TEST_F(Identity, ConnectionClosesAfterExec) {
   const std::string program = InstallAttacker(kId);
   Peer attacker(program);
-  Attach(attacker);
+  Connect(attacker);
   ExpectOneLine("org.example.attacker sent data after executing another file", [&] {
     EXPECT_EQ(attacker.Ask(std::string("exec ") + PEER_EXECUTABLE + " with-connections"),
               "with connections");
-    // It may be a moment until the agent looks.
-    std::string answer = "told false";
-    while (answer == "told false") answer = attacker.Ask("ask nothing 1");
+    // The agent inspects the executable at most once a second.
+    std::string answer = "reply false";
+    while (answer == "reply false") answer = attacker.Ask("ask nothing 1");
     EXPECT_EQ(answer, "gone");
   });
   ExpectOneLine("rejected host.attacker (process",
-                [&] { EXPECT_EQ(Greet(attacker), "refused: not an installed application"); });
+                [&] { EXPECT_EQ(Handshake(attacker), "rejected: not an installed application"); });
 }
 
-TEST_F(Identity, StaysThatOfAProcessThatHasExited) {
+TEST_F(Identity, LastDataOfExitedProcessIsAccepted) {
   Peer attacker(InstallAttacker(kId));
-  Attach(attacker);
+  Connect(attacker);
   ASSERT_EQ(GetAgent().Send("own", kId, ""), 0);
   EXPECT_EQ(attacker.Ask("next"), "own org.example.attacker");
-  // Until the agent inspects the process on receiving from it.
+  // Longer than the interval at which the agent inspects a sender's executable.
   const auto begin = std::chrono::steady_clock::now();
-  while (std::chrono::steady_clock::now() - begin < std::chrono::seconds(1)) ExpectUnharmed();
+  while (std::chrono::steady_clock::now() - begin < std::chrono::seconds(1))
+    ExpectHonestHandlerServes();
   attacker.Tell("result-and-exit own");
   EXPECT_EQ(attacker.NextLineWithoutLoop(), "");
   attacker.Kill();
   EXPECT_EQ(AwaitResponse("own").result, "last");
 }
 
-TEST_F(Identity, IsNotThatOfAChildProcess) {
+TEST_F(Identity, RejectsDataOfChildProcess) {
   Peer attacker(InstallAttacker(kId));
-  Attach(attacker);
+  Connect(attacker);
   EXPECT_EQ(attacker.Ask("fork"), "forked");
   ExpectOneLine("org.example.attacker sent bytes from another process",
                 [&] { EXPECT_EQ(attacker.Ask("ask nothing 1"), "gone"); });
 }
 
-TEST_F(Identity, CannotBeLentByAProcessThatExecutesAnotherProgram) {
+TEST_F(Identity, RejectsHandshakeOfChildAfterExecOfParent) {
   const std::string victim = InstallAttacker(kId);
-  // The child greets, and the agent finds the victim's executable behind the connection.
+  // The child sends the hello, and the peer credentials name the process that runs the victim.
   Peer attacker;
   EXPECT_EQ(attacker.Ask("lend " + AgentId() + " " + victim), "lent");
   ExpectOneLine("sent bytes from another process, connection closed",
-                [&] { EXPECT_EQ(attacker.Ask("greet-lent"), "gone"); });
-  // The process has greeted itself before, and the child knows the token.
+                [&] { EXPECT_EQ(attacker.Ask("handshake-lent"), "gone"); });
+  // The process itself completed the handshake before, and the child knows the token.
   Peer second;
-  second.Tell("lend-greeted " + AgentId() + " " + victim);
+  second.Tell("lend-after-hello " + AgentId() + " " + victim);
   EXPECT_EQ(second.NextLineWithoutLoop(), "lent");
-  EXPECT_EQ(second.Ask("hear-lent"), "accepted");
+  EXPECT_EQ(second.Ask("reply-lent"), "accepted");
   ExpectOneLine("sent bytes from another process, connection closed",
                 [&] { EXPECT_EQ(second.Ask("join-lent"), "gone"); });
   EXPECT_EQ(GetAgent().Send("secret", kId, ""), QOR_HANDLER_MANAGER_ERROR_NONE);
   EXPECT_EQ(second.Ask("waiting"), "0");
 }
 
-// The program changes between the two connections.
-TEST_F(Identity, IsToldAgainWhenACallbackConnectionJoins) {
+// The process executes another program between the two connections.
+TEST_F(Identity, IsCheckedAgainForCallbackConnection) {
   Peer attacker(InstallAttacker(kId));
-  EXPECT_EQ(Greet(attacker), "accepted");
+  EXPECT_EQ(Handshake(attacker), "accepted");
   const std::string token = attacker.Ask("token");
   EXPECT_EQ(attacker.Ask(std::string("exec ") + PEER_EXECUTABLE + " with-connections"),
             "with connections");
   ExpectOneLine("unknown main connection", [&] {
     EXPECT_EQ(attacker.Ask("join-with " + AgentId() + " " + token),
-              "refused: unknown main connection");
+              "rejected: unknown main connection");
   });
 }
 
-TEST_F(Identity, IsNotAPathInAMountNamespaceOfItsOwn) {
+TEST_F(Identity, RejectsPathInOtherMountNamespace) {
   const std::string victim = InstallAttacker(kId);
   Peer attacker;
   ASSERT_EQ(attacker.Ask("cover " + victim), "covered")
       << "this machine permits neither mount nor user namespaces: nothing was tested";
   ExpectOneLine("rejected host.attacker (process",
-                [&] { EXPECT_EQ(Greet(attacker), "refused: not an installed application"); });
+                [&] { EXPECT_EQ(Handshake(attacker), "rejected: not an installed application"); });
 }
 
-// Where the process would be free to speak in the name of others.
-TEST_F(Identity, IsNothingInAPidNamespaceOfItsOwn) {
+// There the process could choose the process id of its credentials.
+TEST_F(Identity, RejectsProcessInOtherPidNamespace) {
   Peer attacker(InstallAttacker(kId));
   ASSERT_EQ(attacker.Ask("enclose"), "forked")
       << "this machine permits neither PID nor user namespaces: nothing was tested";
   ExpectOneLine("rejected org.example.attacker (process",
-                [&] { EXPECT_EQ(Greet(attacker), "refused: runs in another PID namespace"); });
+                [&] { EXPECT_EQ(Handshake(attacker), "rejected: runs in another PID namespace"); });
 }
 
-TEST_F(Identity, LeavesNoConnectionsToAProgramThatIsExecuted) {
+TEST_F(Identity, ConnectionsCloseOnExec) {
   Peer attacker(InstallAttacker(kId));
-  Attach(attacker);
+  Connect(attacker);
   EXPECT_EQ(attacker.Ask(std::string("exec ") + PEER_EXECUTABLE + " alone"), "without connections");
-  ExpectUnharmed();
+  ExpectHonestHandlerServes();
 }
 
-TEST_F(Identity, OfACallbackConnectionIsThatOfItsMainOne) {
+TEST_F(Identity, CallbackConnectionNeedsTokenOfItsProcess) {
   const std::string program = InstallAttacker(kId);
   Peer victim(program);
-  EXPECT_EQ(Greet(victim), "accepted");
+  EXPECT_EQ(Handshake(victim), "accepted");
   const std::string token = victim.Ask("token");
-  const std::string unknown = "refused: unknown main connection";
-  // Another process of the same application knows the token, or guesses.
+  const std::string unknown = "rejected: unknown main connection";
+  // Another process of the same application uses a stolen or guessed token.
   Peer thief(program);
   for (const std::string& stolen : {token, std::string(32, '0'), token.substr(1) + "0"}) {
     ExpectOneLine("rejected an unidentified peer (process",
                   [&] { EXPECT_EQ(thief.Ask("join-with " + AgentId() + " " + stolen), unknown); });
   }
   EXPECT_EQ(victim.Ask("join " + AgentId()), "accepted");
-  // It is worth nothing a second time.
+  // A token is valid only once.
   ExpectOneLine("rejected an unidentified peer (process",
                 [&] { EXPECT_EQ(victim.Ask("join-with " + AgentId() + " " + token), unknown); });
 }

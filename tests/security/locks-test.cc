@@ -1,7 +1,7 @@
 // Copyright 2026 The qor-handler-manager authors
 // SPDX-License-Identifier: Apache-2.0
 
-// Locks of the platform's files, held by a handler for as long as it likes.
+// Locks on the platform's files that a handler never releases.
 
 #include <optional>
 #include <string>
@@ -34,36 +34,36 @@ class Locks : public SecurityTest {
   std::optional<Peer> attacker_;
 };
 
-TEST_F(Locks, OfALaunchDelayOnlyThatApplication) {
+TEST_F(Locks, LaunchLockDelaysOnlyThatApplication) {
   Hold(std::string("run/app-locks/") + kAttacker);
   testing::internal::CaptureStderr();
   EXPECT_EQ(GetAgent().Send("delayed", kAttacker, ""), 0);
   EXPECT_EQ(GetAgent().Send("delayed-too", kAttacker, ""), 0);
-  ExpectUnharmed();
+  ExpectHonestHandlerServes();
   attacker_.reset();
-  // Launched once the lock is free, and joins by itself no agent; the honest one is still served.
-  ExpectUnharmed();
+  // The attacker is launched once the lock is free; the honest handler is still served.
+  ExpectHonestHandlerServes();
   testing::internal::GetCapturedStderr();
 }
 
-TEST_F(Locks, OfThePackageDatabaseDelayNoQuery) {
+TEST_F(Locks, DatabaseLocksDelayNoQuery) {
   for (const char* file : {"packages.db", "packages.db-shm", "packages.db-wal"}) {
     HoldBytes(file);
     Hold(file);
   }
-  // What needs a look at the database: who connects, what is installed, an agent that starts.
+  // Operations that query the database: a handshake, a lookup and the start of an agent.
   Peer other(program_);
-  EXPECT_EQ(Greet(other), "accepted");
+  EXPECT_EQ(Handshake(other), "accepted");
   EXPECT_TRUE(platform::FindApplication(kAttacker));
   StopAgent();
   StartAgent();
-  ExpectUnharmed();
-  // It is no lock of the writer's either.
+  ExpectHonestHandlerServes();
+  // Writers do not need these locks either.
   Install("silent");
   EXPECT_TRUE(AwaitUpdates(1));
 }
 
-TEST_F(Locks, OfInstallationsAreNamedByTheToolThatWaits) {
+TEST_F(Locks, WaitingInstallNamesHolder) {
   Hold("install.lock");
   end_to_end::LiveProcess install(
       {BuildFolder() + "/tools/qor/qor", "package", "install", Packages() + "/silent"});

@@ -1,7 +1,8 @@
 // Copyright 2026 The qor-handler-manager authors
 // SPDX-License-Identifier: Apache-2.0
 
-// The sockets for package events and launch requests, which every process of the user can reach.
+// Attacks on the sockets for package events and launch requests, which all processes of the user
+// can reach.
 
 #include <poll.h>
 #include <sys/socket.h>
@@ -34,52 +35,52 @@ class Messages : public SecurityTest {
   }
 };
 
-TEST_F(Messages, ThatAreForgedEventsChangeNoHandler) {
+TEST_F(Messages, ForgedEventsChangeNoHandler) {
   const size_t updates = GetAgent().Updates().size();
   Peer attacker;
-  // Uninstalled: started, half done, completed. Installed and updated, which is not so.
+  // Uninstalling: started, in progress, completed. Then events of a package that does not exist.
   for (const char* forged : {"0 1 org.example.text", "1 1 org.example.text", "2 1 org.example.text",
                              "2 0 org.example.none", "2 2 org.example.none"}) {
     ExpectOneLine("dropped a forged event from process", [&] {
-      EXPECT_EQ(attacker.Ask("forge-event " + Listener() + " " + forged), "heard");
+      EXPECT_EQ(attacker.Ask("forge-event " + Listener() + " " + forged), "acknowledged");
     });
   }
   EXPECT_EQ(GetAgent().Updates().size(), updates);
-  // A true one is heard.
+  // Genuine events are processed.
   Uninstall(kTextPackage);
   EXPECT_TRUE(AwaitUpdates(updates + 1));
   Install("text");
   EXPECT_TRUE(AwaitUpdates(updates + 2));
-  ExpectUnharmed();
+  ExpectHonestHandlerServes();
 }
 
-TEST_F(Messages, ThatAreForgedWithoutEndFillNoLog) {
+TEST_F(Messages, EndlessForgedEventsDoNotFillLog) {
   Peer attacker;
   testing::internal::CaptureStderr();
   attacker.Tell("forge-on " + Listener() + " " + kTextPackage);
-  for (int i = 0; i < 1000; ++i) ExpectUnharmed();
+  for (int i = 0; i < 1000; ++i) ExpectHonestHandlerServes();
   const std::string log = testing::internal::GetCapturedStderr();
   EXPECT_LE(std::count(log.begin(), log.end(), '\n'), 110) << log;
 }
 
-TEST_F(Messages, ThatNeverComeKeepNoDescriptors) {
+TEST_F(Messages, SilentSendersUseLimitedDescriptors) {
   const auto before = OpenDescriptors();
   Peer attacker;
   EXPECT_EQ(attacker.Ask("silent run/events " + Listener() + " 1100"), "opened");
-  for (int i = 0; i < 10; ++i) ExpectUnharmed();
+  for (int i = 0; i < 10; ++i) ExpectHonestHandlerServes();
   EXPECT_LE(OpenDescriptors(),
             before + static_cast<std::ptrdiff_t>(platform::MessageServer::kMaxSenders) + 10);
-  // Events arrive nevertheless.
+  // Events still arrive.
   const size_t updates = GetAgent().Updates().size();
   Install("silent");
   EXPECT_TRUE(AwaitUpdates(updates + 1));
-  ExpectUnharmed();
+  ExpectHonestHandlerServes();
 }
 
-TEST_F(Messages, ThatNeverComeKeepNoHandlerFromItsRequests) {
+TEST_F(Messages, SilentSendersDoNotBlockLaunchRequests) {
   Peer attacker;
   EXPECT_EQ(attacker.Ask(std::string("silent run/apps ") + kTextHandler + " 1100"), "opened");
-  // Requests are taken in order: when this one that is none is over, the others have been.
+  // Connections are accepted in order, so the others were accepted when this one is closed.
   const UniqueFd last = ConnectTo(platform::RootPath() + "/run/apps", kTextHandler);
   const uint8_t empty[4] = {};
   ASSERT_EQ(send(last.Get(), empty, sizeof empty, MSG_NOSIGNAL), 4);
@@ -90,7 +91,7 @@ TEST_F(Messages, ThatNeverComeKeepNoHandlerFromItsRequests) {
       [&](const platform::Executable& executable) { return executable.path == program; });
   ASSERT_EQ(handlers.size(), 1U);
   EXPECT_LE(OpenDescriptors("/proc/" + std::to_string(handlers[0])), 64 + 30);
-  ExpectUnharmed();
+  ExpectHonestHandlerServes();
 }
 
 // Before the handler runs.
@@ -102,12 +103,12 @@ class LaunchRequests : public Messages {
   }
 };
 
-TEST_F(LaunchRequests, AreNotHandedToAnotherProcess) {
+TEST_F(LaunchRequests, AreNotPassedToAnotherListener) {
   Peer attacker;
-  EXPECT_EQ(attacker.Ask(std::string("take-place ") + kTextHandler), "taken");
+  EXPECT_EQ(attacker.Ask(std::string("replace-listener ") + kTextHandler), "taken");
   ExpectOneLine(std::string("listens for ") + kTextHandler + " but does not execute it",
-                [&] { ExpectUnharmed(); });
-  EXPECT_EQ(attacker.Ask("stolen"), "0");
+                [&] { ExpectHonestHandlerServes(); });
+  EXPECT_EQ(attacker.Ask("received-bytes"), "0");
 }
 
 }  // namespace

@@ -99,7 +99,7 @@ class Overlay : public end_to_end::EndToEndTest {
 };
 
 constexpr char kSuccess[] = R"("outcome":"success")";
-constexpr char kNotInstalled[] = "refused: not an installed application";
+constexpr char kNotInstalled[] = "rejected: not an installed application";
 
 TEST_F(Overlay, HandlerInTheUpperLayerIsIdentified) {
   ExpectLines(R"sh(
@@ -120,12 +120,12 @@ umount merged
 mount_layers image:base upper work
 start_agent
 echo_command 1
-echo greet host.qor | "$(program attacker)"
+echo handshake host.qor | "$(program attacker)"
 #Copies both into the upper layer, the first while it runs.
 touch "$(program text-handler)" "$(program attacker)"
 test -e upper/"$(realpath --relative-to merged "$(program attacker)")"
 echo_command 2
-echo greet host.qor | "$(program attacker)"
+echo handshake host.qor | "$(program attacker)"
 )sh",
               {kSuccess, "accepted", kSuccess, "accepted"});
 }
@@ -139,21 +139,21 @@ start_agent
 echo_command 1
 attacker=$(program attacker)
 cp "$attacker" merged/copy
-echo greet host.qor | merged/copy
+echo handshake host.qor | merged/copy
 # Mounted over the handler's executable in another mount namespace.
 start_peer "$attacker"
 tell "cover $(program text-handler)"
-tell "greet host.qor"
+tell "handshake host.qor"
 end_peer
 # Replaced while it runs.
 start_peer "$attacker"
 tell waiting
 mv merged/copy "$attacker"
-tell "greet host.qor"
-echo greet host.qor | "$attacker"
+tell "handshake host.qor"
+echo handshake host.qor | "$attacker"
 )sh",
               {kSuccess, kNotInstalled, "covered", kNotInstalled, "-1",
-               "refused: cannot identify the peer process", "accepted"});
+               "rejected: cannot identify the peer process", "accepted"});
 }
 
 }  // namespace

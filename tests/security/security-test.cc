@@ -12,7 +12,7 @@ namespace security {
 void SecurityTest::SetUp() {
   Install("text");
   StartAgent();
-  ExpectUnharmed();
+  ExpectHonestHandlerServes();
 }
 
 std::string SecurityTest::InstallAttacker(const std::string& app_id,
@@ -24,7 +24,7 @@ std::string SecurityTest::InstallAttacker(const std::string& app_id,
   return program;
 }
 
-std::string SecurityTest::InstallStranger(const std::string& app_id) {
+std::string SecurityTest::InstallNonHandler(const std::string& app_id) {
   return InstallWithout(
       R"(<metadata key="http://tizen.org/iot/metadata/qor/command-handler" value="res/handler.yaml"/>)",
       app_id);
@@ -47,12 +47,12 @@ std::string SecurityTest::InstalledProgram(const std::string& app_id) {
   return application ? application->executable : "";
 }
 
-void SecurityTest::Attach(Peer& attacker) {
-  EXPECT_EQ(Greet(attacker), "accepted");
+void SecurityTest::Connect(Peer& attacker) {
+  EXPECT_EQ(Handshake(attacker), "accepted");
   EXPECT_EQ(attacker.Ask("join " + AgentId()), "accepted");
   EXPECT_EQ(attacker.Ask("fetch"), "sent");
-  // A call is answered after what was sent before it.
-  EXPECT_EQ(attacker.Ask("ask nothing 1"), "told false");
+  // The agent serves calls in order, so the fetch has been served when this one is answered.
+  EXPECT_EQ(attacker.Ask("ask nothing 1"), "reply false");
 }
 
 void SecurityTest::ExpectOneLine(const std::string& text, const std::function<void()>& action) {
@@ -62,10 +62,10 @@ void SecurityTest::ExpectOneLine(const std::string& text, const std::function<vo
   size_t count = 0;
   for (size_t at = log.find(text); at != std::string::npos; at = log.find(text, at + 1)) ++count;
   EXPECT_EQ(count, 1u) << "lines with \"" << text << "\" in:\n" << log;
-  ExpectUnharmed();
+  ExpectHonestHandlerServes();
 }
 
-void SecurityTest::ExpectUnharmed() {
+void SecurityTest::ExpectHonestHandlerServes() {
   const std::string uuid = "honest-" + std::to_string(++commands_);
   EXPECT_EQ(Execute(uuid, "text.echo", "\"" + uuid + "\"").result, "\"" + uuid + "\"");
 }

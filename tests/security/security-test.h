@@ -17,34 +17,34 @@ using Peer = platform::test::PeerProcess;
 inline constexpr char kLaunch[] = "http://tizen.org/privilege/appmanager.launch";
 inline constexpr char kSharing[] = "http://tizen.org/privilege/datasharing";
 
-// An agent in this process, an honest handler ("text"), and attackers.
+// An agent in this process, an honest handler (the package "text"), and attackers.
 class SecurityTest : public end_to_end::EndToEndTest {
  protected:
   void SetUp() override;
 
-  // Installs the attacker as a handler of the request type that is named like the application, and
-  // returns the path of its executable. It does something when the test starts it.
+  // Installs the attacker as a handler of a request type with the application's name. Returns the
+  // path of its executable, which the test starts itself.
   std::string InstallAttacker(const std::string& app_id, const std::string& without_privilege = "");
-  // As an application that holds the privileges and is no handler.
-  std::string InstallStranger(const std::string& app_id);
+  // Installs the attacker as an application with the privileges that is not a handler.
+  std::string InstallNonHandler(const std::string& app_id);
 
   // The path of an installed application's executable.
   static std::string InstalledProgram(const std::string& app_id);
 
-  // An attacker that has joined and asked for its commands.
-  static void Attach(Peer& attacker);
-  // What a process is told that greets the agent.
-  static std::string Greet(Peer& attacker) { return attacker.Ask("greet " + AgentId()); }
+  // Connects the attacker as a handler that has fetched its commands.
+  static void Connect(Peer& attacker);
+  // Performs the handshake of a main connection. Returns "accepted" or the rejection.
+  static std::string Handshake(Peer& attacker) { return attacker.Ask("handshake " + AgentId()); }
 
-  // That the agent writes one line that holds the text during the action, and serves a command of
-  // the honest handler after it.
+  // Expects the agent to log one line with the text during the action, and to execute a command of
+  // the honest handler afterwards.
   void ExpectOneLine(const std::string& text, const std::function<void()>& action);
-  void ExpectUnharmed();
+  void ExpectHonestHandlerServes();
 
   static std::string AgentId();
 
  private:
-  // With some text of the manifest left out.
+  // Installs the attacker without a part of its manifest.
   std::string InstallWithout(const std::string& text, const std::string& app_id);
 
   int commands_ = 0;
