@@ -3,9 +3,9 @@
 #ifndef PLATFORM_BUNDLE_H_
 #define PLATFORM_BUNDLE_H_
 
-/* A dictionary of typed values: what travels with launch requests and inside parcels. Values are
-   copied in; getters hand out pointers into the bundle, which die with it. Not safe for concurrent
-   use. */
+/* A dictionary of typed values, carried by launch requests and parcels. Values are copied in.
+   Getters return pointers into the bundle, which are valid until the value is deleted or the bundle
+   freed. Not thread-safe. */
 #include <stddef.h>
 #include <tizen_error.h>
 
@@ -43,17 +43,17 @@ enum bundle_type {
 typedef void (*bundle_iterator_t)(const char* key, const int type, const bundle_keyval_t* kv,
                                   void* user_data);
 
-/* NULL on failure, with the reason as the thread's last result. Free with bundle_free(). */
+/* Both return NULL on failure and set the last result. Release with bundle_free(). */
 bundle* bundle_create(void);
 bundle* bundle_dup(bundle* b_from);
 int bundle_free(bundle* b);
 
-/* Adding under a key that exists, of whatever type, is BUNDLE_ERROR_KEY_EXISTS. */
+/* BUNDLE_ERROR_KEY_EXISTS when the key exists with any type. */
 int bundle_add_str(bundle* b, const char* key, const char* str);
 int bundle_add_str_array(bundle* b, const char* key, const char** str_array, const int len);
 int bundle_add_byte(bundle* b, const char* key, const void* byte, const size_t size);
 
-/* A missing key, or one of another type, is BUNDLE_ERROR_KEY_NOT_AVAILABLE. */
+/* BUNDLE_ERROR_KEY_NOT_AVAILABLE when the key is missing or has another type. */
 int bundle_get_str(bundle* b, const char* key, char** str);
 const char** bundle_get_str_array(bundle* b, const char* key, int* len);
 int bundle_get_byte(bundle* b, const char* key, void** byte, size_t* size);
@@ -62,7 +62,7 @@ int bundle_del(bundle* b, const char* key);
 int bundle_get_count(bundle* b);
 int bundle_get_type(bundle* b, const char* key);
 
-/* Calls iter for every pair, in no particular order. The bundle must not be changed meanwhile. */
+/* Calls iter for every pair, in unspecified order. iter must not modify the bundle. */
 void bundle_foreach(bundle* b, bundle_iterator_t iter, void* user_data);
 int bundle_keyval_get_type(bundle_keyval_t* kv);
 int bundle_keyval_type_is_array(bundle_keyval_t* kv);

@@ -3,14 +3,14 @@
 #ifndef PLATFORM_BUNDLE_INTERNAL_H_
 #define PLATFORM_BUNDLE_INTERNAL_H_
 
-/* Binary form of a bundle, used by the platform's own transports. */
+/* The binary form of a bundle, for the platform's transports. */
 #include <bundle.h>
 
 #ifdef __cplusplus
 extern "C" {
 #endif
 
-/* The encoded bytes are released with free(), the decoded bundle with bundle_free(). */
+/* Release the encoded bytes with free(), the decoded bundle with bundle_free(). */
 int bundle_encode_raw(bundle* b, bundle_raw** r, int* len);
 bundle* bundle_decode_raw(const bundle_raw* r, const int len);
 

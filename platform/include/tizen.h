@@ -3,7 +3,7 @@
 #ifndef PLATFORM_TIZEN_H_
 #define PLATFORM_TIZEN_H_
 
-/* Base of every platform interface: types, error values, visibility. */
+/* Common to all platform interfaces: types, error values, symbol visibility. */
 #include <tizen_error.h>
 #include <tizen_type.h>
 

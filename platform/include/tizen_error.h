@@ -3,9 +3,9 @@
 #ifndef PLATFORM_TIZEN_ERROR_H_
 #define PLATFORM_TIZEN_ERROR_H_
 
-/* Error values of the whole platform: 0 is success, negative is an error. Values down to -130 are
-   the negated errno; the others count up from TIZEN_ERROR_MIN_PLATFORM_ERROR or stand in a module's
-   range. */
+/* Error values of the whole platform: 0 is success, negative values are errors. Values down to -130
+   are negated errno values; others count up from TIZEN_ERROR_MIN_PLATFORM_ERROR or are in the range
+   of a module. */
 
 #ifdef __cplusplus
 extern "C" {
@@ -20,7 +20,7 @@ extern "C" {
 #define TIZEN_ERROR_IS_ERROR(x) (!TIZEN_ERROR_IS_OK(x))
 #define TIZEN_ERROR_IS_PLATFORM_ERROR(x) (TIZEN_ERROR_MIN_PLATFORM_ERROR <= (x) && (x) < 0)
 
-/* First value of a module's own range; a module's error is this base with small bits or-ed in. */
+/* The base of a module's range. An error of the module is the base with low bits or-ed in. */
 #define TIZEN_ERROR_ACCOUNT (-0x01000000)
 #define TIZEN_ERROR_APPLICATION (-0x01100000)
 #define TIZEN_ERROR_APPLICATION_MANAGER (-0x01110000)
@@ -142,13 +142,12 @@ typedef enum {
   TIZEN_ERROR_END_OF_COLLECTION = -1073741819
 } tizen_error_e;
 
-/* The calling thread's last error: how functions that return a pointer or nothing say what went
- * wrong. */
+/* The last error of the calling thread, set by functions that do not return an error code. */
 int get_last_result(void);
 void set_last_result(int err);
 
-/* Short English text of any platform error value, for logs; never NULL, never to be freed.
-   The text of an unknown value may be overwritten by the thread's next call. */
+/* Returns a short English description of an error value, for logs. Never NULL; must not be freed.
+   The description of an unknown value may be overwritten by the next call of the thread. */
 char* get_error_message(int err);
 
 #ifdef __cplusplus

@@ -3,8 +3,8 @@
 #ifndef PLATFORM_APP_CONTROL_H_
 #define PLATFORM_APP_CONTROL_H_
 
-/* Requests from one application to another. Texts in are copied; texts out are released with
- * free(). */
+/* Launch requests from one application to another. Strings in are copied. Release returned strings
+ * with free(). */
 #include <tizen.h>
 
 #ifdef __cplusplus
@@ -37,7 +37,7 @@ typedef enum {
 
 typedef void (*app_control_reply_cb)(app_control_h request, app_control_h reply,
                                      app_control_result_e result, void* user_data);
-/* Returns true to go on to the next key. */
+/* Returns true to continue with the next key. */
 typedef bool (*app_control_extra_data_cb)(app_control_h app_control, const char* key,
                                           void* user_data);
 
@@ -45,31 +45,31 @@ int app_control_create(app_control_h* app_control);
 int app_control_destroy(app_control_h app_control);
 int app_control_clone(app_control_h* clone, app_control_h app_control);
 
-/* A NULL id clears it. */
+/* NULL clears the id. */
 int app_control_set_app_id(app_control_h app_control, const char* app_id);
 int app_control_get_app_id(app_control_h app_control, char** app_id);
 
-/* Replaces a value of the same key. A key of the platform's own (beginning with two underscores) is
-   APP_CONTROL_ERROR_KEY_REJECTED, an empty key or value APP_CONTROL_ERROR_INVALID_PARAMETER. */
+/* Replaces a value of the same key. APP_CONTROL_ERROR_KEY_REJECTED for keys with two underscores at
+   the beginning, which are reserved; APP_CONTROL_ERROR_INVALID_PARAMETER for empty arguments. */
 int app_control_add_extra_data(app_control_h app_control, const char* key, const char* value);
 int app_control_get_extra_data(app_control_h app_control, const char* key, char** value);
 int app_control_remove_extra_data(app_control_h app_control, const char* key);
 int app_control_foreach_extra_data(app_control_h app_control, app_control_extra_data_cb callback,
                                    void* user_data);
 
-/* Starts the application unless it runs, then hands it the request; returns before the application
-   has handled it. The reply callback may be NULL; on an ordinary Linux machine it must be. Errors:
-   APP_CONTROL_ERROR_INVALID_PARAMETER  no application id, a reply callback where there are no
-                                        replies, or a request of more than 128 KiB
-   APP_CONTROL_ERROR_APP_NOT_FOUND      no such application is installed
-   APP_CONTROL_ERROR_LAUNCH_FAILED      its executable cannot be started or ends at once
-   APP_CONTROL_ERROR_TIMED_OUT          it runs, but takes no requests
-   APP_CONTROL_ERROR_IO_ERROR           package database or sockets fail; the log says how */
+/* Starts the application unless it is running, and sends it the request. Does not wait until the
+   application has handled it. On ordinary Linux the reply callback must be NULL. Errors:
+   APP_CONTROL_ERROR_INVALID_PARAMETER  no application id, an unsupported reply callback, or more
+                                        than 128 KiB
+   APP_CONTROL_ERROR_APP_NOT_FOUND      the application is not installed
+   APP_CONTROL_ERROR_LAUNCH_FAILED      its executable cannot be started or exits immediately
+   APP_CONTROL_ERROR_TIMED_OUT          it is running but accepts no requests
+   APP_CONTROL_ERROR_IO_ERROR           failure of the package database or a socket, see the log */
 int app_control_send_launch_request(app_control_h app_control, app_control_reply_cb callback,
                                     void* user_data);
 
-/* Who sent a received request; APP_CONTROL_ERROR_INVALID_PARAMETER for one made here,
-   APP_CONTROL_ERROR_APP_NOT_FOUND when the sender was gone before the request was taken. */
+/* Returns the id of the sender of a received request. APP_CONTROL_ERROR_INVALID_PARAMETER for other
+   requests, APP_CONTROL_ERROR_APP_NOT_FOUND when the sender exited before it was identified. */
 int app_control_get_caller(app_control_h app_control, char** id);
 
 #ifdef __cplusplus

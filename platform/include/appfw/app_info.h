@@ -3,8 +3,8 @@
 #ifndef PLATFORM_APP_INFO_H_
 #define PLATFORM_APP_INFO_H_
 
-/* Installed applications. Texts out are released with free(); callbacks return true to go on. A
-   handle given to a callback is valid only inside it. */
+/* Installed applications. Release returned strings with free(). Callbacks return true to continue.
+   A handle passed to a callback is valid only inside it. */
 #include <tizen.h>
 
 #ifdef __cplusplus
@@ -26,7 +26,7 @@ int app_info_get_package(app_info_h app_info, char** package);
 int app_info_foreach_metadata(app_info_h app_info, app_info_metadata_cb callback, void* user_data);
 int app_info_is_preload(app_info_h app_info, bool* preload);
 
-/* All conditions must hold; a NULL value matches on the key alone. */
+/* Selects applications that meet all conditions; a NULL value matches every value of the key. */
 int app_info_metadata_filter_create(app_info_metadata_filter_h* handle);
 int app_info_metadata_filter_destroy(app_info_metadata_filter_h handle);
 int app_info_metadata_filter_add(app_info_metadata_filter_h handle, const char* key,

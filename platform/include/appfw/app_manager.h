@@ -25,9 +25,9 @@ typedef enum {
   APP_MANAGER_ERROR_NOT_SUPPORTED = TIZEN_ERROR_NOT_SUPPORTED
 } app_manager_error_e;
 
-/* Same as app_info_create(). */
+/* Equivalent to app_info_create(). */
 int app_manager_get_app_info(const char* app_id, app_info_h* app_info);
-/* A process that is no installed application is APP_MANAGER_ERROR_NO_SUCH_APP. */
+/* APP_MANAGER_ERROR_NO_SUCH_APP when the process is not an installed application. */
 int app_manager_get_app_id(pid_t pid, char** app_id);
 int app_manager_is_running(const char* app_id, bool* running);
 

@@ -3,8 +3,8 @@
 #ifndef PLATFORM_PACKAGE_INFO_H_
 #define PLATFORM_PACKAGE_INFO_H_
 
-/* Installed packages. Texts out are released with free(); callbacks return true to go on. A handle
-   given to a callback is valid only inside it. */
+/* Installed packages. Release returned strings with free(). Callbacks return true to continue. A
+   handle passed to a callback is valid only inside it. */
 #include <tizen.h>
 
 #ifdef __cplusplus

@@ -3,9 +3,9 @@
 #ifndef PLATFORM_PACKAGE_MANAGER_H_
 #define PLATFORM_PACKAGE_MANAGER_H_
 
-/* Packages come and go: queries, events, requests. Event callbacks run on the main loop and may
-   release any handle, their own included. From another thread, the functions that change what a
-   manager listens to wait for the main loop. */
+/* Queries, events and requests of package management. Event callbacks run on the main loop and may
+   release any handle, including that of their manager. Functions that set or unset events block
+   until the main loop has run them when they are called from another thread. */
 #include <package_info.h>
 #include <sys/types.h>
 #include <tizen.h>
@@ -53,7 +53,7 @@ typedef enum {
   PACKAGE_MANAGER_STATUS_TYPE_UPGRADE = 0x04
 } package_manager_status_type_e;
 
-/* `progress` is 0 to 100; `error` means something only in the failed state. */
+/* `progress` is 0 to 100. `error` is valid only in the failed state. */
 typedef void (*package_manager_event_cb)(const char* type, const char* package,
                                          package_manager_event_type_e event_type,
                                          package_manager_event_state_e event_state, int progress,
@@ -61,7 +61,7 @@ typedef void (*package_manager_event_cb)(const char* type, const char* package,
 
 int package_manager_create(package_manager_h* manager);
 int package_manager_destroy(package_manager_h manager);
-/* Which events come: status types or-ed together. Until it is set none does. */
+/* Selects events by a bit mask of status types. No events are delivered before the first call. */
 int package_manager_set_event_status(package_manager_h manager, int status_type);
 int package_manager_set_event_cb(package_manager_h manager, package_manager_event_cb callback,
                                  void* user_data);
@@ -73,17 +73,17 @@ int package_manager_foreach_package_info(package_manager_package_info_cb callbac
 int package_manager_get_package_info(const char* package_id, package_info_h* package_info);
 
 /* Requests: `path` is a package file or, on an ordinary machine, an unpacked package folder; a
-   package that is installed already is updated. The callback hears of this request's progress; `id`
-   numbers the request and may be NULL.
+   package that is installed already is updated. The callback receives the progress of this request.
+   `id` receives the number of the request and may be NULL.
 
-   On an ordinary machine a request runs to its end inside the call, and the result is its final
-   error: INVALID_PARAMETER for a package that is refused (the log says where and why; no event is
-   raised), NO_SUCH_PACKAGE, IO_ERROR or PERMISSION_DENIED for files, SYSTEM_ERROR for the package
-   database and for a request from inside a callback of another one. The callback runs in the
-   caller's thread. Every event waits until the listeners of all processes have handled it: an
-   uninstall's started event for up to 5 seconds, any other for up to 1. Processes of a package that
-   is updated or uninstalled are ended: SIGTERM, 2 seconds, SIGKILL. A package holds at most 65536
-   files, folders and links, 1 GiB in all. */
+   On an ordinary machine a request is completed inside the call, and the result is its final error:
+   INVALID_PARAMETER for an invalid package (the log names the cause; no event is raised),
+   NO_SUCH_PACKAGE, IO_ERROR or PERMISSION_DENIED for files, SYSTEM_ERROR for the package database
+   and for a request from inside a callback of another one. The callback runs in the caller's
+   thread. An event waits until the listeners of all processes have handled it: the started event of
+   an uninstallation for up to 5 seconds, others for up to 1. Processes of a package that is updated
+   or uninstalled are terminated: SIGTERM, after 2 seconds SIGKILL. A package contains at most 65536
+   files, folders and links, and 1 GiB. */
 typedef void (*package_manager_request_event_cb)(int id, const char* type, const char* package,
                                                  package_manager_event_type_e event_type,
                                                  package_manager_event_state_e event_state,

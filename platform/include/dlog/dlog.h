@@ -3,7 +3,7 @@
 #ifndef PLATFORM_DLOG_H_
 #define PLATFORM_DLOG_H_
 
-/* The platform log. No set-up is needed; every function may be called from any thread. */
+/* The platform log. Thread-safe, and usable without initialization. */
 #include <stdarg.h>
 #include <string.h>
 #include <tizen_error.h>
@@ -31,7 +31,7 @@ typedef enum {
   DLOG_PRIO_MAX
 } log_priority;
 
-/* Writes one line under a tag. Returns the number of bytes written (0 when the filter drops the
+/* Writes a line with the tag. Returns the number of bytes written (0 when the filter drops the
    line) or a negative dlog_error_e. A NULL tag or format is DLOG_ERROR_INVALID_PARAMETER. */
 int dlog_print(log_priority prio, const char* tag, const char* fmt, ...)
     __attribute__((format(printf, 3, 4)));

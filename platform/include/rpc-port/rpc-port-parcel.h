@@ -3,9 +3,9 @@
 #ifndef PLATFORM_RPC_PORT_PARCEL_H_
 #define PLATFORM_RPC_PORT_PARCEL_H_
 
-/* One message of a connection: a header (tag, sequence number, time) and typed values, read back in
-   the order in which they were written. Reads past the end give RPC_PORT_ERROR_INVALID_PARAMETER
-   and write nothing. */
+/* A message of a connection: a header (tag, sequence number, time) and typed values, which are read
+   in the order in which they were written. A read past the end returns
+   RPC_PORT_ERROR_INVALID_PARAMETER and leaves its output unchanged. */
 #include <bundle.h>
 #include <rpc-port.h>
 #include <stdbool.h>
@@ -20,7 +20,7 @@ typedef void* rpc_port_parcel_h;
 typedef void* rpc_port_parcel_header_h;
 
 int rpc_port_parcel_create(rpc_port_parcel_h* h);
-/* Takes the next whole parcel from a port, waiting for it where it is not there yet. */
+/* Receives the next parcel from a port. Blocks until it is complete. */
 int rpc_port_parcel_create_from_port(rpc_port_parcel_h* h, rpc_port_h port);
 int rpc_port_parcel_create_from_raw(rpc_port_parcel_h* h, const void* raw, unsigned int size);
 /* Does not consume the parcel. */
@@ -39,7 +39,7 @@ int rpc_port_parcel_write_bundle(rpc_port_parcel_h h, bundle* b);
 int rpc_port_parcel_write_array_count(rpc_port_parcel_h h, int count);
 int rpc_port_parcel_burst_write(rpc_port_parcel_h h, const unsigned char* buf, unsigned int size);
 
-/* A string is released with free(), a bundle with bundle_free(). */
+/* Release strings with free(), bundles with bundle_free(). */
 int rpc_port_parcel_read_byte(rpc_port_parcel_h h, char* b);
 int rpc_port_parcel_read_int16(rpc_port_parcel_h h, short* i);
 int rpc_port_parcel_read_int32(rpc_port_parcel_h h, int* i);
@@ -52,7 +52,7 @@ int rpc_port_parcel_read_bundle(rpc_port_parcel_h h, bundle** b);
 int rpc_port_parcel_read_array_count(rpc_port_parcel_h h, int* count);
 int rpc_port_parcel_burst_read(rpc_port_parcel_h h, unsigned char* buf, unsigned int size);
 
-/* The header belongs to the parcel. A tag is read into a text that the caller frees. */
+/* The header belongs to the parcel. Release a returned tag with free(). */
 int rpc_port_parcel_get_header(rpc_port_parcel_h h, rpc_port_parcel_header_h* header);
 int rpc_port_parcel_header_set_tag(rpc_port_parcel_header_h header, const char* tag);
 int rpc_port_parcel_header_get_tag(rpc_port_parcel_header_h header, char** tag);
@@ -61,7 +61,7 @@ int rpc_port_parcel_header_get_seq_num(rpc_port_parcel_header_h header, int* seq
 int rpc_port_parcel_header_get_timestamp(rpc_port_parcel_header_h header,
                                          struct timespec* timestamp);
 
-/* The whole parcel as bytes; the memory belongs to the parcel. */
+/* The encoded parcel. The memory belongs to the parcel. */
 int rpc_port_parcel_get_raw(rpc_port_parcel_h h, void** raw, unsigned int* size);
 
 #ifdef __cplusplus

@@ -5,7 +5,7 @@
 
 /* Connections between applications: a stub listens on a named port, proxies connect to it. Each
    connection has a main port (calls and replies) and a callback port (messages pushed by the stub).
-   Events are delivered on the main loop. Port handles belong to the connection and die with it. */
+   Events are raised on the main loop. Port handles are valid as long as their connection. */
 #include <stdbool.h>
 #include <tizen_error.h>
 
@@ -29,7 +29,7 @@ typedef void* rpc_port_stub_h;
 
 int rpc_port_disconnect(rpc_port_h port);
 
-/* Proxy: `receiver` is the stub's application id. A connect ends with exactly one connected or
+/* Proxy: `receiver` is the application id of the stub. Each connect raises exactly one connected or
  * rejected event. */
 typedef void (*rpc_port_proxy_connected_event_cb)(const char* receiver, const char* port_name,
                                                   rpc_port_h port, void* user_data);
@@ -55,21 +55,19 @@ int rpc_port_proxy_add_received_event_cb(rpc_port_proxy_h h, rpc_port_proxy_rece
                                          void* user_data);
 int rpc_port_proxy_get_port(rpc_port_proxy_h h, rpc_port_port_type_e type, rpc_port_h* port);
 
-/* Stub: `sender` is the proxy's application id, `instance` an opaque text that names one
- * connection. */
+/* Stub: `sender` is the application id of the proxy, `instance` an opaque id of the connection. */
 typedef void (*rpc_port_stub_connected_event_cb)(const char* sender, const char* instance,
                                                  void* user_data);
 typedef void (*rpc_port_stub_disconnected_event_cb)(const char* sender, const char* instance,
                                                     void* user_data);
-/* A parcel has arrived on the main port. Returns 0 to keep the connection, anything else ends it.
- */
+/* A parcel has arrived on the main port. Returns 0, or another value to close the connection. */
 typedef int (*rpc_port_stub_received_event_cb)(const char* sender, const char* instance,
                                                rpc_port_h port, void* user_data);
 
 int rpc_port_stub_create(rpc_port_stub_h* h, const char* port_name);
 int rpc_port_stub_destroy(rpc_port_stub_h h);
 int rpc_port_stub_listen(rpc_port_stub_h h);
-/* Only peers that hold every added privilege may connect. To be called before listening. */
+/* Requires the privilege of all peers. Must be called before rpc_port_stub_listen(). */
 int rpc_port_stub_add_privilege(rpc_port_stub_h h, const char* privilege);
 int rpc_port_stub_add_connected_event_cb(rpc_port_stub_h h, rpc_port_stub_connected_event_cb cb,
                                          void* user_data);

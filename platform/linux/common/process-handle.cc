@@ -19,7 +19,7 @@ namespace {
 
 // Bounds the time that a process with very many descriptors costs.
 constexpr int kMaxDescriptors = 4096;
-// The kernel's suffix of /proc/<pid>/exe when the file has no name any more.
+// The kernel's suffix of /proc/<pid>/exe when the file was unlinked.
 constexpr std::string_view kDeletedMark = " (deleted)";
 
 std::optional<FileId> FileBelow(int folder_fd, const char* path) {

@@ -40,15 +40,15 @@ inline std::string PortLockName(const std::string& port_name) { return "." + por
 // slash. Does not access the file system: readers treat a missing folder as an empty platform.
 std::string RootPath();
 
-// The same folder for those who write: created with mode 0700 on first use. Throws
+// The root folder for writers: created with mode 0700 when missing. Throws
 // std::system_error naming the folder when it cannot be created or written, when it belongs to
 // another user or others may write to it, and when others may replace it: one of its parents is
 // writable by others and not sticky.
 std::string RootFolder();
 
-// A folder below the root, created (with its parents, mode 0700) when missing. `relative` is like
-// "run/ports". Returns its absolute path. Throws std::system_error naming the folder, also where
-// one of them is a symbolic link.
+// Creates a folder below the root, with its parents (mode 0700), unless it exists. `relative` is a
+// path such as kPortsFolder. Returns the absolute path. Throws std::system_error naming the folder,
+// also where one of them is a symbolic link.
 std::string FolderBelowRoot(const std::string& relative);
 
 }  // namespace platform

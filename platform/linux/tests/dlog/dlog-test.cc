@@ -110,8 +110,8 @@ TEST_F(Dlog, NamesInvalidFilterOnceAndUsesDefault) {
     return 0;
   });
   EXPECT_NE(StandardError().find("TAG:Q"), std::string::npos);
-  const std::string told = StandardError();
-  EXPECT_EQ(std::count(told.begin(), told.end(), '\n'), 1);
+  const std::string output = StandardError();
+  EXPECT_EQ(std::count(output.begin(), output.end(), '\n'), 1);
   EXPECT_EQ(Text(LogFile()).find("dropped"), std::string::npos);
   EXPECT_NE(Text(LogFile()).find("kept"), std::string::npos);
 }
@@ -167,12 +167,12 @@ TEST_F(Dlog, RejectsNullArgumentsAndInvalidPriorities) {
   EXPECT_EQ(Run("*:V", LogFile(),
                 [] {
                   const char* no_text = nullptr;
-                  const bool refuses =
+                  const bool are_rejected =
                       dlog_print(DLOG_ERROR, nullptr, "x") == DLOG_ERROR_INVALID_PARAMETER &&
                       dlog_print(DLOG_ERROR, "TAG", no_text, "x") == DLOG_ERROR_INVALID_PARAMETER &&
                       dlog_print(DLOG_UNKNOWN, "TAG", "x") == DLOG_ERROR_INVALID_PARAMETER &&
                       dlog_print(DLOG_SILENT, "TAG", "x") == DLOG_ERROR_INVALID_PARAMETER;
-                  return refuses ? 0 : 1;
+                  return are_rejected ? 0 : 1;
                 }),
             0);
   EXPECT_EQ(Text(LogFile()), "");
@@ -197,7 +197,7 @@ TEST_F(Dlog, RaisesNoSignalWhenReaderHasExited) {
                   close(ends[0]);
                   dup2(ends[1], STDERR_FILENO);
                   std::signal(SIGPIPE, SIG_DFL);
-                  const int result = dlog_print(DLOG_ERROR, "TAG", "nobody reads");
+                  const int result = dlog_print(DLOG_ERROR, "TAG", "no reader");
                   return result == DLOG_ERROR_NOT_PERMITTED ? 5 : 6;
                 }),
             5);
@@ -205,14 +205,14 @@ TEST_F(Dlog, RaisesNoSignalWhenReaderHasExited) {
 
 TEST_F(Dlog, LimitsWarningsThatDifferOnlyInNumbers) {
   Run("*:I", LogFile(), [] {
-    for (int i = 0; i < 1000; ++i) dlog_print(DLOG_WARN, "TAG", "process %d is refused", i);
+    for (int i = 0; i < 1000; ++i) dlog_print(DLOG_WARN, "TAG", "process %d was rejected", i);
     for (int i = 0; i < 1000; ++i) dlog_print(DLOG_INFO, "TAG", "information %d", i);
     dlog_print(DLOG_WARN, "TAG", "something else");
     return 0;
   });
   const std::string log = Text(LogFile());
   EXPECT_EQ(std::count(log.begin(), log.end(), '\n'), 100 + 1000 + 1);
-  EXPECT_NE(log.find("process 99 is refused"), std::string::npos);
+  EXPECT_NE(log.find("process 99 was rejected"), std::string::npos);
   EXPECT_NE(log.find("something else"), std::string::npos);
 }
 

@@ -27,10 +27,10 @@ class Admission : public testing::Test {
     TestStub stub("port", privileges);
     EXPECT_EQ(stub.Listen(), RPC_PORT_ERROR_NONE);
     PeerProcess peer(executable);
-    const std::string told = peer.Ask("connect " + OwnAppId() + " port");
+    const std::string event = peer.Ask("connect " + OwnAppId() + " port");
     sender_ = stub.sender;
-    EXPECT_EQ(stub.connected, told == "connected" ? 1 : 0);
-    return told;
+    EXPECT_EQ(stub.connected, event == "connected" ? 1 : 0);
+    return event;
   }
 
   TestRoot root_;

@@ -26,7 +26,7 @@ class ProxyWithPeer : public testing::Test {
   void SetUp() override {
     ASSERT_EQ(peer_.Ask("listen port"), "listen 0");
     ASSERT_EQ(proxy_.Connect(kPeerId, "port"), RPC_PORT_ERROR_NONE);
-    EXPECT_EQ(proxy_.connected, 0) << "told before the loop ran";
+    EXPECT_EQ(proxy_.connected, 0) << "connected before the loop ran";
     ASSERT_TRUE(RunLoopUntil([&] { return proxy_.connected > 0; }));
     main_ = proxy_.Port(RPC_PORT_PORT_MAIN);
     callback_ = proxy_.Port(RPC_PORT_PORT_CALLBACK);

@@ -28,10 +28,10 @@ TEST(Handshake, RoundTrips) {
   ASSERT_TRUE(hello);
   EXPECT_TRUE(hello->is_callback);
   EXPECT_EQ(hello->token, token);
-  const auto answer = DecodeReply(Inside(EncodeReply({false, Token{}, "no"})));
-  ASSERT_TRUE(answer);
-  EXPECT_FALSE(answer->is_accepted);
-  EXPECT_EQ(answer->cause, "no");
+  const auto reply = DecodeReply(Inside(EncodeReply({false, Token{}, "no"})));
+  ASSERT_TRUE(reply);
+  EXPECT_FALSE(reply->is_accepted);
+  EXPECT_EQ(reply->cause, "no");
 }
 
 TEST(Handshake, DoesNotRepeatTokens) { EXPECT_NE(NewToken(), NewToken()); }

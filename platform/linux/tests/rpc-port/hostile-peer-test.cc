@@ -154,12 +154,12 @@ TEST_F(HostilePeer, CannotJoinWithTokenOfAnotherProcess) {
   const pid_t thief = fork();
   if (thief == 0) {
     const auto answer = RawClient("port").SendHelloToOtherProcess({true, accepted.token});
-    const ssize_t told = write(ends[1], answer.is_accepted ? "y" : "n", 1);
-    _exit(told == 1 ? 0 : 1);
+    const ssize_t written = write(ends[1], answer.is_accepted ? "y" : "n", 1);
+    _exit(written == 1 ? 0 : 1);
   }
-  char told = '?';
-  EXPECT_TRUE(RunLoopUntil([&] { return read(ends[0], &told, 1) == 1; }));
-  EXPECT_EQ(told, 'n');
+  char result = '?';
+  EXPECT_TRUE(RunLoopUntil([&] { return read(ends[0], &result, 1) == 1; }));
+  EXPECT_EQ(result, 'n');
   EXPECT_EQ(stub_.connected, 0);
   close(ends[0]);
   close(ends[1]);
@@ -193,9 +193,9 @@ TEST_F(HostilePeer, CannotMakeLoopSpinByExhaustingDescriptors) {
     EXPECT_EQ(setrlimit(RLIMIT_NOFILE, &before), 0);
   });
   const std::string line = "cannot accept connections, retrying every second";
-  const size_t told = log.find(line);
-  ASSERT_NE(told, std::string::npos) << log;
-  EXPECT_EQ(log.find(line, told + 1), std::string::npos) << log;
+  const size_t position = log.find(line);
+  ASSERT_NE(position, std::string::npos) << log;
+  EXPECT_EQ(log.find(line, position + 1), std::string::npos) << log;
   EXPECT_TRUE(client.SendHello(platform::rpc::Hello{}).is_accepted);
 }
 

@@ -53,9 +53,9 @@ bool RawClient::IsClosed() {
 }
 
 JoinedClient::JoinedClient(const std::string& port_name) : main(port_name), callback(port_name) {
-  const rpc::HandshakeReply answer = main.SendHello(rpc::Hello{});
-  EXPECT_TRUE(answer.is_accepted);
-  EXPECT_TRUE(callback.SendHello({true, answer.token}).is_accepted);
+  const rpc::HandshakeReply reply = main.SendHello(rpc::Hello{});
+  EXPECT_TRUE(reply.is_accepted);
+  EXPECT_TRUE(callback.SendHello({true, reply.token}).is_accepted);
 }
 
 }  // namespace platform::test
