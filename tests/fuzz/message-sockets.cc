@@ -60,8 +60,8 @@ class Sockets {
     return count;
   }
 
-  // Runs the loop until no more sockets are open than that, or nothing can change.
-  static void Settle(size_t sockets) {
+  // Runs the loop until at most `sockets` are open. Gives up after as many iterations as senders.
+  static void DrainTo(size_t sockets) {
     for (size_t i = 0; i < kMaxSenders && OpenSockets() > sockets; ++i) fuzz::RunLoop();
   }
 
@@ -102,7 +102,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     }
   }
   senders.clear();
-  Sockets::Settle(before);
+  Sockets::DrainTo(before);
   fuzz::Require(Sockets::OpenSockets() <= before, "no connection leaks");
   return 0;
 }
