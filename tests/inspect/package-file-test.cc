@@ -28,10 +28,10 @@ TEST_F(PackageFiles, AreReadWithoutBeingInstalled) {
   EXPECT_FALSE(platform::FindPackage("p"));
 }
 
-TEST_F(PackageFiles, AreAcceptedWhenValid) { EXPECT_FALSE(WhyRejected(WritePackage("1.2.3"))); }
+TEST_F(PackageFiles, AreAcceptedWhenValid) { EXPECT_FALSE(RejectionOf(WritePackage("1.2.3"))); }
 
 TEST_F(PackageFiles, AreRejectedWithFileLineAndKey) {
-  const auto reason = WhyRejected(WritePackage("1.2"));
+  const auto reason = RejectionOf(WritePackage("1.2"));
   ASSERT_TRUE(reason);
   EXPECT_EQ(reason->location.file, Folder() + "/pkg/tizen-manifest.xml");
   EXPECT_EQ(reason->location.line, 2);
@@ -42,15 +42,15 @@ TEST_F(PackageFiles, AreRejectedWithFileLineAndKey) {
 TEST_F(PackageFiles, AreRejectedWithTheEntryOutsideThePackage) {
   const std::string package = WritePackage("1.2.3");
   std::filesystem::create_symlink("/etc", package + "/out");
-  const auto reason = WhyRejected(package);
+  const auto reason = RejectionOf(package);
   ASSERT_TRUE(reason);
   EXPECT_EQ(ToText(*reason), package + ": out: a link to \"/etc\" leaves the package");
 }
 
 TEST_F(PackageFiles, RemoveTheirTemporaryFolder) {
   setenv("TMPDIR", Folder().c_str(), 1);
-  WhyRejected(WritePackage("1.2"));
-  WhyRejected(WritePackage("1.2.3"));
+  RejectionOf(WritePackage("1.2"));
+  RejectionOf(WritePackage("1.2.3"));
   unsetenv("TMPDIR");
   for (const auto& entry : std::filesystem::directory_iterator(Folder())) {
     EXPECT_EQ(entry.path().filename().string().rfind("qor-package-", 0), std::string::npos)

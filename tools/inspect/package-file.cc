@@ -71,7 +71,7 @@ Finding FindingOf(const platform::InvalidPackageError& error) {
   return finding;
 }
 
-std::optional<Finding> WhyRejected(const std::string& path) {
+std::optional<Finding> RejectionOf(const std::string& path) {
   try {
     const PackageFile package(path);
     return std::nullopt;

@@ -36,7 +36,7 @@ class PackageFile {
 Finding FindingOf(const platform::InvalidPackageError& error);
 
 // Returns why the package manager rejects a package, or nothing. Throws std::system_error.
-std::optional<Finding> WhyRejected(const std::string& path);
+std::optional<Finding> RejectionOf(const std::string& path);
 
 }  // namespace tools::inspect
 

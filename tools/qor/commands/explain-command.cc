@@ -25,10 +25,10 @@ std::string RankReason(const Explanation& explanation, std::size_t position) {
   if (position == 0) {
     return explanation.candidates.size() == 1 ? "only candidate" : "first candidate";
   }
-  const auto& ahead = explanation.candidates[position - 1];
-  return "after " + ahead.record.id +
-         (ahead.priority.Value() == priority.Value() ? ": same priority, smaller id"
-                                                     : ": higher priority");
+  const auto& previous = explanation.candidates[position - 1];
+  return "after " + previous.record.id +
+         (previous.priority.Value() == priority.Value() ? ": same priority, smaller id"
+                                                        : ": higher priority");
 }
 
 std::string ProblemText(const inspect::Finding& finding) {

@@ -93,7 +93,7 @@ int Install(const Options& options) {
   const std::string path = std::filesystem::absolute(options.argument);
   const int error = package_manager_request_install(request.Get(), path.c_str(), nullptr);
   if (error == PACKAGE_MANAGER_ERROR_INVALID_PARAMETER) {
-    if (const auto reason = inspect::WhyRejected(options.argument))
+    if (const auto reason = inspect::RejectionOf(options.argument))
       throw ToolError(kError, *reason);
   }
   if (error != PACKAGE_MANAGER_ERROR_NONE) {

@@ -108,9 +108,9 @@ class SignalForwarder {
   void Set(int signal, void (*handler)(int)) {
     struct sigaction action {};
     action.sa_handler = handler;
-    struct sigaction before {};
-    sigaction(signal, &action, &before);
-    actions_before_.emplace_back(signal, before);
+    struct sigaction previous {};
+    sigaction(signal, &action, &previous);
+    actions_before_.emplace_back(signal, previous);
   }
 
   void Unblock() const { pthread_sigmask(SIG_SETMASK, &mask_before_, nullptr); }

@@ -64,7 +64,7 @@ struct Options {
   bool json = false;
   bool raw = false;
 
-  bool IsSeveral() const { return count > 1 || repeat_seconds > 0; }
+  bool HasManyCommands() const { return count > 1 || repeat_seconds > 0; }
 };
 
 class Sender {
@@ -73,7 +73,7 @@ class Sender {
       : options_(options),
         payload_(std::move(payload)),
         raw_(options.raw || isatty(STDOUT_FILENO) == 0),
-        bar_(options.count, options.IsSeveral() && !options.json),
+        bar_(options.count, options.HasManyCommands() && !options.json),
         tracker_(options.timeouts, [this](const Outcome& outcome) { OnOutcome(outcome); }) {}
 
   int Run() {
@@ -85,7 +85,7 @@ class Sender {
     }
     summary_.AddInterrupted(tracker_.CountPending());
     bar_.Clear();
-    if (options_.IsSeveral() || stop_.Caught() != 0) PrintSummary();
+    if (options_.HasManyCommands() || stop_.Caught() != 0) PrintSummary();
     if (!std::cout) throw ToolError(kError, "cannot write standard output");
     return stop_.Caught() != 0 ? stop_.ExitStatus() : summary_.Code();
   }
@@ -156,7 +156,7 @@ class Sender {
 };
 
 int Send(const Options& options) {
-  if (!options.uuid.empty() && options.IsSeveral()) {
+  if (!options.uuid.empty() && options.HasManyCommands()) {
     throw ToolError(kUsage, "--uuid cannot be used with --count or --repeat",
                     "omit it for random uuids");
   }
