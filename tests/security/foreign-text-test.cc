@@ -58,7 +58,8 @@ class ForeignText : public end_to_end::EndToEndTest {
   }
   // On a terminal, which also receives standard error.
   tools::ProcessResult RunOnTerminal(const Arguments& words, const std::string& input = "") {
-    return Shell("script -qec " + Quoted(Command(words) + InputOf(input)) + " /dev/null");
+    return Shell("script -qec " + tools::ShellQuote(Command(words) + InputOf(input)) +
+                 " /dev/null");
   }
 
   void ExpectPrintable(const Arguments& words, const std::string& input = "") {
@@ -95,16 +96,10 @@ class ForeignText : public end_to_end::EndToEndTest {
 
   const std::string& PackagePath() const { return path_; }
 
-  static std::string Quoted(const std::string& word) {
-    std::string quoted = "'";
-    for (const char c : word) quoted += c == '\'' ? std::string("'\\''") : std::string(1, c);
-    return quoted + "'";
-  }
-
  private:
   static std::string Command(const Arguments& words) {
     std::string command = BuildFolder() + "/tools/qor/qor";
-    for (const auto& word : words) command += " " + Quoted(word);
+    for (const auto& word : words) command += " " + tools::ShellQuote(word);
     return command;
   }
   std::string InputOf(const std::string& input) const {
