@@ -34,4 +34,13 @@ std::string ValidUtf8(std::string_view bytes) {
   return text;
 }
 
+bool IsValidUtf8(std::string_view bytes) {
+  while (!bytes.empty()) {
+    const Character character = ReadCharacter(bytes);
+    if (!character.is_valid) return false;
+    bytes.remove_prefix(character.size);
+  }
+  return true;
+}
+
 }  // namespace text

@@ -25,6 +25,8 @@ Character ReadCharacter(std::string_view bytes);
 // Replaces each invalid byte by U+FFFD.
 std::string ValidUtf8(std::string_view bytes);
 
+bool IsValidUtf8(std::string_view bytes);
+
 }  // namespace text
 
 #endif

@@ -1,0 +1,351 @@
+// Copyright 2026 The qor-handler-manager authors
+// SPDX-License-Identifier: Apache-2.0
+
+#include "scheduler.h"
+
+#include <algorithm>
+#include <cmath>
+#include <utility>
+
+#include "common/timeout-errors.h"
+#include "error.h"
+
+namespace qor::agent {
+
+namespace {
+
+// Between two attempts to write to a store that has failed, for example on a full disk.
+constexpr BootMs kWriteRetryMs = 1000;
+constexpr double kMillisecondsPerSecond = 1000;
+// Longer extensions are cut to this: about 285 years, so that no sum of times overflows.
+constexpr double kMaxExtensionMs = 9e15;
+
+}  // namespace
+
+Scheduler::Scheduler(const Limits& limits, const Clock& clock, Router& router, Store* store,
+                     Observer observer)
+    : limits_(limits),
+      clock_(clock),
+      router_(router),
+      store_(store),
+      observer_(std::move(observer)),
+      lanes_(limits.window) {}
+
+void Scheduler::Restore(Command restored) {
+  next_sequence_ = std::max(next_sequence_, restored.sequence + 1);
+  bytes_ += restored.Bytes();
+  const auto [found, is_new] = commands_.try_emplace(restored.uuid);
+  if (!is_new) {
+    throw Error(QOR_AGENT_ERROR_JOURNAL_DAMAGED, "the journal has a duplicate uuid");
+  }
+  Command& command = found->second;
+  command = std::move(restored);
+  switch (command.state) {
+    case State::kHeld:
+      lanes_.Hold(&command);
+      break;
+    case State::kSent:
+      // At-most-once: waits for a late answer.
+      if (command.policy == QOR_AGENT_AT_LEAST_ONCE) lanes_.Hold(&command);
+      break;
+    case State::kEnded:
+      unreported_.push_back(command.uuid);
+      return;
+    case State::kConfirmed:
+      expiries_.emplace(command.deadline + limits_.remember_ms, &command);
+      return;
+  }
+  ++pending_;
+  deadlines_.emplace(command.deadline, &command);
+}
+
+std::vector<int> Scheduler::Submit(std::vector<Command> commands) {
+  const WallMs now_wall = clock_.Wall();
+  const BootMs now = clock_.SinceBoot();
+  std::vector<int> results;
+  std::vector<std::string> accepted;
+  for (Command& command : commands) {
+    results.push_back(Accept(command, now_wall, now));
+    if (results.back() == QOR_AGENT_ERROR_NONE) accepted.push_back(command.uuid);
+  }
+  if (accepted.empty()) return results;
+  try {
+    Write();
+  } catch (const Error& error) {
+    if (observer_.on_log) observer_.on_log(error.what());
+    for (const std::string& uuid : accepted) {
+      Command& command = commands_.at(uuid);
+      lanes_.Remove(command);
+      deadlines_.erase({command.deadline, &command});
+      --pending_;
+      changed_.erase(&command);
+      bytes_ -= command.Bytes();
+      commands_.erase(uuid);
+    }
+    std::replace(results.begin(), results.end(), static_cast<int>(QOR_AGENT_ERROR_NONE),
+                 static_cast<int>(error.code()));
+  }
+  return results;
+}
+
+int Scheduler::Accept(Command& submitted, WallMs now_wall, BootMs now) {
+  const auto known = commands_.find(submitted.uuid);
+  if (known != commands_.end()) {
+    const bool is_same =
+        known->second.type == submitted.type && known->second.payload == submitted.payload;
+    return is_same ? QOR_AGENT_ERROR_ALREADY_KNOWN : QOR_AGENT_ERROR_CONFLICT;
+  }
+  if (submitted.deadline_wall <= now_wall) return QOR_AGENT_ERROR_DEADLINE;
+  if (commands_.size() >= limits_.max_commands ||
+      submitted.Bytes() > limits_.max_bytes - std::min(bytes_, limits_.max_bytes)) {
+    return QOR_AGENT_ERROR_LIMIT;
+  }
+  Command& command = commands_[submitted.uuid];
+  command = submitted;
+  command.sequence = next_sequence_++;
+  command.deadline = now + (command.deadline_wall - now_wall);
+  bytes_ += command.Bytes();
+  ++pending_;
+  lanes_.Hold(&command);
+  deadlines_.emplace(command.deadline, &command);
+  changed_.insert(&command);
+  return QOR_AGENT_ERROR_NONE;
+}
+
+int Scheduler::Confirm(const std::string& uuid) {
+  const auto found = commands_.find(uuid);
+  if (found == commands_.end() || !found->second.HasOutcome()) return QOR_AGENT_ERROR_NOT_FOUND;
+  Command& command = found->second;
+  if (command.state == State::kConfirmed) return QOR_AGENT_ERROR_NONE;
+  command.state = State::kConfirmed;
+  bytes_ -= command.outcome.result.size() + command.outcome.error.size();
+  command.outcome.result.clear();
+  command.outcome.error.clear();
+  expiries_.emplace(command.deadline + limits_.remember_ms, &command);
+  changed_.insert(&command);
+  return QOR_AGENT_ERROR_NONE;
+}
+
+void Scheduler::OnResponse(const std::string& uuid, int status, const std::string& result,
+                           const std::string& error) {
+  const auto found = commands_.find(uuid);
+  if (found == commands_.end()) return;
+  Command& command = found->second;
+  const BootMs now = clock_.SinceBoot();
+  const bool was_in_flight = in_flight_.count(&command) != 0;
+  LeaveFlight(command);
+  const common::Timeout timeout = common::TimeoutOf(error);
+  if (status == QOR_REQUEST_STATUS_FAILED && timeout != common::Timeout::kNone) {
+    if (was_in_flight) OnTimeout(command, timeout == common::Timeout::kConnection, now);
+    return;
+  }
+  Outcome outcome;
+  outcome.kind = status == QOR_REQUEST_STATUS_SUCCESS ? QOR_AGENT_SUCCEEDED : QOR_AGENT_FAILED;
+  outcome.status = status;
+  outcome.result = result;
+  outcome.error = error;
+  if (command.HasOutcome()) {
+    Amend(command, std::move(outcome));
+  } else if (command.state == State::kSent) {
+    lanes_.ResetBackoff(command.type);
+    lanes_.Remove(command);
+    End(command, std::move(outcome));
+  }
+  // Otherwise no handler has received the command: the answer is not one to it.
+}
+
+void Scheduler::OnTimeout(Command& command, bool is_connection_timeout, BootMs now) {
+  if (command.HasOutcome()) return;
+  if (is_connection_timeout) {
+    OnNotDelivered(command, QOR_AGENT_REASON_NOT_CONNECTED, now);
+  } else if (command.policy == QOR_AGENT_AT_LEAST_ONCE) {
+    lanes_.BackOff(command.type, now);
+    lanes_.Hold(&command);
+  }
+}
+
+void Scheduler::OnNotDelivered(Command& command, qor_agent_reason_e reason, BootMs now) {
+  command.outcome.reason = reason;
+  if (!command.was_sent_before) command.state = State::kHeld;
+  changed_.insert(&command);
+  if (reason == QOR_AGENT_REASON_NO_HANDLER && !command.waits_for_handler) {
+    Outcome outcome;
+    outcome.kind = QOR_AGENT_NOT_DELIVERED;
+    outcome.reason = reason;
+    End(command, std::move(outcome));
+    return;
+  }
+  lanes_.BackOff(command.type, now);
+  lanes_.Hold(&command);
+}
+
+void Scheduler::End(Command& command, Outcome outcome) {
+  marked_.erase(std::remove(marked_.begin(), marked_.end(), &command), marked_.end());
+  command.outcome = std::move(outcome);
+  command.state = State::kEnded;
+  bytes_ += command.outcome.result.size() + command.outcome.error.size();
+  deadlines_.erase({command.deadline, &command});
+  --pending_;
+  unreported_.push_back(command.uuid);
+  changed_.insert(&command);
+}
+
+void Scheduler::Amend(Command& command, Outcome outcome) {
+  if (command.outcome.kind != QOR_AGENT_UNKNOWN) return;
+  expiries_.erase({command.deadline + limits_.remember_ms, &command});
+  const bool is_reported =
+      std::find(unreported_.begin(), unreported_.end(), command.uuid) == unreported_.end();
+  outcome.is_amendment = is_reported || command.state == State::kConfirmed;
+  if (is_reported) unreported_.push_back(command.uuid);
+  command.state = State::kEnded;
+  command.outcome = std::move(outcome);
+  bytes_ += command.outcome.result.size() + command.outcome.error.size();
+  changed_.insert(&command);
+}
+
+void Scheduler::LeaveFlight(const Command& command) {
+  if (in_flight_.erase(&command) != 0) lanes_.Release(command.type);
+}
+
+bool Scheduler::OnExtensionRequest(const std::string& handler, const std::string& uuid,
+                                   double seconds) {
+  const auto found = commands_.find(uuid);
+  if (found == commands_.end() || found->second.state != State::kSent) return false;
+  if (!std::isfinite(seconds) || seconds <= 0) return false;
+  Command& command = found->second;
+  const auto asked =
+      static_cast<std::int64_t>(std::min(seconds * kMillisecondsPerSecond, kMaxExtensionMs));
+  const std::int64_t extension =
+      std::max<std::int64_t>(clock_.SinceBoot() + asked - command.deadline, 0);
+  const bool is_granted = observer_.on_extension
+                              ? observer_.on_extension(handler, uuid, seconds)
+                              : command.extended_ms + extension <= limits_.max_extension_ms;
+  if (!is_granted || extension == 0) return is_granted;
+  deadlines_.erase({command.deadline, &command});
+  command.deadline += extension;
+  command.deadline_wall += extension;
+  command.extended_ms += extension;
+  deadlines_.emplace(command.deadline, &command);
+  changed_.insert(&command);
+  return true;
+}
+
+void Scheduler::OnHandlersChanged() {
+  lanes_.SetHandlers(router_.RequestTypesOfHandlers());
+  lanes_.ResetAllBackoffs();
+}
+
+void Scheduler::Run() {
+  const BootMs now = clock_.SinceBoot();
+  EndOverdue(now);
+  ForgetOld(now);
+  MarkReady(now);
+  if (!TryToWrite(now)) return;
+  const std::vector<Command*> written = std::exchange(marked_, {});
+  Report();
+  Send(written, now);
+}
+
+void Scheduler::MarkReady(BootMs now) {
+  for (Command* command : lanes_.TakeReady(now)) {
+    command->was_sent_before = command->state == State::kSent;
+    command->state = State::kSent;
+    in_flight_.insert(command);
+    changed_.insert(command);
+    marked_.push_back(command);
+  }
+}
+
+void Scheduler::EndOverdue(BootMs now) {
+  while (!deadlines_.empty() && deadlines_.begin()->first <= now) {
+    Command& command = *deadlines_.begin()->second;
+    Outcome outcome;
+    const bool is_marked = std::find(marked_.begin(), marked_.end(), &command) != marked_.end();
+    if (command.state == State::kHeld || (is_marked && !command.was_sent_before)) {
+      outcome.kind = QOR_AGENT_NOT_DELIVERED;
+      outcome.reason = command.outcome.reason != QOR_AGENT_REASON_NONE ? command.outcome.reason
+                                                                       : QOR_AGENT_REASON_NOT_SENT;
+    }
+    lanes_.Remove(command);
+    LeaveFlight(command);
+    End(command, std::move(outcome));
+  }
+}
+
+void Scheduler::ForgetOld(BootMs now) {
+  while (!expiries_.empty() && expiries_.begin()->first <= now) {
+    Command& command = *expiries_.begin()->second;
+    expiries_.erase(expiries_.begin());
+    erased_.push_back(command.sequence);
+    changed_.erase(&command);
+    bytes_ -= command.Bytes();
+    commands_.erase(command.uuid);
+  }
+}
+
+void Scheduler::Write() {
+  if (store_ != nullptr && (!changed_.empty() || !erased_.empty())) {
+    std::vector<const Command*> changed(changed_.begin(), changed_.end());
+    std::sort(changed.begin(), changed.end(),
+              [](const Command* a, const Command* b) { return a->sequence < b->sequence; });
+    store_->Write(changed, erased_);
+  }
+  changed_.clear();
+  erased_.clear();
+  write_again_at_ = 0;
+}
+
+bool Scheduler::TryToWrite(BootMs now) {
+  if (now < write_again_at_) return false;
+  try {
+    Write();
+    return true;
+  } catch (const Error& error) {
+    if (write_again_at_ == 0 && observer_.on_log) observer_.on_log(error.what());
+    write_again_at_ = now + kWriteRetryMs;
+    return false;
+  }
+}
+
+void Scheduler::Report() {
+  // Those that end meanwhile are not written yet.
+  for (std::size_t count = unreported_.size(); count > 0; --count) {
+    const std::string uuid = std::move(unreported_.front());
+    unreported_.pop_front();
+    // A copy: the program may confirm it, which drops its texts.
+    const Command command = commands_.at(uuid);
+    observer_.on_outcome(command);
+  }
+}
+
+void Scheduler::Send(const std::vector<Command*>& commands, BootMs now) {
+  for (Command* command : commands) {
+    switch (router_.Send(*command)) {
+      case QOR_HANDLER_MANAGER_ERROR_NOT_SUPPORTED_COMMAND:
+        LeaveFlight(*command);
+        OnNotDelivered(*command, QOR_AGENT_REASON_NO_HANDLER, now);
+        break;
+      case QOR_HANDLER_MANAGER_ERROR_FAIL_TO_SEND_APP_CONTROL:
+        LeaveFlight(*command);
+        OnNotDelivered(*command, QOR_AGENT_REASON_LAUNCH_FAILED, now);
+        break;
+      default:
+        // Pending, or possibly so after an error.
+        break;
+    }
+  }
+}
+
+BootMs Scheduler::NextRun() const {
+  if (write_again_at_ != 0) return write_again_at_;
+  const BootMs now = clock_.SinceBoot();
+  if (!changed_.empty() || !erased_.empty() || !marked_.empty() || !unreported_.empty()) {
+    return now;
+  }
+  BootMs next = lanes_.NextReady(now);
+  if (!deadlines_.empty()) next = std::min(next, deadlines_.begin()->first);
+  if (!expiries_.empty()) next = std::min(next, expiries_.begin()->first);
+  return next;
+}
+
+}  // namespace qor::agent
