@@ -58,7 +58,8 @@ Agent::Agent(const qor_agent_settings_s& settings)
     qor_handler_manager_shutdown();
     throw;
   }
-  before_wait_ = ecore_idle_enterer_add(
+  // Before other idle enterers, so that those find the outcomes reported.
+  before_wait_ = ecore_idle_enterer_before_add(
       [](void* self) -> Eina_Bool {
         static_cast<Agent*>(self)->OnBeforeWait();
         return ECORE_CALLBACK_RENEW;
@@ -70,6 +71,24 @@ Agent::~Agent() {
   qor_handler_manager_shutdown();
   if (timer_ != nullptr) ecore_timer_del(timer_);
   if (before_wait_ != nullptr) ecore_idle_enterer_del(before_wait_);
+}
+
+std::vector<int> Agent::Submit(std::vector<Command> commands) {
+  std::vector<int> results = scheduler_.Submit(std::move(commands));
+  Wake();
+  return results;
+}
+
+int Agent::Confirm(const std::string& uuid) {
+  const int result = scheduler_.Confirm(uuid);
+  Wake();
+  return result;
+}
+
+// The caller may be an idle enterer that runs after ours.
+void Agent::Wake() {
+  StartTimer();
+  loop_.Invalidate();
 }
 
 std::unique_ptr<Journal> Agent::OpenJournal() const {

@@ -7,6 +7,7 @@
 #include <Ecore.h>
 #include <qor_agent.h>
 
+#include <cstddef>
 #include <memory>
 #include <string>
 #include <vector>
@@ -28,8 +29,11 @@ class Agent final : private Router {
   Agent& operator=(const Agent&) = delete;
   ~Agent() override;
 
-  Scheduler& scheduler() { return scheduler_; }
-  ExternalLoop& loop() { return loop_; }
+  // These do what the functions of qor_agent.h say.
+  std::vector<int> Submit(std::vector<Command> commands);
+  int Confirm(const std::string& uuid);
+  std::size_t Pending() const { return scheduler_.Pending(); }
+  ExternalLoop& Loop() { return loop_; }
 
  private:
   // Counts Ecore's users, so that it outlives every member that needs it.
@@ -55,6 +59,7 @@ class Agent final : private Router {
   void Guard(const Body& body) const;
   void OnBeforeWait();
   void StartTimer();
+  void Wake();
 
   const qor_agent_settings_s settings_;
   const std::string journal_path_;

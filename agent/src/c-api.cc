@@ -117,27 +117,22 @@ int qor_agent_submit_many(qor_agent_h agent, const qor_agent_command_s* commands
       results[i] = Check(commands[i]);
       if (results[i] == QOR_AGENT_ERROR_NONE) valid.push_back(CommandOf(commands[i]));
     }
-    const std::vector<int> submitted = agent->agent.scheduler().Submit(std::move(valid));
+    const std::vector<int> submitted = agent->agent.Submit(std::move(valid));
     auto next = submitted.begin();
     for (size_t i = 0; i < count; ++i) {
       if (results[i] == QOR_AGENT_ERROR_NONE) results[i] = *next++;
     }
-    agent->agent.loop().Invalidate();
     return QOR_AGENT_ERROR_NONE;
   });
 }
 
 int qor_agent_confirm(qor_agent_h agent, const char* uuid) {
   if (agent == nullptr || uuid == nullptr) return QOR_AGENT_ERROR_INVALID_PARAMETER;
-  return Guard([&] {
-    const int result = agent->agent.scheduler().Confirm(uuid);
-    agent->agent.loop().Invalidate();
-    return result;
-  });
+  return Guard([&] { return agent->agent.Confirm(uuid); });
 }
 
 size_t qor_agent_pending(qor_agent_h agent) {
-  return agent != nullptr ? agent->agent.scheduler().Pending() : 0;
+  return agent != nullptr ? agent->agent.Pending() : 0;
 }
 
 int qor_agent_new_uuid(char uuid[37]) {
@@ -154,19 +149,19 @@ int qor_agent_new_uuid(char uuid[37]) {
 
 int qor_agent_loop_fd(qor_agent_h agent) {
   if (agent == nullptr) return QOR_AGENT_ERROR_INVALID_PARAMETER;
-  return Guard([agent] { return agent->agent.loop().Fd(); });
+  return Guard([agent] { return agent->agent.Loop().Fd(); });
 }
 
 int qor_agent_loop_timeout(qor_agent_h agent) {
   // At once: the step then reports the error.
   if (agent == nullptr) return 0;
-  return Guard([agent] { return agent->agent.loop().TimeoutMs(); });
+  return Guard([agent] { return agent->agent.Loop().TimeoutMs(); });
 }
 
 int qor_agent_loop_step(qor_agent_h agent) {
   if (agent == nullptr) return QOR_AGENT_ERROR_INVALID_PARAMETER;
   return Guard([agent] {
-    agent->agent.loop().Step();
+    agent->agent.Loop().Step();
     return QOR_AGENT_ERROR_NONE;
   });
 }
