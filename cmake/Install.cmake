@@ -46,6 +46,8 @@ endfunction()
 
 public_library(capi-qor-handler-manager handler-manager
   "Command routing from device-management agents to handler applications" ${PROJECT_SOURCE_DIR}/include)
+public_library(qor-agent agent "Durable commands for device-management agents"
+  ${PROJECT_SOURCE_DIR}/agent/include)
 if(TARGET qor_handler)
   public_library(qor_handler handler "SDK for handler applications"
     ${PROJECT_SOURCE_DIR}/handler/include)

@@ -35,10 +35,12 @@ endforeach()
 cmake_path(RELATIVE_PATH CMAKE_INSTALL_FULL_LIBDIR BASE_DIRECTORY ${CMAKE_INSTALL_FULL_BINDIR}
   OUTPUT_VARIABLE to_libraries)
 set(run_path_of_capi-qor-handler-manager "$ORIGIN/qor-platform")
+set(run_path_of_qor-agent "$ORIGIN")
 set(run_path_of_qor_handler "$ORIGIN/qor-platform")
 set(run_path_of_qor "$ORIGIN/${to_libraries};$ORIGIN/${to_libraries}/qor-platform")
 set(installed_binaries ${platform_libraries} platform_common)
-foreach(target IN ITEMS capi-qor-handler-manager qor_handler qor-recorder qor)
+foreach(target IN ITEMS capi-qor-handler-manager qor-agent qor_handler qor-recorder
+    qor)
   if(TARGET ${target})
     list(APPEND installed_binaries ${target})
     set_target_properties(${target} PROPERTIES INSTALL_RPATH "${run_path_of_${target}}")
