@@ -4,6 +4,7 @@
 #include "command-state.h"
 
 #include <cmath>
+#include <cstddef>
 #include <exception>
 #include <utility>
 
@@ -12,6 +13,14 @@
 #include "main-loop.h"
 
 namespace qor::internal {
+
+namespace {
+
+// What fits into one message of the platform together with the uuid. The longest payload of a
+// command has the same size.
+constexpr std::size_t kMaxAnswerBytes = 4'000'000;
+
+}  // namespace
 
 Answer ErrorAnswer(ErrorCode code, const std::string& description) {
   json::StringBuffer text;
@@ -28,14 +37,15 @@ Answer ErrorAnswer(ErrorCode code, const std::string& description) {
   return {false, text.GetString()};
 }
 
-CommandState::CommandState(ReceivedCommand command, CommandKey key,
+CommandState::CommandState(ReceivedCommand command, CommandKey key, std::string saved_state,
                            std::weak_ptr<CommandOwner> owner)
     : command_(std::move(command)),
+      saved_state_(std::move(saved_state)),
       key_(std::make_shared<const CommandKey>(std::move(key))),
       owner_(std::move(owner)) {}
 
 CommandState::~CommandState() {
-  if (is_answered_) return;
+  if (is_closed_) return;
   try {
     if (Post(ErrorAnswer(ErrorCode::kDropped, "the handler dropped the command"))) {
       dlog_print(DLOG_WARN, kLogTag, "command %s of %s failed: dropped without an answer",
@@ -48,21 +58,45 @@ CommandState::~CommandState() {
 }
 
 bool CommandState::Complete(Answer answer) {
-  if (is_answered_.exchange(true)) {
+  if (is_closed_.exchange(true)) {
     dlog_print(DLOG_WARN, kLogTag, "ignoring another answer to command %s of %s",
                command_.uuid.c_str(), command_.agent.c_str());
     return false;
   }
-  if (Post(std::move(answer))) return true;
+  const bool is_too_long = answer.text.size() > kMaxAnswerBytes;
+  if (is_too_long) {
+    dlog_print(DLOG_ERROR, kLogTag, "the answer to command %s of %s is too long: %zu bytes",
+               command_.uuid.c_str(), command_.agent.c_str(), answer.text.size());
+    answer = ErrorAnswer(ErrorCode::kAnswerTooLong,
+                         "answer longer than " + std::to_string(kMaxAnswerBytes) + " bytes");
+  }
+  if (Post(std::move(answer))) return !is_too_long;
   dlog_print(DLOG_WARN, kLogTag, "lost the answer to command %s of %s: the handler is exiting",
              command_.uuid.c_str(), command_.agent.c_str());
   return false;
 }
 
+bool CommandState::Suspend(const std::string& state) {
+  if (is_closed_.exchange(true)) {
+    dlog_print(DLOG_WARN, kLogTag, "cannot suspend command %s of %s: already answered",
+               command_.uuid.c_str(), command_.agent.c_str());
+    return false;
+  }
+  const bool is_stored = MainLoop::Get().PostAndWait([owner = owner_, key = key_, state] {
+    const auto alive = owner.lock();
+    return alive != nullptr && alive->OnSuspend(*key, state);
+  });
+  if (is_stored) return true;
+  is_closed_ = false;
+  dlog_print(DLOG_ERROR, kLogTag, "cannot suspend command %s of %s: state not stored",
+             command_.uuid.c_str(), command_.agent.c_str());
+  return false;
+}
+
 bool CommandState::RequestExtension(double seconds) {
-  if (!std::isfinite(seconds) || seconds <= 0 || is_answered_) {
+  if (!std::isfinite(seconds) || seconds <= 0 || is_closed_) {
     dlog_print(DLOG_WARN, kLogTag, "no extension of %g s requested for command %s: %s", seconds,
-               command_.uuid.c_str(), is_answered_ ? "already answered" : "invalid duration");
+               command_.uuid.c_str(), is_closed_ ? "already answered" : "invalid duration");
     return false;
   }
   return MainLoop::Get().PostAndWait([owner = owner_, key = key_, seconds] {

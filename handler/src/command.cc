@@ -30,6 +30,9 @@ bool Command::Fail(const std::string& error_json) const {
   return state_->Complete({false, error_json});
 }
 
+bool Command::Suspend(const std::string& state) const { return state_->Suspend(state); }
+const std::string& Command::State() const { return state_->saved_state(); }
+
 bool Command::AskForSeconds(double seconds) const { return state_->RequestExtension(seconds); }
 
 }  // namespace qor

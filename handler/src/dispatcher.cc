@@ -10,59 +10,128 @@
 
 namespace qor::internal {
 
-void Dispatcher::OnCommand(ReceivedCommand command) {
-  CommandKey key(command);
+namespace {
+
+// Runs of a command that ended with the process before it is taken for the cause.
+constexpr std::int64_t kMaxUnfinishedRuns = 3;
+
+}  // namespace
+
+void Dispatcher::OnCommand(ReceivedCommand received) {
+  CommandKey key(received);
   if (in_flight_.count(key) != 0) {
     dlog_print(DLOG_INFO, kLogTag, "ignoring command %s of %s: already in flight",
-               command.uuid.c_str(), command.agent.c_str());
+               received.uuid.c_str(), received.agent.c_str());
     return;
   }
-  if (auto answer = answers_.Find(key)) {
+  StoredCommand stored = store_.Find(key);
+  if (stored.answer) {
     dlog_print(DLOG_INFO, kLogTag, "sending the stored answer to command %s of %s again",
-               command.uuid.c_str(), command.agent.c_str());
-    sender_.Send(command.agent, command.uuid, std::move(*answer));
+               received.uuid.c_str(), received.agent.c_str());
+    sender_.Send(received.agent, received.uuid, std::move(*stored.answer));
     return;
   }
-  in_flight_.insert(key);
-  Run(std::make_shared<CommandState>(std::move(command), std::move(key), weak_from_this()));
+  const auto type = types_.find(received.type);
+  in_flight_[key] = type != types_.end() ? type->second.policy : Policy::kAtLeastOnce;
+  const auto command = std::make_shared<CommandState>(
+      std::move(received), std::move(key), stored.state.value_or(std::string()), weak_from_this());
+  if (stored.unfinished_runs == 0) {
+    Start(command, stored);
+  } else if (suspect_) {
+    waiting_suspects_.emplace_back(command, std::move(stored));
+  } else {
+    suspect_ = command->key();
+    Start(command, stored);
+  }
 }
 
 bool Dispatcher::HasCommandsInFlight(const std::string& agent) const {
-  for (const auto& key : in_flight_)
+  for (const auto& [key, policy] : in_flight_)
     if (key.agent == agent) return true;
   return false;
 }
 
 void Dispatcher::OnAnswer(const CommandKey& key, Answer answer) {
-  in_flight_.erase(key);
   // Before sending: a crash in between must not run the command again.
-  answers_.Store(key, answer);
+  store_.Complete(key, in_flight_.at(key), answer);
+  Finish(key);
   sender_.Send(key.agent, key.uuid, std::move(answer));
+}
+
+bool Dispatcher::OnSuspend(const CommandKey& key, const std::string& state) {
+  if (!store_.Suspend(key, state)) return false;
+  Finish(key);
+  return true;
+}
+
+void Dispatcher::Finish(const CommandKey& key) {
+  // A copy: the caller's may be the one that is removed.
+  const CommandKey finished = key;
+  in_flight_.erase(finished);
+  const bool is_suspect = suspect_ && !(*suspect_ < finished) && !(finished < *suspect_);
+  if (!is_suspect) return;
+  suspect_.reset();
+  if (waiting_suspects_.empty()) return;
+  const auto [command, stored] = std::move(waiting_suspects_.front());
+  waiting_suspects_.pop_front();
+  suspect_ = command->key();
+  Start(command, stored);
 }
 
 bool Dispatcher::RequestExtension(const CommandKey& key, double seconds) {
   return sender_.RequestExtension(key.agent, key.uuid, seconds);
 }
 
-void Dispatcher::Run(const std::shared_ptr<CommandState>& state) {
-  const std::string& type = state->command().type;
-  const auto function = functions_.find(type);
-  if (function == functions_.end()) {
-    dlog_print(DLOG_WARN, kLogTag, "no function for request type %s", type.c_str());
-    state->Complete(ErrorAnswer(ErrorCode::kNoFunction, "no function for request type: " + type));
-    return;
+void Dispatcher::Stop() {
+  for (const auto& [key, policy] : in_flight_) {
+    if (policy == Policy::kAtLeastOnce) store_.Withdraw(key);
   }
+}
+
+void Dispatcher::Start(const Command& command, const StoredCommand& stored) {
+  const std::string& name = command->command().type;
+  const auto found = types_.find(name);
+  if (found == types_.end()) {
+    return Fail(command, ErrorCode::kNoFunction, "no function for request type: " + name);
+  }
+  const RequestType& type = found->second;
+  const bool is_resumed = stored.state.has_value() && type.resume != nullptr;
+  const bool has_begun = stored.state.has_value() || stored.unfinished_runs > 0;
+  if (type.policy == Policy::kAtMostOnce && has_begun && !is_resumed) {
+    return Fail(command, ErrorCode::kInterrupted, "interrupted, effect unknown");
+  }
+  if (stored.unfinished_runs >= kMaxUnfinishedRuns) {
+    return Fail(command, ErrorCode::kCrashed,
+                "the handler ended " + std::to_string(stored.unfinished_runs) +
+                    " times while the command was in flight");
+  }
+  if (!store_.Begin(command->key(), type.policy)) {
+    // Not run: its failure is an answer like any other, which may be evicted.
+    in_flight_[command->key()] = Policy::kAtLeastOnce;
+    return Fail(command, ErrorCode::kNotRecorded, "not run: cannot record that it begins");
+  }
+  Run(command, is_resumed ? type.resume : type.run);
+}
+
+void Dispatcher::Run(const Command& command, const Handler::Function& function) {
   const auto fail = [&](const char* what) {
-    dlog_print(DLOG_ERROR, kLogTag, "the function for %s threw: %s", type.c_str(), what);
-    if (!state->IsAnswered()) state->Complete(ErrorAnswer(ErrorCode::kFunctionThrew, what));
+    dlog_print(DLOG_ERROR, kLogTag, "the function for %s threw: %s",
+               command->command().type.c_str(), what);
+    if (!command->IsClosed()) command->Complete(ErrorAnswer(ErrorCode::kFunctionThrew, what));
   };
   try {
-    function->second(Command(state));
+    function(qor::Command(command));
   } catch (const std::exception& error) {
     fail(error.what());
   } catch (...) {
     fail("unknown exception");
   }
+}
+
+void Dispatcher::Fail(const Command& command, ErrorCode code, const std::string& description) {
+  dlog_print(DLOG_WARN, kLogTag, "command %s of %s failed: %s", command->command().uuid.c_str(),
+             command->command().agent.c_str(), description.c_str());
+  command->Complete(ErrorAnswer(code, description));
 }
 
 }  // namespace qor::internal

@@ -55,7 +55,7 @@ bool IsFetchRequest(app_control_h request) {
 }  // namespace
 
 struct Handler::Settings {
-  internal::Dispatcher::Functions functions;
+  internal::Dispatcher::RequestTypes types;
   std::string agent;
   AnswerLimits limits;
   // Set only while the application runs.
@@ -63,7 +63,7 @@ struct Handler::Settings {
 
   void Start() {
     MainLoop::Get().Open();
-    session.emplace(functions, limits.count != 0 ? AnswersPath() : "", limits);
+    session.emplace(types, limits.count != 0 ? AnswersPath() : "", limits);
     if (!agent.empty()) session->OnFetchRequested(agent, AgentLink::Lifetime::kPersistent);
   }
 
@@ -94,7 +94,18 @@ Handler::Handler() : settings_(std::make_unique<Settings>()) {}
 Handler::~Handler() = default;
 
 Handler& Handler::On(const std::string& request_type, Function function) {
-  settings_->functions[request_type] = std::move(function);
+  return On(request_type, std::move(function), Policy::kAtLeastOnce);
+}
+
+Handler& Handler::On(const std::string& request_type, Function function, Policy policy) {
+  auto& type = settings_->types[request_type];
+  type.run = std::move(function);
+  type.policy = policy;
+  return *this;
+}
+
+Handler& Handler::OnResume(const std::string& request_type, Function function) {
+  settings_->types[request_type].resume = std::move(function);
   return *this;
 }
 

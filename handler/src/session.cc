@@ -15,17 +15,16 @@ constexpr std::size_t kMaxPendingAnswers = 1000;
 
 }  // namespace
 
-Session::Session(const Dispatcher::Functions& functions, const std::string& answers_path,
+Session::Session(const Dispatcher::RequestTypes& types, const std::string& answers_path,
                  const AnswerLimits& limits)
-    : answers_(answers_path, limits, [] { return static_cast<std::int64_t>(std::time(nullptr)); }),
-      dispatcher_(
-          std::make_shared<Dispatcher>(functions, answers_, static_cast<AgentSender&>(*this))) {}
+    : store_(answers_path, limits, [] { return static_cast<std::int64_t>(std::time(nullptr)); }),
+      dispatcher_(std::make_shared<Dispatcher>(types, store_, static_cast<AgentSender&>(*this))) {}
 
 void Session::OnFetchRequested(const std::string& agent, AgentLink::Lifetime lifetime) {
   links_.try_emplace(agent, agent, *dispatcher_, kMaxPendingAnswers, lifetime)
       .first->second.OnFetchRequested();
   // Open the file while the agent handles the connection request.
-  answers_.Prepare();
+  store_.Prepare();
 }
 
 void Session::Send(const std::string& agent, const std::string& uuid, Answer answer) {

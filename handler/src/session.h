@@ -11,7 +11,7 @@
 #include <string>
 
 #include "agent-link.h"
-#include "answer-store.h"
+#include "command-store.h"
 #include "dispatcher.h"
 
 namespace qor::internal {
@@ -21,10 +21,11 @@ namespace qor::internal {
 class Session final : private AgentSender {
  public:
   // An empty path stores the answers in memory. The functions must outlive this object.
-  Session(const Dispatcher::Functions& functions, const std::string& answers_path,
+  Session(const Dispatcher::RequestTypes& types, const std::string& answers_path,
           const AnswerLimits& limits);
   Session(const Session&) = delete;
   Session& operator=(const Session&) = delete;
+  ~Session() { dispatcher_->Stop(); }
 
   // An agent asks this handler to fetch commands. A known agent keeps its lifetime.
   void OnFetchRequested(const std::string& agent, AgentLink::Lifetime lifetime);
@@ -33,7 +34,7 @@ class Session final : private AgentSender {
   void Send(const std::string& agent, const std::string& uuid, Answer answer) override;
   bool RequestExtension(const std::string& agent, const std::string& uuid, double seconds) override;
 
-  AnswerStore answers_;
+  CommandStore store_;
   const std::shared_ptr<Dispatcher> dispatcher_;
   std::map<std::string, AgentLink> links_;
 };

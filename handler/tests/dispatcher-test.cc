@@ -7,7 +7,10 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <filesystem>
+#include <optional>
 #include <stdexcept>
+#include <string>
 #include <thread>
 #include <vector>
 
@@ -17,6 +20,7 @@
 namespace qor::internal {
 namespace {
 
+namespace fs = std::filesystem;
 using testing::ElementsAre;
 using testing::HasSubstr;
 using testing::IsEmpty;
@@ -55,10 +59,10 @@ class DispatcherTest : public testing::Test, protected AgentSender {
   }
 
   const std::thread::id main_thread_ = std::this_thread::get_id();
-  Dispatcher::Functions functions_;
-  AnswerStore answers_{"", {}, [] { return std::int64_t{0}; }};
+  Dispatcher::RequestTypes types_;
+  CommandStore store_{"", {}, [] { return std::int64_t{0}; }};
   std::shared_ptr<Dispatcher> dispatcher_ =
-      std::make_shared<Dispatcher>(functions_, answers_, static_cast<AgentSender&>(*this));
+      std::make_shared<Dispatcher>(types_, store_, static_cast<AgentSender&>(*this));
   std::vector<std::string> sent_;
   std::vector<std::string> extension_requests_;
   bool grants_extensions_ = true;
@@ -67,7 +71,7 @@ class DispatcherTest : public testing::Test, protected AgentSender {
 };
 
 TEST_F(DispatcherTest, PassesTheWholeCommandToTheFunction) {
-  functions_["type"] = [](const Command& command) {
+  types_["type"].run = [](const Command& command) {
     EXPECT_EQ(command.Uuid(), "one");
     EXPECT_EQ(command.Type(), "type");
     EXPECT_EQ(command.Payload(), "payload");
@@ -80,7 +84,7 @@ TEST_F(DispatcherTest, PassesTheWholeCommandToTheFunction) {
 }
 
 TEST_F(DispatcherTest, AcceptsTheFirstAnswerOnly) {
-  functions_["type"] = [](const Command& command) {
+  types_["type"].run = [](const Command& command) {
     EXPECT_TRUE(command.Fail("no"));
     EXPECT_FALSE(command.Fail("no"));
     EXPECT_FALSE(command.Succeed("yes"));
@@ -90,7 +94,7 @@ TEST_F(DispatcherTest, AcceptsTheFirstAnswerOnly) {
 }
 
 TEST_F(DispatcherTest, AcceptsTheFirstAnswerOnlyFromManyThreads) {
-  functions_["type"] = [this](const Command& command) { kept_.push_back(command); };
+  types_["type"].run = [this](const Command& command) { kept_.push_back(command); };
   Deliver("one");
   std::atomic<int> accepted{0};
   std::vector<std::thread> threads;
@@ -105,14 +109,14 @@ TEST_F(DispatcherTest, AcceptsTheFirstAnswerOnlyFromManyThreads) {
 }
 
 TEST_F(DispatcherTest, FailsDroppedCommand) {
-  functions_["type"] = [](const Command&) {};
+  types_["type"].run = [](const Command&) {};
   Deliver("one");
   EXPECT_THAT(sent_, ElementsAre(R"(agent one - {"ErrorCode":3003,"ErrorDomain":"QOR-HANDLER",)"
                                  R"("ErrorDescription":"the handler dropped the command"})"));
 }
 
 TEST_F(DispatcherTest, FailsCommandDroppedByAThread) {
-  functions_["type"] = [this](const Command& command) { kept_.push_back(command); };
+  types_["type"].run = [this](const Command& command) { kept_.push_back(command); };
   Deliver("one");
   std::thread([command = std::move(kept_[0])] {}).join();
   kept_.clear();
@@ -121,7 +125,7 @@ TEST_F(DispatcherTest, FailsCommandDroppedByAThread) {
 }
 
 TEST_F(DispatcherTest, KeepsCommandInFlightWhileAHandleExists) {
-  functions_["type"] = [this](const Command& command) { kept_.push_back(command); };
+  types_["type"].run = [this](const Command& command) { kept_.push_back(command); };
   Deliver("one");
   EXPECT_THAT(sent_, IsEmpty());
   EXPECT_TRUE(dispatcher_->HasCommandsInFlight("agent"));
@@ -132,26 +136,26 @@ TEST_F(DispatcherTest, KeepsCommandInFlightWhileAHandleExists) {
 }
 
 TEST_F(DispatcherTest, ReportsExceptionAsError) {
-  functions_["type"] = [](const Command&) { throw std::runtime_error("no \"way\"\n"); };
+  types_["type"].run = [](const Command&) { throw std::runtime_error("no \"way\"\n"); };
   Deliver("one");
   EXPECT_THAT(sent_, ElementsAre(R"(agent one - {"ErrorCode":3001,"ErrorDomain":"QOR-HANDLER",)"
                                  R"("ErrorDescription":"no \"way\"\n"})"));
 }
 
 TEST_F(DispatcherTest, ReplacesExceptionTextThatIsNotUtf8) {
-  functions_["type"] = [](const Command&) { throw std::runtime_error("\xff\xfe"); };
+  types_["type"].run = [](const Command&) { throw std::runtime_error("\xff\xfe"); };
   Deliver("one");
   EXPECT_THAT(sent_, ElementsAre(HasSubstr(":\"(invalid UTF-8)\"}")));
 }
 
 TEST_F(DispatcherTest, ReportsUnknownExceptionAsError) {
-  functions_["type"] = [](const Command&) { throw 5; };
+  types_["type"].run = [](const Command&) { throw 5; };
   Deliver("one");
   EXPECT_THAT(sent_, ElementsAre(HasSubstr(R"("ErrorCode":3001)")));
 }
 
 TEST_F(DispatcherTest, KeepsAnswerGivenBeforeAnException) {
-  functions_["type"] = [](const Command& command) {
+  types_["type"].run = [](const Command& command) {
     command.Succeed("yes");
     throw std::runtime_error("too late");
   };
@@ -166,7 +170,7 @@ TEST_F(DispatcherTest, FailsTypeWithoutAFunction) {
 }
 
 TEST_F(DispatcherTest, IgnoresRedeliveryWhileInFlight) {
-  functions_["type"] = [this](const Command& command) { kept_.push_back(command); };
+  types_["type"].run = [this](const Command& command) { kept_.push_back(command); };
   Deliver("one");
   Deliver("one");
   EXPECT_EQ(kept_.size(), 1u);
@@ -176,7 +180,7 @@ TEST_F(DispatcherTest, IgnoresRedeliveryWhileInFlight) {
 
 TEST_F(DispatcherTest, ResendsStoredAnswerOnRedelivery) {
   int runs = 0;
-  functions_["type"] = [&runs](const Command& command) {
+  types_["type"].run = [&runs](const Command& command) {
     command.Fail("no " + std::to_string(++runs));
   };
   Deliver("one");
@@ -186,7 +190,7 @@ TEST_F(DispatcherTest, ResendsStoredAnswerOnRedelivery) {
 
 TEST_F(DispatcherTest, RunsSameUuidOfAnotherAgentOrType) {
   int runs = 0;
-  functions_["type"] = functions_["other"] = [&runs](const Command& command) {
+  types_["type"].run = types_["other"].run = [&runs](const Command& command) {
     command.Succeed(std::to_string(++runs));
   };
   Deliver("one");
@@ -197,7 +201,7 @@ TEST_F(DispatcherTest, RunsSameUuidOfAnotherAgentOrType) {
 
 TEST_F(DispatcherTest, AcceptsAnswersFromThreads) {
   std::vector<std::thread> threads;
-  functions_["type"] = [&threads](const Command& command) {
+  types_["type"].run = [&threads](const Command& command) {
     threads.emplace_back([command] { command.Succeed(command.Uuid()); });
   };
   for (int i = 0; i < 20; ++i) Deliver(std::to_string(i));
@@ -207,7 +211,7 @@ TEST_F(DispatcherTest, AcceptsAnswersFromThreads) {
 }
 
 TEST_F(DispatcherTest, ReturnsTheReplyToAnExtensionRequest) {
-  functions_["type"] = [this](const Command& command) {
+  types_["type"].run = [this](const Command& command) {
     EXPECT_TRUE(command.AskForSeconds(2));
     grants_extensions_ = false;
     EXPECT_FALSE(command.AskForSeconds(3));
@@ -219,7 +223,7 @@ TEST_F(DispatcherTest, ReturnsTheReplyToAnExtensionRequest) {
 }
 
 TEST_F(DispatcherTest, RejectsInvalidExtensions) {
-  functions_["type"] = [](const Command& command) {
+  types_["type"].run = [](const Command& command) {
     for (const double seconds : {0.0, -1.0, 0.0 / 0.0, 1 / 0.0}) {
       EXPECT_FALSE(command.AskForSeconds(seconds)) << seconds;
     }
@@ -230,7 +234,7 @@ TEST_F(DispatcherTest, RejectsInvalidExtensions) {
 
 TEST_F(DispatcherTest, ReturnsTheReplyToAnExtensionRequestOfAThread) {
   std::thread thread;
-  functions_["type"] = [&thread](const Command& command) {
+  types_["type"].run = [&thread](const Command& command) {
     thread = std::thread(
         [command] { command.Succeed(command.AskForSeconds(2) ? "granted" : "denied"); });
   };
@@ -247,7 +251,7 @@ TEST_F(DispatcherTest, ReturnsTheReplyToAnExtensionRequestOfAThread) {
 }
 
 TEST_F(DispatcherTest, SendsQueuedAnswersOfThreadsWhenTheLoopCloses) {
-  functions_["type"] = [this](const Command& command) { kept_.push_back(command); };
+  types_["type"].run = [this](const Command& command) { kept_.push_back(command); };
   Deliver("one");
   Deliver("two");
   std::thread([this] { EXPECT_TRUE(kept_[0].Succeed("yes")); }).join();
@@ -260,11 +264,210 @@ TEST_F(DispatcherTest, SendsQueuedAnswersOfThreadsWhenTheLoopCloses) {
 }
 
 TEST_F(DispatcherTest, IgnoresAnswersAfterDestruction) {
-  functions_["type"] = [this](const Command& command) { kept_.push_back(command); };
+  types_["type"].run = [this](const Command& command) { kept_.push_back(command); };
   Deliver("one");
   dispatcher_.reset();
   EXPECT_TRUE(kept_[0].Succeed("ignored"));
   EXPECT_THAT(sent_, IsEmpty());
+}
+
+// With a file, which a new dispatcher finds as a restarted process does.
+class DispatcherRestartTest : public DispatcherTest {
+ protected:
+  DispatcherRestartTest() {
+    std::string folder = fs::temp_directory_path() / "qor-dispatcher-XXXXXX";
+    if (mkdtemp(folder.data()) == nullptr) throw std::runtime_error("mkdtemp failed");
+    folder_ = folder;
+    types_["once"].policy = Policy::kAtMostOnce;
+    types_["once"].run = types_["type"].run = [this](const Command& command) { Keep(command); };
+    Restart();
+  }
+  ~DispatcherRestartTest() override {
+    End();
+    fs::remove_all(folder_);
+  }
+
+  // The commands in flight are lost with the process.
+  void Restart() {
+    End();
+    sent_.clear();
+    file_.emplace(folder_ + "/answers.db", limits_, [this] { return now_; });
+    dispatcher_ = std::make_shared<Dispatcher>(types_, *file_, static_cast<AgentSender&>(*this));
+  }
+  void End() {
+    MainLoop::Get().Close();
+    kept_.clear();
+    dispatcher_.reset();
+    file_.reset();
+    MainLoop::Get().Open();
+  }
+  void Keep(const Command& command) {
+    ran_.push_back(command.Uuid());
+    kept_.push_back(command);
+  }
+
+  AnswerLimits limits_;
+  std::int64_t now_ = 1'000'000;
+  std::string folder_;
+  std::optional<CommandStore> file_;
+  std::vector<std::string> ran_;
+};
+
+TEST_F(DispatcherRestartTest, RunsAtLeastOnceCommandAgain) {
+  Deliver("one");
+  Restart();
+  Deliver("one");
+  EXPECT_THAT(ran_, ElementsAre("one", "one"));
+}
+
+TEST_F(DispatcherRestartTest, FailsInterruptedAtMostOnceCommand) {
+  Deliver("one", "once");
+  Restart();
+  Deliver("one", "once");
+  EXPECT_THAT(ran_, ElementsAre("one"));
+  EXPECT_THAT(sent_, ElementsAre(HasSubstr("3004")));
+  Restart();
+  Deliver("one", "once");
+  EXPECT_THAT(sent_, ElementsAre(HasSubstr("3004")));
+}
+
+TEST_F(DispatcherRestartTest, SendsAnswerOfAtMostOnceCommandAgain) {
+  Deliver("one", "once");
+  kept_[0].Succeed("yes");
+  Restart();
+  Deliver("one", "once");
+  EXPECT_THAT(sent_, ElementsAre("agent one + yes"));
+  EXPECT_THAT(ran_, ElementsAre("one"));
+}
+
+TEST_F(DispatcherRestartTest, RunsNoAtMostOnceCommandThatCannotBeRecorded) {
+  limits_.count = 0;
+  Restart();
+  Deliver("one", "once");
+  EXPECT_THAT(sent_, ElementsAre(HasSubstr("3007")));
+  EXPECT_THAT(ran_, IsEmpty());
+}
+
+TEST_F(DispatcherRestartTest, RejectsAtMostOnceCommandsBeyondTheCount) {
+  limits_.count = 2;
+  Restart();
+  for (const char* uuid : {"one", "two", "three"}) {
+    Deliver(uuid, "once");
+    if (!kept_.empty()) kept_.back().Succeed("yes");
+  }
+  EXPECT_THAT(ran_, ElementsAre("one", "two"));
+  EXPECT_THAT(sent_, ElementsAre("agent one + yes", "agent two + yes", HasSubstr("3007")));
+  // Those that are old enough make room.
+  now_ += 3601;
+  Deliver("four", "once");
+  EXPECT_THAT(ran_, ElementsAre("one", "two", "four"));
+}
+
+TEST_F(DispatcherRestartTest, FailsCommandAfterThreeCrashes) {
+  for (int i = 0; i < 4; ++i) {
+    Deliver("one");
+    if (i < 3) Restart();
+  }
+  EXPECT_THAT(ran_, ElementsAre("one", "one", "one"));
+  EXPECT_THAT(sent_, ElementsAre(HasSubstr("3005")));
+}
+
+TEST_F(DispatcherRestartTest, DoesNotCountRunsThatEndWithAnOrderlyExit) {
+  for (int i = 0; i < 5; ++i) {
+    Deliver("one");
+    Deliver("two", "once");
+    dispatcher_->Stop();
+    Restart();
+  }
+  EXPECT_THAT(ran_, ElementsAre("one", "two", "one", "one", "one", "one"));
+}
+
+TEST_F(DispatcherRestartTest, RunsCommandsOfACrashOneAtATime) {
+  Deliver("one");
+  Deliver("two");
+  Restart();
+  ran_.clear();
+  Deliver("one");
+  Deliver("two");
+  Deliver("new");
+  EXPECT_THAT(ran_, ElementsAre("one", "new"));
+  kept_[0].Succeed("yes");
+  EXPECT_THAT(ran_, ElementsAre("one", "new", "two"));
+  kept_[2].Succeed("yes");
+  EXPECT_THAT(sent_, ElementsAre("agent one + yes", "agent two + yes"));
+}
+
+TEST_F(DispatcherRestartTest, CommandsThatWaitForACrashedOneAreNotCounted) {
+  Deliver("bad");
+  Deliver("good");
+  for (int i = 0; i < 3; ++i) {
+    Restart();
+    Deliver("bad");
+    Deliver("good");
+  }
+  EXPECT_THAT(sent_, ElementsAre(HasSubstr("bad - ")));
+  EXPECT_EQ(ran_.back(), "good");
+}
+
+TEST_F(DispatcherRestartTest, ResumesSuspendedCommandWithItsState) {
+  for (const char* type : {"once", "type"}) {
+    types_[type].resume = [](const Command& command) { command.Succeed(command.State()); };
+    types_[type].run = [](const Command& command) {
+      EXPECT_EQ(command.State(), "");
+      EXPECT_TRUE(command.Suspend("half way"));
+      EXPECT_FALSE(command.Succeed("too late"));
+    };
+    Restart();
+    Deliver("one", type);
+    EXPECT_THAT(sent_, IsEmpty());
+    EXPECT_FALSE(dispatcher_->HasCommandsInFlight("agent"));
+    Restart();
+    Deliver("one", type);
+    EXPECT_THAT(sent_, ElementsAre("agent one + half way"));
+    Restart();
+    Deliver("one", type);
+    EXPECT_THAT(sent_, ElementsAre("agent one + half way"));
+  }
+}
+
+TEST_F(DispatcherRestartTest, ResumesInTheSameProcess) {
+  types_["once"].resume = [](const Command& command) { command.Succeed(command.State()); };
+  Deliver("one", "once");
+  EXPECT_TRUE(kept_[0].Suspend("half way"));
+  Deliver("one", "once");
+  EXPECT_THAT(sent_, ElementsAre("agent one + half way"));
+}
+
+TEST_F(DispatcherRestartTest, FailsSuspendedAtMostOnceCommandWithoutAFunctionToResume) {
+  Deliver("one", "once");
+  EXPECT_TRUE(kept_[0].Suspend("half way"));
+  Restart();
+  Deliver("one", "once");
+  EXPECT_THAT(sent_, ElementsAre(HasSubstr("3004")));
+}
+
+TEST_F(DispatcherTest, DoesNotSuspendWithoutAFile) {
+  types_["type"].run = [this](const Command& command) {
+    EXPECT_FALSE(command.Suspend("state"));
+    kept_.push_back(command);
+  };
+  Deliver("one");
+  EXPECT_TRUE(kept_[0].Succeed("yes"));
+  EXPECT_FALSE(kept_[0].Suspend("state"));
+  EXPECT_THAT(sent_, ElementsAre("agent one + yes"));
+}
+
+TEST_F(DispatcherTest, FailsCommandWithAnAnswerThatIsTooLong) {
+  types_["type"].run = [](const Command& command) {
+    EXPECT_FALSE(command.Succeed(std::string(4'000'001, ' ')));
+  };
+  Deliver("one");
+  EXPECT_THAT(sent_, ElementsAre(HasSubstr("3006")));
+  types_["type"].run = [](const Command& command) {
+    EXPECT_TRUE(command.Succeed(std::string(4'000'000, ' ')));
+  };
+  Deliver("two");
+  EXPECT_EQ(sent_.back().size(), 4'000'000 + std::string("agent two + ").size());
 }
 
 }  // namespace

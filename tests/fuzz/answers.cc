@@ -5,7 +5,7 @@
 
 #include <filesystem>
 
-#include "answer-store.h"
+#include "command-store.h"
 #include "target.h"
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
@@ -14,14 +14,18 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
   {
     qor::AnswerLimits limits;
     limits.count = 10;
-    AnswerStore store(path, limits, [] { return std::int64_t{1700000000}; });
+    CommandStore store(path, limits, [] { return std::int64_t{1700000000}; });
     ReceivedCommand command;
     command.agent = "org.example.agent";
     command.uuid = "uuid";
     const CommandKey key(command);
-    store.Find(key);
-    store.Store(key, {true, "{}"});
-    store.Find(key);
+    for (const qor::Policy policy : {qor::Policy::kAtLeastOnce, qor::Policy::kAtMostOnce}) {
+      store.Find(key);
+      store.Begin(key, policy);
+      store.Suspend(key, "state");
+      store.Complete(key, policy, {true, "{}"});
+      store.Find(key);
+    }
   }
   for (const char* part : {"", "-wal", "-shm", "-journal", ".corrupt"})
     std::filesystem::remove(path + part);

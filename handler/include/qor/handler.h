@@ -61,6 +61,25 @@ enum class ErrorCode {
   kNoFunction = 3002,
   /// The last handle of the command was destroyed before the command was answered.
   kDropped = 3003,
+  /// The process ended while the at-most-once command was in flight: its effect is unknown.
+  kInterrupted = 3004,
+  /// The process ended three times while the command was in flight.
+  kCrashed = 3005,
+  /// The answer is longer than the agent can receive, see Command::Succeed().
+  kAnswerTooLong = 3006,
+  /// The at-most-once command was not run because it could not be recorded: the file is full of
+  /// recent commands, locked or cannot be written.
+  kNotRecorded = 3007,
+};
+
+/// What happens to a command that is redelivered after the process ended while it was in flight.
+enum class Policy {
+  /// Its function is called again.
+  kAtLeastOnce,
+  /// Its function is not called again: the command is resumed, or fails with
+  /// ErrorCode::kInterrupted. That it was begun is on the disk before the function is called, and
+  /// survives a power failure.
+  kAtMostOnce,
 };
 
 /// A handle of one command, cheap to copy. All copies refer to the same command.
@@ -105,15 +124,29 @@ class QOR_HANDLER_API Command {
   /// threads it is stored and sent by a later iteration of the main loop. While the agent is not
   /// connected the answer is kept, and sent when the agent connects again.
   ///
-  /// \param result_json  a JSON text; not checked
-  /// \return true for the first answer. False, with a log line, for any later one and when the
-  ///         application is terminating
+  /// \param result_json  a JSON text of at most 4000000 bytes; not checked. A longer one fails the
+  ///                     command with ErrorCode::kAnswerTooLong
+  /// \return true for the first answer. False, with a log line, for any later one, for one that is
+  ///         too long and when the application is terminating
   bool Succeed(const std::string& result_json) const;
   /// Completes the command with an error, otherwise as Succeed().
   ///
   /// \param error_json  a JSON text; not checked
   /// \return as Succeed()
   bool Fail(const std::string& error_json) const;
+
+  /// Leaves the command open beyond the end of the process, for example for a reboot. It is neither
+  /// answered nor dropped; when the agent delivers it again, the function that
+  /// Handler::OnResume() registered is called with it. Blocks like AskForSeconds() on other
+  /// threads.
+  ///
+  /// \param state  what the function needs to go on, returned by State(); any bytes
+  /// \return whether the state is on the disk, where it survives a power failure. False, with a log
+  ///         line, for an answered command, without a usable file and when the application is
+  ///         terminating: the command then stays as it was
+  bool Suspend(const std::string& state) const;
+  /// \return the state of a resumed command; empty for others
+  const std::string& State() const;
 
   /// Requests an extension of the command's timeout from the agent.
   ///
@@ -133,9 +166,10 @@ class QOR_HANDLER_API Command {
   std::shared_ptr<internal::CommandState> state_;
 };
 
-/// Limits of the stored answers; beyond any of them the oldest are deleted. A count of 0 stores
-/// none, neither on file nor in memory: a command that is redelivered after its answer then runs
-/// again.
+/// Limits of the stored answers; beyond any of them the oldest are deleted. Those of at-most-once
+/// commands are kept for an hour at least: when they fill the file, new at-most-once commands fail
+/// with ErrorCode::kNotRecorded. A count of 0 stores none, neither on file nor in memory: a command
+/// that is redelivered after its answer then runs again, and at-most-once commands are not run.
 struct AnswerLimits {
   /// Number of answers.
   std::size_t count = 1000;
@@ -160,11 +194,13 @@ struct AnswerLimits {
 /// ignored. One that has been answered gets the same answer again. For this the answers are stored
 /// in a SQLite file in the application's data folder, across restarts of handler and agent. A
 /// redelivered command runs again only when the process died while it was in flight, or when its
-/// answer is no longer stored.
+/// answer is no longer stored; with Policy::kAtMostOnce never. A command during which the process
+/// died is run again only while no other such command is in flight, and fails with
+/// ErrorCode::kCrashed after the third time, so that the others can be completed.
 ///
 /// \par Durability
 /// An answer is stored before it is sent. It survives a crash of the process; a power failure may
-/// lose the most recent ones.
+/// lose the most recent ones, except those of at-most-once commands.
 ///
 /// \par File errors
 /// An unusable file is logged and never stops the handler. A damaged or foreign file and a symbolic
@@ -191,6 +227,21 @@ class QOR_HANDLER_API Handler {
   ///                      destroyed
   /// \return this handler
   Handler& On(const std::string& request_type, Function function);
+  /// As above, with a policy; the other function registers Policy::kAtLeastOnce.
+  ///
+  /// \param request_type  as in the package's list of request types
+  /// \param function      called for each command of the type
+  /// \param policy        whether a command runs again after the process ended in its work
+  /// \return this handler
+  Handler& On(const std::string& request_type, Function function, Policy policy);
+  /// Registers the function that goes on with suspended commands of a request type, replacing an
+  /// earlier one. Without one a suspended command runs anew, or fails with ErrorCode::kInterrupted
+  /// when it is at-most-once. Call before Run().
+  ///
+  /// \param request_type  one that On() registers
+  /// \param function      called for each command that is delivered again after Command::Suspend()
+  /// \return this handler
+  Handler& OnResume(const std::string& request_type, Function function);
   /// Connects to this agent at the start, whichever agent launches the handler, and always
   /// reconnects to it. Call before Run().
   ///

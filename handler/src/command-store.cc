@@ -1,7 +1,7 @@
 // Copyright 2026 The qor-handler-manager authors
 // SPDX-License-Identifier: Apache-2.0
 
-#include "answer-store.h"
+#include "command-store.h"
 
 #include <sodium.h>
 #include <sqlite3.h>
@@ -38,6 +38,14 @@ constexpr char kTableWithIntegerDigests[] =
     "CREATE TABLE answers (agent TEXT, uuid TEXT, digest INTEGER, succeeded INTEGER, text TEXT,"
     " time INTEGER, PRIMARY KEY (agent, uuid, digest))";
 constexpr char kIndex[] = "CREATE INDEX answers_time ON answers (time)";
+// Commands in flight or suspended, and the answers of at-most-once commands (`succeeded` is null
+// before), which must not be evicted for those of others.
+constexpr char kRunsTable[] =
+    "CREATE TABLE runs (agent TEXT, uuid TEXT, digest BLOB, unfinished INTEGER, state TEXT,"
+    " succeeded INTEGER, text TEXT, time INTEGER, PRIMARY KEY (agent, uuid, digest))";
+// Answers of at-most-once commands are kept at least this long: longer than agents usually wait
+// before they deliver a command again.
+constexpr std::int64_t kMinRunAgeSeconds = 3600;
 
 void Add(crypto_generichash_state& state, const std::string& text) {
   crypto_generichash_update(&state, reinterpret_cast<const unsigned char*>(text.data()),
@@ -66,6 +74,15 @@ bool IsDamage(const sqlite::DatabaseError& error) {
          error.code() == SQLITE_ERROR;
 }
 
+// The first three parameters of each statement about a command.
+sqlite::Query& BindKey(sqlite::Query& query, const CommandKey& key) {
+  return query.Bind(1, key.agent)
+      .Bind(2, key.uuid)
+      .BindBytes(3, key.digest.data(), key.digest.size());
+}
+
+sqlite::Query& BindKey(sqlite::Query&& query, const CommandKey& key) { return BindKey(query, key); }
+
 }  // namespace
 
 CommandKey::CommandKey(const ReceivedCommand& command)
@@ -75,12 +92,12 @@ bool CommandKey::operator<(const CommandKey& other) const {
   return std::tie(agent, uuid, digest) < std::tie(other.agent, other.uuid, other.digest);
 }
 
-AnswerStore::AnswerStore(std::string path, const AnswerLimits& limits, Clock clock)
+CommandStore::CommandStore(std::string path, const AnswerLimits& limits, Clock clock)
     : path_(path.empty() ? kInMemory : std::move(path)),
       limits_(limits),
       clock_(std::move(clock)) {}
 
-void AnswerStore::Prepare() {
+void CommandStore::Prepare() {
   if (limits_.count == 0 || database_) return;
   try {
     Open(path_);
@@ -98,19 +115,90 @@ void AnswerStore::Prepare() {
   }
 }
 
-void AnswerStore::Store(const CommandKey& key, const Answer& answer) {
+StoredCommand CommandStore::Find(const CommandKey& key) {
   Prepare();
-  if (database_) RunWithRecovery([&] { Insert(key, answer); });
+  StoredCommand stored;
+  if (database_) RunWithRecovery([&] { stored = Load(key); });
+  return stored;
 }
 
-std::optional<Answer> AnswerStore::Find(const CommandKey& key) {
+bool CommandStore::Begin(const CommandKey& key, Policy policy) {
   Prepare();
-  std::optional<Answer> answer;
-  if (database_) RunWithRecovery([&] { answer = Load(key); });
-  return answer;
+  const bool is_durable = policy == Policy::kAtMostOnce;
+  const bool is_written =
+      database_ && RunWithRecovery([&] {
+        Write(is_durable, [&] {
+          if (is_durable) RequireRoomForRun();
+          BindKey(database_->Prepare("INSERT INTO runs (agent, uuid, digest, unfinished, time)"
+                                     " VALUES (?1, ?2, ?3, 1, ?4) ON CONFLICT DO UPDATE"
+                                     " SET unfinished = unfinished + 1, time = ?4"),
+                  key)
+              .Bind(4, clock_())
+              .Step();
+        });
+      });
+  return !is_durable || (is_written && !is_in_memory_);
 }
 
-void AnswerStore::Open(const std::string& path) {
+void CommandStore::Withdraw(const CommandKey& key) {
+  if (!database_) return;
+  RunWithRecovery([&] {
+    Write(false, [&] {
+      BindKey(database_->Prepare("UPDATE runs SET unfinished = unfinished - 1"
+                                 " WHERE agent = ?1 AND uuid = ?2 AND digest = ?3"),
+              key)
+          .Step();
+    });
+  });
+}
+
+bool CommandStore::Suspend(const CommandKey& key, const std::string& state) {
+  Prepare();
+  const bool is_written =
+      database_ && RunWithRecovery([&] {
+        Write(true, [&] {
+          BindKey(
+              database_->Prepare("INSERT INTO runs (agent, uuid, digest, unfinished, state, time)"
+                                 " VALUES (?1, ?2, ?3, 0, ?4, ?5) ON CONFLICT DO UPDATE"
+                                 " SET unfinished = 0, state = ?4, time = ?5"),
+              key)
+              .Bind(4, state)
+              .Bind(5, clock_())
+              .Step();
+        });
+      });
+  return is_written && !is_in_memory_;
+}
+
+void CommandStore::Complete(const CommandKey& key, Policy policy, const Answer& answer) {
+  Prepare();
+  if (!database_) return;
+  RunWithRecovery([&] {
+    if (policy == Policy::kAtLeastOnce) {
+      Write(false, [&] {
+        BindKey(
+            database_->Prepare("DELETE FROM runs WHERE agent = ?1 AND uuid = ?2 AND digest = ?3"),
+            key)
+            .Step();
+        InsertAnswer(key, answer);
+        EvictOverLimits();
+      });
+      return;
+    }
+    Write(true, [&] {
+      BindKey(database_->Prepare("INSERT OR REPLACE INTO runs (agent, uuid, digest, unfinished,"
+                                 " succeeded, text, time) VALUES (?1, ?2, ?3, 0, ?4, ?5, ?6)"),
+              key)
+          .Bind(4, answer.succeeded ? 1 : 0)
+          .Bind(5, answer.text)
+          .Bind(6, clock_())
+          .Step();
+      EvictOverLimits();
+    });
+  });
+}
+
+void CommandStore::Open(const std::string& path) {
   // SQLite would follow it and change a file that is not ours.
   std::error_code ignored;
   if (std::filesystem::is_symlink(path, ignored)) {
@@ -120,39 +208,47 @@ void AnswerStore::Open(const std::string& path) {
   database_->SetLockTimeout(is_locked_ ? kNoWait : kLockTimeout);
   database_->SetMaxValueSize(
       static_cast<int>(std::clamp<std::size_t>(limits_.bytes, kMaxSqlBytes, INT_MAX)));
-  const bool has_table = HasTable();
+  is_in_memory_ = path == kInMemory;
+  const auto schema = CheckedSchema();
   const std::size_t pages = std::max<std::size_t>(limits_.bytes / kPageBytes, 1);
   database_->Execute(("PRAGMA page_size = " + std::to_string(kPageBytes) +
                       "; PRAGMA journal_mode = WAL; PRAGMA synchronous = NORMAL;"
                       "PRAGMA max_page_count = " +
                       std::to_string(pages))
                          .c_str());
-  if (!has_table) {
-    sqlite::Transaction transaction(*database_);
-    database_->Execute(kTable);
-    database_->Execute(kIndex);
-    transaction.Commit();
-  }
+  CreateMissing(schema);
   // Also detects a read-only file now rather than at the first answer.
   EvictOverLimits();
 }
 
-bool AnswerStore::HasTable() {
+std::set<std::string> CommandStore::CheckedSchema() {
   // Queries would evaluate anything else that a foreign schema declares: views, triggers, generated
   // columns.
-  bool has_table = false;
+  std::set<std::string> schema;
   auto query = database_->Prepare("SELECT sql FROM sqlite_schema WHERE sql IS NOT NULL");
   while (query.Step()) {
     const std::string sql = query.Text(0);
-    if (sql != kTable && sql != kTableWithIntegerDigests && sql != kIndex) {
+    if (sql != kTable && sql != kTableWithIntegerDigests && sql != kIndex && sql != kRunsTable) {
       throw sqlite::DatabaseError(path_ + ": not an answer file", SQLITE_NOTADB);
     }
-    has_table = true;
+    schema.insert(sql);
   }
-  return has_table;
+  return schema;
 }
 
-void AnswerStore::Recreate() {
+void CommandStore::CreateMissing(const std::set<std::string>& schema) {
+  if (schema.count(kRunsTable) != 0) return;
+  sqlite::Transaction transaction(*database_);
+  if (schema.empty()) {
+    database_->Execute(kTable);
+    database_->Execute(kIndex);
+  }
+  // Versions before at-most-once commands did not have it.
+  database_->Execute(kRunsTable);
+  transaction.Commit();
+}
+
+void CommandStore::Recreate() {
   database_.reset();
   const std::string aside = path_ + ".corrupt";
   for (const char* part : {"-wal", "-shm"}) std::remove((path_ + part).c_str());
@@ -167,41 +263,34 @@ void AnswerStore::Recreate() {
   }
 }
 
-void AnswerStore::RunWithRecovery(const std::function<void()>& action) {
+bool CommandStore::RunWithRecovery(const std::function<void()>& action) {
   try {
-    return action();
+    action();
+    return true;
   } catch (const sqlite::DatabaseError& error) {
     dlog_print(DLOG_WARN, kLogTag, "answer file error: %s", error.what());
     if (error.code() == SQLITE_BUSY) {
       is_locked_ = true;
       database_->SetLockTimeout(kNoWait);
     }
-    if (!IsDamage(error)) return;
+    if (!IsDamage(error)) return false;
   }
   Recreate();
   try {
     action();
+    return true;
   } catch (const sqlite::DatabaseError& error) {
     dlog_print(DLOG_WARN, kLogTag, "answer file error after recovery: %s", error.what());
+    return false;
   }
 }
 
-void AnswerStore::Insert(const CommandKey& key, const Answer& answer) {
+void CommandStore::Write(bool is_durable, const std::function<void()>& changes) {
+  database_->Execute(is_durable ? "PRAGMA synchronous = FULL" : "PRAGMA synchronous = NORMAL");
   for (;;) {
     try {
       sqlite::Transaction transaction(*database_);
-      database_
-          ->Prepare(
-              "INSERT OR REPLACE INTO answers (agent, uuid, digest, succeeded, text, time)"
-              " VALUES (?1, ?2, ?3, ?4, ?5, ?6)")
-          .Bind(1, key.agent)
-          .Bind(2, key.uuid)
-          .BindBytes(3, key.digest.data(), key.digest.size())
-          .Bind(4, answer.succeeded ? 1 : 0)
-          .Bind(5, answer.text)
-          .Bind(6, clock_())
-          .Step();
-      EvictOverLimits();
+      changes();
       transaction.Commit();
       // Only a write shows that the lock is released: in WAL mode readers ignore writers' locks.
       if (std::exchange(is_locked_, false)) database_->SetLockTimeout(kLockTimeout);
@@ -212,15 +301,41 @@ void AnswerStore::Insert(const CommandKey& key, const Answer& answer) {
   }
 }
 
-void AnswerStore::EvictOverLimits() {
+void CommandStore::InsertAnswer(const CommandKey& key, const Answer& answer) {
+  BindKey(database_->Prepare(
+              "INSERT OR REPLACE INTO answers (agent, uuid, digest, succeeded, text, time)"
+              " VALUES (?1, ?2, ?3, ?4, ?5, ?6)"),
+          key)
+      .Bind(4, answer.succeeded ? 1 : 0)
+      .Bind(5, answer.text)
+      .Bind(6, clock_())
+      .Step();
+}
+
+void CommandStore::RequireRoomForRun() {
+  EvictOverLimits();
+  auto query = database_->Prepare("SELECT count(*) FROM runs");
+  query.Step();
+  if (query.Number(0) >= static_cast<std::int64_t>(limits_.count)) {
+    throw sqlite::DatabaseError(path_ + ": as many recent commands as the limit allows");
+  }
+}
+
+void CommandStore::EvictOverLimits() {
   database_->Prepare("DELETE FROM answers WHERE time < ?1").Bind(1, MinTime()).Step();
   // INSERT OR REPLACE assigns increasing row ids.
   database_->Prepare("DELETE FROM answers WHERE rowid <= (SELECT max(rowid) FROM answers) - ?1")
       .Bind(1, static_cast<std::int64_t>(limits_.count))
       .Step();
+  database_->Prepare("DELETE FROM runs WHERE time < ?1").Bind(1, MinTime()).Step();
+  database_
+      ->Prepare("DELETE FROM runs WHERE rowid <= (SELECT max(rowid) FROM runs) - ?1 AND time < ?2")
+      .Bind(1, static_cast<std::int64_t>(limits_.count) - 1)
+      .Bind(2, clock_() - kMinRunAgeSeconds)
+      .Step();
 }
 
-bool AnswerStore::EvictOldestHalf() {
+bool CommandStore::EvictOldestHalf() {
   if (!database_->Prepare("SELECT 1 FROM answers LIMIT 1").Step()) return false;
   database_->Execute(
       "DELETE FROM answers WHERE rowid <="
@@ -228,17 +343,32 @@ bool AnswerStore::EvictOldestHalf() {
   return true;
 }
 
-std::optional<Answer> AnswerStore::Load(const CommandKey& key) {
+StoredCommand CommandStore::Load(const CommandKey& key) {
+  StoredCommand stored;
+  {
+    auto query = database_->Prepare(
+        "SELECT unfinished, state, state IS NOT NULL, succeeded, text, succeeded IS NOT NULL"
+        " FROM runs WHERE agent = ?1 AND uuid = ?2 AND digest = ?3 AND time >= ?4");
+    BindKey(query, key).Bind(4, MinTime());
+    if (query.Step()) {
+      stored.unfinished_runs = query.Number(0);
+      if (query.Number(2) != 0) stored.state = query.Text(1);
+      if (query.Number(5) != 0) stored.answer = Answer{query.Number(3) != 0, query.Text(4)};
+      return stored;
+    }
+  }
+  stored.answer = LoadAnswer(key);
+  return stored;
+}
+
+std::optional<Answer> CommandStore::LoadAnswer(const CommandKey& key) {
   // Earlier versions stored a 64-bit integer digest, which is not computed any more. Match those
   // answers by agent and uuid, so that an update of the SDK repeats no command.
   auto query = database_->Prepare(
       "SELECT succeeded, text FROM answers WHERE agent = ?1 AND uuid = ?2"
       " AND (digest = ?3 OR typeof(digest) = 'integer') AND time >= ?4"
       " ORDER BY digest DESC LIMIT 1");
-  query.Bind(1, key.agent)
-      .Bind(2, key.uuid)
-      .BindBytes(3, key.digest.data(), key.digest.size())
-      .Bind(4, MinTime());
+  BindKey(query, key).Bind(4, MinTime());
   if (!query.Step()) return std::nullopt;
   return Answer{query.Number(0) != 0, query.Text(1)};
 }
