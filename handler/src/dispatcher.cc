@@ -83,6 +83,8 @@ bool Dispatcher::RequestExtension(const CommandKey& key, double seconds) {
 }
 
 void Dispatcher::Stop() {
+  // Those have not begun.
+  for (const auto& [command, stored] : waiting_suspects_) in_flight_.erase(command->key());
   for (const auto& [key, policy] : in_flight_) {
     if (policy == Policy::kAtLeastOnce) store_.Withdraw(key);
   }

@@ -382,6 +382,18 @@ TEST_F(DispatcherRestartTest, DoesNotCountRunsThatEndWithAnOrderlyExit) {
   EXPECT_THAT(ran_, ElementsAre("one", "two", "one", "one", "one", "one"));
 }
 
+TEST_F(DispatcherRestartTest, CountsTheCrashesOfACommandThatWaitedAtAnOrderlyExit) {
+  Deliver("one");
+  Deliver("two");
+  Restart();
+  Deliver("one");
+  Deliver("two");
+  dispatcher_->Stop();
+  Restart();
+  EXPECT_EQ(file_->Find(CommandKey({"agent", "one", "type", "payload", 7})).unfinished_runs, 1);
+  EXPECT_EQ(file_->Find(CommandKey({"agent", "two", "type", "payload", 7})).unfinished_runs, 1);
+}
+
 TEST_F(DispatcherRestartTest, RunsCommandsOfACrashOneAtATime) {
   Deliver("one");
   Deliver("two");
