@@ -103,6 +103,9 @@ void Journal::Prepare() {
   // Exclusive: the journal has one owner. Full: a transaction is on the disk when it returns.
   database_.Execute(
       "PRAGMA locking_mode = EXCLUSIVE; PRAGMA journal_mode = WAL; PRAGMA synchronous = FULL;");
+  // What a killed process wrote may be in the system's cache only, and must not be taken for
+  // durable before it is: a checkpoint synchronizes it.
+  database_.Execute("PRAGMA wal_checkpoint");
   sqlite::Transaction transaction(database_);
   CheckVersion();
   AdoptBoot();

@@ -217,6 +217,9 @@ void CommandStore::Open(const std::string& path) {
                       std::to_string(pages))
                          .c_str());
   CreateMissing(schema);
+  // What a killed process wrote may be in the system's cache only: a checkpoint synchronizes it,
+  // before anything is sent that a power failure could take back.
+  database_->Execute("PRAGMA wal_checkpoint");
   // Also detects a read-only file now rather than at the first answer.
   EvictOverLimits();
 }
