@@ -27,7 +27,7 @@ namespace qor {
 namespace {
 
 namespace fs = std::filesystem;
-using end_to_end::kPatienceSeconds;
+using end_to_end::kTimeoutSeconds;
 using std::chrono::seconds;
 using ::testing::HasSubstr;
 
@@ -57,7 +57,7 @@ class AgentProcess : public end_to_end::EndToEndTest {
     return command;
   }
   bool AwaitOutcomes(std::size_t count) const {
-    return tools::RunUntil([this, count] { return outcomes_.size() >= count; }, kPatienceSeconds);
+    return tools::RunUntil([this, count] { return outcomes_.size() >= count; }, kTimeoutSeconds);
   }
 
   Agent::Settings settings_;
@@ -221,7 +221,7 @@ TEST_F(AgentProcess, RunsOnAnotherMainLoop) {
   Install("text");
   Open().Submit(Make("text.upper", "\"polled\""));
   const auto end =
-      std::chrono::steady_clock::now() + std::chrono::duration<double>(kPatienceSeconds);
+      std::chrono::steady_clock::now() + std::chrono::duration<double>(kTimeoutSeconds);
   pollfd waits = {agent_->LoopFd(), POLLIN, 0};
   int steps = 0;
   while (outcomes_.empty() && std::chrono::steady_clock::now() < end) {

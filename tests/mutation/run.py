@@ -1,7 +1,8 @@
 #!/usr/bin/env python3
 # Copyright 2026 The qor-handler-manager authors
 # SPDX-License-Identifier: Apache-2.0
-"""Mutation testing: applies each mutant to a copy of the sources and runs the unit tests.
+"""Mutation testing: applies each mutant to a copy of the sources and runs the unit tests; for a mutant
+of the agent library or of the SDK, the simulation.
 
 A mutant that survives shows a missing test. Mutants are defined in the .txt files of this folder:
 
@@ -26,11 +27,12 @@ import sys
 
 HERE = pathlib.Path(__file__).resolve().parent
 ROOT = HERE.parent.parent
-SOURCES = ["CMakeLists.txt", "cmake", "handler", "include", "json", "platform", "qor-common",
+SOURCES = ["CMakeLists.txt", "agent", "cmake", "handler", "include", "json", "platform", "qor-common",
            "sqlite", "src", "tests", "text"]
 WORKERS = 2
 # Far above the duration of all tests: a mutant may loop forever.
 TEST_TIMEOUT_SECONDS = 120
+SIMULATED_CUTS = 6000
 
 
 class MutantError(Exception):
@@ -99,7 +101,7 @@ class Tree:
         built, log = self.compile()
         if not built:
             raise MutantError("the unchanged sources do not compile:\n" + log)
-        failure = self.test()
+        failure = self.test() or self.test(simulates=True)
         if failure:
             raise MutantError(f"the unchanged sources fail {failure}")
 
@@ -121,11 +123,25 @@ class Tree:
                 copy.unlink()
 
     def compile(self):
-        result = self.call("ninja", "-j1", "-C", self.build, "qor_unit_tests")
+        result = self.call("ninja", "-j1", "-C", self.build, "qor_unit_tests", "qor_simulation")
         return result.returncode == 0, result.stdout
 
-    def test(self):
+    def test(self, simulates=False):
         """The name of the first failed test, or None."""
+        return self.simulate() if simulates else self.unit_test()
+
+    def simulate(self):
+        try:
+            result = self.call(self.build / "tests/simulation/qor_simulation", "--cuts",
+                               SIMULATED_CUTS, timeout=TEST_TIMEOUT_SECONDS)
+        except subprocess.TimeoutExpired:
+            return "simulation (timeout)"
+        if result.returncode == 0:
+            return None
+        violation = re.search(r"^seed .*", result.stdout, re.MULTILINE)
+        return "simulation: " + (violation.group(0) if violation else "crash")
+
+    def unit_test(self):
         try:
             result = self.call(self.build / "tests/unit/qor_unit_tests", "--gtest_fail_fast",
                                timeout=TEST_TIMEOUT_SECONDS)
@@ -144,7 +160,7 @@ class Tree:
             built, log = self.compile()
             if not built:
                 raise MutantError(f"{mutant.name}: does not compile:\n{log}")
-            return self.test()
+            return self.test(simulates=mutant.file.startswith(("agent/", "handler/")))
         finally:
             path.write_text(original)
 

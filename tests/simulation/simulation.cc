@@ -29,7 +29,8 @@ constexpr char kResumed[] = "resumed";
 constexpr char kJournal[] = "/agent/journal.db";
 constexpr char kStore[] = "/handler/answers.db";
 constexpr int kMaxOperations = 40;
-constexpr std::int64_t kRememberMs = 3'600'000;
+constexpr std::int64_t kRememberMs = 30'000;
+constexpr std::int64_t kMaxExtensionMs = 30'000;
 
 void Require(bool condition, const std::string& violation) {
   if (!condition) throw Violation(violation);
@@ -133,7 +134,8 @@ void Simulation::SubmitAgain() {
     any->second.was_accepted = result == QOR_AGENT_ERROR_NONE;
     return;
   }
-  const bool may_be_forgotten = any->second.was_confirmed;
+  const bool may_be_forgotten =
+      any->second.was_confirmed && clock_.wall >= any->second.command.deadline_wall + kRememberMs;
   Require(result == QOR_AGENT_ERROR_ALREADY_KNOWN || may_be_forgotten,
           "command " + command.uuid + " was accepted twice: " + std::to_string(result));
 }
@@ -245,7 +247,7 @@ void Simulation::StartAgent() {
   Scheduler::Limits limits;
   limits.window = static_cast<std::size_t>(Below(2) == 0 ? 1 : 4);
   limits.remember_ms = kRememberMs;
-  limits.max_extension_ms = 30'000;
+  limits.max_extension_ms = kMaxExtensionMs;
   Scheduler::Observer observer;
   observer.on_outcome = [this](const Command& command) { OnOutcome(command); };
   for (bool is_open = false; !is_open;) {
@@ -278,7 +280,10 @@ void Simulation::EndAgent() {
 int Simulation::Send(const Command& command) {
   if (agent_disk_.IsDead()) return 0;
   Trace("send " + command.uuid);
-  known_.at(command.uuid).was_sent = true;
+  Known& known = known_.at(command.uuid);
+  Require(command.policy == QOR_AGENT_AT_LEAST_ONCE || known.deliveries == 0,
+          "at-most-once command " + command.uuid + " was sent again");
+  known.was_sent = true;
   return qor_handler_manager_send_command(
       command.uuid.c_str(), command.type.c_str(), command.payload.c_str(),
       static_cast<int>(command.payload.size()), static_cast<std::time_t>(command.timestamp));
@@ -363,6 +368,7 @@ void Simulation::ReceiveDeliveries() {
   while (received_ < deliveries.size() && !handler_disk_.IsDead()) {
     const auto& delivery = deliveries[received_++];
     Trace("deliver " + delivery.uuid);
+    ++known_.at(delivery.uuid).deliveries;
     dispatcher_->OnCommand(
         {kAgent, delivery.uuid, delivery.request_type, delivery.payload, delivery.timestamp});
   }
@@ -371,6 +377,9 @@ void Simulation::ReceiveDeliveries() {
 void Simulation::Send(const std::string&, const std::string& uuid, qor::internal::Answer answer) {
   if (handler_disk_.IsDead()) return;
   Trace("answer " + uuid + (answer.succeeded ? " +" : " -"));
+  const bool is_interrupted = answer.text.find("\"ErrorCode\":3004") != std::string::npos;
+  Require(!is_interrupted || !known_.at(uuid).is_suspended,
+          "suspended command " + uuid + " was not resumed");
   unsent_.emplace_back(uuid, std::move(answer));
 }
 
@@ -395,6 +404,8 @@ void Simulation::OnCommand(const qor::Command& command, bool is_resumed) {
   Trace((is_resumed ? "resume " : "run ") + command.Uuid());
   Known& known = known_.at(command.Uuid());
   if (!is_resumed) ++known.runs;
+  Require(is_resumed == (command.State() == "state"),
+          "command " + command.Uuid() + " has the wrong state");
   Require(command.Type() == kAtLeastOnce || known.runs <= 1,
           "at-most-once command " + command.Uuid() + " ran twice");
   if (Below(4) == 0) command.AskForSeconds(1 + Below(60));
@@ -407,7 +418,8 @@ void Simulation::Complete(std::size_t index) {
   Known& known = known_.at(command.Uuid());
   if (command.Type() == kResumed && command.State().empty() && Below(2) == 0) {
     Trace("suspend " + command.Uuid());
-    if (command.Suspend("state")) return;
+    known.is_suspended = command.Suspend("state");
+    if (known.is_suspended) return;
   }
   const std::string text = command.Uuid() + '#' + std::to_string(random_());
   if (Below(4) == 0) {

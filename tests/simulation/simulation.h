@@ -70,7 +70,9 @@ class Simulation final : private qor::agent::Router, private qor::internal::Agen
     bool was_accepted = false;
     // Handed to the library, or on the journal as that when the process was killed.
     bool was_sent = false;
+    int deliveries = 0;
     int runs = 0;
+    bool is_suspended = false;
     std::set<std::string> results;
     std::set<std::string> errors;
     std::optional<qor_agent_outcome_kind_e> reported;
