@@ -129,15 +129,18 @@ void Simulation::SubmitAgain() {
   Command command = any->second.command;
   command.deadline_wall = clock_.wall + 60'000;
   const int result = scheduler_->Submit({command}).front();
-  if (agent_disk_.IsDead()) return;
-  if (!any->second.was_accepted) {
-    any->second.was_accepted = result == QOR_AGENT_ERROR_NONE;
-    return;
-  }
+  Known& known = any->second;
   const bool may_be_forgotten =
-      any->second.was_confirmed && clock_.wall >= any->second.command.deadline_wall + kRememberMs;
-  Require(result == QOR_AGENT_ERROR_ALREADY_KNOWN || may_be_forgotten,
-          "command " + command.uuid + " was accepted twice: " + std::to_string(result));
+      known.was_confirmed && clock_.wall >= known.command.deadline_wall + kRememberMs;
+  // Nothing is promised about it any more. Killed in the call, the journal may have it or not.
+  const bool may_be_accepted = agent_disk_.IsDead() || result == QOR_AGENT_ERROR_NONE;
+  if (may_be_forgotten && may_be_accepted) known.is_forgotten = true;
+  if (agent_disk_.IsDead() || may_be_forgotten) return;
+  if (known.was_accepted) {
+    Require(result == QOR_AGENT_ERROR_ALREADY_KNOWN,
+            "command " + command.uuid + " was accepted twice: " + std::to_string(result));
+  }
+  known.was_accepted |= result == QOR_AGENT_ERROR_NONE;
 }
 
 void Simulation::Advance(std::int64_t milliseconds) {
@@ -214,8 +217,9 @@ void Simulation::Settle() {
 void Simulation::CheckEnd() const {
   Require(scheduler_->Pending() == 0, "commands have no outcome after their deadline");
   for (const auto& [uuid, known] : known_) {
-    Require(known.reported.has_value() || !known.was_accepted, "command " + uuid + " was lost");
-    if (known.reported == QOR_AGENT_NOT_DELIVERED) {
+    Require(known.reported.has_value() || !known.was_accepted || known.is_forgotten,
+            "command " + uuid + " was lost");
+    if (known.reported == QOR_AGENT_NOT_DELIVERED && !known.is_forgotten) {
       Require(known.runs == 0, "command " + uuid + " ran and was reported as not delivered");
     }
   }
@@ -281,7 +285,7 @@ int Simulation::Send(const Command& command) {
   if (agent_disk_.IsDead()) return 0;
   Trace("send " + command.uuid);
   Known& known = known_.at(command.uuid);
-  Require(command.policy == QOR_AGENT_AT_LEAST_ONCE || known.deliveries == 0,
+  Require(command.policy == QOR_AGENT_AT_LEAST_ONCE || known.deliveries == 0 || known.is_forgotten,
           "at-most-once command " + command.uuid + " was sent again");
   known.was_sent = true;
   return qor_handler_manager_send_command(
@@ -302,6 +306,10 @@ void Simulation::OnOutcome(const Command& command) {
   Trace("outcome " + command.uuid + " = " + std::to_string(command.outcome.kind) +
         (command.outcome.is_amendment ? " amended" : ""));
   Known& known = known_.at(command.uuid);
+  if (known.is_forgotten) {
+    scheduler_->Confirm(command.uuid);
+    return;
+  }
   const std::string name = "command " + command.uuid;
   const auto& outcome = command.outcome;
   switch (outcome.kind) {

@@ -73,6 +73,8 @@ class Simulation final : private qor::agent::Router, private qor::internal::Agen
     int deliveries = 0;
     int runs = 0;
     bool is_suspended = false;
+    // Submitted again after the agent had forgotten it, as it may.
+    bool is_forgotten = false;
     std::set<std::string> results;
     std::set<std::string> errors;
     std::optional<qor_agent_outcome_kind_e> reported;
