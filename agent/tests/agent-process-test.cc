@@ -8,8 +8,6 @@
 #include <poll.h>
 #include <qor/agent.h>
 #include <sys/resource.h>
-#include <sys/wait.h>
-#include <unistd.h>
 
 #include <chrono>
 #include <csignal>
@@ -22,6 +20,7 @@
 
 #include "agent/agent.h"
 #include "end-to-end/end-to-end-test.h"
+#include "end-to-end/live-process.h"
 
 namespace qor {
 namespace {
@@ -132,17 +131,14 @@ TEST_F(AgentProcess, ReportsUnconfirmedOutcomesAgain) {
 }
 
 TEST_F(AgentProcess, GoesOnWithCommandsOfAKilledProcess) {
-  Install("text");
-  const pid_t child = fork();
-  if (child == 0) {
-    // Accepted, and the process ends before its main loop runs.
-    Agent agent(settings_);
-    agent.Submit(Make("text.upper", "\"kept\""));
-    kill(getpid(), SIGKILL);
+  {
+    end_to_end::LiveProcess agent({BuildFolder() + "/examples/example-agent-durable",
+                                   settings_.journal, "text.upper", "\"kept\""});
+    ASSERT_TRUE(agent.AwaitOutput("submitted"));
+    agent.Kill();
+    agent.AwaitEnd();
   }
-  int status = 0;
-  ASSERT_EQ(waitpid(child, &status, 0), child);
-  ASSERT_TRUE(WIFSIGNALED(status));
+  Install("text");
   Open();
   ASSERT_TRUE(AwaitOutcomes(1));
   EXPECT_THAT(outcomes_[0].result, HasSubstr("KEPT"));
@@ -206,15 +202,16 @@ TEST_F(AgentProcess, RefusesInvalidCommands) {
   EXPECT_EQ(agent_->Pending(), 0U);
 }
 
+// "text.reject" fails whatever the payload is.
 TEST_F(AgentProcess, DeliversTheLongestPayload) {
   Install("text");
   const std::string payload = '"' + std::string(QOR_AGENT_MAX_PAYLOAD - 2, 'a') + '"';
-  auto command = Make("text.upper", payload);
+  auto command = Make("text.reject", payload);
   command.uuid = std::string(QOR_AGENT_MAX_UUID, 'u');
   Open().Submit(command);
   ASSERT_TRUE(AwaitOutcomes(1));
-  EXPECT_EQ(outcomes_[0].kind, QOR_AGENT_SUCCEEDED);
-  EXPECT_GT(outcomes_[0].result.size(), payload.size());
+  EXPECT_EQ(outcomes_[0].kind, QOR_AGENT_FAILED);
+  EXPECT_THAT(outcomes_[0].error, HasSubstr("refuses"));
 }
 
 TEST_F(AgentProcess, RunsOnAnotherMainLoop) {

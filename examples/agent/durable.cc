@@ -47,9 +47,11 @@ void Run(const std::string& journal, const std::string& type, const std::string&
   qor::Agent::Command command;
   command.type = type;
   command.payload = payload;
+  command.waits_for_handler = true;
   command.deadline = std::chrono::system_clock::now() + std::chrono::seconds(60);
-  // Durable from here on.
-  agent.Submit(command);
+  const std::string uuid = agent.Submit(command);
+  // From here on the command is on the disk.
+  std::cout << "submitted " << uuid << std::endl;
   ecore_main_loop_begin();
 }
 

@@ -67,8 +67,7 @@ bool CommandState::Complete(Answer answer) {
   if (is_too_long) {
     dlog_print(DLOG_ERROR, kLogTag, "the answer to command %s of %s is too long: %zu bytes",
                command_.uuid.c_str(), command_.agent.c_str(), answer.text.size());
-    answer = ErrorAnswer(ErrorCode::kAnswerTooLong,
-                         "answer longer than " + std::to_string(kMaxAnswerBytes) + " bytes");
+    answer = ErrorAnswer(ErrorCode::kAnswerTooLong, "answer too long");
   }
   if (Post(std::move(answer))) return !is_too_long;
   dlog_print(DLOG_WARN, kLogTag, "lost the answer to command %s of %s: the handler is exiting",

@@ -104,8 +104,7 @@ void Dispatcher::Start(const Command& command, const StoredCommand& stored) {
   }
   if (stored.unfinished_runs >= kMaxUnfinishedRuns) {
     return Fail(command, ErrorCode::kCrashed,
-                "the handler ended " + std::to_string(stored.unfinished_runs) +
-                    " times while the command was in flight");
+                "the handler ended three times while the command was in flight");
   }
   if (!store_.Begin(command->key(), type.policy)) {
     // Not run: its failure is an answer like any other, which may be evicted.

@@ -47,6 +47,8 @@ void LiveProcess::Interrupt() { ecore_exe_interrupt(process_); }
 
 void LiveProcess::Terminate() { ecore_exe_terminate(process_); }
 
+void LiveProcess::Kill() { ecore_exe_kill(process_); }
+
 int LiveProcess::AwaitEnd() {
   tools::RunUntil([this] { return ended_; }, kTimeoutSeconds);
   return exit_status_;

@@ -31,6 +31,8 @@ class LiveProcess {
   void Interrupt();
   // Sends SIGTERM.
   void Terminate();
+  // Sends SIGKILL.
+  void Kill();
   // Waits for the exit. Returns the exit status, or -1 if a signal ended it or on timeout.
   int AwaitEnd();
 

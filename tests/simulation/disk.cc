@@ -81,7 +81,8 @@ int CheckReservedLock(sqlite3_file*, int* result) {
 }
 int FileControl(sqlite3_file*, int, void*) { return SQLITE_NOTFOUND; }
 int SectorSize(sqlite3_file*) { return kSectorSize; }
-int DeviceCharacteristics(sqlite3_file*) { return 0; }
+// As SQLite assumes of all disks: a write that fails does not change bytes beside it.
+int DeviceCharacteristics(sqlite3_file*) { return SQLITE_IOCAP_POWERSAFE_OVERWRITE; }
 
 int MapRegion(sqlite3_file* opened, int index, int size, int extend, void volatile** region) {
   auto& regions = *Of(opened).regions;

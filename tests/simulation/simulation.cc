@@ -130,6 +130,8 @@ void Simulation::SubmitAgain() {
   command.deadline_wall = clock_.wall + 60'000;
   const int result = scheduler_->Submit({command}).front();
   Known& known = any->second;
+  Trace("submit " + command.uuid + " again" +
+        (agent_disk_.IsDead() ? " killed" : " = " + std::to_string(result)));
   const bool may_be_forgotten =
       known.was_confirmed && clock_.wall >= known.command.deadline_wall + kRememberMs;
   // Nothing is promised about it any more. Killed in the call, the journal may have it or not.
