@@ -38,8 +38,9 @@ class Partition {
 }  // namespace
 
 void Lanes::SetHandlers(const std::vector<std::vector<std::string>>& request_types_of_handlers) {
+  for (auto& [type, queue] : queues_) queue.is_served = false;
   for (const auto& types : request_types_of_handlers) {
-    for (const std::string& type : types) queues_[type];
+    for (const std::string& type : types) queues_[type].is_served = true;
   }
   std::size_t count = 0;
   for (auto& [type, queue] : queues_) queue.lane = count++;
@@ -58,6 +59,24 @@ void Lanes::SetHandlers(const std::vector<std::vector<std::string>>& request_typ
     lane.in_flight += queue.in_flight;
     if (!queue.held.empty()) waiting_.insert(queue.lane);
   }
+  unserved_.clear();
+  for (auto& [type, queue] : queues_) {
+    for (const auto& [sequence, command] : queue.held) NoteUnserved(queue, command);
+  }
+}
+
+void Lanes::NoteUnserved(const Queue& queue, Command* command) {
+  // What may have been delivered before waits for a late answer.
+  const bool is_undelivered = command->state == State::kHeld;
+  if (!queue.is_served && !command->waits_for_handler && is_undelivered)
+    unserved_[command->sequence] = command;
+}
+
+std::vector<Command*> Lanes::TakeUnserved() {
+  std::vector<Command*> unserved;
+  for (const auto& [sequence, command] : unserved_) unserved.push_back(command);
+  for (Command* command : unserved) Remove(*command);
+  return unserved;
 }
 
 Lanes::Queue& Lanes::QueueOf(const std::string& type) {
@@ -75,14 +94,18 @@ void Lanes::Hold(Command* command) {
   Queue& queue = QueueOf(command->type);
   queue.held.emplace(command->sequence, command);
   waiting_.insert(queue.lane);
+  NoteUnserved(queue, command);
 }
 
-void Lanes::Remove(const Command& command) { QueueOf(command.type).held.erase(command.sequence); }
+void Lanes::Remove(const Command& command) {
+  QueueOf(command.type).held.erase(command.sequence);
+  unserved_.erase(command.sequence);
+}
 
 Lanes::Queue* Lanes::NextQueue(const Lane& lane, BootMs now) {
   Queue* next = nullptr;
   for (Queue* queue : lane.queues) {
-    if (queue->held.empty() || queue->not_before > now) continue;
+    if (queue->held.empty() || queue->not_before > now || !queue->is_served) continue;
     if (next == nullptr || queue->held.begin()->first < next->held.begin()->first) next = queue;
   }
   return next;
@@ -133,12 +156,14 @@ void Lanes::ResetAllBackoffs() {
 }
 
 BootMs Lanes::NextReady(BootMs now) const {
+  if (!unserved_.empty()) return now;
   BootMs next = kNever;
   for (const std::size_t id : waiting_) {
     const Lane& lane = lanes_[id];
     if (lane.in_flight >= window_) continue;
     for (const Queue* queue : lane.queues) {
-      if (!queue->held.empty()) next = std::min(next, std::max(queue->not_before, now));
+      if (!queue->held.empty() && queue->is_served)
+        next = std::min(next, std::max(queue->not_before, now));
     }
   }
   return next;

@@ -31,6 +31,10 @@ class Lanes {
   // Not held: no effect.
   void Remove(const Command& command);
 
+  // Takes out the undelivered commands of request types that no handler serves, except those that
+  // wait for one.
+  std::vector<Command*> TakeUnserved();
+  bool IsServed(const std::string& type) { return QueueOf(type).is_served; }
   // Takes out the next commands that the windows admit at this time, and counts them as in flight.
   std::vector<Command*> TakeReady(BootMs now);
   // A command is no longer in flight.
@@ -53,6 +57,7 @@ class Lanes {
     BootMs not_before = 0;
     BootMs backoff = 0;
     std::size_t lane = 0;
+    bool is_served = false;
   };
   struct Lane {
     std::size_t in_flight = 0;
@@ -60,13 +65,16 @@ class Lanes {
   };
 
   Queue& QueueOf(const std::string& type);
+  void NoteUnserved(const Queue& queue, Command* command);
   // The queue whose oldest command is the lane's next; null when none may be sent at this time.
   static Queue* NextQueue(const Lane& lane, BootMs now);
 
   const std::size_t window_;
   std::map<std::string, Queue> queues_;  // by request type
   std::vector<Lane> lanes_;
-  // Those that may hold commands.
+  // Unserved, and not waiting for a handler.
+  std::map<std::int64_t, Command*> unserved_;  // by sequence
+  // Lanes that may hold commands.
   std::set<std::size_t> waiting_;
 };
 

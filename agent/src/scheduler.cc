@@ -52,11 +52,11 @@ void Scheduler::Restore(Command restored) {
       unreported_.push_back(command.uuid);
       return;
     case State::kConfirmed:
-      expiries_.emplace(command.deadline + limits_.remember_ms, &command);
+      expiries_[{command.deadline + limits_.remember_ms, command.sequence}] = &command;
       return;
   }
   ++pending_;
-  deadlines_.emplace(command.deadline, &command);
+  deadlines_[{command.deadline, command.sequence}] = &command;
 }
 
 std::vector<int> Scheduler::Submit(std::vector<Command> commands) {
@@ -76,7 +76,7 @@ std::vector<int> Scheduler::Submit(std::vector<Command> commands) {
     for (const std::string& uuid : accepted) {
       Command& command = commands_.at(uuid);
       lanes_.Remove(command);
-      deadlines_.erase({command.deadline, &command});
+      deadlines_.erase({command.deadline, command.sequence});
       --pending_;
       changed_.erase(&command);
       bytes_ -= command.Bytes();
@@ -107,7 +107,7 @@ int Scheduler::Accept(Command& submitted, WallMs now_wall, BootMs now) {
   bytes_ += command.Bytes();
   ++pending_;
   lanes_.Hold(&command);
-  deadlines_.emplace(command.deadline, &command);
+  deadlines_[{command.deadline, command.sequence}] = &command;
   changed_.insert(&command);
   return QOR_AGENT_ERROR_NONE;
 }
@@ -121,7 +121,7 @@ int Scheduler::Confirm(const std::string& uuid) {
   bytes_ -= command.outcome.result.size() + command.outcome.error.size();
   command.outcome.result.clear();
   command.outcome.error.clear();
-  expiries_.emplace(command.deadline + limits_.remember_ms, &command);
+  expiries_[{command.deadline + limits_.remember_ms, command.sequence}] = &command;
   changed_.insert(&command);
   return QOR_AGENT_ERROR_NONE;
 }
@@ -168,13 +168,6 @@ void Scheduler::OnNotDelivered(Command& command, qor_agent_reason_e reason, Boot
   command.outcome.reason = reason;
   if (!command.was_sent_before) command.state = State::kHeld;
   changed_.insert(&command);
-  if (reason == QOR_AGENT_REASON_NO_HANDLER && !command.waits_for_handler) {
-    Outcome outcome;
-    outcome.kind = QOR_AGENT_NOT_DELIVERED;
-    outcome.reason = reason;
-    End(command, std::move(outcome));
-    return;
-  }
   lanes_.BackOff(command.type, now);
   lanes_.Hold(&command);
 }
@@ -184,15 +177,22 @@ void Scheduler::End(Command& command, Outcome outcome) {
   command.outcome = std::move(outcome);
   command.state = State::kEnded;
   bytes_ += command.outcome.result.size() + command.outcome.error.size();
-  deadlines_.erase({command.deadline, &command});
+  deadlines_.erase({command.deadline, command.sequence});
   --pending_;
   unreported_.push_back(command.uuid);
   changed_.insert(&command);
 }
 
+void Scheduler::EndUndelivered(Command& command, qor_agent_reason_e reason) {
+  Outcome outcome;
+  outcome.kind = QOR_AGENT_NOT_DELIVERED;
+  outcome.reason = reason;
+  End(command, std::move(outcome));
+}
+
 void Scheduler::Amend(Command& command, Outcome outcome) {
   if (command.outcome.kind != QOR_AGENT_UNKNOWN) return;
-  expiries_.erase({command.deadline + limits_.remember_ms, &command});
+  expiries_.erase({command.deadline + limits_.remember_ms, command.sequence});
   const bool is_reported =
       std::find(unreported_.begin(), unreported_.end(), command.uuid) == unreported_.end();
   outcome.is_amendment = is_reported || command.state == State::kConfirmed;
@@ -221,11 +221,11 @@ bool Scheduler::OnExtensionRequest(const std::string& handler, const std::string
                               ? observer_.on_extension(handler, uuid, seconds)
                               : command.extended_ms + extension <= limits_.max_extension_ms;
   if (!is_granted || extension == 0) return is_granted;
-  deadlines_.erase({command.deadline, &command});
+  deadlines_.erase({command.deadline, command.sequence});
   command.deadline += extension;
   command.deadline_wall += extension;
   command.extended_ms += extension;
-  deadlines_.emplace(command.deadline, &command);
+  deadlines_[{command.deadline, command.sequence}] = &command;
   changed_.insert(&command);
   return true;
 }
@@ -247,6 +247,10 @@ void Scheduler::Run() {
 }
 
 void Scheduler::MarkReady(BootMs now) {
+  // Without an attempt: a crash before its failure is written would make the outcome unknown.
+  for (Command* command : lanes_.TakeUnserved()) {
+    EndUndelivered(*command, QOR_AGENT_REASON_NO_HANDLER);
+  }
   for (Command* command : lanes_.TakeReady(now)) {
     command->was_sent_before = command->state == State::kSent;
     command->state = State::kSent;
@@ -257,23 +261,25 @@ void Scheduler::MarkReady(BootMs now) {
 }
 
 void Scheduler::EndOverdue(BootMs now) {
-  while (!deadlines_.empty() && deadlines_.begin()->first <= now) {
+  while (!deadlines_.empty() && deadlines_.begin()->first.first <= now) {
     Command& command = *deadlines_.begin()->second;
-    Outcome outcome;
     const bool is_marked = std::find(marked_.begin(), marked_.end(), &command) != marked_.end();
-    if (command.state == State::kHeld || (is_marked && !command.was_sent_before)) {
-      outcome.kind = QOR_AGENT_NOT_DELIVERED;
-      outcome.reason = command.outcome.reason != QOR_AGENT_REASON_NONE ? command.outcome.reason
-                                                                       : QOR_AGENT_REASON_NOT_SENT;
-    }
     lanes_.Remove(command);
     LeaveFlight(command);
-    End(command, std::move(outcome));
+    if (command.state == State::kSent && (!is_marked || command.was_sent_before)) {
+      End(command, Outcome());
+    } else if (!lanes_.IsServed(command.type)) {
+      EndUndelivered(command, QOR_AGENT_REASON_NO_HANDLER);
+    } else {
+      const auto last_failure = command.outcome.reason;
+      EndUndelivered(command, last_failure != QOR_AGENT_REASON_NONE ? last_failure
+                                                                    : QOR_AGENT_REASON_NOT_SENT);
+    }
   }
 }
 
 void Scheduler::ForgetOld(BootMs now) {
-  while (!expiries_.empty() && expiries_.begin()->first <= now) {
+  while (!expiries_.empty() && expiries_.begin()->first.first <= now) {
     Command& command = *expiries_.begin()->second;
     expiries_.erase(expiries_.begin());
     erased_.push_back(command.sequence);
@@ -343,8 +349,8 @@ BootMs Scheduler::NextRun() const {
     return now;
   }
   BootMs next = lanes_.NextReady(now);
-  if (!deadlines_.empty()) next = std::min(next, deadlines_.begin()->first);
-  if (!expiries_.empty()) next = std::min(next, expiries_.begin()->first);
+  if (!deadlines_.empty()) next = std::min(next, deadlines_.begin()->first.first);
+  if (!expiries_.empty()) next = std::min(next, expiries_.begin()->first.first);
   return next;
 }
 

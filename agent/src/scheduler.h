@@ -8,7 +8,7 @@
 #include <cstdint>
 #include <deque>
 #include <functional>
-#include <set>
+#include <map>
 #include <string>
 #include <unordered_map>
 #include <unordered_set>
@@ -75,6 +75,8 @@ class Scheduler {
 
  private:
   using Commands = std::unordered_map<std::string, Command>;  // by uuid
+  // By time and sequence, so that the order is that of submission.
+  using Agenda = std::map<std::pair<BootMs, std::int64_t>, Command*>;
 
   int Accept(Command& command, WallMs now_wall, BootMs now);
   // Throws Error.
@@ -91,6 +93,7 @@ class Scheduler {
   void OnTimeout(Command& command, bool is_connection_timeout, BootMs now);
   void OnNotDelivered(Command& command, qor_agent_reason_e reason, BootMs now);
   void End(Command& command, Outcome outcome);
+  void EndUndelivered(Command& command, qor_agent_reason_e reason);
   void Amend(Command& command, Outcome outcome);
   // The library does not have the command any more.
   void LeaveFlight(const Command& command);
@@ -105,8 +108,8 @@ class Scheduler {
   Lanes lanes_;
   std::unordered_set<const Command*> in_flight_;
   // Deadlines of commands without an outcome; times when confirmed ones are forgotten.
-  std::set<std::pair<BootMs, Command*>> deadlines_;
-  std::set<std::pair<BootMs, Command*>> expiries_;
+  Agenda deadlines_;
+  Agenda expiries_;
   // To be written.
   std::unordered_set<const Command*> changed_;
   std::vector<std::int64_t> erased_;    // sequences

@@ -253,29 +253,57 @@ TEST_F(SchedulerTest, SendsAsManyAsTheWindowHolds) {
 }
 
 TEST_F(SchedulerTest, EndsACommandWithoutAHandlerAtOnce) {
-  router_.result = QOR_HANDLER_MANAGER_ERROR_NOT_SUPPORTED_COMMAND;
   Submit(Make("1", "unserved"));
   scheduler_->Run();
-  scheduler_->Run();
+  EXPECT_THAT(router_.sent, IsEmpty());
   ASSERT_EQ(reported_.size(), 1U);
   EXPECT_EQ(reported_[0].outcome.kind, QOR_AGENT_NOT_DELIVERED);
   EXPECT_EQ(reported_[0].outcome.reason, QOR_AGENT_REASON_NO_HANDLER);
 }
 
 TEST_F(SchedulerTest, WaitsForAHandlerWhenAsked) {
-  router_.result = QOR_HANDLER_MANAGER_ERROR_NOT_SUPPORTED_COMMAND;
   Command command = Make("1", "later");
   command.waits_for_handler = true;
   Submit(command);
   scheduler_->Run();
-  EXPECT_THAT(router_.sent, ElementsAre("1"));
-  router_.result = QOR_HANDLER_MANAGER_ERROR_NONE;
+  EXPECT_THAT(router_.sent, IsEmpty());
+  EXPECT_EQ(scheduler_->NextRun(), clock_.boot + 60'000);
   router_.handlers.push_back({"later"});
   scheduler_->OnHandlersChanged();
   scheduler_->Run();
-  EXPECT_THAT(router_.sent, ElementsAre("1", "1"));
+  EXPECT_THAT(router_.sent, ElementsAre("1"));
   Answer("1");
   EXPECT_EQ(reported_.at(0).outcome.kind, QOR_AGENT_SUCCEEDED);
+}
+
+TEST_F(SchedulerTest, EndsHeldCommandsWhenTheirHandlerIsUninstalled) {
+  for (const char* uuid : {"1", "2"}) Submit(Make(uuid));
+  Submit(AtLeastOnce("again", "b"));
+  scheduler_->Run();
+  TimeOut("again", common::kExecutionTimeoutError);
+  router_.handlers.clear();
+  scheduler_->OnHandlersChanged();
+  scheduler_->Run();
+  ASSERT_EQ(reported_.size(), 1U);
+  EXPECT_EQ(reported_[0].uuid, "2");
+  EXPECT_EQ(reported_[0].outcome.reason, QOR_AGENT_REASON_NO_HANDLER);
+  // The others may have been delivered.
+  Advance(60'000);
+  ASSERT_EQ(reported_.size(), 3U);
+  EXPECT_EQ(reported_[1].outcome.kind, QOR_AGENT_UNKNOWN);
+  EXPECT_EQ(reported_[2].outcome.kind, QOR_AGENT_UNKNOWN);
+}
+
+// The library has removed the handler, and the agent is yet to be notified.
+TEST_F(SchedulerTest, RetriesWhenTheLibraryKnowsNoHandler) {
+  router_.result = QOR_HANDLER_MANAGER_ERROR_NOT_SUPPORTED_COMMAND;
+  Submit(Make("1"));
+  scheduler_->Run();
+  EXPECT_THAT(router_.sent, ElementsAre("1"));
+  router_.handlers.clear();
+  scheduler_->OnHandlersChanged();
+  scheduler_->Run();
+  EXPECT_EQ(reported_.at(0).outcome.reason, QOR_AGENT_REASON_NO_HANDLER);
 }
 
 TEST_F(SchedulerTest, RetriesALaunchThatFailedWithBackoff) {

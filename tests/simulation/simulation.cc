@@ -142,7 +142,10 @@ void Simulation::SubmitAgain() {
     Require(result == QOR_AGENT_ERROR_ALREADY_KNOWN,
             "command " + command.uuid + " was accepted twice: " + std::to_string(result));
   }
-  known.was_accepted |= result == QOR_AGENT_ERROR_NONE;
+  if (result == QOR_AGENT_ERROR_NONE) {
+    known.was_accepted = true;
+    known.command = command;
+  }
 }
 
 void Simulation::Advance(std::int64_t milliseconds) {
