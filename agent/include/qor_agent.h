@@ -131,8 +131,9 @@ typedef struct {
   const char* payload;
   /** Handed to the handler; not negative. */
   int64_t timestamp;
-  /** When the command ends at the latest, in milliseconds since 1970-01-01 UTC. Counted from the
-   * submission on by a clock that nobody sets; by the clock of the day only over a reboot. */
+  /** When the command ends at the latest, in milliseconds since 1970-01-01 UTC. Measured by a
+   * monotonic clock from the submission on, so that setting the clock does not move it; by the
+   * real-time clock only across a reboot. */
   int64_t deadline_ms;
   /** Whether it is delivered again. */
   qor_agent_policy_e policy;

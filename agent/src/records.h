@@ -12,7 +12,7 @@
 
 namespace qor::agent {
 
-// Milliseconds of a clock that counts from the boot and that nobody sets.
+// Milliseconds of a monotonic clock that starts at the boot.
 using BootMs = std::int64_t;
 // Milliseconds since 1970-01-01 UTC.
 using WallMs = std::int64_t;

@@ -56,6 +56,14 @@ TEST_F(ToolDoctor, ChecksTheRootFolder) {
               HasSubstr("warn  root folder " + Root() +
                         " is accessible to other users\n      chmod 700 " + Root() + "\n"));
   fs::permissions(Root(), fs::perms(0700));
+  const std::string nested = Root() + "/parent/root";
+  fs::create_directories(nested);
+  fs::permissions(nested, fs::perms(0700));
+  fs::permissions(Root() + "/parent", fs::perms(0777));
+  setenv("QOR_PLATFORM_ROOT", nested.c_str(), 1);
+  EXPECT_THAT(Report(1), HasSubstr("fail  root folder " + nested +
+                                   " may be replaced by others, who may write to " + Root() +
+                                   "/parent\n      chmod go-w " + Root() + "/parent\n"));
   setenv("QOR_PLATFORM_ROOT", (Root() + "/missing").c_str(), 1);
   EXPECT_THAT(Report(0), HasSubstr("does not exist (nothing installed yet)"));
   EXPECT_FALSE(fs::exists(Root() + "/missing"));

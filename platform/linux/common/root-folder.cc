@@ -81,38 +81,32 @@ bool IsWritableByOthers(const struct stat& status) {
   return (status.st_mode & S_IWOTH) != 0 || ((status.st_mode & S_IWGRP) != 0 && !is_trusted_group);
 }
 
-// Requires that nobody but the owners can replace a part of the path, up to its first symbolic
-// link. Returns that link; an empty path when there is none or a part is missing.
-std::filesystem::path RequireSafeUpToLink(const std::string& root,
-                                          const std::filesystem::path& path) {
+struct PathSearch {
+  // A part of the path in which others may rename entries; empty when there is none.
+  std::filesystem::path replaceable_in;
+  // The first symbolic link of the path; empty when there is none or a part is missing.
+  std::filesystem::path link;
+};
+
+PathSearch SearchUpToLink(const std::filesystem::path& path) {
   std::filesystem::path part;
   struct stat status {};  // of the part before
   for (const std::filesystem::path& name : path) {
     if (name.empty()) break;
     // In a sticky folder only the owner of an entry may replace it.
-    if (IsWritableByOthers(status) && (status.st_mode & S_ISVTX) == 0) {
-      Throw(EPERM, "others may replace the root folder " + root + ", since they may write to " +
-                       part.string() + ", run: chmod go-w " + part.string());
-    }
+    if (IsWritableByOthers(status) && (status.st_mode & S_ISVTX) == 0) return {part, {}};
     part /= name;
     if (lstat(part.c_str(), &status) != 0) return {};
-    if (S_ISLNK(status.st_mode)) return part;
+    if (S_ISLNK(status.st_mode)) return {{}, part};
   }
   return {};
 }
 
-// Requires that no other user can rename a part of the root's path and put a folder in its place.
-// The owners of the parents are not checked: in a user namespace, root's folders may belong to a
-// user that it does not know.
 void RequireSafeParents(const std::string& root) {
-  std::filesystem::path path = root;
-  constexpr int kMaxLinks = 40;  // as in the kernel
-  for (int i = 0; i < kMaxLinks; ++i) {
-    const std::filesystem::path link = RequireSafeUpToLink(root, path);
-    if (link.empty()) return;
-    const auto target = link.parent_path() / std::filesystem::read_symlink(link);
-    path = (target / path.lexically_relative(link)).lexically_normal();
-  }
+  const std::string parent = ReplaceableIn(root);
+  if (parent.empty()) return;
+  Throw(EPERM, "others may replace the root folder " + root + ", since they may write to " +
+                   parent + ", run: chmod go-w " + parent);
 }
 
 void RequireOwner(const std::string& root) {
@@ -141,6 +135,18 @@ void RequireNoLinks(const std::string& root, const std::string& relative) {
 }
 
 }  // namespace
+
+std::string ReplaceableIn(const std::string& root) {
+  std::filesystem::path path = root;
+  constexpr int kMaxLinks = 40;  // as in the kernel
+  for (int i = 0; i < kMaxLinks; ++i) {
+    const auto [replaceable_in, link] = SearchUpToLink(path);
+    if (link.empty()) return replaceable_in;
+    const auto target = link.parent_path() / std::filesystem::read_symlink(link);
+    path = (target / path.lexically_relative(link)).lexically_normal();
+  }
+  return {};
+}
 
 std::string RootPath() {
   const std::string variable = Environment("QOR_PLATFORM_ROOT");

@@ -46,6 +46,11 @@ std::string RootPath();
 // writable by others and not sticky.
 std::string RootFolder();
 
+// Returns the parent in which another user could rename a part of the root's path and put a folder
+// in its place; empty when there is none. Owners of parents are trusted: in a user namespace, root's
+// folders may belong to a user that it does not know.
+std::string ReplaceableIn(const std::string& root);
+
 // Creates a folder below the root, with its parents (mode 0700), unless it exists. `relative` is a
 // path such as kPortsFolder. Returns the absolute path. Throws std::system_error naming the folder,
 // also where one of them is a symbolic link.

@@ -73,7 +73,11 @@ bool CheckRoot(Checks& checks) {
     return false;
   }
   constexpr mode_t kOthers = S_IRWXG | S_IRWXO;
-  if (status.st_uid != geteuid()) {
+  if (const std::string parent = platform::ReplaceableIn(root); !parent.empty()) {
+    checks.push_back(
+        {kFail, "root folder " + root + " may be replaced by others, who may write to " + parent,
+         "chmod go-w " + parent});
+  } else if (status.st_uid != geteuid()) {
     checks.push_back({kFail,
                       "root folder " + root + " is owned by user " + std::to_string(status.st_uid),
                       "change its owner (chown), or set QOR_PLATFORM_ROOT"});
