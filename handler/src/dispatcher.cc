@@ -65,10 +65,8 @@ bool Dispatcher::OnSuspend(const CommandKey& key, const std::string& state) {
 }
 
 void Dispatcher::Finish(const CommandKey& key) {
-  // A copy: the caller's may be the one that is removed.
-  const CommandKey finished = key;
-  in_flight_.erase(finished);
-  const bool is_suspect = suspect_ && !(*suspect_ < finished) && !(finished < *suspect_);
+  in_flight_.erase(key);
+  const bool is_suspect = suspect_ && !(*suspect_ < key) && !(key < *suspect_);
   if (!is_suspect) return;
   suspect_.reset();
   if (waiting_suspects_.empty()) return;
