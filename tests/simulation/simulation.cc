@@ -32,10 +32,6 @@ constexpr int kMaxOperations = 40;
 constexpr std::int64_t kRememberMs = 30'000;
 constexpr std::int64_t kMaxExtensionMs = 30'000;
 
-void Require(bool condition, const std::string& violation) {
-  if (!condition) throw Violation(violation);
-}
-
 }  // namespace
 
 Simulation::Simulation(std::uint64_t seed) : random_(seed) {
@@ -62,9 +58,19 @@ void Simulation::Run(int cuts) {
   while (pending_cuts_ > 0) {
     Act();
     BuryDead();
+    ThrowIfViolated();
   }
   Settle();
   CheckEnd();
+  ThrowIfViolated();
+}
+
+void Simulation::Check(bool condition, const std::string& violation) {
+  if (!condition && violation_.empty()) violation_ = violation;
+}
+
+void Simulation::ThrowIfViolated() const {
+  if (!violation_.empty()) throw Violation(violation_);
 }
 
 void Simulation::Act() {
@@ -139,8 +145,8 @@ void Simulation::SubmitAgain() {
   if (may_be_forgotten && may_be_accepted) known.is_forgotten = true;
   if (agent_disk_.IsDead() || may_be_forgotten) return;
   if (known.was_accepted) {
-    Require(result == QOR_AGENT_ERROR_ALREADY_KNOWN,
-            "command " + command.uuid + " was accepted twice: " + std::to_string(result));
+    Check(result == QOR_AGENT_ERROR_ALREADY_KNOWN,
+          "command " + command.uuid + " was accepted twice: " + std::to_string(result));
   }
   if (result == QOR_AGENT_ERROR_NONE) {
     known.was_accepted = true;
@@ -219,13 +225,13 @@ void Simulation::Settle() {
   }
 }
 
-void Simulation::CheckEnd() const {
-  Require(scheduler_->Pending() == 0, "commands have no outcome after their deadline");
+void Simulation::CheckEnd() {
+  Check(scheduler_->Pending() == 0, "commands have no outcome after their deadline");
   for (const auto& [uuid, known] : known_) {
-    Require(known.reported.has_value() || !known.was_accepted || known.is_forgotten,
-            "command " + uuid + " was lost");
+    Check(known.reported.has_value() || !known.was_accepted || known.is_forgotten,
+          "command " + uuid + " was lost");
     if (known.reported == QOR_AGENT_NOT_DELIVERED && !known.is_forgotten) {
-      Require(known.runs == 0, "command " + uuid + " ran and was reported as not delivered");
+      Check(known.runs == 0, "command " + uuid + " ran and was reported as not delivered");
     }
   }
 }
@@ -270,7 +276,7 @@ void Simulation::StartAgent() {
       is_open = true;
     } catch (const qor::agent::Error& error) {
       // A full disk: an operator makes room.
-      Require(agent_disk_.is_full, std::string("cannot open the journal: ") + error.what());
+      Check(agent_disk_.is_full, std::string("cannot open the journal: ") + error.what());
       agent_disk_.is_full = false;
       scheduler_.reset();
       journal_.reset();
@@ -290,8 +296,8 @@ int Simulation::Send(const Command& command) {
   if (agent_disk_.IsDead()) return 0;
   Trace("send " + command.uuid);
   Known& known = known_.at(command.uuid);
-  Require(command.policy == QOR_AGENT_AT_LEAST_ONCE || known.deliveries == 0 || known.is_forgotten,
-          "at-most-once command " + command.uuid + " was sent again");
+  Check(command.policy == QOR_AGENT_AT_LEAST_ONCE || known.deliveries == 0 || known.is_forgotten,
+        "at-most-once command " + command.uuid + " was sent again");
   known.was_sent = true;
   return qor_handler_manager_send_command(
       command.uuid.c_str(), command.type.c_str(), command.payload.c_str(),
@@ -319,29 +325,29 @@ void Simulation::OnOutcome(const Command& command) {
   const auto& outcome = command.outcome;
   switch (outcome.kind) {
     case QOR_AGENT_SUCCEEDED:
-      Require(known.results.count(outcome.result) != 0, name + " has another's result");
+      Check(known.results.count(outcome.result) != 0, name + " has another's result");
       break;
     case QOR_AGENT_FAILED:
-      Require(!outcome.error.empty(), name + " failed without an error");
+      Check(!outcome.error.empty(), name + " failed without an error");
       break;
     case QOR_AGENT_NOT_DELIVERED:
-      Require(known.runs == 0, name + " ran and was reported as not delivered");
+      Check(known.runs == 0, name + " ran and was reported as not delivered");
       break;
     case QOR_AGENT_UNKNOWN:
-      Require(known.was_sent, name + " is unknown, but was never sent");
+      Check(known.was_sent, name + " is unknown, but was never sent");
       break;
   }
   if (outcome.is_amendment) {
-    Require(known.reported.has_value(), name + " was amended before it was reported");
+    Check(known.reported.has_value(), name + " was amended before it was reported");
     known.was_amended = true;
   } else {
-    Require(!known.reported || *known.reported == outcome.kind || known.was_amended,
-            name + " has two outcomes");
+    Check(!known.reported || *known.reported == outcome.kind || known.was_amended,
+          name + " has two outcomes");
   }
   known.reported = outcome.kind;
   if (is_settling_ || Below(2) == 0) {
     known.was_confirmed = true;
-    Require(scheduler_->Confirm(command.uuid) == 0, name + " cannot be confirmed");
+    Check(scheduler_->Confirm(command.uuid) == 0, name + " cannot be confirmed");
   }
 }
 
@@ -391,8 +397,8 @@ void Simulation::Send(const std::string&, const std::string& uuid, qor::internal
   if (handler_disk_.IsDead()) return;
   Trace("answer " + uuid + (answer.succeeded ? " +" : " -"));
   const bool is_interrupted = answer.text.find("\"ErrorCode\":3004") != std::string::npos;
-  Require(!is_interrupted || !known_.at(uuid).is_suspended,
-          "suspended command " + uuid + " was not resumed");
+  Check(!is_interrupted || !known_.at(uuid).is_suspended,
+        "suspended command " + uuid + " was not resumed");
   unsent_.emplace_back(uuid, std::move(answer));
 }
 
@@ -417,10 +423,10 @@ void Simulation::OnCommand(const qor::Command& command, bool is_resumed) {
   Trace((is_resumed ? "resume " : "run ") + command.Uuid());
   Known& known = known_.at(command.Uuid());
   if (!is_resumed) ++known.runs;
-  Require(is_resumed == (command.State() == "state"),
-          "command " + command.Uuid() + " has the wrong state");
-  Require(command.Type() == kAtLeastOnce || known.runs <= 1,
-          "at-most-once command " + command.Uuid() + " ran twice");
+  Check(is_resumed == (command.State() == "state"),
+        "command " + command.Uuid() + " has the wrong state");
+  Check(command.Type() == kAtLeastOnce || known.runs <= 1,
+        "at-most-once command " + command.Uuid() + " ran twice");
   if (Below(4) == 0) command.AskForSeconds(1 + Below(60));
   open_.push_back(command);
 }

@@ -111,7 +111,11 @@ class Simulation final : private qor::agent::Router, private qor::internal::Agen
   // Ends the processes whose disks say that they are dead.
   void BuryDead();
   void Settle();
-  void CheckEnd() const;
+  void CheckEnd();
+  // Records the first violation. It is thrown between two actions, since much is called from code
+  // that handles exceptions.
+  void Check(bool condition, const std::string& violation);
+  void ThrowIfViolated() const;
 
   void Trace(const std::string& text);
   int Below(int limit) { return static_cast<int>(random_() % static_cast<unsigned>(limit)); }
@@ -120,6 +124,7 @@ class Simulation final : private qor::agent::Router, private qor::internal::Agen
   VirtualClock clock_;
   std::map<std::string, Known> known_;
   std::vector<std::string> trace_;
+  std::string violation_;
   int next_uuid_ = 1;
   int next_instance_ = 1;
   bool is_settling_ = false;
