@@ -182,20 +182,23 @@ void Simulation::Cut() {
     case 1:
       handler_disk_.KillAt(operation);
       break;
-    default: {
-      Trace("power cut");
-      agent_disk_.KillAt(0);
-      handler_disk_.KillAt(0);
-      EndHandler();
-      EndAgent();
-      agent_disk_.Revive(true, random_);
-      handler_disk_.Revive(true, random_);
-      ++clock_.boot;
-      clock_.since_boot = Below(60'000);
-      clock_.wall += Below(60'000);
-      StartAgent();
-    }
+    default:
+      CutPower();
   }
+}
+
+void Simulation::CutPower() {
+  Trace("power cut");
+  agent_disk_.KillAt(0);
+  handler_disk_.KillAt(0);
+  EndHandler();
+  EndAgent();
+  agent_disk_.Revive(true, random_);
+  handler_disk_.Revive(true, random_);
+  ++clock_.boot;
+  clock_.since_boot = Below(60'000);
+  clock_.wall += Below(60'000);
+  StartAgent();
 }
 
 void Simulation::BuryDead() {
@@ -438,7 +441,14 @@ void Simulation::Complete(std::size_t index) {
   if (command.Type() == kResumed && command.State().empty() && Below(2) == 0) {
     Trace("suspend " + command.Uuid());
     known.is_suspended = command.Suspend("state");
-    if (known.is_suspended) return;
+    if (known.is_suspended) {
+      // As a handler does that restarts the device.
+      if (pending_cuts_ > 0 && Below(2) == 0) {
+        --pending_cuts_;
+        CutPower();
+      }
+      return;
+    }
   }
   const std::string text = command.Uuid() + '#' + std::to_string(random_());
   if (Below(4) == 0) {

@@ -108,6 +108,7 @@ class Simulation final : private qor::agent::Router, private qor::internal::Agen
   void SubmitAgain();
   void Advance(std::int64_t milliseconds);
   void Cut();
+  void CutPower();
   // Ends the processes whose disks say that they are dead.
   void BuryDead();
   void Settle();
