@@ -41,7 +41,7 @@ int Read(sqlite3_file* opened, void* to, int size, sqlite3_int64 offset) {
   const auto& bytes = Of(opened).file->Bytes();
   const auto from = std::min(static_cast<std::size_t>(offset), bytes.size());
   const auto count = std::min(static_cast<std::size_t>(size), bytes.size() - from);
-  std::memcpy(to, bytes.data() + from, count);
+  std::copy_n(bytes.begin() + static_cast<std::ptrdiff_t>(from), count, static_cast<char*>(to));
   if (count == static_cast<std::size_t>(size)) return SQLITE_OK;
   std::memset(static_cast<char*>(to) + count, 0, static_cast<std::size_t>(size) - count);
   return SQLITE_IOERR_SHORT_READ;
