@@ -318,8 +318,11 @@ void Scheduler::Report() {
   for (std::size_t count = unreported_.size(); count > 0; --count) {
     const std::string uuid = std::move(unreported_.front());
     unreported_.pop_front();
+    const auto found = commands_.find(uuid);
+    // Confirmed, and perhaps forgotten, before this report.
+    if (found == commands_.end() || found->second.state != State::kEnded) continue;
     // A copy: the program may confirm it, which drops its texts.
-    const Command command = commands_.at(uuid);
+    const Command command = found->second;
     observer_.on_outcome(command);
   }
 }

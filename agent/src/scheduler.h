@@ -95,7 +95,7 @@ class Scheduler {
   void End(Command& command, Outcome outcome);
   void EndUndelivered(Command& command, qor_agent_reason_e reason);
   void Amend(Command& command, Outcome outcome);
-  // The library does not have the command any more.
+  // Removes a command that the library has completed or rejected.
   void LeaveFlight(const Command& command);
 
   const Limits limits_;

@@ -462,6 +462,19 @@ TEST_F(SchedulerTest, ReportsAgainAtEachStartUntilConfirmed) {
   EXPECT_THAT(reported_, IsEmpty());
 }
 
+TEST_F(SchedulerTest, DoesNotReportWhatWasConfirmedAndForgottenBefore) {
+  Submit(Make("1"));
+  scheduler_->Run();
+  Answer("1");
+  clock_.Advance(60'000 + limits_.remember_ms);
+  Start();
+  EXPECT_EQ(scheduler_->Confirm("1"), QOR_AGENT_ERROR_NONE);
+  Submit(Make("2"));
+  scheduler_->Run();
+  EXPECT_THAT(reported_, IsEmpty());
+  EXPECT_THAT(router_.sent, ElementsAre("2"));
+}
+
 TEST_F(SchedulerTest, ConfirmsOutcomesOnly) {
   EXPECT_EQ(scheduler_->Confirm("1"), QOR_AGENT_ERROR_NOT_FOUND);
   Submit(Make("1"));

@@ -155,7 +155,7 @@ void AgentLink::AwaitAcks() {
     // Closed; the answers stay pending.
     if (!accepted) return;
     if (!*accepted) {
-      // Dropped all the same: the agent would reject it again.
+      // Not retried: the agent would reject it again.
       dlog_print(DLOG_WARN, kLogTag, "%s rejected the answer to command %s", agent_.c_str(),
                  pending_.front().first.c_str());
     }

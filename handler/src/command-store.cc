@@ -365,7 +365,7 @@ StoredCommand CommandStore::Load(const CommandKey& key) {
 }
 
 std::optional<Answer> CommandStore::LoadAnswer(const CommandKey& key) {
-  // Earlier versions stored a 64-bit integer digest, which is not computed any more. Match those
+  // Earlier versions stored a 64-bit integer digest of an algorithm since removed. Match those
   // answers by agent and uuid, so that an update of the SDK repeats no command.
   auto query = database_->Prepare(
       "SELECT succeeded, text FROM answers WHERE agent = ?1 AND uuid = ?2"

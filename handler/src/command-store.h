@@ -45,7 +45,7 @@ struct StoredCommand {
 
 // The runs and answers of recent commands, in a SQLite file. File errors are logged, not thrown:
 // what cannot be stored is lost to later look-ups, which then find nothing. What at-most-once
-// commands need is synchronized with the disk and never lost silently.
+// commands need is synchronized with the disk; only a damaged file loses it, with a log line.
 class CommandStore {
  public:
   using Clock = std::function<std::int64_t()>;

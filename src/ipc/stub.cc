@@ -230,7 +230,7 @@ void CommandHandler::OnConnectedCB(const char* sender, const char* instance) {
   }
   service->SetPort(port);
   const std::weak_ptr<const bool> alive = alive_;
-  // Allocated before OnCreate(): adding a service that has started cannot fail any more.
+  // Allocated before OnCreate(): adding a service that has started must not fail.
   Services started{service};
   ServicesByInstance indexed{{instance, started.begin()}};
   service->OnCreate();

@@ -47,7 +47,7 @@ class Disk {
   ~Disk();
 
   // From the nth write, truncation or synchronization on, the process is dead: nothing it does has
-  // an effect any more. 0: at once.
+  // an effect. 0: at once.
   void KillAt(int operation) { kill_at_ = operation; }
   bool IsDead() const { return kill_at_ == 0; }
   // Another process with the same files. After a power cut only what was synchronized is certain.

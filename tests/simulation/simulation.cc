@@ -140,7 +140,7 @@ void Simulation::SubmitAgain() {
         (agent_disk_.IsDead() ? " killed" : " = " + std::to_string(result)));
   const bool may_be_forgotten =
       known.was_confirmed && clock_.wall >= known.command.deadline_wall + kRememberMs;
-  // Nothing is promised about it any more. Killed in the call, the journal may have it or not.
+  // No promise holds after this. Killed in the call, the journal may have it or not.
   const bool may_be_accepted = agent_disk_.IsDead() || result == QOR_AGENT_ERROR_NONE;
   if (may_be_forgotten && may_be_accepted) known.is_forgotten = true;
   if (agent_disk_.IsDead() || may_be_forgotten) return;

@@ -92,7 +92,7 @@ TEST_F(LogicTimerPositions, RunsActionOfNewCommandAtPosition) {
   fake::Advance(2);
   EXPECT_EQ(client_.AnsweredUuids(), Strings{"e"});
   EXPECT_EQ(DueTimes(), std::vector<double>{4.0});
-  fake::Advance(1);  // the timer of "e", whose position has no owner any more
+  fake::Advance(1);  // the timer of "e", whose position has lost its owner
   EXPECT_EQ(client_.responses.size(), 1u);
   EXPECT_TRUE(fake::Timers().empty());
 }

@@ -63,7 +63,7 @@ FrameReader::Space FrameReader::PrepareWrite() {
     begin_ = end_ = 0;
     if (buffer_.size() > kMaxBufferInAdvance) buffer_ = {};
   }
-  // After a malformed length the stream is not read any more, so any space will do.
+  // After a malformed length reading stops, so any space will do.
   const size_t needed = Front() == State::kIncomplete ? Needed() : Available() + 1;
   if (begin_ + needed > buffer_.size()) {
     Buffer larger;

@@ -38,7 +38,7 @@ class PendingConnection final : public PortObserver,
   void Start();
 
   const PeerCredentials& peer() const { return peer_; }
-  // Transfers the port, which is no longer watched. The connection is not pending any more.
+  // Transfers the port, which is no longer watched, and ends the pending state.
   std::shared_ptr<Port> TakePort();
   // Sends the cause to the proxy and closes the port.
   void Reject(const std::string& cause);

@@ -9,7 +9,7 @@
 #include <functional>
 #include <memory>
 
-// The running timers of one list of wrappers, including those that no wrapper refers to any more.
+// The running timers of one list of wrappers, including those that have lost their wrapper.
 // Bounds the lifetime of its timers.
 class EcoreTimerGroup {
  public:
