@@ -36,7 +36,10 @@ typedef struct qor_agent_s* qor_agent_h;
 typedef enum {
   /** Success; a submitted command is accepted. */
   QOR_AGENT_ERROR_NONE = 0,
-  /** The journal cannot be read or written. */
+  /** The journal cannot be read or written. What the disk has of a command that was rejected with
+   * this error is overwritten at once, so that a crash does not bring it back; only if the disk
+   * refuses that as well, and the power fails before a later write succeeds, may the command be in
+   * the journal. */
   QOR_AGENT_ERROR_IO_ERROR = -5,
   /** The library cannot start, see the log. */
   QOR_AGENT_ERROR_LIBRARY = -8,
@@ -239,8 +242,8 @@ typedef struct {
  *         #QOR_AGENT_ERROR_READ_ONLY, #QOR_AGENT_ERROR_OUT_OF_MEMORY, #QOR_AGENT_ERROR_LIBRARY */
 EXPORT_API int qor_agent_open(const qor_agent_settings_s* settings, qor_agent_h* agent);
 
-/** Stops the library and closes the journal. Commands without an outcome go on when it is opened
- * again. Not to be called from a callback. Does nothing with NULL. */
+/** Stops the library, writes the confirmations and closes the journal. Commands without an outcome
+ * go on when it is opened again. Not to be called from a callback. Does nothing with NULL. */
 EXPORT_API void qor_agent_close(qor_agent_h agent);
 
 /** Submits a command. On success it is durable when the function returns, and is sent from the main
@@ -264,7 +267,8 @@ EXPORT_API int qor_agent_submit_many(qor_agent_h agent, const qor_agent_command_
                                      size_t count, int* results);
 
 /** Confirms an outcome: it is not reported again. Durable with the next write to the journal, in
- * this iteration of the main loop; until then a crash can make it come again.
+ * the next iteration of the main loop or by qor_agent_close(); until then a crash can make it come
+ * again.
  *
  * \return #QOR_AGENT_ERROR_NONE, also when it was confirmed before;
  *         #QOR_AGENT_ERROR_NOT_FOUND; #QOR_AGENT_ERROR_INVALID_PARAMETER */

@@ -54,10 +54,19 @@ Agent::Agent(const qor_agent_settings_s& settings)
   try {
     StartLibrary();
     scheduler_.OnHandlersChanged();
+    AddToMainLoop();
   } catch (...) {
-    qor_handler_manager_shutdown();
+    Stop();
     throw;
   }
+}
+
+Agent::~Agent() {
+  Stop();
+  Guard([this] { scheduler_.Flush(); });
+}
+
+void Agent::AddToMainLoop() {
   // Before other idle enterers, so that those find the outcomes reported.
   before_wait_ = ecore_idle_enterer_before_add(
       [](void* self) -> Eina_Bool {
@@ -65,9 +74,15 @@ Agent::Agent(const qor_agent_settings_s& settings)
         return ECORE_CALLBACK_RENEW;
       },
       this);
+  // One timer for all times: none has to be created when a command was accepted.
+  timer_ = ecore_timer_add(
+      0, [](void*) -> Eina_Bool { return ECORE_CALLBACK_RENEW; }, nullptr);
+  if (before_wait_ == nullptr || timer_ == nullptr) {
+    throw Error(QOR_AGENT_ERROR_OUT_OF_MEMORY, "cannot create a timer");
+  }
 }
 
-Agent::~Agent() {
+void Agent::Stop() {
   qor_handler_manager_shutdown();
   if (timer_ != nullptr) ecore_timer_del(timer_);
   if (before_wait_ != nullptr) ecore_idle_enterer_del(before_wait_);
@@ -87,7 +102,7 @@ int Agent::Confirm(const std::string& uuid) {
 
 // The caller may be an idle enterer that runs after ours.
 void Agent::Wake() {
-  StartTimer();
+  SetTimer();
   loop_.Invalidate();
 }
 
@@ -232,23 +247,14 @@ void Agent::ReportOutcome(const Command& command) const {
 
 void Agent::OnBeforeWait() {
   Guard([this] { scheduler_.Run(); });
-  StartTimer();
+  SetTimer();
 }
 
 // Makes the loop's wait end in time. A timer that is due at once makes it iterate again.
-void Agent::StartTimer() {
-  const BootMs next = scheduler_.NextRun();
-  const BootMs wait = std::clamp<BootMs>(next - clock_.SinceBoot(), 0, kMaxWaitMs);
-  if (timer_ != nullptr) ecore_timer_del(timer_);
-  timer_ = nullptr;
-  if (next == Lanes::kNever) return;
-  timer_ = ecore_timer_add(
-      static_cast<double>(wait) / kMillisecondsPerSecond,
-      [](void* self) -> Eina_Bool {
-        static_cast<Agent*>(self)->timer_ = nullptr;
-        return ECORE_CALLBACK_CANCEL;
-      },
-      this);
+void Agent::SetTimer() {
+  const BootMs wait = std::clamp<BootMs>(scheduler_.NextRun() - clock_.SinceBoot(), 0, kMaxWaitMs);
+  ecore_timer_interval_set(timer_, static_cast<double>(wait) / kMillisecondsPerSecond);
+  ecore_timer_reset(timer_);
 }
 
 }  // namespace qor::agent

@@ -58,8 +58,10 @@ class Agent final : private Router {
   template <typename Body>
   void Guard(const Body& body) const;
   void OnBeforeWait();
-  void StartTimer();
+  void AddToMainLoop();
+  void SetTimer();
   void Wake();
+  void Stop();
 
   const qor_agent_settings_s settings_;
   const std::string journal_path_;

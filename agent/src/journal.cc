@@ -19,6 +19,7 @@ namespace {
 // "QorA" in the header of the file, where SQLite keeps a number for the program it belongs to.
 constexpr std::int64_t kApplicationId = 0x516F7241;
 constexpr std::int64_t kVersion = 1;
+constexpr char kSetVersion[] = "PRAGMA user_version = 1";
 
 constexpr char kSchema[] =
     "CREATE TABLE commands (sequence INTEGER PRIMARY KEY, uuid TEXT NOT NULL, type TEXT NOT NULL,"
@@ -122,9 +123,8 @@ void Journal::CheckVersion() {
   const bool is_empty = !database_.Prepare("SELECT 1 FROM sqlite_schema").Step();
   if (is_empty) {
     database_.Execute(kSchema);
-    database_.Execute(("PRAGMA application_id = " + std::to_string(kApplicationId) +
-                       "; PRAGMA user_version = " + std::to_string(kVersion))
-                          .c_str());
+    database_.Execute(("PRAGMA application_id = " + std::to_string(kApplicationId)).c_str());
+    database_.Execute(kSetVersion);
     return;
   }
   if (application != kApplicationId) {
@@ -181,14 +181,31 @@ void Journal::Load(const std::function<void(Command)>& add) {
 
 void Journal::Write(const std::vector<const Command*>& changed,
                     const std::vector<std::int64_t>& erased) {
-  Translate([&] {
+  const auto write = [&] {
     sqlite::Transaction transaction(database_);
     for (const std::int64_t sequence : erased) {
       database_.Prepare("DELETE FROM commands WHERE sequence = ?1").Bind(1, sequence).Step();
     }
     for (const Command* command : changed) WriteRow(*command);
     transaction.Commit();
-  });
+  };
+  try {
+    Translate(write);
+  } catch (const Error&) {
+    OverwriteFailedCommit();
+    throw;
+  }
+}
+
+// A commit that fails because the disk does not synchronize is complete in SQLite's log: after a
+// crash it would count. The next transaction takes its place; SQLite writes a page for this one
+// although the value stays the same.
+void Journal::OverwriteFailedCommit() {
+  try {
+    database_.Execute(kSetVersion);
+  } catch (const sqlite::DatabaseError&) {
+    // Not synchronized either, but written over the failed one.
+  }
 }
 
 void Journal::WriteRow(const Command& command) {

@@ -44,6 +44,7 @@ class Journal final : public Store {
   // After a boot, times since the boot before mean nothing.
   void AdoptBoot();
   void WriteRow(const Command& command);
+  void OverwriteFailedCommit();
 
   const std::string path_;
   const Clock& clock_;

@@ -246,6 +246,14 @@ void Scheduler::Run() {
   Send(written, now);
 }
 
+void Scheduler::Flush() {
+  // Not sent, because an earlier write failed.
+  for (Command* command : marked_) {
+    if (!command->was_sent_before) command->state = State::kHeld;
+  }
+  Write();
+}
+
 void Scheduler::MarkReady(BootMs now) {
   // Without an attempt: a crash before its failure is written would make the outcome unknown.
   for (Command* command : lanes_.TakeUnserved()) {

@@ -70,6 +70,8 @@ class Scheduler {
 
   // Writes what has changed, reports outcomes, sends what may be sent.
   void Run();
+  // Writes what has changed, at the end. Throws Error.
+  void Flush();
   // When Run() has something to do without another call before; Lanes::kNever when not.
   BootMs NextRun() const;
 

@@ -3,6 +3,8 @@
 
 // The whole library with installed handlers, over the real main loop.
 
+#include <Ecore.h>
+#include <dlfcn.h>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <poll.h>
@@ -21,6 +23,25 @@
 #include "agent/agent.h"
 #include "end-to-end/end-to-end-test.h"
 #include "end-to-end/live-process.h"
+
+namespace {
+
+bool is_out_of_memory = false;
+
+// The function of Ecore with this name, which the agent library finds here first.
+template <typename Function>
+Function* RealFunction(const char* name) {
+  return reinterpret_cast<Function*>(dlsym(RTLD_NEXT, name));
+}
+
+}  // namespace
+
+extern "C" Ecore_Idle_Enterer* ecore_idle_enterer_before_add(Ecore_Task_Cb function,
+                                                             const void* data) {
+  if (is_out_of_memory) return nullptr;
+  return RealFunction<decltype(ecore_idle_enterer_before_add)>("ecore_idle_enterer_before_add")(
+      function, data);
+}
 
 namespace qor {
 namespace {
@@ -128,6 +149,29 @@ TEST_F(AgentProcess, ReportsUnconfirmedOutcomesAgain) {
   auto again = Make("text.upper", "\"hello\"");
   again.uuid = uuid;
   EXPECT_EQ(agent_->SubmitMany({again}), std::vector<int>{QOR_AGENT_ERROR_ALREADY_KNOWN});
+}
+
+TEST_F(AgentProcess, KeepsAConfirmationMadeJustBeforeTheEnd) {
+  Install("text");
+  settings_.on_outcome = [this](const Agent::Outcome& outcome) {
+    outcomes_.push_back(outcome);
+    agent_->Confirm(outcome.uuid);
+    ecore_main_loop_quit();
+  };
+  Open().Submit(Make("text.upper", "\"hello\""));
+  ecore_main_loop_begin();
+  agent_.reset();
+  Open().Submit(Make("text.upper", "\"again\""));
+  ecore_main_loop_begin();
+  ASSERT_EQ(outcomes_.size(), 2U);
+  EXPECT_THAT(outcomes_[1].result, HasSubstr("AGAIN"));
+}
+
+TEST_F(AgentProcess, IsNotOpenedWhenEcoreIsOutOfMemory) {
+  is_out_of_memory = true;
+  EXPECT_EQ(OpenError(), QOR_AGENT_ERROR_OUT_OF_MEMORY);
+  is_out_of_memory = false;
+  EXPECT_EQ(OpenError(), QOR_AGENT_ERROR_NONE);
 }
 
 TEST_F(AgentProcess, GoesOnWithCommandsOfAKilledProcess) {

@@ -5,15 +5,19 @@
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
+#include <sqlite3.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
 #include <filesystem>
 #include <fstream>
 #include <memory>
+#include <optional>
+#include <random>
 #include <string>
 #include <vector>
 
+#include "disk.h"
 #include "error.h"
 
 namespace qor::agent {
@@ -197,6 +201,63 @@ TEST_F(JournalTest, SurvivesTheEndOfItsProcess) {
   int status = 0;
   ASSERT_EQ(waitpid(child, &status, 0), child);
   EXPECT_EQ(Load().size(), 1U);
+}
+
+class DiskFailureTest : public ::testing::Test {
+ protected:
+  DiskFailureTest() { simulation::RegisterDisks(1); }
+  ~DiskFailureTest() override { sqlite3_vfs_register(sqlite3_vfs_find("unix"), 1); }
+
+  // Writes two commands, the second while the disk does not synchronize, and ends.
+  void WriteTwo(int failing_syncs) {
+    journal_.emplace(kPath, clock_);
+    Command command;
+    command.uuid = "accepted";
+    command.sequence = 1;
+    journal_->Write({&command}, {});
+    disk_.failing_syncs = failing_syncs;
+    command.uuid = "rejected";
+    command.sequence = 2;
+    EXPECT_THROW(journal_->Write({&command}, {}), Error);
+  }
+  // The uuids in the journal after the process was killed, or the power failed.
+  std::vector<std::string> CrashAndLoad(bool is_power_cut) {
+    disk_.KillAt(0);
+    journal_.reset();
+    disk_.Revive(is_power_cut, random_);
+    disk_.failing_syncs = 0;
+    std::vector<std::string> uuids;
+    Journal(kPath, clock_).Load([&](const Command& command) { uuids.push_back(command.uuid); });
+    return uuids;
+  }
+
+  static constexpr char kPath[] = "/disk/journal.db";
+  FakeClock clock_;
+  simulation::Disk disk_{"disk"};
+  std::optional<Journal> journal_;
+  std::mt19937_64 random_{1};
+};
+
+TEST_F(DiskFailureTest, LeavesNothingOfAFailedWriteToAKilledProcess) {
+  WriteTwo(2);
+  EXPECT_EQ(CrashAndLoad(false), std::vector<std::string>{"accepted"});
+}
+
+TEST_F(DiskFailureTest, LeavesNothingOfAFailedWriteToAPowerCut) {
+  for (int i = 0; i < 20; ++i) {
+    disk_.files.clear();
+    WriteTwo(1);
+    EXPECT_EQ(CrashAndLoad(true), std::vector<std::string>{"accepted"});
+  }
+}
+
+TEST_F(DiskFailureTest, WritesAgainAfterAFailure) {
+  WriteTwo(2);
+  Command command;
+  command.uuid = "later";
+  command.sequence = 3;
+  journal_->Write({&command}, {});
+  EXPECT_EQ(CrashAndLoad(true), (std::vector<std::string>{"accepted", "later"}));
 }
 
 }  // namespace

@@ -201,6 +201,25 @@ TEST_F(SchedulerTest, RejectsWhatIsOverTheLimits) {
   EXPECT_EQ(Submit(large), QOR_AGENT_ERROR_LIMIT);
 }
 
+TEST_F(SchedulerTest, WritesConfirmationsAtTheEnd) {
+  on_outcome_ = [this](const Command& command) { scheduler_->Confirm(command.uuid); };
+  Submit(Make("1"));
+  scheduler_->Run();
+  Answer("1");
+  scheduler_->Flush();
+  EXPECT_EQ(store_.StateOf("1"), State::kConfirmed);
+}
+
+TEST_F(SchedulerTest, DoesNotTakeACommandForSentAtTheEndWhenAWriteFailed) {
+  Submit(Make("1"));
+  store_.error = QOR_AGENT_ERROR_NO_SPACE;
+  scheduler_->Run();
+  store_.error.reset();
+  scheduler_->Flush();
+  EXPECT_EQ(store_.StateOf("1"), State::kHeld);
+  EXPECT_THAT(router_.sent, IsEmpty());
+}
+
 TEST_F(SchedulerTest, AcceptsNothingWhenTheStoreFails) {
   store_.error = QOR_AGENT_ERROR_NO_SPACE;
   EXPECT_THAT(scheduler_->Submit({Make("1"), Make("2")}),

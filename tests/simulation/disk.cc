@@ -64,7 +64,12 @@ int Truncate(sqlite3_file* opened, sqlite3_int64 size) {
 }
 
 int Sync(sqlite3_file* opened, int) {
-  if (!Of(opened).disk->Operate()) return SQLITE_IOERR_FSYNC;
+  Disk& disk = *Of(opened).disk;
+  if (!disk.Operate()) return SQLITE_IOERR_FSYNC;
+  if (disk.failing_syncs > 0) {
+    --disk.failing_syncs;
+    return SQLITE_IOERR_FSYNC;
+  }
   Of(opened).file->Sync();
   return SQLITE_OK;
 }

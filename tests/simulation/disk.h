@@ -54,6 +54,8 @@ class Disk {
   void Revive(bool is_power_cut, std::mt19937_64& random);
 
   bool is_full = false;
+  // So many of the next synchronizations fail.
+  int failing_syncs = 0;
 
   // For SQLite. Returns false when the process is dead.
   bool Operate();
