@@ -9,13 +9,14 @@
 
 #include <cstdio>
 
-#include "agent/agent.h"
+#include "base/run-until.h"
+#include "plain-agent.h"
 #include "support/memory.h"
 
 namespace {
 
 constexpr int kCommandTimeoutMs = 20'000;
-constexpr double kSettleSeconds = 0.5;
+constexpr std::chrono::milliseconds kSettleTime{500};
 
 bool BeginsWithOneOf(const std::string& text, const std::vector<const char*>& beginnings) {
   for (const char* beginning : beginnings) {
@@ -52,8 +53,8 @@ struct Memory {
 int main() {
   ecore_init();
   const Memory before;
-  const tools::Agent agent(kCommandTimeoutMs, kCommandTimeoutMs);
-  tools::RunUntil([] { return false; }, kSettleSeconds);
+  const support::PlainAgent agent(kCommandTimeoutMs, kCommandTimeoutMs);
+  tools::RunUntil([] { return false; }, kSettleTime);
   const Memory after;
   std::printf("%.0f %.0f %.0f %.0f\n", after.own, after.heap - before.heap, after.ecore,
               after.others);

@@ -20,7 +20,7 @@
 #include <string>
 #include <vector>
 
-#include "agent/agent.h"
+#include "base/run-until.h"
 #include "end-to-end/end-to-end-test.h"
 #include "end-to-end/live-process.h"
 

@@ -12,9 +12,10 @@
 #include <string>
 #include <vector>
 
-#include "agent/agent.h"
+#include "base/run-until.h"
 #include "common/platform-names.h"
 #include "figures/figures.h"
+#include "plain-agent.h"
 #include "support/iteration-meter.h"
 #include "support/package-operations.h"
 #include "support/temporary-folder.h"
@@ -28,7 +29,7 @@ namespace fs = std::filesystem;
 
 constexpr std::size_t kRounds = 5;
 constexpr int kCommandTimeoutMs = 20'000;
-constexpr double kTimeoutSeconds = 60;
+constexpr std::chrono::seconds kTimeoutSeconds{60};
 constexpr char kPackage[] = "org.example.bench.package";
 // The limits of a configuration file: beyond them it is rejected.
 constexpr std::size_t kMaxIndicators = 33'500;
@@ -104,7 +105,7 @@ void Write(const std::string& folder, const HostilePackage& package) {
 
 // Replies with the longest main-loop iteration, in milliseconds, during the next package operation.
 Worker::Task Listen() {
-  auto agent = std::make_shared<tools::Agent>(kCommandTimeoutMs, kCommandTimeoutMs);
+  auto agent = std::make_shared<support::PlainAgent>(kCommandTimeoutMs, kCommandTimeoutMs);
   auto is_finished = std::make_shared<bool>(false);
   auto iterations = std::make_shared<IterationMeter>();
   WatchPackageOperations(is_finished.get());

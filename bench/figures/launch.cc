@@ -12,9 +12,10 @@
 #include <cstring>
 #include <stdexcept>
 
-#include "agent/agent.h"
+#include "base/run-until.h"
 #include "figures/figures.h"
 #include "peers/peer.h"
+#include "plain-agent.h"
 #include "support/cpu-time.h"
 #include "support/package-root.h"
 #include "support/temporary-folder.h"
@@ -28,20 +29,21 @@ constexpr std::size_t kRounds = 80;
 constexpr std::size_t kGiB = std::size_t{1} << 30;
 constexpr std::size_t kPayload = 64;
 constexpr int kCommandTimeoutMs = 20'000;
-constexpr double kTimeoutSeconds = 20;
+constexpr std::chrono::seconds kTimeoutSeconds{20};
 
 // An agent with `memory` bytes of ballast. Replies with the time until the result, the time of the
 // send call, and the CPU time of both processes, in microseconds.
 Worker::Task Launch(const std::string& root, std::size_t memory) {
   setenv("QOR_PLATFORM_ROOT", root.c_str(), 1);
-  auto agent = std::make_shared<tools::Agent>(kCommandTimeoutMs, kCommandTimeoutMs);
+  auto agent = std::make_shared<support::PlainAgent>(kCommandTimeoutMs, kCommandTimeoutMs);
   auto ballast = std::make_shared<std::vector<char>>(memory, 'x');
   auto number = std::make_shared<std::size_t>(0);
   return [agent, ballast, number](const Numbers&) -> Numbers {
     const Texts texts(kPayload);
     const std::string uuid = Texts::Uuid((*number)++);
     bool answered = false;
-    agent->SetResponseListener([&answered](const tools::Agent::Response&) { answered = true; });
+    agent->SetResponseListener(
+        [&answered](const support::PlainAgent::Response&) { answered = true; });
     const double cpu = CpuTimeOfProcessTree();
     Stopwatch watch;
     agent->Send(uuid, texts.request_type, texts.payload);

@@ -11,8 +11,9 @@
 #include <fstream>
 #include <stdexcept>
 
-#include "agent/agent.h"
+#include "base/run-until.h"
 #include "figures/figures.h"
+#include "plain-agent.h"
 #include "support/cpu-time.h"
 #include "support/package-operations.h"
 #include "support/package-root.h"
@@ -26,7 +27,7 @@ namespace {
 constexpr std::size_t kRounds = 15;
 constexpr std::size_t kHandlers = 1000;
 constexpr int kCommandTimeoutMs = 20'000;
-constexpr double kTimeoutSeconds = 20;
+constexpr std::chrono::seconds kTimeoutSeconds{20};
 
 // Callbacks that the agent has received for an operation.
 struct Received {
@@ -36,9 +37,10 @@ struct Received {
 
 // Replies with the CPU time that the agent spends on one operation on a handler package.
 Worker::Task Listen() {
-  auto agent = std::make_shared<tools::Agent>(kCommandTimeoutMs, kCommandTimeoutMs);
+  auto agent = std::make_shared<support::PlainAgent>(kCommandTimeoutMs, kCommandTimeoutMs);
   auto received = std::make_shared<Received>();
-  agent->SetUpdateListener([received](const tools::Agent::Update&) { received->handler = true; });
+  agent->SetUpdateListener(
+      [received](const support::PlainAgent::Update&) { received->handler = true; });
   WatchPackageOperations(&received->end);
   return [agent, received](const Numbers&) -> Numbers {
     *received = {};

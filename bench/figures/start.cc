@@ -9,9 +9,9 @@
 #include <cstdlib>
 #include <filesystem>
 
-#include "agent/agent.h"
 #include "common/platform-names.h"
 #include "figures/figures.h"
+#include "plain-agent.h"
 #include "support/package-root.h"
 #include "support/temporary-folder.h"
 #include "support/worker.h"
@@ -64,7 +64,7 @@ class Root {
       ecore_init();
       const double before = HeapInUse();
       Stopwatch watch;
-      const tools::Agent agent(kCommandTimeoutMs, kCommandTimeoutMs);
+      const support::PlainAgent agent(kCommandTimeoutMs, kCommandTimeoutMs);
       const double time = watch.Lap() / 1000;
       return {time, HeapInUse() - before};
     });

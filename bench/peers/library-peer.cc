@@ -9,6 +9,7 @@
 #include <memory>
 #include <stdexcept>
 
+#include "base/run-until.h"
 #include "peers/meter.h"
 
 namespace bench {
@@ -16,7 +17,7 @@ namespace bench {
 namespace {
 
 constexpr int kCommandTimeoutMs = 600'000;
-constexpr double kTimeoutSeconds = 60;
+constexpr std::chrono::seconds kTimeoutSeconds{60};
 // One core cannot start more processes together within their timeouts.
 constexpr std::size_t kMaxConcurrentLaunches = 20;
 

@@ -7,8 +7,8 @@
 #include <functional>
 #include <string>
 
-#include "agent/agent.h"
 #include "peers/peer.h"
+#include "plain-agent.h"
 
 namespace bench {
 
@@ -29,11 +29,11 @@ class LibraryPeer : public Peer {
   // Called with the status of a response.
   using OnResponse = std::function<void(int)>;
 
-  // Both bypass tools::Agent, which copies every response.
+  // Both bypass support::PlainAgent, which copies every response.
   void Send(const std::string& request_type, const std::string& payload);
   void SetOnResponse(OnResponse on_response);
 
-  tools::Agent agent_;
+  support::PlainAgent agent_;
   OnResponse on_response_;
   std::size_t sent_ = 0;
 };

@@ -10,13 +10,15 @@
 
 #include <Ecore.h>
 
+#include <chrono>
 #include <exception>
 #include <iostream>
 #include <optional>
 #include <string>
 
 #include "agent/agent.h"
-#include "agent/process.h"
+#include "base/process.h"
+#include "base/run-until.h"
 #include "scoreboard.h"
 
 namespace {
@@ -26,7 +28,7 @@ using tools::Agent;
 constexpr int kExecutionTimeoutMs = 2000;
 constexpr int kConnectionTimeoutMs = 4000;
 // Far above the duration of any step.
-constexpr double kTimeoutSeconds = 60;
+constexpr std::chrono::seconds kTimeout{60};
 
 class Demo {
  public:
@@ -38,8 +40,8 @@ class Demo {
     Install("text");
     Install("silent");
     agent_.emplace(kExecutionTimeoutMs, kConnectionTimeoutMs);
-    board_.Line("registered handlers", std::to_string(agent_->Handlers().size()),
-                agent_->Handlers().size() == 2);
+    board_.Line("registered handlers", std::to_string(tools::ListHandlers().size()),
+                tools::ListHandlers().size() == 2);
     ShowCommands();
     ShowNegotiation();
     ShowTimeouts();
@@ -83,7 +85,7 @@ class Demo {
     const std::size_t before = agent_->Responses().size();
     for (const char* uuid : {"first", "second", "third"})
       agent_->Send(uuid, "text.upper", R"("x")");
-    tools::RunUntil([&] { return agent_->Responses().size() >= before + 3; }, kTimeoutSeconds);
+    tools::RunUntil([&] { return agent_->Responses().size() >= before + 3; }, kTimeout);
     std::string order;
     for (auto i = before; i < agent_->Responses().size(); ++i) {
       const auto& response = agent_->Responses()[i];
@@ -130,7 +132,7 @@ class Demo {
 
   void ExpectAnswer(const std::string& step, const std::string& uuid, int status,
                     const std::string& text) {
-    const Agent::Response* response = agent_->WaitForResponse(uuid, kTimeoutSeconds);
+    const Agent::Response* response = FindResponse(uuid);
     if (response == nullptr) {
       board_.Line(step, "no response", false);
       return;
@@ -139,6 +141,18 @@ class Demo {
         response->status == QOR_REQUEST_STATUS_SUCCESS ? response->result : response->error;
     board_.Line(step, "status " + std::to_string(response->status) + ", " + OnOneLine(actual),
                 response->status == status && actual.find(text) != std::string::npos);
+  }
+
+  const Agent::Response* FindResponse(const std::string& uuid) {
+    const Agent::Response* found = nullptr;
+    const auto is_found = [&] {
+      for (const auto& response : agent_->Responses()) {
+        if (response.uuid == uuid) found = &response;
+      }
+      return found != nullptr;
+    };
+    tools::RunUntil(is_found, kTimeout);
+    return found;
   }
 
   void ExpectRejection(const std::string& step, const std::string& uuid, const std::string& type,
@@ -151,14 +165,15 @@ class Demo {
   void ExpectUpdate(const std::string& step, qor_handler_update_type_e type, Change change) {
     const std::size_t before = agent_->Updates().size();
     change();
-    tools::RunUntil([&] { return agent_->Updates().size() > before; }, kTimeoutSeconds);
+    tools::RunUntil([&] { return agent_->Updates().size() > before; }, kTimeout);
     if (agent_->Updates().size() == before) {
       board_.Line(step, "no update callback", false);
       return;
     }
     const auto& update = agent_->Updates().back();
-    std::string actual = "update " + std::to_string(update.type) + " of " + update.app_id + ":";
-    for (const auto& request_type : update.request_types) actual += " " + request_type;
+    std::string actual =
+        "update " + std::to_string(update.type) + " of " + update.handler.app_id + ":";
+    for (const auto& request_type : update.handler.request_types) actual += " " + request_type;
     board_.Line(step, actual, update.type == type);
   }
 
@@ -166,7 +181,7 @@ class Demo {
   void Uninstall(const std::string& id) { Package("uninstall", id, id); }
 
   void Package(const std::string& verb, const std::string& argument, const std::string& name) {
-    const auto run = tools::RunProcess({tool_, "package", verb, argument}, kTimeoutSeconds);
+    const auto run = tools::RunProcess({tool_, "package", verb, argument}, kTimeout);
     board_.Line("qor package " + verb + " " + name,
                 run.exit_status == 0 ? "done" : "failed: " + OnOneLine(run.errors),
                 run.exit_status == 0);

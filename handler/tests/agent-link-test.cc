@@ -11,12 +11,12 @@
 #include <stdexcept>
 
 #include "agent-port.h"
-#include "agent/agent.h"
+#include "base/run-until.h"
 
 namespace qor::internal {
 namespace {
 
-constexpr double kTimeoutSeconds = 60;
+constexpr std::chrono::seconds kTimeoutSeconds{60};
 
 class AgentLinkTest : public testing::Test, protected AgentLink::Receiver {
  protected:

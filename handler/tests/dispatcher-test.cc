@@ -14,7 +14,7 @@
 #include <thread>
 #include <vector>
 
-#include "agent/agent.h"
+#include "base/run-until.h"
 #include "main-loop.h"
 
 namespace qor::internal {
@@ -25,7 +25,7 @@ using testing::ElementsAre;
 using testing::HasSubstr;
 using testing::IsEmpty;
 
-constexpr double kTimeoutSeconds = 60;
+constexpr std::chrono::seconds kTimeoutSeconds{60};
 
 class DispatcherTest : public testing::Test, protected AgentSender {
  protected:

@@ -49,14 +49,14 @@ class HandlerProcess : public end_to_end::EndToEndTest {
     return std::string(std::istreambuf_iterator<char>(file), {});
   }
 
-  static std::set<std::string> AnsweredUuids(const tools::Agent& agent) {
+  static std::set<std::string> AnsweredUuids(const support::PlainAgent& agent) {
     std::set<std::string> uuids;
     for (const auto& response : agent.Responses()) uuids.insert(response.uuid);
     return uuids;
   }
   // Returns when the handler has sent 20 answers that the agent has not read. While the agent's
   // loop does not run, the handler gets that far ahead unless it is awaiting a single ack.
-  void AwaitUnreadAnswers(const tools::Agent& agent, std::size_t count_sent) const {
+  void AwaitUnreadAnswers(const support::PlainAgent& agent, std::size_t count_sent) const {
     const auto is_far_ahead = [&] {
       const std::string runs = Runs();
       const auto count = std::count(runs.begin(), runs.end(), '\n');
@@ -80,7 +80,7 @@ class HandlerProcess : public end_to_end::EndToEndTest {
   void Release(const std::string& text) const { std::ofstream(Pipe()) << text; }
 
   // Starts an agent that records extension requests.
-  tools::Agent& StartRecordingAgent() {
+  support::PlainAgent& StartRecordingAgent() {
     auto& agent = StartAgent();
     agent.SetNegotiator([this](const std::string&, const std::string& uuid, double) {
       extension_requests_ += uuid + " ";
@@ -89,7 +89,7 @@ class HandlerProcess : public end_to_end::EndToEndTest {
     return agent;
   }
   // Sends a command that is in flight until Release().
-  void SendWaiting(tools::Agent& agent, const std::string& uuid) {
+  void SendWaiting(support::PlainAgent& agent, const std::string& uuid) {
     ASSERT_EQ(agent.Send(uuid, "probe.wait", Pipe()), 0);
     ASSERT_TRUE(
         tools::RunUntil([&] { return extension_requests_ == uuid + " "; }, kTimeoutSeconds));

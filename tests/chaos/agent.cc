@@ -23,8 +23,9 @@
 #include <sstream>
 #include <string>
 
-#include "agent/agent.h"
+#include "base/handlers.h"
 #include "history.h"
+#include "plain-agent.h"
 #include "port-interposer.h"
 #include "timer-interposer.h"
 
@@ -59,7 +60,7 @@ class Agent {
     constexpr double kSecondsBetweenTries = 0.5;
     library_.reset();
     try {
-      library_ = std::make_unique<tools::Agent>(execution_timeout_, connection_timeout_);
+      library_ = std::make_unique<support::PlainAgent>(execution_timeout_, connection_timeout_);
     } catch (const std::exception& error) {
       std::cerr << "chaos-agent: " << error.what() << "\n";
       ecore_timer_add(
@@ -73,9 +74,9 @@ class Agent {
     }
     library_->SetNegotiator(
         [](const std::string&, const std::string& uuid, double) { return GrantsExtension(uuid); });
-    library_->SetResponseListener([](const tools::Agent::Response&) {});
+    library_->SetResponseListener([](const support::PlainAgent::Response&) {});
     // Calls the library from a callback, which is allowed.
-    library_->SetUpdateListener([this](const tools::Agent::Update&) { library_->Handlers(); });
+    library_->SetUpdateListener([](const support::PlainAgent::Update&) { tools::ListHandlers(); });
   }
 
   void Read() {
@@ -109,7 +110,7 @@ class Agent {
   const int execution_timeout_;
   const int connection_timeout_;
   std::string input_;
-  std::unique_ptr<tools::Agent> library_;
+  std::unique_ptr<support::PlainAgent> library_;
 };
 
 }  // namespace

@@ -4,15 +4,16 @@
 // usage: one-shot-agent UUID
 // Sends one command of type "probe.run" with the uuid, and prints the result.
 
+#include <chrono>
 #include <iostream>
 
-#include "agent/agent.h"
+#include "plain-agent.h"
 
 int main(int argc, char** argv) {
   if (argc != 2) return 2;
-  tools::Agent agent(60'000, 60'000);
+  support::PlainAgent agent(60'000, 60'000);
   if (agent.Send(argv[1], "probe.run", "") != 0) return 1;
-  const auto* response = agent.WaitForResponse(argv[1], 60);
+  const auto* response = agent.WaitForResponse(argv[1], std::chrono::seconds(60));
   if (response == nullptr) return 1;
   std::cout << response->result << response->error << '\n';
   return 0;

@@ -107,7 +107,7 @@ TEST_F(Commands, ReportLateAnswersAfterTheTimeout) {
   };
   ASSERT_TRUE(tools::RunUntil([&] { return count() == 2; }, kTimeoutSeconds));
   const auto& responses = agent.Responses();
-  EXPECT_TRUE(tools::IsTimeout(responses[responses.size() - 2]));
+  EXPECT_TRUE(support::IsTimeout(responses[responses.size() - 2]));
   EXPECT_EQ(responses.back().status, QOR_REQUEST_STATUS_SUCCESS);
 }
 
@@ -140,7 +140,7 @@ TEST_F(Commands, TimeOutWhenTheHandlerCrashesAndTheNextLaunchesIt) {
   Install("text");
   auto& agent = StartAgent(1000);
   ASSERT_EQ(Execute("warm-up", "text.echo", "x").status, QOR_REQUEST_STATUS_SUCCESS);
-  EXPECT_TRUE(tools::IsTimeout(Execute("killer", "text.crash")));
+  EXPECT_TRUE(support::IsTimeout(Execute("killer", "text.crash")));
   EXPECT_EQ(Execute("next", "text.echo", "alive").result, "alive");
   EXPECT_EQ(agent.Responses().size(), 3u);
 }

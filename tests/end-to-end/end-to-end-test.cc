@@ -28,8 +28,8 @@ EndToEndTest::~EndToEndTest() {
   std::filesystem::remove_all(root_);
 }
 
-tools::Agent& EndToEndTest::StartAgent(int execution_timeout_ms, int connection_timeout_ms) {
-  agent_ = std::make_unique<tools::Agent>(execution_timeout_ms, connection_timeout_ms);
+support::PlainAgent& EndToEndTest::StartAgent(int execution_timeout_ms, int connection_timeout_ms) {
+  agent_ = std::make_unique<support::PlainAgent>(execution_timeout_ms, connection_timeout_ms);
   return *agent_;
 }
 
@@ -48,17 +48,18 @@ tools::ProcessResult EndToEndTest::Qor(std::vector<std::string> arguments) {
   return tools::RunProcess(arguments, kTimeoutSeconds);
 }
 
-tools::Agent::Response EndToEndTest::Execute(const std::string& uuid,
-                                             const std::string& request_type,
-                                             const std::string& payload) {
+support::PlainAgent::Response EndToEndTest::Execute(const std::string& uuid,
+                                                    const std::string& request_type,
+                                                    const std::string& payload) {
   const int error = agent_->Send(uuid, request_type, payload);
   if (error != 0) return {uuid, -1, "", "not accepted: " + std::to_string(error)};
   return AwaitResponse(uuid);
 }
 
-tools::Agent::Response EndToEndTest::AwaitResponse(const std::string& uuid) {
+support::PlainAgent::Response EndToEndTest::AwaitResponse(const std::string& uuid) {
   const auto* response = agent_->WaitForResponse(uuid, kTimeoutSeconds);
-  return response != nullptr ? *response : tools::Agent::Response{uuid, -1, "", "no response"};
+  return response != nullptr ? *response
+                             : support::PlainAgent::Response{uuid, -1, "", "no response"};
 }
 
 bool EndToEndTest::AwaitUpdates(std::size_t count) {

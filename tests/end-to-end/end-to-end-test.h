@@ -9,13 +9,14 @@
 #include <memory>
 #include <string>
 
-#include "agent/agent.h"
-#include "agent/process.h"
+#include "base/process.h"
+#include "base/run-until.h"
+#include "plain-agent.h"
 
 namespace end_to_end {
 
 // Limit for all waits: far longer than any expected event, also under sanitizers.
-inline constexpr double kTimeoutSeconds = 60;
+inline constexpr std::chrono::seconds kTimeoutSeconds{60};
 
 // A fixture with real packages, real processes and a temporary root folder. The destructor
 // uninstalls all packages, which also ends their processes.
@@ -25,9 +26,10 @@ class EndToEndTest : public testing::Test {
   ~EndToEndTest() override;
 
   // Starts the library in this process.
-  tools::Agent& StartAgent(int execution_timeout_ms = 60'000, int connection_timeout_ms = 60'000);
+  support::PlainAgent& StartAgent(int execution_timeout_ms = 60'000,
+                                  int connection_timeout_ms = 60'000);
   void StopAgent() { agent_.reset(); }
-  tools::Agent& GetAgent() { return *agent_; }
+  support::PlainAgent& GetAgent() { return *agent_; }
 
   // Installs an example package by folder name with the qor tool.
   void Install(const std::string& example);
@@ -35,9 +37,9 @@ class EndToEndTest : public testing::Test {
   tools::ProcessResult Qor(std::vector<std::string> arguments);
 
   // Sends a command and waits. The status is -1 if it was rejected or not answered.
-  tools::Agent::Response Execute(const std::string& uuid, const std::string& request_type,
-                                 const std::string& payload = "");
-  tools::Agent::Response AwaitResponse(const std::string& uuid);
+  support::PlainAgent::Response Execute(const std::string& uuid, const std::string& request_type,
+                                        const std::string& payload = "");
+  support::PlainAgent::Response AwaitResponse(const std::string& uuid);
   bool AwaitUpdates(std::size_t count);
 
   const std::string& Root() const { return root_; }
@@ -47,7 +49,7 @@ class EndToEndTest : public testing::Test {
 
  private:
   std::string root_;
-  std::unique_ptr<tools::Agent> agent_;
+  std::unique_ptr<support::PlainAgent> agent_;
 };
 
 }  // namespace end_to_end

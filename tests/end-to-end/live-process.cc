@@ -3,8 +3,8 @@
 
 #include "live-process.h"
 
-#include "agent/agent.h"
-#include "agent/process.h"
+#include "base/process.h"
+#include "base/run-until.h"
 #include "end-to-end-test.h"
 
 namespace end_to_end {

@@ -32,7 +32,8 @@ std::string ReadFile(const std::string& path) {
 TEST_F(Registry, ListsTheInstalledHandlersWithTheirRequestTypes) {
   Install("text");
   Install("silent");
-  const auto handlers = StartAgent().Handlers();
+  StartAgent();
+  const auto handlers = tools::ListHandlers();
   ASSERT_EQ(handlers.size(), 2u);
   EXPECT_EQ(handlers[0].app_id, "org.example.silent.handler");
   EXPECT_EQ(handlers[0].request_types, std::vector<std::string>{"silence.keep"});
@@ -44,7 +45,7 @@ TEST_F(Registry, NotifiesTheClientOfAnInstallAndServesTheNewTypes) {
   Install("text");
   ASSERT_TRUE(AwaitUpdates(1));
   EXPECT_EQ(agent.Updates()[0].type, QOR_HANDLER_UPDATE_ADDED);
-  EXPECT_EQ(agent.Updates()[0].app_id, "org.example.text.handler");
+  EXPECT_EQ(agent.Updates()[0].handler.app_id, "org.example.text.handler");
   EXPECT_EQ(Execute("one", "text.echo", "x").result, "x");
 }
 

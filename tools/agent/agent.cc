@@ -16,48 +16,12 @@ namespace tools {
 
 namespace {
 
-std::vector<std::string> RequestTypesOf(qor_handler_manager_handler_info_h info) {
-  char** types = nullptr;
-  std::vector<std::string> result;
-  if (qor_handler_manager_handler_info_supported_request_types_get(info, &types) != 0)
-    return result;
-  for (; *types != nullptr; ++types) result.emplace_back(*types);
-  return result;
-}
-
-std::string AppIdOf(qor_handler_manager_handler_info_h info) {
-  char* id = nullptr;
-  return qor_handler_manager_handler_info_appid_get(info, &id) == 0 ? id : "";
-}
-
 void ThrowOnError(int result, const char* message) {
   if (result != 0)
     throw std::runtime_error(std::string(message) + ": error " + std::to_string(result));
 }
 
 }  // namespace
-
-bool RunUntil(const std::function<bool()>& condition, double limit_seconds) {
-  if (condition()) return true;
-  // Idle enterers run when the loop has handled all events and is about to wait.
-  Ecore_Idle_Enterer* watch = ecore_idle_enterer_add(
-      [](void* data) -> Eina_Bool {
-        if ((*static_cast<const std::function<bool()>*>(data))()) ecore_main_loop_quit();
-        return ECORE_CALLBACK_RENEW;
-      },
-      &condition);
-  Ecore_Timer* limit = ecore_timer_add(
-      limit_seconds,
-      [](void*) -> Eina_Bool {
-        ecore_main_loop_quit();
-        return ECORE_CALLBACK_RENEW;
-      },
-      nullptr);
-  ecore_main_loop_begin();
-  ecore_timer_del(limit);
-  ecore_idle_enterer_del(watch);
-  return condition();
-}
 
 std::string NewUuid() {
   std::string uuid;
@@ -91,7 +55,7 @@ Agent::Agent(int execution_timeout_ms, int connection_timeout_ms) {
       this);
   qor_handler_manager_set_handler_update_cb(
       [](qor_handler_update_type_e type, qor_handler_manager_handler_info_h info, void* data) {
-        static_cast<Agent*>(data)->OnUpdate(Update{type, AppIdOf(info), RequestTypesOf(info)});
+        static_cast<Agent*>(data)->OnUpdate(Update{type, HandlerOf(info)});
       },
       this);
 }
@@ -131,42 +95,6 @@ int Agent::Send(const std::string& uuid, const std::string& request_type,
                 const std::string& payload) {
   return qor_handler_manager_send_command(uuid.c_str(), request_type.c_str(), payload.c_str(),
                                           static_cast<int>(payload.size()), std::time(nullptr));
-}
-
-std::vector<Agent::Handler> Agent::Handlers() const {
-  std::vector<Handler> handlers;
-  qor_handler_manager_foreach_handler_info(
-      [](qor_handler_manager_handler_info_h info, void* data) {
-        static_cast<std::vector<Handler>*>(data)->push_back({AppIdOf(info), RequestTypesOf(info)});
-        return true;
-      },
-      &handlers);
-  std::sort(handlers.begin(), handlers.end(),
-            [](const Handler& a, const Handler& b) { return a.app_id < b.app_id; });
-  return handlers;
-}
-
-const Agent::Response* Agent::FindResponse(const std::string& uuid) const {
-  const auto found =
-      std::find_if(responses_.begin(), responses_.end(),
-                   [&uuid](const Response& response) { return response.uuid == uuid; });
-  return found != responses_.end() ? &*found : nullptr;
-}
-
-const Agent::Response* Agent::WaitForResponse(const std::string& uuid, double limit_seconds) const {
-  RunUntil([this, &uuid] { return FindResponse(uuid) != nullptr; }, limit_seconds);
-  return FindResponse(uuid);
-}
-
-const char* NameOf(qor_handler_update_type_e type) {
-  switch (type) {
-    case QOR_HANDLER_UPDATE_ADDED:
-      return "added";
-    case QOR_HANDLER_UPDATE_REMOVED:
-      return "removed";
-    default:
-      return "updated";
-  }
 }
 
 bool IsTimeout(const Agent::Response& response) {

@@ -10,11 +10,9 @@
 #include <string>
 #include <vector>
 
-namespace tools {
+#include "base/handlers.h"
 
-// Runs the main loop until `condition` holds, which is checked before every wait, or the limit
-// expires. Returns whether it holds. Must not be called from within the loop.
-bool RunUntil(const std::function<bool()>& condition, double limit_seconds);
+namespace tools {
 
 // Returns a random uuid from the kernel.
 std::string NewUuid();
@@ -32,12 +30,7 @@ class Agent {
   };
   struct Update {
     qor_handler_update_type_e type;
-    std::string app_id;
-    std::vector<std::string> request_types;
-  };
-  struct Handler {
-    std::string app_id;
-    std::vector<std::string> request_types;
+    Handler handler;
   };
   // Called with the handler's application id, the uuid and the requested seconds. Returns whether
   // the extension is granted.
@@ -53,7 +46,6 @@ class Agent {
   void Configure(int execution_timeout_ms, int connection_timeout_ms);
   // Returns the library's error code, 0 for success.
   int Send(const std::string& uuid, const std::string& request_type, const std::string& payload);
-  std::vector<Handler> Handlers() const;
 
   // By default every extension is granted.
   void SetNegotiator(Negotiator negotiator) { negotiator_ = std::move(negotiator); }
@@ -67,10 +59,6 @@ class Agent {
 
   const std::vector<Response>& Responses() const { return responses_; }
   const std::vector<Update>& Updates() const { return updates_; }
-  // Returns the first response for a uuid, or null.
-  const Response* FindResponse(const std::string& uuid) const;
-  // Runs the main loop until there is a response for the uuid; returns null when the limit expires.
-  const Response* WaitForResponse(const std::string& uuid, double limit_seconds) const;
 
  private:
   void OnResponse(Response response);
@@ -82,9 +70,6 @@ class Agent {
   std::function<void(const Response&)> on_response_;
   std::function<void(const Update&)> on_update_;
 };
-
-// "added", "removed" or "updated".
-const char* NameOf(qor_handler_update_type_e type);
 
 // Whether a response is one of the library's own timeouts.
 bool IsTimeout(const Agent::Response& response);

@@ -8,7 +8,8 @@
 #include <utility>
 
 #include "agent/agent.h"
-#include "agent/process.h"
+#include "base/process.h"
+#include "base/run-until.h"
 #include "json/json.h"
 #include "json/value-writer.h"
 
@@ -17,7 +18,7 @@ namespace tools::check {
 namespace {
 
 constexpr double kEchoSeconds = 60;
-constexpr double kExitSeconds = 10;
+constexpr std::chrono::seconds kExitLimit{10};
 // Limit for extensions that the handler requests, beyond the timeouts.
 constexpr double kExtensionSeconds = 60;
 
@@ -68,9 +69,9 @@ AgentProcess::~AgentProcess() {
   if (!ended_) {
     const auto has_ended = [this] { return ended_; };
     kill(ecore_exe_pid_get(process_), SIGTERM);
-    if (!RunUntil(has_ended, kExitSeconds)) {
+    if (!RunUntil(has_ended, kExitLimit)) {
       kill(ecore_exe_pid_get(process_), SIGKILL);
-      RunUntil(has_ended, kExitSeconds);
+      RunUntil(has_ended, kExitLimit);
     }
   }
   for (auto* handler : handlers_) ecore_event_handler_del(handler);
@@ -144,7 +145,8 @@ void AgentProcess::Write(const std::string& line) {
 }
 
 bool AgentProcess::WaitUntil(const std::function<bool()>& condition, double limit_seconds) const {
-  RunUntil([&] { return ended_ || is_interrupted_() || condition(); }, limit_seconds);
+  RunUntil([&] { return ended_ || is_interrupted_() || condition(); },
+           std::chrono::duration<double>(limit_seconds));
   if (is_interrupted_()) throw Interrupted();
   if (ended_ && !condition()) throw std::runtime_error("qor agent exited unexpectedly");
   return condition();

@@ -12,7 +12,7 @@
 #include <vector>
 
 #include "agent/command-tracker.h"
-#include "agent/stop-signals.h"
+#include "base/stop-signals.h"
 #include "check/live-checks.h"
 #include "check/package-checks.h"
 #include "check/temporary-root.h"

@@ -10,7 +10,7 @@
 #include <utility>
 #include <vector>
 
-#include "agent/process.h"
+#include "base/process.h"
 #include "inspect/package.h"
 #include "qor/commands/command-tree.h"
 #include "qor/commands/commands.h"

@@ -10,7 +10,8 @@
 #include <vector>
 
 #include "agent/agent.h"
-#include "agent/stop-signals.h"
+#include "base/run-until.h"
+#include "base/stop-signals.h"
 #include "inspect/package.h"
 #include "qor/commands/commands.h"
 #include "qor/commands/identity.h"
@@ -72,11 +73,11 @@ class Priorities {
   std::map<std::string, inspect::Priority> priorities_;
 };
 
-void PrintList(const tools::Agent& agent, bool as_json) {
+void PrintList(bool as_json) {
   const Priorities priorities;
   json::ValueWriter json;
   json.BeginArray();
-  for (const auto& handler : agent.Handlers()) {
+  for (const auto& handler : tools::ListHandlers()) {
     const Row row{"", handler.app_id, handler.request_types, priorities.Of(handler.app_id)};
     if (as_json) {
       Write(json, row);
@@ -91,7 +92,7 @@ void PrintList(const tools::Agent& agent, bool as_json) {
 void Watch(const tools::Agent& agent, bool as_json) {
   const StopSignals stop;
   const Priorities before;
-  for (const auto& handler : agent.Handlers()) {
+  for (const auto& handler : tools::ListHandlers()) {
     Print({"present", handler.app_id, handler.request_types, before.Of(handler.app_id)}, as_json);
   }
   std::size_t printed = 0;
@@ -101,18 +102,16 @@ void Watch(const tools::Agent& agent, bool as_json) {
     for (; printed < agent.Updates().size(); ++printed) {
       const auto& update = agent.Updates()[printed];
       const bool is_removed = update.type == QOR_HANDLER_UPDATE_REMOVED;
-      Print({tools::NameOf(update.type), update.app_id, update.request_types,
-             is_removed ? nullptr : now.Of(update.app_id)},
+      Print({tools::NameOf(update.type), update.handler.app_id, update.handler.request_types,
+             is_removed ? nullptr : now.Of(update.handler.app_id)},
             as_json);
     }
   };
-  // RunUntil() needs a limit; unlimited waits repeat it.
-  constexpr double kWaitSeconds = 86'400;
   const auto is_done = [&] {
     print_changes();
     return stop.Caught() != 0;
   };
-  while (!tools::RunUntil(is_done, kWaitSeconds)) continue;
+  tools::RunUntil(is_done);
 }
 
 int RunHandlers(bool watch, bool as_json) {
@@ -121,7 +120,7 @@ int RunHandlers(bool watch, bool as_json) {
   if (watch) {
     Watch(agent, as_json);
   } else {
-    PrintList(agent, as_json);
+    PrintList(as_json);
   }
   return kSuccess;
 }

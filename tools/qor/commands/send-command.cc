@@ -13,7 +13,8 @@
 #include <utility>
 
 #include "agent/command-tracker.h"
-#include "agent/stop-signals.h"
+#include "base/run-until.h"
+#include "base/stop-signals.h"
 #include "qor/commands/commands.h"
 #include "qor/commands/identity.h"
 #include "qor/commands/payload.h"
@@ -49,9 +50,6 @@ Exit status: 0 success, 2 usage error or a payload that cannot be read or sent,
 6 the handler could not be launched, 1 any other error; of several commands, that of the
 first without success. 130 after Ctrl-C, 143 after SIGTERM.)";
 
-// RunUntil() needs a limit; unlimited waits repeat it.
-constexpr double kWaitSeconds = 3600;
-
 struct Options {
   std::string type;
   std::string payload;
@@ -81,7 +79,9 @@ class Sender {
     while (options_.repeat_seconds > 0 && !IsStopped()) {
       const double now = ecore_time_get();
       const double next = std::max(now, round_start_ + options_.repeat_seconds);
-      if (!tools::RunUntil([this] { return IsStopped(); }, next - now)) SendRound();
+      if (!tools::RunUntil([this] { return IsStopped(); },
+                           std::chrono::duration<double>(next - now)))
+        SendRound();
     }
     summary_.AddInterrupted(tracker_.CountPending());
     bar_.Clear();
@@ -115,8 +115,7 @@ class Sender {
     const auto is_done = [this, pending] {
       return IsStopped() || tracker_.CountPending() < pending;
     };
-    while (!tools::RunUntil(is_done, kWaitSeconds)) {
-    }
+    tools::RunUntil(is_done);
   }
 
   void OnOutcome(const Outcome& outcome) {

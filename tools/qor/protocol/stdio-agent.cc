@@ -10,14 +10,12 @@
 #include <variant>
 #include <vector>
 
+#include "base/run-until.h"
 #include "qor/output/outcome-report.h"
 
 namespace tools::cli {
 
 namespace {
-
-// RunUntil() needs a limit; unlimited waits repeat it.
-constexpr double kWaitSeconds = 3600;
 
 // Opens the object of an event. `line`: the number of the request that it answers, or 0.
 json::ValueWriter& Begin(json::ValueWriter& json, const char* event, int line = 0) {
@@ -52,8 +50,7 @@ int StdioAgent::Run() {
     return stop_.Caught() != 0 || output_.IsClosed() ||
            (input_.AtEnd() && tracker_.CountPending() == 0);
   };
-  while (!RunUntil(done, kWaitSeconds)) {
-  }
+  RunUntil(done);
   json::ValueWriter json;
   Begin(json, "end").Member("pending", static_cast<std::int64_t>(tracker_.CountPending()));
   output_.Write(json.EndObject().Text());
@@ -100,7 +97,7 @@ void StdioAgent::Handle(int number, const ConfigurationRequest& configuration) {
 void StdioAgent::Handle(int number, const HandlersRequest&) {
   json::ValueWriter json;
   Begin(json, "handlers", number).Key("handlers").BeginArray();
-  for (const auto& handler : tracker_.GetAgent().Handlers()) {
+  for (const auto& handler : ListHandlers()) {
     json.BeginObject().Member("handler", handler.app_id);
     WriteTypes(json, handler.request_types);
     json.EndObject();
@@ -123,8 +120,8 @@ void StdioAgent::OnOutcome(const char* event, const Outcome& outcome) {
 
 void StdioAgent::OnUpdate(const Agent::Update& update) {
   json::ValueWriter json;
-  Begin(json, tools::NameOf(update.type)).Member("handler", update.app_id);
-  WriteTypes(json, update.request_types);
+  Begin(json, tools::NameOf(update.type)).Member("handler", update.handler.app_id);
+  WriteTypes(json, update.handler.request_types);
   output_.Write(json.EndObject().Text());
 }
 

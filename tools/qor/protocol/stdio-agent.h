@@ -8,7 +8,7 @@
 #include <string_view>
 
 #include "agent/command-tracker.h"
-#include "agent/stop-signals.h"
+#include "base/stop-signals.h"
 #include "qor/protocol/line-reader.h"
 #include "qor/protocol/line-writer.h"
 #include "qor/protocol/request.h"

@@ -1,9 +1,10 @@
 // Copyright 2026 The qor-handler-manager authors
 // SPDX-License-Identifier: Apache-2.0
 
-#ifndef QOR_TOOLS_AGENT_PROCESS_H_
-#define QOR_TOOLS_AGENT_PROCESS_H_
+#ifndef QOR_TOOLS_BASE_PROCESS_H_
+#define QOR_TOOLS_BASE_PROCESS_H_
 
+#include <chrono>
 #include <string>
 #include <vector>
 
@@ -24,7 +25,8 @@ std::string CommandLine(const std::vector<std::string>& arguments);
 
 // Runs a program while the main loop runs, and kills it when the limit expires. `arguments` begin
 // with the program.
-ProcessResult RunProcess(const std::vector<std::string>& arguments, double limit_seconds);
+ProcessResult RunProcess(const std::vector<std::string>& arguments,
+                         std::chrono::duration<double> limit);
 
 }  // namespace tools
 

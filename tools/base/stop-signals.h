@@ -1,8 +1,8 @@
 // Copyright 2026 The qor-handler-manager authors
 // SPDX-License-Identifier: Apache-2.0
 
-#ifndef QOR_TOOLS_AGENT_STOP_SIGNALS_H_
-#define QOR_TOOLS_AGENT_STOP_SIGNALS_H_
+#ifndef QOR_TOOLS_BASE_STOP_SIGNALS_H_
+#define QOR_TOOLS_BASE_STOP_SIGNALS_H_
 
 #include <Ecore.h>
 

@@ -1,7 +1,7 @@
 // Copyright 2026 The qor-handler-manager authors
 // SPDX-License-Identifier: Apache-2.0
 
-#include "agent/stop-signals.h"
+#include "base/stop-signals.h"
 
 #include <csignal>
 

@@ -1,11 +1,11 @@
 // Copyright 2026 The qor-handler-manager authors
 // SPDX-License-Identifier: Apache-2.0
 
-#include "agent/process.h"
+#include "base/process.h"
 
 #include <Ecore.h>
 
-#include "agent/agent.h"
+#include "base/run-until.h"
 
 namespace tools {
 
@@ -71,14 +71,15 @@ std::string CommandLine(const std::vector<std::string>& arguments) {
   return command;
 }
 
-ProcessResult RunProcess(const std::vector<std::string>& arguments, double limit_seconds) {
+ProcessResult RunProcess(const std::vector<std::string>& arguments,
+                         std::chrono::duration<double> limit) {
   Run run;
   const Listener listener(run);
   run.process = ecore_exe_pipe_run(
       CommandLine(arguments).c_str(),
       static_cast<Ecore_Exe_Flags>(ECORE_EXE_PIPE_READ | ECORE_EXE_PIPE_ERROR), nullptr);
   if (run.process == nullptr) return run.result;
-  if (!RunUntil([&run] { return run.ended; }, limit_seconds)) ecore_exe_kill(run.process);
+  if (!RunUntil([&run] { return run.ended; }, limit)) ecore_exe_kill(run.process);
   return run.result;
 }
 
