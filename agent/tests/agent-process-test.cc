@@ -176,7 +176,7 @@ TEST_F(AgentProcess, IsNotOpenedWhenEcoreIsOutOfMemory) {
 
 TEST_F(AgentProcess, GoesOnWithCommandsOfAKilledProcess) {
   {
-    end_to_end::LiveProcess agent({BuildFolder() + "/examples/example-agent-durable",
+    end_to_end::LiveProcess agent({BuildFolder() + "/examples/example-agent-poll",
                                    settings_.journal, "text.upper", "\"kept\""});
     ASSERT_TRUE(agent.AwaitOutput("submitted"));
     agent.Kill();

@@ -21,6 +21,7 @@ fi
 release=$(. /etc/os-release && echo "$VERSION_CODENAME")
 packages=libc6-dev,libstdc++-12-dev,libefl-all-dev,rapidjson-dev,libyaml-cpp-dev,libsqlite3-dev
 packages+=,libsodium-dev,libpugixml-dev,libarchive-dev,libcli11-dev,libgtest-dev,libgmock-dev
+packages+=,libglib2.0-dev,libuv1-dev,qt6-base-dev
 if [ "$(cat "$sysroot/packages" 2>/dev/null)" != "$release $packages" ]; then
   echo "==> sysroot $sysroot"
   rm -rf "$sysroot"
