@@ -21,7 +21,7 @@
 #include "platform/linux/common/file-lock.h"
 #include "platform/linux/common/package-database.h"
 #include "platform/linux/common/root-folder.h"
-#include "platform/linux/package-manager/operation.h"
+#include "platform/linux/package-manager/staging.h"
 #include "target.h"
 
 namespace {

@@ -60,7 +60,7 @@ UniqueFd LockFile(const std::string& path) {
       return file;
     }
     // The previous holder may have removed the file after it was opened here. A lock on a removed
-    // file excludes nobody.
+    // file excludes no other process.
     if (IsAt(path, file.Get())) return file;
   }
 }

@@ -6,7 +6,7 @@
 #include "platform/linux/common/package-database.h"
 #include "platform/linux/common/process-handle.h"
 #include "platform/linux/common/root-folder.h"
-#include "platform/linux/package-manager/operation.h"
+#include "platform/linux/package-manager/staging.h"
 
 namespace platform {
 

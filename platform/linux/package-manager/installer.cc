@@ -9,9 +9,9 @@
 #include "platform/linux/common/package-database.h"
 #include "platform/linux/package-manager/errors.h"
 #include "platform/linux/package-manager/manifest.h"
-#include "platform/linux/package-manager/operation.h"
 #include "platform/linux/package-manager/package-source.h"
 #include "platform/linux/package-manager/staging-writer.h"
+#include "platform/linux/package-manager/staging.h"
 
 namespace platform {
 
@@ -43,19 +43,19 @@ void Installer::RunWithEvents(const std::function<void()>& steps) {
 
 void Installer::Install(const std::string& path) {
   const InstallLock lock;
-  // Optional, so that the operation can end before the completed event is sent.
-  std::optional<Operation> operation(std::in_place);
-  StagingWriter writer(operation->ContentFolder(), path, PackageLimits());
+  // Optional, so that it can be destroyed before the completed event is sent.
+  std::optional<StagingEntry> staging(std::in_place);
+  StagingWriter writer(staging->ContentFolder(), path, PackageLimits());
   CopyPackage(path, &writer);
   writer.Finish();
-  PackageRecord package = ReadManifest(operation->ContentFolder(), path);
+  PackageRecord package = ReadManifest(staging->ContentFolder(), path);
   const auto installed = FindPackage(package.id);
   // Only now is the package known to be valid and its id known. From here on there are events.
   event_.package_id = package.id;
   event_.type = installed ? PACKAGE_MANAGER_EVENT_TYPE_UPDATE : PACKAGE_MANAGER_EVENT_TYPE_INSTALL;
   RunWithEvents([&] {
-    operation->SetPackage(package.id, installed.get());
-    package.root_path = operation->MoveContentToPackages();
+    staging->SetPackage(package.id, installed.get());
+    package.root_path = staging->MoveContentToPackages();
     for (ApplicationRecord& application : package.applications)
       application.executable = package.root_path + "/" + application.executable;
     // An update keeps the package preloaded.
@@ -63,7 +63,7 @@ void Installer::Install(const std::string& path) {
     Send(PACKAGE_MANAGER_EVENT_STATE_PROCESSING, 50);
     StorePackage(package);
     // Terminates the old version's processes and removes its files before the completed event.
-    operation.reset();
+    staging.reset();
   });
 }
 
@@ -75,8 +75,8 @@ void Installer::Uninstall(const std::string& package_id) {
   event_.package_type = installed->type;
   event_.type = PACKAGE_MANAGER_EVENT_TYPE_UNINSTALL;
   RunWithEvents([&] {
-    Operation operation;
-    operation.SetPackage(package_id, installed.get());
+    StagingEntry staging;
+    staging.SetPackage(package_id, installed.get());
     Send(PACKAGE_MANAGER_EVENT_STATE_PROCESSING, 50);
     RemovePackage(package_id);
   });

@@ -12,7 +12,7 @@
 #include <system_error>
 #include <thread>
 
-#include "platform/linux/package-manager/operation.h"
+#include "platform/linux/package-manager/staging.h"
 #include "platform/linux/tests/support/platform-test.h"
 
 namespace platform {

@@ -1,8 +1,8 @@
 // Copyright 2026 The qor-handler-manager authors
 // SPDX-License-Identifier: Apache-2.0
 
-#ifndef PLATFORM_LINUX_PACKAGE_MANAGER_OPERATION_H_
-#define PLATFORM_LINUX_PACKAGE_MANAGER_OPERATION_H_
+#ifndef PLATFORM_LINUX_PACKAGE_MANAGER_STAGING_H_
+#define PLATFORM_LINUX_PACKAGE_MANAGER_STAGING_H_
 
 #include <chrono>
 #include <string>
@@ -34,14 +34,15 @@ class InstallLock {
   UniqueFd file_;
 };
 
-// The files of one operation. Exists only while the install lock is held.
-class Operation {
+// The entry of the running operation in the staging folder, and the package's new files in it.
+// Exists only while the install lock is held.
+class StagingEntry {
  public:
-  Operation();
+  StagingEntry();
   // Terminates the processes of generations that are not installed and removes their files.
-  ~Operation();
-  Operation(const Operation&) = delete;
-  Operation& operator=(const Operation&) = delete;
+  ~StagingEntry();
+  StagingEntry(const StagingEntry&) = delete;
+  StagingEntry& operator=(const StagingEntry&) = delete;
 
   // Returns an empty folder for the package's new files.
   std::string ContentFolder() const { return entry_ + "/content"; }

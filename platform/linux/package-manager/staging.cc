@@ -1,7 +1,7 @@
 // Copyright 2026 The qor-handler-manager authors
 // SPDX-License-Identifier: Apache-2.0
 
-#include "platform/linux/package-manager/operation.h"
+#include "platform/linux/package-manager/staging.h"
 
 #include <sys/stat.h>
 #include <time.h>
@@ -92,12 +92,13 @@ InstallLock::InstallLock(std::chrono::milliseconds timeout) {
   }
 }
 
-Operation::Operation() : generation_(NewGeneration()), entry_(StagingFolder() + "/" + generation_) {
+StagingEntry::StagingEntry()
+    : generation_(NewGeneration()), entry_(StagingFolder() + "/" + generation_) {
   MakeFolder(entry_);
   MakeFolder(ContentFolder());
 }
 
-Operation::~Operation() {
+StagingEntry::~StagingEntry() {
   try {
     FinishOperation(entry_);
   } catch (...) {
@@ -106,7 +107,7 @@ Operation::~Operation() {
   }
 }
 
-void Operation::SetPackage(const std::string& package_id, const PackageRecord* installed) {
+void StagingEntry::SetPackage(const std::string& package_id, const PackageRecord* installed) {
   if (installed != nullptr) {
     MakeFolder(entry_ + kApplications);
     for (const ApplicationRecord& application : installed->applications)
@@ -115,14 +116,14 @@ void Operation::SetPackage(const std::string& package_id, const PackageRecord* i
     SyncFolder(entry_ + kApplications);
   }
   SyncFolder(entry_);
-  const std::string entry_of_package = entry_ + "@" + package_id;
-  Rename(entry_, entry_of_package);
-  entry_ = entry_of_package;
+  const std::string renamed = entry_ + "@" + package_id;
+  Rename(entry_, renamed);
+  entry_ = renamed;
   SyncFolder(StagingFolder());
   package_folder_ = PackagesFolder() + "/" + package_id;
 }
 
-std::string Operation::MoveContentToPackages() {
+std::string StagingEntry::MoveContentToPackages() {
   MakeFolder(package_folder_);
   std::string path = package_folder_ + "/" + generation_;
   Rename(ContentFolder(), path);
