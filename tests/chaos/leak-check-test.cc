@@ -13,9 +13,9 @@
 #include <filesystem>
 #include <fstream>
 
-#include "child-process.h"
 #include "platform/linux/common/file-lock.h"
 #include "platform/linux/common/unix-socket.h"
+#include "platform/linux/tests/support/child-process.h"
 
 namespace chaos {
 namespace {
@@ -59,7 +59,7 @@ TEST_F(LeakCheckTest, ReportsProcesses) {
   int ends[2];
   ASSERT_EQ(pipe2(ends, O_CLOEXEC), 0);
   // Returns when the process has executed the program.
-  const pid_t pid = StartChildProcess({program}, {}, "/dev/null", ends[0]);
+  const pid_t pid = platform::test::StartChildProcess({program}, {}, "/dev/null", ends[0]);
   EXPECT_THAT(FindLeaks(root_),
               UnorderedElementsAre("file program", "process " + std::to_string(pid)));
   close(ends[0]);

@@ -17,11 +17,12 @@
 #include <system_error>
 #include <utility>
 
-#include "child-process.h"
 #include "crash-handler.h"
 #include "handlers.h"
 #include "platform/linux/common/package-database.h"
 #include "platform/linux/common/process-handle.h"
+#include "platform/linux/tests/support/child-process.h"
+#include "process-status.h"
 #include "timeouts.h"
 
 namespace chaos {
@@ -118,7 +119,7 @@ void Supervisor::StartAgent(int execution_timeout, int connection_timeout) {
   }
   agent_input_ = ends[0];
   fcntl(agent_input_, F_SETFL, O_NONBLOCK);
-  agent_ = StartChildProcess(
+  agent_ = platform::test::StartChildProcess(
       {programs_.agent, folder_.History(), agent_timeouts_[0], agent_timeouts_[1]},
       {"LD_PRELOAD=" + programs_.recorder, "QOR_RECORD_FILE=" + folder_.History()}, folder_.Log(),
       ends[1]);
@@ -236,8 +237,8 @@ void Supervisor::WriteToAgent(const std::string& line) {
 pid_t Supervisor::StartOperation(const std::string& operation, const std::string& argument,
                                  bool may_fail) {
   if (operations_.size() >= kMaxOperations) return 0;
-  const pid_t pid =
-      StartChildProcess({programs_.tool, "package", operation, argument}, {}, folder_.Log(), -1);
+  const pid_t pid = platform::test::StartChildProcess(
+      {programs_.tool, "package", operation, argument}, {}, folder_.Log(), -1);
   operations_[pid] = {operation + " " + argument, may_fail};
   writer_.Write("package " + operation, argument);
   return pid;

@@ -20,6 +20,7 @@
 #include "platform/linux/common/message.h"
 #include "platform/linux/common/package-database.h"
 #include "platform/linux/common/root-folder.h"
+#include "platform/linux/tests/support/child-process.h"
 #include "platform/linux/tests/support/platform-test.h"
 #include "platform/linux/tests/support/program.h"
 
@@ -180,7 +181,7 @@ TEST_F(LaunchTest, ExitsWhenCreateCallbackFails) {
 }
 
 TEST_F(LaunchTest, ReturnsAppNotFoundForUnknownApplication) {
-  EXPECT_EQ(Send("nobody", "text", "x"), APP_CONTROL_ERROR_APP_NOT_FOUND);
+  EXPECT_EQ(Send("org.test.missing", "text", "x"), APP_CONTROL_ERROR_APP_NOT_FOUND);
 }
 
 TEST_F(LaunchTest, RejectsRequestWithoutApplicationId) {
@@ -223,16 +224,12 @@ TEST_F(LaunchTest, IdentifiesCallerToReceiver) {
   ASSERT_EQ(Install(sender), PACKAGE_MANAGER_ERROR_NONE);
   int pipe_ends[2];
   ASSERT_EQ(pipe(pipe_ends), 0);
-  const int standard_input = dup(STDIN_FILENO);
-  dup2(pipe_ends[0], STDIN_FILENO);
   fcntl(pipe_ends[1], F_SETFD, FD_CLOEXEC);
-  const pid_t tool =
-      test::Start(FindApplication("org.test.sender.app")->executable, {"launch", kAppId});
+  const pid_t tool = test::StartChildProcess(
+      {FindApplication("org.test.sender.app")->executable, "launch", kAppId}, {}, "", pipe_ends[0]);
   EXPECT_EQ(NextReport(), "caller org.test.sender.app");
   close(pipe_ends[1]);
   EXPECT_EQ(test::Await(tool), 0);
-  dup2(standard_input, STDIN_FILENO);
-  close(standard_input);
   close(pipe_ends[0]);
 }
 
@@ -285,14 +282,14 @@ TEST_F(LaunchTest, SendsNoRequestToAnotherProcessOnItsSocket) {
   for (const char* text : {"start", "again"}) {
     // The second time while the application is running.
     std::filesystem::remove(folder + "/" + kAppId);
-    const UniqueFd thief = ListenAt(folder, kAppId);
-    ASSERT_TRUE(thief);
+    const UniqueFd impostor = ListenAt(folder, kAppId);
+    ASSERT_TRUE(impostor);
     EXPECT_EQ(Send(kAppId, "text", text), APP_CONTROL_ERROR_NONE);
     EXPECT_GT(CreatedProcess(), 0);
     EXPECT_EQ(NextReport(), std::string("request ") + text + " 5");
-    const UniqueFd stolen(accept(thief.Get(), nullptr, nullptr));
+    const UniqueFd connection(accept(impostor.Get(), nullptr, nullptr));
     char byte;
-    EXPECT_EQ(recv(stolen.Get(), &byte, 1, 0), 0) << "a request was sent";
+    EXPECT_EQ(recv(connection.Get(), &byte, 1, 0), 0) << "a request was sent";
     EXPECT_NE(Log().find("process " + std::to_string(getpid()) + " listens for " + kAppId),
               std::string::npos);
   }
@@ -386,9 +383,9 @@ TEST_F(LaunchTest, ServiceRejectsSecondRun) {
 }
 
 TEST_F(LaunchTest, ServiceRequiresLaunchByPlatform) {
-  EXPECT_EQ(test::Await(test::Start(ServiceProgram(), {})), 2);
+  EXPECT_EQ(test::Await(test::StartChildProcess({ServiceProgram()})), 2);
   setenv(kLaunchSocketVariable, "0", 1);
-  EXPECT_EQ(test::Await(test::Start(ServiceProgram(), {})), 2);
+  EXPECT_EQ(test::Await(test::StartChildProcess({ServiceProgram()})), 2);
   unsetenv(kLaunchSocketVariable);
   EXPECT_FALSE(HasReport());
 }

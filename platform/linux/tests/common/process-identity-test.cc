@@ -15,6 +15,7 @@
 
 #include "platform/linux/common/package-database.h"
 #include "platform/linux/common/process-handle.h"
+#include "platform/linux/tests/support/child-process.h"
 #include "platform/linux/tests/support/platform-test.h"
 #include "platform/linux/tests/support/program.h"
 
@@ -26,7 +27,7 @@ class ProcessIdentityTest : public test::PlatformTest {
   // Starts a copy of a program that runs until it is killed.
   pid_t StartCopy(const std::string& path) {
     std::filesystem::copy_file("/bin/sleep", path);
-    pid_ = test::Start(path, {"1000"});
+    pid_ = test::StartChildProcess({path, "1000"});
     // The kernel shows the environment slightly later than the executable.
     while (!ReadStartVariable(pid_, "QOR_PLATFORM_ROOT")) sched_yield();
     return pid_;
@@ -84,7 +85,7 @@ TEST_F(ProcessIdentityTest, IgnoresLaterChangesOfEnvironment) {
 
 TEST_F(ProcessIdentityTest, IgnoresEnvironmentOfInstalledApplication) {
   StoreApplication(Folder() + "/program");
-  setenv(kHostNameVariable, "somebody", 1);
+  setenv(kHostNameVariable, "custom", 1);
   EXPECT_EQ(IdentifyProcess(StartCopy(Folder() + "/program")).app_id, "p.app");
   unsetenv(kHostNameVariable);
   End();

@@ -9,6 +9,8 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include "platform/linux/tests/support/child-process.h"
+
 namespace platform::test {
 
 bool ModifiesFiles(const __ptrace_syscall_info& call) {
@@ -66,9 +68,7 @@ class SigchldBlocker {
 
 // Starts the program stopped and traced by this process.
 pid_t StartTraced(std::vector<std::string> arguments, const SigchldBlocker& blocker) {
-  std::vector<char*> pointers;
-  for (std::string& argument : arguments) pointers.push_back(argument.data());
-  pointers.push_back(nullptr);
+  const std::vector<char*> pointers = PointersTo(arguments);
   const pid_t pid = fork();
   if (pid == 0) {
     blocker.Restore();

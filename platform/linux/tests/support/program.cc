@@ -5,15 +5,16 @@
 
 #include <gtest/gtest.h>
 #include <poll.h>
-#include <spawn.h>
 #include <sys/syscall.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
 #include <cerrno>
 #include <csignal>
+#include <utility>
 
 #include "platform/linux/common/unix-socket.h"
+#include "platform/linux/tests/support/child-process.h"
 
 namespace platform::test {
 namespace {
@@ -28,17 +29,6 @@ bool EndsWithin(pid_t pid, int milliseconds) {
 }
 
 }  // namespace
-
-pid_t Start(const std::string& file, const std::vector<std::string>& arguments) {
-  std::vector<std::string> texts = {file};
-  texts.insert(texts.end(), arguments.begin(), arguments.end());
-  std::vector<char*> pointers;
-  for (std::string& text : texts) pointers.push_back(text.data());
-  pointers.push_back(nullptr);
-  pid_t pid = -1;
-  return posix_spawn(&pid, file.c_str(), nullptr, nullptr, pointers.data(), environ) == 0 ? pid
-                                                                                          : -1;
-}
 
 int Await(pid_t pid) {
   int status = 0;
@@ -58,7 +48,11 @@ bool AwaitEnd(pid_t pid) { return EndsWithin(pid, kTimeoutMs); }
 
 std::string ToolPath() { return TEST_TOOL; }
 
-pid_t StartTool(const std::vector<std::string>& arguments) { return Start(TEST_TOOL, arguments); }
+pid_t StartTool(const std::vector<std::string>& arguments) {
+  std::vector<std::string> command = {TEST_TOOL};
+  command.insert(command.end(), arguments.begin(), arguments.end());
+  return StartChildProcess(std::move(command));
+}
 
 int RunTool(const std::vector<std::string>& arguments) { return Await(StartTool(arguments)); }
 

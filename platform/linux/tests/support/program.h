@@ -11,9 +11,6 @@
 
 namespace platform::test {
 
-// Starts a program with this process's environment. -1 on failure.
-pid_t Start(const std::string& file, const std::vector<std::string>& arguments);
-
 // Waits for the exit of a child. Returns the exit status, or the negative number of the signal that
 // killed it.
 int Await(pid_t pid);

@@ -1,32 +1,23 @@
 // Copyright 2026 The qor-handler-manager authors
 // SPDX-License-Identifier: Apache-2.0
 
-#include "child-process.h"
+#include "platform/linux/tests/support/child-process.h"
 
 #include <fcntl.h>
 #include <signal.h>
 #include <spawn.h>
 #include <unistd.h>
 
-#include <cctype>
-#include <filesystem>
-#include <fstream>
-#include <iterator>
-#include <sstream>
 #include <system_error>
 
-namespace chaos {
+namespace platform::test {
 
-namespace {
-
-std::vector<char*> Pointers(std::vector<std::string>& texts) {
+std::vector<char*> PointersTo(std::vector<std::string>& texts) {
   std::vector<char*> pointers;
   for (std::string& text : texts) pointers.push_back(text.data());
   pointers.push_back(nullptr);
   return pointers;
 }
-
-}  // namespace
 
 pid_t StartChildProcess(std::vector<std::string> arguments, std::vector<std::string> variables,
                         const std::string& log, int input) {
@@ -40,9 +31,11 @@ pid_t StartChildProcess(std::vector<std::string> arguments, std::vector<std::str
   } else {
     posix_spawn_file_actions_addopen(&actions, STDIN_FILENO, "/dev/null", O_RDONLY, 0);
   }
-  posix_spawn_file_actions_addopen(&actions, STDOUT_FILENO, log.c_str(),
-                                   O_WRONLY | O_CREAT | O_APPEND, 0600);
-  posix_spawn_file_actions_adddup2(&actions, STDOUT_FILENO, STDERR_FILENO);
+  if (!log.empty()) {
+    posix_spawn_file_actions_addopen(&actions, STDOUT_FILENO, log.c_str(),
+                                     O_WRONLY | O_CREAT | O_APPEND, 0600);
+    posix_spawn_file_actions_adddup2(&actions, STDOUT_FILENO, STDERR_FILENO);
+  }
   posix_spawnattr_t attributes;
   posix_spawnattr_init(&attributes);
   sigset_t none;
@@ -54,37 +47,11 @@ pid_t StartChildProcess(std::vector<std::string> arguments, std::vector<std::str
   posix_spawnattr_setflags(&attributes, POSIX_SPAWN_SETSIGMASK | POSIX_SPAWN_SETSIGDEF);
   pid_t pid = -1;
   const int reason = posix_spawn(&pid, arguments[0].c_str(), &actions, &attributes,
-                                 Pointers(arguments).data(), Pointers(variables).data());
+                                 PointersTo(arguments).data(), PointersTo(variables).data());
   posix_spawnattr_destroy(&attributes);
   posix_spawn_file_actions_destroy(&actions);
   if (reason != 0) throw std::system_error(reason, std::generic_category(), arguments[0]);
   return pid;
 }
 
-long ResidentKilobytes(pid_t pid) {
-  std::ifstream file("/proc/" + std::to_string(pid) + "/statm");
-  long size = 0;
-  long resident = 0;
-  file >> size >> resident;
-  return resident * (sysconf(_SC_PAGESIZE) / 1024);
-}
-
-int ZombiesOf(pid_t parent) {
-  int zombies = 0;
-  for (const auto& entry : std::filesystem::directory_iterator("/proc")) {
-    if (std::isdigit(static_cast<unsigned char>(entry.path().filename().string()[0])) == 0)
-      continue;
-    std::ifstream file(entry.path() / "stat");
-    const std::string text{std::istreambuf_iterator<char>(file), {}};
-    // The name is in parentheses and may contain any character, so the last one ends it.
-    const auto end = text.rfind(')');
-    if (end == std::string::npos) continue;
-    std::istringstream rest(text.substr(end + 1));
-    char state = ' ';
-    pid_t owner = 0;
-    if (rest >> state >> owner && state == 'Z' && owner == parent) ++zombies;
-  }
-  return zombies;
-}
-
-}  // namespace chaos
+}  // namespace platform::test
