@@ -29,12 +29,12 @@ class AnswerFiles : public end_to_end::EndToEndTest {
   std::string File() const { return Root() + "/data/org.example.text.handler/.qor-answers.db"; }
 
   // Expects the handler to execute commands after a new launch.
-  void ExpectService(const std::string& what) {
+  void ExpectService(const std::string& description) {
     for (const char* number : {"2", "3"}) {
-      EXPECT_EQ(Execute(what + number, "text.echo", number).result, number) << what;
+      EXPECT_EQ(Execute(description + number, "text.echo", number).result, number) << description;
     }
   }
-  void EndHandler() {
+  void ReinstallHandler() {
     Uninstall("org.example.text");
     Install("text");
     fs::create_directories(fs::path(File()).parent_path());
@@ -67,15 +67,15 @@ TEST_F(AnswerFiles, InvalidFilesDoNotStopTheHandler) {
          fs::resize_file(File(), std::uintmax_t{1} << 40);
        }},
   };
-  for (const auto& [what, make] : cases) {
-    EndHandler();
+  for (const auto& [description, make] : cases) {
+    ReinstallHandler();
     make();
-    ExpectService(what);
+    ExpectService(description);
   }
 }
 
 TEST_F(AnswerFiles, LockHeldByAnotherProcessDelaysHandlerOnce) {
-  EndHandler();
+  ReinstallHandler();
   ExpectService("before");
   {
     sqlite::Database other(File(), sqlite::Database::Mode::kExisting);
@@ -90,7 +90,7 @@ TEST_F(AnswerFiles, LockHeldByAnotherProcessDelaysHandlerOnce) {
 }
 
 TEST_F(AnswerFiles, LockHeldBeforeStartDelaysHandlerOnce) {
-  EndHandler();
+  ReinstallHandler();
   sqlite::Database other(File(), sqlite::Database::Mode::kCreate);
   other.Execute("PRAGMA locking_mode = EXCLUSIVE; BEGIN EXCLUSIVE");
   for (int i = 0; i < 500; ++i) {

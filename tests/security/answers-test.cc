@@ -13,7 +13,7 @@ namespace security {
 namespace {
 
 constexpr char kVictim[] = "org.example.victim";
-constexpr char kThief[] = "org.example.thief";
+constexpr char kAttacker[] = "org.example.attacker";
 
 class Answers : public SecurityTest {
  protected:
@@ -29,40 +29,40 @@ class Answers : public SecurityTest {
 
 TEST_F(Answers, OfAnotherHandlerReachClientButCompleteNoCommand) {
   Peer victim(InstallAttacker(kVictim));
-  Peer thief(InstallAttacker(kThief));
+  Peer attacker(InstallAttacker(kAttacker));
   Connect(victim);
   ASSERT_EQ(GetAgent().Send("secret", kVictim, "payload"), 0);
   EXPECT_EQ(victim.Ask("next"), "secret org.example.victim");
   // Fetching commands does not return the pending command of the other handler.
-  Connect(thief);
-  EXPECT_EQ(thief.Ask("fetch"), "sent");
-  EXPECT_EQ(thief.Ask("ask secret 60"), "reply false");
-  EXPECT_EQ(thief.Ask("waiting"), "0");
-  EXPECT_EQ(thief.Ask("result secret stolen"), "reply true");
-  EXPECT_EQ(ResultsOf("secret"), (std::vector<std::string>{"stolen"}));
+  Connect(attacker);
+  EXPECT_EQ(attacker.Ask("fetch"), "sent");
+  EXPECT_EQ(attacker.Ask("ask secret 60"), "reply false");
+  EXPECT_EQ(attacker.Ask("waiting"), "0");
+  EXPECT_EQ(attacker.Ask("result secret forged"), "reply true");
+  EXPECT_EQ(ResultsOf("secret"), (std::vector<std::string>{"forged"}));
   // The command is still pending.
   EXPECT_EQ(GetAgent().Send("secret", kVictim, ""), QOR_HANDLER_MANAGER_ERROR_UNKNOWN);
   EXPECT_EQ(victim.Ask("ask secret 60"), "reply true");
   EXPECT_EQ(victim.Ask("result secret own"), "reply true");
-  EXPECT_EQ(ResultsOf("secret"), (std::vector<std::string>{"stolen", "own"}));
+  EXPECT_EQ(ResultsOf("secret"), (std::vector<std::string>{"forged", "own"}));
   EXPECT_EQ(victim.Ask("ask secret 60"), "reply false");
   ExpectHonestHandlerServes();
 }
 
 TEST_F(Answers, TruncatedAnswerCompletesOnlyTheOwnCommand) {
   Peer victim(InstallAttacker(kVictim));
-  Peer thief(InstallAttacker(kThief));
+  Peer attacker(InstallAttacker(kAttacker));
   Connect(victim);
-  Connect(thief);
+  Connect(attacker);
   ASSERT_EQ(GetAgent().Send("secret", kVictim, ""), 0);
-  ASSERT_EQ(GetAgent().Send("bait", kThief, ""), 0);
-  EXPECT_EQ(thief.Ask("next"), "bait org.example.thief");
-  EXPECT_EQ(thief.Ask("begin-result bait"), "reply true");
-  const auto response = AwaitResponse("bait");
+  ASSERT_EQ(GetAgent().Send("own", kAttacker, ""), 0);
+  EXPECT_EQ(attacker.Ask("next"), "own org.example.attacker");
+  EXPECT_EQ(attacker.Ask("begin-result own"), "reply true");
+  const auto response = AwaitResponse("own");
   EXPECT_EQ(response.status, QOR_REQUEST_STATUS_SUCCESS);
   EXPECT_EQ(response.result, "");
   EXPECT_EQ(response.error, "");
-  EXPECT_EQ(thief.Ask("ask bait 60"), "reply false");
+  EXPECT_EQ(attacker.Ask("ask own 60"), "reply false");
   EXPECT_EQ(victim.Ask("ask secret 60"), "reply true");
   ExpectHonestHandlerServes();
 }
@@ -72,12 +72,12 @@ TEST_F(Answers, OfUnregisteredApplicationAreDropped) {
   Connect(victim);
   ASSERT_EQ(GetAgent().Send("secret", kVictim, ""), 0);
   EXPECT_EQ(victim.Ask("next"), "secret org.example.victim");
-  Peer thief(InstallNonHandler(kThief));
+  Peer attacker(InstallNonHandler(kAttacker));
   ExpectOneLine("Received FetchCommands request from non-registered handler",
-                [&] { Connect(thief); });
-  EXPECT_EQ(thief.Ask("waiting"), "0");
+                [&] { Connect(attacker); });
+  EXPECT_EQ(attacker.Ask("waiting"), "0");
   ExpectOneLine("Received SendResult request from non-registered handler",
-                [&] { EXPECT_EQ(thief.Ask("result secret stolen"), "reply true"); });
+                [&] { EXPECT_EQ(attacker.Ask("result secret forged"), "reply true"); });
   EXPECT_EQ(ResultsOf("secret"), std::vector<std::string>());
 }
 
@@ -85,17 +85,17 @@ TEST_F(Answers, NanExtensionLeavesTimersOfOthersRunning) {
   constexpr int kTimeout = 1000;
   StopAgent();
   StartAgent(kTimeout, kTimeout);
-  Peer thief(InstallAttacker(kThief));
-  Connect(thief);
-  ASSERT_EQ(GetAgent().Send("bait", kThief, ""), 0);
-  ASSERT_EQ(thief.Ask("next"), "bait org.example.thief");
+  Peer attacker(InstallAttacker(kAttacker));
+  Connect(attacker);
+  ASSERT_EQ(GetAgent().Send("own", kAttacker, ""), 0);
+  ASSERT_EQ(attacker.Ask("next"), "own org.example.attacker");
   for (const char* seconds : {"nan", "-nan"}) {
-    EXPECT_EQ(thief.Ask(std::string("ask bait ") + seconds), "reply false");
+    EXPECT_EQ(attacker.Ask(std::string("ask own ") + seconds), "reply false");
   }
   Peer victim(InstallAttacker(kVictim));
   Connect(victim);
   ASSERT_EQ(GetAgent().Send("secret", kVictim, ""), 0);
-  EXPECT_EQ(AwaitResponse("bait").status, QOR_REQUEST_STATUS_FAILED);
+  EXPECT_EQ(AwaitResponse("own").status, QOR_REQUEST_STATUS_FAILED);
   EXPECT_EQ(AwaitResponse("secret").status, QOR_REQUEST_STATUS_FAILED);
 }
 

@@ -1,7 +1,7 @@
 // Copyright 2026 The qor-handler-manager authors
 // SPDX-License-Identifier: Apache-2.0
 
-// A handler that follows the protocol only as far as the test tells it, without the SDK and without
+// A handler that follows the protocol only as far as the test commands, without the SDK and without
 // the checks of the platform's own client side. Reads commands from standard input and prints the
 // outcome of each on standard output, one line each. A single argument is printed first. Two
 // arguments are the descriptors of its connections from before an exec.
@@ -108,7 +108,7 @@ class Attacker {
     if (verb == "join-with")
       return Handshake(callback_ = ConnectTo(first), {true, TokenOf(second)});
     // Calls. Arguments: a uuid, a text or seconds.
-    if (verb == "fetch") return Send(main_, wire::Registration()) ? "sent" : "gone";
+    if (verb == "fetch") return Send(main_, wire::Registration()) ? "sent" : "disconnected";
     if (verb == "result") return Call(wire::Result(first, {true, second}));
     if (verb == "begin-result") return Call(BeginOfResult(first));
     if (verb == "result-and-exit") return ResultAndExit(first);
@@ -146,13 +146,13 @@ class Attacker {
     if (verb == "hold") return Hold(first);
     if (verb == "hold-bytes") return HoldBytes(first);
     if (verb == "stop") return raise(SIGSTOP) == 0 ? "continued" : "";
-    // The process executes another program while a child keeps the connections and continues to
+    // The process executes another program, while a child keeps the connections and continues to
     // read commands. Arguments: the agent's id, the program.
-    if (verb == "lend") return Lend(first, second, false);
-    if (verb == "lend-after-hello") return Lend(first, second, true);
-    if (verb == "handshake-lent") return Handshake(main_, rpc::Hello{});
-    if (verb == "reply-lent") return ReceiveReply(main_);
-    if (verb == "join-lent") return Handshake(callback_, {true, token_});
+    if (verb == "exec-parent") return ExecInParent(first, second, false);
+    if (verb == "exec-parent-after-hello") return ExecInParent(first, second, true);
+    if (verb == "handshake-inherited") return Handshake(main_, rpc::Hello{});
+    if (verb == "reply-inherited") return ReceiveReply(main_);
+    if (verb == "join-inherited") return Handshake(callback_, {true, token_});
     if (verb == "fork") return Fork();
     // Namespaces. "cover" mounts this program at a path in a new mount namespace and executes it;
     // "enclose" continues in a new PID namespace.
@@ -174,17 +174,17 @@ class Attacker {
   std::string ReceiveReply(const UniqueFd& fd) {
     const auto frame = ReceiveFrame(fd);
     const auto answer = rpc::DecodeReply({frame.data(), frame.size()});
-    if (!answer) return "gone";
+    if (!answer) return "disconnected";
     if (!answer->is_accepted) return "rejected: " + answer->cause;
     token_ = answer->token;
     return "accepted";
   }
 
   std::string Call(const wire::Parcel& call) {
-    if (!Send(main_, call)) return "gone";
+    if (!Send(main_, call)) return "disconnected";
     const wire::Parcel parcel = ReceiveParcel(main_);
     const auto reply = parcel ? wire::ReadReply(parcel.get()) : std::nullopt;
-    if (!reply) return "gone";
+    if (!reply) return "disconnected";
     return *reply ? "reply true" : "reply false";
   }
 
@@ -196,7 +196,7 @@ class Attacker {
   std::string Next() {
     const wire::Parcel parcel = ReceiveParcel(callback_);
     const auto command = parcel ? wire::ReadDelivery(parcel.get()) : std::nullopt;
-    return command ? command->uuid + " " + command->type : "gone";
+    return command ? command->uuid + " " + command->type : "disconnected";
   }
 
   // Returns the number of unread bytes of the callback connection.
@@ -216,7 +216,7 @@ class Attacker {
     uint8_t byte;
     while (recv(callback_.Get(), &byte, 1, 0) > 0) {
     }
-    return "gone";
+    return "disconnected";
   }
 
   std::string Open(const std::string& agent, size_t count, bool completes_handshake) {
@@ -267,7 +267,7 @@ class Attacker {
     while (ForgeEvent(listener, PACKAGE_MANAGER_EVENT_TYPE_UNINSTALL, 0, package) ==
            "acknowledged") {
     }
-    return "gone";
+    return "disconnected";
   }
 
   std::string ReplaceListener(const std::string& app_id) {
@@ -296,7 +296,7 @@ class Attacker {
 
   // Sends calls in as few segments as possible, and never reads the replies.
   std::string Flood(size_t count) {
-    return Send(main_, Repeated(wire::ExtensionRequest("", 0), count)) ? "sent" : "gone";
+    return Send(main_, Repeated(wire::ExtensionRequest("", 0), count)) ? "sent" : "disconnected";
   }
 
   static std::vector<uint8_t> Repeated(const wire::Parcel& call, size_t count) {
@@ -318,25 +318,25 @@ class Attacker {
   std::string FloodOn() {
     const auto bytes = Repeated(wire::ExtensionRequest("", 0), 1000);
     while (Send(main_, bytes)) Drain();
-    return "gone";
+    return "disconnected";
   }
 
   // The same, one byte at a time.
   std::string DripOn() {
     const auto bytes = Repeated(wire::ExtensionRequest("", 0), 1);
     for (size_t i = 0; SendAll(main_, &bytes[i], 1); i = (i + 1) % bytes.size()) Drain();
-    return "gone";
+    return "disconnected";
   }
 
   std::string AskOn(size_t size) {
     const wire::Parcel call = wire::ExtensionRequest(std::string(size, 'u'), 0);
     while (Send(main_, call)) Drain();
-    return "gone";
+    return "disconnected";
   }
 
   std::string ConnectOn(const std::string& agent) {
     for (UniqueFd fd;; Handshake(fd, rpc::Hello{})) {
-      if (!(fd = ConnectTo(agent))) return "gone";
+      if (!(fd = ConnectTo(agent))) return "disconnected";
     }
   }
 
@@ -344,12 +344,13 @@ class Attacker {
   std::string RejectedOn(const std::string& agent) {
     for (;;) {
       const std::string answer = Handshake(ConnectTo(agent), {true, rpc::Token{}});
-      if (answer.rfind("refused", 0) != 0) return answer;
+      if (answer.rfind("rejected", 0) != 0) return answer;
     }
   }
 
   // The process executes another program, which reads from an idle pipe.
-  std::string Lend(const std::string& agent, const std::string& program, bool completes_handshake) {
+  std::string ExecInParent(const std::string& agent, const std::string& program,
+                           bool completes_handshake) {
     main_ = ConnectTo(agent);
     callback_ = ConnectTo(agent);
     if (completes_handshake) Send(main_, rpc::EncodeHello(rpc::Hello{}));
@@ -363,7 +364,7 @@ class Attacker {
     }
     close(executed[1]);
     char nothing;
-    return read(executed[0], &nothing, 1) == 0 ? "lent" : "not lent";
+    return read(executed[0], &nothing, 1) == 0 ? "executed" : "not executed";
   }
 
   // The child continues to read commands, while the parent waits for it.
@@ -374,7 +375,7 @@ class Attacker {
     _exit(0);
   }
 
-  // Uses a new user namespace if the process lacks the privilege.
+  // Creates a new user namespace as well if the process lacks the privilege.
   static bool Unshare(int flags) {
     return unshare(flags) == 0 || unshare(flags | CLONE_NEWUSER) == 0;
   }

@@ -103,13 +103,13 @@ TEST_F(Files, SymbolicLinksInPlaceOfFoldersAreRejected) {
 
 TEST_F(Files, FileInPlaceOfSocketIsReplaced) {
   const std::string socket = PortFolder() + "/CommandHandler";
-  const std::string precious = Root() + "/precious";
-  std::ofstream(precious) << "text";
+  const std::string target = Root() + "/target";
+  std::ofstream(target) << "text";
   for (const bool is_link : {false, true}) {
     StopAgent();
     fs::remove(socket);
     if (is_link) {
-      fs::create_symlink(precious, socket);
+      fs::create_symlink(target, socket);
     } else {
       std::ofstream(socket) << "no socket";
     }
@@ -117,13 +117,13 @@ TEST_F(Files, FileInPlaceOfSocketIsReplaced) {
     EXPECT_TRUE(fs::is_socket(fs::symlink_status(socket)));
     ExpectHonestHandlerServes();
   }
-  EXPECT_EQ(fs::file_size(precious), 4u);
+  EXPECT_EQ(fs::file_size(target), 4u);
 }
 
 TEST_F(Files, LockIsNotCreatedThroughSymbolicLink) {
   StopAgent();
   const std::string lock = PortFolder() + "/.CommandHandler.lock";
-  const std::string target = Root() + "/made-through-a-link";
+  const std::string target = Root() + "/link-target";
   fs::remove(lock);
   fs::create_symlink(target, lock);
   ExpectNoStart("Cannot lock \"" + lock + "\"");

@@ -29,7 +29,7 @@ TEST_F(Floods, CommandsToNonReadingHandlerCloseItsConnection) {
   Peer attacker(InstallAttacker(kId));
   Connect(attacker);
   ExpectOneLine(kSendQueueFull, [&] { SendTooMuch(); });
-  EXPECT_EQ(attacker.Ask("ask nothing 1"), "gone");
+  EXPECT_EQ(attacker.Ask("ask nothing 1"), "disconnected");
 }
 
 TEST_F(Floods, CommandsToStoppedHandlerCloseItsConnection) {
@@ -58,7 +58,7 @@ TEST_F(Floods, CommandsToSlowHandlerCloseItsConnection) {
 TEST_F(Floods, CallsDoNotStarveOtherHandlers) {
   Peer attacker(InstallAttacker(kId));
   Connect(attacker);
-  attacker.Tell("flood 100000");
+  attacker.Send("flood 100000");
   for (int i = 0; i < 20; ++i) ExpectHonestHandlerServes();
   EXPECT_EQ(attacker.NextLine(), "sent");
   ExpectHonestHandlerServes();

@@ -53,22 +53,22 @@ class ForeignText : public end_to_end::EndToEndTest {
     return R"(evil\e[2J\a\r\nFORGED \x9b31m\x85\u202edrow\u2066\u2069\u200f\u061c\u2028\u2029\x7f)";
   }
 
-  tools::ProcessResult Tool(const Arguments& words, const std::string& input = "") {
-    return Shell(Command(words) + InputOf(input));
+  tools::ProcessResult Tool(const Arguments& arguments, const std::string& input = "") {
+    return Shell(Command(arguments) + InputOf(input));
   }
   // On a terminal, which also receives standard error.
-  tools::ProcessResult RunOnTerminal(const Arguments& words, const std::string& input = "") {
-    return Shell("script -qec " + tools::ShellQuote(Command(words) + InputOf(input)) +
+  tools::ProcessResult RunOnTerminal(const Arguments& arguments, const std::string& input = "") {
+    return Shell("script -qec " + tools::ShellQuote(Command(arguments) + InputOf(input)) +
                  " /dev/null");
   }
 
-  void ExpectPrintable(const Arguments& words, const std::string& input = "") {
-    for (const auto& run : {Tool(words, input), RunOnTerminal(words, input)}) {
-      ExpectPrintable(run.output, words);
-      ExpectPrintable(run.errors, words);
+  void ExpectPrintable(const Arguments& arguments, const std::string& input = "") {
+    for (const auto& run : {Tool(arguments, input), RunOnTerminal(arguments, input)}) {
+      ExpectPrintable(run.output, arguments);
+      ExpectPrintable(run.errors, arguments);
     }
   }
-  static void ExpectPrintable(std::string output, const Arguments& words) {
+  static void ExpectPrintable(std::string output, const Arguments& arguments) {
     // The library's own colors, and the carriage returns added by the terminal.
     for (const char* own : {"\033[0;36m", "\033[0;32m", "\033[0;31m", "\033[0;m", "\r"}) {
       for (auto at = output.find(own); at != std::string::npos; at = output.find(own, at)) {
@@ -77,29 +77,29 @@ class ForeignText : public end_to_end::EndToEndTest {
     }
     std::istringstream lines(output);
     for (std::string line; std::getline(lines, line);) {
-      EXPECT_TRUE(text::IsPrintable(line)) << words[0] << ": " << text::Printable(line);
-      EXPECT_NE(line.rfind("FORGED", 0), 0u) << words[0] << ": " << line;
+      EXPECT_TRUE(text::IsPrintable(line)) << arguments[0] << ": " << text::Printable(line);
+      EXPECT_NE(line.rfind("FORGED", 0), 0u) << arguments[0] << ": " << line;
     }
   }
 
   // Expects each line of the text to be JSON in UTF-8.
-  static void ExpectJsonLines(const std::string& text, const Arguments& words) {
-    EXPECT_NE(text, "") << words[0];
+  static void ExpectJsonLines(const std::string& text, const Arguments& arguments) {
+    EXPECT_NE(text, "") << arguments[0];
     std::istringstream lines(text);
     for (std::string line; std::getline(lines, line);) {
       rapidjson::Document document;
       document.Parse<rapidjson::kParseValidateEncodingFlag | rapidjson::kParseFullPrecisionFlag>(
           line.data(), line.size());
-      EXPECT_FALSE(document.HasParseError()) << words[0] << ": " << text::Printable(line);
+      EXPECT_FALSE(document.HasParseError()) << arguments[0] << ": " << text::Printable(line);
     }
   }
 
   const std::string& PackagePath() const { return path_; }
 
  private:
-  static std::string Command(const Arguments& words) {
+  static std::string Command(const Arguments& arguments) {
     std::string command = BuildFolder() + "/tools/qor/qor";
-    for (const auto& word : words) command += " " + tools::ShellQuote(word);
+    for (const auto& word : arguments) command += " " + tools::ShellQuote(word);
     return command;
   }
   std::string InputOf(const std::string& input) const {
@@ -170,10 +170,10 @@ TEST_F(ForeignText, IsValidAndPrintableInJson) {
                                 {"send", "--json", "text.echo", kHostile},
                                 {"send", "--json", "--uuid", kHostile, "text.echo", "1"},
                                 {"agent"}};
-  for (const Arguments& words : commands) {
-    const auto run = Tool(words, lines);
-    ExpectJsonLines(run.output, words);
-    ExpectPrintable(run.output, words);
+  for (const Arguments& arguments : commands) {
+    const auto run = Tool(arguments, lines);
+    ExpectJsonLines(run.output, arguments);
+    ExpectPrintable(run.output, arguments);
   }
   const auto failed = Tool({"package", "show", "--json", kHostile});
   ExpectJsonLines(failed.errors, {"failure"});
@@ -183,14 +183,14 @@ TEST_F(ForeignText, IsValidAndPrintableInJson) {
   Tool({"record", "--format", "json", "-o", file, "--", BuildFolder() + "/tools/qor/qor", "send",
         "--uuid", kHostile, "text.echo", kHostile});
   for (const char* format : {"json", "trace", "html", "text"}) {
-    const Arguments words = {"record", "--format", format, "--from", file};
-    const auto run = Tool(words);
-    ExpectPrintable(run.output, words);
+    const Arguments arguments = {"record", "--format", format, "--from", file};
+    const auto run = Tool(arguments);
+    ExpectPrintable(run.output, arguments);
     if (format[0] == 'j' || format[1] == 'r') ExpectJsonLines(run.output, {format});
   }
 }
 
-TEST_F(ForeignText, RequestTypeWithControlCharactersIsAFinding) {
+TEST_F(ForeignText, RequestTypeWithControlCharactersIsReportedByCheck) {
   const auto run = Tool({"check", PackagePath()});
   EXPECT_NE(run.output.find("contains control characters or invalid UTF-8"), std::string::npos)
       << run.output;

@@ -1,7 +1,7 @@
 // Copyright 2026 The qor-handler-manager authors
 // SPDX-License-Identifier: Apache-2.0
 
-// An agent that follows the protocol only as far as the test tells it, without the library and
+// An agent that follows the protocol only as far as the test commands, without the library and
 // without the checks of the platform's own server side. Reads commands from standard input and
 // prints the outcome of each on standard output, one line each.
 
@@ -135,21 +135,22 @@ class HostileAgent {
     arguments >> first >> second;
     // Takes over the port where another process of the same name listens.
     if (verb == "listen") return Listen();
-    // An application that runs: asks it to connect.
+    // Asks a running application to connect.
     if (verb == "request") return Request(first);
-    // The next connection, which has said hello: all of the handshake, or none of it.
+    // Accepts the next connection: the whole handshake, without a reply to its hello, or the main
+    // connection only.
     if (verb == "accept") return Accept();
     if (verb == "half-open") return HalfOpen();
-    if (verb == "open-half-way") return OpenHalfWay();
-    // "main" or "callback", and the name of malformed bytes.
+    if (verb == "accept-main") return AcceptMainOnly();
+    // Arguments: "main" or "callback", and the name of malformed bytes.
     if (verb == "send") return SendMalformed(first, second);
-    // A uuid, and the payload's size.
+    // Arguments: a uuid and the size of the payload.
     if (verb == "deliver") return Deliver(first, std::stoul(second));
     if (verb == "result") return Result();
     if (verb == "begin-of-result") return BeginOfResult();
-    // How many commands, and the size of their payloads. Reads no results.
+    // Arguments: the number of commands and the size of their payloads. Reads no results.
     if (verb == "flood") return Flood(std::stoul(first), std::stoul(second));
-    // Whether a connection waits to be accepted.
+    // Reports whether a connection waits to be accepted.
     if (verb == "pending") return Pending();
     if (verb == "close") return Close();
     return "unknown verb";
@@ -194,7 +195,7 @@ class HostileAgent {
     return fd;
   }
 
-  // Skips the connections that the handler has given up meanwhile.
+  // Skips callback connections, which the handler has abandoned.
   bool AcceptMain() {
     rpc::Hello hello;
     do {
@@ -204,7 +205,7 @@ class HostileAgent {
   }
 
   std::string Accept() {
-    if (!AcceptMain()) return "gone";
+    if (!AcceptMain()) return "disconnected";
     const rpc::Token token = rpc::NewToken();
     Send(main_, rpc::EncodeReply({true, token, ""}));
     rpc::Hello hello;
@@ -215,13 +216,13 @@ class HostileAgent {
   }
 
   std::string HalfOpen() {
-    if (!AcceptMain()) return "gone";
+    if (!AcceptMain()) return "disconnected";
     return "half-open";
   }
 
   // The main connection is accepted, the callback connection is never answered.
-  std::string OpenHalfWay() {
-    if (!AcceptMain()) return "gone";
+  std::string AcceptMainOnly() {
+    if (!AcceptMain()) return "disconnected";
     Send(main_, rpc::EncodeReply({true, rpc::NewToken(), ""}));
     rpc::Hello hello;
     callback_ = AcceptHello(&hello);
@@ -231,12 +232,12 @@ class HostileAgent {
   std::string SendMalformed(const std::string& connection, const std::string& name) {
     const auto bytes = MalformedBytes(name);
     if (bytes.empty()) return "unknown name";
-    return Send(connection == "main" ? main_ : callback_, bytes) ? "sent" : "gone";
+    return Send(connection == "main" ? main_ : callback_, bytes) ? "sent" : "disconnected";
   }
 
   std::string Deliver(const std::string& uuid, size_t size) {
     const auto delivery = Delivery(uuid, "text.echo", "\"" + std::string(size, 'p') + "\"");
-    return Send(callback_, delivery) ? "sent" : "gone";
+    return Send(callback_, delivery) ? "sent" : "disconnected";
   }
 
   // Replies to calls until one is a result; prints the uuid.
@@ -244,7 +245,7 @@ class HostileAgent {
     constexpr int kSendResult = 3;
     for (;;) {
       const auto frame = ReceiveFrame(main_);
-      if (frame.empty()) return "gone";
+      if (frame.empty()) return "disconnected";
       rpc_port_parcel_h created = nullptr;
       rpc_port_parcel_create_from_raw(&created, frame.data(), static_cast<unsigned>(frame.size()));
       const wire::Parcel parcel(created);
@@ -259,10 +260,10 @@ class HostileAgent {
     }
   }
 
-  // Until the handler has begun to send something of some length.
+  // Returns when the handler has sent the beginning of a long result.
   std::string BeginOfResult() {
     std::vector<uint8_t> bytes(1000);
-    return security::ReceiveAll(main_, bytes.data(), bytes.size()) ? "begun" : "gone";
+    return security::ReceiveAll(main_, bytes.data(), bytes.size()) ? "begun" : "disconnected";
   }
 
   std::string Flood(size_t count, size_t size) {

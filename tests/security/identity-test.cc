@@ -131,7 +131,7 @@ TEST_F(Identity, ConnectionClosesAfterExec) {
     // The agent inspects the executable at most once a second.
     std::string answer = "reply false";
     while (answer == "reply false") answer = attacker.Ask("ask nothing 1");
-    EXPECT_EQ(answer, "gone");
+    EXPECT_EQ(answer, "disconnected");
   });
   ExpectOneLine("rejected host.attacker (process",
                 [&] { EXPECT_EQ(Handshake(attacker), "rejected: not an installed application"); });
@@ -146,7 +146,7 @@ TEST_F(Identity, LastDataOfExitedProcessIsAccepted) {
   const auto begin = std::chrono::steady_clock::now();
   while (std::chrono::steady_clock::now() - begin < std::chrono::seconds(1))
     ExpectHonestHandlerServes();
-  attacker.Tell("result-and-exit own");
+  attacker.Send("result-and-exit own");
   EXPECT_EQ(attacker.NextLineWithoutLoop(), "");
   attacker.Kill();
   EXPECT_EQ(AwaitResponse("own").result, "last");
@@ -157,23 +157,23 @@ TEST_F(Identity, RejectsDataOfChildProcess) {
   Connect(attacker);
   EXPECT_EQ(attacker.Ask("fork"), "forked");
   ExpectOneLine("org.example.attacker sent bytes from another process",
-                [&] { EXPECT_EQ(attacker.Ask("ask nothing 1"), "gone"); });
+                [&] { EXPECT_EQ(attacker.Ask("ask nothing 1"), "disconnected"); });
 }
 
 TEST_F(Identity, RejectsHandshakeOfChildAfterExecOfParent) {
   const std::string victim = InstallAttacker(kId);
   // The child sends the hello, and the peer credentials name the process that runs the victim.
   Peer attacker;
-  EXPECT_EQ(attacker.Ask("lend " + AgentId() + " " + victim), "lent");
+  EXPECT_EQ(attacker.Ask("exec-parent " + AgentId() + " " + victim), "executed");
   ExpectOneLine("sent bytes from another process, connection closed",
-                [&] { EXPECT_EQ(attacker.Ask("handshake-lent"), "gone"); });
+                [&] { EXPECT_EQ(attacker.Ask("handshake-inherited"), "disconnected"); });
   // The process itself completed the handshake before, and the child knows the token.
   Peer second;
-  second.Tell("lend-after-hello " + AgentId() + " " + victim);
-  EXPECT_EQ(second.NextLineWithoutLoop(), "lent");
-  EXPECT_EQ(second.Ask("reply-lent"), "accepted");
+  second.Send("exec-parent-after-hello " + AgentId() + " " + victim);
+  EXPECT_EQ(second.NextLineWithoutLoop(), "executed");
+  EXPECT_EQ(second.Ask("reply-inherited"), "accepted");
   ExpectOneLine("sent bytes from another process, connection closed",
-                [&] { EXPECT_EQ(second.Ask("join-lent"), "gone"); });
+                [&] { EXPECT_EQ(second.Ask("join-inherited"), "disconnected"); });
   EXPECT_EQ(GetAgent().Send("secret", kId, ""), QOR_HANDLER_MANAGER_ERROR_NONE);
   EXPECT_EQ(second.Ask("waiting"), "0");
 }
@@ -223,10 +223,11 @@ TEST_F(Identity, CallbackConnectionNeedsTokenOfItsProcess) {
   const std::string token = victim.Ask("token");
   const std::string unknown = "rejected: unknown main connection";
   // Another process of the same application uses a stolen or guessed token.
-  Peer thief(program);
-  for (const std::string& stolen : {token, std::string(32, '0'), token.substr(1) + "0"}) {
-    ExpectOneLine("rejected an unidentified peer (process",
-                  [&] { EXPECT_EQ(thief.Ask("join-with " + AgentId() + " " + stolen), unknown); });
+  Peer other(program);
+  for (const std::string& candidate : {token, std::string(32, '0'), token.substr(1) + "0"}) {
+    ExpectOneLine("rejected an unidentified peer (process", [&] {
+      EXPECT_EQ(other.Ask("join-with " + AgentId() + " " + candidate), unknown);
+    });
   }
   EXPECT_EQ(victim.Ask("join " + AgentId()), "accepted");
   // A token is valid only once.

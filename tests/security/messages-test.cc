@@ -57,7 +57,7 @@ TEST_F(Messages, ForgedEventsChangeNoHandler) {
 TEST_F(Messages, EndlessForgedEventsDoNotFillLog) {
   Peer attacker;
   testing::internal::CaptureStderr();
-  attacker.Tell("forge-on " + Listener() + " " + kTextPackage);
+  attacker.Send("forge-on " + Listener() + " " + kTextPackage);
   for (int i = 0; i < 1000; ++i) ExpectHonestHandlerServes();
   const std::string log = testing::internal::GetCapturedStderr();
   EXPECT_LE(std::count(log.begin(), log.end(), '\n'), 110) << log;

@@ -1,7 +1,7 @@
 // Copyright 2026 The qor-handler-manager authors
 // SPDX-License-Identifier: Apache-2.0
 
-// Identification of handlers on an overlay file system, whose device and inode numbers are made up
+// Identification of handlers on an overlay file system, whose device and inode numbers are assigned
 // by the kernel and may come from either layer.
 
 #include <unistd.h>
@@ -46,7 +46,7 @@ echo_command() {
 }
 start_peer() { coproc PEER { exec "$1"; }; }
 end_peer() { exec {PEER[1]}>&-; wait "$PEER_PID"; }
-tell() {
+ask() {
   echo "$1" >&"${PEER[1]}"
   read -r line <&"${PEER[0]}"
   echo "$line"
@@ -77,12 +77,12 @@ class Overlay : public end_to_end::EndToEndTest {
     const auto probe = RunInNamespace("mount_layers base upper work; echo mounted");
     if (probe.output != "mounted\n") {
       EXPECT_NE(probe.exit_status, 0);
-      const bool is_refused = probe.errors.find("not permitted") != std::string::npos ||
-                              probe.errors.find("denied") != std::string::npos ||
-                              probe.errors.find("unknown filesystem type") != std::string::npos ||
-                              // The limit of user namespaces is 0.
-                              probe.errors.find("No space left on device") != std::string::npos;
-      EXPECT_TRUE(is_refused) << probe.errors;
+      const bool is_denied = probe.errors.find("not permitted") != std::string::npos ||
+                             probe.errors.find("denied") != std::string::npos ||
+                             probe.errors.find("unknown filesystem type") != std::string::npos ||
+                             // The limit of user namespaces is 0.
+                             probe.errors.find("No space left on device") != std::string::npos;
+      EXPECT_TRUE(is_denied) << probe.errors;
       EXPECT_TRUE(!fs::exists(Root() + "/merged") || fs::is_empty(Root() + "/merged"));
       return;
     }
@@ -121,7 +121,7 @@ mount_layers image:base upper work
 start_agent
 echo_command 1
 echo handshake host.qor | "$(program attacker)"
-#Copies both into the upper layer, the first while it runs.
+# Copies both into the upper layer, the first while it runs.
 touch "$(program text-handler)" "$(program attacker)"
 test -e upper/"$(realpath --relative-to merged "$(program attacker)")"
 echo_command 2
@@ -130,7 +130,7 @@ echo handshake host.qor | "$(program attacker)"
               {kSuccess, "accepted", kSuccess, "accepted"});
 }
 
-TEST_F(Overlay, OtherFilesAreNotTakenForTheHandler) {
+TEST_F(Overlay, OtherFilesAreNotIdentifiedAsTheHandler) {
   ExpectLines(R"sh(
 mount_layers base upper work
 install text
@@ -142,14 +142,14 @@ cp "$attacker" merged/copy
 echo handshake host.qor | merged/copy
 # Mounted over the handler's executable in another mount namespace.
 start_peer "$attacker"
-tell "cover $(program text-handler)"
-tell "handshake host.qor"
+ask "cover $(program text-handler)"
+ask "handshake host.qor"
 end_peer
 # Replaced while it runs.
 start_peer "$attacker"
-tell waiting
+ask waiting
 mv merged/copy "$attacker"
-tell "handshake host.qor"
+ask "handshake host.qor"
 echo handshake host.qor | "$attacker"
 )sh",
               {kSuccess, kNotInstalled, "covered", kNotInstalled, "-1",

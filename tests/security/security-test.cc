@@ -51,7 +51,7 @@ void SecurityTest::Connect(Peer& attacker) {
   EXPECT_EQ(Handshake(attacker), "accepted");
   EXPECT_EQ(attacker.Ask("join " + AgentId()), "accepted");
   EXPECT_EQ(attacker.Ask("fetch"), "sent");
-  // The agent serves calls in order, so the fetch has been served when this one is answered.
+  // The agent serves calls in order, so the fetch was served before this reply.
   EXPECT_EQ(attacker.Ask("ask nothing 1"), "reply false");
 }
 

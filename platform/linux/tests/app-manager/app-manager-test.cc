@@ -50,8 +50,8 @@ class AppManagerTest : public test::PlatformTest {
 int OpenDatabases() {
   int count = 0;
   for (const auto& entry : std::filesystem::directory_iterator("/proc/self/fd")) {
-    std::error_code gone;
-    if (std::filesystem::read_symlink(entry, gone).filename() == "packages.db") ++count;
+    std::error_code ignored;
+    if (std::filesystem::read_symlink(entry, ignored).filename() == "packages.db") ++count;
   }
   return count;
 }
@@ -95,8 +95,8 @@ TEST_F(AppManagerTest, ReturnsNoSuchAppForUnknownApplication) {
   app_info_h info = nullptr;
   bool running = false;
   char* id = nullptr;
-  EXPECT_EQ(app_info_create("nobody", &info), APP_MANAGER_ERROR_NO_SUCH_APP);
-  EXPECT_EQ(app_manager_is_running("nobody", &running), APP_MANAGER_ERROR_NO_SUCH_APP);
+  EXPECT_EQ(app_info_create("org.test.missing", &info), APP_MANAGER_ERROR_NO_SUCH_APP);
+  EXPECT_EQ(app_manager_is_running("org.test.missing", &running), APP_MANAGER_ERROR_NO_SUCH_APP);
   EXPECT_EQ(app_manager_get_app_id(getpid(), &id), APP_MANAGER_ERROR_NO_SUCH_APP);
 }
 

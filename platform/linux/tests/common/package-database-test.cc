@@ -132,9 +132,9 @@ TEST_F(PackageDatabaseTest, RejectsPipe) {
 TEST_F(PackageDatabaseTest, StoresAllPackagesOrNone) {
   StorePackages({MakePackage("p"), MakePackage("q")});
   EXPECT_EQ(AllPackages().size(), 2U);
-  PackageRecord thief = MakePackage("s");
-  thief.applications[1].id = "p.a";
-  EXPECT_THROW(StorePackages({MakePackage("r"), thief}), DatabaseError);
+  PackageRecord conflicting = MakePackage("s");
+  conflicting.applications[1].id = "p.a";
+  EXPECT_THROW(StorePackages({MakePackage("r"), conflicting}), DatabaseError);
   EXPECT_EQ(AllPackages().size(), 2U);
   EXPECT_TRUE(test::SortedNames(Root() + "/staging").empty());
 }
@@ -167,9 +167,9 @@ TEST_F(PackageDatabaseTest, RemovesEverythingOfAPackage) {
 
 TEST_F(PackageDatabaseTest, RejectsApplicationOfAnotherPackage) {
   StorePackage(MakePackage("p"));
-  PackageRecord thief = MakePackage("q");
-  thief.applications[1].id = "p.a";
-  EXPECT_THROW(StorePackage(thief), DatabaseError);
+  PackageRecord conflicting = MakePackage("q");
+  conflicting.applications[1].id = "p.a";
+  EXPECT_THROW(StorePackage(conflicting), DatabaseError);
   EXPECT_FALSE(FindPackage("q"));
   EXPECT_EQ(FindApplication("p.a")->package_id, "p");
 }

@@ -80,7 +80,8 @@ TEST_F(AllocationFailureTest, AreReportedByLaunches) {
   app_control_h request = nullptr;
   ASSERT_EQ(app_control_create(&request), 0);
   ASSERT_EQ(app_control_set_app_id(request, "org.test.p.app"), 0);
-  ASSERT_EQ(app_control_add_extra_data(request, "key", "a value too long to stand in the text"), 0);
+  ASSERT_EQ(
+      app_control_add_extra_data(request, "key", "a value longer than the small-string buffer"), 0);
   FailEachAllocation([&] { return app_control_send_launch_request(request, nullptr, nullptr); });
   app_control_destroy(request);
 }

@@ -1,7 +1,7 @@
 // Copyright 2026 The qor-handler-manager authors
 // SPDX-License-Identifier: Apache-2.0
 
-// Which processes may connect to a stub.
+// Admission of processes to a stub.
 
 #include <gtest/gtest.h>
 

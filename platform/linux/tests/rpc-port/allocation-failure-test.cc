@@ -1,7 +1,7 @@
 // Copyright 2026 The qor-handler-manager authors
 // SPDX-License-Identifier: Apache-2.0
 
-// A stub and a proxy of this process. Each of their allocations fails in turn.
+// Fails each allocation of a stub and a proxy of this process in turn.
 #include <gtest/gtest.h>
 #include <rpc-port-parcel.h>
 
@@ -56,7 +56,7 @@ int TakeText(rpc_port_h port, const char* expected) {
   return result;
 }
 
-// Both ends of a connection, and a round trip.
+// A round trip over a connection, both ends of which are in this process.
 class Exchange {
  public:
   Exchange() = default;
@@ -68,7 +68,7 @@ class Exchange {
   }
 
   // Returns the first error code. Disconnection is RPC_PORT_ERROR_IO_ERROR.
-  int Play(const char* app_id) {
+  int Run(const char* app_id) {
     if (const int result = Prepare(app_id)) return result;
     if (!Await(&is_connected_)) return RPC_PORT_ERROR_IO_ERROR;
     rpc_port_h port = nullptr;
@@ -87,9 +87,9 @@ class Exchange {
     if (const int result = Call(rpc_port_proxy_create, &proxy_)) return result;
     if (const int result = Call(rpc_port_proxy_add_connected_event_cb, proxy_, OnConnected, this))
       return result;
-    if (const int result = Call(rpc_port_proxy_add_rejected_event_cb, proxy_, OnOver, this))
+    if (const int result = Call(rpc_port_proxy_add_rejected_event_cb, proxy_, OnClosed, this))
       return result;
-    if (const int result = Call(rpc_port_proxy_add_disconnected_event_cb, proxy_, OnOver, this))
+    if (const int result = Call(rpc_port_proxy_add_disconnected_event_cb, proxy_, OnClosed, this))
       return result;
     if (const int result = Call(rpc_port_proxy_add_received_event_cb, proxy_, OnAnswer, this))
       return result;
@@ -98,7 +98,7 @@ class Exchange {
 
   // Runs the loop until the condition holds or the connection is closed. Returns whether it holds.
   bool Await(const bool* condition) {
-    const std::function<bool()> is_done = [&] { return *condition || is_over_; };
+    const std::function<bool()> is_done = [&] { return *condition || is_closed_; };
     EXPECT_EQ(Call(RunLoopUntil, std::cref(is_done)), 1) << "the failure is not reported";
     return *condition;
   }
@@ -114,29 +114,29 @@ class Exchange {
   static void OnConnected(const char*, const char*, rpc_port_h, void* data) {
     static_cast<Exchange*>(data)->is_connected_ = true;
   }
-  static void OnOver(const char*, const char*, void* data) {
-    static_cast<Exchange*>(data)->is_over_ = true;
+  static void OnClosed(const char*, const char*, void* data) {
+    static_cast<Exchange*>(data)->is_closed_ = true;
   }
   static void OnAnswer(const char*, const char*, void* data) {
     auto* self = static_cast<Exchange*>(data);
     rpc_port_h port = nullptr;
     rpc_port_proxy_get_port(self->proxy_, RPC_PORT_PORT_CALLBACK, &port);
     const bool is_taken = TakeText(port, "answer") == RPC_PORT_ERROR_NONE;
-    (is_taken ? self->is_answered_ : self->is_over_) = true;
+    (is_taken ? self->is_answered_ : self->is_closed_) = true;
   }
 
   rpc_port_stub_h stub_ = nullptr;
   rpc_port_proxy_h proxy_ = nullptr;
   bool is_connected_ = false;
   bool is_answered_ = false;
-  bool is_over_ = false;
+  bool is_closed_ = false;
 };
 
 TEST(AllocationFailure, FailuresAreReported) {
   StartEcore();
   const TestRoot root;
   const std::string app_id = OwnAppId();
-  ASSERT_EQ(Exchange().Play(app_id.c_str()), RPC_PORT_ERROR_NONE);
+  ASSERT_EQ(Exchange().Run(app_id.c_str()), RPC_PORT_ERROR_NONE);
   long nth = 1;
   for (;; ++nth) {
     SCOPED_TRACE("allocation " + std::to_string(nth));
@@ -144,13 +144,13 @@ TEST(AllocationFailure, FailuresAreReported) {
     {
       fault_injection::AllocationFailure failure(nth, [] { return is_inside; });
       failure.Arm();
-      const int result = Exchange().Play(app_id.c_str());
+      const int result = Exchange().Run(app_id.c_str());
       has_failed = failure.HasFailed();
       EXPECT_TRUE(result == RPC_PORT_ERROR_NONE || result == RPC_PORT_ERROR_OUT_OF_MEMORY ||
                   result == RPC_PORT_ERROR_IO_ERROR)
           << result;
     }
-    EXPECT_EQ(Exchange().Play(app_id.c_str()), RPC_PORT_ERROR_NONE);
+    EXPECT_EQ(Exchange().Run(app_id.c_str()), RPC_PORT_ERROR_NONE);
     if (HasFailure() || !has_failed) break;
   }
   RecordProperty("allocations", static_cast<int>(nth - 1));
@@ -170,14 +170,14 @@ TEST(AllocationFailure, FailureInsideFrameClosesConnection) {
     sender->Open(partner);
     fault_injection::AllocationFailure failure(nth, [] { return true; });
     failure.Arm();
-    bool is_refused = false;
+    bool has_thrown = false;
     try {
       sender->Send({frame.data(), frame.size()});
     } catch (const std::bad_alloc&) {
-      is_refused = true;
+      has_thrown = true;
     }
     const bool has_failed = failure.HasFailed();
-    EXPECT_EQ(is_refused, has_failed);
+    EXPECT_EQ(has_thrown, has_failed);
     EXPECT_EQ(sender->IsShutDown(), has_failed);
     sender->Close();
     if (HasFailure() || !has_failed) break;

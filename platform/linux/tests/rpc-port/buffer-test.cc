@@ -16,8 +16,8 @@ namespace {
 
 constexpr size_t kKilobyte = 1024;
 
-// Empties the pool.
-std::vector<Buffer> AllThatAreKept() {
+// Empties the pool. Returns its buffers.
+std::vector<Buffer> TakeAllPooled() {
   std::vector<Buffer> all;
   for (size_t size = 16 * kKilobyte; size <= 256 * kKilobyte; size += 16 * kKilobyte) {
     for (int i = 0; i < 4; ++i) all.emplace_back(size);
@@ -52,20 +52,20 @@ TEST(Buffer, IsReusedFromPool) {
   const size_t size = first.size();
   const uint8_t* const bytes = first.data();
   first = {};
-  // Would get the memory of the first if that had been freed.
+  // If the first buffer had been freed, this allocation would reuse its memory.
   const std::unique_ptr<uint8_t[]> other(new uint8_t[size]);
   EXPECT_NE(other.get(), bytes);
   EXPECT_EQ(Buffer(size).data(), bytes);
 }
 
 TEST(Buffer, DoesNotReuseMuchLargerBlock) {
-  const std::vector<Buffer> out_of_the_way = AllThatAreKept();
+  const std::vector<Buffer> pooled = TakeAllPooled();
   Buffer(256 * kKilobyte);
   EXPECT_LT(Buffer(16 * kKilobyte).size(), 128 * kKilobyte);
 }
 
 TEST(Buffer, IsReplacedInPoolOnlyByLargerBlock) {
-  const std::vector<Buffer> out_of_the_way = AllThatAreKept();
+  const std::vector<Buffer> pooled = TakeAllPooled();
   std::vector<Buffer> small;
   std::vector<Buffer> large;
   for (size_t i = 1; i <= 4; ++i) {

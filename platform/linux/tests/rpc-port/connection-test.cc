@@ -180,8 +180,8 @@ TEST(ProxySync, IsRejectedBeforeReturning) {
 TEST(Proxy, FailsWithoutListener) {
   const TestRoot root;
   TestProxy proxy;
-  EXPECT_EQ(proxy.Connect("host.nobody", "port"), RPC_PORT_ERROR_IO_ERROR);
-  EXPECT_EQ(proxy.ConnectSync("host.nobody", "port"), RPC_PORT_ERROR_IO_ERROR);
+  EXPECT_EQ(proxy.Connect("host.missing", "port"), RPC_PORT_ERROR_IO_ERROR);
+  EXPECT_EQ(proxy.ConnectSync("host.missing", "port"), RPC_PORT_ERROR_IO_ERROR);
   RunLoopDry();
   EXPECT_EQ(proxy.rejected, 0);
 }

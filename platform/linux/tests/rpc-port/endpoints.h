@@ -1,8 +1,8 @@
 // Copyright 2026 The qor-handler-manager authors
 // SPDX-License-Identifier: Apache-2.0
 
-#ifndef PLATFORM_LINUX_TESTS_IPC_ENDPOINTS_H_
-#define PLATFORM_LINUX_TESTS_IPC_ENDPOINTS_H_
+#ifndef PLATFORM_LINUX_TESTS_RPC_PORT_ENDPOINTS_H_
+#define PLATFORM_LINUX_TESTS_RPC_PORT_ENDPOINTS_H_
 
 #include <rpc-port-parcel.h>
 

@@ -44,8 +44,8 @@ class HostilePeer : public testing::Test {
     return testing::internal::GetCapturedStderr();
   }
 
-  // Sends the bytes on the main port of a client. Its connection must be closed, and no other.
-  void ExpectEndedBy(const std::vector<uint8_t>& bytes, const std::string& cause) {
+  // Sends the bytes on the main port of a client. Its connection must be closed, others stay open.
+  void ExpectClosedAfter(const std::vector<uint8_t>& bytes, const std::string& cause) {
     JoinedClient good("port");
     JoinedClient bad("port");
     const std::string log = LogOf([&] {
@@ -67,15 +67,15 @@ class HostilePeer : public testing::Test {
 }  // namespace
 
 TEST_F(HostilePeer, IsDisconnectedAfterOversizeFrame) {
-  ExpectEndedBy({0xFF, 0xFF, 0xFF, 0xFF}, "a frame of invalid length");
+  ExpectClosedAfter({0xFF, 0xFF, 0xFF, 0xFF}, "a frame of invalid length");
 }
 
 TEST_F(HostilePeer, IsDisconnectedAfterEmptyFrame) {
-  ExpectEndedBy({0, 0, 0, 0}, "a frame of invalid length");
+  ExpectClosedAfter({0, 0, 0, 0}, "a frame of invalid length");
 }
 
 TEST_F(HostilePeer, IsDisconnectedAfterMalformedParcel) {
-  ExpectEndedBy({3, 0, 0, 0, 1, 2, 3}, "a parcel with an invalid header");
+  ExpectClosedAfter({3, 0, 0, 0, 1, 2, 3}, "a parcel with an invalid header");
 }
 
 TEST_F(HostilePeer, CanSendSingleBytes) {
@@ -151,8 +151,8 @@ TEST_F(HostilePeer, CannotJoinWithTokenOfAnotherProcess) {
   ASSERT_TRUE(accepted.is_accepted);
   int ends[2];
   ASSERT_EQ(pipe2(ends, O_CLOEXEC | O_NONBLOCK), 0);
-  const pid_t thief = fork();
-  if (thief == 0) {
+  const pid_t other = fork();
+  if (other == 0) {
     const auto answer = RawClient("port").SendHelloToOtherProcess({true, accepted.token});
     const ssize_t written = write(ends[1], answer.is_accepted ? "y" : "n", 1);
     _exit(written == 1 ? 0 : 1);
@@ -186,9 +186,9 @@ TEST_F(HostilePeer, CannotMakeLoopSpinByExhaustingDescriptors) {
     const rlimit none = {static_cast<rlim_t>(next), before.rlim_max};
     EXPECT_EQ(setrlimit(RLIMIT_NOFILE, &none), 0);
     // Only retries of accept() wake the loop.
-    int turns = 0;
+    int iterations = 0;
     const double begin = ecore_time_get();
-    EXPECT_TRUE(RunLoopUntil([&] { return ++turns == 6; }));
+    EXPECT_TRUE(RunLoopUntil([&] { return ++iterations == 6; }));
     EXPECT_GT(ecore_time_get() - begin, 1.0);
     EXPECT_EQ(setrlimit(RLIMIT_NOFILE, &before), 0);
   });

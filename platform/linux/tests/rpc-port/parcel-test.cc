@@ -76,8 +76,8 @@ TEST(Parcel, ReadsAllTypesInOrderAfterEncoding) {
   int int32 = 0;
   long long int64 = 0;
   float single = 0;
-  double twice = 0;
-  bool truth = false;
+  double real = 0;
+  bool boolean = false;
   int count = 0;
   unsigned char raw[3] = {};
   EXPECT_EQ(rpc_port_parcel_read_byte(in.get(), &byte), RPC_PORT_ERROR_NONE);
@@ -85,9 +85,9 @@ TEST(Parcel, ReadsAllTypesInOrderAfterEncoding) {
   EXPECT_EQ(rpc_port_parcel_read_int32(in.get(), &int32), RPC_PORT_ERROR_NONE);
   EXPECT_EQ(rpc_port_parcel_read_int64(in.get(), &int64), RPC_PORT_ERROR_NONE);
   EXPECT_EQ(rpc_port_parcel_read_float(in.get(), &single), RPC_PORT_ERROR_NONE);
-  EXPECT_EQ(rpc_port_parcel_read_double(in.get(), &twice), RPC_PORT_ERROR_NONE);
+  EXPECT_EQ(rpc_port_parcel_read_double(in.get(), &real), RPC_PORT_ERROR_NONE);
   EXPECT_EQ(ReadString(in), "text");
-  EXPECT_EQ(rpc_port_parcel_read_bool(in.get(), &truth), RPC_PORT_ERROR_NONE);
+  EXPECT_EQ(rpc_port_parcel_read_bool(in.get(), &boolean), RPC_PORT_ERROR_NONE);
   EXPECT_EQ(rpc_port_parcel_read_array_count(in.get(), &count), RPC_PORT_ERROR_NONE);
   EXPECT_EQ(rpc_port_parcel_burst_read(in.get(), raw, 3), RPC_PORT_ERROR_NONE);
   EXPECT_EQ(byte, static_cast<char>(-7));
@@ -95,8 +95,8 @@ TEST(Parcel, ReadsAllTypesInOrderAfterEncoding) {
   EXPECT_EQ(int32, -70000);
   EXPECT_EQ(int64, -5000000000LL);
   EXPECT_EQ(single, 1.5F);
-  EXPECT_EQ(twice, -2.25);
-  EXPECT_TRUE(truth);
+  EXPECT_EQ(real, -2.25);
+  EXPECT_TRUE(boolean);
   EXPECT_EQ(count, 3);
   EXPECT_EQ(std::memcmp(raw, "raw", 3), 0);
 }
@@ -165,7 +165,7 @@ TEST(Parcel, RejectsReadsPastEndAndKeepsOutputs) {
   EXPECT_EQ(wide, 11);
   char* text = nullptr;
   bundle* b = nullptr;
-  bool truth = true;
+  bool boolean = true;
   long long wider = 11;
   double real = 11.0;
   EXPECT_EQ(rpc_port_parcel_read_int64(parcel.get(), &wider), RPC_PORT_ERROR_INVALID_PARAMETER);
@@ -179,8 +179,8 @@ TEST(Parcel, RejectsReadsPastEndAndKeepsOutputs) {
   short narrow = 0;
   EXPECT_EQ(rpc_port_parcel_read_int16(parcel.get(), &narrow), RPC_PORT_ERROR_NONE);
   EXPECT_EQ(narrow, 5);
-  EXPECT_EQ(rpc_port_parcel_read_bool(parcel.get(), &truth), RPC_PORT_ERROR_INVALID_PARAMETER);
-  EXPECT_TRUE(truth);
+  EXPECT_EQ(rpc_port_parcel_read_bool(parcel.get(), &boolean), RPC_PORT_ERROR_INVALID_PARAMETER);
+  EXPECT_TRUE(boolean);
 }
 
 TEST(Parcel, RejectsInvalidSizesAndStrings) {

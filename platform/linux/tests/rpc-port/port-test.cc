@@ -25,7 +25,7 @@ using platform::test::StartEcore;
 namespace {
 
 // Records all complete frames.
-class Collector final : public PortObserver {
+class FrameCollector final : public PortObserver {
  public:
   void OnReadable(Port* port) override {
     if (port->Receive() == Port::ReceiveResult::kClosed) {
@@ -49,7 +49,7 @@ class PortTest : public testing::Test {
     partner_ = std::make_shared<Port>(std::move(spare_.first));
     peer_ = std::move(ends.second);
     port_->Open(partner_);
-    collector_ = std::make_shared<Collector>();
+    frames_ = std::make_shared<FrameCollector>();
   }
   ~PortTest() override {
     port_->Close();
@@ -65,32 +65,32 @@ class PortTest : public testing::Test {
   std::shared_ptr<Port> port_;
   std::shared_ptr<Port> partner_;
   UniqueFd peer_;
-  std::shared_ptr<Collector> collector_;
+  std::shared_ptr<FrameCollector> frames_;
 };
 
 }  // namespace
 
 TEST_F(PortTest, DoesNotBlockLoopOnPartialFrame) {
-  port_->Watch(collector_);
+  port_->Watch(frames_);
   const auto frame = FrameOf(3, 'x');
   for (const uint8_t byte : frame) {
-    EXPECT_TRUE(collector_->sizes.empty());
+    EXPECT_TRUE(frames_->sizes.empty());
     PeerSends({byte});
     RunLoopDry();
   }
-  EXPECT_EQ(collector_->sizes, (std::vector<size_t>{3}));
+  EXPECT_EQ(frames_->sizes, (std::vector<size_t>{3}));
 }
 
 TEST_F(PortTest, HandlesBurstInOneIteration) {
-  port_->Watch(collector_);
+  port_->Watch(frames_);
   std::vector<uint8_t> burst;
   for (uint32_t size = 1; size <= 50; ++size) {
     const auto frame = FrameOf(size, 'x');
     burst.insert(burst.end(), frame.begin(), frame.end());
   }
   PeerSends(burst);
-  ASSERT_TRUE(RunLoopUntil([&] { return !collector_->sizes.empty(); }));
-  EXPECT_EQ(collector_->sizes.size(), 50u);
+  ASSERT_TRUE(RunLoopUntil([&] { return !frames_->sizes.empty(); }));
+  EXPECT_EQ(frames_->sizes.size(), 50u);
 }
 
 TEST_F(PortTest, HandlesFramesArrivingMeanwhileUpToLimit) {
@@ -144,21 +144,21 @@ TEST_F(PortTest, HandlesFramesBeforeInvalidLength) {
 }
 
 TEST_F(PortTest, ReportsDisconnectionInsideFrameOnce) {
-  port_->Watch(collector_);
+  port_->Watch(frames_);
   PeerSends({9, 0, 0, 0, 'x'});
   peer_.Reset();
-  ASSERT_TRUE(RunLoopUntil([&] { return collector_->ends > 0; }));
+  ASSERT_TRUE(RunLoopUntil([&] { return frames_->ends > 0; }));
   RunLoopDry();
-  EXPECT_EQ(collector_->ends, 1);
-  EXPECT_TRUE(collector_->sizes.empty());
+  EXPECT_EQ(frames_->ends, 1);
+  EXPECT_TRUE(frames_->sizes.empty());
 }
 
 TEST_F(PortTest, ReportsShutdownByOwnSide) {
-  port_->Watch(collector_);
+  port_->Watch(frames_);
   partner_->Open(port_);
   partner_->Shutdown();
-  EXPECT_EQ(collector_->ends, 0);
-  EXPECT_TRUE(RunLoopUntil([&] { return collector_->ends == 1; }));
+  EXPECT_EQ(frames_->ends, 0);
+  EXPECT_TRUE(RunLoopUntil([&] { return frames_->ends == 1; }));
 }
 
 TEST_F(PortTest, WaitsForFrameInPieces) {
@@ -175,14 +175,14 @@ TEST_F(PortTest, WaitsForFrameInPieces) {
 }
 
 TEST_F(PortTest, LeavesNextFrameOfWatchedSocketToLoop) {
-  port_->Watch(collector_);
+  port_->Watch(frames_);
   PeerSends(FrameOf(5, 'a'));
   PeerSends(FrameOf(6, 'b'));
   ASSERT_TRUE(port_->WaitForFrame());
   EXPECT_EQ(port_->Frame().size, 5u);
   port_->PopFrame();
-  ASSERT_TRUE(RunLoopUntil([&] { return !collector_->sizes.empty(); }));
-  EXPECT_EQ(collector_->sizes, (std::vector<size_t>{6}));
+  ASSERT_TRUE(RunLoopUntil([&] { return !frames_->sizes.empty(); }));
+  EXPECT_EQ(frames_->sizes, (std::vector<size_t>{6}));
 }
 
 TEST_F(PortTest, FailsToWaitForDisconnectedPeer) {
@@ -241,10 +241,10 @@ TEST_F(PortTest, LeavesRestOfLongBurstToNextIteration) {
         return true;
       };
       is_ended = port->HandleFrames(serve) == Port::HandleResult::kClosed;
-      turns.push_back(served);
+      served_per_iteration.push_back(served);
       if (is_ended) port->StopWatching();
     }
-    std::vector<int> turns;
+    std::vector<int> served_per_iteration;
     bool is_ended = false;
   };
   const auto server = std::make_shared<Server>();
@@ -257,7 +257,7 @@ TEST_F(PortTest, LeavesRestOfLongBurstToNextIteration) {
   peer_.Reset();
   port_->Watch(server);
   ASSERT_TRUE(RunLoopUntil([&] { return server->is_ended; }));
-  EXPECT_EQ(server->turns, (std::vector<int>{64, 64, 22}));
+  EXPECT_EQ(server->served_per_iteration, (std::vector<int>{64, 64, 22}));
 }
 
 TEST_F(PortTest, StopsWhenShutDownDuringBurst) {

@@ -19,7 +19,7 @@ namespace {
 rpc_port_stub_h stub = nullptr;
 rpc_port_proxy_h proxy = nullptr;
 
-void Tell(const std::string& line) {
+void Print(const std::string& line) {
   std::printf("%s\n", line.c_str());
   std::fflush(stdout);
 }
@@ -74,23 +74,23 @@ int OnReceived(const char*, const char* instance, rpc_port_h port, void*) {
 }
 
 void StubConnected(const char* sender, const char*, void*) {
-  Tell(std::string("connected ") + sender);
+  Print(std::string("connected ") + sender);
 }
 
 void StubDisconnected(const char* sender, const char*, void*) {
-  Tell(std::string("disconnected ") + sender);
+  Print(std::string("disconnected ") + sender);
 }
 
-void Listen(std::istringstream* words) {
+void Listen(std::istringstream* arguments) {
   std::string port;
   std::string privilege;
-  *words >> port;
+  *arguments >> port;
   rpc_port_stub_create(&stub, port.c_str());
-  while (*words >> privilege) rpc_port_stub_add_privilege(stub, privilege.c_str());
+  while (*arguments >> privilege) rpc_port_stub_add_privilege(stub, privilege.c_str());
   rpc_port_stub_add_connected_event_cb(stub, StubConnected, nullptr);
   rpc_port_stub_add_disconnected_event_cb(stub, StubDisconnected, nullptr);
   rpc_port_stub_add_received_event_cb(stub, OnReceived, nullptr);
-  Tell("listen " + std::to_string(rpc_port_stub_listen(stub)));
+  Print("listen " + std::to_string(rpc_port_stub_listen(stub)));
 }
 
 void ProxyReceived(const char*, const char*, void*) {
@@ -98,48 +98,48 @@ void ProxyReceived(const char*, const char*, void*) {
   std::string verb;
   std::string text;
   rpc_port_proxy_get_port(proxy, RPC_PORT_PORT_CALLBACK, &port);
-  if (TakeText(port, &verb, &text)) Tell("received " + text);
+  if (TakeText(port, &verb, &text)) Print("received " + text);
 }
 
-void Connect(std::istringstream* words) {
+void Connect(std::istringstream* arguments) {
   std::string app_id;
   std::string port;
-  *words >> app_id >> port;
+  *arguments >> app_id >> port;
   rpc_port_proxy_create(&proxy);
   rpc_port_proxy_add_connected_event_cb(
-      proxy, [](const char*, const char*, rpc_port_h, void*) { Tell("connected"); }, nullptr);
+      proxy, [](const char*, const char*, rpc_port_h, void*) { Print("connected"); }, nullptr);
   rpc_port_proxy_add_disconnected_event_cb(
-      proxy, [](const char*, const char*, void*) { Tell("disconnected"); }, nullptr);
+      proxy, [](const char*, const char*, void*) { Print("disconnected"); }, nullptr);
   rpc_port_proxy_add_rejected_event_cb(
-      proxy, [](const char*, const char*, void*) { Tell("rejected"); }, nullptr);
+      proxy, [](const char*, const char*, void*) { Print("rejected"); }, nullptr);
   rpc_port_proxy_add_received_event_cb(proxy, ProxyReceived, nullptr);
   const int result = rpc_port_proxy_connect(proxy, app_id.c_str(), port.c_str());
-  if (result != RPC_PORT_ERROR_NONE) Tell("connect " + std::to_string(result));
+  if (result != RPC_PORT_ERROR_NONE) Print("connect " + std::to_string(result));
 }
 
-void Call(std::istringstream* words, bool waits) {
+void Call(std::istringstream* arguments, bool waits) {
   std::string verb;
   std::string text;
   rpc_port_h port = nullptr;
-  *words >> verb >> text;
+  *arguments >> verb >> text;
   rpc_port_proxy_get_port(proxy, RPC_PORT_PORT_MAIN, &port);
   const int sent = SendText(port, verb, text);
   if (!waits) return;
   if (sent == RPC_PORT_ERROR_NONE && TakeText(port, &verb, &text)) {
-    Tell(verb + " " + text);
+    Print(verb + " " + text);
   } else {
-    Tell("call failed");
+    Print("call failed");
   }
 }
 
-void Obey(const std::string& line) {
-  std::istringstream words(line);
+void Execute(const std::string& line) {
+  std::istringstream arguments(line);
   std::string command;
-  words >> command;
-  if (command == "listen") Listen(&words);
-  if (command == "connect") Connect(&words);
-  if (command == "call") Call(&words, true);
-  if (command == "send") Call(&words, false);
+  arguments >> command;
+  if (command == "listen") Listen(&arguments);
+  if (command == "connect") Connect(&arguments);
+  if (command == "call") Call(&arguments, true);
+  if (command == "send") Call(&arguments, false);
 }
 
 // The test writes one command at a time, with one write() each.
@@ -151,7 +151,7 @@ Eina_Bool ReadCommands(void*, Ecore_Fd_Handler*) {
     return ECORE_CALLBACK_CANCEL;
   }
   std::istringstream lines(std::string(some, static_cast<size_t>(count)));
-  for (std::string line; std::getline(lines, line);) Obey(line);
+  for (std::string line; std::getline(lines, line);) Execute(line);
   return ECORE_CALLBACK_RENEW;
 }
 

@@ -50,7 +50,7 @@ void InterruptedOperationTest::Prepare(const Operation& operation, int step) {
 // Runs a request that changes nothing except for cleaning up after the interrupted one.
 void InterruptedOperationTest::ExpectCleanAfterNextRequest(const Operation& operation) {
   const std::string version = InstalledVersion();
-  EXPECT_EQ(Uninstall("nobody"), PACKAGE_MANAGER_ERROR_NO_SUCH_PACKAGE);
+  EXPECT_EQ(Uninstall("org.test.missing"), PACKAGE_MANAGER_ERROR_NO_SUCH_PACKAGE);
   EXPECT_EQ(InstalledVersion(), version);
   EXPECT_TRUE(SortedNames(Root() + "/staging").empty());
   const auto package = FindPackage("org.test.p");

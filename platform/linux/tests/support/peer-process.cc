@@ -44,7 +44,7 @@ PeerProcess::PeerProcess(const std::string& executable) {
 
 PeerProcess::~PeerProcess() { Kill(); }
 
-void PeerProcess::Tell(const std::string& command) {
+void PeerProcess::Send(const std::string& command) {
   const std::string line = command + "\n";
   EXPECT_EQ(write(commands_.Get(), line.data(), line.size()), static_cast<ssize_t>(line.size()));
 }
@@ -87,7 +87,7 @@ std::string PeerProcess::TakeLine() {
 }
 
 std::string PeerProcess::Ask(const std::string& command) {
-  Tell(command);
+  Send(command);
   return NextLine();
 }
 
@@ -98,8 +98,8 @@ void PeerProcess::Signal(int signal) const {
 void PeerProcess::Kill() {
   if (pid_ < 0) return;
   Signal(SIGKILL);
-  pollfd gone = {process_.Get(), POLLIN, 0};
-  poll(&gone, 1, -1);
+  pollfd exited = {process_.Get(), POLLIN, 0};
+  poll(&exited, 1, -1);
   // The main loop may have reaped it already.
   waitpid(pid_, nullptr, 0);
   pid_ = -1;

@@ -1,8 +1,8 @@
 // Copyright 2026 The qor-handler-manager authors
 // SPDX-License-Identifier: Apache-2.0
 
-#ifndef PLATFORM_LINUX_TESTS_IPC_PEER_PROCESS_H_
-#define PLATFORM_LINUX_TESTS_IPC_PEER_PROCESS_H_
+#ifndef PLATFORM_LINUX_TESTS_SUPPORT_PEER_PROCESS_H_
+#define PLATFORM_LINUX_TESTS_SUPPORT_PEER_PROCESS_H_
 
 #include <sys/types.h>
 
@@ -20,7 +20,7 @@ class PeerProcess {
   PeerProcess& operator=(const PeerProcess&) = delete;
   ~PeerProcess();
 
-  void Tell(const std::string& command);
+  void Send(const std::string& command);
   // Returns the next line, running the main loop until it arrives. Empty at the end of the output.
   std::string NextLine();
   // Like NextLine(), but blocks without running the main loop.
