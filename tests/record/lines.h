@@ -55,6 +55,13 @@ inline std::string Connected(int time, const std::string& handler,
               R"(,"handler":")" + handler + R"(","instance":")" + instance + "\"");
 }
 
+inline std::string Exited(int time, const std::string& handler, int status = 0, int signal = 0) {
+  return Line(time, "exited",
+              R"(,"handler":")" + handler + R"(","process":7,"status":)" + std::to_string(status) +
+                  R"(,"signal":)" + std::to_string(signal) + R"(,"text":"exited with status )" +
+                  std::to_string(status) + "\"");
+}
+
 inline std::string Delivered(int time, const std::string& uuid, const std::string& handler,
                              int code = 0) {
   return Line(time, "delivered",

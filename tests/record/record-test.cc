@@ -190,6 +190,36 @@ TEST(Record, KeepsConnectionsOfHandlers) {
   EXPECT_EQ(record.duration, 40);
 }
 
+TEST(Record, KeepsExitsOfHandlers) {
+  const Record record =
+      RecordOf(Connected(10, "h") + Exited(30, "h", 3) + Exited(40, "other", 0, 9));
+  ASSERT_EQ(record.handlers.size(), 2u);
+  ASSERT_EQ(record.handlers[0].exits.size(), 1u);
+  const Exit& exit = record.handlers[0].exits[0];
+  EXPECT_EQ(exit.time, 20);
+  EXPECT_EQ(exit.process, 1);
+  EXPECT_EQ(exit.handler_process, 7);
+  EXPECT_EQ(exit.status, 3);
+  EXPECT_EQ(exit.text, "exited with status 3");
+  EXPECT_EQ(record.handlers[1].exits[0].signal, 9);
+}
+
+TEST(Record, AddsDisconnectionsAndExitsToPendingCommandsOfTheHandler) {
+  const Record record =
+      RecordOf(Sent(0, "ended") + Answered(1, "ended", "h") + Sent(2, "pending") +
+               Routed(2, "pending", "h") + Sent(3, "other") + Routed(3, "other", "g") +
+               Sent(4, "foreign", "type", 2) + Routed(4, "foreign", "h", 2) +
+               Connected(10, "h", "i", false) + Exited(11, "h", 3));
+  ASSERT_EQ(record.commands.size(), 4u);
+  for (const Command& command : record.commands) {
+    const bool is_affected = command.uuid == "pending";
+    EXPECT_EQ(command.disconnected.size(), is_affected ? 1u : 0u) << command.uuid;
+    EXPECT_EQ(command.exits.size(), is_affected ? 1u : 0u) << command.uuid;
+  }
+  EXPECT_THAT(record.commands[1].disconnected, ElementsAre(10));
+  EXPECT_EQ(record.commands[1].exits[0].time, 11);
+}
+
 TEST(Record, KeepsAgentsAndTheStartTime) {
   const Record record =
       RecordOf(Line(1, "start", R"(,"program":"one","wall":1700000000000000)", 11) +

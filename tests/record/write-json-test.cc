@@ -19,8 +19,8 @@ const std::string kLines =
     Routed(101, "u", "h") + Launched(102, "u", "h") + Accepted(103, "u") + Connected(104, "h") +
     Delivered(105, "u", "h") + Extended(106, "u", 2.5, true) + TimedOut(110, "u", "execution") +
     Answered(120, "u", "h") + Sent(121, "v") + Refused(122, "v", -22) + Sent(123, "w") +
-    Answered(129, "w", "h") + Connected(130, "h", "i", false) + Line(131, "stopped") +
-    Line(132, "end");
+    Answered(129, "w", "h") + Connected(130, "h", "i", false) + Exited(130, "h", 3, 9) +
+    Line(131, "stopped") + Line(132, "end");
 
 std::string LineWith(const std::string& text, const std::string& part) {
   std::istringstream lines(text);

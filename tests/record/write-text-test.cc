@@ -42,6 +42,26 @@ v  none  no handler  refused after 100 us
 )");
 }
 
+TEST(WriteText, WritesDisconnectionsAndExitsOfTheHandler) {
+  const Record record = RecordOf(Sent(0, "u", "t") + Launched(100, "u", "h") + Connected(200, "h") +
+                                 Connected(300, "h", "i", false) + Exited(400, "h", 3) +
+                                 TimedOut(500, "u", "execution") + Exited(600, "h", 4));
+  EXPECT_EQ(Written(WriteText, record),
+            R"(600 us: 1 command, 1 handler
+
+u  t  h  execution timeout after 500 us: connecting 200 us, waiting 300 us
+          0 us  sent {}
+       +100 us  handler launched
+       +200 us  handler connected
+       +300 us  handler disconnected
+       +400 us  handler exited with status 3
+       +500 us  execution timeout
+
+     1  execution timeout
+     2  handler exits
+)");
+}
+
 TEST(WriteText, WritesUntrustedTextOnOneShortLine) {
   const std::string text =
       Written(WriteText,

@@ -12,12 +12,13 @@
 namespace tools::record {
 namespace {
 
-const std::string kLines =
-    Line(0, "start", R"(,"program":"agent","wall":1700000000000000)") + Connected(5, "h") +
-    Sent(10, "u", "one") + Routed(10, "u", "h") + Delivered(12, "u", "h") +
-    Extended(13, "u", 2.5, true) + Sent(14, "v", "two") + Routed(14, "v", "h") +
-    Delivered(15, "v", "h") + Answered(20, "u", "h") + TimedOut(30, "v", "execution") +
-    Answered(40, "v", "h") + Sent(41, "w", "three") + Refused(42, "w", -22) + Line(50, "end");
+const std::string kLines = Line(0, "start", R"(,"program":"agent","wall":1700000000000000)") +
+                           Connected(5, "h") + Sent(10, "u", "one") + Routed(10, "u", "h") +
+                           Delivered(12, "u", "h") + Extended(13, "u", 2.5, true) +
+                           Sent(14, "v", "two") + Routed(14, "v", "h") + Delivered(15, "v", "h") +
+                           Answered(20, "u", "h") + TimedOut(30, "v", "execution") +
+                           Answered(40, "v", "h") + Exited(41, "h", 3) + Sent(41, "w", "three") +
+                           Refused(42, "w", -22) + Line(50, "end");
 
 class Trace : public testing::Test {
  protected:
@@ -78,8 +79,18 @@ TEST_F(Trace, ShowsCommandsWithTheirPhasesExtensionsAndLateResults) {
   EXPECT_EQ(begun.count("executing"), 2u);
   EXPECT_EQ(Find("n").count("extension granted"), 1u);
   EXPECT_EQ(Find("n").count("delivered"), 2u);
-  ASSERT_EQ(Find("i").count("late result of two"), 1u);
-  EXPECT_EQ((*Find("i").begin()->second)["ts"].GetInt64(), 40);
+  const auto instants = Find("i");
+  ASSERT_EQ(instants.count("late result of two"), 1u);
+  EXPECT_EQ((*instants.find("late result of two")->second)["ts"].GetInt64(), 40);
+}
+
+TEST_F(Trace, ShowsExitsOfHandlers) {
+  const auto instants = Find("i");
+  ASSERT_EQ(instants.count("handler exited with status 3"), 1u);
+  const auto& exit = *instants.find("handler exited with status 3")->second;
+  EXPECT_EQ(exit["ts"].GetInt64(), 41);
+  EXPECT_EQ(exit["args"]["process"].GetInt64(), 7);
+  EXPECT_EQ(exit["args"]["status"].GetInt64(), 3);
 }
 
 TEST_F(Trace, GivesEachHandlerANamedThread) {

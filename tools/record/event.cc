@@ -13,6 +13,7 @@ namespace {
 constexpr Member kUuid{"uuid", &Event::uuid};
 constexpr Member kHandler{"handler", &Event::handler};
 constexpr Member kInstance{"instance", &Event::instance};
+constexpr Member kStatus{"status", &Event::status};
 constexpr Member kCode{"code", &Event::code};
 
 struct Kind {
@@ -37,13 +38,16 @@ const std::vector<Kind>& Kinds() {
        {kUuid, kHandler, {"seconds", &Event::seconds}, {"granted", &Event::granted}}},
       {EventKind::kAnswered,
        "answered",
-       {kUuid,
-        kHandler,
-        {"status", &Event::status},
-        {"result", &Event::result},
-        {"error", &Event::error}}},
+       {kUuid, kHandler, kStatus, {"result", &Event::result}, {"error", &Event::error}}},
       {EventKind::kTimedOut, "timed-out", {kUuid, {"limit", &Event::limit}}},
       {EventKind::kDisconnected, "disconnected", {kHandler, kInstance}},
+      {EventKind::kExited,
+       "exited",
+       {kHandler,
+        {"process", &Event::handler_process},
+        kStatus,
+        {"signal", &Event::signal},
+        {"text", &Event::text}}},
       {EventKind::kStopped, "stopped", {}},
       {EventKind::kEnd, "end", {}},
   };

@@ -25,6 +25,7 @@ enum class EventKind {
   kAnswered,
   kTimedOut,
   kDisconnected,
+  kExited,
   kStopped,
   kEnd,
 };
@@ -51,8 +52,14 @@ struct Event {
   std::string program;
   // Microseconds of the real-time clock, since 1970.
   std::int64_t wall = 0;
-  // The handler's status; 0 is success.
+  // Process id of the handler.
+  std::int64_t handler_process = 0;
+  // Of an answer; 0 is success. Of an exit; 0 if a signal ended the process.
   std::int64_t status = 0;
+  // The signal that ended the process, or 0.
+  std::int64_t signal = 0;
+  // How the process ended: "exited with status 3".
+  std::string text;
   // The error code of the library or the platform; 0 is success.
   std::int64_t code = 0;
   double seconds = 0;

@@ -57,7 +57,10 @@ class RecordBuilder {
         Connect(event);
         return std::nullopt;
       case EventKind::kDisconnected:
-        Disconnect(event.process, event.instance, Time(event));
+        Disconnect(event);
+        return std::nullopt;
+      case EventKind::kExited:
+        AddExit(event);
         return std::nullopt;
       case EventKind::kStopped:
       case EventKind::kEnd:
@@ -169,31 +172,47 @@ class RecordBuilder {
     const auto found = std::find_if(handlers.begin(), handlers.end(),
                                     [&id](const Handler& handler) { return handler.id == id; });
     if (found != handlers.end()) return *found;
-    handlers.push_back({id, {}});
+    handlers.push_back({id, {}, {}});
     return handlers.back();
   }
 
   void Connect(const Event& event) {
     HandlerOf(event.handler)
         .connections.push_back({event.process, event.instance, Time(event), record_.duration});
-    for (CommandTimeline& timeline : timelines_) {
-      Command& command = timeline.command;
-      const bool is_waiting = timeline.is_open && command.launched && !command.connected &&
-                              command.delivered.empty() && command.process == event.process &&
-                              command.handler == event.handler;
+    ForEachPending(event, [&](Command& command) {
+      const bool is_waiting = command.launched && !command.connected && command.delivered.empty();
       if (is_waiting) command.connected = Time(event);
-    }
+    });
   }
 
   // Ends the last connection with this identifier.
-  void Disconnect(std::int64_t process, const std::string& instance, std::int64_t time) {
+  void Disconnect(const Event& event) {
     for (Handler& handler : record_.handlers) {
       for (auto connection = handler.connections.rbegin(); connection != handler.connections.rend();
            ++connection) {
-        if (connection->process != process || connection->instance != instance) continue;
-        connection->end = std::min(connection->end, time);
+        if (connection->process != event.process || connection->instance != event.instance)
+          continue;
+        connection->end = std::min(connection->end, Time(event));
         break;
       }
+    }
+    ForEachPending(event, [&](Command& command) { command.disconnected.push_back(Time(event)); });
+  }
+
+  void AddExit(const Event& event) {
+    const Exit exit{event.process, event.handler_process, Time(event),
+                    event.status,  event.signal,          event.text};
+    HandlerOf(event.handler).exits.push_back(exit);
+    ForEachPending(event, [&](Command& command) { command.exits.push_back(exit); });
+  }
+
+  // Calls `function` for each pending command of the event's agent and handler.
+  template <typename Function>
+  void ForEachPending(const Event& event, Function function) {
+    for (CommandTimeline& timeline : timelines_) {
+      const bool is_affected = timeline.is_open && timeline.command.process == event.process &&
+                               timeline.command.handler == event.handler;
+      if (is_affected) function(timeline.command);
     }
   }
 

@@ -62,6 +62,17 @@ struct Answer {
   std::string error;
 };
 
+// The end of a handler's process.
+struct Exit {
+  // Process id of the agent that launched the handler.
+  std::int64_t process;
+  std::int64_t handler_process;
+  std::int64_t time;
+  std::int64_t status;
+  std::int64_t signal;
+  std::string text;
+};
+
 struct Command {
   // Process id of the agent.
   std::int64_t process = 0;
@@ -79,6 +90,9 @@ struct Command {
   // More than one if the handler fetched the command again.
   std::vector<std::int64_t> delivered;
   std::vector<Extension> extensions;
+  // Disconnections and exits of the handler while the command was pending.
+  std::vector<std::int64_t> disconnected;
+  std::vector<Exit> exits;
   // The end of the record for an unfinished command.
   std::int64_t end = 0;
   // The library's error code; 0 if it accepted the command.
@@ -104,6 +118,7 @@ struct Connection {
 struct Handler {
   std::string id;
   std::vector<Connection> connections;
+  std::vector<Exit> exits;
 };
 
 struct Agent {

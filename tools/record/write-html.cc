@@ -30,6 +30,24 @@ void WriteOptional(const char* key, const std::optional<std::int64_t>& time,
   if (time) json.Member(key, *time);
 }
 
+void WriteTimes(const char* key, const std::vector<std::int64_t>& times, json::ValueWriter& json) {
+  json.Key(key).BeginArray();
+  for (const std::int64_t time : times) json.Value(time);
+  json.EndArray();
+}
+
+void WriteExits(const std::vector<Exit>& exits, json::ValueWriter& json) {
+  json.Key("exits").BeginArray();
+  for (const Exit& exit : exits) {
+    json.BeginObject()
+        .Member("process", exit.handler_process)
+        .Member("time", exit.time)
+        .Member("text", exit.text)
+        .EndObject();
+  }
+  json.EndArray();
+}
+
 void WriteCommand(const Command& command, json::ValueWriter& json) {
   json.BeginObject()
       .Member("process", command.process)
@@ -44,9 +62,10 @@ void WriteCommand(const Command& command, json::ValueWriter& json) {
   WriteOptional("accepted", command.accepted, json);
   WriteOptional("launched", command.launched, json);
   WriteOptional("connected", command.connected, json);
-  json.Key("delivered").BeginArray();
-  for (const std::int64_t time : command.delivered) json.Value(time);
-  json.EndArray().Key("extensions").BeginArray();
+  WriteTimes("delivered", command.delivered, json);
+  WriteTimes("disconnected", command.disconnected, json);
+  WriteExits(command.exits, json);
+  json.Key("extensions").BeginArray();
   for (const Extension& extension : command.extensions) {
     json.BeginObject()
         .Member("time", extension.time)
@@ -91,7 +110,9 @@ std::string ToJson(const Record& record) {
           .Member("end", connection.end)
           .EndObject();
     }
-    json.EndArray().EndObject();
+    json.EndArray();
+    WriteExits(handler.exits, json);
+    json.EndObject();
   }
   json.EndArray().Key("commands").BeginArray();
   for (const Command& command : record.commands) WriteCommand(command, json);

@@ -75,6 +75,11 @@ std::vector<Step> StepsOf(const Command& command) {
     steps.push_back({extension.time, "requested " + Fixed(extension.seconds, 3) +
                                          " s: " + (extension.granted ? "granted" : "refused")});
   }
+  for (const std::int64_t time : command.disconnected) {
+    steps.push_back({time, "handler disconnected"});
+  }
+  for (const Exit& exit : command.exits)
+    steps.push_back({exit.time, "handler " + Shown(exit.text)});
   std::stable_sort(steps.begin(), steps.end(),
                    [](const Step& a, const Step& b) { return a.time < b.time; });
   if (command.outcome != Outcome::kUnsolicited) steps.push_back({command.end, EndText(command)});
@@ -145,7 +150,11 @@ void WriteText(const Record& record, std::ostream& out) {
   for (const auto& [outcome, count] : counts) {
     out << std::setw(6) << count << "  " << NameOf(outcome) << "\n";
   }
+  std::size_t exits = 0;
+  for (const Handler& handler : record.handlers) exits += handler.exits.size();
   if (late > 0) out << std::setw(6) << late << "  late result" << (late == 1 ? "" : "s") << "\n";
+  if (exits > 0)
+    out << std::setw(6) << exits << "  handler exit" << (exits == 1 ? "" : "s") << "\n";
 }
 
 }  // namespace tools::record

@@ -23,7 +23,7 @@ class TraceWriter {
     json_.Key("otherData").BeginObject().Member("begin", FormatWallTime(record_.wall)).EndObject();
     json_.Key("traceEvents").BeginArray();
     for (std::size_t i = 0; i < record_.commands.size(); ++i) WriteCommand(i + 1);
-    for (const Handler& handler : record_.handlers) WriteConnections(handler);
+    for (const Handler& handler : record_.handlers) WriteProcesses(handler);
     for (const Agent& agent : record_.agents) WriteNames(agent);
     json_.EndArray().EndObject();
     return json_.Text();
@@ -90,10 +90,22 @@ class TraceWriter {
     }
   }
 
-  void WriteConnections(const Handler& handler) {
+  // Connections and exits.
+  void WriteProcesses(const Handler& handler) {
     for (const Connection& connection : handler.connections) {
       Begin("X", "connected", connection.process, handler.id, connection.begin)
           .Member("dur", connection.end - connection.begin)
+          .EndObject();
+    }
+    for (const Exit& exit : handler.exits) {
+      Begin("i", "handler " + exit.text, exit.process, handler.id, exit.time)
+          .Member("s", "t")
+          .Key("args")
+          .BeginObject()
+          .Member("process", exit.handler_process)
+          .Member("status", exit.status)
+          .Member("signal", exit.signal)
+          .EndObject()
           .EndObject();
     }
   }
