@@ -80,6 +80,7 @@ void HistoryChecker::OnEvent(const Event& event) {
       ++tally_.stops;
       DropAll();
       break;
+    case EventKind::kExited:
     case EventKind::kEnd:
       break;
   }
