@@ -310,12 +310,13 @@ TEST_F(Check, PrintsJson) {
 
 TEST_F(Check, ReturnsTwoForUsageErrors) {
   const std::string package = Packages() + "/text";
-  for (const std::vector<std::string>& arguments : {std::vector<std::string>{"check"},
-                                                {"check", Root() + "/missing"},
-                                                {"check", package, "--skip", "text.echo"},
-                                                {"check", package, "--run", "--skip", "no.type"},
-                                                {"check", package, "--run", "--payload", "no=1"},
-                                                {"check", package, "--run", "--payload", "1"}}) {
+  for (const std::vector<std::string>& arguments :
+       {std::vector<std::string>{"check"},
+        {"check", Root() + "/missing"},
+        {"check", package, "--skip", "text.echo"},
+        {"check", package, "--run", "--skip", "no.type"},
+        {"check", package, "--run", "--payload", "no=1"},
+        {"check", package, "--run", "--payload", "1"}}) {
     EXPECT_EQ(Qor(arguments).exit_status, 2);
   }
   const auto help = Qor({"check", "--help"});
