@@ -116,7 +116,7 @@ typedef enum {
   QOR_AGENT_REASON_NO_HANDLER = 1,
   /** The handler could not be launched. */
   QOR_AGENT_REASON_LAUNCH_FAILED = 2,
-  /** The handler was launched and did not connect. */
+  /** The handler was launched and did not connect. Not tried again shortly before the deadline. */
   QOR_AGENT_REASON_NOT_CONNECTED = 3,
   /** The deadline passed while earlier commands of the same handler were in flight. */
   QOR_AGENT_REASON_NOT_SENT = 4

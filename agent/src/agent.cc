@@ -129,6 +129,7 @@ Scheduler::Limits Agent::LimitsOf() const {
   if (settings_.max_commands != 0) limits.max_commands = settings_.max_commands;
   if (settings_.max_bytes != 0) limits.max_bytes = settings_.max_bytes;
   if (settings_.remember_ms != 0) limits.remember_ms = settings_.remember_ms;
+  if (settings_.connection_timeout_ms != 0) limits.connection_ms = settings_.connection_timeout_ms;
   limits.max_extension_ms = settings_.max_extension_ms;
   return limits;
 }
@@ -149,10 +150,7 @@ Scheduler::Observer Agent::ObserverOf() const {
 void Agent::StartLibrary() {
   qor_handler_manager_configuration_h config = nullptr;
   ThrowUnless(qor_handler_manager_configuration_create(&config), "cannot make a configuration");
-  if (settings_.connection_timeout_ms != 0) {
-    qor_handler_manager_configuration_set_connection_timeout(config,
-                                                             settings_.connection_timeout_ms);
-  }
+  qor_handler_manager_configuration_set_connection_timeout(config, LimitsOf().connection_ms);
   if (settings_.execution_timeout_ms != 0) {
     qor_handler_manager_configuration_set_command_execution_timeout(config,
                                                                     settings_.execution_timeout_ms);

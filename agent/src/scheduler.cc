@@ -260,6 +260,13 @@ void Scheduler::MarkReady(BootMs now) {
     EndUndelivered(*command, QOR_AGENT_REASON_NO_HANDLER);
   }
   for (Command* command : lanes_.TakeReady(now)) {
+    if (command->state == State::kHeld && now + limits_.connection_ms > command->deadline &&
+        command->outcome.reason == QOR_AGENT_REASON_NOT_CONNECTED) {
+      // Another attempt would be in flight at the deadline, and the outcome unknown.
+      lanes_.Release(command->type);
+      EndUndelivered(*command, QOR_AGENT_REASON_NOT_CONNECTED);
+      continue;
+    }
     command->was_sent_before = command->state == State::kSent;
     command->state = State::kSent;
     in_flight_.insert(command);

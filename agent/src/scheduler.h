@@ -37,6 +37,7 @@ class Scheduler {
     std::uint64_t max_bytes = std::uint64_t{256} << 20;
     std::int64_t max_extension_ms = 0;
     std::int64_t remember_ms = 3'600'000;
+    int connection_ms = 5000;
   };
   struct Observer {
     // May call Submit() and Confirm().

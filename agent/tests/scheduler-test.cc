@@ -355,6 +355,27 @@ TEST_F(SchedulerTest, RetriesAfterAConnectionTimeoutWhateverThePolicy) {
   EXPECT_EQ(reported_.at(0).outcome.kind, QOR_AGENT_SUCCEEDED);
 }
 
+// Another attempt would be in flight at the deadline.
+TEST_F(SchedulerTest, EndsAsNotConnectedWhenTheDeadlineLeavesNoTimeToConnect) {
+  limits_.connection_ms = 20'000;
+  Start();
+  Submit(Make("1"));
+  scheduler_->Run();
+  Advance(20'000);
+  TimeOut("1", common::kConnectionTimeoutError);
+  Advance(1'000);
+  EXPECT_EQ(router_.sent.size(), 2U);
+  Advance(20'000);
+  TimeOut("1", common::kConnectionTimeoutError);
+  Submit(Make("2"));
+  Advance(2'000);
+  ASSERT_EQ(reported_.size(), 1U);
+  EXPECT_EQ(reported_[0].outcome.kind, QOR_AGENT_NOT_DELIVERED);
+  EXPECT_EQ(reported_[0].outcome.reason, QOR_AGENT_REASON_NOT_CONNECTED);
+  scheduler_->Run();
+  EXPECT_THAT(router_.sent, ElementsAre("1", "1", "2"));
+}
+
 TEST_F(SchedulerTest, WaitsForALateAnswerWhenAtMostOnce) {
   Submit(Make("1"));
   Submit(Make("2"));
