@@ -9,26 +9,60 @@
 // The platform's root folder is $QOR_PLATFORM_ROOT and should be empty.
 
 #include <Ecore.h>
+#include <qor/agent.h>
 
 #include <chrono>
 #include <exception>
 #include <iostream>
 #include <optional>
 #include <string>
+#include <vector>
 
-#include "agent/agent.h"
+#include "base/handlers.h"
 #include "base/process.h"
 #include "base/run-until.h"
 #include "scoreboard.h"
 
 namespace {
 
-using tools::Agent;
+using std::chrono::seconds;
 
-constexpr int kExecutionTimeoutMs = 2000;
-constexpr int kConnectionTimeoutMs = 4000;
+constexpr seconds kExecutionTimeout{2};
+constexpr seconds kConnectionTimeout{2};
+// Of each command. Longer than both timeouts, which makes their expiry visible.
+constexpr seconds kDeadline{4};
 // Far above the duration of any step.
-constexpr std::chrono::seconds kTimeout{60};
+constexpr seconds kTimeout{60};
+
+const char* NameOf(qor_agent_outcome_kind_e kind) {
+  switch (kind) {
+    case QOR_AGENT_SUCCEEDED:
+      return "succeeded";
+    case QOR_AGENT_FAILED:
+      return "failed";
+    case QOR_AGENT_NOT_DELIVERED:
+      return "not delivered";
+    case QOR_AGENT_UNKNOWN:
+      return "unknown";
+  }
+  return "";
+}
+
+const char* NameOf(qor_agent_reason_e reason) {
+  switch (reason) {
+    case QOR_AGENT_REASON_NONE:
+      return "";
+    case QOR_AGENT_REASON_NO_HANDLER:
+      return ", no handler";
+    case QOR_AGENT_REASON_LAUNCH_FAILED:
+      return ", launch failed";
+    case QOR_AGENT_REASON_NOT_CONNECTED:
+      return ", not connected";
+    case QOR_AGENT_REASON_NOT_SENT:
+      return ", not sent";
+  }
+  return "";
+}
 
 class Demo {
  public:
@@ -39,115 +73,143 @@ class Demo {
     board_.Headline("Install two handler packages and start the agent");
     Install("text");
     Install("silent");
-    agent_.emplace(kExecutionTimeoutMs, kConnectionTimeoutMs);
+    StartAgent();
     board_.Line("registered handlers", std::to_string(tools::ListHandlers().size()),
                 tools::ListHandlers().size() == 2);
     ShowCommands();
     ShowNegotiation();
-    ShowTimeouts();
+    ShowDeadlines();
     ShowRegistryChanges();
     return board_.Finish();
   }
 
  private:
+  struct Update {
+    qor_handler_update_type_e type;
+    tools::Handler handler;
+  };
+
+  void StartAgent() {
+    qor::Agent::Settings settings;
+    settings.execution_timeout = kExecutionTimeout;
+    settings.connection_timeout = kConnectionTimeout;
+    settings.on_outcome = [this](const qor::Agent::Outcome& outcome) {
+      outcomes_.push_back(outcome);
+    };
+    settings.on_extension = [this](const std::string&, const std::string&, double) {
+      return grants_;
+    };
+    settings.on_handler_update = [this](qor_handler_update_type_e type,
+                                        qor_handler_manager_handler_info_h info) {
+      updates_.push_back({type, tools::HandlerOf(info)});
+    };
+    agent_.emplace(settings);
+  }
+
   void ShowCommands() {
     board_.Headline("Commands");
-    ExpectSuccess("handler not running: launched", "launch", "text.upper", R"("hello")", "HELLO");
-    ExpectSuccess("handler connected", "connected", "text.upper", R"("again")", "AGAIN");
-    ExpectFailure("handler fails the command", "reject", "text.reject", "", "this handler refuses");
-    ExpectRejection("unknown request type", "unsupported", "no.such.type",
-                    QOR_HANDLER_MANAGER_ERROR_NOT_SUPPORTED_COMMAND);
+    ExpectSuccess("handler not running: launched", "text.upper", R"("hello")", "HELLO");
+    ExpectSuccess("handler connected", "text.upper", R"("again")", "AGAIN");
+    ExpectFailure("handler fails the command", "text.reject", "this handler refuses");
+    ExpectNoHandler("unknown request type", "no.such.type");
   }
 
   void ShowNegotiation() {
-    board_.Headline("Timeout extensions");
-    agent_->SetNegotiator([](const std::string&, const std::string&, double) { return true; });
-    ExpectSuccess("extension granted", "slow-1", "text.slow", "2.5", "done slowly");
-    agent_->SetNegotiator([](const std::string&, const std::string&, double) { return false; });
-    ExpectFailure("extension denied", "slow-2", "text.slow", "2.5", "no more time was granted");
-    agent_->SetNegotiator(nullptr);
+    board_.Headline("Extensions of the deadline");
+    ExpectSuccess("extension granted", "text.slow", "6", "done slowly");
+    grants_ = false;
+    ExpectFailure("extension denied", "text.slow", "no more time was granted", "6");
+    grants_ = true;
   }
 
-  void ShowTimeouts() {
-    board_.Headline("Timeouts and crashes");
-    agent_->Send("forgotten", "text.forget", "");
-    ExpectRejection("duplicate uuid", "forgotten", "text.forget",
-                    QOR_HANDLER_MANAGER_ERROR_UNKNOWN);
-    ExpectAnswer("handler never answers", "forgotten", QOR_REQUEST_STATUS_FAILED,
-                 "Execution time out");
-    ExpectFailure("handler never connects", "silent", "silence.keep", "", "Connection time out");
-    ExpectFailure("handler killed", "killed", "text.crash", "", "Execution time out");
+  void ShowDeadlines() {
+    board_.Headline("Deadlines and crashes");
+    const std::string forgotten = Submit("text.forget", "");
+    ExpectRejection("duplicate uuid", forgotten, "", QOR_AGENT_ERROR_ALREADY_KNOWN);
+    ExpectRejection("uuid of another command", forgotten, "1", QOR_AGENT_ERROR_CONFLICT);
+    ExpectOutcome("handler never answers", forgotten, QOR_AGENT_UNKNOWN, "");
+    ExpectOutcome("handler never connects", Submit("silence.keep", ""), QOR_AGENT_NOT_DELIVERED,
+                  "not connected");
+    ExpectOutcome("handler killed", Submit("text.crash", ""), QOR_AGENT_UNKNOWN, "");
     ExpectInOrder();
   }
 
   // The handler was killed before, so the first of the three launches it.
   void ExpectInOrder() {
-    const std::size_t before = agent_->Responses().size();
-    for (const char* uuid : {"first", "second", "third"})
-      agent_->Send(uuid, "text.upper", R"("x")");
-    tools::RunUntil([&] { return agent_->Responses().size() >= before + 3; }, kTimeout);
+    std::vector<std::string> uuids;
+    for (int i = 0; i < 3; ++i) uuids.push_back(Submit("text.upper", R"("x")"));
+    const std::size_t before = outcomes_.size();
+    tools::RunUntil([&] { return outcomes_.size() >= before + uuids.size(); }, kTimeout);
     std::string order;
-    for (auto i = before; i < agent_->Responses().size(); ++i) {
-      const auto& response = agent_->Responses()[i];
-      order += response.uuid + (response.status == QOR_REQUEST_STATUS_SUCCESS ? " " : "(failed) ");
+    bool is_expected = outcomes_.size() == before + uuids.size();
+    for (std::size_t i = before; i < outcomes_.size(); ++i) {
+      order += std::string(order.empty() ? "" : ", ") + NameOf(outcomes_[i].kind);
+      is_expected = is_expected && outcomes_[i].uuid == uuids[i - before] &&
+                    outcomes_[i].kind == QOR_AGENT_SUCCEEDED;
     }
-    board_.Line("three commands while the handler starts", order, order == "first second third ");
+    board_.Line("three commands while the handler starts", order, is_expected);
   }
 
   void ShowRegistryChanges() {
     board_.Headline("Package events");
     ExpectUpdate("install a second handler", QOR_HANDLER_UPDATE_ADDED,
                  [this] { Install("text-preferred"); });
-    ExpectSuccess("higher priority preferred", "preferred", "text.upper", R"("x")",
-                  "org.example.preferred");
+    ExpectSuccess("higher priority preferred", "text.upper", R"("x")", "org.example.preferred");
     ExpectUpdate("update the first package", QOR_HANDLER_UPDATE_UPDATED,
                  [this] { Install("text-2"); });
-    ExpectFailure("added request type delivered", "translate", "text.translate", "",
-                  "no function for request type");
-    ExpectRejection("removed request type rejected", "dropped", "text.reject",
-                    QOR_HANDLER_MANAGER_ERROR_NOT_SUPPORTED_COMMAND);
+    ExpectFailure("added request type delivered", "text.translate", "no function for request type");
+    ExpectNoHandler("removed request type", "text.reject");
     ExpectUpdate("uninstall the preferred handler", QOR_HANDLER_UPDATE_REMOVED,
                  [this] { Uninstall("org.example.preferred"); });
-    ExpectSuccess("fallback to the other handler", "fallback", "text.upper", R"("x")",
-                  "org.example.text");
+    ExpectSuccess("fallback to the other handler", "text.upper", R"("x")", "org.example.text");
     ExpectUpdate("uninstall the last handler", QOR_HANDLER_UPDATE_REMOVED,
                  [this] { Uninstall("org.example.text"); });
-    ExpectRejection("request type without a handler", "gone", "text.upper",
-                    QOR_HANDLER_MANAGER_ERROR_NOT_SUPPORTED_COMMAND);
+    ExpectNoHandler("request type without a handler", "text.upper");
     // Also terminates its process.
     Uninstall("org.example.silent");
   }
 
-  void ExpectSuccess(const std::string& step, const std::string& uuid, const std::string& type,
-                     const std::string& payload, const std::string& text) {
-    agent_->Send(uuid, type, payload);
-    ExpectAnswer(step, uuid, QOR_REQUEST_STATUS_SUCCESS, text);
+  std::string Submit(const std::string& type, const std::string& payload,
+                     const std::string& uuid = "") {
+    qor::Agent::Command command;
+    command.uuid = uuid;
+    command.type = type;
+    command.payload = payload;
+    command.deadline = command.timestamp + kDeadline;
+    return agent_->Submit(command);
   }
 
-  void ExpectFailure(const std::string& step, const std::string& uuid, const std::string& type,
-                     const std::string& payload, const std::string& text) {
-    agent_->Send(uuid, type, payload);
-    ExpectAnswer(step, uuid, QOR_REQUEST_STATUS_FAILED, text);
+  void ExpectSuccess(const std::string& step, const std::string& type, const std::string& payload,
+                     const std::string& text) {
+    ExpectOutcome(step, Submit(type, payload), QOR_AGENT_SUCCEEDED, text);
   }
 
-  void ExpectAnswer(const std::string& step, const std::string& uuid, int status,
-                    const std::string& text) {
-    const Agent::Response* response = FindResponse(uuid);
-    if (response == nullptr) {
-      board_.Line(step, "no response", false);
+  void ExpectFailure(const std::string& step, const std::string& type, const std::string& text,
+                     const std::string& payload = "") {
+    ExpectOutcome(step, Submit(type, payload), QOR_AGENT_FAILED, text);
+  }
+
+  void ExpectNoHandler(const std::string& step, const std::string& type) {
+    ExpectOutcome(step, Submit(type, ""), QOR_AGENT_NOT_DELIVERED, "no handler");
+  }
+
+  void ExpectOutcome(const std::string& step, const std::string& uuid,
+                     qor_agent_outcome_kind_e kind, const std::string& text) {
+    const qor::Agent::Outcome* outcome = FindOutcome(uuid);
+    if (outcome == nullptr) {
+      board_.Line(step, "no outcome", false);
       return;
     }
-    const std::string& actual =
-        response->status == QOR_REQUEST_STATUS_SUCCESS ? response->result : response->error;
-    board_.Line(step, "status " + std::to_string(response->status) + ", " + OnOneLine(actual),
-                response->status == status && actual.find(text) != std::string::npos);
+    std::string actual = NameOf(outcome->kind);
+    actual += NameOf(outcome->reason) + (" " + OnOneLine(outcome->result + outcome->error));
+    board_.Line(step, actual, outcome->kind == kind && actual.find(text) != std::string::npos);
   }
 
-  const Agent::Response* FindResponse(const std::string& uuid) {
-    const Agent::Response* found = nullptr;
+  const qor::Agent::Outcome* FindOutcome(const std::string& uuid) const {
+    const qor::Agent::Outcome* found = nullptr;
     const auto is_found = [&] {
-      for (const auto& response : agent_->Responses()) {
-        if (response.uuid == uuid) found = &response;
+      for (const auto& outcome : outcomes_) {
+        if (outcome.uuid == uuid) found = &outcome;
       }
       return found != nullptr;
     };
@@ -155,24 +217,29 @@ class Demo {
     return found;
   }
 
-  void ExpectRejection(const std::string& step, const std::string& uuid, const std::string& type,
+  void ExpectRejection(const std::string& step, const std::string& uuid, const std::string& payload,
                        int error) {
-    const int result = agent_->Send(uuid, type, "");
-    board_.Line(step, "rejected with error " + std::to_string(result), result == error);
+    int actual = QOR_AGENT_ERROR_NONE;
+    try {
+      Submit("text.forget", payload, uuid);
+    } catch (const qor::AgentError& rejection) {
+      actual = rejection.Code();
+    }
+    board_.Line(step, std::string("rejected: ") + qor_agent_error_text(actual), actual == error);
   }
 
   template <typename Change>
   void ExpectUpdate(const std::string& step, qor_handler_update_type_e type, Change change) {
-    const std::size_t before = agent_->Updates().size();
+    const std::size_t before = updates_.size();
     change();
-    tools::RunUntil([&] { return agent_->Updates().size() > before; }, kTimeout);
-    if (agent_->Updates().size() == before) {
+    tools::RunUntil([&] { return updates_.size() > before; }, kTimeout);
+    if (updates_.size() == before) {
       board_.Line(step, "no update callback", false);
       return;
     }
-    const auto& update = agent_->Updates().back();
+    const Update& update = updates_.back();
     std::string actual =
-        "update " + std::to_string(update.type) + " of " + update.handler.app_id + ":";
+        std::string(tools::NameOf(update.type)) + " " + update.handler.app_id + ":";
     for (const auto& request_type : update.handler.request_types) actual += " " + request_type;
     board_.Line(step, actual, update.type == type);
   }
@@ -199,7 +266,10 @@ class Demo {
   std::string tool_;
   std::string packages_;
   demo::Scoreboard board_;
-  std::optional<Agent> agent_;
+  bool grants_ = true;
+  std::vector<qor::Agent::Outcome> outcomes_;
+  std::vector<Update> updates_;
+  std::optional<qor::Agent> agent_;
 };
 
 }  // namespace

@@ -8,7 +8,6 @@
 
 #include <cstdlib>
 #include <cstring>
-#include <ctime>
 #include <exception>
 #include <memory>
 #include <optional>
@@ -64,8 +63,7 @@ struct Handler::Settings {
 
   void Start() {
     MainLoop::Get().Open();
-    session.emplace(types, limits.count != 0 ? AnswersPath() : "", limits,
-                    [] { return static_cast<std::int64_t>(std::time(nullptr)); });
+    session.emplace(types, limits.count != 0 ? AnswersPath() : "", limits);
     if (!agent.empty()) session->OnFetchRequested(agent, AgentLink::Lifetime::kPersistent);
   }
 

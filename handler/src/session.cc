@@ -3,6 +3,7 @@
 
 #include "session.h"
 
+#include <ctime>
 #include <utility>
 
 namespace qor::internal {
@@ -15,8 +16,8 @@ constexpr std::size_t kMaxPendingAnswers = 1000;
 }  // namespace
 
 Session::Session(const Dispatcher::RequestTypes& types, const std::string& answers_path,
-                 const AnswerLimits& limits, CommandStore::Clock clock)
-    : store_(answers_path, limits, std::move(clock)),
+                 const AnswerLimits& limits)
+    : store_(answers_path, limits, [] { return static_cast<std::int64_t>(std::time(nullptr)); }),
       dispatcher_(std::make_shared<Dispatcher>(types, store_, static_cast<AgentSender&>(*this))) {}
 
 void Session::OnFetchRequested(const std::string& agent, AgentLink::Lifetime lifetime) {

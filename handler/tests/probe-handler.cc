@@ -65,14 +65,17 @@ void DieOnce(const qor::Command& command) {
 int main(int argc, char** argv) {
   qor::Handler handler;
   if (const char* agent = std::getenv("PROBE_AGENT")) handler.SetAgent(agent);
-  const auto on = [&handler](const char* type, void (*function)(const qor::Command&)) {
-    handler.On(type, [function](const qor::Command& command) {
+  const auto on = [&handler](const char* type, void (*function)(const qor::Command&),
+                             qor::Policy policy = qor::Policy::kAtLeastOnce) {
+    const auto run = [function](const qor::Command& command) {
       std::ofstream(RunsFile(), std::ios::app) << command.Uuid() << '\n';
       function(command);
-    });
+    };
+    handler.On(type, run, policy);
   };
   on("probe.run", Run);
   on("probe.wait", Wait);
+  on("probe.wait-once", Wait, qor::Policy::kAtMostOnce);
   on("probe.ask", Ask);
   on("probe.agent", TellAgent);
   on("probe.die", Die);

@@ -24,8 +24,10 @@ class AgentProtocol : public EndToEndTest {
   tools::ProcessResult Feed(const std::string& input) const {
     const std::string file = Root() + "/input";
     std::ofstream(file, std::ios::binary) << input;
-    return tools::RunProcess({"bash", "-c", "'" + Tool() + "' agent < '" + file + "'"},
-                             kTimeoutSeconds);
+    return Shell("'" + Tool() + "' agent < '" + file + "'");
+  }
+  static tools::ProcessResult Shell(const std::string& command) {
+    return tools::RunProcess({"bash", "-c", command}, kTimeoutSeconds);
   }
 };
 
@@ -33,12 +35,20 @@ bool Holds(const std::string& text, const std::string& part) {
   return text.find(part) != std::string::npos;
 }
 
+int CountOf(const std::string& text, const std::string& part) {
+  int count = 0;
+  for (auto at = text.find(part); at != std::string::npos; at = text.find(part, at + 1)) ++count;
+  return count;
+}
+
 TEST_F(AgentProtocol, ReportsTheResultOfACommand) {
   Install("text");
   const auto run = Feed(R"({"type":"text.upper","payload":"\"hello\"","uuid":"mine"})");
   EXPECT_EQ(run.exit_status, 0) << run.errors;
   EXPECT_TRUE(Holds(run.output,
-                    R"({"event":"result","line":1,"uuid":"mine","outcome":"success","status":0,)"
+                    "{\"event\":\"ready\",\"pending\":0}\n"
+                    "{\"event\":\"accepted\",\"line\":1,\"uuid\":\"mine\"}\n"
+                    R"({"event":"outcome","line":1,"uuid":"mine","outcome":"succeeded","status":0,)"
                     R"("result":{"text":"HELLO","by":"org.example.text.handler"},"latencyMs":)"))
       << run.output;
   EXPECT_TRUE(Holds(run.output, "}\n{\"event\":\"end\",\"pending\":0}\n")) << run.output;
@@ -75,15 +85,21 @@ TEST_F(AgentProtocol, DistinguishesErrorsAndRejections) {
       "{\"type\":\"text.reject\"}\n"
       "{\"type\":\"no.such.type\"}\n"
       "{\"type\":\"text.delay\",\"payload\":\"0.2\",\"uuid\":\"twice\"}\n"
-      "{\"type\":\"text.upper\",\"uuid\":\"twice\"}\n");
+      "{\"type\":\"text.upper\",\"uuid\":\"twice\"}\n"
+      "{\"type\":\"text.delay\",\"payload\":\"0.2\",\"uuid\":\"twice\"}\n");
   EXPECT_TRUE(Holds(run.output, R"("outcome":"failed","status":1,"error":{"ErrorCode":42,)"))
       << run.output;
-  EXPECT_TRUE(Holds(run.output, R"("outcome":"not-supported","error":"no handler serves no.such)"))
+  EXPECT_TRUE(Holds(
+      run.output,
+      R"("outcome":"not-delivered","reason":"no-handler","error":"no handler serves no.such)"))
       << run.output;
-  EXPECT_TRUE(Holds(run.output, R"("line":4,"uuid":"twice","outcome":"not-accepted","error":)"
-                                R"("the uuid twice is already pending")"))
+  EXPECT_TRUE(Holds(run.output, R"("line":4,"uuid":"twice","outcome":"rejected",)"
+                                R"("reason":"conflict","error":"the uuid belongs to another)"))
       << run.output;
-  EXPECT_TRUE(Holds(run.output, R"("line":3,"uuid":"twice","outcome":"success")")) << run.output;
+  EXPECT_TRUE(Holds(run.output, R"("line":5,"uuid":"twice","outcome":"rejected",)"
+                                R"("reason":"already-known","error":"submitted before"})"))
+      << run.output;
+  EXPECT_TRUE(Holds(run.output, R"("line":3,"uuid":"twice","outcome":"succeeded")")) << run.output;
 }
 
 TEST_F(AgentProtocol, ReportsInvalidRequestsAndContinues) {
@@ -91,7 +107,7 @@ TEST_F(AgentProtocol, ReportsInvalidRequestsAndContinues) {
       {R"({"handlers":tru})", R"("column":16,"message":"Invalid value")"},
       {R"({"handlers":true)", R"("column":17,"message":"Missing a comma or '}')"},
       {R"([])", R"("message":"must be a JSON object")"},
-      {R"({})", R"("message":"expected one of: type, configuration, handlers, negotiation")"},
+      {R"({})", R"("message":"expected one of: type, confirm, handlers, negotiation")"},
       {R"({"type":5})", R"("key":"type","message":"must be a string")"},
       {R"({"type":""})", R"("key":"type","message":"must not be empty")"},
       {R"({"type":"a","uuid":""})", R"("key":"uuid","message":"must not be empty")"},
@@ -99,9 +115,12 @@ TEST_F(AgentProtocol, ReportsInvalidRequestsAndContinues) {
       {R"({"type":"a","other":1})",
        R"("key":"other","message":"unknown member (expected one of: type, )"},
       {R"({"type":"a","type":"b"})", R"("key":"type","message":"duplicate member")"},
-      {R"({"configuration":3})", R"("key":"configuration","message":"must be an object")"},
-      {R"({"configuration":{"timeout":3}})", R"("key":"timeout","message":"unknown member)"},
-      {R"({"configuration":{"executionTimeout":-1}})", R"("key":"executionTimeout","message":)"},
+      {R"({"type":"a","timeout":0})", R"("key":"timeout","message":"must be a positive integer)"},
+      {R"({"type":"a","timeout":1e9})", R"("key":"timeout","message":"must be a positive)"},
+      {R"({"type":"a","policy":"once"})", R"("key":"policy","message":"must be \"at-most-once\")"},
+      {R"({"type":"a","waitForHandler":1})", R"("key":"waitForHandler","message":"must be true)"},
+      {R"({"confirm":""})", R"("key":"confirm","message":"must not be empty")"},
+      {R"({"confirm":"unknown"})", R"("key":"confirm","message":"no outcome for the uuid")"},
       {R"({"negotiation":"maybe"})", R"("key":"negotiation","message":"must be \"grant\" or)"},
       {R"({"handlers":false})", R"("key":"handlers","message":"must be true")"},
   };
@@ -115,7 +134,7 @@ TEST_F(AgentProtocol, ReportsInvalidRequestsAndContinues) {
     const std::string expected = R"({"event":"error","line":)" + std::to_string(++line) + "," + out;
     EXPECT_TRUE(Holds(run.output, expected)) << in << " in\n" << run.output;
   }
-  EXPECT_TRUE(Holds(run.output, R"({"event":"handlers","line":17,"handlers":[]})")) << run.output;
+  EXPECT_TRUE(Holds(run.output, R"({"event":"handlers","line":20,"handlers":[]})")) << run.output;
 }
 
 TEST_F(AgentProtocol, ReportsOversizedRequestsAndContinues) {
@@ -124,6 +143,7 @@ TEST_F(AgentProtocol, ReportsOversizedRequestsAndContinues) {
                         "\n{\"handlers\":true}\n");
   EXPECT_EQ(run.exit_status, 0) << run.errors;
   EXPECT_EQ(run.output,
+            "{\"event\":\"ready\",\"pending\":0}\n"
             "{\"event\":\"error\",\"line\":1,\"message\":\"must be a JSON object\"}\n"
             "{\"event\":\"error\",\"line\":2,\"message\":\"longer than 3145728 bytes\"}\n"
             "{\"event\":\"error\",\"line\":3,\"column\":1001,"
@@ -136,7 +156,7 @@ TEST_F(AgentProtocol, ReportsOversizedRequestsAndContinues) {
 std::string RandomLines(std::mt19937& random, int lines) {
   const std::string valid[] = {
       R"({"type":"text.echo","payload":{"a":[1,2.5,"\u00e4"]},"uuid":"mine"})",
-      R"({"configuration":{"executionTimeout":9000,"connectionTimeout":9000}})",
+      R"({"confirm":"mine"})",
       R"({"negotiation":"grant"})",
       R"({"handlers":true})",
   };
@@ -175,15 +195,20 @@ TEST_F(AgentProtocol, AnswersRandomLinesWithValidJson) {
     const auto run = Feed(RandomLines(random, kLines) + "{\"handlers\":true}\n");
     ASSERT_EQ(run.exit_status, 0) << "seed " << seed << ": " << run.errors;
     std::multiset<int> answered;
+    std::set<int> accepted;
     std::istringstream output(run.output);
     for (std::string line; std::getline(output, line);) {
       rapidjson::Document event;
       event.Parse<rapidjson::kParseValidateEncodingFlag>(line.c_str());
       ASSERT_TRUE(event.IsObject() && event.HasMember("event")) << "seed " << seed << ": " << line;
-      if (event.HasMember("line")) answered.insert(event["line"].GetInt());
+      if (!event.HasMember("line")) continue;
+      answered.insert(event["line"].GetInt());
+      if (event["event"] == "accepted") accepted.insert(event["line"].GetInt());
     }
+    // An accepted command has a second event, its outcome.
     for (int line = 1; line <= kLines + 1; ++line)
-      EXPECT_EQ(answered.count(line), 1U) << "seed " << seed << ", line " << line;
+      EXPECT_EQ(answered.count(line), 1U + accepted.count(line))
+          << "seed " << seed << ", line " << line;
   }
 }
 
@@ -212,7 +237,7 @@ TEST_F(AgentProtocol, GrantsOrRefusesExtensions) {
   EXPECT_TRUE(Holds(run.output, R"({"event":"extension","uuid":"one","handler":)"
                                 R"("org.example.text.handler","seconds":0.4,"granted":true})"))
       << run.output;
-  EXPECT_TRUE(Holds(run.output, R"("uuid":"one","outcome":"success")")) << run.output;
+  EXPECT_TRUE(Holds(run.output, R"("uuid":"one","outcome":"succeeded")")) << run.output;
   const auto refused = Feed("{\"negotiation\":\"refuse\"}\n" + slow + "two\"}\n");
   EXPECT_TRUE(Holds(refused.output, R"({"event":"negotiation","line":1,"negotiation":"refuse"})"))
       << refused.output;
@@ -220,18 +245,47 @@ TEST_F(AgentProtocol, GrantsOrRefusesExtensions) {
   EXPECT_TRUE(Holds(refused.output, R"("uuid":"two","outcome":"failed")")) << refused.output;
 }
 
-TEST_F(AgentProtocol, SetsTimeoutsAndReportsLateAnswers) {
+TEST_F(AgentProtocol, EndsACommandAtItsDeadlineAndReportsALateAnswer) {
   Install("text");
   LiveProcess agent({Tool(), "agent"});
-  agent.Write("{\"configuration\":{\"executionTimeout\":300}}\n");
-  ASSERT_TRUE(agent.AwaitOutput(R"({"event":"configuration","line":1,"executionTimeout":300,)"
-                                R"("connectionTimeout":5000})"));
-  agent.Write("{\"type\":\"text.delay\",\"payload\":\"1.5\",\"uuid\":\"mine\"}\n");
-  ASSERT_TRUE(agent.AwaitOutput(R"("line":2,"uuid":"mine","outcome":"timeout","status":1,)"
-                                R"("error":{"ErrorCode":2004,)"))
+  agent.Write("{\"type\":\"text.delay\",\"payload\":\"1.5\",\"uuid\":\"mine\",\"timeout\":500}\n");
+  ASSERT_TRUE(agent.AwaitOutput(R"("line":1,"uuid":"mine","outcome":"unknown",)"
+                                R"("error":"no answer by the deadline: text.delay may have been)"))
       << agent.Output();
-  ASSERT_TRUE(agent.AwaitOutput(R"({"event":"late","uuid":"mine","outcome":"success","status":0,)"
-                                R"("result":{"text":"done slowly"}})"));
+  ASSERT_TRUE(agent.AwaitOutput(R"({"event":"amendment","uuid":"mine","outcome":"succeeded",)"
+                                R"("status":0,"result":{"text":"done slowly"}})"));
+}
+
+TEST_F(AgentProtocol, SetsTheLibrarysTimeouts) {
+  Install("silent");
+  const auto run = Shell("echo '{\"type\":\"silence.keep\",\"timeout\":900}' | " + Tool() +
+                         " agent --connection-timeout 500");
+  EXPECT_TRUE(Holds(run.output,
+                    R"("outcome":"not-delivered","reason":"not-connected","error":)"
+                    R"("the handler of silence.keep was launched and did not connect")"))
+      << run.output;
+}
+
+TEST_F(AgentProtocol, WaitsForAHandlerWhenAsked) {
+  LiveProcess agent({Tool(), "agent"});
+  agent.Write("{\"type\":\"text.echo\",\"payload\":\"1\",\"waitForHandler\":true}\n");
+  ASSERT_TRUE(agent.AwaitOutput("accepted"));
+  Install("text");
+  EXPECT_TRUE(agent.AwaitOutput("\"outcome\":\"succeeded\"")) << agent.Output();
+}
+
+TEST_F(AgentProtocol, HasAsManyCommandsInFlightAsTheWindow) {
+  Install("text");
+  const auto extensions_of_first_outcome = [this](const std::string& options) {
+    const std::string slow = "{\"type\":\"text.slow\",\"payload\":\"0.5\"}";
+    const auto run =
+        Shell("printf '%s\\n' '" + slow + "' '" + slow + "' | " + Tool() + " agent" + options);
+    const auto first = run.output.substr(0, run.output.find("\"outcome\":\"succeeded\""));
+    return CountOf(first, "\"event\":\"extension\"");
+  };
+  // A handler asks for an extension as soon as it has the command.
+  EXPECT_EQ(extensions_of_first_outcome(""), 1);
+  EXPECT_EQ(extensions_of_first_outcome(" --window 2"), 2);
 }
 
 TEST_F(AgentProtocol, ExitsCleanlyOnASignal) {
@@ -240,7 +294,7 @@ TEST_F(AgentProtocol, ExitsCleanlyOnASignal) {
        {std::pair{&LiveProcess::Interrupt, 130}, std::pair{&LiveProcess::Terminate, 143}}) {
     LiveProcess agent({Tool(), "agent"});
     agent.Write("{\"type\":\"text.echo\"}\n");
-    ASSERT_TRUE(agent.AwaitOutput("\"success\""));
+    ASSERT_TRUE(agent.AwaitOutput("\"succeeded\""));
     agent.Write("{\"type\":\"text.delay\",\"payload\":\"2\"}\n{\"handlers\":true}\n");
     ASSERT_TRUE(agent.AwaitOutput("\"handlers\""));
     (agent.*stop)();
@@ -255,7 +309,7 @@ TEST_F(AgentProtocol, ExitsWhenTheOutputIsClosed) {
       tools::RunProcess({"bash", "-c",
                          "mkfifo '" + Root() + "/input'; exec 3<>'" + Root() + "/input'; " +
                              "echo '{\"handlers\":true}' >&3; '" + Tool() +
-                             "' agent <&3 | head -n 1; " + "exit ${PIPESTATUS[0]}"},
+                             "' agent <&3 | head -n 2; " + "exit ${PIPESTATUS[0]}"},
                         kTimeoutSeconds);
   EXPECT_EQ(run.exit_status, 1) << run.errors;
   EXPECT_TRUE(Holds(run.output, "\"handlers\"")) << run.output;

@@ -1,6 +1,10 @@
 // Copyright 2026 The qor-handler-manager authors
 // SPDX-License-Identifier: Apache-2.0
 
+#include <cstdlib>
+#include <fstream>
+#include <iterator>
+
 #include "common/timeout-errors.h"
 #include "end-to-end-test.h"
 
@@ -47,6 +51,19 @@ TEST_F(Commands, CarryLargePayloadsAndResults) {
   StartAgent();
   const std::string payload(3 * 1024 * 1024, 'p');
   EXPECT_EQ(Execute("large", "text.echo", payload).result, payload);
+}
+
+TEST_F(Commands, AreLoggedWhenTheyExceedTheFrameLimit) {
+  Install("text");
+  setenv("DLOG_FILE", (Root() + "/log").c_str(), 1);
+  StartAgent(kShortMs);
+  EXPECT_TRUE(support::IsTimeout(Execute("large", "text.echo", std::string(5 << 20, 'p'))));
+  unsetenv("DLOG_FILE");
+  std::ifstream log(Root() + "/log");
+  const std::string lines(std::istreambuf_iterator<char>(log), {});
+  EXPECT_NE(lines.find("cannot write 5242881 bytes: parcel limit of 4193280 bytes exceeded"),
+            std::string::npos)
+      << lines;
 }
 
 TEST_F(Commands, ReturnTheErrorTextOfTheHandler) {
@@ -159,7 +176,7 @@ TEST_F(Commands, CanBeSentByAnAgentInPlainC) {
   const auto run = tools::RunProcess(
       {BuildFolder() + "/examples/example-agent", "text.upper", R"("plain c")"}, kTimeoutSeconds);
   EXPECT_EQ(run.exit_status, 0) << run.errors;
-  EXPECT_EQ(run.output, "text.upper: {\"text\":\"PLAIN C\",\"by\":\"org.example.text.handler\"}\n");
+  EXPECT_EQ(run.output, "command-1: {\"text\":\"PLAIN C\",\"by\":\"org.example.text.handler\"}\n");
 }
 
 void ExpectSilentExit(const std::vector<std::string>& command) {

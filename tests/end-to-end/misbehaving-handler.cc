@@ -36,6 +36,8 @@ class MisbehavingHandler : public Connection::Observer {
   void OnCommand(ReceivedCommand command) override {
     if (command.type == "misbehaving.text") {
       connection_->SendResult(command.uuid, {true, "hello there"});
+    } else if (command.type == "misbehaving.utf-8") {
+      connection_->SendResult(command.uuid, {true, command.payload + "\x9b"});
     } else if (command.type == "misbehaving.count") {
       connection_->SendResult(command.uuid, {true, std::to_string(++count_)});
     } else if (command.type == "misbehaving.once") {

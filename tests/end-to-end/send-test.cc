@@ -3,6 +3,7 @@
 
 #include <algorithm>
 #include <chrono>
+#include <filesystem>
 #include <fstream>
 
 #include "end-to-end-test.h"
@@ -65,16 +66,32 @@ TEST_F(Send, ClosesInheritedOutputsInTheHandler) {
   EXPECT_EQ(run.output, "\"x\"\n");
 }
 
-TEST_F(Send, LogsAPayloadThatExceedsTheFrameLimit) {
+TEST_F(Send, RejectsAPayloadThatCannotBeDelivered) {
   Install("text");
-  const std::string file = WriteFile("payload.json", "\"" + std::string(5 << 20, 'x') + "\"");
-  const auto run = Shell("DLOG_FILE=" + Root() + "/log $qor send text.echo @" + file +
-                         " --execution-timeout 1000");
-  EXPECT_EQ(run.exit_status, 4) << run.errors;
-  std::ifstream log(Root() + "/log");
-  const std::string lines(std::istreambuf_iterator<char>(log), {});
-  EXPECT_TRUE(Holds(lines, "cannot write 5242883 bytes: parcel limit of 4193280 bytes exceeded"))
-      << lines;
+  const std::string longest = "\"" + std::string(4'000'000 - 2, 'x') + "\"";
+  const auto delivered = Qor({"send", "text.reject", "@" + WriteFile("longest.json", longest)});
+  EXPECT_EQ(delivered.exit_status, 3) << delivered.errors;
+  const std::string file = WriteFile("payload.json", longest + " ");
+  const auto run = Qor({"send", "text.reject", "@" + file});
+  EXPECT_EQ(run.exit_status, 2) << run.errors;
+  EXPECT_EQ(run.errors, "qor: " + file +
+                            ": payload of 4000001 bytes (at most 4000000 can be delivered)\n"
+                            "  pass large data in a file\n");
+}
+
+TEST_F(Send, RejectsAPayloadThatIsNotUtf8) {
+  const auto run = Qor({"send", "text.echo", "@" + WriteFile("payload", "\"\xff\"")});
+  EXPECT_EQ(run.exit_status, 2) << run.errors;
+  EXPECT_TRUE(Holds(run.errors, "payload is not valid UTF-8")) << run.errors;
+}
+
+TEST_F(Send, NamesTheLimitsOfTexts) {
+  const auto run = Qor({"send", std::string(4097, 't')});
+  EXPECT_EQ(run.exit_status, 1) << run.errors;
+  EXPECT_EQ(
+      run.errors,
+      "qor: command rejected: text too long (at most 256 bytes of uuid, 4096 of request type, "
+      "4000000 of payload)\n");
 }
 
 TEST_F(Send, WarnsAboutAPayloadThatIsNotJsonAndSendsIt) {
@@ -116,7 +133,7 @@ TEST_F(Send, PrintsResultsAndASummaryOfSeveralCommands) {
   const auto run = Qor({"send", "text.echo", "7", "--count", "50", "--parallel", "8"});
   EXPECT_EQ(run.exit_status, 0);
   EXPECT_EQ(CountLines(run.output), 50);
-  EXPECT_EQ(run.errors.find("50 commands: 50 success\nlatency in ms: min "), 0U) << run.errors;
+  EXPECT_EQ(run.errors.find("50 commands: 50 succeeded\nlatency in ms: min "), 0U) << run.errors;
   for (const char* figure : {"median ", "p90 ", "p99 ", "max "})
     EXPECT_TRUE(Holds(run.errors, figure)) << run.errors;
 }
@@ -135,10 +152,10 @@ TEST_F(Send, PrintsJsonLinesAndASummaryObject) {
   EXPECT_EQ(run.exit_status, 0) << run.errors;
   EXPECT_EQ(run.errors, "");
   ASSERT_EQ(CountLines(run.output), 3) << run.output;
-  EXPECT_TRUE(
-      Holds(run.output, R"("outcome":"success","status":0,"result":{"a":[1,"b c"]},"latencyMs":)"))
+  EXPECT_TRUE(Holds(run.output,
+                    R"("outcome":"succeeded","status":0,"result":{"a":[1,"b c"]},"latencyMs":)"))
       << run.output;
-  const auto summary = run.output.find(R"({"summary":{"commands":2,"outcomes":{"success":2},)"
+  const auto summary = run.output.find(R"({"summary":{"commands":2,"outcomes":{"succeeded":2},)"
                                        R"("latencyMs":{"answers":2,"min":)");
   EXPECT_NE(summary, std::string::npos) << run.output;
   EXPECT_EQ(CountLines(run.output.substr(summary)), 1);
@@ -154,7 +171,7 @@ TEST_F(Send, PrintsErrorsAsJsonOnStandardOutput) {
       << failed.output;
   const auto unknown = Qor({"send", "no.such.type", "--json", "--uuid", "mine"});
   EXPECT_EQ(unknown.exit_status, 5);
-  EXPECT_EQ(unknown.output.find(R"({"uuid":"mine","outcome":"not-supported",)"
+  EXPECT_EQ(unknown.output.find(R"({"uuid":"mine","outcome":"not-delivered","reason":"no-handler",)"
                                 R"("error":"no handler serves no.such.type")"),
             0U)
       << unknown.output;
@@ -182,6 +199,10 @@ TEST_F(Send, RejectsInvalidNumbers) {
                                                 {"--parallel", "0"},
                                                 {"--repeat", "0"},
                                                 {"--repeat", "nan"},
+                                                {"--deadline", "0"},
+                                                {"--deadline", "nan"},
+                                                {"--deadline", "1e10"},
+                                                {"--policy", "once"},
                                                 {"--execution-timeout", "-1"},
                                                 {"--count", "x"}}) {
     std::vector<std::string> arguments = {"send", "text.echo", "1"};
@@ -193,26 +214,67 @@ TEST_F(Send, RejectsInvalidNumbers) {
 TEST_F(Send, EndsCommandsThatLostTheirTimers) {
   Install("text");
   const auto run = Qor({"send", "text.forget", "--count", "5", "--parallel", "5",
-                        "--execution-timeout", "200", "--connection-timeout", "500"});
+                        "--execution-timeout", "200", "--connection-timeout", "3000"});
   EXPECT_EQ(run.exit_status, 4);
-  EXPECT_TRUE(Holds(run.errors, "5 commands: ")) << run.errors;
-  EXPECT_TRUE(Holds(run.errors, " no-answer\n")) << run.errors;
+  EXPECT_TRUE(Holds(run.errors, "\n5 commands: 5 unknown\n")) << run.errors;
 }
 
-TEST_F(Send, PrintsATimeoutOnOneLine) {
+TEST_F(Send, SaysWhatToDoWithoutAnAnswer) {
   Install("text");
-  const auto run = Qor({"send", "text.forget", "--execution-timeout", "100"});
+  const auto run = Qor({"send", "text.forget", "--deadline", "2"});
   EXPECT_EQ(run.exit_status, 4);
-  EXPECT_TRUE(Holds(run.errors, R"(qor: status 1: {"ErrorCode":2004,"ErrorDomain":"QOR-CLIENT",)"
-                                R"("ErrorDescription":"Execution time out"})"))
+  EXPECT_EQ(run.errors,
+            "qor: no answer by the deadline: text.forget may have been executed\n"
+            "  \"qor explain text.forget\" names the handler; \"qor record\" shows what it "
+            "received\n");
+}
+
+TEST_F(Send, SaysWhatToDoWhenTheHandlerDoesNotConnect) {
+  Install("silent");
+  const auto run = Qor({"send", "silence.keep", "--connection-timeout", "500"});
+  EXPECT_EQ(run.exit_status, 4);
+  EXPECT_EQ(run.errors,
+            "qor: the handler of silence.keep was launched and did not connect\n"
+            "  \"qor explain silence.keep\" names it; its log tells more (DLOG_FILTER='*:D')\n");
+}
+
+TEST_F(Send, SaysWhatToDoWhenTheHandlerCannotBeLaunched) {
+  Install("text");
+  for (const auto& entry : std::filesystem::recursive_directory_iterator(Root() + "/packages")) {
+    if (entry.path().filename() == "text-handler") std::filesystem::remove(entry.path());
+  }
+  const auto run = Qor({"send", "text.echo", "1", "--deadline", "0.5"});
+  EXPECT_EQ(run.exit_status, 6);
+  EXPECT_TRUE(Holds(run.errors,
+                    "\nqor: the handler of text.echo could not be launched\n"
+                    "  \"qor doctor\" checks its executable\n"))
       << run.errors;
+}
+
+TEST_F(Send, SendsAgainWhatMayHaveBeenDeliveredOnlyWhenAtLeastOnce) {
+  Install("text");
+  const auto deliveries = [this](const std::string& options) {
+    const auto run = Shell(
+        "DLOG_FILTER=QOR-HANDLER-MANAGER-API:I $qor send text.forget "
+        "--execution-timeout 300 --deadline 4 " +
+        options);
+    EXPECT_EQ(run.exit_status, 4) << run.errors;
+    int count = 0;
+    for (auto at = run.errors.find("SendCommand ["); at != std::string::npos;
+         at = run.errors.find("SendCommand [", at + 1)) {
+      ++count;
+    }
+    return count;
+  };
+  EXPECT_EQ(deliveries(""), 1);
+  EXPECT_GE(deliveries("--policy at-least-once"), 2);
 }
 
 TEST_F(Send, WaitsForGrantedExtensions) {
   Install("text");
-  // Longer than both timeouts and the grace period.
+  // Longer than both timeouts.
   const auto run =
-      Qor({"send", "text.slow", "4", "--execution-timeout", "500", "--connection-timeout", "500"});
+      Qor({"send", "text.slow", "4", "--execution-timeout", "500", "--connection-timeout", "2500"});
   EXPECT_EQ(run.exit_status, 0) << run.errors;
 }
 
@@ -252,7 +314,7 @@ TEST_F(Send, ShowsAProgressBarOnATerminalOnly) {
   const auto on = Shell("script -qec \"$qor" + arguments + " >/dev/null\" /dev/null");
   EXPECT_EQ(on.exit_status, 0);
   EXPECT_TRUE(Holds(on.output, "] 1/3")) << on.output;
-  EXPECT_TRUE(Holds(on.output, "\x1b[K3 commands: 3 success")) << on.output;
+  EXPECT_TRUE(Holds(on.output, "\x1b[K3 commands: 3 succeeded")) << on.output;
   const auto json = Shell("script -qec \"$qor" + arguments + " --json\" /dev/null");
   EXPECT_FALSE(Holds(json.output, "1/3")) << json.output;
   const auto off = Shell("$qor" + arguments);

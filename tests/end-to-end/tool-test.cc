@@ -27,7 +27,7 @@ TEST_F(Tool, ReturnsThreeForAHandlersError) {
 
 TEST_F(Tool, ReturnsFourForATimeout) {
   Install("text");
-  EXPECT_EQ(Qor({"send", "text.forget", "--execution-timeout", "200"}).exit_status, 4);
+  EXPECT_EQ(Qor({"send", "text.forget", "--deadline", "2"}).exit_status, 4);
 }
 
 TEST_F(Tool, ReturnsFiveForAnUnsupportedType) {
@@ -41,7 +41,7 @@ TEST_F(Tool, ReturnsSixForAFailedLaunch) {
   for (const auto& entry : std::filesystem::recursive_directory_iterator(Root() + "/packages")) {
     if (entry.path().filename() == "text-handler") std::filesystem::remove(entry.path());
   }
-  EXPECT_EQ(Qor({"send", "text.echo"}).exit_status, 6);
+  EXPECT_EQ(Qor({"send", "text.echo", "1", "--deadline", "0.5"}).exit_status, 6);
 }
 
 TEST_F(Tool, ListsPackagesAndHandlers) {

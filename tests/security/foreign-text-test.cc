@@ -145,16 +145,19 @@ TEST_F(ForeignText, IsNotExecutedByCheckRun) {
 
 TEST_F(ForeignText, ResultIsRawInPipesAndOnRequest) {
   setenv("DLOG_FILTER", "*:S", 1);
+  Install("misbehaving");
+  // The handler appends the byte that a payload must not contain.
   const std::string result = std::string(kHostile) + "\n";
-  EXPECT_EQ(Tool({"send", "text.echo", kHostile}).output, result);
-  EXPECT_NE(RunOnTerminal({"send", "--raw", "text.echo", kHostile}).output.find("\033[2J"),
+  EXPECT_EQ(Tool({"send", "misbehaving.utf-8", Type()}).output, result);
+  EXPECT_NE(RunOnTerminal({"send", "--raw", "misbehaving.utf-8", Type()}).output.find("\033[2J"),
             std::string::npos);
-  const std::string shown = RunOnTerminal({"send", "text.echo", kHostile}).output;
+  const std::string shown = RunOnTerminal({"send", "misbehaving.utf-8", Type()}).output;
   EXPECT_NE(shown.find("evil\\x1b[2J\\x07\\r\\nFORGED"), std::string::npos) << shown;
 }
 
 TEST_F(ForeignText, IsValidAndPrintableInJson) {
   setenv("DLOG_FILTER", "*:S", 1);
+  Install("misbehaving");
   const std::string type = Type();
   const std::string lines = R"({"type":"text.echo","uuid":"\u001b\u009b\u202e","payload":1})"
                             "\n{\"handlers\":true}\n{\"" +
@@ -167,7 +170,7 @@ TEST_F(ForeignText, IsValidAndPrintableInJson) {
                                 {"handlers", "--json"},
                                 {"doctor", "--json"},
                                 {"send", "--json", type, "1"},
-                                {"send", "--json", "text.echo", kHostile},
+                                {"send", "--json", "misbehaving.utf-8", type},
                                 {"send", "--json", "--uuid", kHostile, "text.echo", "1"},
                                 {"agent"}};
   for (const Arguments& arguments : commands) {
@@ -181,7 +184,7 @@ TEST_F(ForeignText, IsValidAndPrintableInJson) {
 
   const std::string file = Root() + "/record.json";
   Tool({"record", "--format", "json", "-o", file, "--", BuildFolder() + "/tools/qor/qor", "send",
-        "--uuid", kHostile, "text.echo", kHostile});
+        "--uuid", type, "misbehaving.utf-8", type});
   for (const char* format : {"json", "trace", "html", "text"}) {
     const Arguments arguments = {"record", "--format", format, "--from", file};
     const auto run = Tool(arguments);

@@ -98,7 +98,7 @@ class Overlay : public end_to_end::EndToEndTest {
   }
 };
 
-constexpr char kSuccess[] = R"("outcome":"success")";
+constexpr char kSuccess[] = R"("outcome":"succeeded")";
 constexpr char kNotInstalled[] = "rejected: not an installed application";
 
 TEST_F(Overlay, HandlerInTheUpperLayerIsIdentified) {

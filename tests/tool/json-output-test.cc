@@ -6,12 +6,13 @@
 #include <gtest/gtest.h>
 #include <rapidjson/document.h>
 
+#include <chrono>
 #include <cmath>
 #include <random>
 
 #include "json/text.h"
+#include "qor/agent/command-result.h"
 #include "qor/output/finding-json.h"
-#include "qor/output/outcome-report.h"
 #include "qor/output/tool-error.h"
 #include "support/random-bytes.h"
 #include "text/printable.h"
@@ -53,18 +54,21 @@ TEST_F(JsonOutput, KeepsTextsExceptInvalidBytes) {
 
 TEST_F(JsonOutput, IsValidForOutcomes) {
   for (int i = 0; i < 5'000; ++i) {
-    Outcome outcome;
-    outcome.kind = static_cast<OutcomeKind>(random_() % 7);
+    CommandResult result;
+    qor::Agent::Outcome& outcome = result.outcome;
+    outcome.kind = static_cast<qor_agent_outcome_kind_e>(random_() % 4);
+    outcome.reason = static_cast<qor_agent_reason_e>(random_() % 5);
+    if (random_() % 5 == 0) result.rejection = QOR_AGENT_ERROR_CONFLICT;
     outcome.uuid = Bytes();
     outcome.type = Bytes();
     outcome.result = Bytes();
     outcome.error = Bytes();
-    outcome.latency_ms = i % 2 == 0 ? HUGE_VAL : 1.5;
+    result.latency = std::chrono::duration<double, std::milli>(i % 2 == 0 ? HUGE_VAL : 1.5);
     json::ValueWriter json;
-    WriteMembers(json.BeginObject(), outcome);
+    WriteMembers(json.BeginObject(), result);
     Parsed(json.EndObject().Text());
-    Parsed(ToJson(ToToolError(outcome)));
-    const std::string shown = ToText(ToToolError(outcome));
+    Parsed(ToJson(ToToolError(result)));
+    const std::string shown = ToText(ToToolError(result));
     EXPECT_TRUE(text::IsPrintable(shown.substr(0, shown.find('\n'))));
   }
 }

@@ -43,11 +43,15 @@ TEST(ParseRequest, RejectsRandomTokensWithAMessage) {
                                 "\"uuid\"",
                                 "\"a\"",
                                 "\"\"",
-                                "\"configuration\"",
+                                "\"confirm\"",
+                                "\"timeout\"",
+                                "\"policy\"",
+                                "\"waitForHandler\"",
                                 "true",
                                 "1e9",
                                 "-1",
-                                "\"executionTimeout\"",
+                                "100",
+                                "\"at-least-once\"",
                                 "null",
                                 "\"grant\"",
                                 "\"negotiation\"",
@@ -68,6 +72,18 @@ TEST(ParseRequest, RejectsEveryTruncation) {
   ASSERT_TRUE(IsValid(line));
   for (std::size_t size = 0; size < line.size(); ++size)
     EXPECT_FALSE(IsValid(line.substr(0, size))) << line.substr(0, size);
+}
+
+TEST(ParseRequest, ReadsTheMembersOfACommand) {
+  const auto plain = std::get<CommandRequest>(ParseRequest(R"({"type":"t"})"));
+  EXPECT_EQ(plain.timeout, std::chrono::minutes(1));
+  EXPECT_EQ(plain.policy, QOR_AGENT_AT_MOST_ONCE);
+  EXPECT_FALSE(plain.waits_for_handler);
+  const auto full = std::get<CommandRequest>(ParseRequest(
+      R"({"type":"t","timeout":1500,"policy":"at-least-once","waitForHandler":true})"));
+  EXPECT_EQ(full.timeout, std::chrono::milliseconds(1500));
+  EXPECT_EQ(full.policy, QOR_AGENT_AT_LEAST_ONCE);
+  EXPECT_TRUE(full.waits_for_handler);
 }
 
 TEST(ParseRequest, KeepsEveryDigitOfThePayload) {

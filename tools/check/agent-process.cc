@@ -3,49 +3,65 @@
 
 #include "check/agent-process.h"
 
+#include <qor_handler_manager.h>
+
+#include <algorithm>
 #include <csignal>
 #include <filesystem>
 #include <utility>
+#include <vector>
 
-#include "agent/agent.h"
 #include "base/process.h"
 #include "base/run-until.h"
-#include "json/json.h"
+#include "common/timeout-errors.h"
+#include "json/text.h"
 #include "json/value-writer.h"
 
 namespace tools::check {
 
 namespace {
 
-constexpr double kEchoSeconds = 60;
-constexpr std::chrono::seconds kExitLimit{10};
-// Limit for extensions that the handler requests, beyond the timeouts.
-constexpr double kExtensionSeconds = 60;
+using std::chrono::duration_cast;
+using std::chrono::seconds;
 
-bool IsJson(const std::string& text) {
-  json::Document document;
-  document.Parse<rapidjson::kParseIterativeFlag | rapidjson::kParseValidateEncodingFlag>(
-      text.data(), text.size());
-  return !document.HasParseError();
+constexpr seconds kSendLimit{60};
+constexpr seconds kExitLimit{10};
+// Longer than the library's own timeouts can be late on a busy machine.
+constexpr seconds kGrace{2};
+// For extensions that the handler requests, beyond the timeouts.
+constexpr seconds kMaxExtension{60};
+constexpr double kLongestSeconds = 3600;
+
+std::string RejectionText(const std::string& type, int error) {
+  switch (error) {
+    case QOR_HANDLER_MANAGER_ERROR_NOT_SUPPORTED_COMMAND:
+      return "no handler serves " + type;
+    case QOR_HANDLER_MANAGER_ERROR_FAIL_TO_SEND_APP_CONTROL:
+      return "the handler of " + type + " could not be launched";
+    default:
+      return type + " was not accepted: error " + std::to_string(error);
+  }
 }
 
-std::string TextOf(const json::Value& value) {
-  json::StringBuffer text;
-  json::Writer<> writer(text);
-  value.Accept(writer);
-  return {text.GetString(), text.GetSize()};
-}
-
-Answer ReadAnswer(const json::Value& event) {
+Answer ReadAnswer(int status, const std::string& text) {
   Answer answer;
-  answer.outcome = event["outcome"].GetString();
-  if (event.HasMember("status")) answer.status = event["status"].GetInt();
-  if (event.HasMember("latencyMs")) answer.latency_ms = event["latencyMs"].GetDouble();
-  const json::Value& text = event[event.HasMember("result") ? "result" : "error"];
-  // qor agent sends the text as a string unless it is another JSON value.
-  answer.text = text.IsString() ? text.GetString() : TextOf(text);
-  answer.is_json = !text.IsString() || IsJson(answer.text);
+  answer.status = status;
+  answer.is_json = !json::FindSyntaxError(text);
+  answer.text = answer.is_json ? json::Compact(text) : text;
+  if (status == QOR_REQUEST_STATUS_SUCCESS) {
+    answer.kind = Answer::Kind::kSucceeded;
+  } else if (common::TimeoutOf(text) != common::Timeout::kNone) {
+    answer.kind = Answer::Kind::kTimeout;
+  } else {
+    answer.kind = Answer::Kind::kFailed;
+  }
   return answer;
+}
+
+std::string CommandLineOf(const Timeouts& timeouts) {
+  return CommandLine({std::filesystem::read_symlink("/proc/self/exe"), "probe",
+                      "--execution-timeout", std::to_string(timeouts.execution.count()),
+                      "--connection-timeout", std::to_string(timeouts.connection.count())});
 }
 
 }  // namespace
@@ -56,13 +72,11 @@ AgentProcess::AgentProcess(const Timeouts& timeouts, std::function<bool()> is_in
       handlers_{ecore_event_handler_add(ECORE_EXE_EVENT_DATA, OnLines, this),
                 ecore_event_handler_add(ECORE_EXE_EVENT_DEL, OnEnd, this)},
       process_(ecore_exe_pipe_run(
-          CommandLine({std::filesystem::read_symlink("/proc/self/exe"), "agent"}).c_str(),
+          CommandLineOf(timeouts).c_str(),
           static_cast<Ecore_Exe_Flags>(ECORE_EXE_PIPE_READ | ECORE_EXE_PIPE_READ_LINE_BUFFERED |
                                        ECORE_EXE_PIPE_WRITE),
           nullptr)) {
-  if (process_ == nullptr) throw std::runtime_error("cannot start qor agent");
-  Write("{\"configuration\":{\"executionTimeout\":" + std::to_string(timeouts.execution_ms) +
-        ",\"connectionTimeout\":" + std::to_string(timeouts.connection_ms) + "}}");
+  if (process_ == nullptr) throw std::runtime_error("cannot start qor probe");
 }
 
 AgentProcess::~AgentProcess() {
@@ -78,29 +92,32 @@ AgentProcess::~AgentProcess() {
 }
 
 void AgentProcess::Send(const Command& command) {
+  const auto now = Clock::now();
+  Pending& pending = commands_[command.uuid];
+  pending = {};
+  pending.type = command.type;
+  pending.sent = now;
+  pending.limit = now + timeouts_.Total() + kGrace;
   json::ValueWriter line;
   line.BeginObject().Member("uuid", command.uuid).Member("type", command.type);
-  line.Member("payload", command.payload).EndObject();
-  answers_.erase(command.uuid);
-  Write(line.Text());
-  // Requests are answered in order, so the echo follows the acceptance of the command.
-  Write("{\"negotiation\":\"grant\"}");
-  const int awaited = echoes_ + 1;
-  if (!WaitUntil([this, awaited] { return echoes_ == awaited; }, kEchoSeconds)) {
-    throw std::runtime_error("qor agent does not answer");
-  }
+  const std::string bytes = line.Member("payload", command.payload).EndObject().Text() + "\n";
+  ecore_exe_send(process_, bytes.data(), static_cast<int>(bytes.size()));
+  WaitUntil([&pending] { return pending.is_sent; }, kSendLimit);
+  if (!pending.is_sent) throw std::runtime_error("qor probe does not answer");
 }
 
 Answer AgentProcess::Await(const std::string& uuid) {
-  const double limit =
-      (timeouts_.execution_ms + timeouts_.connection_ms) / 1000.0 + kExtensionSeconds;
-  if (!WaitUntil([this, &uuid] { return answers_.count(uuid) != 0; }, limit)) {
-    Answer answer;
-    answer.outcome = "working";
-    answer.latency_ms = limit * 1000;
-    return answer;
+  const Pending& command = commands_.at(uuid);
+  const auto last = command.sent + timeouts_.Total() + kMaxExtension;
+  const auto end = [&] { return std::min(command.limit, last); };
+  while (!command.answer && Clock::now() < end()) {
+    WaitUntil([&command] { return command.answer.has_value(); }, end() - Clock::now());
   }
-  return answers_.at(uuid);
+  if (command.answer) return *command.answer;
+  Answer answer;
+  answer.kind = command.limit < last ? Answer::Kind::kNotFetched : Answer::Kind::kWorking;
+  answer.latency = Clock::now() - command.sent;
+  return answer;
 }
 
 Eina_Bool AgentProcess::OnLines(void* data, int, void* event) {
@@ -126,30 +143,50 @@ void AgentProcess::OnLine(const std::string& line) {
   json::Document event;
   event.Parse<rapidjson::kParseIterativeFlag>(line.data(), line.size());
   if (!event.IsObject()) return;
-  const std::string name = event["event"].GetString();
-  if (name == "negotiation") ++echoes_;
-  if (name != "result" && name != "late") return;
-  const std::string uuid = event["uuid"].GetString();
-  const Answer answer = ReadAnswer(event);
-  if (name == "result") {
-    answers_[uuid] = answer;
-    if (answer.IsFromHandler()) answered_.insert(uuid);
-  } else if (answered_.count(uuid) != 0) {
-    answered_twice_.insert(uuid);
+  const auto text = [&event](const char* key) {
+    return std::string(event[key].GetString(), event[key].GetStringLength());
+  };
+  if (event.HasMember("sent")) {
+    OnSent(commands_[text("sent")], event["error"].GetInt());
+  } else if (event.HasMember("answered")) {
+    OnAnswered(text("answered"), event["status"].GetInt(), text("text"));
+  } else if (event.HasMember("extension")) {
+    // Null for infinity.
+    const json::Value& asked = event["seconds"];
+    OnExtension(commands_[text("extension")],
+                asked.IsNumber() ? asked.GetDouble() : kLongestSeconds);
   }
 }
 
-void AgentProcess::Write(const std::string& line) {
-  const std::string bytes = line + "\n";
-  ecore_exe_send(process_, bytes.data(), static_cast<int>(bytes.size()));
+void AgentProcess::OnSent(Pending& command, int error) {
+  command.is_sent = true;
+  if (error == QOR_HANDLER_MANAGER_ERROR_NONE) return;
+  command.answer.emplace();
+  command.answer->text = RejectionText(command.type, error);
 }
 
-bool AgentProcess::WaitUntil(const std::function<bool()>& condition, double limit_seconds) const {
-  RunUntil([&] { return ended_ || is_interrupted_() || condition(); },
-           std::chrono::duration<double>(limit_seconds));
+void AgentProcess::OnAnswered(const std::string& uuid, int status, const std::string& text) {
+  Pending& command = commands_[uuid];
+  Answer answer = ReadAnswer(status, text);
+  if (command.answer) {
+    if (command.answer->IsFromHandler()) answered_twice_.insert(uuid);
+    return;
+  }
+  answer.latency = Clock::now() - command.sent;
+  command.answer = std::move(answer);
+}
+
+void AgentProcess::OnExtension(Pending& command, double asked) {
+  // Cut, so that no sum of times overflows.
+  const std::chrono::duration<double> granted(std::clamp(asked, 0.0, kLongestSeconds));
+  command.limit =
+      std::max(command.limit, Clock::now() + kGrace + duration_cast<Clock::duration>(granted));
+}
+
+void AgentProcess::WaitUntil(const std::function<bool()>& condition, Clock::duration limit) const {
+  RunUntil([&] { return ended_ || is_interrupted_() || condition(); }, limit);
   if (is_interrupted_()) throw Interrupted();
-  if (ended_ && !condition()) throw std::runtime_error("qor agent exited unexpectedly");
-  return condition();
+  if (ended_ && !condition()) throw std::runtime_error("qor probe exited unexpectedly");
 }
 
 }  // namespace tools::check

@@ -6,13 +6,16 @@
 
 #include <Ecore.h>
 
+#include <chrono>
 #include <functional>
 #include <map>
+#include <optional>
 #include <set>
 #include <stdexcept>
 #include <string>
 
-#include "agent/command-tracker.h"
+#include "base/timeouts.h"
+#include "json/json.h"
 
 namespace tools::check {
 
@@ -22,16 +25,28 @@ struct Command {
   std::string payload;  // JSON
 };
 
-// How a command ended, from an event of `qor agent`.
+// How a command ended.
 struct Answer {
-  std::string outcome;
+  enum class Kind {
+    kSucceeded,
+    kFailed,
+    // A timeout of the library.
+    kTimeout,
+    // The handler did not fetch the command: such a command has no timeout in the library.
+    kNotFetched,
+    // No answer long after all timeouts, because the handler was granted more time.
+    kWorking,
+    // The library did not accept the command.
+    kRejected,
+  };
+  Kind kind = Kind::kRejected;
   int status = 0;
-  std::string text;  // result or error; compact JSON, or the text of a JSON string
+  std::string text;  // result or error; compact JSON if it is JSON
   bool is_json = false;
-  double latency_ms = 0;
+  std::chrono::duration<double, std::milli> latency{0};
 
   // Whether a handler gave the answer, as opposed to the library or the tool.
-  bool IsFromHandler() const { return outcome == "success" || outcome == "failed"; }
+  bool IsFromHandler() const { return kind == Kind::kSucceeded || kind == Kind::kFailed; }
 };
 
 // Thrown when a signal interrupts a wait.
@@ -39,7 +54,7 @@ struct Interrupted : std::runtime_error {
   Interrupted() : std::runtime_error("interrupted") {}
 };
 
-// A `qor agent` in a child process, which the destructor ends. All have the same identity, so only
+// A `qor probe` in a child process, which the destructor ends. All have the same identity, so only
 // one object may exist at a time. Ecore must be initialized. Every wait throws Interrupted when
 // `is_interrupted` holds after an event, and std::runtime_error when the process exits by itself.
 class AgentProcess {
@@ -51,28 +66,37 @@ class AgentProcess {
 
   // Returns when the library has accepted or rejected the command.
   void Send(const Command& command);
-  // Waits for the answer to a command that was sent. The outcome is "working" when there is none
-  // long after all timeouts, because the handler was granted more time.
+  // Waits for the answer to a command that was sent.
   Answer Await(const std::string& uuid);
 
   // The commands that a handler answered more than once.
   const std::set<std::string>& AnsweredTwice() const { return answered_twice_; }
 
  private:
+  using Clock = std::chrono::steady_clock;
+  struct Pending {
+    std::string type;
+    Clock::time_point sent;
+    // When the tool stops waiting; moved by extensions.
+    Clock::time_point limit;
+    bool is_sent = false;
+    std::optional<Answer> answer;
+  };
+
   static Eina_Bool OnLines(void* self, int, void* event);
   static Eina_Bool OnEnd(void* self, int, void* event);
   void OnLine(const std::string& line);
-  void Write(const std::string& line);
-  bool WaitUntil(const std::function<bool()>& condition, double limit_seconds) const;
+  void OnSent(Pending& command, int error);
+  void OnAnswered(const std::string& uuid, int status, const std::string& text);
+  static void OnExtension(Pending& command, double asked);
+  void WaitUntil(const std::function<bool()>& condition, Clock::duration limit) const;
 
   const Timeouts timeouts_;
   const std::function<bool()> is_interrupted_;
   Ecore_Event_Handler* handlers_[2];
   Ecore_Exe* process_;
   bool ended_ = false;
-  int echoes_ = 0;  // answers to requests that only mark a position in the stream
-  std::map<std::string, Answer> answers_;
-  std::set<std::string> answered_;
+  std::map<std::string, Pending> commands_;  // by uuid
   std::set<std::string> answered_twice_;
 };
 

@@ -3,6 +3,7 @@
 
 #include "check/live-checks.h"
 
+#include <qor/agent.h>
 #include <sys/types.h>
 
 #include <cmath>
@@ -11,7 +12,6 @@
 #include <optional>
 #include <vector>
 
-#include "agent/agent.h"
 #include "common/timeout-errors.h"
 #include "inspect/explanation.h"
 #include "platform/linux/common/process-handle.h"
@@ -36,11 +36,11 @@ std::string Shown(const Answer& answer) {
 }
 
 std::string After(const Answer& answer) {
-  return " after " + std::to_string(std::lround(answer.latency_ms)) + " ms";
+  return " after " + std::to_string(std::lround(answer.latency.count())) + " ms";
 }
 
 bool IsSame(const Answer& a, const Answer& b) {
-  return a.outcome == b.outcome && a.status == b.status && a.text == b.text;
+  return a.kind == b.kind && a.status == b.status && a.text == b.text;
 }
 
 // Checks one handler application, from its first launch.
@@ -103,7 +103,8 @@ class HandlerCheck {
 
   Command NewCommand(const std::string& type) const {
     const auto payload = options_.payloads.find(type);
-    return {NewUuid(), type, payload != options_.payloads.end() ? payload->second : "{}"};
+    return {qor::Agent::NewUuid(), type,
+            payload != options_.payloads.end() ? payload->second : "{}"};
   }
 
   Answer Execute(const Command& command) {
@@ -123,24 +124,25 @@ class HandlerCheck {
   // Explains why a command has no answer from the handler.
   Check Diagnose(const Answer& answer) const {
     const bool is_alive = !Processes().empty();
-    if (answer.outcome == "working") {
+    if (answer.kind == Answer::Kind::kWorking) {
       return {kWarn, "requested more time, no answer" + After(answer),
               "use a payload that takes less time (--payload TYPE=JSON), or --skip TYPE"};
     }
-    if (answer.outcome == "no-answer") {
+    if (answer.kind == Answer::Kind::kNotFetched) {
       return {kFail, "connects but does not fetch its commands",
               "set the callback for commands (SetCommandReceivedCb) after every connection"};
     }
-    if (answer.outcome != "timeout") return {kFail, answer.text, kLogHint};
+    if (answer.kind != Answer::Kind::kTimeout) return {kFail, answer.text, kLogHint};
     if (common::TimeoutOf(answer.text) == common::Timeout::kConnection) {
       const std::string limit =
-          " within " + std::to_string(options_.timeouts.connection_ms) + " ms";
+          " within " + std::to_string(options_.timeouts.connection.count()) + " ms";
       if (!is_alive) return {kFail, "exited and did not connect" + limit, kLogHint};
       return {kFail, "runs but does not connect" + limit,
               "connect to the port CommandHandler of the launching application"};
     }
     if (!is_alive) return {kFail, "exited while executing the command", kLogHint};
-    return {kWarn, "no answer within " + std::to_string(options_.timeouts.execution_ms) + " ms",
+    return {kWarn,
+            "no answer within " + std::to_string(options_.timeouts.execution.count()) + " ms",
             kMoreTimeHint};
   }
 
@@ -156,7 +158,7 @@ class HandlerCheck {
     const Answer answer = Execute(command);
     if (!has_fetched_) {
       // A handler is known to fetch when it answers, or when its command expires after delivery.
-      const bool is_delivered = answer.IsFromHandler() || answer.outcome == "working" ||
+      const bool is_delivered = answer.IsFromHandler() || answer.kind == Answer::Kind::kWorking ||
                                 common::TimeoutOf(answer.text) == common::Timeout::kExecution;
       if (!is_delivered) {
         ReportNoAnswer("connection", "", answer);
@@ -176,7 +178,7 @@ class HandlerCheck {
   }
 
   void CheckAnswer(const std::string& type, const Answer& answer) const {
-    const bool is_success = answer.outcome == "success";
+    const bool is_success = answer.kind == Answer::Kind::kSucceeded;
     if (!answer.is_json) {
       Report(type, kFail,
              std::string(is_success ? "result" : "error") + " is not JSON: " + Shown(answer),
@@ -246,8 +248,9 @@ class HandlerCheck {
     Signal(SIGKILL);
     const Answer end = agent_->Await(command.uuid);
     const Answer next = Execute(NewCommand(sample_->command.type));
-    if (end.outcome != "timeout") {
-      Report(kName, kFail, "expected a timeout, got: " + end.outcome + " " + Shown(end),
+    if (end.kind != Answer::Kind::kTimeout) {
+      Report(kName, kFail,
+             "expected a timeout, got: " + (end.IsFromHandler() ? Shown(end) : "no answer"),
              "serve the commands from one process only");
     } else if (!next.IsFromHandler()) {
       ReportNoAnswer(kName, "after a new launch: ", next);

@@ -49,6 +49,7 @@ int Run(int argc, char** argv) {
   tools::cli::AddHandlersCommand(app, selected);
   tools::cli::AddSendCommand(app, selected);
   tools::cli::AddAgentCommand(app, selected);
+  tools::cli::AddProbeCommand(app, selected);
   tools::cli::AddRecordCommand(app, selected);
   tools::cli::AddCompletionCommand(app, selected);
   tools::cli::AddManCommand(app, selected);

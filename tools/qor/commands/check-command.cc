@@ -11,13 +11,13 @@
 #include <string>
 #include <vector>
 
-#include "agent/command-tracker.h"
 #include "base/stop-signals.h"
 #include "check/live-checks.h"
 #include "check/package-checks.h"
 #include "check/temporary-root.h"
 #include "qor/commands/commands.h"
 #include "qor/commands/payload.h"
+#include "qor/commands/timeout-options.h"
 #include "qor/output/check-report.h"
 #include "qor/output/tool-error.h"
 
@@ -169,18 +169,7 @@ void AddCheckCommand(CLI::App& app, SelectedCommand& selected) {
   check->add_option("--skip", options->skipped, "TYPE: send no command of this request type")
       ->needs(run)
       ->allow_extra_args(false);
-  check
-      ->add_option("--execution-timeout", options->timeouts.execution_ms,
-                   "milliseconds for the handler to answer")
-      ->check(CLI::PositiveNumber)
-      ->needs(run)
-      ->capture_default_str();
-  check
-      ->add_option("--connection-timeout", options->timeouts.connection_ms,
-                   "milliseconds for a launched handler to connect")
-      ->check(CLI::PositiveNumber)
-      ->needs(run)
-      ->capture_default_str();
+  for (CLI::Option* timeout : AddTimeoutOptions(*check, options->timeouts)) timeout->needs(run);
   check->add_flag("--json", selected.json, "print JSON");
   check->callback([options, &selected] {
     selected.run = [options, &selected] { return RunCheck(*options, selected.json); };

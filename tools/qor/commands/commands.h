@@ -28,6 +28,7 @@ void AddExplainCommand(CLI::App& app, SelectedCommand& selected);
 void AddHandlersCommand(CLI::App& app, SelectedCommand& selected);
 void AddSendCommand(CLI::App& app, SelectedCommand& selected);
 void AddAgentCommand(CLI::App& app, SelectedCommand& selected);
+void AddProbeCommand(CLI::App& app, SelectedCommand& selected);
 void AddRecordCommand(CLI::App& app, SelectedCommand& selected);
 // Hidden from the help. Generated from all subcommands of `app`.
 void AddCompletionCommand(CLI::App& app, SelectedCommand& selected);

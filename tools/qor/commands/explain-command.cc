@@ -103,7 +103,7 @@ std::vector<inspect::Package> InstalledPackages() {
 int RunExplain(const std::string& type, bool as_json) {
   const Explanation explanation = inspect::Explain(InstalledPackages(), type);
   as_json ? PrintJson(type, explanation) : PrintText(type, explanation);
-  return explanation.candidates.empty() ? kNotSupported : kSuccess;
+  return explanation.candidates.empty() ? kNoHandler : kSuccess;
 }
 
 }  // namespace

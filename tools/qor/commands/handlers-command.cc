@@ -9,10 +9,11 @@
 #include <string>
 #include <vector>
 
-#include "agent/agent.h"
+#include "base/handlers.h"
 #include "base/run-until.h"
 #include "base/stop-signals.h"
 #include "inspect/package.h"
+#include "qor/agent/open-agent.h"
 #include "qor/commands/commands.h"
 #include "qor/commands/identity.h"
 #include "qor/output/exit-codes.h"
@@ -88,37 +89,45 @@ void PrintList(bool as_json) {
   if (as_json) std::cout << json.EndArray().Text() << "\n";
 }
 
+struct Update {
+  qor_handler_update_type_e type;
+  tools::Handler handler;
+};
+
 // Prints the handlers, then every change until a signal arrives.
-void Watch(const tools::Agent& agent, bool as_json) {
+void Watch(std::vector<Update>& updates, bool as_json) {
   const StopSignals stop;
   const Priorities before;
   for (const auto& handler : tools::ListHandlers()) {
     Print({"present", handler.app_id, handler.request_types, before.Of(handler.app_id)}, as_json);
   }
-  std::size_t printed = 0;
-  const auto print_changes = [&] {
-    if (printed == agent.Updates().size()) return;
+  tools::RunUntil([&] {
+    if (updates.empty()) return stop.Caught() != 0;
     const Priorities now;
-    for (; printed < agent.Updates().size(); ++printed) {
-      const auto& update = agent.Updates()[printed];
+    for (const Update& update : updates) {
       const bool is_removed = update.type == QOR_HANDLER_UPDATE_REMOVED;
       Print({tools::NameOf(update.type), update.handler.app_id, update.handler.request_types,
              is_removed ? nullptr : now.Of(update.handler.app_id)},
             as_json);
     }
-  };
-  const auto is_done = [&] {
-    print_changes();
+    updates.clear();
     return stop.Caught() != 0;
-  };
-  tools::RunUntil(is_done);
+  });
 }
 
 int RunHandlers(bool watch, bool as_json) {
   TakeIdentity();
-  const tools::Agent agent(0, 0);
+  std::vector<Update> updates;
+  qor::Agent::Settings settings;
+  // No command is submitted.
+  settings.on_outcome = [](const qor::Agent::Outcome&) {};
+  settings.on_handler_update = [&updates](qor_handler_update_type_e type,
+                                          qor_handler_manager_handler_info_h info) {
+    updates.push_back({type, tools::HandlerOf(info)});
+  };
+  const auto agent = OpenAgent(settings);
   if (watch) {
-    Watch(agent, as_json);
+    Watch(updates, as_json);
   } else {
     PrintList(as_json);
   }

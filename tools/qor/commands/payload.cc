@@ -3,6 +3,8 @@
 
 #include "qor/commands/payload.h"
 
+#include <qor_agent.h>
+
 #include <cerrno>
 #include <cstdio>
 #include <iostream>
@@ -12,6 +14,7 @@
 #include "json/text.h"
 #include "qor/output/tool-error.h"
 #include "text/printable.h"
+#include "text/utf8.h"
 
 namespace tools::cli {
 
@@ -51,6 +54,15 @@ std::string ReadPayload(const std::string& argument, bool strict) {
   if (const auto nul = payload.find('\0'); nul != std::string::npos) {
     throw ToolError(kUsage, "payload contains a NUL byte at byte " + std::to_string(nul + 1),
                     "only text can be sent", location);
+  }
+  if (payload.size() > QOR_AGENT_MAX_PAYLOAD) {
+    throw ToolError(kUsage,
+                    "payload of " + std::to_string(payload.size()) + " bytes (at most " +
+                        std::to_string(QOR_AGENT_MAX_PAYLOAD) + " can be delivered)",
+                    "pass large data in a file", location);
+  }
+  if (!text::IsValidUtf8(payload)) {
+    throw ToolError(kUsage, "payload is not valid UTF-8", "only text can be sent", location);
   }
   const auto error = json::FindSyntaxError(payload);
   if (!error) return payload;

@@ -5,19 +5,24 @@
 #include <CLI/CLI.hpp>
 
 #include <algorithm>
-#include <cmath>
+#include <chrono>
+#include <cstdint>
 #include <cstdlib>
 #include <iostream>
+#include <limits>
 #include <memory>
 #include <string>
+#include <unordered_map>
 #include <utility>
 
-#include "agent/command-tracker.h"
 #include "base/run-until.h"
 #include "base/stop-signals.h"
+#include "base/timeouts.h"
+#include "qor/agent/open-agent.h"
 #include "qor/commands/commands.h"
 #include "qor/commands/identity.h"
 #include "qor/commands/payload.h"
+#include "qor/commands/timeout-options.h"
 #include "qor/output/exit-codes.h"
 #include "qor/output/progress-bar.h"
 #include "qor/output/summary.h"
@@ -39,16 +44,26 @@ A payload that is not JSON causes a warning, with --strict an error.
 Results are written to standard output. On a terminal, line ends, control characters and
 invalid UTF-8 are escaped, unless --raw. Errors, and a summary of several commands, are
 written to standard error. With --json every command writes one line to standard output:
-  {"uuid":...,"outcome":...,"status":...,"result" or "error":...,"latencyMs":...}
-Several commands end with the line {"summary":...}. Outcomes are success, failed,
-timeout, no-answer, not-supported, launch-failed and not-accepted. A result that is
-a JSON object, array, number, true, false or null is that value, any other a string.
-Latencies are those of commands that a handler answered.
+  {"uuid":...,"outcome":...,"reason":...,"status":...,"result" or "error":...,"latencyMs":...}
+Several commands end with the line {"summary":...}. Outcomes are succeeded, failed,
+not-delivered (reason no-handler, launch-failed, not-connected or not-sent), unknown (no
+answer by the deadline) and rejected (with the reason). A result that is a JSON object,
+array, number, true, false or null is that value, any other a string. The summary has the
+latencies of commands that a handler answered.
+
+Until its deadline a command that was not delivered is sent again. One that may have been
+delivered is sent again, with the same uuid, only with --policy at-least-once.
 
 Exit status: 0 success, 2 usage error or a payload that cannot be read or sent,
-3 the handler returned an error, 4 timeout or no answer, 5 no handler serves the type,
+3 the handler returned an error, 4 not connected or no answer, 5 no handler serves the type,
 6 the handler could not be launched, 1 any other error; of several commands, that of the
 first without success. 130 after Ctrl-C, 143 after SIGTERM.)";
+
+// 30 years: longer than any use, and far from an overflow of a sum of times.
+constexpr double kMaxSeconds = 1e9;
+
+using Clock = std::chrono::steady_clock;
+using Seconds = std::chrono::duration<double>;
 
 struct Options {
   std::string type;
@@ -56,13 +71,17 @@ struct Options {
   std::string uuid;
   Timeouts timeouts;
   std::size_t count = 1;
-  std::size_t parallel = 1;
-  double repeat_seconds = 0;
+  unsigned parallel = 1;
+  // 0 for once.
+  Seconds repeat{0};
+  // 0 for both timeouts.
+  Seconds deadline{0};
+  qor_agent_policy_e policy = QOR_AGENT_AT_MOST_ONCE;
   bool strict = false;
   bool json = false;
   bool raw = false;
 
-  bool HasManyCommands() const { return count > 1 || repeat_seconds > 0; }
+  bool HasManyCommands() const { return count > 1 || repeat.count() > 0; }
 };
 
 class Sender {
@@ -72,18 +91,15 @@ class Sender {
         payload_(std::move(payload)),
         raw_(options.raw || isatty(STDOUT_FILENO) == 0),
         bar_(options.count, options.HasManyCommands() && !options.json),
-        tracker_(options.timeouts, [this](const Outcome& outcome) { OnOutcome(outcome); }) {}
+        agent_(OpenAgent(AgentSettings())) {}
 
   int Run() {
     SendRound();
-    while (options_.repeat_seconds > 0 && !IsStopped()) {
-      const double now = ecore_time_get();
-      const double next = std::max(now, round_start_ + options_.repeat_seconds);
-      if (!tools::RunUntil([this] { return IsStopped(); },
-                           std::chrono::duration<double>(next - now)))
-        SendRound();
+    while (options_.repeat.count() > 0 && !IsStopped()) {
+      const Seconds wait = round_start_ + options_.repeat - Clock::now();
+      if (!RunUntil([this] { return IsStopped(); }, std::max(wait, Seconds(0)))) SendRound();
     }
-    summary_.AddInterrupted(tracker_.CountPending());
+    summary_.AddInterrupted(sent_.size());
     bar_.Clear();
     if (options_.HasManyCommands() || stop_.Caught() != 0) PrintSummary();
     if (!std::cout) throw ToolError(kError, "cannot write standard output");
@@ -91,46 +107,91 @@ class Sender {
   }
 
  private:
+  qor::Agent::Settings AgentSettings() {
+    qor::Agent::Settings settings;
+    settings.window = options_.parallel;
+    settings.execution_timeout = options_.timeouts.execution;
+    settings.connection_timeout = options_.timeouts.connection;
+    // Nothing is redelivered: there is no journal, and --parallel limits what is held.
+    settings.remember = std::chrono::milliseconds(1);
+    settings.max_commands = std::numeric_limits<unsigned>::max();
+    settings.max_bytes = std::numeric_limits<std::uint64_t>::max();
+    settings.on_extension = [](const std::string&, const std::string&, double) { return true; };
+    settings.on_outcome = [this](const qor::Agent::Outcome& outcome) { OnOutcome(outcome); };
+    return settings;
+  }
+
   bool IsStopped() const { return stop_.Caught() != 0 || !std::cout; }
 
   void SendRound() {
-    round_start_ = ecore_time_get();
+    round_start_ = Clock::now();
     done_ = 0;
     for (std::size_t sent = 0; sent < options_.count && !IsStopped();) {
-      if (tracker_.CountPending() < options_.parallel) {
+      if (sent_.size() < options_.parallel) {
         ++sent;
-        tracker_.Send(options_.uuid.empty() ? tools::NewUuid() : options_.uuid, options_.type,
-                      payload_);
+        SendCommand();
         // Handles answers and signals, even when every command is rejected immediately.
         ecore_main_loop_iterate();
       } else {
-        Await(options_.parallel);
+        AwaitLessThan(options_.parallel);
       }
     }
-    Await(1);
+    AwaitLessThan(1);
   }
 
-  // Waits until fewer than `pending` commands are pending.
-  void Await(std::size_t pending) {
-    const auto is_done = [this, pending] {
-      return IsStopped() || tracker_.CountPending() < pending;
-    };
-    tools::RunUntil(is_done);
+  void AwaitLessThan(std::size_t pending) {
+    RunUntil([this, pending] { return IsStopped() || sent_.size() < pending; });
   }
 
-  void OnOutcome(const Outcome& outcome) {
-    summary_.Add(outcome);
-    const bool is_result = options_.json || outcome.kind == OutcomeKind::kSuccess;
+  void SendCommand() {
+    qor::Agent::Command command;
+    command.uuid = options_.uuid.empty() ? qor::Agent::NewUuid() : options_.uuid;
+    command.type = options_.type;
+    command.payload = payload_;
+    command.policy = options_.policy;
+    const Seconds timeout =
+        options_.deadline.count() > 0 ? options_.deadline : Seconds(options_.timeouts.Total());
+    command.deadline =
+        command.timestamp + std::chrono::duration_cast<qor::Agent::WallClock::duration>(timeout);
+    const auto now = Clock::now();
+    try {
+      agent_->Submit(command);
+      sent_[command.uuid] = now;
+    } catch (const qor::AgentError& error) {
+      CommandResult result;
+      result.outcome.uuid = command.uuid;
+      result.outcome.type = command.type;
+      result.rejection = error.Code();
+      Report(result);
+    }
+  }
+
+  void OnOutcome(const qor::Agent::Outcome& outcome) {
+    agent_->Confirm(outcome.uuid);
+    const auto sent = sent_.find(outcome.uuid);
+    // An answer after the deadline.
+    if (sent == sent_.end()) return;
+    CommandResult result;
+    result.outcome = outcome;
+    result.latency = Clock::now() - sent->second;
+    sent_.erase(sent);
+    Report(result);
+  }
+
+  void Report(const CommandResult& result) {
+    summary_.Add(result);
+    const bool is_result = options_.json || result.IsSuccess();
     if (!is_result || isatty(STDOUT_FILENO) != 0) bar_.Clear();
     if (options_.json) {
       json::ValueWriter json;
       json.BeginObject();
-      WriteMembers(json, outcome);
+      WriteMembers(json, result);
       std::cout << json.EndObject().Text() << std::endl;
-    } else if (outcome.kind == OutcomeKind::kSuccess) {
-      std::cout << (raw_ ? outcome.result : text::Printable(outcome.result)) << std::endl;
+    } else if (result.IsSuccess()) {
+      const std::string& text = result.outcome.result;
+      std::cout << (raw_ ? text : text::Printable(text)) << std::endl;
     } else {
-      std::cerr << ToText(ToToolError(outcome));
+      std::cerr << ToText(ToToolError(result));
     }
     bar_.Show(++done_);
   }
@@ -149,8 +210,9 @@ class Sender {
   Summary summary_;
   ProgressBar bar_;
   std::size_t done_ = 0;
-  double round_start_ = 0;
-  CommandTracker tracker_;
+  Clock::time_point round_start_;
+  std::unordered_map<std::string, Clock::time_point> sent_;  // by uuid, until the outcome
+  const std::unique_ptr<qor::Agent> agent_;
   StopSignals stop_;
 };
 
@@ -164,6 +226,20 @@ int Send(const Options& options) {
   return Sender(options, payload).Run();
 }
 
+void AddSeconds(CLI::App& command, const std::string& name, Seconds& value,
+                const std::string& description) {
+  command
+      .add_option_function<double>(
+          name, [&value](double seconds) { value = Seconds(seconds); }, description)
+      // Also rejects NaN.
+      ->check([](const std::string& text) {
+        const double seconds = std::strtod(text.c_str(), nullptr);
+        return std::string(seconds > 0 && seconds <= kMaxSeconds
+                               ? ""
+                               : "not a number of seconds from 0 to 1000000000: " + text);
+      });
+}
+
 }  // namespace
 
 void AddSendCommand(CLI::App& app, SelectedCommand& selected) {
@@ -173,27 +249,26 @@ void AddSendCommand(CLI::App& app, SelectedCommand& selected) {
   send->add_option("TYPE", options->type, "request type")->required();
   send->add_option("PAYLOAD", options->payload, "JSON payload, @FILE or -");
   send->add_option("--uuid", options->uuid, "command uuid (default: random)");
-  send->add_option("--execution-timeout", options->timeouts.execution_ms,
-                   "milliseconds for the handler to answer")
-      ->check(CLI::NonNegativeNumber)
-      ->capture_default_str();
-  send->add_option("--connection-timeout", options->timeouts.connection_ms,
-                   "milliseconds for a launched handler to connect")
-      ->check(CLI::NonNegativeNumber)
-      ->capture_default_str();
+  AddSeconds(*send, "--deadline", options->deadline,
+             "seconds until a command ends at the latest (default: both timeouts)");
+  AddTimeoutOptions(*send, options->timeouts);
+  send->add_option_function<std::string>(
+          "--policy",
+          [options](const std::string& name) {
+            options->policy =
+                name == "at-least-once" ? QOR_AGENT_AT_LEAST_ONCE : QOR_AGENT_AT_MOST_ONCE;
+          },
+          "whether to send again what may have been delivered")
+      ->check(CLI::IsMember({"at-most-once", "at-least-once"}))
+      ->default_str("at-most-once");
   send->add_option("--count", options->count, "number of commands")
       ->check(CLI::PositiveNumber)
       ->capture_default_str();
   send->add_option("--parallel", options->parallel, "maximum number of pending commands")
       ->check(CLI::PositiveNumber)
       ->capture_default_str();
-  send->add_option("--repeat", options->repeat_seconds,
-                   "repeat every given number of seconds until interrupted")
-      ->check(CLI::PositiveNumber)
-      // PositiveNumber accepts NaN.
-      ->check([](const std::string& text) {
-        return std::string(std::isnan(std::strtod(text.c_str(), nullptr)) ? "not a number" : "");
-      });
+  AddSeconds(*send, "--repeat", options->repeat,
+             "repeat every given number of seconds until interrupted");
   send->add_flag("--strict", options->strict, "reject a payload that is not JSON");
   send->add_flag("--json", options->json, "print results as JSON Lines");
   send->add_flag("--raw", options->raw, "do not escape results on a terminal");

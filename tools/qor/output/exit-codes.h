@@ -12,8 +12,8 @@ enum ExitCode {
   kError = 1,
   kUsage = 2,
   kHandlerFailed = 3,
-  kTimeout = 4,
-  kNotSupported = 5,
+  kNoAnswer = 4,
+  kNoHandler = 5,
   kLaunchFailed = 6,
 };
 
@@ -28,8 +28,8 @@ inline constexpr ExitCodeDescription kExitCodeDescriptions[] = {
     {kError, "any other error"},
     {kUsage, "usage error"},
     {kHandlerFailed, "the handler returned an error"},
-    {kTimeout, "the handler did not connect or answer in time"},
-    {kNotSupported, "no handler serves the request type"},
+    {kNoAnswer, "the handler did not connect or answer by the deadline"},
+    {kNoHandler, "no handler serves the request type"},
     {kLaunchFailed, "the handler could not be launched"},
 };
 

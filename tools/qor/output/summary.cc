@@ -7,20 +7,19 @@
 #include <cstdint>
 #include <iomanip>
 #include <sstream>
+#include <string_view>
 
 namespace tools::cli {
 
-void Summary::Add(const Outcome& outcome) {
-  ++counts_[outcome.kind];
-  if (code_ == kSuccess) code_ = ExitCodeOf(outcome.kind);
-  if (outcome.kind == OutcomeKind::kSuccess || outcome.kind == OutcomeKind::kHandlerFailed) {
-    latencies_ms_.push_back(outcome.latency_ms);
-  }
+void Summary::Add(const CommandResult& result) {
+  ++counts_[NameOf(result)];
+  if (code_ == kSuccess) code_ = ExitCodeOf(result);
+  if (result.HasAnswer() && result.latency) latencies_ms_.push_back(result.latency->count());
 }
 
 std::size_t Summary::CountCommands() const {
   std::size_t commands = interrupted_;
-  for (const auto& [kind, count] : counts_) commands += count;
+  for (const auto& [name, count] : counts_) commands += count;
   return commands;
 }
 
@@ -38,11 +37,11 @@ std::string Summary::ToText() const {
   std::ostringstream text;
   text << CountCommands() << (CountCommands() == 1 ? " command" : " commands");
   const char* separator = ": ";
-  const auto part = [&](std::size_t count, const char* name) {
+  const auto part = [&](std::size_t count, std::string_view name) {
     text << separator << count << " " << name;
     separator = ", ";
   };
-  for (const auto& [kind, count] : counts_) part(count, NameOf(kind));
+  for (const auto& [name, count] : counts_) part(count, name);
   if (interrupted_ != 0) part(interrupted_, "interrupted");
   text << "\n";
   if (latencies_ms_.empty()) return text.str();
@@ -57,7 +56,7 @@ std::string Summary::ToJson() const {
   json::ValueWriter json;
   json.BeginObject().Key("summary").BeginObject().Member("commands", number(CountCommands()));
   json.Key("outcomes").BeginObject();
-  for (const auto& [kind, count] : counts_) json.Member(NameOf(kind), number(count));
+  for (const auto& [name, count] : counts_) json.Member(name, number(count));
   if (interrupted_ != 0) json.Member("interrupted", number(interrupted_));
   json.EndObject();
   if (!latencies_ms_.empty()) {

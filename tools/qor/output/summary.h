@@ -9,14 +9,14 @@
 #include <string>
 #include <vector>
 
-#include "qor/output/outcome-report.h"
+#include "qor/agent/command-result.h"
 
 namespace tools::cli {
 
-// Counts and latencies of the outcomes of several commands.
+// Counts and latencies of several commands.
 class Summary {
  public:
-  void Add(const Outcome& outcome);
+  void Add(const CommandResult& result);
   // Adds commands that were still pending when a signal arrived.
   void AddInterrupted(std::size_t count) { interrupted_ += count; }
 
@@ -36,7 +36,7 @@ class Summary {
   // Requires at least one latency.
   Latencies Measure() const;
 
-  std::map<OutcomeKind, std::size_t> counts_;
+  std::map<std::string, std::size_t> counts_;  // by outcome
   std::size_t interrupted_ = 0;
   std::vector<double> latencies_ms_;
   ExitCode code_ = kSuccess;

@@ -42,10 +42,12 @@ void LineReader::Read() {
   const ssize_t count = read(fd_, block, sizeof block);
   if (count > 0) {
     Append({block, static_cast<std::size_t>(count)});
+    events_.on_pause();
     return;
   }
   if (count < 0 && (errno == EINTR || errno == EAGAIN)) return;
   if (!line_.empty()) EndLine();
+  events_.on_pause();
   // Ecore deletes the handler when the callback returns CANCEL.
   handler_ = nullptr;
 }

@@ -25,6 +25,8 @@ class LineReader {
     std::function<void(int number, std::string_view line)> on_line;
     // Called once in place of on_line, as soon as the limit is exceeded. The line is discarded.
     std::function<void(int number)> on_too_long;
+    // Called after the lines that were read at once.
+    std::function<void()> on_pause = [] {};
   };
 
   // Ecore must be initialized. Borrows the descriptor, which may also be of a regular file. Throws

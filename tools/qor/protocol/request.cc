@@ -7,6 +7,7 @@
 #include <rapidjson/reader.h>
 
 #include <algorithm>
+#include <cstdint>
 #include <initializer_list>
 
 #include "json/json.h"
@@ -90,31 +91,44 @@ std::string PayloadOf(const Value& value, std::string_view line) {
   return payload.Text();
 }
 
+// Far beyond any use, and far from an overflow of a sum of times.
+constexpr std::int64_t kMaxTimeoutMs = 1'000'000'000'000;
+
+std::chrono::milliseconds TimeoutOf(const Value& value) {
+  if (!value.IsInt64() || value.GetInt64() <= 0 || value.GetInt64() > kMaxTimeoutMs) {
+    throw ProtocolError("must be a positive integer (milliseconds)", "timeout");
+  }
+  return std::chrono::milliseconds(value.GetInt64());
+}
+
+qor_agent_policy_e PolicyOf(const Value& value) {
+  if (value == "at-most-once") return QOR_AGENT_AT_MOST_ONCE;
+  if (value == "at-least-once") return QOR_AGENT_AT_LEAST_ONCE;
+  throw ProtocolError("must be \"at-most-once\" or \"at-least-once\"", "policy");
+}
+
+bool BoolOf(const Value& value, const char* key) {
+  if (!value.IsBool()) throw ProtocolError("must be true or false", key);
+  return value.GetBool();
+}
+
 CommandRequest ParseCommand(const Value& object, std::string_view line) {
-  RequireMembers(object, {"type", "payload", "uuid"});
+  RequireMembers(object, {"type", "payload", "uuid", "timeout", "policy", "waitForHandler"});
   CommandRequest command;
   command.type = NonEmptyMember(object, "type");
   if (object.HasMember("payload")) command.payload = PayloadOf(object["payload"], line);
   if (object.HasMember("uuid")) command.uuid = NonEmptyMember(object, "uuid");
+  if (object.HasMember("timeout")) command.timeout = TimeoutOf(object["timeout"]);
+  if (object.HasMember("policy")) command.policy = PolicyOf(object["policy"]);
+  if (object.HasMember("waitForHandler")) {
+    command.waits_for_handler = BoolOf(object["waitForHandler"], "waitForHandler");
+  }
   return command;
 }
 
-std::optional<int> MillisecondsIn(const Value& object, const char* key) {
-  if (!object.HasMember(key)) return std::nullopt;
-  const Value& value = object[key];
-  if (!value.IsInt() || value.GetInt() < 0) {
-    throw ProtocolError("must be a non-negative integer (milliseconds)", key);
-  }
-  return value.GetInt();
-}
-
-ConfigurationRequest ParseConfiguration(const Value& object) {
-  RequireMembers(object, {"configuration"});
-  const Value& configuration = object["configuration"];
-  if (!configuration.IsObject()) throw ProtocolError("must be an object", "configuration");
-  RequireMembers(configuration, {"executionTimeout", "connectionTimeout"});
-  return {MillisecondsIn(configuration, "executionTimeout"),
-          MillisecondsIn(configuration, "connectionTimeout")};
+ConfirmRequest ParseConfirm(const Value& object) {
+  RequireMembers(object, {"confirm"});
+  return {NonEmptyMember(object, "confirm")};
 }
 
 HandlersRequest ParseHandlers(const Value& object) {
@@ -141,10 +155,10 @@ Request ParseRequest(std::string_view line) {
   document.Parse<rapidjson::kParseIterativeFlag>(line.data(), line.size());
   if (!document.IsObject()) throw ProtocolError("must be a JSON object");
   if (document.HasMember("type")) return ParseCommand(document, line);
-  if (document.HasMember("configuration")) return ParseConfiguration(document);
+  if (document.HasMember("confirm")) return ParseConfirm(document);
   if (document.HasMember("handlers")) return ParseHandlers(document);
   if (document.HasMember("negotiation")) return ParseNegotiation(document);
-  throw ProtocolError("expected one of: type, configuration, handlers, negotiation");
+  throw ProtocolError("expected one of: type, confirm, handlers, negotiation");
 }
 
 }  // namespace tools::cli

@@ -4,7 +4,9 @@
 #ifndef QOR_TOOLS_QOR_PROTOCOL_REQUEST_H_
 #define QOR_TOOLS_QOR_PROTOCOL_REQUEST_H_
 
-#include <optional>
+#include <qor_agent.h>
+
+#include <chrono>
 #include <stdexcept>
 #include <string>
 #include <string_view>
@@ -20,17 +22,19 @@ struct CommandRequest {
   std::string payload;
   // Empty for a random one.
   std::string uuid;
+  // Until the deadline.
+  std::chrono::milliseconds timeout = std::chrono::minutes(1);
+  qor_agent_policy_e policy = QOR_AGENT_AT_MOST_ONCE;
+  bool waits_for_handler = false;
 };
-struct ConfigurationRequest {
-  std::optional<int> execution_timeout_ms;
-  std::optional<int> connection_timeout_ms;
+struct ConfirmRequest {
+  std::string uuid;
 };
 struct HandlersRequest {};
 struct NegotiationRequest {
   bool grant;
 };
-using Request =
-    std::variant<CommandRequest, ConfigurationRequest, HandlersRequest, NegotiationRequest>;
+using Request = std::variant<CommandRequest, ConfirmRequest, HandlersRequest, NegotiationRequest>;
 
 // An invalid request.
 class ProtocolError : public std::runtime_error {

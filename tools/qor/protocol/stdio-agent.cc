@@ -7,11 +7,13 @@
 
 #include <cstdint>
 #include <exception>
+#include <utility>
 #include <variant>
-#include <vector>
 
+#include "base/handlers.h"
 #include "base/run-until.h"
-#include "qor/output/outcome-report.h"
+#include "qor/agent/command-result.h"
+#include "qor/agent/open-agent.h"
 
 namespace tools::cli {
 
@@ -31,29 +33,44 @@ void WriteTypes(json::ValueWriter& json, const std::vector<std::string>& types) 
 
 }  // namespace
 
-StdioAgent::StdioAgent()
-    : tracker_(timeouts_, [this](const Outcome& outcome) { OnOutcome("result", outcome); }),
+StdioAgent::StdioAgent(const Options& options)
+    : confirms_(options.journal.empty()),
+      agent_(OpenAgent(SettingsOf(options))),
       input_(STDIN_FILENO,
              {[this](int number, std::string_view line) { OnLine(number, line); },
               [this](int number) {
                 OnError(number,
                         ProtocolError("longer than " + std::to_string(kMaxLineSize) + " bytes"));
-              }}) {
-  tracker_.SetLateListener([this](const Outcome& outcome) { OnOutcome("late", outcome); });
-  tracker_.SetNegotiator([this](const std::string& handler, const std::string& uuid,
-                                double seconds) { return Negotiate(handler, uuid, seconds); });
-  tracker_.GetAgent().SetUpdateListener([this](const Agent::Update& update) { OnUpdate(update); });
+              },
+              [this] { SubmitBatch(); }}) {
+  json::ValueWriter json;
+  Write(Begin(json, "ready").Member("pending", static_cast<std::int64_t>(agent_->Pending())));
+}
+
+qor::Agent::Settings StdioAgent::SettingsOf(const Options& options) {
+  qor::Agent::Settings settings;
+  settings.journal = options.journal;
+  settings.replace_damaged_journal = options.replaces_damaged_journal;
+  settings.window = options.window;
+  settings.execution_timeout = options.timeouts.execution;
+  settings.connection_timeout = options.timeouts.connection;
+  settings.on_outcome = [this](const qor::Agent::Outcome& outcome) { OnOutcome(outcome); };
+  settings.on_extension = [this](const std::string& handler, const std::string& uuid,
+                                 double seconds) { return OnExtension(handler, uuid, seconds); };
+  settings.on_handler_update = [this](qor_handler_update_type_e type,
+                                      qor_handler_manager_handler_info_h info) {
+    OnHandlerUpdate(type, info);
+  };
+  return settings;
 }
 
 int StdioAgent::Run() {
-  const auto done = [this] {
+  RunUntil([this] {
     return stop_.Caught() != 0 || output_.IsClosed() ||
-           (input_.AtEnd() && tracker_.CountPending() == 0);
-  };
-  RunUntil(done);
+           (input_.AtEnd() && submitted_.empty() && agent_->Pending() == 0);
+  });
   json::ValueWriter json;
-  Begin(json, "end").Member("pending", static_cast<std::int64_t>(tracker_.CountPending()));
-  output_.Write(json.EndObject().Text());
+  Write(Begin(json, "end").Member("pending", static_cast<std::int64_t>(agent_->Pending())));
   if (output_.IsClosed()) throw ToolError(kError, "standard output is closed");
   return stop_.Caught() != 0 ? stop_.ExitStatus() : kSuccess;
 }
@@ -61,8 +78,10 @@ int StdioAgent::Run() {
 void StdioAgent::OnLine(int number, std::string_view line) {
   if (line.find_first_not_of(" \t\r") == std::string_view::npos) return;
   try {
-    std::visit([this, number](const auto& request) { Handle(number, request); },
-               ParseRequest(line));
+    const Request request = ParseRequest(line);
+    // Requests are answered in order.
+    if (!std::holds_alternative<CommandRequest>(request)) SubmitBatch();
+    std::visit([this, number](const auto& alternative) { Handle(number, alternative); }, request);
   } catch (const ProtocolError& error) {
     OnError(number, error);
   } catch (const std::exception& error) {
@@ -76,22 +95,29 @@ void StdioAgent::OnError(int number, const ProtocolError& error) {
   Begin(json, "error", number);
   if (error.Column() > 0) json.Member("column", error.Column());
   if (!error.Key().empty()) json.Member("key", error.Key());
-  output_.Write(json.Member("message", error.what()).EndObject().Text());
+  Write(json.Member("message", error.what()));
 }
 
-void StdioAgent::Handle(int number, const CommandRequest& command) {
-  const std::string uuid = command.uuid.empty() ? NewUuid() : command.uuid;
-  tracker_.Send(uuid, command.type, command.payload, number);
+void StdioAgent::Handle(int number, const CommandRequest& request) {
+  qor::Agent::Command command;
+  command.uuid = request.uuid.empty() ? qor::Agent::NewUuid() : request.uuid;
+  command.type = request.type;
+  command.payload = request.payload;
+  command.deadline = command.timestamp + request.timeout;
+  command.policy = request.policy;
+  command.waits_for_handler = request.waits_for_handler;
+  batch_.push_back(std::move(command));
+  batch_lines_.push_back(number);
 }
 
-void StdioAgent::Handle(int number, const ConfigurationRequest& configuration) {
-  timeouts_.execution_ms = configuration.execution_timeout_ms.value_or(timeouts_.execution_ms);
-  timeouts_.connection_ms = configuration.connection_timeout_ms.value_or(timeouts_.connection_ms);
-  tracker_.SetTimeouts(timeouts_);
+void StdioAgent::Handle(int number, const ConfirmRequest& request) {
+  try {
+    agent_->Confirm(request.uuid);
+  } catch (const qor::AgentError& error) {
+    throw ProtocolError(error.what(), "confirm");
+  }
   json::ValueWriter json;
-  Begin(json, "configuration", number).Member("executionTimeout", timeouts_.execution_ms);
-  json.Member("connectionTimeout", timeouts_.connection_ms);
-  output_.Write(json.EndObject().Text());
+  Write(Begin(json, "confirmed", number).Member("uuid", request.uuid));
 }
 
 void StdioAgent::Handle(int number, const HandlersRequest&) {
@@ -102,35 +128,71 @@ void StdioAgent::Handle(int number, const HandlersRequest&) {
     WriteTypes(json, handler.request_types);
     json.EndObject();
   }
-  output_.Write(json.EndArray().EndObject().Text());
+  Write(json.EndArray());
 }
 
 void StdioAgent::Handle(int number, const NegotiationRequest& negotiation) {
-  grant_ = negotiation.grant;
+  grants_ = negotiation.grant;
   json::ValueWriter json;
-  Begin(json, "negotiation", number).Member("negotiation", grant_ ? "grant" : "refuse");
-  output_.Write(json.EndObject().Text());
+  Write(Begin(json, "negotiation", number).Member("negotiation", grants_ ? "grant" : "refuse"));
 }
 
-void StdioAgent::OnOutcome(const char* event, const Outcome& outcome) {
-  json::ValueWriter json;
-  WriteMembers(Begin(json, event, outcome.tag), outcome);
-  output_.Write(json.EndObject().Text());
+void StdioAgent::SubmitBatch() {
+  const auto commands = std::exchange(batch_, {});
+  const auto lines = std::exchange(batch_lines_, {});
+  std::vector<int> errors;
+  try {
+    errors = agent_->SubmitMany(commands);
+  } catch (const qor::AgentError& error) {
+    errors.assign(commands.size(), error.Code());
+  }
+  for (std::size_t i = 0; i < commands.size(); ++i) OnSubmitted(commands[i], lines[i], errors[i]);
 }
 
-void StdioAgent::OnUpdate(const Agent::Update& update) {
+void StdioAgent::OnSubmitted(const qor::Agent::Command& command, int line, int error) {
   json::ValueWriter json;
-  Begin(json, tools::NameOf(update.type)).Member("handler", update.handler.app_id);
-  WriteTypes(json, update.handler.request_types);
-  output_.Write(json.EndObject().Text());
+  if (error == QOR_AGENT_ERROR_NONE) {
+    submitted_[command.uuid] = {line, Clock::now()};
+    return Write(Begin(json, "accepted", line).Member("uuid", command.uuid));
+  }
+  CommandResult result;
+  result.outcome.uuid = command.uuid;
+  result.outcome.type = command.type;
+  result.rejection = error;
+  WriteMembers(Begin(json, "outcome", line), result);
+  Write(json);
 }
 
-bool StdioAgent::Negotiate(const std::string& handler, const std::string& uuid, double seconds) {
+void StdioAgent::OnOutcome(const qor::Agent::Outcome& outcome) {
+  CommandResult result;
+  result.outcome = outcome;
+  int line = 0;
+  const auto submitted = submitted_.find(outcome.uuid);
+  if (submitted != submitted_.end()) {
+    line = submitted->second.line;
+    result.latency = Clock::now() - submitted->second.time;
+    submitted_.erase(submitted);
+  }
+  json::ValueWriter json;
+  WriteMembers(Begin(json, outcome.is_amendment ? "amendment" : "outcome", line), result);
+  Write(json);
+  if (confirms_) agent_->Confirm(outcome.uuid);
+}
+
+void StdioAgent::OnHandlerUpdate(qor_handler_update_type_e type,
+                                 qor_handler_manager_handler_info_h info) {
+  const Handler handler = HandlerOf(info);
+  json::ValueWriter json;
+  Begin(json, tools::NameOf(type)).Member("handler", handler.app_id);
+  WriteTypes(json, handler.request_types);
+  Write(json);
+}
+
+bool StdioAgent::OnExtension(const std::string& handler, const std::string& uuid, double seconds) {
   json::ValueWriter json;
   Begin(json, "extension").Member("uuid", uuid).Member("handler", handler);
-  json.Member("seconds", seconds).Member("granted", grant_);
-  output_.Write(json.EndObject().Text());
-  return grant_;
+  Write(json.Member("seconds", seconds).Member("granted", grants_));
+  return grants_;
 }
 
 }  // namespace tools::cli
