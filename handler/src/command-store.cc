@@ -43,8 +43,9 @@ constexpr char kIndex[] = "CREATE INDEX answers_time ON answers (time)";
 constexpr char kRunsTable[] =
     "CREATE TABLE runs (agent TEXT, uuid TEXT, digest BLOB, unfinished INTEGER, state TEXT,"
     " succeeded INTEGER, text TEXT, time INTEGER, PRIMARY KEY (agent, uuid, digest))";
-// Answers of at-most-once commands are kept at least this long: longer than agents usually wait
-// before they deliver a command again.
+// Runs, and answers of at-most-once commands, are kept at least this long: longer than agents
+// usually wait before they deliver a command again. Not only for a time: a device may start with a
+// wrong clock, and what a step of the clock makes old would then be run again.
 constexpr std::int64_t kMinRunAgeSeconds = 3600;
 
 void Add(crypto_generichash_state& state, const std::string& text) {
@@ -119,6 +120,8 @@ StoredCommand CommandStore::Find(const CommandKey& key) {
   Prepare();
   StoredCommand stored;
   if (database_) RunWithRecovery([&] { stored = Load(key); });
+  const auto unwritten = unwritten_.find(key);
+  if (unwritten != unwritten_.end()) stored.answer = unwritten->second;
   return stored;
 }
 
@@ -173,7 +176,7 @@ bool CommandStore::Suspend(const CommandKey& key, const std::string& state) {
 void CommandStore::Complete(const CommandKey& key, Policy policy, const Answer& answer) {
   Prepare();
   if (!database_) return;
-  RunWithRecovery([&] {
+  const bool is_written = RunWithRecovery([&] {
     if (policy == Policy::kAtLeastOnce) {
       Write(false, [&] {
         BindKey(
@@ -196,6 +199,20 @@ void CommandStore::Complete(const CommandKey& key, Policy policy, const Answer& 
       EvictOverLimits();
     });
   });
+  if (!is_written && policy == Policy::kAtMostOnce) KeepUnwritten(key, answer);
+}
+
+void CommandStore::KeepUnwritten(const CommandKey& key, const Answer& answer) {
+  unwritten_bytes_ += answer.text.size();
+  while (unwritten_bytes_ > limits_.bytes && !unwritten_.empty()) {
+    unwritten_bytes_ -= unwritten_.begin()->second.text.size();
+    unwritten_.erase(unwritten_.begin());
+  }
+  unwritten_.emplace(key, answer);
+}
+
+std::int64_t CommandStore::MaxPages() const {
+  return static_cast<std::int64_t>(std::max<std::size_t>(limits_.bytes / kPageBytes, 1));
 }
 
 void CommandStore::Open(const std::string& path) {
@@ -210,11 +227,10 @@ void CommandStore::Open(const std::string& path) {
       static_cast<int>(std::clamp<std::size_t>(limits_.bytes, kMaxSqlBytes, INT_MAX)));
   is_in_memory_ = path == kInMemory;
   const auto schema = CheckedSchema();
-  const std::size_t pages = std::max<std::size_t>(limits_.bytes / kPageBytes, 1);
   database_->Execute(("PRAGMA page_size = " + std::to_string(kPageBytes) +
                       "; PRAGMA journal_mode = WAL; PRAGMA synchronous = NORMAL;"
                       "PRAGMA max_page_count = " +
-                      std::to_string(pages))
+                      std::to_string(MaxPages()))
                          .c_str());
   CreateMissing(schema);
   // What a killed process wrote may be in the system's cache only: a checkpoint synchronizes it,
@@ -330,20 +346,36 @@ void CommandStore::EvictOverLimits() {
   database_->Prepare("DELETE FROM answers WHERE rowid <= (SELECT max(rowid) FROM answers) - ?1")
       .Bind(1, static_cast<std::int64_t>(limits_.count))
       .Step();
-  database_->Prepare("DELETE FROM runs WHERE time < ?1").Bind(1, MinTime()).Step();
-  database_
-      ->Prepare("DELETE FROM runs WHERE rowid <= (SELECT max(rowid) FROM runs) - ?1 AND time < ?2")
-      .Bind(1, static_cast<std::int64_t>(limits_.count) - 1)
-      .Bind(2, clock_() - kMinRunAgeSeconds)
+  EvictOldRuns("(SELECT max(rowid) FROM runs) - " + std::to_string(limits_.count - 1));
+}
+
+bool CommandStore::EvictOldRuns(const std::string& last_row) {
+  const std::int64_t now = clock_();
+  // Those of the future are older than the last step of the clock.
+  database_->Prepare("DELETE FROM runs WHERE (time < ?1 OR time > ?2) AND rowid <= " + last_row)
+      .Bind(1, now - kMinRunAgeSeconds)
+      .Bind(2, now)
       .Step();
+  auto deleted = database_->Prepare("SELECT changes()");
+  return deleted.Step() && deleted.Number(0) > 0;
 }
 
 bool CommandStore::EvictOldestHalf() {
-  if (!database_->Prepare("SELECT 1 FROM answers LIMIT 1").Step()) return false;
+  if (!database_->Prepare("SELECT 1 FROM answers LIMIT 1").Step()) {
+    // A full disk is no reason: that deletes nothing from it.
+    return FillsItsSize() &&
+           EvictOldRuns("((SELECT min(rowid) FROM runs) + (SELECT max(rowid) FROM runs)) / 2");
+  }
   database_->Execute(
       "DELETE FROM answers WHERE rowid <="
       " ((SELECT min(rowid) FROM answers) + (SELECT max(rowid) FROM answers)) / 2");
   return true;
+}
+
+// An answer that does not fit may be as long as the file.
+bool CommandStore::FillsItsSize() {
+  auto pages = database_->Prepare("PRAGMA page_count");
+  return pages.Step() && pages.Number(0) >= MaxPages() / 2;
 }
 
 StoredCommand CommandStore::Load(const CommandKey& key) {
@@ -351,8 +383,8 @@ StoredCommand CommandStore::Load(const CommandKey& key) {
   {
     auto query = database_->Prepare(
         "SELECT unfinished, state, state IS NOT NULL, succeeded, text, succeeded IS NOT NULL"
-        " FROM runs WHERE agent = ?1 AND uuid = ?2 AND digest = ?3 AND time >= ?4");
-    BindKey(query, key).Bind(4, MinTime());
+        " FROM runs WHERE agent = ?1 AND uuid = ?2 AND digest = ?3");
+    BindKey(query, key);
     if (query.Step()) {
       stored.unfinished_runs = query.Number(0);
       if (query.Number(2) != 0) stored.state = query.Text(1);

@@ -10,6 +10,7 @@
 #include <array>
 #include <cstdint>
 #include <functional>
+#include <map>
 #include <optional>
 #include <set>
 #include <string>
@@ -86,7 +87,16 @@ class CommandStore {
   // Throws when the runs reach the limit.
   void RequireRoomForRun();
   void EvictOverLimits();
-  // Deletes about half of the answers. Returns false when there are none.
+  // Whether the file, rather than the disk, may be full.
+  bool FillsItsSize();
+  std::int64_t MaxPages() const;
+  // Keeps an answer that the file does not take, within the limit of bytes.
+  void KeepUnwritten(const CommandKey& key, const Answer& answer);
+  // Deletes those up to an SQL expression for a row that are older than agents usually wait.
+  // Returns whether there were any.
+  bool EvictOldRuns(const std::string& last_row);
+  // Deletes about half of the answers, of at-most-once commands last. Returns false when there are
+  // none that may be deleted.
   bool EvictOldestHalf();
   StoredCommand Load(const CommandKey& key);
   std::optional<Answer> LoadAnswer(const CommandKey& key);
@@ -97,6 +107,10 @@ class CommandStore {
   const Clock clock_;
   std::optional<sqlite::Database> database_;
   bool is_in_memory_ = false;
+  // Of at-most-once commands that have begun in the file: without them a redelivered one would be
+  // taken for interrupted while this process lives.
+  std::map<CommandKey, Answer> unwritten_;
+  std::size_t unwritten_bytes_ = 0;
   // Whether another process held the lock at the last access.
   bool is_locked_ = false;
 };

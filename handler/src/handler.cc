@@ -8,6 +8,7 @@
 
 #include <cstdlib>
 #include <cstring>
+#include <ctime>
 #include <exception>
 #include <memory>
 #include <optional>
@@ -63,7 +64,8 @@ struct Handler::Settings {
 
   void Start() {
     MainLoop::Get().Open();
-    session.emplace(types, limits.count != 0 ? AnswersPath() : "", limits);
+    session.emplace(types, limits.count != 0 ? AnswersPath() : "", limits,
+                    [] { return static_cast<std::int64_t>(std::time(nullptr)); });
     if (!agent.empty()) session->OnFetchRequested(agent, AgentLink::Lifetime::kPersistent);
   }
 

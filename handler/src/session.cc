@@ -3,7 +3,6 @@
 
 #include "session.h"
 
-#include <ctime>
 #include <utility>
 
 namespace qor::internal {
@@ -16,8 +15,8 @@ constexpr std::size_t kMaxPendingAnswers = 1000;
 }  // namespace
 
 Session::Session(const Dispatcher::RequestTypes& types, const std::string& answers_path,
-                 const AnswerLimits& limits)
-    : store_(answers_path, limits, [] { return static_cast<std::int64_t>(std::time(nullptr)); }),
+                 const AnswerLimits& limits, CommandStore::Clock clock)
+    : store_(answers_path, limits, std::move(clock)),
       dispatcher_(std::make_shared<Dispatcher>(types, store_, static_cast<AgentSender&>(*this))) {}
 
 void Session::OnFetchRequested(const std::string& agent, AgentLink::Lifetime lifetime) {

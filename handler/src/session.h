@@ -20,9 +20,9 @@ namespace qor::internal {
 // loop's thread only.
 class Session final : private AgentSender {
  public:
-  // An empty path stores the answers in memory. The functions must outlive this object.
+  // The path, limits and clock are those of a CommandStore. The functions must outlive this object.
   Session(const Dispatcher::RequestTypes& types, const std::string& answers_path,
-          const AnswerLimits& limits);
+          const AnswerLimits& limits, CommandStore::Clock clock);
   Session(const Session&) = delete;
   Session& operator=(const Session&) = delete;
   ~Session() { dispatcher_->Stop(); }

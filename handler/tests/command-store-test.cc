@@ -358,6 +358,56 @@ TEST_F(CommandStoreTest, EvictsNoRecentAtMostOnceAnswer) {
   EXPECT_EQ(TextOf(store.Find(Key("once")).answer), "once");
 }
 
+TEST_F(CommandStoreTest, KeepsAtMostOnceRunsWhenTheClockIsSet) {
+  auto store = Open();
+  EXPECT_TRUE(store.Begin(Key("begun"), Policy::kAtMostOnce));
+  store.Complete(Key("answered"), Policy::kAtMostOnce, {true, "yes"});
+  for (const std::int64_t step : {+50LL, -100LL}) {
+    now_ += step * 365 * 24 * 3600;
+    EXPECT_TRUE(store.Begin(Key("new" + std::to_string(step)), Policy::kAtMostOnce));
+    EXPECT_EQ(store.Find(Key("begun")).unfinished_runs, 1);
+    EXPECT_EQ(TextOf(store.Find(Key("answered")).answer), "yes");
+  }
+}
+
+TEST_F(CommandStoreTest, EvictsOldAtMostOnceAnswersOverTheCountAlsoOfTheFuture) {
+  limits_.count = 2;
+  auto store = Open();
+  for (const char* uuid : {"one", "two"}) store.Complete(Key(uuid), Policy::kAtMostOnce, {});
+  EXPECT_FALSE(store.Begin(Key("three"), Policy::kAtMostOnce));
+  now_ -= 1;
+  for (const char* uuid : {"three", "four"})
+    EXPECT_TRUE(store.Begin(Key(uuid), Policy::kAtMostOnce)) << uuid;
+  EXPECT_FALSE(store.Begin(Key("five"), Policy::kAtMostOnce));
+  now_ += 3'601;
+  EXPECT_TRUE(store.Begin(Key("five"), Policy::kAtMostOnce));
+}
+
+TEST_F(CommandStoreTest, EvictsOldAtMostOnceAnswersWhenFileIsFull) {
+  limits_.bytes = 64 * 1024;
+  auto store = Open();
+  const Answer answer{true, std::string(10'000, 'x')};
+  for (const char* uuid : {"old", "too", "more"})
+    store.Complete(Key(uuid), Policy::kAtMostOnce, answer);
+  now_ += 3'601;
+  for (const char* uuid : {"new", "newer"}) store.Complete(Key(uuid), Policy::kAtMostOnce, answer);
+  EXPECT_FALSE(Open().Find(Key("old")).answer);
+  EXPECT_TRUE(Open().Find(Key("new")).answer);
+  EXPECT_TRUE(Open().Find(Key("newer")).answer);
+}
+
+TEST_F(CommandStoreTest, ReturnsAtMostOnceAnswerThatCannotBeWritten) {
+  auto store = Open();
+  EXPECT_TRUE(store.Begin(Key("one"), Policy::kAtMostOnce));
+  {
+    sqlite::Database other(File(), sqlite::Database::Mode::kExisting);
+    const sqlite::Transaction lock(other);
+    store.Complete(Key("one"), Policy::kAtMostOnce, {true, "yes"});
+  }
+  EXPECT_EQ(TextOf(store.Find(Key("one")).answer), "yes");
+  EXPECT_FALSE(Open().Find(Key("one")).answer);
+}
+
 TEST_F(CommandStoreTest, RecordsNoAtMostOnceRunWithoutAFile) {
   EXPECT_FALSE(Open("").Begin(Key("one"), Policy::kAtMostOnce));
   EXPECT_FALSE(Open("").Suspend(Key("one"), "state"));

@@ -98,8 +98,8 @@ class HandlerProcess : public end_to_end::EndToEndTest {
   // Runs another agent, which sends "probe.agent" as command-1.
   tools::ProcessResult RunSecondAgent() {
     const std::string second = Root() + "/second-agent";
-    fs::copy_file(BuildFolder() + "/examples/example-agent", second);
-    return tools::RunProcess({second, "probe.agent"}, kTimeoutSeconds);
+    fs::copy_file(BuildFolder() + "/tests/crash/one-shot-agent", second);
+    return tools::RunProcess({second, "command-1", "probe.agent"}, kTimeoutSeconds);
   }
 
   std::string extension_requests_;
@@ -228,7 +228,7 @@ TEST_F(HandlerProcess, ServesSeveralAgentsAtOnce) {
   SendWaiting(agent, "command-1");
   // The same uuid from another agent.
   const auto run = RunSecondAgent();
-  EXPECT_EQ(run.output, "command-1: host.second-agent\n") << run.errors;
+  EXPECT_EQ(run.output, "host.second-agent\n") << run.errors;
   Release("first");
   EXPECT_EQ(AwaitResponse("command-1").result, "first");
 }
@@ -238,7 +238,7 @@ TEST_F(HandlerProcess, ConnectsToTheConfiguredAgentWhicheverAgentLaunchesIt) {
   const test::AgentPort port;
   const auto run = RunSecondAgent();
   unsetenv("PROBE_AGENT");
-  EXPECT_EQ(run.output, "command-1: host.second-agent\n") << run.errors;
+  EXPECT_EQ(run.output, "host.second-agent\n") << run.errors;
   EXPECT_TRUE(tools::RunUntil([&] { return port.CountReceived() == 1; }, kTimeoutSeconds));
   EXPECT_EQ(port.Connected(), "org.example.probe.handler ");
 }

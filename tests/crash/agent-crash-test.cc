@@ -56,7 +56,7 @@ class AgentCrash : public end_to_end::EndToEndTest {
   }
 
   static std::vector<std::string> AgentCommand(const std::string& uuid) {
-    return {ONE_SHOT_AGENT, uuid};
+    return {ONE_SHOT_AGENT, uuid, "probe.run"};
   }
   void ExpectResult(const std::string& uuid, const std::string& result) {
     const auto run = tools::RunProcess(AgentCommand(uuid), kTimeoutSeconds);
@@ -94,7 +94,8 @@ TEST_P(AgentCrashAtAnyStep, NextStartExecutesCommandOnce) {
     SCOPED_TRACE("killed at step " + std::to_string(step));
     const std::string uuid = "command-" + std::to_string(step);
     if (GetParam()) KillHandler();
-    const bool was_killed = platform::test::KillAtSystemCall(AgentCommand(uuid), step, IsObservable);
+    const bool was_killed =
+        platform::test::KillAtSystemCall(AgentCommand(uuid), step, IsObservable);
     ExpectResult(uuid, std::to_string(step));
     // Exactly once, whether the first or the second agent delivered the command.
     runs += uuid + "\n";

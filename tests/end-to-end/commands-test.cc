@@ -176,7 +176,7 @@ TEST_F(Commands, CanBeSentByAnAgentInPlainC) {
   const auto run = tools::RunProcess(
       {BuildFolder() + "/examples/example-agent", "text.upper", R"("plain c")"}, kTimeoutSeconds);
   EXPECT_EQ(run.exit_status, 0) << run.errors;
-  EXPECT_EQ(run.output, "command-1: {\"text\":\"PLAIN C\",\"by\":\"org.example.text.handler\"}\n");
+  EXPECT_EQ(run.output, "text.upper: {\"text\":\"PLAIN C\",\"by\":\"org.example.text.handler\"}\n");
 }
 
 void ExpectSilentExit(const std::vector<std::string>& command) {

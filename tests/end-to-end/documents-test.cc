@@ -31,19 +31,25 @@ TEST_F(Documents, ShowTheExampleHandlerInTheHeader) {
 
 TEST_F(Documents, ShowAWorkingExampleInTheReadme) {
   Install("text");
-  const auto run = tools::RunProcess({BuildFolder() + "/examples/send"}, kTimeoutSeconds);
+  // The example has its journal in the working folder.
+  const auto run = tools::RunProcess(
+      {"sh", "-c", "cd " + Root() + " && " + BuildFolder() + "/examples/example-agent-durable"},
+      kTimeoutSeconds);
   EXPECT_EQ(run.exit_status, 0) << run.errors;
-  EXPECT_EQ(run.output, "command-1: 0 {\"text\":\"HELLO\",\"by\":\"org.example.text.handler\"}\n");
+  EXPECT_EQ(run.output, "text.upper: {\"text\":\"HELLO\",\"by\":\"org.example.text.handler\"}\n");
 }
 
-// The unanswered command loses its timer to the others, so the agent must give up by itself.
-TEST_F(Documents, ShowAnAgentInTheGuideThatExitsWithoutAResponse) {
+TEST_F(Documents, ShowAnAgentInTheGuideThatEndsUnansweredCommands) {
   Install("text");
   const auto run =
-      tools::RunProcess({BuildFolder() + "/tests/end-to-end/guide-agent"}, kTimeoutSeconds);
+      tools::RunProcess({BuildFolder() + "/tests/end-to-end/guide-agent", Root() + "/journal.db",
+                         "text.upper", "\"hello\"", "text.forget", "", "text.reject", ""},
+                        kTimeoutSeconds);
   EXPECT_EQ(run.exit_status, 0) << run.errors;
-  EXPECT_NE(run.output.find("text.upper: {\"text\":\"HELLO\""), std::string::npos) << run.output;
-  EXPECT_NE(run.output.find("text.forget: no response\n"), std::string::npos) << run.output;
+  EXPECT_NE(run.output.find("text.upper succeeded: {\"text\":\"HELLO\""), std::string::npos)
+      << run.output;
+  EXPECT_NE(run.output.find("text.forget unknown\n"), std::string::npos) << run.output;
+  EXPECT_NE(run.output.find("text.reject failed: "), std::string::npos) << run.output;
 }
 
 }  // namespace

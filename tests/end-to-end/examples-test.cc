@@ -83,18 +83,6 @@ TEST_F(Examples, ProgressStopsWhenAnExtensionIsRefused) {
             std::string::npos);
 }
 
-TEST_F(Examples, SendManyCommandsFromAnAgentInCpp) {
-  Install("text");
-  const auto run = tools::RunProcess(
-      {BuildFolder() + "/examples/example-agent-cpp", "text.echo", "1", "2"}, kTimeoutSeconds);
-  EXPECT_EQ(run.exit_status, 0) << run.errors;
-  EXPECT_EQ(run.output, "1: 1\n2: 2\n");
-  const auto refused = tools::RunProcess(
-      {BuildFolder() + "/examples/example-agent-cpp", "text.reject", "1"}, kTimeoutSeconds);
-  EXPECT_EQ(refused.exit_status, 1);
-  EXPECT_NE(refused.output.find("1 failed: {"), std::string::npos) << refused.output;
-}
-
 TEST_F(Examples, ExitAtADeadlineWhenTheHandlerNeverFetches) {
   const ExampleCopy package(Packages() + "/misbehaving", Root() + "/no-fetch");
   package.Replace("misbehaving-handler", "no-fetch-handler");
@@ -105,16 +93,6 @@ TEST_F(Examples, ExitAtADeadlineWhenTheHandlerNeverFetches) {
       {BuildFolder() + "/examples/example-agent", "misbehaving.text"}, kTimeoutSeconds);
   EXPECT_EQ(run.exit_status, 1);
   EXPECT_NE(run.errors.find("no response within 10 s\n"), std::string::npos) << run.errors;
-}
-
-TEST_F(Examples, ExitAtADeadlineWithoutResponses) {
-  Install("text");
-  // Of three unanswered commands to one handler, only two have timers.
-  const auto run = tools::RunProcess(
-      {BuildFolder() + "/examples/example-agent-cpp", "text.forget", "1", "2", "3"},
-      kTimeoutSeconds);
-  EXPECT_EQ(run.exit_status, 1) << run.errors;
-  EXPECT_NE(run.output.find("2: no response\n"), std::string::npos) << run.output;
 }
 
 }  // namespace

@@ -126,6 +126,7 @@ int app_control_send_launch_request(app_control_h app_control, app_control_reply
   const FunctionCall call(__func__, control ? control->app_id : "");
   if (call.error != 0) return call.error;
   if (!control || control->app_id.empty()) return APP_CONTROL_ERROR_INVALID_PARAMETER;
+  if (fake::internal::IsDead(GetState().process)) return APP_CONTROL_ERROR_LAUNCH_REJECTED;
   if (!IsInstalled(control->app_id)) return APP_CONTROL_ERROR_APP_NOT_FOUND;
   GetState().launches.push_back({control->app_id, control->extra_data});
   return APP_CONTROL_ERROR_NONE;

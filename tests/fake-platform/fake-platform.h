@@ -14,6 +14,7 @@
 
 #include <functional>
 #include <map>
+#include <optional>
 #include <string>
 #include <utility>
 #include <vector>
@@ -91,6 +92,8 @@ struct TimerView {
 };
 // Live timers in due order.
 std::vector<TimerView> Timers();
+// Runs the idle enterers once, as the loop does before it waits.
+void RunIdleEnterers();
 // Runs the calls that other threads have queued for the main loop until the condition holds.
 // Returns false after ten seconds of real time.
 bool RunUntil(const std::function<bool()>& condition);
@@ -142,6 +145,39 @@ int Receive(const std::string& instance, const ParcelWriter& parcel);
 void DisconnectDuringSend(int nth = 1);
 // The parcels that were sent on a connection, including a closed one.
 std::vector<ParcelReader> Sent(const std::string& instance, rpc_port_port_type_e type);
+
+// Several processes. Proxies, timers and idle enterers belong to the process in whose scope they
+// were created, and their callbacks run in it. The stub belongs to the process "", in whose scope
+// everything else runs.
+class ProcessScope {
+ public:
+  explicit ProcessScope(const std::string& app_id);
+  ProcessScope(const ProcessScope&) = delete;
+  ProcessScope& operator=(const ProcessScope&) = delete;
+  ~ProcessScope();
+
+ private:
+  const std::string outer_;
+};
+// Nothing that a dead process sends, connects to or launches has an effect. What it sent before can
+// still be received.
+void SetAlive(const std::string& app_id, bool is_alive);
+
+// Connections of proxies to the stub of the same name, by instance, oldest first. What is sent on
+// them waits to be delivered, in order per direction. The agent's application id is not checked.
+std::vector<std::string> Links();
+// Lets the stub accept the connection, receive the next parcel or the end of the connection.
+// Returns false when there is nothing to deliver.
+bool DeliverToStub(const std::string& link);
+// The same for the proxy. Replies need no delivery: the proxy reads them when it waits for them.
+bool DeliverToProxy(const std::string& link);
+// The parcel that DeliverToProxy() would deliver next.
+std::optional<ParcelReader> NextToProxy(const std::string& link);
+// Ends the connection at both ends. What was not delivered is lost.
+void Break(const std::string& link);
+// Called when a proxy waits for a reply that is not there. By default the stub receives all parcels
+// of the link.
+void SetReplyWaiter(std::function<void(const std::string& link)> waiter);
 
 }  // namespace fake
 

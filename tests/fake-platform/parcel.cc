@@ -79,6 +79,7 @@ int rpc_port_parcel_create_from_port(rpc_port_parcel_h* h, rpc_port_h port) {
   if (call.error != 0) return FailAndFillOutput(h, sizeof(*h), call.error);
   const auto from = fake::internal::Find(GetState().ports, port, __func__);
   if (!h || !from) return RPC_PORT_ERROR_INVALID_PARAMETER;
+  if (from->incoming.empty() && from->is_proxy) fake::internal::AwaitReply(*from);
   fake::internal::ParcelContent content;
   if (from->incoming.empty() || !fake::internal::FromRaw(from->incoming.front(), &content)) {
     return RPC_PORT_ERROR_IO_ERROR;
@@ -104,12 +105,18 @@ int rpc_port_parcel_send(rpc_port_parcel_h h, rpc_port_h port) {
   const auto parcel = FindParcel(h, __func__);
   const auto to = fake::internal::Find(GetState().ports, port, __func__);
   if (!parcel || !to) return RPC_PORT_ERROR_INVALID_PARAMETER;
+  if (to->is_proxy) {
+    return fake::internal::SendToStub(*to, fake::internal::ToRaw(parcel->content));
+  }
+  if (fake::internal::IsDead("")) return RPC_PORT_ERROR_IO_ERROR;
   int& sends_to_go = GetState().sends_until_disconnection;
   if (sends_to_go > 0 && --sends_to_go == 0) {
     fake::Disconnect(to->instance);
     return RPC_PORT_ERROR_IO_ERROR;
   }
-  GetState().sent[{to->instance, to->type}].push_back(fake::internal::ToRaw(parcel->content));
+  auto& sent = GetState().sent[{to->instance, to->type}];
+  sent.push_back(fake::internal::ToRaw(parcel->content));
+  fake::internal::SendToProxy(*to, sent.back());
   return RPC_PORT_ERROR_NONE;
 }
 

@@ -189,11 +189,15 @@ bool IsConnected(const std::string& instance) {
 }
 
 int Receive(const std::string& instance, const ParcelWriter& parcel) {
+  return internal::Receive(instance, parcel.Raw());
+}
+
+int internal::Receive(const std::string& instance, Bytes raw) {
   const auto [handle, stub] = StubOf(instance);
   const Connection connection = stub->connections.at(instance);
   // Without a callback the parcel is not read.
   if (!stub->received) return 0;
-  GetState().ports.Find(connection.main_port)->incoming.push_back(parcel.Raw());
+  GetState().ports.Find(connection.main_port)->incoming.push_back(std::move(raw));
   const int result = CallBack(stub->received, connection.sender.c_str(), instance.c_str(),
                               connection.main_port, stub->received_data);
   if (result != 0) CloseConnection(handle, instance);

@@ -74,6 +74,8 @@ const Package* FindPackage(const std::string& package_id) {
   return nullptr;
 }
 
+bool IsDead(const std::string& process) { return GetState().dead_processes.count(process) != 0; }
+
 namespace {
 
 template <typename Visitor>
@@ -87,6 +89,8 @@ void VisitTables(State* state, Visitor visit) {
   visit(state->metadata_filters);
   visit(state->bundles);
   visit(state->timers);
+  visit(state->idle_enterers);
+  visit(state->proxies);
 }
 
 void RemoveTemporaryFolder() {
@@ -126,6 +130,19 @@ SideScope::SideScope(Side side) : outer_(std::exchange(current_side, side)) {}
 
 SideScope::~SideScope() { current_side = outer_; }
 
+ProcessScope::ProcessScope(const std::string& app_id)
+    : outer_(std::exchange(GetState().process, app_id)) {}
+
+ProcessScope::~ProcessScope() { GetState().process = outer_; }
+
+void SetAlive(const std::string& app_id, bool is_alive) {
+  if (is_alive) {
+    GetState().dead_processes.erase(app_id);
+  } else {
+    GetState().dead_processes.insert(app_id);
+  }
+}
+
 void Reset() {
   internal::State& state = GetState();
   internal::VisitTables(&state, [](auto& table) { table.Clear(); });
@@ -147,6 +164,11 @@ void Reset() {
   state.packages.clear();
   state.sent.clear();
   state.sends_until_disconnection = 0;
+  state.process.clear();
+  state.dead_processes.clear();
+  state.links.clear();
+  state.next_link = 1;
+  state.reply_waiter = nullptr;
   state.ecore_init_count = 1;
 }
 

@@ -12,6 +12,7 @@
 #include <condition_variable>
 #include <deque>
 #include <functional>
+#include <list>
 #include <map>
 #include <memory>
 #include <mutex>
@@ -37,6 +38,15 @@ struct Timer {
   long not_in_advance = 0;
   bool deleted_while_firing = false;
   bool firing = false;
+  std::string process;
+  Ecore_Task_Cb callback = nullptr;
+  void* data = nullptr;
+};
+
+struct IdleEnterer {
+  // Runs before those that were not added with ecore_idle_enterer_before_add().
+  bool is_first = false;
+  std::string process;
   Ecore_Task_Cb callback = nullptr;
   void* data = nullptr;
 };
@@ -52,6 +62,41 @@ struct Port {
   std::string instance;
   rpc_port_port_type_e type = RPC_PORT_PORT_MAIN;
   std::deque<Bytes> incoming;
+  // The proxy's end.
+  bool is_proxy = false;
+};
+
+template <typename Callback>
+struct Listener {
+  Callback callback = nullptr;
+  void* data = nullptr;
+};
+
+struct Proxy {
+  enum class State { kNew, kConnecting, kConnected, kClosed };
+
+  State state = State::kNew;
+  std::string process;
+  std::string agent;
+  std::string port_name;
+  std::string link;
+  void* main_port = nullptr;
+  void* callback_port = nullptr;
+  Listener<rpc_port_proxy_connected_event_cb> connected;
+  Listener<rpc_port_proxy_disconnected_event_cb> disconnected;
+  Listener<rpc_port_proxy_rejected_event_cb> rejected;
+  Listener<rpc_port_proxy_received_event_cb> received;
+};
+
+// A connection of a proxy.
+struct Link {
+  std::string name;
+  std::string process;
+  std::weak_ptr<Proxy> proxy;
+  // Accepted or refused.
+  bool is_decided = false;
+  std::deque<Bytes> to_stub;
+  std::deque<Bytes> to_proxy;  // on the callback port
 };
 
 struct Connection {
@@ -131,8 +176,15 @@ struct State {
   std::vector<Package> packages;
   std::map<std::pair<std::string, int>, std::vector<Bytes>> sent;
   int sends_until_disconnection = 0;  // 0: none
+  std::string process;
+  std::set<std::string> dead_processes;
+  std::list<Link> links;
+  int next_link = 1;
+  std::function<void(const std::string& link)> reply_waiter;
 
   HandleTable<Timer> timers{"timer"};
+  HandleTable<IdleEnterer> idle_enterers{"idle enterer"};
+  HandleTable<Proxy> proxies{"proxy"};
   HandleTable<Parcel> parcels{"parcel"};
   HandleTable<Port> ports{"port"};
   HandleTable<Stub> stubs{"stub"};
@@ -187,6 +239,16 @@ int FailAndFillOutput(void* output, size_t size, int error);
 int ReturnText(const std::string& text, char** out);
 
 const Package* FindPackage(const std::string& package_id);
+
+bool IsDead(const std::string& process);
+// As fake::Receive().
+int Receive(const std::string& instance, Bytes raw);
+// Sends a parcel from a proxy's end. Returns an error of the platform.
+int SendToStub(const Port& port, Bytes raw);
+// Passes on what the stub has sent, if a proxy is at the other end.
+void SendToProxy(const Port& port, const Bytes& raw);
+// Waits for a reply to a proxy.
+void AwaitReply(const Port& port);
 
 }  // namespace fake::internal
 

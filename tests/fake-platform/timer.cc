@@ -62,6 +62,7 @@ void Fire(void* handle, const std::shared_ptr<Timer>& timer) {
   state.now = std::max(state.now, timer->due);
   const double fired_at = timer->due;
   timer->firing = true;
+  const fake::ProcessScope process(timer->process);
   const bool keep = fake::internal::CallBack(timer->callback, timer->data) != EINA_FALSE;
   timer->firing = false;
   if (!keep || timer->deleted_while_firing) {
@@ -86,6 +87,7 @@ Ecore_Timer* ecore_timer_add(double in, Ecore_Task_Cb func, const void* data) {
   }
   auto timer = std::make_shared<Timer>();
   timer->interval = Interval(in, __func__);
+  timer->process = GetState().process;
   timer->callback = func;
   timer->data = const_cast<void*>(data);
   Arm(timer.get());

@@ -11,11 +11,12 @@ rm -rf "$folder"
 mkdir -p "$folder"
 library=$(dirname "$(find "$prefix" -name capi-qor-handler-manager.pc)")
 export PKG_CONFIG_PATH=$library
-for agent in agent send; do
-  $CC $CFLAGS -std=gnu99 -Wall -Wextra -Werror "$sources/examples/agent/$agent.c" \
-    $(pkg-config --cflags --libs capi-qor-handler-manager ecore) \
-    -Wl,-rpath,"$(dirname "$library")" -o "$folder/$agent"
-done
+$CC $CFLAGS -std=gnu99 -Wall -Wextra -Werror "$sources/examples/agent/agent.c" \
+  $(pkg-config --cflags --libs capi-qor-handler-manager ecore) \
+  -Wl,-rpath,"$(dirname "$library")" -o "$folder/agent"
+$CXX $CXXFLAGS -std=c++17 "$sources/examples/agent/durable.cc" \
+  $(pkg-config --cflags --libs qor-agent ecore) \
+  -Wl,-rpath,"$(dirname "$library")" -o "$folder/durable"
 if pkg-config --exists qor-handler; then
   $CXX $CXXFLAGS -std=c++17 "$sources/examples/greet-handler/main.cc" \
     $(pkg-config --cflags --libs qor-handler) \

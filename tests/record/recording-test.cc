@@ -232,7 +232,7 @@ TEST_F(Recording, ReportsAWriteErrorOnceAndLetsTheAgentContinue) {
     const auto run = Run({"env", "LD_PRELOAD=" + Recorder(), "QOR_RECORD_FILE=" + file,
                           BuildFolder() + "/examples/example-agent", "text.upper", "\"a\""});
     EXPECT_EQ(run.exit_status, 0);
-    EXPECT_THAT(run.output, HasSubstr("command-1: "));
+    EXPECT_THAT(run.output, HasSubstr("text.upper: "));
     const std::string message = "qor-recorder: recording to " + file + " stopped: " + reason;
     EXPECT_THAT(run.errors, HasSubstr(message));
     EXPECT_EQ(run.errors.find("qor-recorder"), run.errors.rfind("qor-recorder")) << run.errors;
@@ -274,8 +274,8 @@ TEST_F(Recording, WritesTextToStandardErrorWithoutAFile) {
   Install("text");
   const auto run =
       Qor({"record", "--", BuildFolder() + "/examples/example-agent", "text.upper", "\"a\""});
-  EXPECT_EQ(run.output, "command-1: {\"text\":\"A\",\"by\":\"" + kText + "\"}\n");
-  EXPECT_THAT(run.errors, HasSubstr("command-1  text.upper  " + kText + "  success after "));
+  EXPECT_EQ(run.output, "text.upper: {\"text\":\"A\",\"by\":\"" + kText + "\"}\n");
+  EXPECT_THAT(run.errors, HasSubstr("  text.upper  " + kText + "  success after "));
 }
 
 TEST_F(Recording, PassesArgumentsUnchangedAndReturnsTheExitStatus) {

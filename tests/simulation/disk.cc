@@ -222,9 +222,15 @@ void Disk::Revive(bool is_power_cut, std::mt19937_64& random) {
   for (auto& [path, file] : files) file->CutPower(random);
 }
 
+void Disk::KillAt(int operation) {
+  const bool was_dead = IsDead();
+  kill_at_ = operation;
+  if (IsDead() && !was_dead && on_death) on_death();
+}
+
 bool Disk::Operate() {
-  if (kill_at_ > 0) --kill_at_;
-  return kill_at_ != 0;
+  if (kill_at_ > 0) KillAt(kill_at_ - 1);
+  return !IsDead();
 }
 
 Disk* Disk::Find(const std::string& path) {

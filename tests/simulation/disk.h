@@ -5,6 +5,7 @@
 #define TESTS_SIMULATION_DISK_H_
 
 #include <cstdint>
+#include <functional>
 #include <map>
 #include <memory>
 #include <random>
@@ -47,8 +48,8 @@ class Disk {
   ~Disk();
 
   // From the nth write, truncation or synchronization on, the process is dead: nothing it does has
-  // an effect. 0: at once.
-  void KillAt(int operation) { kill_at_ = operation; }
+  // an effect. 0: at once; -1: never.
+  void KillAt(int operation);
   bool IsDead() const { return kill_at_ == 0; }
   // Another process with the same files. After a power cut only what was synchronized is certain.
   void Revive(bool is_power_cut, std::mt19937_64& random);
@@ -56,6 +57,8 @@ class Disk {
   bool is_full = false;
   // So many of the next synchronizations fail.
   int failing_syncs = 0;
+  // Called when the process dies.
+  std::function<void()> on_death;
 
   // For SQLite. Returns false when the process is dead.
   bool Operate();

@@ -3,54 +3,61 @@
 
 #include "simulation.h"
 
-#include <qor_handler_manager.h>
-
 #include <algorithm>
-#include <ctime>
+#include <optional>
 #include <utility>
 
-#include "error.h"
 #include "fake-platform.h"
 #include "handler-package.h"
-#include "main-loop.h"
 
 namespace simulation {
 
 namespace {
 
 using qor::agent::Command;
-using qor::agent::Scheduler;
+using Lifetime = qor::internal::AgentLink::Lifetime;
 
-constexpr char kHandler[] = "org.example.handler";
-constexpr char kAgent[] = "agent";
-constexpr char kAtMostOnce[] = "once";
-constexpr char kAtLeastOnce[] = "again";
-constexpr char kResumed[] = "resumed";
-constexpr char kJournal[] = "/agent/journal.db";
-constexpr char kStore[] = "/handler/answers.db";
 constexpr int kMaxOperations = 40;
-constexpr std::int64_t kRememberMs = 30'000;
-constexpr std::int64_t kMaxExtensionMs = 30'000;
+constexpr std::int64_t kSecond = 1000;
+constexpr std::int64_t kDay = 24 * 3600 * kSecond;
+
+std::string UuidOf(fake::ParcelReader delivery) {
+  delivery.Int32();  // kind
+  delivery.Int32();  // callback
+  delivery.Int32();  // its sequence number
+  delivery.Bool();   // once
+  return delivery.String();
+}
 
 }  // namespace
 
-Simulation::Simulation(std::uint64_t seed) : random_(seed) {
+Simulation::Simulation(std::uint64_t seed)
+    : world_(seed),
+      handlers_{{{{"org.example.first",
+                   "first",
+                   {kAtMostOnce, kAtLeastOnce, kResumed},
+                   Lifetime::kOnDemand},
+                  nullptr},
+                 {{"org.example.second", "second", {kAtLeastOnce, kLate}, Lifetime::kPersistent},
+                  nullptr}}} {
   RegisterDisks(seed);
   fake::Reset();
-  support::InstallHandler(kHandler, {kAtMostOnce, kAtLeastOnce, kResumed});
-  const auto run = [this](const qor::Command& command) { OnCommand(command, false); };
-  types_[kAtMostOnce] = {run, nullptr, qor::Policy::kAtMostOnce};
-  types_[kAtLeastOnce] = {run, nullptr, qor::Policy::kAtLeastOnce};
-  types_[kResumed] = {run, [this](const qor::Command& command) { OnCommand(command, true); },
-                      qor::Policy::kAtMostOnce};
+  fake::SetReplyWaiter([this](const std::string& link) { DeliverUntilReply(link); });
+  agent_disk_.on_death = [] { fake::SetAlive("", false); };
+  for (Handler& handler : handlers_) {
+    handler.app.disk.on_death = [&handler] { fake::SetAlive(handler.app.id, false); };
+  }
+  Install(handlers_[0]);
   StartAgent();
 }
 
 Simulation::~Simulation() {
   agent_disk_.KillAt(0);
-  handler_disk_.KillAt(0);
-  EndHandler();
-  EndAgent();
+  for (Handler& handler : handlers_) {
+    handler.app.disk.KillAt(0);
+    handler.process.reset();
+  }
+  agent_.reset();
 }
 
 void Simulation::Run(int cuts) {
@@ -58,412 +65,324 @@ void Simulation::Run(int cuts) {
   while (pending_cuts_ > 0) {
     Act();
     BuryDead();
-    ThrowIfViolated();
+    world_.ledger.ThrowIfViolated();
   }
   Settle();
-  CheckEnd();
-  ThrowIfViolated();
-}
-
-void Simulation::Check(bool condition, const std::string& violation) {
-  if (!condition && violation_.empty()) violation_ = violation;
-}
-
-void Simulation::ThrowIfViolated() const {
-  if (!violation_.empty()) throw Violation(violation_);
+  world_.ledger.CheckEnd();
+  world_.ledger.ThrowIfViolated();
 }
 
 void Simulation::Act() {
-  switch (Below(16)) {
+  switch (world_.Below(20)) {
     case 0:
     case 1:
     case 2:
       return Submit();
     case 3:
-      return SubmitAgain();
+      return world_.OneIn(4) ? SubmitConflict() : SubmitAgain();
     case 4:
     case 5:
     case 6:
-      if (!open_.empty()) Complete(static_cast<std::size_t>(Below(static_cast<int>(open_.size()))));
-      return;
     case 7:
-      return Cut();
+      return Complete();
     case 8:
-      agent_disk_.is_full = Below(4) == 0;
-      return;
+      return Cut();
     case 9:
-      handler_disk_.is_full = Below(4) == 0;
-      return;
+      return FillDisk();
     case 10:
-      if (peer_ && Below(3) == 0) {
-        Trace("disconnected");
-        peer_->Disconnect();
-        peer_.reset();
-      }
-      return;
+      return BreakConnection();
     case 11:
-      return Advance(Below(60'000));
+      if (world_.OneIn(4)) SetClock();
+      return;
+    case 12:
+      if (world_.OneIn(4)) ChangePackages(true);
+      return;
+    case 13:
+      if (world_.OneIn(4)) EndHandler();
+      return;
+    case 14:
+      return Advance(world_.Below(60'000));
     default:
-      return Advance(Below(1500));
+      return Advance(world_.Below(1500));
   }
 }
 
 void Simulation::Submit() {
-  if (!scheduler_) return;
-  const char* const types[] = {kAtMostOnce, kAtLeastOnce, kResumed, "unserved"};
+  const char* const types[] = {kAtMostOnce, kAtLeastOnce, kResumed, kLate};
   Command command;
   command.uuid = std::to_string(next_uuid_++);
-  command.type = types[Below(16) == 0 ? 3 : Below(3)];
+  command.type = world_.OneIn(16) ? kUnserved : types[world_.Below(4)];
   command.payload = "{}";
-  command.deadline_wall = clock_.wall + 1 + Below(120'000);
-  command.policy = Below(2) == 0 ? QOR_AGENT_AT_MOST_ONCE : QOR_AGENT_AT_LEAST_ONCE;
-  command.waits_for_handler = Below(4) == 0;
-  const int result = scheduler_->Submit({command}).front();
-  // A process that is killed in the call has no result: the command may be in the journal or not.
-  Trace("submit " + command.uuid + " " + command.type +
-        (agent_disk_.IsDead() ? " killed" : " = " + std::to_string(result)));
-  Known& known = known_[command.uuid];
-  known.command = command;
-  known.was_accepted = !agent_disk_.IsDead() && result == QOR_AGENT_ERROR_NONE;
+  command.deadline_wall = world_.clock.wall + 1 + world_.Below(120'000);
+  command.policy = world_.OneIn(2) ? QOR_AGENT_AT_MOST_ONCE : QOR_AGENT_AT_LEAST_ONCE;
+  command.waits_for_handler = world_.OneIn(command.type == kLate ? 2 : 4);
+  world_.ledger.OnSubmitted(command, agent_->Submit(command));
 }
 
-// As a server that has not seen the acceptance.
+// As a server that has not seen the acceptance or the outcome.
 void Simulation::SubmitAgain() {
-  if (!scheduler_ || known_.empty()) return;
-  auto any = known_.begin();
-  std::advance(any, Below(static_cast<int>(known_.size())));
-  Command command = any->second.command;
-  command.deadline_wall = clock_.wall + 60'000;
-  const int result = scheduler_->Submit({command}).front();
-  Known& known = any->second;
-  Trace("submit " + command.uuid + " again" +
-        (agent_disk_.IsDead() ? " killed" : " = " + std::to_string(result)));
-  const bool may_be_forgotten =
-      known.was_confirmed && clock_.wall >= known.command.deadline_wall + kRememberMs;
-  // No promise holds after this. Killed in the call, the journal may have it or not.
-  const bool may_be_accepted = agent_disk_.IsDead() || result == QOR_AGENT_ERROR_NONE;
-  if (may_be_forgotten && may_be_accepted) known.is_forgotten = true;
-  if (agent_disk_.IsDead() || may_be_forgotten) return;
-  if (known.was_accepted) {
-    Check(result == QOR_AGENT_ERROR_ALREADY_KNOWN,
-          "command " + command.uuid + " was accepted twice: " + std::to_string(result));
-  }
-  if (result == QOR_AGENT_ERROR_NONE) {
-    known.was_accepted = true;
-    known.command = command;
+  if (world_.ledger.Size() == 0) return;
+  Command command = world_.ledger.CommandAt(
+      static_cast<std::size_t>(world_.Below(static_cast<int>(world_.ledger.Size()))));
+  command.deadline_wall = world_.clock.wall + 60'000;
+  world_.ledger.OnSubmitted(command, agent_->Submit(command));
+}
+
+void Simulation::SubmitConflict() {
+  if (world_.ledger.Size() == 0) return;
+  Command command = world_.ledger.CommandAt(
+      static_cast<std::size_t>(world_.Below(static_cast<int>(world_.ledger.Size()))));
+  command.payload = "another";
+  // A rejected one changes nothing; one that the agent has forgotten must not be accepted here.
+  command.deadline_wall = world_.clock.wall - 1;
+  if (const auto result = agent_->Submit(command)) {
+    world_.ledger.OnConflictingSubmission(command.uuid, *result);
   }
 }
 
-void Simulation::Advance(std::int64_t milliseconds) {
-  clock_.wall += milliseconds;
-  clock_.since_boot += milliseconds;
-  fake::Advance(static_cast<double>(milliseconds) / 1000);
-  RunScheduler();
-  if (fake::Launches().size() != launches_) {
-    launches_ = fake::Launches().size();
-    if (!dispatcher_ && Below(8) != 0) StartHandler();
-    if (!peer_) Connect();
+void Simulation::Complete() {
+  Handler& handler = Any();
+  if (!handler.process || !handler.process->HasCommands()) return;
+  const bool is_suspended = handler.process->CompleteOne();
+  // As a handler does that restarts the device.
+  if (is_suspended && pending_cuts_ > 0 && world_.OneIn(2)) {
+    --pending_cuts_;
+    CutPower();
   }
-  const bool is_needed =
-      dispatcher_ && (dispatcher_->HasCommandsInFlight(kAgent) || !unsent_.empty());
-  if (is_needed && !peer_ && Below(2) == 0) Connect();
-  ReceiveDeliveries();
-  SendAnswers();
-  RunScheduler();
 }
+
+void Simulation::FillDisk() {
+  Disk& disk = world_.OneIn(2) ? agent_disk_ : Any().app.disk;
+  disk.is_full = world_.OneIn(4);
+  if (disk.is_full) world_.ledger.OnDiskFull();
+}
+
+void Simulation::BreakConnection() {
+  const auto links = fake::Links();
+  if (links.empty() || !world_.OneIn(3)) return;
+  const auto& link = links[static_cast<std::size_t>(world_.Below(static_cast<int>(links.size())))];
+  world_.ledger.Trace("break " + link);
+  world_.ledger.OnDisturbance();
+  fake::Break(link);
+}
+
+// As a user or a time server does.
+void Simulation::SetClock() {
+  const std::int64_t steps[] = {60 * kSecond, 7200 * kSecond, 30 * kDay, 20'000 * kDay};
+  const std::int64_t step = steps[world_.Below(4)];
+  const bool is_back = world_.clock.wall > step && world_.OneIn(2);
+  world_.clock.wall += is_back ? -step : step;
+  world_.ledger.Trace("clock set to " + std::to_string(world_.clock.wall));
+}
+
+void Simulation::ChangePackages(bool with_events) {
+  Handler& handler = Any();
+  if (!handler.app.is_installed) {
+    Install(handler);
+    if (with_events) support::RaiseInstalled(support::PackageOf(handler.app.id));
+  } else if (world_.OneIn(2)) {
+    Uninstall(handler, with_events);
+  } else {
+    Update(handler, with_events);
+  }
+}
+
+void Simulation::Install(Handler& handler) {
+  world_.ledger.Trace("install " + handler.app.id);
+  world_.ledger.OnHandlersChanged();
+  handler.app.is_installed = true;
+  ++handler.app.installations;
+  support::InstallHandler(handler.app.id, handler.app.types);
+}
+
+void Simulation::Uninstall(Handler& handler, bool with_events) {
+  world_.ledger.Trace("uninstall " + handler.app.id);
+  world_.ledger.OnHandlersChanged();
+  const std::string package = support::PackageOf(handler.app.id);
+  if (with_events) support::RaiseUninstalling(package);
+  Kill(handler);
+  fake::Uninstall(package);
+  handler.app.is_installed = false;
+  handler.app.disk.files.clear();
+  world_.ledger.OnUninstalled();
+}
+
+// To a version with other request types, if the handler has such.
+void Simulation::Update(Handler& handler, bool with_events) {
+  world_.ledger.Trace("update " + handler.app.id);
+  world_.ledger.OnHandlersChanged();
+  Kill(handler);
+  auto& types = handler.app.types;
+  if (types.back() == kLate) {
+    types = types.size() == 1 ? std::vector<std::string>{kAtLeastOnce, kLate}
+                              : std::vector<std::string>{kLate};
+  }
+  support::InstallHandler(handler.app.id, types);
+  if (with_events) support::RaiseUpdated(support::PackageOf(handler.app.id));
+}
+
+void Simulation::Kill(Handler& handler) {
+  handler.app.disk.KillAt(0);
+  handler.process.reset();
+  handler.app.disk.Revive(false, world_.random);
+  fake::SetAlive(handler.app.id, true);
+}
+
+// As the platform ends applications that it no longer needs.
+void Simulation::EndHandler() { Any().process.reset(); }
 
 void Simulation::Cut() {
   --pending_cuts_;
-  const int operation = Below(kMaxOperations);
-  switch (Below(3)) {
+  const int operation = world_.Below(kMaxOperations);
+  switch (world_.Below(3)) {
     case 0:
-      agent_disk_.KillAt(operation);
-      break;
+      return agent_disk_.KillAt(operation);
     case 1:
-      handler_disk_.KillAt(operation);
-      break;
+      return Any().app.disk.KillAt(operation);
     default:
-      CutPower();
+      return CutPower();
   }
 }
 
 void Simulation::CutPower() {
-  Trace("power cut");
+  world_.ledger.OnPowerCut();
   agent_disk_.KillAt(0);
-  handler_disk_.KillAt(0);
-  EndHandler();
-  EndAgent();
-  agent_disk_.Revive(true, random_);
-  handler_disk_.Revive(true, random_);
-  ++clock_.boot;
-  clock_.since_boot = Below(60'000);
-  clock_.wall += Below(60'000);
+  for (Handler& handler : handlers_) {
+    handler.app.disk.KillAt(0);
+    handler.process.reset();
+    handler.app.disk.Revive(true, world_.random);
+    fake::SetAlive(handler.app.id, true);
+  }
+  agent_.reset();
+  agent_disk_.Revive(true, world_.random);
+  ++world_.clock.boot;
+  world_.clock.since_boot = world_.Below(60'000);
+  world_.clock.wall += world_.Below(60'000);
+  if (world_.OneIn(8)) SetClock();
+  world_.ledger.OnBooted();
   StartAgent();
 }
 
-void Simulation::BuryDead() {
-  if (handler_disk_.IsDead()) {
-    Trace("handler killed");
-    EndHandler();
-    handler_disk_.Revive(false, random_);
-  }
-  if (agent_disk_.IsDead()) {
-    Trace("agent killed");
-    EndAgent();
-    agent_disk_.Revive(false, random_);
-    StartAgent();
-  }
-}
-
-// Everything works again, until every command has ended.
-void Simulation::Settle() {
-  Trace("settle");
-  is_settling_ = true;
-  agent_disk_.KillAt(-1);
-  handler_disk_.KillAt(-1);
-  agent_disk_.is_full = handler_disk_.is_full = false;
-  for (int i = 0; i < 100; ++i) {
-    Advance(2'000);
-    while (!open_.empty()) Complete(0);
-  }
-}
-
-void Simulation::CheckEnd() {
-  Check(scheduler_->Pending() == 0, "commands have no outcome after their deadline");
-  for (const auto& [uuid, known] : known_) {
-    Check(known.reported.has_value() || !known.was_accepted || known.is_forgotten,
-          "command " + uuid + " was lost");
-    if (known.reported == QOR_AGENT_NOT_DELIVERED && !known.is_forgotten) {
-      Check(known.runs == 0, "command " + uuid + " ran and was reported as not delivered");
-    }
-  }
-}
-
-// The agent's process.
-
 void Simulation::StartAgent() {
-  qor_handler_manager_configuration_h config = nullptr;
-  qor_handler_manager_configuration_create(&config);
-  qor_handler_manager_initialize(config);
-  qor_handler_manager_configuration_destroy(config);
-  qor_handler_manager_set_response_cb(
-      [](const char* uuid, qor_request_status_e status, const char* result, int result_length,
-         const char* error, int error_length, void* self) {
-        auto& simulation = *static_cast<Simulation*>(self);
-        if (!simulation.scheduler_) return;
-        simulation.scheduler_->OnResponse(uuid, status,
-                                          {result, static_cast<std::size_t>(result_length)},
-                                          {error, static_cast<std::size_t>(error_length)});
-      },
-      this);
-  qor_handler_manager_set_negotiate_request_cb(
-      [](const char* handler, const char* uuid, double seconds, void* self) -> int {
-        auto& simulation = *static_cast<Simulation*>(self);
-        return simulation.scheduler_->OnExtensionRequest(handler, uuid, seconds) ? 0 : 1;
-      },
-      this);
-  Scheduler::Limits limits;
-  limits.window = static_cast<std::size_t>(Below(2) == 0 ? 1 : 4);
-  limits.remember_ms = kRememberMs;
-  limits.max_extension_ms = kMaxExtensionMs;
-  Scheduler::Observer observer;
-  observer.on_outcome = [this](const Command& command) { OnOutcome(command); };
-  for (bool is_open = false; !is_open;) {
-    try {
-      journal_.emplace(kJournal, clock_);
-      scheduler_.emplace(limits, clock_, static_cast<Router&>(*this), &*journal_, observer);
-      journal_->Load([this](Command command) {
-        if (command.state == qor::agent::State::kSent) known_.at(command.uuid).was_sent = true;
-        scheduler_->Restore(std::move(command));
-      });
-      is_open = true;
-    } catch (const qor::agent::Error& error) {
-      // A full disk: an operator makes room.
-      Check(agent_disk_.is_full, std::string("cannot open the journal: ") + error.what());
-      agent_disk_.is_full = false;
-      scheduler_.reset();
-      journal_.reset();
+  fake::SetAlive("", true);
+  agent_ = std::make_unique<AgentProcess>(world_, agent_disk_);
+}
+
+void Simulation::BuryDead() {
+  for (Handler& handler : handlers_) {
+    if (handler.app.disk.IsDead()) Kill(handler);
+  }
+  if (!agent_disk_.IsDead()) return;
+  agent_.reset();
+  world_.ledger.Trace("agent killed");
+  agent_disk_.Revive(false, world_.random);
+  if (world_.has_faults && world_.OneIn(8)) ChangePackages(false);
+  StartAgent();
+}
+
+void Simulation::Advance(std::int64_t milliseconds) {
+  world_.clock.wall += milliseconds;
+  world_.clock.since_boot += milliseconds;
+  fake::Advance(static_cast<double>(milliseconds) / 1000);
+  agent_->Run();
+  StartLaunched();
+  DeliverMessages();
+  agent_->Run();
+}
+
+void Simulation::StartLaunched() {
+  const auto launches = fake::Launches();
+  for (; launches_ < launches.size(); ++launches_) {
+    Handler* const handler = Find(launches[launches_].app_id);
+    if (!handler->app.is_installed || handler->app.disk.IsDead()) continue;
+    if (!handler->process) {
+      // Some do not start.
+      if (world_.has_faults && world_.OneIn(8)) continue;
+      handler->process = std::make_unique<HandlerProcess>(world_, handler->app);
     }
-  }
-  scheduler_->OnHandlersChanged();
-}
-
-void Simulation::EndAgent() {
-  scheduler_.reset();
-  journal_.reset();
-  qor_handler_manager_shutdown();
-  peer_.reset();
-}
-
-int Simulation::Send(const Command& command) {
-  if (agent_disk_.IsDead()) return 0;
-  Trace("send " + command.uuid);
-  Known& known = known_.at(command.uuid);
-  Check(command.policy == QOR_AGENT_AT_LEAST_ONCE || known.deliveries == 0 || known.is_forgotten,
-        "at-most-once command " + command.uuid + " was sent again");
-  known.was_sent = true;
-  return qor_handler_manager_send_command(
-      command.uuid.c_str(), command.type.c_str(), command.payload.c_str(),
-      static_cast<int>(command.payload.size()), static_cast<std::time_t>(command.timestamp));
-}
-
-std::vector<std::vector<std::string>> Simulation::RequestTypesOfHandlers() const {
-  return {{kAtMostOnce, kAtLeastOnce, kResumed}};
-}
-
-void Simulation::RunScheduler() {
-  if (scheduler_ && !agent_disk_.IsDead()) scheduler_->Run();
-}
-
-void Simulation::OnOutcome(const Command& command) {
-  if (agent_disk_.IsDead()) return;
-  Trace("outcome " + command.uuid + " = " + std::to_string(command.outcome.kind) +
-        (command.outcome.is_amendment ? " amended" : ""));
-  Known& known = known_.at(command.uuid);
-  if (known.is_forgotten) {
-    scheduler_->Confirm(command.uuid);
-    return;
-  }
-  const std::string name = "command " + command.uuid;
-  const auto& outcome = command.outcome;
-  switch (outcome.kind) {
-    case QOR_AGENT_SUCCEEDED:
-      Check(known.results.count(outcome.result) != 0, name + " has another's result");
-      break;
-    case QOR_AGENT_FAILED:
-      Check(!outcome.error.empty(), name + " failed without an error");
-      break;
-    case QOR_AGENT_NOT_DELIVERED:
-      Check(known.runs == 0, name + " ran and was reported as not delivered");
-      break;
-    case QOR_AGENT_UNKNOWN:
-      Check(known.was_sent, name + " is unknown, but was never sent");
-      break;
-  }
-  if (outcome.is_amendment) {
-    Check(known.reported.has_value(), name + " was amended before it was reported");
-    known.was_amended = true;
-  } else {
-    Check(!known.reported || *known.reported == outcome.kind || known.was_amended,
-          name + " has two outcomes");
-  }
-  known.reported = outcome.kind;
-  if (is_settling_ || Below(2) == 0) {
-    known.was_confirmed = true;
-    Check(scheduler_->Confirm(command.uuid) == 0, name + " cannot be confirmed");
+    handler->process->OnLaunchRequest();
   }
 }
 
-// The handler's process.
-
-void Simulation::StartHandler() {
-  Trace("handler starts");
-  qor::internal::MainLoop::Get().Open();
-  store_.emplace(kStore, qor::AnswerLimits{}, [this] { return clock_.wall / 1000; });
-  dispatcher_ = std::make_shared<qor::internal::Dispatcher>(types_, *store_,
-                                                            static_cast<AgentSender&>(*this));
-}
-
-void Simulation::EndHandler() {
-  if (!dispatcher_) return;
-  qor::internal::MainLoop::Get().Close();
-  open_.clear();
-  unsent_.clear();
-  dispatcher_.reset();
-  store_.reset();
-  if (peer_) peer_->Disconnect();
-  peer_.reset();
-}
-
-void Simulation::Connect() {
-  if (!dispatcher_ || !fake::IsListening()) return;
-  Trace("connected");
-  peer_.emplace(kHandler, std::to_string(next_instance_++));
-  received_ = 0;
-  SendAnswers();
-  if (peer_ && fake::IsConnected(peer_->Instance())) peer_->Fetch();
-}
-
-void Simulation::ReceiveDeliveries() {
-  if (!peer_ || !dispatcher_) return;
-  const auto deliveries = peer_->Deliveries();
-  while (received_ < deliveries.size() && !handler_disk_.IsDead()) {
-    const auto& delivery = deliveries[received_++];
-    Trace("deliver " + delivery.uuid);
-    ++known_.at(delivery.uuid).deliveries;
-    dispatcher_->OnCommand(
-        {kAgent, delivery.uuid, delivery.request_type, delivery.payload, delivery.timestamp});
+void Simulation::DeliverMessages() {
+  for (;;) {
+    // Some messages take longer.
+    if (world_.has_faults && world_.OneIn(64)) return;
+    if (world_.has_faults && world_.OneIn(128)) BreakConnection();
+    if (DeliverOne()) continue;
+    fake::RunIdleEnterers();
+    if (!DeliverOne()) break;
   }
+  if (!agent_disk_.IsDead()) world_.ledger.CheckAnswersArrived();
 }
 
-void Simulation::Send(const std::string&, const std::string& uuid, qor::internal::Answer answer) {
-  if (handler_disk_.IsDead()) return;
-  Trace("answer " + uuid + (answer.succeeded ? " +" : " -"));
-  const bool is_interrupted = answer.text.find("\"ErrorCode\":3004") != std::string::npos;
-  Check(!is_interrupted || !known_.at(uuid).is_suspended,
-        "suspended command " + uuid + " was not resumed");
-  unsent_.emplace_back(uuid, std::move(answer));
-}
-
-void Simulation::SendAnswers() {
-  while (peer_ && !unsent_.empty()) {
-    const auto& [uuid, answer] = unsent_.front();
-    const std::string& text = answer.text;
-    const int result =
-        answer.succeeded ? peer_->Answer(uuid, text, 0, "") : peer_->Answer(uuid, "", 1, text);
-    if (result != 0) return peer_.reset();
-    unsent_.pop_front();
+bool Simulation::DeliverOne() {
+  const auto links = fake::Links();
+  const std::size_t choices = 2 * links.size();
+  if (choices == 0) return false;
+  const auto first = static_cast<std::size_t>(world_.Below(static_cast<int>(choices)));
+  for (std::size_t i = 0; i < choices; ++i) {
+    const std::size_t choice = (first + i) % choices;
+    if (Deliver(links[choice / 2], choice % 2 == 0)) return true;
   }
+  return false;
 }
 
-bool Simulation::RequestExtension(const std::string&, const std::string& uuid, double seconds) {
-  return peer_ && peer_->Negotiate(uuid, seconds) == 0 && peer_->LastReply().value_or(false);
+bool Simulation::Deliver(const std::string& link, bool is_to_stub) {
+  if (is_to_stub) return !agent_disk_.IsDead() && fake::DeliverToStub(link);
+  Handler* const handler = Find(link.substr(0, link.find('#')));
+  if (handler->app.disk.IsDead()) return false;
+  if (const auto delivery = fake::NextToProxy(link)) {
+    world_.ledger.OnDelivered(UuidOf(*delivery), fake::IsConnected(link));
+  }
+  return fake::DeliverToProxy(link);
 }
 
-void Simulation::OnCommand(const qor::Command& command, bool is_resumed) {
-  // What a dead process would do has no effect.
-  if (handler_disk_.IsDead()) return;
-  Trace((is_resumed ? "resume " : "run ") + command.Uuid());
-  Known& known = known_.at(command.Uuid());
-  if (!is_resumed) ++known.runs;
-  Check(is_resumed == (command.State() == "state"),
-        "command " + command.Uuid() + " has the wrong state");
-  Check(command.Type() == kAtLeastOnce || known.runs <= 1,
-        "at-most-once command " + command.Uuid() + " ran twice");
-  if (Below(4) == 0) command.AskForSeconds(1 + Below(60));
-  open_.push_back(command);
+// The agent works while a handler waits.
+void Simulation::DeliverUntilReply(const std::string& link) {
+  const auto may_break = [&] {
+    if (!world_.has_faults || !world_.OneIn(32)) return;
+    world_.ledger.Trace("break " + link);
+    world_.ledger.OnDisturbance();
+    fake::Break(link);
+  };
+  may_break();
+  while (Deliver(link, true)) {
+  }
+  // What the agent has accepted may be unacknowledged.
+  may_break();
 }
 
-void Simulation::Complete(std::size_t index) {
-  const qor::Command command = open_[index];
-  open_.erase(open_.begin() + static_cast<std::ptrdiff_t>(index));
-  Known& known = known_.at(command.Uuid());
-  if (command.Type() == kResumed && command.State().empty() && Below(2) == 0) {
-    Trace("suspend " + command.Uuid());
-    known.is_suspended = command.Suspend("state");
-    if (known.is_suspended) {
-      // As a handler does that restarts the device.
-      if (pending_cuts_ > 0 && Below(2) == 0) {
-        --pending_cuts_;
-        CutPower();
+void Simulation::Settle() {
+  world_.ledger.Trace("settle");
+  world_.has_faults = false;
+  agent_disk_.KillAt(-1);
+  agent_disk_.is_full = false;
+  for (Handler& handler : handlers_) {
+    handler.app.disk.KillAt(-1);
+    handler.app.disk.is_full = false;
+  }
+  const auto work = [this] {
+    for (int i = 0; i < 20; ++i) {
+      Advance(2 * kSecond);
+      for (Handler& handler : handlers_) {
+        while (handler.process && handler.process->HasCommands()) handler.process->CompleteOne();
       }
-      return;
     }
-  }
-  const std::string text = command.Uuid() + '#' + std::to_string(random_());
-  if (Below(4) == 0) {
-    known.errors.insert(text);
-    command.Fail(text);
-  } else {
-    known.results.insert(text);
-    command.Succeed(text);
-  }
-  SendAnswers();
+  };
+  work();
+  Advance(world_.ledger.LastDeadline() + 1 - world_.clock.since_boot);
+  work();
+  // What is not confirmed is reported again.
+  agent_disk_.KillAt(0);
+  BuryDead();
+  work();
 }
 
-void Simulation::Trace(const std::string& text) {
-  trace_.push_back(std::to_string(clock_.boot) + ':' + std::to_string(clock_.since_boot) + ' ' +
-                   text);
+Simulation::Handler* Simulation::Find(const std::string& app_id) {
+  const auto found = std::find_if(handlers_.begin(), handlers_.end(),
+                                  [&](const Handler& handler) { return handler.app.id == app_id; });
+  return found != handlers_.end() ? &*found : nullptr;
 }
 
 }  // namespace simulation

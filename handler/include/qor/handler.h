@@ -167,8 +167,9 @@ class QOR_HANDLER_API Command {
 };
 
 /// Limits of the stored answers; beyond any of them the oldest are deleted. Those of at-most-once
-/// commands are kept for an hour at least: when they fill the file, new at-most-once commands fail
-/// with ErrorCode::kNotRecorded. A count of 0 stores none, neither on file nor in memory: a command
+/// commands have no limit of age, so that setting the clock runs none again, and are kept for an
+/// hour at least: when they fill the file, new at-most-once commands fail with
+/// ErrorCode::kNotRecorded. A count of 0 stores none, neither on file nor in memory: a command
 /// that is redelivered after its answer then runs again, and at-most-once commands are not run.
 struct AnswerLimits {
   /// Number of answers.
