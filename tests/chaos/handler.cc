@@ -22,6 +22,7 @@
 #include <vector>
 
 #include "crash-handler.h"
+#include "effects.h"
 #include "handlers.h"
 #include "timeouts.h"
 
@@ -134,6 +135,53 @@ std::map<std::string, qor::Handler::Function> Behaviors(Threads* threads, Timers
   };
 }
 
+void RecordEffect(const Command& command) {
+  chaos::AppendToAccount(std::getenv(chaos::kAccountVariable), "effect " + command.Uuid());
+}
+
+// The same for the handlers of durable commands.
+std::map<std::string, qor::Handler::Function> DurableBehaviors(Timers* timers) {
+  return {
+      {"once",
+       [=](const Command& command) {
+         RecordEffect(command);
+         timers->SucceedAfter(MillisecondsOf(command), command);
+       }},
+      {"once-kill",
+       [](const Command& command) {
+         RecordEffect(command);
+         kill(getpid(), SIGKILL);
+       }},
+      {"once-suspend",
+       [](const Command& command) {
+         RecordEffect(command);
+         // As for a reboot.
+         if (command.Suspend("state")) kill(getpid(), SIGKILL);
+         command.Succeed(command.Payload());
+       }},
+      {"again",
+       [=](const Command& command) {
+         RecordEffect(command);
+         timers->SucceedAfter(MillisecondsOf(command), command);
+       }},
+      {"once-fail",
+       [](const Command& command) {
+         RecordEffect(command);
+         command.Fail(command.Payload());
+       }},
+  };
+}
+
+void AddDurableTypes(qor::Handler& handler, int number, Timers* timers) {
+  const auto functions = DurableBehaviors(timers);
+  for (const std::string& behavior : chaos::BehaviorsOf(number)) {
+    const std::string type = chaos::TypeOf(number, behavior);
+    handler.On(type, functions.at(behavior),
+               chaos::IsAtMostOnce(type) ? qor::Policy::kAtMostOnce : qor::Policy::kAtLeastOnce);
+  }
+  handler.OnResume(chaos::TypeOf(number, "once-suspend"), Echo);
+}
+
 }  // namespace
 
 int main(int argc, char** argv) {
@@ -144,8 +192,12 @@ int main(int argc, char** argv) {
   const auto functions = Behaviors(&threads, &timers, &held);
   const int number = chaos::HandlerOfExecutable(argv[0]);
   qor::Handler handler;
-  for (const std::string& behavior : chaos::BehaviorsOf(number))
-    handler.On(chaos::TypeOf(number, behavior), functions.at(behavior));
+  if (chaos::IsDurable(number)) {
+    AddDurableTypes(handler, number, &timers);
+  } else {
+    for (const std::string& behavior : chaos::BehaviorsOf(number))
+      handler.On(chaos::TypeOf(number, behavior), functions.at(behavior));
+  }
   handler.On(chaos::SharedTypeOf(number), Echo);
   return handler.Run(argc, argv);
 }

@@ -29,7 +29,7 @@ std::string PackageOf(int handler) { return kPackagePrefix + TwoDigits(handler);
 std::string ApplicationOf(int handler) { return PackageOf(handler) + kApplicationSuffix; }
 
 std::optional<int> HandlerOf(const std::string& application) {
-  for (int handler = 0; handler < kHandlers; ++handler)
+  for (int handler = 0; handler < kAllHandlers; ++handler)
     if (application == ApplicationOf(handler)) return handler;
   return std::nullopt;
 }
@@ -40,8 +40,15 @@ const std::vector<std::string>& BehaviorsOf(int handler) {
                                                         "late", "hold",   "kill"};
   static const std::vector<std::string> misbehaving = {"echo", "twice", "never", "wrong-uuid",
                                                        "unknown-method"};
+  static const std::vector<std::string> durable = {"once", "once-kill", "once-suspend", "again",
+                                                   "once-fail"};
+  if (IsDurable(handler)) return durable;
   return IsMisbehaving(handler) ? misbehaving : well_behaved;
 }
+
+bool IsDurable(int handler) { return handler >= kHandlers; }
+
+bool IsAtMostOnce(const std::string& type) { return type.find(".once") != std::string::npos; }
 
 std::string TypeOf(int handler, const std::string& behavior) {
   return "c" + TwoDigits(handler) + "." + behavior;

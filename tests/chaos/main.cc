@@ -6,6 +6,8 @@
 //
 //   qor_chaos [--minutes N] [--seed S]
 
+#include <qor_agent.h>
+
 #include <CLI/CLI.hpp>
 
 #include <algorithm>
@@ -17,6 +19,7 @@
 #include <iostream>
 #include <random>
 
+#include "effects.h"
 #include "handlers.h"
 #include "leak-check.h"
 #include "supervisor.h"
@@ -26,8 +29,9 @@ namespace {
 
 using namespace chaos;
 
-const Programs kPrograms = {CHAOS_AGENT, CHAOS_HANDLER, CHAOS_MISBEHAVING_HANDLER, CHAOS_TOOL,
-                            CHAOS_RECORDER};
+const Programs kPrograms = {CHAOS_AGENT,   CHAOS_DURABLE_AGENT,
+                            CHAOS_HANDLER, CHAOS_MISBEHAVING_HANDLER,
+                            CHAOS_TOOL,    CHAOS_RECORDER};
 
 // Tolerances of the check for memory leaks: heap fragmentation, and commands that are pending
 // without a timer.
@@ -58,6 +62,8 @@ class ChaosRun {
     supervisor_.StartAgent(kExecutionTimeoutMs, kConnectionTimeoutMs);
     RunSchedule();
     supervisor_.AwaitQuiescence();
+    supervisor_.DrainDurableAgent();
+    CheckEffects();
     checker_.Finish();
     PrintTally();
     CheckMemory();
@@ -112,6 +118,28 @@ class ChaosRun {
     for (const auto& [reason, count] : tally.untimed) {
       std::printf("pending without a timer (%s): %d\n", NameOf(reason), count);
     }
+  }
+
+  void CheckEffects() {
+    EffectChecker checker;
+    std::ifstream account(folder_.Account());
+    for (std::string line; std::getline(account, line);) checker.OnLine(line);
+    checker.Finish();
+    const EffectChecker::Tally& tally = checker.GetTally();
+    const ActionCounts& counts = supervisor_.Counts();
+    std::printf(
+        "durable commands: %d accepted, %d submitted again, %d rejected, %d unresolved; %d "
+        "succeeded, %d failed, %d not delivered, %d unknown; %d amended, %d reported again; %d "
+        "effects\n",
+        tally.accepted, tally.submitted_again, tally.rejected, tally.unresolved,
+        tally.outcomes[QOR_AGENT_SUCCEEDED], tally.outcomes[QOR_AGENT_FAILED],
+        tally.outcomes[QOR_AGENT_NOT_DELIVERED], tally.outcomes[QOR_AGENT_UNKNOWN], tally.amended,
+        tally.repeated, tally.effects);
+    std::printf("durable agent: %d processes, %d killed, %d reopened\n",
+                supervisor_.DurableAgents(), counts.durable_agents_killed,
+                counts.durable_agents_reopened);
+    if (tally.outcomes[QOR_AGENT_SUCCEEDED] == 0) AddViolation("no durable command succeeded");
+    for (const std::string& violation : checker.Violations()) AddViolation(violation);
   }
 
   void CheckMemory() {

@@ -57,7 +57,7 @@ std::string RunFolder::PackageFolder(int handler, int version) const {
 }
 
 void RunFolder::WritePackages(const Programs& programs) const {
-  for (int handler = 0; handler < kHandlers; ++handler) {
+  for (int handler = 0; handler < kAllHandlers; ++handler) {
     for (int version = 0; version < kVersions; ++version) {
       Write(PackageFolder(handler, version), handler, version,
             IsMisbehaving(handler) ? programs.misbehaving_handler : programs.handler);

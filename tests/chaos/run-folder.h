@@ -11,6 +11,7 @@ namespace chaos {
 // The programs of this build.
 struct Programs {
   std::string agent;
+  std::string durable_agent;
   std::string handler;
   std::string misbehaving_handler;
   std::string tool;
@@ -32,6 +33,10 @@ class RunFolder {
   // The platform's root.
   std::string Root() const { return folder_ + "/root"; }
   std::string History() const { return folder_ + "/history"; }
+  // What is known of durable commands.
+  std::string Account() const { return folder_ + "/account"; }
+  // On the agents' disk, and permanent as their other data.
+  std::string Journal() const { return Root() + "/data/host.chaos-journal.db"; }
   // Output and log lines of all programs.
   std::string Log() const { return folder_ + "/log"; }
   // Path prefix of the reports of sanitizers and crash handlers.

@@ -37,7 +37,7 @@ TEST(ScheduleTest, IsOrderedAndHasEveryAction) {
     last = step.at_milliseconds;
     counts.insert(step.action);
   }
-  EXPECT_EQ(counts.size(), 11u);
+  EXPECT_EQ(counts.size(), 15u);
 }
 
 TEST(ScheduleTest, KeepsAgentOfSecondHalf) {

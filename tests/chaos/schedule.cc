@@ -40,6 +40,7 @@ class ScheduleGenerator {
            [](ScheduleGenerator& self) { self.OnAgent(Action::kTerminateAgent, 0, 0); });
     Repeat(14'000, 0, end_,
            [](ScheduleGenerator& self) { self.OnAgent(Action::kRestartLibrary, 0, 0); });
+    AddDurableCommands();
     std::stable_sort(steps_.begin(), steps_.end(), [](const Step& a, const Step& b) {
       return a.at_milliseconds < b.at_milliseconds;
     });
@@ -47,6 +48,23 @@ class ScheduleGenerator {
   }
 
  private:
+  void AddDurableCommands() {
+    Repeat(400, 0, end_, &ScheduleGenerator::SubmitBurst);
+    Repeat(3'000, 0, end_,
+           [](ScheduleGenerator& self) { self.OnDurableHandler(Action::kKillHandler, 0, 0); });
+    Repeat(4'000, 0, end_, [](ScheduleGenerator& self) {
+      self.OnDurableHandler(Action::kPauseHandler, 50, 4'000);
+    });
+    Repeat(15'000, 0, end_,
+           [](ScheduleGenerator& self) { self.OnDurableHandler(Action::kInstall, 0, 0); });
+    Repeat(6'000, 0, end_,
+           [](ScheduleGenerator& self) { self.OnAgent(Action::kKillDurableAgent, 0, 0); });
+    Repeat(9'000, 0, end_,
+           [](ScheduleGenerator& self) { self.OnAgent(Action::kPauseDurableAgent, 50, 1'500); });
+    Repeat(20'000, 0, end_,
+           [](ScheduleGenerator& self) { self.OnAgent(Action::kReopenDurableAgent, 0, 0); });
+  }
+
   // The results of the standard library's distributions depend on the implementation.
   int Pick(int from, int to) {
     return from + static_cast<int>(random_() % static_cast<std::uint64_t>(to - from + 1));
@@ -76,6 +94,25 @@ class ScheduleGenerator {
     step.handler = Pick(0, kHandlers - 1);
     step.version = Pick(0, kVersions - 1);
     step.milliseconds = Pick(from, to);
+  }
+
+  void OnDurableHandler(Action action, int from, int to) {
+    OnHandler(action, from, to);
+    steps_.back().handler = kHandlers + Pick(0, kDurableHandlers - 1);
+  }
+
+  // Submits commands to one handler, more than its window.
+  void SubmitBurst() {
+    const int handler = kHandlers + Pick(0, kDurableHandlers - 1);
+    const auto& behaviors = BehaviorsOf(handler);
+    for (int count = OneIn(4) ? Pick(1, 12) : 1; count > 0; --count) {
+      Step& step = Add(Action::kSubmit);
+      // Mostly of the first, which answers.
+      const int last = OneIn(2) ? static_cast<int>(behaviors.size()) - 1 : 0;
+      step.type = TypeOf(handler, behaviors[static_cast<std::size_t>(Pick(0, last))]);
+      step.milliseconds = OneIn(4) ? Pick(0, 1'500) : Pick(0, 60);
+      step.bytes = OneIn(8) ? Pick(1, 6'000) : Pick(1, 40);
+    }
   }
 
   void Install() { OnHandler(Action::kInstall, 0, 0); }

@@ -11,17 +11,21 @@
 namespace chaos {
 
 enum class Action {
-  kSend,              // a command of `type` with `bytes` of payload that takes `milliseconds`
-  kKillHandler,       // SIGKILL
-  kPauseHandler,      // SIGSTOP, and SIGCONT after `milliseconds`
-  kKillAgent,         // SIGKILL, then start a new one
-  kTerminateAgent,    // close its input, then start a new one
-  kPauseAgent,        // as kPauseHandler
-  kRestartLibrary,    // shut-down and start in the same agent
-  kInstall,           // install `handler`'s package, or update it to `version`
-  kUninstall,         // uninstall `handler`'s package
-  kInterruptInstall,  // as kInstall, and SIGKILL to the installer after `milliseconds`
-  kFillDisk,          // ENOSPC below the root for `milliseconds`
+  kSend,                // a command of `type` with `bytes` of payload that takes `milliseconds`
+  kKillHandler,         // SIGKILL
+  kPauseHandler,        // SIGSTOP, and SIGCONT after `milliseconds`
+  kKillAgent,           // SIGKILL, then start a new one
+  kTerminateAgent,      // close its input, then start a new one
+  kPauseAgent,          // as kPauseHandler
+  kRestartLibrary,      // shut-down and start in the same agent
+  kInstall,             // install `handler`'s package, or update it to `version`
+  kUninstall,           // uninstall `handler`'s package
+  kInterruptInstall,    // as kInstall, and SIGKILL to the installer after `milliseconds`
+  kFillDisk,            // ENOSPC below the root for `milliseconds`
+  kSubmit,              // a durable command, as kSend
+  kKillDurableAgent,    // SIGKILL, then start a new one with the same journal
+  kPauseDurableAgent,   // as kPauseHandler
+  kReopenDurableAgent,  // close and open it in the same process
 };
 
 struct Step {

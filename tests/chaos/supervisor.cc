@@ -18,6 +18,7 @@
 #include <utility>
 
 #include "crash-handler.h"
+#include "effects.h"
 #include "handlers.h"
 #include "platform/linux/common/package-database.h"
 #include "platform/linux/common/process-handle.h"
@@ -74,6 +75,7 @@ Supervisor::Supervisor(const Programs& programs, const RunFolder& folder, Resiza
   // Adopts handlers whose agent has exited.
   prctl(PR_SET_CHILD_SUBREAPER, 1);
   setenv("QOR_PLATFORM_ROOT", folder.Root().c_str(), 1);
+  setenv(kAccountVariable, folder.Account().c_str(), 1);
   setenv(kCrashFileVariable, (folder.ReportPrefix() + ".crashes").c_str(), 1);
   const std::string options = "log_path=" + folder.ReportPrefix();
   // AddressSanitizer requires to be loaded first, but the recorder is preloaded.
@@ -95,7 +97,7 @@ Supervisor::~Supervisor() {
 }
 
 void Supervisor::InstallAll() {
-  for (int handler = 0; handler < kHandlers; ++handler) {
+  for (int handler = 0; handler < kAllHandlers; ++handler) {
     if (platform::FindPackage(PackageOf(handler))) continue;
     StartOperation("install", folder_.PackageFolder(handler, 0), false);
     if (!Await([this] { return operations_.empty(); }, kTimeoutSeconds)) return;
@@ -128,6 +130,7 @@ void Supervisor::StartAgent(int execution_timeout, int connection_timeout) {
 }
 
 void Supervisor::RunSchedule(const std::vector<Step>& schedule, const std::string& uuid_prefix) {
+  if (!durable_agent_.IsRunning()) durable_agent_.Start();
   const auto begin = Clock::now();
   int number = 0;
   for (const Step& step : schedule) {
@@ -181,7 +184,47 @@ void Supervisor::Execute(const Step& step, const std::string& uuid) {
     case Action::kFillDisk:
       Fill(step.milliseconds);
       break;
+    case Action::kSubmit:
+      Submit(step, uuid);
+      break;
+    case Action::kKillDurableAgent:
+      ++counts_.durable_agents_killed;
+      durable_agent_.Signal(SIGKILL);
+      break;
+    case Action::kPauseDurableAgent:
+      Pause([this](int signal) { durable_agent_.Signal(signal); }, step.milliseconds);
+      break;
+    case Action::kReopenDurableAgent:
+      ++counts_.durable_agents_reopened;
+      durable_agent_.Write("reopen\n");
+      break;
   }
+}
+
+void Supervisor::Submit(const Step& step, const std::string& uuid) {
+  constexpr int kSubmissionsPerRedelivery = 8;
+  constexpr int kRedeliveryMs = 3'000;
+  const std::string line = "submit " + uuid + " " + step.type + " " +
+                           std::to_string(step.milliseconds) + " " + std::to_string(step.bytes) +
+                           "\n";
+  if (!durable_agent_.Write(line)) ++counts_.not_sent;
+  // As a server that has not seen the acceptance.
+  if (++submitted_ % kSubmissionsPerRedelivery == 0) {
+    Schedule(kRedeliveryMs, [this, line] { durable_agent_.Write(line); });
+  }
+}
+
+void Supervisor::DrainDurableAgent() {
+  // The second one reports what the first has not confirmed.
+  for (int i = 0; i < 2; ++i) {
+    if (!durable_agent_.IsRunning()) durable_agent_.Start();
+    durable_agent_.Drain();
+    if (!Await([this] { return !durable_agent_.IsRunning(); }, kTimeoutSeconds)) {
+      violations_.emplace_back("durable commands do not end");
+    }
+  }
+  const auto& violations = durable_agent_.Violations();
+  violations_.insert(violations_.end(), violations.begin(), violations.end());
 }
 
 void Supervisor::ReplaceAgent(Action action) {
@@ -349,6 +392,7 @@ void Supervisor::Reap() {
       OnAgentExited(status);
       continue;
     }
+    if (durable_agent_.OnExited(pid, status)) continue;
     const auto operation = operations_.find(pid);
     if (operation == operations_.end()) continue;
     if (status != 0) {

@@ -12,6 +12,7 @@
 #include <string>
 #include <vector>
 
+#include "durable-agent-process.h"
 #include "history-checker.h"
 #include "history.h"
 #include "resizable-tmpfs.h"
@@ -32,7 +33,9 @@ struct ActionCounts {
   int installs_interrupted = 0;
   int operations_failed = 0;  // disk full, interrupted, or package not installed
   int disks_filled = 0;
-  int not_sent = 0;  // commands that found the agent's input full
+  int not_sent = 0;  // commands that found an agent's input full
+  int durable_agents_killed = 0;
+  int durable_agents_reopened = 0;
 };
 
 // Owns the processes of a run: starts the agent, writes its input, executes the actions of a
@@ -57,6 +60,8 @@ class Supervisor {
   void CheckEveryHandler();
   // Closes the agent's input and waits for its exit.
   void TerminateAgent();
+  // Waits until every durable command has ended and every outcome is confirmed.
+  void DrainDurableAgent();
   void UninstallAll();
 
   // Runs until the condition holds; returns false after the timeout. Like every function that
@@ -69,6 +74,7 @@ class Supervisor {
   // Whether this process, which adopts orphans, has children.
   bool HasChildren() const { return has_children_; }
   const ActionCounts& Counts() const { return counts_; }
+  int DurableAgents() const { return durable_agent_.Starts(); }
   const HistoryReader& History() const { return reader_; }
   const std::vector<std::string>& Violations() const { return violations_; }
 
@@ -82,6 +88,7 @@ class Supervisor {
   void Execute(const Step& step, const std::string& uuid);
   // Kills or terminates the agent; OnAgentExited() starts the next one.
   void ReplaceAgent(Action action);
+  void Submit(const Step& step, const std::string& uuid);
   void InterruptInstall(const Step& step);
   void Send(const Step& step, const std::string& uuid);
   void Signal(int handler, int signal);
@@ -110,6 +117,8 @@ class Supervisor {
   Clock::time_point next_report_;
   Tally reported_;
 
+  DurableAgentProcess durable_agent_{programs_, folder_};
+  int submitted_ = 0;
   pid_t agent_ = 0;
   int agent_input_ = -1;
   bool agent_may_exit_ = false;
