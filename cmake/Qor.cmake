@@ -36,6 +36,13 @@ function(qor_test name)
     PROPERTIES LABELS ${arg_LABEL} TIMEOUT ${arg_TIMEOUT})
 endfunction()
 
+# qor_optimize(TARGET): optimizes a library in debug builds too. For code in which tests spend more
+# time than its optimization takes.
+function(qor_optimize target)
+  target_compile_options(${target} PRIVATE $<$<CONFIG:Debug>:-O1>)
+  set_target_properties(${target} PROPERTIES QOR_OPTIMIZED ON)
+endfunction()
+
 # qor_package(NAME EXECUTABLE): builds the application package <build>/packages/NAME from
 # packages/NAME next to the caller and an executable of this project.
 function(qor_package name executable)
