@@ -38,6 +38,14 @@ std::string Describe(const char* type, const char* package, int event_type, int 
          std::to_string(error);
 }
 
+// Records the event and destroys the manager that reports it.
+void DestroyManager(const char*, const char*, package_manager_event_type_e,
+                    package_manager_event_state_e, int, package_manager_error_e, void* data) {
+  auto* received = static_cast<ReceivedEvents*>(data);
+  received->events.emplace_back("last");
+  package_manager_destroy(received->manager);
+}
+
 void OnEvent(const char* type, const char* package, package_manager_event_type_e event_type,
              package_manager_event_state_e state, int progress, package_manager_error_e error,
              void* received) {
@@ -182,13 +190,7 @@ TEST_F(PackageEventTest, StopsAfterCallbackIsUnset) {
 TEST_F(PackageEventTest, CallbackMayDestroyManager) {
   ReceivedEvents received;
   ReceivedEvents other;
-  const auto destroy = [](const char*, const char*, package_manager_event_type_e,
-                          package_manager_event_state_e, int, package_manager_error_e, void* data) {
-    auto* own = static_cast<ReceivedEvents*>(data);
-    own->events.emplace_back("last");
-    package_manager_destroy(own->manager);
-  };
-  Listen(&received, destroy, PACKAGE_MANAGER_STATUS_TYPE_ALL);
+  Listen(&received, DestroyManager, PACKAGE_MANAGER_STATUS_TYPE_ALL);
   package_manager_h manager = Listen(&other, OnEvent, PACKAGE_MANAGER_STATUS_TYPE_ALL);
   ASSERT_EQ(Install(PackageSpec()), PACKAGE_MANAGER_ERROR_NONE);
   EXPECT_EQ(received.events.size(), 1U);
@@ -198,13 +200,7 @@ TEST_F(PackageEventTest, CallbackMayDestroyManager) {
 
 TEST_F(PackageEventTest, CallbackMayDestroyManagerOnMainLoop) {
   ReceivedEvents received;
-  const auto destroy = [](const char*, const char*, package_manager_event_type_e,
-                          package_manager_event_state_e, int, package_manager_error_e, void* data) {
-    auto* own = static_cast<ReceivedEvents*>(data);
-    own->events.emplace_back("last");
-    package_manager_destroy(own->manager);
-  };
-  Listen(&received, destroy, PACKAGE_MANAGER_STATUS_TYPE_ALL);
+  Listen(&received, DestroyManager, PACKAGE_MANAGER_STATUS_TYPE_ALL);
   std::thread installer([&] {
     EXPECT_EQ(Install(PackageSpec()), PACKAGE_MANAGER_ERROR_NONE);
     ecore_main_loop_thread_safe_call_async([](void*) { ecore_main_loop_quit(); }, nullptr);

@@ -59,6 +59,11 @@ class PortTest : public testing::Test {
   void PeerSends(const std::vector<uint8_t>& bytes) {
     ASSERT_EQ(write(peer_.Get(), bytes.data(), bytes.size()), static_cast<ssize_t>(bytes.size()));
   }
+  bool ServeFrame() {
+    ++served_;
+    port_->PopFrame();
+    return true;
+  }
   bool Send(const std::vector<uint8_t>& frame) { return port_->Send({frame.data(), frame.size()}); }
 
   std::pair<UniqueFd, UniqueFd> spare_ = SocketPair();
@@ -66,6 +71,7 @@ class PortTest : public testing::Test {
   std::shared_ptr<Port> partner_;
   UniqueFd peer_;
   std::shared_ptr<FrameCollector> frames_;
+  int served_ = 0;
 };
 
 }  // namespace
@@ -118,28 +124,16 @@ TEST_F(PortTest, StopsWhenHandlerReturnsFalse) {
 TEST_F(PortTest, HandlesFramesSentBeforeDisconnection) {
   PeerSends(FrameOf(1, 'x'));
   peer_.Reset();
-  int served = 0;
-  const auto serve = [&] {
-    ++served;
-    port_->PopFrame();
-    return true;
-  };
-  EXPECT_EQ(port_->HandleFrames(serve), Port::HandleResult::kClosed);
-  EXPECT_EQ(served, 1);
+  EXPECT_EQ(port_->HandleFrames([this] { return ServeFrame(); }), Port::HandleResult::kClosed);
+  EXPECT_EQ(served_, 1);
 }
 
 TEST_F(PortTest, HandlesFramesBeforeInvalidLength) {
   auto bytes = FrameOf(1, 'x');
   bytes.insert(bytes.end(), 4, 0);
   PeerSends(bytes);
-  int served = 0;
-  const auto serve = [&] {
-    ++served;
-    port_->PopFrame();
-    return true;
-  };
-  EXPECT_EQ(port_->HandleFrames(serve), Port::HandleResult::kClosed);
-  EXPECT_EQ(served, 1);
+  EXPECT_EQ(port_->HandleFrames([this] { return ServeFrame(); }), Port::HandleResult::kClosed);
+  EXPECT_EQ(served_, 1);
   EXPECT_TRUE(port_->IsShutDown());
 }
 
@@ -263,14 +257,8 @@ TEST_F(PortTest, LeavesRestOfLongBurstToNextIteration) {
 TEST_F(PortTest, StopsWhenShutDownDuringBurst) {
   PeerSends(FrameOf(1, 'x'));
   PeerSends(FrameOf(1, 'x'));
-  int served = 0;
-  const auto serve = [&] {
-    ++served;
-    port_->PopFrame();
-    return true;
-  };
   ASSERT_EQ(port_->Receive(), Port::ReceiveResult::kData);
   port_->Shutdown();
-  EXPECT_EQ(port_->HandleFrames(serve), Port::HandleResult::kClosed);
-  EXPECT_EQ(served, 0);
+  EXPECT_EQ(port_->HandleFrames([this] { return ServeFrame(); }), Port::HandleResult::kClosed);
+  EXPECT_EQ(served_, 0);
 }

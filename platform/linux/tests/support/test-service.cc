@@ -12,16 +12,12 @@
 #include <cstring>
 #include <string>
 
+#include "report.h"
+
 namespace {
 
-std::string Root() { return std::getenv("QOR_PLATFORM_ROOT"); }
-
-void Report(const std::string& line) {
-  const int fd = open((Root() + "/report").c_str(), O_WRONLY | O_CLOEXEC);
-  const std::string text = line + "\n";
-  if (fd < 0 || write(fd, text.data(), text.size()) < 0) _exit(3);
-  close(fd);
-}
+using platform::test::Report;
+using platform::test::Root;
 
 std::string Take(char* text) {
   std::string copy = text == nullptr ? "(null)" : text;

@@ -19,21 +19,18 @@
 #include <cstring>
 #include <string>
 
+#include "report.h"
+
 namespace {
 
-std::string Root() { return std::getenv("QOR_PLATFORM_ROOT"); }
-
-void Report(const std::string& line) {
-  const int fd = open((Root() + "/report").c_str(), O_WRONLY | O_CLOEXEC);
-  const std::string text = line + "\n";
-  if (fd < 0 || write(fd, text.data(), text.size()) < 0) _exit(3);
-  close(fd);
-}
+using platform::test::Report;
+using platform::test::Root;
 
 // Describes the package's state in the database and on the disk: "version 1.0.0 with files".
 std::string StateOf(const char* package) {
   package_info_h info = nullptr;
-  if (package_manager_get_package_info(package, &info) != PACKAGE_MANAGER_ERROR_NONE) return "not installed";
+  if (package_manager_get_package_info(package, &info) != PACKAGE_MANAGER_ERROR_NONE)
+    return "not installed";
   char* version = nullptr;
   char* root = nullptr;
   package_info_get_version(info, &version);
