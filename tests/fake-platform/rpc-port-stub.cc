@@ -165,7 +165,7 @@ bool IsListening() { return FindListeningStub().second != nullptr; }
 
 void Connect(const std::string& sender, const std::string& instance) {
   const auto stub = FindListeningStub().second;
-  if (!stub) throw std::logic_error("nobody listens");
+  if (!stub) throw std::logic_error("no stub is listening");
   if (stub->connections.count(instance)) throw std::logic_error("connected already: " + instance);
   Connection connection;
   connection.sender = sender;

@@ -102,7 +102,7 @@ void RemoveTemporaryFolder() {
 }
 
 std::string MakeTemporaryFolder() {
-  // Death tests abort.
+  // Death tests end with SIGABRT.
   static const bool removed_at_exit =
       std::atexit(RemoveTemporaryFolder) == 0 &&
       std::signal(SIGABRT, [](int) { RemoveTemporaryFolder(); }) != SIG_ERR;

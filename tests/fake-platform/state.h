@@ -168,7 +168,7 @@ struct State {
   int ecore_init_count = 1;
   std::mutex queue_mutex;
   std::condition_variable queue_changed;
-  std::deque<std::function<void()>> queue;  // calls that other threads handed to the main loop
+  std::deque<std::function<void()>> queue;  // calls that other threads queued for the main loop
 
   std::string data_path;
   std::string temporary_data_path;

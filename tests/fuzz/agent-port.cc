@@ -1,8 +1,8 @@
 // Copyright 2026 The qor-handler-manager authors
 // SPDX-License-Identifier: Apache-2.0
 
-// A running agent (the library over the Linux platform) and a handler that sends anything. One
-// process plays both parts: an installed application that connects to itself.
+// A running agent (the library over the Linux platform) and a handler that sends arbitrary bytes.
+// One process plays both parts: an installed application that connects to itself.
 
 #include <sys/socket.h>
 #include <unistd.h>

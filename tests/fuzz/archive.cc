@@ -36,7 +36,7 @@ void CheckStaged(const fs::path& folder) {
                   "only files, folders and links are unpacked");
     const fs::path real = fs::weakly_canonical(entry.path());
     fuzz::Require(real.string().compare(0, folder.string().size(), folder) == 0,
-                  "nothing leads out of the package");
+                  "no path leads out of the package");
   }
   fuzz::Require(bytes <= kLimits.bytes && entries <= kLimits.entries,
                 "a package is within the limits");

@@ -216,7 +216,8 @@ class Session {
     fs::create_symlink(fuzz::ScratchFolder() + "/target", Path(file));
     const UniqueFd fd = platform::LockFile(Path(file));
     fuzz::Require(!fd && errno == ELOOP, "a lock is not taken through a link");
-    fuzz::Require(!fs::exists(fuzz::ScratchFolder() + "/target"), "nor is the target created");
+    fuzz::Require(!fs::exists(fuzz::ScratchFolder() + "/target"),
+                  "the target of a link is not created");
     fs::remove(Path(file));
   }
 

@@ -67,9 +67,9 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
   const tools::inspect::ConfigFile file =
       tools::inspect::ReadConfigFile(path, "handler.yaml", package);
   fuzz::Require(file.request_types == std::set<std::string>(types.begin(), types.end()),
-                "the tool sees the request types that the library takes");
+                "the tool and the library read the same request types");
   fuzz::Require(types.empty() == !file.errors.empty(),
-                "the tool says why there is no request type");
+                "the tool reports an error when there is no request type");
   for (const std::string& type : types) tools::inspect::LineOfRequestType(path, type);
   return 0;
 }

@@ -1,7 +1,7 @@
 // Copyright 2026 The qor-handler-manager authors
 // SPDX-License-Identifier: Apache-2.0
 
-// A handler of the SDK and an agent that sends anything.
+// A handler of the SDK and an agent that sends arbitrary bytes.
 
 #include <sys/socket.h>
 

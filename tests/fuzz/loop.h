@@ -16,8 +16,8 @@ inline void StartLoop() {
 
 // Processes pending events and those that follow from them. Does not wait.
 inline void RunLoop() {
-  constexpr int kTurns = 4;
-  for (int i = 0; i < kTurns; ++i) ecore_main_loop_iterate();
+  constexpr int kIterations = 4;
+  for (int i = 0; i < kIterations; ++i) ecore_main_loop_iterate();
 }
 
 }  // namespace fuzz

@@ -32,7 +32,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     fuzz::Require(!package.applications.empty(), "a package has an application");
     for (const auto& application : package.applications) {
       fuzz::Require(application.executable.compare(0, 4, "bin/") == 0,
-                    "an executable lies in the package");
+                    "an executable is in the package");
     }
   } catch (const platform::InvalidPackageError& rejection) {
     fuzz::Require(!rejection.Reason().empty(), "a rejection has a reason");

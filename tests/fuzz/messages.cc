@@ -58,7 +58,8 @@ void Receive(fuzz::Input input) {
   }
   sender.Reset();
   if (state == State::kPartial) state = reader.ReadFrom(receiver.Get());
-  fuzz::Require(state != State::kPartial, "a message ends with its sender");
+  fuzz::Require(state != State::kPartial,
+                "a message is complete or broken when its sender disconnects");
   if (state == State::kComplete) ReadRequest(reader.Bytes());
 }
 

@@ -13,8 +13,8 @@
 
 namespace {
 
-// Each query succeeds or reports an error about the file.
-void Try(const std::function<void()>& action) {
+// Expects that a query succeeds or reports an error.
+void ExpectResultOrError(const std::function<void()>& action) {
   try {
     action();
   } catch (const sqlite::DatabaseError& error) {
@@ -26,18 +26,21 @@ void Try(const std::function<void()>& action) {
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
   const std::string path = fuzz::WriteFile("root/packages.db", fuzz::TextOf(data, size));
-  Try([] { platform::AllPackages(); });
-  Try([] { platform::FindPackage("org.example.text"); });
-  Try([] { platform::FindApplication("org.example.text.upper"); });
-  Try([] { platform::FindApplicationIdByExecutable("/nowhere"); });
-  Try([] { platform::FindApplicationsWithMetadata({{"key", "value"}, {"other", {}}}); });
-  Try([] { platform::PackageOfApplicationHasPrivilege("org.example.text.upper", "any"); });
+  ExpectResultOrError([] { platform::AllPackages(); });
+  ExpectResultOrError([] { platform::FindPackage("org.example.text"); });
+  ExpectResultOrError([] { platform::FindApplication("org.example.text.upper"); });
+  ExpectResultOrError([] { platform::FindApplicationIdByExecutable("/nowhere"); });
+  ExpectResultOrError([] {
+    platform::FindApplicationsWithMetadata({{"key", "value"}, {"other", {}}});
+  });
+  ExpectResultOrError(
+      [] { platform::PackageOfApplicationHasPrivilege("org.example.text.upper", "any"); });
   platform::PackageRecord package;
   package.id = "org.example.text";
   package.version = "1.0.0";
-  Try([&] { platform::StorePackage(package); });
-  Try([&] { platform::RemovePackage(package.id); });
-  // The connection is reopened when the file is another one.
+  ExpectResultOrError([&] { platform::StorePackage(package); });
+  ExpectResultOrError([&] { platform::RemovePackage(package.id); });
+  // The next input is a new file, for which the platform opens a new connection.
   std::filesystem::remove(path);
   return 0;
 }

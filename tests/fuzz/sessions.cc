@@ -17,7 +17,8 @@ namespace {
   const auto fewer = model::Shrink(operations);
   const auto mismatch = model::Run(fewer);
   std::cerr << "The library differs from the model after\n"
-            << model::Describe(fewer) << (mismatch ? mismatch->text : "but not when run again\n");
+            << model::Describe(fewer)
+            << (mismatch ? mismatch->text : "once, but not in a second run\n");
   std::abort();
 }
 
@@ -26,8 +27,8 @@ namespace {
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
   fuzz::ScratchFolder();
   // Longer sessions are slow and reach no new code.
-  constexpr size_t kLongest = 1000;
-  fuzz::Input input(data, std::min(size, kLongest));
+  constexpr size_t kMaxSize = 1000;
+  fuzz::Input input(data, std::min(size, kMaxSize));
   const auto operations = model::Generate([&](size_t limit) { return input.Below(limit); },
                                           [&] { return input.IsOver(); });
   if (model::Run(operations)) Report(operations);

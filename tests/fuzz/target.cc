@@ -37,8 +37,8 @@ class Folder {
 
 }  // namespace
 
-void Require(bool is_so, const char* text) {
-  if (is_so) return;
+void Require(bool condition, const char* text) {
+  if (condition) return;
   std::fprintf(stderr, "check failed: %s\n", text);
   std::abort();
 }
@@ -53,7 +53,7 @@ std::string WriteFile(const std::string& name, const std::string& content) {
   fs::create_directories(path.parent_path());
   std::ofstream file(path, std::ios::binary | std::ios::trunc);
   file << content;
-  Require(static_cast<bool>(file.flush()), "the scratch folder takes a file");
+  Require(static_cast<bool>(file.flush()), "a file can be written to the scratch folder");
   return path;
 }
 

@@ -15,7 +15,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size);
 namespace fuzz {
 
 // Aborts the process with the text if the condition is false, which the fuzzer reports.
-void Require(bool is_so, const char* text);
+void Require(bool condition, const char* text);
 
 // A temporary folder of this process, removed at exit. Contains the platform's root folder.
 const std::string& ScratchFolder();

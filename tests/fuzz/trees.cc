@@ -35,7 +35,7 @@ void Build(const std::string& root, fuzz::Input input) {
         UniqueFd(openat(folder.Get(), name.c_str(), O_CREAT | O_WRONLY | O_CLOEXEC, 0400));
         break;
       case 1:
-        symlinkat("../../precious", folder.Get(), name.c_str());
+        symlinkat("../../kept", folder.Get(), name.c_str());
         break;
       case 2:
         mkfifoat(folder.Get(), name.c_str(), 0);
@@ -63,12 +63,12 @@ void Build(const std::string& root, fuzz::Input input) {
 }  // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
-  const std::string precious = fuzz::WriteFile("precious/file", "text");
+  const std::string kept = fuzz::WriteFile("kept/file", "text");
   const std::string root = fuzz::ScratchFolder() + "/tree";
   fs::create_directory(root);
   Build(root, {data, size});
   platform::RemoveTree(root);
   fuzz::Require(!fs::exists(fs::symlink_status(root)), "a tree is removed");
-  fuzz::Require(fs::file_size(precious) == 4, "nothing else is removed");
+  fuzz::Require(fs::file_size(kept) == 4, "nothing else is removed");
   return 0;
 }
