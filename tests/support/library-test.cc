@@ -8,18 +8,18 @@ namespace support {
 void PlatformTest::SetUp() { fake::Reset(); }
 
 void PlatformTest::TearDown() {
-  CheckHeld();
+  CheckOpenHandles();
   EXPECT_THAT(fake::UsageErrors(), ::testing::IsEmpty());
 }
 
-void PlatformTest::CheckHeld() const { EXPECT_EQ(fake::OpenHandles(), ""); }
+void PlatformTest::CheckOpenHandles() const { EXPECT_EQ(fake::OpenHandles(), ""); }
 
 void LibraryTest::TearDown() {
   EXPECT_EQ(qor_handler_manager_shutdown(), 0);
   PlatformTest::TearDown();
 }
 
-void LibraryTest::CheckHeld() const {
+void LibraryTest::CheckOpenHandles() const {
   // After a shutdown the registry still receives package events.
   EXPECT_THAT(fake::OpenHandles(), ::testing::AnyOf("", "1 package manager"));
 }

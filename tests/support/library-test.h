@@ -23,15 +23,15 @@ class PlatformTest : public ::testing::Test {
   void SetUp() override;
   void TearDown() override;
 
-  // Checks the platform handles that are not released at the end of the test.
-  virtual void CheckHeld() const;
+  // Checks which platform handles are open at the end of the test.
+  virtual void CheckOpenHandles() const;
 };
 
 // Tests of the whole library through its C interface. Shuts it down after each test.
 class LibraryTest : public PlatformTest {
  protected:
   void TearDown() override;
-  void CheckHeld() const override;
+  void CheckOpenHandles() const override;
 
   // Starts the library. Timeouts are in milliseconds.
   void Start(int execution_timeout = 3000, int connection_timeout = 5000);
