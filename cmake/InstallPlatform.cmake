@@ -11,6 +11,8 @@ install(TARGETS ${platform_libraries}
   LIBRARY DESTINATION ${platform_folder} COMPONENT runtime NAMELINK_COMPONENT dev)
 install(TARGETS platform_common
   LIBRARY DESTINATION ${platform_folder} COMPONENT runtime NAMELINK_SKIP)
+# Beside the library that starts it.
+install(TARGETS qor-log-writer RUNTIME DESTINATION ${platform_folder} COMPONENT runtime)
 install(DIRECTORY ${PROJECT_SOURCE_DIR}/platform/include/
   DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/qor-platform COMPONENT dev FILES_MATCHING PATTERN *.h)
 get_property(modules GLOBAL PROPERTY QOR_PLATFORM_MODULES)

@@ -29,10 +29,11 @@ class LeakCheckTest : public testing::Test {
  protected:
   LeakCheckTest() : root_(fs::temp_directory_path() / "qor-leaks-XXXXXX") {
     root_ = mkdtemp(root_.data());
-    for (const char* folder : {"run/apps", "run/ports/host.agent", "data/host.agent", "staging"})
+    for (const char* folder :
+         {"run/apps", "run/ports/host.agent", "data/host.agent", "staging", "logs"})
       fs::create_directories(root_ + "/" + folder);
     for (const char* file : {"packages.db", "install.lock", "run/ports/host.agent/.Port.lock",
-                             "data/host.agent/.qor-handlers.db"})
+                             "data/host.agent/.qor-handlers.db", "logs/org.example.app.log"})
       Write(file);
   }
   ~LeakCheckTest() override { fs::remove_all(root_); }

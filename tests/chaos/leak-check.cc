@@ -15,11 +15,12 @@ namespace {
 
 namespace fs = std::filesystem;
 
-// The database, the agents' data and the locks, which are never removed.
+// The database, the agents' data, the locks, which are never removed, and the logs of installed
+// applications.
 bool IsPermanent(const std::string& path) {
-  static const std::array<std::string, 7> prefixes = {"packages.db",    "install.lock",
-                                                      "data/host.",     "run/host-names/",
-                                                      "run/app-locks/", "run/ports/"};
+  static const std::array<std::string, 8> prefixes = {
+      "packages.db",    "install.lock", "data/host.", "run/host-names/",
+      "run/app-locks/", "run/ports/",   "logs/"};
   for (const std::string& prefix : prefixes)
     if (!prefix.empty() && path.rfind(prefix, 0) == 0) return true;
   return false;

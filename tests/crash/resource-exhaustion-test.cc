@@ -10,6 +10,7 @@
 #include <unistd.h>
 
 #include <cerrno>
+#include <cstdarg>
 #include <vector>
 
 #include "end-to-end/end-to-end-test.h"
@@ -29,8 +30,12 @@ extern "C" __attribute__((visibility("default"))) int clone(int (*start)(void*),
     errno = launch_failure;
     return -1;
   }
+  va_list optional;
+  va_start(optional, data);
+  void* const process_descriptor = va_arg(optional, void*);
+  va_end(optional);
   static const auto next = reinterpret_cast<decltype(&clone)>(dlsym(RTLD_NEXT, "clone"));
-  return next(start, stack, flags, data);
+  return next(start, stack, flags, data, process_descriptor);
 }
 
 namespace crash {

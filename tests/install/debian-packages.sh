@@ -25,7 +25,7 @@ expect_files() {
   done
 }
 expect_files qor-handler-manager 'lib/.*libcapi-qor-handler-manager\.so\.0' \
-  'lib/.*qor-platform/librpc-port\.so\.1' share/doc/qor-handler-manager/copyright \
+  'lib/.*qor-platform/librpc-port\.so\.1' 'lib/.*qor-platform/qor-log-writer' share/doc/qor-handler-manager/copyright \
   share/doc/qor-handler-manager/sbom.spdx.json
 expect_files qor-handler-manager-dev 'lib/.*libcapi-qor-handler-manager\.so' include/qor_handler_manager.h \
   'lib/.*pkgconfig/capi-qor-handler-manager\.pc' 'lib/.*/qor-handler-manager-config\.cmake' \

@@ -11,6 +11,7 @@
 #include <cerrno>
 #include <chrono>
 #include <exception>
+#include <fstream>
 #include <string>
 #include <system_error>
 #include <thread>
@@ -18,8 +19,12 @@
 
 #include "platform/linux/app-control/launch-protocol.h"
 #include "platform/linux/app-control/launch-queue.h"
+#include "platform/linux/app-control/log-pipe.h"
+#include "platform/linux/app-control/process-watch.h"
 #include "platform/linux/app-control/request-delivery.h"
 #include "platform/linux/app-control/spawn.h"
+#include "platform/linux/common/application-log.h"
+#include "platform/linux/common/c-boundary.h"
 #include "platform/linux/common/file-lock.h"
 #include "platform/linux/common/ids.h"
 #include "platform/linux/common/message.h"
@@ -54,11 +59,47 @@ bool IsCurrent(const ApplicationRecord& application) {
   return found && found->executable == application.executable;
 }
 
+// Throws LaunchError, which is also reported as the application's last end.
+[[noreturn]] void ThrowNotStarted(const ApplicationRecord& application, const std::string& reason) {
+  const std::string text = "cannot start " + application.executable + ": " + reason;
+  CreateLog(application.id);
+  if (eina_main_loop_is()) ProcessWatch::ReportNotStarted(application.id, text);
+  throw LaunchError(text);
+}
+
+bool IsScript(const std::string& path) {
+  char mark[2] = {};
+  std::ifstream(path, std::ios::binary).read(mark, sizeof mark);
+  return mark[0] == '#' && mark[1] == '!';
+}
+
+std::string DescribeExecutionError(const std::string& executable, int reason) {
+  const std::string text = std::generic_category().message(reason);
+  if (reason == ENOEXEC) return text + " (not a program for this machine)";
+  if (reason == ENOENT && FileAt(executable))
+    return text + " (the file exists; its dynamic loader does not)";
+  return text;
+}
+
+void WatchProcess(const std::string& app_id, SpawnedProcess process, const LogPipe& log) {
+  if (!eina_main_loop_is()) return;
+  // The application has been launched, whether its end is reported or not.
+  kMainLoopBoundary.Run([&] {
+    ProcessWatch::Start(app_id, std::move(process), log.writer);
+    return TIZEN_ERROR_NONE;
+  });
+}
+
 // Creates the application's listening socket, sends the request to it and starts the process. The
 // request is sent first, so that a process that exits at once cannot make sending it fail. Returns
 // false if the record turns out to be outdated.
 bool StartProcess(const ApplicationRecord& application, const std::string& folder,
                   const std::vector<uint8_t>& request) {
+  if (IsScript(application.executable)) {
+    ThrowNotStarted(application,
+                    "it is a script, which cannot be identified by its executable; "
+                    "build a program");
+  }
   const std::string path = folder + "/" + application.id;
   unlink(path.c_str());
   const UniqueFd socket = ListenAt(folder, application.id);
@@ -72,19 +113,20 @@ bool StartProcess(const ApplicationRecord& application, const std::string& folde
   if (!SendMessage(connection.Get(), request, kSendTimeout)) {
     Throw("cannot send a request to " + application.id);
   }
-  pid_t pid = -1;
-  const int reason = SpawnApplication(application, socket, &pid);
+  const LogPipe log = OpenLogPipe(application.id);
+  SpawnedProcess process;
+  const int reason = SpawnApplication(application, socket, log.input, &process);
   // An update terminates the processes of the old version, but may have missed this one.
   if (!IsCurrent(application)) {
-    if (reason == 0) kill(pid, SIGKILL);
+    if (reason == 0) kill(process.pid, SIGKILL);
     unlink(path.c_str());
     return false;
   }
   if (reason != 0) {
     unlink(path.c_str());
-    throw LaunchError("cannot start " + application.executable + ": " +
-                      std::generic_category().message(reason));
+    ThrowNotStarted(application, DescribeExecutionError(application.executable, reason));
   }
+  WatchProcess(application.id, std::move(process), log);
   return true;
 }
 

@@ -39,9 +39,12 @@ class LaunchError : public std::runtime_error {
 // main loop then starts a new process with the request.
 //
 // A new process has the launcher's root in its environment, its own session, default signal
-// dispositions, the package's folder as working folder, /dev/null as standard input, output and
-// error, and no other descriptor than its listening socket. Ecore reaps it in programs with an
-// Ecore main loop.
+// dispositions, the package's folder as working folder, /dev/null as standard input, the log of the
+// application as standard output and error (log-pipe.h), and no other descriptor than its listening
+// socket. Ecore reaps it in programs with an Ecore main loop. The ends of processes started on the
+// main loop's thread are reported, without reaping them (process-watch.h).
+//
+// A script is not started: the kernel would report its interpreter as the executed program.
 void LaunchApplication(const ApplicationRecord& application, const std::vector<uint8_t>& request);
 
 // Returns an error message that names the holder of the application's launch lock.

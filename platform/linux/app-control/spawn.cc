@@ -35,20 +35,36 @@ struct SpawnArguments {
   char* const* environment;
   const char* folder;
   int socket;
+  int output;     // -1: none
   int error = 0;  // the errno value of what failed
 };
 
-bool TakeDescriptors(int socket) {
+bool CloseFrom(int first, int kept) {
+  if (kept < first) return close_range(static_cast<unsigned>(first), ~0U, 0) == 0;
+  if (kept > first &&
+      close_range(static_cast<unsigned>(first), static_cast<unsigned>(kept) - 1, 0) != 0)
+    return false;
+  return close_range(static_cast<unsigned>(kept) + 1, ~0U, 0) == 0;
+}
+
+bool TakeDescriptors(int socket, int output) {
+  constexpr int kFirstOther = kInheritedSocket + 1;
+  // Out of the way of the fixed numbers.
+  if (output >= 0 && output < kFirstOther) output = fcntl(output, F_DUPFD_CLOEXEC, kFirstOther);
   // The socket comes first: its number may be that of a standard descriptor.
   if (socket != kInheritedSocket && dup2(socket, kInheritedSocket) < 0) return false;
   if (fcntl(kInheritedSocket, F_SETFD, 0) != 0) return false;
+  // Before another is opened: the launcher may be out of descriptors.
+  if (!CloseFrom(kFirstOther, output)) return false;
   // If the application inherited the launcher's output, a reader of the output, such as a pipe,
   // would not see end of file before the application exits.
   const int null = open("/dev/null", O_RDWR);
-  if (null < 0) return false;
-  for (const int standard : {STDIN_FILENO, STDOUT_FILENO, STDERR_FILENO})
-    if (dup2(null, standard) < 0) return false;
-  return close_range(kInheritedSocket + 1, ~0U, 0) == 0;
+  if (null < 0 || dup2(null, STDIN_FILENO) < 0) return false;
+  for (const int standard : {STDOUT_FILENO, STDERR_FILENO})
+    if (dup2(output < 0 ? null : output, standard) < 0) return false;
+  const pid_t pid = getpid();
+  if (output >= 0 && write(output, &pid, sizeof pid) < 0) return false;
+  return CloseFrom(kFirstOther, -1);
 }
 
 void ResetSignals() {
@@ -65,8 +81,8 @@ int RunChild(void* data) {
   auto* spawn = static_cast<SpawnArguments*>(data);
   ResetSignals();
   // listen() makes this process the one that SO_PEERCRED reports to peers.
-  if (setsid() >= 0 && TakeDescriptors(spawn->socket) && listen(kInheritedSocket, SOMAXCONN) == 0 &&
-      chdir(spawn->folder) == 0)
+  if (setsid() >= 0 && TakeDescriptors(spawn->socket, spawn->output) &&
+      listen(kInheritedSocket, SOMAXCONN) == 0 && chdir(spawn->folder) == 0)
     execve(spawn->executable, spawn->arguments, spawn->environment);
   spawn->error = errno;
   _exit(127);
@@ -92,27 +108,34 @@ std::vector<std::string> EnvironmentOfApplication() {
 }  // namespace
 
 int SpawnApplication(const ApplicationRecord& application, const UniqueFd& listening_socket,
-                     pid_t* pid) {
+                     const UniqueFd& output, SpawnedProcess* process) {
   std::vector<std::string> variables = EnvironmentOfApplication();
   std::vector<char*> environment;
   for (std::string& variable : variables) environment.push_back(variable.data());
   environment.push_back(nullptr);
   std::string name = application.executable;
   char* arguments[] = {name.data(), nullptr};
-  SpawnArguments spawn{name.c_str(), arguments, environment.data(),
-                       application.package_root.c_str(), listening_socket.Get()};
+  SpawnArguments spawn{name.c_str(),           arguments,
+                       environment.data(),     application.package_root.c_str(),
+                       listening_socket.Get(), output.Get()};
   const auto stack = std::make_unique<char[]>(kStackSize);
   // Signal handlers of this process must not run in the new one, which shares its memory.
   sigset_t all;
   sigset_t before;
   sigfillset(&all);
   pthread_sigmask(SIG_SETMASK, &all, &before);
-  const pid_t child =
-      clone(RunChild, stack.get() + kStackSize, CLONE_VM | CLONE_VFORK | SIGCHLD, &spawn);
+  const auto start = [&](int flags, int* descriptor) {
+    return clone(RunChild, stack.get() + kStackSize, CLONE_VM | CLONE_VFORK | SIGCHLD | flags,
+                 &spawn, descriptor);
+  };
+  int descriptor = -1;
+  pid_t child = start(CLONE_PIDFD, &descriptor);
+  if (child < 0 && (errno == EMFILE || errno == ENFILE)) child = start(0, nullptr);
   if (child < 0) spawn.error = errno;
   pthread_sigmask(SIG_SETMASK, &before, nullptr);
   if (child >= 0 && spawn.error != 0) waitpid(child, nullptr, 0);
-  *pid = child;
+  process->pid = child;
+  process->descriptor.Reset(descriptor);
   return spawn.error;
 }
 

@@ -9,11 +9,18 @@
 
 namespace platform {
 
-// Starts the application's executable, which inherits the listening socket. From then on the kernel
-// reports the new process to peers that connect. The cost does not depend on the size of the
-// calling process. Returns 0 and sets `*pid`, or returns an errno value.
+// A process that executes an application.
+struct SpawnedProcess {
+  pid_t pid = -1;
+  UniqueFd descriptor;  // refers to the process; empty when out of descriptors
+};
+
+// Starts the application's executable, which inherits the listening socket. Its standard output and
+// error are `output`, which receives the process id first, or /dev/null when `output` is empty.
+// From then on the kernel reports the new process to peers that connect. The cost does not depend
+// on the size of the calling process. Returns 0 and sets `*process`, or returns an errno value.
 int SpawnApplication(const ApplicationRecord& application, const UniqueFd& listening_socket,
-                     pid_t* pid);
+                     const UniqueFd& output, SpawnedProcess* process);
 
 }  // namespace platform
 

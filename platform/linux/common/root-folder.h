@@ -21,6 +21,8 @@ inline constexpr char kStagingFolder[] = "staging";
 inline constexpr char kPackagesFolder[] = "packages";
 // `<app id>/` with the data of an application.
 inline constexpr char kDataFolder[] = "data";
+// Output and last end of each launched application, see application-log.h.
+inline constexpr char kLogFolder[] = "logs";
 // `<app id>/<port name>`, the listening socket of a port, and its lock beside it (PortLockName()).
 inline constexpr char kPortsFolder[] = "run/ports";
 // `<app id>`, the socket on which an application receives launch requests.
@@ -47,8 +49,8 @@ std::string RootPath();
 std::string RootFolder();
 
 // Returns the parent in which another user could rename a part of the root's path and put a folder
-// in its place; empty when there is none. Owners of parents are trusted: in a user namespace, root's
-// folders may belong to a user that it does not know.
+// in its place; empty when there is none. Owners of parents are trusted: in a user namespace,
+// root's folders may belong to a user that it does not know.
 std::string ReplaceableIn(const std::string& root);
 
 // Creates a folder below the root, with its parents (mode 0700), unless it exists. `relative` is a

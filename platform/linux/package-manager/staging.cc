@@ -12,6 +12,7 @@
 #include <system_error>
 
 #include "platform/linux/app-control/launch-protocol.h"
+#include "platform/linux/common/application-log.h"
 #include "platform/linux/common/file-lock.h"
 #include "platform/linux/common/ids.h"
 #include "platform/linux/common/root-folder.h"
@@ -68,6 +69,7 @@ void FinishOperation(const std::string& entry) {
     RemoveUninstalledFiles(package_id);
     RemoveUninstalledData(entry);
   }
+  RemoveLogsOfUninstalledApplications();
   RemoveTree(entry);
 }
 

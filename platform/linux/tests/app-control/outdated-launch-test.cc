@@ -41,6 +41,13 @@ TEST_F(OutdatedLaunchTest, FailsWhenUninstalled) {
   EXPECT_FALSE(std::filesystem::exists(Root() + "/run/apps/org.test.p.app"));
 }
 
+// The log writer is expected beside the library, which here is a part of the test.
+TEST_F(OutdatedLaunchTest, NeedsNoLogWriter) {
+  LaunchApplication(*FindApplication("org.test.p.app"), request_);
+  EXPECT_GT(CreatedProcess(), 0);
+  EXPECT_FALSE(std::filesystem::exists(Root() + "/logs"));
+}
+
 TEST_F(OutdatedLaunchTest, RejectsInvalidApplicationId) {
   for (const char* id : {"host.agent", "..", "../x", ""}) {
     outdated_.id = id;

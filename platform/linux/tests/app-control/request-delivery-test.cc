@@ -29,7 +29,8 @@ constexpr char kAppId[] = "org.test.p.app";
 class RequestDeliveryTest : public test::PlatformTest {
  protected:
   RequestDeliveryTest() {
-    test::StartEcore();
+    // Serves the ends of the processes of the test before.
+    test::RunLoopDry();
     test::PackageSpec package;
     package.executable = ServiceProgram();
     EXPECT_EQ(Install(package), 0);

@@ -76,7 +76,9 @@ TEST_F(AllocationFailureTest, AreReportedByQueries) {
 }
 
 TEST_F(AllocationFailureTest, AreReportedByLaunches) {
-  ASSERT_EQ(Install({}), 0);
+  test::PackageSpec package;
+  package.executable = "/bin/true";
+  ASSERT_EQ(Install(package), 0);
   app_control_h request = nullptr;
   ASSERT_EQ(app_control_create(&request), 0);
   ASSERT_EQ(app_control_set_app_id(request, "org.test.p.app"), 0);

@@ -25,7 +25,11 @@ bool EndsWithin(pid_t pid, int milliseconds) {
   const UniqueFd process(static_cast<int>(syscall(SYS_pidfd_open, pid, 0)));
   if (!process) return true;
   pollfd entry{process.Get(), POLLIN, 0};
-  return poll(&entry, 1, milliseconds) == 1;
+  int ready = 0;
+  // Ecore handles SIGCHLD, which interrupts poll().
+  do ready = poll(&entry, 1, milliseconds);
+  while (ready < 0 && errno == EINTR);
+  return ready == 1;
 }
 
 }  // namespace
@@ -47,6 +51,8 @@ bool HasEnded(pid_t pid) { return EndsWithin(pid, 0); }
 bool AwaitEnd(pid_t pid) { return EndsWithin(pid, kTimeoutMs); }
 
 std::string ToolPath() { return TEST_TOOL; }
+
+std::string ProgramPath(const std::string& name) { return TEST_PROGRAM_FOLDER "/" + name; }
 
 pid_t StartTool(const std::vector<std::string>& arguments) {
   std::vector<std::string> command = {TEST_TOOL};

@@ -28,6 +28,9 @@ pid_t StartTool(const std::vector<std::string>& arguments);
 int RunTool(const std::vector<std::string>& arguments);
 std::string ToolPath();
 
+// Returns the path of another program in the folder of the tool.
+std::string ProgramPath(const std::string& name);
+
 }  // namespace platform::test
 
 #endif

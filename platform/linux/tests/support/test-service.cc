@@ -8,6 +8,7 @@
 #include <service_app.h>
 #include <unistd.h>
 
+#include <cstdio>
 #include <cstdlib>
 #include <cstring>
 #include <string>
@@ -76,6 +77,15 @@ void OnRequest(app_control_h request, void*) {
     Report("again " + std::to_string(service_app_main(1, arguments, &callbacks, nullptr)));
   } else if (action == "exit") {
     service_app_exit();
+  } else if (action == "exit-with") {
+    _exit(std::stoi(ExtraData(request, "text")));
+  } else if (action == "print") {
+    std::printf("%s\n", ExtraData(request, "text").c_str());
+    std::fflush(stdout);
+    std::fprintf(stderr, "error %s\n", ExtraData(request, "text").c_str());
+    Report("printed");
+  } else if (action == "print-without-end") {
+    for (long line = 0;; ++line) std::printf("line %ld\n", line);
   } else {
     const std::string text = ExtraData(request, "text");
     Report("request " + text.substr(0, 64) + " " + std::to_string(text.size()));
