@@ -14,8 +14,11 @@ from browser import Browser
 
 QOR = ""
 HOSTILE = '</script ></script><script>window.injected = true</script><!-- "\'&<b>\u2028\u2029'
-COUNT = 1000
-MANY = 2500
+COUNT = 5000
+MANY = 5500
+FEW = 100
+STORM = 300
+UUID = "651c5253-6d4b-4adb-abcd-1f5ec9c18070"
 TYPES = ["text.upper", "text.echo", "config.set", "update.download"]
 
 
@@ -47,6 +50,32 @@ def command(number):
 
 def commands(count):
     return [line for number in range(count) for line in command(number)]
+
+
+def storm():
+    """A handler that crashes at every start, and one that loses its connection once."""
+    yield event(0, "sent", uuid=UUID, type="config.set", payload="{}")
+    for time, name in [(10, "connected"), (500, "disconnected"), (700, "connected")]:
+        yield event(time, name, handler="org.example.steady", instance=f"steady {time // 600}")
+    yield event(800, "refused", uuid=UUID, code=-1073741826)
+    crashing = {"handler": "org.example.crashing"}
+    for number in range(STORM):
+        uuid, begin = f"storm-{number}", 1000 + number * 1000
+        yield event(begin, "sent", uuid=uuid, type="metrics.collect", payload="{}")
+        yield event(begin + 1, "launched", uuid=uuid, code=0, **crashing)
+        yield event(begin + 900, "exited", process=5000 + number, status=127, signal=0,
+                    text=f"exited with status 127: libmetrics.so.{number} not found", **crashing)
+    for number in range(STORM):
+        yield event(5_001_000 + number * 1000, "timed-out", uuid=f"storm-{number}", limit="connection")
+
+
+def single(status):
+    """One command with an outcome that depends on the status alone."""
+    name = {"uuid": "again", "handler": "org.example.handler"}
+    for begin in [0, 50_000]:
+        yield event(begin, "sent", uuid="again", type="t", payload="")
+        yield event(begin, "delivered", **name, instance="i", code=0)
+        yield event(begin + 40_000, "answered", **name, status=status, result="", error="")
 
 
 def hostile():
@@ -97,7 +126,10 @@ class Page(unittest.TestCase):
     def setUpClass(cls):
         cls.folder = tempfile.TemporaryDirectory()
         cls.addClassCleanup(cls.folder.cleanup)
-        for name, lines in {"thousand": commands(COUNT), "many": commands(MANY), "evil": hostile()}.items():
+        records = {"whole": commands(COUNT), "many": commands(MANY), "few": commands(FEW),
+                   "evil": hostile(), "storm": storm(),
+                   "success": single(0), "failure": single(1)}
+        for name, lines in records.items():
             stored = pathlib.Path(cls.folder.name, name + ".jsonl")
             stored.write_text("".join(json.dumps(line) + "\n" for line in lines), encoding="utf-8")
             subprocess.run([QOR, "record", "--from", stored, "--format", "html", "-o", cls.page(name)],
@@ -112,10 +144,15 @@ class Page(unittest.TestCase):
     def setUp(self):
         self.browser.set_scheme("light")
         self.browser.set_size(1400, 1000)
-        self.browser.open(self.page("thousand"))
+        self.open("whole")
 
     def tearDown(self):
         self.assertEqual(self.browser.console(), [])
+
+    def open(self, name, link=""):
+        # An address that differs only in the link would not be loaded again.
+        self.browser.call("POST", "/url", {"url": "about:blank"})
+        self.browser.open(self.page(name) + link)
 
     def settle(self):
         """Waits until the page has drawn all changes."""
@@ -127,11 +164,29 @@ class Page(unittest.TestCase):
         self.settle()
         return self.browser.run("return document.querySelector(arguments[0]).textContent", selector)
 
-    def rows(self):
+    def rows(self, body="rows"):
+        """Returns the texts of all cells, which in the table of commands are uuid, time, type, handler,
+        outcome, total, reason and phases."""
         self.settle()
         return self.browser.run(
-            "return [...document.querySelectorAll('#rows tr')]"
-            ".map((row) => [...row.cells].map((cell) => cell.textContent))")
+            "return [...document.querySelectorAll(`#${arguments[0]} tr`)]"
+            ".map((row) => [...row.cells].map((cell) => cell.textContent))", body)
+
+    def box(self, selector):
+        """Returns the top and the bottom of an element in the window."""
+        return self.browser.run("""
+          const { top, bottom } = document.querySelector(arguments[0]).getBoundingClientRect();
+          return [top, bottom];""", selector)
+
+    def value(self, expression):
+        return self.browser.run(f"return {expression}")
+
+    def selected(self):
+        return self.value("document.querySelector('#rows [aria-current]')?.cells[0].textContent ?? null")
+
+    def search(self, text):
+        self.browser.type("#search", text)
+        self.settle()
 
     def span(self):
         """Returns the length of the visible range in microseconds."""
@@ -149,27 +204,32 @@ class Page(unittest.TestCase):
     def test_shows_a_row_for_every_command(self):
         rows = self.rows()
         self.assertEqual(len(rows), COUNT)
-        self.assertEqual(rows[5][1:5], ["command-0005", "text.echo", "org.example.handler2", "success"])
-        self.assertEqual(rows[5][6:8], ["60.0 ms", ""])
-        self.assertEqual(rows[7][4], "execution timeout + late result")
-        self.assertEqual(self.text("#count"), "1000 of 1000 commands")
-        self.assertIn("1000 commands · 3 handlers · 100 late results", self.text("#summary"))
+        self.assertEqual(rows[5], ["command-0005", "100.0 ms", "text.echo", "org.example.handler2", "success",
+                                   "105.0 ms", '{"ok":true}', "60.0 ms", "0 µs", "45.0 ms"])
+        self.assertEqual(self.text("#count"), "5000 of 5000 commands")
+        self.assertIn("5000 commands · 3 handlers · 500 late results", self.text("#summary"))
         self.assertEqual(
-            self.browser.run("return [...document.querySelectorAll('#outcomes label')].map((label) => label.textContent)"),
-            ["success 800", "failure 100", "execution timeout 100"])
+            self.value("[...document.querySelectorAll('#outcomes label')].map((label) => label.textContent)"),
+            ["success 4000", "failure 500", "execution timeout 500"])
+
+    def test_shows_the_reason_in_each_row(self):
+        rows = self.rows()
+        self.assertEqual([rows[number][6] for number in [7, 8, 9]], ["late result: 1", '{"ok":true}', "bad"])
+        self.open("storm")
+        self.assertEqual([row[6] for row in self.rows()[:2]],
+                         ["no handler serves the type (-1073741826)",
+                          "handler exited with status 127: libmetrics.so.0 not found"])
 
     def test_shows_rows_of_many_commands_in_pages(self):
-        self.browser.open(self.page("many"))
+        self.open("many")
         count = "return document.querySelectorAll('#rows tr').length"
-        self.assertEqual(self.browser.run(count), 1000)
-        self.browser.click("#more")
-        self.assertEqual(self.browser.run(count), 2000)
+        self.assertEqual(self.browser.run(count), 5000)
         self.assertEqual(self.text("#more"), "Show more of the other 500")
         self.browser.click("#more")
         self.assertEqual(self.browser.run(count), MANY)
         self.assertTrue(self.browser.run("return document.getElementById('more').hidden"))
-        self.browser.type("#search", "command-2499")
-        self.assertEqual([row[1] for row in self.rows()], ["command-2499"])
+        self.search("command-5499")
+        self.assertEqual([row[0] for row in self.rows()], ["command-5499"])
 
     def test_draws_the_commands(self):
         self.settle()
@@ -187,13 +247,22 @@ class Page(unittest.TestCase):
           });""")
         self.assertEqual(colours, [True, True, True])
 
-    def test_searches(self):
-        self.browser.type("#search", "AND-0042")
-        self.assertEqual([row[1] for row in self.rows()], ["command-0042"])
-        self.assertEqual(self.text("#count"), "1 of 1000 commands")
-        self.browser.type("#search", "nothing")
-        self.assertEqual(self.rows(), [])
-        self.assertFalse(self.browser.run("return document.getElementById('none').hidden"))
+    def test_searches_in_names_results_and_errors(self):
+        self.search("AND-0042")
+        self.assertEqual([row[0] for row in self.rows()], ["command-0042"])
+        self.assertEqual(self.text("#count"), "1 of 5000 commands")
+        for text, count in {"handler2": 1666, "Config.": 1250, "BAD": 500, '"ok":true': 4000, "nothing": 0}.items():
+            self.browser.click("#show-all")
+            self.search(text)
+            self.assertEqual(len(self.rows()), count, text)
+        self.assertFalse(self.value("document.getElementById('none').hidden"))
+
+    def test_searches_in_exits_and_reasons(self):
+        self.open("storm")
+        for text, count in {"libmetrics.so.7 not": 5, "no handler serves": 1}.items():
+            self.browser.click("#show-all")
+            self.search(text)
+            self.assertEqual(len(self.rows()), count, text)
 
     def test_filters_by_request_type(self):
         before = self.picture()
@@ -205,10 +274,10 @@ class Page(unittest.TestCase):
 
     def test_filters_by_outcome_and_resets(self):
         self.browser.click("#outcomes input[value='success']")
-        self.assertEqual(len(self.rows()), 200)
+        self.assertEqual(len(self.rows()), 1000)
         self.browser.click("#outcomes input[value='failure']")
-        self.assertEqual({row[4] for row in self.rows()}, {"execution timeout + late result"})
-        self.browser.click("#reset")
+        self.assertEqual({row[4] for row in self.rows()}, {"execution timeout"})
+        self.browser.click("#show-all")
         self.assertEqual(len(self.rows()), COUNT)
 
     def test_zooms_by_buttons_and_keys(self):
@@ -261,34 +330,244 @@ class Page(unittest.TestCase):
         self.assertIn("Select a command", self.text("#details-body"))
 
     def test_shows_the_details_of_a_row(self):
-        self.browser.type("#search", "command-0017")
-        self.settle()
-        self.browser.click("#rows tr button")
+        self.search("command-0017")
+        self.browser.click("#rows a")
         details = self.text("#details-body")
-        for part in ["command-0017", "config" if 17 % 4 == 2 else TYPES[17 % 4], "execution timeout",
-                     "+3.060 s", "late result: success", "+3.500 s", '"number": 17']:
+        for part in ["command-0017", TYPES[1], "execution timeout", "+3.060 s", "late result: success", "+3.500 s",
+                     '"number": 17']:
             self.assertIn(part, details)
-        self.assertEqual(self.browser.run(
-            "return document.querySelector('#rows [aria-current]').cells[1].textContent"), "command-0017")
+        self.assertEqual(self.selected(), "command-0017")
+
+    def test_shows_interruptions_in_the_details(self):
+        self.open("storm", "#storm-0")
+        details = self.text("#details-body")
+        self.assertIn("handler exited with status 127: libmetrics.so.0 not found (process 5000)", details)
+        self.assertIn("Reasonhandler exited with status 127", details)
+
+    def test_shows_details_beside_the_row(self):
+        for width, height in [(1400, 1000), (390, 844)]:
+            self.browser.set_size(width, height)
+            self.open("whole", "#command-2500")
+            self.settle()
+            top, bottom = self.box("#rows [aria-current]")
+            self.assertGreater(top, 0)
+            self.assertLess(bottom, height)
+            details = self.box("#details")
+            self.assertGreaterEqual(details[0], bottom if width < 600 else 0)
+            self.assertLessEqual(details[1], height)
+            self.assertGreater(details[1] - details[0], 100)
+
+    def test_closes_details(self):
+        for close in [lambda: self.browser.click("#close"), lambda: self.browser.type("#timeline", "\ue00c")]:
+            self.browser.run("location.hash = '#command-0003'")
+            self.settle()
+            self.assertEqual(self.selected(), "command-0003")
+            close()
+            self.assertIsNone(self.selected())
+            self.assertEqual(self.value("location.hash"), "")
+            self.assertIn("Select a command", self.text("#details-body"))
+
+    def test_selects_the_command_of_a_link(self):
+        self.open("whole", "#command-4321")
+        self.assertEqual(self.selected(), "command-4321")
+        self.assertIn("command-4321", self.text("#details-body"))
+        self.search("command-0001")
+        self.browser.click("#rows a")
+        self.assertEqual(self.value("location.hash"), "#command-0001")
+        # The browser's back button; the filter does not match that command.
+        self.browser.call("POST", "/back")
+        self.settle()
+        self.assertEqual(self.selected(), "command-4321")
+        self.assertEqual(self.text("#count"), "5000 of 5000 commands")
+        top, bottom = self.box("#rows [aria-current]")
+        self.assertTrue(0 < top < bottom < 1000, (top, bottom))
+
+    def test_links_to_rows_that_are_not_shown_yet(self):
+        self.open("many", "#command-5499")
+        self.assertEqual(self.selected(), "command-5499")
+
+    def test_distinguishes_links_to_equal_uuids(self):
+        self.open("success", "#again~2")
+        self.assertEqual(self.value("[...document.querySelectorAll('#rows tr')].map((row) => row.ariaCurrent)"),
+                         [None, "true"])
+        self.browser.click("#rows a")
+        self.assertEqual(self.value("location.hash"), "#again")
+
+    def test_reports_a_link_to_no_command(self):
+        for link in ["#other", "#%zz"]:
+            self.open("success", link)
+            self.assertEqual(self.text("#notice"), f"No command {link[1:]} in this record")
+            self.assertIsNone(self.selected())
+
+    def test_shortens_and_copies_uuids(self):
+        self.open("storm")
+        self.assertEqual([row[0] for row in self.rows()[:2]], ["651c5253…8070", "storm-0"])
+        self.browser.tools("Browser.grantPermissions", permissions=["clipboardReadWrite", "clipboardSanitizedWrite"])
+        self.browser.click("#rows .copy")
+        self.assertEqual(self.text("#notice"), "UUID copied")
+        self.assertEqual(self.value("navigator.clipboard.readText()"), UUID)
+        self.assertIsNone(self.selected())
+        self.browser.click("#rows a")
+        self.assertIn(UUID, self.text("#details dd"))
+
+    def test_reports_that_copying_is_not_possible(self):
+        self.browser.run("Object.defineProperty(navigator, 'clipboard', { value: undefined })")
+        self.browser.click("#rows .copy")
+        self.assertEqual(self.text("#notice"), "The browser does not allow copying")
+
+    def test_sorts_by_every_column(self):
+        durations = {"µs": 1, "ms": 1e3, "s": 1e6}
+
+        def key(cell):
+            number, _, unit = cell.partition(" ")
+            return float(number) * durations[unit] if unit in durations else cell
+        names = self.value("[...document.querySelectorAll('#table th')].map((title) => title.className)")
+        self.browser.set_size(1900, 1000)
+        self.open("few")
+        for column, name in enumerate(names):
+            for direction in ["ascending", "descending"]:
+                # The table is sorted by the second column at first.
+                if name != "sent" or direction == "descending":
+                    self.browser.click(f"#table th.{name} button")
+                cells = [key(row[column]) for row in self.rows()]
+                self.assertEqual(cells, sorted(cells, reverse=direction == "descending"), name)
+                self.assertEqual(self.value(f"document.querySelector('#table th.{name}').ariaSort"), direction)
+            if name == "uuid":
+                self.browser.click("#table th.sent button")
+
+    def test_shows_median_and_p99_of_each_type(self):
+        answered = [number for number in range(2, COUNT, 4) if number % 10 != 7]
+        times = sorted(100_000 + number * 997 % 900_000 for number in answered)
+        median, p99 = (f"{times[-(-len(times) * part // 100) - 1] / 1000:.1f} ms" for part in [50, 99])
+        rows = self.rows("types")
+        self.assertEqual([row[0] for row in rows], sorted(TYPES))
+        self.assertEqual(rows[0], ["config.set", "1250", "0", median, p99])
+        self.search("command-0007")
+        self.assertEqual(self.rows("types"), [["update.download", "1", "1", "–", "–"]])
+
+    def test_shows_failures_and_exits_of_each_handler(self):
+        self.assertEqual(self.rows("handlers")[0], ["org.example.handler0", "1667", "333", "0", "0"])
+        self.open("storm")
+        self.assertEqual(self.rows("handlers"), [
+            ["org.example.steady", "0", "0", "2", "0"],
+            ["org.example.crashinglast exit: exited with status 127: libmetrics.so.299 not found", "300", "300", "0", "300"],
+            ["no handler", "1", "1", "0", "0"]])
+
+    def hover(self, title, below):
+        """Moves the mouse over a lane, below the top of its title, from left to right until a tip appears."""
+        width, height, top = self.browser.run("""
+          const { clientWidth, clientHeight } = document.getElementById("canvas");
+          const lane = [...document.querySelectorAll("#lanes > *")].find(({ textContent }) => textContent.startsWith(arguments[0]));
+          return [clientWidth, clientHeight, lane.offsetTop];""", title)
+        for x in range(8 - width // 2, width // 2, 8):
+            self.browser.act("pointer", "mouse", [
+                {"type": "pointerMove", "duration": 0, **self.browser.position("#canvas", x, top + below - height // 2)}])
+            if not self.value("document.getElementById('tip').hidden"):
+                return self.text("#tip")
+        return None
+
+    def test_shows_connections_and_exits_in_the_lane(self):
+        self.open("storm")
+        self.assertRegex(self.hover("org.example.crashing", 28),
+                         r"^\d+ exits, last: exited with status 127: libmetrics.so.\d+ not found \(process 5\d+\)$")
+        # Without them, other pixels.
+        picture = self.picture()
+        for member in ["connections", "exits"]:
+            self.browser.run(f"for (const handler of record.handlers) handler.{member}.length = 0")
+            self.browser.set_scheme("dark")
+            self.settle()
+            self.browser.set_scheme("light")
+            self.assertNotEqual(self.picture(), picture, member)
+            picture = self.picture()
+
+    def test_collapses_lanes_of_many_rows(self):
+        self.open("storm")
+        lanes = "[...document.querySelectorAll('#lanes > *')].map((lane) => [lane.textContent, lane.ariaExpanded])"
+        titles = [["org.example.steady0 commands", None], ["org.example.crashing300 commands · 300 exits", "false"],
+                  ["no handler1 command", None]]
+        self.assertEqual(self.value(lanes), titles)
+        height = "document.getElementById('timeline').scrollHeight"
+        collapsed, picture = self.value(height), self.picture()
+        self.assertLess(collapsed, 400)
+        self.browser.click("#lanes button")
+        titles[1][1] = "true"
+        self.assertEqual(self.value(lanes), titles)
+        self.assertGreater(self.value(height), STORM * 20)
+        self.assertNotEqual(self.picture(), picture)
+        # By keyboard, because the lane keeps the focus.
+        self.browser.run("document.activeElement.click()")
+        self.assertEqual(self.value(height), collapsed)
+
+    def test_selects_a_command_of_a_collapsed_lane(self):
+        self.open("storm")
+        self.assertIn("storm-", self.hover("org.example.crashing", 60))
+        self.browser.act("pointer", "mouse", [{"type": "pointerDown", "button": 0}, {"type": "pointerUp", "button": 0}])
+        self.assertIn("metrics.collect", self.text("#details-body"))
+
+    def test_zooms_to_the_selection(self):
+        self.assertTrue(self.value("document.getElementById('selection').disabled"))
+        self.browser.run("location.hash = '#command-0100'")
+        self.settle()
+        self.browser.click("#selection")
+        length = 100_000 + 100 * 997
+        self.assertAlmostEqual(self.span(), length * 1.2, delta=length / 100)
+        self.browser.type("#timeline", "0s")
+        self.assertAlmostEqual(self.span(), length * 1.2, delta=length / 100)
+
+    def test_distinguishes_outcomes_without_colour(self):
+        # The records differ in outcomes only, so equal colours leave the shape.
+        pictures = []
+        for name in ["success", "failure"]:
+            self.open(name)
+            self.browser.run("""
+              for (const outcome of OUTCOMES) document.documentElement.style.setProperty(colourName(outcome), "gray");""")
+            self.browser.set_scheme("dark")
+            self.settle()
+            self.browser.set_scheme("light")
+            pictures.append(self.picture())
+        self.assertNotEqual(*pictures)
+        shapes = self.value("OUTCOMES.map((outcome) => symbolElement(outcome).firstChild.getAttribute('d'))")
+        self.assertEqual(len(set(shapes)), 8)
+        self.assertTrue(self.value("[...document.querySelectorAll('.mark')].every((mark) =>"
+                                   " mark.querySelector('path').getAttribute('d') === SYMBOLS[mark.textContent])"))
+
+    def test_works_with_the_keyboard_alone(self):
+        self.browser.run("document.querySelector('#rows a').focus()")
+        for key, selected in [("\ue015", "command-0001"), ("\ue015", "command-0002"), ("\ue013", "command-0001")]:
+            self.browser.type("#rows a:focus", key + "\ue007")
+            self.settle()
+            self.assertEqual(self.selected(), selected)
+
+    def test_names_everything_for_screen_readers(self):
+        self.open("storm", "#" + UUID)
+        nodes = [node for node in self.browser.tools("Accessibility.getFullAXTree")["nodes"] if not node["ignored"]]
+        named = {"button", "link", "checkbox", "combobox", "searchbox", "table", "columnheader", "rowheader", "region"}
+        found = [(node["role"]["value"], node.get("name", {}).get("value", "")) for node in nodes]
+        self.assertEqual([role for role, name in found if role in named and not name], [])
+        self.assertEqual(named - {role for role, _ in found}, set())
+        roles = [role for role, _ in found]
+        self.assertGreater(roles.count("row"), STORM)
+        self.assertEqual([name for role, name in found if role == "row" and name.startswith("storm-")],
+                         [f"storm-{number} metrics.collect connection timeout" for number in range(STORM)])
+        self.assertIn(("button", f"Copy UUID {UUID}"), found)
 
     def test_scrolls_the_timeline_to_a_selected_row(self):
         for _ in range(8):
             self.browser.click("#zoom-in")
         before = self.text("#range")
-        self.browser.type("#search", "command-0999")
-        self.settle()
-        self.browser.click("#rows tr button")
+        self.search("command-0999")
+        self.browser.click("#rows a")
         self.assertNotEqual(self.text("#range"), before)
 
     def test_shows_untrusted_text_unchanged(self):
-        self.browser.open(self.page("evil"))
+        self.open("evil")
         self.assertIsNone(self.browser.run("return window.injected ?? null"))
         (row,) = self.rows()
-        self.assertEqual(row[1:5], [HOSTILE, HOSTILE, HOSTILE, "failure"])
+        self.assertEqual([row[2], row[3], row[4], row[6]], [HOSTILE, HOSTILE, "failure", HOSTILE])
         self.assertIn(HOSTILE, self.text("#summary"))
         # The bar of the only command takes most of the only lane.
         self.browser.act("pointer", "mouse", [
-            {"type": "pointerMove", "duration": 0, **self.browser.position("#canvas", 0, 12)},
+            {"type": "pointerMove", "duration": 0, **self.browser.position("#canvas", 0, 18)},
             {"type": "pointerDown", "button": 0}, {"type": "pointerUp", "button": 0}])
         self.assertIn(HOSTILE, self.text("#tip"))
         blocks = self.browser.run(
@@ -299,7 +578,7 @@ class Page(unittest.TestCase):
     def test_needs_no_network(self):
         self.assertEqual(self.browser.run("return performance.getEntriesByType('resource').length"), 0)
 
-    def test_keeps_the_frame_rate_while_zooming_a_thousand_commands(self):
+    def test_keeps_the_frame_rate_while_zooming(self):
         # Repeated, because load on the machine can slow down one attempt.
         medians = []
         while len(medians) < 20:
@@ -332,7 +611,8 @@ class Page(unittest.TestCase):
           return (async () => [await frames(() => {}), await frames(wheel)])();""")
 
     def test_has_contrast_in_light_and_dark_mode(self):
-        self.browser.click("#rows button")
+        self.open("few")
+        self.browser.click("#rows a")
         self.browser.click("#outcomes input[value='failure']")
         backs = set()
         for scheme in ["light", "dark"]:
@@ -350,7 +630,7 @@ class Page(unittest.TestCase):
               }
               return [backOf(document.body), seen, poor];""")
             backs.add(back)
-            self.assertGreater(seen, COUNT)
+            self.assertGreater(seen, FEW)
             self.assertEqual(poor, [], scheme)
             poor = self.browser.run(CONTRAST + """
               const style = getComputedStyle(document.documentElement);
@@ -378,18 +658,25 @@ class Page(unittest.TestCase):
         self.assertNotEqual(self.picture(), day)
 
     def test_fits_a_narrow_window(self):
-        for page in ["thousand", "evil"]:
-            self.browser.set_size(360, 800)
-            self.browser.open(self.page(page))
-            self.browser.click("#rows button")
-            self.assertEqual(self.browser.run("return document.documentElement.clientWidth"), 360)
-            self.assertLessEqual(self.browser.run("return document.documentElement.scrollWidth"), 360)
-            wide = self.browser.run("""
-              return [...document.querySelectorAll("body *")]
-                .filter((element) => element.checkVisibility() && !element.closest("thead, #timeline"))
-                .filter((element) => element.getBoundingClientRect().right > 360.5)
-                .map((element) => `${element.tagName} ${element.id} ${element.className}`);""")
-            self.assertEqual(wide, [])
+        for width in [390, 360]:
+            for page in ["few", "evil", "storm"]:
+                self.browser.set_size(width, 844)
+                self.open(page)
+                self.browser.click("#rows a")
+                self.assertEqual(self.value("document.documentElement.clientWidth"), width)
+                self.assertLessEqual(self.value("document.documentElement.scrollWidth"), width)
+                wide = self.browser.run("""
+                  return [...document.querySelectorAll("body *")]
+                    .filter((element) => element.checkVisibility() && !element.closest("#timeline"))
+                    .filter((element) => element.getBoundingClientRect().right > arguments[0] + 0.5)
+                    .map((element) => `${element.tagName} ${element.id} ${element.className}`);""", width)
+                self.assertEqual(wide, [])
+
+    def test_sorts_in_a_narrow_window(self):
+        self.browser.set_size(390, 844)
+        self.open("whole")
+        self.browser.click("#table th.outcome button")
+        self.assertEqual(self.rows()[0][4], "execution timeout")
 
 
 if __name__ == "__main__":

@@ -220,6 +220,15 @@ TEST(Record, AddsDisconnectionsAndExitsToPendingCommandsOfTheHandler) {
   EXPECT_EQ(record.commands[1].exits[0].time, 11);
 }
 
+TEST(Record, LimitsTheInterruptionsOfACommand) {
+  std::string lines = Sent(0, "u") + Routed(0, "u", "h");
+  for (int i = 1; i <= 20; ++i) lines += Connected(i, "h", "i", false) + Exited(i, "h", i);
+  const Command command = OnlyCommandOf(lines);
+  EXPECT_EQ(command.disconnected.size(), kMaxInterruptions);
+  ASSERT_EQ(command.exits.size(), kMaxInterruptions);
+  EXPECT_EQ(command.exits[0].status, 1);
+}
+
 TEST(Record, KeepsAgentsAndTheStartTime) {
   const Record record =
       RecordOf(Line(1, "start", R"(,"program":"one","wall":1700000000000000)", 11) +

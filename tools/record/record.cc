@@ -196,14 +196,20 @@ class RecordBuilder {
         break;
       }
     }
-    ForEachPending(event, [&](Command& command) { command.disconnected.push_back(Time(event)); });
+    ForEachPending(event,
+                   [&](Command& command) { AddInterruption(command.disconnected, Time(event)); });
+  }
+
+  template <typename Interruption>
+  static void AddInterruption(std::vector<Interruption>& list, const Interruption& added) {
+    if (list.size() < kMaxInterruptions) list.push_back(added);
   }
 
   void AddExit(const Event& event) {
     const Exit exit{event.process, event.handler_process, Time(event),
                     event.status,  event.signal,          event.text};
     HandlerOf(event.handler).exits.push_back(exit);
-    ForEachPending(event, [&](Command& command) { command.exits.push_back(exit); });
+    ForEachPending(event, [&](Command& command) { AddInterruption(command.exits, exit); });
   }
 
   // Calls `function` for each pending command of the event's agent and handler.

@@ -4,6 +4,7 @@
 #ifndef QOR_TOOLS_RECORD_RECORD_H_
 #define QOR_TOOLS_RECORD_RECORD_H_
 
+#include <cstddef>
 #include <cstdint>
 #include <optional>
 #include <string>
@@ -62,6 +63,10 @@ struct Answer {
   std::string error;
 };
 
+// A handler that crashes again and again interrupts all of its commands each time. More
+// interruptions explain nothing, and would make the record grow with their product.
+constexpr std::size_t kMaxInterruptions = 5;
+
 // The end of a handler's process.
 struct Exit {
   // Process id of the agent that launched the handler.
@@ -90,7 +95,8 @@ struct Command {
   // More than one if the handler fetched the command again.
   std::vector<std::int64_t> delivered;
   std::vector<Extension> extensions;
-  // Disconnections and exits of the handler while the command was pending.
+  // The first disconnections and exits of the handler while the command was pending; at most
+  // kMaxInterruptions of each.
   std::vector<std::int64_t> disconnected;
   std::vector<Exit> exits;
   // The end of the record for an unfinished command.

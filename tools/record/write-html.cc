@@ -42,6 +42,8 @@ void WriteExits(const std::vector<Exit>& exits, json::ValueWriter& json) {
     json.BeginObject()
         .Member("process", exit.handler_process)
         .Member("time", exit.time)
+        .Member("status", exit.status)
+        .Member("signal", exit.signal)
         .Member("text", exit.text)
         .EndObject();
   }

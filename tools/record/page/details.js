@@ -19,6 +19,8 @@ function stepsOf(command) {
   for (const { time, seconds, granted } of command.extensions) {
     add(time, `requested ${seconds} s: ${granted ? "granted" : "refused"}`);
   }
+  for (const time of command.disconnected) add(time, "handler disconnected");
+  for (const { time, process, text } of command.exits) add(time, `handler ${text} (process ${process})`);
   steps.sort((a, b) => a[0] - b[0]);
   if (command.outcome === "refused") add(command.end, `refused: ${command.reason}`);
   else if (command.answer) add(command.end, `answered: ${describeAnswer(command.answer)}`);
@@ -38,37 +40,38 @@ function textBlock(title, text) {
   } catch {
     // Not JSON: shown unchanged.
   }
-  return [element("h3", {}, title), element("pre", { tabindex: "0" }, shown)];
+  return [element("h3", {}, title), element("pre", { tabindex: "0", "aria-label": title }, shown)];
 }
 
-function outcomeElement(command) {
-  const outcome = element("span", { class: "outcome" }, command.outcome);
-  outcome.style.setProperty("--outcome", `var(${colourName(command.outcome)})`);
-  return outcome;
-}
-
-function showDetails(command) {
+function valuesOf(command) {
   const values = element("dl", {});
   const add = (name, ...value) => values.append(element("dt", {}, name), element("dd", {}, ...value));
-  add("Uuid", command.uuid);
+  add("UUID", command.uuid, copyButton(command.uuid));
   add("Type", command.type || "unknown");
   add("Handler", command.handler || "none");
   add("Agent", String(command.process));
-  add("Outcome", outcomeElement(command));
+  add("Outcome", outcomeElement(command.outcome));
+  if (!command.answer && reasonOf(command)) add("Reason", reasonOf(command));
   add("Total", formatDuration(durationOf(command)));
   for (const { phase, begin, end } of command.segments) {
     add(phase[0].toUpperCase() + phase.slice(1), formatDuration(end - begin));
   }
+  return values;
+}
+
+function showDetails(command) {
   const steps = element("ol", {}, ...stepsOf(command).map(([time, text]) =>
     element("li", {}, element("span", {}, `+${formatDuration(time - command.begin)}`), element("span", {}, text))));
   const answers = [command.answer, ...command.lateAnswers].filter(Boolean);
-  document.getElementById("details-body").replaceChildren(
-    values,
+  showInDetails(
+    valuesOf(command),
+    ...answers.flatMap(({ result, error }) => [...textBlock("Error", error), ...textBlock("Result", result)]),
+    element("h3", {}, "Steps"),
     steps,
     ...textBlock("Payload", command.payload),
-    ...answers.flatMap((answer) => [
-      ...textBlock("Result", answer.result),
-      ...textBlock("Error", answer.error),
-    ]),
   );
+}
+
+function showInDetails(...contents) {
+  document.getElementById("details-body").replaceChildren(...contents);
 }

@@ -18,6 +18,19 @@ function formatTick(microseconds, step) {
   return `${(microseconds / unit).toFixed(digits)} ${name}`;
 }
 
+function plural(count, what) {
+  return `${count} ${what}${count === 1 ? "" : "s"}`;
+}
+
+// Keeps both ends, because generated uuids often share the first characters.
+function shortUuid(uuid) {
+  return uuid.length > 16 ? `${uuid.slice(0, 8)}…${uuid.slice(-4)}` : uuid;
+}
+
+function compare(a, b) {
+  return a < b ? -1 : Number(a > b);
+}
+
 // Creates an element. Children are elements or texts; texts are never parsed as markup.
 function element(name, attributes, ...children) {
   const created = document.createElement(name);
@@ -26,11 +39,23 @@ function element(name, attributes, ...children) {
   return created;
 }
 
-// The custom property with the colour of an outcome.
-function colourName(outcome) {
-  return `--${outcome.replace(/ /g, "-")}`;
+// Shows a message for a moment.
+function notify(message) {
+  const notice = document.getElementById("notice");
+  notice.textContent = message;
+  clearTimeout(notify.timer);
+  notify.timer = setTimeout(() => notice.replaceChildren(), 3000);
 }
 
-function durationOf(command) {
-  return command.end - command.begin;
+function copyButton(uuid) {
+  const button = element("button", { type: "button", class: "copy", title: "Copy UUID", "aria-label": `Copy UUID ${uuid}` });
+  button.addEventListener("click", async () => {
+    try {
+      await navigator.clipboard.writeText(uuid);
+      notify("UUID copied");
+    } catch {
+      notify("The browser does not allow copying");
+    }
+  });
+  return button;
 }

@@ -3,22 +3,14 @@
 
 const record = JSON.parse(document.getElementById("record").textContent);
 
-const OUTCOMES = [
-  "success", "failure", "connection timeout", "execution timeout", "refused", "dropped", "unfinished", "unsolicited",
-];
-
-// The number of commands per value of a member.
-function countBy(member) {
-  const counts = new Map();
-  for (const command of record.commands) {
-    counts.set(command[member], (counts.get(command[member]) ?? 0) + 1);
-  }
-  return counts;
-}
-
-function plural(count, what) {
-  return `${count} ${what}${count === 1 ? "" : "s"}`;
-}
+// The commands by the part of an address that selects them. A uuid that was sent again is followed
+// by the number of the command.
+const commandsByLink = new Map();
+record.commands.forEach((command, i) => {
+  const name = commandsByLink.has(command.uuid) ? `${command.uuid}~${i + 1}` : command.uuid;
+  commandsByLink.set(name, command);
+  command.link = `#${encodeURIComponent(name)}`;
+});
 
 function showSummary() {
   const late = record.commands.filter(({ lateAnswers, outcome }) =>
@@ -34,16 +26,24 @@ function showSummary() {
 }
 
 function addFilters() {
-  for (const [type, count] of [...countBy("type")].sort()) {
-    if (type) document.getElementById("type").append(element("option", { value: type }, `${type} (${count})`));
+  for (const [type, { length }] of groupBy(record.commands, "type")) {
+    if (type) document.getElementById("type").append(element("option", { value: type }, `${type} (${length})`));
   }
-  const outcomes = countBy("outcome");
-  for (const outcome of OUTCOMES.filter((name) => outcomes.has(name))) {
-    const mark = element("span", { class: "mark" });
-    mark.style.setProperty("--outcome", `var(${colourName(outcome)})`);
+  const byOutcome = groupBy(record.commands, "outcome");
+  for (const outcome of OUTCOMES.filter((name) => byOutcome.has(name))) {
     const box = element("input", { type: "checkbox", value: outcome, checked: "" });
-    document.getElementById("outcomes").append(element("label", {}, box, mark, `${outcome} ${outcomes.get(outcome)}`));
+    document.getElementById("outcomes").append(
+      element("label", {}, box, outcomeElement(outcome), ` ${byOutcome.get(outcome).length}`));
   }
+}
+
+// All texts of a command that can be searched, in lower case.
+function searchText(command) {
+  const { uuid, type, handler, answer, lateAnswers, exits } = command;
+  const answers = [answer, ...lateAnswers].filter(Boolean).flatMap(({ result, error }) => [result, error]);
+  command.text ??= [uuid, type, handler, reasonOf(command), ...answers, ...exits.map(({ text }) => text)]
+    .join("\n").toLowerCase();
+  return command.text;
 }
 
 function matching() {
@@ -51,41 +51,85 @@ function matching() {
   const type = document.getElementById("type").value;
   const outcomes = new Set([...document.querySelectorAll("#outcomes :checked")].map(({ value }) => value));
   return record.commands.filter((command) =>
-    outcomes.has(command.outcome) && (type === "" || command.type === type) &&
-    [command.uuid, command.type, command.handler].some((text) => text.toLowerCase().includes(search)));
+    outcomes.has(command.outcome) && (type === "" || command.type === type) && searchText(command).includes(search));
+}
+
+function tipOf({ command, exits }) {
+  if (!command) return `${plural(exits.length, "exit")}, last: ${exits.at(-1).text} (process ${exits.at(-1).process})`;
+  const { type, outcome, uuid } = command;
+  return [type || "?", outcome, formatDuration(durationOf(command)), uuid, reasonOf(command).slice(0, MAX_CELL_LENGTH)]
+    .filter(Boolean).join(" · ");
+}
+
+function showTip(target, pointer) {
+  const tip = document.getElementById("tip");
+  tip.hidden = !target;
+  if (!target) return;
+  tip.textContent = tipOf(target);
+  tip.style.left = `${Math.min(pointer.clientX + 12, window.innerWidth - tip.offsetWidth - 8)}px`;
+  tip.style.top = `${pointer.clientY + 14}px`;
+}
+
+function showRange(begin, end) {
+  const from = formatDuration(Math.max(begin, 0));
+  const to = formatDuration(Math.min(end, record.duration));
+  document.getElementById("range").textContent = `${from} to ${to}`;
+}
+
+function nameInAddress() {
+  const name = location.hash.slice(1);
+  try {
+    return decodeURIComponent(name);
+  } catch {
+    return name;
+  }
 }
 
 function main() {
-  const tip = document.getElementById("tip");
-  const select = (command) => {
+  const filters = document.getElementById("filters");
+  let selected = null;
+  const mark = (command) => {
+    selected = command;
     timeline.select(command);
     table.select(command);
-    showDetails(command);
+    document.body.classList.toggle("selected", command !== null);
+    document.getElementById("selection").disabled = command === null;
   };
-  const timeline = new Timeline(record.duration, {
-    onSelect: select,
-    onHover(command, pointer) {
-      tip.hidden = !command;
-      if (!command) return;
-      tip.textContent = `${command.type || "?"} · ${command.outcome} · ${formatDuration(durationOf(command))} · ${command.uuid}`;
-      tip.style.left = `${Math.min(pointer.clientX + 12, window.innerWidth - tip.offsetWidth - 8)}px`;
-      tip.style.top = `${pointer.clientY + 14}px`;
-    },
-    onView(begin, end) {
-      const from = formatDuration(Math.max(begin, 0));
-      const to = formatDuration(Math.min(end, record.duration));
-      document.getElementById("range").textContent = `${from} to ${to}`;
-    },
-  });
+  const select = (command) => {
+    if (command === selected) return;
+    mark(command);
+    showDetails(command);
+    location.hash = command.link;
+  };
+  const deselect = () => {
+    mark(null);
+    showInDetails(element("p", { class: "quiet" }, "Select a command in the timeline or in the table."));
+    // An assignment to location.hash would scroll to the top.
+    history.replaceState(null, "", "#");
+  };
+  const timeline = new Timeline(record.duration, { onSelect: select, onHover: showTip, onView: showRange });
   const table = new Table(select);
   const show = () => {
     const commands = matching();
     timeline.setLanes(makeLanes(record, commands));
     table.show(commands);
+    showStatistics(record, commands);
     document.getElementById("count").textContent = `${commands.length} of ${plural(record.commands.length, "command")}`;
   };
+  // Selects the command that the address names, and shows it despite filters.
+  const followLink = () => {
+    const name = nameInAddress();
+    const command = commandsByLink.get(name);
+    if (name && !command) notify(`No command ${shortUuid(name)} in this record`);
+    if (!command || command === selected) return;
+    if (!matching().includes(command)) {
+      filters.reset();
+      show();
+    }
+    select(command);
+    table.scrollTo(command);
+  };
 
-  const filters = document.getElementById("filters");
   // Deferred to the next frame: limits the rate while typing, and a reset clears its fields only after
   // the event.
   let frame = null;
@@ -99,16 +143,23 @@ function main() {
   filters.addEventListener("reset", showSoon);
   filters.addEventListener("submit", (event) => event.preventDefault());
   const onClick = (id, action) => document.getElementById(id).addEventListener("click", action);
-  onClick("zoom-in", () => timeline.zoom(1.5));
-  onClick("zoom-out", () => timeline.zoom(1 / 1.5));
-  onClick("earlier", () => timeline.move(-0.25));
-  onClick("later", () => timeline.move(0.25));
-  onClick("fit", () => timeline.fit());
+  onClick("zoom-in", () => timeline.change("zoom", 1.5));
+  onClick("zoom-out", () => timeline.change("zoom", 1 / 1.5));
+  onClick("earlier", () => timeline.change("move", -0.25));
+  onClick("later", () => timeline.change("move", 0.25));
+  onClick("fit", () => timeline.change("fit"));
+  onClick("selection", () => timeline.zoomToSelection());
+  onClick("close", deselect);
+  window.addEventListener("hashchange", followLink);
+  document.addEventListener("keydown", (event) => {
+    if (event.key === "Escape" && selected) deselect();
+  });
 
+  document.getElementById("exit-sign").prepend(symbolElement("exit"));
   showSummary();
   addFilters();
   show();
-  timeline.fit();
+  followLink();
 }
 
 main();
