@@ -43,14 +43,13 @@ run env DESTDIR="$folder/installed" cmake --install "$build"
 
 library=$folder/installed/usr/lib64/libcapi-qor-handler-manager.so.0
 sdk=$folder/installed/usr/lib64/libqor-handler.so.0
-"$sources/tests/end-to-end/library-symbols.sh" "$library" \
-  "$sources/include/qor_handler_manager.h" ""
-"$sources/handler/tests/library-symbols.sh" "$sdk"
+agent=$folder/installed/usr/lib64/libqor-agent.so.0
 if grep -F "$copy/platform/" "$build/compile_commands.json"; then
   echo "the device build compiles or includes files of the Linux platform"
   exit 1
 fi
-for file in "$library" "$sdk"; do
+for file in "$library" "$sdk" "$agent"; do
+  "$sources/tests/end-to-end/library-symbols.sh" "$file" "$sources"
   if nm -C "$file" | grep -E ' [A-Za-z] platform::'; then
     echo "$file contains symbols of the Linux platform"
     exit 1
