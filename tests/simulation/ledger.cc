@@ -6,6 +6,8 @@
 #include <algorithm>
 #include <utility>
 
+#include "scheduler.h"
+
 namespace simulation {
 
 namespace {
@@ -42,6 +44,11 @@ bool Ledger::MayBeForgotten(const Record& record) const {
 
 bool Ledger::IsOverdue(const Record& record) const {
   return record.was_overdue || clock_.since_boot >= record.min_deadline;
+}
+
+bool Ledger::IsTooLateToConnect(const Record& record) const {
+  return record.was_too_late_to_connect ||
+         clock_.since_boot + qor::agent::Scheduler::Limits().connection_ms > record.min_deadline;
 }
 
 bool Ledger::IsPromised(const Record& record) const {
@@ -184,7 +191,8 @@ void Ledger::CheckOutcome(const Record& record, const Command& command) {
     case QOR_AGENT_NOT_DELIVERED:
       Check(!record.has_run, name + " ran and was reported as not delivered");
       Check(is_overdue || record.reported ||
-                (outcome.reason == QOR_AGENT_REASON_NO_HANDLER && !command.waits_for_handler),
+                (outcome.reason == QOR_AGENT_REASON_NO_HANDLER && !command.waits_for_handler) ||
+                (outcome.reason == QOR_AGENT_REASON_NOT_CONNECTED && IsTooLateToConnect(record)),
             name + " was given up before its deadline");
       break;
     case QOR_AGENT_UNKNOWN:
@@ -274,6 +282,7 @@ void Ledger::OnPowerCut() {
   for (auto& [uuid, record] : records_) {
     record.was_forgettable = MayBeForgotten(record);
     record.was_overdue = IsOverdue(record);
+    record.was_too_late_to_connect = IsTooLateToConnect(record);
   }
 }
 

@@ -125,6 +125,7 @@ class Ledger {
     bool was_confirmed = false;
     // In an earlier boot, whatever the clock says in this one.
     bool was_overdue = false;
+    bool was_too_late_to_connect = false;
     bool was_forgettable = false;
   };
 
@@ -132,6 +133,8 @@ class Ledger {
   bool MayBeForgotten(const Record& record) const;
   // The deadline may have passed.
   bool IsOverdue(const Record& record) const;
+  // A handler that is launched may not connect before the deadline.
+  bool IsTooLateToConnect(const Record& record) const;
   bool IsPromised(const Record& record) const;
   void Accept(Record& record, const qor::agent::Command& command);
   void AddDeadline(Record& record, WallMs deadline);
