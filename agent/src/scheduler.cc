@@ -264,7 +264,6 @@ void Scheduler::MarkReady(BootMs now) {
         command->outcome.reason == QOR_AGENT_REASON_NOT_CONNECTED) {
       // Another attempt would be in flight at the deadline, and the outcome unknown.
       lanes_.Release(command->type);
-      EndUndelivered(*command, QOR_AGENT_REASON_NOT_CONNECTED);
       continue;
     }
     command->was_sent_before = command->state == State::kSent;

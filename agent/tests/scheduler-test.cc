@@ -369,11 +369,14 @@ TEST_F(SchedulerTest, EndsAsNotConnectedWhenTheDeadlineLeavesNoTimeToConnect) {
   TimeOut("1", common::kConnectionTimeoutError);
   Submit(Make("2"));
   Advance(2'000);
-  ASSERT_EQ(reported_.size(), 1U);
-  EXPECT_EQ(reported_[0].outcome.kind, QOR_AGENT_NOT_DELIVERED);
-  EXPECT_EQ(reported_[0].outcome.reason, QOR_AGENT_REASON_NOT_CONNECTED);
   scheduler_->Run();
   EXPECT_THAT(router_.sent, ElementsAre("1", "1", "2"));
+  EXPECT_THAT(reported_, IsEmpty());
+  Advance(17'000);
+  ASSERT_EQ(reported_.size(), 1U);
+  EXPECT_EQ(reported_[0].uuid, "1");
+  EXPECT_EQ(reported_[0].outcome.kind, QOR_AGENT_NOT_DELIVERED);
+  EXPECT_EQ(reported_[0].outcome.reason, QOR_AGENT_REASON_NOT_CONNECTED);
 }
 
 TEST_F(SchedulerTest, WaitsForALateAnswerWhenAtMostOnce) {
