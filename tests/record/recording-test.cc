@@ -5,6 +5,7 @@
 
 #include <gmock/gmock.h>
 
+#include <csignal>
 #include <filesystem>
 #include <fstream>
 #include <sstream>
@@ -169,6 +170,20 @@ TEST_F(Recording, RecordsAgentsWithoutCallbacks) {
   ASSERT_THAT(record.handlers, SizeIs(1));
   ASSERT_THAT(record.handlers[0].connections, SizeIs(1));
   EXPECT_LT(record.handlers[0].connections[0].end, record.duration);
+}
+
+TEST_F(Recording, RecordsHowAHandlerExits) {
+  Install("text");
+  ASSERT_EQ(RunRecorded({ScenarioAgent(), "crash"}).exit_status, 7);
+  const tools::record::Record record = Recorded();
+  ASSERT_THAT(record.handlers, SizeIs(1));
+  EXPECT_EQ(record.handlers[0].id, kText);
+  ASSERT_THAT(record.handlers[0].exits, SizeIs(1));
+  const tools::record::Exit& exit = record.handlers[0].exits[0];
+  EXPECT_GT(exit.handler_process, 0);
+  EXPECT_EQ(exit.signal, SIGKILL);
+  EXPECT_EQ(exit.status, 0);
+  EXPECT_THAT(exit.text, HasSubstr("killed by signal 9"));
 }
 
 TEST_F(Recording, ContinuesAfterARestartOfTheLibrary) {

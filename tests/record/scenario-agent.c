@@ -5,6 +5,7 @@
  *   scenario-agent outcomes       one command for each outcome; no negotiation callback
  *   scenario-agent refuse         refuses the extension that a handler requests
  *   scenario-agent no-callbacks   sets no callback
+ *   scenario-agent crash          waits until the handler has exited
  *   scenario-agent restart        sends, shuts the library down, and repeats both
  *   scenario-agent threads        sends rejected commands from several threads
  */
@@ -15,6 +16,8 @@
 #include <stdio.h>
 #include <stdlib.h>
 #include <string.h>
+
+#include "platform/linux/app-control/launch-observer.h"
 
 enum { EXECUTION_MS = 400, CONNECTION_MS = 1500, THREADS = 8, SENDS = 100 };
 
@@ -30,6 +33,15 @@ static void on_response(const char* uuid, qor_request_status_e status, const cha
 static int refuse(const char* handler_id, const char* uuid, double seconds, void* user_data) {
   printf("%s asks %s for %.1f s for %s\n", handler_id, (const char*)user_data, seconds, uuid);
   return 1;
+}
+
+static void on_process_end(const char* app_id, pid_t pid, const qor_platform_process_end_s* end,
+                           void* user_data) {
+  (void)app_id;
+  (void)pid;
+  (void)end;
+  (void)user_data;
+  ecore_main_loop_quit();
 }
 
 static void configure(void) {
@@ -89,6 +101,10 @@ int main(int argc, char** argv) {
     /* Only the connection shows the end of this command: the handler crashes. */
     send("crash", "text.crash", "", 0);
     ecore_timer_add((double)EXECUTION_MS / 1000.0 * 3, (Ecore_Task_Cb)ecore_main_loop_quit, NULL);
+    ecore_main_loop_begin();
+  } else if (strcmp(scenario, "crash") == 0) {
+    qor_platform_add_process_end_cb(on_process_end, NULL);
+    send("crash", "text.crash", "", 0);
     ecore_main_loop_begin();
   } else if (strcmp(scenario, "restart") == 0) {
     for (int i = 0; i < 2; ++i) {

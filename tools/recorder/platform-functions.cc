@@ -13,7 +13,9 @@
 #include <cstdio>
 #include <cstring>
 #include <memory>
+#include <mutex>
 
+#include "platform/linux/app-control/launch-observer.h"
 #include "recorder/connections.h"
 #include "recorder/real.h"
 #include "recorder/recorder.h"
@@ -100,6 +102,24 @@ std::string AppIdOf(app_control_h request) {
   return Text(app_id);
 }
 
+void OnProcessEnd(const char* app_id, pid_t pid, const qor_platform_process_end_s* end, void*) {
+  Record("exited", [&](json::ValueWriter& json) {
+    json.Member("handler", Text(app_id))
+        .Member("process", static_cast<std::int64_t>(pid))
+        .Member("status", end->status)
+        .Member("signal", end->signal)
+        .Member("text", Text(end->text));
+  });
+}
+
+// Records the ends of all processes that the program launches from now on.
+void ObserveProcesses() {
+  static std::once_flag once;
+  std::call_once(once, [] {
+    QOR_REAL(kAppControlLibrary, qor_platform_add_process_end_cb)(OnProcessEnd, nullptr);
+  });
+}
+
 // Only the library's log names the handler of a command while that handler is connected but has not
 // fetched its commands yet.
 void RecordHandlerOf(const char* uuid, const char* format, va_list arguments) {
@@ -134,6 +154,7 @@ using tools::recorder::AddCallback;
 using tools::recorder::AppIdOf;
 using tools::recorder::Connections;
 using tools::recorder::Now;
+using tools::recorder::ObserveProcesses;
 using tools::recorder::OnConnected;
 using tools::recorder::OnDisconnected;
 using tools::recorder::OnReceived;
@@ -201,6 +222,7 @@ EXPORT_API int rpc_port_parcel_send(rpc_port_parcel_h h, rpc_port_h port) {
 EXPORT_API int app_control_send_launch_request(app_control_h app_control,
                                                app_control_reply_cb callback, void* user_data) {
   const auto real = QOR_REAL(kAppControlLibrary, app_control_send_launch_request);
+  ObserveProcesses();
   const std::int64_t begin = Now();
   const int code = real(app_control, callback, user_data);
   if (const char* uuid = SendScope::Current()) {

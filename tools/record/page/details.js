@@ -20,7 +20,7 @@ function stepsOf(command) {
     add(time, `requested ${seconds} s: ${granted ? "granted" : "refused"}`);
   }
   for (const time of command.disconnected) add(time, "handler disconnected");
-  for (const { time, process, text } of command.exits) add(time, `handler ${text} (process ${process})`);
+  for (const exit of command.exits) add(exit.time, `handler ${describeExit(exit)}`);
   steps.sort((a, b) => a[0] - b[0]);
   if (command.outcome === "refused") add(command.end, `refused: ${command.reason}`);
   else if (command.answer) add(command.end, `answered: ${describeAnswer(command.answer)}`);

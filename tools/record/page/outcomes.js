@@ -50,6 +50,11 @@ function textOf({ status, result, error }) {
   return status === 0 ? result : error || result || `status ${status}`;
 }
 
+// The process is 0 if the handler could not be started.
+function describeExit({ process, text }) {
+  return process === 0 ? text : `${text} (process ${process})`;
+}
+
 // The result or error of a command, or what else is known about its end.
 function reasonOf(command) {
   if (command.reason) return command.reason;

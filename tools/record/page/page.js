@@ -55,7 +55,7 @@ function matching() {
 }
 
 function tipOf({ command, exits }) {
-  if (!command) return `${plural(exits.length, "exit")}, last: ${exits.at(-1).text} (process ${exits.at(-1).process})`;
+  if (!command) return `${plural(exits.length, "exit")}, last: ${describeExit(exits.at(-1))}`;
   const { type, outcome, uuid } = command;
   return [type || "?", outcome, formatDuration(durationOf(command)), uuid, reasonOf(command).slice(0, MAX_CELL_LENGTH)]
     .filter(Boolean).join(" · ");

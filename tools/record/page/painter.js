@@ -87,7 +87,7 @@ class Painter {
 
   drawExits(x, middle, exits) {
     const { context } = this;
-    const hasFailed = exits.some(({ status, signal }) => status !== 0 || signal !== 0);
+    const hasFailed = exits.some(({ process, status, signal }) => process === 0 || status !== 0 || signal !== 0);
     const colour = this.colours[hasFailed ? "--failure" : "--quiet"];
     const text = exits.length > 1 ? `×${exits.length}` : "";
     context.font = "600 11px system-ui, sans-serif";
