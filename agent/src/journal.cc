@@ -83,14 +83,20 @@ void Translate(Action action) {
   }
 }
 
-// Throws Error unless `number` is an enumerator between 0 and `last`.
-template <typename Enum>
-Enum EnumeratorAt(const sqlite::Query& query, int column, Enum last, const std::string& path) {
+// Throws Error unless the number is between `first` and `last`.
+std::int64_t NumberAt(const sqlite::Query& query, int column, std::int64_t first, std::int64_t last,
+                      const std::string& path) {
   const std::int64_t number = query.Number(column);
-  if (number < 0 || number > static_cast<std::int64_t>(last)) {
+  if (number < first || number > last) {
     throw Error(QOR_AGENT_ERROR_JOURNAL_DAMAGED, path + ": invalid number in a command");
   }
-  return static_cast<Enum>(number);
+  return number;
+}
+
+// Throws Error unless the number is an enumerator between 0 and `last`.
+template <typename Enum>
+Enum EnumeratorAt(const sqlite::Query& query, int column, Enum last, const std::string& path) {
+  return static_cast<Enum>(NumberAt(query, column, 0, static_cast<std::int64_t>(last), path));
 }
 
 }  // namespace
@@ -157,16 +163,17 @@ void Journal::Load(const std::function<void(Command)>& add) {
         " FROM commands ORDER BY sequence");
     while (query.Step()) {
       Command command;
-      command.sequence = query.Number(0);
+      command.sequence = NumberAt(query, 0, 0, kMaxMs, path_);
       command.uuid = query.Text(1);
       command.type = query.Text(2);
       command.payload = query.Text(3);
       command.timestamp = query.Number(4);
       command.policy = EnumeratorAt(query, 5, QOR_AGENT_AT_LEAST_ONCE, path_);
       command.waits_for_handler = query.Number(6) != 0;
-      command.deadline_wall = query.Number(7);
-      command.deadline = query.Number(8);
-      command.extended_ms = query.Number(9);
+      // A sum of a deadline and extensions may be above the limit of each.
+      command.deadline_wall = NumberAt(query, 7, -3 * kMaxMs, 3 * kMaxMs, path_);
+      command.deadline = NumberAt(query, 8, -3 * kMaxMs, 3 * kMaxMs, path_);
+      command.extended_ms = NumberAt(query, 9, 0, 3 * kMaxMs, path_);
       command.state = EnumeratorAt(query, 10, State::kConfirmed, path_);
       command.outcome.kind = EnumeratorAt(query, 11, QOR_AGENT_UNKNOWN, path_);
       command.outcome.reason = EnumeratorAt(query, 12, QOR_AGENT_REASON_NOT_SENT, path_);

@@ -16,6 +16,8 @@ namespace qor::agent {
 using BootMs = std::int64_t;
 // Milliseconds since 1970-01-01 UTC.
 using WallMs = std::int64_t;
+// Longer times are cut to this, which is about 285000 years, so that no sum of times overflows.
+inline constexpr std::int64_t kMaxMs = 9'000'000'000'000'000;
 
 struct Outcome {
   qor_agent_outcome_kind_e kind = QOR_AGENT_UNKNOWN;

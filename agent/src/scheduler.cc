@@ -17,14 +17,13 @@ namespace {
 // Between two attempts to write to a store that has failed, for example on a full disk.
 constexpr BootMs kWriteRetryMs = 1000;
 constexpr double kMillisecondsPerSecond = 1000;
-// Longer extensions are cut to this: about 285 years, so that no sum of times overflows.
-constexpr double kMaxExtensionMs = 9e15;
 
 }  // namespace
 
 Scheduler::Scheduler(const Limits& limits, const Clock& clock, Router& router, Store* store,
                      Observer observer)
     : limits_(limits),
+      remember_ms_(std::min(limits.remember_ms, kMaxMs)),
       clock_(clock),
       router_(router),
       store_(store),
@@ -52,7 +51,7 @@ void Scheduler::Restore(Command restored) {
       unreported_.push_back(command.uuid);
       return;
     case State::kConfirmed:
-      expiries_[{command.deadline + limits_.remember_ms, command.sequence}] = &command;
+      expiries_[{command.deadline + remember_ms_, command.sequence}] = &command;
       return;
   }
   ++pending_;
@@ -103,6 +102,7 @@ int Scheduler::Accept(Command& submitted, WallMs now_wall, BootMs now) {
   Command& command = commands_[submitted.uuid];
   command = submitted;
   command.sequence = next_sequence_++;
+  command.deadline_wall = std::min(command.deadline_wall, kMaxMs);
   command.deadline = now + (command.deadline_wall - now_wall);
   bytes_ += command.Bytes();
   ++pending_;
@@ -121,7 +121,7 @@ int Scheduler::Confirm(const std::string& uuid) {
   bytes_ -= command.outcome.result.size() + command.outcome.error.size();
   command.outcome.result.clear();
   command.outcome.error.clear();
-  expiries_[{command.deadline + limits_.remember_ms, command.sequence}] = &command;
+  expiries_[{command.deadline + remember_ms_, command.sequence}] = &command;
   changed_.insert(&command);
   return QOR_AGENT_ERROR_NONE;
 }
@@ -192,7 +192,7 @@ void Scheduler::EndUndelivered(Command& command, qor_agent_reason_e reason) {
 
 void Scheduler::Amend(Command& command, Outcome outcome) {
   if (command.outcome.kind != QOR_AGENT_UNKNOWN) return;
-  expiries_.erase({command.deadline + limits_.remember_ms, command.sequence});
+  expiries_.erase({command.deadline + remember_ms_, command.sequence});
   const bool is_reported =
       std::find(unreported_.begin(), unreported_.end(), command.uuid) == unreported_.end();
   outcome.is_amendment = is_reported || command.state == State::kConfirmed;
@@ -214,7 +214,7 @@ bool Scheduler::OnExtensionRequest(const std::string& handler, const std::string
   if (!std::isfinite(seconds) || seconds <= 0) return false;
   Command& command = found->second;
   const auto asked =
-      static_cast<std::int64_t>(std::min(seconds * kMillisecondsPerSecond, kMaxExtensionMs));
+      static_cast<std::int64_t>(std::min(seconds * kMillisecondsPerSecond, double{kMaxMs}));
   const std::int64_t extension =
       std::max<std::int64_t>(clock_.SinceBoot() + asked - command.deadline, 0);
   const bool is_granted = observer_.on_extension

@@ -102,6 +102,7 @@ class Scheduler {
   void LeaveFlight(const Command& command);
 
   const Limits limits_;
+  const std::int64_t remember_ms_;
   const Clock& clock_;
   Router& router_;
   Store* const store_;

@@ -173,13 +173,19 @@ TEST_F(JournalTest, RefusesForeignDatabasesAndNewerVersions) {
 }
 
 TEST_F(JournalTest, RefusesInvalidNumbers) {
-  const Command written = Make();
-  Write({&written});
-  {
-    sqlite::Database database(path_, sqlite::Database::Mode::kExisting);
-    database.Execute("UPDATE commands SET state = 4");
+  for (const char* change :
+       {"state = 4", "policy = -1", "sequence = 9223372036854775807", "sequence = -1",
+        "deadline_wall = 9223372036854775807", "deadline_boot = -9223372036854775808",
+        "deadline_boot = 1e300", "extended = -1"}) {
+    std::filesystem::remove(path_);
+    const Command written = Make();
+    Write({&written});
+    {
+      sqlite::Database database(path_, sqlite::Database::Mode::kExisting);
+      database.Execute((std::string("UPDATE commands SET ") + change).c_str());
+    }
+    EXPECT_EQ(OpenError(), QOR_AGENT_ERROR_JOURNAL_DAMAGED) << change;
   }
-  EXPECT_EQ(OpenError(), QOR_AGENT_ERROR_JOURNAL_DAMAGED);
 }
 
 TEST_F(JournalTest, NamesAMissingFolderAndAFolderInItsPlace) {

@@ -546,6 +546,19 @@ TEST_F(SchedulerTest, RemembersAConfirmedUuidAndForgetsItInTime) {
   EXPECT_EQ(Submit(Make("1")), QOR_AGENT_ERROR_NONE);
 }
 
+TEST_F(SchedulerTest, RemembersCommandsWithTheLatestDeadline) {
+  limits_.remember_ms = std::numeric_limits<std::int64_t>::max();
+  Start();
+  Command command = Make("1");
+  command.deadline_wall = std::numeric_limits<std::int64_t>::max();
+  EXPECT_EQ(Submit(command), QOR_AGENT_ERROR_NONE);
+  scheduler_->Run();
+  Answer("1");
+  scheduler_->Confirm("1");
+  Advance(1'000'000);
+  EXPECT_EQ(Submit(Make("1")), QOR_AGENT_ERROR_ALREADY_KNOWN);
+}
+
 TEST_F(SchedulerTest, GoesOnAfterARestartAsThePolicySays) {
   limits_.window = 2;
   Start();
