@@ -98,6 +98,8 @@ void Ledger::Accept(Record& record, const Command& command) {
   accepted.errors = std::move(record.errors);
   accepted.is_suspended = record.is_suspended;
   accepted.handler_ends = record.handler_ends;
+  accepted.may_be_pending = record.may_be_pending || (record.was_sent && record.reported &&
+                                                      record.reported->kind == QOR_AGENT_UNKNOWN);
   record = std::move(accepted);
   AddDeadline(record, command.deadline_wall);
 }
@@ -144,7 +146,8 @@ void Ledger::OnSent(const Command& command) {
   Record& record = Find(command.uuid);
   Check(record.was_accepted || record.may_be_accepted,
         Name(command) + " was sent, but never accepted");
-  Check(command.policy == QOR_AGENT_AT_LEAST_ONCE || !record.was_delivered || record.is_uncertain,
+  Check(command.policy == QOR_AGENT_AT_LEAST_ONCE || !record.was_delivered || record.is_uncertain ||
+            record.may_be_pending,
         "at-most-once " + Name(command) + " was sent again");
   record.was_sent = record.was_accepted = true;
   record.is_answered = record.is_delivered = false;
@@ -189,7 +192,8 @@ void Ledger::CheckOutcome(const Record& record, const Command& command) {
       CheckFailure(record, outcome.error);
       break;
     case QOR_AGENT_NOT_DELIVERED:
-      Check(!record.has_run, name + " ran and was reported as not delivered");
+      Check(!record.has_run || record.may_be_pending,
+            name + " ran and was reported as not delivered");
       Check(is_overdue || record.reported ||
                 (outcome.reason == QOR_AGENT_REASON_NO_HANDLER && !command.waits_for_handler) ||
                 (outcome.reason == QOR_AGENT_REASON_NOT_CONNECTED && IsTooLateToConnect(record)),
@@ -329,7 +333,7 @@ void Ledger::CheckEnd() {
     Check(record.is_reported_by_process || record.was_confirmed,
           "command " + uuid + " was not confirmed, but not reported again");
     const bool is_undelivered = record.reported && record.reported->kind == QOR_AGENT_NOT_DELIVERED;
-    Check(!is_undelivered || !record.has_run,
+    Check(!is_undelivered || !record.has_run || record.may_be_pending,
           "command " + uuid + " ran and was reported as not delivered");
   }
 }

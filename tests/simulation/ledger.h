@@ -105,6 +105,9 @@ class Ledger {
     bool is_restored = false;
     // Handed to the library, or in the journal as that when the process was killed.
     bool was_sent = false;
+    // An earlier submission, which the agent has forgotten, has no answer: the library may still
+    // deliver it.
+    bool may_be_pending = false;
     bool was_delivered = false;
     bool has_run = false;
     bool is_suspended = false;
