@@ -128,6 +128,7 @@ StoredCommand CommandStore::Find(const CommandKey& key) {
 bool CommandStore::Begin(const CommandKey& key, Policy policy) {
   Prepare();
   const bool is_durable = policy == Policy::kAtMostOnce;
+  if (is_durable && is_in_memory_) ReturnToFile();
   const bool is_written =
       database_ && RunWithRecovery([&] {
         Write(is_durable, [&] {
@@ -238,6 +239,17 @@ void CommandStore::Open(const std::string& path) {
   database_->Execute("PRAGMA wal_checkpoint");
   // Also detects a read-only file now rather than at the first answer.
   EvictOverLimits();
+}
+
+void CommandStore::ReturnToFile() {
+  if (path_ == kInMemory) return;
+  auto in_memory = std::move(database_);
+  try {
+    Open(path_);
+  } catch (const sqlite::DatabaseError&) {
+    database_ = std::move(in_memory);
+    is_in_memory_ = true;
+  }
 }
 
 std::set<std::string> CommandStore::CheckedSchema() {

@@ -71,6 +71,9 @@ class CommandStore {
 
  private:
   void Open(const std::string& path);
+  // The file could not be opened, for example on a full disk. What is in memory is lost when it can
+  // now.
+  void ReturnToFile();
   // Returns the SQL of the tables and indexes in the file. Throws when another program made one.
   std::set<std::string> CheckedSchema();
   void CreateMissing(const std::set<std::string>& schema);

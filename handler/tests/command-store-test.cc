@@ -414,6 +414,15 @@ TEST_F(CommandStoreTest, RecordsNoAtMostOnceRunWithoutAFile) {
   EXPECT_FALSE(Open(folder_ + "/no/such/folder/file").Begin(Key("one"), Policy::kAtMostOnce));
 }
 
+TEST_F(CommandStoreTest, RecordsAtMostOnceRunsOnceTheFileCanBeOpened) {
+  auto store = Open(folder_ + "/later/file");
+  EXPECT_FALSE(store.Begin(Key("one"), Policy::kAtMostOnce));
+  EXPECT_TRUE(store.Begin(Key("two"), Policy::kAtLeastOnce));
+  fs::create_directory(folder_ + "/later");
+  EXPECT_TRUE(store.Begin(Key("one"), Policy::kAtMostOnce));
+  EXPECT_EQ(Open(folder_ + "/later/file").Find(Key("one")).unfinished_runs, 1);
+}
+
 TEST_F(CommandStoreTest, RecordsNoAtMostOnceRunWhileTheFileIsLocked) {
   auto store = Open();
   store.Prepare();
