@@ -5,6 +5,7 @@
 
 #include <qor_handler_manager.h>
 
+#include <algorithm>
 #include <ctime>
 #include <utility>
 
@@ -25,7 +26,10 @@ constexpr qor::agent::BootMs kWriteRetryMs = 1000;
 
 }  // namespace
 
-AgentProcess::AgentProcess(World& world, Disk& disk) : world_(world), disk_(disk) {
+AgentProcess::AgentProcess(World& world, Disk& disk)
+    : world_(world),
+      disk_(disk),
+      window_(static_cast<std::size_t>(world.OneIn(2) ? 1 : 2 + world.Below(4))) {
   world_.ledger.Trace("agent starts");
   world_.ledger.OnAgentStarts();
   StartLibrary();
@@ -59,6 +63,7 @@ void AgentProcess::StartLibrary() {
       this);
   qor_handler_manager_set_handler_update_cb(
       [](qor_handler_update_type_e, qor_handler_manager_handler_info_h, void* self) {
+        static_cast<AgentProcess*>(self)->in_flight_.clear();
         static_cast<AgentProcess*>(self)->scheduler_->OnHandlersChanged();
       },
       this);
@@ -89,7 +94,7 @@ void AgentProcess::OpenJournal() {
 
 Scheduler::Limits AgentProcess::Limits() {
   Scheduler::Limits limits;
-  limits.window = static_cast<std::size_t>(world_.OneIn(2) ? 1 : 2 + world_.Below(4));
+  limits.window = window_;
   limits.remember_ms = kRememberMs;
   limits.max_extension_ms = kMaxExtensionMs;
   return limits;
@@ -112,9 +117,26 @@ void AgentProcess::Run() {
 int AgentProcess::Send(const Command& command) {
   if (disk_.IsDead()) return 0;
   world_.ledger.OnSent(command);
-  return qor_handler_manager_send_command(
+  in_flight_[command.uuid] = command.type;
+  CheckWindow(command.type);
+  const int result = qor_handler_manager_send_command(
       command.uuid.c_str(), command.type.c_str(), command.payload.c_str(),
       static_cast<int>(command.payload.size()), static_cast<std::time_t>(command.timestamp));
+  if (result != QOR_HANDLER_MANAGER_ERROR_NONE) in_flight_.erase(command.uuid);
+  return result;
+}
+
+void AgentProcess::CheckWindow(const std::string& type) const {
+  for (const auto& types : RequestTypesOfHandlers()) {
+    const auto serves = [&types](const std::string& name) {
+      return std::find(types.begin(), types.end(), name) != types.end();
+    };
+    if (!serves(type)) continue;
+    const auto count = std::count_if(in_flight_.begin(), in_flight_.end(),
+                                     [&](const auto& entry) { return serves(entry.second); });
+    world_.ledger.Check(static_cast<std::size_t>(count) <= window_,
+                        "more commands of " + type + " are in flight than the window admits");
+  }
 }
 
 std::vector<std::vector<std::string>> AgentProcess::RequestTypesOfHandlers() const {
@@ -134,6 +156,7 @@ std::vector<std::vector<std::string>> AgentProcess::RequestTypesOfHandlers() con
 void AgentProcess::OnResponse(const std::string& uuid, int status, const std::string& result,
                               const std::string& error) {
   if (disk_.IsDead()) return;
+  in_flight_.erase(uuid);
   if (common::TimeoutOf(error) == common::Timeout::kNone) world_.ledger.OnAnswerReceived(uuid);
   scheduler_->OnResponse(uuid, status, result, error);
 }
@@ -147,6 +170,7 @@ bool AgentProcess::OnExtensionRequest(const std::string& handler, const std::str
 
 void AgentProcess::OnOutcome(const Command& command) {
   if (disk_.IsDead()) return;
+  in_flight_.erase(command.uuid);
   world_.ledger.OnOutcome(command);
   if (world_.has_faults && world_.OneIn(2)) return;
   world_.ledger.Check(scheduler_->Confirm(command.uuid) == QOR_AGENT_ERROR_NONE,

@@ -4,6 +4,8 @@
 #ifndef TESTS_SIMULATION_AGENT_PROCESS_H_
 #define TESTS_SIMULATION_AGENT_PROCESS_H_
 
+#include <cstddef>
+#include <map>
 #include <optional>
 #include <string>
 #include <vector>
@@ -40,9 +42,14 @@ class AgentProcess final : private qor::agent::Router {
                   const std::string& error);
   bool OnExtensionRequest(const std::string& handler, const std::string& uuid, double seconds);
   void OnOutcome(const qor::agent::Command& command);
+  void CheckWindow(const std::string& type) const;
 
   World& world_;
   Disk& disk_;
+  const std::size_t window_;
+  // Types by uuid. Installs may join handlers with commands in flight: what was sent before is not
+  // counted.
+  std::map<std::string, std::string> in_flight_;
   // The scheduler writes at once, and not a while after a failure.
   qor::agent::BootMs writes_from_ = 0;
   std::optional<qor::agent::Journal> journal_;

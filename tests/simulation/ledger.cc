@@ -330,9 +330,13 @@ void Ledger::CheckEnd() {
   for (const auto& [uuid, record] : records_) {
     if (!record.was_accepted || record.is_uncertain) continue;
     Check(record.reported.has_value(), "command " + uuid + " was lost");
+    if (!record.reported) continue;
+    Check(!record.is_last || record.results.count(record.reported->result) != 0 ||
+              record.errors.count(record.reported->error) != 0,
+          "command " + uuid + " was not answered, though nothing failed");
     Check(record.is_reported_by_process || record.was_confirmed,
           "command " + uuid + " was not confirmed, but not reported again");
-    const bool is_undelivered = record.reported && record.reported->kind == QOR_AGENT_NOT_DELIVERED;
+    const bool is_undelivered = record.reported->kind == QOR_AGENT_NOT_DELIVERED;
     Check(!is_undelivered || !record.has_run || record.may_be_pending,
           "command " + uuid + " ran and was reported as not delivered");
   }

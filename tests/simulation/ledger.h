@@ -50,6 +50,8 @@ class Ledger {
   // The agent's process. No result: it was killed in the call.
   void OnSubmitted(const qor::agent::Command& command, std::optional<int> result);
   void OnConflictingSubmission(const std::string& uuid, int result);
+  // It has to be answered: nothing fails from here on.
+  void OnLastCommand(const std::string& uuid) { Find(uuid).is_last = true; }
   void OnAgentStarts();
   void OnRestored(const qor::agent::Command& command);
   // All commands are restored.
@@ -126,6 +128,7 @@ class Ledger {
     std::optional<qor::agent::Outcome> reported;
     bool is_reported_by_process = false;
     bool was_confirmed = false;
+    bool is_last = false;
     // In an earlier boot, whatever the clock says in this one.
     bool was_overdue = false;
     bool was_too_late_to_connect = false;

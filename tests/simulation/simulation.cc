@@ -18,6 +18,7 @@ using qor::agent::Command;
 using Lifetime = qor::internal::AgentLink::Lifetime;
 
 constexpr int kMaxOperations = 40;
+constexpr int kMaxDeadlineMs = 120'000;
 constexpr std::int64_t kSecond = 1000;
 constexpr std::int64_t kDay = 24 * 3600 * kSecond;
 
@@ -107,13 +108,19 @@ void Simulation::Act() {
   }
 }
 
-void Simulation::Submit() {
-  const char* const types[] = {kAtMostOnce, kAtLeastOnce, kResumed, kLate};
+Command Simulation::NewCommand(const std::string& type) {
   Command command;
   command.uuid = std::to_string(next_uuid_++);
-  command.type = world_.OneIn(16) ? kUnserved : types[world_.Below(4)];
+  command.type = type;
   command.payload = "{}";
-  command.deadline_wall = world_.clock.wall + 1 + world_.Below(120'000);
+  command.deadline_wall = world_.clock.wall + kMaxDeadlineMs;
+  return command;
+}
+
+void Simulation::Submit() {
+  const char* const types[] = {kAtMostOnce, kAtLeastOnce, kResumed, kLate};
+  Command command = NewCommand(world_.OneIn(16) ? kUnserved : types[world_.Below(4)]);
+  command.deadline_wall -= world_.Below(kMaxDeadlineMs);
   command.policy = world_.OneIn(2) ? QOR_AGENT_AT_MOST_ONCE : QOR_AGENT_AT_LEAST_ONCE;
   command.waits_for_handler = world_.OneIn(command.type == kLate ? 2 : 4);
   world_.ledger.OnSubmitted(command, agent_->Submit(command));
@@ -362,21 +369,34 @@ void Simulation::Settle() {
     handler.app.disk.KillAt(-1);
     handler.app.disk.is_full = false;
   }
-  const auto work = [this] {
-    for (int i = 0; i < 20; ++i) {
-      Advance(2 * kSecond);
-      for (Handler& handler : handlers_) {
-        while (handler.process && handler.process->HasCommands()) handler.process->CompleteOne();
-      }
-    }
-  };
-  work();
+  Work();
   Advance(world_.ledger.LastDeadline() + 1 - world_.clock.since_boot);
-  work();
+  Work();
   // What is not confirmed is reported again.
   agent_disk_.KillAt(0);
   BuryDead();
-  work();
+  SubmitLast();
+  Work();
+}
+
+void Simulation::Work() {
+  for (int i = 0; i < 20; ++i) {
+    Advance(2 * kSecond);
+    for (Handler& handler : handlers_) {
+      while (handler.process && handler.process->HasCommands()) handler.process->CompleteOne();
+    }
+  }
+}
+
+void Simulation::SubmitLast() {
+  for (const Handler& handler : handlers_) {
+    if (!handler.app.is_installed) continue;
+    for (int i = 0; i < 3; ++i) {
+      const Command command = NewCommand(handler.app.types.front());
+      world_.ledger.OnSubmitted(command, agent_->Submit(command));
+      world_.ledger.OnLastCommand(command.uuid);
+    }
+  }
 }
 
 Simulation::Handler* Simulation::Find(const std::string& app_id) {

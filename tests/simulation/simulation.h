@@ -45,6 +45,7 @@ class Simulation {
 
   void Act();
   void Submit();
+  qor::agent::Command NewCommand(const std::string& type);
   void SubmitAgain();
   void SubmitConflict();
   void Complete();
@@ -72,6 +73,10 @@ class Simulation {
   // Ends the processes whose disks say that they are dead.
   void BuryDead();
   void Settle();
+  // Works for a while and completes every command.
+  void Work();
+  // Last commands for each handler, which must be answered.
+  void SubmitLast();
 
   Handler& Any() { return handlers_[static_cast<std::size_t>(world_.Below(2))]; }
   Handler* Find(const std::string& app_id);
