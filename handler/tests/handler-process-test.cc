@@ -18,10 +18,8 @@
 #include <thread>
 
 #include "agent-port.h"
+#include "application-processes.h"
 #include "end-to-end/end-to-end-test.h"
-#include "platform/linux/app-control/launch-protocol.h"
-#include "platform/linux/common/root-folder.h"
-#include "platform/linux/common/unix-socket.h"
 
 namespace qor {
 namespace {
@@ -37,12 +35,7 @@ class HandlerProcess : public end_to_end::EndToEndTest {
   }
 
   std::string DataFolder() const { return Root() + "/data/org.example.probe.handler"; }
-  // Whether the handler's launch socket is closed. A dying process still accepts launch requests
-  // for a moment, and they are lost with it.
-  bool IsGone() const {
-    return !platform::ConnectTo(platform::FolderBelowRoot(platform::kApplicationSocketFolder),
-                                "org.example.probe.handler");
-  }
+  static bool IsGone() { return test::IsGone("org.example.probe.handler"); }
   // The uuids of the commands that the handler has run, one per line.
   std::string Runs() const {
     std::ifstream file(DataFolder() + "/runs");
@@ -204,7 +197,7 @@ TEST_F(HandlerProcess, ResendsStoredAnswerAfterAKill) {
   EXPECT_EQ(Execute("one", "probe.run").result, "1");
   ASSERT_EQ(agent.Send("die", "probe.die", ""), 0);
   ASSERT_TRUE(tools::RunUntil([this] { return Runs() == "one\ndie\n"; }, kTimeoutSeconds));
-  ASSERT_TRUE(tools::RunUntil([this] { return IsGone(); }, kTimeoutSeconds));
+  ASSERT_TRUE(tools::RunUntil([] { return IsGone(); }, kTimeoutSeconds));
   StopAgent();
   auto& again = StartAgent();
   again.Send("one", "probe.run", "");
@@ -216,7 +209,7 @@ TEST_F(HandlerProcess, RerunsTheCommandInFlightAtAKill) {
   auto& agent = StartAgent();
   ASSERT_EQ(agent.Send("one", "probe.die-once", ""), 0);
   ASSERT_TRUE(tools::RunUntil([this] { return Runs() == "one\n"; }, kTimeoutSeconds));
-  ASSERT_TRUE(tools::RunUntil([this] { return IsGone(); }, kTimeoutSeconds));
+  ASSERT_TRUE(tools::RunUntil([] { return IsGone(); }, kTimeoutSeconds));
   StopAgent();
   StartAgent();
   EXPECT_EQ(Execute("one", "probe.die-once").result, "2");

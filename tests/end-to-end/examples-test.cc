@@ -19,21 +19,6 @@ TEST_F(Examples, GreetAnswersWithAText) {
   EXPECT_EQ(Execute("one", "greet").result, R"({"text":"hello"})");
 }
 
-TEST_F(Examples, RebootRequiresGrantedTime) {
-  Install("reboot");
-  auto& agent = StartAgent();
-  bool grants = true;
-  double asked = 0;
-  agent.SetNegotiator([&](const std::string&, const std::string&, double seconds) {
-    asked = seconds;
-    return grants;
-  });
-  EXPECT_EQ(Execute("one", "device.reboot").result, R"({"state":"rebooting"})");
-  EXPECT_EQ(asked, 60);
-  grants = false;
-  EXPECT_NE(Execute("two", "device.reboot").error.find("no time to reboot"), std::string::npos);
-}
-
 TEST_F(Examples, ConfigAcceptsAConfigurationThatMatchesTheSchema) {
   Install("config");
   StartAgent();
