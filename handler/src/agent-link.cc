@@ -64,7 +64,9 @@ bool AgentLink::RequestExtension(const std::string& uuid, double seconds) {
 }
 
 void AgentLink::OnOpened() {
-  backoff_ = kMinBackoff;
+  // With answers only once one is acknowledged: awaiting the acks of an agent that sends none
+  // blocks the handler.
+  if (pending_.empty()) backoff_ = kMinBackoff;
   is_fetch_requested_ = false;
   was_open_ = true;
   // Before fetching: the agent redelivers every command that it has no answer for.
@@ -91,6 +93,12 @@ void AgentLink::OnClosed() {
   }
 }
 
+bool AgentLink::IsIdle() const {
+  const bool is_closed = connection_ == nullptr || connection_->IsClosed();
+  return is_closed && timer_ == nullptr && lifetime_ == Lifetime::kOnDemand && pending_.empty() &&
+         !receiver_.HasCommandsInFlight(agent_);
+}
+
 void AgentLink::Connect() {
   StopTimer();
   was_open_ = false;
@@ -111,6 +119,7 @@ void AgentLink::ReconnectWithBackoff() {
 // Reconnecting replaces the connection, which must not happen inside its own OnClosed(): hence a
 // timer even without a delay.
 void AgentLink::ReconnectAfter(Seconds delay) {
+  dlog_print(DLOG_INFO, kLogTag, "reconnecting to %s in %g s", agent_.c_str(), delay.count());
   StopTimer();
   timer_ = ecore_timer_add(
       delay.count(),
@@ -154,6 +163,7 @@ void AgentLink::AwaitAcks() {
     const auto accepted = connection_->AwaitReply();
     // Closed; the answers stay pending.
     if (!accepted) return;
+    backoff_ = kMinBackoff;
     if (!*accepted) {
       // Not retried: the agent would reject it again.
       dlog_print(DLOG_WARN, kLogTag, "%s rejected the answer to command %s", agent_.c_str(),

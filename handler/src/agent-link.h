@@ -51,6 +51,8 @@ class AgentLink final : private Connection::Observer {
   void Send(const std::string& uuid, Answer answer);
   // Returns whether the agent grants the extension. Blocks until the agent replies.
   bool RequestExtension(const std::string& uuid, double seconds);
+  // Whether there is nothing to keep until the agent's next fetch request.
+  bool IsIdle() const;
 
  private:
   using Seconds = std::chrono::duration<double>;

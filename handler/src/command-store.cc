@@ -47,6 +47,9 @@ constexpr char kRunsTable[] =
 // usually wait before they deliver a command again. Not only for a time: a device may start with a
 // wrong clock, and what a step of the clock makes old would then be run again.
 constexpr std::int64_t kMinRunAgeSeconds = 3600;
+// The part of the file that is free when an at-most-once command begins, so that its answer can be
+// stored.
+constexpr std::int64_t kReservedShare = 4;
 
 void Add(crypto_generichash_state& state, const std::string& text) {
   crypto_generichash_update(&state, reinterpret_cast<const unsigned char*>(text.data()),
@@ -350,6 +353,9 @@ void CommandStore::RequireRoomForRun() {
   if (query.Number(0) >= static_cast<std::int64_t>(limits_.count)) {
     throw sqlite::DatabaseError(path_ + ": as many recent commands as the limit allows");
   }
+  while (FreePages() < MaxPages() / kReservedShare) {
+    if (!EvictOldestHalf()) throw sqlite::DatabaseError(path_ + ": full of recent commands");
+  }
 }
 
 void CommandStore::EvictOverLimits() {
@@ -384,10 +390,16 @@ bool CommandStore::EvictOldestHalf() {
   return true;
 }
 
+std::int64_t CommandStore::PagesOf(const char* pragma) {
+  auto pages = database_->Prepare(pragma);
+  return pages.Step() ? pages.Number(0) : 0;
+}
+
 // An answer that does not fit may be as long as the file.
-bool CommandStore::FillsItsSize() {
-  auto pages = database_->Prepare("PRAGMA page_count");
-  return pages.Step() && pages.Number(0) >= MaxPages() / 2;
+bool CommandStore::FillsItsSize() { return PagesOf("PRAGMA page_count") >= MaxPages() / 2; }
+
+std::int64_t CommandStore::FreePages() {
+  return MaxPages() - PagesOf("PRAGMA page_count") + PagesOf("PRAGMA freelist_count");
 }
 
 StoredCommand CommandStore::Load(const CommandKey& key) {

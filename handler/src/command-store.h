@@ -87,11 +87,14 @@ class CommandStore {
   // disk.
   void Write(bool is_durable, const std::function<void()>& changes);
   void InsertAnswer(const CommandKey& key, const Answer& answer);
-  // Throws when the runs reach the limit.
+  // Throws when the runs reach a limit.
   void RequireRoomForRun();
   void EvictOverLimits();
   // Whether the file, rather than the disk, may be full.
   bool FillsItsSize();
+  // Of the limit of bytes.
+  std::int64_t FreePages();
+  std::int64_t PagesOf(const char* pragma);
   std::int64_t MaxPages() const;
   // Keeps an answer that the file does not take, within the limit of bytes.
   void KeepUnwritten(const CommandKey& key, const Answer& answer);

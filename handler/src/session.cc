@@ -3,6 +3,7 @@
 
 #include "session.h"
 
+#include <iterator>
 #include <utility>
 
 namespace qor::internal {
@@ -20,6 +21,9 @@ Session::Session(const Dispatcher::RequestTypes& types, const std::string& answe
       dispatcher_(std::make_shared<Dispatcher>(types, store_, static_cast<AgentSender&>(*this))) {}
 
 void Session::OnFetchRequested(const std::string& agent, AgentLink::Lifetime lifetime) {
+  for (auto link = links_.begin(); link != links_.end();) {
+    link = link->second.IsIdle() ? links_.erase(link) : std::next(link);
+  }
   links_.try_emplace(agent, agent, *dispatcher_, kMaxPendingAnswers, lifetime)
       .first->second.OnFetchRequested();
   // Open the file while the agent handles the connection request.

@@ -6,6 +6,7 @@
 
 #include <qor/handler.h>
 
+#include <cstddef>
 #include <map>
 #include <memory>
 #include <string>
@@ -27,8 +28,10 @@ class Session final : private AgentSender {
   Session& operator=(const Session&) = delete;
   ~Session() { dispatcher_->Stop(); }
 
-  // An agent asks this handler to fetch commands. A known agent keeps its lifetime.
+  // An agent asks this handler to fetch commands. A known agent keeps its lifetime; idle links to
+  // others are removed.
   void OnFetchRequested(const std::string& agent, AgentLink::Lifetime lifetime);
+  std::size_t CountLinks() const { return links_.size(); }
 
  private:
   void Send(const std::string& agent, const std::string& uuid, Answer answer) override;

@@ -12,6 +12,7 @@
 
 #include "agent-port.h"
 #include "base/run-until.h"
+#include "session.h"
 
 namespace qor::internal {
 namespace {
@@ -108,6 +109,37 @@ TEST_F(AgentLinkTest, ConnectsForAPendingAnswer) {
   EXPECT_FALSE(link.RequestExtension("one", 1));
   port_ = std::make_unique<test::AgentPort>();
   EXPECT_TRUE(tools::RunUntil([this] { return !port_->Connected().empty(); }, kTimeoutSeconds));
+}
+
+TEST_F(AgentLinkTest, IsIdleWhenClosedWithNothingPending) {
+  AgentLink link(AgentId(), *this, 10, AgentLink::Lifetime::kOnDemand);
+  link.OnFetchRequested();
+  EXPECT_FALSE(link.IsIdle());
+  ASSERT_TRUE(AwaitRegistration());
+  EXPECT_FALSE(link.IsIdle());
+  port_.reset();
+  EXPECT_TRUE(tools::RunUntil([&] { return link.IsIdle(); }, kTimeoutSeconds));
+  is_working_ = true;
+  EXPECT_FALSE(link.IsIdle());
+  is_working_ = false;
+  link.Send("one", {true, "pending"});
+  EXPECT_FALSE(link.IsIdle());
+}
+
+TEST_F(AgentLinkTest, SessionRemovesIdleLinks) {
+  const Dispatcher::RequestTypes types;
+  Session session(types, "", AnswerLimits{}, [] { return std::int64_t{0}; });
+  session.OnFetchRequested(AgentId(), AgentLink::Lifetime::kOnDemand);
+  ASSERT_TRUE(AwaitRegistration());
+  session.OnFetchRequested("host.other", AgentLink::Lifetime::kPersistent);
+  EXPECT_EQ(session.CountLinks(), 2U);
+  port_.reset();
+  EXPECT_TRUE(tools::RunUntil(
+      [&] {
+        session.OnFetchRequested("host.other", AgentLink::Lifetime::kPersistent);
+        return session.CountLinks() == 1;
+      },
+      kTimeoutSeconds));
 }
 
 }  // namespace

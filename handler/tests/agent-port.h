@@ -15,7 +15,9 @@ namespace qor::test {
 // The port of an agent that sends nothing. Records the connecting handlers and counts their calls.
 class AgentPort {
  public:
-  AgentPort() {
+  enum class OnResult { kIgnore, kClose };
+
+  explicit AgentPort(OnResult on_result = OnResult::kIgnore) : on_result_(on_result) {
     rpc_port_stub_create(&stub_, "CommandHandler");
     rpc_port_stub_add_connected_event_cb(
         stub_,
@@ -26,11 +28,7 @@ class AgentPort {
     rpc_port_stub_add_received_event_cb(
         stub_,
         [](const char*, const char*, rpc_port_h port, void* self) {
-          rpc_port_parcel_h parcel = nullptr;
-          rpc_port_parcel_create_from_port(&parcel, port);
-          rpc_port_parcel_destroy(parcel);
-          ++static_cast<AgentPort*>(self)->received_;
-          return 0;
+          return static_cast<AgentPort*>(self)->OnReceived(port);
         },
         this);
     EXPECT_EQ(rpc_port_stub_listen(stub_), RPC_PORT_ERROR_NONE);
@@ -44,6 +42,20 @@ class AgentPort {
   int CountReceived() const { return received_; }
 
  private:
+  static constexpr int kSendResult = 3;
+
+  // Closes the connection by a result other than 0.
+  int OnReceived(rpc_port_h port) {
+    rpc_port_parcel_h parcel = nullptr;
+    rpc_port_parcel_create_from_port(&parcel, port);
+    int method = 0;
+    rpc_port_parcel_read_int32(parcel, &method);
+    rpc_port_parcel_destroy(parcel);
+    ++received_;
+    return on_result_ == OnResult::kClose && method == kSendResult ? -1 : 0;
+  }
+
+  const OnResult on_result_;
   rpc_port_stub_h stub_ = nullptr;
   std::string connected_;
   int received_ = 0;

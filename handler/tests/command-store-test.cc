@@ -408,6 +408,22 @@ TEST_F(CommandStoreTest, ReturnsAtMostOnceAnswerThatCannotBeWritten) {
   EXPECT_FALSE(Open().Find(Key("one")).answer);
 }
 
+TEST_F(CommandStoreTest, RecordsNoAtMostOnceRunWhenTheFileIsFullOfRecentOnes) {
+  limits_.bytes = 128 * 1024;
+  auto store = Open();
+  const Answer answer{true, std::string(10'000, 'x')};
+  for (int i = 0; i < 10; ++i)
+    store.Complete(Key("evicted " + std::to_string(i)), Policy::kAtLeastOnce, answer);
+  int count = 0;
+  for (; count < 100 && store.Begin(Key(std::to_string(count)), Policy::kAtMostOnce); ++count)
+    store.Complete(Key(std::to_string(count)), Policy::kAtMostOnce, answer);
+  EXPECT_GT(count, 5);
+  for (int i = 0; i < count; ++i) EXPECT_TRUE(Open().Find(Key(std::to_string(i))).answer) << i;
+  EXPECT_EQ(store.Find(Key(std::to_string(count))).unfinished_runs, 0);
+  now_ += 3601;
+  EXPECT_TRUE(store.Begin(Key("later"), Policy::kAtMostOnce));
+}
+
 TEST_F(CommandStoreTest, RecordsNoAtMostOnceRunWithoutAFile) {
   EXPECT_FALSE(Open("").Begin(Key("one"), Policy::kAtMostOnce));
   EXPECT_FALSE(Open("").Suspend(Key("one"), "state"));

@@ -19,6 +19,7 @@
 
 #include "agent-port.h"
 #include "application-processes.h"
+#include "base/run-until.h"
 #include "end-to-end/end-to-end-test.h"
 
 namespace qor {
@@ -234,6 +235,25 @@ TEST_F(HandlerProcess, ConnectsToTheConfiguredAgentWhicheverAgentLaunchesIt) {
   EXPECT_EQ(run.output, "host.second-agent\n") << run.errors;
   EXPECT_TRUE(tools::RunUntil([&] { return port.CountReceived() == 1; }, kTimeoutSeconds));
   EXPECT_EQ(port.Connected(), "org.example.probe.handler ");
+}
+
+TEST_F(HandlerProcess, ReconnectsWithGrowingDelaysToAnAgentThatAcknowledgesNothing) {
+  const std::string log = Root() + "/log";
+  setenv("DLOG_FILE", log.c_str(), 1);
+  setenv("DLOG_FILTER", "QOR-HANDLER:I *:S", 1);
+  SendWaiting(StartRecordingAgent(), "one");
+  unsetenv("DLOG_FILE");
+  unsetenv("DLOG_FILTER");
+  StopAgent();
+  const test::AgentPort port(test::AgentPort::OnResult::kClose);
+  Release("unread");
+  EXPECT_TRUE(tools::RunUntil(
+      [&] {
+        std::ifstream file(log);
+        const std::string lines(std::istreambuf_iterator<char>(file), {});
+        return lines.find("in 0.8 s") != std::string::npos;
+      },
+      kTimeoutSeconds));
 }
 
 TEST_F(HandlerProcess, ReplacesDamagedAnswerFile) {

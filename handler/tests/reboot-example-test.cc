@@ -19,6 +19,7 @@
 #include <vector>
 
 #include "application-processes.h"
+#include "base/run-until.h"
 #include "end-to-end/end-to-end-test.h"
 #include "end-to-end/example-copy.h"
 

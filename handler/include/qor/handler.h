@@ -168,9 +168,10 @@ class QOR_HANDLER_API Command {
 
 /// Limits of the stored answers; beyond any of them the oldest are deleted. Those of at-most-once
 /// commands have no limit of age, so that setting the clock runs none again, and are kept for an
-/// hour at least: when they fill the file, new at-most-once commands fail with
-/// ErrorCode::kNotRecorded. A count of 0 stores none, neither on file nor in memory: a command
-/// that is redelivered after its answer then runs again, and at-most-once commands are not run.
+/// hour at least: when they reach `count` or three quarters of `bytes`, new at-most-once commands
+/// fail with ErrorCode::kNotRecorded. A count of 0 stores none, neither on file nor in memory: a
+/// command that is redelivered after its answer then runs again, and at-most-once commands are not
+/// run.
 struct AnswerLimits {
   /// Number of answers.
   std::size_t count = 1000;
@@ -185,10 +186,10 @@ struct AnswerLimits {
 /// \par Connections
 /// The handler opens one connection to each agent that launches it. When a connection closes while
 /// commands of the agent are in flight or answers to it are pending, the handler reconnects after
-/// 0.2 s and then with delays that double up to 30 s; after the longest delay it goes on only while
-/// answers are pending. Pending answers are sent as soon as the connection is open, at most 1000
-/// for each agent; beyond that the oldest is dropped. An agent with new commands launches the
-/// handler again, which reconnects at once.
+/// 0.2 s and then with delays that double up to 30 s, until the agent acknowledges an answer; after
+/// the longest delay it goes on only while answers are pending. Pending answers are sent as soon as
+/// the connection is open, at most 1000 for each agent; beyond that the oldest is dropped. An agent
+/// with new commands launches the handler again, which reconnects at once.
 ///
 /// \par At most one run
 /// A command (identified by agent, uuid, type and payload) that is redelivered while in flight is
