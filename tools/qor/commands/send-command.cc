@@ -112,7 +112,7 @@ class Sender {
     settings.window = options_.parallel;
     settings.execution_timeout = options_.timeouts.execution;
     settings.connection_timeout = options_.timeouts.connection;
-    // Nothing is redelivered: there is no journal, and --parallel limits what is held.
+    // No uuid comes twice, and --parallel limits what is pending.
     settings.remember = std::chrono::milliseconds(1);
     settings.max_commands = std::numeric_limits<unsigned>::max();
     settings.max_bytes = std::numeric_limits<std::uint64_t>::max();
@@ -236,7 +236,7 @@ void AddSeconds(CLI::App& command, const std::string& name, Seconds& value,
         const double seconds = std::strtod(text.c_str(), nullptr);
         return std::string(seconds > 0 && seconds <= kMaxSeconds
                                ? ""
-                               : "not a number of seconds from 0 to 1000000000: " + text);
+                               : "not a number above 0 and up to 1000000000: " + text);
       });
 }
 
