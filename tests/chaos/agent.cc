@@ -15,6 +15,7 @@
 #include <fcntl.h>
 #include <unistd.h>
 
+#include <chrono>
 #include <cstdlib>
 #include <exception>
 #include <functional>
@@ -57,14 +58,14 @@ class Agent {
  private:
   // Retries: the library cannot start while the disk is full.
   void Start() {
-    constexpr double kSecondsBetweenTries = 0.5;
+    constexpr std::chrono::duration<double> kRetryInterval(0.5);
     library_.reset();
     try {
       library_ = std::make_unique<support::PlainAgent>(execution_timeout_, connection_timeout_);
     } catch (const std::exception& error) {
       std::cerr << "chaos-agent: " << error.what() << "\n";
       ecore_timer_add(
-          kSecondsBetweenTries,
+          kRetryInterval.count(),
           [](void* self) -> Eina_Bool {
             static_cast<Agent*>(self)->Start();
             return ECORE_CALLBACK_CANCEL;

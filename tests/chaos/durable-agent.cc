@@ -36,7 +36,7 @@ using std::chrono::seconds;
 constexpr seconds kMaxDeadline(20);
 // Longer than the run's pauses, so that most commands have ended by then.
 constexpr seconds kRemember(30);
-constexpr double kPollSeconds = 0.2;
+constexpr std::chrono::duration<double> kPollInterval(0.2);
 
 // A number that is the same for a uuid in every run.
 std::size_t HashOf(const std::string& uuid) { return std::hash<std::string>()(uuid); }
@@ -47,7 +47,7 @@ class DurableAgent {
       : account_(std::move(account)), journal_(std::move(journal)) {
     Open();
     fcntl(STDIN_FILENO, F_SETFL, O_NONBLOCK);
-    input_handler_ = ecore_main_fd_handler_add(
+    ecore_main_fd_handler_add(
         STDIN_FILENO, ECORE_FD_READ,
         [](void* self, Ecore_Fd_Handler*) -> Eina_Bool {
           return static_cast<DurableAgent*>(self)->Read() ? ECORE_CALLBACK_RENEW
@@ -55,7 +55,7 @@ class DurableAgent {
         },
         this, nullptr, nullptr);
     ecore_timer_add(
-        kPollSeconds,
+        kPollInterval.count(),
         [](void* self) -> Eina_Bool {
           static_cast<DurableAgent*>(self)->Poll();
           return ECORE_CALLBACK_RENEW;
@@ -69,8 +69,8 @@ class DurableAgent {
     qor::Agent::Settings settings;
     settings.journal = journal_;
     settings.window = 1 + static_cast<unsigned>(getpid()) % 4;
-    settings.execution_timeout = std::chrono::milliseconds(chaos::kExecutionTimeoutMs);
-    settings.connection_timeout = std::chrono::milliseconds(chaos::kConnectionTimeoutMs);
+    settings.execution_timeout = chaos::kExecutionTimeout;
+    settings.connection_timeout = chaos::kConnectionTimeout;
     settings.remember = kRemember;
     settings.on_outcome = [this](const qor::Agent::Outcome& outcome) { OnOutcome(outcome); };
     settings.on_log = [](const std::string& line) { std::cerr << line << std::endl; };
@@ -138,7 +138,6 @@ class DurableAgent {
     // Another process confirms the others.
     const bool is_confirmed =
         is_draining_ || (HashOf(outcome.uuid) + static_cast<std::size_t>(getpid())) % 4 != 0;
-    // The first reports come from the constructor's loop turn only after it has returned.
     if (is_confirmed) agent_->Confirm(outcome.uuid);
   }
 
@@ -146,7 +145,6 @@ class DurableAgent {
   const std::string journal_;
   std::string input_;
   bool is_draining_ = false;
-  Ecore_Fd_Handler* input_handler_ = nullptr;
   std::optional<qor::Agent> agent_;
 };
 

@@ -30,7 +30,9 @@ namespace {
 
 using qor::Command;
 
-int MillisecondsOf(const Command& command) { return std::atoi(command.Payload().c_str() + 1); }
+std::chrono::milliseconds DurationOf(const Command& command) {
+  return std::chrono::milliseconds(std::atoi(command.Payload().c_str() + 1));
+}
 
 // Runs commands on a thread each. The destructor interrupts their waits and joins the threads.
 class Threads {
@@ -53,9 +55,9 @@ class Threads {
     threads_.emplace_back([this, work] { work(*this); });
   }
   // Returns early when the process exits.
-  void Wait(int milliseconds) {
+  void Wait(std::chrono::milliseconds duration) {
     std::unique_lock<std::mutex> lock(mutex_);
-    over_.wait_for(lock, std::chrono::milliseconds(milliseconds), [this] { return is_over_; });
+    over_.wait_for(lock, duration, [this] { return is_over_; });
   }
 
  private:
@@ -73,11 +75,11 @@ class Timers {
   Timers(const Timers&) = delete;
   Timers& operator=(const Timers&) = delete;
 
-  void SucceedAfter(int milliseconds, const Command& command) {
+  void SucceedAfter(std::chrono::milliseconds duration, const Command& command) {
     pending_.push_back({this, pending_.end(), command});
     pending_.back().self = std::prev(pending_.end());
     ecore_timer_add(
-        milliseconds / 1000.0,
+        std::chrono::duration<double>(duration).count(),
         [](void* data) -> Eina_Bool {
           const Pending pending = *static_cast<Pending*>(data);
           pending.owner->pending_.erase(pending.self);
@@ -107,17 +109,17 @@ std::map<std::string, qor::Handler::Function> Behaviors(Threads* threads, Timers
       {"thread",
        [=](const Command& command) {
          threads->Start([command](Threads& self) {
-           self.Wait(MillisecondsOf(command));
+           self.Wait(DurationOf(command));
            command.Succeed(command.Payload());
          });
        }},
       {"timer",
-       [=](const Command& command) { timers->SucceedAfter(MillisecondsOf(command), command); }},
+       [=](const Command& command) { timers->SucceedAfter(DurationOf(command), command); }},
       {"extend",
        [=](const Command& command) {
          threads->Start([command](Threads& self) {
-           command.AskForSeconds(chaos::kExtensionSeconds);
-           self.Wait(chaos::kLongTaskMs);
+           command.AskForSeconds(chaos::kExtension.count());
+           self.Wait(chaos::kLongTask);
            command.Succeed(command.Payload());
          });
        }},
@@ -126,10 +128,10 @@ std::map<std::string, qor::Handler::Function> Behaviors(Threads* threads, Timers
       {"throw", [](const Command&) { throw std::runtime_error("behavior \"throw\""); }},
       {"block",
        [=](const Command& command) {
-         threads->Wait(MillisecondsOf(command));
+         threads->Wait(DurationOf(command));
          command.Succeed(command.Payload());
        }},
-      {"late", [=](const Command& command) { timers->SucceedAfter(chaos::kLongTaskMs, command); }},
+      {"late", [=](const Command& command) { timers->SucceedAfter(chaos::kLongTask, command); }},
       {"hold", [=](const Command& command) { held->push_back(command); }},
       {"kill", [](const Command&) { kill(getpid(), SIGKILL); }},
   };
@@ -145,7 +147,7 @@ std::map<std::string, qor::Handler::Function> DurableBehaviors(Timers* timers) {
       {"once",
        [=](const Command& command) {
          RecordEffect(command);
-         timers->SucceedAfter(MillisecondsOf(command), command);
+         timers->SucceedAfter(DurationOf(command), command);
        }},
       {"once-kill",
        [](const Command& command) {
@@ -162,7 +164,7 @@ std::map<std::string, qor::Handler::Function> DurableBehaviors(Timers* timers) {
       {"again",
        [=](const Command& command) {
          RecordEffect(command);
-         timers->SucceedAfter(MillisecondsOf(command), command);
+         timers->SucceedAfter(DurationOf(command), command);
        }},
       {"once-fail",
        [](const Command& command) {

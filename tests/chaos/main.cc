@@ -11,6 +11,7 @@
 #include <CLI/CLI.hpp>
 
 #include <algorithm>
+#include <chrono>
 #include <cstdint>
 #include <cstdio>
 #include <exception>
@@ -46,7 +47,7 @@ bool IsMisbehavingApplication(const std::string& application) {
 class ChaosRun {
  public:
   ChaosRun(double minutes, std::uint64_t seed)
-      : seconds_(static_cast<int>(minutes * 60)),
+      : length_(static_cast<int>(minutes * 60)),
         seed_(seed),
         disk_(folder_.Root()),
         checker_(IsMisbehavingApplication),
@@ -54,12 +55,12 @@ class ChaosRun {
 
   // Returns whether there are no violations.
   bool Run() {
-    std::printf("seed %llu, %d s, %d handlers\n", static_cast<unsigned long long>(seed_), seconds_,
-                kHandlers);
+    std::printf("seed %llu, %d s, %d handlers\n", static_cast<unsigned long long>(seed_),
+                static_cast<int>(length_.count()), kHandlers);
     if (!disk_.IsMounted()) std::puts("skipped: disk full (cannot mount a file system)");
     folder_.WritePackages(kPrograms);
     supervisor_.InstallAll();
-    supervisor_.StartAgent(kExecutionTimeoutMs, kConnectionTimeoutMs);
+    supervisor_.StartAgent(kExecutionTimeout, kConnectionTimeout);
     RunSchedule();
     supervisor_.AwaitQuiescence();
     supervisor_.DrainDurableAgent();
@@ -81,14 +82,13 @@ class ChaosRun {
  private:
   void RunSchedule() {
     const std::string prefix = std::to_string(seed_);
-    std::vector<Step> schedule = MakeSchedule(seed_, seconds_);
+    std::vector<Step> schedule = MakeSchedule(seed_, length_);
     // Memory is measured from here on: by then the last agent has served every handler.
-    const std::int64_t warm = std::int64_t{seconds_} * 1000 * 3 / 4;
-    const auto later = std::find_if(schedule.begin(), schedule.end(), [warm](const Step& step) {
-      return step.at_milliseconds >= warm;
-    });
+    const std::chrono::milliseconds warm = length_ * 3 / 4;
+    const auto later = std::find_if(schedule.begin(), schedule.end(),
+                                    [warm](const Step& step) { return step.at >= warm; });
     std::vector<Step> rest(later, schedule.end());
-    for (Step& step : rest) step.at_milliseconds -= warm;
+    for (Step& step : rest) step.at -= warm;
     schedule.erase(later, schedule.end());
     supervisor_.RunSchedule(schedule, prefix + "-a");
     warm_kilobytes_ = supervisor_.AgentKilobytes();
@@ -153,8 +153,8 @@ class ChaosRun {
   }
 
   void CheckLeaks() {
-    constexpr int kExitTimeoutSeconds = 120;
-    if (!supervisor_.Await([this] { return !supervisor_.HasChildren(); }, kExitTimeoutSeconds)) {
+    constexpr std::chrono::seconds kExitTimeout(120);
+    if (!supervisor_.Await([this] { return !supervisor_.HasChildren(); }, kExitTimeout)) {
       AddViolation("leaked processes");
     }
     for (const std::string& leak : FindLeaks(folder_.Root())) AddViolation("leaked " + leak);
@@ -194,7 +194,7 @@ class ChaosRun {
     std::cout << "VIOLATION: " << text << std::endl;
   }
 
-  const int seconds_;
+  const std::chrono::seconds length_;
   const std::uint64_t seed_;
   RunFolder folder_;
   ResizableTmpfs disk_;

@@ -13,55 +13,54 @@ namespace chaos {
 
 namespace {
 
+using Milliseconds = std::chrono::milliseconds;
+
 class ScheduleGenerator {
  public:
-  ScheduleGenerator(std::uint64_t seed, int seconds)
-      : random_(seed), end_(std::int64_t{seconds} * 1000) {}
+  ScheduleGenerator(std::uint64_t seed, Milliseconds length) : random_(seed), end_(length) {}
 
   std::vector<Step> Make() {
     // The first argument is the mean interval in milliseconds.
-    Repeat(200, 0, end_, &ScheduleGenerator::Burst);
-    Repeat(1'200, 0, end_,
+    Repeat(200, end_, &ScheduleGenerator::Burst);
+    Repeat(1'200, end_,
            [](ScheduleGenerator& self) { self.OnHandler(Action::kKillHandler, 0, 0); });
-    Repeat(2'000, 0, end_,
+    Repeat(2'000, end_,
            [](ScheduleGenerator& self) { self.OnHandler(Action::kPauseHandler, 50, 4'000); });
-    Repeat(3'000, 0, end_, &ScheduleGenerator::Install);
-    Repeat(6'000, 0, end_,
-           [](ScheduleGenerator& self) { self.OnHandler(Action::kUninstall, 0, 0); });
-    Repeat(12'000, 0, end_,
+    Repeat(3'000, end_, &ScheduleGenerator::Install);
+    Repeat(6'000, end_, [](ScheduleGenerator& self) { self.OnHandler(Action::kUninstall, 0, 0); });
+    Repeat(12'000, end_,
            [](ScheduleGenerator& self) { self.OnHandler(Action::kInterruptInstall, 0, 150); });
-    Repeat(9'000, 0, end_,
+    Repeat(9'000, end_,
            [](ScheduleGenerator& self) { self.OnAgent(Action::kPauseAgent, 50, 1'500); });
-    Repeat(15'000, 0, end_,
+    Repeat(15'000, end_,
            [](ScheduleGenerator& self) { self.OnAgent(Action::kFillDisk, 500, 3'000); });
-    Repeat(9'000, 0, end_ / 2,
+    Repeat(9'000, end_ / 2,
            [](ScheduleGenerator& self) { self.OnAgent(Action::kKillAgent, 0, 0); });
-    Repeat(14'000, 0, end_ / 2,
+    Repeat(14'000, end_ / 2,
            [](ScheduleGenerator& self) { self.OnAgent(Action::kTerminateAgent, 0, 0); });
-    Repeat(14'000, 0, end_,
+    Repeat(14'000, end_,
            [](ScheduleGenerator& self) { self.OnAgent(Action::kRestartLibrary, 0, 0); });
     AddDurableCommands();
-    std::stable_sort(steps_.begin(), steps_.end(), [](const Step& a, const Step& b) {
-      return a.at_milliseconds < b.at_milliseconds;
-    });
+    std::stable_sort(steps_.begin(), steps_.end(),
+                     [](const Step& a, const Step& b) { return a.at < b.at; });
     return std::move(steps_);
   }
 
  private:
   void AddDurableCommands() {
-    Repeat(400, 0, end_, &ScheduleGenerator::SubmitBurst);
-    Repeat(3'000, 0, end_,
+    Repeat(400, end_, &ScheduleGenerator::SubmitBurst);
+    Repeat(3'000, end_,
            [](ScheduleGenerator& self) { self.OnDurableHandler(Action::kKillHandler, 0, 0); });
-    Repeat(4'000, 0, end_, [](ScheduleGenerator& self) {
+    Repeat(4'000, end_, [](ScheduleGenerator& self) {
       self.OnDurableHandler(Action::kPauseHandler, 50, 4'000);
     });
-    Repeat(15'000, 0, end_,
+    Repeat(15'000, end_,
            [](ScheduleGenerator& self) { self.OnDurableHandler(Action::kInstall, 0, 0); });
-    Repeat(6'000, 0, end_,
+    Repeat(6'000, end_,
            [](ScheduleGenerator& self) { self.OnAgent(Action::kKillDurableAgent, 0, 0); });
-    Repeat(9'000, 0, end_,
+    Repeat(9'000, end_,
            [](ScheduleGenerator& self) { self.OnAgent(Action::kPauseDurableAgent, 50, 1'500); });
-    Repeat(20'000, 0, end_,
+    Repeat(20'000, end_,
            [](ScheduleGenerator& self) { self.OnAgent(Action::kReopenDurableAgent, 0, 0); });
   }
 
@@ -72,9 +71,10 @@ class ScheduleGenerator {
   bool OneIn(int number) { return Pick(1, number) == 1; }
 
   template <typename Function>
-  void Repeat(int mean, std::int64_t from, std::int64_t to, Function function) {
-    for (now_ = from + Pick(1, 2 * mean); now_ < to; now_ += Pick(1, 2 * mean)) {
-      const std::int64_t begin = now_;
+  void Repeat(int mean, Milliseconds to, Function function) {
+    const auto interval = [&] { return Milliseconds(Pick(1, 2 * mean)); };
+    for (now_ = interval(); now_ < to; now_ += interval()) {
+      const Milliseconds begin = now_;
       std::invoke(function, *this);
       now_ = begin;
     }
@@ -82,18 +82,20 @@ class ScheduleGenerator {
 
   Step& Add(Action action) {
     steps_.push_back({});
-    steps_.back().at_milliseconds = now_;
+    steps_.back().at = now_;
     steps_.back().action = action;
     return steps_.back();
   }
 
-  void OnAgent(Action action, int from, int to) { Add(action).milliseconds = Pick(from, to); }
+  void OnAgent(Action action, int from, int to) {
+    Add(action).duration = Milliseconds(Pick(from, to));
+  }
 
   void OnHandler(Action action, int from, int to) {
     Step& step = Add(action);
     step.handler = Pick(0, kHandlers - 1);
     step.version = Pick(0, kVersions - 1);
-    step.milliseconds = Pick(from, to);
+    step.duration = Milliseconds(Pick(from, to));
   }
 
   void OnDurableHandler(Action action, int from, int to) {
@@ -110,7 +112,7 @@ class ScheduleGenerator {
       // Mostly of the first, which answers.
       const int last = OneIn(2) ? static_cast<int>(behaviors.size()) - 1 : 0;
       step.type = TypeOf(handler, behaviors[static_cast<std::size_t>(Pick(0, last))]);
-      step.milliseconds = OneIn(4) ? Pick(0, 1'500) : Pick(0, 60);
+      step.duration = Milliseconds(OneIn(4) ? Pick(0, 1'500) : Pick(0, 60));
       step.bytes = OneIn(8) ? Pick(1, 6'000) : Pick(1, 40);
     }
   }
@@ -128,9 +130,9 @@ class ScheduleGenerator {
       step.handler = handler;
       step.type = OneIn(5) ? SharedTypeOf(handler)
                            : TypeOf(handler, behaviors[PickBehavior(behaviors.size())]);
-      step.milliseconds = OneIn(4) ? Pick(0, 1'500) : Pick(0, 60);
+      step.duration = Milliseconds(OneIn(4) ? Pick(0, 1'500) : Pick(0, 60));
       step.bytes = OneIn(200) ? Pick(1, 200'000) : OneIn(8) ? Pick(1, 6'000) : Pick(1, 40);
-      now_ += Pick(0, spread);
+      now_ += Milliseconds(Pick(0, spread));
     }
   }
 
@@ -141,15 +143,15 @@ class ScheduleGenerator {
   }
 
   std::mt19937_64 random_;
-  const std::int64_t end_;
-  std::int64_t now_ = 0;
+  const Milliseconds end_;
+  Milliseconds now_{0};
   std::vector<Step> steps_;
 };
 
 }  // namespace
 
-std::vector<Step> MakeSchedule(std::uint64_t seed, int seconds) {
-  return ScheduleGenerator(seed, seconds).Make();
+std::vector<Step> MakeSchedule(std::uint64_t seed, std::chrono::seconds length) {
+  return ScheduleGenerator(seed, length).Make();
 }
 
 }  // namespace chaos

@@ -4,6 +4,7 @@
 #ifndef TESTS_CHAOS_SCHEDULE_H_
 #define TESTS_CHAOS_SCHEDULE_H_
 
+#include <chrono>
 #include <cstdint>
 #include <string>
 #include <vector>
@@ -11,17 +12,17 @@
 namespace chaos {
 
 enum class Action {
-  kSend,                // a command of `type` with `bytes` of payload that takes `milliseconds`
+  kSend,                // a command of `type` with `bytes` of payload that takes `duration`
   kKillHandler,         // SIGKILL
-  kPauseHandler,        // SIGSTOP, and SIGCONT after `milliseconds`
+  kPauseHandler,        // SIGSTOP, and SIGCONT after `duration`
   kKillAgent,           // SIGKILL, then start a new one
   kTerminateAgent,      // close its input, then start a new one
   kPauseAgent,          // as kPauseHandler
   kRestartLibrary,      // shut-down and start in the same agent
   kInstall,             // install `handler`'s package, or update it to `version`
   kUninstall,           // uninstall `handler`'s package
-  kInterruptInstall,    // as kInstall, and SIGKILL to the installer after `milliseconds`
-  kFillDisk,            // ENOSPC below the root for `milliseconds`
+  kInterruptInstall,    // as kInstall, and SIGKILL to the installer after `duration`
+  kFillDisk,            // ENOSPC below the root for `duration`
   kSubmit,              // a durable command, as kSend
   kKillDurableAgent,    // SIGKILL, then start a new one with the same journal
   kPauseDurableAgent,   // as kPauseHandler
@@ -29,18 +30,18 @@ enum class Action {
 };
 
 struct Step {
-  std::int64_t at_milliseconds = 0;
+  std::chrono::milliseconds at{0};
   Action action = Action::kSend;
   int handler = 0;
   int version = 0;
   std::string type;
-  int milliseconds = 0;
+  std::chrono::milliseconds duration{0};
   int bytes = 0;
 };
 
-// Returns the steps of a run in order, a function of seed and duration only. In the second half no
+// Returns the steps of a run in order, a function of seed and length only. In the second half no
 // agent is killed or terminated, so that one agent runs long enough to show memory leaks.
-std::vector<Step> MakeSchedule(std::uint64_t seed, int seconds);
+std::vector<Step> MakeSchedule(std::uint64_t seed, std::chrono::seconds length);
 
 }  // namespace chaos
 

@@ -33,7 +33,7 @@ namespace {
 constexpr std::chrono::milliseconds kPollInterval(100);
 constexpr std::chrono::seconds kReportInterval(10);
 // Longer than any operation takes on a busy machine.
-constexpr int kTimeoutSeconds = 120;
+constexpr std::chrono::seconds kTimeout(120);
 constexpr std::size_t kMaxOperations = 3;
 // Then the agent cannot start at all.
 constexpr int kMaxUnexpectedExits = 10;
@@ -100,19 +100,21 @@ void Supervisor::InstallAll() {
   for (int handler = 0; handler < kAllHandlers; ++handler) {
     if (platform::FindPackage(PackageOf(handler))) continue;
     StartOperation("install", folder_.PackageFolder(handler, 0), false);
-    if (!Await([this] { return operations_.empty(); }, kTimeoutSeconds)) return;
+    if (!Await([this] { return operations_.empty(); }, kTimeout)) return;
   }
 }
 
 void Supervisor::UninstallAll() {
   for (const auto& package : platform::AllPackages()) {
     StartOperation("uninstall", package.id, false);
-    if (!Await([this] { return operations_.empty(); }, kTimeoutSeconds)) return;
+    if (!Await([this] { return operations_.empty(); }, kTimeout)) return;
   }
 }
 
-void Supervisor::StartAgent(int execution_timeout, int connection_timeout) {
-  agent_timeouts_ = {std::to_string(execution_timeout), std::to_string(connection_timeout)};
+void Supervisor::StartAgent(std::chrono::milliseconds execution_timeout,
+                            std::chrono::milliseconds connection_timeout) {
+  execution_timeout_ = execution_timeout;
+  connection_timeout_ = connection_timeout;
   agent_is_wanted_ = true;
   agent_may_exit_ = false;
   int ends[2];
@@ -122,7 +124,8 @@ void Supervisor::StartAgent(int execution_timeout, int connection_timeout) {
   agent_input_ = ends[0];
   fcntl(agent_input_, F_SETFL, O_NONBLOCK);
   agent_ = platform::test::StartChildProcess(
-      {programs_.agent, folder_.History(), agent_timeouts_[0], agent_timeouts_[1]},
+      {programs_.agent, folder_.History(), std::to_string(execution_timeout.count()),
+       std::to_string(connection_timeout.count())},
       {"LD_PRELOAD=" + programs_.recorder, "QOR_RECORD_FILE=" + folder_.History()}, folder_.Log(),
       ends[1]);
   close(ends[1]);
@@ -134,7 +137,7 @@ void Supervisor::RunSchedule(const std::vector<Step>& schedule, const std::strin
   const auto begin = Clock::now();
   int number = 0;
   for (const Step& step : schedule) {
-    const auto at = begin + std::chrono::milliseconds(step.at_milliseconds);
+    const auto at = begin + step.at;
     while (Clock::now() < at) RunIteration(at);
     Execute(step, uuid_prefix + "-" + std::to_string(++number));
   }
@@ -151,8 +154,7 @@ void Supervisor::Execute(const Step& step, const std::string& uuid) {
       break;
     case Action::kPauseHandler:
       ++counts_.handlers_paused;
-      Pause([this, handler = step.handler](int signal) { Signal(handler, signal); },
-            step.milliseconds);
+      Pause([this, handler = step.handler](int signal) { Signal(handler, signal); }, step.duration);
       break;
     case Action::kKillAgent:
     case Action::kTerminateAgent:
@@ -164,7 +166,7 @@ void Supervisor::Execute(const Step& step, const std::string& uuid) {
           [this](int signal) {
             if (agent_ > 0) kill(agent_, signal);
           },
-          step.milliseconds);
+          step.duration);
       break;
     case Action::kRestartLibrary:
       WriteToAgent("restart\n");
@@ -182,7 +184,7 @@ void Supervisor::Execute(const Step& step, const std::string& uuid) {
       InterruptInstall(step);
       break;
     case Action::kFillDisk:
-      Fill(step.milliseconds);
+      Fill(step.duration);
       break;
     case Action::kSubmit:
       Submit(step, uuid);
@@ -192,7 +194,7 @@ void Supervisor::Execute(const Step& step, const std::string& uuid) {
       durable_agent_.Signal(SIGKILL);
       break;
     case Action::kPauseDurableAgent:
-      Pause([this](int signal) { durable_agent_.Signal(signal); }, step.milliseconds);
+      Pause([this](int signal) { durable_agent_.Signal(signal); }, step.duration);
       break;
     case Action::kReopenDurableAgent:
       ++counts_.durable_agents_reopened;
@@ -203,14 +205,14 @@ void Supervisor::Execute(const Step& step, const std::string& uuid) {
 
 void Supervisor::Submit(const Step& step, const std::string& uuid) {
   constexpr int kSubmissionsPerRedelivery = 8;
-  constexpr int kRedeliveryMs = 3'000;
+  constexpr std::chrono::seconds kRedeliveryDelay(3);
   const std::string line = "submit " + uuid + " " + step.type + " " +
-                           std::to_string(step.milliseconds) + " " + std::to_string(step.bytes) +
-                           "\n";
+                           std::to_string(step.duration.count()) + " " +
+                           std::to_string(step.bytes) + "\n";
   if (!durable_agent_.Write(line)) ++counts_.not_sent;
   // As a server that has not seen the acceptance.
   if (++submitted_ % kSubmissionsPerRedelivery == 0) {
-    Schedule(kRedeliveryMs, [this, line] { durable_agent_.Write(line); });
+    Schedule(kRedeliveryDelay, [this, line] { durable_agent_.Write(line); });
   }
 }
 
@@ -219,7 +221,7 @@ void Supervisor::DrainDurableAgent() {
   for (int i = 0; i < 2; ++i) {
     if (!durable_agent_.IsRunning()) durable_agent_.Start();
     durable_agent_.Drain();
-    if (!Await([this] { return !durable_agent_.IsRunning(); }, kTimeoutSeconds)) {
+    if (!Await([this] { return !durable_agent_.IsRunning(); }, kTimeout)) {
       violations_.emplace_back("durable commands do not end");
     }
   }
@@ -246,14 +248,14 @@ void Supervisor::InterruptInstall(const Step& step) {
   const pid_t pid = StartOperation("install", package, true);
   if (pid == 0) return;
   ++counts_.installs_interrupted;
-  Schedule(step.milliseconds, [this, pid] {
+  Schedule(step.duration, [this, pid] {
     if (operations_.count(pid) != 0) kill(pid, SIGKILL);
   });
 }
 
 void Supervisor::Send(const Step& step, const std::string& uuid) {
-  WriteToAgent("send " + uuid + " " + step.type + " " + std::to_string(step.milliseconds) + " " +
-               std::to_string(step.bytes) + "\n");
+  WriteToAgent("send " + uuid + " " + step.type + " " + std::to_string(step.duration.count()) +
+               " " + std::to_string(step.bytes) + "\n");
 }
 
 void Supervisor::Signal(int handler, int signal) {
@@ -265,9 +267,9 @@ void Supervisor::Signal(int handler, int signal) {
   }
 }
 
-void Supervisor::Pause(const std::function<void(int)>& signal, int milliseconds) {
+void Supervisor::Pause(const std::function<void(int)>& signal, std::chrono::milliseconds duration) {
   signal(SIGSTOP);
-  Schedule(milliseconds, [signal] { signal(SIGCONT); });
+  Schedule(duration, [signal] { signal(SIGCONT); });
 }
 
 void Supervisor::WriteToAgent(const std::string& line) {
@@ -287,13 +289,13 @@ pid_t Supervisor::StartOperation(const std::string& operation, const std::string
   return pid;
 }
 
-void Supervisor::Fill(int milliseconds) {
+void Supervisor::Fill(std::chrono::milliseconds duration) {
   if (is_disk_full_ || !disk_.IsMounted() || !disk_.Fill()) return;
   ++counts_.disks_filled;
   is_disk_full_ = true;
   for (auto& [pid, operation] : operations_) operation.may_fail = true;
   writer_.Write("the agent's disk: full", "");
-  Schedule(milliseconds, [this] {
+  Schedule(duration, [this] {
     if (!disk_.Free()) violations_.emplace_back("cannot restore the size of the disk");
     is_disk_full_ = false;
     writer_.Write("the agent's disk: not full", "");
@@ -305,8 +307,8 @@ void Supervisor::CloseInput() {
   agent_input_ = -1;
 }
 
-bool Supervisor::Await(const std::function<bool()>& condition, int seconds) {
-  const auto end = Clock::now() + std::chrono::seconds(seconds);
+bool Supervisor::Await(const std::function<bool()>& condition, std::chrono::seconds timeout) {
+  const auto end = Clock::now() + timeout;
   while (!condition()) {
     if (Clock::now() >= end) return false;
     RunIteration(end);
@@ -315,7 +317,7 @@ bool Supervisor::Await(const std::function<bool()>& condition, int seconds) {
 }
 
 void Supervisor::AwaitQuiescence() {
-  if (!Await([this] { return scheduled_.empty() && operations_.empty(); }, kTimeoutSeconds)) {
+  if (!Await([this] { return scheduled_.empty() && operations_.empty(); }, kTimeout)) {
     violations_.emplace_back("a package operation does not finish");
   }
   InstallAll();
@@ -327,11 +329,11 @@ void Supervisor::AwaitQuiescence() {
     if (checker_.HasPendingTimers()) quiet_since = Clock::now();
     return Clock::now() - quiet_since > kQuiet;
   };
-  Await(is_quiet, kTimeoutSeconds);
+  Await(is_quiet, kTimeout);
 }
 
 void Supervisor::CheckEveryHandler() {
-  StartAgent(kGenerousTimeoutMs, kGenerousTimeoutMs);
+  StartAgent(kGenerousTimeout, kGenerousTimeout);
   std::vector<std::string> uuids;
   for (int handler = 0; handler < kHandlers; ++handler) {
     Step step;
@@ -345,7 +347,7 @@ void Supervisor::CheckEveryHandler() {
           if (!checker_.HasSucceeded(uuid)) return false;
         return true;
       },
-      kTimeoutSeconds);
+      kTimeout);
   for (const auto& uuid : uuids)
     if (!checker_.HasSucceeded(uuid))
       violations_.push_back("not answered by a handler that is installed: " + uuid);
@@ -355,7 +357,7 @@ void Supervisor::TerminateAgent() {
   agent_is_wanted_ = false;
   agent_may_exit_ = true;
   CloseInput();
-  if (!Await([this] { return agent_ == 0; }, kTimeoutSeconds)) {
+  if (!Await([this] { return agent_ == 0; }, kTimeout)) {
     violations_.emplace_back("the agent does not exit");
   }
 }
@@ -419,11 +421,11 @@ void Supervisor::OnAgentExited(int status) {
                                " repeatedly; last line of the log: " + LastLineOf(folder_.Log()));
     }
   }
-  if (agent_is_wanted_) StartAgent(std::stoi(agent_timeouts_[0]), std::stoi(agent_timeouts_[1]));
+  if (agent_is_wanted_) StartAgent(execution_timeout_, connection_timeout_);
 }
 
-void Supervisor::Schedule(int milliseconds, std::function<void()> action) {
-  scheduled_.emplace(Clock::now() + std::chrono::milliseconds(milliseconds), std::move(action));
+void Supervisor::Schedule(std::chrono::milliseconds delay, std::function<void()> action) {
+  scheduled_.emplace(Clock::now() + delay, std::move(action));
 }
 
 void Supervisor::Report() {

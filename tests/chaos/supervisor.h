@@ -52,7 +52,8 @@ class Supervisor {
   ~Supervisor();
 
   void InstallAll();
-  void StartAgent(int execution_timeout, int connection_timeout);
+  void StartAgent(std::chrono::milliseconds execution_timeout,
+                  std::chrono::milliseconds connection_timeout);
   void RunSchedule(const std::vector<Step>& schedule, const std::string& uuid_prefix);
   // Reinstalls all packages, then waits until no package operation and no timer is pending.
   void AwaitQuiescence();
@@ -66,7 +67,7 @@ class Supervisor {
 
   // Runs until the condition holds; returns false after the timeout. Like every function that
   // waits, throws std::runtime_error on SIGINT and SIGTERM, and when agents exit again and again.
-  bool Await(const std::function<bool()>& condition, int seconds);
+  bool Await(const std::function<bool()>& condition, std::chrono::seconds timeout);
 
   long AgentKilobytes() const;
   // Zombie children of the agent.
@@ -93,10 +94,10 @@ class Supervisor {
   void Send(const Step& step, const std::string& uuid);
   void Signal(int handler, int signal);
   // Sends SIGSTOP, and SIGCONT after a delay.
-  void Pause(const std::function<void(int signal)>& signal, int milliseconds);
+  void Pause(const std::function<void(int signal)>& signal, std::chrono::milliseconds duration);
   void WriteToAgent(const std::string& line);
   pid_t StartOperation(const std::string& operation, const std::string& argument, bool may_fail);
-  void Fill(int milliseconds);
+  void Fill(std::chrono::milliseconds duration);
   void CloseInput();
 
   // Runs due actions, reaps children and reads the history, then waits until the next is due, at
@@ -104,7 +105,7 @@ class Supervisor {
   void RunIteration(Clock::time_point until);
   void Reap();
   void OnAgentExited(int status);
-  void Schedule(int milliseconds, std::function<void()> action);
+  void Schedule(std::chrono::milliseconds delay, std::function<void()> action);
   void Report();
 
   const Programs& programs_;
@@ -124,7 +125,8 @@ class Supervisor {
   bool agent_may_exit_ = false;
   bool agent_is_wanted_ = false;
   int unexpected_exits_ = 0;
-  std::vector<std::string> agent_timeouts_;
+  std::chrono::milliseconds execution_timeout_{0};
+  std::chrono::milliseconds connection_timeout_{0};
   std::map<pid_t, Operation> operations_;
   bool is_disk_full_ = false;
   bool has_children_ = true;
