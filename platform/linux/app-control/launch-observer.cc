@@ -54,9 +54,9 @@ namespace platform {
 void NotifyProcessObservers(const std::string& app_id, const ProcessEnd& end) {
   const std::string text = Describe(end);
   const bool is_killed = end.kind == ProcessEnd::Kind::kKilled;
-  const qor_platform_process_end_s passed = {KindOf(end.kind), is_killed ? 0 : end.number,
+  const qor_platform_process_end_s passed = {KindOf(end.kind),           is_killed ? 0 : end.number,
                                              is_killed ? end.number : 0, end.dumped_core ? 1 : 0,
-                                             text.c_str()};
+                                             end.has_connected ? 1 : 0,  text.c_str()};
   // A copy, without those that are removed meanwhile: a callback may add and remove observers.
   for (const Observer& observer : std::vector<Observer>(Observers())) {
     const auto& current = Observers();

@@ -34,6 +34,8 @@ typedef struct {
   int signal;
   /* Whether the signal produced a core dump. */
   int dumped_core;
+  /* Whether the process had connected to a port of this process. */
+  int has_connected;
   /* One line: "exited with status 127: libfoo.so.0 not found". Ends with the callback. May contain
      control characters that the application has written. */
   const char* text;

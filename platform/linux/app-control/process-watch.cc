@@ -17,6 +17,7 @@
 #include "platform/linux/app-control/loader-error.h"
 #include "platform/linux/app-control/process-observers.h"
 #include "platform/linux/common/c-boundary.h"
+#include "platform/linux/common/connected-processes.h"
 
 namespace platform {
 namespace {
@@ -66,6 +67,7 @@ void ProcessWatch::Start(const std::string& app_id, SpawnedProcess process, pid_
   watch.process_watch_.WatchReading(true);
   watch.reaped_ = ecore_event_handler_add(ECORE_EXE_EVENT_DEL, &OnReaped, &watch);
   if (watch.reaped_ == nullptr) throw std::bad_alloc();
+  AwaitConnectionOf(watch.process_.pid);
   Watches().splice(Watches().end(), added);
 }
 
@@ -144,6 +146,7 @@ void ProcessWatch::Report() {
   self.splice(self.end(), Watches(),
               std::find_if(Watches().begin(), Watches().end(),
                            [this](const ProcessWatch& other) { return &other == this; }));
+  end_.has_connected = TakeConnected(end_.pid);
   if (MayLackLibrary(end_)) end_.cause = FindLoaderError(app_id_, end_.pid);
   StoreLastEnd(app_id_, end_);
   // What could not be started has been logged by the launch.

@@ -27,6 +27,8 @@ struct ProcessEnd {
   bool dumped_core = false;
   // What is known in addition, such as "libfoo.so.0 not found"; one line. May be empty.
   std::string cause;
+  // Whether the process had connected to a port of its launcher. Not stored.
+  bool has_connected = false;
   // 0 for kNotStarted.
   pid_t pid = 0;
   std::chrono::system_clock::time_point time = std::chrono::system_clock::now();

@@ -9,6 +9,7 @@
 #include <utility>
 
 #include "platform/linux/common/process-identity.h"
+#include "platform/linux/common/connected-processes.h"
 #include "platform/linux/rpc-port/admission.h"
 #include "platform/linux/rpc-port/boundary.h"
 #include "platform/linux/rpc-port/owned-socket.h"
@@ -123,6 +124,7 @@ void Stub::Join(const std::shared_ptr<PendingConnection>& pending, const Token& 
       Forget(client);
       throw;
     }
+    SetConnected(pending->peer().pid);
     connected.Call(client->sender().c_str(), client->instance().c_str());
     return;
   }
