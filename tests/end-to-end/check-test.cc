@@ -361,15 +361,16 @@ TEST_F(Check, FailsForAHandlerThatNeverConnects) {
 TEST_F(Check, FailsForAHandlerThatExitsBeforeItConnects) {
   const auto run = RunHandlers(CopyOfMisbehavingAs("exiting-handler"), {}, "2000");
   EXPECT_EQ(run.exit_status, 1);
-  EXPECT_HAS(run.output, "fail  connection: exited and did not connect within 2000 ms\n");
+  EXPECT_HAS(run.output, "fail  connection: exited with status 0, before it connected\n");
 }
 
-TEST_F(Check, FailsForAHandlerThatCannotBeLaunched) {
+TEST_F(Check, FailsForAnExecutableThatIsNotAProgram) {
   const std::string package = Copy("text");
   Write(package + "/bin/text-handler", "no program");
   const auto run = RunHandlers(package);
   EXPECT_EQ(run.exit_status, 1);
-  EXPECT_HAS(run.output, "fail  connection: the handler of text.crash could not be launched\n");
+  EXPECT_HAS(run.output, "cannot be launched: executable is not a program for this machine\n");
+  EXPECT_HAS(run.output, "warn  run: skipped because of failed checks\n");
 }
 
 TEST_F(Check, FailsForAHandlerThatDoesNotFetchItsCommands) {

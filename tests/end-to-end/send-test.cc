@@ -235,7 +235,7 @@ TEST_F(Send, SaysWhatToDoWhenTheHandlerDoesNotConnect) {
   EXPECT_EQ(run.exit_status, 4);
   EXPECT_EQ(run.errors,
             "qor: the handler of silence.keep was launched and did not connect\n"
-            "  \"qor explain silence.keep\" names it; its log tells more (DLOG_FILTER='*:D')\n");
+            "  \"qor explain silence.keep\" names it, \"qor logs\" prints its output\n");
 }
 
 TEST_F(Send, SaysWhatToDoWhenTheHandlerCannotBeLaunched) {

@@ -26,6 +26,8 @@ class Packages : public ScratchTest {
     Write("pkg/tizen-manifest.xml",
           manifest + "</service-application>\n<privileges/>\n</manifest>");
     Write("pkg/bin/app", "", true);
+    std::filesystem::copy_file("/bin/true", Folder() + "/pkg/bin/app",
+                               std::filesystem::copy_options::overwrite_existing);
     Write("pkg/res/handler.yaml", "request-types: [a]");
     platform::ApplicationRecord application;
     application.id = "app";

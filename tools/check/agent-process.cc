@@ -155,6 +155,8 @@ void AgentProcess::OnLine(const std::string& line) {
     const json::Value& asked = event["seconds"];
     OnExtension(commands_[text("extension")],
                 asked.IsNumber() ? asked.GetDouble() : kLongestSeconds);
+  } else if (event.HasMember("ended")) {
+    OnHandlerEnded(text("text"));
   }
 }
 
@@ -174,6 +176,16 @@ void AgentProcess::OnAnswered(const std::string& uuid, int status, const std::st
   }
   answer.latency = Clock::now() - command.sent;
   command.answer = std::move(answer);
+}
+
+// Only one handler is installed. What was not answered until now has not been delivered.
+void AgentProcess::OnHandlerEnded(const std::string& text) {
+  for (auto& [uuid, command] : commands_) {
+    if (command.answer) continue;
+    command.answer.emplace();
+    command.answer->kind = Answer::Kind::kEnded;
+    command.answer->text = text;
+  }
 }
 
 void AgentProcess::OnExtension(Pending& command, double asked) {

@@ -36,12 +36,15 @@ struct Answer {
     kNotFetched,
     // No answer long after all timeouts, because the handler was granted more time.
     kWorking,
+    // The process of the handler ended before it connected.
+    kEnded,
     // The library did not accept the command.
     kRejected,
   };
   Kind kind = Kind::kRejected;
   int status = 0;
-  std::string text;  // result or error; compact JSON if it is JSON
+  // Result or error, compact JSON if it is JSON; how the process ended.
+  std::string text;
   bool is_json = false;
   std::chrono::duration<double, std::milli> latency{0};
 
@@ -89,6 +92,7 @@ class AgentProcess {
   void OnSent(Pending& command, int error);
   void OnAnswered(const std::string& uuid, int status, const std::string& text);
   static void OnExtension(Pending& command, double asked);
+  void OnHandlerEnded(const std::string& text);
   void WaitUntil(const std::function<bool()>& condition, Clock::duration limit) const;
 
   const Timeouts timeouts_;

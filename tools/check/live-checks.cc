@@ -27,6 +27,8 @@ constexpr Check::Level kFail = Check::Level::kFail;
 constexpr char kMoreTimeHint[] =
     "request more time before the timeout (AskForSeconds(), NegotiateTimeout)";
 constexpr char kLogHint[] = "check its log (DLOG_FILTER='*:D'), and that the executable runs";
+constexpr char kOutputHint[] =
+    "install the package: \"qor logs\" prints the output of its processes";
 constexpr std::size_t kMaxShownSize = 80;
 
 std::string Shown(const Answer& answer) {
@@ -132,6 +134,8 @@ class HandlerCheck {
       return {kFail, "connects but does not fetch its commands",
               "set the callback for commands (SetCommandReceivedCb) after every connection"};
     }
+    if (answer.kind == Answer::Kind::kEnded)
+      return {kFail, answer.text + ", before it connected", kOutputHint};
     if (answer.kind != Answer::Kind::kTimeout) return {kFail, answer.text, kLogHint};
     if (common::TimeoutOf(answer.text) == common::Timeout::kConnection) {
       const std::string limit =

@@ -9,10 +9,12 @@
 #include <cstddef>
 #include <filesystem>
 #include <iterator>
+#include <optional>
 #include <utility>
 
 #include "common/platform-names.h"
 #include "inspect/config-file.h"
+#include "inspect/executable.h"
 #include "inspect/manifest-lines.h"
 #include "inspect/similar.h"
 
@@ -162,13 +164,20 @@ class Inspector {
 
   void CheckExecutable(Application& application) const {
     const std::string& file = application.record.executable;
-    if (access(file.c_str(), X_OK) == 0) return;
-    application.runtime_errors.push_back(
-        {fs::exists(file) ? "cannot be launched: executable has no execute permission"
-                          : "cannot be launched: missing executable",
-         "reinstall the package",
-         {shown_as_ + "/" + std::string(fs::path(file).lexically_relative(package_.root_path))},
-         Topic::kExecutable});
+    std::optional<Finding> problem;
+    if (access(file.c_str(), X_OK) == 0) {
+      problem = FindExecutableProblem(file);
+    } else {
+      problem =
+          Finding{fs::exists(file) ? "cannot be launched: executable has no execute permission"
+                                   : "cannot be launched: missing executable",
+                  "reinstall the package"};
+    }
+    if (!problem) return;
+    problem->location.file =
+        shown_as_ + "/" + std::string(fs::path(file).lexically_relative(package_.root_path));
+    problem->topic = Topic::kExecutable;
+    application.runtime_errors.push_back(*problem);
   }
 
   void CheckPrivileges(Application& application) const {

@@ -47,6 +47,7 @@ int Run(int argc, char** argv) {
   tools::cli::AddDoctorCommand(app, selected);
   tools::cli::AddExplainCommand(app, selected);
   tools::cli::AddHandlersCommand(app, selected);
+  tools::cli::AddLogsCommand(app, selected);
   tools::cli::AddSendCommand(app, selected);
   tools::cli::AddAgentCommand(app, selected);
   tools::cli::AddProbeCommand(app, selected);

@@ -8,8 +8,8 @@
 #include <stdexcept>
 #include <utility>
 
-#include "platform/linux/common/process-identity.h"
 #include "platform/linux/common/connected-processes.h"
+#include "platform/linux/common/process-identity.h"
 #include "platform/linux/rpc-port/admission.h"
 #include "platform/linux/rpc-port/boundary.h"
 #include "platform/linux/rpc-port/owned-socket.h"

@@ -35,6 +35,7 @@ const char* NameOfRejection(int error) {
 // Null for an outcome that needs no reason.
 const char* ReasonOf(const CommandResult& result) {
   if (result.IsRejected()) return NameOfRejection(result.rejection);
+  if (result.handler_end) return result.handler_end->pid == 0 ? "launch-failed" : "handler-exited";
   switch (result.outcome.reason) {
     case QOR_AGENT_REASON_NONE:
       return nullptr;
@@ -66,7 +67,12 @@ struct Explanation {
 };
 
 // For a command that was accepted and not answered.
-Explanation Explain(const qor::Agent::Outcome& outcome) {
+Explanation Explain(const CommandResult& result) {
+  if (const auto& end = result.handler_end) {
+    return {Describe(*end), end->pid == 0 ? "\"qor doctor\" checks the executable"
+                                          : "\"qor logs " + end->handler + "\" prints its output"};
+  }
+  const qor::Agent::Outcome& outcome = result.outcome;
   const std::string& type = outcome.type;
   switch (outcome.reason) {
     case QOR_AGENT_REASON_NO_HANDLER:
@@ -76,7 +82,7 @@ Explanation Explain(const qor::Agent::Outcome& outcome) {
               "\"qor doctor\" checks its executable"};
     case QOR_AGENT_REASON_NOT_CONNECTED:
       return {"the handler of " + type + " was launched and did not connect",
-              "\"qor explain " + type + "\" names it; its log tells more (DLOG_FILTER='*:D')"};
+              "\"qor explain " + type + "\" names it, \"qor logs\" prints its output"};
     case QOR_AGENT_REASON_NOT_SENT:
       return {type + " was not sent: earlier commands of the handler took until the deadline",
               "allow more time, or more commands in flight"};
@@ -108,6 +114,7 @@ ExitCode ExitCodeOf(const CommandResult& result) {
   if (result.IsRejected()) return kError;
   if (result.IsSuccess()) return kSuccess;
   if (result.HasAnswer()) return kHandlerFailed;
+  if (result.handler_end) return kLaunchFailed;
   switch (result.outcome.reason) {
     case QOR_AGENT_REASON_NO_HANDLER:
       return kNoHandler;
@@ -126,7 +133,7 @@ ToolError ToToolError(const CommandResult& result) {
     if (!json::FindSyntaxError(error)) error = json::Compact(error);
     return {code, "status " + std::to_string(result.outcome.status) + ": " + error};
   }
-  const Explanation explanation = Explain(result.outcome);
+  const Explanation explanation = Explain(result);
   return {code, explanation.message, explanation.hint};
 }
 
@@ -141,7 +148,7 @@ void WriteMembers(json::ValueWriter& json, const CommandResult& result) {
     json::WriteJsonOrString(json.Key("error"), outcome.error);
   } else {
     json.Member("error",
-                result.IsRejected() ? RejectionText(result.rejection) : Explain(outcome).message);
+                result.IsRejected() ? RejectionText(result.rejection) : Explain(result).message);
   }
   if (result.latency) json.Member("latencyMs", result.latency->count());
 }

@@ -10,6 +10,7 @@
 #include <optional>
 
 #include "json/value-writer.h"
+#include "qor/agent/handler-ends.h"
 #include "qor/output/exit-codes.h"
 #include "qor/output/tool-error.h"
 
@@ -21,6 +22,8 @@ struct CommandResult {
   qor::Agent::Outcome outcome = {};
   // Of the submission, a qor_agent_error_e.
   int rejection = QOR_AGENT_ERROR_NONE;
+  // Of a command that was not delivered because the process of its handler has ended: how it ended.
+  std::optional<HandlerEnd> handler_end = {};
   // From the submission to the outcome. Not known for a command that another process submitted.
   std::optional<std::chrono::duration<double, std::milli>> latency = {};
 

@@ -36,8 +36,8 @@ Requests:
   {"handlers":true}       list the handlers
 
 Events ("event"): ready, accepted, outcome, amendment, confirmed, handlers, added, removed,
-updated, extension, negotiation, error, end. A request that is invalid or longer than 3 MiB is
-answered with an error event; the agent continues with the next line.
+updated, exited, extension, negotiation, error, end. A request that is invalid or longer than
+3 MiB is answered with an error event; the agent continues with the next line.
 
 With --journal, commands and outcomes outlive the process: an outcome is reported at each
 start until it is confirmed.

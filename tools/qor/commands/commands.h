@@ -26,6 +26,7 @@ void AddCheckCommand(CLI::App& app, SelectedCommand& selected);
 void AddDoctorCommand(CLI::App& app, SelectedCommand& selected);
 void AddExplainCommand(CLI::App& app, SelectedCommand& selected);
 void AddHandlersCommand(CLI::App& app, SelectedCommand& selected);
+void AddLogsCommand(CLI::App& app, SelectedCommand& selected);
 void AddSendCommand(CLI::App& app, SelectedCommand& selected);
 void AddAgentCommand(CLI::App& app, SelectedCommand& selected);
 void AddProbeCommand(CLI::App& app, SelectedCommand& selected);

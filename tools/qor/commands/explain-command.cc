@@ -9,6 +9,7 @@
 
 #include "inspect/explanation.h"
 #include "qor/commands/commands.h"
+#include "qor/logs/last-end.h"
 #include "qor/output/colour.h"
 #include "qor/output/finding-json.h"
 #include "qor/output/tool-error.h"
@@ -50,6 +51,8 @@ void PrintText(const std::string& type, const Explanation& explanation) {
     std::cout << "   priority " << candidate.priority.Value() << ": "
               << text::Printable(candidate.priority.Reason()) << "\n";
     std::cout << "   " << text::Printable(RankReason(explanation, i)) << "\n";
+    if (const auto end = FindLastFailure(candidate.record.id))
+      std::cout << "   last process: " << DescribeWithAge(*end) << "\n";
     for (const auto& problem : candidate.Problems()) {
       std::cout << "   " << colour.Yellow("problem: ") << ProblemText(problem);
     }
@@ -77,6 +80,8 @@ void PrintJson(const std::string& type, const Explanation& explanation) {
     json.Member("priority", candidate.priority.Value());
     json.Member("priorityReason", candidate.priority.Reason());
     json.Member("reason", RankReason(explanation, i));
+    if (const auto end = FindLastFailure(candidate.record.id))
+      json.Member("lastProcess", DescribeWithAge(*end));
     WriteFindings(json.Key("problems"), candidate.Problems());
     json.EndObject();
   }

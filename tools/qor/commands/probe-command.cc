@@ -7,7 +7,8 @@
 //
 // Each line of standard input is {"uuid":...,"type":...,"payload":...}, and is answered with
 // {"sent":UUID,"error":CODE}. Later events are {"extension":UUID,"seconds":...}, which is granted,
-// and {"answered":UUID,"status":...,"text":...}.
+// {"answered":UUID,"status":...,"text":...}, and {"ended":HANDLER,"text":...} when the process of
+// the handler that it had launched ends before it connects.
 
 #include <Ecore.h>
 #include <qor_handler_manager.h>
@@ -23,6 +24,7 @@
 #include "base/stop-signals.h"
 #include "json/json.h"
 #include "json/value-writer.h"
+#include "qor/agent/handler-ends.h"
 #include "qor/commands/commands.h"
 #include "qor/commands/identity.h"
 #include "qor/commands/timeout-options.h"
@@ -70,6 +72,7 @@ class Probe {
  public:
   explicit Probe(const Timeouts& timeouts)
       : library_(timeouts),
+        handler_ends_([this](const HandlerEnd& end) { OnHandlerEnd(end); }),
         input_(STDIN_FILENO, {[this](int, std::string_view line) { OnLine(line); },
                               [this](int) { has_failed_ = true; }}) {
     qor_handler_manager_set_response_cb(
@@ -123,11 +126,18 @@ class Probe {
     Write(json.BeginObject().Member("extension", uuid).Member("seconds", seconds));
   }
 
+  void OnHandlerEnd(const HandlerEnd& end) {
+    if (end.has_connected) return;
+    json::ValueWriter json;
+    Write(json.BeginObject().Member("ended", end.handler).Member("text", end.text));
+  }
+
   void Write(json::ValueWriter& object) { output_.Write(object.EndObject().Text()); }
 
   const Library library_;
   bool has_failed_ = false;
   LineWriter output_;
+  const HandlerEnds handler_ends_;
   LineReader input_;
   const StopSignals stop_;
 };

@@ -11,6 +11,7 @@
 #include <iostream>
 #include <limits>
 #include <memory>
+#include <optional>
 #include <string>
 #include <unordered_map>
 #include <utility>
@@ -18,11 +19,13 @@
 #include "base/run-until.h"
 #include "base/stop-signals.h"
 #include "base/timeouts.h"
+#include "inspect/explanation.h"
 #include "qor/agent/open-agent.h"
 #include "qor/commands/commands.h"
 #include "qor/commands/identity.h"
 #include "qor/commands/payload.h"
 #include "qor/commands/timeout-options.h"
+#include "qor/logs/live-log.h"
 #include "qor/output/exit-codes.h"
 #include "qor/output/progress-bar.h"
 #include "qor/output/summary.h"
@@ -46,18 +49,21 @@ invalid UTF-8 are escaped, unless --raw. Errors, and a summary of several comman
 written to standard error. With --json every command writes one line to standard output:
   {"uuid":...,"outcome":...,"reason":...,"status":...,"result" or "error":...,"latencyMs":...}
 Several commands end with the line {"summary":...}. Outcomes are succeeded, failed,
-not-delivered (reason no-handler, launch-failed, not-connected or not-sent), unknown (no
-answer by the deadline) and rejected (with the reason). A result that is a JSON object,
-array, number, true, false or null is that value, any other a string. The summary has the
-latencies of commands that a handler answered.
+not-delivered (reason no-handler, launch-failed, handler-exited, not-connected or not-sent),
+unknown (no answer by the deadline) and rejected (with the reason). A result that is a JSON
+object, array, number, true, false or null is that value, any other a string. The summary
+has the latencies of commands that a handler answered.
+
+When the process of a launched handler ends, how it ended is printed at once. One command
+without --deadline ends with it (handler-exited) if the handler had not connected.
 
 Until its deadline a command that was not delivered is sent again. One that may have been
 delivered is sent again, with the same uuid, only with --policy at-least-once.
 
 Exit status: 0 success, 2 usage error or a payload that cannot be read or sent,
 3 the handler returned an error, 4 not connected or no answer, 5 no handler serves the type,
-6 the handler could not be launched, 1 any other error; of several commands, that of the
-first without success. 130 after Ctrl-C, 143 after SIGTERM.)";
+6 the handler could not be launched, or exited before it connected, 1 any other error; of
+several commands, that of the first without success. 130 after Ctrl-C, 143 after SIGTERM.)";
 
 // 30 years: longer than any use, and far from an overflow of a sum of times.
 constexpr double kMaxSeconds = 1e9;
@@ -77,6 +83,7 @@ struct Options {
   // 0 for both timeouts.
   Seconds deadline{0};
   qor_agent_policy_e policy = QOR_AGENT_AT_MOST_ONCE;
+  bool shows_log = false;
   bool strict = false;
   bool json = false;
   bool raw = false;
@@ -91,7 +98,12 @@ class Sender {
         payload_(std::move(payload)),
         raw_(options.raw || isatty(STDOUT_FILENO) == 0),
         bar_(options.count, options.HasManyCommands() && !options.json),
-        agent_(OpenAgent(AgentSettings())) {}
+        agent_(OpenAgent(AgentSettings())),
+        handler_ends_([this](const HandlerEnd& end) { OnHandlerEnd(end); }) {
+    if (!options.shows_log) return;
+    const auto handlers = inspect::Explain(inspect::InspectInstalledPackages(), options.type);
+    if (!handlers.candidates.empty()) log_.emplace(handlers.candidates.front().record.id);
+  }
 
   int Run() {
     SendRound();
@@ -101,6 +113,7 @@ class Sender {
     }
     summary_.AddInterrupted(sent_.size());
     bar_.Clear();
+    log_.reset();
     if (options_.HasManyCommands() || stop_.Caught() != 0) PrintSummary();
     if (!std::cout) throw ToolError(kError, "cannot write standard output");
     return stop_.Caught() != 0 ? stop_.ExitStatus() : summary_.Code();
@@ -178,6 +191,27 @@ class Sender {
     Report(result);
   }
 
+  // Does not wait for a timeout when the only command certainly was not delivered. With a deadline
+  // the library launches the handler again, and other commands may have launched it again.
+  void OnHandlerEnd(const HandlerEnd& end) {
+    if (sent_.empty()) return;
+    if (end.has_connected || options_.HasManyCommands() || options_.deadline.count() > 0) {
+      if (end.is_success) return;
+      bar_.Clear();
+      std::cerr << "qor: " << text::Printable(Describe(end)) << std::endl;
+      return;
+    }
+    const auto sent = sent_.begin();
+    CommandResult result;
+    result.outcome.uuid = sent->first;
+    result.outcome.type = options_.type;
+    result.outcome.kind = QOR_AGENT_NOT_DELIVERED;
+    result.handler_end = end;
+    result.latency = Clock::now() - sent->second;
+    sent_.erase(sent);
+    Report(result);
+  }
+
   void Report(const CommandResult& result) {
     summary_.Add(result);
     const bool is_result = options_.json || result.IsSuccess();
@@ -213,6 +247,8 @@ class Sender {
   Clock::time_point round_start_;
   std::unordered_map<std::string, Clock::time_point> sent_;  // by uuid, until the outcome
   const std::unique_ptr<qor::Agent> agent_;
+  const HandlerEnds handler_ends_;
+  std::optional<LiveLog> log_;
   StopSignals stop_;
 };
 
@@ -269,6 +305,8 @@ void AddSendCommand(CLI::App& app, SelectedCommand& selected) {
       ->capture_default_str();
   AddSeconds(*send, "--repeat", options->repeat,
              "repeat every given number of seconds until interrupted");
+  send->add_flag("--log", options->shows_log,
+                 "print what the handler writes meanwhile to standard error");
   send->add_flag("--strict", options->strict, "reject a payload that is not JSON");
   send->add_flag("--json", options->json, "print results as JSON Lines");
   send->add_flag("--raw", options->raw, "do not escape results on a terminal");

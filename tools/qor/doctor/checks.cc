@@ -15,6 +15,7 @@
 #include "platform/linux/common/root-folder.h"
 #include "platform/linux/package-manager/file-system.h"
 #include "qor/doctor/file-users.h"
+#include "qor/logs/last-end.h"
 
 namespace tools::cli {
 
@@ -56,6 +57,18 @@ void CheckLeftovers(const std::vector<inspect::Package>& packages, Checks& check
           {kWarn, folder + " belongs to no installed package", "remove it: rm -r " + folder});
     }
   }
+}
+
+// A handler that is running now has been launched since.
+void CheckLastEnd(const inspect::Application& application, Checks& checks) {
+  const auto end = FindLastFailure(application.record.id);
+  const auto is_running = [&](const platform::Executable& executable) {
+    return executable.path == application.record.executable;
+  };
+  if (!end || !platform::FindProcesses(is_running).empty()) return;
+  checks.push_back({kWarn,
+                    "handler " + application.record.id + ": last process: " + DescribeWithAge(*end),
+                    "qor logs " + application.record.id});
 }
 
 }  // namespace
@@ -156,6 +169,7 @@ void CheckHandlers(Checks& checks) {
       for (const auto& finding : application.warnings) {
         checks.push_back({kWarn, name + inspect::ToText(finding), finding.hint});
       }
+      CheckLastEnd(application, checks);
       if (application.is_handler && application.Problems().empty()) {
         checks.push_back({kPass, name + "serves " +
                                      std::to_string(application.request_types.size()) +

@@ -30,7 +30,7 @@ inline constexpr ExitCodeDescription kExitCodeDescriptions[] = {
     {kHandlerFailed, "the handler returned an error"},
     {kNoAnswer, "the handler did not connect or answer by the deadline"},
     {kNoHandler, "no handler serves the request type"},
-    {kLaunchFailed, "the handler could not be launched"},
+    {kLaunchFailed, "the handler could not be launched, or exited before it connected"},
 };
 
 }  // namespace tools::cli

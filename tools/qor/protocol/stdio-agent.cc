@@ -36,6 +36,7 @@ void WriteTypes(json::ValueWriter& json, const std::vector<std::string>& types) 
 StdioAgent::StdioAgent(const Options& options)
     : confirms_(options.journal.empty()),
       agent_(OpenAgent(SettingsOf(options))),
+      handler_ends_([this](const HandlerEnd& end) { OnHandlerEnd(end); }),
       input_(STDIN_FILENO,
              {[this](int number, std::string_view line) { OnLine(number, line); },
               [this](int number) {
@@ -193,6 +194,12 @@ bool StdioAgent::OnExtension(const std::string& handler, const std::string& uuid
   Begin(json, "extension").Member("uuid", uuid).Member("handler", handler);
   Write(json.Member("seconds", seconds).Member("granted", grants_));
   return grants_;
+}
+
+void StdioAgent::OnHandlerEnd(const HandlerEnd& end) {
+  json::ValueWriter json;
+  WriteMembers(Begin(json, "exited"), end);
+  Write(json);
 }
 
 }  // namespace tools::cli

@@ -17,6 +17,7 @@
 #include "base/stop-signals.h"
 #include "base/timeouts.h"
 #include "json/value-writer.h"
+#include "qor/agent/handler-ends.h"
 #include "qor/protocol/line-reader.h"
 #include "qor/protocol/line-writer.h"
 #include "qor/protocol/request.h"
@@ -63,12 +64,14 @@ class StdioAgent {
   void OnOutcome(const qor::Agent::Outcome& outcome);
   void OnHandlerUpdate(qor_handler_update_type_e type, qor_handler_manager_handler_info_h info);
   bool OnExtension(const std::string& handler, const std::string& uuid, double seconds);
+  void OnHandlerEnd(const HandlerEnd& end);
   void Write(json::ValueWriter& event) { output_.Write(event.EndObject().Text()); }
 
   const bool confirms_;
   bool grants_ = true;
   const std::unique_ptr<qor::Agent> agent_;
   LineWriter output_;
+  const HandlerEnds handler_ends_;
   LineReader input_;
   StopSignals stop_;
   std::vector<qor::Agent::Command> batch_;
