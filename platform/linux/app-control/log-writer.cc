@@ -161,9 +161,9 @@ class LineFormatter {
 
   LogFile* const file_;
   const pid_t pid_;
-  char prefix_[kMaxPrefix];
+  char prefix_[kMaxPrefix] = {};
   size_t prefix_size_ = 0;
-  char batch_[4 * kMaxLine];
+  char batch_[4 * kMaxLine] = {};
   size_t used_ = 0;
 };
 

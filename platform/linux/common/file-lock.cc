@@ -39,7 +39,8 @@ pid_t HolderIn(const std::string& line, const struct stat& file) {
   unsigned minor_number = 0;
   unsigned long long inode = 0;
   // NUMBER: KIND ADVISORY ACCESS PID MAJOR:MINOR:INODE START END. The line of a waiting process has
-  // an arrow in front of the kind, and so does not match.
+  // an arrow in front of the kind, and so does not match. The kernel's numbers have the types read.
+  // NOLINTNEXTLINE(cert-err34-c): overflow cannot occur
   const int found = std::sscanf(line.c_str(), "%*d: FLOCK %*s %*s %d %x:%x:%llu", &pid,
                                 &major_number, &minor_number, &inode);
   const bool is_same = found == 4 && major_number == major(file.st_dev) &&
