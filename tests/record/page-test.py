@@ -75,7 +75,7 @@ def single(status):
     for begin in [0, 50_000]:
         yield event(begin, "sent", uuid="again", type="t", payload="")
         yield event(begin, "delivered", **name, instance="i", code=0)
-        yield event(begin + 40_000, "answered", **name, status=status, result="", error="")
+        yield event(begin + 40_000, "answered", **name, status=status, result="made", error="lost")
 
 
 def hostile():
@@ -264,6 +264,13 @@ class Page(unittest.TestCase):
             self.search(text)
             self.assertEqual(len(self.rows()), count, text)
 
+    def test_searches_in_result_and_error_of_one_answer(self):
+        self.open("failure")
+        for text in ["made", "lost"]:
+            self.browser.click("#show-all")
+            self.search(text)
+            self.assertEqual(len(self.rows()), 2, text)
+
     def test_filters_by_request_type(self):
         before = self.picture()
         self.browser.type("#type", "config")
@@ -372,7 +379,7 @@ class Page(unittest.TestCase):
         self.assertEqual(self.selected(), "command-4321")
         self.assertIn("command-4321", self.text("#details-body"))
         self.search("command-0001")
-        self.browser.click("#rows a")
+        self.browser.click("#rows .type")
         self.assertEqual(self.value("location.hash"), "#command-0001")
         # The browser's back button; the filter does not match that command.
         self.browser.call("POST", "/back")
@@ -464,7 +471,7 @@ class Page(unittest.TestCase):
                 {"type": "pointerMove", "duration": 0, **self.browser.position("#canvas", x, top + below - height // 2)}])
             if not self.value("document.getElementById('tip').hidden"):
                 return self.text("#tip")
-        return None
+        return ""
 
     def test_shows_connections_and_exits_in_the_lane(self):
         self.open("storm")
@@ -577,6 +584,12 @@ class Page(unittest.TestCase):
 
     def test_needs_no_network(self):
         self.assertEqual(self.browser.run("return performance.getEntriesByType('resource').length"), 0)
+
+    def test_lays_out_visible_rows_only(self):
+        self.settle()
+        laid_out = self.value("[...document.querySelectorAll('#rows .uuid')]"
+                              ".filter((cell) => cell.checkVisibility({ contentVisibilityAuto: true })).length")
+        self.assertTrue(0 < laid_out < 100, laid_out)
 
     def test_keeps_the_frame_rate_while_zooming(self):
         # Repeated, because load on the machine can slow down one attempt.

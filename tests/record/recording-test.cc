@@ -19,6 +19,7 @@ namespace {
 
 using testing::ElementsAre;
 using testing::HasSubstr;
+using testing::IsEmpty;
 using testing::Not;
 using testing::SizeIs;
 using tools::record::Command;
@@ -146,6 +147,7 @@ TEST_F(Recording, KeepsTheTimelineOfEveryCommand) {
   EXPECT_EQ(Find(record, "unknown").code, QOR_HANDLER_MANAGER_ERROR_NOT_SUPPORTED_COMMAND);
   EXPECT_EQ(Find(record, "dropped").outcome, Outcome::kDropped);
   EXPECT_EQ(Find(record, "dropped").handler, kText);
+  EXPECT_THAT(Find(record, "dropped").disconnected, IsEmpty());
 }
 
 TEST_F(Recording, LetsTheAgentRefuseExtensions) {

@@ -19,6 +19,7 @@ class Painter {
     this.colours = new Proxy({}, {
       get: (known, name) => known[name] ??= style.getPropertyValue(name).trim(),
     });
+    this.outcomeColours = Object.fromEntries(OUTCOMES.map((name) => [name, this.colours[colourName(name)]]));
   }
 
   draw(lanes, selected, scroll, height) {
@@ -122,7 +123,7 @@ class Painter {
       const isSelected = command === this.selected;
       const left = this.view.xAt(command.begin);
       const right = this.view.xAt(command.end);
-      this.context.fillStyle = this.colours[isSelected ? "--text" : colourName(command.outcome)];
+      this.context.fillStyle = isSelected ? this.colours["--text"] : this.outcomeColours[command.outcome];
       this.context.fillRect(left, top, Math.max(right - left, 2), isSelected ? 4 : Math.max(height * 0.8, 1));
     });
   }
@@ -132,7 +133,7 @@ class Painter {
       const left = this.view.xAt(command.begin);
       const right = Math.max(this.view.xAt(command.end), left + 3);
       this.drawBar(command, left, right, top);
-      this.drawLabel(command, right, next, top);
+      this.drawLabel(command, left, right, next, top);
       this.drawExtensions(command, top);
       this.drawLateAnswers(command, top);
     });
@@ -140,7 +141,7 @@ class Painter {
 
   drawBar(command, left, right, top) {
     const { context, view } = this;
-    const colour = this.colours[colourName(command.outcome)];
+    const colour = this.outcomeColours[command.outcome];
     context.fillStyle = colour;
     if (command.segments.length === 0) context.fillRect(left, top, right - left, BAR);
     for (const { phase, begin, end } of command.segments) {
@@ -157,29 +158,41 @@ class Painter {
   }
 
   // Draws symbol and type in the widest visible segment, or the symbol after the bar, if they fit.
-  drawLabel(command, right, next, top) {
-    const { context, view } = this;
-    const room = command.segments
-      .map(({ phase, begin, end }) => {
-        const from = Math.max(view.xAt(begin), 0);
-        return { phase, from, width: Math.min(view.xAt(end), view.width) - from };
-      })
-      .reduce((best, part) => (best.width >= part.width ? best : part), { width: 0 });
-    if (room.width < SYMBOL + 6) {
+  drawLabel(command, left, right, next, top) {
+    const { context } = this;
+    const room = right - left > SYMBOL ? this.widestPart(command) : { from: left, to: left };
+    const x = this.besideExtensions(command, room.from + 3);
+    if (x + SYMBOL + 3 > room.to) {
       const isFree = next - right > SYMBOL + 4 && command.lateAnswers.length === 0;
-      if (isFree) this.drawSymbol(command.outcome, right + 3, top + 1.5, this.colours[colourName(command.outcome)]);
+      if (isFree) this.drawSymbol(command.outcome, right + 3, top + 1.5, this.outcomeColours[command.outcome]);
       return;
     }
-    const isMarked = command.extensions.some(({ time }) => Math.abs(view.xAt(time) - room.from) < 20);
     const colour = this.colours[room.phase === "executing" ? "--on-outcome" : "--text"];
-    const x = room.from + (isMarked ? 18 : 3);
-    if (x + SYMBOL > room.from + room.width) return;
     this.drawSymbol(command.outcome, x, top + 1.5, colour);
     context.font = "11px system-ui, sans-serif";
     const text = command.type || command.uuid;
-    if (x + SYMBOL + 8 + context.measureText(text).width > room.from + room.width) return;
+    if (x + SYMBOL + 8 + context.measureText(text).width > room.to) return;
     context.fillStyle = colour;
     context.fillText(text, x + SYMBOL + 4, top + BAR / 2 + 0.5);
+  }
+
+  // The visible part of the widest segment.
+  widestPart({ segments }) {
+    const parts = segments.map(({ phase, begin, end }) => {
+      const [from, to] = [begin, end].map((time) => clamp(this.view.xAt(time), 0, this.view.width));
+      return { phase, from, to };
+    });
+    const width = ({ from, to }) => to - from;
+    return parts.reduce((best, part) => (width(best) >= width(part) ? best : part), { from: 0, to: 0 });
+  }
+
+  // Moves the position of a symbol behind marks that would cover it.
+  besideExtensions(command, x) {
+    for (const { time } of command.extensions) {
+      const mark = this.view.xAt(time);
+      if (Math.abs(mark - x - SYMBOL / 2) < SYMBOL) x = mark + 7;
+    }
+    return x;
   }
 
   drawExtensions(command, top) {
@@ -202,7 +215,7 @@ class Painter {
   drawLateAnswers(command, top) {
     const { context, view } = this;
     const middle = top + BAR / 2;
-    context.strokeStyle = context.fillStyle = this.colours[colourName(command.outcome)];
+    context.strokeStyle = context.fillStyle = this.outcomeColours[command.outcome];
     context.lineWidth = 1;
     for (const { time } of command.lateAnswers) {
       const x = view.xAt(time);
