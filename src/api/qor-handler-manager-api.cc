@@ -72,7 +72,9 @@ QorHandlerManagerApi::ExitGuard::~ExitGuard() {
     return;
   }
   // Destroying the objects would wait for the main loop, whose thread may have exited. They are
-  // kept reachable, so that leak checkers do not report them.
+  // kept reachable, so that leak checkers do not report them. Out of memory, std::terminate() ends
+  // the process, which is exiting.
+  // NOLINTNEXTLINE(bugprone-unhandled-exception-at-new)
   static const auto* kept = new auto(std::make_tuple(instance, manager, serviceManager, stub));
   static_cast<void>(kept);
 }
