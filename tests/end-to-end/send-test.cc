@@ -180,7 +180,8 @@ TEST_F(Send, PrintsErrorsAsJsonOnStandardOutput) {
 TEST_F(Send, PrintsUsageErrorsAsJson) {
   const auto run = Qor({"send", "--json", "text.echo", "@" + Root() + "/nothing.json"});
   EXPECT_EQ(run.exit_status, 2);
-  EXPECT_EQ(run.errors.find(R"({"error":{"message":"cannot read the payload: )"), 0U) << run.errors;
+  EXPECT_EQ(run.errors, "");
+  EXPECT_EQ(run.output.find(R"({"error":{"message":"cannot read the payload: )"), 0U) << run.output;
 }
 
 TEST_F(Send, RejectsOneUuidForSeveralCommands) {

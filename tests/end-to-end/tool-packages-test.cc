@@ -51,7 +51,7 @@ TEST_F(ToolPackages, InstallReportsFileLineAndKeyOfARejectedPackage) {
     EXPECT_THAT(text.errors,
                 HasSubstr("qor: " + file + ":4: version: \"one\" is not a version like 1.2.3\n"));
     const auto json = Qor({"package", verb, copy.Path(), "--json"});
-    EXPECT_THAT(json.errors, HasSubstr("\"file\":\"" + file + "\",\"line\":4,\"key\":\"version\""));
+    EXPECT_THAT(json.output, HasSubstr("\"file\":\"" + file + "\",\"line\":4,\"key\":\"version\""));
   }
 }
 

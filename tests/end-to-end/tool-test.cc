@@ -50,15 +50,6 @@ TEST_F(Tool, ListsPackagesAndHandlers) {
   EXPECT_EQ(Qor({"handlers"}).output, "org.example.silent.handler 10 silence.keep\n");
 }
 
-TEST_F(Tool, ReturnsTwoForUsageErrors) {
-  for (const std::vector<std::string>& arguments :
-       {std::vector<std::string>{}, {"nonsense"}, {"package"}, {"package", "install"}, {"send"}}) {
-    const auto run = Qor(arguments);
-    EXPECT_EQ(run.exit_status, 2) << run.output;
-    EXPECT_NE(run.errors.find("Usage: "), std::string::npos) << run.errors;
-  }
-}
-
 TEST_F(Tool, ReportsARootFolderThatCannotBeWritten) {
   const std::string file = Root() + "/a-file";
   std::ofstream(file) << "in the way";

@@ -27,20 +27,20 @@ std::string LettersOnly(const std::string& text) {
   return letters;
 }
 
-// Edit distance: the number of letters to add, remove or replace.
+// Edit distance: the number of letters to add, remove, replace or swap with the next.
 std::size_t Distance(const std::string& a, const std::string& b) {
-  std::vector<std::size_t> row(b.size() + 1);
-  std::iota(row.begin(), row.end(), std::size_t{0});
-  for (std::size_t i = 0; i < a.size(); ++i) {
-    std::size_t diagonal = row[0];
-    row[0] = i + 1;
-    for (std::size_t j = 0; j < b.size(); ++j) {
-      const std::size_t replaced = diagonal + (a[i] == b[j] ? 0 : 1);
-      diagonal = row[j + 1];
-      row[j + 1] = std::min({replaced, row[j] + 1, row[j + 1] + 1});
+  std::vector<std::vector<std::size_t>> rows(a.size() + 1, std::vector<std::size_t>(b.size() + 1));
+  std::iota(rows[0].begin(), rows[0].end(), std::size_t{0});
+  for (std::size_t i = 1; i <= a.size(); ++i) {
+    rows[i][0] = i;
+    for (std::size_t j = 1; j <= b.size(); ++j) {
+      const std::size_t replaced = rows[i - 1][j - 1] + (a[i - 1] == b[j - 1] ? 0 : 1);
+      rows[i][j] = std::min({replaced, rows[i - 1][j] + 1, rows[i][j - 1] + 1});
+      if (i > 1 && j > 1 && a[i - 1] == b[j - 2] && a[i - 2] == b[j - 1])
+        rows[i][j] = std::min(rows[i][j], rows[i - 2][j - 2] + 1);
     }
   }
-  return row.back();
+  return rows[a.size()][b.size()];
 }
 
 }  // namespace

@@ -3,21 +3,33 @@
 
 #include <CLI/CLI.hpp>
 
-#include <cctype>
+#include <algorithm>
 #include <cstdio>
 #include <exception>
 #include <iostream>
 #include <string>
+#include <string_view>
 
 #include "qor/commands/commands.h"
+#include "qor/commands/usage-error.h"
 #include "qor/output/exit-codes.h"
+#include "qor/output/standard-output.h"
 #include "qor/output/tool-error.h"
 
 namespace {
 
+// JSON belongs to standard output, so that a script reads one stream. A failure to write there is
+// reported as text.
 int Report(const tools::cli::ToolError& error, bool as_json) {
-  std::cerr << (as_json ? tools::cli::ToJson(error) + "\n" : tools::cli::ToText(error));
+  if (as_json && std::cout << tools::cli::ToJson(error) << std::endl) return error.Code();
+  std::cerr << tools::cli::ToText(error);
   return error.Code();
+}
+
+// Also for arguments that cannot be parsed.
+bool WantsJson(int argc, char** argv) {
+  const auto end = std::find(argv, argv + argc, std::string_view("--"));
+  return std::find(argv, end, std::string_view("--json")) != end;
 }
 
 std::string Footer() {
@@ -28,18 +40,20 @@ std::string Footer() {
   return text;
 }
 
+// Also prints the version.
+int PrintHelp(const CLI::App& app, const CLI::Success& help) try {
+  app.exit(help);
+  tools::cli::FlushStandardOutput();
+  return tools::cli::kSuccess;
+} catch (const tools::cli::ToolError& error) {
+  return Report(error, false);
+}
+
 int Run(int argc, char** argv) {
   CLI::App app("install handler packages, list handlers, send commands", "qor");
   app.set_help_flag("-h,--help", "print this help and exit");
   app.require_subcommand(1);
-  app.failure_message([](const CLI::App* failed, const CLI::Error& error) {
-    std::string message = error.what();
-    // Not for names of arguments, which are in upper case.
-    if (message.size() > 1 && std::isupper(static_cast<unsigned char>(message[1])) == 0) {
-      message[0] = static_cast<char>(std::tolower(static_cast<unsigned char>(message[0])));
-    }
-    return "qor: usage error: " + message + "\n" + failed->help();
-  });
+  app.set_version_flag("--version", "qor " QOR_VERSION, "print the version and exit");
   app.footer(Footer());
   tools::cli::SelectedCommand selected;
   tools::cli::AddPackageCommand(app, selected);
@@ -56,12 +70,13 @@ int Run(int argc, char** argv) {
   tools::cli::AddManCommand(app, selected);
   try {
     app.parse(argc, argv);
-    return selected.run();
+    const int status = selected.run();
+    tools::cli::FlushStandardOutput();
+    return status;
   } catch (const CLI::Success& help) {
-    return app.exit(help);
+    return PrintHelp(app, help);
   } catch (const CLI::ParseError& error) {
-    app.exit(error);
-    return tools::cli::kUsage;
+    return Report(tools::cli::UsageErrorOf(app, error), WantsJson(argc, argv));
   } catch (const tools::cli::ToolError& error) {
     return Report(error, selected.json);
   } catch (const std::exception& error) {

@@ -10,6 +10,7 @@
 #include "qor/commands/commands.h"
 #include "qor/commands/identity.h"
 #include "qor/commands/timeout-options.h"
+#include "qor/commands/validators.h"
 #include "qor/output/tool-error.h"
 #include "qor/protocol/stdio-agent.h"
 
@@ -68,13 +69,11 @@ void AddAgentCommand(CLI::App& app, SelectedCommand& selected) {
                  "set a damaged journal aside and begin a new one")
       ->needs(journal);
   agent->add_option("--window", options->window, "maximum number of commands in flight per handler")
-      ->check(CLI::PositiveNumber)
+      ->check(PositiveNumber())
       ->capture_default_str();
   AddTimeoutOptions(*agent, options->timeouts);
-  agent->callback([options, &selected] {
-    selected.json = true;
-    selected.run = [options] { return RunStdioAgent(*options); };
-  });
+  agent->callback(
+      [options, &selected] { selected.run = [options] { return RunStdioAgent(*options); }; });
 }
 
 }  // namespace tools::cli

@@ -11,8 +11,7 @@ std::vector<CommandNode> CommandsOf(const CLI::App& tool) {
   std::vector<CommandNode> commands = {{&tool, {}, {}, {}, {}}};
   for (std::size_t i = 0; i < commands.size(); ++i) {
     CommandNode command = commands[i];
-    command.subcommands = command.app->get_subcommands(
-        [](const CLI::App* subcommand) { return !subcommand->get_group().empty(); });
+    command.subcommands = command.app->get_subcommands(nullptr);
     command.options =
         command.app->get_options([](const CLI::Option* option) { return option->nonpositional(); });
     command.positionals = command.app->get_options(

@@ -11,7 +11,7 @@
 
 namespace tools::cli {
 
-// One command of the command line without its hidden parts.
+// One command of the command line.
 struct CommandNode {
   const CLI::App* app;
   std::vector<std::string> path;  // below the tool: {"package", "install"}

@@ -31,7 +31,7 @@ void AddSendCommand(CLI::App& app, SelectedCommand& selected);
 void AddAgentCommand(CLI::App& app, SelectedCommand& selected);
 void AddProbeCommand(CLI::App& app, SelectedCommand& selected);
 void AddRecordCommand(CLI::App& app, SelectedCommand& selected);
-// Hidden from the help. Generated from all subcommands of `app`.
+// Generated from all subcommands of `app`.
 void AddCompletionCommand(CLI::App& app, SelectedCommand& selected);
 void AddManCommand(CLI::App& app, SelectedCommand& selected);
 

@@ -198,7 +198,6 @@ std::string Completion(const CLI::App& tool, const std::string& mode) {
 void AddCompletionCommand(CLI::App& app, SelectedCommand& selected) {
   CLI::App* completion =
       app.add_subcommand("completion", "print shell completion or installed names");
-  completion->group("");
   completion->footer("Example:\n  qor completion bash");
   const auto mode = std::make_shared<std::string>();
   completion->add_option("MODE", *mode, "script for a shell, or installed names")

@@ -94,15 +94,16 @@ struct Update {
   tools::Handler handler;
 };
 
-// Prints the handlers, then every change until a signal arrives.
+// Prints the handlers, then every change until a signal arrives or a write fails.
 void Watch(std::vector<Update>& updates, bool as_json) {
   const StopSignals stop;
   const Priorities before;
   for (const auto& handler : tools::ListHandlers()) {
     Print({"present", handler.app_id, handler.request_types, before.Of(handler.app_id)}, as_json);
   }
+  const auto is_stopped = [&stop] { return stop.Caught() != 0 || !std::cout; };
   tools::RunUntil([&] {
-    if (updates.empty()) return stop.Caught() != 0;
+    if (updates.empty()) return is_stopped();
     const Priorities now;
     for (const Update& update : updates) {
       const bool is_removed = update.type == QOR_HANDLER_UPDATE_REMOVED;
@@ -111,7 +112,7 @@ void Watch(std::vector<Update>& updates, bool as_json) {
             as_json);
     }
     updates.clear();
-    return stop.Caught() != 0;
+    return is_stopped();
   });
 }
 

@@ -22,6 +22,7 @@
 #include "qor/logs/last-end.h"
 #include "qor/logs/log-reader.h"
 #include "qor/output/exit-codes.h"
+#include "qor/output/standard-output.h"
 #include "qor/output/tool-error.h"
 #include "text/printable.h"
 
@@ -39,11 +40,6 @@ struct Options {
   std::string since;
   bool follow = false;
 };
-
-void RequireOutput() {
-  std::cout.flush();
-  if (!std::cout) throw ToolError(kError, "cannot write standard output");
-}
 
 std::uintmax_t SizeOf(const std::string& path) {
   std::error_code error;
@@ -114,14 +110,14 @@ int PrintLog(const Options& options) {
   };
   LogReader reader(options.handler);
   reader.ReadLines(print);
-  RequireOutput();
+  FlushStandardOutput();
   if (!options.follow) return kSuccess;
   ecore_init();
   const StopSignals stop;
   const auto is_stopped = [&stop] { return stop.Caught() != 0; };
   while (!tools::RunUntil(is_stopped, kPollInterval)) {
     reader.ReadLines(print);
-    RequireOutput();
+    FlushStandardOutput();
   }
   return stop.ExitStatus();
 }
@@ -131,7 +127,6 @@ int RunLogs(const Options& options) {
   if (options.follow || !options.since.empty())
     throw ToolError(kUsage, "--follow and --since need a handler", "qor logs HANDLER --follow");
   PrintLogs();
-  RequireOutput();
   return kSuccess;
 }
 

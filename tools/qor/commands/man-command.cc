@@ -27,7 +27,8 @@ constexpr Variable kEnvironment[] = {
      "$XDG_DATA_HOME/qor-platform or ~/.local/share/qor-platform."},
     {"DLOG_FILTER", "Filter for log lines, as in \"QOR-HANDLER-MANAGER-API:D *:W\"."},
     {"DLOG_FILE", "File for log lines. Default: standard error."},
-    {"NO_COLOR", "If set and not empty, output has no colours."},
+    {"NO_COLOR", "If set and not empty, output has no colours and no progress bar."},
+    {"TERM", "If \"dumb\", output has no colours and no progress bar."},
 };
 
 // Escapes text for roff.
@@ -125,7 +126,6 @@ std::string ManualPage(const CLI::App& tool) {
 
 void AddManCommand(CLI::App& app, SelectedCommand& selected) {
   CLI::App* man = app.add_subcommand("man", "print the manual page");
-  man->group("");
   man->footer("Example:\n  qor man");
   man->callback([&app, &selected] {
     selected.run = [&app] {

@@ -25,6 +25,7 @@
 #include "qor/commands/identity.h"
 #include "qor/commands/payload.h"
 #include "qor/commands/timeout-options.h"
+#include "qor/commands/validators.h"
 #include "qor/logs/live-log.h"
 #include "qor/output/exit-codes.h"
 #include "qor/output/progress-bar.h"
@@ -115,7 +116,6 @@ class Sender {
     bar_.Clear();
     log_.reset();
     if (options_.HasManyCommands() || stop_.Caught() != 0) PrintSummary();
-    if (!std::cout) throw ToolError(kError, "cannot write standard output");
     return stop_.Caught() != 0 ? stop_.ExitStatus() : summary_.Code();
   }
 
@@ -298,10 +298,10 @@ void AddSendCommand(CLI::App& app, SelectedCommand& selected) {
       ->check(CLI::IsMember({"at-most-once", "at-least-once"}))
       ->default_str("at-most-once");
   send->add_option("--count", options->count, "number of commands")
-      ->check(CLI::PositiveNumber)
+      ->check(PositiveNumber())
       ->capture_default_str();
   send->add_option("--parallel", options->parallel, "maximum number of pending commands")
-      ->check(CLI::PositiveNumber)
+      ->check(PositiveNumber())
       ->capture_default_str();
   AddSeconds(*send, "--repeat", options->repeat,
              "repeat every given number of seconds until interrupted");

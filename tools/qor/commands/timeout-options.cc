@@ -6,6 +6,8 @@
 #include <chrono>
 #include <string>
 
+#include "qor/commands/validators.h"
+
 namespace tools::cli {
 
 namespace {
@@ -15,7 +17,7 @@ CLI::Option* AddMilliseconds(CLI::App& command, const std::string& name,
   return command
       .add_option_function<int>(
           name, [&value](int number) { value = std::chrono::milliseconds(number); }, description)
-      ->check(CLI::PositiveNumber)
+      ->check(PositiveNumber())
       ->default_str(std::to_string(value.count()));
 }
 

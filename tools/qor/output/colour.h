@@ -11,10 +11,19 @@
 
 namespace tools::cli {
 
-// Colours for terminals. Plain text elsewhere, and if NO_COLOR is set and not empty.
+// Returns whether escape sequences may be written: only to terminals, and not if NO_COLOR is set
+// and not empty or TERM is "dumb".
+inline bool AllowsEscapes(int fd) {
+  const char* no_color = std::getenv("NO_COLOR");
+  const char* term = std::getenv("TERM");
+  return isatty(fd) == 1 && (no_color == nullptr || *no_color == '\0') &&
+         (term == nullptr || std::string(term) != "dumb");
+}
+
+// Colours for standard output; plain text where escape sequences are not allowed.
 class Colour {
  public:
-  explicit Colour(int fd = STDOUT_FILENO) : on_(isatty(fd) == 1 && IsEnabled()) {}
+  Colour() : on_(AllowsEscapes(STDOUT_FILENO)) {}
 
   std::string Green(const std::string& text) const { return Wrap("32", text); }
   std::string Yellow(const std::string& text) const { return Wrap("33", text); }
@@ -22,10 +31,6 @@ class Colour {
   std::string Bold(const std::string& text) const { return Wrap("1", text); }
 
  private:
-  static bool IsEnabled() {
-    const char* no_color = std::getenv("NO_COLOR");
-    return no_color == nullptr || *no_color == '\0';
-  }
   std::string Wrap(const char* code, const std::string& text) const {
     return on_ ? std::string("\033[") + code + "m" + text + "\033[0m" : text;
   }

@@ -8,10 +8,12 @@
 #include <iostream>
 #include <string>
 
+#include "qor/output/colour.h"
+
 namespace tools::cli {
 
 ProgressBar::ProgressBar(std::size_t total, bool is_enabled)
-    : total_(total), on_(is_enabled && isatty(STDERR_FILENO) != 0) {}
+    : total_(total), on_(is_enabled && AllowsEscapes(STDERR_FILENO)) {}
 
 void ProgressBar::Show(std::size_t done) {
   constexpr std::size_t kWidth = 40;

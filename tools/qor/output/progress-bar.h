@@ -9,7 +9,7 @@
 
 namespace tools::cli {
 
-// A progress bar on standard error; draws nothing if that is not a terminal.
+// A progress bar on standard error; draws nothing where escape sequences are not allowed.
 class ProgressBar {
  public:
   ProgressBar(std::size_t total, bool is_enabled);
