@@ -133,8 +133,7 @@ TEST_F(ApplicationLogTest, ContainsLastLineWithoutLineBreak) {
   Send("print", "no");
   const pid_t pid = CreatedProcess();
   NextReport();
-  UniqueFd output(
-      open(("/proc/" + std::to_string(pid) + "/fd/1").c_str(), O_WRONLY | O_CLOEXEC));
+  UniqueFd output(open(("/proc/" + std::to_string(pid) + "/fd/1").c_str(), O_WRONLY | O_CLOEXEC));
   ASSERT_EQ(write(output.Get(), "incomplete", 10), 10);
   test::Signal(pid, SIGKILL);
   output.Reset();
@@ -217,6 +216,16 @@ TEST_F(ApplicationLogTest, ContinuesAfterTermSignal) {
   for (const int signal : {SIGTERM, SIGINT, SIGHUP}) test::Signal(writer, signal);
   Send("print", "second");
   EXPECT_TRUE(AwaitLine("error second"));
+}
+
+TEST_F(ApplicationLogTest, WriterInheritsNoDescriptors) {
+  const UniqueFd inheritable(open("/dev/null", O_RDONLY));
+  StartAndPrint("hello");
+  ASSERT_TRUE(AwaitLine("error hello"));
+  const pid_t writer = LogWriter();
+  ASSERT_GT(writer, 0);
+  // The standard ones and the log.
+  EXPECT_EQ(test::SortedNames("/proc/" + std::to_string(writer) + "/fd").size(), 4U);
 }
 
 TEST_F(ApplicationLogTest, WriterExitsWithProcess) {

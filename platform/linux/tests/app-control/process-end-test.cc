@@ -2,12 +2,14 @@
 // SPDX-License-Identifier: Apache-2.0
 
 // How launched processes end. The test's thread is the main loop's thread.
+#include <Ecore.h>
 #include <app_control.h>
 #include <gtest/gtest.h>
 #include <signal.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <cstdlib>
 #include <filesystem>
 #include <thread>
 #include <vector>
@@ -16,7 +18,6 @@
 #include "platform/linux/common/application-log.h"
 #include "platform/linux/common/package-database.h"
 #include "platform/linux/common/process-end.h"
-#include "platform/linux/tests/support/child-process.h"
 #include "platform/linux/tests/support/loop.h"
 #include "platform/linux/tests/support/platform-test.h"
 #include "platform/linux/tests/support/program.h"
@@ -202,15 +203,18 @@ TEST_F(ProcessEndTest, RejectsProgramOfUnknownFormat) {
       << text;
 }
 
-// Ecore reaps all children when one has exited: here before the process's descriptor is served.
+// As when Ecore reaps all children before the process's descriptor is served.
 TEST_F(ProcessEndTest, ReportsStatusOfProcessReapedByEcore) {
-  InstallProgram(ServiceProgram());
-  const pid_t other = test::StartChildProcess({"/bin/true"});
-  AwaitEnd(other);
+  const pid_t pid = StartService();
   Send("exit-with", "3");
-  AwaitEnd(CreatedProcess());
+  EXPECT_EQ(test::Await(pid), 3);
+  auto* reaped = static_cast<Ecore_Exe_Event_Del*>(std::calloc(1, sizeof(Ecore_Exe_Event_Del)));
+  reaped->pid = pid;
+  reaped->exited = 1;
+  reaped->exit_code = 3;
+  const auto release = [](void*, void* event) { std::free(event); };
+  ecore_event_add(ECORE_EXE_EVENT_DEL, reaped, release, nullptr);
   EXPECT_EQ(NextEnd().text, "exited with status 3");
-  EXPECT_NE(kill(other, 0), 0) << "not reaped";
 }
 
 TEST_F(ProcessEndTest, ReportsUnknownStatusOfProcessReapedByProgram) {
@@ -224,9 +228,17 @@ TEST_F(ProcessEndTest, ReportsUnknownStatusOfProcessReapedByProgram) {
 
 TEST_F(ProcessEndTest, LeavesReapingToEcore) {
   const pid_t pid = StartService();
+  // Ecore has an event for each process that it has reaped.
+  pid_t reaped = 0;
+  const auto on_reaped = [](void* data, int, void* event) -> Eina_Bool {
+    *static_cast<pid_t*>(data) = static_cast<Ecore_Exe_Event_Del*>(event)->pid;
+    return ECORE_CALLBACK_PASS_ON;
+  };
+  Ecore_Event_Handler* handler = ecore_event_handler_add(ECORE_EXE_EVENT_DEL, on_reaped, &reaped);
   test::Signal(pid, SIGKILL);
   NextEnd();
-  EXPECT_TRUE(test::RunLoopUntil([pid] { return kill(pid, 0) != 0; }));
+  EXPECT_TRUE(test::RunLoopUntil([&] { return reaped == pid; }));
+  ecore_event_handler_del(handler);
 }
 
 TEST_F(ProcessEndTest, IgnoresProcessesOfOtherThreads) {
