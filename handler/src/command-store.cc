@@ -121,6 +121,7 @@ void CommandStore::Prepare() {
 
 StoredCommand CommandStore::Find(const CommandKey& key) {
   Prepare();
+  if (is_in_memory_) ReturnToFile();
   StoredCommand stored;
   if (database_) RunWithRecovery([&] { stored = Load(key); });
   const auto unwritten = unwritten_.find(key);
@@ -131,7 +132,6 @@ StoredCommand CommandStore::Find(const CommandKey& key) {
 bool CommandStore::Begin(const CommandKey& key, Policy policy) {
   Prepare();
   const bool is_durable = policy == Policy::kAtMostOnce;
-  if (is_durable && is_in_memory_) ReturnToFile();
   const bool is_written =
       database_ && RunWithRecovery([&] {
         Write(is_durable, [&] {

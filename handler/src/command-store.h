@@ -72,7 +72,7 @@ class CommandStore {
  private:
   void Open(const std::string& path);
   // The file could not be opened, for example on a full disk. What is in memory is lost when it can
-  // now.
+  // now. Only before a look-up: what the file has of a command must be known when it begins.
   void ReturnToFile();
   // Returns the SQL of the tables and indexes in the file. Throws when another program made one.
   std::set<std::string> CheckedSchema();

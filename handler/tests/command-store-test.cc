@@ -435,6 +435,8 @@ TEST_F(CommandStoreTest, RecordsAtMostOnceRunsOnceTheFileCanBeOpened) {
   EXPECT_FALSE(store.Begin(Key("one"), Policy::kAtMostOnce));
   EXPECT_TRUE(store.Begin(Key("two"), Policy::kAtLeastOnce));
   fs::create_directory(folder_ + "/later");
+  EXPECT_FALSE(store.Begin(Key("one"), Policy::kAtMostOnce));
+  store.Find(Key("one"));
   EXPECT_TRUE(store.Begin(Key("one"), Policy::kAtMostOnce));
   EXPECT_EQ(Open(folder_ + "/later/file").Find(Key("one")).unfinished_runs, 1);
 }

@@ -207,7 +207,7 @@ struct AnswerLimits {
 /// \par File errors
 /// An unusable file is logged and never stops the handler. A damaged or foreign file and a symbolic
 /// link are renamed to "*.corrupt" and replaced by a new file; when that fails too, the answers are
-/// kept in memory, and the next at-most-once command tries the file again. While another process
+/// kept in memory, and the next command tries the file again. While another process
 /// locks the file, answers are not stored; the handler waits for the lock once, for one second.
 class QOR_HANDLER_API Handler {
  public:
