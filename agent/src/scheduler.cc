@@ -237,6 +237,8 @@ void Scheduler::OnHandlersChanged() {
 
 void Scheduler::Run() {
   const BootMs now = clock_.SinceBoot();
+  // What was restored is written: a failing store must not delay it until an answer changes it.
+  if (!std::exchange(has_run_, true)) Report();
   EndOverdue(now);
   ForgetOld(now);
   MarkReady(now);

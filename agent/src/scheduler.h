@@ -118,6 +118,7 @@ class Scheduler {
   std::unordered_set<const Command*> changed_;
   std::vector<std::int64_t> erased_;    // sequences
   std::deque<std::string> unreported_;  // uuids
+  bool has_run_ = false;
   // To be sent once they are written as sent.
   std::vector<Command*> marked_;
   std::int64_t next_sequence_ = 1;

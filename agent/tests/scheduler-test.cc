@@ -505,6 +505,24 @@ TEST_F(SchedulerTest, ReportsAgainAtEachStartUntilConfirmed) {
   EXPECT_THAT(reported_, IsEmpty());
 }
 
+TEST_F(SchedulerTest, ReportsAgainWhileTheStoreFailsAndAmendsThen) {
+  Submit(Make("1"));
+  scheduler_->Run();
+  Advance(60'000);
+  EXPECT_EQ(reported_.at(0).outcome.kind, QOR_AGENT_UNKNOWN);
+  Submit(Make("2"));
+  Start();
+  store_.error = QOR_AGENT_ERROR_NO_SPACE;
+  scheduler_->Run();
+  ASSERT_EQ(reported_.size(), 1U);
+  EXPECT_EQ(reported_.at(0).outcome.kind, QOR_AGENT_UNKNOWN);
+  Answer("1");
+  store_.error.reset();
+  Advance(1'000);
+  ASSERT_EQ(reported_.size(), 2U);
+  EXPECT_TRUE(reported_.at(1).outcome.is_amendment);
+}
+
 TEST_F(SchedulerTest, DoesNotReportWhatWasConfirmedAndForgottenBefore) {
   Submit(Make("1"));
   scheduler_->Run();
