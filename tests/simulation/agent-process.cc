@@ -63,8 +63,7 @@ void AgentProcess::StartLibrary() {
       this);
   qor_handler_manager_set_handler_update_cb(
       [](qor_handler_update_type_e, qor_handler_manager_handler_info_h, void* self) {
-        static_cast<AgentProcess*>(self)->in_flight_.clear();
-        static_cast<AgentProcess*>(self)->scheduler_->OnHandlersChanged();
+        static_cast<AgentProcess*>(self)->OnHandlersChanged();
       },
       this);
 }
@@ -74,6 +73,7 @@ void AgentProcess::OpenJournal() {
   Scheduler::Observer observer;
   observer.on_outcome = [this](const Command& command) { OnOutcome(command); };
   while (!scheduler_) {
+    const bool may_fail = MayFailToWrite();
     try {
       journal_.emplace(kJournal, world_.clock);
       scheduler_.emplace(limits, world_.clock, static_cast<Router&>(*this), &*journal_, observer);
@@ -83,8 +83,9 @@ void AgentProcess::OpenJournal() {
       });
     } catch (const qor::agent::Error& error) {
       // A full disk: an operator makes room.
-      world_.ledger.Check(disk_.is_full, std::string("cannot open the journal: ") + error.what());
+      world_.ledger.Check(may_fail, std::string("cannot open the journal: ") + error.what());
       disk_.is_full = false;
+      disk_.failing_syncs = 0;
       scheduler_.reset();
       journal_.reset();
     }
@@ -108,9 +109,10 @@ std::optional<int> AgentProcess::Submit(const Command& command) {
 
 void AgentProcess::Run() {
   if (disk_.IsDead()) return;
+  const bool may_fail = MayFailToWrite();
   scheduler_->Run();
   if (disk_.IsDead()) return;
-  if (disk_.is_full) writes_from_ = world_.clock.since_boot + kWriteRetryMs;
+  if (may_fail) writes_from_ = world_.clock.since_boot + kWriteRetryMs;
   if (world_.clock.since_boot >= writes_from_) world_.ledger.CheckDeadlines();
 }
 
@@ -118,7 +120,7 @@ int AgentProcess::Send(const Command& command) {
   if (disk_.IsDead()) return 0;
   world_.ledger.OnSent(command);
   in_flight_[command.uuid] = command.type;
-  CheckWindow(command.type);
+  if (is_window_checked_) CheckWindow(command.type);
   const int result = qor_handler_manager_send_command(
       command.uuid.c_str(), command.type.c_str(), command.payload.c_str(),
       static_cast<int>(command.payload.size()), static_cast<std::time_t>(command.timestamp));
@@ -166,6 +168,12 @@ bool AgentProcess::OnExtensionRequest(const std::string& handler, const std::str
   const bool is_granted = scheduler_->OnExtensionRequest(handler, uuid, seconds);
   if (is_granted) world_.ledger.OnExtended(uuid, seconds);
   return is_granted;
+}
+
+void AgentProcess::OnHandlersChanged() {
+  in_flight_.clear();
+  if (MayFailToWrite() || world_.clock.since_boot < writes_from_) is_window_checked_ = false;
+  scheduler_->OnHandlersChanged();
 }
 
 void AgentProcess::OnOutcome(const Command& command) {

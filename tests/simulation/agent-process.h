@@ -42,14 +42,17 @@ class AgentProcess final : private qor::agent::Router {
                   const std::string& error);
   bool OnExtensionRequest(const std::string& handler, const std::string& uuid, double seconds);
   void OnOutcome(const qor::agent::Command& command);
+  void OnHandlersChanged();
+  bool MayFailToWrite() const { return disk_.is_full || disk_.failing_syncs > 0; }
   void CheckWindow(const std::string& type) const;
 
   World& world_;
   Disk& disk_;
   const std::size_t window_;
-  // Types by uuid. Installs may join handlers with commands in flight: what was sent before is not
-  // counted.
+  // Types by uuid. Installs may give two commands in flight a handler in common: what was sent
+  // before is not counted. What waits for a disk to be sent cannot be told apart.
   std::map<std::string, std::string> in_flight_;
+  bool is_window_checked_ = true;
   // The scheduler writes at once, and not a while after a failure.
   qor::agent::BootMs writes_from_ = 0;
   std::optional<qor::agent::Journal> journal_;

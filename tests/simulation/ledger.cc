@@ -26,7 +26,9 @@ void Ledger::Trace(const std::string& text) {
 }
 
 void Ledger::Check(bool condition, const std::string& violation) {
-  if (!condition && violation_.empty()) violation_ = violation;
+  if (condition || !violation_.empty()) return;
+  violation_ = violation;
+  Trace("violation: " + violation);
 }
 
 void Ledger::ThrowIfViolated() const {

@@ -161,7 +161,8 @@ void Simulation::Complete() {
 void Simulation::FillDisk() {
   Disk& disk = world_.OneIn(2) ? agent_disk_ : Any().app.disk;
   disk.is_full = world_.OneIn(4);
-  if (disk.is_full) world_.ledger.OnDiskFull();
+  disk.failing_syncs = world_.OneIn(8) ? 1 + world_.Below(3) : 0;
+  if (disk.is_full || disk.failing_syncs > 0) world_.ledger.OnDiskFull();
 }
 
 void Simulation::BreakConnection() {
@@ -365,9 +366,11 @@ void Simulation::Settle() {
   world_.has_faults = false;
   agent_disk_.KillAt(-1);
   agent_disk_.is_full = false;
+  agent_disk_.failing_syncs = 0;
   for (Handler& handler : handlers_) {
     handler.app.disk.KillAt(-1);
     handler.app.disk.is_full = false;
+    handler.app.disk.failing_syncs = 0;
   }
   Work();
   Advance(world_.ledger.LastDeadline() + 1 - world_.clock.since_boot);
