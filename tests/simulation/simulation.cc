@@ -374,6 +374,7 @@ void Simulation::Settle() {
   }
   Work();
   Advance(world_.ledger.LastDeadline() + 1 - world_.clock.since_boot);
+  SubmitLast();
   Work();
   // What is not confirmed is reported again.
   agent_disk_.KillAt(0);
