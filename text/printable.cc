@@ -25,12 +25,21 @@ bool IsPrintable(const Character& character) {
   return character.is_valid && !is_control && !is_separator && !is_bidi;
 }
 
+// Returns the letter of an escape like "\n", or 0.
+char EscapeLetter(char32_t code) {
+  if (code == '\n') return 'n';
+  if (code == '\r') return 'r';
+  return code == '\t' ? 't' : '\0';
+}
+
 std::size_t WriteEscape(const Character& character, Escape& escape) {
+  if (const char letter = EscapeLetter(character.code)) {
+    escape[0] = '\\';
+    escape[1] = letter;
+    return 2;
+  }
   const auto code = static_cast<unsigned>(character.code);
   const char* format = character.is_valid && code > 0x7F ? "\\u%04x" : "\\x%02x";
-  if (code == '\n') format = "\\n";
-  if (code == '\r') format = "\\r";
-  if (code == '\t') format = "\\t";
   return static_cast<std::size_t>(std::snprintf(escape, sizeof escape, format, code));
 }
 
