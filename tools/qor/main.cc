@@ -56,6 +56,7 @@ int Run(int argc, char** argv) {
   app.set_version_flag("--version", "qor " QOR_VERSION, "print the version and exit");
   app.footer(Footer());
   tools::cli::SelectedCommand selected;
+  tools::cli::AddNewCommand(app, selected);
   tools::cli::AddPackageCommand(app, selected);
   tools::cli::AddCheckCommand(app, selected);
   tools::cli::AddDoctorCommand(app, selected);

@@ -21,6 +21,7 @@ struct SelectedCommand {
 };
 
 // Each adds a subcommand to the command line. Parsing that subcommand sets `selected`.
+void AddNewCommand(CLI::App& app, SelectedCommand& selected);
 void AddPackageCommand(CLI::App& app, SelectedCommand& selected);
 void AddCheckCommand(CLI::App& app, SelectedCommand& selected);
 void AddDoctorCommand(CLI::App& app, SelectedCommand& selected);
