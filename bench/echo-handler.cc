@@ -3,7 +3,8 @@
 
 // The handler of the benchmarks: answers commands of the types "text.echo…" with their payload and
 // never answers those of the types "text.silent…". Stores no answers, because the peers that it is
-// compared with store nothing either.
+// compared with store nothing either, unless QOR_BENCH_POLICY is set: to "at-least-once" or
+// "at-most-once".
 //
 // With an argument it is the spawned process of the launch benchmark instead: it connects to that
 // Unix socket and echoes one message.
@@ -15,6 +16,7 @@
 #include <unistd.h>
 
 #include <csignal>
+#include <cstdlib>
 #include <cstring>
 #include <fstream>
 #include <string>
@@ -55,17 +57,22 @@ int main(int argc, char** argv) {
   // Exit with the agent that launched this handler.
   prctl(PR_SET_PDEATHSIG, SIGKILL);
   if (argc == 2) return AnswerAt(argv[1]);
-  qor::AnswerLimits none;
-  none.count = 0;
+  const char* const policy = std::getenv("QOR_BENCH_POLICY");
+  qor::AnswerLimits limits;
+  // The default count refuses at-most-once commands sent in such a short time.
+  limits.count = policy == nullptr ? 0 : 1'000'000;
   qor::Handler handler;
-  handler.KeepAnswers(none);
+  handler.KeepAnswers(limits);
   std::vector<qor::Command> unanswered;
   for (const std::string& type : RequestTypes()) {
     if (type.rfind("text.silent", 0) == 0) {
       handler.On(type,
                  [&unanswered](const qor::Command& command) { unanswered.push_back(command); });
     } else {
-      handler.On(type, [](const qor::Command& command) { command.Succeed(command.Payload()); });
+      handler.On(
+          type, [](const qor::Command& command) { command.Succeed(command.Payload()); },
+          policy != nullptr && std::string(policy) == "at-most-once" ? qor::Policy::kAtMostOnce
+                                                                     : qor::Policy::kAtLeastOnce);
     }
   }
   return handler.Run(argc, argv);

@@ -35,6 +35,7 @@ constexpr Part kParts[] = {
     {"package-event", bench::MeasurePackageEvent},
     {"launch", bench::MeasureLaunch},
     {"memory", bench::MeasureMemory},
+    {"durable", bench::MeasureDurable},
     {"share", bench::MeasureShare},
 };
 

@@ -36,6 +36,10 @@ void MeasureLaunch(Report& report);
 // The memory of an idle agent and the size of the library's file.
 void MeasureMemory(Report& report);
 
+// Commands of the library for durable commands, with and without a journal, and at-most-once
+// commands of a handler, compared with the disk.
+void MeasureDurable(Report& report);
+
 // The library's share of the instructions of a command in the agent.
 void MeasureShare(Report& report);
 

@@ -14,7 +14,7 @@ Worker::Task TaskOf(std::shared_ptr<Peer> peer) {
     const Cost cost =
         peer->Measure({static_cast<std::size_t>(numbers[0]), static_cast<std::size_t>(numbers[1]),
                        static_cast<std::size_t>(numbers[2]), static_cast<std::size_t>(numbers[3])});
-    return {cost.wall, cost.cpu, cost.own_cpu, cost.send, cost.resident};
+    return {cost.wall, cost.cpu, cost.own_cpu, cost.send, cost.resident, cost.writes};
   };
 }
 
@@ -30,7 +30,7 @@ Cost PeerProcess::Measure(const Workload& workload) {
   const Numbers numbers = worker_.Call(
       {static_cast<double>(workload.count), static_cast<double>(workload.payload_bytes),
        static_cast<double>(workload.in_flight), static_cast<double>(workload.handlers)});
-  return {numbers[0], numbers[1], numbers[2], numbers[3], numbers[4]};
+  return {numbers[0], numbers[1], numbers[2], numbers[3], numbers[4], numbers[5]};
 }
 
 std::string Texts::Uuid(std::size_t number) {

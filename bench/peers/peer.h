@@ -28,6 +28,7 @@ struct Cost {
   double own_cpu = 0;   // of the sending process
   double send = 0;      // the median of the send call; 0 when not measured
   double resident = 0;  // private memory of the sender afterwards, in bytes
+  double writes = 0;    // transactions of the sender's journal
 };
 
 // A transport of commands to another process and results back.
