@@ -14,7 +14,6 @@ import tempfile
 import callgrind
 
 HANDLER = "stream-handler"
-HERE = pathlib.Path(__file__).parent
 TOOL = pathlib.Path("/usr/libexec/valgrind/callgrind-amd64-linux")
 TIMEOUT_SECONDS = 120
 # Selects the C library's baseline functions, so that the counts do not depend on the processor.
@@ -35,6 +34,7 @@ class Streams:
         os.sched_setscheduler(0, os.SCHED_BATCH, os.sched_param(0))
         build = pathlib.Path(build).resolve()
         self.program = build / "bench/instructions/command-stream"
+        self.handler_under_callgrind = build / "bench/instructions/handler-under-callgrind"
         self.package = build / "packages/stream"
         self.options = ["--tool=callgrind", "--collect-systime=yes", *options]
 
@@ -43,7 +43,7 @@ class Streams:
         with self._folder() as (folder, environment):
             package = folder / "package"
             shutil.copytree(self.package, package)
-            shutil.copy(HERE / "handler-under-callgrind", package / "bin" / HANDLER)
+            shutil.copy(self.handler_under_callgrind, package / "bin" / HANDLER)
             self._install(package, 1, environment)
             try:
                 self._run(folder, environment, "commands", payload_bytes, count)
