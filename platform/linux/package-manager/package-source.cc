@@ -15,6 +15,7 @@
 
 #include "platform/linux/package-manager/errors.h"
 #include "platform/linux/package-manager/file-system.h"
+#include "platform/linux/package-manager/utf8-locale.h"
 
 namespace platform {
 namespace {
@@ -136,6 +137,7 @@ void CopyPackage(const std::string& path, StagingWriter* writer) {
     CopyFolder(path, writer);
   } else if (S_ISREG(status.st_mode)) {
     writer->SetArchiveSize(static_cast<uint64_t>(status.st_size));
+    const Utf8Locale locale;
     ArchiveReader(path).CopyTo(writer);
   } else {
     throw InvalidPackageError(path, "start", "neither a package file nor a folder");
