@@ -91,6 +91,8 @@ class ApplicationChecks {
   const Reporter& report_;
 };
 
+}  // namespace
+
 void CheckContents(const inspect::Package& package, const std::string& path,
                    const Reporter& report) {
   const auto& applications = package.applications;
@@ -111,8 +113,6 @@ void CheckContents(const inspect::Package& package, const std::string& path,
           {path + "/tizen-manifest.xml", 0, key},
           NameOf(Topic::kMetadata)});
 }
-
-}  // namespace
 
 std::optional<inspect::Package> CheckPackage(const std::string& path, const Reporter& report) {
   try {

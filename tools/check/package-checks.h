@@ -16,6 +16,10 @@ namespace tools::check {
 // the package manager would reject it. Throws std::system_error for I/O errors.
 std::optional<inspect::Package> CheckPackage(const std::string& path, const Reporter& report);
 
+// The same for a package that has been read from `path`.
+void CheckContents(const inspect::Package& package, const std::string& path,
+                   const Reporter& report);
+
 }  // namespace tools::check
 
 #endif

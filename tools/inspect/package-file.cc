@@ -39,6 +39,8 @@ Package Read(const std::string& path, const std::string& folder) {
 
 // Returns the hint for an invalid attribute of the manifest.
 std::string HintFor(const std::string& key) {
+  if (key == platform::kManifestFile)
+    return "pack the folder that contains the manifest: qor package pack FOLDER";
   if (key == "exec") return "set an executable file in bin/, a different one for each application";
   if (key == "version") return "use three numbers, such as version=\"1.2.3\"";
   if (key == "package" || key == "appid") {
@@ -68,6 +70,8 @@ Finding FindingOf(const platform::InvalidPackageError& error) {
   if (std::from_chars(location.data(), end, finding.location.line).ptr != end) {
     finding.location = {error.File(), 0, location};
   }
+  // Without a manifest there is neither a line nor an attribute.
+  if (error.Key() == platform::kManifestFile) finding.location = {error.File()};
   return finding;
 }
 

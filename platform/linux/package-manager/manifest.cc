@@ -3,6 +3,7 @@
 
 #include "platform/linux/package-manager/manifest.h"
 
+#include <strings.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -12,6 +13,7 @@
 #include <filesystem>
 #include <fstream>
 #include <pugixml.hpp>
+#include <set>
 #include <system_error>
 
 #include "platform/linux/common/ids.h"
@@ -22,8 +24,6 @@ namespace platform {
 namespace {
 
 namespace fs = std::filesystem;
-
-constexpr char kFileName[] = "tizen-manifest.xml";
 
 // Three numbers, at most 255.255.65535.
 bool IsVersion(const std::string& text) {
@@ -66,7 +66,7 @@ std::string Trimmed(const std::string& text) {
 class ManifestReader {
  public:
   ManifestReader(const std::string& folder, const std::string& shown_as)
-      : folder_(fs::canonical(folder)), shown_as_(shown_as + "/" + kFileName) {}
+      : folder_(fs::canonical(folder)), shown_as_(shown_as + "/" + kManifestFile) {}
 
   PackageRecord Read() {
     Load();
@@ -98,11 +98,31 @@ class ManifestReader {
     Reject(where.offset_debug(), reason, key);
   }
 
+  // " (found a/tizen-manifest.xml)" for a manifest with another path, otherwise the names at the
+  // top of the package.
+  std::string FoundInstead() const {
+    constexpr size_t kMaxShown = 3;
+    std::set<std::string> top;
+    std::set<std::string> manifests;
+    for (const fs::directory_entry& item : fs::recursive_directory_iterator(folder_)) {
+      const fs::path path = item.path().lexically_relative(folder_);
+      if (strcasecmp(path.filename().c_str(), kManifestFile) == 0) manifests.insert(path);
+      if (!path.has_parent_path()) top.insert(path);
+    }
+    std::string found;
+    size_t shown = 0;
+    for (const std::string& path : manifests.empty() ? top : manifests) {
+      if (++shown > kMaxShown) break;
+      found += (found.empty() ? "" : ", ") + path;
+    }
+    return found.empty() ? "" : " (found " + found + ")";
+  }
+
   void Load() {
-    std::ifstream file(folder_ / kFileName, std::ios::binary);
-    if (!fs::is_regular_file(folder_ / kFileName) || !file)
-      Reject(ptrdiff_t{0}, "the package has no manifest");
-    if (fs::file_size(folder_ / kFileName) > kMaxManifestSize)
+    std::ifstream file(folder_ / kManifestFile, std::ios::binary);
+    if (!fs::is_regular_file(folder_ / kManifestFile) || !file)
+      Reject(ptrdiff_t{0}, "the package has no manifest" + FoundInstead(), kManifestFile);
+    if (fs::file_size(folder_ / kManifestFile) > kMaxManifestSize)
       Reject(ptrdiff_t{0},
              "the manifest is longer than " + std::to_string(kMaxManifestSize) + " bytes");
     text_.assign(std::istreambuf_iterator<char>(file), {});

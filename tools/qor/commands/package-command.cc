@@ -4,12 +4,14 @@
 #include <package_manager.h>
 #include <CLI/CLI.hpp>
 
+#include <cstdint>
 #include <filesystem>
 #include <iostream>
 #include <memory>
 #include <string>
 #include <vector>
 
+#include "check/package-checks.h"
 #include "inspect/package-file.h"
 #include "inspect/package.h"
 #include "platform/linux/common/package-database.h"
@@ -17,14 +19,18 @@
 #include "qor/commands/commands.h"
 #include "qor/output/finding-json.h"
 #include "qor/output/tool-error.h"
+#include "qor/pack/package-archive.h"
 #include "text/printable.h"
 
 namespace tools::cli {
 
 namespace {
 
+namespace fs = std::filesystem;
+
 struct Options {
   std::string argument;
+  std::string output;
   bool json = false;
 };
 
@@ -79,7 +85,7 @@ void Print(const Request& request, bool as_json) {
 }
 
 void RequireFile(const std::string& path) {
-  if (!std::filesystem::exists(path)) {
+  if (!fs::exists(path)) {
     throw ToolError(kError, "no such file or folder", "pass a package folder or a .tpk file",
                     {path});
   }
@@ -90,7 +96,7 @@ int Install(const Options& options) {
   // Reports why the root folder cannot be written; the request's error would not say.
   platform::RootFolder();
   const Request request;
-  const std::string path = std::filesystem::absolute(options.argument);
+  const std::string path = fs::absolute(options.argument);
   const int error = package_manager_request_install(request.Get(), path.c_str(), nullptr);
   if (error == PACKAGE_MANAGER_ERROR_INVALID_PARAMETER) {
     if (const auto reason = inspect::RejectionOf(options.argument))
@@ -104,22 +110,92 @@ int Install(const Options& options) {
   return kSuccess;
 }
 
-std::string IdOf(const std::string& path) {
+std::unique_ptr<const inspect::PackageFile> Read(const std::string& path) {
+  RequireFile(path);
   try {
-    return inspect::PackageFile(path).Contents().record.id;
+    return std::make_unique<inspect::PackageFile>(path);
   } catch (const platform::InvalidPackageError& error) {
     throw ToolError(kError, inspect::FindingOf(error));
   }
 }
 
 int Update(const Options& options) {
-  RequireFile(options.argument);
-  const std::string id = IdOf(options.argument);
+  const std::string id = Read(options.argument)->Contents().record.id;
   if (!platform::FindPackage(id)) {
     throw ToolError(kError, "cannot update " + id + ": package is not installed",
                     "use \"qor package install\"");
   }
   return Install(options);
+}
+
+void RequireNoFailedCheck(const inspect::Package& package, const std::string& path) {
+  check::CheckContents(package, path, [](const check::Check& check) {
+    if (check.level == check::Check::Level::kFail)
+      throw ToolError(kError, check.message, check.hint, check.location);
+  });
+}
+
+// Returns the path of the archive of a package folder.
+std::string ArchiveOf(const platform::PackageRecord& package, const Options& options) {
+  const std::string file =
+      options.output.empty() ? package.id + "-" + package.version + ".tpk" : options.output;
+  const fs::path from_package =
+      fs::weakly_canonical(fs::absolute(file)).lexically_relative(fs::canonical(options.argument));
+  if (*from_package.begin() != "..")
+    throw ToolError(kError, "is inside the package folder", "write it to another folder with -o",
+                    {file});
+  return file;
+}
+
+std::string ShowArchive(const std::string& archive, const std::vector<PackedFile>& files,
+                        const inspect::Package& package) {
+  std::string shown =
+      text::Printable(archive + ": " + package.record.id + " " + package.record.version) + "\n";
+  for (const auto& application : package.applications) {
+    shown += "  application: " + application.record.id + "\n";
+    for (const auto& type : application.request_types)
+      shown += "    request type: " + text::Printable(type) + "\n";
+  }
+  for (const auto& file : files) {
+    shown +=
+        "  file: " + text::Printable(file.path) + ", " + std::to_string(file.bytes) + " bytes\n";
+  }
+  return shown;
+}
+
+std::string ShowArchiveAsJson(const std::string& archive, const std::vector<PackedFile>& files,
+                              const inspect::Package& package) {
+  json::ValueWriter json;
+  json.BeginObject()
+      .Member("archive", archive)
+      .Member("bytes", static_cast<std::int64_t>(fs::file_size(archive)));
+  json.Member("package", package.record.id).Member("version", package.record.version);
+  json.Key("applications").BeginArray();
+  for (const auto& application : package.applications) {
+    json.BeginObject().Member("appId", application.record.id);
+    WriteTexts(json.Key("requestTypes"), application.request_types);
+    json.EndObject();
+  }
+  json.EndArray().Key("files").BeginArray();
+  for (const auto& file : files) {
+    json.BeginObject().Member("path", file.path).Member("bytes", file.bytes).EndObject();
+  }
+  return json.EndArray().EndObject().Text() + "\n";
+}
+
+int Pack(const Options& options) {
+  const auto file = Read(options.argument);
+  const inspect::Package& package = file->Contents();
+  if (!fs::is_directory(options.argument))
+    throw ToolError(kError, "not a folder", "pass the folder with the manifest",
+                    {options.argument});
+  RequireNoFailedCheck(package, options.argument);
+  const std::string archive = ArchiveOf(package.record, options);
+  // The copy that was checked.
+  const auto files = WriteArchive(package.record.root_path, archive);
+  std::cout << (options.json ? ShowArchiveAsJson(archive, files, package)
+                             : ShowArchive(archive, files, package));
+  return kSuccess;
 }
 
 [[noreturn]] void ThrowNotInstalled(const std::string& package) {
@@ -219,7 +295,8 @@ int ShowOne(const Options& options) {
 }  // namespace
 
 void AddPackageCommand(CLI::App& app, SelectedCommand& selected) {
-  CLI::App* package = app.add_subcommand("package", "install, uninstall and inspect packages");
+  CLI::App* package =
+      app.add_subcommand("package", "pack, install, uninstall and inspect packages");
   package->require_subcommand(1);
   package->footer(
       "Example:\n"
@@ -229,17 +306,25 @@ void AddPackageCommand(CLI::App& app, SelectedCommand& selected) {
     CLI::App* command = package->add_subcommand(name, description);
     command->footer(std::string("Example:\n  qor package ") + example);
     command->add_flag("--json", selected.json, "print JSON");
-    const auto argument = std::make_shared<std::string>();
-    command->callback([argument, run, &selected] {
-      selected.run = [argument, run, &selected] { return run({*argument, selected.json}); };
+    const auto options = std::make_shared<Options>();
+    command->callback([options, run, &selected] {
+      selected.run = [options, run, &selected] {
+        options->json = selected.json;
+        return run(*options);
+      };
     });
-    return std::make_pair(command, argument);
+    return std::make_pair(command, options);
   };
   const auto add_with = [&add](const char* positional, const char* positional_description,
                                auto... description) {
-    const auto [command, argument] = add(description...);
-    command->add_option(positional, *argument, positional_description)->required();
+    const auto [command, options] = add(description...);
+    command->add_option(positional, options->argument, positional_description)->required();
+    return std::make_pair(command, options);
   };
+  const auto [pack, options] = add_with("FOLDER", "package folder", "pack",
+                                        "check a package folder and write it to a .tpk file",
+                                        "pack build/packages/text", Pack);
+  pack->add_option("-o,--output", options->output, "output file (default: ID-VERSION.tpk)");
   add_with("PATH", "package folder or .tpk file", "install", "install or update a package",
            "install build/packages/text", Install);
   add_with("PATH", "package folder or .tpk file", "update", "update an installed package",
