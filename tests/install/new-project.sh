@@ -21,8 +21,7 @@ build_project() {
   ctest --test-dir "$1/build" --output-on-failure --no-tests=error
 }
 
-types=('a "quoted\type' "it's" 'x: #y' '- z' null '→ü' '%d?' '$(false)' '@package@' '@type as YAML@'
-  '@end@')
+types=('a"quoted\type' "it's" 'x:#y' '#z' null '→ü' '%d?' '$(false)' '@package@' '@yaml-type@' '@end@')
 build_project org.example.one volume.get
 build_project several "${types[@]}"
 

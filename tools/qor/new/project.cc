@@ -58,8 +58,8 @@ std::string Filled(const std::string& text, const Values& values) {
 std::string ForEachType(const std::string& text, const Project& project) {
   std::string filled;
   for (const auto& type : project.types) {
-    filled += Filled(
-        text, {{"@type as C++@", AsCxx(type)}, {"@type as YAML@", YAML::Dump(YAML::Node(type))}});
+    filled +=
+        Filled(text, {{"@c++-type@", AsCxx(type)}, {"@yaml-type@", YAML::Dump(YAML::Node(type))}});
   }
   return filled;
 }
