@@ -36,10 +36,8 @@ typedef struct qor_agent_s* qor_agent_h;
 typedef enum {
   /** Success; a submitted command is accepted. */
   QOR_AGENT_ERROR_NONE = 0,
-  /** The journal cannot be read or written. What the disk has of a command that was rejected with
-   * this error is overwritten at once, so that a crash does not bring it back; only if the disk
-   * refuses that as well, and the power fails before a later write succeeds, may the command be in
-   * the journal. */
+  /** The journal cannot be read or written. A command that was rejected with this error can be in
+   * the journal only when the power fails before a later write succeeds. */
   QOR_AGENT_ERROR_IO_ERROR = -5,
   /** The library cannot start, see the log. */
   QOR_AGENT_ERROR_LIBRARY = -8,

@@ -102,7 +102,7 @@ int Agent::Confirm(const std::string& uuid) {
 
 // The caller may be an idle enterer that runs after ours.
 void Agent::Wake() {
-  SetTimer();
+  if (!is_due_) SetTimer();
   loop_.Invalidate();
 }
 
@@ -251,6 +251,7 @@ void Agent::OnBeforeWait() {
 // Makes the loop's wait end in time. A timer that is due at once makes it iterate again.
 void Agent::SetTimer() {
   const BootMs wait = std::clamp<BootMs>(scheduler_.NextRun() - clock_.SinceBoot(), 0, kMaxWaitMs);
+  is_due_ = wait == 0;
   ecore_timer_interval_set(timer_, static_cast<double>(wait) / kMillisecondsPerSecond);
   ecore_timer_reset(timer_);
 }

@@ -72,6 +72,8 @@ class Agent final : private Router {
   ExternalLoop loop_;
   Ecore_Idle_Enterer* before_wait_ = nullptr;
   Ecore_Timer* timer_ = nullptr;
+  // The timer ends the next wait at once.
+  bool is_due_ = false;
 };
 
 }  // namespace qor::agent

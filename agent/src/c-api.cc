@@ -6,7 +6,6 @@
 #include <cstring>
 #include <exception>
 #include <fstream>
-#include <memory>
 #include <new>
 #include <string>
 #include <string_view>
@@ -75,6 +74,32 @@ Command CommandOf(const qor_agent_command_s& submitted) {
   command.deadline_wall = submitted.deadline_ms;
   return command;
 }
+
+struct ErrorText {
+  int code;
+  const char* text;
+};
+
+constexpr ErrorText kErrorTexts[] = {
+    {QOR_AGENT_ERROR_NONE, "success"},
+    {QOR_AGENT_ERROR_IO_ERROR, "the journal cannot be read or written"},
+    {QOR_AGENT_ERROR_LIBRARY, "the library cannot start"},
+    {QOR_AGENT_ERROR_OUT_OF_MEMORY, "out of memory"},
+    {QOR_AGENT_ERROR_PERMISSION_DENIED, "permission denied"},
+    {QOR_AGENT_ERROR_BUSY, "the journal is in use"},
+    {QOR_AGENT_ERROR_CONFLICT, "the uuid belongs to another command"},
+    {QOR_AGENT_ERROR_INVALID_PARAMETER, "invalid parameter"},
+    {QOR_AGENT_ERROR_NO_SPACE, "no space left on the device"},
+    {QOR_AGENT_ERROR_READ_ONLY, "the journal is read-only"},
+    {QOR_AGENT_ERROR_NOT_FOUND, "no outcome for the uuid"},
+    {QOR_AGENT_ERROR_DEADLINE, "the deadline has passed"},
+    {QOR_AGENT_ERROR_JOURNAL_DAMAGED, "the journal is damaged"},
+    {QOR_AGENT_ERROR_INVALID_TEXT, "invalid UTF-8"},
+    {QOR_AGENT_ERROR_TOO_LONG, "text too long"},
+    {QOR_AGENT_ERROR_JOURNAL_VERSION, "the journal was written by a newer version"},
+    {QOR_AGENT_ERROR_LIMIT, "too many commands"},
+    {QOR_AGENT_ERROR_ALREADY_KNOWN, "submitted before"},
+};
 
 }  // namespace
 
@@ -167,46 +192,10 @@ int qor_agent_loop_step(qor_agent_h agent) {
 }
 
 const char* qor_agent_error_text(int error) {
-  switch (error) {
-    case QOR_AGENT_ERROR_NONE:
-      return "success";
-    case QOR_AGENT_ERROR_IO_ERROR:
-      return "the journal cannot be read or written";
-    case QOR_AGENT_ERROR_LIBRARY:
-      return "the library cannot start";
-    case QOR_AGENT_ERROR_OUT_OF_MEMORY:
-      return "out of memory";
-    case QOR_AGENT_ERROR_PERMISSION_DENIED:
-      return "permission denied";
-    case QOR_AGENT_ERROR_BUSY:
-      return "the journal is in use";
-    case QOR_AGENT_ERROR_CONFLICT:
-      return "the uuid belongs to another command";
-    case QOR_AGENT_ERROR_INVALID_PARAMETER:
-      return "invalid parameter";
-    case QOR_AGENT_ERROR_NO_SPACE:
-      return "no space left on the device";
-    case QOR_AGENT_ERROR_READ_ONLY:
-      return "the journal is read-only";
-    case QOR_AGENT_ERROR_NOT_FOUND:
-      return "no outcome for the uuid";
-    case QOR_AGENT_ERROR_DEADLINE:
-      return "the deadline has passed";
-    case QOR_AGENT_ERROR_JOURNAL_DAMAGED:
-      return "the journal is damaged";
-    case QOR_AGENT_ERROR_INVALID_TEXT:
-      return "invalid UTF-8";
-    case QOR_AGENT_ERROR_TOO_LONG:
-      return "text too long";
-    case QOR_AGENT_ERROR_JOURNAL_VERSION:
-      return "the journal was written by a newer version";
-    case QOR_AGENT_ERROR_LIMIT:
-      return "too many commands";
-    case QOR_AGENT_ERROR_ALREADY_KNOWN:
-      return "submitted before";
-    default:
-      return "unknown error";
+  for (const ErrorText& entry : kErrorTexts) {
+    if (entry.code == error) return entry.text;
   }
+  return "unknown error";
 }
 
 }  // extern "C"

@@ -5,7 +5,6 @@
 #define QOR_AGENT_SRC_JOURNAL_H_
 
 #include <functional>
-#include <set>
 #include <string>
 #include <vector>
 

@@ -40,7 +40,7 @@ enum class State {
   kConfirmed = 3,
 };
 
-// A command and all that is known of it.
+// A command with its state.
 struct Command {
   // Order of submission; also the key in the journal.
   std::int64_t sequence = 0;
@@ -59,6 +59,8 @@ struct Command {
   // An attempt before the present one may have been delivered. Not stored: after a restart every
   // attempt is a past one.
   bool was_sent_before = false;
+  // The library has it. Not stored either.
+  bool is_in_flight = false;
   // Of kEnded and kConfirmed; before, `reason` is the last attempt's failure.
   Outcome outcome;
 

@@ -62,24 +62,21 @@ std::vector<int> Scheduler::Submit(std::vector<Command> commands) {
   const WallMs now_wall = clock_.Wall();
   const BootMs now = clock_.SinceBoot();
   std::vector<int> results;
-  std::vector<std::string> accepted;
-  for (Command& command : commands) {
-    results.push_back(Accept(command, now_wall, now));
-    if (results.back() == QOR_AGENT_ERROR_NONE) accepted.push_back(command.uuid);
-  }
+  std::vector<Command*> accepted;
+  for (Command& command : commands)
+    results.push_back(Accept(std::move(command), now_wall, now, &accepted));
   if (accepted.empty()) return results;
   try {
     Write();
   } catch (const Error& error) {
     if (observer_.on_log) observer_.on_log(error.what());
-    for (const std::string& uuid : accepted) {
-      Command& command = commands_.at(uuid);
-      lanes_.Remove(command);
-      deadlines_.erase({command.deadline, command.sequence});
+    for (const Command* command : accepted) {
+      lanes_.Remove(*command);
+      deadlines_.erase({command->deadline, command->sequence});
       --pending_;
-      changed_.erase(&command);
-      bytes_ -= command.Bytes();
-      commands_.erase(uuid);
+      changed_.erase(command);
+      bytes_ -= command->Bytes();
+      commands_.erase(command->uuid);
     }
     std::replace(results.begin(), results.end(), static_cast<int>(QOR_AGENT_ERROR_NONE),
                  static_cast<int>(error.code()));
@@ -87,7 +84,8 @@ std::vector<int> Scheduler::Submit(std::vector<Command> commands) {
   return results;
 }
 
-int Scheduler::Accept(Command& submitted, WallMs now_wall, BootMs now) {
+int Scheduler::Accept(Command submitted, WallMs now_wall, BootMs now,
+                      std::vector<Command*>* accepted) {
   const auto known = commands_.find(submitted.uuid);
   if (known != commands_.end()) {
     const bool is_same =
@@ -100,7 +98,7 @@ int Scheduler::Accept(Command& submitted, WallMs now_wall, BootMs now) {
     return QOR_AGENT_ERROR_LIMIT;
   }
   Command& command = commands_[submitted.uuid];
-  command = submitted;
+  command = std::move(submitted);
   command.sequence = next_sequence_++;
   command.deadline_wall = std::min(command.deadline_wall, kMaxMs);
   command.deadline = now + (command.deadline_wall - now_wall);
@@ -108,7 +106,8 @@ int Scheduler::Accept(Command& submitted, WallMs now_wall, BootMs now) {
   ++pending_;
   lanes_.Hold(&command);
   deadlines_[{command.deadline, command.sequence}] = &command;
-  changed_.insert(&command);
+  NoteChange(command);
+  accepted->push_back(&command);
   return QOR_AGENT_ERROR_NONE;
 }
 
@@ -122,28 +121,25 @@ int Scheduler::Confirm(const std::string& uuid) {
   command.outcome.result.clear();
   command.outcome.error.clear();
   expiries_[{command.deadline + remember_ms_, command.sequence}] = &command;
-  changed_.insert(&command);
+  NoteChange(command);
   return QOR_AGENT_ERROR_NONE;
 }
 
-void Scheduler::OnResponse(const std::string& uuid, int status, const std::string& result,
-                           const std::string& error) {
+void Scheduler::OnResponse(const std::string& uuid, int status, std::string result,
+                           std::string error) {
   const auto found = commands_.find(uuid);
   if (found == commands_.end()) return;
   Command& command = found->second;
   const BootMs now = clock_.SinceBoot();
-  const bool was_in_flight = in_flight_.count(&command) != 0;
+  const bool was_in_flight = command.is_in_flight;
   LeaveFlight(command);
   const common::Timeout timeout = common::TimeoutOf(error);
   if (status == QOR_REQUEST_STATUS_FAILED && timeout != common::Timeout::kNone) {
     if (was_in_flight) OnTimeout(command, timeout == common::Timeout::kConnection, now);
     return;
   }
-  Outcome outcome;
-  outcome.kind = status == QOR_REQUEST_STATUS_SUCCESS ? QOR_AGENT_SUCCEEDED : QOR_AGENT_FAILED;
-  outcome.status = status;
-  outcome.result = result;
-  outcome.error = error;
+  Outcome outcome{status == QOR_REQUEST_STATUS_SUCCESS ? QOR_AGENT_SUCCEEDED : QOR_AGENT_FAILED,
+                  QOR_AGENT_REASON_NONE, status, std::move(result), std::move(error)};
   if (command.HasOutcome()) {
     Amend(command, std::move(outcome));
   } else if (command.state == State::kSent) {
@@ -167,7 +163,7 @@ void Scheduler::OnTimeout(Command& command, bool is_connection_timeout, BootMs n
 void Scheduler::OnNotDelivered(Command& command, qor_agent_reason_e reason, BootMs now) {
   command.outcome.reason = reason;
   if (!command.was_sent_before) command.state = State::kHeld;
-  changed_.insert(&command);
+  NoteChange(command);
   lanes_.BackOff(command.type, now);
   lanes_.Hold(&command);
 }
@@ -180,14 +176,11 @@ void Scheduler::End(Command& command, Outcome outcome) {
   deadlines_.erase({command.deadline, command.sequence});
   --pending_;
   unreported_.push_back(command.uuid);
-  changed_.insert(&command);
+  NoteChange(command);
 }
 
 void Scheduler::EndUndelivered(Command& command, qor_agent_reason_e reason) {
-  Outcome outcome;
-  outcome.kind = QOR_AGENT_NOT_DELIVERED;
-  outcome.reason = reason;
-  End(command, std::move(outcome));
+  End(command, {QOR_AGENT_NOT_DELIVERED, reason, 0, "", ""});
 }
 
 void Scheduler::Amend(Command& command, Outcome outcome) {
@@ -200,11 +193,11 @@ void Scheduler::Amend(Command& command, Outcome outcome) {
   command.state = State::kEnded;
   command.outcome = std::move(outcome);
   bytes_ += command.outcome.result.size() + command.outcome.error.size();
-  changed_.insert(&command);
+  NoteChange(command);
 }
 
-void Scheduler::LeaveFlight(const Command& command) {
-  if (in_flight_.erase(&command) != 0) lanes_.Release(command.type);
+void Scheduler::LeaveFlight(Command& command) {
+  if (std::exchange(command.is_in_flight, false)) lanes_.Release(command.type);
 }
 
 bool Scheduler::OnExtensionRequest(const std::string& handler, const std::string& uuid,
@@ -226,7 +219,7 @@ bool Scheduler::OnExtensionRequest(const std::string& handler, const std::string
   command.deadline_wall += extension;
   command.extended_ms += extension;
   deadlines_[{command.deadline, command.sequence}] = &command;
-  changed_.insert(&command);
+  NoteChange(command);
   return true;
 }
 
@@ -270,8 +263,8 @@ void Scheduler::MarkReady(BootMs now) {
     }
     command->was_sent_before = command->state == State::kSent;
     command->state = State::kSent;
-    in_flight_.insert(command);
-    changed_.insert(command);
+    command->is_in_flight = true;
+    NoteChange(*command);
     marked_.push_back(command);
   }
 }
@@ -305,6 +298,10 @@ void Scheduler::ForgetOld(BootMs now) {
   }
 }
 
+void Scheduler::NoteChange(const Command& command) {
+  if (store_ != nullptr) changed_.insert(&command);
+}
+
 void Scheduler::Write() {
   if (store_ != nullptr && (!changed_.empty() || !erased_.empty())) {
     std::vector<const Command*> changed(changed_.begin(), changed_.end());
@@ -332,14 +329,16 @@ bool Scheduler::TryToWrite(BootMs now) {
 void Scheduler::Report() {
   // Those that end meanwhile are not written yet.
   for (std::size_t count = unreported_.size(); count > 0; --count) {
-    const std::string uuid = std::move(unreported_.front());
+    Command ended;
+    ended.uuid = std::move(unreported_.front());
     unreported_.pop_front();
-    const auto found = commands_.find(uuid);
+    const auto found = commands_.find(ended.uuid);
     // Confirmed, and perhaps forgotten, before this report.
     if (found == commands_.end() || found->second.state != State::kEnded) continue;
-    // A copy: the program may confirm it, which drops its texts.
-    const Command command = found->second;
-    observer_.on_outcome(command);
+    // Copies: the program may confirm it, which drops its texts.
+    ended.type = found->second.type;
+    ended.outcome = found->second.outcome;
+    observer_.on_outcome(ended);
   }
 }
 

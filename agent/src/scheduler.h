@@ -40,7 +40,7 @@ class Scheduler {
     int connection_ms = 5000;
   };
   struct Observer {
-    // May call Submit() and Confirm().
+    // Gets uuid, type and outcome. May call Submit() and Confirm().
     std::function<void(const Command&)> on_outcome;
     // Handler, uuid, seconds; returns whether they are granted. Empty: up to the limit.
     std::function<bool(const std::string&, const std::string&, double)> on_extension;
@@ -63,8 +63,7 @@ class Scheduler {
   std::size_t Pending() const { return pending_; }
 
   // What the library reports.
-  void OnResponse(const std::string& uuid, int status, const std::string& result,
-                  const std::string& error);
+  void OnResponse(const std::string& uuid, int status, std::string result, std::string error);
   // Returns whether the handler gets the seconds.
   bool OnExtensionRequest(const std::string& handler, const std::string& uuid, double seconds);
   void OnHandlersChanged();
@@ -81,7 +80,8 @@ class Scheduler {
   // By time and sequence, so that the order is that of submission.
   using Agenda = std::map<std::pair<BootMs, std::int64_t>, Command*>;
 
-  int Accept(Command& command, WallMs now_wall, BootMs now);
+  int Accept(Command command, WallMs now_wall, BootMs now, std::vector<Command*>* accepted);
+  void NoteChange(const Command& command);
   // Throws Error.
   void Write();
   // False after a failure, which is logged; true for nothing to write.
@@ -99,7 +99,7 @@ class Scheduler {
   void EndUndelivered(Command& command, qor_agent_reason_e reason);
   void Amend(Command& command, Outcome outcome);
   // Removes a command that the library has completed or rejected.
-  void LeaveFlight(const Command& command);
+  void LeaveFlight(Command& command);
 
   const Limits limits_;
   const std::int64_t remember_ms_;
@@ -110,7 +110,6 @@ class Scheduler {
 
   Commands commands_;
   Lanes lanes_;
-  std::unordered_set<const Command*> in_flight_;
   // Deadlines of commands without an outcome; times when confirmed ones are forgotten.
   Agenda deadlines_;
   Agenda expiries_;
