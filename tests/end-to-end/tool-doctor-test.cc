@@ -54,7 +54,14 @@ TEST_F(ToolDoctor, ChecksTheRootFolder) {
   fs::permissions(Root(), fs::perms(0755));
   EXPECT_THAT(Report(0),
               HasSubstr("warn  root folder " + Root() +
-                        " is accessible to other users\n      chmod 700 " + Root() + "\n"));
+                        " is accessible to other users\n      run: chmod 700 " + Root() + "\n"));
+  for (const unsigned mode : {0770U, 0707U, 01777U}) {
+    fs::permissions(Root(), fs::perms(mode));
+    EXPECT_THAT(Report(1),
+                HasSubstr("fail  root folder " + Root() + " is writable by other users"));
+    EXPECT_NE(Qor({"package", "install", Packages() + "/text"}).exit_status, 0);
+  }
+  EXPECT_THAT(Report(1), HasSubstr("\n      set QOR_PLATFORM_ROOT to a folder of your own\n"));
   fs::permissions(Root(), fs::perms(0700));
   const std::string nested = Root() + "/parent/root";
   fs::create_directories(nested);
@@ -63,14 +70,35 @@ TEST_F(ToolDoctor, ChecksTheRootFolder) {
   setenv("QOR_PLATFORM_ROOT", nested.c_str(), 1);
   EXPECT_THAT(Report(1), HasSubstr("fail  root folder " + nested +
                                    " may be replaced by others, who may write to " + Root() +
-                                   "/parent\n      chmod go-w " + Root() + "/parent\n"));
+                                   "/parent\n      run: chmod go-w " + Root() + "/parent\n"));
+  setenv("QOR_PLATFORM_ROOT", (Root() + "/parent/missing").c_str(), 1);
+  EXPECT_THAT(Report(1), HasSubstr("fail  root folder " + Root() + "/parent/missing may be"));
   setenv("QOR_PLATFORM_ROOT", (Root() + "/missing").c_str(), 1);
   EXPECT_THAT(Report(0), HasSubstr("does not exist (nothing installed yet)"));
   EXPECT_FALSE(fs::exists(Root() + "/missing"));
   std::ofstream(Root() + "/file") << "in the way";
   setenv("QOR_PLATFORM_ROOT", (Root() + "/file").c_str(), 1);
   EXPECT_THAT(Report(1), HasSubstr("fail  root folder " + Root() + "/file is not a folder\n"));
+  setenv("QOR_PLATFORM_ROOT", (Root() + "/file/root").c_str(), 1);
+  EXPECT_THAT(Report(1), HasSubstr("/file/root cannot be created in " + Root() + "/file\n"));
   setenv("QOR_PLATFORM_ROOT", Root().c_str(), 1);
+}
+
+TEST_F(ToolDoctor, NamesTheRootFolderWhenItIsMade) {
+  const std::string made = "qor: created the root folder " + Root() + "/desk/root\n";
+  fs::create_directory(Root() + "/desk");
+  for (const char* command : {"handlers", "package install"}) {
+    fs::remove_all(Root() + "/desk/root");
+    const auto run = [&] {
+      return tools::RunProcess(
+          {"sh", "-c",
+           "cd " + Root() + "/desk; QOR_PLATFORM_ROOT=root " + BuildFolder() + "/tools/qor/qor " +
+               command + " " + (command[0] == 'p' ? Packages() + "/text" : "")},
+          kTimeoutSeconds);
+    };
+    EXPECT_EQ(run().errors, made);
+    EXPECT_EQ(run().errors, "");
+  }
 }
 
 TEST_F(ToolDoctor, FindsStaleSocketsAndRemovesThemWithFix) {

@@ -26,6 +26,10 @@ TEST_F(ToolPackages, InstallPrintsThePackageAndTheOperation) {
             "org.example.text: installed\n");
   EXPECT_EQ(Qor({"package", "install", Packages() + "/text-2"}).output,
             "org.example.text: updated\n");
+  EXPECT_EQ(Qor({"package", "update", Packages() + "/text", "--json"}).output,
+            "{\"package\":\"org.example.text\",\"outcome\":\"downgraded\"}\n");
+  EXPECT_EQ(Qor({"package", "install", Packages() + "/text"}).output,
+            "org.example.text: updated\n");
   EXPECT_EQ(Qor({"package", "uninstall", "org.example.text", "--json"}).output,
             "{\"package\":\"org.example.text\",\"outcome\":\"uninstalled\"}\n");
 }

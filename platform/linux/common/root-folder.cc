@@ -106,7 +106,7 @@ void RequireSafeParents(const std::string& root) {
   const std::string parent = ReplaceableIn(root);
   if (parent.empty()) return;
   Throw(EPERM, "others may replace the root folder " + root + ", since they may write to " +
-                   parent + ", run: chmod go-w " + parent);
+                   parent + ", " + ProtectionHint(parent, "go-w"));
 }
 
 void RequireOwner(const std::string& root) {
@@ -117,7 +117,8 @@ void RequireOwner(const std::string& root) {
                      ", set QOR_PLATFORM_ROOT to a folder of your own");
   }
   if ((status.st_mode & (S_IWGRP | S_IWOTH)) != 0) {
-    Throw(EPERM, "others may write to the root folder " + root + ", run: chmod 700 " + root);
+    Throw(EPERM,
+          "others may write to the root folder " + root + ", " + ProtectionHint(root, "700"));
   }
 }
 
@@ -146,6 +147,14 @@ std::string ReplaceableIn(const std::string& root) {
     path = (target / path.lexically_relative(link)).lexically_normal();
   }
   return {};
+}
+
+std::string ProtectionHint(const std::string& folder, const std::string& mode) {
+  struct stat status {};
+  const bool is_own = stat(folder.c_str(), &status) == 0 && status.st_uid == geteuid();
+  return is_own && (status.st_mode & S_ISVTX) == 0
+             ? "run: chmod " + mode + " " + folder
+             : "set QOR_PLATFORM_ROOT to a folder of your own";
 }
 
 std::string RootPath() {

@@ -53,6 +53,10 @@ std::string RootFolder();
 // root's folders may belong to a user that it does not know.
 std::string ReplaceableIn(const std::string& root);
 
+// Returns how to keep others out of a folder: a chmod command with the mode, or, if the folder
+// belongs to another user or is sticky and thus shared on purpose, another root folder.
+std::string ProtectionHint(const std::string& folder, const std::string& mode);
+
 // Creates a folder below the root, with its parents (mode 0700), unless it exists. `relative` is a
 // path such as kPortsFolder. Returns the absolute path. Throws std::system_error naming the folder,
 // also where one of them is a symbolic link.

@@ -5,6 +5,8 @@
 
 #include <string>
 
+#include "inspect/package.h"
+#include "inspect/similar.h"
 #include "json/text.h"
 
 namespace tools::cli {
@@ -61,6 +63,22 @@ std::string RejectionText(int error) {
   return text;
 }
 
+std::string NoHandlerHint(const std::string& type) {
+  const std::string hint = "\"qor explain " + type + "\" says why";
+  try {
+    for (const auto& package : inspect::InspectInstalledPackages()) {
+      for (const auto& application : package.applications) {
+        for (const auto& served : application.request_types) {
+          if (inspect::IsNearMiss(type, served)) return "did you mean " + served + "? " + hint;
+        }
+      }
+    }
+  } catch (const platform::DatabaseError&) {
+    // Reported by "qor explain".
+  }
+  return hint;
+}
+
 struct Explanation {
   std::string message;
   std::string hint;
@@ -76,7 +94,7 @@ Explanation Explain(const CommandResult& result) {
   const std::string& type = outcome.type;
   switch (outcome.reason) {
     case QOR_AGENT_REASON_NO_HANDLER:
-      return {"no handler serves " + type, "\"qor handlers\" lists the request types"};
+      return {"no handler serves " + type, NoHandlerHint(type)};
     case QOR_AGENT_REASON_LAUNCH_FAILED:
       return {"the handler of " + type + " could not be launched",
               "\"qor doctor\" checks its executable"};

@@ -8,7 +8,9 @@
 
 #include <cerrno>
 #include <cstdlib>
+#include <filesystem>
 #include <fstream>
+#include <iostream>
 #include <string>
 #include <system_error>
 #include <vector>
@@ -17,6 +19,7 @@
 #include "platform/linux/common/process-identity.h"
 #include "platform/linux/common/root-folder.h"
 #include "qor/output/tool-error.h"
+#include "text/printable.h"
 
 namespace tools::cli {
 
@@ -57,8 +60,15 @@ std::vector<std::string> OwnArguments() {
 
 }  // namespace
 
+void MakeRootFolder() {
+  const bool exists = std::filesystem::exists(platform::RootPath());
+  const std::string root = platform::RootFolder();
+  if (!exists) std::cerr << "qor: created the root folder " << text::Printable(root) << "\n";
+}
+
 void TakeIdentity() {
   if (HasIdentity()) return;
+  MakeRootFolder();
   const std::string folder = platform::FolderBelowRoot(platform::kHostNameLockFolder);
   for (int number = 1;; ++number) {
     const std::string name = number == 1 ? "qor" : "qor-" + std::to_string(number);

@@ -4,9 +4,12 @@
 #include <package_manager.h>
 #include <CLI/CLI.hpp>
 
+#include <array>
 #include <cstdint>
+#include <cstdio>
 #include <filesystem>
 #include <iostream>
+#include <map>
 #include <memory>
 #include <string>
 #include <vector>
@@ -15,8 +18,8 @@
 #include "inspect/package-file.h"
 #include "inspect/package.h"
 #include "platform/linux/common/package-database.h"
-#include "platform/linux/common/root-folder.h"
 #include "qor/commands/commands.h"
+#include "qor/commands/identity.h"
 #include "qor/output/finding-json.h"
 #include "qor/output/tool-error.h"
 #include "qor/pack/package-archive.h"
@@ -74,13 +77,13 @@ class Request {
   package_manager_event_type_e type_ = PACKAGE_MANAGER_EVENT_TYPE_UNINSTALL;
 };
 
-void Print(const Request& request, bool as_json) {
+void Print(const std::string& package, const char* outcome, bool as_json) {
   if (as_json) {
     json::ValueWriter json;
-    json.BeginObject().Member("package", request.Package());
-    std::cout << json.Member("outcome", request.Outcome()).EndObject().Text() << "\n";
+    json.BeginObject().Member("package", package);
+    std::cout << json.Member("outcome", outcome).EndObject().Text() << "\n";
   } else {
-    std::cout << text::Printable(request.Package()) << ": " << request.Outcome() << "\n";
+    std::cout << text::Printable(package) << ": " << outcome << "\n";
   }
 }
 
@@ -91,10 +94,21 @@ void RequireFile(const std::string& path) {
   }
 }
 
+bool IsOlder(const std::string& version, const std::string& than) {
+  const auto numbers = [](const std::string& text) {
+    std::array<int, 3> parts{};
+    std::sscanf(text.c_str(), "%d.%d.%d", &parts[0], &parts[1], &parts[2]);
+    return parts;
+  };
+  return numbers(version) < numbers(than);
+}
+
 int Install(const Options& options) {
   RequireFile(options.argument);
   // Reports why the root folder cannot be written; the request's error would not say.
-  platform::RootFolder();
+  MakeRootFolder();
+  std::map<std::string, std::string> versions;  // by package id, before
+  for (const auto& package : platform::AllPackages()) versions[package.id] = package.version;
   const Request request;
   const std::string path = fs::absolute(options.argument);
   const int error = package_manager_request_install(request.Get(), path.c_str(), nullptr);
@@ -106,7 +120,11 @@ int Install(const Options& options) {
     throw ToolError(kError, std::string("cannot install the package: ") + get_error_message(error),
                     "run \"qor doctor\"", {options.argument});
   }
-  Print(request, options.json);
+  const auto installed = platform::FindPackage(request.Package());
+  const auto before = versions.find(request.Package());
+  const bool is_downgrade =
+      installed && before != versions.end() && IsOlder(installed->version, before->second);
+  Print(request.Package(), is_downgrade ? "downgraded" : request.Outcome(), options.json);
   return kSuccess;
 }
 
@@ -213,7 +231,7 @@ int Uninstall(const Options& options) {
                     "cannot uninstall " + options.argument + ": " + get_error_message(error),
                     "run \"qor doctor\"");
   }
-  Print(request, options.json);
+  Print(request.Package(), request.Outcome(), options.json);
   return kSuccess;
 }
 

@@ -71,13 +71,45 @@ void CheckLastEnd(const inspect::Application& application, Checks& checks) {
                     "qor logs " + application.record.id});
 }
 
+// Commands create it, if they can.
+Check CheckOfMissing(const std::string& root) {
+  fs::path parent = fs::path(root).parent_path();
+  while (!fs::exists(parent)) parent = parent.parent_path();
+  if (!fs::is_directory(parent) || access(parent.c_str(), W_OK | X_OK) != 0)
+    return {kFail, "root folder " + root + " cannot be created in " + parent.string(),
+            "set QOR_PLATFORM_ROOT"};
+  return {kPass, "root folder " + root + " does not exist (nothing installed yet)"};
+}
+
+Check CheckOfExisting(const std::string& root, const struct stat& status) {
+  const auto allows = [&status](mode_t mode) { return (status.st_mode & mode) != 0; };
+  if (status.st_uid != geteuid())
+    return {kFail, "root folder " + root + " is owned by user " + std::to_string(status.st_uid),
+            "change its owner (chown), or set QOR_PLATFORM_ROOT"};
+  if ((status.st_mode & S_IRWXU) != S_IRWXU)
+    return {kFail, "root folder " + root + " is not accessible to its owner", "chmod 700 " + root};
+  if (allows(S_IWGRP | S_IWOTH))
+    return {kFail, "root folder " + root + " is writable by other users",
+            platform::ProtectionHint(root, "700")};
+  if (allows(S_IRWXG | S_IRWXO))
+    return {kWarn, "root folder " + root + " is accessible to other users",
+            platform::ProtectionHint(root, "700")};
+  return {kPass, "root folder " + root + " is private"};
+}
+
 }  // namespace
 
 bool CheckRoot(Checks& checks) {
   const std::string root = platform::RootPath();
+  if (const std::string parent = platform::ReplaceableIn(root); !parent.empty()) {
+    checks.push_back(
+        {kFail, "root folder " + root + " may be replaced by others, who may write to " + parent,
+         platform::ProtectionHint(parent, "go-w")});
+    return access(root.c_str(), R_OK | X_OK) == 0;
+  }
   struct stat status {};
   if (stat(root.c_str(), &status) != 0) {
-    checks.push_back({kPass, "root folder " + root + " does not exist (nothing installed yet)"});
+    checks.push_back(CheckOfMissing(root));
     return false;
   }
   if (!S_ISDIR(status.st_mode)) {
@@ -85,24 +117,7 @@ bool CheckRoot(Checks& checks) {
                       "move it away, or set QOR_PLATFORM_ROOT"});
     return false;
   }
-  constexpr mode_t kOthers = S_IRWXG | S_IRWXO;
-  if (const std::string parent = platform::ReplaceableIn(root); !parent.empty()) {
-    checks.push_back(
-        {kFail, "root folder " + root + " may be replaced by others, who may write to " + parent,
-         "chmod go-w " + parent});
-  } else if (status.st_uid != geteuid()) {
-    checks.push_back({kFail,
-                      "root folder " + root + " is owned by user " + std::to_string(status.st_uid),
-                      "change its owner (chown), or set QOR_PLATFORM_ROOT"});
-  } else if ((status.st_mode & S_IRWXU) != S_IRWXU) {
-    checks.push_back(
-        {kFail, "root folder " + root + " is not accessible to its owner", "chmod 700 " + root});
-  } else if ((status.st_mode & kOthers) != 0) {
-    checks.push_back(
-        {kWarn, "root folder " + root + " is accessible to other users", "chmod 700 " + root});
-  } else {
-    checks.push_back({kPass, "root folder " + root + " is private"});
-  }
+  checks.push_back(CheckOfExisting(root, status));
   return access(root.c_str(), R_OK | X_OK) == 0;
 }
 

@@ -121,6 +121,18 @@ TEST_F(RootParentsTest, AreRejectedAtAnyLevel) {
   ExpectRejected();
 }
 
+TEST_F(RootParentsTest, AreNotChangedWhenStickyOrOfAnotherUser) {
+  const std::string other_root = "set QOR_PLATFORM_ROOT to a folder of your own";
+  EXPECT_EQ(ProtectionHint(Parent(), "go-w"), "run: chmod go-w " + Parent());
+  SetMode(01777);
+  EXPECT_EQ(ProtectionHint(Parent(), "go-w"), other_root);
+  EXPECT_EQ(ProtectionHint(geteuid() == 0 ? "/proc/self/fd/no" : "/", "go-w"), other_root);
+  setenv(kVariable, Parent().c_str(), 1);
+  const std::string error = ErrorOfRoot();
+  EXPECT_NE(error.find(other_root), std::string::npos) << error;
+  EXPECT_EQ(error.find("chmod"), std::string::npos) << error;
+}
+
 TEST_F(RootParentsTest, AreAcceptedWhenSticky) {
   SetMode(01777);
   EXPECT_EQ(ErrorOfRoot(), "");
