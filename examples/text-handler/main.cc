@@ -7,6 +7,9 @@
 #include <Ecore.h>
 #include <app_common.h>
 #include <qor/handler.h>
+#include <rapidjson/document.h>
+#include <rapidjson/stringbuffer.h>
+#include <rapidjson/writer.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -30,12 +33,23 @@ std::string AppId() {
 
 void Echo(const qor::Command& command) { command.Succeed(command.Payload()); }
 
-// Answers with the text in upper case and the handler's application id.
+// Answers with the text in upper case and the handler's application id. The text is the payload's
+// JSON string, or the payload itself if that is something else.
 void Upper(const qor::Command& command) {
-  std::string text = command.Payload();
+  rapidjson::Document payload;
+  payload.Parse(command.Payload().c_str());
+  std::string text = payload.IsString() ? payload.GetString() : command.Payload();
   std::transform(text.begin(), text.end(), text.begin(),
                  [](unsigned char c) { return static_cast<char>(std::toupper(c)); });
-  command.Succeed("{\"text\":" + text + ",\"by\":\"" + AppId() + "\"}");
+  rapidjson::StringBuffer json;
+  rapidjson::Writer<rapidjson::StringBuffer> writer(json);
+  writer.StartObject();
+  writer.Key("text");
+  writer.String(text.c_str());
+  writer.Key("by");
+  writer.String(AppId().c_str());
+  writer.EndObject();
+  command.Succeed(json.GetString());
 }
 
 void Reject(const qor::Command& command) {

@@ -131,14 +131,15 @@ TEST_F(Check, FailsWhereThePackageManagerRejects) {
 
 TEST_F(Check, FailsForAnApplicationWithoutAnExecutable) {
   const std::string exec = "fail  manifest: " + InPackage(kManifest) + ":6: exec: ";
-  const std::string hint = "\n      set an executable file in bin/";
   EXPECT_HAS(ReportWith(kManifest, "exec=\"text-handler\"", "", 1),
-             exec + "the application has no exec" + hint);
-  EXPECT_HAS(ReportWith(kManifest, "exec=\"text", "exec=\"test", 1),
-             exec + "bin/test-handler does not exist" + hint);
+             exec + "the application has no exec\n      set an executable file in bin/");
+  EXPECT_HAS(
+      ReportWith(kManifest, "exec=\"text", "exec=\"test", 1),
+      exec + "bin/test-handler does not exist\n      there is bin/text-handler: write exec=");
   const std::string package = Copy("text");
   fs::permissions(package + "/bin/text-handler", fs::perms::owner_read | fs::perms::owner_write);
-  EXPECT_HAS(ReportOf(package, 1), exec + "bin/text-handler is not executable" + hint);
+  EXPECT_HAS(ReportOf(package, 1),
+             exec + "bin/text-handler is not executable\n      run: chmod +x " + package + "/bin/");
 }
 
 TEST_F(Check, WarnsAboutAHandlerThatIsNotAService) {
@@ -179,7 +180,9 @@ TEST_F(Check, FailsForAPackageWithoutAHandler) {
 TEST_F(Check, FailsForAnInvalidPathOfTheConfigurationFile) {
   const std::string place = "fail  metadata: " + InPackage(kManifest) + ":8: " + kHandlerKey + ": ";
   EXPECT_HAS(ReportWith(kManifest, "res/handler.yaml", "res/handlers.yaml", 1),
-             place + "configuration file res/handlers.yaml does not exist\n      add it to");
+             place +
+                 "configuration file res/handlers.yaml does not exist\n      did you mean "
+                 "res/handler.yaml?");
   EXPECT_HAS(ReportWith(kManifest, "res/handler.yaml", "", 1),
              place + "empty value (expected a configuration file)\n      set the path");
   EXPECT_HAS(ReportWith(kManifest, "res/handler.yaml", "res/../../handler.yaml", 1),

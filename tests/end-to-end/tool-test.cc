@@ -33,7 +33,25 @@ TEST_F(Tool, ReturnsFourForATimeout) {
 TEST_F(Tool, ReturnsFiveForAnUnsupportedType) {
   const auto run = Qor({"send", "no.such.type"});
   EXPECT_EQ(run.exit_status, 5);
-  EXPECT_EQ(run.errors.find("qor: no handler serves no.such.type"), run.errors.rfind("qor: "));
+  EXPECT_EQ(run.errors,
+            "qor: no handler serves no.such.type\n  \"qor explain no.such.type\" says why\n");
+}
+
+TEST_F(Tool, NamesTheNearestRequestType) {
+  Install("text");
+  EXPECT_EQ(Qor({"send", "text.uper", "1"}).errors,
+            "qor: no handler serves text.uper\n"
+            "  did you mean text.upper? \"qor explain text.uper\" says why\n");
+}
+
+TEST_F(Tool, PrintsJsonOfTextsThatAreNot) {
+  Install("text");
+  for (const auto& [payload, text] : {std::pair{"\"a\\nb\"", "\"A\\nB\""},
+                                      {"plain \"x\"", "\"PLAIN \\\"X\\\"\""},
+                                      {"{}", "\"{}\""}}) {
+    EXPECT_EQ(Qor({"send", "text.upper", payload}).output,
+              std::string("{\"text\":") + text + ",\"by\":\"org.example.text.handler\"}\n");
+  }
 }
 
 TEST_F(Tool, ReturnsSixForAFailedLaunch) {

@@ -89,6 +89,27 @@ TEST_F(ConfigFiles, ReportTheLineOfAnEmptyItemBeforeComments) {
   EXPECT_EQ(config.warnings[0].location.line, 3);
 }
 
+TEST_F(ConfigFiles, WarnOfTypesThatAreProbablyMistakes) {
+  const ConfigFile config = Read(
+      "request-types:\n  - ''\n  - two words\n  - 12\n  - yes\n  - '12.5'\n  - a.b\n  - ' c'\n");
+  EXPECT_EQ(config.request_types.size(), 7u);
+  std::string warnings;
+  for (const Finding& warning : config.warnings) warnings += ToText(warning) + "\n";
+  EXPECT_EQ(warnings,
+            "pkg/handler.yaml:2: request-types: empty request type\n"
+            "pkg/handler.yaml:3: request-types: \"two words\" contains spaces\n"
+            "pkg/handler.yaml:4: request-types: \"12\" is a number or a boolean, not a string\n"
+            "pkg/handler.yaml:5: request-types: \"yes\" is a number or a boolean, not a string\n"
+            "pkg/handler.yaml:8: request-types: \" c\" contains spaces\n");
+}
+
+TEST_F(ConfigFiles, HintAtTabs) {
+  const ConfigFile config = Read("request-types:\n  - a\n\t- b\n");
+  ASSERT_EQ(config.errors.size(), 1u);
+  EXPECT_EQ(config.errors[0].hint, "indent with spaces: line 3 begins with a tab");
+  EXPECT_EQ(Read("request-types:\n  - [a\n").errors.at(0).hint, "fix the syntax");
+}
+
 TEST_F(ConfigFiles, ReportAFolder) {
   std::filesystem::create_directory(Folder() + "/folder");
   handlers::PackageConfigs package;

@@ -47,6 +47,25 @@ TEST_F(PackageFiles, AreRejectedWithTheEntryOutsideThePackage) {
   EXPECT_EQ(ToText(*reason), package + ": out: a link to \"/etc\" leaves the package");
 }
 
+TEST_F(PackageFiles, AreRejectedWithTheExecutableThatIsThere) {
+  const std::string package = WritePackage("1.2.3");
+  const auto hint = [&](const std::string& exec) {
+    Write("pkg/tizen-manifest.xml",
+          "<manifest package=\"p\" version=\"1.2.3\"><service-application appid=\"p.app\" exec=\"" +
+              exec + "\"/></manifest>");
+    const auto reason = RejectionOf(package);
+    return reason ? reason->hint : "";
+  };
+  EXPECT_EQ(hint("app"), "");
+  EXPECT_EQ(hint("bin/app"), "exec is relative to bin/: write exec=\"app\"");
+  EXPECT_EQ(hint("other"), "there is bin/app: write exec=\"app\"");
+  Write("pkg/bin/tool", "", true);
+  EXPECT_EQ(hint("ap"), "there is bin/app: write exec=\"app\"");
+  EXPECT_EQ(hint("other"), "set an executable file in bin/, a different one for each application");
+  std::filesystem::permissions(package + "/bin/app", std::filesystem::perms(0600));
+  EXPECT_EQ(hint("app"), "run: chmod +x " + package + "/bin/app");
+}
+
 TEST_F(PackageFiles, RemoveTheirTemporaryFolder) {
   setenv("TMPDIR", Folder().c_str(), 1);
   RejectionOf(WritePackage("1.2"));

@@ -61,6 +61,36 @@ TEST_F(Packages, HaveNoProblemsWhenValid) {
   EXPECT_EQ(application.priority.Value(), 10);
 }
 
+TEST_F(Packages, WarnOfATypeOfTwoApplications) {
+  Inspect({{kKey, "res/handler.yaml"}});
+  record_.applications.push_back(record_.applications[0]);
+  record_.applications[1].id = "other";
+  const auto applications = InspectPackage(record_, "pkg").applications;
+  EXPECT_EQ(Text(applications.at(0).warnings), "");
+  EXPECT_EQ(Text(applications.at(1).warnings),
+            "pkg/res/handler.yaml:1: request-types: \"a\" is also declared by app: only one of the "
+            "two is selected\n");
+}
+
+TEST_F(Packages, WarnOfAnotherXmlNamespace) {
+  Inspect({});
+  const std::string begin = "pkg/tizen-manifest.xml:2: xmlns: ";
+  const auto warnings = [this](const std::string& attribute) {
+    Write("pkg/tizen-manifest.xml", "<?xml version=\"1.0\"?>\n<manifest " + attribute + "/>");
+    return Text(InspectPackage(record_, "pkg").warnings);
+  };
+  EXPECT_EQ(warnings("xmlns=\"http://tizen.org/ns/packages\""), "");
+  EXPECT_EQ(warnings("xmlns=\"http://tizen.org/ns/widgets\""),
+            begin + "wrong XML namespace \"http://tizen.org/ns/widgets\"\n");
+  EXPECT_EQ(warnings(""), begin + "no XML namespace\n");
+}
+
+TEST_F(Packages, NameTheConfigurationFileThatIsThere) {
+  const auto application = Inspect({{kKey, "res/handlers.yml"}});
+  ASSERT_EQ(application.errors.size(), 1u);
+  EXPECT_EQ(application.errors[0].hint, "did you mean res/handler.yaml?");
+}
+
 TEST_F(Packages, WithoutAKeyAreNoHandlersAndHaveNoProblems) {
   const auto application = Inspect({{"http://example.org/other", "x"}});
   EXPECT_FALSE(application.is_handler);

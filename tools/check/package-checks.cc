@@ -97,6 +97,9 @@ void CheckContents(const inspect::Package& package, const std::string& path,
                    const Reporter& report) {
   const auto& applications = package.applications;
   report({kPass, package.record.id + " " + package.record.version, "", {}, "manifest"});
+  for (const auto& warning : package.warnings) {
+    report({kWarn, warning.message, warning.hint, warning.location, NameOf(warning.topic)});
+  }
   for (const auto& application : applications) {
     const std::string prefix = applications.size() > 1 ? application.record.id + " " : "";
     ApplicationChecks(application, package.record.root_path, prefix, report).Run();

@@ -82,6 +82,14 @@ int LineOfNull(const YAML::Node& item, const std::vector<std::string>& lines) {
   return LineOf(item);
 }
 
+// Returns whether YAML defines another type than a string for a value without quotes.
+bool IsNumberOrBoolean(const YAML::Node& item) {
+  double number = 0;
+  bool boolean = false;
+  return item.Tag() == "?" && (YAML::convert<double>::decode(item, number) ||
+                               YAML::convert<bool>::decode(item, boolean));
+}
+
 // Finds items that the library accepts, but that are probably mistakes.
 std::vector<Finding> FindWarnings(const YAML::Node& types, const std::string& path,
                                   const std::string& file) {
@@ -99,6 +107,12 @@ std::vector<Finding> FindWarnings(const YAML::Node& types, const std::string& pa
     } else if (!text::IsPrintable(item.Scalar())) {
       warnings.push_back({"\"" + item.Scalar() + "\" contains control characters or invalid UTF-8",
                           "remove them", location});
+    } else if (item.Scalar().find(' ') != std::string::npos) {
+      warnings.push_back({"\"" + item.Scalar() + "\" contains spaces",
+                          "remove them: an agent must send the same text", location});
+    } else if (IsNumberOrBoolean(item)) {
+      warnings.push_back({"\"" + item.Scalar() + "\" is a number or a boolean, not a string",
+                          "write it in quotes, or give the type a name", location});
     } else if (!seen.insert(item.Scalar()).second) {
       warnings.push_back(
           {"duplicate request type \"" + item.Scalar() + "\"", "remove one", location});
@@ -114,12 +128,25 @@ ConfigFile OfConfiguration(ConfigFile config) {
   return config;
 }
 
+// YAML does not allow tabs in indentations; the parser's message rarely says so.
+std::string SyntaxHint(const std::string& path, int error_line) {
+  const std::vector<std::string> lines = ReadLines(path);
+  for (std::size_t i = 0; i < lines.size() && static_cast<int>(i) <= error_line; ++i) {
+    const std::string indentation = lines[i].substr(0, lines[i].find_first_not_of(" \t"));
+    if (indentation.find('\t') != std::string::npos)
+      return "indent with spaces: line " + std::to_string(i + 1) + " begins with a tab";
+  }
+  return "fix the syntax";
+}
+
 Finding DiagnoseFile(const std::string& path, const std::string& file) {
   try {
     const YAML::Node root = Parse(path);
     return Diagnose(root, file);
   } catch (const YAML::ParserException& error) {
-    return {"invalid YAML: " + error.msg, "fix the syntax", {file, error.mark.line + 1}};
+    return {"invalid YAML: " + error.msg,
+            SyntaxHint(path, error.mark.line),
+            {file, error.mark.line + 1}};
   } catch (const YAML::Exception&) {
     return {"cannot read the file", "make it readable", {file}};
   }

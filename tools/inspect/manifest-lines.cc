@@ -22,6 +22,8 @@ ManifestLines::ManifestLines(const std::string& path) {
     return 1 + static_cast<int>(std::count(text.begin(), end, '\n'));
   };
   const pugi::xml_node root = document.document_element();
+  root_ = line_of(root);
+  namespace_ = root.attribute("xmlns").value();
   privileges_ = line_of(root.child("privileges") ? root.child("privileges") : root);
   for (const pugi::xml_node& element : root.children()) {
     const std::string app_id = element.attribute("appid").value();

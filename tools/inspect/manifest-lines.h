@@ -22,6 +22,9 @@ class ManifestLines {
   int OfMetadata(const std::string& app_id, std::size_t index) const;
   // The line of the list of privileges, or of the root element without one.
   int OfPrivileges() const { return privileges_; }
+  int OfRoot() const { return root_; }
+  // The XML namespace of the root element, or empty.
+  const std::string& Namespace() const { return namespace_; }
 
  private:
   struct Application {
@@ -31,6 +34,8 @@ class ManifestLines {
 
   std::map<std::string, Application> applications_;
   int privileges_ = 0;
+  int root_ = 0;
+  std::string namespace_;
 };
 
 }  // namespace tools::inspect

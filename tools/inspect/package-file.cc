@@ -7,6 +7,7 @@
 #include <cstdlib>
 #include <filesystem>
 
+#include "inspect/similar.h"
 #include "platform/linux/package-manager/errors.h"
 #include "platform/linux/package-manager/file-system.h"
 #include "platform/linux/package-manager/manifest.h"
@@ -37,11 +38,35 @@ Package Read(const std::string& path, const std::string& folder) {
   return InspectPackage(record, path);
 }
 
+// Returns the hint for an "exec" that is not an executable file. Only a package folder can be
+// searched for another file.
+std::string ExecHint(const platform::InvalidPackageError& error) {
+  constexpr char kGeneral[] =
+      "set an executable file in bin/, a different one for each application";
+  const auto names = [&error](const char* problem) -> std::string {
+    const auto at = error.Reason().find(problem);
+    return at != std::string::npos ? error.Reason().substr(0, at) : "";
+  };
+  const fs::path folder = fs::path(error.File()).parent_path();
+  if (const auto file = names(" is not executable"); !file.empty())
+    return "run: chmod +x " + std::string(folder / file);
+  const fs::path missing = names(" does not exist");
+  if (missing.string().rfind("bin/bin/", 0) == 0)
+    return "exec is relative to bin/: write exec=\"" + missing.string().substr(8) + "\"";
+  if (missing.empty()) return kGeneral;
+  const std::string similar = SimilarFile(folder / missing.parent_path(), missing.filename());
+  if (similar.empty()) return kGeneral;
+  const fs::path present = missing.parent_path() / similar;
+  return "there is " + std::string(present) + ": write exec=\"" +
+         std::string(present.lexically_relative("bin")) + "\"";
+}
+
 // Returns the hint for an invalid attribute of the manifest.
-std::string HintFor(const std::string& key) {
+std::string HintFor(const platform::InvalidPackageError& error) {
+  const std::string& key = error.Key();
   if (key == platform::kManifestFile)
     return "pack the folder that contains the manifest: qor package pack FOLDER";
-  if (key == "exec") return "set an executable file in bin/, a different one for each application";
+  if (key == "exec") return ExecHint(error);
   if (key == "version") return "use three numbers, such as version=\"1.2.3\"";
   if (key == "package" || key == "appid") {
     return "use a unique id, such as org.example.text: letters, digits, '.', '-' and '_'";
@@ -63,7 +88,7 @@ PackageFile::PackageFile(const std::string& path)
     : folder_{NewFolder()}, package_(Read(path, folder_.path)) {}
 
 Finding FindingOf(const platform::InvalidPackageError& error) {
-  Finding finding{error.Reason(), HintFor(error.Key()), {error.File(), 0, error.Key()}};
+  Finding finding{error.Reason(), HintFor(error), {error.File(), 0, error.Key()}};
   const std::string& location = error.Location();
   const char* const end = location.data() + location.size();
   // A line of the manifest, or else the name of an entry.

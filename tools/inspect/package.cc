@@ -9,6 +9,7 @@
 #include <cstddef>
 #include <filesystem>
 #include <iterator>
+#include <map>
 #include <optional>
 #include <utility>
 
@@ -41,11 +42,13 @@ class Inspector {
         lines_(package.root_path + "/tizen-manifest.xml") {}
 
   Package Inspect() const {
-    Package package{package_, {}};
+    Package package{package_, {}, {}};
     handlers::PackageConfigs configs;
     for (const auto& record : package_.applications) {
       package.applications.push_back(InspectApplication(record, configs));
     }
+    FindSharedTypes(package.applications);
+    CheckNamespace(package.warnings);
     return package;
   }
 
@@ -65,6 +68,40 @@ class Inspector {
       CheckPrivileges(application);
     }
     return application;
+  }
+
+  // Reports one type per application: two that use the same file share all of them.
+  void FindSharedTypes(std::vector<Application>& applications) const {
+    std::map<std::string, std::string> owners;  // the first application with the type
+    for (Application& application : applications) {
+      bool is_reported = false;
+      for (const auto& type : application.request_types) {
+        const auto [owner, is_new] = owners.emplace(type, application.record.id);
+        if (is_new || is_reported) continue;
+        is_reported = true;
+        application.warnings.push_back(
+            {"\"" + type + "\" is also declared by " + owner->second +
+                 ": only one of the two is selected",
+             "declare each type in one application",
+             {ShownFile(application.config_file), LineOfRequestType(application.config_file, type),
+              "request-types"},
+             Topic::kConfiguration});
+      }
+    }
+  }
+
+  void CheckNamespace(std::vector<Finding>& warnings) const {
+    const std::string expected = "http://tizen.org/ns/packages";
+    const std::string& found = lines_.Namespace();
+    if (found == expected) return;
+    warnings.push_back(
+        {found.empty() ? "no XML namespace" : "wrong XML namespace \"" + found + "\"",
+         "write <manifest xmlns=\"" + expected + "\" ...>",
+         {manifest_, lines_.OfRoot(), "xmlns"}});
+  }
+
+  std::string ShownFile(const std::string& path) const {
+    return shown_as_ + "/" + std::string(fs::path(path).lexically_relative(package_.root_path));
   }
 
   // Returns the first entry of a key; the library ignores others.
@@ -139,9 +176,14 @@ class Inspector {
                       "move it into the package, and set its path relative to the package",
                       location, Topic::kMetadata});
     } else if (!exists) {
-      application.errors.push_back({"configuration file " + entry->second + " does not exist",
-                                    "add it to the package, or fix the path", location,
-                                    Topic::kMetadata});
+      const fs::path file = entry->second;
+      const std::string similar =
+          SimilarFile(fs::path(application.config_file).parent_path(), file.filename());
+      application.errors.push_back(
+          {"configuration file " + entry->second + " does not exist",
+           similar.empty() ? "add it to the package, or fix the path"
+                           : "did you mean " + std::string(file.parent_path() / similar) + "?",
+           location, Topic::kMetadata});
     }
     if (!exists) return;
     ConfigFile config =
@@ -167,15 +209,14 @@ class Inspector {
     std::optional<Finding> problem;
     if (access(file.c_str(), X_OK) == 0) {
       problem = FindExecutableProblem(file);
+    } else if (fs::exists(file)) {
+      problem = Finding{"cannot be launched: executable has no execute permission",
+                        "run: chmod +x " + file};
     } else {
-      problem =
-          Finding{fs::exists(file) ? "cannot be launched: executable has no execute permission"
-                                   : "cannot be launched: missing executable",
-                  "reinstall the package"};
+      problem = Finding{"cannot be launched: missing executable", "reinstall the package"};
     }
     if (!problem) return;
-    problem->location.file =
-        shown_as_ + "/" + std::string(fs::path(file).lexically_relative(package_.root_path));
+    problem->location.file = ShownFile(file);
     problem->topic = Topic::kExecutable;
     application.runtime_errors.push_back(*problem);
   }

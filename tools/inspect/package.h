@@ -49,6 +49,8 @@ struct Application {
 struct Package {
   platform::PackageRecord record;
   std::vector<Application> applications;
+  // Probable mistakes that concern no single application.
+  std::vector<Finding> warnings = {};
 };
 
 // `record` has absolute paths. Locations in the result name the package's files below `shown_as`.

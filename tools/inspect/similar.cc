@@ -6,7 +6,9 @@
 #include <algorithm>
 #include <cctype>
 #include <cstddef>
+#include <filesystem>
 #include <numeric>
+#include <system_error>
 #include <vector>
 
 namespace tools::inspect {
@@ -52,6 +54,19 @@ bool IsNearMiss(const std::string& text, const std::string& expected) {
   const std::size_t allowed = expected.size() < kLongTextSize ? 1 : 2;
   const auto [shorter, longer] = std::minmax({text.size(), expected.size()});
   return longer - shorter <= allowed && Distance(text, expected) <= allowed;
+}
+
+std::string SimilarFile(const std::string& folder, const std::string& name) {
+  std::vector<std::string> files;
+  std::error_code error;
+  for (const auto& entry : std::filesystem::directory_iterator(folder, error)) {
+    files.push_back(entry.path().filename());
+  }
+  if (files.size() == 1) return files.front();
+  std::sort(files.begin(), files.end());
+  const auto similar = std::find_if(files.begin(), files.end(),
+                                    [&name](const auto& file) { return IsNearMiss(file, name); });
+  return similar != files.end() ? *similar : "";
 }
 
 }  // namespace tools::inspect

@@ -12,6 +12,10 @@ namespace tools::inspect {
 // separators, or by an edit distance of 1, or 2 for long texts.
 bool IsNearMiss(const std::string& text, const std::string& expected);
 
+// Returns the file in the folder whose name is probably meant by `name`: a similar one, or the only
+// one. Empty when there is none.
+std::string SimilarFile(const std::string& folder, const std::string& name);
+
 }  // namespace tools::inspect
 
 #endif
