@@ -88,6 +88,7 @@ class Shell:
             if entry.name not in ("build", ".git"):
                 (self.folder / entry.name).symlink_to(entry)
         (self.folder / "build").mkdir()
+        (self.folder / "build/root").mkdir(mode=0o700)
         (self.folder / "build/release").symlink_to(build)
         tools = self.folder / "build/tools"
         tools.mkdir()
