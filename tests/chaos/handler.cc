@@ -182,6 +182,11 @@ void AddDurableTypes(qor::Handler& handler, int number, Timers* timers) {
                chaos::IsAtMostOnce(type) ? qor::Policy::kAtMostOnce : qor::Policy::kAtLeastOnce);
   }
   handler.OnResume(chaos::TypeOf(number, "once-suspend"), Echo);
+  // A long run has more than the default within the hour for which answers are kept.
+  qor::AnswerLimits limits;
+  limits.count = 100'000;
+  limits.bytes = std::size_t{256} << 20;
+  handler.KeepAnswers(limits);
 }
 
 }  // namespace

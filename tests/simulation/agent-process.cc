@@ -82,12 +82,15 @@ void AgentProcess::OpenJournal() {
         scheduler_->Restore(std::move(command));
       });
     } catch (const qor::agent::Error& error) {
-      // A full disk: an operator makes room.
-      world_.ledger.Check(may_fail, std::string("cannot open the journal: ") + error.what());
-      disk_.is_full = false;
-      disk_.failing_syncs = 0;
       scheduler_.reset();
       journal_.reset();
+      if (!may_fail) {
+        qor_handler_manager_shutdown();
+        throw Violation(std::string("cannot open the journal: ") + error.what());
+      }
+      // A full disk: an operator makes room.
+      disk_.is_full = false;
+      disk_.failing_syncs = 0;
     }
   }
   world_.ledger.OnAgentStarted();
