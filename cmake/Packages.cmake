@@ -39,7 +39,8 @@ set(CPACK_DEBIAN_TOOLS_PACKAGE_DEPENDS ${same_version})
 
 # Settings evaluated by cpack: the date of all files, for reproducible packages, and the build
 # folders of our own libraries, which no installed package provides.
-foreach(library IN LISTS platform_libraries ITEMS platform_common capi-qor-handler-manager)
+foreach(library IN LISTS platform_libraries ITEMS platform_common capi-qor-handler-manager
+    qor-agent)
   list(APPEND library_folders $<TARGET_FILE_DIR:${library}>)
 endforeach()
 set(CPACK_PROJECT_CONFIG_FILE ${PROJECT_BINARY_DIR}/cpack-settings.cmake)

@@ -263,7 +263,7 @@ TEST_F(Logs, ReportFailedWrite) {
     const auto run =
         tools::RunProcess({"sh", "-c", tool + arguments + " > /dev/full"}, kTimeoutSeconds);
     EXPECT_EQ(run.exit_status, 1) << arguments;
-    EXPECT_EQ(run.errors, "qor: cannot write standard output\n");
+    EXPECT_EQ(run.errors, "qor: cannot write standard output: No space left on device\n");
   }
 }
 

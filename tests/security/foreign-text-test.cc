@@ -179,8 +179,8 @@ TEST_F(ForeignText, IsValidAndPrintableInJson) {
     ExpectPrintable(run.output, arguments);
   }
   const auto failed = Tool({"package", "show", "--json", kHostile});
-  ExpectJsonLines(failed.errors, {"failure"});
-  ExpectPrintable(failed.errors, {"failure"});
+  ExpectJsonLines(failed.output, {"failure"});
+  ExpectPrintable(failed.output, {"failure"});
 
   const std::string file = Root() + "/record.json";
   Tool({"record", "--format", "json", "-o", file, "--", BuildFolder() + "/tools/qor/qor", "send",
