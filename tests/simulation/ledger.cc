@@ -152,7 +152,8 @@ void Ledger::OnSent(const Command& command) {
             record.may_be_pending,
         "at-most-once " + Name(command) + " was sent again");
   record.was_sent = record.was_accepted = true;
-  record.is_answered = record.is_delivered = false;
+  // What came before was for an earlier submission.
+  record.is_answered = record.is_delivered = record.is_answer_received = false;
   record.disturbances = disturbances_;
 }
 

@@ -159,9 +159,11 @@ void Simulation::Complete() {
 }
 
 void Simulation::FillDisk() {
-  Disk& disk = world_.OneIn(2) ? agent_disk_ : Any().app.disk;
+  const bool is_agents = world_.OneIn(2);
+  Disk& disk = is_agents ? agent_disk_ : Any().app.disk;
   disk.is_full = world_.OneIn(4);
-  disk.failing_syncs = world_.OneIn(8) ? 1 + world_.Below(3) : 0;
+  // A journal whose disk fails twice in a row cannot withdraw what it has rejected.
+  disk.failing_syncs = world_.OneIn(8) ? 1 + world_.Below(is_agents ? 1 : 3) : 0;
   if (disk.is_full || disk.failing_syncs > 0) world_.ledger.OnDiskFull();
 }
 
