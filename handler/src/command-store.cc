@@ -135,7 +135,7 @@ bool CommandStore::Begin(const CommandKey& key, Policy policy) {
   const bool is_written =
       database_ && RunWithRecovery([&] {
         Write(is_durable, [&] {
-          if (is_durable) RequireRoomForRun();
+          if (is_durable) RequireRoomForRun(key);
           BindKey(database_->Prepare("INSERT INTO runs (agent, uuid, digest, unfinished, time)"
                                      " VALUES (?1, ?2, ?3, 1, ?4) ON CONFLICT DO UPDATE"
                                      " SET unfinished = unfinished + 1, time = ?4"),
@@ -346,10 +346,11 @@ void CommandStore::InsertAnswer(const CommandKey& key, const Answer& answer) {
       .Step();
 }
 
-void CommandStore::RequireRoomForRun() {
+void CommandStore::RequireRoomForRun(const CommandKey& key) {
   EvictOverLimits();
-  auto query = database_->Prepare("SELECT count(*) FROM runs");
-  query.Step();
+  auto query = database_->Prepare(
+      "SELECT count(*) FROM runs WHERE NOT (agent = ?1 AND uuid = ?2 AND digest = ?3)");
+  BindKey(query, key).Step();
   if (query.Number(0) >= static_cast<std::int64_t>(limits_.count)) {
     throw sqlite::DatabaseError(path_ + ": as many recent commands as the limit allows");
   }

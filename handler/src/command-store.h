@@ -87,8 +87,8 @@ class CommandStore {
   // disk.
   void Write(bool is_durable, const std::function<void()>& changes);
   void InsertAnswer(const CommandKey& key, const Answer& answer);
-  // Throws when the runs reach a limit.
-  void RequireRoomForRun();
+  // Throws when the runs of other commands reach a limit.
+  void RequireRoomForRun(const CommandKey& key);
   void EvictOverLimits();
   // Whether the file, rather than the disk, may be full.
   bool FillsItsSize();

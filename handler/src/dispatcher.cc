@@ -105,8 +105,8 @@ void Dispatcher::Start(const Command& command, const StoredCommand& stored) {
                 "the handler ended three times while the command was in flight");
   }
   if (!store_.Begin(command->key(), type.policy)) {
-    // Not run: its failure is an answer like any other, which may be evicted.
-    in_flight_[command->key()] = Policy::kAtLeastOnce;
+    // Never run: its failure is an answer like any other, which may be evicted.
+    if (!has_begun) in_flight_[command->key()] = Policy::kAtLeastOnce;
     return Fail(command, ErrorCode::kNotRecorded, "not run: cannot record that it begins");
   }
   Run(command, is_resumed ? type.resume : type.run);

@@ -363,6 +363,30 @@ TEST_F(DispatcherRestartTest, RejectsAtMostOnceCommandsBeyondTheCount) {
   EXPECT_THAT(ran_, ElementsAre("one", "two", "four"));
 }
 
+TEST_F(DispatcherRestartTest, ResumesCommandBeyondTheCount) {
+  types_["once"].resume = types_["once"].run;
+  limits_.count = 2;
+  Restart();
+  for (const char* uuid : {"one", "two"}) Deliver(uuid, "once");
+  EXPECT_TRUE(kept_[0].Suspend("state"));
+  Deliver("one", "once");
+  EXPECT_THAT(ran_, ElementsAre("one", "two", "one"));
+}
+
+TEST_F(DispatcherRestartTest, KeepsTheFailureOfASuspendedCommandThatCannotBeRecorded) {
+  types_["once"].resume = types_["once"].run;
+  Deliver("one", "once");
+  EXPECT_TRUE(kept_[0].Suspend("state"));
+  {
+    sqlite::Database other(folder_ + "/answers.db", sqlite::Database::Mode::kExisting);
+    const sqlite::Transaction lock(other);
+    Deliver("one", "once");
+  }
+  Deliver("one", "once");
+  EXPECT_THAT(sent_, ElementsAre(HasSubstr("3007"), HasSubstr("3007")));
+  EXPECT_THAT(ran_, ElementsAre("one"));
+}
+
 TEST_F(DispatcherRestartTest, FailsCommandAfterThreeCrashes) {
   for (int i = 0; i < 4; ++i) {
     Deliver("one");
