@@ -15,7 +15,8 @@ namespace {
 
 constexpr double kPollSeconds = 0.05;
 
-// Lines reach the log with a delay, because another process writes it.
+// Lines reach the log with a delay, because another process writes it. No event says that it has
+// written all: the application, and with it the writer, lives on.
 constexpr std::chrono::milliseconds kLastLines{50};
 
 }  // namespace
