@@ -3,6 +3,7 @@
 
 #include "api/qor-handler-manager-api.h"
 
+#include <new>
 #include <tuple>
 #include <utility>
 
@@ -72,11 +73,11 @@ QorHandlerManagerApi::ExitGuard::~ExitGuard() {
     return;
   }
   // Destroying the objects would wait for the main loop, whose thread may have exited. They are
-  // kept reachable, so that leak checkers do not report them. Out of memory, std::terminate() ends
-  // the process, which is exiting.
-  // NOLINTNEXTLINE(bugprone-unhandled-exception-at-new)
-  static const auto* kept = new auto(std::make_tuple(instance, manager, serviceManager, stub));
-  static_cast<void>(kept);
+  // kept reachable, so that leak checkers do not report them, in static storage, so that it cannot
+  // fail.
+  using Objects = decltype(std::make_tuple(instance, manager, serviceManager, stub));
+  alignas(Objects) static unsigned char kept[sizeof(Objects)];
+  new (kept) Objects(instance, manager, serviceManager, stub);
 }
 
 }  // namespace api

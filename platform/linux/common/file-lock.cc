@@ -10,8 +10,11 @@
 #include <sys/sysmacros.h>
 
 #include <cerrno>
+#include <cstdint>
 #include <cstdio>
 #include <fstream>
+#include <sstream>
+#include <string>
 #include <thread>
 
 #include "platform/linux/common/process-handle.h"
@@ -32,20 +35,23 @@ bool IsAt(const std::string& path, int fd) {
          held.st_dev == present.st_dev && held.st_ino == present.st_ino;
 }
 
+// Returns the name of a file in /proc/locks.
+std::string NameInLocks(const struct stat& file) {
+  char name[64];
+  std::snprintf(name, sizeof name, "%02x:%02x:%ju", major(file.st_dev), minor(file.st_dev),
+                static_cast<std::uintmax_t>(file.st_ino));
+  return name;
+}
+
 // Returns the holder from a line of /proc/locks, or 0 for the line of another file.
 pid_t HolderIn(const std::string& line, const struct stat& file) {
-  pid_t pid = 0;
-  unsigned major_number = 0;
-  unsigned minor_number = 0;
-  unsigned long long inode = 0;
   // NUMBER: KIND ADVISORY ACCESS PID MAJOR:MINOR:INODE START END. The line of a waiting process has
-  // an arrow in front of the kind, and so does not match. The kernel's numbers have the types read.
-  // NOLINTNEXTLINE(cert-err34-c): overflow cannot occur
-  const int found = std::sscanf(line.c_str(), "%*d: FLOCK %*s %*s %d %x:%x:%llu", &pid,
-                                &major_number, &minor_number, &inode);
-  const bool is_same = found == 4 && major_number == major(file.st_dev) &&
-                       minor_number == minor(file.st_dev) && inode == file.st_ino;
-  return is_same ? pid : 0;
+  // an arrow in front of the kind, and so does not match.
+  std::istringstream fields(line);
+  std::string number, kind, advisory, access, locked;
+  pid_t pid = 0;
+  fields >> number >> kind >> advisory >> access >> pid >> locked;
+  return fields && kind == "FLOCK" && locked == NameInLocks(file) ? pid : 0;
 }
 
 }  // namespace

@@ -15,8 +15,7 @@ namespace {
 
 constexpr double kPollSeconds = 0.05;
 
-// Lines reach the log with a delay, because another process writes it. No event says that it has
-// written all: the application, and with it the writer, lives on.
+// Lines reach the log with a delay, because another process writes it.
 constexpr std::chrono::milliseconds kLastLines{50};
 
 }  // namespace
@@ -36,6 +35,7 @@ LiveLog::LiveLog(const std::string& app_id)
 
 LiveLog::~LiveLog() {
   if (timer_ != nullptr) ecore_timer_del(timer_);
+  // No event says that the writer has written all: it lives as long as the application.
   std::this_thread::sleep_for(kLastLines);
   Copy();
 }
